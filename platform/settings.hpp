@@ -1,0 +1,41 @@
+// What a program decides about its host. One Settings per extension handle: two collections with
+// different proxies or trust stores are served by two handles.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace vxhost {
+
+// Bytes of the running GET or PUT; total is 0 when it is not known.
+struct Progress {
+    uint64_t moved;
+    uint64_t total;
+};
+
+struct Settings {
+    std::string caFile;     // PEM file of trusted authorities; empty: the system's trust store
+    bool insecure = false;  // accept any certificate
+    std::chrono::milliseconds connectTimeout{30'000};
+    std::chrono::milliseconds stallTimeout{60'000};  // no byte moved for so long: the request fails
+    std::string userAgent = "quillon";
+
+    // Set by a signal handler: the running request ends at once and no new one begins, but for the
+    // UNLOCKs that give back what is held. Null: never.
+    const std::atomic<bool>* interrupted = nullptr;
+    std::function<void(const Progress&)> progress;  // called from inside a transfer; may be empty
+
+    // Records of the logging channels at or above the threshold, one rendered line each. Levels:
+    // 1 weblnk's wire trace (credentials masked), 2 trace, 3 failures; 0: nothing is wanted.
+    uint32_t logThreshold = 0;
+    std::function<void(uint32_t level, std::string_view channel, std::string_view text)> log;
+
+    std::string cacheRoot;  // parent of cache directories; empty: the person's cache directory
+    std::string configDirectory;  // the key of stored passwords; empty: the person's own
+};
+
+}  // namespace vxhost
