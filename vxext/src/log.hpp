@@ -1,0 +1,64 @@
+// One log statement: level test, rendering, record. A disabled level costs two field reads.
+#pragma once
+
+#include "host/quillon.h"
+#include "vxext/src/messages.hpp"
+
+namespace vx {
+
+// A template with its length and the line of the statement that logs it.
+struct LogText {
+    template <size_t N>
+    consteval LogText(const char32_t (&literal)[N], unsigned number = __builtin_LINE())
+        : text(literal), length(N - 1) {
+        unsigned digits = 1;
+        for (unsigned rest = number; rest >= 10; rest /= 10) ++digits;
+        for (unsigned i = digits; i-- > 0; number /= 10) line[i] = char('0' + number % 10);
+    }
+    const char32_t* text;
+    uint64_t length;
+    char line[12] = {};
+};
+
+// Variable arguments travel as 64-bit values: a status widened with its sign, as is an integer.
+inline int64_t squillonVariable(Status status) {
+    return int32_t(status);
+}
+inline int64_t squillonVariable(int32_t number) {
+    return number;
+}
+inline const void* squillonVariable(const void* pointer) {
+    return pointer;
+}
+
+inline bool squillonLogWanted(Logger* logger, uint32_t level) {
+    if (logger->threshold != 0) return logger->threshold <= level;
+    if (logger->inheritedThreshold != 0) return logger->inheritedThreshold <= level;
+    return logger->table->IsEnabled(logger, level);
+}
+
+// message may be null: then nothing is logged.
+void squillonLogRendered(Logger* logger, uint32_t level, const char* line,
+                         RenderedMessage* message);
+
+template <class... Arguments>
+void squillonLog(Logger* logger, uint32_t level, const LogText& text, Arguments... arguments) {
+    if (!squillonLogWanted(logger, level)) return;
+    squillonLogRendered(
+        logger, level, text.line,
+        LoggerRender(logger, text.text, text.length, squillonVariable(arguments)...));
+}
+
+template <class... Arguments>
+void squillonTrace(const ExtensionHandle* extension, const LogText& text, Arguments... arguments) {
+    squillonLog(extension->logger, LOG_TRACE, text, arguments...);
+}
+
+// Failures, and the few facts that are logged at their level.
+template <class... Arguments>
+void squillonLogFailure(const ExtensionHandle* extension, const LogText& text,
+                        Arguments... arguments) {
+    squillonLog(extension->logger, LOG_FAILURE, text, arguments...);
+}
+
+}  // namespace vx

@@ -1,0 +1,53 @@
+// Memory of the extension's pool, freed at the end of a scope unless handed over.
+#pragma once
+
+#include "host/pool.h"
+
+namespace vx {
+
+// Uninitialised room for count values; null: no memory, or a size beyond 64 bits.
+template <class T>
+T* squillonAlloc(Pool* pool, uint64_t count) {
+    uint64_t bytes;
+    if (__builtin_mul_overflow(count, sizeof(T), &bytes)) return nullptr;
+    return static_cast<T*>(pool->Alloc(pool, bytes, POOL_PLAIN));
+}
+
+// One zero-filled record; null: no memory.
+template <class T>
+T* squillonAllocRecord(Pool* pool) {
+    return static_cast<T*>(pool->Alloc(pool, sizeof(T), POOL_ZEROED));
+}
+
+// Frees what a field points to, and clears the field, so that a release accepts a half-built
+// record.
+template <class T>
+void squillonFree(Pool* pool, T*& block) {
+    if (!block) return;
+    pool->Free(pool, block);
+    block = nullptr;
+}
+
+template <class T>
+class [[nodiscard]] PoolPtr {
+public:
+    PoolPtr(Pool* pool, T* block) : pool_(pool), block_(block) {}
+    PoolPtr(const PoolPtr&) = delete;
+    PoolPtr& operator=(const PoolPtr&) = delete;
+    ~PoolPtr() { squillonFree(pool_, block_); }
+
+    explicit operator bool() const { return block_ != nullptr; }
+    T* get() const { return block_; }
+    T** address() { return &block_; }
+    T* release() {
+        T* block = block_;
+        block_ = nullptr;
+        return block;
+    }
+
+private:
+    Pool* pool_;
+    T* block_;
+};
+
+}  // namespace vx
