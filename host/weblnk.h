@@ -54,6 +54,20 @@ ABI_AT(WriteCallback, callback, 0);
 ABI_AT(WriteCallback, file, 8);
 ABI_AT(WriteCallback, journal, 16);
 
+/* What came of a GET. The first word of a GET's options may hold the address of one: InstGet fills
+ * it before it returns, so that a caller learns what the status of a whole operation hides. */
+static const uint32_t GET_OF_COLLECTION = 1; /* the answer was redirected to the URL's own with a
+                                                final slash: a collection, no member */
+typedef struct GetReport {
+    Status result; /* what InstGet returned */
+    uint32_t flags;
+    uint64_t length; /* in bytes, of the body handed to the callback */
+    double modified; /* Last-Modified, or MISSING_DATETIME */
+} GetReport;
+ABI_AT(GetReport, length, 8);
+ABI_AT(GetReport, modified, 16);
+ABI_SIZE(GetReport, 24);
+
 /* The body of a PUT, piece by piece: a piece stays valid until the next call. VX_END_OF_DATA ends
  * the body; any other status aborts the connection, so that no partial body passes for a whole. */
 struct ReadCallback {
@@ -147,6 +161,7 @@ struct Client {
     Unnamed at18[6];
     Status (*httpInstDelete)(Client*, Word, Word, int32_t* status);
     Unnamed at50;
+    /* options: null, or a word that is 0 or the address of a GetReport. */
     Status (*InstGet)(Client*, const Word* options, Word, Word, int32_t* status, WriteCallback*);
     Unnamed at60[4];
     Status (*InstHead)(Client*, int32_t* status);
