@@ -1,0 +1,16 @@
+// The extensions that LoadExtension finds by name. Each function makes an instance of its own,
+// which its Unload operation frees; it throws when there is none. The settings outlive the
+// instance.
+#pragma once
+
+#include "host/kernel.h"
+#include "platform/settings.hpp"
+
+namespace vxhost {
+
+vx::LoadedExtension* createWeblnk(const Settings& settings);
+vx::LoadedExtension* createFsbox(const Settings& settings);
+vx::LoadedExtension* createToolbox(const Settings& settings);
+vx::LoadedExtension* createMarkup();  // loaded through the kernel, which has no settings
+
+}  // namespace vxhost
