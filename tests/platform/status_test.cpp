@@ -1,0 +1,46 @@
+#include "platform/status.hpp"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <map>
+#include <regex>
+#include <set>
+
+namespace {
+
+// The codes that a header declares, by name.
+std::map<std::string, vx::Status> declaredCodes(const std::string& header) {
+    std::ifstream file(std::string(SOURCE_DIR "/") + header);
+    const std::regex declaration("Status (\\w+) = (0x[0-9A-F]{8})u;");
+    std::map<std::string, vx::Status> codes;
+    for (std::string line; std::getline(file, line);) {
+        std::smatch found;
+        if (std::regex_search(line, found, declaration)) {
+            codes[found[1]] = static_cast<vx::Status>(std::stoul(found[2], nullptr, 16));
+        }
+    }
+    return codes;
+}
+
+TEST(status, every_code_has_a_text_of_its_own) {
+    auto codes = declaredCodes("host/status.h");
+    EXPECT_GT(codes.size(), 30u);
+    codes.merge(declaredCodes("platform/status.hpp"));
+    EXPECT_GT(codes.size(), 50u);
+    std::set<std::string> texts;
+    std::set<vx::Status> values;
+    for (const auto& [name, status] : codes) {
+        const std::string text = vxhost::statusText(status);
+        EXPECT_EQ(text.find("with the code"), std::string::npos) << name;
+        EXPECT_EQ(text.back(), '.') << name;
+        EXPECT_TRUE(texts.insert(text).second) << name;
+        EXPECT_TRUE(values.insert(status).second) << name;
+    }
+}
+
+TEST(status, another_code_is_shown_by_number) {
+    EXPECT_NE(vxhost::statusText(0x8BADC0DEu).find("8BADC0DE"), std::string::npos);
+}
+
+}  // namespace
