@@ -1,0 +1,41 @@
+#include "platform/weblnk/href_resolver.hpp"
+
+#include "platform/weblnk/url.hpp"
+#include "platform/weblnk/url_path.hpp"
+
+namespace vxhost {
+namespace {
+
+// Nothing that resolution would change: an absolute path without dot segments.
+bool isPlainPath(std::string_view href) {
+    return href.starts_with('/') && !href.starts_with("//") && href.find("/.") == href.npos;
+}
+
+}  // namespace
+
+HrefResolver::HrefResolver(std::string_view requested)
+    : spelt_(requested), base_(encodeForRequest(requested)) {
+    const auto parts = splitSpelt(spelt_);
+    root_ = parts.root;
+    path_ = parts.path;
+}
+
+// Nearly every href is a member's: it begins with the very spelling of its collection and goes on,
+// which one comparison of memory tells.
+bool HrefResolver::isRequested(std::string_view path) const {
+    if (path_.ends_with('/') && path.starts_with(path_)) return path.size() == path_.size();
+    return samePath(path, path_);
+}
+
+std::string_view HrefResolver::resolve(std::string_view href) {
+    if (isPlainPath(href)) {
+        if (isRequested(href)) return spelt_;
+        result_.assign(root_).append(href);
+        return result_;
+    }
+    result_ = vxhost::resolve(base_, href);
+    if (samePath(splitSpelt(result_).path, removeDotSegments(path_))) return spelt_;
+    return result_;
+}
+
+}  // namespace vxhost

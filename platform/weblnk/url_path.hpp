@@ -1,0 +1,16 @@
+// Percent escapes (RFC 3986, 2.1) and the comparison of paths that differ in them alone.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace vxhost {
+
+bool isEscape(std::string_view text, size_t at);     // "%" and two hexadecimal digits stand there
+char escapedByte(std::string_view text, size_t at);  // only where isEscape holds
+
+// Equal when escapes are read as the bytes they stand for; an escaped "/" is not a "/". One final
+// "/" of either does not count.
+bool samePath(std::string_view a, std::string_view b);
+
+}  // namespace vxhost
