@@ -17,6 +17,12 @@ struct Progress {
     uint64_t total;
 };
 
+// What came of a request of weblnk, however the operation around it sums that up.
+struct Exchange {
+    uint32_t result;     // the request operation's status
+    int32_t httpStatus;  // -1 when no answer came
+};
+
 struct Settings {
     std::string caFile;     // PEM file of trusted authorities; empty: the system's trust store
     bool insecure = false;  // accept any certificate
@@ -28,6 +34,7 @@ struct Settings {
     // UNLOCKs that give back what is held. Null: never.
     const std::atomic<bool>* interrupted = nullptr;
     std::function<void(const Progress&)> progress;  // called from inside a transfer; may be empty
+    std::function<void(const Exchange&)> exchanged;  // told at each request's end; may be empty
 
     std::string cacheRoot;  // parent of cache directories; empty: the person's cache directory
 };
