@@ -59,8 +59,8 @@ ABI_AT(WriteCallback, journal, 16);
 static const uint32_t GET_OF_COLLECTION = 1; /* the answer was redirected to the URL's own with a
                                                 final slash: a collection, no member */
 typedef struct GetReport {
-    Status result; /* what InstGet returned */
     uint32_t flags;
+    uint32_t at04;
     uint64_t length; /* in bytes, of the body handed to the callback */
     double modified; /* Last-Modified, or MISSING_DATETIME */
 } GetReport;
