@@ -1,0 +1,123 @@
+#include "runtime/case.hpp"
+
+#include "runtime/case_classes.hpp"
+#include "runtime/case_tables.hpp"
+#include "runtime/kernel.hpp"
+#include "runtime/memory.hpp"
+
+namespace {
+
+constexpr char32_t blank = U' ';
+
+// One direction of the library's own mapping.
+struct CaseMapping {
+    const int8_t* shift;
+    const uint32_t* aux;
+
+    char32_t operator()(char32_t c) const {
+        if (c >= 0x10000) return c;
+        const int16_t base = nxz_metatable[vx::blockOf(c)];
+        if (base < 0) return c;
+        const int8_t delta = shift[static_cast<uint32_t>(base) + c % vx::blockSize];
+        return delta == vx::escape ? lookUp(c) : c + static_cast<uint32_t>(int32_t{delta});
+    }
+
+    char32_t lookUp(char32_t c) const {
+        for (const uint32_t* pair = aux; *pair != 0; pair += 2) {
+            if (*pair == c) return pair[1];
+        }
+        return c;
+    }
+};
+
+const CaseMapping upper{nxz_upshift.data(), nxz_upaux.data()};
+const CaseMapping lower{nxz_downshift.data(), nxz_downaux.data()};
+
+using ServiceSlot = int64_t (*vx::CaseService::*)(vx::CaseService*, int64_t, vx::Word);
+
+void mapText(char32_t* text, int64_t count, const CaseMapping& mapping, ServiceSlot slot) {
+    vx::CaseService* service = Exported_VXHandle->caseService;
+    for (int64_t i = 0; i < count; ++i) {
+        const char32_t c = text[i];
+        if (service && c >= 0x80) {
+            const int64_t widened = static_cast<int32_t>(c);
+            text[i] = static_cast<char32_t>((service->*slot)(service, widened, 1));
+        } else {
+            text[i] = mapping(c);
+        }
+    }
+}
+
+template <class Meta, class Shift>
+void mapToExtreme(char32_t* text, int64_t count, const Meta& meta, const Shift& shift) {
+    for (int64_t i = 0; i < count; ++i) {
+        const char32_t c = text[i];
+        if (c >= 0x10000) continue;
+        const int32_t base = meta[vx::blockOf(c)];
+        if (base < 0) continue;
+        const int32_t delta = shift[static_cast<uint32_t>(base) + c % vx::blockSize];
+        text[i] = c + static_cast<uint32_t>(delta);
+    }
+}
+
+int64_t notNegative(int64_t count) {
+    return count < 0 ? 0 : count;
+}
+
+bool allBlank(const char32_t* text, int64_t count) {
+    return nxMemTNot(blank, text, static_cast<uint64_t>(count)) != 0;
+}
+
+int32_t order(char32_t first, char32_t second) {
+    const auto a = static_cast<int32_t>(first);
+    const auto b = static_cast<int32_t>(second);
+    return a < b ? -1 : a > b;
+}
+
+}  // namespace
+
+int64_t vxzstrp(const char32_t* text, int64_t count) {
+    while (count > 0 && text[count - 1] == blank) --count;
+    return notNegative(count);
+}
+
+void vxzstup(char32_t* text, int64_t count) {
+    mapText(text, count, upper, &vx::CaseService::UpperCase);
+}
+
+void vxzstlo(char32_t* text, int64_t count) {
+    mapText(text, count, lower, &vx::CaseService::LowerCase);
+}
+
+int32_t vxzseqn(const char32_t* first, int64_t firstCount, const char32_t* second,
+                int64_t secondCount) {
+    if (firstCount != secondCount) return 0;
+    for (int64_t i = 0; i < firstCount; ++i) {
+        if (first[i] != second[i] && lower(first[i]) != lower(second[i])) return 0;
+    }
+    return 1;
+}
+
+int32_t vxzsncmp(const char32_t* first, int64_t firstCount, const char32_t* second,
+                 int64_t secondCount) {
+    firstCount = notNegative(firstCount);
+    secondCount = notNegative(secondCount);
+    const int64_t common = firstCount < secondCount ? firstCount : secondCount;
+    int32_t tieBreak = 0;
+    for (int64_t i = 0; i < common; ++i) {
+        if (first[i] == second[i]) continue;
+        if (tieBreak == 0) tieBreak = order(first[i], second[i]);
+        if (const int32_t lowered = order(lower(first[i]), lower(second[i]))) return 2 * lowered;
+    }
+    if (firstCount < secondCount)
+        return allBlank(second + common, secondCount - common) ? tieBreak : -2;
+    return allBlank(first + common, firstCount - common) ? tieBreak : 2;
+}
+
+void vxzstmin(char32_t* text, int64_t count) {
+    mapToExtreme(text, count, nxz_min_meta, nxz_minshift);
+}
+
+void vxzstmax(char32_t* text, int64_t count) {
+    mapToExtreme(text, count, nxz_max_meta, nxz_maxshift);
+}
