@@ -4,10 +4,11 @@
 #include "host/journal.h"
 #include "host/logger.h"
 
+#pragma GCC visibility push(default)
 extern "C" {
 
 vx::RenderedMessage* LoggerRender(vx::Logger* logger, const char32_t* text, uint64_t length, ...);
-vx::RenderedMessage* LoggerCapture(vx::Logger* logger, uint32_t number, ...);
+vx::RenderedMessage* LoggerCapture(vx::Logger* logger, int32_t number, ...);
 
 // length is in characters; 0: the text is NUL-terminated.
 vx::Status vxlMessageToJnl(vx::Journal* journal, uint32_t severity, const char32_t* text,
@@ -18,5 +19,9 @@ vx::Status vxlMessageToBuf(vx::Journal* journal, vx::Word, vx::Word, vx::Word, v
                            ...);
 vx::Status vxlStatusToBuf(vx::Journal* journal, vx::Status status, vx::Word, vx::Word, vx::Word,
                           ...);
+
+// Hands every argument, whatever its type, on to the journal.
 vx::Word vxlGetLocale(vx::Journal* journal, ...);
-}
+
+}  // extern "C"
+#pragma GCC visibility pop

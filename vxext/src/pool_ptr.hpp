@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/pool.h"
+#include "runtime/wipe.hpp"
 
 namespace vx {
 
@@ -28,6 +29,12 @@ void squillonFree(Pool* pool, T*& block) {
     block = nullptr;
 }
 
+// The same for a UTF-32 text that may be a password: overwritten before it is freed.
+inline void squillonFreeSecret(Pool* pool, char32_t*& text, uint64_t characters) {
+    if (text) squillonWipe(text, characters * sizeof(char32_t));
+    squillonFree(pool, text);
+}
+
 template <class T>
 class [[nodiscard]] PoolPtr {
 public:
@@ -48,6 +55,25 @@ public:
 private:
     Pool* pool_;
     T* block_;
+};
+
+// A UTF-32 text that may be a password, with the length that its maker stores.
+class [[nodiscard]] SecretText {
+public:
+    explicit SecretText(Pool* pool) : pool_(pool) {}
+    SecretText(const SecretText&) = delete;
+    SecretText& operator=(const SecretText&) = delete;
+    ~SecretText() { squillonFreeSecret(pool_, text_, length_); }
+
+    const char32_t* get() const { return text_; }
+    uint64_t length() const { return length_; }  // in characters
+    char32_t** address() { return &text_; }
+    uint64_t* lengthAddress() { return &length_; }
+
+private:
+    Pool* pool_;
+    char32_t* text_ = nullptr;
+    uint64_t length_ = 0;
 };
 
 }  // namespace vx

@@ -6,8 +6,9 @@
 namespace vx {
 
 // A caller's text as a new UTF-32 text of the pool, with its length in characters. A null or empty
-// source gives null and 0. After a failure of the transcoder the buffer stays in *result for the
-// caller to free; without memory *result is null.
+// source gives null and 0; one of negative length finds no memory. After a failure of the
+// transcoder the buffer stays in *result for the caller to free; without memory *result is null.
+// What of the buffer lies beyond the length is zero, also after a failure.
 Status squillonTranscode(ExtensionHandle* extension, Transcoder* transcoder, const char* source,
                          int64_t sourceBytes, char32_t** result, uint64_t* resultLength);
 
@@ -22,8 +23,5 @@ struct Narrowing {
 // in bytes, without the NUL, and set only on success.
 Narrowing squillonNarrow(ExtensionHandle* extension, Transcoder* transcoder, const char32_t* text,
                          uint64_t characters, uint64_t capacity, char** buffer, uint64_t* length);
-
-// A pool copy of a caller's NUL-terminated generic name, with its NUL; null: no memory.
-char* squillonCopyGenericName(Pool* pool, const char* name);
 
 }  // namespace vx
