@@ -1,0 +1,65 @@
+// Operations that are still to come: each says so and does nothing.
+#include "vxext/src/log.hpp"
+#include "vxext/src/operations.hpp"
+
+namespace vx {
+namespace {
+
+Status unsupported(const ExtensionHandle* extension, const LogText& text) {
+    squillonLogFailure(extension, text);
+    return VX_UNSUPPORTED;
+}
+
+}  // namespace
+
+CollectionListHandle* quillonCollectionListOpen(CollectionHandle* collection, Transcoder*,
+                                                const char*, Journal*) {
+    unsupported(collection->extension, U"quillonCollectionListOpen not supported");
+    return nullptr;
+}
+
+Status quillonCollectionListClose(CollectionListHandle* listing) {
+    if (!listing) return VX_SUCCESS;
+    return unsupported(listing->extension, U"quillonCollectionListClose not supported");
+}
+
+FileHandle* quillonFileHandleAcquire(CollectionHandle* collection, FileHandleParms* parms,
+                                     Journal*) {
+    parms->rc = unsupported(collection->extension, U"quillonFileHandleAcquire not supported");
+    return nullptr;
+}
+
+Status quillonFileHandleRelease(FileHandle* file) {
+    if (!file) return VX_SUCCESS;
+    return unsupported(file->extension, U"quillonFileHandleRelease not supported");
+}
+
+Status quillonFileDelete(CollectionHandle* collection, DeleteParms*, Journal*) {
+    return unsupported(collection->extension, U"quillonFileDelete not supported");
+}
+
+Status quillonFileGet(FileHandle* file, FileGetParms*, Journal*) {
+    return unsupported(file->extension, U"quillonFileGet not supported");
+}
+
+Status quillonFileInfo(FileHandle* file, Transcoder*, Journal*) {
+    return unsupported(file->extension, U"quillonFileInfo not supported");
+}
+
+Status quillonFileLock(FileHandle* file, LockRequest*, Journal*) {
+    return unsupported(file->extension, U"quillonFileLock not supported");
+}
+
+Status quillonFileLockRelease(FileHandle* file, Journal*) {
+    return unsupported(file->extension, U"quillonFileLockRelease not supported");
+}
+
+Status quillonFilePut(FileHandle* file, void*, Journal*) {
+    return unsupported(file->extension, U"quillonFilePut not supported");
+}
+
+Status quillonFileRename(CollectionHandle* collection, RenameParms*, Journal*) {
+    return unsupported(collection->extension, U"quillonFileRename not supported");
+}
+
+}  // namespace vx
