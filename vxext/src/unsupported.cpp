@@ -12,17 +12,6 @@ Status unsupported(const ExtensionHandle* extension, const LogText& text) {
 
 }  // namespace
 
-CollectionListHandle* quillonCollectionListOpen(CollectionHandle* collection, Transcoder*,
-                                                const char*, Journal*) {
-    unsupported(collection->extension, U"quillonCollectionListOpen not supported");
-    return nullptr;
-}
-
-Status quillonCollectionListClose(CollectionListHandle* listing) {
-    if (!listing) return VX_SUCCESS;
-    return unsupported(listing->extension, U"quillonCollectionListClose not supported");
-}
-
 FileHandle* quillonFileHandleAcquire(CollectionHandle* collection, FileHandleParms* parms,
                                      Journal*) {
     parms->rc = unsupported(collection->extension, U"quillonFileHandleAcquire not supported");
