@@ -12,16 +12,16 @@ Status quillonCollectionHandleRelease(CollectionHandle* collection);
 CollectionListHandle* quillonCollectionListOpen(CollectionHandle* collection,
                                                 Transcoder* transcoder, const char* genericName,
                                                 Journal* journal);
-Status quillonCollectionListClose(CollectionListHandle* listing);
+Status quillonCollectionListClose(CollectionListHandle* list);
 FileHandle* quillonFileHandleAcquire(CollectionHandle* collection, FileHandleParms* parms,
                                      Journal* journal);
-Status quillonFileHandleRelease(FileHandle* file);
+Status quillonFileHandleRelease(FileHandle* member);
 Status quillonFileDelete(CollectionHandle* collection, DeleteParms* parms, Journal* journal);
-Status quillonFileGet(FileHandle* file, FileGetParms* parms, Journal* journal);
-Status quillonFileInfo(FileHandle* file, Transcoder* transcoder, Journal* journal);
-Status quillonFileLock(FileHandle* file, LockRequest* request, Journal* journal);
-Status quillonFileLockRelease(FileHandle* file, Journal* journal);
-Status quillonFilePut(FileHandle* file, void* ignored, Journal* journal);
+Status quillonFileGet(FileHandle* member, FileGetParms* parms, Journal* journal);
+Status quillonFileInfo(FileHandle* member, Transcoder* transcoder, Journal* journal);
+Status quillonFileLock(FileHandle* member, LockRequest* request, Journal* journal);
+Status quillonFileLockRelease(FileHandle* member, Journal* journal);
+Status quillonFilePut(FileHandle* member, void* ignored, Journal* journal);
 Status quillonFileRename(CollectionHandle* collection, RenameParms* parms, Journal* journal);
 Status quillonPasswordEncrypt(ExtensionHandle* extension, PasswordParms* parms);
 Status quillonCollectionCreate(ExtensionHandle* extension, CollectionOpParms* parms,

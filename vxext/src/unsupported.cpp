@@ -12,27 +12,12 @@ Status unsupported(const ExtensionHandle* extension, const LogText& text) {
 
 }  // namespace
 
-FileHandle* quillonFileHandleAcquire(CollectionHandle* collection, FileHandleParms* parms,
-                                     Journal*) {
-    parms->rc = unsupported(collection->extension, U"quillonFileHandleAcquire not supported");
-    return nullptr;
-}
-
-Status quillonFileHandleRelease(FileHandle* file) {
-    if (!file) return VX_SUCCESS;
-    return unsupported(file->extension, U"quillonFileHandleRelease not supported");
-}
-
 Status quillonFileDelete(CollectionHandle* collection, DeleteParms*, Journal*) {
     return unsupported(collection->extension, U"quillonFileDelete not supported");
 }
 
 Status quillonFileGet(FileHandle* file, FileGetParms*, Journal*) {
     return unsupported(file->extension, U"quillonFileGet not supported");
-}
-
-Status quillonFileInfo(FileHandle* file, Transcoder*, Journal*) {
-    return unsupported(file->extension, U"quillonFileInfo not supported");
 }
 
 Status quillonFileLock(FileHandle* file, LockRequest*, Journal*) {
