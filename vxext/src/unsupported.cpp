@@ -16,10 +16,6 @@ Status quillonFileDelete(CollectionHandle* collection, DeleteParms*, Journal*) {
     return unsupported(collection->extension, U"quillonFileDelete not supported");
 }
 
-Status quillonFileGet(FileHandle* file, FileGetParms*, Journal*) {
-    return unsupported(file->extension, U"quillonFileGet not supported");
-}
-
 Status quillonFileLock(FileHandle* file, LockRequest*, Journal*) {
     return unsupported(file->extension, U"quillonFileLock not supported");
 }
