@@ -14,18 +14,22 @@ typedef struct NameParms NameParms;
 
 struct File {
     Unnamed at00[9];
-    Status (*Close)(File*); /* flushes and frees the file; its status is the last write error */
+    /* Flushes and frees the file, once; its status is the first write error. A written file that
+     * could not be stored whole is removed. */
+    Status (*Close)(File*);
     /* On entry *data is null and *length the most wanted; on return they describe a piece that
      * stays valid until the next call. VX_END_OF_FILE: nothing left. */
     Status (*Read)(File*, const void** data, uint64_t* length, uint64_t* spare, Word, Word);
+    /* Small pieces are gathered. A length of 0 hands what is gathered to the system now: who will
+     * not look at the status of Close learns so that all of it could be stored. */
     Status (*Write)(File*, const void* data, uint64_t length, Word, Word, Word);
 };
 ABI_AT(File, Close, 0x48);
 ABI_AT(File, Read, 0x50);
 ABI_AT(File, Write, 0x58);
 
-static const uint32_t FSBOX_READ = 1;
-static const uint32_t FSBOX_WRITE = 2; /* created or emptied */
+static const uint32_t FSBOX_READ = 1;  /* through a symbolic link, if there is one */
+static const uint32_t FSBOX_WRITE = 2; /* created with mode 0600 or emptied, never through a link */
 
 struct FsboxOpenParms {
     char32_t device[8]; /* "DISK", blank-padded */

@@ -1,0 +1,14 @@
+// Directories of the person's own (XDG Base Directory Specification) and of the running program.
+#pragma once
+
+#include <filesystem>
+
+namespace vxhost {
+
+std::filesystem::path cacheHome();   // $XDG_CACHE_HOME/quillon, else ~/.cache/quillon
+std::filesystem::path configHome();  // $XDG_CONFIG_HOME/quillon, else ~/.config/quillon
+
+// Makes what is missing of the path, mode 0700 each. Throws a Failure.
+void makePrivateDirectories(const std::filesystem::path& directory);
+
+}  // namespace vxhost

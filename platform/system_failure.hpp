@@ -1,0 +1,16 @@
+// Errors of system calls as statuses.
+#pragma once
+
+#include <string>
+
+#include "platform/status.hpp"
+
+namespace vxhost {
+
+// FSBOX_NO_SPACE, FSBOX_DENIED, FSBOX_EXISTS, VX_PATH_NOT_FOUND, VX_NO_MEMORY, else FSBOX_IO.
+Status systemStatus(int error) noexcept;
+
+// what: the thing that could not be had, the system's reason is put behind it.
+[[noreturn]] void throwSystemFailure(int error, const std::string& what);
+
+}  // namespace vxhost
