@@ -1,0 +1,89 @@
+// Programs run by tests: with pipes, or in a terminal of their own where they prompt for a password
+// or draw a progress bar. What goes wrong with running them throws std::exception.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace support {
+
+using Duration = std::chrono::milliseconds;
+using Clock = std::chrono::steady_clock;
+
+constexpr Duration patience{60'000};  // for what must happen; a loaded machine is slow
+
+struct Command {
+    std::vector<std::string> arguments{};  // the program, looked up in PATH, comes first
+    std::map<std::string, std::string> environment{};  // over the caller's own
+    std::string input{};                               // standard input, which ends after it
+    std::filesystem::path directory{};                 // empty: the caller's own
+};
+
+struct Outcome {
+    int exitCode = -1;  // -1: ended by a signal
+    int signal = 0;     // 0: it exited
+    std::string output;
+    std::string errors;
+    long peakKiB = 0;          // resident memory, of the process and the children it reaped
+    Duration processorTime{};  // user and system, likewise
+};
+
+enum class Streams { pipes, terminal };
+
+// Leads a process group of its own, which is killed at the end of the scope, and gets SIGTERM when
+// the thread that started it dies. Output is taken in while a member function waits.
+class RunningProcess {
+public:
+    // In a terminal the input of the command is typed and not ended; standard error joins output.
+    explicit RunningProcess(const Command& command, Streams streams = Streams::pipes);
+    ~RunningProcess();
+    RunningProcess(const RunningProcess&) = delete;
+    RunningProcess& operator=(const RunningProcess&) = delete;
+
+    pid_t pid() const { return pid_; }
+    bool running();  // also takes in the output that is there
+
+    void signal(int number) const;     // to the process alone; in a terminal "\x03" is Ctrl-C
+    void send(std::string_view text);  // to its standard input
+    void closeInput();                 // once all is sent
+
+    // Waits for text in the output behind the last text found. False: it ended, or time is out.
+    bool expect(std::string_view text, Duration deadline = patience);
+
+    // Nothing when time is out. Standard input is left as it is.
+    std::optional<Outcome> wait(Duration deadline = patience);
+
+    const std::string& output() const { return outcome_.output; }
+    const std::string& errors() const { return outcome_.errors; }
+
+private:
+    void takeIn(Duration atMost);  // until something happened
+    void feed();
+    void reap();
+
+    std::vector<std::string> arguments_;
+    pid_t pid_ = -1;
+    int ended_ = -1;  // a pidfd
+    int in_ = -1, out_ = -1, err_ = -1;
+    std::string unsent_;
+    size_t sent_ = 0;  // of the above
+    bool closeWhenSent_ = false;
+    bool reaped_ = false;
+    size_t found_ = 0;
+    Outcome outcome_;
+};
+
+// Runs to the end. Throws with what was printed when the deadline passes.
+Outcome run(const Command& command, Duration deadline = patience);
+
+// The same for steps that must succeed: the output; throws when the exit code is not 0.
+std::string runChecked(const Command& command);
+
+}  // namespace support
