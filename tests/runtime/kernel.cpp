@@ -1,0 +1,3 @@
+#include "runtime/kernel.hpp"
+
+vx::Kernel* Exported_VXHandle = nullptr;

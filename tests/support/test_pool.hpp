@@ -1,0 +1,54 @@
+// A pool that knows its blocks: each ends at an unreadable page, the n-th request can be made to
+// fail, and what is given back can be looked at.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <vector>
+
+#include "host/pool.h"
+#include "tests/support/guarded_block.hpp"
+
+namespace test {
+
+struct TestPool : vx::Pool {
+    int asked = 0;
+    int failAt = 0;                               // 1: the first request; 0: none
+    std::map<const void*, GuardedBlock> live;     // blocks still out
+    std::vector<uint64_t> sizes;                  // of each request
+    std::vector<std::vector<uint8_t>> givenBack;  // content of each freed block as it came
+
+    TestPool() : vx::Pool{} {
+        Alloc = [](vx::Pool* self, uint64_t bytes, uint32_t flags) {
+            return static_cast<TestPool*>(self)->alloc(bytes, flags);
+        };
+        Free = [](vx::Pool* self, void* block) { static_cast<TestPool*>(self)->free(block); };
+        DestroyPool = [](vx::Pool* self) { static_cast<TestPool*>(self)->live.clear(); };
+    }
+    TestPool(const TestPool&) = delete;
+
+private:
+    void* alloc(uint64_t bytes, uint32_t flags) {
+        sizes.push_back(bytes);
+        if (++asked == failAt) return nullptr;
+        GuardedBlock block{bytes};
+        void* data = block.data();
+        if (flags == vx::POOL_ZEROED) std::fill_n(static_cast<uint8_t*>(data), bytes, uint8_t{0});
+        live.emplace(data, std::move(block));
+        return data;
+    }
+
+    void free(void* data) {
+        const auto block = live.find(data);
+        if (block == live.end()) {
+            ADD_FAILURE() << "a block is freed that is not out";
+            return;
+        }
+        const auto bytes = block->second.bytes();
+        givenBack.emplace_back(bytes.begin(), bytes.end());
+        live.erase(block);
+    }
+};
+
+}  // namespace test
