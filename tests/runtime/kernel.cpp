@@ -1,3 +1,0 @@
-#include "runtime/kernel.hpp"
-
-vx::Kernel* Exported_VXHandle = nullptr;
