@@ -1,0 +1,108 @@
+#include "platform/markup/xml_reader.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <new>
+
+#include "platform/markup/byte_encoding.hpp"
+#include "platform/status.hpp"
+
+namespace vxhost {
+namespace {
+
+constexpr char NAMESPACE_SEPARATOR = '\n';
+constexpr size_t LARGEST_PIECE = 64 << 10;  // bytes; much less than the longest markup
+
+XmlReader& readerOf(void* data) {
+    return *static_cast<XmlReader*>(data);
+}
+
+}  // namespace
+
+XmlReader::XmlReader(XmlHandler& handler, const XmlLimits& limits, const char* encoding)
+    : handler_(handler),
+      limits_(limits),
+      parser_(XML_ParserCreateNS(encoding, NAMESPACE_SEPARATOR)) {
+    if (!parser_) throw std::bad_alloc();
+    setHandlers();
+}
+
+// No exception may cross expat: it is kept, and thrown again behind it.
+template <class Body>
+void XmlReader::call(Body&& body) noexcept {
+    if (failure_) return;  // expat may still tell what it had begun
+    try {
+        body();
+    } catch (...) {
+        failure_ = std::current_exception();
+        XML_StopParser(parser_.get(), XML_FALSE);
+    }
+}
+
+void XmlReader::setHandlers() {
+    XML_SetUserData(parser_.get(), this);
+    XML_SetElementHandler(
+        parser_.get(),
+        [](void* data, const char* name, const char**) {
+            auto& reader = readerOf(data);
+            reader.call([&] { reader.enter(name); });
+        },
+        [](void* data, const char*) {
+            auto& reader = readerOf(data);
+            --reader.depth_;
+            reader.call([&] { reader.handler_.endElement(); });
+        });
+    XML_SetCharacterDataHandler(parser_.get(), [](void* data, const char* text, int length) {
+        auto& reader = readerOf(data);
+        reader.call([&] { reader.handler_.characters({text, static_cast<size_t>(length)}); });
+    });
+    XML_SetStartDoctypeDeclHandler(
+        parser_.get(), [](void* data, const char*, const char*, const char*, int) {
+            auto& reader = readerOf(data);
+            reader.call([&] { reader.refuse("a document type is not accepted"); });
+        });
+    XML_SetUnknownEncodingHandler(
+        parser_.get(),
+        [](void*, const char* name, XML_Encoding* encoding) -> int {
+            return fillByteEncoding(name, *encoding) ? XML_STATUS_OK : XML_STATUS_ERROR;
+        },
+        nullptr);
+}
+
+void XmlReader::enter(std::string_view name) {
+    if (++depth_ > limits_.depth) refuse("elements are nested too deeply");
+    handler_.startElement(name);
+}
+
+void XmlReader::feed(std::string_view bytes) {
+    if (bytes.size() > limits_.bytes - fed_) refuse("the document is too large");
+    while (!bytes.empty()) {
+        const auto piece = bytes.substr(0, LARGEST_PIECE);
+        parse(piece, false);
+        bytes.remove_prefix(piece.size());
+    }
+}
+
+void XmlReader::finish() {
+    parse({}, true);
+}
+
+void XmlReader::parse(std::string_view piece, bool last) {
+    const auto status =
+        XML_Parse(parser_.get(), piece.data(), static_cast<int>(piece.size()), last);
+    fed_ += piece.size();
+    if (failure_) std::rethrow_exception(failure_);
+    if (status != XML_STATUS_OK) refuse(XML_ErrorString(XML_GetErrorCode(parser_.get())));
+    // expat keeps markup that has not ended yet, and reads it again with every piece.
+    const auto understood =
+        static_cast<uint64_t>(std::max<XML_Index>(0, XML_GetCurrentByteIndex(parser_.get())));
+    if (fed_ - understood > limits_.markup) refuse("one piece of markup is too long");
+}
+
+void XmlReader::refuse(std::string_view reason) const {
+    throw Failure(WEBLNK_BAD_ANSWER,
+                  fmt::format("XML, line {}: {}", XML_GetCurrentLineNumber(parser_.get()), reason));
+}
+
+}  // namespace vxhost
