@@ -1,0 +1,221 @@
+#include "platform/markup/multistatus_builder.hpp"
+
+#include <algorithm>
+
+#include "platform/markup/tree_builder.hpp"
+#include "platform/status.hpp"
+
+namespace vxhost {
+namespace {
+
+constexpr XmlLimits LIMITS = {.bytes = uint64_t{64} << 30};  // it streams: time is the limit
+constexpr uint64_t LARGEST_DOCUMENT = uint64_t{4} << 30;     // bytes kept
+constexpr size_t LONGEST_VALUE = 1 << 20;                    // bytes of an href or a property
+
+std::string_view trim(std::string_view text) {
+    constexpr std::string_view blanks = " \t\r\n";
+    const size_t first = text.find_first_not_of(blanks);
+    if (first == text.npos) return {};
+    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+// "HTTP/1.1 200 OK" (RFC 4918, 14.28). An empty one refuses nothing.
+bool isSuccess(std::string_view status) {
+    status = trim(status);
+    const size_t blank = status.find(' ');
+    return status.empty() || (blank != status.npos && trim(status.substr(blank)).starts_with('2'));
+}
+
+}  // namespace
+
+enum class MultistatusBuilder::Place : uint8_t {
+    outside,
+    multistatus,
+    response,
+    href,
+    responseStatus,
+    propstat,
+    propstatStatus,
+    prop,
+    displayName,  // from here to creationDate as in Value
+    contentLength,
+    lastModified,
+    creationDate,
+    resourceType,
+    collection,
+    ignored,
+};
+
+struct MultistatusBuilder::Transition {
+    Place from;
+    std::string_view name;  // in "DAV:"
+    Place to;
+};
+
+constexpr MultistatusBuilder::Transition MultistatusBuilder::transitions[] = {
+    {Place::outside, "multistatus", Place::multistatus},
+    {Place::multistatus, "response", Place::response},
+    {Place::response, "href", Place::href},
+    {Place::response, "propstat", Place::propstat},
+    {Place::response, "status", Place::responseStatus},
+    {Place::propstat, "prop", Place::prop},
+    {Place::propstat, "status", Place::propstatStatus},
+    {Place::prop, "displayname", Place::displayName},
+    {Place::prop, "getcontentlength", Place::contentLength},
+    {Place::prop, "getlastmodified", Place::lastModified},
+    {Place::prop, "creationdate", Place::creationDate},
+    {Place::prop, "resourcetype", Place::resourceType},
+    {Place::resourceType, "collection", Place::collection},
+};
+
+MultistatusBuilder::MultistatusBuilder(RewriteHref rewrite)
+    : rewrite_(std::move(rewrite)), reader_(*this, LIMITS) {}
+
+void MultistatusBuilder::startElement(std::string_view name) {
+    const Place parent = open_.empty() ? Place::outside : open_.back();
+    const auto local = davName(name);
+    const auto found = std::find_if(
+        std::begin(transitions), std::end(transitions),
+        [&](const Transition& row) { return row.from == parent && row.name == local; });
+    const Place place = found == std::end(transitions) ? Place::ignored : found->to;
+    if (parent == Place::outside) {
+        const auto root = place == Place::multistatus ? std::u32string_view(U"multistatus")
+                                                      : document_->keep(nodeName(name));
+        document_->firstChild = document_->create(vx::NODE_ELEMENT, root);
+    }
+    open_.push_back(place);
+    begin(place);
+    text_ = textAt(place);
+    if (text_) text_->clear();
+}
+
+void MultistatusBuilder::endElement() {
+    end(open_.back());
+    open_.pop_back();
+    text_ = open_.empty() ? nullptr : textAt(open_.back());
+}
+
+void MultistatusBuilder::characters(std::string_view text) {
+    if (!text_) return;
+    if (text.size() > LONGEST_VALUE - text_->size()) {
+        throw Failure(WEBLNK_BAD_ANSWER, "an href or a property of the answer is too long");
+    }
+    text_->append(text);
+}
+
+std::string* MultistatusBuilder::textAt(Place place) {
+    switch (place) {
+        case Place::href:
+            return hasHref_ ? nullptr : &href_;
+        case Place::responseStatus:
+            return &status_;
+        case Place::propstatStatus:
+            return &foundStatus_;
+        case Place::displayName:
+        case Place::contentLength:
+        case Place::lastModified:
+        case Place::creationDate:
+            return &found_.values[static_cast<size_t>(place) -
+                                  static_cast<size_t>(Place::displayName)];
+        default:
+            return nullptr;
+    }
+}
+
+void MultistatusBuilder::begin(Place place) {
+    if (place == Place::response) {
+        href_.clear();
+        status_.clear();
+        hasHref_ = hasPropstat_ = false;
+        for (auto& value : kept_.values) value.clear();
+        kept_.isCollection = false;
+    } else if (place == Place::propstat) {
+        foundStatus_.clear();
+        for (auto& value : found_.values) value.clear();
+        found_.isCollection = false;
+        hasPropstat_ = true;
+    } else if (place == Place::collection) {
+        found_.isCollection = true;
+    }
+}
+
+void MultistatusBuilder::end(Place place) {
+    if (place == Place::href) {
+        hasHref_ = true;
+    } else if (place == Place::propstat) {
+        if (isSuccess(foundStatus_)) mergeFound();
+    } else if (place == Place::response) {
+        appendResponse();
+    }
+}
+
+void MultistatusBuilder::mergeFound() {
+    for (size_t i = 0; i < valueCount; ++i) {
+        if (!found_.values[i].empty()) kept_.values[i].swap(found_.values[i]);
+    }
+    kept_.isCollection = kept_.isCollection || found_.isCollection;
+}
+
+void MultistatusBuilder::appendResponse() {
+    const auto href = trim(href_);
+    if (!hasPropstat_ && !isSuccess(status_)) {
+        if (skipped_++ == 0) firstSkipped_ = href;
+        return;
+    }
+    const bool saysNothing = !hasPropstat_ && status_.empty();
+    append(href, saysNothing ? nullptr : makePropstat());
+}
+
+void MultistatusBuilder::append(std::string_view href, vx::Node* propstat) {
+    if (document_->bytes() > LARGEST_DOCUMENT) {
+        throw Failure(WEBLNK_BAD_ANSWER, "the answer names too many members");
+    }
+    auto* response = document_->create(vx::NODE_ELEMENT, U"response");
+    (lastResponse_ ? lastResponse_->nextSibling : document_->firstChild->firstChild) = response;
+    lastResponse_ = response;
+    if (href.empty()) {
+        response->firstChild = propstat;
+        return;
+    }
+    auto* node = document_->create(vx::NODE_ELEMENT, U"href");
+    const auto text = document_->keep(rewrite_ ? rewrite_(href) : href);
+    node->firstChild = document_->create(vx::NODE_TEXT, text);
+    node->nextSibling = propstat;
+    response->firstChild = node;
+}
+
+// The extension would take such a display name for what it has already.
+bool MultistatusBuilder::repeatsName(std::string_view name) const {
+    const auto href = trim(href_);
+    return href.ends_with(name) && href.size() > name.size() &&
+           href[href.size() - name.size() - 1] == '/';
+}
+
+// From the last property, which most members share, to the first.
+vx::Node* MultistatusBuilder::makePropstat() {
+    static constexpr std::array<std::u32string_view, valueCount> names = {
+        U"displayname", U"getcontentlength", U"getlastmodified", U"creationdate"};
+    vx::Node* properties = nullptr;
+    if (kept_.isCollection) {
+        auto* collection = sharer_.element(U"collection", nullptr, nullptr);
+        properties = sharer_.element(U"resourcetype", collection, nullptr);
+    }
+    for (size_t i = valueCount; i-- > 0;) {
+        const std::string_view raw = kept_.values[i];
+        const auto value = i == displayName ? raw : trim(raw);
+        if (value.empty() || (i == displayName && repeatsName(value))) continue;
+        properties = sharer_.element(names[i], sharer_.text(value), properties);
+    }
+    return sharer_.element(U"propstat", sharer_.element(U"prop", properties, nullptr), nullptr);
+}
+
+DocumentPtr MultistatusBuilder::finish() {
+    reader_.finish();
+    if (skipped_ > 0 && !lastResponse_) {
+        --skipped_;
+        append(firstSkipped_, nullptr);
+    }
+    return std::move(document_);
+}
+
+}  // namespace vxhost

@@ -1,0 +1,86 @@
+// The answer to a PROPFIND, from pieces of XML as they arrive: of each response only what a listing
+// reads becomes a node.
+#pragma once
+
+#include <array>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/markup/document.hpp"
+#include "platform/markup/node_sharer.hpp"
+#include "platform/markup/xml_reader.hpp"
+
+namespace vxhost {
+
+// The document is a multistatus of response elements alone, each with
+//   - its first href, rewritten;
+//   - one propstat with one prop, which holds what the response's propstats of status 2xx say of
+//     displayname, getcontentlength, getlastmodified, creationdate and resourcetype (only for a
+//     collection); empty when there is none of 2xx: the member exists, and tells nothing.
+// Values lose the blanks around them, displayname excepted; an empty one is left out.
+// A response of no propstat but a status of its own other than 2xx (RFC 4918, 14.24) is skipped,
+// unless nothing else would be left: it speaks of a member that cannot be read, and must not cost
+// the listing of the others. A response with neither stays, without propstat.
+// A root that is no multistatus comes alone, under its own name.
+class MultistatusBuilder : private XmlHandler {
+public:
+    // From an href's text to the one to keep, which must stay valid until the next call.
+    using RewriteHref = std::function<std::string_view(std::string_view)>;
+
+    explicit MultistatusBuilder(RewriteHref rewrite = {});
+
+    // Throw as XmlReader does; then there is no document.
+    void feed(std::string_view bytes) { reader_.feed(bytes); }
+    DocumentPtr finish();
+
+    size_t skipped() const { return skipped_; }  // responses left out
+
+private:
+    enum class Place : uint8_t;
+    enum Value : uint8_t { displayName, contentLength, lastModified, creationDate, valueCount };
+    struct Transition;
+    static const Transition transitions[];
+
+    struct Properties {
+        std::array<std::string, valueCount> values;
+        bool isCollection = false;
+    };
+
+    void startElement(std::string_view name) override;
+    void endElement() override;
+    void characters(std::string_view text) override;
+
+    std::string* textAt(Place place);  // where the text of an element goes; null: nowhere
+    void begin(Place place);
+    void end(Place place);
+    void mergeFound();
+    void appendResponse();
+    void append(std::string_view href, vx::Node* propstat);
+    vx::Node* makePropstat();
+    bool repeatsName(std::string_view name) const;
+
+    RewriteHref rewrite_;
+    DocumentPtr document_ = std::make_unique<TreeDocument>();
+    NodeSharer sharer_{*document_};
+    vx::Node* lastResponse_ = nullptr;
+
+    std::vector<Place> open_;  // from the root inwards
+    std::string* text_ = nullptr;
+
+    // Of the response being read.
+    std::string href_;
+    std::string status_;  // its own
+    bool hasHref_ = false, hasPropstat_ = false;
+    Properties kept_;
+    // Of its propstat being read; the status comes after the properties.
+    std::string foundStatus_;
+    Properties found_;
+
+    size_t skipped_ = 0;
+    std::string firstSkipped_;  // its href
+    XmlReader reader_;
+};
+
+}  // namespace vxhost
