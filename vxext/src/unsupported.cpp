@@ -16,14 +16,6 @@ Status quillonFileDelete(CollectionHandle* collection, DeleteParms*, Journal*) {
     return unsupported(collection->extension, U"quillonFileDelete not supported");
 }
 
-Status quillonFileLock(FileHandle* file, LockRequest*, Journal*) {
-    return unsupported(file->extension, U"quillonFileLock not supported");
-}
-
-Status quillonFileLockRelease(FileHandle* file, Journal*) {
-    return unsupported(file->extension, U"quillonFileLockRelease not supported");
-}
-
 Status quillonFilePut(FileHandle* file, void*, Journal*) {
     return unsupported(file->extension, U"quillonFilePut not supported");
 }
