@@ -16,10 +16,6 @@ Status quillonFileDelete(CollectionHandle* collection, DeleteParms*, Journal*) {
     return unsupported(collection->extension, U"quillonFileDelete not supported");
 }
 
-Status quillonFilePut(FileHandle* file, void*, Journal*) {
-    return unsupported(file->extension, U"quillonFilePut not supported");
-}
-
 Status quillonFileRename(CollectionHandle* collection, RenameParms*, Journal*) {
     return unsupported(collection->extension, U"quillonFileRename not supported");
 }
