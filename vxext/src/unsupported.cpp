@@ -12,10 +12,6 @@ Status unsupported(const ExtensionHandle* extension, const LogText& text) {
 
 }  // namespace
 
-Status quillonFileDelete(CollectionHandle* collection, DeleteParms*, Journal*) {
-    return unsupported(collection->extension, U"quillonFileDelete not supported");
-}
-
 Status quillonFileRename(CollectionHandle* collection, RenameParms*, Journal*) {
     return unsupported(collection->extension, U"quillonFileRename not supported");
 }
