@@ -22,9 +22,12 @@ File* squillonOpenCacheFile(FileHandle* member, uint32_t mode, uint64_t bufferLe
     parms.bufferLength = bufferLength;
     parms.at30 = 1;
     parms.journal = journal;
-    *status = QUILLON_REQUEST_FAILED;  // no file without a reason passes for a success
-    return fsbox->fsboxOpen(fsbox, member->cacheName, member->cacheNameLength, &parms, 0, journal,
-                            0, status, 0);
+    *status = VX_SUCCESS;
+    File* file = fsbox->fsboxOpen(fsbox, member->cacheName, member->cacheNameLength, &parms, 0,
+                                  journal, 0, status, 0);
+    // No file without a reason must not pass for a success.
+    if (!file && *status == VX_SUCCESS) *status = QUILLON_REQUEST_FAILED;
+    return file;
 }
 
 Status bquillonWriteCache(WriteCallback* record, const void* data, uint64_t length) {

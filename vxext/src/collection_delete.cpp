@@ -1,5 +1,6 @@
 // DELETE (RFC 4918, 9.6) of a collection that is not open.
 #include "vxext/src/collection_request.hpp"
+#include "vxext/src/http_status.hpp"
 #include "vxext/src/operations.hpp"
 
 namespace vx {
@@ -85,7 +86,8 @@ Status sendDelete(const ExtensionHandle* extension, Client* client) {
     int32_t httpStatus = -1;
     Status status = client->httpInstDelete(client, 0, 0, &httpStatus);
     // 207: some members are still there (RFC 4918, 9.6.1).
-    if (status == VX_SUCCESS && httpStatus / 100 == 2 && httpStatus != 207) return VX_SUCCESS;
+    if (status == VX_SUCCESS && squillonHttpSuccess(httpStatus) && httpStatus != 207)
+        return VX_SUCCESS;
     squillonLogFailure(extension,
                        U"quillonCollectionDelete httpInstDelete returned rc=%X status=%d", status,
                        httpStatus);

@@ -1,17 +1,13 @@
 // Opening and closing a collection.
 #include "vxext/src/connection.hpp"
+#include "vxext/src/failure.hpp"
 #include "vxext/src/handle.hpp"
-#include "vxext/src/journal.hpp"
+#include "vxext/src/http_status.hpp"
 #include "vxext/src/operations.hpp"
 #include "vxext/src/transcode.hpp"
 
 namespace vx {
 namespace {
-
-Status noMemory(const ExtensionHandle* extension, const LogText& text) {
-    squillonLogFailure(extension, text);
-    return VX_NO_MEMORY;
-}
 
 // Converts one text of the caller, and logs which of the two went wrong.
 Status takeText(ExtensionHandle* extension, const CollectionParms* parms, const char* source,
@@ -20,7 +16,7 @@ Status takeText(ExtensionHandle* extension, const CollectionParms* parms, const 
     Status status =
         squillonTranscode(extension, parms->textTranscoder, source, sourceBytes, text, length);
     if (status == VX_SUCCESS) return status;
-    if (!*text) return noMemory(extension, noRoom);
+    if (!*text) return squillonFail(extension, VX_NO_MEMORY, noRoom);
     squillonLogFailure(extension, notTranscoded, status);
     return status;
 }
@@ -135,8 +131,9 @@ Status narrowCacheDirectory(CollectionHandle* collection, const CollectionParms*
         extension, parms->pathTranscoder, collection->cacheDir, collection->cacheDirLength,
         collection->cacheDirLength, &collection->narrowCacheDir, &collection->narrowCacheDirLength);
     if (narrowing.outOfMemory)
-        return noMemory(extension,
-                        U"quillonCollectionHandleAcquire no memory for narrow unique cache path");
+        return squillonFail(
+            extension, VX_NO_MEMORY,
+            U"quillonCollectionHandleAcquire no memory for narrow unique cache path");
     if (narrowing.status == VX_SUCCESS)
         squillonLogFailure(extension, U"quillonCollectionHandleAcquire using local cache '%s'",
                            collection->cacheDir);
@@ -175,12 +172,8 @@ Status makeCache(CollectionHandle* collection, const CollectionParms* parms,
 Status makeClient(CollectionHandle* collection, const CollectionParms* parms, Journal* journal) {
     ExtensionHandle* extension = collection->extension;
     collection->httpContext = extension->weblnk->CreateHttpContext(extension->weblnk, journal, 0);
-    const Credentials credentials = {
-        collection->proxy,      collection->proxyLength, collection->user,
-        collection->userLength, collection->password,    collection->passwordLength,
-    };
     ClientParms clientParms =
-        squillonClientParms(collection->url, collection->urlLength, credentials,
+        squillonClientParms(collection->url, collection->urlLength, squillonCredentials(collection),
                             parms->clientOption, journal, collection->httpContext);
     collection->client = squillonAttemptClient(extension, &clientParms, journal);
     if (collection->client) return VX_SUCCESS;
@@ -201,13 +194,13 @@ Status probe(CollectionHandle* collection) {
             status, httpStatus);
         return status;
     }
-    if (httpStatus / 100 == 2) return VX_SUCCESS;
+    if (squillonHttpSuccess(httpStatus)) return VX_SUCCESS;
     squillonLogFailure(extension, U"quillonCollectionHandleAcquire InstHead returned status=%d",
                        httpStatus);
     switch (httpStatus) {
-        case 401:
+        case HTTP_NOT_AUTHORIZED:
             return QUILLON_NOT_AUTHORIZED;
-        case 404:
+        case HTTP_NOT_FOUND:
             return QUILLON_COLLECTION_NOT_FOUND;
         default:
             return QUILLON_UNEXPECTED_STATUS;
@@ -222,8 +215,8 @@ Status open(CollectionHandle* collection, ExtensionHandle* extension, const Coll
     if (parms->genericName) {
         collection->genericName = squillonCopyGenericName(extension->pool, parms->genericName);
         if (!collection->genericName)
-            return noMemory(
-                extension,
+            return squillonFail(
+                extension, VX_NO_MEMORY,
                 U"quillonCollectionHandleAcquire no memory for collection handle generic name");
     }
     collection->release = quillonCollectionHandleRelease;
@@ -247,10 +240,10 @@ CollectionHandle* quillonCollectionHandleAcquire(ExtensionHandle* extension, Col
     parms->rc = VX_SUCCESS;
     squillonTrace(extension, U"quillonCollectionHandleAcquire called");
     auto* collection = squillonAllocRecord<CollectionHandle>(extension->pool);
-    parms->rc = collection
-                    ? open(collection, extension, parms, journal)
-                    : noMemory(extension,
-                               U"quillonCollectionHandleAcquire no memory for collection handle");
+    parms->rc = collection ? open(collection, extension, parms, journal)
+                           : squillonFail(
+                                 extension, VX_NO_MEMORY,
+                                 U"quillonCollectionHandleAcquire no memory for collection handle");
     if (parms->rc != VX_SUCCESS) {
         squillonJournalStatus(extension, journal, parms->rc);
         quillonCollectionHandleRelease(collection);

@@ -14,6 +14,11 @@ struct Credentials {  // UTF-32 texts of a collection handle or of one operation
     uint64_t passwordLength;
 };
 
+inline Credentials squillonCredentials(const CollectionHandle* collection) {
+    return {collection->proxy,      collection->proxyLength, collection->user,
+            collection->userLength, collection->password,    collection->passwordLength};
+}
+
 ClientParms squillonClientParms(const char32_t* url, uint64_t urlLength,
                                 const Credentials& credentials, uint8_t clientOption,
                                 Journal* journal, HttpContext* context);

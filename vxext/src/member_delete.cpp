@@ -1,8 +1,8 @@
 // DELETE (RFC 4918, 9.6) of a member that is no newer than the caller knows it.
 #include "vxext/src/datetime.hpp"
+#include "vxext/src/failure.hpp"
 #include "vxext/src/http_status.hpp"
 #include "vxext/src/operations.hpp"
-#include "vxext/src/refusal.hpp"
 #include "vxext/src/temporary_member.hpp"
 
 namespace vx {
@@ -33,10 +33,9 @@ Status checkDeletable(FileHandle* member, DeleteParms* parms, Journal* journal) 
 
 Status sendDelete(FileHandle* member, Journal* journal) {
     Client* client = member->client;
-    if (Status rc = client->httpInstDelete(client, 0, 0, &member->status)) {
-        squillonLogFailure(member->extension, U"quillonFileDelete DELETE method failed rc=%X", rc);
-        return rc;
-    }
+    if (Status rc = client->httpInstDelete(client, 0, 0, &member->status))
+        return squillonFail(member->extension, rc, U"quillonFileDelete DELETE method failed rc=%X",
+                            rc);
     if (squillonHttpSuccess(member->status)) return VX_SUCCESS;
     return squillonRefuse(member->extension, journal, QUILLON_UNEXPECTED_STATUS,
                           U"quillonFileDelete DELETE returned status=%d", member->status);

@@ -1,7 +1,7 @@
 // Fetching a member into its cache file.
 #include "vxext/src/cache_file.hpp"
+#include "vxext/src/failure.hpp"
 #include "vxext/src/operations.hpp"
-#include "vxext/src/refusal.hpp"
 
 namespace vx {
 namespace {
@@ -19,10 +19,8 @@ Status fetch(FileHandle* member, FileGetParms* parms, Journal* journal, WriteCal
 
     Status rc;
     record->file = squillonOpenCacheFile(member, FSBOX_WRITE, writeBuffer, journal, &rc);
-    if (!record->file) {
-        squillonLogFailure(extension, U"quillonFileGet fsboxOpen returned rc=%X", rc);
-        return rc;
-    }
+    if (!record->file)
+        return squillonFail(extension, rc, U"quillonFileGet fsboxOpen returned rc=%X", rc);
     record->callback = bquillonWriteCache;
     rc = member->client->InstGet(member->client, parms ? &parms->options : nullptr, 0, 0,
                                  &member->status, record);

@@ -1,27 +1,22 @@
 // Opening and closing a member.
 #include "vxext/src/connection.hpp"
 #include "vxext/src/datetime.hpp"
+#include "vxext/src/failure.hpp"
 #include "vxext/src/file_info.hpp"
 #include "vxext/src/handle.hpp"
 #include "vxext/src/http_status.hpp"
-#include "vxext/src/journal.hpp"
 #include "vxext/src/operations.hpp"
 #include "vxext/src/transcode.hpp"
 
 namespace vx {
 namespace {
 
-Status noMemory(const ExtensionHandle* extension, const LogText& text) {
-    squillonLogFailure(extension, text);
-    return VX_NO_MEMORY;
-}
-
 Status takeParms(FileHandle* member, const FileHandleParms* parms) {
     if (parms->genericName) {
         member->genericName = squillonCopyGenericName(member->extension->pool, parms->genericName);
         if (!member->genericName)
-            return noMemory(member->extension,
-                            U"quillonFileHandleAcquire no memory for generic name");
+            return squillonFail(member->extension, VX_NO_MEMORY,
+                                U"quillonFileHandleAcquire no memory for generic name");
     }
     member->lockDate = squillonMissingDate;
     if (parms->putOptions) {
@@ -39,18 +34,17 @@ Status makePath(FileHandle* member, const FileHandleParms* parms) {
     const uint64_t nameRoom = uint64_t(parms->memberNameLength);  // a character for every byte
     member->path = squillonAlloc<char32_t>(extension->pool, collection->urlLength + nameRoom);
     if (!member->path)
-        return noMemory(extension, U"quillonFileHandleAcquire no memory for filename");
+        return squillonFail(extension, VX_NO_MEMORY,
+                            U"quillonFileHandleAcquire no memory for filename");
     std::memcpy(member->path, collection->url, collection->urlLength * sizeof(char32_t));
 
     uint64_t produced = 0;
     Status rc = parms->nameTranscoder->Transcode(parms->nameTranscoder, parms->memberName, nameRoom,
                                                  member->path + collection->urlLength,
                                                  nameRoom * sizeof(char32_t), &produced, 0);
-    if (rc != VX_SUCCESS) {
-        squillonLogFailure(extension,
-                           U"quillonFileHandleAcquire collection name transcode failure rc=%X", rc);
-        return rc;
-    }
+    if (rc != VX_SUCCESS)
+        return squillonFail(
+            extension, rc, U"quillonFileHandleAcquire collection name transcode failure rc=%X", rc);
     member->pathLength = collection->urlLength + produced / sizeof(char32_t);
     return VX_SUCCESS;
 }
@@ -75,8 +69,8 @@ Status narrowCachePath(FileHandle* member, Transcoder* transcoder) {
         squillonNarrow(extension, transcoder, member->cacheName, member->cacheNameLength,
                        member->cacheNameLength, &member->cachePath, &member->cachePathLength);
     if (narrowing.outOfMemory)
-        return noMemory(extension,
-                        U"quillonFileHandleAcquire no memory for transcoded cache file path");
+        return squillonFail(extension, VX_NO_MEMORY,
+                            U"quillonFileHandleAcquire no memory for transcoded cache file path");
     if (narrowing.status != VX_SUCCESS && narrowing.status != VX_BUFFER_TOO_SMALL)
         squillonLogFailure(extension,
                            U"quillonFileHandleAcquire transcoding failed for cache file path rc=%X",
@@ -86,53 +80,43 @@ Status narrowCachePath(FileHandle* member, Transcoder* transcoder) {
 
 Status createClient(FileHandle* member, uint8_t clientOption, Journal* journal) {
     const CollectionHandle* collection = member->collection;
-    const Credentials credentials{collection->proxy,    collection->proxyLength,
-                                  collection->user,     collection->userLength,
-                                  collection->password, collection->passwordLength};
-    ClientParms parms = squillonClientParms(member->path, member->pathLength, credentials,
-                                            clientOption, journal, collection->httpContext);
+    ClientParms parms =
+        squillonClientParms(member->path, member->pathLength, squillonCredentials(collection),
+                            clientOption, journal, collection->httpContext);
     member->client = squillonAttemptClient(member->extension, &parms, journal);
     if (member->client) return VX_SUCCESS;
     squillonJournalSentence(member->extension, journal, JOURNAL_FAILURE,
                             U"HTTP client instance for member could not be created.", 53);
-    squillonLogFailure(member->extension, U"quillonFileHandleAcquire CreateClient2 failed");
-    return QUILLON_REQUEST_FAILED;
+    return squillonFail(member->extension, QUILLON_REQUEST_FAILED,
+                        U"quillonFileHandleAcquire CreateClient2 failed");
 }
 
 Status askOptions(FileHandle* member) {
     int32_t* status = &member->collection->lastStatus;
-    if (Status rc = member->client->InstOptions(member->client, 0, status, &member->allow, 0)) {
-        squillonLogFailure(member->extension, U"quillonFileHandleAcquire InstOptions failed rc=%X",
-                           rc);
-        return rc;
-    }
+    if (Status rc = member->client->InstOptions(member->client, 0, status, &member->allow, 0))
+        return squillonFail(member->extension, rc,
+                            U"quillonFileHandleAcquire InstOptions failed rc=%X", rc);
     if (squillonHttpSuccess(*status)) return VX_SUCCESS;
-    squillonLogFailure(member->extension,
-                       U"quillonFileHandleAcquire InstOptions unexpected status=%d", *status);
-    return QUILLON_UNEXPECTED_STATUS;
+    return squillonFail(member->extension, QUILLON_UNEXPECTED_STATUS,
+                        U"quillonFileHandleAcquire InstOptions unexpected status=%d", *status);
 }
 
 // A member that does not exist yet is as good as one that does.
 Status askHead(FileHandle* member) {
     int32_t* status = &member->collection->lastStatus;
-    if (Status rc = member->client->InstHead(member->client, status)) {
-        squillonLogFailure(member->extension, U"quillonFileHandleAcquire InstHead failed rc=%X",
-                           rc);
-        return rc;
-    }
+    if (Status rc = member->client->InstHead(member->client, status))
+        return squillonFail(member->extension, rc,
+                            U"quillonFileHandleAcquire InstHead failed rc=%X", rc);
     if (squillonHttpSuccess(*status)) {
         member->flags |= FILE_EXISTS;
         return VX_SUCCESS;
     }
     if (*status == HTTP_NOT_FOUND) return VX_SUCCESS;
-    if (*status == HTTP_NOT_AUTHORIZED) {
-        squillonLogFailure(member->extension,
-                           U"quillonFileHandleAcquire collection not authorized");
-        return QUILLON_NOT_AUTHORIZED;
-    }
-    squillonLogFailure(member->extension, U"quillonFileHandleAcquire InstHead unexpected status=%d",
-                       *status);
-    return QUILLON_UNEXPECTED_STATUS;
+    if (*status == HTTP_NOT_AUTHORIZED)
+        return squillonFail(member->extension, QUILLON_NOT_AUTHORIZED,
+                            U"quillonFileHandleAcquire collection not authorized");
+    return squillonFail(member->extension, QUILLON_UNEXPECTED_STATUS,
+                        U"quillonFileHandleAcquire InstHead unexpected status=%d", *status);
 }
 
 Status fill(FileHandle* member, const FileHandleParms* parms, Journal* journal) {
@@ -148,16 +132,16 @@ Status fill(FileHandle* member, const FileHandleParms* parms, Journal* journal) 
 Status acquire(CollectionHandle* collection, const FileHandleParms* parms, Journal* journal,
                FileHandle** acquired) {
     ExtensionHandle* extension = collection->extension;
-    if (!(collection->flags & CACHE_CREATED)) {
-        squillonLogFailure(extension, U"quillonFileHandleAcquire no local cache");
-        return QUILLON_NO_LOCAL_CACHE;
-    }
-    if (!parms->memberName || parms->memberNameLength < 0) {
-        squillonLogFailure(extension, U"quillonFileHandleAcquire no member name");
-        return QUILLON_NO_MEMBER_NAME;
-    }
+    if (!(collection->flags & CACHE_CREATED))
+        return squillonFail(extension, QUILLON_NO_LOCAL_CACHE,
+                            U"quillonFileHandleAcquire no local cache");
+    if (!parms->memberName || parms->memberNameLength < 0)
+        return squillonFail(extension, QUILLON_NO_MEMBER_NAME,
+                            U"quillonFileHandleAcquire no member name");
     auto* member = squillonAllocRecord<FileHandle>(extension->pool);
-    if (!member) return noMemory(extension, U"quillonFileHandleAcquire no memory for file handle");
+    if (!member)
+        return squillonFail(extension, VX_NO_MEMORY,
+                            U"quillonFileHandleAcquire no memory for file handle");
     squillonMark(member->magic);
     member->extension = extension;
     member->collection = collection;

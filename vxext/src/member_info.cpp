@@ -1,8 +1,8 @@
 // Reading a member's properties.
 #include "vxext/src/dom.hpp"
+#include "vxext/src/failure.hpp"
 #include "vxext/src/file_info.hpp"
 #include "vxext/src/http_status.hpp"
-#include "vxext/src/journal.hpp"
 #include "vxext/src/operations.hpp"
 #include "vxext/src/pool_ptr.hpp"
 #include "vxext/src/propfind.hpp"
@@ -18,45 +18,35 @@ struct Exchange {
 Status probe(FileHandle* member) {
     Client* client = member->client;
     // The HTTP status of OPTIONS does not matter here, whether the member exists is HEAD's to say.
-    if (Status rc = client->InstOptions(client, 0, &member->status, &member->allow, 0)) {
-        squillonLogFailure(member->extension, U"quillonFileInfo InstOptions failed rc=%X", rc);
-        return rc;
-    }
-    if (Status rc = client->InstHead(client, &member->status)) {
-        squillonLogFailure(member->extension, U"quillonFileInfo InstHead failed rc=%X", rc);
-        return rc;
-    }
-    if (squillonHttpSuccess(member->status)) {
+    if (Status rc = client->InstOptions(client, 0, &member->status, &member->allow, 0))
+        return squillonFail(member->extension, rc, U"quillonFileInfo InstOptions failed rc=%X", rc);
+    if (Status rc = client->InstHead(client, &member->status))
+        return squillonFail(member->extension, rc, U"quillonFileInfo InstHead failed rc=%X", rc);
+    if (squillonHttpSuccess(member->status))
         member->flags |= FILE_EXISTS;
-    } else if (member->status == HTTP_NOT_FOUND) {
+    else if (member->status == HTTP_NOT_FOUND)
         member->flags &= ~FILE_EXISTS;
-    } else {
-        squillonLogFailure(member->extension, U"quillonFileInfo InstHead unexpected status=%d",
-                           member->status);
-        return QUILLON_UNEXPECTED_STATUS;
-    }
+    else
+        return squillonFail(member->extension, QUILLON_UNEXPECTED_STATUS,
+                            U"quillonFileInfo InstHead unexpected status=%d", member->status);
     return VX_SUCCESS;
 }
 
 Status propfind(FileHandle* member, Journal* journal, Document* request, Document** response) {
     ExtensionHandle* extension = member->extension;
     Client* client = member->client;
-    if (Status rc = client->InstPropFind(client, 0, request, &member->status, response)) {
-        squillonLogFailure(extension, U"quillonFileInfo InstPropFind failed rc=%X", rc);
-        return rc;
-    }
+    if (Status rc = client->InstPropFind(client, 0, request, &member->status, response))
+        return squillonFail(extension, rc, U"quillonFileInfo InstPropFind failed rc=%X", rc);
     if (!*response) {
         squillonJournalSentence(extension, journal, JOURNAL_FAILURE,
                                 U"No info returned for PROPFIND request.", 0);
-        squillonLogFailure(extension, U"quillonFileInfo PROPFIND returned no info status=%d",
-                           member->status);
-        return QUILLON_REQUEST_FAILED;
+        return squillonFail(extension, QUILLON_REQUEST_FAILED,
+                            U"quillonFileInfo PROPFIND returned no info status=%d", member->status);
     }
-    if (!squillonHttpSuccess(member->status)) {
-        squillonLogFailure(extension, U"quillonFileInfo PROPFIND returned unexpected status=%d",
-                           member->status);
-        return QUILLON_UNEXPECTED_STATUS;
-    }
+    if (!squillonHttpSuccess(member->status))
+        return squillonFail(extension, QUILLON_UNEXPECTED_STATUS,
+                            U"quillonFileInfo PROPFIND returned unexpected status=%d",
+                            member->status);
     return VX_SUCCESS;
 }
 
@@ -65,15 +55,13 @@ Status readResponse(FileHandle* member, Transcoder* transcoder, Journal* journal
     const Node* root = squillonRoot(document);
     if (!root) return VX_SUCCESS;
     const Node* response = squillonFirstResponse(root);
-    if (!response) {
-        squillonLogFailure(member->extension, U"quillonFileInfo unexpected XML response");
-        return QUILLON_BAD_RESPONSE;
-    }
+    if (!response)
+        return squillonFail(member->extension, QUILLON_BAD_RESPONSE,
+                            U"quillonFileInfo unexpected XML response");
     if (Status rc = squillonFileInfoRetrieve(member->extension, transcoder, response,
-                                             member->fileInfo, journal)) {
-        squillonLogFailure(member->extension, U"quillonFileInfo FileInfoRetrieve failed rc=%X", rc);
-        return rc;
-    }
+                                             member->fileInfo, journal))
+        return squillonFail(member->extension, rc, U"quillonFileInfo FileInfoRetrieve failed rc=%X",
+                            rc);
     // The texts go with the document.
     member->fileInfo->name = nullptr;
     member->fileInfo->href = nullptr;
@@ -84,10 +72,8 @@ Status refresh(FileHandle* member, Transcoder* transcoder, Journal* journal, Exc
     ExtensionHandle* extension = member->extension;
     if (Status rc = probe(member)) return rc;
     if (!member->fileInfo) member->fileInfo = squillonAllocRecord<FileInfo>(extension->pool);
-    if (!member->fileInfo) {
-        squillonLogFailure(extension, U"quillonFileInfo no memory for info");
-        return VX_NO_MEMORY;
-    }
+    if (!member->fileInfo)
+        return squillonFail(extension, VX_NO_MEMORY, U"quillonFileInfo no memory for info");
     if (!(member->flags & FILE_EXISTS)) {
         squillonFileInfoReset(extension->pool, member->fileInfo);
         return VX_SUCCESS;
@@ -96,8 +82,8 @@ Status refresh(FileHandle* member, Transcoder* transcoder, Journal* journal, Exc
     if (!exchange.request) {
         squillonJournalSentence(extension, journal, JOURNAL_FAILURE,
                                 U"XML document for PROPFIND request could not be created.", 0);
-        squillonLogFailure(extension, U"quillonFileInfo XML document creation failed");
-        return QUILLON_REQUEST_FAILED;
+        return squillonFail(extension, QUILLON_REQUEST_FAILED,
+                            U"quillonFileInfo XML document creation failed");
     }
     if (Status rc = propfind(member, journal, exchange.request.get(), exchange.response.address()))
         return rc;

@@ -3,46 +3,37 @@
 
 #include "vxext/src/cache_file.hpp"
 #include "vxext/src/datetime.hpp"
+#include "vxext/src/failure.hpp"
 #include "vxext/src/http_status.hpp"
 #include "vxext/src/operations.hpp"
 #include "vxext/src/pool_ptr.hpp"
 #include "vxext/src/put_request.hpp"
-#include "vxext/src/refusal.hpp"
 
 namespace vx {
 namespace {
 
-Status unexpectedStatus(const FileHandle* member, const LogText& text) {
-    squillonLogFailure(member->extension, text, member->status);
-    return QUILLON_UNEXPECTED_STATUS;
-}
-
 Status askOptions(FileHandle* member) {
     if (Status rc =
-            member->client->InstOptions(member->client, 0, &member->status, &member->allow, 0)) {
-        squillonLogFailure(member->extension, U"quillonFileLock InstOptions failed rc=%X", rc);
-        return rc;
-    }
+            member->client->InstOptions(member->client, 0, &member->status, &member->allow, 0))
+        return squillonFail(member->extension, rc, U"quillonFileLock InstOptions failed rc=%X", rc);
     if (!squillonHttpSuccess(member->status))
-        return unexpectedStatus(member, U"quillonFileLock OPTIONS returned status=%d");
+        return squillonFail(member->extension, QUILLON_UNEXPECTED_STATUS,
+                            U"quillonFileLock OPTIONS returned status=%d", member->status);
     return VX_SUCCESS;
 }
 
 // A member that the server does not have is created empty; any other answer to HEAD is left to the
 // LOCK that follows.
 Status createMissing(FileHandle* member, Journal* journal) {
-    if (Status rc = member->client->InstHead(member->client, &member->status)) {
-        squillonLogFailure(member->extension, U"quillonFileLock InstHead failed rc=%X", rc);
-        return rc;
-    }
+    if (Status rc = member->client->InstHead(member->client, &member->status))
+        return squillonFail(member->extension, rc, U"quillonFileLock InstHead failed rc=%X", rc);
     if (member->status != HTTP_NOT_FOUND) return VX_SUCCESS;
-    if (Status rc = squillonSendPut(member, squillonReadNull, nullptr, journal)) {
-        squillonLogFailure(member->extension, U"quillonFileLock InstPut failed rc=%X", rc);
-        return rc;
-    }
+    if (Status rc = squillonSendPut(member, squillonReadNull, nullptr, journal))
+        return squillonFail(member->extension, rc, U"quillonFileLock InstPut failed rc=%X", rc);
     if (squillonHttpSuccess(member->status)) return VX_SUCCESS;
     if (member->status == HTTP_LOCKED) return QUILLON_LOCKED;
-    return unexpectedStatus(member, U"quillonFileLock PUT returned status=%d");
+    return squillonFail(member->extension, QUILLON_UNEXPECTED_STATUS,
+                        U"quillonFileLock PUT returned status=%d", member->status);
 }
 
 // Built once: later locks of the handle reuse the text.
@@ -53,10 +44,9 @@ Status makeOwner(FileHandle* member) {
     const CollectionHandle* collection = member->collection;
     const uint64_t length = introLength + collection->userLength;
     auto* owner = squillonAlloc<char32_t>(member->extension->pool, length);
-    if (!owner) {
-        squillonLogFailure(member->extension, U"quillonFileLock no memory for lockparms");
-        return VX_NO_MEMORY;
-    }
+    if (!owner)
+        return squillonFail(member->extension, VX_NO_MEMORY,
+                            U"quillonFileLock no memory for lockparms");
     std::memcpy(owner, intro, introLength * sizeof(char32_t));
     if (collection->userLength > 0)
         std::memcpy(owner + introLength, collection->user,
@@ -134,7 +124,8 @@ Status quillonFileLockRelease(FileHandle* member, Journal* journal) {
         squillonJournalSentence(member->extension, journal, JOURNAL_NOTE,
                                 U"UNLOCK method returned status = %d", 0, member->status);
         if (!squillonHttpSuccess(member->status))
-            rc = unexpectedStatus(member, U"quillonFileLockRelease UNLOCK returned status=%d");
+            rc = squillonFail(member->extension, QUILLON_UNEXPECTED_STATUS,
+                              U"quillonFileLockRelease UNLOCK returned status=%d", member->status);
         lock->Destroy(lock);
         member->lock = nullptr;
     }

@@ -1,10 +1,10 @@
 // Storing a member's cache file on the server without overwriting what others stored meanwhile.
 #include "vxext/src/cache_file.hpp"
 #include "vxext/src/datetime.hpp"
+#include "vxext/src/failure.hpp"
 #include "vxext/src/http_status.hpp"
 #include "vxext/src/operations.hpp"
 #include "vxext/src/put_request.hpp"
-#include "vxext/src/refusal.hpp"
 
 namespace vx {
 namespace {
@@ -23,16 +23,15 @@ Status refuseIfChanged(FileHandle* member, Journal* journal) {
     if (!(member->flags & FILE_EXISTS)) return VX_SUCCESS;
     const double modified = member->fileInfo->modified;
     if (!squillonDateMissing(modified) && !(modified > member->lockDate)) return VX_SUCCESS;
-    squillonLogFailure(member->extension, U"quillonFilePut file lost");
-    return QUILLON_FILE_LOST;
+    return squillonFail(member->extension, QUILLON_FILE_LOST, U"quillonFilePut file lost");
 }
 
 Status outcomeUnderLock(const FileHandle* member, Journal* journal) {
     if (squillonHttpSuccess(member->status)) return VX_SUCCESS;
     if (member->status == HTTP_INSUFFICIENT_STORAGE) return QUILLON_INSUFFICIENT_STORAGE;
     squillonJournalStatus(member->extension, journal, QUILLON_UNEXPECTED_STATUS);
-    squillonLogFailure(member->extension, U"quillonFilePut PUT returned status=%d", member->status);
-    return QUILLON_UNEXPECTED_STATUS;
+    return squillonFail(member->extension, QUILLON_UNEXPECTED_STATUS,
+                        U"quillonFilePut PUT returned status=%d", member->status);
 }
 
 Status outcomeWithoutLock(const FileHandle* member, Journal* journal) {
@@ -96,8 +95,8 @@ Status putWithoutLock(FileHandle* member, Journal* journal) {
 Status put(FileHandle* member, Journal* journal) {
     if (!(member->allow & ALLOW_PUT_MASK)) {
         squillonJournalStatus(member->extension, journal, QUILLON_METHOD_NOT_ALLOWED);
-        squillonLogFailure(member->extension, U"quillonFilePut method not allowed");
-        return QUILLON_METHOD_NOT_ALLOWED;
+        return squillonFail(member->extension, QUILLON_METHOD_NOT_ALLOWED,
+                            U"quillonFilePut method not allowed");
     }
     return member->lock ? putUnderLock(member, journal) : putWithoutLock(member, journal);
 }

@@ -1,4 +1,4 @@
-// The commonest end of an operation that will not or cannot go on.
+// The commonest ends of an operation that cannot or will not go on.
 #pragma once
 
 #include "vxext/src/journal.hpp"
@@ -6,7 +6,15 @@
 
 namespace vx {
 
-// Logs the text, reports the status to the journal, and returns it.
+// Logs the text and returns the status.
+template <class... Arguments>
+Status squillonFail(const ExtensionHandle* extension, Status status, const LogText& text,
+                    Arguments... arguments) {
+    squillonLogFailure(extension, text, arguments...);
+    return status;
+}
+
+// Reports the status to the journal, too.
 template <class... Arguments>
 Status squillonRefuse(const ExtensionHandle* extension, Journal* journal, Status status,
                       const LogText& text, Arguments... arguments) {
