@@ -20,7 +20,7 @@ public:
     // A node that has no place in the tree yet. The text must live as long as the document: a
     // constant, or kept by it.
     vx::Node* create(uint32_t nodeType, std::u32string_view text) {
-        bytes_ += NodeArena::STRIDE;
+        bytes_ += NodeArena::BYTES_PER_NODE;
         return nodes_.create(nodeType, text);
     }
 

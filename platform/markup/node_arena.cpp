@@ -1,12 +1,9 @@
 #include "platform/markup/node_arena.hpp"
 
-#include <algorithm>
-#include <array>
-
 namespace vxhost {
 namespace {
 
-constexpr size_t NODES_PER_BLOCK = 100;
+constexpr size_t PERIODS_PER_BLOCK = 32;
 
 struct Field {
     size_t offset, size;
@@ -20,42 +17,53 @@ constexpr std::array<Field, 5> NAMED = {{
     {offsetof(vx::Node, textLength), sizeof(vx::Node::textLength)},
 }};
 
-// No named field of a node shares a byte with one of the node so many bytes behind it.
-consteval bool apartAt(size_t distance) {
-    for (const Field& ours : NAMED) {
-        for (const Field& theirs : NAMED) {
-            const size_t begin = distance + theirs.offset;
-            if (begin < ours.offset + ours.size && ours.offset < begin + theirs.size) return false;
+// Every byte of a period, wherever the node it belongs to begins, is named by one node at most.
+consteval bool neverCollide() {
+    std::array<bool, NodeArena::PERIOD> taken{};
+    for (const size_t place : NodeArena::PLACES) {
+        for (const Field& field : NAMED) {
+            for (size_t i = 0; i < field.size; ++i) {
+                bool& byte = taken[(place + field.offset + i) % NodeArena::PERIOD];
+                if (byte) return false;
+                byte = true;
+            }
         }
     }
     return true;
 }
 
-consteval bool neverCollide() {
-    for (size_t distance = NodeArena::STRIDE; distance < sizeof(vx::Node);
-         distance += NodeArena::STRIDE) {
-        if (!apartAt(distance)) return false;
+consteval bool allAligned() {
+    for (const size_t place : NodeArena::PLACES) {
+        if (place % alignof(vx::Node) != 0) return false;
     }
-    return true;
+    return NodeArena::PERIOD % alignof(vx::Node) == 0;
 }
 
 static_assert(neverCollide());
-static_assert(NodeArena::STRIDE % alignof(vx::Node) == 0);
-static_assert(sizeof(vx::Node) >= NodeArena::STRIDE);
+static_assert(allAligned());
 
-// The last node of a block reaches beyond its stride.
-constexpr size_t BLOCK_BYTES = (NODES_PER_BLOCK - 1) * NodeArena::STRIDE + sizeof(vx::Node);
+// The last node of a block reaches beyond its period.
+constexpr size_t BLOCK_BYTES =
+    (PERIODS_PER_BLOCK - 1) * NodeArena::PERIOD + NodeArena::PLACES.back() + sizeof(vx::Node);
 
 }  // namespace
 
-vx::Node* NodeArena::create(uint32_t nodeType, std::u32string_view text) {
-    if (left_ == 0) {
-        next_ = static_cast<std::byte*>(memory_.allocate(BLOCK_BYTES, alignof(vx::Node)));
-        left_ = NODES_PER_BLOCK;
+std::byte* NodeArena::nextPlace() {
+    if (place_ == PLACES.size()) {
+        place_ = 0;
+        if (periodsLeft_ > 0) {
+            period_ += PERIOD;
+            --periodsLeft_;
+        } else {
+            period_ = static_cast<std::byte*>(memory_.allocate(BLOCK_BYTES, alignof(vx::Node)));
+            periodsLeft_ = PERIODS_PER_BLOCK - 1;
+        }
     }
-    auto* node = reinterpret_cast<vx::Node*>(next_);
-    next_ += STRIDE;
-    --left_;
+    return period_ + PLACES[place_++];
+}
+
+vx::Node* NodeArena::create(uint32_t nodeType, std::u32string_view text) {
+    auto* node = reinterpret_cast<vx::Node*>(nextPlace());
     node->nextSibling = nullptr;
     node->firstChild = nullptr;
     node->nodeType = nodeType;
