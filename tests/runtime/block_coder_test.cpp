@@ -56,7 +56,7 @@ TEST(BlockCoder, small_modulus_copies_both_ways) {
 
 TEST(BlockCoder, input_without_a_header_is_refused) {
     EXPECT_EQ(code(modulus, 3, {}, 0, 0).length, 0u);
-    for (const uint64_t count : {0, 1, 2, 3})
+    for (const uint64_t count : {0u, 1u, 2u, 3u})
         EXPECT_EQ(code(modulus, 3, Bytes(count, 9), 1, 0).length, 0u);
     for (const uint32_t direction : {0u, 1u}) {
         uint32_t length = 1;

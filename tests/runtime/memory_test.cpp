@@ -65,10 +65,9 @@ TEST(Memory, the_first_difference_decides_a_comparison) {
         const uint64_t count = random() % 200;
         const auto first = randomBlock<uint8_t>(random, count);
         const auto second = randomBlock<uint8_t>(random, count);
-        const int order = std::memcmp(first.data(), second.data(), count);
         ASSERT_EQ(
             nxMemCmp(Guarded{std::span{first}}.data(), Guarded{std::span{second}}.data(), count),
-            (order > 0) - (order < 0));
+            (first > second) - (first < second));
 
         const auto wide = randomBlock<char32_t>(random, count);
         const auto other = randomBlock<char32_t>(random, count);
@@ -107,7 +106,7 @@ std::vector<uint8_t> counting(uint64_t count) {
 // Copies within one buffer, by every shift and around the size from which a bulk copy is used.
 template <class Copy, class Model>
 void expectOverlaps(Copy copy, Model model) {
-    for (const uint64_t count : {0, 1, 2, 10, 16, 33, 95, 96, 97, 98, 130, 257}) {
+    for (const uint64_t count : {0u, 1u, 2u, 10u, 16u, 33u, 95u, 96u, 97u, 98u, 130u, 257u}) {
         for (uint64_t from = 0; from <= 2 * count + 2; from += 1 + count / 40) {
             for (const uint64_t to : {uint64_t{0}, count, 2 * count + 2}) {
                 auto actual = counting(4 * count + 4);
