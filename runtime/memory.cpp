@@ -72,21 +72,7 @@ void* nxMemCpy(const void* source, void* destination, uint64_t count) {
 }
 
 void nxMemSCpy(const void* source, void* destination, uint64_t count) {
-    const auto* from = static_cast<const uint8_t*>(source);
-    auto* to = static_cast<uint8_t*>(destination);
-    if (to <= from || to >= from + count) {
-        nxMemCpy(source, destination, count);
-        return;
-    }
-    const auto shift = static_cast<uint64_t>(to - from);
-    const uint64_t rest = count - shift;
-    if (shift >= rest) {
-        std::memcpy(to + shift, to, rest);
-    } else {
-        std::memcpy(to + rest, from + rest, shift);
-        for (uint64_t i = rest; i > shift; --i) to[i - 1] = from[i - 1];
-    }
-    std::memcpy(to, from, shift);
+    std::memmove(destination, source, count);
 }
 
 void* nxMemDup(const void* source, uint64_t count, vx::Pool* pool) {
