@@ -9,6 +9,10 @@ namespace {
 
 constexpr char32_t blank = U' ';
 
+char32_t moved(char32_t c, int32_t delta) {
+    return c + static_cast<uint32_t>(delta);
+}
+
 // One direction of the library's own mapping.
 struct CaseMapping {
     const int8_t* shift;
@@ -19,7 +23,7 @@ struct CaseMapping {
         const int16_t base = nxz_metatable[vx::blockOf(c)];
         if (base < 0) return c;
         const int8_t delta = shift[static_cast<uint32_t>(base) + c % vx::blockSize];
-        return delta == vx::escape ? lookUp(c) : c + static_cast<uint32_t>(int32_t{delta});
+        return delta == vx::escape ? lookUp(c) : moved(c, delta);
     }
 
     char32_t lookUp(char32_t c) const {
@@ -33,31 +37,52 @@ struct CaseMapping {
 const CaseMapping upper{nxz_upshift.data(), nxz_upaux.data()};
 const CaseMapping lower{nxz_downshift.data(), nxz_downaux.data()};
 
-using ServiceSlot = int64_t (*vx::CaseService::*)(vx::CaseService*, int64_t, vx::Word);
+constexpr int64_t stride = 8;
 
-void mapText(char32_t* text, int64_t count, const CaseMapping& mapping, ServiceSlot slot) {
-    vx::CaseService* service = Exported_VXHandle->caseService;
-    for (int64_t i = 0; i < count; ++i) {
-        const char32_t c = text[i];
-        if (service && c >= 0x80) {
-            const int64_t widened = static_cast<int32_t>(c);
-            text[i] = static_cast<char32_t>((service->*slot)(service, widened, 1));
-        } else {
-            text[i] = mapping(c);
+bool isAscii(const char32_t* units) {
+    uint32_t all = 0;
+    for (int64_t n = 0; n < stride; ++n) all |= units[n];
+    return all < 0x80;
+}
+
+// Maps in place. Where a stride is all ASCII its deltas are read without a look at the blocks: the
+// first block of every table is U+0000 to U+007F.
+template <class Delta, class Mapping>
+void mapText(char32_t* text, int64_t count, const Delta* shift, const Mapping& mapping) {
+    int64_t i = 0;
+    for (; count - i >= stride; i += stride) {
+        char32_t* units = text + i;
+        const bool ascii = isAscii(units);
+        for (int64_t n = 0; n < stride; ++n) {
+            const char32_t c = units[n];
+            units[n] = ascii ? moved(c, shift[c]) : mapping(c);
         }
     }
+    for (; i < count; ++i) text[i] = mapping(text[i]);
+}
+
+using ServiceSlot = int64_t (*vx::CaseService::*)(vx::CaseService*, int64_t, vx::Word);
+
+void changeCase(char32_t* text, int64_t count, const CaseMapping& mapping, ServiceSlot slot) {
+    vx::CaseService* service = Exported_VXHandle->caseService;
+    if (!service) {
+        mapText(text, count, mapping.shift, mapping);
+        return;
+    }
+    mapText(text, count, mapping.shift, [&](char32_t c) {
+        if (c < 0x80) return mapping(c);
+        const int64_t widened = static_cast<int32_t>(c);
+        return static_cast<char32_t>((service->*slot)(service, widened, 1));
+    });
 }
 
 template <class Meta, class Shift>
 void mapToExtreme(char32_t* text, int64_t count, const Meta& meta, const Shift& shift) {
-    for (int64_t i = 0; i < count; ++i) {
-        const char32_t c = text[i];
-        if (c >= 0x10000) continue;
-        const int32_t base = meta[vx::blockOf(c)];
-        if (base < 0) continue;
-        const int32_t delta = shift[static_cast<uint32_t>(base) + c % vx::blockSize];
-        text[i] = c + static_cast<uint32_t>(delta);
-    }
+    mapText(text, count, shift.data(), [&](char32_t c) {
+        const int32_t base = c < 0x10000 ? meta[vx::blockOf(c)] : -1;
+        if (base < 0) return c;
+        return moved(c, shift[static_cast<uint32_t>(base) + c % vx::blockSize]);
+    });
 }
 
 int64_t notNegative(int64_t count) {
@@ -82,11 +107,11 @@ int64_t vxzstrp(const char32_t* text, int64_t count) {
 }
 
 void vxzstup(char32_t* text, int64_t count) {
-    mapText(text, count, upper, &vx::CaseService::UpperCase);
+    changeCase(text, count, upper, &vx::CaseService::UpperCase);
 }
 
 void vxzstlo(char32_t* text, int64_t count) {
-    mapText(text, count, lower, &vx::CaseService::LowerCase);
+    changeCase(text, count, lower, &vx::CaseService::LowerCase);
 }
 
 int32_t vxzseqn(const char32_t* first, int64_t firstCount, const char32_t* second,
