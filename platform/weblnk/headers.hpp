@@ -1,0 +1,59 @@
+// The header fields of an answer, and what those say that WebDAV lives on. The values come from a
+// server: what cannot be understood counts as absent.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "host/weblnk.h"
+
+namespace vxhost {
+
+class Headers {
+public:
+    void clear() { fields_.clear(); }
+    void add(std::string_view line);  // "Name: value" with or without its line end
+    std::string_view first(std::string_view name) const;  // empty when absent; case is ignored
+    // The values of every field of the name, joined by commas (RFC 9110, 5.3).
+    std::string joined(std::string_view name) const;
+    bool has(std::string_view name) const;
+
+private:
+    std::vector<std::pair<std::string, std::string>> fields_;
+};
+
+struct DavClasses {  // RFC 4918, 18
+    bool any = false;
+    bool one = false;
+    bool two = false;
+};
+DavClasses parseDavClasses(std::string_view dav);
+
+uint32_t parseAllow(std::string_view allow);  // ALLOW_ bits of the listed methods
+
+// What an OPTIONS answer allows: its Allow fields, else what its compliance classes imply. LOCK and
+// UNLOCK only from class 2 upwards.
+uint32_t parseAllowed(const Headers& headers);
+uint32_t impliedMethods(const DavClasses& classes);
+
+// Lock-Token: the URI between the angle brackets (RFC 4918, 10.5); empty when there is none.
+std::string parseLockToken(std::string_view value);
+
+// The same without brackets around it.
+std::string parseTokenUri(std::string_view text);
+
+// Timeout: seconds or LOCK_TIMEOUT_INFINITE, of the first choice that is understood (10.7).
+std::optional<uint32_t> parseTimeout(std::string_view value);
+
+// Retry-After in seconds from now, not below 0.
+std::optional<std::chrono::seconds> parseRetryAfter(std::string_view value,
+                                                    std::chrono::system_clock::time_point now);
+
+// The entity tag with its quotes when it is a strong one, else empty (RFC 9110, 8.8.3).
+std::string parseStrongEtag(std::string_view value);
+
+}  // namespace vxhost
