@@ -1,0 +1,96 @@
+#include "platform/weblnk/active_lock.hpp"
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include <ctime>
+
+#include "platform/journal.hpp"
+#include "platform/markup/tree_builder.hpp"
+#include "platform/markup/walk.hpp"
+#include "platform/status.hpp"
+#include "platform/transcoder.hpp"
+#include "platform/weblnk/properties.hpp"
+
+namespace vxhost {
+namespace {
+
+// The text of an element and of all that it holds. The document's depth is limited.
+void appendText(std::u32string& to, const vx::Node* parent) {
+    for (const vx::Node* child = parent->firstChild; child; child = child->nextSibling) {
+        if (child->nodeType == vx::NODE_ELEMENT) {
+            appendText(to, child);
+        } else {
+            to += textOf(*child);
+        }
+    }
+}
+
+std::string wholeText(const vx::Node* element) {
+    std::u32string text;
+    if (element) appendText(text, element);
+    std::string words;
+    for (const char c : shownUtf8(text)) {
+        const bool blank = static_cast<unsigned char>(c) <= ' ';
+        if (!blank) words += c;
+        if (blank && !words.empty() && words.back() != ' ') words += ' ';
+    }
+    if (words.ends_with(' ')) words.pop_back();
+    return words;
+}
+
+ActiveLock readLock(const vx::Node* activeLock) {
+    const vx::Node* token = childElement(activeLock, U"locktoken");
+    return {wholeText(childElement(token, U"href")), wholeText(childElement(activeLock, U"owner")),
+            parseTimeout(wholeText(childElement(activeLock, U"timeout")))};
+}
+
+void collect(std::vector<ActiveLock>& locks, const vx::Node* parent) {
+    for (const vx::Node* child = parent->firstChild; child; child = child->nextSibling) {
+        if (isElement(child, U"activelock")) {
+            locks.push_back(readLock(child));
+        } else if (child->nodeType == vx::NODE_ELEMENT) {
+            collect(locks, child);
+        }
+    }
+}
+
+std::string until(const ActiveLock& lock) {
+    if (!lock.timeout) return {};
+    if (*lock.timeout == vx::LOCK_TIMEOUT_INFINITE) return ", until it is given back";
+    const std::time_t end = std::time(nullptr) + static_cast<std::time_t>(*lock.timeout);
+    std::tm local{};
+    if (!localtime_r(&end, &local)) return {};
+    return fmt::format(", until {:%Y-%m-%d %H:%M:%S} unless it is renewed", local);
+}
+
+}  // namespace
+
+std::vector<ActiveLock> parseActiveLocks(std::string_view xml) {
+    std::vector<ActiveLock> locks;
+    try {
+        TreeBuilder builder;
+        builder.feed(xml);
+        const auto document = builder.finish();
+        if (document->firstChild) collect(locks, document->firstChild);
+    } catch (const Failure&) {  // an HTML page, most often
+    }
+    return locks;
+}
+
+void tellHolder(const Target& target, vx::Journal* journal, const Answer& refusal) noexcept {
+    guarded(WEBLNK_BAD_ANSWER, [&]() -> Status {
+        auto locks = parseActiveLocks(refusal.text);
+        if (locks.empty()) {
+            locks = parseActiveLocks(askProperty(target, "lockdiscovery").multistatus);
+        }
+        for (const auto& lock : locks) {
+            const std::string owner = lock.owner.empty() ? "someone" : lock.owner;
+            journalSentence(journal, vx::JOURNAL_FAILURE,
+                            fmt::format("{}: Locked by {}{}.", target.url, owner, until(lock)));
+        }
+        return vx::VX_SUCCESS;
+    });
+}
+
+}  // namespace vxhost

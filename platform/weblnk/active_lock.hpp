@@ -1,0 +1,28 @@
+// Locks as a server describes them (RFC 4918, 14.1), and who holds one that is in the way.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/weblnk/request.hpp"
+#include "platform/weblnk/target.hpp"
+
+namespace vxhost {
+
+struct ActiveLock {
+    std::string token;                // its URI, or empty
+    std::string owner;                // for a person, blanks reduced to single ones; or empty
+    std::optional<uint32_t> timeout;  // seconds, or LOCK_TIMEOUT_INFINITE
+};
+
+// Every activelock of a lockdiscovery in the document, in its order; none when it is no XML.
+std::vector<ActiveLock> parseActiveLocks(std::string_view xml);
+
+// After a 423: a sentence about who holds the lock, from the answer or from the resource's own
+// properties. Never throws.
+void tellHolder(const Target& target, vx::Journal* journal, const Answer& refusal) noexcept;
+
+}  // namespace vxhost

@@ -1,0 +1,52 @@
+// DELETE, MOVE, MKCOL.
+#include "platform/status.hpp"
+#include "platform/transcoder.hpp"
+#include "platform/weblnk/active_lock.hpp"
+#include "platform/weblnk/client.hpp"
+#include "platform/weblnk/exchange.hpp"
+#include "platform/weblnk/lock.hpp"
+#include "platform/weblnk/url.hpp"
+
+namespace vxhost {
+namespace {
+
+void change(Target& target, Request request, int32_t& status) {
+    const Answer answer = exchange(target, std::move(request));
+    status = answer.status;
+    if (status == 423) tellHolder(target, target.journal, answer);
+}
+
+// Locks that the client holds itself must not stand in its own way (RFC 4918, 9.6 and 9.9.5).
+void submitLocks(const Target& target, Request& request) {
+    if (!target.locks.empty()) request.headers.push_back(target.locks.back()->condition());
+}
+
+}  // namespace
+
+void remove(CurlClient& client, int32_t& status) {
+    Target& target = *client.target;
+    refreshLocks(target);
+    Request request = requestFor(target, "DELETE");
+    if (request.url.ends_with('/')) request.headers.push_back("Depth: infinity");
+    submitLocks(target, request);
+    change(target, std::move(request), status);
+}
+
+void move(CurlClient& client, std::u32string_view destination, int32_t& status) {
+    Target& target = *client.target;
+    refreshLocks(target);
+    Request request = requestFor(target, "MOVE");
+    request.headers = {"Destination: " + encodeForRequest(toUtf8(destination)), "Overwrite: F"};
+    if (request.url.ends_with('/')) request.headers.push_back("Depth: infinity");
+    submitLocks(target, request);
+    change(target, std::move(request), status);
+}
+
+void makeCollection(CurlClient& client, int32_t& status) {
+    Target& target = *client.target;
+    Request request = requestFor(target, "MKCOL");
+    if (!request.url.ends_with('/')) request.url += '/';
+    change(target, std::move(request), status);
+}
+
+}  // namespace vxhost

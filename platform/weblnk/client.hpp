@@ -1,0 +1,35 @@
+// The client of one resource, and its operations by subject. An operation throws a Failure whose
+// text is a sentence; it sets the status as soon as an answer is complete.
+#pragma once
+
+#include <bit>
+#include <memory>
+
+#include "host/quillon.h"
+#include "platform/weblnk/target.hpp"
+
+namespace vxhost {
+
+inline constexpr double missingDate = std::bit_cast<double>(vx::MISSING_DATETIME);
+
+struct CurlClient : vx::Client {
+    CurlClient(std::shared_ptr<Target> target, uint8_t option);
+
+    const std::shared_ptr<Target> target;
+    const uint8_t option;  // CLIENT_ bits
+};
+
+void head(CurlClient& client, int32_t& status);
+void options(CurlClient& client, int32_t& status, uint32_t& allow);
+vx::Document* propFind(CurlClient& client, uint32_t depth, const vx::Document& request,
+                       int32_t& status);
+void get(CurlClient& client, int32_t& status, vx::WriteCallback* callback, vx::GetReport& report);
+void put(CurlClient& client, const vx::PutOptions& options, const vx::LockObject* lock,
+         int32_t& status, vx::ReadCallback* callback);
+vx::LockObject* lock(CurlClient& client, const vx::LockParms& parms, int32_t& status,
+                     vx::Journal* journal);
+void remove(CurlClient& client, int32_t& status);
+void move(CurlClient& client, std::u32string_view destination, int32_t& status);
+void makeCollection(CurlClient& client, int32_t& status);
+
+}  // namespace vxhost

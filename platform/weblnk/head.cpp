@@ -1,0 +1,18 @@
+#include "platform/weblnk/client.hpp"
+#include "platform/weblnk/exchange.hpp"
+#include "platform/weblnk/lock.hpp"
+#include "platform/weblnk/properties.hpp"
+
+namespace vxhost {
+
+void head(CurlClient& client, int32_t& status) {
+    refreshLocks(*client.target);
+    Request request = requestFor(*client.target, "HEAD");
+    request.repeatable = request.follows301 = true;
+    const int32_t answered = exchange(*client.target, std::move(request)).status;
+    const bool doubtful = answered == 403 || answered == 404 || answered == 405;
+    const bool asksOn = doubtful && (client.option & vx::CLIENT_HEAD_BY_PROPFIND);
+    status = asksOn ? statusByProperties(*client.target, answered) : answered;
+}
+
+}  // namespace vxhost

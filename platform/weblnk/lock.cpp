@@ -1,0 +1,179 @@
+#include "platform/weblnk/lock.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "platform/journal.hpp"
+#include "platform/logger.hpp"
+#include "platform/markup/serialize.hpp"
+#include "platform/slots.hpp"
+#include "platform/status.hpp"
+#include "platform/transcoder.hpp"
+#include "platform/weblnk/active_lock.hpp"
+#include "platform/weblnk/client.hpp"
+#include "platform/weblnk/exchange.hpp"
+#include "platform/weblnk/operate.hpp"
+
+namespace vxhost {
+namespace {
+
+// An hour in an editor sends no request that could renew the lock.
+constexpr uint32_t defaultTimeout = 2 * 3600;
+
+std::optional<uint32_t> finite(std::optional<uint32_t> timeout) {
+    return timeout == vx::LOCK_TIMEOUT_INFINITE ? std::nullopt : timeout;
+}
+
+std::string timeoutHeader(uint32_t seconds) {
+    if (seconds == vx::LOCK_TIMEOUT_INFINITE) return "Timeout: Infinite, Second-4294967295";
+    return fmt::format("Timeout: Second-{}", seconds);
+}
+
+uint32_t wantedTimeout(const vx::LockBlock& block) {
+    const bool own = (block.flags & vx::LOCK_BLOCK_DEFAULTS) || block.timeoutSeconds == 0;
+    return own ? defaultTimeout : block.timeoutSeconds;
+}
+
+std::string lockInfo(const vx::LockParms& parms) {
+    const std::string owner = shownUtf8({parms.owner, parms.owner ? parms.ownerLength : 0});
+    return fmt::format(
+        "<?xml version=\"1.0\" encoding=\"utf-8\"?><D:lockinfo xmlns:D=\"DAV:\">"
+        "<D:lockscope><D:{}/></D:lockscope><D:locktype><D:write/></D:locktype>"
+        "<D:owner>{}</D:owner></D:lockinfo>",
+        parms.option == 0 ? "shared" : "exclusive", escapeXml(owner));
+}
+
+// The token's header is the one thing that a server must send (RFC 4918, 9.10.1); the body tells
+// the timeout, and the token to those who forget the header.
+std::unique_ptr<HeldLock> grantedLock(std::shared_ptr<Target> target, const Answer& answer) {
+    std::string token = parseLockToken(answer.headers.first("Lock-Token"));
+    const auto locks = parseActiveLocks(answer.text);
+    auto ours = std::find_if(locks.begin(), locks.end(), [&token](const ActiveLock& lock) {
+        return token.empty() ? !lock.token.empty() : lock.token == token;
+    });
+    if (token.empty() && ours != locks.end()) token = parseTokenUri(ours->token);
+    if (token.empty()) return nullptr;
+    const auto timeout = ours == locks.end() ? std::nullopt : ours->timeout;
+    return std::make_unique<HeldLock>(std::move(target), std::move(token), timeout);
+}
+
+std::unique_ptr<HeldLock> adoptedLock(std::shared_ptr<Target> target, const vx::LockBlock& block) {
+    std::string token = parseTokenUri({block.token, block.tokenLength});
+    if (token.empty()) throw Failure(vx::VX_INVALID_ARGUMENT, "This is no lock token.");
+    return std::make_unique<HeldLock>(std::move(target), std::move(token), std::nullopt);
+}
+
+void tellLockLeft(const HeldLock& lock, std::string_view why) {
+    journalSentence(lock.target->journal, vx::JOURNAL_FAILURE,
+                    fmt::format("{} stays locked ({}). To unlock it: quillon unlock {} --token {}",
+                                lock.target->url, why, lock.target->url, lock.token));
+}
+
+}  // namespace
+
+HeldLock::HeldLock(std::shared_ptr<Target> held, std::string itsToken,
+                   std::optional<uint32_t> timeout)
+    : target(std::move(held)), token(std::move(itsToken)) {
+    fillSlots<vx::LockObject>(*this);
+    Destroy = [](vx::LockObject* self) noexcept -> Status {
+        delete static_cast<HeldLock*>(self);
+        return vx::VX_SUCCESS;
+    };
+    InstUnlock = [](vx::LockObject* self, int32_t* status) noexcept {
+        auto& lock = *static_cast<HeldLock*>(self);
+        return operate(lock.target->settings, nullptr, status, [&] { lock.unlock(*status); });
+    };
+    granted(timeout);
+    target->locks.push_back(this);
+}
+
+HeldLock::~HeldLock() {
+    std::erase(target->locks, this);
+}
+
+void HeldLock::granted(std::optional<uint32_t> timeout) {
+    timeout_ = finite(timeout);
+    since_ = Clock::now();
+}
+
+bool HeldLock::nearItsEnd() const {
+    if (!timeout_) return false;
+    const uint32_t reserve = std::max(*timeout_ / 3, std::min(60u, *timeout_ / 2));
+    return Clock::now() - since_ >= std::chrono::seconds(*timeout_ - reserve);
+}
+
+std::string HeldLock::condition() const {
+    return fmt::format("If: (<{}>)", token);
+}
+
+void HeldLock::refresh() {
+    Request request = requestFor(*target, "LOCK");
+    request.headers = {condition(), timeoutHeader(timeout_.value_or(defaultTimeout))};
+    const Answer answer = exchange(*target, std::move(request));
+    if (!isSuccess(answer.status)) {
+        throw Failure(WEBLNK_REFUSED, fmt::format("LOCK {}: not renewed, the server answered {}",
+                                                  target->url, answer.status));
+    }
+    for (const auto& lock : parseActiveLocks(answer.text)) {
+        if (lock.token == token && lock.timeout) return granted(lock.timeout);
+    }
+    granted(timeout_);
+}
+
+void HeldLock::unlock(int32_t& status) {
+    Request request = requestFor(*target, "UNLOCK");
+    request.headers = {fmt::format("Lock-Token: <{}>", token)};
+    request.lastWord = true;
+    try {
+        status = exchange(*target, std::move(request)).status;
+    } catch (const Failure& failure) {
+        tellLockLeft(*this, failure.what());
+        throw;
+    }
+    // 404, 409, 412: no such resource, or not locked with this token any more.
+    const bool gone = status == 404 || status == 409 || status == 412;
+    if (!isSuccess(status) && !gone) {
+        tellLockLeft(*this, fmt::format("the server answered {}", status));
+    }
+}
+
+void refreshLocks(Target& target) {
+    for (HeldLock* lock : target.locks) {
+        if (!lock->nearItsEnd()) continue;
+        try {
+            lock->refresh();
+        } catch (const Failure& failure) {
+            if (failure.status() == WEBLNK_INTERRUPTED) throw;
+            logLine(target.logger, vx::LOG_FAILURE, failure.what());
+        }
+    }
+}
+
+vx::LockObject* lock(CurlClient& client, const vx::LockParms& parms, int32_t& status,
+                     vx::Journal* journal) {
+    const auto& target = client.target;
+    const bool defaults = parms.block.flags & vx::LOCK_BLOCK_DEFAULTS;
+    if (!defaults && (parms.block.flags & vx::LOCK_BLOCK_ADOPT)) {
+        auto adopted = adoptedLock(target, parms.block);
+        status = 200;
+        return adopted.release();
+    }
+    Request request = requestFor(*target, "LOCK");
+    request.headers = {"Depth: 0", timeoutHeader(wantedTimeout(parms.block))};
+    request.document = lockInfo(parms);
+    const Answer answer = exchange(*target, std::move(request));
+    status = answer.status;
+    if (status == 423) tellHolder(*target, journal, answer);
+    if (!isSuccess(status)) return nullptr;
+    auto held = grantedLock(target, answer);
+    if (!held) {
+        journalSentence(journal, vx::JOURNAL_FAILURE,
+                        fmt::format("LOCK {}: the server answered {} without a lock token, so "
+                                    "nothing can be done under this lock.",
+                                    target->url, status));
+    }
+    return held.release();
+}
+
+}  // namespace vxhost

@@ -1,0 +1,38 @@
+// A write lock held on the server.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "host/weblnk.h"
+#include "platform/weblnk/target.hpp"
+
+namespace vxhost {
+
+struct HeldLock : vx::LockObject {
+    // timeout: granted seconds, or nothing when it never ends or nobody knows.
+    HeldLock(std::shared_ptr<Target> target, std::string token, std::optional<uint32_t> timeout);
+    ~HeldLock();
+
+    void granted(std::optional<uint32_t> timeout);
+    bool nearItsEnd() const;
+    void refresh();  // RFC 4918, 9.10.2; throws as exchange() does
+    void unlock(int32_t& status);
+    std::string condition() const;  // the If header that submits the token (10.4)
+
+    const std::shared_ptr<Target> target;
+    const std::string token;
+
+private:
+    using Clock = std::chrono::steady_clock;
+    std::optional<uint32_t> timeout_;
+    Clock::time_point since_;
+};
+
+// Renews the target's locks that are near their end; called before each of its requests, since an
+// hour may lie between two of them. A failure is traced, and the request goes on.
+void refreshLocks(Target& target);
+
+}  // namespace vxhost

@@ -1,0 +1,32 @@
+// The frame around every request operation.
+#pragma once
+
+#include "platform/journal.hpp"
+#include "platform/status.hpp"
+#include "platform/weblnk/target.hpp"
+
+namespace vxhost {
+
+// Runs the body of an operation: a failure's sentence goes to the journal (null: nowhere), and the
+// program is told what came of it.
+template <class Body>
+Status operate(const Settings& settings, vx::Journal* journal, int32_t* status,
+               Body&& body) noexcept {
+    *status = -1;
+    const Status result = guarded(WEBLNK_CUT_OFF, [&]() -> Status {
+        try {
+            body();
+            return vx::VX_SUCCESS;
+        } catch (const Failure& failure) {
+            journalSentence(journal, vx::JOURNAL_FAILURE, failure.what());
+            throw;
+        }
+    });
+    guarded(WEBLNK_CUT_OFF, [&]() -> Status {
+        if (settings.exchanged) settings.exchanged({result, *status});
+        return vx::VX_SUCCESS;
+    });
+    return result;
+}
+
+}  // namespace vxhost

@@ -1,0 +1,56 @@
+#include "platform/weblnk/properties.hpp"
+
+#include <charconv>
+
+#include "platform/markup/tree_builder.hpp"
+#include "platform/markup/walk.hpp"
+#include "platform/status.hpp"
+#include "platform/transcoder.hpp"
+#include "platform/weblnk/exchange.hpp"
+
+namespace vxhost {
+namespace {
+
+// The status that the multistatus gives its response itself (RFC 4918, 14.24), 200 without one.
+int32_t responseStatus(const std::string& multistatus) {
+    TreeBuilder builder;
+    builder.feed(multistatus);
+    const auto document = builder.finish();
+    const vx::Node* response = childElement(document->firstChild, U"response");
+    const std::string line = shownUtf8(content(childElement(response, U"status")));
+    const size_t blank = line.find(' ');
+    int32_t status = 200;
+    if (blank != line.npos) {
+        std::from_chars(line.data() + blank + 1, line.data() + line.size(), status);
+    }
+    return status;
+}
+
+}  // namespace
+
+PropertyAnswer askProperty(const Target& target, std::string_view property) {
+    Request request = requestFor(target, "PROPFIND");
+    request.headers = {"Depth: 0"};
+    request.document =
+        "<?xml version=\"1.0\" encoding=\"utf-8\"?><D:propfind xmlns:D=\"DAV:\">"
+        "<D:prop><D:" +
+        std::string(property) + "/></D:prop></D:propfind>";
+    request.repeatable = request.follows301 = true;
+    Answer answer = exchange(target, std::move(request));
+    const bool useful = answer.status == 207;
+    return {answer.status, useful ? std::move(answer.text) : std::string()};
+}
+
+int32_t statusByProperties(const Target& target, int32_t headStatus) {
+    const PropertyAnswer answer = askProperty(target, "resourcetype");
+    if (answer.status == 404 || answer.status == 401) return answer.status;
+    if (answer.multistatus.empty()) return headStatus;
+    try {
+        const int32_t status = responseStatus(answer.multistatus);
+        return isSuccess(status) ? 200 : status;
+    } catch (const Failure&) {  // no XML: it says nothing
+        return headStatus;
+    }
+}
+
+}  // namespace vxhost

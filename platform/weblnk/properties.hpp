@@ -1,0 +1,24 @@
+// Small PROPFINDs of weblnk's own.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "platform/weblnk/target.hpp"
+
+namespace vxhost {
+
+// The answer to a PROPFIND of depth 0 for one property of "DAV:"; empty when none came. Throws as
+// exchange() does.
+struct PropertyAnswer {
+    int32_t status;
+    std::string multistatus;
+};
+PropertyAnswer askProperty(const Target& target, std::string_view property);
+
+// What HEAD should have answered: 200 when the resource has properties, 404 when it is not there;
+// headStatus when nothing can be told.
+int32_t statusByProperties(const Target& target, int32_t headStatus);
+
+}  // namespace vxhost

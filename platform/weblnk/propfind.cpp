@@ -1,0 +1,81 @@
+#include <fmt/format.h>
+
+#include <memory>
+
+#include "platform/logger.hpp"
+#include "platform/markup/multistatus_builder.hpp"
+#include "platform/markup/serialize.hpp"
+#include "platform/status.hpp"
+#include "platform/weblnk/client.hpp"
+#include "platform/weblnk/exchange.hpp"
+#include "platform/weblnk/href_resolver.hpp"
+#include "platform/weblnk/lock.hpp"
+
+namespace vxhost {
+namespace {
+
+// Builds the document while the answer arrives.
+class MultistatusSink : public BodySink {
+public:
+    explicit MultistatusSink(const Target& target) : target_(target), resolver_(target.spelt) {}
+
+    void begin(const Answer& answer) override {
+        const bool isXml = answer.headers.first("Content-Type").find("xml") != std::string::npos;
+        builder_.reset();
+        if (answer.status == 207 || isXml) {
+            builder_ = std::make_unique<MultistatusBuilder>(
+                [this](std::string_view href) { return resolver_.resolve(href); });
+        }
+    }
+    void write(std::string_view piece) override {
+        if (builder_) explained([&] { builder_->feed(piece); });
+    }
+    bool restartable() const override { return true; }
+
+    vx::Document* finish() {  // or null when no document came
+        if (!builder_) return nullptr;
+        DocumentPtr document;
+        explained([&] { document = builder_->finish(); });
+        if (builder_->skipped() > 0) {
+            logLine(target_.logger, vx::LOG_FAILURE,
+                    fmt::format("PROPFIND {}: {} members left out, the server cannot read them",
+                                target_.url, builder_->skipped()));
+        }
+        return document.release();
+    }
+
+private:
+    template <class Body>
+    void explained(Body&& body) {
+        try {
+            body();
+        } catch (const Failure& failure) {
+            throw Failure(failure.status(), fmt::format("PROPFIND {}: the answer is no usable XML: "
+                                                        "{}",
+                                                        target_.url, failure.what()));
+        }
+    }
+
+    const Target& target_;
+    HrefResolver resolver_;
+    std::unique_ptr<MultistatusBuilder> builder_;
+};
+
+}  // namespace
+
+vx::Document* propFind(CurlClient& client, uint32_t depth, const vx::Document& request,
+                       int32_t& status) {
+    refreshLocks(*client.target);
+    MultistatusSink sink(*client.target);
+    Request ask = requestFor(*client.target, "PROPFIND");
+    ask.headers = {fmt::format("Depth: {}", depth)};
+    ask.document = serialize(request);
+    ask.sink = &sink;
+    ask.repeatable = ask.follows301 = true;
+    const int32_t answered = exchange(*client.target, std::move(ask)).status;
+    vx::Document* document = isSuccess(answered) ? sink.finish() : nullptr;
+    status = answered;
+    return document;
+}
+
+}  // namespace vxhost

@@ -1,0 +1,117 @@
+// weblnk as the extension loads it: makes clients and contexts, reads dates.
+#include <memory>
+
+#include "platform/journal.hpp"
+#include "platform/logger.hpp"
+#include "platform/siblings.hpp"
+#include "platform/slots.hpp"
+#include "platform/status.hpp"
+#include "platform/transcoder.hpp"
+#include "platform/weblnk/client.hpp"
+#include "platform/weblnk/date.hpp"
+#include "platform/weblnk/session.hpp"
+#include "platform/weblnk/url.hpp"
+
+namespace vxhost {
+namespace {
+
+struct CurlContext : vx::HttpContext {
+    explicit CurlContext(const Settings& settings) : session(std::make_shared<Session>(settings)) {
+        fillSlots<vx::HttpContext>(*this);
+        Destroy = [](vx::HttpContext* self) noexcept -> Status {
+            delete static_cast<CurlContext*>(self);
+            return vx::VX_SUCCESS;
+        };
+    }
+    const std::shared_ptr<Session> session;
+};
+
+struct CurlWeblnk : vx::Weblnk {
+    explicit CurlWeblnk(const Settings& settings);
+    const Settings& settings;
+};
+
+std::u32string_view view(const char32_t* text, uint64_t length) {
+    return text ? std::u32string_view(text, length) : std::u32string_view();
+}
+
+// As a request carries it, without credentials; empty for what is no http or https URL.
+std::string requestUrl(const std::string& spelt) {
+    const std::string encoded = encodeForRequest(spelt);
+    const Reference parts = splitReference(encoded);
+    const std::string from = origin(encoded);
+    if (!from.starts_with("http://") && !from.starts_with("https://")) return {};
+    const auto authority = splitAuthority(*parts.authority);
+    const size_t hidden = authority.userinfo ? authority.userinfo->size() + 1 : 0;
+    const size_t begin = parts.scheme->size() + 3;
+    return encoded.substr(0, begin) + encoded.substr(begin + hidden);
+}
+
+std::shared_ptr<Target> makeTarget(const Settings& settings, const vx::ClientParms& parms) {
+    const std::string spelt = toUtf8(view(parms.url, parms.urlLength));
+    auto credentials = std::make_shared<Credentials>();
+    credentials->user = SecretText(view(parms.user, parms.userLength));
+    credentials->password = SecretText(view(parms.password, parms.passwordLength));
+    credentials->proxy = SecretText(view(parms.proxy, parms.proxyLength));
+    auto* context = static_cast<CurlContext*>(parms.httpContext);
+    return std::make_shared<Target>(
+        Target{settings,
+               context ? context->session : std::make_shared<Session>(settings),
+               spelt,
+               requestUrl(spelt),
+               std::move(credentials),
+               parms.journal,
+               findLogger(view(parms.channel, parms.channelLength)),
+               {},
+               {}});
+}
+
+vx::Client* createClient(const Settings& settings, const vx::ClientParms& parms,
+                         vx::Journal* journal) noexcept {
+    vx::Client* client = nullptr;
+    guarded(WEBLNK_NO_CONNECTION, [&]() -> Status {
+        try {
+            client = new CurlClient(makeTarget(settings, parms), parms.clientOption);
+            return vx::VX_SUCCESS;
+        } catch (const Failure& failure) {
+            journalSentence(journal, vx::JOURNAL_FAILURE, failure.what());
+            throw;
+        }
+    });
+    return client;
+}
+
+CurlWeblnk::CurlWeblnk(const Settings& given) : settings(given) {
+    fillSlots<vx::Weblnk>(*this);
+    base.Unload = [](vx::LoadedExtension* self) noexcept {
+        delete static_cast<CurlWeblnk*>(reinterpret_cast<vx::Weblnk*>(self));
+    };
+    CreateClient2 = [](vx::Weblnk* self, vx::ClientParms* parms, vx::Journal* journal,
+                       vx::Word) noexcept {
+        return createClient(static_cast<CurlWeblnk*>(self)->settings, *parms, journal);
+    };
+    CreateHttpContext = [](vx::Weblnk* self, vx::Journal*, vx::Word) noexcept {
+        vx::HttpContext* context = nullptr;
+        guarded(vx::VX_NO_MEMORY, [&]() -> Status {
+            context = new CurlContext(static_cast<CurlWeblnk*>(self)->settings);
+            return vx::VX_SUCCESS;
+        });
+        return context;
+    };
+    ParseDate = [](vx::Weblnk*, const char32_t* text, uint64_t bytes, double* result) noexcept {
+        return guarded(WEBLNK_BAD_DATE, [&]() -> Status {
+            const auto date = parseDate(view(text, bytes / sizeof(char32_t)));
+            if (!date) return WEBLNK_BAD_DATE;
+            *result = *date;
+            return vx::VX_SUCCESS;
+        });
+    };
+}
+
+}  // namespace
+
+vx::LoadedExtension* createWeblnk(const Settings& settings) {
+    return &(new CurlWeblnk(settings))->base;
+}
+
+}  // namespace vxhost
