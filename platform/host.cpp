@@ -1,7 +1,11 @@
 #include "platform/host.hpp"
 
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
 #include <utility>
 
+#include "platform/checked_pool.hpp"
 #include "platform/library.hpp"
 #include "platform/logger.hpp"
 #include "platform/pool.hpp"
@@ -13,16 +17,28 @@ namespace vxhost {
 
 struct ExtensionHost::Interface : vx::Host {
     explicit Interface(Settings settingsOfHandle);
+    vx::Pool* createPool(const char* name);
+
     const Settings settings;
+    CheckedPool* checkedPool = nullptr;  // when one is wished for
 };
+
+// QUILLON_POOL_CHECK=1 has leaks and double frees told on standard error.
+vx::Pool* ExtensionHost::Interface::createPool(const char* name) {
+    const char* check = std::getenv("QUILLON_POOL_CHECK");
+    if (check == nullptr || std::string_view(check) != "1") return vxhost::createPool();
+    return checkedPool = new CheckedPool(name, [](std::string_view report) {
+               std::fprintf(stderr, "%.*s\n", static_cast<int>(report.size()), report.data());
+           });
+}
 
 ExtensionHost::Interface::Interface(Settings settingsOfHandle)
     : settings(std::move(settingsOfHandle)) {
     fillSlots<vx::Host>(*this);
-    CreatePool = [](vx::Host*, const vx::PoolParms*, void*, const char* name) noexcept {
+    CreatePool = [](vx::Host* self, const vx::PoolParms*, void*, const char* name) noexcept {
         vx::Pool* pool = nullptr;
         guarded(vx::VX_NO_MEMORY, [&] {
-            pool = createPoolAsWished(name);
+            pool = static_cast<Interface*>(self)->createPool(name);
             return vx::VX_SUCCESS;
         });
         return pool;
@@ -41,8 +57,9 @@ ExtensionHost::ExtensionHost(Settings settings, const std::filesystem::path& lib
         throw Failure(vx::VX_NO_MEMORY,
                       "The quillon extension could not be started: " +
                           (failures.text().empty() ? "it gave no reason" : failures.text()) +
-                          ". Free some memory, or install it anew.");
+                          ". If this goes on, install it anew.");
     }
+    if (interface_->checkedPool != nullptr) interface_->checkedPool->expectAtEnd(handle_);
     handle_->journalEnabled = 1;
 }
 

@@ -1,8 +1,6 @@
 #include "platform/pool.hpp"
 
 #include <cstddef>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <memory_resource>
@@ -65,14 +63,6 @@ ArenaPool::ArenaPool() {
 
 vx::Pool* createPool() {
     return new ArenaPool;
-}
-
-vx::Pool* createPoolAsWished(const char* name) {
-    const char* check = std::getenv("QUILLON_POOL_CHECK");
-    if (check == nullptr || std::string_view(check) != "1") return createPool();
-    return createCheckedPool(name, [](std::string_view report) {
-        std::fprintf(stderr, "%.*s\n", static_cast<int>(report.size()), report.data());
-    });
 }
 
 }  // namespace vxhost

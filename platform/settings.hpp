@@ -33,7 +33,7 @@ struct Settings {
     // Set by a signal handler: the running request ends at once and no new one begins, but for the
     // UNLOCKs that give back what is held. Null: never.
     const std::atomic<bool>* interrupted = nullptr;
-    std::function<void(const Progress&)> progress;  // called from inside a transfer; may be empty
+    std::function<void(const Progress&)> progress;   // called from inside a transfer; may be empty
     std::function<void(const Exchange&)> exchanged;  // told at each request's end; may be empty
 
     std::string cacheRoot;  // parent of cache directories; empty: the person's cache directory

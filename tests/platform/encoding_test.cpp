@@ -2,8 +2,8 @@
 
 #include <unistd.h>
 
+#include "platform/checked_pool.hpp"
 #include "platform/encoding/sealed_text.hpp"
-#include "platform/pool.hpp"
 #include "platform/status.hpp"
 #include "platform/transcoder.hpp"
 #include "tests/platform/temporary_directory.hpp"
@@ -47,7 +47,7 @@ protected:
     EncodingContext context{temporary.path / "config/quillon/key"};
     vx::EncodingService& service = encodingService();
     std::string leaks;
-    vx::Pool* pool = createCheckedPool("pool", [this](std::string_view t) { leaks.append(t); });
+    vx::Pool* pool = new CheckedPool("pool", [this](std::string_view t) { leaks.append(t); });
     std::u32string result;
 };
 

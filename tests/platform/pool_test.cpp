@@ -6,6 +6,8 @@
 #include <cstring>
 #include <vector>
 
+#include "platform/checked_pool.hpp"
+
 namespace {
 
 bool allZero(const void* block, size_t bytes) {
@@ -16,7 +18,7 @@ bool allZero(const void* block, size_t bytes) {
 class pools : public testing::TestWithParam<bool> {
 protected:
     vx::Pool* pool =
-        GetParam() ? vxhost::createCheckedPool("p", [](std::string_view) {}) : vxhost::createPool();
+        GetParam() ? new vxhost::CheckedPool("p", [](std::string_view) {}) : vxhost::createPool();
 };
 INSTANTIATE_TEST_SUITE_P(both, pools, testing::Bool());
 
@@ -48,7 +50,7 @@ TEST_P(pools, too_much_is_null) {
 
 TEST(checked_pool, tells_of_leaks_and_of_what_must_not_be_freed) {
     std::string told;
-    vx::Pool* pool = vxhost::createCheckedPool("quillon pool", [&](std::string_view report) {
+    auto* pool = new vxhost::CheckedPool("quillon pool", [&](std::string_view report) {
         told.append(report.substr(0, report.find(" at 0x"))) += '\n';
     });
     char foreign = 0;
@@ -58,6 +60,7 @@ TEST(checked_pool, tells_of_leaks_and_of_what_must_not_be_freed) {
     EXPECT_EQ(told, "");
     pool->Free(pool, block);
     pool->Free(pool, &foreign);
+    pool->expectAtEnd(pool->Alloc(pool, 272, vx::POOL_ZEROED));
     pool->DestroyPool(pool);
     EXPECT_EQ(told,
               "quillon pool: a block of 100 bytes was freed twice\n"
