@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "platform/pool.hpp"
 #include "platform/slots.hpp"
 #include "platform/status.hpp"
 
@@ -41,6 +42,7 @@ CheckedPool::~CheckedPool() {
 }
 
 void* CheckedPool::take(uint64_t bytes, bool zeroed) {
+    if (bytes > maxBlockBytes) return nullptr;
     const size_t asked = bytes != 0 ? bytes : 1;  // an address of its own
     void* block = zeroed ? std::calloc(1, asked) : std::malloc(asked);
     if (block == nullptr) return nullptr;

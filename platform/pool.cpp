@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstring>
-#include <limits>
 #include <memory_resource>
 #include <mutex>
 
@@ -26,7 +25,7 @@ struct ArenaPool : vx::Pool {
     ArenaPool();
 
     void* take(uint64_t bytes) {
-        if (bytes > std::numeric_limits<size_t>::max() / 2) return nullptr;
+        if (bytes > maxBlockBytes) return nullptr;
         const size_t whole = roundUp(bytes) + sizeof(Header);
         const std::lock_guard lock(mutex_);
         return new (blocks_.allocate(whole)) Header{whole} + 1;

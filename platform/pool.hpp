@@ -5,6 +5,9 @@
 
 namespace vxhost {
 
+// A longer block is refused, before any sum can wrap.
+inline constexpr uint64_t maxBlockBytes = uint64_t{1} << 39;
+
 // Blocks are never moved or copied; a destroyed pool frees what is out. Usable from several
 // threads.
 vx::Pool* createPool();

@@ -16,4 +16,8 @@ vx::File* openReadFile(const std::string& path, vx::Journal* journal);
 // closed, so that no part passes for the whole.
 vx::File* openWrittenFile(const std::string& path, vx::Journal* journal);
 
+// Writes the sentence; returns the error's status. done: "read", "written".
+vx::Status tellTrouble(vx::Journal* journal, const std::string& path, const char* done,
+                       int error) noexcept;
+
 }  // namespace vxhost

@@ -3,7 +3,6 @@
 
 #include "platform/descriptor.hpp"
 #include "platform/fsbox/file.hpp"
-#include "platform/journal.hpp"
 #include "platform/slots.hpp"
 
 namespace vxhost {
@@ -16,7 +15,7 @@ struct ReadFile : vx::File {
 
 private:
     vx::Status deliver(const void** data, uint64_t* length);
-    ssize_t fill();
+    vx::Status fill();
 
     const std::string path_;
     vx::Journal* const journal_;
@@ -46,10 +45,7 @@ ReadFile::ReadFile(const std::string& path, vx::Journal* journal)
 
 vx::Status ReadFile::deliver(const void** data, uint64_t* length) {
     if (from_ == to_) {
-        const ssize_t got = fill();
-        if (got < 0) throwSystemFailure(errno, path_);
-        from_ = 0;
-        to_ = static_cast<size_t>(got);
+        if (const vx::Status status = fill()) return status;
     }
     const size_t piece = std::min<uint64_t>(*length, to_ - from_);
     *data = buffer_.get() + from_;
@@ -58,12 +54,15 @@ vx::Status ReadFile::deliver(const void** data, uint64_t* length) {
     return to_ == 0 ? vx::VX_END_OF_FILE : vx::VX_SUCCESS;
 }
 
-ssize_t ReadFile::fill() {
+vx::Status ReadFile::fill() {
     ssize_t got = 0;
     do {
         got = ::read(file_.number(), buffer_.get(), bufferBytes);
     } while (got < 0 && errno == EINTR);
-    return got;
+    if (got < 0) return tellTrouble(journal_, path_, "read", errno);
+    from_ = 0;
+    to_ = static_cast<size_t>(got);
+    return vx::VX_SUCCESS;
 }
 
 }  // namespace

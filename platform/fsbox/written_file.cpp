@@ -1,10 +1,8 @@
 #include <cstring>
 #include <memory>
-#include <system_error>
 
 #include "platform/descriptor.hpp"
 #include "platform/fsbox/file.hpp"
-#include "platform/journal.hpp"
 #include "platform/slots.hpp"
 
 namespace vxhost {
@@ -71,13 +69,7 @@ vx::Status WrittenFile::pass(const char* data, size_t length) {
 // An error of 0 is none.
 void WrittenFile::fail(int error) {
     if (error == 0 || failed_ != vx::VX_SUCCESS) return;
-    failed_ = systemStatus(error);
-    guarded(vx::VX_NO_MEMORY, [&] {
-        journalSentence(journal_, vx::JOURNAL_FAILURE,
-                        "The local file " + path_ + " could not be written: " +
-                            std::generic_category().message(error) + ". " + statusText(failed_));
-        return vx::VX_SUCCESS;
-    });
+    failed_ = tellTrouble(journal_, path_, "written", error);
 }
 
 vx::Status WrittenFile::finish() {

@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <fstream>
 #include <map>
-#include <regex>
 #include <set>
 
 namespace {
@@ -12,12 +12,14 @@ namespace {
 // The codes that a header declares, by name.
 std::map<std::string, vx::Status> declaredCodes(const std::string& header) {
     std::ifstream file(std::string(SOURCE_DIR "/") + header);
-    const std::regex declaration("Status (\\w+) = (0x[0-9A-F]{8})u;");
     std::map<std::string, vx::Status> codes;
     for (std::string line; std::getline(file, line);) {
-        std::smatch found;
-        if (std::regex_search(line, found, declaration)) {
-            codes[found[1]] = static_cast<vx::Status>(std::stoul(found[2], nullptr, 16));
+        char name[64];
+        vx::Status status = 0;
+        const size_t at = line.find("Status ");
+        if (at != std::string::npos &&
+            std::sscanf(line.c_str() + at, "Status %63[A-Z_] = 0x%Xu;", name, &status) == 2) {
+            codes[name] = status;
         }
     }
     return codes;
