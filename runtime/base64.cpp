@@ -59,7 +59,7 @@ struct Pair {
 };
 
 constexpr auto pairs = [] {
-    std::array<Pair, 64 * 64> table{};
+    std::array<Pair, size_t{1} << 12> table{};
     for (uint32_t bits = 0; bits < table.size(); ++bits)
         table[bits] = {{base64Alphabet[bits >> 6], base64Alphabet[bits & 63]}};
     return table;
@@ -90,7 +90,7 @@ template <class Input>
 void encodeText(const Input* input, uint64_t count, char32_t* output) {
     for (; count >= 6; count -= 6, input += 6, output += 8) {
         const uint64_t bits = gather<6>(input);
-        for (uint32_t n = 0; n < 4; ++n) put(output + 2 * n, pairs[bits >> (36 - 12 * n) & 0xFFF]);
+        for (uint64_t n = 0; n < 4; ++n) put(output + 2 * n, pairs[bits >> (36 - 12 * n) & 0xFFF]);
     }
     for (; count >= 3; count -= 3, input += 3, output += 4) {
         const uint64_t bits = gather<3>(input);

@@ -14,10 +14,10 @@ struct CaseRun {
     int32_t delta;         // from a character to what it maps to
 };
 
-inline constexpr uint32_t blockSize = 128;
-inline constexpr uint32_t blockCount = 0x10000 / blockSize;
+inline constexpr size_t blockSize = 128;
+inline constexpr size_t blockCount = 0x10000 / blockSize;
 
-constexpr uint32_t blockOf(uint32_t character) {
+constexpr size_t blockOf(uint32_t character) {
     return character / blockSize;
 }
 
@@ -57,8 +57,8 @@ constexpr bool consistsOf(const BlockSet& blocks, const uint32_t (&starts)[Count
 template <class Index>
 constexpr std::array<Index, blockCount> metaTable(const BlockSet& blocks) {
     std::array<Index, blockCount> meta{};
-    uint32_t base = 0;
-    for (uint32_t block = 0; block < blockCount; ++block) {
+    size_t base = 0;
+    for (size_t block = 0; block < blockCount; ++block) {
         meta[block] = blocks[block] ? static_cast<Index>(base) : Index{-1};
         if (blocks[block]) base += blockSize;
     }

@@ -61,13 +61,13 @@ constexpr vx::BlockSet changingBlocks(const Deltas& deltas) {
 constexpr vx::BlockSet minBlocks = changingBlocks(toSmallest);
 constexpr vx::BlockSet maxBlocks = changingBlocks(toLargest);
 
-template <uint32_t Blocks>
+template <size_t Blocks>
 constexpr auto shiftTable(const Deltas& deltas, const vx::BlockSet& blocks) {
     std::array<int32_t, Blocks * vx::blockSize> shift{};
-    uint32_t entry = 0;
-    for (uint32_t block = 0; block < vx::blockCount; ++block) {
+    size_t entry = 0;
+    for (size_t block = 0; block < vx::blockCount; ++block) {
         if (!blocks[block]) continue;
-        for (uint32_t n = 0; n < vx::blockSize; ++n)
+        for (size_t n = 0; n < vx::blockSize; ++n)
             shift[entry++] = deltas[block * vx::blockSize + n];
     }
     return shift;

@@ -9,7 +9,7 @@
 
 namespace vx {
 
-inline constexpr uint32_t mappedBlocks = 19;
+inline constexpr size_t mappedBlocks = 19;
 
 // The delta of a character that is to be looked up in the aux table.
 inline constexpr int8_t escape = -128;
@@ -17,7 +17,7 @@ inline constexpr int8_t escape = -128;
 using ShiftTable = std::array<int8_t, mappedBlocks * blockSize>;
 
 // Pairs of a character and what it maps to, ended by a single zero word.
-template <uint32_t Pairs>
+template <size_t Pairs>
 using AuxTable = std::array<uint32_t, Pairs * 2 + 1>;
 
 }  // namespace vx
