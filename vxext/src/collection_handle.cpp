@@ -1,4 +1,5 @@
 // Opening and closing a collection.
+#include "vxext/src/collection_cache.hpp"
 #include "vxext/src/connection.hpp"
 #include "vxext/src/failure.hpp"
 #include "vxext/src/handle.hpp"
@@ -11,32 +12,29 @@ namespace {
 
 // Converts one text of the caller, and logs which of the two went wrong.
 Status takeText(ExtensionHandle* extension, const CollectionParms* parms, const char* source,
-                int64_t sourceBytes, char32_t** text, uint64_t* length, const LogText& noRoom,
+                int64_t sourceBytes, char32_t** text, uint64_t* length, const LogText& noMemory,
                 const LogText& notTranscoded) {
-    Status status =
+    Status rc =
         squillonTranscode(extension, parms->textTranscoder, source, sourceBytes, text, length);
-    if (status == VX_SUCCESS) return status;
-    if (!*text) return squillonFail(extension, VX_NO_MEMORY, noRoom);
-    squillonLogFailure(extension, notTranscoded, status);
-    return status;
+    if (rc == VX_SUCCESS) return rc;
+    return *text ? squillonFail(extension, rc, notTranscoded, rc)
+                 : squillonFail(extension, rc, noMemory);
 }
 
 Status takeUrl(CollectionHandle* collection, const CollectionParms* parms) {
     ExtensionHandle* extension = collection->extension;
-    if (!parms->url || parms->urlLength < 1) {
-        squillonLogFailure(extension, U"quillonCollectionHandleAcquire invalid collection URL");
-        return QUILLON_BAD_URL;
-    }
-    Status status = takeText(
-        extension, parms, parms->url, parms->urlLength, &collection->url, &collection->urlLength,
-        U"quillonCollectionHandleAcquire no memory for transcoded collection URL",
-        U"quillonCollectionHandleAcquire error transcoding collection URL, rc=%X");
-    if (status != VX_SUCCESS) return status;
-    if (collection->urlLength == 0 || collection->url[collection->urlLength - 1] != U'/') {
-        squillonLogFailure(extension,
-                           U"quillonCollectionHandleAcquire collection URL does not end in slash");
-        return QUILLON_BAD_URL;
-    }
+    if (!parms->url || parms->urlLength < 1)
+        return squillonFail(extension, QUILLON_BAD_URL,
+                            U"quillonCollectionHandleAcquire invalid collection URL");
+    if (Status rc =
+            takeText(extension, parms, parms->url, parms->urlLength, &collection->url,
+                     &collection->urlLength,
+                     U"quillonCollectionHandleAcquire no memory for transcoded collection URL",
+                     U"quillonCollectionHandleAcquire error transcoding collection URL, rc=%X"))
+        return rc;
+    if (collection->urlLength == 0 || collection->url[collection->urlLength - 1] != U'/')
+        return squillonFail(extension, QUILLON_BAD_URL,
+                            U"quillonCollectionHandleAcquire collection URL does not end in slash");
     return VX_SUCCESS;
 }
 
@@ -47,135 +45,43 @@ int64_t givenBytes(int64_t length) {
 
 Status takeCredentials(CollectionHandle* collection, const CollectionParms* parms) {
     ExtensionHandle* extension = collection->extension;
-    Status status = takeText(extension, parms, parms->proxy, givenBytes(parms->proxyLength),
+    if (Status rc = takeText(extension, parms, parms->proxy, givenBytes(parms->proxyLength),
                              &collection->proxy, &collection->proxyLength,
                              U"quillonCollectionHandleAcquire no memory for transcoded proxy URL",
-                             U"quillonCollectionHandleAcquire error transcoding proxy URL, rc=%X");
-    if (status != VX_SUCCESS) return status;
-    status = takeText(extension, parms, parms->user, givenBytes(parms->userLength),
-                      &collection->user, &collection->userLength,
-                      U"quillonCollectionHandleAcquire no memory for transcoded username",
-                      U"quillonCollectionHandleAcquire error transcoding username, rc=%X");
-    if (status != VX_SUCCESS) return status;
+                             U"quillonCollectionHandleAcquire error transcoding proxy URL, rc=%X"))
+        return rc;
+    if (Status rc = takeText(extension, parms, parms->user, givenBytes(parms->userLength),
+                             &collection->user, &collection->userLength,
+                             U"quillonCollectionHandleAcquire no memory for transcoded username",
+                             U"quillonCollectionHandleAcquire error transcoding username, rc=%X"))
+        return rc;
     return takeText(extension, parms, parms->password, givenBytes(parms->passwordLength),
                     &collection->password, &collection->passwordLength,
                     U"quillonCollectionHandleAcquire no memory for transcoded password",
                     U"quillonCollectionHandleAcquire error transcoding password, rc=%X");
 }
 
-uint32_t listingFlags(uint32_t options) {
-    return (options & LIST_COLLECTIONS_OPTION ? LIST_INCLUDE_COLLECTIONS : 0) |
-           (options & COUNT_ONLY_OPTION ? LIST_COUNT_ONLY : 0);
-}
-
-void releaseCacheName(CollectionHandle* collection) {
-    if (!collection->cacheDir) return;
-    ExtensionHandle* extension = collection->extension;
-    if (collection->flags & CACHE_FROM_UTILLOC)
-        extension->toolbox->FreeLocation(extension->toolbox, collection->cacheDir);
-    else
-        extension->fsbox->ReleaseName(extension->fsbox, collection->cacheDir, 0);
-    collection->cacheDir = nullptr;
-}
-
-// A name for a directory below the parent, or without one wherever the toolbox keeps caches.
-Status nextCandidate(CollectionHandle* collection, const char32_t* parent, uint64_t parentLength) {
-    ExtensionHandle* extension = collection->extension;
-    Status status;
-    if (parent) {
-        NameParms parms{};
-        parms.kind = NAME_DIRECTORY;
-        status =
-            extension->fsbox->CreateName(extension->fsbox, parent, parentLength, &parms,
-                                         &collection->cacheDir, &collection->cacheDirLength, 0);
-        if (status != VX_SUCCESS)
-            squillonLogFailure(extension, U"quillonCollectionHandleAcquire could not create cache");
-    } else {
-        collection->flags |= CACHE_FROM_UTILLOC;
-        status = extension->toolbox->utilloc(extension->toolbox, 0, 0, ~Word{0},
-                                             &collection->cacheDir, &collection->cacheDirLength, 0);
-        if (status != VX_SUCCESS)
-            squillonLogFailure(
-                extension, U"quillonCollectionHandleAcquire could not get unique cache in utilloc");
-    }
-    if (status != VX_SUCCESS) collection->cacheDir = nullptr;
-    return status;
-}
-
-// Leaves in cacheDir a name that no file has.
-Status findFreeName(CollectionHandle* collection, const char32_t* parent, uint64_t parentLength) {
-    constexpr int candidates = 256;
-    ExtensionHandle* extension = collection->extension;
-    for (int candidate = 0; candidate < candidates; ++candidate) {
-        releaseCacheName(collection);
-        Status status = nextCandidate(collection, parent, parentLength);
-        if (status != VX_SUCCESS) return status;
-        status = extension->fsbox->Exists(extension->fsbox, collection->cacheDir,
-                                          collection->cacheDirLength, 0);
-        if (status == VX_PATH_NOT_FOUND) return VX_SUCCESS;
-        if (status != VX_SUCCESS) {
-            squillonLogFailure(
-                extension, U"quillonCollectionHandleAcquire error creating cache directory, rc=%X",
-                status);
-            return status;
-        }
-    }
-    squillonLogFailure(extension,
-                       U"quillonCollectionHandleAcquire error creating unique cache directory");
-    return QUILLON_REQUEST_FAILED;
-}
-
-Status narrowCacheDirectory(CollectionHandle* collection, const CollectionParms* parms) {
-    ExtensionHandle* extension = collection->extension;
-    Narrowing narrowing = squillonNarrow(
-        extension, parms->pathTranscoder, collection->cacheDir, collection->cacheDirLength,
-        collection->cacheDirLength, &collection->narrowCacheDir, &collection->narrowCacheDirLength);
-    if (narrowing.outOfMemory)
-        return squillonFail(
-            extension, VX_NO_MEMORY,
-            U"quillonCollectionHandleAcquire no memory for narrow unique cache path");
-    if (narrowing.status == VX_SUCCESS)
-        squillonLogFailure(extension, U"quillonCollectionHandleAcquire using local cache '%s'",
-                           collection->cacheDir);
-    else if (narrowing.status != VX_BUFFER_TOO_SMALL)
-        squillonLogFailure(
-            extension,
-            U"quillonCollectionHandleAcquire transcode for narrow unique cache path return rc=%X",
-            narrowing.status);
-    return narrowing.status;
-}
-
-// parent receives the transcoded cache parent, which lives until the acquire ends.
+// cacheParent receives a text that lives until the acquire ends.
 Status makeCache(CollectionHandle* collection, const CollectionParms* parms,
-                 PoolPtr<char32_t>& parent) {
-    ExtensionHandle* extension = collection->extension;
-    uint64_t parentLength = 0;
-    Status status = takeText(
-        extension, parms, parms->cacheParent, parms->cacheParentLength, parent.address(),
-        &parentLength, U"quillonCollectionHandleAcquire no memory for transcoded cache parent",
-        U"quillonCollectionHandleAcquire error transcoding cache parent, rc=%X");
-    if (status == VX_SUCCESS) status = findFreeName(collection, parent.get(), parentLength);
-    if (status != VX_SUCCESS) return status;
-
-    status = extension->fsbox->CreateDirectory(extension->fsbox, collection->cacheDir,
-                                               collection->cacheDirLength, 0);
-    if (status != VX_SUCCESS) {
-        squillonLogFailure(extension,
-                           U"quillonCollectionHandleAcquire error creating cache directory, rc=%X",
-                           status);
-        return status;
-    }
-    collection->flags |= CACHE_CREATED;
-    return narrowCacheDirectory(collection, parms);
+                 PoolPtr<char32_t>& cacheParent) {
+    uint64_t length = 0;
+    if (Status rc =
+            takeText(collection->extension, parms, parms->cacheParent, parms->cacheParentLength,
+                     cacheParent.address(), &length,
+                     U"quillonCollectionHandleAcquire no memory for transcoded cache parent",
+                     U"quillonCollectionHandleAcquire error transcoding cache parent, rc=%X"))
+        return rc;
+    return squillonMakeCache(collection, parms->pathTranscoder, cacheParent.get(), length);
 }
 
-Status makeClient(CollectionHandle* collection, const CollectionParms* parms, Journal* journal) {
+Status makeClient(CollectionHandle* collection, uint8_t clientOption, Journal* journal) {
     ExtensionHandle* extension = collection->extension;
-    collection->httpContext = extension->weblnk->CreateHttpContext(extension->weblnk, journal, 0);
-    ClientParms clientParms =
+    Weblnk* weblnk = extension->weblnk;
+    collection->httpContext = weblnk->CreateHttpContext(weblnk, journal, 0);
+    ClientParms parms =
         squillonClientParms(collection->url, collection->urlLength, squillonCredentials(collection),
-                            parms->clientOption, journal, collection->httpContext);
-    collection->client = squillonAttemptClient(extension, &clientParms, journal);
+                            clientOption, journal, collection->httpContext);
+    collection->client = squillonAttemptClient(extension, &parms, journal);
     if (collection->client) return VX_SUCCESS;
     squillonLogFailure(extension,
                        U"quillonCollectionHandleAcquire could not create HTTP client instance");
@@ -186,51 +92,54 @@ Status makeClient(CollectionHandle* collection, const CollectionParms* parms, Jo
 
 Status probe(CollectionHandle* collection) {
     ExtensionHandle* extension = collection->extension;
-    int32_t httpStatus = -1;
-    Status status = collection->client->InstHead(collection->client, &httpStatus);
-    if (status != VX_SUCCESS) {
-        squillonLogFailure(
-            extension, U"quillonCollectionHandleAcquire collection HEAD returned rc=%X, status=%d",
-            status, httpStatus);
-        return status;
-    }
-    if (squillonHttpSuccess(httpStatus)) return VX_SUCCESS;
-    squillonLogFailure(extension, U"quillonCollectionHandleAcquire InstHead returned status=%d",
-                       httpStatus);
-    switch (httpStatus) {
-        case HTTP_NOT_AUTHORIZED:
-            return QUILLON_NOT_AUTHORIZED;
-        case HTTP_NOT_FOUND:
-            return QUILLON_COLLECTION_NOT_FOUND;
-        default:
-            return QUILLON_UNEXPECTED_STATUS;
-    }
+    int32_t status = -1;
+    if (Status rc = collection->client->InstHead(collection->client, &status))
+        return squillonFail(
+            extension, rc,
+            U"quillonCollectionHandleAcquire collection HEAD returned rc=%X, status=%d", rc,
+            status);
+    if (squillonHttpSuccess(status)) return VX_SUCCESS;
+    const Status rc = status == HTTP_NOT_AUTHORIZED ? QUILLON_NOT_AUTHORIZED
+                      : status == HTTP_NOT_FOUND    ? QUILLON_COLLECTION_NOT_FOUND
+                                                    : QUILLON_UNEXPECTED_STATUS;
+    return squillonFail(extension, rc,
+                        U"quillonCollectionHandleAcquire InstHead returned status=%d", status);
 }
 
-// Everything between the allocation of the handle and its hand-over.
-Status open(CollectionHandle* collection, ExtensionHandle* extension, const CollectionParms* parms,
-            Journal* journal) {
-    squillonMark(collection->magic);
-    collection->extension = extension;
-    if (parms->genericName) {
-        collection->genericName = squillonCopyGenericName(extension->pool, parms->genericName);
-        if (!collection->genericName)
-            return squillonFail(
-                extension, VX_NO_MEMORY,
-                U"quillonCollectionHandleAcquire no memory for collection handle generic name");
-    }
+Status takeGenericName(CollectionHandle* collection, const char* name) {
+    if (!name) return VX_SUCCESS;
+    collection->genericName = squillonCopyGenericName(collection->extension->pool, name);
+    if (collection->genericName) return VX_SUCCESS;
+    return squillonFail(
+        collection->extension, VX_NO_MEMORY,
+        U"quillonCollectionHandleAcquire no memory for collection handle generic name");
+}
+
+// Fills a fresh handle. What a failure leaves in it is released with it.
+Status fill(CollectionHandle* collection, const CollectionParms* parms, Journal* journal) {
+    if (Status rc = takeGenericName(collection, parms->genericName)) return rc;
     collection->release = quillonCollectionHandleRelease;
+    if (Status rc = takeUrl(collection, parms)) return rc;
+    if (Status rc = takeCredentials(collection, parms)) return rc;
+    if (parms->options & LIST_COLLECTIONS_OPTION) collection->flags |= LIST_INCLUDE_COLLECTIONS;
+    if (parms->options & COUNT_ONLY_OPTION) collection->flags |= LIST_COUNT_ONLY;
 
-    Status status = takeUrl(collection, parms);
-    if (status == VX_SUCCESS) status = takeCredentials(collection, parms);
-    if (status != VX_SUCCESS) return status;
+    PoolPtr<char32_t> cacheParent(collection->extension->pool, nullptr);
+    if (!(parms->options & NO_CACHE))
+        if (Status rc = makeCache(collection, parms, cacheParent)) return rc;
+    if (Status rc = makeClient(collection, parms->clientOption, journal)) return rc;
+    return probe(collection);
+}
 
-    collection->flags = listingFlags(parms->options);
-    PoolPtr<char32_t> cacheParent(extension->pool, nullptr);
-    if (!(parms->options & NO_CACHE)) status = makeCache(collection, parms, cacheParent);
-    if (status == VX_SUCCESS) status = makeClient(collection, parms, journal);
-    if (status == VX_SUCCESS) status = probe(collection);
-    return status;
+Status acquire(ExtensionHandle* extension, const CollectionParms* parms, Journal* journal,
+               CollectionHandle** collection) {
+    *collection = squillonAllocRecord<CollectionHandle>(extension->pool);
+    if (!*collection)
+        return squillonFail(extension, VX_NO_MEMORY,
+                            U"quillonCollectionHandleAcquire no memory for collection handle");
+    squillonMark((*collection)->magic);
+    (*collection)->extension = extension;
+    return fill(*collection, parms, journal);
 }
 
 }  // namespace
@@ -239,11 +148,8 @@ CollectionHandle* quillonCollectionHandleAcquire(ExtensionHandle* extension, Col
                                                  Journal* journal) {
     parms->rc = VX_SUCCESS;
     squillonTrace(extension, U"quillonCollectionHandleAcquire called");
-    auto* collection = squillonAllocRecord<CollectionHandle>(extension->pool);
-    parms->rc = collection ? open(collection, extension, parms, journal)
-                           : squillonFail(
-                                 extension, VX_NO_MEMORY,
-                                 U"quillonCollectionHandleAcquire no memory for collection handle");
+    CollectionHandle* collection;
+    parms->rc = acquire(extension, parms, journal, &collection);
     if (parms->rc != VX_SUCCESS) {
         squillonJournalStatus(extension, journal, parms->rc);
         quillonCollectionHandleRelease(collection);
@@ -258,24 +164,24 @@ CollectionHandle* quillonCollectionHandleAcquire(ExtensionHandle* extension, Col
 Status quillonCollectionHandleRelease(CollectionHandle* collection) {
     if (!collection) return VX_SUCCESS;
     ExtensionHandle* extension = collection->extension;
+    Fsbox* fsbox = extension->fsbox;
     Pool* pool = extension->pool;
     squillonTrace(extension, U"quillonCollectionHandleRelease called");
 
-    Status status = VX_SUCCESS;
+    Status rc = VX_SUCCESS;
     if ((collection->flags & (CACHE_CREATED | CACHE_KEEP)) == CACHE_CREATED)
-        status = extension->fsbox->DeleteDirectory(extension->fsbox, collection->cacheDir,
-                                                   collection->cacheDirLength, 1, 0);
+        rc = fsbox->DeleteDirectory(fsbox, collection->cacheDir, collection->cacheDirLength, 1, 0);
     squillonFree(pool, collection->genericName);
-    if (collection->client) status = collection->client->Destroy(collection->client);
+    if (collection->client) rc = collection->client->Destroy(collection->client);
     if (collection->httpContext) collection->httpContext->Destroy(collection->httpContext);
     squillonFree(pool, collection->url);
     squillonFree(pool, collection->proxy);
     squillonFree(pool, collection->user);
     squillonFreeSecret(pool, collection->password, collection->passwordLength);
-    releaseCacheName(collection);
+    squillonReleaseCacheName(collection);
     squillonFree(pool, collection->narrowCacheDir);
-    squillonFree(pool, collection);
-    return status;
+    pool->Free(pool, collection);
+    return rc;
 }
 
 }  // namespace vx
