@@ -1,5 +1,6 @@
 // MKCOL (RFC 4918, 9.3) of a collection that is not open.
 #include "vxext/src/collection_request.hpp"
+#include "vxext/src/http_status.hpp"
 #include "vxext/src/operations.hpp"
 
 namespace vx {
@@ -13,13 +14,13 @@ constexpr CollectionRequestMessages messages = {
     .connection = U"quillonCollectionCreate create connection returned rc=%X",
 };
 
-Status refusal(int32_t httpStatus) {
-    switch (httpStatus) {
-        case 403:
+Status refusal(int32_t status) {
+    switch (status) {
+        case HTTP_FORBIDDEN:
             return QUILLON_MKCOL_FORBIDDEN;
-        case 405:
+        case HTTP_METHOD_NOT_ALLOWED:
             return QUILLON_MKCOL_NOT_ALLOWED;
-        case 409:
+        case HTTP_CONFLICT:
             return QUILLON_MKCOL_CONFLICT;
         default:
             return QUILLON_UNEXPECTED_STATUS;
@@ -31,15 +32,14 @@ Status refusal(int32_t httpStatus) {
 Status quillonCollectionCreate(ExtensionHandle* extension, CollectionOpParms* parms,
                                Journal* journal) {
     CollectionRequest request(extension);
-    Status status = request.connect(parms, journal, messages);
-    if (status != VX_SUCCESS) return status;
+    if (Status rc = request.connect(parms, journal, messages)) return rc;
 
-    int32_t httpStatus = -1;
-    status = request.client()->httpInstMkcol(request.client(), 0, 0, &httpStatus);
-    if (status == VX_SUCCESS && httpStatus == 201) return VX_SUCCESS;
+    int32_t status = -1;
+    Status rc = request.client()->httpInstMkcol(request.client(), 0, 0, &status);
+    if (rc == VX_SUCCESS && status == HTTP_CREATED) return VX_SUCCESS;
     squillonLogFailure(extension, U"quillonCollectionCreate httpInstMkcol returned rc=%X status=%d",
-                       status, httpStatus);
-    return status == VX_SUCCESS ? refusal(httpStatus) : QUILLON_UNEXPECTED_STATUS;
+                       rc, status);
+    return rc == VX_SUCCESS ? refusal(status) : QUILLON_UNEXPECTED_STATUS;
 }
 
 }  // namespace vx

@@ -1,5 +1,6 @@
 // DELETE (RFC 4918, 9.6) of a collection that is not open.
 #include "vxext/src/collection_request.hpp"
+#include "vxext/src/failure.hpp"
 #include "vxext/src/http_status.hpp"
 #include "vxext/src/operations.hpp"
 
@@ -53,29 +54,26 @@ Status EmptinessCheck::run(const CollectionOpParms* parms, Journal* journal) {
 
     const Operations& operations = extension_->operations;
     collection_ = operations.quillonCollectionHandleAcquire(extension_, &collectionParms, journal);
-    if (collectionParms.rc != VX_SUCCESS) {
-        squillonLogFailure(extension_, U"quillonCollectionDelete collection handle not acquired");
-        return QUILLON_UNEXPECTED_STATUS;
-    }
+    if (collectionParms.rc != VX_SUCCESS)
+        return squillonFail(extension_, QUILLON_UNEXPECTED_STATUS,
+                            U"quillonCollectionDelete collection handle not acquired");
     listing_ = operations.quillonCollectionListOpen(collection_, parms->pathTranscoder,
                                                     parms->genericName, journal);
     if (!listing_) return QUILLON_UNEXPECTED_STATUS;  // not known to be empty
-    if (listing_->memberCount > 0) {
-        squillonLogFailure(extension_,
-                           U"quillonCollectionDelete collection either is or may not be empty and "
-                           U"deleteAll was not specified");
-        return QUILLON_DELETE_REFUSED;
-    }
+    if (listing_->memberCount > 0)
+        return squillonFail(extension_, QUILLON_DELETE_REFUSED,
+                            U"quillonCollectionDelete collection either is or may not be empty and "
+                            U"deleteAll was not specified");
     return VX_SUCCESS;
 }
 
-Status refusal(int32_t httpStatus) {
-    switch (httpStatus) {
-        case 403:
+Status refusal(int32_t status) {
+    switch (status) {
+        case HTTP_FORBIDDEN:
             return QUILLON_DELETE_REFUSED;
-        case 405:
+        case HTTP_METHOD_NOT_ALLOWED:
             return QUILLON_DELETE_NOT_ALLOWED;
-        case 409:
+        case HTTP_CONFLICT:
             return QUILLON_DELETE_CONFLICT;
         default:
             return QUILLON_UNEXPECTED_STATUS;
@@ -83,25 +81,24 @@ Status refusal(int32_t httpStatus) {
 }
 
 Status sendDelete(const ExtensionHandle* extension, Client* client) {
-    int32_t httpStatus = -1;
-    Status status = client->httpInstDelete(client, 0, 0, &httpStatus);
+    int32_t status = -1;
+    Status rc = client->httpInstDelete(client, 0, 0, &status);
     // 207: some members are still there (RFC 4918, 9.6.1).
-    if (status == VX_SUCCESS && squillonHttpSuccess(httpStatus) && httpStatus != 207)
+    if (rc == VX_SUCCESS && squillonHttpSuccess(status) && status != HTTP_MULTI_STATUS)
         return VX_SUCCESS;
-    squillonLogFailure(extension,
-                       U"quillonCollectionDelete httpInstDelete returned rc=%X status=%d", status,
-                       httpStatus);
-    return status == VX_SUCCESS ? refusal(httpStatus) : QUILLON_UNEXPECTED_STATUS;
+    squillonLogFailure(
+        extension, U"quillonCollectionDelete httpInstDelete returned rc=%X status=%d", rc, status);
+    return rc == VX_SUCCESS ? refusal(status) : QUILLON_UNEXPECTED_STATUS;
 }
 
 Status deleteCollection(ExtensionHandle* extension, const CollectionOpParms* parms,
                         Journal* journal) {
     CollectionRequest request(extension);
-    Status status = request.connect(parms, journal, messages);
+    Status rc = request.connect(parms, journal, messages);
     EmptinessCheck check(extension);
-    if (status == VX_SUCCESS && !parms->deleteAll) status = check.run(parms, journal);
-    if (status == VX_SUCCESS) status = sendDelete(extension, request.client());
-    return status;
+    if (rc == VX_SUCCESS && !parms->deleteAll) rc = check.run(parms, journal);
+    if (rc == VX_SUCCESS) rc = sendDelete(extension, request.client());
+    return rc;
 }
 
 }  // namespace
@@ -109,9 +106,9 @@ Status deleteCollection(ExtensionHandle* extension, const CollectionOpParms* par
 Status quillonCollectionDelete(ExtensionHandle* extension, CollectionOpParms* parms,
                                Journal* journal) {
     squillonTrace(extension, U"quillonCollectionDelete called");
-    Status status = deleteCollection(extension, parms, journal);
-    squillonTrace(extension, U"quillonCollectionDelete returning rc=%X", status);
-    return status;
+    Status rc = deleteCollection(extension, parms, journal);
+    squillonTrace(extension, U"quillonCollectionDelete returning rc=%X", rc);
+    return rc;
 }
 
 }  // namespace vx

@@ -17,32 +17,31 @@ CollectionRequest::~CollectionRequest() {
 
 Status CollectionRequest::transcode(const CollectionOpParms* parms, const char* source,
                                     int64_t sourceBytes, Text& text, const LogText& failure) {
-    Status status = squillonTranscode(extension_, parms->textTranscoder, source, sourceBytes,
-                                      &text.characters, &text.length);
-    if (status != VX_SUCCESS) squillonLogFailure(extension_, failure, status);
-    return status;
+    Status rc = squillonTranscode(extension_, parms->textTranscoder, source, sourceBytes,
+                                  &text.characters, &text.length);
+    if (rc != VX_SUCCESS) squillonLogFailure(extension_, failure, rc);
+    return rc;
 }
 
 Status CollectionRequest::connect(const CollectionOpParms* parms, Journal* journal,
                                   const CollectionRequestMessages& messages) {
     if (!parms->url || parms->urlLength < 1) return QUILLON_BAD_URL;
-    Status status = transcode(parms, parms->url, parms->urlLength, url_, messages.url);
-    if (status == VX_SUCCESS)
-        status = transcode(parms, parms->proxy, parms->proxyLength, proxy_, messages.proxy);
-    if (status == VX_SUCCESS)
-        status = transcode(parms, parms->user, parms->userLength, user_, messages.user);
-    if (status == VX_SUCCESS)
-        status =
-            transcode(parms, parms->password, parms->passwordLength, password_, messages.password);
-    if (status != VX_SUCCESS) return status;
+    if (Status rc = transcode(parms, parms->url, parms->urlLength, url_, messages.url)) return rc;
+    if (Status rc = transcode(parms, parms->proxy, parms->proxyLength, proxy_, messages.proxy))
+        return rc;
+    if (Status rc = transcode(parms, parms->user, parms->userLength, user_, messages.user))
+        return rc;
+    if (Status rc =
+            transcode(parms, parms->password, parms->passwordLength, password_, messages.password))
+        return rc;
 
     const Credentials credentials = {proxy_.characters, proxy_.length,        user_.characters,
                                      user_.length,      password_.characters, password_.length};
     ClientParms clientParms = squillonClientParms(url_.characters, url_.length, credentials,
                                                   parms->clientOption, journal, nullptr);
-    status = squillonCreateConnection(extension_, &clientParms, journal, &client_);
-    if (status != VX_SUCCESS) squillonLogFailure(extension_, messages.connection, status);
-    return status;
+    Status rc = squillonCreateConnection(extension_, &clientParms, journal, &client_);
+    if (rc != VX_SUCCESS) squillonLogFailure(extension_, messages.connection, rc);
+    return rc;
 }
 
 }  // namespace vx

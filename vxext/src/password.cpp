@@ -1,6 +1,6 @@
 // A password in the form in which a host stores it.
 #include "runtime/base64.hpp"
-#include "vxext/src/log.hpp"
+#include "vxext/src/failure.hpp"
 #include "vxext/src/operations.hpp"
 #include "vxext/src/pool_ptr.hpp"
 #include "vxext/src/transcode.hpp"
@@ -16,48 +16,43 @@ Status encrypt(ExtensionHandle* extension, const PasswordParms* parms, uint64_t*
     SecretText decoded(pool);
     SecretText password(pool);
 
-    Status status =
-        squillonTranscode(extension, parms->inputTranscoder, parms->password, parms->passwordLength,
-                          password.address(), password.lengthAddress());
-    if (status != VX_SUCCESS && !password.get()) {
-        squillonLogFailure(extension, U"quillonPasswordEncrypt no memory for transcoded password");
-        return VX_NO_MEMORY;
-    }
-    if (status != VX_SUCCESS) {
-        squillonLogFailure(extension, U"quillonPasswordEncrypt transcode password returned rc=%X",
-                           status);
-        return status;
-    }
-    status = base64DecodeRPX(pool, password.get(), password.length(), decoded.address(),
-                             decoded.lengthAddress());
-    if (status != VX_SUCCESS) return status;
+    if (Status rc =
+            squillonTranscode(extension, parms->inputTranscoder, parms->password,
+                              parms->passwordLength, password.address(), password.lengthAddress()))
+        return password.get()
+                   ? squillonFail(extension, rc,
+                                  U"quillonPasswordEncrypt transcode password returned rc=%X", rc)
+                   : squillonFail(extension, rc,
+                                  U"quillonPasswordEncrypt no memory for transcoded password");
+    if (Status rc = base64DecodeRPX(pool, password.get(), password.length(), decoded.address(),
+                                    decoded.lengthAddress()))
+        return rc;
     uint64_t encodedLength = 0;
-    status =
-        base64EncodeRPX(pool, decoded.get(), decoded.length(), encoded.address(), &encodedLength);
-    if (status != VX_SUCCESS) return status;
+    if (Status rc = base64EncodeRPX(pool, decoded.get(), decoded.length(), encoded.address(),
+                                    &encodedLength))
+        return rc;
 
+    Transcoder* transcoder = parms->outputTranscoder;
     uint64_t bytes = 0;
-    status = parms->outputTranscoder->Transcode(parms->outputTranscoder, encoded.get(),
-                                                encodedLength * sizeof(char32_t), parms->encoded,
-                                                *parms->encodedLength, &bytes, 0);
-    if (status == VX_SUCCESS)
-        *produced = bytes;
-    else
-        squillonLogFailure(extension,
-                           U"quillonPasswordEncrypt untranscoding password returned rc=%X", status);
-    return status;
+    if (Status rc =
+            transcoder->Transcode(transcoder, encoded.get(), encodedLength * sizeof(char32_t),
+                                  parms->encoded, *parms->encodedLength, &bytes, 0))
+        return squillonFail(extension, rc,
+                            U"quillonPasswordEncrypt untranscoding password returned rc=%X", rc);
+    *produced = bytes;
+    return VX_SUCCESS;
 }
 
 }  // namespace
 
 Status quillonPasswordEncrypt(ExtensionHandle* extension, PasswordParms* parms) {
     squillonTrace(extension, U"quillonPasswordEncrypt called");
-    Status status = VX_SUCCESS;
+    Status rc = VX_SUCCESS;
     uint64_t produced = 0;
-    if (parms->passwordLength > 0) status = encrypt(extension, parms, &produced);
+    if (parms->passwordLength > 0) rc = encrypt(extension, parms, &produced);
     *parms->encodedLength = produced;
-    squillonTrace(extension, U"quillonPasswordEncrypt returning rc=%X", status);
-    return status;
+    squillonTrace(extension, U"quillonPasswordEncrypt returning rc=%X", rc);
+    return rc;
 }
 
 }  // namespace vx
