@@ -1,12 +1,11 @@
 #include "platform/encoding/encoding.hpp"
 
-#include <unistd.h>
-
-#include "platform/checked_pool.hpp"
 #include "platform/encoding/sealed_text.hpp"
 #include "platform/status.hpp"
 #include "platform/transcoder.hpp"
-#include "tests/platform/temporary_directory.hpp"
+#include "tests/support/files.hpp"
+#include "tests/support/temporary_directory.hpp"
+#include "tests/support/test_pool.hpp"
 
 namespace {
 
@@ -15,20 +14,17 @@ namespace fs = std::filesystem;
 
 class encoding : public testing::Test {
 protected:
-    ~encoding() override {
-        pool->DestroyPool(pool);
-        EXPECT_EQ(leaks, "");
-    }
+    ~encoding() override { EXPECT_TRUE(pool.live.empty()); }
 
     vx::Status encode(std::u32string_view text, std::u32string& into) {
         return call(into, [&](char32_t** to, uint64_t* count) {
-            return service.EncodeText(&service, pool, vx::ENCODING_METHOD_STORED, text.data(),
+            return service.EncodeText(&service, &pool, vx::ENCODING_METHOD_STORED, text.data(),
                                       text.size(), to, count, &context);
         });
     }
     vx::Status decode(std::u32string_view text, std::u32string& into) {
         return call(into, [&](char32_t** to, uint64_t* count) {
-            return service.DecodeText(&service, pool, text.data(), text.size(), to, count,
+            return service.DecodeText(&service, &pool, text.data(), text.size(), to, count,
                                       &context);
         });
     }
@@ -39,15 +35,14 @@ protected:
         const vx::Status status = operation(&text, &count);
         EXPECT_TRUE(status == vx::VX_SUCCESS || text == nullptr);
         into.assign(text, count);
-        if (text != nullptr) pool->Free(pool, text);
+        if (text != nullptr) pool.Free(&pool, text);
         return status;
     }
 
-    TemporaryDirectory temporary;
-    EncodingContext context{temporary.path / "config/quillon/key"};
+    support::TemporaryDirectory temporary;
+    EncodingContext context{temporary.path() / "config/quillon/key"};
     vx::EncodingService& service = encodingService();
-    std::string leaks;
-    vx::Pool* pool = new CheckedPool("pool", [this](std::string_view t) { leaks.append(t); });
+    test::TestPool pool;
     std::u32string result;
 };
 
@@ -121,12 +116,12 @@ TEST_F(encoding, any_change_is_noticed) {
 TEST_F(encoding, key_is_made_once_and_is_ones_own) {
     std::u32string stored;
     ASSERT_EQ(encode(U"secret", stored), vx::VX_SUCCESS);
-    EXPECT_EQ(mode(context.keyFile), 0600u);
-    EXPECT_EQ(mode(context.keyFile.parent_path()), 0700u);
-    const std::string key = contents(context.keyFile);
+    EXPECT_EQ(support::modeOf(context.keyFile), 0600u);
+    EXPECT_EQ(support::modeOf(context.keyFile.parent_path()), 0700u);
+    const std::string key = support::readFile(context.keyFile);
     EXPECT_EQ(key.size(), 32u);
     ASSERT_EQ(encode(U"other", result), vx::VX_SUCCESS);
-    EXPECT_EQ(contents(context.keyFile), key);
+    EXPECT_EQ(support::readFile(context.keyFile), key);
     EXPECT_EQ(std::distance(fs::directory_iterator(context.keyFile.parent_path()), {}), 1);
 
     for (const unsigned exposed : {0640u, 0604u, 0620u, 0602u, 0610u}) {
@@ -140,15 +135,15 @@ TEST_F(encoding, key_is_made_once_and_is_ones_own) {
 
 TEST_F(encoding, key_that_is_none_is_not_replaced) {
     fs::create_directories(context.keyFile.parent_path());
-    std::ofstream(context.keyFile) << "short";
+    support::writeFile(context.keyFile, "short");
     fs::permissions(context.keyFile, fs::perms(0600));
     EXPECT_EQ(encode(U"secret", result), ENCODING_NO_KEY);
-    EXPECT_EQ(contents(context.keyFile), "short");
+    EXPECT_EQ(support::readFile(context.keyFile), "short");
 
     fs::remove(context.keyFile);
-    std::ofstream(temporary.path / "elsewhere") << std::string(32, 'k');
-    fs::permissions(temporary.path / "elsewhere", fs::perms(0600));
-    fs::create_symlink(temporary.path / "elsewhere", context.keyFile);
+    support::writeFile(temporary.path() / "elsewhere", std::string(32, 'k'));
+    fs::permissions(temporary.path() / "elsewhere", fs::perms(0600));
+    fs::create_symlink(temporary.path() / "elsewhere", context.keyFile);
     EXPECT_EQ(encode(U"secret", result), FSBOX_DENIED);
     fs::remove(context.keyFile);
     fs::create_directory(context.keyFile);
@@ -167,10 +162,27 @@ TEST_F(encoding, another_key_does_not_open) {
 TEST_F(encoding, another_method_is_refused) {
     char32_t* text = nullptr;
     uint64_t count = 0;
-    EXPECT_EQ(service.EncodeText(&service, pool, 4, U"x", 1, &text, &count, &context),
+    EXPECT_EQ(service.EncodeText(&service, &pool, 4, U"x", 1, &text, &count, &context),
               vx::VX_UNSUPPORTED);
     EXPECT_EQ(encode(std::u32string(1, char32_t{0xD800}), result), TRANSCODE_INVALID);
     EXPECT_FALSE(fs::exists(context.keyFile));
+}
+
+TEST_F(encoding, without_memory_nothing_is_left) {
+    std::u32string stored;
+    ASSERT_EQ(encode(U"secret", stored), vx::VX_SUCCESS);
+    pool.asked = 0;
+    pool.failAt = 1;
+    EXPECT_EQ(decode(stored, result), vx::VX_NO_MEMORY);
+    pool.asked = 0;
+    EXPECT_EQ(encode(U"secret", result), vx::VX_NO_MEMORY);
+}
+
+TEST_F(encoding, what_was_decoded_in_vain_is_zeroed) {
+    EXPECT_EQ(decode(U"{base64}c2VjcmV0/w==", result),
+              ENCODING_REFUSED);  // "secret", then no UTF-8
+    ASSERT_EQ(pool.givenBack.size(), 1u);
+    EXPECT_EQ(pool.givenBack[0], std::vector<uint8_t>(pool.givenBack[0].size(), 0));
 }
 
 }  // namespace

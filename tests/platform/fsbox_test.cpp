@@ -1,5 +1,6 @@
 #include "host/fsbox.h"
 
+#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -11,7 +12,8 @@
 #include "platform/siblings.hpp"
 #include "platform/status.hpp"
 #include "platform/transcoder.hpp"
-#include "tests/platform/temporary_directory.hpp"
+#include "tests/support/files.hpp"
+#include "tests/support/temporary_directory.hpp"
 
 namespace {
 
@@ -65,19 +67,19 @@ protected:
 
     Settings settings;
     vx::Fsbox* box;
-    TemporaryDirectory temporary;
-    const fs::path root = temporary.path;
+    support::TemporaryDirectory temporary;
+    const fs::path root = temporary.path();
 };
 
 TEST_F(fsbox, directories) {
     EXPECT_EQ(exists(root), vx::VX_SUCCESS);
     EXPECT_EQ(exists(root / "a"), vx::VX_PATH_NOT_FOUND);
     EXPECT_EQ(create(root / "a"), vx::VX_SUCCESS);
-    EXPECT_EQ(mode(root / "a"), 0700u);
+    EXPECT_EQ(support::modeOf(root / "a"), 0700u);
     EXPECT_EQ(create(root / "a"), FSBOX_EXISTS);
     EXPECT_EQ(create(root / "b/c"), vx::VX_PATH_NOT_FOUND);
     EXPECT_EQ(exists(root / "a/file"), vx::VX_PATH_NOT_FOUND);
-    std::ofstream(root / "a/file") << "x";
+    support::writeFile(root / "a/file", "x");
     EXPECT_EQ(exists(root / "a/file/below"), vx::VX_PATH_NOT_FOUND);
     EXPECT_EQ(remove(root / "a", 0), FSBOX_IO);
     EXPECT_EQ(exists(root / "a/file"), vx::VX_SUCCESS);
@@ -111,7 +113,7 @@ TEST_F(fsbox, names_are_reserved_and_given_back) {
     EXPECT_EQ(last.parent_path(), root);
     EXPECT_EQ(last.filename().string().size(), 6u + 32u);
     EXPECT_EQ(last.filename().string().substr(0, 6), "WEBDAV");
-    EXPECT_EQ(mode(last), 0600u);
+    EXPECT_EQ(support::modeOf(last), 0600u);
     EXPECT_EQ(box->ReleaseName(box, name, 0), vx::VX_SUCCESS);
     EXPECT_FALSE(fs::exists(last));
     EXPECT_EQ(box->ReleaseName(box, name, 0), vx::VX_INVALID_ARGUMENT);
@@ -151,8 +153,8 @@ TEST_F(fsbox, pieces_are_gathered_and_handed_out) {
         whole += piece;
     }
     EXPECT_EQ(file->Close(file), vx::VX_SUCCESS);
-    EXPECT_EQ(mode(root / "f"), 0600u);
-    EXPECT_EQ(contents(root / "f"), whole);
+    EXPECT_EQ(support::modeOf(root / "f"), 0600u);
+    EXPECT_EQ(support::readFile(root / "f"), whole);
 
     for (const uint64_t wanted : {uint64_t{4096}, uint64_t{4097}, uint64_t{1} << 20}) {
         vx::File* again = open(root / "f", vx::FSBOX_READ, status);
@@ -174,7 +176,7 @@ TEST_F(fsbox, pieces_are_gathered_and_handed_out) {
 }
 
 TEST_F(fsbox, writing_empties_and_empty_ends_at_once) {
-    std::ofstream(root / "f") << "old";
+    support::writeFile(root / "f", "old");
     vx::Status status = 0;
     vx::File* file = open(root / "f", vx::FSBOX_WRITE, status);
     EXPECT_EQ(file->Close(file), vx::VX_SUCCESS);
@@ -254,8 +256,8 @@ TEST_F(full_disk, no_part_of_a_file_passes_for_the_whole) {
 }
 
 TEST(toolbox, locations_are_free_and_their_parent_is_private) {
-    const TemporaryDirectory temporary;
-    const fs::path root = temporary.path / "made/here";
+    const support::TemporaryDirectory temporary;
+    const fs::path root = temporary.path() / "made/here";
     const auto ask = [](const Settings& settings) {
         auto* box = reinterpret_cast<vx::Toolbox*>(createToolbox(settings));
         char32_t* path = nullptr;
@@ -272,15 +274,15 @@ TEST(toolbox, locations_are_free_and_their_parent_is_private) {
     EXPECT_EQ(first.parent_path(), root);
     EXPECT_FALSE(fs::exists(first));
     EXPECT_NE(ask(settings), first);
-    EXPECT_EQ(mode(root), 0700u);
-    EXPECT_EQ(mode(temporary.path / "made"), 0700u);
+    EXPECT_EQ(support::modeOf(root), 0700u);
+    EXPECT_EQ(support::modeOf(temporary.path() / "made"), 0700u);
 
-    setenv("XDG_CACHE_HOME", (temporary.path / "xdg").c_str(), 1);
-    EXPECT_EQ(ask({}).parent_path(), temporary.path / "xdg/quillon");
+    setenv("XDG_CACHE_HOME", (temporary.path() / "xdg").c_str(), 1);
+    EXPECT_EQ(ask({}).parent_path(), temporary.path() / "xdg/quillon");
     unsetenv("XDG_CACHE_HOME");
     const std::string home = getenv("HOME") != nullptr ? getenv("HOME") : "";
-    setenv("HOME", (temporary.path / "home").c_str(), 1);
-    EXPECT_EQ(ask({}).parent_path(), temporary.path / "home/.cache/quillon");
+    setenv("HOME", (temporary.path() / "home").c_str(), 1);
+    EXPECT_EQ(ask({}).parent_path(), temporary.path() / "home/.cache/quillon");
     setenv("HOME", home.c_str(), 1);
 }
 

@@ -23,4 +23,9 @@ inline void writeFile(const std::filesystem::path& path, std::string_view conten
     out.write(content.data(), static_cast<std::streamsize>(content.size()));
 }
 
+// The permission bits of what is there; a link's own.
+inline unsigned modeOf(const std::filesystem::path& path) {
+    return static_cast<unsigned>(std::filesystem::symlink_status(path).permissions());
+}
+
 }  // namespace support
