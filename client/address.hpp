@@ -1,0 +1,52 @@
+// Where something is: a collection's URL and, unless the collection itself is meant, the last
+// segment of a member's.
+//
+// A URL as a person types it becomes one that can be sent: a percent sign that starts an escape
+// stays, everything else that a URL cannot carry is encoded. "?" and "#" are characters of a name,
+// for members have neither queries nor fragments. "." and ".." segments are resolved.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "client/result.hpp"
+#include "client/secret.hpp"
+
+namespace quillon {
+
+class Address {
+public:
+    // Credentials before the host ("user:password@") are taken out of the URL; a caller that still
+    // holds the typed text wipes it. Fails with Kind::usage.
+    static Result<Address> parse(std::string_view typed);
+
+    const std::string& collection() const { return collection_; }  // ends in "/"
+    const std::string& segment() const { return segment_; }        // encoded; empty: the collection
+    std::string url() const { return collection_ + segment_; }
+    std::string origin() const;  // scheme, host and port in lower case, no default port
+    std::string host() const;    // in lower case, without port and brackets
+    std::string name() const;    // the last segment decoded, a collection's own too
+    bool namesMember() const { return !segment_.empty(); }
+
+    // The same with a final slash.
+    Address asCollection() const;
+    // The same without: a collection as a member of its parent. A root has no parent: unchanged.
+    Address asMember() const;
+    // A member of this collection by its name as a person says it: every character is the name's.
+    // Fails with Kind::usage for what cannot be a name.
+    Result<Address> member(std::string_view name) const;
+    // A member by a segment that is encoded already.
+    Address memberBySegment(std::string_view segment) const;
+
+    const std::string& user() const { return user_; }  // from the URL; empty: none
+    const Secret& password() const { return password_; }
+    bool hasCredentials() const { return !user_.empty(); }
+
+private:
+    std::string collection_;
+    std::string segment_;
+    std::string user_;
+    Secret password_;
+};
+
+}  // namespace quillon

@@ -1,0 +1,102 @@
+#include "client/error.hpp"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "host/status.h"
+#include "platform/status.hpp"
+
+namespace quillon {
+namespace {
+
+using vxhost::Status;
+
+// asked: the HTTP status says more than the code, when one came.
+enum class Http : bool { ignored, asked };
+
+struct Row {
+    Status status;
+    Kind kind;
+    Http http;
+};
+
+constexpr std::array rows{
+    Row{vx::QUILLON_BAD_URL, Kind::usage, Http::ignored},
+    Row{vx::QUILLON_NOT_AUTHORIZED, Kind::notAuthorized, Http::ignored},
+    Row{vx::QUILLON_COLLECTION_NOT_FOUND, Kind::notFound, Http::ignored},
+    Row{vx::QUILLON_LOCKED, Kind::locked, Http::ignored},
+    Row{vx::QUILLON_ALREADY_LOCKED, Kind::locked, Http::ignored},
+    Row{vx::QUILLON_FILE_NOT_FOUND, Kind::notFound, Http::ignored},
+    Row{vx::QUILLON_NO_FILE_HANDLE, Kind::network, Http::asked},
+    Row{vx::QUILLON_UNEXPECTED_STATUS, Kind::network, Http::asked},
+    Row{vx::QUILLON_LOCK_NOT_SUPPORTED, Kind::refused, Http::ignored},
+    Row{vx::QUILLON_LOCK_FAILED, Kind::network, Http::asked},
+    Row{vx::QUILLON_METHOD_NOT_ALLOWED, Kind::refused, Http::ignored},
+    Row{vx::QUILLON_NO_CREATION_DATE, Kind::refused, Http::ignored},
+    Row{vx::QUILLON_NEWER_FILE, Kind::changedOnServer, Http::ignored},
+    // A rename onto a name that is taken: nothing changed that was fetched.
+    Row{vx::QUILLON_PRECONDITION_FAILED, Kind::refused, Http::ignored},
+    Row{vx::QUILLON_FILE_LOST, Kind::changedOnServer, Http::ignored},
+    Row{vx::QUILLON_PUT_LOCK_FAILED, Kind::locked, Http::asked},
+    Row{vx::QUILLON_REQUEST_FAILED, Kind::network, Http::asked},
+    Row{vx::QUILLON_INSUFFICIENT_STORAGE, Kind::refused, Http::ignored},
+    Row{vx::QUILLON_BAD_RESPONSE, Kind::network, Http::ignored},
+    Row{vx::QUILLON_NO_LOCAL_CACHE, Kind::local, Http::ignored},
+    Row{vx::QUILLON_NO_MEMBER_NAME, Kind::usage, Http::ignored},
+    Row{vx::QUILLON_MKCOL_FORBIDDEN, Kind::refused, Http::ignored},
+    Row{vx::QUILLON_MKCOL_NOT_ALLOWED, Kind::refused, Http::ignored},
+    Row{vx::QUILLON_MKCOL_CONFLICT, Kind::refused, Http::ignored},
+    Row{vx::QUILLON_DELETE_REFUSED, Kind::refused, Http::ignored},
+    Row{vx::QUILLON_DELETE_NOT_ALLOWED, Kind::refused, Http::ignored},
+    Row{vx::QUILLON_DELETE_CONFLICT, Kind::refused, Http::ignored},
+    Row{vxhost::WEBLNK_BAD_URL, Kind::usage, Http::ignored},
+    Row{vxhost::WEBLNK_NO_SUCH_HOST, Kind::network, Http::ignored},
+    Row{vxhost::WEBLNK_NO_CONNECTION, Kind::network, Http::ignored},
+    Row{vxhost::WEBLNK_TLS_REFUSED, Kind::network, Http::ignored},
+    Row{vxhost::WEBLNK_TIMED_OUT, Kind::network, Http::ignored},
+    Row{vxhost::WEBLNK_CUT_OFF, Kind::network, Http::ignored},
+    Row{vxhost::WEBLNK_REDIRECTED_AWAY, Kind::refused, Http::ignored},
+    Row{vxhost::WEBLNK_INTERRUPTED, Kind::interrupted, Http::ignored},
+    Row{vxhost::WEBLNK_BAD_ANSWER, Kind::network, Http::ignored},
+    Row{vxhost::WEBLNK_REFUSED, Kind::network, Http::asked},
+    Row{vxhost::WEBLNK_PROXY_REFUSED, Kind::network, Http::ignored},
+    Row{vxhost::WEBLNK_BAD_DATE, Kind::network, Http::ignored},
+    Row{vxhost::TRANSCODE_INVALID, Kind::usage, Http::ignored},
+};
+
+Kind kindOfAnswer(int httpStatus) {
+    switch (httpStatus) {
+        case 401:
+            return Kind::notAuthorized;
+        case 404:
+        case 410:
+            return Kind::notFound;
+        case 412:
+            return Kind::changedOnServer;
+        case 423:
+            return Kind::locked;
+        case 407:
+            return Kind::network;  // the proxy's
+        case 507:
+            return Kind::refused;
+    }
+    return httpStatus >= 300 && httpStatus < 500 ? Kind::refused : Kind::network;
+}
+
+}  // namespace
+
+Kind kindOf(Code code, int httpStatus) {
+    const auto* row = std::find_if(rows.begin(), rows.end(), [code](const Row& candidate) {
+        return candidate.status == static_cast<Status>(code);
+    });
+    if (row == rows.end()) return Kind::local;
+    const bool refusal = httpStatus >= 300;
+    return row->http == Http::asked && refusal ? kindOfAnswer(httpStatus) : row->kind;
+}
+
+Error localError(Kind kind, std::string sentence) {
+    return {kind, Code::success, 0, {std::move(sentence)}};
+}
+
+}  // namespace quillon

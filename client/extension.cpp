@@ -1,0 +1,48 @@
+#include "client/extension.hpp"
+
+#include <utility>
+
+#include "client/state.hpp"
+#include "platform/kernel.hpp"
+#include "platform/status.hpp"
+
+namespace quillon {
+namespace {
+
+vxhost::Settings settingsFrom(ExtensionOptions& options) {
+    vxhost::Settings settings;
+    settings.caFile = options.caFile;
+    settings.insecure = options.insecure;
+    settings.connectTimeout = options.connectTimeout;
+    settings.stallTimeout = options.stallTimeout;
+    settings.interrupted = options.interrupted;
+    settings.cacheRoot = options.cacheRoot.string();
+    if (options.progress) {
+        settings.progress = [sink = std::move(options.progress)](const vxhost::Progress& now) {
+            sink(now.moved, now.total);
+        };
+    }
+    settings.exchanged = &hear;
+    return settings;
+}
+
+}  // namespace
+
+Result<Extension> Extension::load(ExtensionOptions options) {
+    try {
+        if (options.log) {
+            vxhost::configureKernel(
+                {static_cast<uint32_t>(options.logThreshold),
+                 [sink = std::move(options.log)](uint32_t level, std::string_view channel,
+                                                 std::string_view text) {
+                     sink(static_cast<int>(level), channel, text);
+                 },
+                 {}});
+        }
+        return Extension(std::make_shared<State>(settingsFrom(options), options.library));
+    } catch (const std::exception& problem) {
+        return localError(Kind::local, problem.what());
+    }
+}
+
+}  // namespace quillon

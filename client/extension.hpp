@@ -1,0 +1,49 @@
+// The extension, loaded and started. Collections keep what they need of it alive.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "client/result.hpp"
+
+namespace quillon {
+
+// Levels of the log: 1 the requests on the wire (credentials masked), 2 operations, 3 failures.
+using LogSink = std::function<void(int level, std::string_view channel, std::string_view text)>;
+// Called from inside a transfer; total is 0 when it is not known.
+using ProgressSink = std::function<void(uint64_t moved, uint64_t total)>;
+
+struct ExtensionOptions {
+    std::filesystem::path library;  // empty: the one that came with this program
+    std::string caFile;             // PEM file of trusted authorities; empty: the system's
+    bool insecure = false;          // accept any certificate
+    std::chrono::milliseconds connectTimeout{30'000};
+    std::chrono::milliseconds stallTimeout{60'000};  // no byte moved for so long: give up
+    std::filesystem::path cacheRoot;                 // empty: the person's own cache directory
+    int logThreshold = 0;                            // 0: nothing is logged
+    LogSink log;                                     // of the whole process, when it is given
+    ProgressSink progress;
+    // Once true, the running request ends and no new one begins but for the UNLOCKs that give back
+    // what is held. Null: never.
+    const std::atomic<bool>* interrupted = nullptr;
+};
+
+class Extension {
+public:
+    static Result<Extension> load(ExtensionOptions options);
+
+    struct State;
+    const std::shared_ptr<State>& state() const { return state_; }  // this library's own
+
+private:
+    explicit Extension(std::shared_ptr<State> state) : state_(std::move(state)) {}
+    std::shared_ptr<State> state_;
+};
+
+}  // namespace quillon

@@ -1,0 +1,201 @@
+#include "client/member.hpp"
+
+#include <algorithm>
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include "client/local_file.hpp"
+#include "client/methods.hpp"
+#include "client/moment.hpp"
+#include "client/name.hpp"
+#include "client/state.hpp"
+#include "platform/transcoder.hpp"
+#include "platform/weblnk/lock.hpp"
+
+namespace quillon {
+namespace {
+
+Result<uint64_t> sizeOfCopy(const std::filesystem::path& file) {
+    std::error_code problem;
+    const uint64_t size = std::filesystem::file_size(file, problem);
+    if (!problem) return size;
+    return localError(Kind::local, "The local copy " + file.string() +
+                                       " cannot be read: " + problem.message() + ".");
+}
+
+Properties propertiesOf(const vx::FileHandle& handle) {
+    Properties properties;
+    properties.exists = (handle.flags & vx::FILE_EXISTS) != 0;
+    properties.methods = methodNames(handle.allow);
+    properties.canLock = (handle.allow & vx::ALLOW_LOCK) != 0;
+    const vx::FileInfo* info = handle.fileInfo;
+    if (info == nullptr) return properties;
+    properties.isCollection = (info->flags & vx::FILEINFO_COLLECTION) != 0;
+    properties.size = info->size;
+    properties.created = timeOf(info->created);
+    properties.modified = timeOf(info->modified);
+    if (info->narrowName != nullptr) properties.displayName = info->narrowName;
+    return properties;
+}
+
+}  // namespace
+
+Member::Member(std::unique_ptr<State> state) : state_(std::move(state)) {}
+
+Member::Member(Member&&) noexcept = default;
+
+Member::~Member() {
+    if (state_ != nullptr && state_->keepsLock) (void)unlock();
+}
+
+Member& Member::operator=(Member&& other) noexcept {
+    std::swap(state_, other.state_);
+    return *this;
+}
+
+const std::string& Member::segment() const {
+    return state_->segment;
+}
+
+std::string Member::url() const {
+    return state_->collection->url + state_->segment;
+}
+
+bool Member::exists() const {
+    return (state_->handle->flags & vx::FILE_EXISTS) != 0;
+}
+
+Result<Properties> Member::info() {
+    const vx::Status status = state_->operations().quillonFileInfo(
+        state_->handle, &vxhost::utf32ToUtf8(), begin(state_->journal));
+    if (status != vx::VX_SUCCESS) return failure(status, state_->journal);
+    return propertiesOf(*state_->handle);
+}
+
+const std::filesystem::path& Member::file() const {
+    return state_->file;
+}
+
+Result<Fetched> Member::fetch() {
+    vx::GetReport report{};
+    vx::FileGetParms parms{};
+    parms.options = reinterpret_cast<vx::Word>(&report);
+    const vx::Status status =
+        state_->operations().quillonFileGet(state_->handle, &parms, begin(state_->journal));
+    if ((report.flags & vx::GET_OF_COLLECTION) != 0) {
+        return localError(Kind::refused, "This is a collection, which has no content to fetch.");
+    }
+    if (status != vx::VX_SUCCESS) return failure(status, state_->journal);
+    // The cache file is closed after the last byte came: what did not reach the disk shows here.
+    const Result<uint64_t> size = sizeOfCopy(state_->file);
+    if (!size) return size.error();
+    if (*size != report.length) {
+        return localError(Kind::local, "The local copy " + state_->file.string() +
+                                           " could not be written whole. Is the disk full?");
+    }
+    return Fetched{state_->file, timeOf(report.modified)};
+}
+
+Result<Fetched> Member::fetchTo(const std::filesystem::path& destination) {
+    Result<Fetched> fetched = fetch();
+    if (!fetched) return fetched;
+    Result<void> placed = putInPlace(fetched->file, destination, fetched->modified);
+    if (!placed) return std::move(placed).error();
+    return Fetched{destination, fetched->modified};
+}
+
+Result<void> Member::store(const StoreOptions& options) {
+    const Result<uint64_t> size = sizeOfCopy(state_->file);
+    if (!size) return size.error();
+    state_->putOptions.flags = vx::PUT_LENGTH_KNOWN | (options.onlyNew ? vx::PUT_ONLY_NEW : 0) |
+                               (options.ifUnchanged ? vx::PUT_IF_UNCHANGED : 0);
+    state_->putOptions.contentLength = *size;
+    return outcome(
+        state_->operations().quillonFilePut(state_->handle, nullptr, begin(state_->journal)),
+        state_->journal);
+}
+
+Result<Protection> Member::lock(const LockOptions& options) {
+    vx::LockRequest request{};
+    if (options.shared) request.flags |= vx::LOCK_OPTION_ZERO;
+    if (options.create) request.flags |= vx::LOCK_CREATE;
+    if (options.timeout.count() > 0) {
+        request.flags |= vx::LOCK_WITH_BLOCK;
+        request.block.timeoutSeconds = static_cast<uint32_t>(
+            std::min<int64_t>(options.timeout.count(), vx::LOCK_TIMEOUT_INFINITE));
+    }
+    // For the empty member that LOCK_CREATE puts; somebody else's, made meanwhile, is not emptied.
+    state_->putOptions = {vx::PUT_LENGTH_KNOWN | vx::PUT_ONLY_NEW, 0, 0};
+    const vx::Status status =
+        state_->operations().quillonFileLock(state_->handle, &request, begin(state_->journal));
+    if (status == vx::QUILLON_LOCK_NOT_SUPPORTED) return Protection::dateCheck;
+    if (status == vx::VX_SUCCESS) return Protection::lock;
+    return failure(status, state_->journal);
+}
+
+Result<void> Member::noteDate() {
+    vx::LockRequest request{};
+    request.flags = vx::LOCK_DATE_ONLY;
+    return outcome(
+        state_->operations().quillonFileLock(state_->handle, &request, begin(state_->journal)),
+        state_->journal);
+}
+
+Result<void> Member::unlock() {
+    return outcome(
+        state_->operations().quillonFileLockRelease(state_->handle, begin(state_->journal)),
+        state_->journal);
+}
+
+bool Member::locked() const {
+    return state_->handle->lock != nullptr;
+}
+
+std::string Member::lockToken() const {
+    const auto* lock = static_cast<const vxhost::HeldLock*>(state_->handle->lock);
+    return lock != nullptr ? lock->token : std::string();
+}
+
+Result<void> Member::adoptLock(std::string_view token) {
+    state_->adoptedToken = token;
+    vx::LockRequest request{};
+    request.flags = vx::LOCK_WITH_BLOCK;
+    request.block.flags = vx::LOCK_BLOCK_ADOPT;
+    request.block.token = state_->adoptedToken.data();
+    request.block.tokenLength = state_->adoptedToken.size();
+    return outcome(
+        state_->operations().quillonFileLock(state_->handle, &request, begin(state_->journal)),
+        state_->journal);
+}
+
+void Member::abandonLock() {
+    state_->keepsLock = false;
+}
+
+Result<void> Member::remove(std::optional<Time> olderThan) {
+    vx::DeleteParms parms{};
+    parms.fileHandle = state_->handle;
+    parms.pathTranscoder = &vxhost::utf32ToUtf8();
+    if (olderThan) parms.referenceTime = localReference(*olderThan);
+    return outcome(state_->operations().quillonFileDelete(state_->collection->handle, &parms,
+                                                          begin(state_->journal)),
+                   state_->journal);
+}
+
+Result<void> Member::rename(std::string_view newName, std::optional<Time> olderThan) {
+    const Result<std::string> segment = segmentFor(newName);
+    if (!segment) return segment.error();
+    vx::RenameParms parms{};
+    parms.fileHandle = state_->handle;
+    parms.newName = segment->data();
+    parms.newNameLength = static_cast<int64_t>(segment->size());
+    parms.nameTranscoder = &vxhost::utf8ToUtf32();
+    parms.pathTranscoder = &vxhost::utf32ToUtf8();
+    if (olderThan) parms.referenceTime = localReference(*olderThan);
+    return outcome(state_->operations().quillonFileRename(state_->collection->handle, &parms,
+                                                          begin(state_->journal)),
+                   state_->journal);
+}
+
+}  // namespace quillon

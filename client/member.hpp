@@ -1,0 +1,95 @@
+// A member of an open collection, and its local copy.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "client/result.hpp"
+#include "client/time.hpp"
+
+namespace quillon {
+
+struct Properties {
+    bool exists = false;  // when not, the rest says nothing
+    bool isCollection = false;
+    bool canLock = false;
+    uint64_t size = 0;  // in bytes; 0 when not known
+    std::optional<Time> created;
+    std::optional<Time> modified;
+    std::string displayName;                // the server's, else the last segment
+    std::vector<std::string_view> methods;  // that the server allows, by their HTTP names
+};
+
+struct Fetched {
+    std::filesystem::path file;    // in the cache: goes with the member
+    std::optional<Time> modified;  // as the server says
+};
+
+struct StoreOptions {
+    bool onlyNew = false;      // fail with changedOnServer when the member exists by then
+    bool ifUnchanged = false;  // fail with changedOnServer when it is not what was fetched, where
+                               // the server has entity tags
+};
+
+struct LockOptions {
+    bool create = false;  // a missing member is made, empty
+    bool shared = false;
+    std::chrono::seconds timeout{0};  // asked for; 0: the default
+};
+
+// What protects a member between its lock and its store.
+enum class Protection : uint8_t {
+    lock,      // nobody else can write
+    dateCheck  // this server has no locks: a change by somebody else is noticed at the store
+};
+
+class Member {
+public:
+    Member(Member&&) noexcept;
+    Member& operator=(Member&& other) noexcept;  // the old one lives until other goes
+    ~Member();                                   // gives back a held lock, as well as can be done
+
+    const std::string& segment() const;
+    std::string url() const;
+    bool exists() const;  // as last heard
+
+    Result<Properties> info();
+
+    // The local copy: fetch makes it, store sends it. It may be written to at any time.
+    const std::filesystem::path& file() const;
+    Result<Fetched> fetch();
+    // Fetches and moves the copy to a path; one rename when the collection's cache is on the same
+    // file system. The old file there stays whole unless all went well, a new one takes its mode.
+    Result<Fetched> fetchTo(const std::filesystem::path& destination);
+    Result<void> store(const StoreOptions& options = {});
+
+    Result<Protection> lock(const LockOptions& options = {});
+    // No lock: notes the member's date, so that a store refuses to overwrite a later change.
+    Result<void> noteDate();
+    Result<void> unlock();  // nothing happens without a lock
+    bool locked() const;
+    std::string lockToken() const;  // empty: no lock is held
+    // Takes over a lock that is on the server already, by its token ("opaquelocktoken:...").
+    Result<void> adoptLock(std::string_view token);
+    // Leaves the lock on the server: the destructor will not give it back.
+    void abandonLock();
+
+    // Refused when the member was created later than the time.
+    Result<void> remove(std::optional<Time> olderThan = {});
+    // The new name as a person says it. Never overwrites. Afterwards this still names the old one.
+    Result<void> rename(std::string_view newName, std::optional<Time> olderThan = {});
+
+    struct State;
+    explicit Member(std::unique_ptr<State> state);
+
+private:
+    std::unique_ptr<State> state_;
+};
+
+}  // namespace quillon

@@ -1,0 +1,31 @@
+// From an operation's status to a Result. An operation of the extension sums up: what the server
+// or the machine beneath it said is heard from the requests themselves, as they end.
+#pragma once
+
+#include "client/error.hpp"
+#include "client/result.hpp"
+#include "host/status.h"
+#include "platform/journal.hpp"
+#include "platform/settings.hpp"
+
+namespace quillon {
+
+// Of the operation that runs on this thread.
+struct Heard {
+    vx::Status failure = vx::VX_SUCCESS;  // of the latest request without a complete answer
+    int refusal = 0;                      // the latest HTTP status that is none of 2xx
+};
+
+void hear(const vxhost::Exchange& exchange);
+
+// Begins an operation: forgets what was heard and written before. HTTP clients hold on to the
+// journal, so it lives as long as the record that is made with it.
+vx::Journal* begin(vxhost::UserJournal& journal);
+
+// The error of the failed operation that ran last.
+Error failure(vx::Status status, vxhost::UserJournal& journal);
+
+// Success or that error.
+Result<void> outcome(vx::Status status, vxhost::UserJournal& journal);
+
+}  // namespace quillon
