@@ -1,0 +1,151 @@
+// quillon get: members into local files.
+#include <fmt/format.h>
+#include <sys/stat.h>
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "cli/command.hpp"
+#include "cli/report.hpp"
+
+namespace quillon::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view STANDARD_OUTPUT = "-";
+
+struct GetOptions {
+    std::vector<std::string> urls;
+    std::string file;       // -o
+    std::string directory;  // -O
+};
+
+Error usage(std::string sentence) {
+    return localError(Kind::usage, std::move(sentence));
+}
+
+// Where a member goes: nothing stands for the standard output.
+Result<std::optional<fs::path>> destinationOf(const Address& address, const GetOptions& options) {
+    if (options.file == STANDARD_OUTPUT) return std::optional<fs::path>();
+    if (!options.file.empty()) {
+        if (fs::is_directory(options.file)) {
+            return usage(options.file + " is a directory. Use -O to fetch into it.");
+        }
+        return std::optional<fs::path>(options.file);
+    }
+    const std::string name = address.name();
+    if (name == "." || name == ".." ||
+        name.find_first_of(std::string_view("/\0", 2)) != name.npos) {
+        return usage("Its name cannot be that of a local file. Choose one with -o.");
+    }
+    const fs::path directory = options.directory.empty() ? "." : options.directory;
+    return std::optional<fs::path>(directory / name);
+}
+
+// The cache goes where a rename to the destination suffices.
+OpenOptions openOptions(const std::optional<fs::path>& destination) {
+    OpenOptions options;
+    std::error_code problem;
+    if (!destination || fs::is_other(*destination, problem)) return options;
+    const fs::path target = fs::canonical(*destination, problem);
+    options.cacheParent = fs::absolute(problem ? *destination : target).parent_path();
+    return options;
+}
+
+Result<void> copyToOutput(const fs::path& path) {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "re"),
+                                                               std::fclose);
+    if (file == nullptr) {
+        return localError(Kind::local,
+                          fmt::format("Cannot read {}: {}.", path.string(), std::strerror(errno)));
+    }
+    std::vector<char> buffer(256 * 1024);
+    for (size_t got; (got = std::fread(buffer.data(), 1, buffer.size(), file.get())) > 0;) {
+        if (std::fwrite(buffer.data(), 1, got, stdout) < got) {
+            return localError(Kind::local, fmt::format("Cannot write to the standard output: {}.",
+                                                       std::strerror(errno)));
+        }
+    }
+    return {};
+}
+
+Result<void> fetch(Session& session, const Address& address, const GetOptions& options) {
+    if (!address.namesMember()) {
+        return usage("This is a collection, which has no content. Name a member of it.");
+    }
+    const auto destination = destinationOf(address, options);
+    if (!destination) return destination.error();
+    const auto collection = session.open(address, openOptions(*destination));
+    if (!collection) return collection.error();
+    Result<Member> member = (*collection)->member(address.segment());
+    if (!member) return std::move(member).error();
+
+    session.progress().start(address.name());
+    Result<Fetched> fetched = *destination ? member->fetchTo(**destination) : member->fetch();
+    session.progress().finish();
+    if (!fetched) return std::move(fetched).error();
+    return *destination ? Result<void>() : copyToOutput(fetched->file);
+}
+
+// "-" among the URLs is short for "-o -".
+bool outputMeant(GetOptions& options) {
+    const auto removed = std::erase(options.urls, STANDARD_OUTPUT);
+    if (removed > 0 && options.file.empty()) options.file = STANDARD_OUTPUT;
+    return !options.urls.empty();
+}
+
+int run(Session& session, GetOptions& options) {
+    if (!outputMeant(options)) {
+        complain("get needs a URL. See quillon get --help.");
+        return EXIT_USAGE;
+    }
+    if (options.urls.size() > 1 && !options.file.empty() && options.file != STANDARD_OUTPUT) {
+        complain("-o names one file for several URLs. Use -O to fetch into a directory.");
+        return EXIT_USAGE;
+    }
+    int code = EXIT_DONE;
+    for (std::string& url : options.urls) {
+        const Result<Address> address = parseUrl(url);
+        int failed = address ? EXIT_DONE : exitCode(address.error().kind);
+        if (address) {
+            const Result<void> fetched = fetch(session, *address, options);
+            if (!fetched) failed = report("fetch", address->url(), fetched.error());
+        }
+        if (code == EXIT_DONE) code = failed;
+        if (failed == EXIT_INTERRUPTED) return failed;
+    }
+    return code;
+}
+
+}  // namespace
+
+void addGet(CLI::App& program, Invocation& invocation) {
+    auto options = std::make_shared<GetOptions>();
+    CLI::App* command = program.add_subcommand("get", "Fetch members into local files");
+    command->add_option("URL", options->urls, "Members; - writes them to the standard output")
+        ->required();
+    auto* file = command->add_option("-o,--output", options->file,
+                                     "Name of the local file; - is the standard output");
+    command->add_option("-O,--directory", options->directory, "Where the local files go")
+        ->check(CLI::ExistingDirectory)
+        ->excludes(file);
+    command->footer(
+        "A local file appears when all of it has come, with the server's date; one that is\n"
+        "replaced stays whole until then, and keeps its mode.\n\n"
+        "Examples:\n"
+        "  quillon get https://example.org/dav/report.txt\n"
+        "  quillon get -O /tmp https://example.org/dav/a.txt https://example.org/dav/b.txt\n"
+        "  quillon get https://example.org/dav/data.csv - | sort\n");
+    command->callback([options, &invocation] {
+        invocation.run = [options](Session& session) { return run(session, *options); };
+    });
+}
+
+}  // namespace quillon::cli

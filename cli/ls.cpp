@@ -1,0 +1,152 @@
+// quillon ls: what a collection holds.
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <vector>
+
+#include "cli/command.hpp"
+#include "cli/describe.hpp"
+#include "cli/format.hpp"
+#include "cli/report.hpp"
+#include "cli/table.hpp"
+#include "cli/terminal.hpp"
+
+namespace quillon::cli {
+namespace {
+
+struct LsOptions {
+    std::string url;
+    bool details = false;
+    bool hidden = false;
+    bool json = false;
+};
+
+struct Line {
+    std::string name;
+    Entry entry;
+};
+
+std::string shownName(const std::string& name, bool isCollection) {
+    return forOutput(name) + (isCollection ? "/" : "");
+}
+
+std::vector<Line> sortedLines(const Listing& listing, bool hidden) {
+    std::vector<Line> lines;
+    lines.reserve(listing.size());
+    for (const Entry entry : listing) {
+        std::string name = entry.name();
+        if (hidden || !name.starts_with('.')) lines.push_back({std::move(name), entry});
+    }
+    std::sort(lines.begin(), lines.end(),
+              [](const Line& a, const Line& b) { return comesBefore(a.name, b.name); });
+    return lines;
+}
+
+void addRow(Table& table, const std::string& name, bool isCollection, uint64_t size,
+            std::optional<Time> modified) {
+    table.add(
+        {isCollection ? "-" : shortSize(size), localDate(modified), shownName(name, isCollection)});
+}
+
+Table detailTable() {
+    return Table({Align::right, Align::left, Align::left});
+}
+
+void print(const std::vector<Line>& lines, const LsOptions& options) {
+    std::string text;
+    if (options.json) {
+        const char* separator = "[";
+        for (const Line& line : lines) {
+            text += separator + jsonText(describe(line.entry));
+            separator = ",\n ";
+        }
+        text += lines.empty() ? "[]\n" : "]\n";
+    } else if (options.details) {
+        Table table = detailTable();
+        for (const Line& line : lines) {
+            addRow(table, line.name, line.entry.isCollection(), line.entry.size(),
+                   line.entry.modified());
+        }
+        text = table.text();
+    } else {
+        for (const Line& line : lines) {
+            text += shownName(line.name, line.entry.isCollection()) + "\n";
+        }
+    }
+    std::fwrite(text.data(), 1, text.size(), stdout);
+}
+
+void printMember(const Address& address, const Properties& member, const LsOptions& options) {
+    if (options.json) {
+        fmt::print("[{}]\n", jsonText(describe(address.name(), address.url(), member)));
+    } else if (options.details) {
+        Table table = detailTable();
+        addRow(table, address.name(), false, member.size, member.modified);
+        fmt::print("{}", table.text());
+    } else {
+        fmt::print("{}\n", shownName(address.name(), false));
+    }
+}
+
+Result<Listing> listCollection(Session& session, const Address& address) {
+    const auto collection = session.open(address, {.cache = false, .cacheParent = {}});
+    if (!collection) return collection.error();
+    return (*collection)->list();
+}
+
+// Nothing when the address names no member, or one that is a collection.
+std::optional<Properties> findMember(Session& session, const Address& address) {
+    if (!address.namesMember()) return std::nullopt;
+    const auto parent = session.open(address);
+    if (!parent) return std::nullopt;
+    Result<Member> member = (*parent)->member(address.segment());
+    if (!member) return std::nullopt;
+    Result<Properties> properties = member->info();
+    const bool isMember = properties && properties->exists && !properties->isCollection;
+    return isMember ? std::optional(*properties) : std::nullopt;
+}
+
+// A URL without a final slash may mean either: a listing that fails or holds nothing is not enough
+// to tell, since some servers list a member as an empty collection.
+int run(Session& session, LsOptions& options) {
+    const Result<Address> address = parseUrl(options.url);
+    if (!address) return exitCode(address.error().kind);
+    const Result<Listing> listing = listCollection(session, address->asCollection());
+    const bool unsure =
+        listing ? listing->empty()
+                : listing.error().kind == Kind::notFound || listing.error().kind == Kind::refused;
+    if (unsure) {
+        if (const auto member = findMember(session, *address)) {
+            printMember(*address, *member, options);
+            return EXIT_DONE;
+        }
+    }
+    if (!listing) return report("list", address->url(), listing.error());
+    print(sortedLines(*listing, options.hidden), options);
+    return EXIT_DONE;
+}
+
+}  // namespace
+
+void addLs(CLI::App& program, Invocation& invocation) {
+    auto options = std::make_shared<LsOptions>();
+    CLI::App* command = program.add_subcommand("ls", "List a collection");
+    command->add_option("URL", options->url, "A collection, or one member")->required();
+    command->add_flag("-l,--long", options->details, "Sizes and dates of modification, too");
+    command->add_flag("-a,--all", options->hidden, "Names that begin with a dot, too");
+    command->add_flag("--json", options->json, "An array of objects");
+    command->footer(
+        "Sub-collections end in \"/\". Names are shown decoded, as get takes them.\n\n"
+        "Examples:\n"
+        "  quillon ls https://example.org/dav/\n"
+        "  quillon ls -l --user ann https://example.org/dav/reports/\n"
+        "  quillon ls --json https://example.org/dav/ | jq -r '.[].url'\n");
+    command->callback([options, &invocation] {
+        invocation.run = [options](Session& session) { return run(session, *options); };
+    });
+}
+
+}  // namespace quillon::cli

@@ -1,0 +1,102 @@
+#include "cli/netrc.hpp"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+
+namespace quillon::cli {
+namespace {
+
+constexpr std::string_view BLANKS = " \t\r\n";
+
+class Words {
+public:
+    explicit Words(std::string_view text) : rest_(text) {}
+
+    // Bare, or in double quotes with backslash escapes. Nothing at the end of the text.
+    std::optional<Secret> next() {
+        rest_.remove_prefix(std::min(rest_.find_first_not_of(BLANKS), rest_.size()));
+        if (rest_.empty()) return std::nullopt;
+        return rest_.front() == '"' ? quoted() : bare();
+    }
+
+    void skipMacro() {  // up to an empty line
+        const size_t end = rest_.find("\n\n");
+        rest_.remove_prefix(end == std::string_view::npos ? rest_.size() : end);
+    }
+
+    void skipLine() { rest_.remove_prefix(std::min(rest_.find('\n'), rest_.size())); }
+
+private:
+    Secret bare() {
+        const size_t end = std::min(rest_.find_first_of(BLANKS), rest_.size());
+        Secret word(rest_.substr(0, end));
+        rest_.remove_prefix(end);
+        return word;
+    }
+
+    Secret quoted() {
+        Secret word;
+        rest_.remove_prefix(1);
+        while (!rest_.empty() && rest_.front() != '"') {
+            if (rest_.front() == '\\' && rest_.size() > 1) rest_.remove_prefix(1);
+            word.append(rest_.front());
+            rest_.remove_prefix(1);
+        }
+        if (!rest_.empty()) rest_.remove_prefix(1);
+        return word;
+    }
+
+    std::string_view rest_;
+};
+
+bool sameHost(std::string_view a, std::string_view b) {
+    return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
+}
+
+}  // namespace
+
+std::optional<NetrcEntry> findInNetrc(std::string_view text, std::string_view host,
+                                      std::string_view login) {
+    Words words(text);
+    NetrcEntry entry;
+    bool ofHost = false;
+    const auto wanted = [&] {
+        return ofHost && !entry.password.empty() && (login.empty() || login == entry.login);
+    };
+    while (const auto keyword = words.next()) {
+        const std::string_view name = keyword->view();
+        if (name.front() == '#') {
+            words.skipLine();
+        } else if (name == "macdef") {
+            words.skipMacro();
+        } else if (name == "machine" || name == "default") {
+            if (wanted()) return entry;
+            entry = {};
+            const auto machine = name == "machine" ? words.next() : std::nullopt;
+            ofHost = name == "default" || (machine && sameHost(machine->view(), host));
+        } else if (auto value = words.next()) {
+            if (name == "login") entry.login = value->view();
+            if (name == "password") entry.password = std::move(*value);
+        }
+    }
+    return wanted() ? std::optional(std::move(entry)) : std::nullopt;
+}
+
+std::optional<NetrcEntry> findInNetrcFile(std::string_view host, std::string_view login) {
+    const char* named = std::getenv("NETRC");
+    const char* home = std::getenv("HOME");
+    if (named == nullptr && home == nullptr) return std::nullopt;
+    const std::filesystem::path path =
+        named != nullptr ? std::filesystem::path(named) : std::filesystem::path(home) / ".netrc";
+    std::ifstream file(path, std::ios::binary);
+    std::string text{std::istreambuf_iterator<char>(file), {}};
+    auto found = findInNetrc(text, host, login);
+    wipe(text);
+    return found;
+}
+
+}  // namespace quillon::cli

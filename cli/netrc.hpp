@@ -1,0 +1,25 @@
+// The netrc file: user names and passwords by host.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "client/secret.hpp"
+
+namespace quillon::cli {
+
+struct NetrcEntry {
+    std::string login;  // empty: the file gives none
+    Secret password;
+};
+
+// The first entry for the host, and for the login unless that is empty; else the "default" entry.
+std::optional<NetrcEntry> findInNetrc(std::string_view text, std::string_view host,
+                                      std::string_view login);
+
+// The same from $NETRC or ~/.netrc; a file that is missing or cannot be read has no entries.
+std::optional<NetrcEntry> findInNetrcFile(std::string_view host, std::string_view login);
+
+}  // namespace quillon::cli

@@ -1,0 +1,30 @@
+#include "cli/options.hpp"
+
+#include <CLI/CLI.hpp>
+
+namespace quillon::cli {
+
+void addCommonOptions(CLI::App& program, CommonOptions& options) {
+    program.add_option("-u,--user", options.user, "User name; the password is asked for")
+        ->type_name("NAME");
+    program
+        .add_option("--password-file", options.passwordFile,
+                    "Read the password from the first line of FILE, - for standard input")
+        ->type_name("FILE");
+    program.add_option("--proxy", options.proxy, "Go through this proxy")->type_name("URL");
+    program
+        .add_option("--ca-file", options.caFile,
+                    "Trust the certificate authorities of this PEM file alone")
+        ->type_name("FILE")
+        ->check(CLI::ExistingFile);
+    program.add_flag("--insecure", options.insecure, "Accept any certificate");
+    program
+        .add_option("--timeout", options.timeoutSeconds,
+                    "Give up when nothing moves for so long (30 to connect, 60 in a transfer)")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(1, 86400));
+    program.add_flag("-v,--verbose", options.verbosity,
+                     "Show what is done; twice: the requests, too");
+}
+
+}  // namespace quillon::cli

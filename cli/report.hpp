@@ -1,0 +1,19 @@
+// Failures as a person reads them, on stderr: what was attempted on which URL, what the server
+// answered, what to do next.
+#pragma once
+
+#include <string_view>
+
+#include "cli/exit_code.hpp"
+#include "client/error.hpp"
+
+namespace quillon::cli {
+
+// Two lines or more: "quillon: cannot fetch https://...:" and the error's sentences. The code is
+// the command's.
+ExitCode report(std::string_view attempt, std::string_view url, const Error& error);
+
+// One line that begins with "quillon: ".
+void complain(std::string_view sentence);
+
+}  // namespace quillon::cli

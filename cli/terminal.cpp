@@ -1,0 +1,102 @@
+#include "cli/terminal.hpp"
+
+#include <fmt/format.h>
+#include <langinfo.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+#include <wctype.h>
+
+#include <algorithm>
+#include <clocale>
+#include <cstring>
+#include <cwchar>
+#include <iterator>
+
+namespace quillon::cli {
+namespace {
+
+struct Character {
+    wchar_t value;
+    size_t bytes;
+    bool valid;
+};
+
+Character firstCharacter(std::string_view text) {
+    std::mbstate_t state{};
+    wchar_t value = 0;
+    const size_t bytes = std::mbrtowc(&value, text.data(), text.size(), &state);
+    const bool failed = bytes == static_cast<size_t>(-1) || bytes == static_cast<size_t>(-2);
+    return failed ? Character{0, 1, false} : Character{value, std::max<size_t>(bytes, 1), true};
+}
+
+bool turnsDirection(wchar_t c) {
+    return c == 0x061C || (c >= 0x200E && c <= 0x200F) || (c >= 0x2028 && c <= 0x202E) ||
+           (c >= 0x2066 && c <= 0x2069);
+}
+
+bool showable(const Character& character) {
+    return character.valid && !iswcntrl(static_cast<wint_t>(character.value)) &&
+           !turnsDirection(character.value) && wcwidth(character.value) >= 0;
+}
+
+}  // namespace
+
+void prepareLocale() {
+    std::setlocale(LC_COLLATE, "");
+    std::setlocale(LC_CTYPE, "");
+    if (std::strcmp(nl_langinfo(CODESET), "UTF-8") != 0) std::setlocale(LC_CTYPE, "C.UTF-8");
+}
+
+bool isTerminal(std::FILE* stream) {
+    return isatty(fileno(stream)) == 1;
+}
+
+size_t terminalWidth() {
+    for (const int descriptor : {STDOUT_FILENO, STDERR_FILENO}) {
+        winsize size{};
+        if (ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col;
+    }
+    return 80;
+}
+
+std::string harmless(std::string_view text) {
+    std::string safe;
+    safe.reserve(text.size());
+    while (!text.empty()) {
+        const Character character = firstCharacter(text);
+        const std::string_view bytes = text.substr(0, character.bytes);
+        if (showable(character)) {
+            safe += bytes;
+        } else {
+            for (const char byte : bytes) {
+                fmt::format_to(std::back_inserter(safe), "\\x{:02X}",
+                               static_cast<unsigned char>(byte));
+            }
+        }
+        text.remove_prefix(character.bytes);
+    }
+    return safe;
+}
+
+std::string forOutput(std::string_view text) {
+    static const bool onTerminal = isTerminal(stdout);
+    return onTerminal ? harmless(text) : std::string(text);
+}
+
+size_t displayWidth(std::string_view text) {
+    size_t columns = 0;
+    while (!text.empty()) {
+        const Character character = firstCharacter(text);
+        const int width = character.valid ? wcwidth(character.value) : 1;
+        columns += static_cast<size_t>(std::max(width, 0));
+        text.remove_prefix(character.bytes);
+    }
+    return columns;
+}
+
+bool comesBefore(const std::string& a, const std::string& b) {
+    const int order = std::strcoll(a.c_str(), b.c_str());
+    return order != 0 ? order < 0 : a < b;
+}
+
+}  // namespace quillon::cli

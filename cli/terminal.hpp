@@ -1,0 +1,29 @@
+// Text on terminals. The program writes UTF-8, whatever the locale.
+#pragma once
+
+#include <cstddef>
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+namespace quillon::cli {
+
+// Character classes and widths from a UTF-8 locale, order of names from the person's.
+void prepareLocale();
+
+bool isTerminal(std::FILE* stream);
+size_t terminalWidth();  // in columns; 80 when it is not known
+
+// With control characters, text direction marks and bytes that are no UTF-8 written out as "\x1B":
+// a name must not be able to move the cursor or to pass for another.
+std::string harmless(std::string_view text);
+
+// Harmless on a terminal; as it stands otherwise, for other programs to read.
+std::string forOutput(std::string_view text);
+
+size_t displayWidth(std::string_view text);  // of harmless text, in columns
+
+// Order of names for people, as the locale has it.
+bool comesBefore(const std::string& a, const std::string& b);
+
+}  // namespace quillon::cli
