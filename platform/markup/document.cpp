@@ -8,7 +8,7 @@
 
 namespace vxhost {
 
-constexpr size_t FIRST_BLOCK = 12 * 1024;  // bytes; enough for a request and for one member
+constexpr size_t FIRST_BLOCK = 12 << 10;  // bytes; enough for a request and for one member
 
 TreeDocument::TreeDocument() : memory_(FIRST_BLOCK), nodes_(memory_) {
     fillSlots<vx::Document>(*this);

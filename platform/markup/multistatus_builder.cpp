@@ -47,25 +47,24 @@ enum class MultistatusBuilder::Place : uint8_t {
 };
 
 struct MultistatusBuilder::Transition {
-    Place from;
+    Place from, to;
     std::string_view name;  // in "DAV:"
-    Place to;
 };
 
 constexpr MultistatusBuilder::Transition MultistatusBuilder::transitions[] = {
-    {Place::outside, "multistatus", Place::multistatus},
-    {Place::multistatus, "response", Place::response},
-    {Place::response, "href", Place::href},
-    {Place::response, "propstat", Place::propstat},
-    {Place::response, "status", Place::responseStatus},
-    {Place::propstat, "prop", Place::prop},
-    {Place::propstat, "status", Place::propstatStatus},
-    {Place::prop, "displayname", Place::displayName},
-    {Place::prop, "getcontentlength", Place::contentLength},
-    {Place::prop, "getlastmodified", Place::lastModified},
-    {Place::prop, "creationdate", Place::creationDate},
-    {Place::prop, "resourcetype", Place::resourceType},
-    {Place::resourceType, "collection", Place::collection},
+    {Place::outside, Place::multistatus, "multistatus"},
+    {Place::multistatus, Place::response, "response"},
+    {Place::response, Place::href, "href"},
+    {Place::response, Place::propstat, "propstat"},
+    {Place::response, Place::responseStatus, "status"},
+    {Place::propstat, Place::prop, "prop"},
+    {Place::propstat, Place::propstatStatus, "status"},
+    {Place::prop, Place::displayName, "displayname"},
+    {Place::prop, Place::contentLength, "getcontentlength"},
+    {Place::prop, Place::lastModified, "getlastmodified"},
+    {Place::prop, Place::creationDate, "creationdate"},
+    {Place::prop, Place::resourceType, "resourcetype"},
+    {Place::resourceType, Place::collection, "collection"},
 };
 
 MultistatusBuilder::MultistatusBuilder(RewriteHref rewrite)

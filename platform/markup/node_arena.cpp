@@ -10,10 +10,10 @@ struct Field {
 };
 
 constexpr std::array<Field, 5> NAMED = {{
-    {offsetof(vx::Node, nextSibling), sizeof(vx::Node::nextSibling)},
-    {offsetof(vx::Node, firstChild), sizeof(vx::Node::firstChild)},
+    {offsetof(vx::Node, nextSibling), sizeof(void*)},
+    {offsetof(vx::Node, firstChild), sizeof(void*)},
     {offsetof(vx::Node, nodeType), sizeof(vx::Node::nodeType)},
-    {offsetof(vx::Node, text), sizeof(vx::Node::text)},
+    {offsetof(vx::Node, text), sizeof(void*)},
     {offsetof(vx::Node, textLength), sizeof(vx::Node::textLength)},
 }};
 

@@ -34,8 +34,9 @@ std::string_view HrefResolver::resolve(std::string_view href) {
         return result_;
     }
     result_ = vxhost::resolve(base_, href);
-    if (samePath(splitSpelt(result_).path, removeDotSegments(path_))) return spelt_;
-    return result_;
+    const bool isSelf =
+        samePath(removeDotSegments(splitSpelt(result_).path), removeDotSegments(path_));
+    return isSelf ? spelt_ : result_;
 }
 
 }  // namespace vxhost

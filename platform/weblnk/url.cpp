@@ -2,8 +2,6 @@
 
 #include <utf8.h>
 
-#include <algorithm>
-
 #include "platform/weblnk/url_path.hpp"
 
 namespace vxhost {
@@ -147,7 +145,8 @@ std::string removeDotSegments(std::string_view path) {
             path = "/";
         } else if (path.starts_with("/../") || path == "/..") {
             path = path.size() == 3 ? std::string_view("/") : path.substr(3);
-            kept.resize(std::min(kept.size(), kept.rfind('/')));
+            const size_t parent = kept.rfind('/');
+            kept.resize(parent == kept.npos ? 0 : parent);
         } else if (path == "." || path == "..") {
             path = {};
         } else {

@@ -17,6 +17,7 @@ constexpr int END = -1;
 class PathReader {
 public:
     explicit PathReader(std::string_view path) : path_(path) {
+        if (path_.starts_with('/')) path_.remove_prefix(1);
         if (path_.ends_with('/')) path_.remove_suffix(1);
     }
 

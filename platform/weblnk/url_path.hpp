@@ -9,8 +9,8 @@ namespace vxhost {
 bool isEscape(std::string_view text, size_t at);     // "%" and two hexadecimal digits stand there
 char escapedByte(std::string_view text, size_t at);  // only where isEscape holds
 
-// Equal when escapes are read as the bytes they stand for; an escaped "/" is not a "/". One final
-// "/" of either does not count.
+// Equal when escapes are read as the bytes they stand for; an escaped "/" is not a "/". One "/"
+// at the beginning and one at the end do not count.
 bool samePath(std::string_view a, std::string_view b);
 
 }  // namespace vxhost
