@@ -270,16 +270,20 @@ TEST(CollectionHandle, a_url_must_be_there_and_end_in_a_slash) {
         const char* url;
         int64_t length;
         const char* between;
+        const char* script = "";
     };
     const Url rows[] = {
         {nullptr, 5, R"(3 "quillonCollectionHandleAcquire invalid collection URL")"},
         {"http://h/", 0, R"(3 "quillonCollectionHandleAcquire invalid collection URL")"},
         {"http://h/", -1, R"(3 "quillonCollectionHandleAcquire invalid collection URL")"},
+        {"http://h/", 9, R"(text "http://h/" into 36
+            3 "quillonCollectionHandleAcquire collection URL does not end in slash")",
+         "text nothing"},
         {"http://h/", 8, R"(text "http://h" into 32
             3 "quillonCollectionHandleAcquire collection URL does not end in slash")"},
     };
     for (const Url& row : rows) {
-        FakeHost host;
+        FakeHost host{row.script};
         vx::CollectionParms parms = collectionParms(host);
         parms.url = row.url;
         parms.urlLength = row.length;

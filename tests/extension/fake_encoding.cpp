@@ -12,7 +12,8 @@ namespace {
 using Converter = Fake<vx::Transcoder>;
 using Encoding = Fake<vx::EncodingService>;
 
-// What there is room for is written, whatever the outcome: a failure may leave text behind.
+// What there is room for is written, whatever the outcome: a failure may leave text behind, and so
+// does "nothing", a conversion to no text at all.
 template <class Unit>
 vx::Status deliver(Converter& converter, std::string_view shown, std::basic_string_view<Unit> text,
                    void* destination, uint64_t capacity, uint64_t* produced) {
@@ -24,7 +25,7 @@ vx::Status deliver(Converter& converter, std::string_view shown, std::basic_stri
         fmt::format("{} \"{}\" into {}{}", converter.name, shown, capacity,
                     status == vx::VX_SUCCESS ? "" : fmt::format(" -> {:08X}", status)));
     if (bytes) std::memcpy(destination, text.data(), std::min(bytes, capacity));
-    *produced = status == vx::VX_SUCCESS ? bytes : 0xBADBADBADu;
+    *produced = status != vx::VX_SUCCESS ? 0xBADBADBADu : answer.has("nothing") ? 0 : bytes;
     return status;
 }
 

@@ -109,10 +109,10 @@ TEST(Messages, wrappers_hand_on_their_arguments) {
     EXPECT_EQ(journal.written, "-2 123 4");
 
     journal.GetLocale = readAll;
-    EXPECT_EQ(vxlGetLocale(&journal, 0, 0.5, 1, 1.5, 2, 2.5, 3, 3.5, 4, 4.5, 5, 5.5, 6, 6.5, 7, 7.5,
-                           8, 8.5, 9, 9.5),
+    EXPECT_EQ(vxlGetLocale(&journal, -1, 0.5, 1, 1.5, 2, 2.5, 3, 3.5, 4, 4.5, 5, 5.5, 6, 6.5, 7,
+                           7.5, 8, 8.5, 9, 9.5),
               9u);
-    EXPECT_EQ(journal.written, "0 1 1 3 2 5 3 7 4 9 5 11 6 13 7 15 8 17 9 19 ");
+    EXPECT_EQ(journal.written, "-1 1 1 3 2 5 3 7 4 9 5 11 6 13 7 15 8 17 9 19 ");
 
     auto* message = LoggerCapture(&host.logger, -5, int64_t{42});
     EXPECT_EQ(*reinterpret_cast<std::string*>(message), "message -5 42");
