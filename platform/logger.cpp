@@ -1,5 +1,6 @@
 #include "platform/logger.hpp"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdarg>
 #include <limits>
@@ -34,21 +35,15 @@ struct Channels : vx::LoggerFactory {
     Channels();
     vx::Logger* find(std::u32string_view channel);
     void configure(const KernelSettings& settings);
-    void countFailureRecords(int change);
     void deliver(uint32_t level, const ChannelLogger& logger, const std::string& text);
 
 private:
-    uint32_t wantedFrom() const {
-        return recording_ > 0 && threshold_ > vx::LOG_FAILURE ? vx::LOG_FAILURE : threshold_;
-    }
-    void applyThreshold() {
-        for (const auto& entry : loggers_) entry.second->setThreshold(wantedFrom());
-    }
+    // Failures are always asked for: they are few, and FailureRecords may want them.
+    uint32_t wantedFrom() const { return std::min(threshold_, vx::LOG_FAILURE); }
 
     std::mutex mutex_;
     std::map<std::u32string, std::unique_ptr<ChannelLogger>, std::less<>> loggers_;
     uint32_t threshold_ = nothingWanted;
-    int recording_ = 0;  // FailureRecords alive in all threads
 
     std::mutex sinkMutex_;
     std::function<void(uint32_t, std::string_view, std::string_view)> sink_;
@@ -135,13 +130,7 @@ void Channels::configure(const KernelSettings& settings) {
     const std::scoped_lock lock(mutex_, sinkMutex_);
     threshold_ = settings.logThreshold != 0 && settings.log ? settings.logThreshold : nothingWanted;
     sink_ = settings.log;
-    applyThreshold();
-}
-
-void Channels::countFailureRecords(int change) {
-    const std::lock_guard lock(mutex_);
-    recording_ += change;
-    applyThreshold();
+    for (const auto& entry : loggers_) entry.second->setThreshold(wantedFrom());
 }
 
 void Channels::deliver(uint32_t level, const ChannelLogger& logger, const std::string& text) {
@@ -196,13 +185,11 @@ void configureLogging(const KernelSettings& settings) {
 }
 
 FailureRecords::FailureRecords() {
-    channels().countFailureRecords(1);
     failureRecords = this;
 }
 
 FailureRecords::~FailureRecords() {
     failureRecords = nullptr;
-    channels().countFailureRecords(-1);
 }
 
 void FailureRecords::add(std::string_view text) {
