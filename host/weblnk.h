@@ -44,7 +44,8 @@ static const uint32_t ALLOW_PUT_MASK = 0x00080100u;
 static const uint8_t CLIENT_HEAD_BY_PROPFIND = 1; /* when HEAD answers 403, 404 or 405, ask with a
                                                      PROPFIND of depth 0 and answer 200 if it can */
 
-/* The body of a GET, piece by piece. A nonzero status ends the transfer, InstGet then fails. */
+/* The body of a GET, piece by piece; behind a whole one comes a piece of length 0 (see Write in
+ * fsbox.h). A nonzero status ends the transfer, InstGet then fails. */
 struct WriteCallback {
     Status (*callback)(WriteCallback*, const void* data, uint64_t length);
     File* file;

@@ -26,18 +26,25 @@ public:
         std::from_chars(length.data(), length.data() + length.size(), total_);
     }
     void write(std::string_view piece) override {
-        const Status status = callback_->callback(callback_, piece.data(), piece.size());
-        if (status != vx::VX_SUCCESS) {
-            throw Failure(status, fmt::format("GET {}: the content cannot be kept: {}", target_.url,
-                                              statusText(status)));
-        }
+        hand(piece);
         report_.length += piece.size();
         const auto& progress = target_.settings.progress;
         if (progress) progress({report_.length, total_});
     }
     bool restartable() const override { return report_.length == 0; }
 
+    // A file that gathers pieces stores them now, while its failure can still fail the GET.
+    void end() { hand(""); }
+
 private:
+    void hand(std::string_view piece) {
+        const Status status = callback_->callback(callback_, piece.data(), piece.size());
+        if (status != vx::VX_SUCCESS) {
+            throw Failure(status, fmt::format("GET {}: the content cannot be kept: {}", target_.url,
+                                              statusText(status)));
+        }
+    }
+
     const Target& target_;
     vx::WriteCallback* callback_;
     vx::GetReport& report_;
@@ -74,6 +81,7 @@ void get(CurlClient& client, int32_t& status, vx::WriteCallback* callback, vx::G
         if (isCollection) report.flags |= vx::GET_OF_COLLECTION;
         refuse(target, answer, isCollection);
     }
+    sink.end();
     target.etag = parseStrongEtag(answer.headers.first("ETag"));
     report.modified = modifiedDate(answer.headers);
 }
