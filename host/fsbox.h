@@ -77,7 +77,8 @@ struct Fsbox {
     Status (*DeleteDirectory)(Fsbox*, const char32_t* path, uint64_t length, uint32_t withContents,
                               Word);
     Unnamed atA0[3];
-    /* Makes a name in the directory and returns its whole path, fsbox's own until ReleaseName. */
+    /* Makes a name in the directory and returns its whole path with a NUL behind it, fsbox's own
+     * until ReleaseName. */
     Status (*CreateName)(Fsbox*, const char32_t* directory, uint64_t length, const NameParms*,
                          char32_t** name, uint64_t* nameLength, Word);
     Status (*ReleaseName)(Fsbox*, char32_t* name, Word); /* removes a reserved file, too */

@@ -12,7 +12,8 @@ struct Toolbox {
     LoadedExtension base;
     Unnamed at18[14];
     /* A free path for a cache directory, which is not created. (0, 0, all ones) select the person's
-     * own cache directory. The path is the toolbox's until FreeLocation. */
+     * own cache directory. The path has a NUL behind it and is the toolbox's until
+     * FreeLocation. */
     Status (*utilloc)(Toolbox*, Word, Word, Word, char32_t** path, uint64_t* length, Word);
     void (*FreeLocation)(Toolbox*, char32_t* path);
 };
