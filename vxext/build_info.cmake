@@ -4,11 +4,11 @@ set(QUILLON_BUILD_LOCATION "quillon" CACHE STRING "Build location in the version
 set(QUILLON_BUILD_MACHINE "localhost" CACHE STRING "Build machine in the version record")
 
 set(build_epoch "$ENV{SOURCE_DATE_EPOCH}")
-if(NOT build_epoch)
+if(build_epoch STREQUAL "")
   execute_process(COMMAND git log -1 --format=%ct WORKING_DIRECTORY ${CMAKE_SOURCE_DIR}
     OUTPUT_VARIABLE build_epoch OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
 endif()
-if(NOT build_epoch)  # sources without their history
+if(build_epoch STREQUAL "")  # sources without their history
   file(TIMESTAMP ${CMAKE_SOURCE_DIR}/CMakeLists.txt build_epoch "%s" UTC)
 endif()
 
@@ -17,7 +17,11 @@ set(ENV{SOURCE_DATE_EPOCH} ${build_epoch})
 string(TIMESTAMP build_time "%s" UTC)
 string(TIMESTAMP build_mmddyyyy "%m%d%Y" UTC)
 string(TIMESTAMP build_date "%a %b %d %H:%M:%S UTC %Y" UTC)
-set(ENV{SOURCE_DATE_EPOCH} "${saved_epoch}")
+if(NOT saved_epoch STREQUAL "")
+  set(ENV{SOURCE_DATE_EPOCH} ${saved_epoch})
+else()
+  unset(ENV{SOURCE_DATE_EPOCH})
+endif()
 string(REGEX REPLACE "^(... ...) 0" "\\1  " build_date "${build_date}")
 
 # Nine characters: "00.001.00" is version 0.1.0.

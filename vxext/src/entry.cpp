@@ -52,7 +52,8 @@ Status quillonDestroy(ExtensionHandle* extension) {
     return VX_SUCCESS;
 }
 
-// Stores what loader (the host or the kernel) loads under the name.
+// Stores what loader (the host or the kernel) loads under the name; every sibling begins with the
+// record that it returns.
 template <class Loader, class Sibling, size_t N>
 bool load(Logger* logger, Loader* loader, void* context, const char32_t (&name)[N],
           Sibling*& sibling, const LogText& failure) {
