@@ -71,7 +71,12 @@ Answer Session::send(const Target& target, const Request& request) {
         if (request.upload) request.upload->rewind();
         answer = transfer(target, request);
     }
-    learnScheme(answer);
+    // After a refusal curl would take every later challenge for another one.
+    if (answer.status == 401) {
+        forget();
+    } else {
+        learnScheme();
+    }
     return answer;
 }
 
@@ -87,17 +92,10 @@ Answer Session::transfer(const Target& target, const Request& request) {
     return Transfer(easy, multi_.get(), target, request).run();
 }
 
-long Session::offeredSchemes() const {
-    long offered = 0;
+void Session::learnScheme() {
+    if (scheme_ != AuthScheme::UNKNOWN || credentials_->user.empty()) return;
+    long offered = 0;  // by a 401 that came before the answer
     curl_easy_getinfo(easy_.get(), CURLINFO_HTTPAUTH_AVAIL, &offered);
-    return offered;
-}
-
-void Session::learnScheme(const Answer& answer) {
-    if (answer.status == 401 || scheme_ != AuthScheme::UNKNOWN || credentials_->user.empty()) {
-        return;
-    }
-    const long offered = offeredSchemes();  // 0 when no 401 came before this answer
     if (offered & static_cast<long>(CURLAUTH_DIGEST)) {
         scheme_ = AuthScheme::DIGEST;
     } else if (offered & static_cast<long>(CURLAUTH_BASIC)) {

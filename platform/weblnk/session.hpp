@@ -35,8 +35,7 @@ private:
     void bind(const Target& target);
     void forget();  // connections and what is known of the server
     Answer transfer(const Target& target, const Request& request);
-    void learnScheme(const Answer& answer);
-    long offeredSchemes() const;
+    void learnScheme();
 
     const Settings& settings_;
     std::unique_ptr<CURLM, MultiCleanup> multi_;  // keeps the connections, so it goes last
