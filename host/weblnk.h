@@ -70,7 +70,9 @@ ABI_AT(GetReport, modified, 16);
 ABI_SIZE(GetReport, 24);
 
 /* The body of a PUT, piece by piece: a piece stays valid until the next call. VX_END_OF_DATA ends
- * the body; any other status aborts the connection, so that no partial body passes for a whole. */
+ * the body, and a call after it begins the body anew (the server asked for credentials, or sent the
+ * request to another URL); any other status aborts the connection, so that no partial body passes
+ * for a whole. */
 struct ReadCallback {
     Status (*callback)(ReadCallback*, const void** data, uint64_t* length);
     FileHandle* handle;
@@ -89,7 +91,7 @@ ABI_AT(ReadCallback, total, 32);
 static const uint32_t PUT_LENGTH_KNOWN = 1; /* send Content-Length, else chunks */
 static const uint32_t PUT_ONLY_NEW = 2;     /* If-None-Match: * (RFC 9110, 13.1.2) */
 static const uint32_t PUT_IF_UNCHANGED = 4; /* If-Match with the strong entity tag that came with
-                                               the latest GET of this client, if there was one */
+                                               the latest GET or PUT of this client, if any */
 struct PutOptions {
     uint32_t flags;
     uint32_t at04;
