@@ -5,7 +5,6 @@
 #include "platform/weblnk/client.hpp"
 #include "platform/weblnk/exchange.hpp"
 #include "platform/weblnk/lock.hpp"
-#include "platform/weblnk/url.hpp"
 
 namespace vxhost {
 namespace {
@@ -36,7 +35,7 @@ void move(CurlClient& client, std::u32string_view destination, int32_t& status) 
     Target& target = *client.target;
     refreshLocks(target);
     Request request = requestFor(target, "MOVE");
-    request.headers = {"Destination: " + encodeForRequest(toUtf8(destination)), "Overwrite: F"};
+    request.headers = {"Destination: " + requestUrl(toUtf8(destination)), "Overwrite: F"};
     if (request.url.ends_with('/')) request.headers.push_back("Depth: infinity");
     submitLocks(target, request);
     change(target, std::move(request), status);

@@ -31,7 +31,7 @@ std::string redirectTarget(const Request& request, const Answer& answer) {
     const auto location = answer.headers.first("Location");
     if (!isRedirect(answer.status) || location.empty()) return {};
     const std::string url = resolve(request.url, cleaned(location));
-    if (sameOrigin(url, request.url)) return url;
+    if (sameOrigin(url, request.url)) return withoutCredentials(url);
     throw Failure(WEBLNK_REDIRECTED_AWAY,
                   fmt::format("{} {}: the server sends this request to {}; give that URL if you "
                               "trust it.",

@@ -30,8 +30,14 @@ struct Target {
     std::shared_ptr<const Credentials> credentials;
     vx::Journal* journal;  // may be null
     vx::Logger* logger;    // may be null
-    std::string etag;      // strong entity tag of the latest GET, or empty
+    std::string etag;      // strong entity tag of the latest GET or PUT, or empty
     std::vector<HeldLock*> locks;
 };
+
+// The client's URL as a request carries it: encoded, without credentials; empty for what is no
+// http or https URL.
+std::string requestUrl(const std::string& spelt);
+
+std::string withoutCredentials(const std::string& url);  // of an absolute URL
 
 }  // namespace vxhost

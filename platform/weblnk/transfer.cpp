@@ -35,7 +35,10 @@ public:
     }
     Attached(const Attached&) = delete;
     Attached& operator=(const Attached&) = delete;
-    ~Attached() { curl_multi_remove_handle(multi_, easy_); }
+    ~Attached() {
+        curl_multi_remove_handle(multi_, easy_);
+        curl_easy_setopt(easy_, CURLOPT_ERRORBUFFER, nullptr);  // its owner goes next
+    }
 
 private:
     CURLM* multi_;

@@ -10,7 +10,6 @@
 #include "platform/weblnk/client.hpp"
 #include "platform/weblnk/date.hpp"
 #include "platform/weblnk/session.hpp"
-#include "platform/weblnk/url.hpp"
 
 namespace vxhost {
 namespace {
@@ -33,18 +32,6 @@ struct CurlWeblnk : vx::Weblnk {
 
 std::u32string_view view(const char32_t* text, uint64_t length) {
     return text ? std::u32string_view(text, length) : std::u32string_view();
-}
-
-// As a request carries it, without credentials; empty for what is no http or https URL.
-std::string requestUrl(const std::string& spelt) {
-    const std::string encoded = encodeForRequest(spelt);
-    const Reference parts = splitReference(encoded);
-    const std::string from = origin(encoded);
-    if (!from.starts_with("http://") && !from.starts_with("https://")) return {};
-    const auto authority = splitAuthority(*parts.authority);
-    const size_t hidden = authority.userinfo ? authority.userinfo->size() + 1 : 0;
-    const size_t begin = parts.scheme->size() + 3;
-    return encoded.substr(0, begin) + encoded.substr(begin + hidden);
 }
 
 std::shared_ptr<Target> makeTarget(const Settings& settings, const vx::ClientParms& parms) {
