@@ -44,9 +44,7 @@ private:
         field += (field.empty() ? "" : ", ") + std::string(value);
     }
     void on_header_impl(error_code&) override {}
-    void on_body_init_impl(const boost::optional<uint64_t>& length, error_code&) override {
-        head.length = length.value_or(0);
-    }
+    void on_body_init_impl(const boost::optional<uint64_t>&, error_code&) override {}
     size_t on_body_impl(Text body, error_code&) override { return keep(body); }
     void on_chunk_header_impl(uint64_t, Text, error_code&) override {}
     size_t on_chunk_body_impl(uint64_t, Text body, error_code&) override { return keep(body); }
@@ -78,6 +76,7 @@ std::optional<MessageHead> HttpScanner<isRequest>::takeHead(bool noBody) {
     parser_->head.raw += parse();
     if (!parser_->is_header_done()) return std::nullopt;
     parser_->eager(true);
+    parser_->head.length = parser_->content_length().value_or(0);
     return std::move(parser_->head);
 }
 

@@ -34,6 +34,7 @@ bool portTaken(const std::string& complaint) {
 WebDavServer::WebDavServer(std::string name, const std::filesystem::path& documentRoot)
     : name_(std::move(name)),
       documentRoot_(documentRoot.empty() ? writableFolder("members") : documentRoot) {
+    writableFolder("log");
     handOver(documentRoot_);
     for (const auto& entry : std::filesystem::recursive_directory_iterator(documentRoot_))
         handOver(entry.path());

@@ -51,7 +51,7 @@ protected:
     // For servers whose own configuration names an account to drop to: root's choice, else empty.
     static std::string serverUser();
     std::filesystem::path home(std::string_view name) const { return home_ / name; }
-    std::filesystem::path errorLogFile() const { return home_ / "error.log"; }
+    std::filesystem::path errorLogFile() const { return home_ / "log/error.log"; }
     // A folder in which the server may write.
     std::filesystem::path writableFolder(std::string_view name) const;
 

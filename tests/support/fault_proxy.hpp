@@ -1,0 +1,59 @@
+// Stands between a client and a server, counts the requests, and lets one of them go wrong.
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/support/connection_server.hpp"
+#include "tests/support/http_scanner.hpp"
+
+namespace support {
+
+// Connections end in order, as those of a server do that shuts down.
+enum class ProxyFault {
+    none,
+    beforeRequest,  // the connection ends, the server never hears of the request
+    inRequest,      // the server gets half of the body; of the header when there is no body
+    beforeAnswer,   // the server did its work and answered; the client learns nothing
+    inAnswer,       // the client gets half of the body; of the header when there is no body
+    stall           // like beforeAnswer, but the connection stays, silent, until release()
+};
+
+class FaultProxy {
+public:
+    explicit FaultProxy(uint16_t serverPort);
+    ~FaultProxy();
+
+    uint16_t port() const { return proxy_.port(); }
+    std::string url(std::string_view path = {}) const;  // path: encoded, without the first slash
+
+    // The nth request from now on (1: the next) over whatever connection. One fault at a time.
+    void failAt(int nth, ProxyFault fault);
+    void release();
+
+    // Since the last failAt(): "METHOD target" of each request whose header came.
+    std::vector<std::string> requests() const;
+    bool failed() const;  // the fault has happened
+
+private:
+    class Relay;  // of one connection
+
+    ProxyFault beginRequest();
+    void record(const MessageHead& request);
+    void hold();
+
+    uint16_t serverPort_;
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    int untilFault_ = 0;  // requests, the faulty one included; 0: none is wanted any more
+    ProxyFault fault_ = ProxyFault::none;
+    bool failed_ = false, released_ = false;
+    std::vector<std::string> requests_;
+    ConnectionServer proxy_;
+};
+
+}  // namespace support
