@@ -77,6 +77,8 @@ void XmlReader::enter(std::string_view name) {
 
 void XmlReader::feed(std::string_view bytes) {
     if (bytes.size() > limits_.bytes - fed_) refuse("the document is too large");
+    // Scripts on servers print empty lines in front of the declaration, where XML allows nothing.
+    if (fed_ == 0) bytes.remove_prefix(std::min(bytes.size(), bytes.find_first_not_of("\r\n\t ")));
     while (!bytes.empty()) {
         const auto piece = bytes.substr(0, LARGEST_PIECE);
         parse(piece, false);

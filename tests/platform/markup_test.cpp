@@ -82,6 +82,7 @@ TEST(TreeBuilder, readsNamesAndTexts) {
              {"<a xmlns='DAV:'>1<!-- - -->2<![CDATA[<3>]]>&#x1F600;&amp;<?p i?>4</a>",
               "a(\"12<3>😀&4\")"},
              {"<a xmlns='DAV:'>x<b/>y</a>", "a(\"x\" b \"y\")"},
+             {"\r\n \t<?xml version='1.0'?><a xmlns='DAV:'/>", "a"},
              {"\xEF\xBB\xBF<a xmlns='DAV:'>\xC3\xA4</a>", "a(\"ä\")"},
              {"<?xml version='1.0' encoding='iso-8859-1'?><a xmlns='DAV:'>\xE4</a>", "a(\"ä\")"},
              {"<?xml version='1.0' encoding='windows-1252'?><a xmlns='DAV:'>\x80</a>", "a(\"€\")"},
