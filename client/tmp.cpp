@@ -1,0 +1,1 @@
+int quillon_tmp;
