@@ -22,7 +22,7 @@ constexpr uint64_t minor = 1;
 fs::path findLibrary() {
     std::error_code error;
     const fs::path program = fs::read_symlink("/proc/self/exe", error);
-    const fs::path beside = program.parent_path().parent_path() / "lib" / fileName;
+    fs::path beside = program.parent_path().parent_path() / "lib" / fileName;
     if (!program.empty() && fs::exists(beside, error)) return beside;
     if (const char* named = secure_getenv("QUILLON_LIBRARY")) return named;
     return fileName;

@@ -71,7 +71,7 @@ public:
         return status == vx::VX_SUCCESS;
     }
     void fill(std::u32string_view text) {
-        if (!text.empty()) std::memcpy(block_, text.data(), text.size() * sizeof(char32_t));
+        if (block_ != nullptr) std::memcpy(block_, text.data(), text.size() * sizeof(char32_t));
         count_ = text.size();
     }
     void handOver(char32_t** text, uint64_t* count) {

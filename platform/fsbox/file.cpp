@@ -14,8 +14,8 @@ vx::Status tellTrouble(vx::Journal* journal, const std::string& path, const char
     const vx::Status status = systemStatus(error);
     guarded(vx::VX_NO_MEMORY, [&] {
         journalSentence(journal, vx::JOURNAL_FAILURE,
-                        fmt::format("The local file {} could not be {}: {}. {}", path, done,
-                                    std::generic_category().message(error), statusText(status)));
+                        fmt::format("The local file {} could not be {}: {}.", path, done,
+                                    std::generic_category().message(error)));
         return vx::VX_SUCCESS;
     });
     return status;

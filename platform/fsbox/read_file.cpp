@@ -8,7 +8,7 @@
 namespace vxhost {
 namespace {
 
-constexpr size_t bufferBytes = 256 * 1024;
+constexpr size_t bufferBytes = size_t{256} * 1024;
 
 struct ReadFile : vx::File {
     ReadFile(const std::string& path, vx::Journal* journal);

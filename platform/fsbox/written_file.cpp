@@ -8,8 +8,8 @@
 namespace vxhost {
 namespace {
 
-constexpr size_t bufferBytes = 256 * 1024;
-constexpr size_t largePiece = 64 * 1024;  // not worth a copy
+constexpr size_t bufferBytes = size_t{256} * 1024;
+constexpr size_t largePiece = size_t{64} * 1024;  // not worth a copy
 
 struct WrittenFile : vx::File {
     WrittenFile(const std::string& path, vx::Journal* journal);
