@@ -10,7 +10,7 @@ namespace {
 
 Request optionsRequest(const Target& target) {
     Request request = requestFor(target, "OPTIONS");
-    request.repeatable = request.follows301 = true;
+    request.repeatable = request.follows301 = request.headerSuffices = true;
     return request;
 }
 

@@ -36,9 +36,10 @@ struct Request {
     BodySink* sink = nullptr;
     // Sent again on a failing connection, 429 or 503; else never, since it might be done twice.
     bool repeatable = false;
-    bool lastWord = false;     // an UNLOCK: goes out even when the program was interrupted
-    bool follows301 = false;   // and 302; else only 307, 308 and an added final slash
-    bool endsAtSlash = false;  // an added slash is not followed: the answer is what counts
+    bool lastWord = false;        // an UNLOCK: goes out even when the program was interrupted
+    bool follows301 = false;      // and 302; else only 307, 308 and an added final slash
+    bool headerSuffices = false;  // a body of unknown length is not waited for
+    bool endsAtSlash = false;     // an added slash is not followed: the answer is what counts
 };
 
 }  // namespace vxhost

@@ -42,7 +42,7 @@ private:
     [[noreturn]] void fail(vx::Status status, std::string_view why) const;
 
     bool beginAttempt();
-    void takeHeader(std::string_view line);
+    bool takeHeader(std::string_view line);  // false, as from takeBody: no more is wanted
     bool takeBody(std::string_view piece);
     bool isSuccess() const { return answer_.status >= 200 && answer_.status < 300; }
 
@@ -66,7 +66,7 @@ private:
     bool sent_ = false;      // a request went out
     bool answered_ = false;  // a status line came since
     bool bodyBegun_ = false;
-    bool enough_ = false;  // of an answer's text that nobody reads to its end
+    bool enough_ = false;  // of an answer that nobody reads to its end
 };
 
 }  // namespace vxhost
