@@ -12,6 +12,7 @@
 #include "client/state.hpp"
 #include "platform/transcoder.hpp"
 #include "platform/weblnk/lock.hpp"
+#include "platform/weblnk/url.hpp"
 
 namespace quillon {
 namespace {
@@ -24,7 +25,16 @@ Result<uint64_t> sizeOfCopy(const std::filesystem::path& file) {
                                        " cannot be read: " + problem.message() + ".");
 }
 
-Properties propertiesOf(const vx::FileHandle& handle) {
+// The record has but one name, which may be the href's last segment in some spelling of escapes.
+std::string displayNameOf(const vx::FileInfo& info, std::string_view segment) {
+    if (info.narrowName == nullptr) return {};
+    const std::string_view name(info.narrowName, info.narrowNameLength);
+    const std::string plain = vxhost::decodeSegment(segment);
+    return name == plain || vxhost::decodeSegment(name) == plain ? std::string()
+                                                                 : std::string(name);
+}
+
+Properties propertiesOf(const vx::FileHandle& handle, std::string_view segment) {
     Properties properties;
     properties.exists = (handle.flags & vx::FILE_EXISTS) != 0;
     properties.methods = methodNames(handle.allow);
@@ -35,7 +45,7 @@ Properties propertiesOf(const vx::FileHandle& handle) {
     properties.size = info->size;
     properties.created = timeOf(info->created);
     properties.modified = timeOf(info->modified);
-    if (info->narrowName != nullptr) properties.displayName = info->narrowName;
+    properties.displayName = displayNameOf(*info, segment);
     return properties;
 }
 
@@ -70,7 +80,7 @@ Result<Properties> Member::info() {
     const vx::Status status = state_->operations().quillonFileInfo(
         state_->handle, &vxhost::utf32ToUtf8(), begin(state_->journal));
     if (status != vx::VX_SUCCESS) return failure(status, state_->journal);
-    return propertiesOf(*state_->handle);
+    return propertiesOf(*state_->handle, state_->segment);
 }
 
 const std::filesystem::path& Member::file() const {

@@ -22,7 +22,7 @@ struct Properties {
     uint64_t size = 0;  // in bytes; 0 when not known
     std::optional<Time> created;
     std::optional<Time> modified;
-    std::string displayName;                // the server's, else the last segment
+    std::string displayName;                // empty: the server gives none of its own
     std::vector<std::string_view> methods;  // that the server allows, by their HTTP names
 };
 

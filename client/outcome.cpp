@@ -42,12 +42,18 @@ std::string explanation(Status cause, int refusal) {
     return namesake != vx::VX_SUCCESS ? vxhost::statusText(namesake) : answerText(refusal);
 }
 
+// "GET method failed. Status = -1": what the request itself wrote before says more.
+bool tellsBareStatus(const std::string& text) {
+    return text.find("Status = ") != std::string::npos;
+}
+
 std::vector<std::string> sentencesOf(vxhost::UserJournal& journal, Status status,
                                      std::string last) {
     const std::string summary = vxhost::statusText(status);
     std::vector<std::string> sentences;
     for (vxhost::Sentence& sentence : journal.take()) {
         const bool told = sentence.text == last || sentence.text == summary ||
+                          tellsBareStatus(sentence.text) ||
                           std::count(sentences.begin(), sentences.end(), sentence.text) > 0;
         if (sentence.severity >= vx::JOURNAL_FAILURE && !told) {
             sentences.push_back(std::move(sentence.text));
