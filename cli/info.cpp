@@ -26,8 +26,7 @@ std::string joined(const std::vector<std::string_view>& words) {
 void print(const Address& address, const Properties& properties) {
     Table table({Align::left, Align::left});
     table.add({"Name:", forOutput(address.name())});
-    if (!properties.displayName.empty() && properties.displayName != address.name() &&
-        properties.displayName != address.segment()) {
+    if (!properties.displayName.empty()) {
         table.add({"Called:", forOutput(properties.displayName)});
     }
     table.add({"URL:", address.url()});

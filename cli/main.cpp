@@ -20,6 +20,11 @@ void describe(CLI::App& program, CommonOptions& options) {
     program.set_version_flag("--version", "quillon " QUILLON_VERSION);
     program.require_subcommand(1);
     program.fallthrough();
+    program.failure_message([](const CLI::App* given, const CLI::Error& problem) {
+        const auto commands = given->get_subcommands();
+        const std::string command = commands.empty() ? "" : " " + commands.front()->get_name();
+        return fmt::format("quillon: {}\nSee quillon{} --help.\n", problem.what(), command);
+    });
     addCommonOptions(program, options);
     program.footer(
         "A URL is typed as it is read: blanks and letters of any script are encoded, a valid\n"

@@ -39,6 +39,11 @@ ExtensionOptions extensionOptions(const CommonOptions& options, Progress& progre
 
 Session::Session(const CommonOptions& options) : options_(options), credentials_(options) {}
 
+Error Session::withoutLogin(Error refusal) {
+    refusal.sentences.assign(1, "The server asks who you are. Give a user name with --user.");
+    return refusal;
+}
+
 Result<Extension> Session::extension() {
     if (extension_) return *extension_;
     Result<Extension> loaded = Extension::load(extensionOptions(options_, progress_));

@@ -30,8 +30,9 @@ public:
         auto result = action(*login);
         if (result || result.error().kind != Kind::notAuthorized) return result;
         const Result<Login> other = credentials_.askAgain(address);
-        if (!other) return result;
-        return action(*other);
+        if (other) return action(*other);
+        if (other.error().kind == Kind::interrupted) return other.error();
+        return login->user.empty() ? withoutLogin(result.error()) : std::move(result).error();
     }
 
     // The address's collection; the one opened last is kept for a next call that asks for the same.
@@ -41,6 +42,8 @@ public:
     Progress& progress() { return progress_; }
 
 private:
+    static Error withoutLogin(Error refusal);  // tells how to give one
+
     const CommonOptions& options_;
     Credentials credentials_;
     Progress progress_;
