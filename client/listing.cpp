@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "client/moment.hpp"
+#include "client/name.hpp"
 #include "client/state.hpp"
 #include "platform/transcoder.hpp"
 #include "platform/weblnk/url.hpp"
@@ -15,16 +16,10 @@ std::u32string_view hrefOf(const vx::FileInfo& info) {
     return {info.href, static_cast<size_t>(info.hrefLength)};
 }
 
-// The last segment of an href, "/" of a root included in none.
-std::u32string_view segmentOf(std::u32string_view href) {
-    if (!href.empty() && href.back() == U'/') href.remove_suffix(1);
-    return href.substr(href.rfind(U'/') + 1);
-}
-
 }  // namespace
 
 std::string Entry::segment() const {
-    return vxhost::shownUtf8(segmentOf(hrefOf(*info_)));
+    return vxhost::shownUtf8(lastSegment(hrefOf(*info_)));
 }
 
 std::string Entry::name() const {

@@ -26,15 +26,15 @@ Result<uint64_t> sizeOfCopy(const std::filesystem::path& file) {
 }
 
 // The record has but one name, which may be the href's last segment in some spelling of escapes.
-std::string displayNameOf(const vx::FileInfo& info, std::string_view segment) {
+std::string displayNameOf(const vx::FileInfo& info, std::string_view url) {
     if (info.narrowName == nullptr) return {};
     const std::string_view name(info.narrowName, info.narrowNameLength);
-    const std::string plain = vxhost::decodeSegment(segment);
+    const std::string plain = vxhost::decodeSegment(lastSegment(url));
     return name == plain || vxhost::decodeSegment(name) == plain ? std::string()
                                                                  : std::string(name);
 }
 
-Properties propertiesOf(const vx::FileHandle& handle, std::string_view segment) {
+Properties propertiesOf(const vx::FileHandle& handle, std::string_view url) {
     Properties properties;
     properties.exists = (handle.flags & vx::FILE_EXISTS) != 0;
     properties.methods = methodNames(handle.allow);
@@ -45,7 +45,7 @@ Properties propertiesOf(const vx::FileHandle& handle, std::string_view segment) 
     properties.size = info->size;
     properties.created = timeOf(info->created);
     properties.modified = timeOf(info->modified);
-    properties.displayName = displayNameOf(*info, segment);
+    properties.displayName = displayNameOf(*info, url);
     return properties;
 }
 
@@ -80,7 +80,7 @@ Result<Properties> Member::info() {
     const vx::Status status = state_->operations().quillonFileInfo(
         state_->handle, &vxhost::utf32ToUtf8(), begin(state_->journal));
     if (status != vx::VX_SUCCESS) return failure(status, state_->journal);
-    return propertiesOf(*state_->handle, state_->segment);
+    return propertiesOf(*state_->handle, url());
 }
 
 const std::filesystem::path& Member::file() const {

@@ -12,4 +12,11 @@ namespace quillon {
 // are. Fails with Kind::usage for what no member can be called.
 Result<std::string> segmentFor(std::string_view name);
 
+// The last segment of an href, whether it ends in "/" or not. Text is a string view.
+template <class Text>
+Text lastSegment(Text href) {
+    if (!href.empty() && href.back() == '/') href.remove_suffix(1);
+    return href.substr(href.rfind('/') + 1);
+}
+
 }  // namespace quillon
