@@ -24,6 +24,13 @@ FileInfo* takeRun(FileInfo*& chain) {
     return run;
 }
 
+// The members lie scattered over the document: a fetch that waits for each would double the time.
+void fetchAhead(const FileInfo* info) {
+    if (!info || !info->next) return;
+    __builtin_prefetch(info->next->next);
+    __builtin_prefetch(info->next->name);
+}
+
 // Of equal members those of the earlier chain come first.
 FileInfo* merge(FileInfo* earlier, FileInfo* later) {
     FileInfo* merged = nullptr;
@@ -33,6 +40,7 @@ FileInfo* merge(FileInfo* earlier, FileInfo* later) {
         *end = smaller;
         end = &smaller->next;
         smaller = smaller->next;
+        fetchAhead(smaller);
     }
     *end = earlier ? earlier : later;
     return merged;
