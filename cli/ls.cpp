@@ -55,27 +55,37 @@ Table detailTable() {
     return Table({Align::right, Align::left, Align::left});
 }
 
-void print(const std::vector<Line>& lines, const LsOptions& options) {
+std::string asJson(const std::vector<Line>& lines) {
+    if (lines.empty()) return "[]\n";
     std::string text;
-    if (options.json) {
-        const char* separator = "[";
-        for (const Line& line : lines) {
-            text += separator + jsonText(describe(line.entry));
-            separator = ",\n ";
-        }
-        text += lines.empty() ? "[]\n" : "]\n";
-    } else if (options.details) {
-        Table table = detailTable();
-        for (const Line& line : lines) {
-            addRow(table, line.name, line.entry.isCollection(), line.entry.size(),
-                   line.entry.modified());
-        }
-        text = table.text();
-    } else {
-        for (const Line& line : lines) {
-            text += shownName(line.name, line.entry.isCollection()) + "\n";
-        }
+    for (const Line& line : lines) {
+        text += text.empty() ? "[" : ",\n ";
+        text += jsonText(describe(line.entry));
     }
+    return text + "]\n";
+}
+
+std::string asTable(const std::vector<Line>& lines) {
+    Table table = detailTable();
+    for (const Line& line : lines) {
+        addRow(table, line.name, line.entry.isCollection(), line.entry.size(),
+               line.entry.modified());
+    }
+    return table.text();
+}
+
+// A name a line for other programs.
+std::string asNames(const std::vector<Line>& lines) {
+    std::vector<std::string> names;
+    names.reserve(lines.size());
+    for (const Line& line : lines) names.push_back(shownName(line.name, line.entry.isCollection()));
+    return inColumns(names, isTerminal(stdout) ? terminalWidth() : 0);
+}
+
+void print(const std::vector<Line>& lines, const LsOptions& options) {
+    const std::string text = options.json      ? asJson(lines)
+                             : options.details ? asTable(lines)
+                                               : asNames(lines);
     std::fwrite(text.data(), 1, text.size(), stdout);
 }
 

@@ -31,4 +31,20 @@ std::string Table::text() const {
     return text;
 }
 
+std::string inColumns(const std::vector<std::string>& names, size_t width) {
+    size_t widest = 0;
+    for (const std::string& name : names) widest = std::max(widest, displayWidth(name));
+    const size_t columns = std::max<size_t>(1, (width + 2) / (widest + 2));
+    const size_t lines = (names.size() + columns - 1) / columns;
+    std::string text;
+    for (size_t line = 0; line < lines; ++line) {
+        for (size_t at = line; at < names.size(); at += lines) {
+            text += names[at];
+            const bool last = at + lines >= names.size();
+            text += last ? "\n" : std::string(widest - displayWidth(names[at]) + 2, ' ');
+        }
+    }
+    return text;
+}
+
 }  // namespace quillon::cli

@@ -1,7 +1,9 @@
 // Columns aligned by what a terminal shows.
 #pragma once
 
+#include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace quillon::cli {
@@ -19,5 +21,8 @@ private:
     std::vector<Align> columns_;
     std::vector<std::vector<std::string>> rows_;
 };
+
+// Names down columns that are as wide as the widest of them, as many as fit the width.
+std::string inColumns(const std::vector<std::string>& names, size_t width);
 
 }  // namespace quillon::cli

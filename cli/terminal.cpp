@@ -29,6 +29,13 @@ Character firstCharacter(std::string_view text) {
     return failed ? Character{0, 1, false} : Character{value, std::max<size_t>(bytes, 1), true};
 }
 
+// How many characters at the beginning are printable ASCII: nearly all of most texts.
+size_t plainPrefix(std::string_view text) {
+    const auto end =
+        std::find_if_not(text.begin(), text.end(), [](char c) { return c >= ' ' && c < '\x7F'; });
+    return static_cast<size_t>(end - text.begin());
+}
+
 bool turnsDirection(wchar_t c) {
     return c == 0x061C || (c >= 0x200E && c <= 0x200F) || (c >= 0x2028 && c <= 0x202E) ||
            (c >= 0x2066 && c <= 0x2069);
@@ -62,7 +69,11 @@ size_t terminalWidth() {
 std::string harmless(std::string_view text) {
     std::string safe;
     safe.reserve(text.size());
-    while (!text.empty()) {
+    for (;;) {
+        const size_t plain = plainPrefix(text);
+        safe += text.substr(0, plain);
+        text.remove_prefix(plain);
+        if (text.empty()) return safe;
         const Character character = firstCharacter(text);
         const std::string_view bytes = text.substr(0, character.bytes);
         if (showable(character)) {
@@ -75,7 +86,6 @@ std::string harmless(std::string_view text) {
         }
         text.remove_prefix(character.bytes);
     }
-    return safe;
 }
 
 std::string forOutput(std::string_view text) {
@@ -85,13 +95,16 @@ std::string forOutput(std::string_view text) {
 
 size_t displayWidth(std::string_view text) {
     size_t columns = 0;
-    while (!text.empty()) {
+    for (;;) {
+        const size_t plain = plainPrefix(text);
+        columns += plain;
+        text.remove_prefix(plain);
+        if (text.empty()) return columns;
         const Character character = firstCharacter(text);
         const int width = character.valid ? wcwidth(character.value) : 1;
         columns += static_cast<size_t>(std::max(width, 0));
         text.remove_prefix(character.bytes);
     }
-    return columns;
 }
 
 bool comesBefore(const std::string& a, const std::string& b) {

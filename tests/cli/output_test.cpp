@@ -41,6 +41,14 @@ TEST_F(Output, columnsAreAlignedByWhatIsSeen) {
               "100  u\xCC\x88x    b\n");
 }
 
+TEST_F(Output, namesRunDownAsManyColumnsAsFit) {
+    const std::vector<std::string> names{"a", "bb", "\xE6\x97\xA5", "d", "e"};
+    EXPECT_EQ(inColumns(names, 10), "a   \xE6\x97\xA5  e\nbb  d\n");
+    EXPECT_EQ(inColumns(names, 9), "a   d\nbb  e\n\xE6\x97\xA5\n");
+    EXPECT_EQ(inColumns(names, 0), "a\nbb\n\xE6\x97\xA5\nd\ne\n");
+    EXPECT_EQ(inColumns({}, 80), "");
+}
+
 TEST_F(Output, sizes) {
     const std::pair<uint64_t, const char*> rows[] = {
         {0, "0 B"},
