@@ -1,6 +1,6 @@
 #include <fmt/format.h>
 
-#include <memory>
+#include <optional>
 
 #include "platform/logger.hpp"
 #include "platform/markup/multistatus_builder.hpp"
@@ -23,8 +23,7 @@ public:
         const bool isXml = answer.headers.first("Content-Type").find("xml") != std::string::npos;
         builder_.reset();
         if (answer.status == 207 || isXml) {
-            builder_ = std::make_unique<MultistatusBuilder>(
-                [this](std::string_view href) { return resolver_.resolve(href); });
+            builder_.emplace([this](std::string_view href) { return resolver_.resolve(href); });
         }
     }
     void write(std::string_view piece) override {
@@ -58,7 +57,7 @@ private:
 
     const Target& target_;
     HrefResolver resolver_;
-    std::unique_ptr<MultistatusBuilder> builder_;
+    std::optional<MultistatusBuilder> builder_;
 };
 
 }  // namespace

@@ -11,7 +11,7 @@ namespace {
 
 // A body that ends within it goes out with its length: some servers store an empty file when a
 // small body comes in chunks.
-constexpr size_t gatheredBytes = 1024 * 1024;
+constexpr size_t gatheredBytes = 1 << 20;
 
 }  // namespace
 

@@ -41,16 +41,17 @@ std::shared_ptr<Target> makeTarget(const Settings& settings, const vx::ClientPar
     credentials->password = SecretText(view(parms.password, parms.passwordLength));
     credentials->proxy = SecretText(view(parms.proxy, parms.proxyLength));
     auto* context = static_cast<CurlContext*>(parms.httpContext);
+    auto session = context ? context->session : std::make_shared<Session>(settings);
     return std::make_shared<Target>(
-        Target{settings,
-               context ? context->session : std::make_shared<Session>(settings),
-               spelt,
-               requestUrl(spelt),
-               std::move(credentials),
-               parms.journal,
-               findLogger(view(parms.channel, parms.channelLength)),
-               {},
-               {}});
+        Target{.settings = settings,
+               .session = std::move(session),
+               .spelt = spelt,
+               .url = requestUrl(spelt),
+               .credentials = std::move(credentials),
+               .journal = parms.journal,
+               .logger = findLogger(view(parms.channel, parms.channelLength)),
+               .etag = {},
+               .locks = {}});
 }
 
 vx::Client* createClient(const Settings& settings, const vx::ClientParms& parms,
@@ -58,7 +59,8 @@ vx::Client* createClient(const Settings& settings, const vx::ClientParms& parms,
     vx::Client* client = nullptr;
     guarded(WEBLNK_NO_CONNECTION, [&]() -> Status {
         try {
-            client = new CurlClient(makeTarget(settings, parms), parms.clientOption);
+            client = std::make_unique<CurlClient>(makeTarget(settings, parms), parms.clientOption)
+                         .release();
             return vx::VX_SUCCESS;
         } catch (const Failure& failure) {
             journalSentence(journal, vx::JOURNAL_FAILURE, failure.what());
@@ -80,7 +82,8 @@ CurlWeblnk::CurlWeblnk(const Settings& given) : settings(given) {
     CreateHttpContext = [](vx::Weblnk* self, vx::Journal*, vx::Word) noexcept {
         vx::HttpContext* context = nullptr;
         guarded(vx::VX_NO_MEMORY, [&]() -> Status {
-            context = new CurlContext(static_cast<CurlWeblnk*>(self)->settings);
+            const auto& own = *static_cast<CurlWeblnk*>(self);
+            context = std::make_unique<CurlContext>(own.settings).release();
             return vx::VX_SUCCESS;
         });
         return context;
