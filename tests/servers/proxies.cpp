@@ -59,13 +59,13 @@ TEST(FaultProxy, stallsTheAnswerUntilItIsReleased) {
 
 TEST(DelayProxy, addsARoundTripForTheConnectionAndForEachRequest) {
     ScriptedServer server;
-    server.on("GET", "/", Answer(200, std::string(10'000'000, 'x')));
+    server.on("GET", "/", Answer(200, std::string(20'000'000, 'x')));
     DelayProxy proxy(server.port(), Duration{50});
     std::string url = "http://127.0.0.1:" + std::to_string(proxy.port()) + "/";
     auto before = Clock::now();
-    EXPECT_EQ(run({{"curl", "-s", url, url, url}}).output.size(), 30'000'000u);
+    EXPECT_EQ(run({{"curl", "-s", url, url, url}}).output.size(), 60'000'000u);
     EXPECT_GE(Clock::now() - before, Duration{200});
-    EXPECT_LT(Clock::now() - before, Duration{2000});
+    EXPECT_LT(Clock::now() - before, Duration{10'000});  // a piece at a time would take longer
 }
 
 }  // namespace support
