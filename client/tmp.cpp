@@ -1,1 +1,0 @@
-int quillon_tmp;
