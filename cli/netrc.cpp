@@ -69,7 +69,7 @@ std::optional<NetrcEntry> findInNetrc(std::string_view text, std::string_view ho
     };
     while (const auto keyword = words.next()) {
         const std::string_view name = keyword->view();
-        if (name.front() == '#') {
+        if (name.starts_with('#')) {
             words.skipLine();
         } else if (name == "macdef") {
             words.skipMacro();
