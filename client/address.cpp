@@ -12,7 +12,8 @@
 namespace quillon {
 namespace {
 
-constexpr std::string_view REFUSED_IN_HOSTS = " \"%<>\\^`{|}?#@";
+constexpr std::string_view REFUSED_IN_HOSTS = " \"%<>\\^`{|}?#@:[]";
+constexpr std::string_view ADDRESS_CHARACTERS = "0123456789abcdefABCDEF:.";
 
 std::string lowerCase(std::string_view text) {
     std::string lower(text);
@@ -36,7 +37,12 @@ Error refusal(std::string_view typed, std::string_view why) {
                                                shown(typed), why));
 }
 
+// A name, an IPv4 address, or an IPv6 address in brackets.
 bool hostValid(std::string_view host) {
+    if (host.starts_with('[') && host.ends_with(']')) {
+        const auto address = host.substr(1, host.size() - 2);
+        return !address.empty() && address.find_first_not_of(ADDRESS_CHARACTERS) == address.npos;
+    }
     return !host.empty() && std::none_of(host.begin(), host.end(), [](char c) {
         return (c >= 0 && c < ' ') || c == 0x7F ||
                REFUSED_IN_HOSTS.find(c) != std::string_view::npos;
