@@ -6,6 +6,9 @@
 namespace vxhost {
 namespace {
 
+// Bound to the prefix "xml" and to no other (Namespaces in XML 1.0, 3).
+constexpr std::string_view XML_NAMESPACE = "http://www.w3.org/XML/1998/namespace";
+
 struct Tag {
     std::string name;
     std::string attributes;
@@ -18,6 +21,7 @@ Tag tagOf(const vx::Node& element, bool isRoot) {
     const size_t brace = name.starts_with('{') ? name.rfind('}') : name.npos;
     if (brace == name.npos) return {"D:" + name, dav};
     const auto uri = std::string_view(name).substr(1, brace - 1);
+    if (uri == XML_NAMESPACE) return {"xml:" + name.substr(brace + 1), dav};
     return {name.substr(brace + 1), dav + " xmlns=\"" + escapeXml(uri) + "\""};
 }
 
