@@ -18,8 +18,14 @@ namespace {
 
 constexpr uint32_t nothingWanted = std::numeric_limits<uint32_t>::max();
 
-// What Render made for this thread; valid until its next Render.
-thread_local std::string rendered;
+// What Render made for this thread; valid until its next Render. What a program keeps in statics is
+// released after the thread's own objects are gone, and is logged no more.
+thread_local bool ended = false;
+struct Rendered {
+    ~Rendered() { ended = true; }
+    std::string text;
+};
+thread_local Rendered rendered;
 thread_local FailureRecords* failureRecords = nullptr;
 
 struct ChannelLogger : vx::Logger {
@@ -55,8 +61,9 @@ Channels& channels() {
 }
 
 vx::RenderedMessage* renderedMessage(std::string text) {
-    rendered = std::move(text);
-    return reinterpret_cast<vx::RenderedMessage*>(&rendered);
+    if (ended) return nullptr;
+    rendered.text = std::move(text);
+    return reinterpret_cast<vx::RenderedMessage*>(&rendered.text);
 }
 
 vx::LoggerTable makeTable() {
