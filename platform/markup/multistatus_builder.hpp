@@ -24,7 +24,7 @@ namespace vxhost {
 // unless nothing else would be left: it speaks of a member that cannot be read, and must not cost
 // the listing of the others. A response with neither stays, without propstat.
 // A root that is no multistatus comes alone, under its own name.
-class MultistatusBuilder : private XmlHandler {
+class MultistatusBuilder final : private XmlHandler {
 public:
     // From an href's text to the one to keep, which must stay valid until the next call.
     using RewriteHref = std::function<std::string_view(std::string_view)>;

@@ -18,7 +18,7 @@ std::string nodeName(std::string_view expatName);
 // Attributes, comments and instructions leave no trace; CDATA sections are text. Text is one node
 // between two tags. White space between elements is dropped, white space that is all an element
 // holds is kept: it may be a value.
-class TreeBuilder : private XmlHandler {
+class TreeBuilder final : private XmlHandler {
 public:
     explicit TreeBuilder(const char* encoding = nullptr);  // as in XmlReader
 
