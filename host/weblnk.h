@@ -2,7 +2,9 @@
  *
  * A request operation returns 0 when the exchange took place and then leaves the server's HTTP
  * status, whatever it is; a nonzero status means that no complete answer came (no connection, cut
- * off, not readable, interrupted). Redirects within the origin are followed. */
+ * off, not readable, interrupted). Redirects within the origin are followed; another origin is a
+ * failure. Requests that change nothing are repeated when the connection fails, or after 429 and
+ * 503; others are never sent twice. Why something failed is a sentence in the client's journal. */
 #ifndef QUILLON_HOST_WEBLNK_H
 #define QUILLON_HOST_WEBLNK_H
 
@@ -57,8 +59,9 @@ ABI_AT(WriteCallback, journal, 16);
 
 /* What came of a GET. The first word of a GET's options may hold the address of one: InstGet fills
  * it before it returns, so that a caller learns what the status of a whole operation hides. */
-static const uint32_t GET_OF_COLLECTION = 1; /* the answer was redirected to the URL's own with a
-                                                final slash: a collection, no member */
+static const uint32_t GET_OF_COLLECTION = 1; /* the server redirected to the URL's own with a final
+                                                slash: a collection, no member. Not followed, so
+                                                InstGet fails with nothing handed out */
 typedef struct GetReport {
     uint32_t flags;
     uint32_t at04;
@@ -110,7 +113,7 @@ static const uint32_t LOCK_TIMEOUT_INFINITE = 0xFFFFFFFFu;
 
 struct LockBlock {
     uint32_t flags;
-    uint32_t timeoutSeconds; /* asked for (RFC 4918, 10.7); 0: the client's default */
+    uint32_t timeoutSeconds; /* asked for (RFC 4918, 10.7); 0: the client's default, two hours */
     const char* token;       /* with LOCK_BLOCK_ADOPT: the lock token's URI, without brackets; stays
                                 the caller's, valid until the next lock or the handle's release */
     uint64_t tokenLength;
@@ -141,7 +144,10 @@ ABI_AT(LockParms, ownerLength, 32);
 ABI_AT(LockParms, block, 40);
 ABI_SIZE(LockParms, 72);
 
-/* A lock held on the server: it keeps the token and the granted timeout. */
+/* A lock held on the server: it keeps the token and the granted timeout. Near its end it is renewed
+ * before the next request of the client that took it; an adopted one is not. An UNLOCK goes out
+ * even when the program was interrupted, and one that fails leaves the token in the client's
+ * journal. */
 struct LockObject {
     Unnamed at00[2];
     Status (*Destroy)(LockObject*); /* sends nothing */
@@ -151,7 +157,8 @@ struct LockObject {
 ABI_AT(LockObject, Destroy, 0x10);
 ABI_AT(LockObject, InstUnlock, 0x48);
 
-/* Connections, sessions and credentials shared by the clients of a collection. */
+/* Connections, sessions and credentials shared by the clients of a collection, which run one at a
+ * time; different contexts may be used by different threads. */
 struct HttpContext {
     Unnamed at00[2];
     Status (*Destroy)(HttpContext*); /* after every client made with it */
@@ -164,7 +171,8 @@ struct Client {
     Unnamed at18[6];
     Status (*httpInstDelete)(Client*, Word, Word, int32_t* status);
     Unnamed at50;
-    /* options: null, or a word that is 0 or the address of a GetReport. */
+    /* options: null, or a word that is 0 or the address of a GetReport. Another status than 2xx is
+     * a failure that leaves the status; its body never reaches the callback. */
     Status (*InstGet)(Client*, const Word* options, Word, Word, int32_t* status, WriteCallback*);
     Unnamed at60[4];
     Status (*InstHead)(Client*, int32_t* status);
@@ -174,6 +182,7 @@ struct Client {
     /* destination: a whole URL. An existing member there is never overwritten (412). */
     Status (*InstMove)(Client*, Word, Word, Word, const char32_t* destination, uint64_t length,
                        Word, Word, int32_t* status, Word);
+    /* For a member that the server answers 404 or 405: 200, and what its collection allows. */
     Status (*InstOptions)(Client*, Word, int32_t* status, uint32_t* allow, Word);
     Unnamed atC0;
     /* depth 0 or 1. *response: the multistatus, the caller destroys it; null when none came. */
