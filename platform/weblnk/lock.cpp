@@ -14,6 +14,7 @@
 #include "platform/weblnk/client.hpp"
 #include "platform/weblnk/exchange.hpp"
 #include "platform/weblnk/operate.hpp"
+#include "platform/weblnk/properties.hpp"
 
 namespace vxhost {
 namespace {
@@ -62,6 +63,21 @@ std::unique_ptr<HeldLock> adoptedLock(std::shared_ptr<Target> target, const vx::
     std::string token = parseTokenUri({block.token, block.tokenLength});
     if (token.empty()) throw Failure(vx::VX_INVALID_ARGUMENT, "This is no lock token.");
     return std::make_unique<HeldLock>(std::move(target), std::move(token), std::nullopt);
+}
+
+// After a refused UNLOCK. Servers have many words for a lock that has ended.
+bool mayStillBeHeld(const HeldLock& lock, int32_t refusal) {
+    if (refusal == 404 || refusal == 409 || refusal == 412) return false;  // RFC 4918, 9.11.1
+    try {
+        const PropertyAnswer answer = askProperty(*lock.target, "lockdiscovery");
+        if (answer.multistatus.empty()) return answer.status != 404;
+        const auto locks = parseActiveLocks(answer.multistatus);
+        return std::any_of(locks.begin(), locks.end(), [&lock](const ActiveLock& active) {
+            return active.token.empty() || active.token == lock.token;
+        });
+    } catch (const Failure&) {
+        return true;
+    }
 }
 
 void tellLockLeft(const HeldLock& lock, std::string_view why) {
@@ -131,9 +147,7 @@ void HeldLock::unlock(int32_t& status) {
         tellLockLeft(*this, failure.what());
         throw;
     }
-    // 404, 409, 412: no such resource, or not locked with this token any more.
-    const bool gone = status == 404 || status == 409 || status == 412;
-    if (!isSuccess(status) && !gone) {
+    if (!isSuccess(status) && mayStillBeHeld(*this, status)) {
         tellLockLeft(*this, fmt::format("the server answered {}", status));
     }
 }

@@ -2,9 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <numeric>
+#include <thread>
 
 #include "platform/status.hpp"
 #include "platform/transcoder.hpp"
+#include "platform/weblnk/lock.hpp"
 #include "tests/support/apache.hpp"
 #include "tests/support/files.hpp"
 #include "tests/support/scripted_server.hpp"
@@ -355,6 +357,50 @@ TEST(WeblnkWritingOnApache, aWholeCycle) {
     EXPECT_EQ(driven.client(server.url("sub")).remove(), "204");
     EXPECT_EQ(driven.client(server.url("sub/")).head(), "404");
     EXPECT_EQ(server.connections(), 1);
+}
+
+TEST(WeblnkWritingOnApache, aLockIsRenewedAndAdopted) {
+    Apache server;
+    server.addMember("a", "old");
+    Driven driven;
+    auto client = driven.client(server.url("a"));
+    EXPECT_EQ(client.takeLock({0, 77, nullptr, 0}), "200 lock");
+    auto& held = static_cast<vxhost::HeldLock&>(*client.lock);
+    EXPECT_NO_THROW(held.refresh());
+    const std::string token = held.token;
+    client.lock.reset();
+    EXPECT_EQ(client.put({"x"}), "423");
+
+    const vx::LockBlock adopt{vx::LOCK_BLOCK_ADOPT, 0, token.data(), token.size()};
+    auto later = driven.client(server.url("a"));
+    EXPECT_EQ(later.takeLock(adopt), "200 lock");
+    EXPECT_EQ(later.unlock(), "204");
+    EXPECT_EQ(driven.sentences().find("quillon unlock"), std::string::npos);
+    EXPECT_EQ(later.unlock(), "400");  // Apache's word for a lock that is gone
+    EXPECT_EQ(driven.sentences(), "");
+    later.lock.reset();
+    EXPECT_EQ(client.put({"x"}), "204");
+    EXPECT_EQ(server.transcript(),
+              "LOCK /a 200\nLOCK /a 200\nPUT /a 423\nPROPFIND /a 207\nUNLOCK /a 204\n"
+              "UNLOCK /a 400\nPROPFIND /a 207\nPUT /a 204\n");
+}
+
+TEST(WeblnkWritingOnApache, contextsAreUsedInThreadsOfTheirOwn) {
+    Apache server;
+    std::vector<std::thread> threads;
+    for (const std::string name : {"a", "b", "c", "d"}) {
+        threads.emplace_back([&server, name] {
+            Driven driven;
+            auto client = driven.client(server.url(name));
+            const std::string expected = "200 [" + name + ']';
+            for (int i = 0; i < 20; ++i) {
+                EXPECT_EQ(client.put({name}), i == 0 ? "201" : "204");
+                EXPECT_EQ(client.get(), expected);
+            }
+        });
+    }
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(server.connections(), 4);
 }
 
 TEST(WeblnkWritingOnApache, whatChangedSinceTheGetIsNotOverwritten) {
