@@ -130,11 +130,15 @@ void addGet(CLI::App& program, Invocation& invocation) {
     auto options = std::make_shared<GetOptions>();
     CLI::App* command = program.add_subcommand("get", "Fetch members into local files");
     command->add_option("URL", options->urls, "Members; - writes them to the standard output")
+        ->type_name("")
         ->required();
-    auto* file = command->add_option("-o,--output", options->file,
-                                     "Name of the local file; - is the standard output");
+    auto* file = command
+                     ->add_option("-o,--output", options->file,
+                                  "Name of the local file; - is the standard output")
+                     ->type_name("FILE");
     command->add_option("-O,--directory", options->directory, "Where the local files go")
-        ->check(CLI::ExistingDirectory)
+        ->type_name("DIRECTORY")
+        ->check(CLI::Validator(CLI::ExistingDirectory).description(""))
         ->excludes(file);
     command->footer(
         "A local file appears when all of it has come, with the server's date; one that is\n"

@@ -61,12 +61,16 @@ Result<Properties> look(Session& session, const Address& address) {
     return properties;
 }
 
+// The parent of a collection need not be one, nor be open to this person.
+bool parentMayBeClosed(Kind kind) {
+    return kind == Kind::notFound || kind == Kind::refused || kind == Kind::notAuthorized;
+}
+
 int run(Session& session, InfoOptions& options) {
     Result<Address> address = parseUrl(options.url);
     if (!address) return exitCode(address.error().kind);
     Result<Properties> properties = look(session, *address);
-    // The parent of a collection need not be one, nor open to this person.
-    if (!properties && address->namesMember() && properties.error().kind != Kind::interrupted) {
+    if (!properties && address->namesMember() && parentMayBeClosed(properties.error().kind)) {
         Result<Properties> itself = look(session, address->asCollection());
         if (itself) properties = std::move(itself);
     }
@@ -85,7 +89,7 @@ int run(Session& session, InfoOptions& options) {
 void addInfo(CLI::App& program, Invocation& invocation) {
     auto options = std::make_shared<InfoOptions>();
     CLI::App* command = program.add_subcommand("info", "Show the properties of a member");
-    command->add_option("URL", options->url, "A member or a collection")->required();
+    command->add_option("URL", options->url, "A member or a collection")->type_name("")->required();
     command->add_flag("--json", options->json, "An object");
     command->footer(
         "Examples:\n"

@@ -38,6 +38,20 @@ void describe(CLI::App& program, CommonOptions& options) {
         exitCodeHelp());
 }
 
+// Other people see the arguments of a process: credentials in URLs do not stay there.
+void hideCredentials(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        char* host = std::strstr(argv[i], "://");
+        if (host == nullptr) continue;
+        host += 3;
+        for (char* at = host + std::strcspn(host, "/"); at > host; --at) {
+            if (at[-1] != '@') continue;
+            std::memset(host, '*', static_cast<size_t>(at - 1 - host));
+            break;
+        }
+    }
+}
+
 // A full disk shows when the last bytes are written.
 int withOutputWritten(int code) {
     const bool written = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
@@ -60,6 +74,7 @@ int runProgram(int argc, char** argv) {
     } catch (const CLI::ParseError& problem) {
         return program.exit(problem) == 0 ? EXIT_DONE : EXIT_USAGE;
     }
+    hideCredentials(argc, argv);
     Session session(invocation.common);
     return withOutputWritten(invocation.run(session));
 }

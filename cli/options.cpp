@@ -16,13 +16,13 @@ void addCommonOptions(CLI::App& program, CommonOptions& options) {
         .add_option("--ca-file", options.caFile,
                     "Trust the certificate authorities of this PEM file alone")
         ->type_name("FILE")
-        ->check(CLI::ExistingFile);
+        ->check(CLI::Validator(CLI::ExistingFile).description(""));
     program.add_flag("--insecure", options.insecure, "Accept any certificate");
     program
         .add_option("--timeout", options.timeoutSeconds,
                     "Give up when nothing moves for so long (30 to connect, 60 in a transfer)")
         ->type_name("SECONDS")
-        ->check(CLI::Range(1, 86400));
+        ->check(CLI::Validator(CLI::Range(1, 86400)).description(""));
     program.add_flag("-v,--verbose", options.verbosity,
                      "Show what is done; twice: the requests, too");
 }

@@ -120,6 +120,16 @@ TEST_F(Faults, aSignalEndsAFetchAndLeavesNothing) {
     }
 }
 
+TEST_F(Faults, credentialsOfAUrlDoNotStayAmongTheArguments) {
+    server.on("GET", "/c/file", Answer(200, "content").stalledAfter(3));
+    const std::string url = server.url("c/file");
+    support::RunningProcess program(command({"get", "http://ann:secret@" + url.substr(7)}));
+    ASSERT_TRUE(server.waitForRequests(4));
+    const auto arguments = support::readFile("/proc/" + std::to_string(program.pid()) + "/cmdline");
+    EXPECT_NE(arguments.find("c/file"), std::string::npos);
+    EXPECT_EQ(arguments.find("secret"), std::string::npos);
+}
+
 TEST_F(Faults, aReaderThatGoesAwayIsNoCrash) {
     server.on("GET", "/c/file", Answer(200, std::string(1'000'000, 'x')));
     const support::Outcome outcome =
