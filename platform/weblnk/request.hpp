@@ -33,6 +33,7 @@ struct Request {
     std::vector<std::string> headers;
     std::string document;            // an XML body; empty: none
     UploadSource* upload = nullptr;  // the body of a PUT
+    bool expects = true;             // a large upload waits for 100 Continue
     BodySink* sink = nullptr;
     // Sent again on a failing connection, 429 or 503; else never, since it might be done twice.
     bool repeatable = false;

@@ -63,6 +63,12 @@ void Session::bind(const Target& target) {
 Answer Session::send(const Target& target, const Request& request) {
     bind(target);
     Answer answer = transfer(target, request);
+    if (answer.status == 417 && request.upload && request.expects) {
+        Request impatient = request;
+        impatient.expects = false;
+        request.upload->rewind();
+        return send(target, impatient);
+    }
     // A server may begin anew (another key for its nonces, another scheme): what is known of it is
     // then worthless, and a 401 says that nothing was done yet.
     if (answer.status == 401 && scheme_ != AuthScheme::UNKNOWN) {

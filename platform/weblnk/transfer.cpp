@@ -86,7 +86,7 @@ void Transfer::addHeader(const char* line) {
 void Transfer::setHeaders() {
     for (const auto& line : request_.headers) addHeader(line.c_str());
     if (!request_.document.empty()) addHeader("Content-Type: application/xml; charset=utf-8");
-    const bool large = request_.upload &&
+    const bool large = request_.upload && request_.expects &&
                        request_.upload->length().value_or(expectThreshold + 1) > expectThreshold;
     addHeader(large ? "Expect: 100-continue" : "Expect:");
     setOption(easy_, CURLOPT_HTTPHEADER, headers_.get());
@@ -158,9 +158,12 @@ bool Transfer::beginAttempt() {
     if (sent_ && !answered_ && !request_.repeatable) {
         fail(WEBLNK_CUT_OFF, "the connection ended before the server answered");
     }
+    // After a 417 curl goes on over the same connection, but some servers end it there, or still
+    // wait for the body: the caller begins anew.
+    enough_ = sent_ && answer_.status == 417;
     sent_ = true;
     answered_ = false;
-    return true;
+    return !enough_;
 }
 
 bool Transfer::takeHeader(std::string_view line) {
