@@ -2,13 +2,20 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "cli/command.hpp"
+#include "cli/complete.hpp"
 #include "cli/interrupt.hpp"
+#include "cli/man_page.hpp"
 #include "cli/report.hpp"
 #include "cli/terminal.hpp"
 
@@ -62,6 +69,20 @@ int withOutputWritten(int code) {
     return EXIT_LOCAL;
 }
 
+// For shells and packagers, and not in --help: these take words that are not for the parser.
+std::optional<int> runHidden(const CLI::App& program, std::vector<std::string> words) {
+    const std::string command = words.empty() ? "" : words.front();
+    if (command == "__complete") {
+        words.erase(words.begin());
+        complete(program, std::move(words));
+        return EXIT_DONE;
+    }
+    if (command != "__man") return std::nullopt;
+    const std::string page = manPage(program, words.size() > 1 ? words[1] : "");
+    fmt::print("{}", page);
+    return page.empty() ? EXIT_USAGE : EXIT_DONE;
+}
+
 int runProgram(int argc, char** argv) {
     CLI::App program("WebDAV at the command line: list, fetch, change and write back");
     Invocation invocation;
@@ -69,6 +90,9 @@ int runProgram(int argc, char** argv) {
     addLs(program, invocation);
     addInfo(program, invocation);
     addGet(program, invocation);
+    if (const auto code = runHidden(program, {argv + std::min(argc, 1), argv + argc})) {
+        return withOutputWritten(*code);
+    }
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError& problem) {

@@ -11,9 +11,11 @@
 namespace quillon::cli {
 namespace {
 
+bool mayAsk = true;
+
 class Terminal {
 public:
-    Terminal() : descriptor_(open("/dev/tty", O_RDWR | O_CLOEXEC)) {}
+    Terminal() : descriptor_(mayAsk ? open("/dev/tty", O_RDWR | O_CLOEXEC) : -1) {}
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
     ~Terminal() {
@@ -57,6 +59,10 @@ private:
 
 bool canPrompt() {
     return static_cast<bool>(Terminal());
+}
+
+void neverPrompt() {
+    mayAsk = false;
 }
 
 Result<std::string> promptLine(const std::string& question) {

@@ -8,7 +8,8 @@
 
 namespace quillon::cli {
 
-bool canPrompt();  // there is a terminal
+bool canPrompt();    // there is a terminal
+void neverPrompt();  // from now on, as if there were none
 
 Result<std::string> promptLine(const std::string& question);
 // What is typed is not shown, and the terminal is as before however this ends.
