@@ -1,0 +1,65 @@
+// Lists a collection and fetches one of its members:
+//
+//     fetch https://dav.example.org/reports/q3.csv [USER] <password-file
+#include <client/collection.hpp>
+#include <filesystem>
+#include <iostream>
+#include <string>
+
+namespace {
+
+int complain(const quillon::Error& error) {
+    for (const std::string& sentence : error.sentences) std::cerr << sentence << '\n';
+    return 1;
+}
+
+quillon::Login readLogin(const char* user) {
+    quillon::Login login;
+    if (user == nullptr) return login;
+    login.user = user;
+    std::string line;
+    std::getline(std::cin, line);
+    login.password = quillon::Secret(line);
+    quillon::wipe(line);
+    return login;
+}
+
+void print(const quillon::Listing& listing) {
+    for (const quillon::Entry entry : listing) {
+        std::cout << entry.name() << (entry.isCollection() ? "/" : "") << '\t' << entry.size()
+                  << '\n';
+    }
+}
+
+// Each step gives a value or an Error. The collection, its connection and its cache directory are
+// gone when the last object that was made from it is.
+int run(const char* url, const char* user) {
+    const auto address = quillon::Address::parse(url);
+    if (!address) return complain(address.error());
+    const auto extension = quillon::Extension::load({});
+    if (!extension) return complain(extension.error());
+    auto collection = quillon::Collection::open(*extension, *address, readLogin(user));
+    if (!collection) return complain(collection.error());
+
+    const auto listing = collection->list();
+    if (!listing) return complain(listing.error());
+    print(*listing);
+    if (!address->namesMember()) return 0;
+
+    auto member = collection->member(address->segment());
+    if (!member) return complain(member.error());
+    // Nobody's name leads out of this directory.
+    const auto destination = std::filesystem::path(address->name()).filename();
+    const auto fetched = member->fetchTo(destination);
+    if (!fetched) return complain(fetched.error());
+    std::cout << "fetched " << destination.string() << '\n';
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc == 2 || argc == 3) return run(argv[1], argc == 3 ? argv[2] : nullptr);
+    std::cerr << "usage: fetch URL [USER], the password on standard input\n";
+    return 2;
+}

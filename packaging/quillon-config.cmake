@@ -1,0 +1,16 @@
+# find_package(quillon): quillon::client, the C++ face; quillon::records, the records that a host
+# and the extension share; quillon::extension, the library that a host loads with dlopen.
+include(CMakeFindDependencyMacro)
+find_dependency(CURL)
+find_dependency(EXPAT)
+find_dependency(fmt)
+find_dependency(PkgConfig)
+if(NOT TARGET PkgConfig::SODIUM)
+  pkg_check_modules(SODIUM QUIET IMPORTED_TARGET libsodium)
+endif()
+if(NOT TARGET PkgConfig::SODIUM)
+  set(quillon_FOUND FALSE)
+  set(quillon_NOT_FOUND_MESSAGE "quillon needs libsodium.")
+  return()
+endif()
+include(${CMAKE_CURRENT_LIST_DIR}/quillon-targets.cmake)
