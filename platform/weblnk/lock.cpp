@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/journal.hpp"
 #include "platform/logger.hpp"
@@ -15,6 +16,7 @@
 #include "platform/weblnk/exchange.hpp"
 #include "platform/weblnk/operate.hpp"
 #include "platform/weblnk/properties.hpp"
+#include "platform/weblnk/repeats.hpp"
 
 namespace vxhost {
 namespace {
@@ -80,6 +82,31 @@ bool mayStillBeHeld(const HeldLock& lock, int32_t refusal) {
     }
 }
 
+Request unlockRequest(const Target& target, const std::string& token) {
+    Request request = requestFor(target, "UNLOCK");
+    request.headers = {fmt::format("Lock-Token: <{}>", token)};
+    request.uninterrupted = true;
+    return request;
+}
+
+Answer sendLock(const Target& target, const vx::LockParms& parms) {
+    Request request = requestFor(target, "LOCK");
+    request.headers = {"Depth: 0", timeoutHeader(wantedTimeout(parms.block))};
+    request.document = lockInfo(parms);
+    request.uninterrupted = true;
+    return exchange(target, std::move(request));
+}
+
+// A holder whose PUT answered 412 takes its lock for lost and asks for another one. When it was the
+// entity tag that did not fit, the old lock is still there and in the way of the new one.
+Answer askForLock(Target& target, const vx::LockParms& parms) {
+    const std::string forsaken = std::exchange(target.forsakenToken, {});
+    Answer answer = sendLock(target, parms);
+    if (answer.status != 423 || forsaken.empty()) return answer;
+    if (!isSuccess(exchange(target, unlockRequest(target, forsaken)).status)) return answer;
+    return sendLock(target, parms);
+}
+
 void tellLockLeft(const HeldLock& lock, std::string_view why) {
     journalSentence(lock.target->journal, vx::JOURNAL_FAILURE,
                     fmt::format("{} stays locked ({}). To unlock it: quillon unlock {} --token {}",
@@ -106,6 +133,7 @@ HeldLock::HeldLock(std::shared_ptr<Target> held, std::string itsToken,
 
 HeldLock::~HeldLock() {
     std::erase(target->locks, this);
+    if (!given_) target->forsakenToken = token;
 }
 
 void HeldLock::granted(std::optional<uint32_t> timeout) {
@@ -138,11 +166,9 @@ void HeldLock::refresh() {
 }
 
 void HeldLock::unlock(int32_t& status) {
-    Request request = requestFor(*target, "UNLOCK");
-    request.headers = {fmt::format("Lock-Token: <{}>", token)};
-    request.lastWord = true;
+    given_ = true;
     try {
-        status = exchange(*target, std::move(request)).status;
+        status = exchange(*target, unlockRequest(*target, token)).status;
     } catch (const Failure& failure) {
         tellLockLeft(*this, failure.what());
         throw;
@@ -173,10 +199,8 @@ vx::LockObject* lock(CurlClient& client, const vx::LockParms& parms, int32_t& st
         status = 200;
         return adopted.release();
     }
-    Request request = requestFor(*target, "LOCK");
-    request.headers = {"Depth: 0", timeoutHeader(wantedTimeout(parms.block))};
-    request.document = lockInfo(parms);
-    const Answer answer = exchange(*target, std::move(request));
+    throwIfInterrupted(target->settings);
+    const Answer answer = askForLock(*target, parms);
     status = answer.status;
     if (status == 423) tellHolder(*target, journal, answer);
     if (!isSuccess(status)) return nullptr;

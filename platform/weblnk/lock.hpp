@@ -28,6 +28,7 @@ struct HeldLock : vx::LockObject {
 private:
     using Clock = std::chrono::steady_clock;
     std::optional<uint32_t> timeout_;
+    bool given_ = false;  // back, or as well as could be done
     Clock::time_point since_;
 };
 

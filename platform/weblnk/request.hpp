@@ -37,7 +37,9 @@ struct Request {
     BodySink* sink = nullptr;
     // Sent again on a failing connection, 429 or 503; else never, since it might be done twice.
     bool repeatable = false;
-    bool lastWord = false;        // an UNLOCK: goes out even when the program was interrupted
+    // Ends by itself, within a short time, when the program is interrupted: an UNLOCK, which then
+    // still goes out, and a LOCK, whose answer holds the token without which nobody can unlock.
+    bool uninterrupted = false;
     bool follows301 = false;      // and 302; else only 307, 308 and an added final slash
     bool headerSuffices = false;  // a body of unknown length is not waited for
     bool endsAtSlash = false;     // an added slash is not followed: the answer is what counts

@@ -32,6 +32,7 @@ struct Target {
     vx::Logger* logger;    // may be null
     std::string etag;      // strong entity tag of the latest GET or PUT, or empty
     std::vector<HeldLock*> locks;
+    std::string forsakenToken;  // of the latest lock that was destroyed without an UNLOCK, or empty
 };
 
 // The client's URL as a request carries it: encoded, without credentials; empty for what is no

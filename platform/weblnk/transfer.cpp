@@ -17,14 +17,14 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr int pollInterval = 100;                 // ms until an interrupt is noticed
-constexpr std::chrono::seconds lastWordTime{10};  // for an UNLOCK of an interrupted program
-constexpr size_t keptText = 1 << 18;              // of an answer that no sink takes
-constexpr uint64_t readText = 4 * keptText;       // the rest is not waited for
-constexpr uint64_t mostHeaderBytes = 1 << 20;     // of one answer
-constexpr uint64_t expectThreshold = 1 << 20;     // bodies above it wait for 100 Continue
-constexpr long idleSecondsRepeatable = 60;        // of a connection that is used again
-constexpr long idleSecondsOnce = 4;               // Apache's default closes after 5
+constexpr int pollInterval = 100;              // ms until an interrupt is noticed
+constexpr std::chrono::seconds graceTime{10};  // for a LOCK or UNLOCK of an interrupted program
+constexpr size_t keptText = 1 << 18;           // of an answer that no sink takes
+constexpr uint64_t readText = 4 * keptText;    // the rest is not waited for
+constexpr uint64_t mostHeaderBytes = 1 << 20;  // of one answer
+constexpr uint64_t expectThreshold = 1 << 20;  // bodies above it wait for 100 Continue
+constexpr long idleSecondsRepeatable = 60;     // of a connection that is used again
+constexpr long idleSecondsOnce = 4;            // Apache's default closes after 5
 
 // The handle is in the multi handle for the time of a run; taking it out of a running transfer
 // closes its connection.
@@ -202,7 +202,7 @@ bool Transfer::takeBody(std::string_view piece) {
 void Transfer::watch() {
     const Settings& settings = target_.settings;
     if (settings.interrupted && settings.interrupted->load(std::memory_order_relaxed)) {
-        if (!request_.lastWord || Clock::now() - begun_ > lastWordTime) {
+        if (!request_.uninterrupted || Clock::now() - begun_ > graceTime) {
             fail(WEBLNK_INTERRUPTED, "interrupted");
         }
     }

@@ -51,7 +51,8 @@ std::shared_ptr<Target> makeTarget(const Settings& settings, const vx::ClientPar
                .journal = parms.journal,
                .logger = findLogger(view(parms.channel, parms.channelLength)),
                .etag = {},
-               .locks = {}});
+               .locks = {},
+               .forsakenToken = {}});
 }
 
 vx::Client* createClient(const Settings& settings, const vx::ClientParms& parms,
