@@ -123,4 +123,19 @@ Result<void> putInPlace(const fs::path& source, const fs::path& destination,
     return {};
 }
 
+Result<void> linkOrCopy(const fs::path& source, const fs::path& path) {
+    struct stat there {};
+    if (stat(source.c_str(), &there) != 0) return fileError("Cannot read", source, errno);
+    if (S_ISDIR(there.st_mode)) return fileError("Cannot read", source, EISDIR);
+    if (S_ISREG(there.st_mode)) {
+        if (access(source.c_str(), R_OK) != 0) return fileError("Cannot read", source, errno);
+        std::error_code problem;
+        fs::remove(path, problem);
+        fs::create_symlink(fs::absolute(source), path, problem);
+        if (!problem) return {};
+    }
+    const int flags = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC;
+    return copyInto(source, Descriptor(open(path.c_str(), flags, 0600)), path);
+}
+
 }  // namespace quillon

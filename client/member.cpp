@@ -83,11 +83,19 @@ Result<Properties> Member::info() {
     return propertiesOf(*state_->handle, url());
 }
 
+std::optional<Properties> Member::lastInfo() const {
+    if (state_->handle->fileInfo == nullptr) return std::nullopt;
+    return propertiesOf(*state_->handle, url());
+}
+
 const std::filesystem::path& Member::file() const {
     return state_->file;
 }
 
 Result<Fetched> Member::fetch() {
+    std::error_code none;
+    if (std::filesystem::is_symlink(state_->file, none))
+        std::filesystem::remove(state_->file, none);
     vx::GetReport report{};
     vx::FileGetParms parms{};
     parms.options = reinterpret_cast<vx::Word>(&report);
@@ -124,6 +132,10 @@ Result<void> Member::store(const StoreOptions& options) {
     return outcome(
         state_->operations().quillonFilePut(state_->handle, nullptr, begin(state_->journal)),
         state_->journal);
+}
+
+Result<void> Member::copyFrom(const std::filesystem::path& source) {
+    return linkOrCopy(source, state_->file);
 }
 
 Result<Protection> Member::lock(const LockOptions& options) {
@@ -184,6 +196,12 @@ void Member::abandonLock() {
 }
 
 Result<void> Member::remove(std::optional<Time> olderThan) {
+    // DELETE without a final slash takes a whole collection with it, too.
+    const Result<Properties> properties = info();
+    if (!properties) return properties.error();
+    if (properties->exists && properties->isCollection) {
+        return localError(Kind::refused, "This is a collection, and was left alone.");
+    }
     vx::DeleteParms parms{};
     parms.fileHandle = state_->handle;
     parms.pathTranscoder = &vxhost::utf32ToUtf8();

@@ -60,6 +60,7 @@ public:
     bool exists() const;  // as last heard
 
     Result<Properties> info();
+    std::optional<Properties> lastInfo() const;  // what info and lock read last; asks nothing
 
     // The local copy: fetch makes it, store sends it. It may be written to at any time.
     const std::filesystem::path& file() const;
@@ -68,6 +69,9 @@ public:
     // file system. The old file there stays whole unless all went well, a new one takes its mode.
     Result<Fetched> fetchTo(const std::filesystem::path& destination);
     Result<void> store(const StoreOptions& options = {});
+    // Makes another local file the one that store sends; it must stay until then. It is not copied
+    // but for what is no regular file, which is read to its end now.
+    Result<void> copyFrom(const std::filesystem::path& source);
 
     Result<Protection> lock(const LockOptions& options = {});
     // No lock: notes the member's date, so that a store refuses to overwrite a later change.
@@ -80,7 +84,8 @@ public:
     // Leaves the lock on the server: the destructor will not give it back.
     void abandonLock();
 
-    // Refused when the member was created later than the time.
+    // Refused when the member was created later than the time, and for a collection, which
+    // removeCollection is for.
     Result<void> remove(std::optional<Time> olderThan = {});
     // The new name as a person says it. Never overwrites. Afterwards this still names the old one.
     Result<void> rename(std::string_view newName, std::optional<Time> olderThan = {});

@@ -3,6 +3,9 @@
 #include <cmath>
 #include <ctime>
 #include <limits>
+#include <string>
+
+#include "platform/weblnk/date.hpp"
 
 namespace quillon {
 namespace {
@@ -28,6 +31,11 @@ double localReference(Time time) {
     const double seconds = static_cast<double>(time.time_since_epoch().count()) / 1000;
     const double local = seconds + zoneSeconds();
     return local != 0 ? local : std::numeric_limits<double>::min();
+}
+
+std::optional<Time> parseTime(std::string_view text) {
+    const auto seconds = vxhost::parseDate(std::u32string(text.begin(), text.end()));
+    return seconds ? timeOf(*seconds) : std::nullopt;
 }
 
 }  // namespace quillon

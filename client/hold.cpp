@@ -1,0 +1,100 @@
+#include "client/hold.hpp"
+
+namespace quillon {
+namespace {
+
+// The server has locks, but none for this member: the right to it is missing, or names without a
+// member cannot be locked.
+bool noLockHere(const Error& error) {
+    if (error.code != Code::lockFailed) return false;
+    switch (error.httpStatus) {
+        case 403:
+        case 404:
+        case 405:
+        case 409:
+        case 501:
+            return true;
+    }
+    return false;
+}
+
+// The lock is not there any more: it ran out, was taken away, or went with the member.
+bool lockGone(const Error& error) {
+    return error.httpStatus == 404 || error.httpStatus == 409 || error.httpStatus == 412;
+}
+
+}  // namespace
+
+Hold::Hold(Hold&& other) noexcept
+    : member_(other.member_),
+      properties_(std::move(other.properties_)),
+      isNew_(other.isNew_),
+      locked_(std::exchange(other.locked_, false)),
+      madeEmpty_(other.madeEmpty_) {}
+
+Result<Hold> Hold::take(Member& member, const LockOptions& options) {
+    const bool wasMissing = !member.exists();
+    Hold hold(member);
+    if (Result<void> locked = hold.lock(options); !locked) return std::move(locked).error();
+    if (Result<void> looked = hold.look(wasMissing); !looked) return std::move(looked).error();
+    return hold;
+}
+
+Result<void> Hold::lock(const LockOptions& options) {
+    if (member_->locked()) return {};
+    Result<Protection> protection = member_->lock(options);
+    if (protection) {
+        locked_ = *protection == Protection::lock;
+        return {};
+    }
+    if (!noLockHere(protection.error())) return std::move(protection).error();
+    return member_->noteDate();
+}
+
+Result<void> Hold::look(bool wasMissing) {
+    std::optional<Properties> found = member_->lastInfo();
+    if (!found) {
+        Result<Properties> asked = member_->info();
+        if (!asked) return std::move(asked).error();
+        found = std::move(*asked);
+    }
+    properties_ = std::move(*found);
+    if (properties_.exists && properties_.isCollection) {
+        return localError(Kind::refused,
+                          "This is a collection, which has no content. End its URL with a slash "
+                          "to name what is in it.");
+    }
+    isNew_ = wasMissing && (!properties_.exists || properties_.size == 0);
+    madeEmpty_ = isNew_ && locked_ && properties_.exists;
+    if (wasMissing && !isNew_) {
+        return localError(Kind::changedOnServer,
+                          "Somebody else made this member just now; nothing was overwritten. "
+                          "Look at it, or choose another name.");
+    }
+    return {};
+}
+
+Result<void> Hold::store() {
+    StoreOptions options;
+    options.onlyNew = isNew_ && !member_->locked();
+    options.ifUnchanged = !options.onlyNew;
+    Result<void> stored = member_->store(options);
+    if (stored) isNew_ = madeEmpty_ = false;
+    return stored;
+}
+
+void Hold::dropEmpty() {
+    madeEmpty_ = false;
+    const Result<Properties> now = member_->info();
+    if (now && now->exists && now->size == 0) (void)member_->remove();
+}
+
+Result<void> Hold::release() {
+    if (!std::exchange(locked_, false)) return {};
+    if (madeEmpty_) dropEmpty();
+    Result<void> unlocked = member_->unlock();
+    if (!unlocked && lockGone(unlocked.error())) return {};
+    return unlocked;
+}
+
+}  // namespace quillon
