@@ -1,14 +1,46 @@
 #include "cli/command.hpp"
 
 #include "cli/report.hpp"
+#include "cli/shell_path.hpp"
 
 namespace quillon::cli {
 
-Result<Address> parseUrl(std::string& typed) {
-    Result<Address> address = Address::parse(typed);
+void addCommands(CLI::App& program, Invocation& invocation) {
+    addLs(program, invocation);
+    addInfo(program, invocation);
+    addGet(program, invocation);
+    addPut(program, invocation);
+    addEdit(program, invocation);
+    addRm(program, invocation);
+    addMv(program, invocation);
+    addMkcol(program, invocation);
+    addRmcol(program, invocation);
+    addLock(program, invocation);
+    addUnlock(program, invocation);
+}
+
+Result<Address> parseUrl(const Session& session, std::string& typed) {
+    Result<Address> address =
+        session.base ? resolveShellPath(*session.base, typed) : Address::parse(typed);
     wipe(typed);
     if (!address) report("use this URL", {}, address.error());
     return address;
+}
+
+int forEachUrl(Session& session, std::vector<std::string>& urls, const std::string& attempt,
+               const UrlAction& action) {
+    int code = EXIT_DONE;
+    for (std::string& url : urls) {
+        const Result<Address> address = parseUrl(session, url);
+        int failed = address ? EXIT_DONE : exitCode(address.error().kind);
+        if (address) {
+            const Result<void> done = action(*address);
+            if (!done) failed = report(attempt, address->url(), done.error());
+        }
+        if (code == EXIT_DONE) code = failed;
+        if (failed == EXIT_INTERRUPTED) return failed;
+    }
+    return code;
 }
 
 }  // namespace quillon::cli

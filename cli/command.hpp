@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "cli/exit_code.hpp"
 #include "cli/options.hpp"
@@ -23,9 +24,27 @@ struct Invocation {
 void addLs(CLI::App& program, Invocation& invocation);
 void addInfo(CLI::App& program, Invocation& invocation);
 void addGet(CLI::App& program, Invocation& invocation);
+void addPut(CLI::App& program, Invocation& invocation);
+void addEdit(CLI::App& program, Invocation& invocation);
+void addRm(CLI::App& program, Invocation& invocation);
+void addMv(CLI::App& program, Invocation& invocation);
+void addMkcol(CLI::App& program, Invocation& invocation);
+void addRmcol(CLI::App& program, Invocation& invocation);
+void addLock(CLI::App& program, Invocation& invocation);
+void addUnlock(CLI::App& program, Invocation& invocation);
+void addShell(CLI::App& program, Invocation& invocation);
 
-// What a person typed as a URL; its credentials, if it has some, are taken out and the text wiped.
-// A failure has been reported.
-Result<Address> parseUrl(std::string& typed);
+// All but the shell, which has them too.
+void addCommands(CLI::App& program, Invocation& invocation);
+
+// What a person typed as a URL, or in a shell as a name; its credentials, if it has some, are taken
+// out and the text wiped. A failure has been reported.
+Result<Address> parseUrl(const Session& session, std::string& typed);
+
+// Runs an action for each URL in turn, whose failures it reports with what was attempted: a
+// failure is not the end of the others, an interrupt is. The code is that of the first failure.
+using UrlAction = std::function<Result<void>(const Address&)>;
+int forEachUrl(Session& session, std::vector<std::string>& urls, const std::string& attempt,
+               const UrlAction& action);
 
 }  // namespace quillon::cli

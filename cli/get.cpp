@@ -110,18 +110,8 @@ int run(Session& session, GetOptions& options) {
         complain("-o names one file for several URLs. Use -O to fetch into a directory.");
         return EXIT_USAGE;
     }
-    int code = EXIT_DONE;
-    for (std::string& url : options.urls) {
-        const Result<Address> address = parseUrl(url);
-        int failed = address ? EXIT_DONE : exitCode(address.error().kind);
-        if (address) {
-            const Result<void> fetched = fetch(session, *address, options);
-            if (!fetched) failed = report("fetch", address->url(), fetched.error());
-        }
-        if (code == EXIT_DONE) code = failed;
-        if (failed == EXIT_INTERRUPTED) return failed;
-    }
-    return code;
+    return forEachUrl(session, options.urls, "fetch",
+                      [&](const Address& address) { return fetch(session, address, options); });
 }
 
 }  // namespace

@@ -67,7 +67,7 @@ bool parentMayBeClosed(Kind kind) {
 }
 
 int run(Session& session, InfoOptions& options) {
-    Result<Address> address = parseUrl(options.url);
+    Result<Address> address = parseUrl(session, options.url);
     if (!address) return exitCode(address.error().kind);
     Result<Properties> properties = look(session, *address);
     if (!properties && address->namesMember() && parentMayBeClosed(properties.error().kind)) {

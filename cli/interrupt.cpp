@@ -11,7 +11,10 @@ namespace {
 std::atomic<bool> flag{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler sets it");
 
-void onSignal(int) {
+volatile sig_atomic_t latest = 0;
+
+void onSignal(int number) {
+    latest = number;
     if (flag.exchange(true)) _exit(EXIT_INTERRUPTED);
 }
 
@@ -33,6 +36,12 @@ void catchInterrupts() {
 
 const std::atomic<bool>& interruptFlag() {
     return flag;
+}
+
+bool forgetInterrupt() {
+    if (latest != SIGINT) return false;
+    flag = false;
+    return true;
 }
 
 }  // namespace quillon::cli

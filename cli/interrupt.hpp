@@ -14,4 +14,8 @@ inline bool interrupted() {
     return interruptFlag().load();
 }
 
+// For a shell, whose commands alone are interrupted by SIGINT: true when that is all that came.
+// Then it is forgotten.
+bool forgetInterrupt();
+
 }  // namespace quillon::cli

@@ -122,7 +122,7 @@ std::optional<Properties> findMember(Session& session, const Address& address) {
 // A URL without a final slash may mean either: a listing that fails or holds nothing is not enough
 // to tell, since some servers list a member as an empty collection.
 int run(Session& session, LsOptions& options) {
-    const Result<Address> address = parseUrl(options.url);
+    const Result<Address> address = parseUrl(session, options.url);
     if (!address) return exitCode(address.error().kind);
     const Result<Listing> listing = listCollection(session, address->asCollection());
     const bool unsure =

@@ -87,9 +87,7 @@ int runProgram(int argc, char** argv) {
     CLI::App program("WebDAV at the command line: list, fetch, change and write back");
     Invocation invocation;
     describe(program, invocation.common);
-    addLs(program, invocation);
-    addInfo(program, invocation);
-    addGet(program, invocation);
+    addCommands(program, invocation);
     if (const auto code = runHidden(program, {argv + std::min(argc, 1), argv + argc})) {
         return withOutputWritten(*code);
     }

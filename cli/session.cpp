@@ -13,6 +13,8 @@ namespace {
 constexpr int LOG_WIRE = 1;
 constexpr int LOG_OPERATIONS = 2;
 
+constexpr size_t MOST_KEPT = 8;  // open collections
+
 void logToStderr(int, std::string_view channel, std::string_view text) {
     fmt::print(stderr, "[{}] {}\n", channel, harmless(text));
 }
@@ -53,21 +55,53 @@ Result<Extension> Session::extension() {
 
 Result<std::shared_ptr<Collection>> Session::open(const Address& address,
                                                   const OpenOptions& options) {
-    const bool same = kept_ != nullptr && kept_->url() == address.collection() &&
-                      keptUser_ == address.user() && keptOptions_.cache == options.cache &&
-                      keptOptions_.cacheParent == options.cacheParent;
-    if (same) return kept_;
-    kept_.reset();
+    for (const Kept& kept : kept_) {
+        const bool same = kept.collection->url() == address.collection() &&
+                          kept.user == address.user() && kept.options.cache == options.cache &&
+                          kept.options.cacheParent == options.cacheParent;
+        if (same) return kept.collection;
+    }
     const Result<Extension> loaded = extension();
     if (!loaded) return loaded.error();
     Result<Collection> opened = withLogin(address, [&](const Login& login) {
         return Collection::open(*loaded, address, login, options);
     });
     if (!opened) return std::move(opened).error();
-    kept_ = std::make_shared<Collection>(std::move(*opened));
-    keptUser_ = address.user();
-    keptOptions_ = options;
-    return kept_;
+    if (kept_.size() == MOST_KEPT) kept_.pop_front();
+    kept_.push_back({std::make_shared<Collection>(std::move(*opened)), address.user(), options});
+    return kept_.back().collection;
+}
+
+Result<std::shared_ptr<Member>> Session::member(const Address& address) {
+    if (auto locked = lockedMember(address)) return locked;
+    if (!address.namesMember()) {
+        return localError(Kind::usage,
+                          "This is a collection, which has no content. Name a member of it.");
+    }
+    const auto collection = open(address);
+    if (!collection) return collection.error();
+    Result<Member> member = (*collection)->member(address.segment());
+    if (!member) return std::move(member).error();
+    return std::make_shared<Member>(std::move(*member));
+}
+
+void Session::keepLocked(const Address& address, std::shared_ptr<Member> member) {
+    locked_[address.url()] = std::move(member);
+}
+
+std::shared_ptr<Member> Session::lockedMember(const Address& address) const {
+    const auto found = locked_.find(address.url());
+    return found == locked_.end() ? nullptr : found->second;
+}
+
+void Session::forgetLocked(const Address& address) {
+    locked_.erase(address.url());
+}
+
+std::vector<std::string> Session::lockedUrls() const {
+    std::vector<std::string> urls;
+    for (const auto& [url, member] : locked_) urls.push_back(url);
+    return urls;
 }
 
 }  // namespace quillon::cli

@@ -2,10 +2,13 @@
 // does to several URLs.
 #pragma once
 
+#include <deque>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "cli/credentials.hpp"
 #include "cli/options.hpp"
@@ -35,9 +38,21 @@ public:
         return login->user.empty() ? withoutLogin(result.error()) : std::move(result).error();
     }
 
-    // The address's collection; the one opened last is kept for a next call that asks for the same.
+    // The address's collection; those opened last are kept for later calls that ask for the same.
     Result<std::shared_ptr<Collection>> open(const Address& address,
                                              const OpenOptions& options = {});
+
+    // The address's member, for its change; one that is kept under its lock serves again.
+    Result<std::shared_ptr<Member>> member(const Address& address);
+
+    // Locks that outlive the command that took them, until they are given back.
+    void keepLocked(const Address& address, std::shared_ptr<Member> member);
+    std::shared_ptr<Member> lockedMember(const Address& address) const;  // null: not kept
+    void forgetLocked(const Address& address);
+    std::vector<std::string> lockedUrls() const;
+
+    // Where the names of a shell's arguments are; nothing when arguments are URLs.
+    std::optional<Address> base;
 
     Progress& progress() { return progress_; }
 
@@ -49,9 +64,13 @@ private:
     Progress progress_;
     std::optional<Extension> extension_;
 
-    std::shared_ptr<Collection> kept_;
-    std::string keptUser_;  // that its URL named
-    OpenOptions keptOptions_;
+    struct Kept {
+        std::shared_ptr<Collection> collection;
+        std::string user;  // that its URL named
+        OpenOptions options;
+    };
+    std::deque<Kept> kept_;                                  // the latest is the last
+    std::map<std::string, std::shared_ptr<Member>> locked_;  // by URL
 };
 
 }  // namespace quillon::cli

@@ -1,0 +1,101 @@
+#include "cli/change.hpp"
+
+#include <fmt/format.h>
+
+#include <cstdlib>
+#include <fstream>
+
+#include "cli/hold_member.hpp"
+#include "cli/interrupt.hpp"
+#include "cli/report.hpp"
+#include "cli/work_copy.hpp"
+
+namespace quillon::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+// One change, from the member's content to the stored one.
+class Change {
+public:
+    Change(Session& session, const Address& address, const Changer& changer, Member& member,
+           Hold& hold)
+        : session_(session), url_(address.url()), changer_(changer), member_(member), hold_(hold) {}
+
+    int run(const std::string& name, bool lockedBefore) {
+        if (Result<void> fetched = fetch(name, lockedBefore); !fetched)
+            return fail(fetched.error());
+        Result<WorkCopy> copy = WorkCopy::make(member_.file(), name);
+        if (!copy) return fail(copy.error());
+        const int code = changer_.run(copy->file());
+        const Result<bool> changed = copy->changed();
+        const int end = !changed ? fail(changed.error()) : judge(*copy, code, *changed, name);
+        if (end != EXIT_DONE && (!changed || *changed)) keep(*copy);
+        return end;
+    }
+
+private:
+    ExitCode fail(const Error& error) { return report(changer_.attempt, url_, error); }
+
+    // A name that was locked before it had any content may answer 404.
+    Result<void> fetch(const std::string& name, bool lockedBefore) {
+        if (hold_.isNew()) return {};
+        session_.progress().start(name);
+        Result<Fetched> fetched = member_.fetch();
+        session_.progress().finish();
+        if (fetched) return {};
+        const bool onlyName = lockedBefore && fetched.error().kind == Kind::notFound;
+        if (!onlyName) return std::move(fetched).error();
+        std::ofstream(member_.file(), std::ios::trunc);
+        return {};
+    }
+
+    int judge(const WorkCopy& copy, int code, bool changed, const std::string& name) {
+        if (interrupted()) return fail(localError(Kind::interrupted, "Interrupted."));
+        if (code != EXIT_DONE) {
+            if (changed) complain(fmt::format("{}: nothing was stored", url_));
+            return code;
+        }
+        if (changed) return store(copy, name);
+        if (changer_.tellsUnchanged) fmt::print("{}: unchanged, nothing was stored\n", url_);
+        return EXIT_DONE;
+    }
+
+    int store(const WorkCopy& copy, const std::string& name) {
+        session_.progress().start(name);
+        Result<void> stored = member_.copyFrom(copy.file());
+        if (stored) stored = hold_.store();
+        session_.progress().finish();
+        return stored ? EXIT_DONE : fail(stored.error());
+    }
+
+    void keep(const WorkCopy& copy) {
+        const Result<fs::path> kept = copy.keep();
+        if (kept) return complain(fmt::format("your version is in {}", kept->string()));
+        report("keep your version", {}, kept.error());
+        complain(fmt::format("your version stays in {}", copy.file().string()));
+        (void)hold_.release();
+        std::_Exit(EXIT_LOCAL);  // an orderly end would remove it
+    }
+
+    Session& session_;
+    const std::string url_;
+    const Changer& changer_;
+    Member& member_;
+    Hold& hold_;
+};
+
+}  // namespace
+
+int changeMember(Session& session, const Address& address, const Changer& changer) {
+    const auto member = session.member(address);
+    if (!member) return report(changer.attempt, address.url(), member.error());
+    const bool lockedBefore = (*member)->locked();
+    Result<Hold> hold = Hold::take(**member);
+    if (!hold) return report(changer.attempt, address.url(), hold.error());
+    const int code =
+        Change(session, address, changer, **member, *hold).run(address.name(), lockedBefore);
+    return released(*hold, address, code);
+}
+
+}  // namespace quillon::cli

@@ -1,0 +1,45 @@
+// quillon edit: a member in the person's editor.
+#include <CLI/CLI.hpp>
+#include <memory>
+
+#include "cli/change.hpp"
+#include "cli/command.hpp"
+#include "cli/foreground.hpp"
+
+namespace quillon::cli {
+namespace {
+
+// An editor's exit code says no more than that it failed.
+int runEditor(const std::filesystem::path& file) {
+    return runForeground(editorWords(file)) == 0 ? EXIT_DONE : EXIT_LOCAL;
+}
+
+int run(Session& session, std::string& url) {
+    const Result<Address> address = parseUrl(session, url);
+    if (!address) return exitCode(address.error().kind);
+    return changeMember(session, *address,
+                        {.attempt = "edit", .tellsUnchanged = true, .run = runEditor});
+}
+
+}  // namespace
+
+void addEdit(CLI::App& program, Invocation& invocation) {
+    auto url = std::make_shared<std::string>();
+    CLI::App* command = program.add_subcommand("edit", "Change a member in your editor");
+    command->add_option("URL", *url, "A member; one that does not exist yet begins empty")
+        ->required();
+    command->footer(
+        "The member is locked, fetched, opened in $VISUAL, $EDITOR or vi, stored when it was\n"
+        "changed, and unlocked. Where the server has no locks, a change that somebody else made\n"
+        "meanwhile is noticed before anything is stored. Whenever your changes cannot be stored,\n"
+        "they are kept in a local file, which the message names.\n\n"
+        "An editor must wait until you are done: EDITOR=\"code --wait\", for example.\n\n"
+        "Examples:\n"
+        "  quillon edit https://example.org/dav/plan.txt\n"
+        "  EDITOR=nano quillon edit https://example.org/dav/plan.txt\n");
+    command->callback([url, &invocation] {
+        invocation.run = [url](Session& session) { return run(session, *url); };
+    });
+}
+
+}  // namespace quillon::cli

@@ -1,0 +1,21 @@
+// Points in time as people write them on the command line.
+#pragma once
+
+#include <chrono>
+#include <string_view>
+
+#include "client/result.hpp"
+#include "client/time.hpp"
+
+namespace quillon::cli {
+
+// RFC 3339 ("2026-11-24T20:32:05Z"), local time ("2026-11-24", "2026-11-24 20:32", with ":05"), or
+// an age in seconds, minutes, hours, days or weeks ("90s", "30m", "12h", "7d", "2w").
+Result<Time> parseTimeArgument(std::string_view text, Time now);
+Result<Time> parseTimeArgument(std::string_view text);  // an age counts from now
+
+inline constexpr auto TIME_HELP =
+    "TIME is an age (90s, 30m, 12h, 7d, 2w), a local time (2026-11-24, \"2026-11-24 20:32\") or\n"
+    "one with its zone (2026-11-24T20:32:05Z).\n";
+
+}  // namespace quillon::cli

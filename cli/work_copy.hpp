@@ -1,0 +1,35 @@
+// A member's content as a local file of the member's own name, for programs to change.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+#include "client/result.hpp"
+
+namespace quillon::cli {
+
+class WorkCopy {
+public:
+    // A copy of the original, which stays as it is; in a private folder beside it.
+    static Result<WorkCopy> make(const std::filesystem::path& original, const std::string& name);
+
+    WorkCopy(WorkCopy&& other) noexcept = default;
+    WorkCopy& operator=(WorkCopy&&) = delete;
+    ~WorkCopy();  // with everything that programs left beside it
+
+    const std::filesystem::path& file() const { return file_; }
+    Result<bool> changed() const;  // a file that is gone has not changed
+
+    // Moves the file to where it stays: to the working directory, else the person's home, else the
+    // one for temporary files; under its name with a number where that is taken.
+    Result<std::filesystem::path> keep() const;
+
+private:
+    WorkCopy(std::filesystem::path original, std::filesystem::path file)
+        : original_(std::move(original)), file_(std::move(file)) {}
+
+    std::filesystem::path original_;
+    std::filesystem::path file_;  // empty: moved from
+};
+
+}  // namespace quillon::cli
