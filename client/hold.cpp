@@ -20,7 +20,14 @@ bool noLockHere(const Error& error) {
 
 // The lock is not there any more: it ran out, was taken away, or went with the member.
 bool lockGone(const Error& error) {
-    return error.httpStatus == 404 || error.httpStatus == 409 || error.httpStatus == 412;
+    switch (error.httpStatus) {
+        case 400:
+        case 404:
+        case 409:
+        case 412:
+            return true;
+    }
+    return false;
 }
 
 }  // namespace

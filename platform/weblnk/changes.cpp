@@ -15,9 +15,10 @@ void change(Target& target, Request request, int32_t& status) {
     if (status == 423) tellHolder(target, target.journal, answer);
 }
 
-// Locks that the client holds itself must not stand in its own way (RFC 4918, 9.6 and 9.9.5).
+// A lock that the client holds itself must not stand in its own way (RFC 4918, 9.6 and 9.9.5), and
+// is none of the destination's.
 void submitLocks(const Target& target, Request& request) {
-    if (!target.locks.empty()) request.headers.push_back(target.locks.back()->condition());
+    if (!target.locks.empty()) request.headers.push_back(target.locks.back()->taggedCondition());
 }
 
 }  // namespace

@@ -151,6 +151,10 @@ std::string HeldLock::condition() const {
     return fmt::format("If: (<{}>)", token);
 }
 
+std::string HeldLock::taggedCondition() const {
+    return fmt::format("If: <{}> (<{}>)", target->url, token);
+}
+
 void HeldLock::refresh() {
     Request request = requestFor(*target, "LOCK");
     request.headers = {condition(), timeoutHeader(timeout_.value_or(defaultTimeout))};

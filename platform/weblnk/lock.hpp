@@ -21,6 +21,8 @@ struct HeldLock : vx::LockObject {
     void refresh();  // RFC 4918, 9.10.2; throws as exchange() does
     void unlock(int32_t& status);
     std::string condition() const;  // the If header that submits the token (10.4)
+    // The same for this resource alone, where a request is about another one, too.
+    std::string taggedCondition() const;
 
     const std::shared_ptr<Target> target;
     const std::string token;
