@@ -44,7 +44,9 @@ private:
         Result<Fetched> fetched = member_.fetch();
         session_.progress().finish();
         if (fetched) return {};
-        const bool onlyName = lockedBefore && fetched.error().kind == Kind::notFound;
+        const bool noContent = fetched.error().kind == Kind::notFound ||
+                               fetched.error().code == Code::methodNotAllowed;
+        const bool onlyName = lockedBefore && noContent;
         if (!onlyName) return std::move(fetched).error();
         std::ofstream(member_.file(), std::ios::trunc);
         return {};

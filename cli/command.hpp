@@ -18,6 +18,7 @@ namespace quillon::cli {
 
 struct Invocation {
     CommonOptions common;
+    bool inShell = false;  // a collection that is not named is the shell's
     std::function<int(Session&)> run;
 };
 

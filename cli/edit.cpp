@@ -27,6 +27,7 @@ void addEdit(CLI::App& program, Invocation& invocation) {
     auto url = std::make_shared<std::string>();
     CLI::App* command = program.add_subcommand("edit", "Change a member in your editor");
     command->add_option("URL", *url, "A member; one that does not exist yet begins empty")
+        ->type_name("")
         ->required();
     command->footer(
         "The member is locked, fetched, opened in $VISUAL, $EDITOR or vi, stored when it was\n"

@@ -39,7 +39,7 @@ const std::atomic<bool>& interruptFlag() {
 }
 
 bool forgetInterrupt() {
-    if (latest != SIGINT) return false;
+    if (!flag || latest != SIGINT) return false;
     flag = false;
     return true;
 }

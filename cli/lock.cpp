@@ -77,10 +77,12 @@ int run(Session& session, LockWords& words) {
 void addLock(CLI::App& program, Invocation& invocation) {
     auto words = std::make_shared<LockWords>();
     CLI::App* command = program.add_subcommand("lock", "Run a command while a member is locked");
-    command->add_option("URL", words->url, "A member")->required();
-    command->add_option("COMMAND", words->command,
-                        "Behind --; a local file with the member's content is its last argument, "
-                        "or stands in place of each {}, and $QUILLON_FILE names it");
+    command->add_option("URL", words->url, "A member")->type_name("")->required();
+    command
+        ->add_option("COMMAND", words->command,
+                     "Behind --; a local file with the member's content is its last argument, "
+                     "or stands in place of each {}, and $QUILLON_FILE names it")
+        ->type_name("");
     command->footer(
         "The member is fetched before, and stored after when the command changed the file. When\n"
         "the command fails, nothing is stored, the file is kept if it was changed, and the exit\n"

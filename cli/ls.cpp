@@ -146,7 +146,7 @@ void addLs(CLI::App& program, Invocation& invocation) {
     CLI::App* command = program.add_subcommand("ls", "List a collection");
     command->add_option("URL", options->url, "A collection, or one member")
         ->type_name("")
-        ->required();
+        ->required(!invocation.inShell);
     command->add_flag("-l,--long", options->details, "Sizes and dates of modification, too");
     command->add_flag("-a,--all", options->hidden, "Names that begin with a dot, too");
     command->add_flag("--json", options->json, "An array of objects");

@@ -88,6 +88,7 @@ int runProgram(int argc, char** argv) {
     Invocation invocation;
     describe(program, invocation.common);
     addCommands(program, invocation);
+    addShell(program, invocation);
     if (const auto code = runHidden(program, {argv + std::min(argc, 1), argv + argc})) {
         return withOutputWritten(*code);
     }

@@ -50,6 +50,7 @@ void addMkcol(CLI::App& program, Invocation& invocation) {
     auto options = std::make_shared<MkcolOptions>();
     CLI::App* command = program.add_subcommand("mkcol", "Create collections");
     command->add_option("URL", options->urls, "Collections, with or without final slash")
+        ->type_name("")
         ->required();
     command->add_flag("-p,--parents", options->parents,
                       "Those above, too, where they are missing; one that exists is no failure");

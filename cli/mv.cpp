@@ -43,8 +43,9 @@ int run(Session& session, MvOptions& options) {
 void addMv(CLI::App& program, Invocation& invocation) {
     auto options = std::make_shared<MvOptions>();
     CLI::App* command = program.add_subcommand("mv", "Rename a member within its collection");
-    command->add_option("URL", options->url, "A member or a collection")->required();
+    command->add_option("URL", options->url, "A member or a collection")->type_name("")->required();
     command->add_option("NEWNAME", options->newName, "As it is read: every character is the name's")
+        ->type_name("")
         ->required();
     command->footer(
         "A name that is taken is left alone, and nothing is renamed.\n\n"

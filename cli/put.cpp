@@ -127,6 +127,7 @@ void addPut(CLI::App& program, Invocation& invocation) {
         ->add_option("FILE... URL", options->operands,
                      "Local files, - is the standard input; then a collection with its final "
                      "slash, or the member that a single FILE becomes")
+        ->type_name("")
         ->required();
     auto* since = command->add_option("--if-unchanged-since", options->unchangedSince,
                                       "Replace only what was last changed by TIME");

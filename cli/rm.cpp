@@ -60,7 +60,9 @@ int run(Session& session, RmOptions& options) {
 void addRm(CLI::App& program, Invocation& invocation) {
     auto options = std::make_shared<RmOptions>();
     CLI::App* command = program.add_subcommand("rm", "Delete members");
-    command->add_option("URL", options->urls, "Members; collections are for rmcol")->required();
+    command->add_option("URL", options->urls, "Members; collections are for rmcol")
+        ->type_name("")
+        ->required();
     command
         ->add_option("--older-than", options->olderThan,
                      "Only those that were created by TIME, on a server that keeps such dates")

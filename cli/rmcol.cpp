@@ -57,6 +57,7 @@ void addRmcol(CLI::App& program, Invocation& invocation) {
     auto options = std::make_shared<RmcolOptions>();
     CLI::App* command = program.add_subcommand("rmcol", "Delete collections");
     command->add_option("URL", options->urls, "Collections, with or without final slash")
+        ->type_name("")
         ->required();
     command->add_flag("-r,--recursive", options->recursive, "With all that is in them");
     command->footer(

@@ -86,22 +86,22 @@ Result<std::shared_ptr<Member>> Session::member(const Address& address) {
 }
 
 void Session::keepLocked(const Address& address, std::shared_ptr<Member> member) {
-    locked_[address.url()] = std::move(member);
+    locked_.insert_or_assign(address.url(), Locked{address, std::move(member)});
 }
 
 std::shared_ptr<Member> Session::lockedMember(const Address& address) const {
     const auto found = locked_.find(address.url());
-    return found == locked_.end() ? nullptr : found->second;
+    return found == locked_.end() ? nullptr : found->second.member;
 }
 
 void Session::forgetLocked(const Address& address) {
     locked_.erase(address.url());
 }
 
-std::vector<std::string> Session::lockedUrls() const {
-    std::vector<std::string> urls;
-    for (const auto& [url, member] : locked_) urls.push_back(url);
-    return urls;
+std::vector<Address> Session::lockedAddresses() const {
+    std::vector<Address> addresses;
+    for (const auto& [url, locked] : locked_) addresses.push_back(locked.address);
+    return addresses;
 }
 
 }  // namespace quillon::cli

@@ -49,7 +49,7 @@ public:
     void keepLocked(const Address& address, std::shared_ptr<Member> member);
     std::shared_ptr<Member> lockedMember(const Address& address) const;  // null: not kept
     void forgetLocked(const Address& address);
-    std::vector<std::string> lockedUrls() const;
+    std::vector<Address> lockedAddresses() const;
 
     // Where the names of a shell's arguments are; nothing when arguments are URLs.
     std::optional<Address> base;
@@ -69,8 +69,12 @@ private:
         std::string user;  // that its URL named
         OpenOptions options;
     };
-    std::deque<Kept> kept_;                                  // the latest is the last
-    std::map<std::string, std::shared_ptr<Member>> locked_;  // by URL
+    struct Locked {
+        Address address;
+        std::shared_ptr<Member> member;
+    };
+    std::deque<Kept> kept_;                 // the latest is the last
+    std::map<std::string, Locked> locked_;  // by URL
 };
 
 }  // namespace quillon::cli

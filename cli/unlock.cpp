@@ -57,7 +57,7 @@ int run(Session& session, UnlockOptions& options) {
 void addUnlock(CLI::App& program, Invocation& invocation) {
     auto options = std::make_shared<UnlockOptions>();
     CLI::App* command = program.add_subcommand("unlock", "Take a lock off a member");
-    command->add_option("URL", options->url, "A member")->required();
+    command->add_option("URL", options->url, "A member")->type_name("")->required();
     command->add_option("--token", options->token, "The lock's, which lock prints")
         ->type_name("TOKEN");
     command->footer(

@@ -1,0 +1,31 @@
+// Where a shell's lines come from: a person at a terminal, with editing, history and completion, or
+// a file.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace quillon::cli {
+
+class LineReader {
+public:
+    virtual ~LineReader() = default;
+    // Nothing at the end. At a terminal, an interrupt (interrupt.hpp) gives an empty line.
+    virtual std::optional<std::string> next(const std::string& prompt) = 0;
+};
+
+// What comes in place of the end of a line, or the choices that there are for it.
+struct Completion {
+    size_t replaced = 0;  // bytes
+    std::string word;     // quoted; empty: nothing fits
+    std::string choices;  // lines to show; empty: none
+};
+using Completer = std::function<Completion(std::string_view line)>;
+
+std::unique_ptr<LineReader> makeLineReader(Completer completer);
+
+}  // namespace quillon::cli
