@@ -72,7 +72,8 @@ std::string placeholder(const CLI::Option& option) {
 
 std::string operandOf(const CLI::Option& operand) {
     std::string text = italic(operand.get_name());
-    if (repeatable(operand)) text += "...";
+    const bool says = operand.get_name().find("...") != std::string::npos;
+    if (repeatable(operand) && !says) text += "...";
     return operand.get_required() ? text : "[" + text + "]";
 }
 

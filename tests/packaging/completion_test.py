@@ -31,6 +31,9 @@ ROWS = [
     ("get {private}on", "", ["get", "{private}on"]),
     ("get -u {user} --password-file password {private}on", "",
      ["get", "-u", "{user}", "--password-file", "password", "{private}only"]),
+    ("put loc", "", ["put", "local file"]),
+    ("put x {url}su", "x", ["put", "x", "{url}sub dir/x"]),
+    ("lock {url}x -- loc", "", ["lock", "{url}x", "--", "local file"]),
     ("ls http://127.0.0.1:1/x", "", ["ls", "http://127.0.0.1:1/x"]),
 ]
 MEMBERS = ["My report.txt", "My notes.txt", "100%25 x", "a:b$c", "größe.csv", "sub dir/only"]
