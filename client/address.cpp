@@ -139,6 +139,13 @@ Address Address::asMember() const {
     return address;
 }
 
+Address Address::withUser(std::string_view user) const {
+    Address address = *this;
+    address.user_ = user;
+    address.password_ = Secret();
+    return address;
+}
+
 Result<Address> Address::member(std::string_view name) const {
     const Result<std::string> segment = segmentFor(name);
     if (!segment) return segment.error();

@@ -38,6 +38,9 @@ public:
     // A member by a segment that is encoded already.
     Address memberBySegment(std::string_view segment) const;
 
+    // The same for another user, without the password of this one.
+    Address withUser(std::string_view user) const;
+
     const std::string& user() const { return user_; }  // from the URL; empty: none
     const Secret& password() const { return password_; }
     bool hasCredentials() const { return !user_.empty(); }

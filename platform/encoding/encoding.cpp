@@ -4,10 +4,13 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <string_view>
 
 #include "platform/encoding/key.hpp"
 #include "platform/encoding/sealed_text.hpp"
+#include "platform/kernel.hpp"
+#include "platform/pool.hpp"
 #include "platform/slots.hpp"
 #include "platform/status.hpp"
 #include "platform/transcoder.hpp"
@@ -32,6 +35,10 @@ bool hasTag(std::u32string_view text, std::string_view tag) {
                                                    [&](char w, char32_t u) { return same(u, w); });
 }
 
+bool isTagged(std::u32string_view text) {
+    return hasTag(text, foreignTag) || hasTag(text, base64Tag);
+}
+
 // The UTF-8 of a text that may be a secret, without a copy elsewhere.
 Secret toSecret(std::u32string_view text) {
     Secret narrow(text.size() * 4);
@@ -53,6 +60,9 @@ public:
         block_ = static_cast<char32_t*>(pool->Alloc(pool, bytes_, vx::POOL_PLAIN));
         if (block_ == nullptr) throw std::bad_alloc();
     }
+    // Takes over what a service has handed out.
+    Result(vx::Pool* pool, char32_t* text, uint64_t count)
+        : pool_(pool), bytes_(count * sizeof(char32_t)), block_(text), count_(count) {}
     Result(const Result&) = delete;
     Result& operator=(const Result&) = delete;
     ~Result() {
@@ -119,7 +129,7 @@ Service::Service() {
                     char32_t** result, uint64_t* resultCount, void* context) noexcept {
         return guarded(ENCODING_REFUSED, [&] {
             const std::u32string_view stored(text, count);
-            if (!hasTag(stored, foreignTag) && !hasTag(stored, base64Tag)) {
+            if (!isTagged(stored)) {
                 Result unchanged(pool, stored.size());
                 unchanged.fill(stored);
                 unchanged.handOver(result, resultCount);
@@ -139,6 +149,22 @@ Service::Service() {
 vx::EncodingService& encodingService() {
     static Service service;
     return service;
+}
+
+Secret decodeStored(std::string_view text) {
+    const std::u32string stored = toUtf32(text);
+    if (!isTagged(stored)) throw Failure(ENCODING_REFUSED, "a stored password carries no tag");
+    const vx::Kernel& owner = kernel();
+    const std::unique_ptr<vx::Pool, void (*)(vx::Pool*)> pool(
+        createPool(), [](vx::Pool* one) { one->DestroyPool(one); });
+    char32_t* clear = nullptr;
+    uint64_t count = 0;
+    const vx::Status status =
+        owner.encodingService->DecodeText(owner.encodingService, pool.get(), stored.data(),
+                                          stored.size(), &clear, &count, owner.encodingContext);
+    if (status != vx::VX_SUCCESS) throw Failure(status, "a stored password cannot be decoded");
+    const Result decoded(pool.get(), clear, count);
+    return toSecret({clear, count});
 }
 
 }  // namespace vxhost

@@ -12,8 +12,10 @@
 #pragma once
 
 #include <filesystem>
+#include <string_view>
 
 #include "host/kernel.h"
+#include "platform/secret.hpp"
 
 namespace vxhost {
 
@@ -23,5 +25,9 @@ vx::EncodingService& encodingService();
 struct EncodingContext {
     std::filesystem::path keyFile;
 };
+
+// A stored password in clear, as UTF-8, through the service of this process's kernel. A text
+// without any of the tags above is refused, too: it may be what is left of one. Throws a Failure.
+Secret decodeStored(std::string_view text);
 
 }  // namespace vxhost

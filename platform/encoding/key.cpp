@@ -3,9 +3,9 @@
 #include <sodium.h>
 #include <sys/stat.h>
 
+#include "platform/complete_file.hpp"
 #include "platform/descriptor.hpp"
 #include "platform/directories.hpp"
-#include "platform/random_name.hpp"
 
 namespace vxhost {
 namespace {
@@ -25,41 +25,12 @@ void checkOwnAlone(const Descriptor& file, const fs::path& path) {
     }
 }
 
-// A file of its own, complete on the disk; removed again when it is done with.
-class TemporaryKeyFile {
-public:
-    explicit TemporaryKeyFile(const fs::path& beside)
-        : path_(beside.string() + "." + randomName()),
-          file_(path_, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600) {}
-    TemporaryKeyFile(const TemporaryKeyFile&) = delete;
-    TemporaryKeyFile& operator=(const TemporaryKeyFile&) = delete;
-    ~TemporaryKeyFile() { unlink(path_.c_str()); }
-
-    void store(Secret& key) {
-        int error = writeWhole(file_.number(), key.text(), key.size());
-        if (error == 0 && fsync(file_.number()) != 0) error = errno;
-        if (error == 0) error = file_.shut();
-        if (error != 0) throwSystemFailure(error, path_);
-    }
-    const std::string& path() const { return path_; }
-
-private:
-    const std::string path_;
-    Descriptor file_;
-};
-
 void createKey(const fs::path& file) {
     makePrivateDirectories(file.parent_path());
     Secret key(keyBytes);
     randombytes_buf(key.data(), key.size());
-    TemporaryKeyFile temporary(file);
-    temporary.store(key);
-    // A link never replaces what another process has made meanwhile, and is never half a key.
-    if (link(temporary.path().c_str(), file.c_str()) != 0 && errno != EEXIST) {
-        throwSystemFailure(errno, file);
-    }
-    Descriptor directory(file.parent_path(), O_RDONLY | O_DIRECTORY);
-    fsync(directory.number());  // where a file system cannot, its own promise must do
+    // Never replaces what another process has made meanwhile, and is never half a key.
+    CompleteFile(file, {key.text(), key.size()}).becomeDestination();
 }
 
 }  // namespace

@@ -1,0 +1,95 @@
+#include "client/own_file.hpp"
+
+#include <fmt/format.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <exception>
+#include <system_error>
+#include <utility>
+
+#include "platform/complete_file.hpp"
+#include "platform/descriptor.hpp"
+#include "platform/directories.hpp"
+
+namespace quillon {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr size_t MOST_BYTES = 16 * 1024 * 1024;
+
+// Runs a body that throws what goes wrong.
+template <class Body>
+auto caught(Body&& body) -> decltype(body()) {
+    try {
+        return body();
+    } catch (const std::exception& problem) {
+        return localError(Kind::local, std::string(problem.what()) + ".");
+    }
+}
+
+std::string contentOf(const vxhost::Descriptor& file, const fs::path& path) {
+    std::string text;
+    for (size_t used = 0;;) {
+        text.resize(used + 64 * 1024);
+        const ssize_t got = read(file.number(), text.data() + used, text.size() - used);
+        if (got < 0 && errno != EINTR) vxhost::throwSystemFailure(errno, path);
+        if (got > 0) used += static_cast<size_t>(got);
+        if (used > MOST_BYTES) vxhost::throwSystemFailure(EFBIG, path);
+        text.resize(used);
+        if (got == 0) return text;
+    }
+}
+
+}  // namespace
+
+fs::path configDirectory() {
+    return vxhost::configHome();
+}
+
+Result<std::optional<OwnText>> readOwnFile(const fs::path& path) {
+    return caught([&]() -> Result<std::optional<OwnText>> {
+        std::error_code none;
+        if (!fs::exists(path, none) && !none) return std::optional<OwnText>();
+        const vxhost::Descriptor file(path, O_RDONLY);
+        struct stat entry {};
+        if (fstat(file.number(), &entry) != 0) vxhost::throwSystemFailure(errno, path);
+        if (entry.st_uid != geteuid()) {
+            return localError(Kind::local, fmt::format("{} is not your own, so it is not used. "
+                                                       "Make it yours, or move it away.",
+                                                       path.string()));
+        }
+        if ((entry.st_mode & 022) != 0) {
+            return localError(Kind::local, fmt::format("Others can change {0}, so it is not used. "
+                                                       "Look through it, then: chmod 600 {0}",
+                                                       path.string()));
+        }
+        return std::optional(OwnText{contentOf(file, path), (entry.st_mode & 044) != 0});
+    });
+}
+
+Result<void> replaceOwnFile(const fs::path& path, std::string_view content) {
+    return caught([&]() -> Result<void> {
+        std::error_code none;
+        const fs::path target = fs::canonical(path, none);
+        vxhost::CompleteFile(none ? path : target, content).replaceDestination();
+        return {};
+    });
+}
+
+struct OwnFileLock::Held {
+    explicit Held(const fs::path& path) : file(path, O_RDWR | O_CREAT, 0600) {
+        if (flock(file.number(), LOCK_EX) != 0) vxhost::throwSystemFailure(errno, path);
+    }
+    vxhost::Descriptor file;
+};
+
+Result<OwnFileLock> OwnFileLock::acquire(const fs::path& path) {
+    return caught([&]() -> Result<OwnFileLock> {
+        vxhost::makePrivateDirectories(path.parent_path());
+        return OwnFileLock(std::make_shared<Held>(path));
+    });
+}
+
+}  // namespace quillon

@@ -1,0 +1,55 @@
+#include "client/password.hpp"
+
+#include <exception>
+
+#include "client/state.hpp"
+#include "platform/encoding/encoding.hpp"
+#include "platform/status.hpp"
+#include "platform/transcoder.hpp"
+
+namespace quillon {
+namespace {
+
+// A sealed text is a third longer than its password with nonce and tag of 40 bytes.
+constexpr size_t capacityFor(size_t passwordBytes) {
+    return passwordBytes * 2 + 256;
+}
+
+}  // namespace
+
+Result<std::string> encodePassword(const Extension& extension, const Secret& password) {
+    std::string encoded(capacityFor(password.size()), '\0');
+    uint64_t length = encoded.size();
+    vx::PasswordParms parms{};
+    setText(parms.password, parms.passwordLength, password.view());
+    parms.encoded = encoded.data();
+    parms.encodedLength = &length;
+    parms.inputTranscoder = &vxhost::utf8ToUtf32();
+    parms.outputTranscoder = &vxhost::utf32ToUtf8();
+    vxhost::UserJournal journal;
+    begin(journal);
+    const vx::Status status =
+        extension.state()->operations().quillonPasswordEncrypt(extension.state()->handle(), &parms);
+    if (status != vx::VX_SUCCESS) return failure(status, journal);
+    if (length == 0) {
+        return localError(Kind::usage, "A password of blanks alone cannot be stored.");
+    }
+    encoded.resize(length);
+    return encoded;
+}
+
+Result<Secret> decodePassword(std::string_view stored) {
+    try {
+        const vxhost::Secret clear = vxhost::decodeStored(stored);
+        return Secret({reinterpret_cast<const char*>(clear.data()), clear.size()});
+    } catch (const vxhost::Failure& problem) {
+        return Error{Kind::local,
+                     static_cast<Code>(problem.status()),
+                     0,
+                     {vxhost::statusText(problem.status())}};
+    } catch (const std::exception& problem) {
+        return localError(Kind::local, problem.what());
+    }
+}
+
+}  // namespace quillon

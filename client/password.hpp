@@ -1,0 +1,21 @@
+// Passwords in the form in which configurations store them, under a key of the person's own.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "client/extension.hpp"
+#include "client/secret.hpp"
+
+namespace quillon {
+
+// Through the extension's own operation, which makes the key when there is none. What is encoded
+// already comes back as it is, and so does a text that begins with "{cfg". Fails with Kind::usage
+// for blanks alone, which have no encoded form.
+Result<std::string> encodePassword(const Extension& extension, const Secret& password);
+
+// The reverse; it needs no extension, only the key. A text that was altered, that another program
+// stored or that is not encoded fails with Kind::local, and so does a key that others can read.
+Result<Secret> decodePassword(std::string_view stored);
+
+}  // namespace quillon
