@@ -17,11 +17,17 @@ void addCommands(CLI::App& program, Invocation& invocation) {
     addRmcol(program, invocation);
     addLock(program, invocation);
     addUnlock(program, invocation);
+    addLogin(program, invocation);
+    addLogout(program, invocation);
+    addSites(program, invocation);
+    addEncode(program, invocation);
 }
 
-Result<Address> parseUrl(const Session& session, std::string& typed) {
+Result<Address> parseUrl(Session& session, std::string& typed) {
+    // In a shell a colon is a character of a name, but for the sites that are there.
+    const bool isPath = session.base && !session.sites().knows(typed);
     Result<Address> address =
-        session.base ? resolveShellPath(*session.base, typed) : Address::parse(typed);
+        isPath ? resolveShellPath(*session.base, typed) : session.sites().resolve(typed);
     wipe(typed);
     if (!address) report("use this URL", {}, address.error());
     return address;

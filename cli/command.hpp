@@ -33,14 +33,18 @@ void addMkcol(CLI::App& program, Invocation& invocation);
 void addRmcol(CLI::App& program, Invocation& invocation);
 void addLock(CLI::App& program, Invocation& invocation);
 void addUnlock(CLI::App& program, Invocation& invocation);
+void addLogin(CLI::App& program, Invocation& invocation);
+void addLogout(CLI::App& program, Invocation& invocation);
+void addSites(CLI::App& program, Invocation& invocation);
+void addEncode(CLI::App& program, Invocation& invocation);
 void addShell(CLI::App& program, Invocation& invocation);
 
 // All but the shell, which has them too.
 void addCommands(CLI::App& program, Invocation& invocation);
 
-// What a person typed as a URL, or in a shell as a name; its credentials, if it has some, are taken
-// out and the text wiped. A failure has been reported.
-Result<Address> parseUrl(const Session& session, std::string& typed);
+// What a person typed as a URL, through a site, or in a shell as a name; its credentials, if it has
+// some, are taken out and the text wiped. A failure has been reported.
+Result<Address> parseUrl(Session& session, std::string& typed);
 
 // Runs an action for each URL in turn, whose failures it reports with what was attempted: a
 // failure is not the end of the others, an interrupt is. The code is that of the first failure.

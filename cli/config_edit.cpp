@@ -53,6 +53,12 @@ void assign(toml::table& table, const Site& site, const SiteKey& key) {
     }
 }
 
+// Of texts and numbers, which is what settings are.
+bool sameValue(const toml::node& a, const toml::node& b) {
+    return a.value<std::string>() == b.value<std::string>() &&
+           a.value<int64_t>() == b.value<int64_t>();
+}
+
 // A login that needs no user or password any more must not leave the old one.
 bool isEmptied(const SiteKey& key) {
     return key.name == "user" || key.name == "password";
@@ -141,7 +147,7 @@ void changeTable(TextEdits& edits, const toml::table& table, const Site& site,
         assign(wanted, site, key);
         if (old == nullptr) {
             added.push_back(fmt::format("{} = {}", key.name, setting));
-        } else if (*wanted.get(key.name) != *old) {
+        } else if (!sameValue(*wanted.get(key.name), *old)) {
             edits.replace(edits.offset(old->source().begin), edits.offset(old->source().end),
                           setting);
         }

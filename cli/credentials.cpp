@@ -1,49 +1,47 @@
 #include "cli/credentials.hpp"
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <memory>
 #include <optional>
 #include <utility>
 
 #include "cli/netrc.hpp"
+#include "cli/password_file.hpp"
 #include "cli/prompt.hpp"
+#include "client/password.hpp"
 
 namespace quillon::cli {
 namespace {
 
-Result<Secret> readPasswordFile(const std::string& path) {
-    using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
-    const File opened(path == "-" ? nullptr : std::fopen(path.c_str(), "re"), std::fclose);
-    std::FILE* file = path == "-" ? stdin : opened.get();
-    if (file == nullptr) {
-        return localError(Kind::local, "Cannot read the password file " + path + ": " +
-                                           std::strerror(errno) + ".");
+// As the configuration has it; nothing without one, or for another user than its own.
+Result<std::optional<Secret>> storedPassword(const Site* site, const std::string& user) {
+    if (site == nullptr || site->password.empty() || site->user != user) {
+        return std::optional<Secret>();
     }
-    std::setvbuf(file, nullptr, _IONBF, 0);  // no copy in a buffer of the library's
-    Secret line;
-    for (int byte = std::fgetc(file); byte != EOF && byte != '\n'; byte = std::fgetc(file)) {
-        line.append(static_cast<char>(byte));
-    }
-    if (!line.empty() && line.view().back() == '\r') line.dropLast();
-    if (line.empty()) return localError(Kind::local, "The password file " + path + " is empty.");
-    return line;
-}
-
-std::string keyOf(const Address& address) {
-    return address.origin() + "\n" + address.user();
-}
-
-Result<Secret> askPassword(const Address& address, const std::string& user) {
-    return promptSecret("Password of " + user + " at " + address.origin() + ": ");
+    Result<Secret> password = decodePassword(site->password);
+    if (password) return std::optional(std::move(*password));
+    Error error = std::move(password).error();
+    error.sentences.insert(error.sentences.begin(),
+                           "The stored password of the site " + site->name + " cannot be used.");
+    return error;
 }
 
 }  // namespace
 
+Result<Secret> givenPassword(const CommonOptions& options, const Address& address,
+                             const std::string& user) {
+    if (!options.passwordFile.empty()) return readPasswordFile(options.passwordFile);
+    if (!canPrompt()) {
+        return localError(Kind::usage, "There is no terminal to ask for the password of " + user +
+                                           " on. Give it with --password-file.");
+    }
+    return promptSecret("Password of " + user + " at " + address.origin() + ": ");
+}
+
 Result<Secret> Credentials::passwordFor(const Address& address, const std::string& user,
                                         bool& asked) const {
-    if (!options_.passwordFile.empty()) return readPasswordFile(options_.passwordFile);
+    if (!options_.passwordFile.empty()) return givenPassword(options_, address, user);
+    Result<std::optional<Secret>> stored = storedPassword(sites_.of(address), user);
+    if (!stored) return std::move(stored).error();
+    if (*stored) return std::move(**stored);
     if (auto entry = findInNetrcFile(address.host(), user)) return std::move(entry->password);
     if (!canPrompt()) {
         return localError(Kind::usage, "The password of " + user +
@@ -51,12 +49,12 @@ Result<Secret> Credentials::passwordFor(const Address& address, const std::strin
                                            "--password-file or in the netrc file.");
     }
     asked = true;
-    return askPassword(address, user);
+    return givenPassword(options_, address, user);
 }
 
 Result<Credentials::Known> Credentials::look(const Address& address) const {
     Known known;
-    known.login.proxy = options_.proxy;
+    known.login.proxy = sites_.optionsFor(address).proxy;
     known.login.user = address.hasCredentials() ? address.user() : options_.user;
     if (!address.password().empty()) {
         known.login.password = address.password();
@@ -76,7 +74,7 @@ Result<Credentials::Known> Credentials::look(const Address& address) const {
 }
 
 Result<Login> Credentials::find(const Address& address) {
-    const std::string key = keyOf(address);
+    const std::string key = identityOf(address);
     if (const auto found = known_.find(key); found != known_.end()) return found->second.login;
     Result<Known> known = look(address);
     if (!known) return std::move(known).error();
@@ -84,7 +82,7 @@ Result<Login> Credentials::find(const Address& address) {
 }
 
 Result<Login> Credentials::askAgain(const Address& address) {
-    Known& known = known_[keyOf(address)];
+    Known& known = known_[identityOf(address)];
     const bool fromElsewhere = !known.login.password.empty();
     if (known.asked || fromElsewhere || !canPrompt()) {
         return localError(Kind::notAuthorized, "Not authorized.");
@@ -95,7 +93,7 @@ Result<Login> Credentials::askAgain(const Address& address) {
         if (!user) return std::move(user).error();
         known.login.user = std::move(*user);
     }
-    Result<Secret> password = askPassword(address, known.login.user);
+    Result<Secret> password = givenPassword(options_, address, known.login.user);
     if (!password) return std::move(password).error();
     known.login.password = std::move(*password);
     return known.login;

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "cli/options.hpp"
+#include "cli/sites.hpp"
 #include "client/address.hpp"
 #include "client/collection.hpp"
 
@@ -12,11 +13,12 @@ namespace quillon::cli {
 
 class Credentials {
 public:
-    explicit Credentials(const CommonOptions& options) : options_(options) {}
+    Credentials(const CommonOptions& options, const Sites& sites)
+        : options_(options), sites_(sites) {}
 
     // From the first that has some: an earlier answer, the URL itself, --user and --password-file,
-    // the netrc file; a password that is still missing is asked for on the terminal. Without any
-    // the login is empty.
+    // the site, the netrc file; a password that is still missing is asked for on the terminal.
+    // Without any the login is empty.
     Result<Login> find(const Address& address);
 
     // After a refusal: asks the person, once an origin. Fails when that has been done, when what
@@ -32,7 +34,12 @@ private:
     Result<Secret> passwordFor(const Address& address, const std::string& user, bool& asked) const;
 
     const CommonOptions& options_;
-    std::map<std::string, Known> known_;  // by origin and the user that the URL names
+    const Sites& sites_;
+    std::map<std::string, Known> known_;  // by identityOf
 };
+
+// What the person gives now: from --password-file, else asked for on the terminal.
+Result<Secret> givenPassword(const CommonOptions& options, const Address& address,
+                             const std::string& user);
 
 }  // namespace quillon::cli

@@ -14,6 +14,7 @@
 
 #include "cli/command.hpp"
 #include "cli/complete.hpp"
+#include "cli/core_dump.hpp"
 #include "cli/interrupt.hpp"
 #include "cli/man_page.hpp"
 #include "cli/report.hpp"
@@ -37,11 +38,14 @@ void describe(CLI::App& program, CommonOptions& options) {
         "A URL is typed as it is read: blanks and letters of any script are encoded, a valid\n"
         "escape such as %20 stays, and ? and # are characters of a name. A final slash means a\n"
         "collection.\n\n"
-        "Passwords come from --password-file, the netrc file, or the terminal.\n\n"
+        "After \"quillon login NAME URL\" the name and a colon stand for the URL: NAME:reports/\n\n"
+        "Passwords come from --password-file, the site, the netrc file, or the terminal.\n\n"
         "Examples:\n"
         "  quillon ls -l https://example.org/dav/\n"
         "  quillon get \"https://example.org/dav/My report.txt\"\n"
-        "  quillon --user ann ls https://example.org/dav/private/\n\n" +
+        "  quillon --user ann ls https://example.org/dav/private/\n"
+        "  quillon login work https://example.org/dav/ --user ann\n"
+        "  quillon ls -l work:reports/\n\n" +
         exitCodeHelp());
 }
 
@@ -107,6 +111,7 @@ int runProgram(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     using namespace quillon::cli;
+    forbidCoreDumps();
     prepareLocale();
     catchInterrupts();
     try {

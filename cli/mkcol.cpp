@@ -15,7 +15,7 @@ struct MkcolOptions {
 };
 
 Result<void> make(Session& session, const Address& address) {
-    const Result<Extension> extension = session.extension();
+    const Result<Extension> extension = session.extension(address);
     if (!extension) return extension.error();
     return session.withLogin(
         address, [&](const Login& login) { return createCollection(*extension, address, login); });

@@ -36,7 +36,7 @@ Result<void> checkIsCollection(Session& session, const Address& address) {
 
 Result<void> remove(Session& session, const Address& address, bool recursive) {
     if (Result<void> checked = checkIsCollection(session, address); !checked) return checked;
-    const Result<Extension> extension = session.extension();
+    const Result<Extension> extension = session.extension(address);
     if (!extension) return extension.error();
     Result<void> removed = session.withLogin(address, [&](const Login& login) {
         return removeCollection(*extension, address, login, recursive);

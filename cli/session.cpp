@@ -39,17 +39,30 @@ ExtensionOptions extensionOptions(const CommonOptions& options, Progress& progre
 
 }  // namespace
 
-Session::Session(const CommonOptions& options) : options_(options), credentials_(options) {}
+Session::Session(const CommonOptions& options)
+    : options_(options), sites_(options), credentials_(options, sites_) {}
 
-Error Session::withoutLogin(Error refusal) {
-    refusal.sentences.assign(1, "The server asks who you are. Give a user name with --user.");
-    return refusal;
+Error Session::refusal(const Address& address, const Login& login, Error error) const {
+    const Site* site = sites_.of(address);
+    if (login.user.empty()) {
+        error.sentences.assign(1, "The server asks who you are. Give a user name with --user.");
+    } else if (site != nullptr && !site->password.empty()) {
+        error.sentences.push_back(
+            fmt::format("If your password has changed: quillon login {}", site->name));
+    }
+    return error;
 }
 
-Result<Extension> Session::extension() {
-    if (extension_) return *extension_;
-    Result<Extension> loaded = Extension::load(extensionOptions(options_, progress_));
-    if (loaded) extension_ = *loaded;
+Result<Extension> Session::extension(const Address& address) {
+    return extension(sites_.optionsFor(address));
+}
+
+Result<Extension> Session::extension(const CommonOptions& options) {
+    const std::string key =
+        fmt::format("{}\n{}\n{}", options.caFile, options.insecure, options.timeoutSeconds);
+    if (const auto found = extensions_.find(key); found != extensions_.end()) return found->second;
+    Result<Extension> loaded = Extension::load(extensionOptions(options, progress_));
+    if (loaded) extensions_.emplace(key, *loaded);
     return loaded;
 }
 
@@ -61,7 +74,7 @@ Result<std::shared_ptr<Collection>> Session::open(const Address& address,
                           kept.options.cacheParent == options.cacheParent;
         if (same) return kept.collection;
     }
-    const Result<Extension> loaded = extension();
+    const Result<Extension> loaded = extension(address);
     if (!loaded) return loaded.error();
     Result<Collection> opened = withLogin(address, [&](const Login& login) {
         return Collection::open(*loaded, address, login, options);

@@ -13,6 +13,7 @@
 #include "cli/credentials.hpp"
 #include "cli/options.hpp"
 #include "cli/progress.hpp"
+#include "cli/sites.hpp"
 #include "client/collection.hpp"
 
 namespace quillon::cli {
@@ -21,7 +22,9 @@ class Session {
 public:
     explicit Session(const CommonOptions& options);
 
-    Result<Extension> extension();  // loaded at the first call
+    // Started with the options for the address, or with others; those with the same share one.
+    Result<Extension> extension(const Address& address);
+    Result<Extension> extension(const CommonOptions& options);
 
     // Runs an action that takes a Login and gives a Result, with what is known for the address; a
     // refusal is answered by asking the person for a password, once.
@@ -35,7 +38,7 @@ public:
         const Result<Login> other = credentials_.askAgain(address);
         if (other) return action(*other);
         if (other.error().kind == Kind::interrupted) return other.error();
-        return login->user.empty() ? withoutLogin(result.error()) : std::move(result).error();
+        return refusal(address, *login, std::move(result).error());
     }
 
     // The address's collection; those opened last are kept for later calls that ask for the same.
@@ -54,15 +57,19 @@ public:
     // Where the names of a shell's arguments are; nothing when arguments are URLs.
     std::optional<Address> base;
 
+    const CommonOptions& options() const { return options_; }
+    Sites& sites() { return sites_; }
     Progress& progress() { return progress_; }
 
 private:
-    static Error withoutLogin(Error refusal);  // tells how to give one
+    // Tells what to do about it.
+    Error refusal(const Address& address, const Login& login, Error error) const;
 
     const CommonOptions& options_;
+    Sites sites_;
     Credentials credentials_;
     Progress progress_;
-    std::optional<Extension> extension_;
+    std::map<std::string, Extension> extensions_;  // by the options that make them differ
 
     struct Kept {
         std::shared_ptr<Collection> collection;

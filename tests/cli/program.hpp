@@ -25,6 +25,7 @@ protected:
         return {std::move(arguments),
                 {{"HOME", home.path()},
                  {"XDG_CACHE_HOME", home / "cache"},
+                 {"XDG_CONFIG_HOME", home / "config"},
                  {"NETRC", home / "netrc"},
                  {"LC_ALL", "C.UTF-8"},
                  {"TZ", "UTC"}},
