@@ -118,12 +118,12 @@ void appendTable(TextEdits& edits, const Site& site) {
 
 // Behind the last setting that is there, else behind the header.
 void insertSettings(TextEdits& edits, const toml::table& table, const Sentences& settings) {
-    const toml::source_position* last = &table.source().end;
+    const toml::source_position* last = &table.source().begin;
     for (const auto& [key, value] : table) {
         if (isKnown(key.str()) && value.source().end > *last) last = &value.source().end;
     }
     if (table.is_inline()) {
-        if (last == &table.source().end) return;  // empty: for a person to fill
+        if (last == &table.source().begin) return;  // for a person to fill
         edits.replace(edits.offset(*last), edits.offset(*last),
                       fmt::format(", {}", fmt::join(settings, ", ")));
         return;

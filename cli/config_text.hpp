@@ -21,13 +21,13 @@
 namespace quillon::cli {
 
 struct Site {
-    std::string name;
-    std::string url;
+    std::string name{};
+    std::string url{};
     // Empty or 0: not set.
-    std::string user;
-    std::string password;  // encoded
-    std::string proxy;
-    std::string caFile;
+    std::string user{};
+    std::string password{};  // encoded
+    std::string proxy{};
+    std::string caFile{};
     int timeoutSeconds = 0;
     int jobs = 0;
 };

@@ -13,10 +13,7 @@ const Site WORK{.name = "work",
                 .url = "https://new/",
                 .user = "ann \"a\" \\\x7F",
                 .password = "{zebsodium1}new",
-                .proxy = "",
-                .caFile = "",
-                .timeoutSeconds = 5,
-                .jobs = 0};
+                .timeoutSeconds = 5};
 constexpr const char* OUTCOME =
     "url = \"https://new/\"\nuser = \"ann \\\"a\\\" \\\\\\u007F\"\n"
     "password = \"{zebsodium1}new\"\ntimeout = 5\n";
