@@ -1,11 +1,13 @@
 #include "cli/netrc.hpp"
 
+#include <fcntl.h>
 #include <strings.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
+#include <cstring>
 
 namespace quillon::cli {
 namespace {
@@ -57,6 +59,20 @@ bool sameHost(std::string_view a, std::string_view b) {
     return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
 }
 
+// What can be read of a file, with no copy left elsewhere.
+Secret contentOf(const std::filesystem::path& path) {
+    Secret text;
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (file < 0) return text;
+    std::array<char, 4096> piece;
+    for (ssize_t got; (got = read(file, piece.data(), piece.size())) > 0;) {
+        for (ssize_t i = 0; i < got; ++i) text.append(piece[static_cast<size_t>(i)]);
+    }
+    explicit_bzero(piece.data(), piece.size());
+    close(file);
+    return text;
+}
+
 }  // namespace
 
 std::optional<NetrcEntry> findInNetrc(std::string_view text, std::string_view host,
@@ -92,11 +108,7 @@ std::optional<NetrcEntry> findInNetrcFile(std::string_view host, std::string_vie
     if (named == nullptr && home == nullptr) return std::nullopt;
     const std::filesystem::path path =
         named != nullptr ? std::filesystem::path(named) : std::filesystem::path(home) / ".netrc";
-    std::ifstream file(path, std::ios::binary);
-    std::string text{std::istreambuf_iterator<char>(file), {}};
-    auto found = findInNetrc(text, host, login);
-    wipe(text);
-    return found;
+    return findInNetrc(contentOf(path).view(), host, login);
 }
 
 }  // namespace quillon::cli
