@@ -63,7 +63,7 @@ std::vector<Remote> membersOf(const CommonOptions& options, const std::string& c
                               std::string_view begun) {
     const CommonOptions impatient = quiet(options);
     Session session(impatient);
-    const Result<Address> address = Address::parse(collection);
+    const Result<Address> address = session.sites().resolve(collection);
     if (!address) return {};
     const auto opened = session.open(*address, {.cache = false, .cacheParent = {}});
     if (!opened) return {};
@@ -80,8 +80,12 @@ std::vector<Remote> membersOf(const CommonOptions& options, const std::string& c
 
 }  // namespace
 
-std::vector<Remote> siteNames(const CommonOptions&) {
-    return {};
+std::vector<Remote> siteNames(const CommonOptions& options) {
+    std::vector<Remote> names;
+    const Result<std::vector<Site>> sites = Sites(options).all();
+    if (!sites) return names;
+    for (const Site& site : *sites) names.push_back({site.name, site.url});
+    return names;
 }
 
 std::vector<Remote> remoteNames(const CommonOptions& options, const std::string& typed) {
