@@ -13,6 +13,8 @@ void head(CurlClient& client, int32_t& status) {
     const bool doubtful = answered == 403 || answered == 404 || answered == 405;
     const bool asksOn = doubtful && (client.option & vx::CLIENT_HEAD_BY_PROPFIND);
     status = asksOn ? statusByProperties(*client.target, answered) : answered;
+    // A member that is gone is written anew; no entity tag would fit it.
+    if (status == 404) client.target->etag.clear();
 }
 
 }  // namespace vxhost

@@ -11,19 +11,26 @@
 namespace vxhost {
 namespace {
 
-// The status that the multistatus gives its response itself (RFC 4918, 14.24), 200 without one.
-int32_t responseStatus(const std::string& multistatus) {
+struct Described {
+    int32_t status = 200;  // that the multistatus gives its response itself (RFC 4918, 14.24)
+    bool isCollection = false;
+};
+
+Described describe(const std::string& multistatus) {
     TreeBuilder builder;
     builder.feed(multistatus);
     const auto document = builder.finish();
     const vx::Node* response = childElement(document->firstChild, U"response");
+    const vx::Node* properties = childElement(childElement(response, U"propstat"), U"prop");
+    Described described;
+    described.isCollection =
+        childElement(childElement(properties, U"resourcetype"), U"collection") != nullptr;
     const std::string line = shownUtf8(content(childElement(response, U"status")));
     const size_t blank = line.find(' ');
-    int32_t status = 200;
     if (blank != line.npos) {
-        std::from_chars(line.data() + blank + 1, line.data() + line.size(), status);
+        std::from_chars(line.data() + blank + 1, line.data() + line.size(), described.status);
     }
-    return status;
+    return described;
 }
 
 }  // namespace
@@ -46,8 +53,11 @@ int32_t statusByProperties(const Target& target, int32_t headStatus) {
     if (answer.status == 404 || answer.status == 401) return answer.status;
     if (answer.multistatus.empty()) return headStatus;
     try {
-        const int32_t status = responseStatus(answer.multistatus);
-        return isSuccess(status) ? 200 : status;
+        const Described described = describe(answer.multistatus);
+        if (!isSuccess(described.status)) return described.status;
+        // A name that is locked, and nothing else yet, has properties (RFC 4918, appendix D).
+        const bool nameOnly = headStatus == 404 && !described.isCollection;
+        return nameOnly ? 404 : 200;
     } catch (const Failure&) {  // no XML: it says nothing
         return headStatus;
     }

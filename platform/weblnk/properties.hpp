@@ -18,7 +18,7 @@ struct PropertyAnswer {
 PropertyAnswer askProperty(const Target& target, std::string_view property);
 
 // What HEAD should have answered: 200 when the resource has properties, 404 when it is not there;
-// headStatus when nothing can be told.
+// headStatus when nothing can be told. A 404 is believed but for a collection.
 int32_t statusByProperties(const Target& target, int32_t headStatus);
 
 }  // namespace vxhost

@@ -165,6 +165,11 @@ TEST(WeblnkReading, headAsksForPropertiesWhenItMay) {
     } rows[] = {
         {405, multistatus("<response><href>/c/</href></response>"), "200"},
         {403, multistatus(""), "200"},
+        {404, multistatus("<response><href>/c/</href></response>"), "404"},
+        {404,
+         multistatus("<response><href>/c/</href><propstat><prop><resourcetype><collection/>"
+                     "</resourcetype></prop></propstat></response>"),
+         "200"},
         {404, Answer(404), "404"},
         {405, Answer(404), "404"},
         {405, Answer(401), "401"},
