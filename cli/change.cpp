@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <cstdlib>
-#include <fstream>
 
 #include "cli/hold_member.hpp"
 #include "cli/interrupt.hpp"
@@ -22,9 +21,8 @@ public:
            Hold& hold)
         : session_(session), url_(address.url()), changer_(changer), member_(member), hold_(hold) {}
 
-    int run(const std::string& name, bool lockedBefore) {
-        if (Result<void> fetched = fetch(name, lockedBefore); !fetched)
-            return fail(fetched.error());
+    int run(const std::string& name) {
+        if (Result<void> fetched = fetch(name); !fetched) return fail(fetched.error());
         Result<WorkCopy> copy = WorkCopy::make(member_.file(), name);
         if (!copy) return fail(copy.error());
         const int code = changer_.run(copy->file());
@@ -37,18 +35,12 @@ public:
 private:
     ExitCode fail(const Error& error) { return report(changer_.attempt, url_, error); }
 
-    // A name that was locked before it had any content may answer 404.
-    Result<void> fetch(const std::string& name, bool lockedBefore) {
+    Result<void> fetch(const std::string& name) {
         if (hold_.isNew()) return {};
         session_.progress().start(name);
         Result<Fetched> fetched = member_.fetch();
         session_.progress().finish();
-        if (fetched) return {};
-        const bool noContent = fetched.error().kind == Kind::notFound ||
-                               fetched.error().code == Code::methodNotAllowed;
-        const bool onlyName = lockedBefore && noContent;
-        if (!onlyName) return std::move(fetched).error();
-        std::ofstream(member_.file(), std::ios::trunc);
+        if (!fetched) return std::move(fetched).error();
         return {};
     }
 
@@ -92,11 +84,9 @@ private:
 int changeMember(Session& session, const Address& address, const Changer& changer) {
     const auto member = session.member(address);
     if (!member) return report(changer.attempt, address.url(), member.error());
-    const bool lockedBefore = (*member)->locked();
     Result<Hold> hold = Hold::take(**member);
     if (!hold) return report(changer.attempt, address.url(), hold.error());
-    const int code =
-        Change(session, address, changer, **member, *hold).run(address.name(), lockedBefore);
+    const int code = Change(session, address, changer, **member, *hold).run(address.name());
     return released(*hold, address, code);
 }
 

@@ -30,8 +30,9 @@ Error usage(std::string sentence) {
     return localError(Kind::usage, std::move(sentence));
 }
 
-Result<void> checkUnchanged(const Properties& properties, std::optional<Time> limit) {
-    if (!limit || !properties.exists) return {};
+Result<void> checkUnchanged(const Hold& hold, std::optional<Time> limit) {
+    if (!limit || hold.isNew()) return {};
+    const Properties& properties = hold.properties();
     if (properties.modified && *properties.modified <= *limit) return {};
     return localError(Kind::changedOnServer,
                       properties.modified
@@ -42,7 +43,7 @@ Result<void> checkUnchanged(const Properties& properties, std::optional<Time> li
 
 // The code of the store; a failing release is the caller's.
 Result<void> storeHeld(Hold& hold, const PutOptions& options) {
-    Result<void> unchanged = checkUnchanged(hold.properties(), options.limit);
+    Result<void> unchanged = checkUnchanged(hold, options.limit);
     return unchanged ? hold.store() : unchanged;
 }
 

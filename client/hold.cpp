@@ -41,9 +41,11 @@ Hold::Hold(Hold&& other) noexcept
 
 Result<Hold> Hold::take(Member& member, const LockOptions& options) {
     const bool wasMissing = !member.exists();
+    const bool lockedBefore = member.locked();
     Hold hold(member);
     if (Result<void> locked = hold.lock(options); !locked) return std::move(locked).error();
-    if (Result<void> looked = hold.look(wasMissing); !looked) return std::move(looked).error();
+    if (Result<void> looked = hold.look(wasMissing, lockedBefore); !looked)
+        return std::move(looked).error();
     return hold;
 }
 
@@ -58,8 +60,9 @@ Result<void> Hold::lock(const LockOptions& options) {
     return member_->noteDate();
 }
 
-Result<void> Hold::look(bool wasMissing) {
-    std::optional<Properties> found = member_->lastInfo();
+Result<void> Hold::look(bool wasMissing, bool lockedBefore) {
+    // What an earlier lock read is out of date.
+    std::optional<Properties> found = lockedBefore ? std::nullopt : member_->lastInfo();
     if (!found) {
         Result<Properties> asked = member_->info();
         if (!asked) return std::move(asked).error();
@@ -71,9 +74,9 @@ Result<void> Hold::look(bool wasMissing) {
                           "This is a collection, which has no content. End its URL with a slash "
                           "to name what is in it.");
     }
-    isNew_ = wasMissing && (!properties_.exists || properties_.size == 0);
-    madeEmpty_ = isNew_ && locked_ && properties_.exists;
-    if (wasMissing && !isNew_) {
+    madeEmpty_ = wasMissing && locked_ && properties_.exists && properties_.size == 0;
+    isNew_ = !properties_.exists || madeEmpty_;
+    if (wasMissing && !isNew_ && !lockedBefore) {
         return localError(Kind::changedOnServer,
                           "Somebody else made this member just now; nothing was overwritten. "
                           "Look at it, or choose another name.");

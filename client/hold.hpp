@@ -33,7 +33,7 @@ public:
 private:
     explicit Hold(Member& member) : member_(&member) {}
     Result<void> lock(const LockOptions& options);
-    Result<void> look(bool wasMissing);
+    Result<void> look(bool wasMissing, bool lockedBefore);
     void dropEmpty();
 
     Member* member_;
