@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
-# Fuzzes with every target of the build for so many seconds each; ends at the first finding.
-# usage: run.sh BUILD SECONDS
+# Fuzzes with the named targets of the build, or all, for so many seconds each; ends at the first
+# finding.
+# usage: run.sh BUILD SECONDS [TARGET...]
 set -euo pipefail
 build=$1 seconds=$2
+shift 2
 here=$(dirname "${BASH_SOURCE[0]}")
 
 # The dictionary of a target's language, if there is one.
@@ -14,15 +16,16 @@ dictionary() {
     esac
 }
 
-for program in "$build"/bin/fuzz_*; do
-    target=${program##*/fuzz_}
+programs=("$build"/bin/fuzz_*)
+[ $# -gt 0 ] || set -- "${programs[@]##*/fuzz_}"
+for target; do
     found="$build/corpus/$target" log="$build/fuzz.$target.log"
     mkdir -p "$found"
     options=(-max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048
         -artifact_prefix="$build/$target.")
     words=$(dictionary "$target")
     [ -z "$words" ] || options+=(-dict="$here/dictionaries/$words.dict")
-    if ! "$program" "${options[@]}" "$found" "$here/corpus/$target" >"$log" 2>&1; then
+    if ! "$build/bin/fuzz_$target" "${options[@]}" "$found" "$here/corpus/$target" >"$log" 2>&1; then
         tail -n 60 "$log"
         echo "$target: found something. The input is the file named in \"Test unit written to\"" \
             "above; once it is mended, keep it in tests/fuzz/corpus/$target."
