@@ -166,7 +166,8 @@ void complete(const CLI::App& program, std::vector<std::string> words) {
     words.pop_back();
     Position position{&program, &program};
     for (const std::string& word : words) advance(position, word);
-    Completer(position, typed, optionsAmong(std::move(words))).run();
+    const CommonOptions options = optionsAmong(std::move(words));
+    Completer(position, typed, options).run();
 }
 
 }  // namespace quillon::cli

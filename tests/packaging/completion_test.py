@@ -34,6 +34,10 @@ ROWS = [
     ("put loc", "", ["put", "local file"]),
     ("put x {url}su", "x", ["put", "x", "{url}sub dir/x"]),
     ("lock {url}x -- loc", "", ["lock", "{url}x", "--", "local file"]),
+    ("ls wo", "x", ["ls", "work:x"]),
+    ("get work:on", "", ["get", "work:only"]),
+    ("logout wo", "", ["logout", "work"]),
+    ("ls nowhere:x", "", ["ls", "nowhere:x"]),
     ("ls http://127.0.0.1:1/x", "", ["ls", "http://127.0.0.1:1/x"]),
 ]
 MEMBERS = ["My report.txt", "My notes.txt", "100%25 x", "a:b$c", "größe.csv", "sub dir/only"]
@@ -111,6 +115,9 @@ def main(name, quillon, testserver, scripts):
         closed, (private, user, password) = serve(testserver, f"{work}/private", "--auth", "basic")
         try:
             make(f"{work}/home/password", password + "\n")
+            subprocess.run([quillon, "login", "work", private, "--user", user, "--password-file",
+                            "password"], cwd=f"{work}/home", check=True, stdout=sys.stderr,
+                           env={"HOME": f"{work}/home"})
             texts = {"url": url, "private": private, "user": user}
             shell = Shell(name, scripts, f"{work}/home", f"{work}/bin:{os.environ['PATH']}")
             failed = 0
