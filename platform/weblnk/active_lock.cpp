@@ -29,14 +29,7 @@ void appendText(std::u32string& to, const vx::Node* parent) {
 std::string wholeText(const vx::Node* element) {
     std::u32string text;
     if (element) appendText(text, element);
-    std::string words;
-    for (const char c : shownUtf8(text)) {
-        const bool blank = static_cast<unsigned char>(c) <= ' ';
-        if (!blank) words += c;
-        if (blank && !words.empty() && words.back() != ' ') words += ' ';
-    }
-    if (words.ends_with(' ')) words.pop_back();
-    return words;
+    return singleBlanks(shownUtf8(text));
 }
 
 ActiveLock readLock(const vx::Node* activeLock) {
@@ -65,6 +58,17 @@ std::string until(const ActiveLock& lock) {
 }
 
 }  // namespace
+
+std::string singleBlanks(std::string_view text) {
+    std::string words;
+    for (const char c : text) {
+        const bool blank = static_cast<unsigned char>(c) <= ' ';
+        if (!blank) words += c;
+        if (blank && !words.empty() && words.back() != ' ') words += ' ';
+    }
+    if (words.ends_with(' ')) words.pop_back();
+    return words;
+}
 
 std::vector<ActiveLock> parseActiveLocks(std::string_view xml) {
     std::vector<ActiveLock> locks;

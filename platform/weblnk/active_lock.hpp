@@ -14,9 +14,12 @@ namespace vxhost {
 
 struct ActiveLock {
     std::string token;                // its URI, or empty
-    std::string owner;                // for a person, blanks reduced to single ones; or empty
+    std::string owner;                // for a person, with singleBlanks(); or empty
     std::optional<uint32_t> timeout;  // seconds, or LOCK_TIMEOUT_INFINITE
 };
+
+// The text without blanks at its ends, others reduced to single ones.
+std::string singleBlanks(std::string_view text);
 
 // Every activelock of a lockdiscovery in the document, in its order; none when it is no XML.
 std::vector<ActiveLock> parseActiveLocks(std::string_view xml);

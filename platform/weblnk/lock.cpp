@@ -38,13 +38,16 @@ uint32_t wantedTimeout(const vx::LockBlock& block) {
     return own ? defaultTimeout : block.timeoutSeconds;
 }
 
-std::string lockInfo(const vx::LockParms& parms) {
-    const std::string owner = shownUtf8({parms.owner, parms.owner ? parms.ownerLength : 0});
+std::string ownerOf(const vx::LockParms& parms) {
+    return shownUtf8({parms.owner, parms.owner ? parms.ownerLength : 0});
+}
+
+std::string lockInfo(const std::string& owner, std::string_view scope) {
     return fmt::format(
         "<?xml version=\"1.0\" encoding=\"utf-8\"?><D:lockinfo xmlns:D=\"DAV:\">"
         "<D:lockscope><D:{}/></D:lockscope><D:locktype><D:write/></D:locktype>"
         "<D:owner>{}</D:owner></D:lockinfo>",
-        parms.option == 0 ? "shared" : "exclusive", escapeXml(owner));
+        scope, escapeXml(owner));
 }
 
 // The token's header is the one thing that a server must send (RFC 4918, 9.10.1); the body tells
@@ -89,28 +92,53 @@ Request unlockRequest(const Target& target, const std::string& token) {
     return request;
 }
 
-Answer sendLock(const Target& target, const vx::LockParms& parms) {
+void tellLockLeft(vx::Journal* journal, const std::string& url, const std::string& token,
+                  std::string_view why) {
+    journalSentence(journal, vx::JOURNAL_FAILURE,
+                    fmt::format("{} stays locked ({}). To unlock it: quillon unlock {} --token {}",
+                                url, why, url, token));
+}
+
+bool mayHaveArrived(Status failure) {
+    return failure == WEBLNK_CUT_OFF || failure == WEBLNK_TIMED_OUT ||
+           failure == WEBLNK_BAD_ANSWER || failure == WEBLNK_INTERRUPTED;
+}
+
+// A LOCK whose answer was lost may have been done; its token then stands in the properties. Nothing
+// but the owner tells the lock from those of others, so that a person must decide.
+void tellLocksOf(const Target& target, const std::string& owner, vx::Journal* journal) noexcept {
+    guarded(WEBLNK_BAD_ANSWER, [&]() -> Status {
+        for (const auto& lock :
+             parseActiveLocks(askProperty(target, "lockdiscovery").multistatus)) {
+            if (lock.token.empty() || (!lock.owner.empty() && lock.owner != owner)) continue;
+            tellLockLeft(journal, target.url, lock.token, "the answer to LOCK was lost");
+        }
+        return vx::VX_SUCCESS;
+    });
+}
+
+Answer sendLock(const Target& target, const vx::LockParms& parms, vx::Journal* journal) {
+    const std::string owner = ownerOf(parms);
     Request request = requestFor(target, "LOCK");
     request.headers = {"Depth: 0", timeoutHeader(wantedTimeout(parms.block))};
-    request.document = lockInfo(parms);
+    request.document = lockInfo(owner, parms.option == 0 ? "shared" : "exclusive");
     request.uninterrupted = true;
-    return exchange(target, std::move(request));
+    try {
+        return exchange(target, std::move(request));
+    } catch (const Failure& failure) {
+        if (mayHaveArrived(failure.status())) tellLocksOf(target, singleBlanks(owner), journal);
+        throw;
+    }
 }
 
 // A holder whose PUT answered 412 takes its lock for lost and asks for another one. When it was the
 // entity tag that did not fit, the old lock is still there and in the way of the new one.
-Answer askForLock(Target& target, const vx::LockParms& parms) {
+Answer askForLock(Target& target, const vx::LockParms& parms, vx::Journal* journal) {
     const std::string forsaken = std::exchange(target.forsakenToken, {});
-    Answer answer = sendLock(target, parms);
+    Answer answer = sendLock(target, parms, journal);
     if (answer.status != 423 || forsaken.empty()) return answer;
     if (!isSuccess(exchange(target, unlockRequest(target, forsaken)).status)) return answer;
-    return sendLock(target, parms);
-}
-
-void tellLockLeft(const HeldLock& lock, std::string_view why) {
-    journalSentence(lock.target->journal, vx::JOURNAL_FAILURE,
-                    fmt::format("{} stays locked ({}). To unlock it: quillon unlock {} --token {}",
-                                lock.target->url, why, lock.target->url, lock.token));
+    return sendLock(target, parms, journal);
 }
 
 }  // namespace
@@ -174,11 +202,12 @@ void HeldLock::unlock(int32_t& status) {
     try {
         status = exchange(*target, unlockRequest(*target, token)).status;
     } catch (const Failure& failure) {
-        tellLockLeft(*this, failure.what());
+        tellLockLeft(target->journal, target->url, token, failure.what());
         throw;
     }
     if (!isSuccess(status) && mayStillBeHeld(*this, status)) {
-        tellLockLeft(*this, fmt::format("the server answered {}", status));
+        tellLockLeft(target->journal, target->url, token,
+                     fmt::format("the server answered {}", status));
     }
 }
 
@@ -204,7 +233,7 @@ vx::LockObject* lock(CurlClient& client, const vx::LockParms& parms, int32_t& st
         return adopted.release();
     }
     throwIfInterrupted(target->settings);
-    const Answer answer = askForLock(*target, parms);
+    const Answer answer = askForLock(*target, parms, journal);
     status = answer.status;
     if (status == 423) tellHolder(*target, journal, answer);
     if (!isSuccess(status)) return nullptr;
