@@ -74,7 +74,7 @@ std::unique_ptr<HeldLock> adoptedLock(std::shared_ptr<Target> target, const vx::
 bool mayStillBeHeld(const HeldLock& lock, int32_t refusal) {
     if (refusal == 404 || refusal == 409 || refusal == 412) return false;  // RFC 4918, 9.11.1
     try {
-        const PropertyAnswer answer = askProperty(*lock.target, "lockdiscovery");
+        const PropertyAnswer answer = askProperty(*lock.target, "lockdiscovery", true);
         if (answer.multistatus.empty()) return answer.status != 404;
         const auto locks = parseActiveLocks(answer.multistatus);
         return std::any_of(locks.begin(), locks.end(), [&lock](const ActiveLock& active) {
@@ -109,7 +109,7 @@ bool mayHaveArrived(Status failure) {
 void tellLocksOf(const Target& target, const std::string& owner, vx::Journal* journal) noexcept {
     guarded(WEBLNK_BAD_ANSWER, [&]() -> Status {
         for (const auto& lock :
-             parseActiveLocks(askProperty(target, "lockdiscovery").multistatus)) {
+             parseActiveLocks(askProperty(target, "lockdiscovery", true).multistatus)) {
             if (lock.token.empty() || (!lock.owner.empty() && lock.owner != owner)) continue;
             tellLockLeft(journal, target.url, lock.token, "the answer to LOCK was lost");
         }

@@ -35,7 +35,7 @@ Described describe(const std::string& multistatus) {
 
 }  // namespace
 
-PropertyAnswer askProperty(const Target& target, std::string_view property) {
+PropertyAnswer askProperty(const Target& target, std::string_view property, bool uninterrupted) {
     Request request = requestFor(target, "PROPFIND");
     request.headers = {"Depth: 0"};
     request.document =
@@ -43,6 +43,7 @@ PropertyAnswer askProperty(const Target& target, std::string_view property) {
         "<D:prop><D:" +
         std::string(property) + "/></D:prop></D:propfind>";
     request.repeatable = request.follows301 = true;
+    request.uninterrupted = uninterrupted;
     Answer answer = exchange(target, std::move(request));
     const bool useful = answer.status == 207;
     return {answer.status, useful ? std::move(answer.text) : std::string()};

@@ -229,6 +229,7 @@ TEST(WeblnkLock, theTokenComesFromHeaderOrBody) {
     for (const auto& row : rows) {
         ScriptedServer server;
         server.on("LOCK", "/a", row.answer).on("UNLOCK", "/a", Answer(204));
+        server.on("PROPFIND", "/a", Answer(404));
         Driven driven;
         auto client = driven.client(server.url("a"));
         EXPECT_EQ(client.takeLock(), row.outcome);
@@ -303,6 +304,28 @@ TEST(WeblnkLock, whoHoldsItIsTold) {
     EXPECT_EQ(server.transcript(),
               "LOCK /a 423\nPROPFIND /a 207\nPUT /a 423\nDELETE /a 423\nPROPFIND /a 207\n"
               "MOVE /a 423\nPROPFIND /a 207\n");
+}
+
+TEST(WeblnkLock, aLockWhoseAnswerWasLostIsNamedWithItsToken) {
+    const struct {
+        const char* owner;
+        bool told;
+    } rows[] = {{"<owner> ZEB &lt;1&gt;\n&amp; co</owner>", true},
+                {"", true},  // the server keeps none
+                {"<owner>ada</owner>", false}};
+    for (const auto& row : rows) {
+        ScriptedServer server;
+        server.on("LOCK", "/a", Answer(200).dropped());
+        server.on("PROPFIND", "/a",
+                  Answer::xml(207, "<multistatus xmlns='DAV:'><lockdiscovery><activelock>" +
+                                       std::string(row.owner) +
+                                       "<locktoken><href>urn:t:9</href></locktoken></activelock>"
+                                       "</lockdiscovery></multistatus>"));
+        Driven driven;
+        EXPECT_EQ(driven.client(server.url("a")).takeLock(), "-1");
+        const std::string command = "quillon unlock " + server.url("a") + " --token urn:t:9";
+        EXPECT_EQ(driven.sentences().find(command) != std::string::npos, row.told);
+    }
 }
 
 TEST(WeblnkLock, aLockThatIsLeftIsNamedWithItsToken) {
