@@ -76,8 +76,20 @@ TEST_F(Sites, aNameStandsForTheUrl) {
         edit.environment["VISUAL"] = work / "editor";
         expect(support::run(edit), 0, "");
         EXPECT_EQ(quillon({"get", "work.1:file", "-"}).output, "edited\n");
-        expect(quillon({"mkcol", "work.1:new"}), 0, "");
-        expect(quillon({"rmcol", "work.1:new"}), 0, "");
+        const Arguments changes[] = {
+            {"mkcol", "work.1:new"},
+            {"put", "right", "work.1:new/"},
+            {"mv", "work.1:new/right", "moved"},
+            {"lock", "work.1:new/moved", "--", "true"},
+            {"rm", "work.1:new/moved"},
+            {"rmcol", "work.1:new"},
+        };
+        for (const Arguments& arguments : changes) expect(quillon(arguments), 0, "");
+        support::Command shell = command({"shell", "work.1:my reports"});
+        shell.input = "ls\ncd work.1:\nls\n";
+        EXPECT_EQ(support::run(shell).output, "q3\nfile\nmy reports/\n");
+        EXPECT_EQ(quillon({"__complete", "ls", "wo"}).output, "work.1:\t" + server.url() + "\n");
+        EXPECT_EQ(quillon({"__complete", "get", "work.1:f"}).output, "work.1:file\t\n");
 
         // Somebody else than the site's user has another password.
         expect(quillon({"ls", "-u", "bob", "work.1:"}), 2, "password of bob");
