@@ -1,13 +1,20 @@
 #include "cli/hold_member.hpp"
 
+#include <utility>
+
 #include "cli/report.hpp"
 
 namespace quillon::cli {
 
+ExitCode reportNotUnlocked(const Address& address, Error error) {
+    if (error.kind == Kind::interrupted) error.kind = Kind::network;
+    return report("unlock", address.url(), error);
+}
+
 int released(Hold& hold, const Address& address, int code) {
-    const Result<void> gone = hold.release();
+    Result<void> gone = hold.release();
     if (gone) return code;
-    const ExitCode failed = report("unlock", address.url(), gone.error());
+    const ExitCode failed = reportNotUnlocked(address, std::move(gone).error());
     return code == EXIT_DONE ? failed : code;
 }
 

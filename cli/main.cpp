@@ -43,6 +43,8 @@ void describe(CLI::App& program, CommonOptions& options) {
         "Examples:\n"
         "  quillon ls -l https://example.org/dav/\n"
         "  quillon get \"https://example.org/dav/My report.txt\"\n"
+        "  quillon edit https://example.org/dav/plan.txt\n"
+        "  quillon put report.txt https://example.org/dav/\n"
         "  quillon --user ann ls https://example.org/dav/private/\n"
         "  quillon login work https://example.org/dav/ --user ann\n"
         "  quillon ls -l work:reports/\n\n" +

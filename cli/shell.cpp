@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "cli/command.hpp"
+#include "cli/hold_member.hpp"
 #include "cli/interrupt.hpp"
 #include "cli/line_reader.hpp"
 #include "cli/report.hpp"
@@ -146,9 +147,9 @@ int Shell::change(std::string& path) {
 int Shell::unlockAll() {
     int code = EXIT_DONE;
     for (const Address& address : session_.lockedAddresses()) {
-        const Result<void> unlocked = session_.lockedMember(address)->unlock();
+        Result<void> unlocked = session_.lockedMember(address)->unlock();
         session_.forgetLocked(address);
-        if (!unlocked) code = report("unlock", address.url(), unlocked.error());
+        if (!unlocked) code = reportNotUnlocked(address, std::move(unlocked).error());
     }
     return code;
 }

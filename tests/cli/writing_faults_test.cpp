@@ -94,7 +94,7 @@ TEST_F(WritingFaults, aLockThatStaysIsToldOfWithItsToken) {
 }
 
 TEST_F(WritingFaults, aSignalDuringAnUploadGivesTheLockBack) {
-    server.on("PUT", "/c/file", Answer(201).stalledAfter(0));
+    server.on("PUT", "/c/file", Answer(201, "stored").stalledAfter(0));
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
         server.clearRequests();
         support::RunningProcess program(command({"put", "f", server.url("c/file")}));
