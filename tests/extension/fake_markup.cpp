@@ -1,29 +1,14 @@
 // Documents of the fake host.
-#include <fmt/format.h>
-
 #include <cstring>
 
-#include "tests/extension/fake_document.hpp"
+#include "tests/extension/fake_host.hpp"
 
 namespace test {
-
-FakeDocument* FakeDocument::create(FakeHost& host, const std::string& kind,
-                                   const std::vector<Tree>& top) {
-    auto* document = new FakeDocument{};
-    document->host = &host;
-    document->name = host.take(kind);
-    document->top = top;
-    document->firstChild = document->nodes.build(document->top);
-    document->Destroy = [](vx::Document* self) {
-        auto* gone = static_cast<FakeDocument*>(self);
-        gone->host->say(gone->name + " Destroy");
-        gone->host->giveBack(gone->name);
-        delete gone;
-    };
-    return document;
-}
-
 namespace {
+
+struct FakeDocument : Named<vx::Document> {
+    std::vector<Tree> top;
+};
 
 std::string readAll(vx::BlobStream* stream) {
     std::string bytes;
@@ -37,27 +22,36 @@ std::string readAll(vx::BlobStream* stream) {
     return bytes;
 }
 
-vx::Document* createDocument(vx::Markup* self, vx::DocumentParms* parms, vx::Journal* journal,
-                             vx::Word) {
-    FakeHost& host = *Fake<vx::Markup>::of(self).host;
-    vx::DocumentParms expected{};
-    expected.sourceEncoding = expected.treeEncoding = vx::ENCODING_UTF32;
-    expected.flags = vx::DOCUMENT_FROM_STREAM;
-    expected.journal = journal;
-    expected.stream = parms->stream;
-    EXPECT_EQ(std::memcmp(parms, &expected, sizeof expected), 0);
-    host.requestBody = readAll(parms->stream);
-    const bool null = host.script.next("CreateDocument").null();
-    auto* document = null ? nullptr : FakeDocument::create(host, "request", {});
-    host.say(fmt::format("CreateDocument {} bytes{} -> {}", host.requestBody.size(),
-                         journal ? " journal" : "", null ? "null" : document->name));
+}  // namespace
+
+vx::Document* FakeHost::makeDocument(const Answer& answer, const std::string& line,
+                                     const char* kind, std::vector<Tree> top) {
+    auto* document = make<vx::Document, FakeDocument>(answer, line, kind);
+    if (!document) return nullptr;
+    document->top = std::move(top);
+    document->firstChild = nodesOf(document->top);
+    document->Destroy = [](vx::Document* self) {
+        fake().destroy<vx::Document, FakeDocument>(self);
+    };
     return document;
 }
 
-}  // namespace
-
 void FakeHost::setUpMarkup() {
-    markup.CreateDocument = createDocument;
+    markup.CreateDocument = [](vx::Markup*, vx::DocumentParms* parms, vx::Journal* notes,
+                               vx::Word) {
+        vx::DocumentParms expected{};
+        expected.sourceEncoding = expected.treeEncoding = vx::ENCODING_UTF32;
+        expected.flags = vx::DOCUMENT_FROM_STREAM;
+        expected.journal = notes;
+        expected.stream = parms->stream;
+        EXPECT_EQ(std::memcmp(parms, &expected, sizeof expected), 0);
+        FakeHost& host = fake();
+        host.requestBody = readAll(parms->stream);
+        return host.makeDocument(host.script.next("CreateDocument"),
+                                 fmt::format("CreateDocument {} bytes{} ->",
+                                             host.requestBody.size(), notes ? " journal" : ""),
+                                 "request", {});
+    };
 }
 
 }  // namespace test

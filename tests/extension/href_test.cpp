@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
+#include <string_view>
 
 #include "host/status.h"
 
@@ -10,7 +10,7 @@ namespace {
 
 TEST(Href, one_final_slash_does_not_count) {
     const struct {
-        std::u32string first, second;
+        std::u32string_view first, second;
         int order;
     } rows[] = {
         {U"/a/", U"/a", 0},
@@ -22,16 +22,13 @@ TEST(Href, one_final_slash_does_not_count) {
         {U"/a", U"", 1},
         {U"/a", U"/b", -1},
         {U"/b", U"/ab", 1},
-        {U"\x7FFFFFFF", U"\x80000000", 1},  // characters are signed
         {U"/\xE4", U"/\x20AC", -1},
+        {U"\x7FFFFFFF", U"\x80000000", 1},  // characters are signed
     };
-    for (const auto& row : rows)
-        EXPECT_EQ(vx::squillonCompareHref(row.first.data(), int64_t(row.first.size()),
-                                          row.second.data(), int64_t(row.second.size())),
-                  row.order);
-}
-
-TEST(Href, negative_lengths_are_refused) {
+    for (const auto& [first, second, order] : rows)
+        EXPECT_EQ(vx::squillonCompareHref(first.data(), int64_t(first.size()), second.data(),
+                                          int64_t(second.size())),
+                  order);
     const int32_t refused = int32_t(vx::VX_INVALID_ARGUMENT);
     EXPECT_EQ(vx::squillonCompareHref(U"/a", -1, U"/a", 2), refused);
     EXPECT_EQ(vx::squillonCompareHref(U"/a", 2, U"/a", -1), refused);

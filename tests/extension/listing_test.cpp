@@ -1,6 +1,4 @@
-#include <fmt/format.h>
-
-#include "tests/extension/open_member.hpp"
+#include "tests/extension/operation.hpp"
 
 namespace {
 
@@ -16,14 +14,13 @@ std::vector<Tree> multistatus(std::vector<Tree> responses) {
     return {element(U"multistatus", std::move(responses))};
 }
 
-vx::CollectionListHandle* open(FakeHost& host, vx::CollectionHandle* collection) {
-    return host.extension->operations.quillonCollectionListOpen(collection, &host.pathTranscoder,
-                                                                "list", &host.journal);
+vx::CollectionListHandle* open(CollectionHost& host) {
+    return host.operations.quillonCollectionListOpen(host.collection, &host.pathTranscoder, "list",
+                                                     &host.journal);
 }
 
 // The names in the order of the chain, and the count.
 std::string shown(const vx::CollectionListHandle* list) {
-    if (!list) return "null";
     std::string names;
     for (const vx::FileInfo* info = list->first; info; info = info->next)
         names += (info->narrowName ? info->narrowName : "-") + std::string{" "};
@@ -33,9 +30,8 @@ std::string shown(const vx::CollectionListHandle* list) {
 TEST(Listing, asks_for_the_members_and_sorts_them) {
     CollectionHost host;
     host.response = multistatus({self, b, text(U"\n"), a, response(U"http://h/c/a.txt")});
-    vx::CollectionListHandle* list = open(host, host.collection);
-    EXPECT_EQ(host.transcript(), lines(R"(
-        2 "quillonCollectionListOpen called"
+    vx::CollectionListHandle* list = open(host);
+    EXPECT_EQ(host.transcript(), lines(R"(2 "quillonCollectionListOpen called"
         client1 HEAD -> 200
         client1 OPTIONS -> 200
         CreateDocument 304 bytes journal -> request1
@@ -75,94 +71,66 @@ TEST(Listing, holds_what_the_collections_options_ask_for) {
         {0, {}, "0"},
         {0, {text(U"\n")}, "0"},
         {0, {text(U"\n"), a}, "a 1"},
-        {0, {comment(U"!"), element(U"multistatus", {text(U"\n"), a})}, "a 1"},
+        {0, {comment(), element(U"multistatus", {text(U"\n"), a})}, "a 1"},
         {0, {element(U"x", {element(U"multistatus", {a})})}, "a 1"},
     };
     for (const auto& row : rows) {
         CollectionHost host{"", row.options};
         host.response = row.top;
-        vx::CollectionListHandle* list = open(host, host.collection);
+        vx::CollectionListHandle* list = open(host);
         EXPECT_EQ(shown(list), row.list);
         const bool walked = !row.top.empty() && row.top.back().type != vx::NODE_TEXT;
         EXPECT_EQ(list->headLink != nullptr, walked);
-        host.operations->quillonCollectionListClose(list);
+        host.operations.quillonCollectionListClose(list);
     }
+}
+
+// The outlines end in the collection's last HTTP status.
+void expectFailures(const std::vector<Tree>& top, std::string_view rows) {
+    const auto openFailing = [&](CollectionHost& host) {
+        host.response = top;
+        EXPECT_EQ(open(host), nullptr);
+        EXPECT_EQ(host.lines.back(), "2 \"quillonCollectionListOpen returning cListp=null\"");
+        host.say(fmt::format("3 \"status {}\"", host.collection->lastStatus));
+        return vx::VX_SUCCESS;
+    };
+    expectOutcomes<CollectionHost>("quillonCollectionListOpen", openFailing, rows);
 }
 
 TEST(Listing, that_fails_leaves_nothing) {
-    const std::string found = "HEAD 200, OPTIONS 200, ";
-    const struct {
-        const char* script;
-        std::vector<Tree> top;
-        int32_t lastStatus;
-        std::string outline;
-    } rows[] = {
-        {"HEAD 404",
-         {},
-         404,
-         "HEAD 404, journal 4 Collection URL does not exist., InstHead returned status=404"},
-        {"OPTIONS allow=0xFFDFFFFF",
-         {},
-         200,
-         found + "journal 4 PROPFIND method not supported., PROPFIND method not supported"},
-        {"CreateDocument null",
-         {},
-         200,
-         found + "journal 4 XML document for PROPFIND request could not be created., "
-                 "XML for PROPFIND not created"},
-        {"PROPFIND rc=80000010",
-         {},
-         200,
-         found + "PROPFIND 80000010 null, InstPropFind returned rc=80000010"},
-        {"PROPFIND 405 null",
-         {},
-         405,
-         found + "PROPFIND 405 null, journal 4 No info returned for PROPFIND request., "
-                 "InstPropFind returned no info"},
-        {"PROPFIND 404",
-         {},
-         404,
-         found + "PROPFIND 404 response1, InstPropFind returned status=404"},
-        {"",
-         {element(U"multistatus", {element(U"x"), a})},
-         207,
-         found + "PROPFIND 207 response1, error parsing xml, no response node found, "
-                 "journal 4 XML response from PROPFIND request could not be parsed."},
-        {"", multistatus({a, b, element(U"other")}), 207,
-         found + "PROPFIND 207 response1, journal 4 propstat element could not be found., "
-                 "squillonFileInfoRetrieve propstat element not found, "
-                 "FileInfoRetrieve returned rc=81FFC813"},
-    };
-    for (const auto& row : rows) {
-        CollectionHost host{row.script};
-        host.response = row.top;
-        EXPECT_EQ(open(host, host.collection), nullptr);
-        EXPECT_EQ(host.collection->lastStatus, row.lastStatus);
-        EXPECT_EQ(host.lines.back(), "2 \"quillonCollectionListOpen returning cListp=null\"");
-        EXPECT_EQ(outline(host, "quillonCollectionListOpen"), row.outline);
-    }
+    expectFailures({}, R"(
+        HEAD rc=80000010 => 00000000: HEAD 80000010, InstHead returned rc=80000010, status -1
+        HEAD 404 => 00000000: HEAD 404, journal 4 Collection URL does not exist., InstHead returned status=404, status 404
+        OPTIONS rc=80000010 => 00000000: HEAD 200, OPTIONS 80000010, InstOptions returned rc=80000010, status 200
+        OPTIONS 500 => 00000000: HEAD 200, OPTIONS 500, InstOptions returned status=500, status 500
+        OPTIONS allow=0xFFDFFFFF => 00000000: HEAD 200, OPTIONS 200, journal 4 PROPFIND method not supported., PROPFIND method not supported, status 200
+        CreateDocument null => 00000000: HEAD 200, OPTIONS 200, CreateDocument null, journal 4 XML document for PROPFIND request could not be created., XML for PROPFIND not created, status 200
+        PROPFIND rc=80000010 => 00000000: HEAD 200, OPTIONS 200, PROPFIND 80000010 null, InstPropFind returned rc=80000010, status 200
+        PROPFIND 405 null => 00000000: HEAD 200, OPTIONS 200, PROPFIND 405 null, journal 4 No info returned for PROPFIND request., InstPropFind returned no info, status 405
+        PROPFIND 404 => 00000000: HEAD 200, OPTIONS 200, PROPFIND 404 response1, InstPropFind returned status=404, status 404
+    )");
+    expectFailures({element(U"multistatus", {element(U"x"), a})}, R"(
+        => 00000000: HEAD 200, OPTIONS 200, PROPFIND 207 response1, error parsing xml, no response node found, journal 4 XML response from PROPFIND request could not be parsed., status 207
+    )");
+    expectFailures(multistatus({a, b, element(U"other")}), R"(
+        => 00000000: HEAD 200, OPTIONS 200, PROPFIND 207 response1, journal 4 propstat element could not be found., squillonFileInfoRetrieve propstat element not found, FileInfoRetrieve returned rc=81FFC813, status 207
+    )");
 }
 
 TEST(Listing, survives_each_lack_of_memory) {
-    const char* const messages[] = {
-        "no memory for collection list handle",
-        "no memory for collection list generic name",
-        "HEAD 200, OPTIONS 200, PROPFIND 207 response1, no memory for file info struct",
-    };
-    everyAllocationFails([&](FakeHost& host) {
-        host.response = multistatus({self, b, a, response(U"/c", {element(U"displayname", U"d")})});
-        OpenCollection collection{host};
-        host.startFailing();
-        vx::CollectionListHandle* list = open(host, collection);
-        host.quitFailing();
-        EXPECT_EQ(shown(list), list ? "a b d 3" : "null");
-        const size_t nth = size_t(host.failNth) - 1;
-        if (nth < std::size(messages)) {
-            EXPECT_EQ(outline(host, "quillonCollectionListOpen"), messages[nth]);
-        }
-        host.extension->operations.quillonCollectionListClose(list);
-        return list ? vx::VX_SUCCESS : vx::VX_NO_MEMORY;
-    });
+    everyAllocationFails<CollectionHost>(
+        [](CollectionHost& host) {
+            host.response =
+                multistatus({self, b, a, response(U"/c", {element(U"displayname", U"d")})});
+            vx::CollectionListHandle* list = open(host);
+            if (!list) return vx::VX_NO_MEMORY;
+            EXPECT_EQ(shown(list), "a b d 3");
+            host.operations.quillonCollectionListClose(list);
+            return vx::VX_SUCCESS;
+        },
+        noMemoryFor(
+            "quillonCollectionListOpen",
+            {"collection list handle", "collection list generic name", "file info struct"}));
 }
 
 }  // namespace

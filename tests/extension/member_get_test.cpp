@@ -1,4 +1,4 @@
-#include "tests/extension/open_member.hpp"
+#include "tests/extension/operation.hpp"
 
 namespace {
 
@@ -8,9 +8,8 @@ TEST(MemberGet, streams_the_body_into_the_cache_file) {
     MemberHost host;
     host.getBody = {"abc", "de"};
     vx::FileGetParms parms{0, 77};
-    EXPECT_EQ(host.operations->quillonFileGet(host.member, &parms, &host.journal), vx::VX_SUCCESS);
-    EXPECT_EQ(host.transcript(), lines(R"(
-        2 "quillonFileGet called"
+    EXPECT_EQ(host.operations.quillonFileGet(host.member, &parms, &host.journal), vx::VX_SUCCESS);
+    EXPECT_EQ(host.transcript(), lines(R"(2 "quillonFileGet called"
         fsboxOpen "/cache/1/WEBDAV1" mode 2 buffer 1024 journal -> file1
         client2 GET options 77
         file1 Write 3
@@ -22,35 +21,22 @@ TEST(MemberGet, streams_the_body_into_the_cache_file) {
     EXPECT_EQ(host.member->status, 200);
 }
 
-vx::Status get(MemberHost& host) {
-    host.getBody = {"x"};
-    return host.operations->quillonFileGet(host.member, nullptr, &host.journal);
-}
-
+// "forbidden" and "missing" in the script say what the acquire found out about the member.
 TEST(MemberGet, that_fails_says_why) {
-    const std::vector<Row> rows = {
-        {"fsboxOpen rc=80000010", 0x80000010u, "fsboxOpen returned rc=80000010"},
-        {"fsboxOpen null", vx::QUILLON_REQUEST_FAILED, "fsboxOpen returned rc=81FFC811"},
-        {"GET 404 rc=80000010", vx::QUILLON_REQUEST_FAILED,
-         "GET 404 80000010, InstGet returned rc=80000010 status=404, "
-         "journal 4 GET method failed. Status = 404 30"},
-        {"Write rc=80000020", vx::QUILLON_REQUEST_FAILED,
-         "GET 80000020, InstGet returned rc=80000020 status=-1, "
-         "journal 4 GET method failed. Status = -1 30"},
+    const auto get = [](MemberHost& host) {
+        host.getBody = {"x"};
+        if (host.script.has("forbidden")) host.member->allow = ~vx::ALLOW_GET;
+        if (host.script.has("missing")) host.member->flags &= ~vx::FILE_EXISTS;
+        return host.operations.quillonFileGet(host.member, nullptr, &host.journal);
     };
-    expectOutcomes("quillonFileGet", rows, get);
-}
-
-TEST(MemberGet, of_what_cannot_be_had_sends_nothing) {
-    for (const char* head : {"", "HEAD 404"}) {
-        MemberHost host{"", head};
-        host.member->allow = ~vx::ALLOW_GET;
-        const bool missing = *head;
-        EXPECT_EQ(get(host), missing ? vx::QUILLON_FILE_NOT_FOUND : vx::QUILLON_METHOD_NOT_ALLOWED);
-        EXPECT_EQ(outline(host, "quillonFileGet"),
-                  missing ? "file not found, journal 4 81FFC806"
-                          : "GET method not allowed, journal 4 81FFC80B");
-    }
+    expectOutcomes<MemberHost>("quillonFileGet", get, R"(
+        missing, forbidden => 81FFC806: file not found, journal 4 81FFC806
+        forbidden => 81FFC80B: GET method not allowed, journal 4 81FFC80B
+        fsboxOpen rc=80000010 => 80000010: fsboxOpen null, fsboxOpen returned rc=80000010
+        fsboxOpen null => 81FFC811: fsboxOpen null, fsboxOpen returned rc=81FFC811
+        GET 404 rc=80000010 => 81FFC811: GET 404 80000010, InstGet returned rc=80000010 status=404, journal 4 GET method failed. Status = 404 30
+        Write rc=80000020 => 81FFC811: GET 80000020, InstGet returned rc=80000020 status=-1, journal 4 GET method failed. Status = -1 30
+    )");
 }
 
 }  // namespace

@@ -1,21 +1,28 @@
-#include <fmt/format.h>
-
-#include "tests/extension/open_member.hpp"
+#include "tests/extension/operation.hpp"
 #include "vxext/src/datetime.hpp"
 
 namespace {
 
 using namespace test;
 
-vx::FileHandle* acquire(FakeHost& host, vx::CollectionHandle* collection,
-                        vx::FileHandleParms& parms) {
-    return host.extension->operations.quillonFileHandleAcquire(collection, &parms, &host.journal);
+vx::FileHandle* acquire(CollectionHost& host, vx::FileHandleParms& parms) {
+    parms.rc = 0xDBDBDBDB;
+    return host.operations.quillonFileHandleAcquire(host.collection, &parms, &host.journal);
+}
+
+vx::Status open(CollectionHost& host) {
+    auto parms = memberParms<vx::FileHandleParms>(host);
+    parms.genericName = "generic";
+    vx::FileHandle* member = acquire(host, parms);
+    EXPECT_EQ(member == nullptr, parms.rc != vx::VX_SUCCESS);
+    host.operations.quillonFileHandleRelease(member);
+    return parms.rc;
 }
 
 TEST(MemberHandle, is_made_step_by_step_and_unmade) {
     CollectionHost host{"HEAD 404"};
     const vx::PutOptions options{};
-    vx::FileHandleParms parms = memberParms(host);
+    auto parms = memberParms<vx::FileHandleParms>(host);
     parms.memberName = "\xC3\xA4.txt";
     parms.memberNameLength = 6;
     parms.genericName = "generic";
@@ -23,9 +30,8 @@ TEST(MemberHandle, is_made_step_by_step_and_unmade) {
     parms.putOptions = &options;
     parms.putOptionsLength = 16;
     parms.putCode = 3;
-    vx::FileHandle* member = acquire(host, host.collection, parms);
-    EXPECT_EQ(host.transcript(), lines(R"(
-        2 "quillonFileHandleAcquire called"
+    vx::FileHandle* member = acquire(host, parms);
+    EXPECT_EQ(host.transcript(), lines(R"(2 "quillonFileHandleAcquire called"
         text "ä.txt" into 24
         CreateName "/cache/1" "WEBDAV" kind 1
         path "/cache/1/WEBDAV1" into 16
@@ -44,84 +50,52 @@ TEST(MemberHandle, is_made_step_by_step_and_unmade) {
     EXPECT_EQ(member->putOptionsLength * 100 + member->putCode, 1603u);
     host.script = Script{"ReleaseName rc=80000001, Destroy rc=80000002"};
     EXPECT_EQ(member->release(member), 0x80000002u);
-    EXPECT_EQ(host.transcript(), lines(R"(
-        2 "quillonFileHandleRelease called"
+    EXPECT_EQ(host.transcript(), lines(R"(2 "quillonFileHandleRelease called"
         ReleaseName "/cache/1/WEBDAV1"
         client2 Destroy)"));
-    EXPECT_EQ(host.operations->quillonFileHandleRelease(nullptr), vx::VX_SUCCESS);
+    EXPECT_EQ(host.operations.quillonFileHandleRelease(nullptr), vx::VX_SUCCESS);
     EXPECT_EQ(host.transcript(), "");
 }
 
 TEST(MemberHandle, that_cannot_be_made_leaves_nothing) {
-    const struct {
-        const char* script;
-        vx::Status rc;
-        const char* outline;
-    } rows[] = {
-        {"text rc=80000010", 0x80000010u, "collection name transcode failure rc=80000010"},
-        {"CreateName rc=80000010", 0x80000010u, "CreateName for cache failed rc=80000010"},
-        {"path small *4", vx::VX_BUFFER_TOO_SMALL, ""},
-        {"path rc=80000010", 0x80000010u, "transcoding failed for cache file path rc=80000010"},
-        {"CreateClient2 null *3", vx::QUILLON_REQUEST_FAILED,
-         "journal 4 HTTP client instance for member could not be created. 53, "
-         "CreateClient2 failed"},
-        {"OPTIONS rc=80000010", 0x80000010u, "OPTIONS 80000010, InstOptions failed rc=80000010"},
-        {"OPTIONS 405", vx::QUILLON_UNEXPECTED_STATUS,
-         "OPTIONS 405, InstOptions unexpected status=405"},
-        {"HEAD rc=80000010", 0x80000010u,
-         "OPTIONS 200, HEAD 80000010, InstHead failed rc=80000010"},
-        {"HEAD 401", vx::QUILLON_NOT_AUTHORIZED,
-         "OPTIONS 200, HEAD 401, collection not authorized"},
-        {"HEAD 500", vx::QUILLON_UNEXPECTED_STATUS,
-         "OPTIONS 200, HEAD 500, InstHead unexpected status=500"},
-    };
-    for (const auto& row : rows) {
-        CollectionHost host{row.script};
-        vx::FileHandleParms parms = memberParms(host);
-        EXPECT_EQ(acquire(host, host.collection, parms), nullptr);
-        EXPECT_EQ(parms.rc, row.rc);
-        EXPECT_EQ(
-            host.lines.back(),
-            fmt::format("2 \"quillonFileHandleAcquire returning rc={:08X} filep=null\"", row.rc));
-        EXPECT_EQ(outline(host, "quillonFileHandleAcquire"), row.outline);
-    }
+    expectOutcomes<CollectionHost>("quillonFileHandleAcquire", open, R"(
+        text rc=80000010 => 80000010: text 80000010, collection name transcode failure rc=80000010
+        CreateName rc=80000010 => 80000010: CreateName 80000010, CreateName for cache failed rc=80000010
+        path small *4 => 803FE807: path 803FE807, path 803FE807, path 803FE807, path 803FE807
+        path rc=80000010 => 80000010: path 80000010, transcoding failed for cache file path rc=80000010
+        CreateClient2 null *3 => 81FFC811: CreateClient2 null, CreateClient2 null, CreateClient2 null, journal 4 HTTP client instance for member could not be created. 53, CreateClient2 failed
+        OPTIONS rc=80000010 => 80000010: OPTIONS 80000010, InstOptions failed rc=80000010
+        OPTIONS 405 => 81FFC808: OPTIONS 405, InstOptions unexpected status=405
+        HEAD rc=80000010 => 80000010: OPTIONS 200, HEAD 80000010, InstHead failed rc=80000010
+        HEAD 401 => 81FFC802: OPTIONS 200, HEAD 401, collection not authorized
+        HEAD 500 => 81FFC808: OPTIONS 200, HEAD 500, InstHead unexpected status=500
+    )");
 }
 
 TEST(MemberHandle, needs_a_cache_and_a_name) {
-    const struct {
-        uint32_t options;
-        const char* name;
-        int64_t length;
-        vx::Status rc;
-        const char* outline;
-    } rows[] = {
-        {vx::NO_CACHE, "m", 1, vx::QUILLON_NO_LOCAL_CACHE, "no local cache"},
-        {0, nullptr, 1, vx::QUILLON_NO_MEMBER_NAME, "no member name"},
-        {0, "m", -1, vx::QUILLON_NO_MEMBER_NAME, "no member name"},
-        {0, "", 0, vx::VX_SUCCESS, "OPTIONS 200, HEAD 200"},
+    // "name" in the script: none, or one of a length of its own.
+    const auto openNamed = [](CollectionHost& host) {
+        auto parms = memberParms<vx::FileHandleParms>(host);
+        const Answer name = host.script.next("name");
+        if (name.null()) parms.memberName = nullptr;
+        parms.memberNameLength = int64_t(name.number("length", 5));
+        if (host.script.has("uncached")) host.collection->flags &= ~vx::CACHE_CREATED;
+        host.operations.quillonFileHandleRelease(acquire(host, parms));
+        host.collection->flags |= vx::CACHE_CREATED;
+        return parms.rc;
     };
-    for (const auto& row : rows) {
-        CollectionHost host{"", row.options};
-        vx::FileHandleParms parms = memberParms(host);
-        parms.memberName = row.name;
-        parms.memberNameLength = row.length;
-        host.operations->quillonFileHandleRelease(acquire(host, host.collection, parms));
-        EXPECT_EQ(parms.rc, row.rc);
-        EXPECT_EQ(outline(host, "quillonFileHandleAcquire"), row.outline);
-    }
+    expectOutcomes<CollectionHost>("quillonFileHandleAcquire", openNamed, R"(
+        uncached => 81FFC815: no local cache
+        name null => 81FFC817: no member name
+        name length=0xFFFFFFFFFFFFFFFF => 81FFC817: no member name
+        name length=0 => 00000000: OPTIONS 200, HEAD 200
+    )");
 }
 
 TEST(MemberHandle, survives_each_lack_of_memory) {
-    everyAllocationFails([](FakeHost& host) {
-        OpenCollection collection{host};
-        vx::FileHandleParms parms = memberParms(host);
-        parms.genericName = "generic";
-        host.startFailing();
-        vx::FileHandle* member = acquire(host, collection, parms);
-        host.quitFailing();
-        host.extension->operations.quillonFileHandleRelease(member);
-        return parms.rc;
-    });
+    everyAllocationFails<CollectionHost>(
+        open, noMemoryFor("quillonFileHandleAcquire", {"file handle", "generic name", "filename",
+                                                       "transcoded cache file path"}));
 }
 
 }  // namespace

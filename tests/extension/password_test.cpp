@@ -1,37 +1,31 @@
-#include "tests/extension/open_collection.hpp"
+#include "tests/extension/operation.hpp"
 
 namespace {
 
 using namespace test;
 
-struct Encoded {
-    vx::Status status;
-    uint64_t length;
-    std::string text;
-};
-
-Encoded encode(FakeHost& host, std::string_view password, uint64_t capacity = 64) {
+// The encoded text, or what little the length says of it.
+std::string encode(FakeHost& host, std::string_view password, vx::Status* status,
+                   uint64_t capacity = 64) {
     std::string buffer(capacity, '.');
     vx::PasswordParms parms{};
     parms.password = password.data();
     parms.passwordLength = static_cast<int64_t>(password.size());
     parms.encoded = buffer.data();
-    Encoded result{0, capacity, ""};
-    parms.encodedLength = &result.length;
+    parms.encodedLength = &capacity;
     parms.inputTranscoder = &host.textTranscoder;
     parms.outputTranscoder = &host.pathTranscoder;
-    result.status = host.extension->operations.quillonPasswordEncrypt(host.extension, &parms);
-    result.text = buffer.substr(0, result.length);
-    return result;
+    *status = host.extension->operations.quillonPasswordEncrypt(host.extension, &parms);
+    return buffer.substr(0, capacity);
 }
 
 TEST(Password, is_decoded_encoded_and_wiped) {
     FakeHost host;
     host.sayPool = true;
-    const Encoded result = encode(host, "sésame!");
+    vx::Status status;
+    EXPECT_EQ(encode(host, "sésame!", &status), "{zeb}!emasés");
     host.sayPool = false;
-    EXPECT_EQ(result.status, vx::VX_SUCCESS);
-    EXPECT_EQ(result.text, "{zeb}!emasés");
+    EXPECT_EQ(status, vx::VX_SUCCESS);
     EXPECT_EQ(host.transcript(), lines(R"(2 "quillonPasswordEncrypt called"
         Alloc 32
         text "sésame!" into 32
@@ -48,100 +42,70 @@ TEST(Password, is_decoded_encoded_and_wiped) {
     EXPECT_TRUE(host.gaveBack("!emasés"));
 }
 
-struct Row {
-    const char* script;
-    const char* password;
-    vx::Status status;
-    const char* encoded;
-    const char* between;
-};
+// The outlines end in the encoded text; a call that went well shows its name.
+void expectEncoded(std::string_view password, std::string_view rows) {
+    const auto run = [&](FakeHost& host) {
+        vx::Status status;
+        const std::string encoded = encode(host, password, &status, 16);
+        for (std::string& line : host.lines)
+            if (!std::isdigit(line[0]) && line.find("->") == line.npos)
+                line = "3 " + line.substr(0, line.find(' '));
+        host.say("3 <" + encoded + ">");
+        return status;
+    };
+    expectOutcomes<FakeHost>("quillonPasswordEncrypt", run, rows);
+}
 
 TEST(Password, what_becomes_of_it) {
-    const Row rows[] = {
-        {"", "", 0, "", ""},
-        {"", "   ", 0, "", R"(text "   " into 12
-            DecodeText "   "
-            path "" into 16)"},
-        {"", "{CFG}x", 0, "{CFG}x", R"(text "{CFG}x" into 24
-            DecodeText "{CFG}x"
-            path "{CFG}x" into 16)"},
-        {"", "ü", 0, "{zeb}ü", R"(text "ü" into 8
-            DecodeText "ü"
-            EncodeText "ü"
-            path "{zeb}ü" into 16)"},
-        {"text rc=80000001", "sesame!", 0x80000001, "", R"(text "sesame!" into 28 -> 80000001
-            3 "quillonPasswordEncrypt transcode password returned rc=80000001")"},
-        {"DecodeText rc=80000002", "sesame!", 0x80000002, "", R"(text "sesame!" into 28
-            DecodeText "sesame!" -> 80000002)"},
-        {"DecodeText rc=80000002 leaving", "sesame!", 0x80000002, "", R"(text "sesame!" into 28
-            DecodeText "sesame!" -> 80000002)"},
-        {"EncodeText rc=80000003", "sesame!", 0x80000003, "", R"(text "sesame!" into 28
-            DecodeText "sesame!"
-            EncodeText "sesame!" -> 80000003)"},
-        {"EncodeText rc=80000003 leaving", "sesame!", 0x80000003, "", R"(text "sesame!" into 28
-            DecodeText "sesame!"
-            EncodeText "sesame!" -> 80000003)"},
-        {"", "longer sesame", vx::VX_BUFFER_TOO_SMALL, "", R"(text "longer sesame" into 52
-            DecodeText "longer sesame"
-            EncodeText "longer sesame"
-            path "{zeb}emases regnol" into 16 -> 803FE807
-            3 "quillonPasswordEncrypt untranscoding password returned rc=803FE807")"},
+    expectEncoded("", "=> 00000000: <>");
+    expectEncoded("   ", "=> 00000000: text, DecodeText, path, <>");
+    expectEncoded("{CFG}x", "=> 00000000: text, DecodeText, path, <{CFG}x>");
+    expectEncoded("ü", "=> 00000000: text, DecodeText, EncodeText, path, <{zeb}ü>");
+    expectEncoded("sesame!", R"(
+        text rc=80000001 => 80000001: text 80000001, transcode password returned rc=80000001, <>
+        DecodeText rc=80000002 => 80000002: text, DecodeText 80000002, <>
+        DecodeText rc=80000002 leaving => 80000002: text, DecodeText 80000002, <>
+        EncodeText rc=80000003 => 80000003: text, DecodeText, EncodeText 80000003, <>
+        EncodeText rc=80000003 leaving => 80000003: text, DecodeText, EncodeText 80000003, <>
+    )");
+    expectEncoded("long sesame!", R"(
+        => 803FE807: text, DecodeText, EncodeText, path 803FE807, untranscoding password returned rc=803FE807, <>
+    )");
+}
+
+TEST(Password, needs_the_encoding_service_and_a_length_in_range) {
+    const struct {
+        bool service;
+        int64_t length;
+        vx::Status status;
+        const char* outline;
+    } rows[] = {
+        {false, 7, vx::VX_NO_ENCODING_SERVICE, ""},
+        {true, -1, vx::VX_SUCCESS, ""},
+        {true, INT64_MAX / 2 + 1, vx::VX_NO_MEMORY, "no memory for transcoded password"},  // x4
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(std::string{row.script} + row.password);
-        FakeHost host{row.script};
-        const Encoded result = encode(host, row.password, 16);
-        EXPECT_EQ(result.status, row.status);
-        EXPECT_EQ(result.text, row.encoded);
-        char rc[9];
-        snprintf(rc, sizeof rc, "%08X", row.status);
-        EXPECT_EQ(host.transcript(),
-                  lines("2 \"quillonPasswordEncrypt called\"\n" + std::string{row.between} +
-                        "\n2 \"quillonPasswordEncrypt returning rc=" + rc + "\""));
-        EXPECT_FALSE(host.gaveBack("sesame"));
+    for (const auto& row : rows) {
+        FakeHost host;
+        if (!row.service) host.kernel.encodingService = nullptr;
+        uint64_t length = 9;
+        vx::PasswordParms parms{};
+        parms.password = passwordText.data();
+        parms.passwordLength = row.length;
+        parms.encodedLength = &length;
+        parms.inputTranscoder = &host.textTranscoder;
+        EXPECT_EQ(host.extension->operations.quillonPasswordEncrypt(host.extension, &parms),
+                  row.status);
+        EXPECT_EQ(length, 0u);
+        EXPECT_EQ(outline(host, "quillonPasswordEncrypt"), row.outline);
     }
 }
 
-TEST(Password, needs_the_encoding_service) {
-    FakeHost host;
-    host.kernel.encodingService = nullptr;
-    host.logger.threshold = 3;
-    const Encoded result = encode(host, "sesame!");
-    EXPECT_EQ(result.status, vx::VX_NO_ENCODING_SERVICE);
-    EXPECT_EQ(result.length, 0u);
-    EXPECT_EQ(host.transcript(), "text \"sesame!\" into 28\n");
-    EXPECT_FALSE(host.gaveBack("sesame!"));
-}
-
-TEST(Password, lengths_out_of_range_are_refused_or_no_password) {
-    FakeHost host;
-    host.logger.threshold = 3;
-    uint64_t length = 9;
-    vx::PasswordParms parms{};
-    parms.password = "sesame!";
-    parms.encodedLength = &length;
-    parms.passwordLength = -1;
-    const auto encrypt = host.extension->operations.quillonPasswordEncrypt;
-    EXPECT_EQ(encrypt(host.extension, &parms), vx::VX_SUCCESS);
-    EXPECT_EQ(length, 0u);
-    EXPECT_EQ(host.transcript(), "");
-
-    length = 9;
-    parms.passwordLength = INT64_MAX / 2 + 1;  // fourfold: 2^64
-    EXPECT_EQ(encrypt(host.extension, &parms), vx::VX_NO_MEMORY);
-    EXPECT_EQ(length, 0u);
-    EXPECT_EQ(host.transcript(),
-              "3 \"quillonPasswordEncrypt no memory for transcoded password\"\n");
-}
-
 TEST(Password, every_allocation_fails_cleanly) {
-    everyAllocationFails([](FakeHost& host) {
-        host.startFailing();
-        const Encoded result = encode(host, "sesame!");
-        host.quitFailing();
-        EXPECT_EQ(result.length == 0, host.failed);
-        EXPECT_FALSE(host.gaveBack("sesame!"));
-        return result.status;
+    everyAllocationFails<FakeHost>([](FakeHost& host) {
+        vx::Status status;
+        const std::string encoded = encode(host, "sesame!", &status);
+        EXPECT_EQ(encoded, status == vx::VX_SUCCESS ? "{zeb}!emases" : "");
+        return status;
     });
 }
 

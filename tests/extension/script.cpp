@@ -4,12 +4,6 @@
 
 namespace test {
 
-std::optional<uint64_t> Answer::number(std::string_view prefix) const {
-    for (const std::string& word : words)
-        if (word.starts_with(prefix)) return std::stoull(word.substr(prefix.size()), nullptr, 0);
-    return std::nullopt;
-}
-
 Script::Script(std::string_view text) {
     std::istringstream entries{std::string{text}};
     for (std::string entry; std::getline(entries, entry, ',');) {
@@ -19,16 +13,20 @@ Script::Script(std::string_view text) {
         Answer answer;
         int times = 1;
         for (std::string word; words >> word;) {
+            const size_t equals = word.find('=');
             if (word[0] == '*')
                 times = std::stoi(word.substr(1));
             else if (word.starts_with("rc="))
                 answer.rc = static_cast<vx::Status>(std::stoul(word.substr(3), nullptr, 16));
-            else if (word.find_first_not_of("0123456789") == std::string::npos)
+            else if (equals != word.npos)
+                answer.numbers[word.substr(0, equals)] =
+                    std::stoull(word.substr(equals + 1), nullptr, 0);
+            else if (word.find_first_not_of("0123456789") == word.npos)
                 answer.http = std::stoi(word);
             else
-                answer.words.push_back(word);
+                answer.words.insert(word);
         }
-        for (int i = 0; i < times; ++i) answers_[call].push_back(answer);
+        answers_[call].insert(answers_[call].end(), size_t(times), answer);
     }
 }
 

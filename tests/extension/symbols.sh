@@ -8,7 +8,7 @@ list=$(dirname "$0")/symbols.txt
 
 # Weak ones (w) are the linker's own.
 present=$(nm -D "$library" | awk '{ print $(NF-1), $NF }' | sed 's/@.*//' | grep -v '^w ' | sort)
-listed=$(grep -v '^#' "$list" | sort)
+listed=$(awk '!/^#/ { for (i = 2; i <= NF; i++) print $1, $i }' "$list" | sort)
 
 failed=0
 complain() {

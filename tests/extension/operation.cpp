@@ -1,0 +1,82 @@
+#include "tests/extension/operation.hpp"
+
+#include <sstream>
+
+namespace test {
+namespace {
+
+std::string shortened(std::string line, const std::string& operation) {
+    std::erase(line, '"');
+    if (line.starts_with("3 " + operation + " ")) return line.substr(operation.size() + 3);
+    if (line.starts_with("3 ")) return line.substr(2);
+    if (line.starts_with("2 ") || line.starts_with("file")) return "";
+    if (line.starts_with("journal") || line.starts_with("lock")) return line;
+    if (const size_t under = line.find("under"); under != line.npos) return line.substr(under);
+    const size_t arrow = line.find("-> ");
+    if (arrow == line.npos) return "";
+    const std::string result = line.substr(arrow + 3);
+    if (!std::isdigit(result[0]) && result != "null") return "";  // what was made
+    const size_t call = line.starts_with("client") ? line.find(' ') + 1 : 0;
+    return line.substr(call, line.find(' ', call) + 1 - call) + result;
+}
+
+}  // namespace
+
+std::vector<Tree> memberResponse(std::u32string property, std::u32string value) {
+    return {response(U"/c/m.txt", {element(std::move(property), std::move(value))})};
+}
+
+CollectionHost::CollectionHost(std::string_view text, uint32_t options) {
+    auto parms = collectionParms<vx::CollectionParms>(*this);
+    parms.options = options;
+    collection = operations.quillonCollectionHandleAcquire(extension, &parms, &journal);
+    begin(text);
+}
+
+CollectionHost::~CollectionHost() {
+    EXPECT_EQ(operations.quillonCollectionHandleRelease(collection), vx::VX_SUCCESS);
+}
+
+void CollectionHost::begin(std::string_view text) {
+    script = Script{text};
+    lines.clear();
+}
+
+MemberHost::MemberHost(std::string_view text, std::string_view opening) : CollectionHost(opening) {
+    auto parms = memberParms<vx::FileHandleParms>(*this);
+    member = operations.quillonFileHandleAcquire(collection, &parms, &journal);
+    begin(text);
+}
+
+MemberHost::~MemberHost() {
+    if (member->lock) operations.quillonFileLockRelease(member, nullptr);
+    operations.quillonFileHandleRelease(member);
+}
+
+std::vector<std::string> noMemoryFor(const std::string& operation,
+                                     std::vector<std::string> things) {
+    for (std::string& thing : things) thing = operation + " no memory for " + thing;
+    return things;
+}
+
+std::vector<Row> rowsOf(std::string_view literal) {
+    std::vector<Row> rows;
+    std::istringstream all{lines(literal)};
+    for (std::string line; std::getline(all, line);) {
+        const size_t arrow = line.find("=> ");
+        rows.push_back({line.substr(0, arrow),
+                        vx::Status(std::stoul(line.substr(arrow + 3), nullptr, 16)),
+                        line.substr(std::min(arrow + 13, line.size()))});
+    }
+    return rows;
+}
+
+std::string outline(FakeHost& host, const std::string& operation) {
+    std::string text;
+    for (const std::string& line : std::exchange(host.lines, {}))
+        if (const std::string part = shortened(line, operation); !part.empty())
+            text += (text.empty() ? "" : ", ") + part;
+    return text;
+}
+
+}  // namespace test

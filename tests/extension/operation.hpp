@@ -1,0 +1,116 @@
+// What tests of operations begin with: a host, one whose collection is open, or also a member of
+// it. The script counts from there, and the transcript begins there.
+#pragma once
+
+#include <functional>
+
+#include "tests/extension/fake_host.hpp"
+
+namespace test {
+
+// "http://h/c/" of ann, for any record that names a collection.
+template <class Parms>
+Parms collectionParms(FakeHost& host) {
+    Parms parms{};
+    parms.url = "http://h/c/";
+    parms.urlLength = 11;
+    parms.user = "ann";
+    parms.userLength = 3;
+    parms.password = passwordText.data();
+    parms.passwordLength = passwordText.size();
+    parms.textTranscoder = &host.textTranscoder;
+    parms.pathTranscoder = &host.pathTranscoder;
+    return parms;
+}
+
+// "m.txt", for any record that names a member.
+template <class Parms>
+Parms memberParms(FakeHost& host) {
+    Parms parms{};
+    parms.memberName = "m.txt";
+    parms.memberNameLength = 5;
+    parms.nameTranscoder = &host.textTranscoder;
+    parms.pathTranscoder = &host.pathTranscoder;
+    return parms;
+}
+
+// A member's answer to a PROPFIND.
+std::vector<Tree> memberResponse(std::u32string property, std::u32string value);
+
+struct CollectionHost : FakeHost {
+    explicit CollectionHost(std::string_view text = "", uint32_t options = 0);
+    ~CollectionHost();
+
+    const vx::Operations& operations = extension->operations;
+    vx::CollectionHandle* collection;
+
+protected:
+    void begin(std::string_view text);
+};
+
+struct MemberHost : CollectionHost {
+    // opening: the script of the acquire. "HEAD 404" makes a member that does not exist.
+    explicit MemberHost(std::string_view text = "", std::string_view opening = "");
+    ~MemberHost();
+
+    vx::FileHandle* member;
+};
+
+// A transcript in short: the requests and what came of them ("PUT 412", "under lock1" before it),
+// other calls that failed, what became of locks, failures logged, and sentences and statuses of the
+// journal. The operation's own messages stand without its name. Forgets the transcript.
+std::string outline(FakeHost& host, const std::string& operation);
+
+struct Row {
+    std::string script;
+    vx::Status rc;
+    std::string outline;
+};
+
+// From lines of a literal, "SCRIPT => STATUS: OUTLINE".
+std::vector<Row> rowsOf(std::string_view literal);
+
+// Runs the operation once a row, on a host of its own. Where it traces its status, that is the one
+// that it returns.
+template <class Host>
+void expectOutcomes(const std::string& operation, const std::function<vx::Status(Host&)>& run,
+                    std::string_view rows) {
+    for (const Row& row : rowsOf(rows)) {
+        SCOPED_TRACE(row.script);
+        Host host{row.script};
+        EXPECT_EQ(hex(run(host)), hex(row.rc));
+        const std::string returning = "\"" + operation + " returning rc=";
+        for (const std::string& line : host.lines)
+            if (line.substr(2).starts_with(returning)) {
+                EXPECT_EQ(line.substr(2 + returning.size(), 8), hex(row.rc));
+            }
+        EXPECT_EQ(outline(host, operation), row.outline);
+    }
+}
+
+// Messages of the operation: "no memory for" each of them.
+std::vector<std::string> noMemoryFor(const std::string& operation, std::vector<std::string> things);
+
+// Runs the operation with its first, its second ... allocation failing, until there is none left to
+// fail: the status must then be VX_NO_MEMORY, the message of its row logged, and never must
+// anything be left. run releases what it got.
+template <class Host>
+void everyAllocationFails(const std::function<vx::Status(Host&)>& run,
+                          const std::vector<std::string>& messages = {}) {
+    bool failed = true;
+    for (int nth = 1; failed; ++nth) {
+        SCOPED_TRACE(fmt::format("allocation {} fails", nth));
+        Host host;
+        const int last = host.pool.failAt = host.pool.asked + nth;
+        const vx::Status status = run(host);
+        failed = host.pool.asked >= last;
+        host.pool.failAt = 0;
+        EXPECT_EQ(status, failed ? vx::VX_NO_MEMORY : vx::VX_SUCCESS);
+        if (nth <= int(messages.size())) {
+            EXPECT_NE(host.transcript().find(messages[size_t(nth) - 1] + "\"\n"),
+                      std::string::npos);
+        }
+    }
+}
+
+}  // namespace test
