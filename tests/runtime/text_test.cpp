@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cctype>
 #include <string>
 
 #include "tests/support/guarded_block.hpp"
@@ -11,68 +10,50 @@ namespace {
 
 using test::Guarded;
 
-// Texts of every length, the terminator being the last readable unit, measured from every unit on.
+// Texts of every length, the terminator being the last readable unit: measured from every unit on,
+// and copied into no more than they need.
 template <class Unit>
-void expectLengths(uint64_t (*length)(const Unit*), Unit filling) {
-    for (uint64_t units = 0; units < 80; ++units) {
-        const std::basic_string<Unit> text(units, filling);
-        const Guarded<Unit> guarded{std::span{text.c_str(), units + 1}};
-        for (uint64_t from = 0; from <= units; ++from)
-            ASSERT_EQ(length(guarded.data() + from), units - from);
-    }
-    EXPECT_EQ(length(nullptr), 0u);
-}
-
-TEST(Text, length_is_found_at_every_alignment) {
-    expectLengths<char>(nxStrLen, '\x80');
-    expectLengths<char32_t>(nxStrTLen, U'\x10000');
-}
-
-TEST(Text, zero_units_before_the_text_do_not_end_it) {
-    const char bytes[] = "\0\0\0abc";
-    EXPECT_EQ(nxStrLen(bytes + 3), 3u);
-    const char32_t units[] = U"\0abc";
-    EXPECT_EQ(nxStrTLen(units + 1), 3u);
-}
-
-template <class Unit>
-void expectCopies(void (*copy)(const Unit*, Unit*), const std::basic_string<Unit>& filling) {
+void expectTexts(uint64_t (*length)(const Unit*), void (*copy)(const Unit*, Unit*), Unit filling) {
     for (uint64_t units = 0; units < 120; ++units) {
-        const auto source = filling.substr(0, units);
-        const Guarded<Unit> from{std::span{source.c_str(), units + 1}};
+        const auto text = std::basic_string<Unit>(units, filling) + Unit{0};
+        const Guarded<Unit> from{std::span{text}};
+        for (uint64_t start = 0; start <= units; ++start)
+            ASSERT_EQ(length(from.data() + start), units - start);
         const std::basic_string<Unit> blank(units + 1, Unit{7});
-        const Guarded<Unit> to{std::span{blank.data(), units + 1}};
+        const Guarded<Unit> to{std::span{blank}};
         copy(from.data(), to.data());
-        ASSERT_EQ(std::basic_string<Unit>(to.data(), units + 1), source + Unit{0});
+        ASSERT_EQ(std::basic_string<Unit>(to.data(), units + 1), text);
     }
+    const Unit zeros[] = {0, 0, 0, 1, 2, 0};
+    EXPECT_EQ(length(zeros + 3), 2u) << "zeros before the text do not end it";
+    EXPECT_EQ(length(nullptr), 0u);
     Unit buffer[2] = {7, 7};
     copy(nullptr, buffer);
     EXPECT_EQ(buffer[0], Unit{0});
     EXPECT_EQ(buffer[1], Unit{7});
-    copy(filling.c_str(), nullptr);
+    copy(buffer, nullptr);
 }
 
-TEST(Text, copies_take_the_terminator_along_and_null_for_an_empty_text) {
-    expectCopies<char>(nxStrCpy, std::string(120, 'x'));
-    expectCopies<char32_t>(nxStrTCpy, std::u32string(120, U'\x1F600'));
+TEST(Text, lengths_and_copies) {
+    expectTexts<char>(nxStrLen, nxStrCpy, '\x80');
+    expectTexts<char32_t>(nxStrTLen, nxStrTCpy, U'\x1F600');
 }
 
 TEST(Text, case_of_ascii_letters_alone_changes) {
     std::string all;
     for (int byte = 0; byte < 256; ++byte) all += static_cast<char>(byte);
     for (uint64_t offset = 0; offset < all.size(); ++offset) {
-        const std::string text = all.substr(offset) + all.substr(0, offset);
-        std::string upper = text;
-        std::string lower = text;
-        nxStrUp(upper.data(), upper.size() - 1);
-        nxStrLow(lower.data(), lower.size() - 1);
-        for (uint64_t i = 0; i + 1 < text.size(); ++i) {
-            const char c = text[i];
-            ASSERT_EQ(upper[i], c >= 'a' && c <= 'z' ? c - 32 : c);
-            ASSERT_EQ(lower[i], c >= 'A' && c <= 'Z' ? c + 32 : c);
+        std::string upper = all.substr(offset) + all.substr(0, offset);
+        std::string lower = upper, expectedUpper = upper, expectedLower = upper;
+        for (uint64_t i = 0; i < 255; ++i) {  // the unit behind the count stays
+            const char c = upper[i];
+            if (c >= 'a' && c <= 'z') expectedUpper[i] = static_cast<char>(c - 32);
+            if (c >= 'A' && c <= 'Z') expectedLower[i] = static_cast<char>(c + 32);
         }
-        ASSERT_EQ(upper.back(), text.back()) << "a unit behind the count changed";
-        ASSERT_EQ(lower.back(), text.back());
+        nxStrUp(upper.data(), 255);
+        nxStrLow(lower.data(), 255);
+        ASSERT_EQ(upper, expectedUpper);
+        ASSERT_EQ(lower, expectedLower);
     }
 }
 
