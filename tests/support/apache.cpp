@@ -6,13 +6,9 @@
 #include "tests/support/certificates.hpp"
 #include "tests/support/files.hpp"
 #include "tests/support/http_probe.hpp"
-#include "tests/support/socket.hpp"
 
 namespace support {
 namespace {
-
-constexpr auto realm = "quillon";
-constexpr auto program = "/usr/sbin/apache2";
 
 // The modules of a usual installation, and those of mod_dav.
 constexpr auto modules = {
@@ -21,7 +17,16 @@ constexpr auto modules = {
     "setenvif",    "env",        "rewrite",       "filter",     "deflate",    "allowmethods",
     "reqtimeout",  "status",     "socache_shmcb", "ssl",        "dav",        "dav_fs"};
 
+// The spare port only tells what is in work.
 constexpr auto general = R"(
+ServerRoot "{home}"
+PidFile "{home}/pid"
+DefaultRuntimeDir "{home}"
+Mutex "file:{home}"
+?User {user}
+?Group {user}
+Listen 127.0.0.1:{port}
+Listen 127.0.0.1:{spare}
 ServerName 127.0.0.1
 ServerLimit 1
 StartServers 1
@@ -33,11 +38,24 @@ KeepAlive On
 KeepAliveTimeout 60
 MaxKeepAliveRequests 0
 LogLevel notice
+ErrorLog "{log}"
 TypesConfig /dev/null
 AddType text/plain .txt
 AddType text/csv .csv
 ExtendedStatus On
-LogFormat "%m\t%r\t%>s\t%k\t%I\t%O" request
+DavLockDB "{home}/state/locks"
+<VirtualHost 127.0.0.1:{spare}>
+<Location />
+SetHandler server-status
+</Location>
+</VirtualHost>
+<VirtualHost 127.0.0.1:{port}>
+DocumentRoot "{root}"
+LogFormat "%r %>s %k" request
+CustomLog "{home}/access" request
+<Directory "{root}">
+Dav On
+Options Indexes FollowSymLinks
 )";
 
 constexpr auto withoutLocksLines = R"(
@@ -48,26 +66,15 @@ AllowMethods GET HEAD POST OPTIONS PUT DELETE PROPFIND PROPPATCH MKCOL COPY MOVE
 </Location>
 )";
 
+constexpr auto accountLines = R"(
+AuthName quillon
+AuthUserFile "{home}/users"
+Require valid-user
+)";
+
 std::string openssl(std::vector<std::string> arguments, const std::string& input) {
     arguments.insert(arguments.begin(), "openssl");
     return runChecked({.arguments = std::move(arguments), .input = input});
-}
-
-// LoggedRequest of a line of LogFormat.
-LoggedRequest parseLine(const std::string& line) {
-    std::vector<std::string> fields;
-    std::istringstream in(line);
-    for (std::string field; std::getline(in, field, '\t');) fields.push_back(field);
-    fields.resize(6);
-    std::string target = fields[1];
-    target = target.substr(std::min(target.find(' ') + 1, target.size()));
-    target = target.substr(0, target.rfind(' '));
-    return {fields[0],
-            target,
-            std::stoi(fields[2]),
-            std::stoi(fields[3]),
-            std::stoull(fields[4]),
-            std::stoull(fields[5])};
 }
 
 }  // namespace
@@ -75,49 +82,28 @@ LoggedRequest parseLine(const std::string& line) {
 Apache::Apache(ApacheOptions options)
     : WebDavServer("Apache", options.documentRoot), options_(std::move(options)) {
     if (options_.tls) scheme_ = "https";
-    writableFolder("locks");
     writeUsers();
-    start([this](uint16_t port) { return command(port); }, "resuming normal operations");
+    start({"/usr/sbin/apache2", "-f", "{home}/conf", "-DFOREGROUND"}, "resuming normal operations",
+          configuration());
 }
 
-Command Apache::command(uint16_t port) {
-    statusPort_ = freePort();
-    auto file = home("apache.conf");
-    writeFile(file, configuration(port));
-    return {.arguments = {program, "-f", file, "-DFOREGROUND"}};
-}
-
-std::string Apache::configuration(uint16_t port) const {
+std::string Apache::configuration() const {
     std::ostringstream out;
-    std::string host = "127.0.0.1:";
-    out << "ServerRoot " << home(".") << "\nPidFile " << home("pid") << "\nDefaultRuntimeDir "
-        << home(".") << "\nMutex file:" << home(".").string() << "\nListen " << host << port
-        << "\nListen " << host << statusPort_ << "\nErrorLog " << errorLogFile() << "\n";
     for (const std::string name : modules)
         out << "LoadModule " << name << "_module /usr/lib/apache2/modules/mod_" << name << ".so\n";
-    out << general << "DavLockDB " << home("locks") / "db"
-        << "\n";
-    if (!serverUser().empty()) out << "User " << serverUser() << "\nGroup " << serverUser() << "\n";
-    out << "<VirtualHost " << host << statusPort_ << ">\n<Location />\nSetHandler server-status\n"
-        << "</Location>\n</VirtualHost>\n<VirtualHost " << host << port << ">\nDocumentRoot "
-        << documentRoot() << "\nCustomLog " << home("access.log") << " request\n<Directory "
-        << documentRoot() << ">\nDav On\nOptions Indexes FollowSymLinks\nLimitRequestBody "
-        << options_.limitRequestBody << "\n"
-        << authenticationLines() << "</Directory>\n";
+    out << general << "LimitRequestBody " << options_.limitRequestBody << "\n";
+    if (options_.authentication == Authentication::none)
+        out << "Require all granted\n";
+    else if (options_.authentication == Authentication::basic)
+        out << "AuthType Basic" << accountLines;
+    else
+        out << "AuthType Digest\nAuthDigestProvider file" << accountLines;
+    out << "</Directory>\n";
     if (options_.tls)
         out << "SSLEngine on\nSSLCertificateFile " << certificates().server
             << "\nSSLCertificateKeyFile " << certificates().serverKey << "\n";
     if (options_.withoutLocks) out << withoutLocksLines;
-    out << "</VirtualHost>\n" << options_.extra << "\n";
-    return out.str();
-}
-
-std::string Apache::authenticationLines() const {
-    if (options_.authentication == Authentication::none) return "Require all granted\n";
-    bool digest = options_.authentication == Authentication::digest;
-    std::ostringstream out;
-    out << (digest ? "AuthType Digest\nAuthDigestProvider file" : "AuthType Basic") << "\nAuthName "
-        << realm << "\nAuthUserFile " << home("users") << "\nRequire valid-user\n";
+    out << "</VirtualHost>\n";
     return out.str();
 }
 
@@ -125,8 +111,8 @@ void Apache::writeUsers() const {
     const auto& [user, password] = options_.account;
     std::string line = user + ":";
     if (options_.authentication == Authentication::digest) {
-        std::string hash = openssl({"dgst", "-md5", "-r"}, line + realm + ":" + password);
-        line += std::string(realm) + ":" + hash.substr(0, 32);
+        line += "quillon:";
+        line += openssl({"dgst", "-md5", "-r"}, line + password).substr(0, 32);
     } else {
         line += "{SHA}" + openssl({"base64"}, openssl({"dgst", "-sha1", "-binary"}, password));
     }
@@ -135,7 +121,7 @@ void Apache::writeUsers() const {
 
 // The status request itself is the one worker that is always busy.
 bool Apache::idle() const {
-    auto reply = ask(statusPort_, "GET", "/?auto");
+    auto reply = ask(spare_, "GET", "/?auto");
     return reply && reply->body.find("BusyWorkers: 1\n") != std::string::npos &&
            reply->body.find("ConnsAsyncWriting: 0\n") != std::string::npos;
 }
@@ -143,8 +129,11 @@ bool Apache::idle() const {
 std::vector<LoggedRequest> Apache::accessLog() const {
     eventually([this] { return idle(); }, std::chrono::seconds(2));
     std::vector<LoggedRequest> requests;
-    std::istringstream in(readFile(home("access.log")));
-    for (std::string line; std::getline(in, line);) requests.push_back(parseLine(line));
+    std::istringstream in(readFile(home("access")));
+    std::string method, target, protocol;
+    int status = 0, nth = 0;
+    while (in >> method >> target >> protocol >> status >> nth)
+        requests.push_back({method, target, status, nth});
     return requests;
 }
 
@@ -164,7 +153,7 @@ int Apache::connections() const {
 // The server appends: an emptied file goes on from its start.
 void Apache::clearAccessLog() const {
     accessLog();
-    writeFile(home("access.log"), "");
+    writeFile(home("access"), "");
 }
 
 }  // namespace support

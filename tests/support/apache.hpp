@@ -19,7 +19,6 @@ struct ApacheOptions {
     bool withoutLocks = false;             // DAV class 1: no LOCK in Allow, 405 for it
     uint64_t limitRequestBody = 0;         // bytes; 0: no limit
     std::filesystem::path documentRoot{};  // empty: one of its own
-    std::string extra{};                   // more configuration, of the server as a whole
 };
 
 struct LoggedRequest {
@@ -27,8 +26,6 @@ struct LoggedRequest {
     std::string target;  // as sent
     int status;
     int nthOfConnection;  // 0: the first request over its connection
-    uint64_t received;    // bytes, with the header
-    uint64_t sent;
 };
 
 class Apache : public WebDavServer {
@@ -45,14 +42,11 @@ public:
     void clearAccessLog() const;
 
 private:
-    Command command(uint16_t port);
-    std::string configuration(uint16_t port) const;
-    std::string authenticationLines() const;
+    std::string configuration() const;
     void writeUsers() const;
     bool idle() const;
 
     ApacheOptions options_;
-    uint16_t statusPort_ = 0;  // a second port that only tells what is in work
 };
 
 }  // namespace support

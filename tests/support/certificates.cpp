@@ -1,15 +1,14 @@
 #include "tests/support/certificates.hpp"
 
-#include <string>
-
-#include "tests/support/files.hpp"
 #include "tests/support/process.hpp"
 #include "tests/support/temporary_directory.hpp"
 
 namespace support {
 namespace {
 
-constexpr auto configuration = R"([req]
+constexpr auto script = R"(
+cat >openssl.cnf <<end
+[req]
 distinguished_name = name
 [name]
 [authority]
@@ -19,46 +18,26 @@ subjectKeyIdentifier = hash
 basicConstraints = critical, CA:FALSE
 subjectAltName = IP:127.0.0.1, DNS:localhost
 authorityKeyIdentifier = keyid
-)";
-
-Certificates make(const TemporaryDirectory& directory) {
-    auto file = [&](const char* name) { return (directory / name).string(); };
-    writeFile(file("openssl.cnf"), configuration);
-    auto issue = [&](const std::string& who, std::vector<std::string> more) {
-        std::vector<std::string> arguments{"openssl",
-                                           "req",
-                                           "-x509",
-                                           "-config",
-                                           file("openssl.cnf"),
-                                           "-extensions",
-                                           who,
-                                           "-newkey",
-                                           "ec",
-                                           "-pkeyopt",
-                                           "ec_paramgen_curve:prime256v1",
-                                           "-nodes",
-                                           "-days",
-                                           "2",
-                                           "-subj",
-                                           "/CN=quillon test " + who,
-                                           "-keyout",
-                                           file((who + ".key").c_str()),
-                                           "-out",
-                                           file((who + ".pem").c_str())};
-        arguments.insert(arguments.end(), more.begin(), more.end());
-        runChecked({.arguments = std::move(arguments)});
-    };
-    issue("authority", {});
-    issue("server", {"-CA", file("authority.pem"), "-CAkey", file("authority.key")});
-    return {file("authority.pem"), file("server.pem"), file("server.key")};
+end
+issue() {
+    who=$1
+    shift
+    openssl req -x509 -config openssl.cnf -extensions $who -subj "/CN=quillon test $who" -days 2 \
+        -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -keyout $who.key -out $who.pem "$@"
 }
+issue authority
+issue server -CA authority.pem -CAkey authority.key
+)";
 
 }  // namespace
 
 const Certificates& certificates() {
-    static const TemporaryDirectory directory;
-    static const Certificates made = make(directory);
-    return made;
+    static const TemporaryDirectory made;
+    static const std::string output =
+        runChecked({.arguments = {"sh", "-ec", script}, .directory = made.path()});
+    static const Certificates files{made / "authority.pem", made / "server.pem",
+                                    made / "server.key"};
+    return files;
 }
 
 }  // namespace support

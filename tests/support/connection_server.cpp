@@ -9,11 +9,12 @@ ConnectionServer::ConnectionServer(Serve serve)
 
 void ConnectionServer::acceptAll() {
     while (Socket socket = listener_.accept()) {
+        ++accepted_;
         std::lock_guard lock(mutex_);
         Connection& connection = connections_.emplace_back();
         connection.socket = std::move(socket);
-        connection.thread = std::thread([this, &connection, number = ++accepted_] {
-            serve_(connection.socket, number);
+        connection.thread = std::thread([this, &connection] {
+            serve_(connection.socket);
             std::lock_guard closing(mutex_);
             connection.socket.close();
         });

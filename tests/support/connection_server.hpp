@@ -14,8 +14,7 @@ namespace support {
 
 class ConnectionServer {
 public:
-    // The connection is closed when the function returns; number: 1 for the first connection.
-    using Serve = std::function<void(const Socket& client, int number)>;
+    using Serve = std::function<void(const Socket& client)>;  // which is closed after it
 
     explicit ConnectionServer(Serve serve);
     ~ConnectionServer() { stop(); }

@@ -59,7 +59,7 @@ const timespec* timeUntil(Clock::time_point due, timespec& buffer) {
 DelayProxy::DelayProxy(uint16_t serverPort, Duration roundTrip)
     : serverPort_(serverPort),
       roundTrip_(roundTrip),
-      proxy_([this](const Socket& client, int) { relay(client); }) {}
+      proxy_([this](const Socket& client) { relay(client); }) {}
 
 void DelayProxy::relay(const Socket& client) const {
     Socket server = Socket::connectTo(serverPort_);

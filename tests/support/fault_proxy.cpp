@@ -136,7 +136,7 @@ private:
 
 FaultProxy::FaultProxy(uint16_t serverPort)
     : serverPort_(serverPort),
-      proxy_([this](const Socket& client, int) { Relay(*this, client).run(); }) {}
+      proxy_([this](const Socket& client) { Relay(*this, client).run(); }) {}
 
 FaultProxy::~FaultProxy() {
     release();

@@ -1,7 +1,5 @@
 #include "tests/support/http_probe.hpp"
 
-#include <thread>
-
 #include "tests/support/socket.hpp"
 
 namespace support {
@@ -21,14 +19,6 @@ std::optional<Reply> ask(uint16_t port, const std::string& method, const std::st
     size_t end = answer.find("\r\n\r\n");
     if (end == std::string::npos) return std::nullopt;
     return Reply{std::stoi(answer.substr(9, 3)), answer.substr(0, end + 2), answer.substr(end + 4)};
-}
-
-bool eventually(const std::function<bool()>& condition, Duration deadline) {
-    for (auto end = Clock::now() + deadline; !condition();) {
-        if (Clock::now() >= end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
 }
 
 }  // namespace support

@@ -2,11 +2,8 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
-
-#include "tests/support/process.hpp"
 
 namespace support {
 
@@ -20,8 +17,5 @@ struct Reply {
 // status line. header: more header lines, each ended by CR LF.
 std::optional<Reply> ask(uint16_t port, const std::string& method, const std::string& target,
                          const std::string& header = {}, const std::string& body = {});
-
-// Looks often, until the condition holds or the deadline passes.
-bool eventually(const std::function<bool()>& condition, Duration deadline = patience);
 
 }  // namespace support

@@ -1,7 +1,5 @@
 #include "tests/support/http_scanner.hpp"
 
-#include <strings.h>
-
 #include <boost/asio/buffer.hpp>
 #include <boost/beast/http/basic_parser.hpp>
 #include <boost/beast/http/error.hpp>
@@ -13,15 +11,6 @@ namespace support {
 namespace http = boost::beast::http;
 using boost::beast::error_code;
 using Text = boost::beast::string_view;
-
-bool CaseLess::operator()(std::string_view left, std::string_view right) const {
-    return strcasecmp(std::string(left).c_str(), std::string(right).c_str()) < 0;
-}
-
-std::string_view MessageHead::field(std::string_view name) const {
-    auto found = fields.find(std::string(name));
-    return found == fields.end() ? std::string_view() : found->second;
-}
 
 template <bool isRequest>
 class HttpScanner<isRequest>::Parser : public http::basic_parser<isRequest> {
@@ -95,11 +84,6 @@ std::string HttpScanner<isRequest>::takeBody(std::string& content) {
 template <bool isRequest>
 bool HttpScanner<isRequest>::done() const {
     return parser_ && parser_->is_done();
-}
-
-template <bool isRequest>
-bool HttpScanner<isRequest>::endsWithConnection() const {
-    return parser_ && parser_->need_eof();
 }
 
 template class HttpScanner<true>;

@@ -1,6 +1,8 @@
 // Finds messages in the bytes of a connection, and keeps the bytes as they came.
 #pragma once
 
+#include <strings.h>
+
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -12,7 +14,9 @@ namespace support {
 
 // HTTP compares field names without regard to case.
 struct CaseLess {
-    bool operator()(std::string_view left, std::string_view right) const;
+    bool operator()(const std::string& left, const std::string& right) const {
+        return strcasecmp(left.c_str(), right.c_str()) < 0;
+    }
 };
 using Fields = std::map<std::string, std::string, CaseLess>;
 
@@ -20,9 +24,13 @@ struct MessageHead {
     std::string method, target;  // of a request
     int status = 0;              // of an answer
     Fields fields;
-    std::string raw;                                      // as it came, with the empty line
-    uint64_t length = 0;                                  // of the body, when the header tells
-    std::string_view field(std::string_view name) const;  // "" when it is not there
+    std::string raw;      // as it came, with the empty line
+    uint64_t length = 0;  // of the body, when the header tells
+
+    std::string_view field(const std::string& name) const {  // "" when it is not there
+        auto found = fields.find(name);
+        return found == fields.end() ? std::string_view() : found->second;
+    }
 };
 
 // Takes requests (or answers) from a stream. Use: add() bytes; takeHead() until it gives a head;
@@ -41,7 +49,6 @@ public:
     std::string takeBody(std::string& content);
 
     bool done() const;
-    bool endsWithConnection() const;  // the body has no other end
 
 private:
     class Parser;

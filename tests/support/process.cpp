@@ -8,7 +8,6 @@
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <utmp.h>
 
 #include <algorithm>
 #include <array>
@@ -16,6 +15,7 @@
 #include <csignal>
 #include <stdexcept>
 #include <system_error>
+#include <thread>
 
 namespace support {
 namespace {
@@ -28,39 +28,6 @@ void closeEnd(int& fd) {
     if (fd >= 0) close(fd);
     fd = -1;
 }
-
-// Both ends of each stream, of ours (kept non-blocking) and of the child.
-struct Ends {
-    int in = -1, out = -1, err = -1;
-    int childIn = -1, childOut = -1, childErr = -1;
-
-    explicit Ends(Streams streams) {
-        if (streams == Streams::terminal) {
-            winsize size{24, 80, 0, 0};
-            if (openpty(&in, &childIn, nullptr, nullptr, &size) != 0) fail("openpty");
-            fcntl(in, F_SETFD, FD_CLOEXEC);
-            fcntl(childIn, F_SETFD, FD_CLOEXEC);
-            out = fcntl(in, F_DUPFD_CLOEXEC, 0);
-        } else {
-            connect(childIn, in);
-            connect(out, childOut);
-            connect(err, childErr);
-        }
-        for (int fd : {in, out, err})
-            if (fd >= 0) fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
-    }
-    void closeChildEnds() {
-        for (int* fd : {&childIn, &childOut, &childErr}) closeEnd(*fd);
-    }
-
-private:
-    static void connect(int& read, int& write) {
-        int ends[2];
-        if (pipe2(ends, O_CLOEXEC) != 0) fail("pipe");
-        read = ends[0];
-        write = ends[1];
-    }
-};
 
 std::vector<std::string> environmentWith(const std::map<std::string, std::string>& changes) {
     std::vector<std::string> all;
@@ -79,29 +46,6 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
     return result;
 }
 
-// Between fork and exec: nothing that allocates, since other threads may hold the heap's lock.
-[[noreturn]] void becomeChild(const Ends& ends, pid_t parent, const char* directory,
-                              char* const* arguments, char* const* environment) {
-    prctl(PR_SET_PDEATHSIG, SIGTERM);
-    if (getppid() != parent) _exit(127);
-    sigset_t none;
-    sigemptyset(&none);
-    sigprocmask(SIG_SETMASK, &none, nullptr);
-    std::signal(SIGPIPE, SIG_DFL);
-    if (ends.childOut < 0) {
-        if (login_tty(fcntl(ends.childIn, F_DUPFD, 3)) != 0) _exit(127);
-    } else {
-        setpgid(0, 0);
-        dup2(ends.childIn, 0);
-        dup2(ends.childOut, 1);
-        dup2(ends.childErr, 2);
-    }
-    if (*directory && chdir(directory) != 0) _exit(127);
-    execvpe(arguments[0], arguments, environment);
-    dprintf(2, "cannot run %s\n", arguments[0]);
-    _exit(127);
-}
-
 // Appends what is there. A stream that ended is closed; a terminal ends with EIO.
 void drain(int& fd, std::string& into) {
     std::array<char, 65536> piece;
@@ -118,43 +62,81 @@ void drain(int& fd, std::string& into) {
     }
 }
 
-Duration milliseconds(const timeval& time) {
-    return std::chrono::duration_cast<Duration>(std::chrono::seconds(time.tv_sec) +
-                                                std::chrono::microseconds(time.tv_usec));
-}
-
-Duration until(Clock::time_point end) {
-    return std::max(Duration{0}, std::chrono::ceil<Duration>(end - Clock::now()));
-}
-
 }  // namespace
 
+// What the child runs.
+class RunningProcess::Execution {
+public:
+    explicit Execution(const Command& command)
+        : arguments_(command.arguments),
+          environment_(environmentWith(command.environment)),
+          directory_(command.directory) {}
+
+    // After fork: nothing that allocates, since other threads may hold the heap's lock.
+    [[noreturn]] void replaceChild() const {
+        prctl(PR_SET_PDEATHSIG, SIGTERM);
+        if (getppid() != parent_) _exit(127);
+        sigset_t none;
+        sigemptyset(&none);
+        sigprocmask(SIG_SETMASK, &none, nullptr);
+        std::signal(SIGPIPE, SIG_DFL);
+        if (directory_.empty() || chdir(directory_.c_str()) == 0)
+            execvpe(argv_[0], argv_.data(), envp_.data());
+        dprintf(2, "cannot run %s\n", argv_[0]);
+        _exit(127);
+    }
+
+private:
+    std::vector<std::string> arguments_, environment_;
+    std::string directory_;
+    std::vector<char*> argv_ = pointers(arguments_), envp_ = pointers(environment_);
+    pid_t parent_ = getpid();
+};
+
 RunningProcess::RunningProcess(const Command& command, Streams streams)
-    : arguments_(command.arguments), unsent_(command.input) {
+    : unsent_(command.input), closeWhenSent_(streams == Streams::pipes && !command.input.empty()) {
     // A process that went away is seen by what it leaves, not by a signal of ours.
     static const auto ignored = std::signal(SIGPIPE, SIG_IGN);
     static_cast<void>(ignored);
-
-    Ends ends(streams);
-    auto environment = environmentWith(command.environment);
-    auto argumentPointers = pointers(arguments_);
-    auto environmentPointers = pointers(environment);
-    pid_t self = getpid();
-    pid_ = fork();
+    const Execution execution(command);
+    if (streams == Streams::terminal)
+        startInTerminal(execution);
+    else
+        startInPipes(execution);
     if (pid_ < 0) fail("fork");
-    if (pid_ == 0)
-        becomeChild(ends, self, command.directory.c_str(), argumentPointers.data(),
-                    environmentPointers.data());
-    if (streams == Streams::pipes) setpgid(pid_, pid_);  // whoever of the two comes first
-    ends.closeChildEnds();
-    in_ = ends.in;
-    out_ = ends.out;
-    err_ = ends.err;
+    for (int fd : {in_, out_, err_})
+        if (fd >= 0) fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
     // The header of this call in glibc 2.36 is not for C++.
     ended_ = static_cast<int>(syscall(SYS_pidfd_open, pid_, 0));
     if (ended_ < 0) fail("pidfd_open");
-    if (streams == Streams::pipes && !command.input.empty()) closeInput();
     feed();
+}
+
+void RunningProcess::startInTerminal(const Execution& execution) {
+    winsize size{24, 80, 0, 0};
+    pid_ = forkpty(&in_, nullptr, nullptr, &size);
+    if (pid_ == 0) execution.replaceChild();
+    fcntl(in_, F_SETFD, FD_CLOEXEC);
+    out_ = fcntl(in_, F_DUPFD_CLOEXEC, 0);
+}
+
+void RunningProcess::startInPipes(const Execution& execution) {
+    int in[2], out[2], err[2];
+    for (int* ends : {in, out, err})
+        if (pipe2(ends, O_CLOEXEC) != 0) fail("pipe");
+    pid_ = fork();
+    if (pid_ == 0) {
+        setpgid(0, 0);
+        dup2(in[0], 0);
+        dup2(out[1], 1);
+        dup2(err[1], 2);
+        execution.replaceChild();
+    }
+    setpgid(pid_, pid_);  // whoever of the two comes first
+    for (int childs : {in[0], out[1], err[1]}) close(childs);
+    in_ = in[1];
+    out_ = out[0];
+    err_ = err[0];
 }
 
 RunningProcess::~RunningProcess() {
@@ -164,7 +146,7 @@ RunningProcess::~RunningProcess() {
 }
 
 bool RunningProcess::running() {
-    if (!reaped_) takeIn(Duration{0});
+    if (!reaped_) takeIn(Clock::now());
     return !reaped_;
 }
 
@@ -191,7 +173,7 @@ bool RunningProcess::expect(std::string_view text, Duration deadline) {
             return true;
         }
         if (reaped_ || Clock::now() >= end) return false;
-        takeIn(until(end));
+        takeIn(end);
     }
 }
 
@@ -199,17 +181,18 @@ std::optional<Outcome> RunningProcess::wait(Duration deadline) {
     auto end = Clock::now() + deadline;
     while (!reaped_) {
         if (Clock::now() >= end) return std::nullopt;
-        takeIn(until(end));
+        takeIn(end);
     }
     return outcome_;
 }
 
-void RunningProcess::takeIn(Duration atMost) {
+void RunningProcess::takeIn(Clock::time_point until) {
     std::array<pollfd, 4> ready{{{ended_, POLLIN, 0},
                                  {out_, POLLIN, 0},
                                  {err_, POLLIN, 0},
                                  {unsent_.empty() ? -1 : in_, POLLOUT, 0}}};
-    poll(ready.data(), ready.size(), static_cast<int>(atMost.count()));
+    auto left = std::max(Duration{0}, std::chrono::ceil<Duration>(until - Clock::now()));
+    poll(ready.data(), ready.size(), static_cast<int>(left.count()));
     feed();
     drain(out_, outcome_.output);
     drain(err_, outcome_.errors);
@@ -217,17 +200,15 @@ void RunningProcess::takeIn(Duration atMost) {
 }
 
 void RunningProcess::feed() {
-    while (in_ >= 0 && sent_ < unsent_.size()) {
-        ssize_t count = write(in_, unsent_.data() + sent_, unsent_.size() - sent_);
+    while (in_ >= 0 && !unsent_.empty()) {
+        ssize_t count = write(in_, unsent_.data(), unsent_.size());
         if (count >= 0)
-            sent_ += static_cast<size_t>(count);
+            unsent_.erase(0, static_cast<size_t>(count));
         else if (errno == EAGAIN)
             return;
         else if (errno != EINTR)
-            break;  // nobody reads it any more
+            unsent_.clear();  // nobody reads it any more
     }
-    unsent_.clear();
-    sent_ = 0;
     if (closeWhenSent_) closeEnd(in_);
 }
 
@@ -242,7 +223,14 @@ void RunningProcess::reap() {
     if (WIFEXITED(status)) outcome_.exitCode = WEXITSTATUS(status);
     if (WIFSIGNALED(status)) outcome_.signal = WTERMSIG(status);
     outcome_.peakKiB = used.ru_maxrss;
-    outcome_.processorTime = milliseconds(used.ru_utime) + milliseconds(used.ru_stime);
+}
+
+bool eventually(const std::function<bool()>& condition, Duration deadline) {
+    for (auto end = Clock::now() + deadline; !condition();) {
+        if (Clock::now() >= end) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
 }
 
 Outcome run(const Command& command, Duration deadline) {

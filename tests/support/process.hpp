@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -31,8 +32,7 @@ struct Outcome {
     int signal = 0;     // 0: it exited
     std::string output;
     std::string errors;
-    long peakKiB = 0;          // resident memory, of the process and the children it reaped
-    Duration processorTime{};  // user and system, likewise
+    long peakKiB = 0;  // resident memory, of the process and the children it reaped
 };
 
 enum class Streams { pipes, terminal };
@@ -64,21 +64,26 @@ public:
     const std::string& errors() const { return outcome_.errors; }
 
 private:
-    void takeIn(Duration atMost);  // until something happened
+    class Execution;
+
+    void startInTerminal(const Execution& execution);
+    void startInPipes(const Execution& execution);
+    void takeIn(Clock::time_point until);  // or until something happened
     void feed();
     void reap();
 
-    std::vector<std::string> arguments_;
     pid_t pid_ = -1;
     int ended_ = -1;  // a pidfd
     int in_ = -1, out_ = -1, err_ = -1;
     std::string unsent_;
-    size_t sent_ = 0;  // of the above
     bool closeWhenSent_ = false;
     bool reaped_ = false;
     size_t found_ = 0;
     Outcome outcome_;
 };
+
+// Looks often, until the condition holds or the deadline passes.
+bool eventually(const std::function<bool()>& condition, Duration deadline = patience);
 
 // Runs to the end. Throws with what was printed when the deadline passes.
 Outcome run(const Command& command, Duration deadline = patience);

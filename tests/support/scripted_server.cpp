@@ -29,15 +29,9 @@ std::string statusLine(int status) {
 
 }  // namespace
 
-std::string_view Request::field(std::string_view name) const {
-    auto found = fields.find(std::string(name));
-    return found == fields.end() ? std::string_view() : found->second;
-}
-
 class ScriptedServer::Conversation {
 public:
-    Conversation(ScriptedServer& server, const Socket& client, int number)
-        : server_(server), client_(client), number_(number) {}
+    Conversation(ScriptedServer& server, const Socket& client) : server_(server), client_(client) {}
 
     void run() {
         while (readHead())
@@ -48,8 +42,7 @@ private:
     bool readHead() {
         for (;;) {
             if (auto head = scanner_.takeHead()) {
-                request_ = Request{head->method, head->target, head->fields, "", false, number_, 0};
-                request_.complete = scanner_.done();
+                request_ = {std::move(*head), "", scanner_.done(), 0};
                 index_ = server_.record(request_);
                 return true;
             }
@@ -66,24 +59,20 @@ private:
     // False: the connection ends.
     bool exchange() {
         Action action = server_.actionFor(request_);
-        if (auto* handler = std::get_if<Handler>(&action)) {
-            if (!readBody(true)) return false;
-            return deliver((*handler)(request_));
-        }
+        if (auto* handler = std::get_if<Handler>(&action))
+            return readBody() && deliver((*handler)(request_));
         const Answer& answer = std::get<Answer>(action);
         if (answer.beforeBody_) return deliver(answer) && readRest();
-        if (answer.closeAfterBody_) {
-            readBody(true, *answer.closeAfterBody_);
-            client_.resetOnClose();
-            return false;
-        }
-        return readBody(!answer.withoutContinue_) && deliver(answer);
+        if (!answer.closeAfterBody_) return readBody() && deliver(answer);
+        readBody(*answer.closeAfterBody_);
+        client_.resetOnClose();
+        return false;
     }
 
     // False: the client ended it, or so many bytes are there.
-    bool readBody(bool mayContinue, size_t atMost = std::numeric_limits<size_t>::max()) {
+    bool readBody(size_t atMost = std::numeric_limits<size_t>::max()) {
         bool waits = !request_.complete && !scanner_.pending() && !request_.field("Expect").empty();
-        if (waits && mayContinue) client_.send("HTTP/1.1 100 Continue\r\n\r\n");
+        if (waits && request_.answered == 0) client_.send("HTTP/1.1 100 Continue\r\n\r\n");
         while (!scanner_.done() && request_.body.size() < atMost) {
             scanner_.takeBody(request_.body);
             server_.update(index_, request_);
@@ -97,9 +86,9 @@ private:
     // After an early answer. Who expected a 100 need not send the body, so that nobody could tell
     // what the next bytes are: that connection ends.
     bool readRest() {
-        if (request_.field("Expect").empty()) return readBody(false);
+        if (request_.field("Expect").empty()) return readBody();
         client_.endSending();
-        readBody(false);
+        readBody();
         return false;
     }
 
@@ -150,16 +139,15 @@ private:
 
     ScriptedServer& server_;
     const Socket& client_;
-    int number_;
     HttpScanner<true> scanner_;
     Request request_;
     size_t index_ = 0;
 };
 
 ScriptedServer::ScriptedServer()
-    : server_([this](const Socket& client, int number) {
+    : server_([this](const Socket& client) {
           try {
-              Conversation(*this, client, number).run();
+              Conversation(*this, client).run();
           } catch (const std::exception& error) {
               std::fprintf(stderr, "ScriptedServer: %s\n", error.what());
           }

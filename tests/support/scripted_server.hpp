@@ -21,46 +21,76 @@
 
 namespace support {
 
-struct Request {
-    std::string method, target;
-    Fields fields;
+struct Request : MessageHead {
     std::string body;
-    bool complete = false;                                // its body came to its end
-    int connection = 0;                                   // 1: the first
-    int answered = 0;                                     // the status of the answer; 0: none
-    std::string_view field(std::string_view name) const;  // "" when it is not there
+    bool complete = false;  // its body came to its end
+    int answered = 0;       // the status of the answer; 0: none
 };
 
 // An answer, and what goes wrong with it. The functions change this answer and give it back, so
 // that they can be strung together.
 class Answer {
 public:
-    explicit Answer(int status = 200, std::string body = {});
-    static Answer xml(int status, std::string body);  // application/xml in UTF-8
-    static Answer raw(std::string bytes);             // just these bytes, then the end
+    explicit Answer(int status = 200, std::string body = {})
+        : status_(status), body_(std::move(body)) {}
+    static Answer xml(int status, const std::string& body) {  // application/xml in UTF-8
+        return Answer(status, "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n" + body)
+            .with("Content-Type", "application/xml; charset=\"utf-8\"");
+    }
+    static Answer raw(std::string bytes) {  // just these bytes, then the end
+        Answer answer;
+        answer.raw_ = std::move(bytes);
+        return answer;
+    }
 
-    Answer& with(std::string name, std::string value);  // one more header field
+    Answer& with(std::string name, std::string value) {  // one more header field
+        fields_.emplace_back(std::move(name), std::move(value));
+        return *this;
+    }
 
-    // In the answer. The first n bytes of the body are sent rightly.
-    Answer& truncatedAfter(size_t n);  // then an orderly end, though the length promised more
-    Answer& resetAfter(size_t n);      // then a reset
-    Answer& stalledAfter(size_t n);    // then nothing, until release() or the end of the server
-    Answer& slowly(size_t pieceBytes, Duration pause);
-    Answer& endless();                   // the body over and over, until the client is gone
-    Answer& declaring(uint64_t length);  // a wrong Content-Length; then the end
-    Answer& chunked();                   // no fault: no length, one chunk for each KiB
-    Answer& garbageChunks();             // chunked, but the second chunk has no size
-    Answer& closing();                   // no fault: announces the end and ends the connection
+    // In the answer. The first n bytes of the body are sent rightly, then comes
+    Answer& truncatedAfter(size_t n) { return endAfter(n, End::close); }  // an orderly end
+    Answer& resetAfter(size_t n) { return endAfter(n, End::reset); }
+    Answer& stalledAfter(size_t n) { return endAfter(n, End::stall); }  // silence until release()
+    Answer& slowly(size_t pieceBytes, Duration pause) {
+        piece_ = pieceBytes;
+        pause_ = pause;
+        return *this;
+    }
+    Answer& endless() {  // the body over and over, until the client is gone
+        if (body_.empty()) body_.assign(64 * 1024, '.');
+        endless_ = true;
+        return chunked();
+    }
+    Answer& declaring(uint64_t length) {  // a wrong Content-Length; then the end
+        declared_ = length;
+        end_ = End::close;
+        return *this;
+    }
+    Answer& chunked() { return set(chunked_); }  // no fault: no length, one chunk for each KiB
+    Answer& garbageChunks() { return set(garbage_).chunked(); }  // the second chunk has no size
 
     // In the request.
-    Answer& beforeBody();              // sent while the body still arrives; no 100 before it
-    Answer& withoutContinue();         // takes the body without a 100, as old servers do
-    Answer& closeAfterBody(size_t n);  // no answer: a reset after n bytes of the request's body
-    Answer& dropped();                 // no answer: an orderly end after the whole request
+    Answer& beforeBody() { return set(beforeBody_); }  // while the body still arrives, without 100
+    Answer& closeAfterBody(size_t n) {  // no answer: a reset after n bytes of the request's body
+        closeAfterBody_ = n;
+        return *this;
+    }
+    Answer& dropped() { return set(dropped_); }  // no answer: an orderly end after the request
 
 private:
     friend class ScriptedServer;
     enum class End { keep, close, reset, stall };
+
+    Answer& endAfter(size_t n, End end) {
+        sent_ = n;
+        end_ = end;
+        return *this;
+    }
+    Answer& set(bool& fault) {
+        fault = true;
+        return *this;
+    }
 
     int status_;
     std::vector<std::pair<std::string, std::string>> fields_;
@@ -71,8 +101,8 @@ private:
     size_t piece_ = std::numeric_limits<size_t>::max();
     Duration pause_{};
     std::optional<uint64_t> declared_;
-    bool chunked_ = false, garbage_ = false, endless_ = false;
-    bool beforeBody_ = false, withoutContinue_ = false, dropped_ = false;
+    bool chunked_ = false, garbage_ = false, endless_ = false, beforeBody_ = false;
+    bool dropped_ = false;
     std::optional<size_t> closeAfterBody_;
 };
 

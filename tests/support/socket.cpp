@@ -58,8 +58,8 @@ bool Socket::send(std::string_view bytes) const {
     return true;
 }
 
-std::string Socket::receive(size_t atMost) const {
-    std::string bytes(atMost, '\0');
+std::string Socket::receive() const {
+    std::string bytes(256 * 1024, '\0');
     ssize_t count;
     do count = recv(fd_, bytes.data(), bytes.size(), 0);
     while (count < 0 && errno == EINTR);

@@ -20,8 +20,8 @@ public:
     explicit operator bool() const { return fd_ >= 0; }
     int fd() const { return fd_; }
 
-    bool send(std::string_view bytes) const;                // false: the peer is gone
-    std::string receive(size_t atMost = 256 * 1024) const;  // empty: the end, or an error
+    bool send(std::string_view bytes) const;  // false: the peer is gone
+    std::string receive() const;              // empty: the end, or an error
     void endSending() const;
     void shutDown() const;      // both ways; wakes a thread that waits in it
     void resetOnClose() const;  // the peer then sees a reset, not an orderly end

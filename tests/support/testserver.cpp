@@ -5,10 +5,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdio>
-#include <functional>
-#include <stdexcept>
 
 #include "tests/support/apache.hpp"
 #include "tests/support/certificates.hpp"
@@ -20,53 +19,6 @@
 
 namespace support {
 namespace {
-
-constexpr auto usage =
-    "testserver apache|lighttpd|nginx|rclone [--directory DIR] [--port-file FILE]\n"
-    "           apache also takes: [--auth basic|digest] [--tls] [--without-locks]\n"
-    "           with --tls a second line names the authority's certificate;\n"
-    "           at its end it tells how many requests came over how many connections\n"
-    "testserver delay-proxy PORT MILLISECONDS [--port-file FILE]\n";
-
-struct Arguments {
-    std::string kind;
-    std::vector<std::string> plain;
-    std::filesystem::path portFile;
-    ApacheOptions options;
-};
-
-Authentication authenticationNamed(const std::string& name) {
-    if (name == "basic") return Authentication::basic;
-    if (name == "digest") return Authentication::digest;
-    throw std::invalid_argument(usage);
-}
-
-Arguments parse(const std::vector<std::string>& words) {
-    Arguments result;
-    for (auto word = words.begin(); word != words.end(); ++word) {
-        auto value = [&] {
-            if (++word == words.end()) throw std::invalid_argument(usage);
-            return *word;
-        };
-        if (*word == "--directory")
-            result.options.documentRoot = value();
-        else if (*word == "--port-file")
-            result.portFile = value();
-        else if (*word == "--auth")
-            result.options.authentication = authenticationNamed(value());
-        else if (*word == "--tls")
-            result.options.tls = true;
-        else if (*word == "--without-locks")
-            result.options.withoutLocks = true;
-        else if (word->starts_with("--"))
-            throw std::invalid_argument(usage);
-        else
-            result.plain.push_back(*word);
-    }
-    if (result.plain.empty()) throw std::invalid_argument(usage);
-    result.kind = result.plain[0];
-    return result;
-}
 
 int blockedSignals() {
     sigset_t ends;
@@ -83,52 +35,70 @@ bool inputCounts() {
     return isatty(0) || (fstat(0, &status) == 0 && S_ISFIFO(status.st_mode));
 }
 
-void serve(const Arguments& arguments, int signals, uint16_t port, const std::string& line) {
-    std::puts(line.c_str());
-    std::fflush(stdout);
-    if (!arguments.portFile.empty()) writeFile(arguments.portFile, std::to_string(port) + "\n");
-    pollfd ready[] = {{signals, POLLIN, 0}, {inputCounts() ? 0 : -1, POLLIN, 0}};
-    for (char sink[256]; poll(ready, 2, -1) >= 0 && !ready[0].revents;)
-        if (ready[1].revents && read(0, sink, sizeof sink) <= 0) return;
-}
+struct TestServer {
+    void serve(uint16_t port, const std::string& line) const {
+        std::puts(line.c_str());
+        std::fflush(stdout);
+        if (!portFile.empty()) writeFile(portFile, std::to_string(port) + "\n");
+        pollfd ready[] = {{signals, POLLIN, 0}, {inputCounts() ? 0 : -1, POLLIN, 0}};
+        for (char sink[256]; poll(ready, 2, -1) >= 0 && !ready[0].revents;)
+            if (ready[1].revents && read(0, sink, sizeof sink) <= 0) return;
+    }
 
-void serveApache(const Arguments& arguments, int signals) {
-    Apache server(arguments.options);
-    const auto& [user, password] = server.account();
-    std::string line = server.url();
-    if (arguments.options.authentication != Authentication::none)
-        line.append(" ").append(user).append(" ").append(password);
-    if (arguments.options.tls) line.append("\n").append(certificates().authority.string());
-    serve(arguments, signals, server.port(), line);
-    std::printf("%zu requests over %d connections\n", server.accessLog().size(),
-                server.connections());
-}
+    void serveApache() const {
+        const Apache server(options);
+        const auto& [user, password] = server.account();
+        std::string line = server.url();
+        if (options.authentication != Authentication::none)
+            line.append(" ").append(user).append(" ").append(password);
+        if (options.tls) line.append("\n").append(certificates().authority.string());
+        serve(server.port(), line);
+        std::printf("%zu requests over %d connections\n", server.accessLog().size(),
+                    server.connections());
+    }
 
-template <class Server>
-void serveOther(const Arguments& arguments, int signals) {
-    Server server(arguments.options.documentRoot);
-    serve(arguments, signals, server.port(), server.url());
-}
+    template <class Server>
+    void serveOther() const {
+        const Server server(options.documentRoot);
+        serve(server.port(), server.url());
+    }
 
-void serveDelayed(const Arguments& arguments, int signals) {
-    if (arguments.plain.size() != 3) throw std::invalid_argument(usage);
-    DelayProxy proxy(static_cast<uint16_t>(std::stoi(arguments.plain[1])),
-                     Duration(std::stoi(arguments.plain[2])));
-    serve(arguments, signals, proxy.port(),
-          "http://127.0.0.1:" + std::to_string(proxy.port()).append("/"));
-}
+    void serveDelayed() const {
+        const DelayProxy proxy(delayed, Duration(delay));
+        serve(proxy.port(), "http://127.0.0.1:" + std::to_string(proxy.port()) + "/");
+    }
 
-int runServer(const std::vector<std::string>& words) {
-    const std::map<std::string, std::function<void(const Arguments&, int)>> kinds{
-        {"apache", serveApache},
-        {"lighttpd", serveOther<Lighttpd>},
-        {"nginx", serveOther<Nginx>},
-        {"rclone", serveOther<Rclone>},
-        {"delay-proxy", serveDelayed}};
-    Arguments arguments = parse(words);
-    auto kind = kinds.find(arguments.kind);
-    if (kind == kinds.end()) throw std::invalid_argument(usage);
-    kind->second(arguments, blockedSignals());
+    ApacheOptions options{};
+    std::string portFile{};
+    uint16_t delayed = 0;  // the port of the server behind the proxy
+    int delay = 0;         // ms
+    int signals = blockedSignals();
+};
+
+int runServer(int count, char** words) {
+    TestServer test;
+    CLI::App app("Servers on 127.0.0.1");
+    app.require_subcommand(1)->fallthrough();
+    app.add_option("--directory", test.options.documentRoot, "of the members");
+    app.add_option("--port-file", test.portFile, "to write the port to");
+    const auto kind = [&](const char* name, const char* about, void (TestServer::*run)() const) {
+        return app.add_subcommand(name, about)->final_callback([&test, run] { (test.*run)(); });
+    };
+    auto* apache =
+        kind("apache", "at its end tells its requests and connections", &TestServer::serveApache);
+    const std::map<std::string, Authentication> schemes{{"basic", Authentication::basic},
+                                                        {"digest", Authentication::digest}};
+    apache->add_option("--auth", test.options.authentication)
+        ->transform(CLI::CheckedTransformer(schemes));
+    apache->add_flag("--tls", test.options.tls, "a second line names the authority's certificate");
+    apache->add_flag("--without-locks", test.options.withoutLocks);
+    kind("lighttpd", "mod_webdav", &TestServer::serveOther<Lighttpd>);
+    kind("nginx", "dav and dav-ext", &TestServer::serveOther<Nginx>);
+    kind("rclone", "serve webdav", &TestServer::serveOther<Rclone>);
+    auto* proxy = kind("delay-proxy", "adds a round trip", &TestServer::serveDelayed);
+    proxy->add_option("PORT", test.delayed)->required();
+    proxy->add_option("MILLISECONDS", test.delay)->required();
+    CLI11_PARSE(app, count, words);
     return 0;
 }
 
@@ -137,7 +107,7 @@ int runServer(const std::vector<std::string>& words) {
 
 int main(int count, char** words) {
     try {
-        return support::runServer({words + 1, words + count});
+        return support::runServer(count, words);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());
         return 1;

@@ -4,11 +4,11 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <boost/algorithm/string/replace.hpp>
 #include <cstdio>
 #include <stdexcept>
 
 #include "tests/support/files.hpp"
-#include "tests/support/http_probe.hpp"
 #include "tests/support/socket.hpp"
 
 namespace support {
@@ -25,25 +25,26 @@ void handOver(const std::filesystem::path& path) {
         throw std::runtime_error("cannot hand over " + path.string());
 }
 
-bool portTaken(const std::string& complaint) {
-    return complaint.find("ddress already in use") != std::string::npos;
-}
-
 }  // namespace
 
 WebDavServer::WebDavServer(std::string name, const std::filesystem::path& documentRoot)
     : name_(std::move(name)),
-      documentRoot_(documentRoot.empty() ? writableFolder("members") : documentRoot) {
-    writableFolder("log");
-    handOver(documentRoot_);
+      documentRoot_(documentRoot.empty() ? home_ / "members" : documentRoot) {
+    for (const auto& folder : {home("log"), home("state"), documentRoot_}) {
+        std::filesystem::create_directory(folder);
+        handOver(folder);
+    }
     for (const auto& entry : std::filesystem::recursive_directory_iterator(documentRoot_))
         handOver(entry.path());
 }
 
 WebDavServer::~WebDavServer() {
-    stop();
+    if (process_) {
+        process_->signal(SIGTERM);
+        process_->wait(std::chrono::seconds(3));  // a connection still busy is then cut by force
+    }
     if (testing::UnitTest::GetInstance()->Failed())
-        std::fprintf(stderr, "---- log of %s ----\n%s----\n", name_.c_str(), errorLog().c_str());
+        std::fprintf(stderr, "---- log of %s ----\n%s----\n", name_.c_str(), log().c_str());
 }
 
 std::string WebDavServer::url(std::string_view path) const {
@@ -60,42 +61,40 @@ void WebDavServer::addCollection(std::string_view path) const {
     handOver(documentRoot_ / path);
 }
 
-std::string WebDavServer::errorLog() const {
-    return std::filesystem::exists(errorLogFile()) ? readFile(errorLogFile()) : "";
+std::string WebDavServer::log() const {
+    return std::filesystem::exists(home("log/error")) ? readFile(home("log/error")) : "";
 }
 
-void WebDavServer::start(const std::function<Command(uint16_t port)>& launch,
-                         std::string_view ready) {
+std::string WebDavServer::filled(std::string text) const {
+    const std::pair<const char*, std::string> values[] = {{"{home}", home_.path()},
+                                                          {"{root}", documentRoot_},
+                                                          {"{log}", home("log/error")},
+                                                          {"{port}", std::to_string(port_)},
+                                                          {"{spare}", std::to_string(spare_)},
+                                                          {"{user}", unprivileged},
+                                                          {"\n?", geteuid() == 0 ? "\n" : "\n#"}};
+    for (const auto& [name, value] : values) boost::replace_all(text, name, value);
+    return text;
+}
+
+void WebDavServer::start(const std::vector<std::string>& arguments, std::string_view ready,
+                         const std::string& configuration) {
     std::string complaint;
     for (int attempt = 0; attempt < portsToTry; ++attempt) {
         port_ = freePort();
-        process_ = std::make_unique<RunningProcess>(launch(port_));
-        auto isReady = [&] { return errorLog().find(ready) != std::string::npos; };
+        spare_ = freePort();
+        writeFile(home("conf"), filled(configuration));
+        Command command;
+        for (const auto& argument : arguments) command.arguments.push_back(filled(argument));
+        process_ = std::make_unique<RunningProcess>(command);
+        auto isReady = [&] { return log().find(ready) != std::string::npos; };
         eventually([&] { return isReady() || !process_->running(); });
         if (isReady() && process_->running()) return;
-        complaint = errorLog() + process_->output() + process_->errors();
-        std::filesystem::remove(errorLogFile());
-        if (!portTaken(complaint)) break;
+        complaint = log() + process_->output() + process_->errors();
+        std::filesystem::remove(home("log/error"));
+        if (complaint.find("ddress already in use") == std::string::npos) break;
     }
     throw std::runtime_error(name_ + " does not start: " + complaint);
-}
-
-void WebDavServer::stop() {
-    if (!process_) return;
-    process_->signal(SIGTERM);
-    process_->wait(std::chrono::seconds(3));  // a connection still busy is then cut by force
-    process_.reset();
-}
-
-std::string WebDavServer::serverUser() {
-    return geteuid() == 0 ? unprivileged : "";
-}
-
-std::filesystem::path WebDavServer::writableFolder(std::string_view name) const {
-    auto folder = home_ / name;
-    std::filesystem::create_directory(folder);
-    handOver(folder);
-    return folder;
 }
 
 }  // namespace support

@@ -5,10 +5,11 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tests/support/process.hpp"
 #include "tests/support/temporary_directory.hpp"
@@ -38,27 +39,26 @@ public:
     void addMember(std::string_view path, std::string_view content) const;
     void addCollection(std::string_view path) const;
 
-    std::string errorLog() const;
-
 protected:
     // An empty document root: one of its own.
     WebDavServer(std::string name, const std::filesystem::path& documentRoot);
 
-    // Starts what `launch` gives for a port, with another port while that one is taken, until
-    // the error log holds `ready`. Throws with the log when it ends before.
-    void start(const std::function<Command(uint16_t port)>& launch, std::string_view ready);
+    // Starts the program, with another port while one is taken, until its log holds `ready`. Throws
+    // with the log when it ends before. In the arguments and in the configuration, which is put in
+    // {home}/conf, stand {home}, {root} (of the members), {log}, {port}, {spare} (another port) and
+    // {user}, whom root becomes; the server may write below {home}/state. Lines that begin with "?"
+    // are for root alone.
+    void start(const std::vector<std::string>& arguments, std::string_view ready,
+               const std::string& configuration = {});
 
-    // For servers whose own configuration names an account to drop to: root's choice, else empty.
-    static std::string serverUser();
     std::filesystem::path home(std::string_view name) const { return home_ / name; }
-    std::filesystem::path errorLogFile() const { return home_ / "log/error.log"; }
-    // A folder in which the server may write.
-    std::filesystem::path writableFolder(std::string_view name) const;
 
     std::string scheme_ = "http";
+    uint16_t spare_ = 0;
 
 private:
-    void stop();
+    std::string filled(std::string text) const;
+    std::string log() const;
 
     std::string name_;
     TemporaryDirectory home_;
