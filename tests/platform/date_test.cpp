@@ -12,84 +12,64 @@ constexpr auto NOW = std::chrono::sys_days{std::chrono::year{2026} / 11 / 24};
 constexpr double EXAMPLE = 784111777;  // the date of RFC 9110, 5.6.7
 constexpr std::nullopt_t NONE = std::nullopt;
 
-struct Row {
+const struct {
     std::u32string_view text;
     std::optional<double> expected;
+} rows[] = {
+    // HTTP's three, and what servers make of them.
+    {U"Sun, 06 Nov 1994 08:49:37 GMT", EXAMPLE},
+    {U"Sunday, 06-Nov-94 08:49:37 GMT", EXAMPLE},
+    {U"Sun Nov  6 08:49:37 1994", EXAMPLE},
+    {U"Sun Nov 16 08:49:37 1994", EXAMPLE + 10 * 86400},
+    {U"Sun, 6 Nov 1994 08:49:38 UTC", EXAMPLE + 1},
+    {U"Sun, 06 Nov 1994 08:49:37 -0130", EXAMPLE + 5400},
+    {U"Thu, 29 Feb 1900 00:00:00 GMT", NONE},
+    {U"Tue, 29 Feb 2000 00:00:00 GMT", 951782400},
+    {U"Sun, 06 Nov 1994 08:49:37 CET", NONE},
+    {U"Sun, 06 Nov 1994 08:49:37 GMT.", NONE},
+    {U"Sun, 06 Nov 94 08:49:37 GMT", NONE},
+    {U"Sun, 06-Nov 1994 08:49:37 GMT", NONE},
+    {U"Son, 06 Nov 1994 08:49:37 GMT", NONE},
+    {U"Sun, 06 Nev 1994 08:49:37 GMT", NONE},
+    {U"Sun, 06 Nov 1994 8:49:37 GMT", NONE},
+    {U"Sun Nov 6 08:49:37 1994", NONE},
+    // Years of two digits lie at most fifty years ahead.
+    {U"Tuesday, 24-Nov-76 00:00:00 GMT", 3373401600},
+    {U"Wednesday, 24-Nov-77 00:00:00 GMT", 249177600},
+    // RFC 3339.
+    {U"1994-11-06T08:49:37Z", EXAMPLE},
+    {U"1994-11-06t08:49:37z", EXAMPLE},
+    {U"1994-11-06 08:49:37.25Z", EXAMPLE + 0.25},
+    {U"1994-11-06T09:49:37+01:00", EXAMPLE},
+    {U"1994-11-06T00:19:37-0830", EXAMPLE},
+    {U"1990-12-31T23:59:60Z", 662688000},
+    {U"1969-12-31T23:59:59.5Z", -0.5},
+    {U"0000-01-01T00:00:00Z", -62167219200},
+    {U"1994-11-06T08:49:37.Z", NONE},
+    {U"1994-11-06T08:49Z", NONE},
+    {U"1994-11-06T24:00:00Z", NONE},
+    {U"1994-11-06T08:60:00Z", NONE},
+    {U"1994-11-06T08:49:61Z", NONE},
+    {U"1994-02-31T08:49:37Z", NONE},
+    {U"1994-13-01T08:49:37Z", NONE},
+    {U"1994-00-01T08:49:37Z", NONE},
+    {U"1994-11-06T08:49:37+24:00", NONE},
+    {U"94-11-06T08:49:37Z", NONE},
+    {U" 1994-11-06T08:49:37Z", NONE},
+    {U"1994-11-06T08:49:37Z ", NONE},
+    {U"784111777", NONE},
+    {U"१९९४-11-06T08:49:37Z", NONE},
+    {U"1994-11-06T08:49:37.0000000000000000000000000000000000000000000000000000Z", NONE},
 };
-
-std::string narrow(std::u32string_view text) {
-    return {text.begin(), text.end()};
-}
-
-void check(std::initializer_list<Row> rows) {
-    for (const auto& [text, expected] : rows) {
-        EXPECT_EQ(parseDate(text, NOW), expected) << narrow(text);
-    }
-}
 
 }  // namespace
 
-TEST(Date, httpForms) {
-    check({
-        {U"Sun, 06 Nov 1994 08:49:37 GMT", EXAMPLE},
-        {U"Sunday, 06-Nov-94 08:49:37 GMT", EXAMPLE},
-        {U"Sun Nov  6 08:49:37 1994", EXAMPLE},
-        {U"Sun Nov 16 08:49:37 1994", EXAMPLE + 10 * 86400},
-        {U"Sun, 6 Nov 1994 08:49:37 UTC", EXAMPLE},
-        {U"Sun, 06 Nov 1994 08:49:37 +0000", EXAMPLE},
-        {U"Sun, 06 Nov 1994 08:49:37 -0130", EXAMPLE + 5400},
-        {U"Thu, 01 Jan 1970 00:00:00 GMT", 0},
-        {U"Thu, 29 Feb 1900 00:00:00 GMT", NONE},
-        {U"Tue, 29 Feb 2000 00:00:00 GMT", 951782400},
-        {U"Sun, 06 Nov 1994 08:49:37", NONE},
-        {U"Sun, 06 Nov 1994 08:49:37 CET", NONE},
-        {U"Sun, 06 Nov 1994 08:49:37 GMT.", NONE},
-        {U"Sun, 06 Nov 94 08:49:37 GMT", NONE},
-        {U"Sun, 06-Nov 1994 08:49:37 GMT", NONE},
-        {U"Son, 06 Nov 1994 08:49:37 GMT", NONE},
-        {U"Sun, 06 Nev 1994 08:49:37 GMT", NONE},
-        {U"Sun, 06 Nov 1994 8:49:37 GMT", NONE},
-        {U"Sun Nov 6 08:49:37 1994", NONE},
-    });
-}
-
-TEST(Date, twoDigitYearsLieAtMostFiftyYearsAhead) {
-    check({
-        {U"Tuesday, 24-Nov-76 00:00:00 GMT", 3373401600},
-        {U"Wednesday, 24-Nov-77 00:00:00 GMT", 249177600},
-        {U"Saturday, 01-Jan-00 00:00:00 GMT", 946684800},
-    });
-}
-
-TEST(Date, rfc3339) {
-    check({
-        {U"1994-11-06T08:49:37Z", EXAMPLE},      {U"1994-11-06t08:49:37z", EXAMPLE},
-        {U"1994-11-06 08:49:37Z", EXAMPLE},      {U"1994-11-06T08:49:37.25Z", EXAMPLE + 0.25},
-        {U"1994-11-06T09:49:37+01:00", EXAMPLE}, {U"1994-11-06T00:19:37-0830", EXAMPLE},
-        {U"1990-12-31T23:59:60Z", 662688000},    {U"1969-12-31T23:59:59.5Z", -0.5},
-        {U"0000-01-01T00:00:00Z", -62167219200}, {U"1994-11-06T08:49:37", NONE},
-        {U"1994-11-06T08:49:37.Z", NONE},        {U"1994-11-06T08:49Z", NONE},
-        {U"1994-11-06T24:00:00Z", NONE},         {U"1994-11-06T08:60:00Z", NONE},
-        {U"1994-11-06T08:49:61Z", NONE},         {U"1994-02-31T08:49:37Z", NONE},
-        {U"1994-13-01T08:49:37Z", NONE},         {U"1994-00-01T08:49:37Z", NONE},
-        {U"1994-11-06T08:49:37+24:00", NONE},    {U"94-11-06T08:49:37Z", NONE},
-        {U" 1994-11-06T08:49:37Z", NONE},        {U"1994-11-06T08:49:37Z ", NONE},
-    });
-}
-
-TEST(Date, othersAreNone) {
-    check({{U"", NONE},
-           {U"Sun", NONE},
-           {U"784111777", NONE},
-           {U"१९९४-11-06T08:49:37Z", NONE},
-           {U"1994-11-06T08:49:37.0000000000000000000000000000000000000000000000000000Z", NONE}});
-}
-
-TEST(Date, noPrefixOfADateIsOne) {
-    for (const std::u32string_view whole :
-         {U"Sun, 06 Nov 1994 08:49:37 GMT", U"Sun Nov  6 08:49:37 1994", U"1994-11-06T08:49:37Z"}) {
-        for (size_t length = 0; length < whole.size(); ++length) {
-            EXPECT_EQ(parseDate(whole.substr(0, length), NOW), NONE) << length;
+TEST(Date, isReadWholeOrNotAtAll) {
+    for (const auto& [text, expected] : rows) {
+        EXPECT_EQ(parseDate(text, NOW), expected) << std::string(text.begin(), text.end());
+        if (expected != EXAMPLE) continue;
+        for (size_t length = 0; length < text.size(); ++length) {
+            EXPECT_EQ(parseDate(text.substr(0, length), NOW), NONE) << length;
         }
     }
 }

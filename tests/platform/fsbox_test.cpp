@@ -22,51 +22,61 @@ namespace fs = std::filesystem;
 
 class fsbox : public testing::Test {
 protected:
-    fsbox() : box(reinterpret_cast<vx::Fsbox*>(createFsbox(settings))) {}
     ~fsbox() override { unload(); }
     void unload() {
         if (box != nullptr) box->base.Unload(&box->base);
         box = nullptr;
     }
 
-    vx::Status exists(const fs::path& path) {
+    // A function of fsbox that takes a path.
+    template <class Slot, class... More>
+    auto on(const fs::path& path, Slot slot, More... more) {
         const auto wide = toUtf32(path.string());
-        return box->Exists(box, wide.data(), wide.size(), 0);
+        return (box->*slot)(box, wide.data(), wide.size(), more...);
     }
-    vx::Status create(const fs::path& path) {
-        const auto wide = toUtf32(path.string());
-        return box->CreateDirectory(box, wide.data(), wide.size(), 0);
-    }
+    vx::Status exists(const fs::path& path) { return on(path, &vx::Fsbox::Exists, 0u); }
+    vx::Status create(const fs::path& path) { return on(path, &vx::Fsbox::CreateDirectory, 0u); }
     vx::Status remove(const fs::path& path, uint32_t withContents) {
-        const auto wide = toUtf32(path.string());
-        return box->DeleteDirectory(box, wide.data(), wide.size(), withContents, 0);
+        return on(path, &vx::Fsbox::DeleteDirectory, withContents, 0u);
     }
-    vx::Status makeName(const fs::path& directory, uint32_t kind, const char32_t* prefix,
-                        char32_t*& name) {
-        const auto wide = toUtf32(directory.string());
+    vx::Status makeName(const fs::path& directory, uint32_t kind, char32_t*& name) {
         vx::NameParms parms{};
         parms.kind = kind;
-        parms.prefix = prefix;
-        parms.prefixLength = prefix != nullptr ? 6 : 0;
-        uint64_t length = 0;
-        const auto status =
-            box->CreateName(box, wide.data(), wide.size(), &parms, &name, &length, 0);
-        if (status == vx::VX_SUCCESS) {
-            EXPECT_EQ(std::u32string_view(name).size(), length);
+        if (kind == vx::NAME_FILE) {
+            parms.prefix = U"WEBDAV";
+            parms.prefixLength = 6;
         }
+        uint64_t length = 0;
+        status = on(directory, &vx::Fsbox::CreateName, &parms, &name, &length, 0u);
+        EXPECT_TRUE(status != vx::VX_SUCCESS || std::u32string_view(name).size() == length);
         return status;
     }
-    vx::File* open(const fs::path& path, uint32_t mode, vx::Status& status,
-                   vx::Journal* journal = nullptr) {
-        const auto wide = toUtf32(path.string());
+    vx::File* open(const fs::path& path, uint32_t mode) {
         vx::FsboxOpenParms parms{};
         parms.mode = mode;
         status = 99;
-        return box->fsboxOpen(box, wide.data(), wide.size(), &parms, 0, journal, 0, &status, 0);
+        return on(path, &vx::Fsbox::fsboxOpen, &parms, 0u, &journal, 0u, &status, 0u);
+    }
+    // The file, read so many bytes at a time.
+    std::string content(const fs::path& path, uint64_t wanted) {
+        vx::File* file = open(path, vx::FSBOX_READ);
+        std::string got;
+        const void* data = nullptr;
+        uint64_t length = wanted, spare = 0;
+        while ((status = file->Read(file, &data, &length, &spare, 0, 0)) == vx::VX_SUCCESS) {
+            EXPECT_TRUE(length > 0 && length <= wanted);
+            got.append(static_cast<const char*>(data), length);
+            length = wanted;
+        }
+        EXPECT_EQ(status, vx::VX_END_OF_FILE);
+        EXPECT_EQ(length, 0u);
+        EXPECT_EQ(file->Close(file), vx::VX_SUCCESS);
+        return got;
     }
 
-    Settings settings;
-    vx::Fsbox* box;
+    vx::Fsbox* box = reinterpret_cast<vx::Fsbox*>(createFsbox({}));
+    vx::Status status = 0;  // of the last open, CreateName or Read
+    UserJournal journal;
     support::TemporaryDirectory temporary;
     const fs::path root = temporary.path();
 };
@@ -106,47 +116,47 @@ TEST_F(fsbox, names_are_reserved_and_given_back) {
     std::set<std::u32string> seen;
     char32_t* name = nullptr;
     for (int each = 0; each < 50; ++each) {
-        ASSERT_EQ(makeName(root, vx::NAME_FILE, U"WEBDAV", name), vx::VX_SUCCESS);
+        ASSERT_EQ(makeName(root, vx::NAME_FILE, name), vx::VX_SUCCESS);
         EXPECT_TRUE(seen.insert(name).second);
     }
     const fs::path last = toUtf8(name);
     EXPECT_EQ(last.parent_path(), root);
     EXPECT_EQ(last.filename().string().size(), 6u + 32u);
-    EXPECT_EQ(last.filename().string().substr(0, 6), "WEBDAV");
+    EXPECT_TRUE(last.filename().string().starts_with("WEBDAV"));
     EXPECT_EQ(support::modeOf(last), 0600u);
     EXPECT_EQ(box->ReleaseName(box, name, 0), vx::VX_SUCCESS);
     EXPECT_FALSE(fs::exists(last));
     EXPECT_EQ(box->ReleaseName(box, name, 0), vx::VX_INVALID_ARGUMENT);
 
-    char32_t* directory = nullptr;
-    ASSERT_EQ(makeName(root, vx::NAME_DIRECTORY, nullptr, directory), vx::VX_SUCCESS);
-    EXPECT_EQ(exists(toUtf8(directory)), vx::VX_PATH_NOT_FOUND);
-    ASSERT_EQ(create(toUtf8(directory)), vx::VX_SUCCESS);
-    EXPECT_EQ(box->ReleaseName(box, directory, 0), vx::VX_SUCCESS);
-    EXPECT_EQ(exists(root), vx::VX_SUCCESS);
+    ASSERT_EQ(makeName(root, vx::NAME_DIRECTORY, name), vx::VX_SUCCESS);
+    const fs::path directory = toUtf8(name);
+    EXPECT_EQ(exists(directory), vx::VX_PATH_NOT_FOUND);
+    ASSERT_EQ(create(directory), vx::VX_SUCCESS);
+    EXPECT_EQ(box->ReleaseName(box, name, 0), vx::VX_SUCCESS);
+    ASSERT_EQ(makeName(directory, vx::NAME_FILE, name), vx::VX_SUCCESS);
+    EXPECT_EQ(remove(directory, 1), vx::VX_SUCCESS);
+    EXPECT_EQ(box->ReleaseName(box, name, 0), vx::VX_SUCCESS);  // its directory went before
+    ASSERT_EQ(create(directory), vx::VX_SUCCESS);
 
-    EXPECT_EQ(makeName(root / "missing", vx::NAME_FILE, U"WEBDAV", name), vx::VX_PATH_NOT_FOUND);
-    EXPECT_EQ(makeName(root, 9, U"WEBDAV", name), vx::VX_INVALID_ARGUMENT);
+    EXPECT_EQ(makeName(root / "missing", vx::NAME_FILE, name), vx::VX_PATH_NOT_FOUND);
+    EXPECT_EQ(makeName(root, 9, name), vx::VX_INVALID_ARGUMENT);
     unload();  // the reserved names that are still out go with it, the directory stays
     EXPECT_EQ(std::distance(fs::directory_iterator(root), {}), 1);
 }
 
-TEST_F(fsbox, name_outlives_its_directory) {
-    char32_t* name = nullptr;
-    fs::create_directory(root / "cache");
-    ASSERT_EQ(makeName(root / "cache", vx::NAME_FILE, U"WEBDAV", name), vx::VX_SUCCESS);
-    EXPECT_EQ(remove(root / "cache", 1), vx::VX_SUCCESS);
-    EXPECT_EQ(box->ReleaseName(box, name, 0), vx::VX_SUCCESS);
-}
-
 // Pieces of many sizes around those of the buffers arrive whole and in order.
 TEST_F(fsbox, pieces_are_gathered_and_handed_out) {
-    const size_t sizes[] = {1, 4096, 65535, 65536, 65537, 0, 3, 262143, 262144, 262145, 7, 130000};
-    vx::Status status = 0;
-    vx::File* file = open(root / "f", vx::FSBOX_WRITE, status);
+    support::writeFile(root / "f", "old");
+    vx::File* file = open(root / "f", vx::FSBOX_WRITE);
+    EXPECT_EQ(file->Close(file), vx::VX_SUCCESS);
+    EXPECT_EQ(content(root / "f", 4096), "");
+    fs::remove(root / "f");
+
+    file = open(root / "f", vx::FSBOX_WRITE);
     ASSERT_NE(file, nullptr);
     std::string whole;
-    for (const size_t size : sizes) {
+    for (const size_t size :
+         {1, 4096, 65535, 65536, 65537, 0, 3, 262143, 262144, 262145, 7, 130000}) {
         std::string piece;
         for (size_t at = 0; at < size; ++at) piece += static_cast<char>((whole.size() + at) % 253);
         EXPECT_EQ(file->Write(file, piece.data(), size, 0, 0, 0), vx::VX_SUCCESS);
@@ -155,38 +165,9 @@ TEST_F(fsbox, pieces_are_gathered_and_handed_out) {
     EXPECT_EQ(file->Close(file), vx::VX_SUCCESS);
     EXPECT_EQ(support::modeOf(root / "f"), 0600u);
     EXPECT_EQ(support::readFile(root / "f"), whole);
-
-    for (const uint64_t wanted : {uint64_t{4096}, uint64_t{4097}, uint64_t{1} << 20}) {
-        vx::File* again = open(root / "f", vx::FSBOX_READ, status);
-        ASSERT_NE(again, nullptr);
-        std::string got;
-        const void* data = nullptr;
-        uint64_t length = wanted;
-        uint64_t spare = 0;
-        while ((status = again->Read(again, &data, &length, &spare, 0, 0)) == vx::VX_SUCCESS) {
-            ASSERT_GT(length, 0u);
-            ASSERT_LE(length, wanted);
-            got.append(static_cast<const char*>(data), length);
-            length = wanted;
-        }
-        EXPECT_EQ(status, vx::VX_END_OF_FILE);
-        EXPECT_EQ(again->Close(again), vx::VX_SUCCESS);
-        EXPECT_EQ(got, whole);
+    for (const uint64_t wanted : {4096, 4097, 1 << 20}) {
+        EXPECT_TRUE(content(root / "f", wanted) == whole);
     }
-}
-
-TEST_F(fsbox, writing_empties_and_empty_ends_at_once) {
-    support::writeFile(root / "f", "old");
-    vx::Status status = 0;
-    vx::File* file = open(root / "f", vx::FSBOX_WRITE, status);
-    EXPECT_EQ(file->Close(file), vx::VX_SUCCESS);
-    EXPECT_TRUE(fs::is_empty(root / "f"));
-    file = open(root / "f", vx::FSBOX_READ, status);
-    const void* data = nullptr;
-    uint64_t length = 4096;
-    EXPECT_EQ(file->Read(file, &data, &length, nullptr, 0, 0), vx::VX_END_OF_FILE);
-    EXPECT_EQ(length, 0u);
-    EXPECT_EQ(file->Close(file), vx::VX_SUCCESS);
 }
 
 TEST_F(fsbox, refused_opens_say_why) {
@@ -203,12 +184,11 @@ TEST_F(fsbox, refused_opens_say_why) {
         {root / "f", 3, vx::VX_INVALID_ARGUMENT},
     };
     for (const auto& row : rows) {
-        UserJournal journal;
-        vx::Status status = 0;
-        EXPECT_EQ(open(row.path, row.mode, status, &journal), nullptr) << row.path;
+        EXPECT_EQ(open(row.path, row.mode), nullptr) << row.path;
         EXPECT_EQ(status, row.status) << row.path;
-        ASSERT_EQ(journal.sentences().size(), 1u);
-        EXPECT_NE(journal.sentences()[0].text.find(row.path.string()), std::string::npos);
+        const auto told = journal.take();
+        ASSERT_EQ(told.size(), 1u);
+        EXPECT_NE(told[0].text.find(row.path.string()), std::string::npos);
     }
     EXPECT_FALSE(fs::exists(root / "elsewhere"));
 }
@@ -241,23 +221,18 @@ TEST_F(full_disk, no_part_of_a_file_passes_for_the_whole) {
         {large.size(), true, FSBOX_IO, FSBOX_IO},
     };
     for (const auto& row : rows) {
-        UserJournal journal;
-        vx::Status status = 0;
-        vx::File* file = open(root / "f", vx::FSBOX_WRITE, status, &journal);
+        vx::File* file = open(root / "f", vx::FSBOX_WRITE);
         EXPECT_EQ(file->Write(file, large.data(), row.piece, 0, 0, 0), row.written);
-        if (row.flushed) {
-            EXPECT_EQ(file->Write(file, "", 0, 0, 0, 0), row.flush);
-        }
+        EXPECT_EQ(row.flushed ? file->Write(file, "", 0, 0, 0, 0) : row.flush, row.flush);
         const bool fits = row.piece <= 1000;
         EXPECT_EQ(file->Close(file), fits ? vx::VX_SUCCESS : FSBOX_IO);
         EXPECT_EQ(fs::exists(root / "f"), fits);
-        EXPECT_EQ(journal.sentences().size(), fits ? 0u : 1u);
+        EXPECT_EQ(journal.take().size(), fits ? 0u : 1u);
     }
 }
 
 TEST(toolbox, locations_are_free_and_their_parent_is_private) {
     const support::TemporaryDirectory temporary;
-    const fs::path root = temporary.path() / "made/here";
     const auto ask = [](const Settings& settings) {
         auto* box = reinterpret_cast<vx::Toolbox*>(createToolbox(settings));
         char32_t* path = nullptr;
@@ -269,21 +244,21 @@ TEST(toolbox, locations_are_free_and_their_parent_is_private) {
         return location;
     };
     Settings settings;
-    settings.cacheRoot = root;
+    settings.cacheRoot = temporary / "made/here";
     const fs::path first = ask(settings);
-    EXPECT_EQ(first.parent_path(), root);
+    EXPECT_EQ(first.parent_path(), settings.cacheRoot);
     EXPECT_FALSE(fs::exists(first));
     EXPECT_NE(ask(settings), first);
-    EXPECT_EQ(support::modeOf(root), 0700u);
-    EXPECT_EQ(support::modeOf(temporary.path() / "made"), 0700u);
+    EXPECT_EQ(support::modeOf(temporary / "made/here"), 0700u);
+    EXPECT_EQ(support::modeOf(temporary / "made"), 0700u);
 
-    setenv("XDG_CACHE_HOME", (temporary.path() / "xdg").c_str(), 1);
-    EXPECT_EQ(ask({}).parent_path(), temporary.path() / "xdg/quillon");
-    unsetenv("XDG_CACHE_HOME");
     const std::string home = getenv("HOME") != nullptr ? getenv("HOME") : "";
-    setenv("HOME", (temporary.path() / "home").c_str(), 1);
-    EXPECT_EQ(ask({}).parent_path(), temporary.path() / "home/.cache/quillon");
+    setenv("HOME", temporary.path().c_str(), 1);
+    EXPECT_EQ(ask({}).parent_path(), temporary / ".cache/quillon");
     setenv("HOME", home.c_str(), 1);
+    setenv("XDG_CACHE_HOME", (temporary / "xdg").c_str(), 1);
+    EXPECT_EQ(ask({}).parent_path(), temporary / "xdg/quillon");
+    unsetenv("XDG_CACHE_HOME");
 }
 
 }  // namespace

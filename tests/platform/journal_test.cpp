@@ -22,35 +22,29 @@ std::string rendered(std::u32string_view text, ...) {
 
 TEST(render, placeholders) {
     const int64_t noMemory = static_cast<int32_t>(vx::VX_NO_MEMORY);
-    auto* const pointer = reinterpret_cast<void*>(0x7F00);
-    EXPECT_EQ(rendered(U""), "");
-    EXPECT_EQ(rendered(U"rc=%X", noMemory), "rc=803FC002");
-    EXPECT_EQ(rendered(U"rc=%X.", int64_t{0}), "rc=00000000.");
+    EXPECT_EQ(rendered(U"rc=%X %X.", noMemory, int64_t{0}), "rc=803FC002 00000000.");
     EXPECT_EQ(rendered(U"%d/%d", int64_t{-1}, int64_t{207}), "-1/207");
-    EXPECT_EQ(rendered(U"p=%P %P", pointer, nullptr), "p=0x7f00 0x0");
+    EXPECT_EQ(rendered(U"%P %P", reinterpret_cast<void*>(0x7F00), nullptr), "0x7f00 0x0");
     EXPECT_EQ(rendered(U"'%s' %d", U"\u00E4\U0001F600", int64_t{5}), "'\u00E4\U0001F600' 5");
     EXPECT_EQ(rendered(U"%s", static_cast<const char32_t*>(nullptr)), "(null)");
-    EXPECT_EQ(rendered(U"100%%, 5%d%", int64_t{7}), "100%, 57%");
-    EXPECT_EQ(rendered(U"%q %%s %d", int64_t{3}), "%q %s 3");
+    EXPECT_EQ(rendered(U"%q 100%%, 5%d%", int64_t{7}), "%q 100%, 57%");
 }
 
-vx::Status toJournal(UserJournal& journal, uint32_t severity, const char32_t* text, uint64_t length,
-                     ...) {
+void toJournal(UserJournal& journal, uint32_t severity, const char32_t* text, uint64_t length,
+               ...) {
     va_list arguments;
     va_start(arguments, length);
-    const vx::Status status = journal.MessageToJournal(&journal, severity, text, length, arguments);
+    journal.MessageToJournal(&journal, severity, text, length, arguments);
     va_end(arguments);
-    return status;
 }
 
 vx::Status toBuffer(UserJournal& journal, char32_t* buffer, uint64_t capacity, uint64_t& produced,
                     const char32_t* text, ...) {
     va_list arguments;
     va_start(arguments, text);
-    const auto word = [](void* address) { return reinterpret_cast<vx::Word>(address); };
-    const vx::Status status =
-        journal.MessageToBuffer(&journal, reinterpret_cast<vx::Word>(text), 0, word(buffer),
-                                capacity, word(&produced), arguments);
+    const auto word = [](const void* address) { return reinterpret_cast<vx::Word>(address); };
+    const vx::Status status = journal.MessageToBuffer(&journal, word(text), 0, word(buffer),
+                                                      capacity, word(&produced), arguments);
     va_end(arguments);
     return status;
 }
@@ -81,7 +75,7 @@ TEST(journal, buffer_holds_the_text_and_its_end) {
     uint64_t produced = 0;
     EXPECT_EQ(toBuffer(journal, buffer, 7, produced, U"n = %d", int64_t{42}), 0u);
     EXPECT_EQ(produced, 6u);
-    EXPECT_STREQ(reinterpret_cast<const wchar_t*>(buffer), L"n = 42");
+    EXPECT_EQ(std::u32string_view(buffer), U"n = 42");
     buffer[0] = U'-';
     EXPECT_EQ(toBuffer(journal, buffer, 6, produced, U"n = %d", int64_t{42}),
               vx::VX_BUFFER_TOO_SMALL);

@@ -71,9 +71,11 @@ std::string hrefs(const vx::Document* document) {
     return all;
 }
 
-}  // namespace
-
-std::string outcome(vx::Status result, int32_t httpStatus) {
+// What an operation returns and the HTTP status that it tells.
+template <class Operation>
+std::string told(Operation&& operation) {
+    int32_t httpStatus = 0;
+    const vx::Status result = operation(&httpStatus);
     if (result == vx::VX_SUCCESS) return std::to_string(httpStatus);
     for (const auto& [status, name] : names) {
         if (status == result) return std::string(name) + ' ' + std::to_string(httpStatus);
@@ -81,20 +83,19 @@ std::string outcome(vx::Status result, int32_t httpStatus) {
     return std::to_string(result);
 }
 
+}  // namespace
+
 DrivenClient::DrivenClient(vx::Weblnk& weblnk, vx::ClientParms parms, vx::Journal* journal)
     : client_(weblnk.CreateClient2(&weblnk, &parms, journal, 0)), journal_(journal) {}
 
 std::string DrivenClient::head() {
-    int32_t status = 0;
-    const auto result = client_->InstHead(client_.get(), &status);
-    return outcome(result, status);
+    return told([&](int32_t* status) { return client_->InstHead(client_.get(), status); });
 }
 
 std::string DrivenClient::options() {
-    int32_t status = 0;
     uint32_t mask = 0;
-    const auto result = client_->InstOptions(client_.get(), 0, &status, &mask, 0);
-    std::string text = outcome(result, status);
+    std::string text = told(
+        [&](int32_t* status) { return client_->InstOptions(client_.get(), 0, status, &mask, 0); });
     for (const auto& [bit, name] : allowed) {
         if (mask & bit) text += name;
     }
@@ -105,12 +106,12 @@ std::string DrivenClient::propFind(uint32_t depth) {
     TreeBuilder builder;
     builder.feed("<propfind xmlns='DAV:'><allprop/></propfind>");
     const auto request = builder.finish();
-    int32_t status = 0;
     vx::Document* response = nullptr;
-    const auto result =
-        client_->InstPropFind(client_.get(), depth, request.get(), &status, &response);
+    const std::string text = told([&](int32_t* status) {
+        return client_->InstPropFind(client_.get(), depth, request.get(), status, &response);
+    });
     const Owned<vx::Document> owned(response);
-    return outcome(result, status) + hrefs(response);
+    return text + hrefs(response);
 }
 
 std::string DrivenClient::get() {
@@ -120,9 +121,10 @@ std::string DrivenClient::get() {
         return vx::VX_SUCCESS;
     };
     const auto options = reinterpret_cast<vx::Word>(&report);
-    int32_t status = 0;
-    const auto result = client_->InstGet(client_.get(), &options, 0, 0, &status, &kept);
-    return outcome(result, status) + " [" + kept.bytes + ']';
+    return told([&](int32_t* status) {
+               return client_->InstGet(client_.get(), &options, 0, 0, status, &kept);
+           }) +
+           " [" + kept.bytes + ']';
 }
 
 std::string DrivenClient::put(const Content& content, vx::PutOptions options,
@@ -130,47 +132,44 @@ std::string DrivenClient::put(const Content& content, vx::PutOptions options,
     Supplied supplied;
     supplied.callback = &supply;
     supplied.content = &content;
-    int32_t status = 0;
-    const auto result =
-        client_->InstPut(client_.get(), &options, sizeof options, vx::PUT_CODE_DEFAULT, 0,
-                         held ? &held : nullptr, held ? 1 : 0, &status, &supplied);
-    return outcome(result, status);
+    return told([&](int32_t* status) {
+        return client_->InstPut(client_.get(), &options, sizeof options, vx::PUT_CODE_DEFAULT, 0,
+                                held ? &held : nullptr, held ? 1 : 0, status, &supplied);
+    });
 }
 
 std::string DrivenClient::remove() {
-    int32_t status = 0;
-    const auto result = client_->httpInstDelete(client_.get(), 0, 0, &status);
-    return outcome(result, status);
+    return told(
+        [&](int32_t* status) { return client_->httpInstDelete(client_.get(), 0, 0, status); });
 }
 
-std::string DrivenClient::move(std::u32string_view destination) {
-    int32_t status = 0;
-    const auto result = client_->InstMove(client_.get(), 0, 0, 0, destination.data(),
-                                          destination.size(), 0, 0, &status, 0);
-    return outcome(result, status);
+std::string DrivenClient::move(const std::string& destination) {
+    const auto wide = toUtf32(destination);
+    return told([&](int32_t* status) {
+        return client_->InstMove(client_.get(), 0, 0, 0, wide.data(), wide.size(), 0, 0, status, 0);
+    });
 }
 
 std::string DrivenClient::makeCollection() {
-    int32_t status = 0;
-    const auto result = client_->httpInstMkcol(client_.get(), 0, 0, &status);
-    return outcome(result, status);
+    return told(
+        [&](int32_t* status) { return client_->httpInstMkcol(client_.get(), 0, 0, status); });
 }
 
-std::string DrivenClient::takeLock(vx::LockBlock block) {
+std::string DrivenClient::takeLock(uint32_t seconds, const std::string& adopted) {
     vx::LockParms parms{};
     parms.option = 1;
     parms.owner = owner.data();
     parms.ownerLength = owner.size();
-    parms.block = block;
+    const uint32_t defaults = seconds == 0 ? vx::LOCK_BLOCK_DEFAULTS : 0;
+    parms.block = {adopted.empty() ? defaults : vx::LOCK_BLOCK_ADOPT, seconds, adopted.data(),
+                   adopted.size()};
     int32_t status = 0;
     lock.reset(client_->InstLock(client_.get(), &parms, &status, journal_, 0));
     return std::to_string(status) + (lock ? " lock" : "");
 }
 
 std::string DrivenClient::unlock() {
-    int32_t status = 0;
-    const auto result = lock->InstUnlock(lock.get(), &status);
-    return outcome(result, status);
+    return told([&](int32_t* status) { return lock->InstUnlock(lock.get(), status); });
 }
 
 Driven::Driven() {
@@ -179,7 +178,7 @@ Driven::Driven() {
     context_.reset(weblnk_->CreateHttpContext(weblnk_.get(), nullptr, 0));
 }
 
-DrivenClient Driven::client(const std::string& url, bool shared) {
+DrivenClient Driven::client(const std::string& url) {
     const auto wideUrl = toUtf32(url), wideUser = toUtf32(user), widePassword = toUtf32(password),
                wideProxy = toUtf32(proxy);
     constexpr std::u32string_view channel = U"App.WebDAV";
@@ -195,7 +194,7 @@ DrivenClient Driven::client(const std::string& url, bool shared) {
     parms.clientOption = clientOption;
     parms.journal = &journal;
     parms.code = 27;
-    parms.httpContext = shared ? context_.get() : nullptr;
+    parms.httpContext = context_.get();
     parms.channel = channel.data();
     parms.channelLength = channel.size();
     return DrivenClient(*weblnk_, parms, &journal);

@@ -14,9 +14,6 @@
 
 namespace weblnk_test {
 
-// "200", or the name of the status and the HTTP status: "WEBLNK_REFUSED 404".
-std::string outcome(vx::Status result, int32_t httpStatus);
-
 template <class Record>
 struct Destroyer {
     void operator()(Record* record) const { record->Destroy(record); }
@@ -36,18 +33,18 @@ class DrivenClient {
 public:
     DrivenClient(vx::Weblnk& weblnk, vx::ClientParms parms, vx::Journal* journal);
 
+    // Each gives "200", or the name of the status and the HTTP status: "WEBLNK_REFUSED 404".
     std::string head();
-    std::string
-    options();  // with the letters of what is allowed: "200 GHOMPLU..." (see driven.cpp)
+    std::string options();                     // with the methods that are allowed
     std::string propFind(uint32_t depth = 0);  // with the hrefs, or "no document"
     std::string get();                         // with the content in brackets
     std::string put(const Content& content, vx::PutOptions options = {},
                     vx::LockObject* lock = nullptr);
     std::string remove();
-    std::string move(std::u32string_view destination);
+    std::string move(const std::string& destination);
     std::string makeCollection();
-    // The status; the lock is kept in lock.
-    std::string takeLock(vx::LockBlock block = {vx::LOCK_BLOCK_DEFAULTS, 0, nullptr, 0});
+    // The HTTP status, and " lock" when there is one: it is kept in lock. 0 seconds: the default.
+    std::string takeLock(uint32_t seconds = 0, const std::string& adopted = {});
     std::string unlock();
 
     vx::GetReport report{};
@@ -63,7 +60,7 @@ private:
 struct Driven {
     Driven();
 
-    DrivenClient client(const std::string& url, bool shared = true);
+    DrivenClient client(const std::string& url);
 
     vxhost::Settings settings;
     std::atomic<bool> interrupted = false;

@@ -5,7 +5,6 @@
 #include <thread>
 
 #include "platform/status.hpp"
-#include "platform/transcoder.hpp"
 #include "platform/weblnk/lock.hpp"
 #include "tests/support/apache.hpp"
 #include "tests/support/files.hpp"
@@ -20,6 +19,7 @@ namespace weblnk_test {
 namespace {
 
 constexpr size_t MiB = 1 << 20;
+constexpr uint32_t known = vx::PUT_LENGTH_KNOWN;
 
 std::string lockAnswer(const std::string& timeout, const std::string& token = "urn:t:1") {
     return "<prop xmlns='DAV:'><lockdiscovery><activelock><owner>ada <x>&amp; co</x></owner>"
@@ -28,7 +28,9 @@ std::string lockAnswer(const std::string& timeout, const std::string& token = "u
            "</href></locktoken></activelock></lockdiscovery></prop>";
 }
 
-const Answer granted = Answer::xml(200, lockAnswer("Second-600")).with("Lock-Token", "<urn:t:1>");
+Answer granted(const std::string& timeout) {
+    return Answer::xml(200, lockAnswer(timeout)).with("Lock-Token", "<urn:t:1>");
+}
 
 TEST(WeblnkPut, smallBodiesComeWithALengthAndLargeOnesAskFirst) {
     const struct {
@@ -40,16 +42,15 @@ TEST(WeblnkPut, smallBodiesComeWithALengthAndLargeOnesAskFirst) {
         {4097, {}, "4097", "", ""},
         {MiB - 1, {}, "1048575", "", ""},
         {3 * MiB, {}, "", "chunked", "100-continue"},
-        {3 * MiB, {vx::PUT_LENGTH_KNOWN, 0, 3 * MiB}, "3145728", "", "100-continue"},
-        {0, {vx::PUT_LENGTH_KNOWN, 0, 0}, "0", "", ""},
+        {3 * MiB, {known, 0, 3 * MiB}, "3145728", "", "100-continue"},
+        {0, {known, 0, 0}, "0", "", ""},
     };
     for (const auto& row : rows) {
         ScriptedServer server;
         server.on("PUT", "/a", Answer(201));
-        Driven driven;
         std::string content(row.size, 'c');
         std::iota(content.begin(), content.end(), '\0');
-        EXPECT_EQ(driven.client(server.url("a")).put({content, 5000}, row.options), "201");
+        EXPECT_EQ(Driven().client(server.url("a")).put({content, 5000}, row.options), "201");
         const auto request = server.requests().at(0);
         EXPECT_EQ(request.field("Content-Length"), row.length);
         EXPECT_EQ(request.field("Transfer-Encoding"), row.encoding);
@@ -60,7 +61,6 @@ TEST(WeblnkPut, smallBodiesComeWithALengthAndLargeOnesAskFirst) {
 }
 
 TEST(WeblnkPut, aPartNeverPassesForTheWhole) {
-    const uint32_t known = vx::PUT_LENGTH_KNOWN;
     const struct {
         Content content;
         vx::PutOptions options;
@@ -86,9 +86,10 @@ TEST(WeblnkPut, aPartNeverPassesForTheWhole) {
 
 TEST(WeblnkPut, conditionsAreSent) {
     ScriptedServer server;
-    server.on("PUT", "/a", Answer(204)).on("LOCK", "/a", granted);
-    server.once("GET", "/a", Answer(200, "x").with("ETag", "\"e1\""));
-    server.once("GET", "/a", Answer(200, "x").with("ETag", "W/\"e2\""));
+    server.on("PUT", "/a", Answer(204)).on("LOCK", "/a", granted("Second-600"));
+    const auto tagged = [](const char* tag) { return Answer(200, "x").with("ETag", tag); };
+    server.on("GET", "/a", Answer(404)).once("GET", "/a", tagged("\"e1\""));
+    server.once("GET", "/a", tagged("W/\"e2\"")).once("GET", "/a", tagged("\"e3\""));
     Driven driven;
     auto client = driven.client(server.url("a"));
     const auto fields = [&](uint32_t flags, vx::LockObject* lock = nullptr) {
@@ -103,54 +104,49 @@ TEST(WeblnkPut, conditionsAreSent) {
     EXPECT_EQ(fields(vx::PUT_IF_UNCHANGED), "|\"e1\"|");
     client.get();
     EXPECT_EQ(fields(vx::PUT_IF_UNCHANGED), "||");
+    client.get();
+    client.get();  // fails: the tag is not that of what one has
+    EXPECT_EQ(fields(vx::PUT_IF_UNCHANGED), "||");
     EXPECT_EQ(client.takeLock(), "200 lock");
     EXPECT_EQ(fields(0, client.lock.get()), "||(<urn:t:1>)");
 }
 
 TEST(WeblnkPut, anEarlyAnswerEndsTheUpload) {
-    for (const int status : {401, 412, 423, 507}) {
-        for (const uint32_t flags : {0u, vx::PUT_LENGTH_KNOWN}) {
+    for (const int status : {201, 401, 412, 423, 507}) {
+        for (const uint32_t flags : {0u, known}) {
             ScriptedServer server;
             server.on("PUT", "/a", Answer(status).beforeBody());
             server.on("PROPFIND", "/a", Answer(404));
-            Driven driven;
             size_t pulled = 0;
             const Content content{std::string(64 * MiB, 'c'), 65536, vx::VX_END_OF_DATA,
                                   [&](size_t position) { pulled = position; }};
-            EXPECT_EQ(driven.client(server.url("a")).put(content, {flags, 0, 64 * MiB}),
-                      std::to_string(status));
+            EXPECT_EQ(Driven().client(server.url("a")).put(content, {flags, 0, 64 * MiB}),
+                      status == 201 ? "WEBLNK_CUT_OFF -1" : std::to_string(status));
             EXPECT_LT(pulled, 2 * MiB);
         }
     }
 }
 
-TEST(WeblnkPut, serversWithoutContinueAreServed) {
-    const std::string content(2 * MiB, 'c');
-    ScriptedServer server;
-    server.once("PUT", "/a", Answer(417).beforeBody()).on("PUT", "/a", Answer(201));
-    Driven driven;
-    EXPECT_EQ(driven.client(server.url("a")).put({content}), "201");
-    EXPECT_EQ(server.transcript(), "PUT /a 417\nPUT /a 201\n");
-    EXPECT_TRUE(server.requests().at(1).body == content);
-}
-
-TEST(WeblnkPut, redirectsKeepMethodAndBody) {
+TEST(WeblnkPut, isSentAgainWholeOrNotAtAll) {
+    const auto moved = [](int status) { return Answer(status).with("Location", "/b"); };
     const struct {
-        int status;
-        const char *location, *outcome, *transcript;
+        Answer first;
+        const char *outcome, *transcript;
     } rows[] = {
-        {307, "/b", "201", "PUT /a 307\nPUT /b 201\n"},
-        {308, "/b", "201", "PUT /a 308\nPUT /b 201\n"},
-        {301, "/b", "301", "PUT /a 301\n"},
+        {moved(307), "201", "PUT /a 307\nPUT /b 201\n"},
+        {moved(308), "201", "PUT /a 308\nPUT /b 201\n"},
+        {moved(301), "301", "PUT /a 301\n"},
+        {Answer(503).with("Retry-After", "0"), "503", "PUT /a 503\n"},
+        {Answer(417).beforeBody(), "201", "PUT /a 417\nPUT /a 201\n"},  // for want of a 100
     };
     for (const auto& row : rows) {
-        for (const size_t size : {3ul, 2 * MiB}) {
+        for (const auto& [size, flags] : {std::pair{3ul, 0u}, {2 * MiB, 0u}, {2 * MiB, known}}) {
+            if (size < MiB && row.transcript[7] == '4') continue;  // it expects no 100
             ScriptedServer server;
-            server.on("PUT", "/b", Answer(201));
-            server.on("PUT", "/a", Answer(row.status).with("Location", row.location));
-            Driven driven;
+            server.on("PUT", "/*", Answer(201)).once("PUT", "/a", row.first);
             const std::string content(size, 'c');
-            EXPECT_EQ(driven.client(server.url("a")).put({content}), row.outcome);
+            EXPECT_EQ(Driven().client(server.url("a")).put({content}, {flags, 0, size}),
+                      row.outcome);
             EXPECT_EQ(server.transcript(), row.transcript);
             EXPECT_TRUE(server.requests().back().body == content);
         }
@@ -161,44 +157,46 @@ TEST(WeblnkPut, redirectsKeepMethodAndBody) {
 // connection that was kept.
 TEST(WeblnkWriting, whatMayHaveBeenDoneIsNotRepeated) {
     using Operation = std::string (*)(DrivenClient&);
-    const struct {
-        const char* method;
-        Operation run;
-    } rows[] = {
+    const std::pair<const char*, Operation> rows[] = {
         {"PUT", [](DrivenClient& client) { return client.put({"abc"}); }},
         {"PUT", [](DrivenClient& client) { return client.put({""}); }},
         {"DELETE", [](DrivenClient& client) { return client.remove(); }},
-        {"MOVE", [](DrivenClient& client) { return client.move(U"http://127.0.0.1/b"); }},
+        {"MOVE", [](DrivenClient& client) { return client.move("http://127.0.0.1/b"); }},
         {"MKCOL", [](DrivenClient& client) { return client.makeCollection(); }},
     };
-    for (const auto& row : rows) {
+    for (const auto& [method, run] : rows) {
         ScriptedServer server;
-        server.on("HEAD", "/a/", Answer(200)).on(row.method, "/a/", Answer(200).dropped());
+        server.on("HEAD", "/a/", Answer(200)).on(method, "/a/", Answer(200).dropped());
         Driven driven;
         auto client = driven.client(server.url("a/"));
         EXPECT_EQ(client.head(), "200");
-        EXPECT_EQ(row.run(client), "WEBLNK_CUT_OFF -1");
-        EXPECT_EQ(server.transcript(), std::string("HEAD /a/ 200\n") + row.method + " /a/ 0\n");
-        EXPECT_EQ(row.run(client), "WEBLNK_CUT_OFF -1");  // on a new connection
-        EXPECT_EQ(server.requests().size(), 3u);
+        EXPECT_EQ(run(client), "WEBLNK_CUT_OFF -1");
+        EXPECT_EQ(run(client), "WEBLNK_CUT_OFF -1");  // on a new connection
+        const std::string dropped = std::string(method) + " /a/ 0\n";
+        EXPECT_EQ(server.transcript(), "HEAD /a/ 200\n" + dropped + dropped);
     }
 }
 
 TEST(WeblnkWriting, collectionsAreMadeMovedAndDeletedAsSuch) {
     ScriptedServer server;
     server.on("*", "/d/*", Answer(201)).on("DELETE", "/s", Answer(301).with("Location", "/s/"));
-    server.on("DELETE", "/s/", Answer(204));
+    server.on("DELETE", "/s/", Answer(204)).on("LOCK", "/d/m", granted("Infinite"));
     Driven driven;
-    EXPECT_EQ(driven.client(server.url("d/c")).makeCollection(), "201");
-    EXPECT_EQ(driven.client(server.url("d/c/")).remove(), "201");
-    EXPECT_EQ(driven.client(server.url("d/m")).remove(), "201");
-    EXPECT_EQ(driven.client(server.url("d/c/")).move(U"http://u:p@h/n#\u00E4 1/"), "201");
-    EXPECT_EQ(driven.client(server.url("d/m")).move(U"http://h/d/%41?"), "201");
-    EXPECT_EQ(driven.client(server.url("s")).remove(), "204");
+    const auto at = [&](const char* path) { return driven.client(server.url(path)); };
+    EXPECT_EQ(at("d/c").makeCollection(), "201");
+    EXPECT_EQ(at("d/c/").remove(), "201");
+    EXPECT_EQ(at("d/c/").move("http://u:p@h/n#\u00E4 1/"), "201");
+    EXPECT_EQ(at("s").remove(), "204");
+    auto member = at("d/m");
+    EXPECT_EQ(member.remove(), "201");
+    EXPECT_EQ(member.takeLock(90), "200 lock");
+    EXPECT_EQ(member.remove(), "201");
+    EXPECT_EQ(member.move("http://h/d/%41?"), "201");
+    const std::string held = " <" + server.url("d/m") + "> (<urn:t:1>)\n";
     std::string seen;
     for (const auto& request : server.requests()) {
         seen += request.method + ' ' + request.target;
-        for (const char* name : {"Depth", "Destination", "Overwrite"}) {
+        for (const char* name : {"Depth", "Destination", "Overwrite", "Timeout", "If"}) {
             const auto value = request.field(name);
             if (!value.empty()) seen.append(" ").append(value);
         }
@@ -207,10 +205,13 @@ TEST(WeblnkWriting, collectionsAreMadeMovedAndDeletedAsSuch) {
     EXPECT_EQ(seen,
               "MKCOL /d/c/\n"
               "DELETE /d/c/ infinity\n"
-              "DELETE /d/m\n"
               "MOVE /d/c/ infinity http://h/n%23%C3%A4%201/ F\n"
-              "MOVE /d/m http://h/d/%41%3F F\n"
-              "DELETE /s\nDELETE /s/\n");
+              "DELETE /s\n"
+              "DELETE /s/\n"
+              "DELETE /d/m\n"
+              "LOCK /d/m 0 Second-90\n"
+              "DELETE /d/m" +
+                  held + "MOVE /d/m http://h/d/%41%3F F" + held);
 }
 
 TEST(WeblnkLock, theTokenComesFromHeaderOrBody) {
@@ -218,7 +219,7 @@ TEST(WeblnkLock, theTokenComesFromHeaderOrBody) {
         Answer answer;
         const char *outcome, *unlocked;
     } rows[] = {
-        {granted, "200 lock", "<urn:t:1>"},
+        {granted("Second-600"), "200 lock", "<urn:t:1>"},
         {Answer::xml(201, lockAnswer("Infinite", " urn:t:2 ")), "201 lock", "<urn:t:2>"},
         {Answer(200).with("Lock-Token", "<urn:t:3>"), "200 lock", "<urn:t:3>"},
         {Answer::xml(200, lockAnswer("Infinite", "")), "200", ""},
@@ -234,10 +235,8 @@ TEST(WeblnkLock, theTokenComesFromHeaderOrBody) {
         auto client = driven.client(server.url("a"));
         EXPECT_EQ(client.takeLock(), row.outcome);
         if (client.lock) client.unlock();
-        const auto last = server.requests().back();
-        EXPECT_EQ(last.field("Lock-Token"), row.unlocked);
+        EXPECT_EQ(server.requests().back().field("Lock-Token"), row.unlocked);
         const auto first = server.requests().front();
-        EXPECT_EQ(first.field("Depth"), "0");
         EXPECT_EQ(first.field("Timeout"), "Second-7200");
         EXPECT_NE(first.body.find("<D:exclusive/>"), std::string::npos);
         EXPECT_NE(first.body.find("<D:owner>ZEB &lt;1&gt; &amp; co</D:owner>"), std::string::npos);
@@ -246,61 +245,45 @@ TEST(WeblnkLock, theTokenComesFromHeaderOrBody) {
 
 TEST(WeblnkLock, aLockNearItsEndIsRenewedBeforeTheNextRequest) {
     ScriptedServer server;
-    server
-        .on("LOCK", "/a", Answer::xml(200, lockAnswer("Second-0")).with("Lock-Token", "<urn:t:1>"))
-        .on("HEAD", "/a", Answer(200))
-        .on("PUT", "/a", Answer(204));
+    server.on("LOCK", "/a", granted("Second-0")).on("HEAD", "/a", Answer(200));
     Driven driven;
     auto client = driven.client(server.url("a"));
-    EXPECT_EQ(client.takeLock({0, 90, nullptr, 0}), "200 lock");
-    EXPECT_EQ(server.requests().back().field("Timeout"), "Second-90");
-    EXPECT_EQ(client.head(), "200");  // renewed for 0 seconds
-    server.on("LOCK", "/a", Answer::xml(200, lockAnswer("Second-600")));
-    EXPECT_EQ(client.put({"x"}, {}, client.lock.get()), "204");
-    const auto renewal = server.requests().at(3);
-    EXPECT_EQ(renewal.field("If"), "(<urn:t:1>)");
-    EXPECT_EQ(renewal.body, "");
-    EXPECT_EQ(client.head(), "200");  // long enough now
-    EXPECT_EQ(server.transcript(),
-              "LOCK /a 200\nLOCK /a 200\nHEAD /a 200\nLOCK /a 200\nPUT /a 204\nHEAD /a 200\n");
-    client.lock.reset();
-    EXPECT_EQ(client.head(), "200");
-}
-
-TEST(WeblnkLock, aLockThatCannotBeRenewedStopsNothing) {
+    EXPECT_EQ(client.takeLock(), "200 lock");
     for (const auto& refusal : {Answer(412), Answer(200).dropped()}) {
-        ScriptedServer server;
-        server.on("HEAD", "/a", Answer(200)).on("LOCK", "/a", refusal);
-        server.once("LOCK", "/a",
-                    Answer::xml(200, lockAnswer("Second-0")).with("Lock-Token", "<urn:t:1>"));
-        Driven driven;
-        auto client = driven.client(server.url("a"));
-        EXPECT_EQ(client.takeLock(), "200 lock");
-        EXPECT_EQ(client.head(), "200");
+        server.once("LOCK", "/a", refusal);
+        EXPECT_EQ(client.head(), "200");  // it stops nothing
         EXPECT_EQ(driven.sentences(), "");
     }
+    EXPECT_EQ(client.head(), "200");  // renewed for 0 seconds
+    server.on("LOCK", "/a", Answer::xml(200, lockAnswer("Second-600")));
+    EXPECT_EQ(client.head(), "200");
+    EXPECT_EQ(client.head(), "200");  // long enough now
+    const auto renewal = server.requests().at(7);
+    EXPECT_EQ(renewal.field("If"), "(<urn:t:1>)");
+    EXPECT_EQ(renewal.body, "");
+    client.lock.reset();
+    EXPECT_EQ(client.head(), "200");
+    EXPECT_EQ(server.transcript(),
+              "LOCK /a 200\nLOCK /a 412\nHEAD /a 200\nLOCK /a 0\nHEAD /a 200\nLOCK /a 200\n"
+              "HEAD /a 200\nLOCK /a 200\nHEAD /a 200\nHEAD /a 200\nHEAD /a 200\n");
 }
 
 TEST(WeblnkLock, whoHoldsItIsTold) {
     ScriptedServer server;
     const std::string held = lockAnswer("Infinite");
+    server.on("*", "/a", Answer(423, "<html>")).on("PUT", "/a", Answer::xml(423, held));
     server.on("PROPFIND", "/*",
               Answer::xml(207, "<multistatus xmlns='DAV:'><response><propstat>" + held +
                                    "</propstat></response></multistatus>"));
-    server.on("LOCK", "/a", Answer(423, "<html>")).on("PUT", "/a", Answer::xml(423, held));
-    server.on("DELETE", "/a", Answer(423)).on("MOVE", "/a", Answer(423));
     Driven driven;
     auto client = driven.client(server.url("a"));
+    for (const auto& outcome :
+         {client.takeLock(), client.put({"x"}), client.remove(), client.move("http://h/b")}) {
+        EXPECT_EQ(outcome, "423");
+    }
     const std::string sentence =
         server.url("a") + ": Locked by ada & co, until it is given back.\n";
-    EXPECT_EQ(client.takeLock(), "423");
-    EXPECT_EQ(driven.sentences(), sentence);
-    EXPECT_EQ(client.put({"x"}), "423");
-    EXPECT_EQ(driven.sentences(), sentence);
-    EXPECT_EQ(client.remove(), "423");
-    EXPECT_EQ(driven.sentences(), sentence);
-    EXPECT_EQ(client.move(U"http://h/b"), "423");
-    EXPECT_EQ(driven.sentences(), sentence);
+    EXPECT_EQ(driven.sentences(), sentence + sentence + sentence + sentence);
     EXPECT_EQ(server.transcript(),
               "LOCK /a 423\nPROPFIND /a 207\nPUT /a 423\nDELETE /a 423\nPROPFIND /a 207\n"
               "MOVE /a 423\nPROPFIND /a 207\n");
@@ -331,94 +314,94 @@ TEST(WeblnkLock, aLockWhoseAnswerWasLostIsNamedWithItsToken) {
 TEST(WeblnkLock, aLockThatIsLeftIsNamedWithItsToken) {
     const struct {
         Answer answer;
-        const char* outcome;
+        const char *listed, *outcome;
         bool left;
     } rows[] = {
-        {Answer(204), "204", false},
-        {Answer(409), "409", false},
-        {Answer(403), "403", true},
-        {Answer(204).dropped(), "WEBLNK_CUT_OFF -1", true},
+        {Answer(204), "urn:t:9", "204", false},
+        {Answer(409), "urn:t:9", "409", false},
+        {Answer(403), "urn:t:9", "403", true},
+        {Answer(403), "urn:another", "403", false},
+        {Answer(204).dropped(), "urn:t:9", "WEBLNK_CUT_OFF -1", true},
     };
     for (const auto& row : rows) {
         ScriptedServer server;
         server.on("UNLOCK", "/a", row.answer);
+        server.on("PROPFIND", "/a", Answer::xml(207, lockAnswer("Infinite", row.listed)));
         Driven driven;
         auto client = driven.client(server.url("a"));
-        const std::string token = "urn:t:9";
-        EXPECT_EQ(client.takeLock({vx::LOCK_BLOCK_ADOPT, 0, token.data(), token.size()}),
-                  "200 lock");
-        driven.interrupted = true;  // what is held is given back all the same
+        EXPECT_EQ(client.takeLock(0, "urn:t:9"), "200 lock");
         EXPECT_EQ(client.unlock(), row.outcome);
         const std::string command = "quillon unlock " + server.url("a") + " --token urn:t:9";
         EXPECT_EQ(driven.sentences().find(command) != std::string::npos, row.left);
-        EXPECT_EQ(server.transcript().find("LOCK /a 200"), std::string::npos);
+        server.clearRequests();
+        server.on("UNLOCK", "/a", Answer(204));
+        driven.interrupted = true;  // what is held is given back all the same
+        EXPECT_EQ(client.unlock(), "204");
+        EXPECT_EQ(server.transcript(), "UNLOCK /a 204\n");
     }
 }
 
-TEST(WeblnkWritingOnApache, aWholeCycle) {
+TEST(WeblnkOnApache, aWholeCycleTakesOneConnection) {
     Apache server;
     Driven driven;
     auto client = driven.client(server.url("a%20b"));
+    const std::string large(3 * MiB, 'x');
     EXPECT_EQ(client.options(), "200 PUT MKCOL LOCK OPTIONS");
     EXPECT_EQ(client.put({""}, {vx::PUT_ONLY_NEW, 0, 0}), "201");
     EXPECT_EQ(client.put({"x"}, {vx::PUT_ONLY_NEW, 0, 0}), "412");
     EXPECT_EQ(client.takeLock(), "200 lock");
-    auto other = driven.client(server.url("a%20b"));
-    EXPECT_EQ(other.put({"other's"}), "423");
-    const auto sentence = driven.sentences();
-    EXPECT_EQ(sentence.find(server.url("a%20b") + ": Locked by ZEB <1> & co, until 20"), 0u);
-    EXPECT_EQ(client.put({std::string(3 * MiB, 'c')}, {}, client.lock.get()), "204");
+    EXPECT_EQ(client.put({large}, {}, client.lock.get()), "204");
     EXPECT_EQ(client.unlock(), "204");
     client.lock.reset();
-    EXPECT_EQ(client.get().size(), 3 * MiB + std::string_view("200 []").size());
-    EXPECT_EQ(client.put({"mine"}), "204");
+    EXPECT_EQ(client.get(), "200 [" + large + "]");
     server.addMember("taken", "old");
-    EXPECT_EQ(client.move(vxhost::toUtf32(server.url("taken"))), "412");
+    EXPECT_EQ(client.move(server.url("taken")), "412");
     EXPECT_EQ(driven.client(server.url("sub")).makeCollection(), "201");
-    EXPECT_EQ(client.move(vxhost::toUtf32(server.url("sub/\xC3\xA4"))), "201");
-    EXPECT_EQ(support::readFile(server.documentRoot() / "sub/\xC3\xA4"), "mine");
+    EXPECT_EQ(client.move(server.url("sub/\xC3\xA4")), "201");
+    EXPECT_TRUE(support::readFile(server.documentRoot() / "sub/\xC3\xA4") == large);
+    EXPECT_EQ(driven.client(server.url()).propFind(1).substr(0, 4 + server.url().size()),
+              "207 " + server.url());
     EXPECT_EQ(driven.client(server.url("sub")).remove(), "204");
     EXPECT_EQ(driven.client(server.url("sub/")).head(), "404");
+    for (int i = 0; i < 10; ++i) {
+        EXPECT_EQ(driven.client(server.url("taken")).get(), "200 [old]");
+    }
     EXPECT_EQ(server.connections(), 1);
+    EXPECT_EQ(driven.sentences(), "");
 }
 
-TEST(WeblnkWritingOnApache, aLockIsRenewedAndAdopted) {
+TEST(WeblnkOnApache, aLockIsRenewedAndAdopted) {
     Apache server;
     server.addMember("a", "old");
     Driven driven;
     auto client = driven.client(server.url("a"));
-    EXPECT_EQ(client.takeLock({0, 77, nullptr, 0}), "200 lock");
+    EXPECT_EQ(client.takeLock(77), "200 lock");
     auto& held = static_cast<vxhost::HeldLock&>(*client.lock);
     EXPECT_NO_THROW(held.refresh());
     const std::string token = held.token;
     client.lock.reset();
     EXPECT_EQ(client.put({"x"}), "423");
+    EXPECT_NE(driven.sentences().find("Locked by ZEB <1> & co, until 2"), std::string::npos);
 
-    const vx::LockBlock adopt{vx::LOCK_BLOCK_ADOPT, 0, token.data(), token.size()};
     auto later = driven.client(server.url("a"));
-    EXPECT_EQ(later.takeLock(adopt), "200 lock");
+    EXPECT_EQ(later.takeLock(0, token), "200 lock");
     EXPECT_EQ(later.unlock(), "204");
-    EXPECT_EQ(driven.sentences().find("quillon unlock"), std::string::npos);
     EXPECT_EQ(later.unlock(), "400");  // Apache's word for a lock that is gone
     EXPECT_EQ(driven.sentences(), "");
     later.lock.reset();
     EXPECT_EQ(client.put({"x"}), "204");
-    EXPECT_EQ(server.transcript(),
-              "LOCK /a 200\nLOCK /a 200\nPUT /a 423\nPROPFIND /a 207\nUNLOCK /a 204\n"
-              "UNLOCK /a 400\nPROPFIND /a 207\nPUT /a 204\n");
 }
 
-TEST(WeblnkWritingOnApache, contextsAreUsedInThreadsOfTheirOwn) {
+TEST(WeblnkOnApache, contextsAreUsedInThreadsOfTheirOwn) {
     Apache server;
     std::vector<std::thread> threads;
     for (const std::string name : {"a", "b", "c", "d"}) {
         threads.emplace_back([&server, name] {
             Driven driven;
             auto client = driven.client(server.url(name));
-            const std::string expected = "200 [" + name + ']';
             for (int i = 0; i < 20; ++i) {
                 EXPECT_EQ(client.put({name}), i == 0 ? "201" : "204");
-                EXPECT_EQ(client.get(), expected);
+                EXPECT_EQ(client.get(), "200 [" + name + ']');
             }
         });
     }
@@ -426,7 +409,7 @@ TEST(WeblnkWritingOnApache, contextsAreUsedInThreadsOfTheirOwn) {
     EXPECT_EQ(server.connections(), 4);
 }
 
-TEST(WeblnkWritingOnApache, whatChangedSinceTheGetIsNotOverwritten) {
+TEST(WeblnkOnApache, whatChangedSinceTheGetIsNotOverwritten) {
     Apache server;
     server.addMember("a", "old");
     // Apache's entity tags are weak in the first second of a file.
