@@ -156,7 +156,7 @@ TEST_F(fsbox, pieces_are_gathered_and_handed_out) {
     ASSERT_NE(file, nullptr);
     std::string whole;
     for (const size_t size :
-         {1, 4096, 65535, 65536, 65537, 0, 3, 262143, 262144, 262145, 7, 130000}) {
+         {1u, 4096u, 65535u, 65536u, 65537u, 0u, 3u, 262143u, 262144u, 262145u, 7u, 130000u}) {
         std::string piece;
         for (size_t at = 0; at < size; ++at) piece += static_cast<char>((whole.size() + at) % 253);
         EXPECT_EQ(file->Write(file, piece.data(), size, 0, 0, 0), vx::VX_SUCCESS);
@@ -165,7 +165,7 @@ TEST_F(fsbox, pieces_are_gathered_and_handed_out) {
     EXPECT_EQ(file->Close(file), vx::VX_SUCCESS);
     EXPECT_EQ(support::modeOf(root / "f"), 0600u);
     EXPECT_EQ(support::readFile(root / "f"), whole);
-    for (const uint64_t wanted : {4096, 4097, 1 << 20}) {
+    for (const uint64_t wanted : {4096u, 4097u, 1u << 20}) {
         EXPECT_TRUE(content(root / "f", wanted) == whole);
     }
 }
