@@ -28,6 +28,7 @@ public:
         const int code = changer_.run(copy->file());
         const Result<bool> changed = copy->changed();
         const int end = !changed ? fail(changed.error()) : judge(*copy, code, *changed, name);
+        if (interrupted()) keepLeftovers(*copy);
         if (end != EXIT_DONE && (!changed || *changed)) keep(*copy);
         return end;
     }
@@ -61,6 +62,12 @@ private:
         if (stored) stored = hold_.store();
         session_.progress().finish();
         return stored ? EXIT_DONE : fail(stored.error());
+    }
+
+    static void keepLeftovers(const WorkCopy& copy) {
+        for (const fs::path& path : copy.keepLeftovers()) {
+            complain(fmt::format("what the editor left is in {}", path.string()));
+        }
     }
 
     void keep(const WorkCopy& copy) {

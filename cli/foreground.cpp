@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include "cli/interrupt.hpp"
 #include "cli/report.hpp"
@@ -23,6 +24,9 @@ namespace {
 constexpr int NOT_FOUND = 127;
 constexpr int NOT_RUN = 126;
 constexpr int BY_SIGNAL = 128;
+
+constexpr std::string_view USUAL_EDITOR =
+    "command -v sensible-editor >/dev/null && exec sensible-editor \"$@\"; exec vi \"$@\"";
 
 sigset_t setOf(std::initializer_list<int> numbers) {
     sigset_t set;
@@ -60,6 +64,7 @@ private:
 
 std::vector<char*> pointers(const std::vector<std::string>& words) {
     std::vector<char*> list;
+    list.reserve(words.size() + 1);
     for (const std::string& word : words) list.push_back(const_cast<char*>(word.c_str()));
     list.push_back(nullptr);
     return list;
@@ -124,10 +129,7 @@ std::vector<std::string> editorWords(const std::string& file) {
         if (editor == nullptr || *editor == '\0') continue;
         return {"sh", "-c", std::string(editor) + " \"$@\"", editor, file};
     }
-    return {"sh", "-c",
-            "command -v sensible-editor >/dev/null && exec sensible-editor \"$@\"; "
-            "exec vi \"$@\"",
-            "editor", file};
+    return {"sh", "-c", std::string(USUAL_EDITOR), "editor", file};
 }
 
 }  // namespace quillon::cli

@@ -17,6 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr size_t COMPARED = 1 << 16;  // bytes at a time
 constexpr int MOST_NUMBERS = 1000;
 
 Error failure(std::string_view what, const fs::path& path, const std::error_code& problem) {
@@ -32,7 +33,7 @@ std::string localName(std::string name) {
 }
 
 bool sameContent(std::istream& a, std::istream& b) {
-    std::vector<char> left(64 * 1024), right(left.size());
+    std::vector<char> left(COMPARED), right(COMPARED);
     const auto size = static_cast<std::streamsize>(left.size());
     while (a && b) {
         a.read(left.data(), size);
@@ -62,7 +63,7 @@ fs::path reserve(const fs::path& place, const std::string& name) {
                                                              plain.extension().string())
                                                : fmt::format("{}.mine-{}{}", plain.stem().string(),
                                                              number, plain.extension().string());
-        const fs::path path = place / marked;
+        fs::path path = place / marked;
         const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
         if (file >= 0) {
             close(file);
@@ -71,6 +72,20 @@ fs::path reserve(const fs::path& place, const std::string& name) {
         if (errno != EEXIST) return {};
     }
     return {};
+}
+
+Result<fs::path> keepFile(const fs::path& file) {
+    Error last = localError(Kind::local, "There is no place for it.");
+    for (const fs::path& place : keepingPlaces()) {
+        fs::path path = reserve(place, file.filename().string());
+        if (path.empty()) continue;
+        Result<void> moved = putInPlace(file, path, {});
+        if (moved) return path;
+        last = std::move(moved).error();
+        std::error_code none;
+        fs::remove(path, none);
+    }
+    return last;
 }
 
 }  // namespace
@@ -105,17 +120,18 @@ Result<bool> WorkCopy::changed() const {
 }
 
 Result<fs::path> WorkCopy::keep() const {
-    Error last = localError(Kind::local, "There is no place for it.");
-    for (const fs::path& place : keepingPlaces()) {
-        const fs::path path = reserve(place, file_.filename().string());
-        if (path.empty()) continue;
-        Result<void> moved = putInPlace(file_, path, {});
-        if (moved) return path;
-        last = std::move(moved).error();
-        std::error_code none;
-        fs::remove(path, none);
+    return keepFile(file_);
+}
+
+std::vector<fs::path> WorkCopy::keepLeftovers() const {
+    std::vector<fs::path> kept;
+    std::error_code none;
+    for (const auto& entry : fs::directory_iterator(file_.parent_path(), none)) {
+        if (entry.path() == file_ || !entry.is_regular_file(none)) continue;
+        Result<fs::path> path = keepFile(entry.path());
+        if (path) kept.push_back(std::move(*path));
     }
-    return last;
+    return kept;
 }
 
 }  // namespace quillon::cli

@@ -1,5 +1,7 @@
 #include "client/hold.hpp"
 
+#include <exception>
+
 namespace quillon {
 namespace {
 
@@ -38,6 +40,13 @@ Hold::Hold(Hold&& other) noexcept
       isNew_(other.isNew_),
       locked_(std::exchange(other.locked_, false)),
       madeEmpty_(other.madeEmpty_) {}
+
+Hold::~Hold() {
+    try {
+        (void)release();
+    } catch (const std::exception&) {  // no memory, so that nothing can be sent
+    }
+}
 
 Result<Hold> Hold::take(Member& member, const LockOptions& options) {
     const bool wasMissing = !member.exists();

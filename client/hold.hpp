@@ -19,7 +19,7 @@ public:
 
     Hold(Hold&& other) noexcept;
     Hold& operator=(Hold&&) = delete;
-    ~Hold() { (void)release(); }
+    ~Hold();
 
     bool isNew() const { return isNew_; }  // the server has no such member, or an empty one of ours
     const Properties& properties() const { return properties_; }  // as they were when it was taken

@@ -127,8 +127,10 @@ TEST_F(Signals, endTheEditorButNotTheVersion) {
     for (const int number : {SIGTERM, SIGHUP}) {
         const support::Apache server;
         server.addMember("a.txt", "old ");
-        support::RunningProcess program(withEditor(
-            {"edit", server.url("a.txt")}, "printf mine >> \"$1\"; echo editing; exec sleep 1000"));
+        support::RunningProcess program(
+            withEditor({"edit", server.url("a.txt")},
+                       "printf mine >> \"$1\"; touch \"$(dirname \"$1\")/.a.txt.swp\"; echo "
+                       "editing; exec sleep 1000"));
         ASSERT_TRUE(program.expect("editing"));
         EXPECT_EQ(lockTokens(server).size(), 1u);
         program.signal(SIGINT);  // the editor's own
@@ -138,9 +140,9 @@ TEST_F(Signals, endTheEditorButNotTheVersion) {
         EXPECT_TRUE(lockTokens(server).empty());
         EXPECT_EQ(content(server, "a.txt"), "old ");
         EXPECT_EQ(support::readFile(work / "a.mine.txt"), "old mine");
-        EXPECT_EQ(localFiles(), std::vector<std::string>{"a.mine.txt"});
+        EXPECT_EQ(localFiles(), (std::vector<std::string>{".a.txt.mine.swp", "a.mine.txt"}));
         EXPECT_TRUE(cacheDirectories().empty());
-        std::filesystem::remove(work / "a.mine.txt");
+        for (const std::string& name : localFiles()) std::filesystem::remove(work / name);
     }
 }
 
