@@ -12,8 +12,8 @@ namespace vxhost {
 
 // A node is 152 bytes of which 36 are named; the others are the owner's own. Nodes therefore lie
 // inside one another, each with its named fields in unnamed bytes of its neighbours: four in every
-// 208 bytes, the closest packing there is, which is a third of the memory. So a node is only ever
-// made here, and only its named fields are written, never a whole vx::Node.
+// 208 bytes, the closest packing with a period of up to 480, which is a third of the memory. So a
+// node is only ever made here, and only its named fields are written, never a whole vx::Node.
 class NodeArena {
 public:
     static constexpr size_t PERIOD = 208;
