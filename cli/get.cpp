@@ -1,5 +1,6 @@
 // quillon get: members into local files.
 #include <fmt/format.h>
+#include <fnmatch.h>
 #include <sys/stat.h>
 
 #include <CLI/CLI.hpp>
@@ -13,6 +14,7 @@
 
 #include "cli/command.hpp"
 #include "cli/report.hpp"
+#include "cli/workers.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -25,6 +27,8 @@ struct GetOptions {
     std::vector<std::string> urls;
     std::string file;       // -o
     std::string directory;  // -O
+    std::string pattern;    // of names in the collections that the URLs are then
+    size_t jobs = 0;        // 0: not given
 };
 
 Error usage(std::string sentence) {
@@ -101,17 +105,73 @@ bool outputMeant(GetOptions& options) {
     return !options.urls.empty();
 }
 
+// Like a shell's pattern: a dot at the beginning has to be said.
+Result<std::vector<Address>> matching(Session& session, const Address& typed,
+                                      const GetOptions& options) {
+    const Address address = typed.asCollection();
+    const auto collection = session.open(address, {.cache = false, .cacheParent = {}});
+    if (!collection) return collection.error();
+    const Result<Listing> listing = (*collection)->list();
+    if (!listing) return listing.error();
+    std::vector<Address> members;
+    for (const Entry entry : *listing) {
+        const bool matches =
+            fnmatch(options.pattern.c_str(), entry.name().c_str(), FNM_PERIOD) == 0;
+        if (matches && !entry.isCollection()) {
+            members.push_back(address.memberBySegment(entry.segment()));
+        }
+    }
+    if (!members.empty()) return members;
+    return localError(Kind::notFound, "None of its members matches " + options.pattern + ".");
+}
+
+// What the URLs stand for; code is that of the first that stands for nothing.
+std::vector<Address> wantedMembers(Session& session, GetOptions& options, int& code) {
+    std::vector<Address> members;
+    const auto add = [&](const Address& address) -> Result<void> {
+        if (options.pattern.empty()) {
+            members.push_back(address);
+            return {};
+        }
+        const auto found = matching(session, address, options);
+        if (!found) return found.error();
+        members.insert(members.end(), found->begin(), found->end());
+        return {};
+    };
+    code = forEachUrl(session, options.urls, "list", add);
+    return members;
+}
+
+int fetchAll(Session& session, const std::vector<Address>& members, const GetOptions& options) {
+    std::vector<std::string> names;
+    for (const Address& member : members) names.push_back(member.name());
+    const bool inOrder = options.file == STANDARD_OUTPUT;
+    const Jobs wanted{inOrder ? 1 : options.jobs, DEFAULT_JOBS};
+    const size_t jobs = jobsFor(session, members.front(), wanted, std::move(names));
+    if (jobs > 1) {
+        const auto destination = destinationOf(members.front(), options);
+        if (destination) meetServers(session, members, openOptions(*destination));
+    }
+    return runTasks(members.size(), jobs, session.progress(), [&](size_t i) -> int {
+        const Result<void> fetched = fetch(session, members[i], options);
+        return fetched ? EXIT_DONE : report("fetch", members[i].url(), fetched.error());
+    });
+}
+
 int run(Session& session, GetOptions& options) {
     if (!outputMeant(options)) {
         complain("get needs a URL. See quillon get --help.");
         return EXIT_USAGE;
     }
-    if (options.urls.size() > 1 && !options.file.empty() && options.file != STANDARD_OUTPUT) {
-        complain("-o names one file for several URLs. Use -O to fetch into a directory.");
+    int code = EXIT_DONE;
+    const std::vector<Address> members = wantedMembers(session, options, code);
+    if (members.empty() || code == EXIT_INTERRUPTED) return code;
+    if (members.size() > 1 && !options.file.empty() && options.file != STANDARD_OUTPUT) {
+        complain("-o names one file for several members. Use -O to fetch into a directory.");
         return EXIT_USAGE;
     }
-    return forEachUrl(session, options.urls, "fetch",
-                      [&](const Address& address) { return fetch(session, address, options); });
+    const int fetched = fetchAll(session, members, options);
+    return code == EXIT_DONE || fetched == EXIT_INTERRUPTED ? fetched : code;
 }
 
 }  // namespace
@@ -130,12 +190,19 @@ void addGet(CLI::App& program, Invocation& invocation) {
         ->type_name("DIRECTORY")
         ->check(CLI::Validator(CLI::ExistingDirectory).description(""))
         ->excludes(file);
+    command
+        ->add_option(
+            "--match", options->pattern,
+            "The URLs are collections: fetch their members whose names match; \"*\" is all")
+        ->type_name("PATTERN");
+    addJobsOption(*command, options->jobs, std::to_string(DEFAULT_JOBS));
     command->footer(
         "A local file appears when all of it has come, with the server's date; one that is\n"
         "replaced stays whole until then, and keeps its mode.\n\n"
         "Examples:\n"
         "  quillon get https://example.org/dav/report.txt\n"
         "  quillon get -O /tmp https://example.org/dav/a.txt https://example.org/dav/b.txt\n"
+        "  quillon get --match '*.csv' https://example.org/dav/reports/\n"
         "  quillon get https://example.org/dav/data.csv - | sort\n");
     command->callback([options, &invocation] {
         invocation.run = [options](Session& session) { return run(session, *options); };

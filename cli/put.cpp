@@ -11,6 +11,7 @@
 #include "cli/hold_member.hpp"
 #include "cli/report.hpp"
 #include "cli/time_argument.hpp"
+#include "cli/workers.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -24,6 +25,7 @@ struct PutOptions {
     std::string unchangedSince;
     std::optional<Time> limit;  // that time
     bool force = false;
+    size_t jobs = 0;  // 0: not given
 };
 
 Error usage(std::string sentence) {
@@ -82,15 +84,20 @@ Result<Address> destinationOf(const std::string& file, const Address& url) {
 
 int putAll(Session& session, const std::vector<std::string>& files, const Address& url,
            const PutOptions& options) {
-    int code = EXIT_DONE;
+    std::vector<Result<Address>> members;
+    std::vector<std::string> places;
     for (const std::string& file : files) {
-        const Result<Address> address = destinationOf(file, url);
-        const int failed = address ? put(session, file, *address, options)
-                                   : report("store " + file + " in", url.url(), address.error());
-        if (code == EXIT_DONE) code = failed;
-        if (failed == EXIT_INTERRUPTED) return failed;
+        members.push_back(destinationOf(file, url));
+        if (members.back()) places.push_back(members.back()->url());
     }
-    return code;
+    // Apache 2.4 confuses locks that are taken at the same time.
+    const Jobs wanted{options.jobs, options.force ? DEFAULT_JOBS : 1};
+    const size_t jobs = jobsFor(session, url, wanted, std::move(places));
+    if (jobs > 1) meetServers(session, {url}, {});
+    return runTasks(files.size(), jobs, session.progress(), [&](size_t i) -> int {
+        return members[i] ? put(session, files[i], *members[i], options)
+                          : report("store " + files[i] + " in", url.url(), members[i].error());
+    });
 }
 
 int run(Session& session, PutOptions& options) {
@@ -135,6 +142,10 @@ void addPut(CLI::App& program, Invocation& invocation) {
     since->type_name("TIME");
     command->add_flag("--force", options->force, "Write without a lock, whatever is there")
         ->excludes(since);
+    addJobsOption(*command, options->jobs,
+                  "1, since some servers confuse locks that are taken at the same time, or with "
+                  "--force " +
+                      std::to_string(DEFAULT_JOBS) + ",");
     command->footer(
         "A member that exists is replaced: under a lock, so that nobody else writes at the same\n"
         "time, or where the server has no locks unless it changes while this runs. What was in\n"

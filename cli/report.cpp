@@ -4,10 +4,21 @@
 
 #include <cstdio>
 #include <string>
+#include <utility>
 
 #include "cli/terminal.hpp"
 
 namespace quillon::cli {
+namespace {
+
+thread_local std::string* reports = nullptr;  // null: they are printed
+
+void say(const std::string& lines) {
+    if (reports == nullptr) return printReports(lines);
+    *reports += lines;
+}
+
+}  // namespace
 
 ExitCode report(std::string_view attempt, std::string_view url, const Error& error) {
     const std::string_view target = url.empty() ? "" : " ";
@@ -17,12 +28,22 @@ ExitCode report(std::string_view attempt, std::string_view url, const Error& err
     }
     std::string text = harmless(fmt::format("quillon: cannot {}{}{}:", attempt, target, url));
     for (const std::string& sentence : error.sentences) text += "\n  " + harmless(sentence);
-    fmt::print(stderr, "{}\n", text);
+    say(text + "\n");
     return exitCode(error.kind);
 }
 
 void complain(std::string_view sentence) {
-    fmt::print(stderr, "quillon: {}\n", harmless(sentence));
+    say(fmt::format("quillon: {}\n", harmless(sentence)));
+}
+
+ReportsInto::ReportsInto(std::string& text) : before_(std::exchange(reports, &text)) {}
+
+ReportsInto::~ReportsInto() {
+    reports = before_;
+}
+
+void printReports(const std::string& text) {
+    fmt::print(stderr, "{}", text);
 }
 
 }  // namespace quillon::cli

@@ -2,6 +2,7 @@
 // answered, what to do next.
 #pragma once
 
+#include <string>
 #include <string_view>
 
 #include "cli/exit_code.hpp"
@@ -15,5 +16,18 @@ ExitCode report(std::string_view attempt, std::string_view url, const Error& err
 
 // One line that begins with "quillon: ".
 void complain(std::string_view sentence);
+
+// While it lives, what this thread reports goes into the text instead.
+class ReportsInto {
+public:
+    explicit ReportsInto(std::string& text);
+    ReportsInto(const ReportsInto&) = delete;
+    ReportsInto& operator=(const ReportsInto&) = delete;
+    ~ReportsInto();
+
+private:
+    std::string* before_;
+};
+void printReports(const std::string& text);
 
 }  // namespace quillon::cli

@@ -53,6 +53,16 @@ Error Session::refusal(const Address& address, const Login& login, Error error) 
     return error;
 }
 
+Result<Login> Session::findLogin(const Address& address) {
+    const std::lock_guard lock(mutex_);
+    return credentials_.find(address);
+}
+
+Result<Login> Session::askAgain(const Address& address) {
+    const std::lock_guard lock(mutex_);
+    return credentials_.askAgain(address);
+}
+
 Result<Extension> Session::extension(const Address& address) {
     return extension(sites_.optionsFor(address));
 }
@@ -60,15 +70,22 @@ Result<Extension> Session::extension(const Address& address) {
 Result<Extension> Session::extension(const CommonOptions& options) {
     const std::string key =
         fmt::format("{}\n{}\n{}", options.caFile, options.insecure, options.timeoutSeconds);
+    const std::lock_guard lock(mutex_);
     if (const auto found = extensions_.find(key); found != extensions_.end()) return found->second;
     Result<Extension> loaded = Extension::load(extensionOptions(options, progress_));
     if (loaded) extensions_.emplace(key, *loaded);
     return loaded;
 }
 
+std::deque<Session::Kept>& Session::keptOfThisThread() {
+    const std::lock_guard lock(mutex_);
+    return kept_[std::this_thread::get_id()];
+}
+
 Result<std::shared_ptr<Collection>> Session::open(const Address& address,
                                                   const OpenOptions& options) {
-    for (const Kept& kept : kept_) {
+    std::deque<Kept>& mine = keptOfThisThread();
+    for (const Kept& kept : mine) {
         const bool same = kept.collection->url() == address.collection() &&
                           kept.user == address.user() && kept.options.cache == options.cache &&
                           kept.options.cacheParent == options.cacheParent;
@@ -80,9 +97,9 @@ Result<std::shared_ptr<Collection>> Session::open(const Address& address,
         return Collection::open(*loaded, address, login, options);
     });
     if (!opened) return std::move(opened).error();
-    if (kept_.size() == MOST_KEPT) kept_.pop_front();
-    kept_.push_back({std::make_shared<Collection>(std::move(*opened)), address.user(), options});
-    return kept_.back().collection;
+    if (mine.size() == MOST_KEPT) mine.pop_front();
+    mine.push_back({std::make_shared<Collection>(std::move(*opened)), address.user(), options});
+    return mine.back().collection;
 }
 
 Result<std::shared_ptr<Member>> Session::member(const Address& address) {

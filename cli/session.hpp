@@ -5,8 +5,10 @@
 #include <deque>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -31,17 +33,18 @@ public:
     template <class Action>
     auto withLogin(const Address& address, Action&& action)
         -> decltype(action(std::declval<const Login&>())) {
-        const Result<Login> login = credentials_.find(address);
+        const Result<Login> login = findLogin(address);
         if (!login) return login.error();
         auto result = action(*login);
         if (result || result.error().kind != Kind::notAuthorized) return result;
-        const Result<Login> other = credentials_.askAgain(address);
+        const Result<Login> other = askAgain(address);
         if (other) return action(*other);
         if (other.error().kind == Kind::interrupted) return other.error();
         return refusal(address, *login, std::move(result).error());
     }
 
-    // The address's collection; those opened last are kept for later calls that ask for the same.
+    // The address's collection; those that this thread opened last are kept for its later calls
+    // that ask for the same.
     Result<std::shared_ptr<Collection>> open(const Address& address,
                                              const OpenOptions& options = {});
 
@@ -53,6 +56,7 @@ public:
     std::shared_ptr<Member> lockedMember(const Address& address) const;  // null: not kept
     void forgetLocked(const Address& address);
     std::vector<Address> lockedAddresses() const;
+    bool keepsLocks() const { return !locked_.empty(); }
 
     // Where the names of a shell's arguments are; nothing when arguments are URLs.
     std::optional<Address> base;
@@ -62,6 +66,8 @@ public:
     Progress& progress() { return progress_; }
 
 private:
+    Result<Login> findLogin(const Address& address);
+    Result<Login> askAgain(const Address& address);
     // Tells what to do about it.
     Error refusal(const Address& address, const Login& login, Error error) const;
 
@@ -80,8 +86,11 @@ private:
         Address address;
         std::shared_ptr<Member> member;
     };
-    std::deque<Kept> kept_;                 // the latest is the last
-    std::map<std::string, Locked> locked_;  // by URL
+    std::deque<Kept>& keptOfThisThread();
+
+    std::mutex mutex_;  // of the credentials, the extensions and the threads in kept_
+    std::map<std::thread::id, std::deque<Kept>> kept_;  // the latest is the last
+    std::map<std::string, Locked> locked_;              // by URL
 };
 
 }  // namespace quillon::cli

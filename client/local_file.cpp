@@ -65,9 +65,13 @@ Result<void> copyInto(const fs::path& source, Descriptor to, const fs::path& sho
     return {};
 }
 
+// The mask can be read by changing it alone, which two threads must not do at a time.
 mode_t modeOfNewFiles() {
-    const mode_t mask = umask(0);
-    umask(mask);
+    static const mode_t mask = [] {
+        const mode_t before = umask(0);
+        umask(before);
+        return before;
+    }();
     return 0666 & ~mask;
 }
 
