@@ -18,6 +18,7 @@ namespace quillon::cli {
 namespace {
 
 constexpr size_t MOST_JOBS = 64;
+constexpr size_t WORTH_A_CONNECTION = 4;  // members
 
 class Workers {
 public:
@@ -100,10 +101,10 @@ size_t jobsFor(Session& session, const Address& first, Jobs jobs, std::vector<st
     std::sort(places.begin(), places.end());
     const bool twice = std::adjacent_find(places.begin(), places.end()) != places.end();
     if (twice || session.keepsLocks()) return 1;
-    if (jobs.asked > 0) return std::min(jobs.asked, places.size());
     const Site* site = session.sites().of(first);
-    const bool set = site != nullptr && site->jobs > 0;
-    return std::min(set ? static_cast<size_t>(site->jobs) : jobs.usual, places.size());
+    if (jobs.asked == 0 && site != nullptr) jobs.asked = static_cast<size_t>(site->jobs);
+    if (jobs.asked > 0) return std::min(jobs.asked, places.size());
+    return std::min(jobs.usual, (places.size() + WORTH_A_CONNECTION - 1) / WORTH_A_CONNECTION);
 }
 
 void meetServers(Session& session, const std::vector<Address>& addresses,

@@ -248,7 +248,7 @@ TEST_F(Reading, getPutsWholeFilesInPlace) {
 
 TEST_F(Reading, severalMembersShareConnectionsAndOneFailureIsNotTheEnd) {
     const support::Apache server;
-    Arguments arguments{"get"};
+    Arguments arguments{"get", "--jobs", "1"};
     for (int i = 0; i < 10; ++i) {
         const std::string name = "file" + std::to_string(i);
         if (i != 4) server.addMember(name, name);
@@ -261,6 +261,19 @@ TEST_F(Reading, severalMembersShareConnectionsAndOneFailureIsNotTheEnd) {
     EXPECT_EQ(server.connections(), 1);
     // HEAD and, as Apache refuses that, PROPFIND of the collection; OPTIONS, HEAD and GET of each.
     EXPECT_EQ(server.accessLog().size(), 2 + 10 * 2 + 9u);
+}
+
+TEST_F(Reading, membersThatMatchComeOverSeveralConnections) {
+    const support::Apache server;
+    for (int i = 0; i < 12; ++i) server.addMember("m" + std::to_string(i) + ".csv", "text");
+    for (const char* name : {".hidden.csv", "other.txt"}) server.addMember(name, "other");
+    const auto get = [&](const char* pattern) {
+        return quillon({"get", "--jobs", "3", "--match", pattern, server.url()}).exitCode;
+    };
+    EXPECT_EQ(get("*.csv"), 0);
+    EXPECT_EQ(localFiles().size(), 12u);
+    EXPECT_EQ(server.connections(), 1 + 3);  // the listing's, and each worker's
+    EXPECT_EQ(get("*.pdf"), 3);
 }
 
 }  // namespace
