@@ -1,0 +1,233 @@
+#!/usr/bin/env python3
+"""quillon beside its peers on a private Apache: medians of time, processor time and peak memory.
+
+bench/run.py BUILD [--quick]: BUILD is the folder of a release build with its test support. Every
+round runs all programs of a row in turn, so that what else the machine does meets all of them. The
+table goes to standard output in Markdown, everything measured to bench/results/."""
+
+import argparse
+import collections
+import datetime
+import json
+import os
+import pathlib
+import platform
+import shutil
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+Run = collections.namedtuple("Run", "seconds cpu rss")
+HERE = pathlib.Path(__file__).resolve().parent
+SMALL = 4096  # bytes of a small member
+
+
+def measure(words, stdin=None, stdout=None):
+    """Runs a program to its end: wall and processor seconds, peak resident KiB. time starts it,
+    since a child's peak begins with that of the program that forks it."""
+    with open(stdout or os.devnull, "wb") as out, tempfile.TemporaryFile() as complaints, \
+            tempfile.NamedTemporaryFile("r") as peak:
+        begun = time.monotonic()
+        timed = ["/usr/bin/time", "-q", "-o", peak.name, "-f", "%M", *map(str, words)]
+        child = subprocess.Popen(timed, stdout=out, stderr=complaints,
+                                 stdin=open(stdin or os.devnull, "rb"))
+        _, status, usage = os.wait4(child.pid, 0)
+        seconds = time.monotonic() - begun
+        child.returncode = os.waitstatus_to_exitcode(status)
+        if child.returncode:
+            complaints.seek(0)
+            sys.exit(f"{words[0]} failed: {complaints.read(600).decode(errors='replace')}")
+        return Run(seconds, usage.ru_utime + usage.ru_stime, int(peak.read()))
+
+
+class Server:
+    """A child of the test support; ends with the block."""
+
+    def __init__(self, program, *words):
+        self.child = subprocess.Popen([program, *map(str, words)], stdin=subprocess.PIPE,
+                                      stdout=subprocess.PIPE, text=True)
+        self.url = self.child.stdout.readline().split()[0]
+        self.port = self.url.rstrip("/").rsplit(":", 1)[1]
+
+    def end(self):
+        """What the server says at its end."""
+        return self.child.communicate()[0].strip()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        if self.child.poll() is None:
+            self.end()
+
+
+class Bench:
+    def __init__(self, build, rounds, root):
+        self.quillon = build / "bin" / "quillon"
+        self.testserver = build / "bin" / "testserver"
+        self.rounds = rounds
+        self.root = root  # of the server's documents
+        self.local = pathlib.Path(tempfile.mkdtemp(dir=root.parent))
+        self.rows = []
+
+    def row(self, name, programs, before=lambda: None, done=lambda: True):
+        """programs: name to a function that gives a Run; the first is measured against the rest."""
+        runs = {who: [] for who in programs}
+        for _ in range(self.rounds):
+            for who, run in programs.items():
+                before()
+                runs[who].append(run())
+                if not done():
+                    sys.exit(f"{name}: {who} left something out")
+        medians = {who: Run(*map(statistics.median, zip(*each))) for who, each in runs.items()}
+        self.rows.append({"row": name, "medians": {w: m._asdict() for w, m in medians.items()},
+                          "runs": {w: [r._asdict() for r in each] for w, each in runs.items()}})
+        print(".", end="", file=sys.stderr, flush=True)
+
+    def empty(self, folder):
+        shutil.rmtree(folder, ignore_errors=True)
+        folder.mkdir()
+        folder.chmod(0o777)  # the server is somebody else
+
+    def cadaver(self, url, *commands):
+        script = self.local / "cadaver.txt"
+        script.write_text("".join(f"{line}\n" for line in (*commands, "quit")))
+        return measure(["cadaver", url], stdin=script)
+
+    def rclone(self, *words):
+        return measure(["rclone", "--config", os.devnull, *words])
+
+    def large(self, size):
+        source = self.root / "large"
+        with open(source, "wb") as file:
+            block = os.urandom(1 << 20)
+            for _ in range(size >> 20):
+                file.write(block)
+        with Server(self.testserver, "apache", "--directory", self.root) as server:
+            there, back, into = server.url + "large", self.local / "back", self.root / "into"
+            gone = lambda: (back.unlink(missing_ok=True), self.empty(into))
+            label = f"{size >> 20} MiB"
+            self.row(f"GET {label}", {
+                "quillon": lambda: measure([self.quillon, "get", "-o", back, there]),
+                "curl": lambda: measure(["curl", "-sf", "-o", back, there]),
+                "cadaver": lambda: self.cadaver(server.url, f"get large {back}"),
+                "rclone": lambda: self.rclone("copyto", "--webdav-url", server.url,
+                                              ":webdav:large", back)}, gone)
+            self.row(f"PUT {label}", {
+                "quillon": lambda: measure([self.quillon, "put", source, server.url + "into/x"]),
+                "curl": lambda: measure(["curl", "-sf", "-T", source, server.url + "into/x"]),
+                "cadaver": lambda: self.cadaver(server.url, f"put {source} into/x"),
+                "rclone": lambda: self.rclone("copyto", "--webdav-url", server.url, source,
+                                              ":webdav:into/x")}, gone)
+        source.unlink()
+
+    def small(self, count, round_trip):
+        members = self.root / "members"
+        self.empty(members)
+        for i in range(count):
+            (members / f"m{i:04}.bin").write_bytes(os.urandom(SMALL))
+        files = sorted(members.iterdir())
+        back, into = self.local / "small", self.root / "into"
+        gone = lambda: (self.empty(back), self.empty(into))
+        whole = lambda folder: len(list(folder.glob("m*.bin"))) == count
+        with Server(self.testserver, "apache", "--directory", self.root) as server, \
+                Server(self.testserver, "delay-proxy", server.port, round_trip) as proxy:
+            base = (proxy if round_trip else server).url
+            label = f"{count} members of {SMALL >> 10} KiB" + \
+                (f", {round_trip} ms away" if round_trip else "")
+            self.row(f"GET {label}", {
+                "quillon": lambda: measure([self.quillon, "get", "-O", back, "--match", "*",
+                                            base + "members/"]),
+                "cadaver": lambda: self.cadaver(base + "members/", f"lcd {back}", "mget *.bin"),
+                "rclone": lambda: self.rclone("copy", "--webdav-url", base, ":webdav:members",
+                                              back)}, gone, lambda: whole(back))
+            programs = {
+                "quillon --force": lambda: measure([self.quillon, "put", "--force", *files,
+                                                    base + "into/"]),
+                "cadaver": lambda: self.cadaver(base + "into/", f"lcd {members}", "mput *.bin"),
+                "rclone": lambda: self.rclone("copy", "--webdav-url", base, members,
+                                              ":webdav:into")}
+            if not round_trip:
+                programs["quillon, locking"] = lambda: measure([self.quillon, "put", *files,
+                                                                base + "into/"])
+            self.row(f"PUT {label}", programs, gone, lambda: whole(into))
+        shutil.rmtree(members)
+
+    def listing(self, count):
+        folder = self.root / "listed"
+        self.empty(folder)
+        for i in range(count):
+            (folder / f"report-{i:06}.txt").touch()
+        answer = self.local / "answer.xml"
+        with Server(self.testserver, "apache", "--directory", self.root) as server:
+            url = server.url + "listed/"
+            self.row(f"ls -l of {count} members", {
+                "quillon": lambda: measure([self.quillon, "ls", "-l", url]),
+                "curl, unread": lambda: measure(["curl", "-sf", "-X", "PROPFIND", "-H", "Depth: 1",
+                                                 "-o", answer, url]),
+                "rclone": lambda: self.rclone("lsl", "--max-depth", "1", "--webdav-url", url,
+                                              ":webdav:")})
+        shutil.rmtree(folder)
+
+    def cost(self):
+        """Requests and connections of open, list, close on an empty collection."""
+        self.empty(self.root / "empty")
+        with Server(self.testserver, "apache", "--directory", self.root) as server:
+            measure([self.quillon, "ls", server.url + "empty/"])
+            return server.end()
+
+
+def table(rows):
+    lines = ["| | program | seconds | processor s | peak MiB | times of quillon's |",
+             "|---|---|---:|---:|---:|---:|"]
+    for row in rows:
+        first = next(iter(row["medians"].values()))["seconds"]
+        for i, (who, m) in enumerate(row["medians"].items()):
+            lines.append(f"| {row['row'] if i == 0 else ''} | {who} | {m['seconds']:.2f} | "
+                         f"{m['cpu']:.2f} | {m['rss'] / 1024:.0f} | {m['seconds'] / first:.2f} |")
+    return "\n".join(lines)
+
+
+def machine():
+    memory = os.sysconf("SC_PAGE_SIZE") * os.sysconf("SC_PHYS_PAGES") / (1 << 30)
+    return f"{os.cpu_count()} processors ({platform.machine()}), {memory:.0f} GiB of memory"
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("build", type=pathlib.Path)
+    parser.add_argument("--rounds", type=int, default=5)
+    parser.add_argument("--quick", action="store_true", help="smaller, and each once")
+    wanted = parser.parse_args()
+    with tempfile.TemporaryDirectory() as home:
+        os.chmod(home, 0o755)
+        os.environ["HOME"] = home  # nobody's settings, no stored sites
+        os.environ["XDG_CACHE_HOME"] = home
+        root = pathlib.Path(home) / "root"
+        root.mkdir()
+        root.chmod(0o777)
+        bench = Bench(wanted.build.resolve(), 1 if wanted.quick else wanted.rounds, root)
+        count = 200 if wanted.quick else 1000
+        bench.large((64 if wanted.quick else 1024) << 20)
+        bench.small(count, 0)
+        bench.small(count, 10)
+        for members in (1000, 10_000) if wanted.quick else (1000, 10_000, 100_000):
+            bench.listing(members)
+        cost = bench.cost()
+    print(file=sys.stderr)
+    load = os.getloadavg()[0]
+    print(f"{machine()}; load {load:.1f} at the end; medians of {bench.rounds}.\n")
+    print(table(bench.rows))
+    print(f"\n`ls` of an empty collection: {cost}.")
+    results = HERE / "results"
+    results.mkdir(exist_ok=True)
+    stamp = datetime.datetime.now().strftime("%Y%m%d-%H%M%S")
+    (results / f"{stamp}.json").write_text(json.dumps(
+        {"machine": machine(), "load": load, "rounds": bench.rounds, "empty": cost,
+         "rows": bench.rows}, indent=1))
+
+
+if __name__ == "__main__":
+    main()
