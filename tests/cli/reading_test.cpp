@@ -265,7 +265,7 @@ TEST_F(Reading, severalMembersShareConnectionsAndOneFailureIsNotTheEnd) {
 
 TEST_F(Reading, membersThatMatchComeOverSeveralConnections) {
     const support::Apache server;
-    for (int i = 0; i < 12; ++i) server.addMember("m" + std::to_string(i) + ".csv", "text");
+    for (int i = 0; i < 12; ++i) server.addMember(std::to_string(i).append(".csv"), "text");
     for (const char* name : {".hidden.csv", "other.txt"}) server.addMember(name, "other");
     const auto get = [&](const char* pattern) {
         return quillon({"get", "--jobs", "3", "--match", pattern, server.url()}).exitCode;
