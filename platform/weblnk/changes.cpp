@@ -5,13 +5,16 @@
 #include "platform/weblnk/client.hpp"
 #include "platform/weblnk/exchange.hpp"
 #include "platform/weblnk/lock.hpp"
+#include "platform/weblnk/properties.hpp"
 
 namespace vxhost {
 namespace {
 
 void change(Target& target, Request request, int32_t& status) {
+    const bool partly = request.method == "DELETE" && request.url.ends_with('/');
     const Answer answer = exchange(target, std::move(request));
-    status = answer.status;
+    // A 207 for a collection's DELETE is the caller's to judge: some members are gone.
+    status = partly ? answer.status : statusOfChange(answer);
     if (status == 423) tellHolder(target, target.journal, answer);
 }
 

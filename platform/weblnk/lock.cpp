@@ -94,6 +94,7 @@ Request unlockRequest(const Target& target, const std::string& token) {
 
 void tellLockLeft(vx::Journal* journal, const std::string& url, const std::string& token,
                   std::string_view why) {
+    if (why.ends_with('.')) why.remove_suffix(1);
     journalSentence(journal, vx::JOURNAL_FAILURE,
                     fmt::format("{} stays locked ({}). To unlock it: quillon unlock {} --token {}",
                                 url, why, url, token));
@@ -234,7 +235,7 @@ vx::LockObject* lock(CurlClient& client, const vx::LockParms& parms, int32_t& st
     }
     throwIfInterrupted(target->settings);
     const Answer answer = askForLock(*target, parms, journal);
-    status = answer.status;
+    status = statusOfChange(answer);
     if (status == 423) tellHolder(*target, journal, answer);
     if (!isSuccess(status)) return nullptr;
     auto held = grantedLock(target, answer);

@@ -16,6 +16,16 @@ struct Described {
     bool isCollection = false;
 };
 
+// Of a "status" element; otherwise when it holds none.
+int32_t statusIn(const vx::Node* element, int32_t otherwise) {
+    const std::string line = shownUtf8(content(element));
+    const size_t blank = line.find(' ');
+    if (blank != line.npos) {
+        std::from_chars(line.data() + blank + 1, line.data() + line.size(), otherwise);
+    }
+    return otherwise;
+}
+
 Described describe(const std::string& multistatus) {
     TreeBuilder builder;
     builder.feed(multistatus);
@@ -25,11 +35,7 @@ Described describe(const std::string& multistatus) {
     Described described;
     described.isCollection =
         childElement(childElement(properties, U"resourcetype"), U"collection") != nullptr;
-    const std::string line = shownUtf8(content(childElement(response, U"status")));
-    const size_t blank = line.find(' ');
-    if (blank != line.npos) {
-        std::from_chars(line.data() + blank + 1, line.data() + line.size(), described.status);
-    }
+    described.status = statusIn(childElement(response, U"status"), described.status);
     return described;
 }
 
@@ -47,6 +53,21 @@ PropertyAnswer askProperty(const Target& target, std::string_view property, bool
     Answer answer = exchange(target, std::move(request));
     const bool useful = answer.status == 207;
     return {answer.status, useful ? std::move(answer.text) : std::string()};
+}
+
+int32_t statusOfChange(const Answer& answer) {
+    if (answer.status != 207) return answer.status;
+    TreeBuilder builder;
+    builder.feed(answer.text);
+    const auto document = builder.finish();
+    int32_t failure = answer.status;
+    for (const vx::Node* response = childElement(document->firstChild, U"response"); response;
+         response = response->nextSibling) {
+        const int32_t status = statusIn(childElement(response, U"status"), answer.status);
+        if (!isSuccess(status) && status != 424) return status;
+        if (status == 424) failure = status;  // of what failed because something else did
+    }
+    return failure;
 }
 
 int32_t statusByProperties(const Target& target, int32_t headStatus) {

@@ -1,10 +1,11 @@
-// Small PROPFINDs of weblnk's own.
+// Small PROPFINDs of weblnk's own, and other multistatus answers.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <string_view>
 
+#include "platform/weblnk/request.hpp"
 #include "platform/weblnk/target.hpp"
 
 namespace vxhost {
@@ -21,5 +22,9 @@ PropertyAnswer askProperty(const Target& target, std::string_view property,
 // What HEAD should have answered: 200 when the resource has properties, 404 when it is not there;
 // headStatus when nothing can be told. A 404 is believed but for a collection.
 int32_t statusByProperties(const Target& target, int32_t headStatus);
+
+// What a server answered to MOVE, DELETE or LOCK: where that is 207, the first failure in it, by
+// which nothing at all may have been done (RFC 4918, 9.9.4). Throws when that is no XML.
+int32_t statusOfChange(const Answer& answer);
 
 }  // namespace vxhost

@@ -180,6 +180,33 @@ TEST(WeblnkWriting, whatMayHaveBeenDoneIsNotRepeated) {
     }
 }
 
+TEST(WeblnkWriting, aMultistatusTellsWhatFailed) {
+    const struct {
+        const char* statuses;
+        const char* outcome;
+    } rows[] = {
+        {"<response><status>HTTP/1.1 412 Taken</status></response>", "412"},
+        {"<response><status>HTTP/1.1 424 Failed Dependency</status></response>"
+         "<response><status>HTTP/1.1 201 Created</status></response>"
+         "<response><status>HTTP/1.1 403 No</status></response>",
+         "403"},
+        {"<response><status>HTTP/1.1 424 Failed Dependency</status></response>", "424"},
+        {"<response><status>HTTP/1.1 201 Created</status></response>", "207"},
+        {"<response><href>/a</href></response>", "207"},
+        {"<response>", "WEBLNK_BAD_ANSWER -1"},
+    };
+    for (const auto& row : rows) {
+        ScriptedServer server;
+        server.on("*", "/a*",
+                  Answer::xml(207, std::string("<multistatus xmlns='DAV:'>") + row.statuses +
+                                       "</multistatus>"));
+        Driven driven;
+        EXPECT_EQ(driven.client(server.url("a")).move("http://h/b"), row.outcome);
+        EXPECT_EQ(driven.client(server.url("a")).remove(), row.outcome);
+        EXPECT_EQ(driven.client(server.url("a/")).remove(), "207");
+    }
+}
+
 TEST(WeblnkWriting, collectionsAreMadeMovedAndDeletedAsSuch) {
     ScriptedServer server;
     server.on("*", "/d/*", Answer(201)).on("DELETE", "/s", Answer(301).with("Location", "/s/"));
