@@ -99,8 +99,8 @@ constexpr StatusText texts[] = {
     {WEBLNK_TIMED_OUT,
      "The server did not answer in time. Try again later, or allow it more time."},
     {WEBLNK_CUT_OFF,
-     "The connection ended before the transfer was complete, so nothing of it was kept. Try "
-     "again."},
+     "The connection ended before the answer was complete. Try again; after a change look first, "
+     "for it may have been made all the same."},
     {WEBLNK_REDIRECTED_AWAY,
      "The server points to another server, which was not followed, so that your password stays "
      "here. Use the other server's URL if you trust it."},

@@ -33,7 +33,8 @@ CurlFailure curlFailure(CURL* easy, CURLcode code, const std::string& detail, bo
         case CURLE_COULDNT_RESOLVE_PROXY:
         case CURLE_PROXY:
             return {WEBLNK_PROXY_REFUSED, "the proxy cannot be used (" + words + ")"};
-        case CURLE_COULDNT_CONNECT:
+        case CURLE_COULDNT_CONNECT:  // also for the second try of curl's own
+            if (sent) return {WEBLNK_CUT_OFF, "the connection ended, and none can be made anew"};
             return {WEBLNK_NO_CONNECTION, "no connection (" + words + ")"};
         case CURLE_OPERATION_TIMEDOUT:
             return {WEBLNK_TIMED_OUT, "timed out (" + words + ")"};
