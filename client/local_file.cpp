@@ -51,7 +51,7 @@ Result<void> copyInto(const fs::path& source, Descriptor to, const fs::path& sho
     const Descriptor from(open(source.c_str(), O_RDONLY | O_CLOEXEC));
     if (!from) return fileError("Cannot read", source, errno);
     if (!to) return fileError("Cannot write", shownTo, errno);
-    std::array<char, 128 * 1024> buffer;
+    std::array<char, 1 << 17> buffer;
     for (;;) {
         const ssize_t got = read(from.get(), buffer.data(), buffer.size());
         if (got < 0 && errno == EINTR) continue;
