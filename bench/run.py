@@ -218,7 +218,7 @@ def main():
         cost = bench.cost()
     print(file=sys.stderr)
     load = os.getloadavg()[0]
-    print(f"{machine()}; load {load:.1f} at the end; medians of {bench.rounds}.\n")
+    print(f"{machine()}; load {load:.1f} at the end; medians of {bench.rounds} runs.\n")
     print(table(bench.rows))
     print(f"\n`ls` of an empty collection: {cost}.")
     results = HERE / "results"
