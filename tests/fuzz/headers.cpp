@@ -33,8 +33,8 @@ void checkMethods(const Headers& headers) {
 void checkToken(const std::string& token) {
     if (token.empty()) return;
     static const Settings settings;
-    const HeldLock lock(std::make_shared<Target>(
-                            Target{settings, nullptr, {}, {}, nullptr, nullptr, nullptr, {}, {}}),
+    const HeldLock lock(std::make_shared<Target>(Target{
+                            settings, nullptr, {}, {}, nullptr, nullptr, nullptr, {}, {}, {}}),
                         token, {});
     const std::string condition = lock.condition();
     require(condition == "If: (<" + token + ">)", "a token is submitted as it came");
