@@ -1,13 +1,13 @@
 #include "cli/config_edit.hpp"
 
 #include <fmt/format.h>
-#include <toml++/toml.h>
 
 #include <algorithm>
 #include <utility>
 
 #include "cli/config_keys.hpp"
 #include "cli/text_edits.hpp"
+#include "cli/toml.hpp"
 
 namespace quillon::cli {
 namespace {

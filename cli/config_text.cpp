@@ -1,13 +1,13 @@
 #include "cli/config_text.hpp"
 
 #include <fmt/format.h>
-#include <toml++/toml.h>
 
 #include <algorithm>
 #include <optional>
 #include <utility>
 
 #include "cli/config_keys.hpp"
+#include "cli/toml.hpp"
 #include "client/address.hpp"
 
 namespace quillon::cli {

@@ -1,9 +1,9 @@
 #include "cli/text_edits.hpp"
 
-#include <toml++/toml.h>
-
 #include <algorithm>
 #include <utility>
+
+#include "cli/toml.hpp"
 
 namespace quillon::cli {
 namespace {
