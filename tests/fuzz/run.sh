@@ -12,7 +12,7 @@ dictionary() {
     case $1 in
     multistatus | active_lock | xml) echo xml ;;
     url | address) echo url ;;
-    headers) echo headers ;;
+    headers | config) echo "$1" ;;
     esac
 }
 
