@@ -90,7 +90,7 @@ int putAll(Session& session, const std::vector<std::string>& files, const Addres
         members.push_back(destinationOf(file, url));
         if (members.back()) places.push_back(members.back()->url());
     }
-    // Apache 2.4 confuses locks that are taken at the same time.
+    // Of many locks taken at the same time, Apache 2.4.71 was seen to refuse or lose some.
     const Jobs wanted{options.jobs, options.force ? DEFAULT_JOBS : 1};
     const size_t jobs = jobsFor(session, url, wanted, std::move(places));
     if (jobs > 1) meetServers(session, {url}, {});

@@ -20,16 +20,17 @@ vx::Status deliver(const char* call, std::string_view shown, const void* text, u
     return status;
 }
 
-// "leaving": the service has its result ready and fails all the same.
+// "leaving": the service fails and leaves the text that it was given, in clear.
 vx::Status serve(const char* call, vx::Pool* pool, std::u32string_view text,
                  const std::u32string& converted, char32_t** result, uint64_t* count) {
     const Answer answer = fake().script.next(call);
     fake().say(fmt::format("{} {}", call, inQuotes(text)), unlessSuccess(answer.rc));
     if (answer.rc != vx::VX_SUCCESS && !answer.has("leaving")) return answer.rc;
-    *result = static_cast<char32_t*>(
-        pool->Alloc(pool, converted.size() * sizeof(char32_t), vx::POOL_PLAIN));
+    const std::u32string_view left = answer.rc == vx::VX_SUCCESS ? converted : text;
+    *result =
+        static_cast<char32_t*>(pool->Alloc(pool, left.size() * sizeof(char32_t), vx::POOL_PLAIN));
     if (!*result) return vx::VX_NO_MEMORY;
-    *count = converted.copy(*result, converted.size());
+    *count = left.copy(*result, left.size());
     return answer.rc;
 }
 

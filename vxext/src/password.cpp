@@ -1,5 +1,6 @@
 // A password in the form in which a host stores it.
 #include "runtime/base64.hpp"
+#include "runtime/wipe.hpp"
 #include "vxext/src/failure.hpp"
 #include "vxext/src/operations.hpp"
 #include "vxext/src/pool_ptr.hpp"
@@ -29,8 +30,11 @@ Status encrypt(ExtensionHandle* extension, const PasswordParms* parms, uint64_t*
         return rc;
     uint64_t encodedLength = 0;
     if (Status rc = base64EncodeRPX(pool, decoded.get(), decoded.length(), encoded.address(),
-                                    &encodedLength))
+                                    &encodedLength)) {
+        // A service that fails may leave the password as it was.
+        if (encoded) squillonWipe(encoded.get(), encodedLength * sizeof(char32_t));
         return rc;
+    }
 
     Transcoder* transcoder = parms->outputTranscoder;
     uint64_t bytes = 0;
