@@ -14,7 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A relative path is to be ignored, says the specification of the variables.
+// A relative path is to be ignored, as XDG has it.
 fs::path absoluteFrom(const char* variable) {
     const char* value = std::getenv(variable);
     fs::path path = value != nullptr ? value : "";

@@ -1,4 +1,4 @@
-// Directories of the person's own (XDG Base Directory Specification) and of the running program.
+// Directories of the person's own (XDG base directories) and of the running program.
 #pragma once
 
 #include <filesystem>
