@@ -82,7 +82,7 @@ TEST_F(Writing, requestsOfAnEdit) {
 
 TEST_F(Writing, sizes) {
     const support::Apache server;
-    for (const size_t size : {0, 1, 4'096, 4'097, 300'000}) {
+    for (const size_t size : {0UL, 1UL, 4'096UL, 4'097UL, 300'000UL}) {
         support::writeFile(work / "f", std::string(size, 'x'));
         for (const char* name : {"new", "f"}) {  // new, then replaced
             EXPECT_EQ(quillon({"put", "f", server.url(name)}).exitCode, 0);
