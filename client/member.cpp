@@ -56,7 +56,7 @@ Member::Member(std::unique_ptr<State> state) : state_(std::move(state)) {}
 Member::Member(Member&&) noexcept = default;
 
 Member::~Member() {
-    if (state_ != nullptr && state_->keepsLock) (void)unlock();
+    if (state_ != nullptr) (void)unlock();
 }
 
 Member& Member::operator=(Member&& other) noexcept {
@@ -192,7 +192,10 @@ Result<void> Member::adoptLock(std::string_view token) {
 }
 
 void Member::abandonLock() {
-    state_->keepsLock = false;
+    vx::LockObject*& lock = state_->handle->lock;
+    if (lock == nullptr) return;
+    lock->Destroy(lock);  // sends nothing
+    lock = nullptr;
 }
 
 Result<void> Member::remove(std::optional<Time> olderThan) {

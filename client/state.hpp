@@ -66,7 +66,6 @@ struct Member::State {
     vx::PutOptions putOptions{};
     vx::FileHandle* handle = nullptr;
     std::filesystem::path file;
-    bool keepsLock = true;  // until it is abandoned
 };
 
 // UTF-8 text as the pairs of a parameter record take it.
