@@ -2,7 +2,8 @@
 """quillon beside its peers on a private Apache: medians of time, processor time and peak memory.
 
 bench/run.py BUILD [--quick]: BUILD is the folder of a release build with its test support. Every
-round runs all programs of a row in turn, so that what else the machine does meets all of them. The
+round runs all programs of a row in turn, each time another one first, so that what else the machine
+does and what is cached meet all of them. The
 table goes to standard output in Markdown, everything measured to bench/results/."""
 
 import argparse
@@ -75,12 +76,14 @@ class Bench:
     def row(self, name, programs, before=lambda: None, done=lambda: True):
         """programs: name to a function that gives a Run; the first is measured against the rest."""
         runs = {who: [] for who in programs}
+        order = list(programs)
         for _ in range(self.rounds):
-            for who, run in programs.items():
+            for who in order:
                 before()
-                runs[who].append(run())
+                runs[who].append(programs[who]())
                 if not done():
                     sys.exit(f"{name}: {who} left something out")
+            order.append(order.pop(0))
         medians = {who: Run(*map(statistics.median, zip(*each))) for who, each in runs.items()}
         self.rows.append({"row": name, "medians": {w: m._asdict() for w, m in medians.items()},
                           "runs": {w: [r._asdict() for r in each] for w, each in runs.items()}})

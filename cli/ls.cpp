@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <tuple>
 #include <vector>
 
 #include "cli/command.hpp"
@@ -25,7 +26,7 @@ struct LsOptions {
 };
 
 struct Line {
-    std::string name;
+    std::string name, key;
     Entry entry;
 };
 
@@ -38,10 +39,13 @@ std::vector<Line> sortedLines(const Listing& listing, bool hidden) {
     lines.reserve(listing.size());
     for (const Entry entry : listing) {
         std::string name = entry.name();
-        if (hidden || !name.starts_with('.')) lines.push_back({std::move(name), entry});
+        if (!hidden && name.starts_with('.')) continue;
+        std::string key = collationKey(name);
+        lines.push_back({std::move(name), std::move(key), entry});
     }
-    std::sort(lines.begin(), lines.end(),
-              [](const Line& a, const Line& b) { return comesBefore(a.name, b.name); });
+    std::sort(lines.begin(), lines.end(), [](const Line& a, const Line& b) {
+        return std::tie(a.key, a.name) < std::tie(b.key, b.name);
+    });
     return lines;
 }
 

@@ -107,9 +107,15 @@ size_t displayWidth(std::string_view text) {
     }
 }
 
-bool comesBefore(const std::string& a, const std::string& b) {
-    const int order = std::strcoll(a.c_str(), b.c_str());
-    return order != 0 ? order < 0 : a < b;
+std::string collationKey(const std::string& text) {
+    std::string key(text.size() + 1, '\0');  // enough where the order is that of the bytes
+    const size_t length = std::strxfrm(key.data(), text.c_str(), key.size());
+    if (length >= key.size()) {
+        key.resize(length + 1);
+        std::strxfrm(key.data(), text.c_str(), key.size());
+    }
+    key.resize(length);
+    return key;
 }
 
 }  // namespace quillon::cli
