@@ -25,17 +25,17 @@ std::string joined(const std::vector<std::string_view>& words) {
 
 void print(const Address& address, const Properties& properties) {
     Table table({Align::left, Align::left});
-    table.add({"Name:", forOutput(address.name())});
+    table.add("Name:", forOutput(address.name()));
     if (!properties.displayName.empty()) {
-        table.add({"Called:", forOutput(properties.displayName)});
+        table.add("Called:", forOutput(properties.displayName));
     }
-    table.add({"URL:", address.url()});
-    table.add({"Type:", properties.isCollection ? "collection" : "file"});
-    if (!properties.isCollection) table.add({"Size:", longSize(properties.size)});
-    table.add({"Created:", longDate(properties.created)});
-    table.add({"Modified:", longDate(properties.modified)});
-    table.add({"Locking:", properties.canLock ? "yes" : "no"});
-    table.add({"Methods:", joined(properties.methods)});
+    table.add("URL:", address.url());
+    table.add("Type:", properties.isCollection ? "collection" : "file");
+    if (!properties.isCollection) table.add("Size:", longSize(properties.size));
+    table.add("Created:", longDate(properties.created));
+    table.add("Modified:", longDate(properties.modified));
+    table.add("Locking:", properties.canLock ? "yes" : "no");
+    table.add("Methods:", joined(properties.methods));
     fmt::print("{}", table.text());
 }
 

@@ -16,8 +16,8 @@ namespace {
 void print(const std::vector<Site>& sites) {
     Table table({Align::left, Align::left, Align::left, Align::left});
     for (const Site& site : sites) {
-        table.add({site.name, forOutput(site.url), site.user.empty() ? "-" : forOutput(site.user),
-                   site.password.empty() ? "no password stored" : "password stored"});
+        table.add(site.name, forOutput(site.url), site.user.empty() ? "-" : forOutput(site.user),
+                  site.password.empty() ? "no password stored" : "password stored");
     }
     fmt::print("{}", table.text());
 }

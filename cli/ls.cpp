@@ -43,16 +43,20 @@ std::vector<Line> sortedLines(const Listing& listing, bool hidden) {
         std::string key = collationKey(name);
         lines.push_back({std::move(name), std::move(key), entry});
     }
-    std::sort(lines.begin(), lines.end(), [](const Line& a, const Line& b) {
+    const auto before = [](const Line& a, const Line& b) {
         return std::tie(a.key, a.name) < std::tie(b.key, b.name);
-    });
+    };
+    // The listing's own order is often this one already.
+    if (!std::is_sorted(lines.begin(), lines.end(), before)) {
+        std::sort(lines.begin(), lines.end(), before);
+    }
     return lines;
 }
 
 void addRow(Table& table, const std::string& name, bool isCollection, uint64_t size,
             std::optional<Time> modified) {
-    table.add(
-        {isCollection ? "-" : shortSize(size), localDate(modified), shownName(name, isCollection)});
+    table.add(isCollection ? "-" : shortSize(size), localDate(modified),
+              shownName(name, isCollection));
 }
 
 Table detailTable() {

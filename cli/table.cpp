@@ -6,27 +6,21 @@
 
 namespace quillon::cli {
 
-void Table::add(std::vector<std::string> row) {
-    rows_.push_back(std::move(row));
-}
-
 std::string Table::text() const {
-    std::vector<size_t> widths(columns_.size(), 0);
-    for (const auto& row : rows_) {
-        for (size_t i = 0; i < row.size(); ++i) {
-            widths[i] = std::max(widths[i], displayWidth(row[i]));
-        }
+    const size_t columns = columns_.size();
+    std::vector<size_t> widths(columns, 0);
+    for (size_t i = 0; i < cells_.size(); ++i) {
+        widths[i % columns] = std::max(widths[i % columns], displayWidth(cells_[i]));
     }
     std::string text;
-    for (const auto& row : rows_) {
-        for (size_t i = 0; i < row.size(); ++i) {
-            const std::string gap(widths[i] - displayWidth(row[i]), ' ');
-            if (i > 0) text += "  ";
-            if (columns_[i] == Align::right) text += gap;
-            text += row[i];
-            if (columns_[i] == Align::left && i + 1 < row.size()) text += gap;
-        }
-        text += '\n';
+    for (size_t i = 0; i < cells_.size(); ++i) {
+        const size_t column = i % columns;
+        const bool last = column + 1 == columns;
+        const size_t gap = widths[column] - displayWidth(cells_[i]);
+        if (columns_[column] == Align::right) text.append(gap, ' ');
+        text += cells_[i];
+        if (columns_[column] == Align::left && !last) text.append(gap, ' ');
+        text += last ? "\n" : "  ";
     }
     return text;
 }

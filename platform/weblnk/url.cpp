@@ -209,6 +209,7 @@ std::string encodeSegment(std::string_view name) {
 }
 
 std::string decodeSegment(std::string_view segment) {
+    if (segment.find('%') == segment.npos) return std::string(segment);
     std::string name;
     for (size_t at = 0; at < segment.size(); ++at) {
         if (isEscape(segment, at)) {

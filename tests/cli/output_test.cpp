@@ -34,8 +34,8 @@ TEST_F(Output, whatCouldMoveTheCursorIsWrittenOut) {
 
 TEST_F(Output, columnsAreAlignedByWhatIsSeen) {
     Table table({Align::right, Align::left, Align::left});
-    table.add({"1", "\xE6\x97\xA5\xE6\x9C\xAC", "a"});  // two wide characters
-    table.add({"100", "u\xCC\x88x", "b"});              // a combining one
+    table.add("1", "\xE6\x97\xA5\xE6\x9C\xAC", "a");  // two wide characters
+    table.add("100", "u\xCC\x88x", "b");              // a combining one
     EXPECT_EQ(table.text(),
               "  1  \xE6\x97\xA5\xE6\x9C\xAC  a\n"
               "100  u\xCC\x88x    b\n");
