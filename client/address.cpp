@@ -3,10 +3,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cctype>
 #include <utility>
 
 #include "client/name.hpp"
+#include "platform/ascii.hpp"
 #include "platform/weblnk/url.hpp"
 
 namespace quillon {
@@ -14,13 +14,6 @@ namespace {
 
 constexpr std::string_view REFUSED_IN_HOSTS = " \"%<>\\^`{|}?#@:[]";
 constexpr std::string_view ADDRESS_CHARACTERS = "0123456789abcdefABCDEF:.";
-
-std::string lowerCase(std::string_view text) {
-    std::string lower(text);
-    std::transform(lower.begin(), lower.end(), lower.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return lower;
-}
 
 // For a message: what may be credentials is left out.
 std::string shown(std::string_view typed) {
@@ -77,7 +70,7 @@ std::string sendablePath(std::string_view root, std::string_view typedPath) {
 Result<Address> Address::parse(std::string_view typed) {
     const vxhost::SpeltUrl spelt = vxhost::splitSpelt(typed);
     const size_t colon = spelt.root.find("://");
-    const std::string scheme = lowerCase(spelt.root.substr(0, colon));
+    const std::string scheme = vxhost::lowerCase(spelt.root.substr(0, colon));
     if (colon == std::string_view::npos || (scheme != "https" && scheme != "http")) {
         return refusal(typed, "it must begin with https:// or http://.");
     }
@@ -96,7 +89,7 @@ Result<Address> Address::parse(std::string_view typed) {
         address.password_ = Secret(password);
         wipe(password);
     }
-    std::string root = fmt::format("{}://{}", scheme, lowerCase(authority.host));
+    std::string root = fmt::format("{}://{}", scheme, vxhost::lowerCase(authority.host));
     if (!authority.port.empty()) root.append(":").append(authority.port);
     const std::string path = sendablePath(root, spelt.path);
     const size_t segment = path.rfind('/') + 1;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/ascii.hpp"
 #include "platform/markup/tree_builder.hpp"
 #include "platform/status.hpp"
 
@@ -11,13 +12,6 @@ namespace {
 constexpr XmlLimits LIMITS = {.bytes = uint64_t{64} << 30};  // it streams: time is the limit
 constexpr uint64_t LARGEST_DOCUMENT = uint64_t{4} << 30;     // bytes kept
 constexpr size_t LONGEST_VALUE = 1 << 20;                    // bytes of an href or a property
-
-std::string_view trim(std::string_view text) {
-    constexpr std::string_view blanks = " \t\r\n";
-    const size_t first = text.find_first_not_of(blanks);
-    if (first == text.npos) return {};
-    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
 
 // "HTTP/1.1 200 OK" (RFC 4918, 14.28). An empty one refuses nothing.
 bool isSuccess(std::string_view status) {

@@ -1,12 +1,14 @@
 #include "platform/markup/tree_builder.hpp"
 
+#include "platform/ascii.hpp"
+
 namespace vxhost {
 namespace {
 
 constexpr XmlLimits LIMITS = {.bytes = 64 << 20};
 
 bool isBlank(std::string_view text) {
-    return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
+    return trim(text).empty();
 }
 
 }  // namespace

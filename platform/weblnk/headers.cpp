@@ -4,25 +4,15 @@
 #include <array>
 #include <charconv>
 
+#include "platform/ascii.hpp"
 #include "platform/weblnk/date.hpp"
 
 namespace vxhost {
 namespace {
 
-char lower(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
 bool sameName(std::string_view a, std::string_view b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(),
                       [](char x, char y) { return lower(x) == lower(y); });
-}
-
-std::string_view trim(std::string_view text) {
-    constexpr std::string_view blank = " \t\r\n";
-    const size_t begin = text.find_first_not_of(blank);
-    if (begin == text.npos) return {};
-    return text.substr(begin, text.find_last_not_of(blank) - begin + 1);
 }
 
 template <class Visit>

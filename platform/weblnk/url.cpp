@@ -2,6 +2,7 @@
 
 #include <utf8.h>
 
+#include "platform/ascii.hpp"
 #include "platform/weblnk/url_path.hpp"
 
 namespace vxhost {
@@ -20,14 +21,6 @@ constexpr bool isUnreserved(char c) {
 
 constexpr bool isPathCharacter(char c) {
     return isUnreserved(c) || std::string_view("/:@!$&'()*+,;=").find(c) != std::string_view::npos;
-}
-
-std::string lowerCase(std::string_view text) {
-    std::string lower(text);
-    for (char& c : lower) {
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    }
-    return lower;
 }
 
 void appendEscaped(std::string& to, char c) {
