@@ -16,7 +16,8 @@ struct Retrieval {
 };
 
 // Takes the name from the href: what follows the last "/", escapes and all. The href of a
-// collection ends in "/" and gives none.
+// collection ends in "/" and gives none. The name is there without a transcoder, too, since the
+// listing is sorted by it.
 void takeHref(FileInfo* info, const Node* text) {
     info->href = text->text;
     info->hrefLength = squillonCharacters(text);
