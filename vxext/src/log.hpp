@@ -6,18 +6,27 @@
 
 namespace vx {
 
+// The lines of a source file as texts that last: a host may keep what a record points to.
+struct LineTexts {
+    consteval LineTexts() {
+        for (unsigned line = 1; line < 512; ++line) {
+            unsigned end = line < 10 ? 1 : line < 100 ? 2 : 3;
+            for (unsigned rest = line; rest != 0; rest /= 10)
+                texts[line][--end] = char('0' + rest % 10);
+        }
+    }
+    char texts[512][4] = {};
+};
+inline constexpr LineTexts squillonLineTexts;
+
 // A template with its length and the line of the statement that logs it.
 struct LogText {
     template <size_t N>
     consteval LogText(const char32_t (&literal)[N], unsigned number = __builtin_LINE())
-        : text(literal), length(N - 1) {
-        unsigned digits = 1;
-        for (unsigned rest = number; rest >= 10; rest /= 10) ++digits;
-        for (unsigned i = digits; i-- > 0; number /= 10) line[i] = char('0' + number % 10);
-    }
+        : text(literal), length(N - 1), line(squillonLineTexts.texts[number]) {}
     const char32_t* text;
     uint64_t length;
-    char line[12] = {};
+    const char* line;
 };
 
 // Variable arguments travel as 64-bit values: a status widened with its sign, as is an integer.
