@@ -1,5 +1,7 @@
 #include "vxext/src/entry.hpp"
 
+#include <cstring>
+
 #include "runtime/kernel.hpp"
 #include "vxext/src/handle.hpp"
 #include "vxext/src/log.hpp"

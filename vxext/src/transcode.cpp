@@ -10,8 +10,7 @@ Status squillonTranscode(ExtensionHandle* extension, Transcoder* transcoder, con
     *result = nullptr;
     *resultLength = 0;
     if (!source || sourceBytes == 0) return VX_SUCCESS;
-    const uint64_t room =
-        uint64_t(sourceBytes);  // in characters; a negative length finds no memory
+    const uint64_t room = uint64_t(sourceBytes);  // in characters; of a negative length: no memory
     char32_t* text = squillonAlloc<char32_t>(extension->pool, room);
     if (!text) return VX_NO_MEMORY;
     *result = text;
