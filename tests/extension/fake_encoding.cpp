@@ -1,7 +1,6 @@
 // Transcoders, the encoding service and the clock of the fake host.
 #include <cstring>
 
-#include "runtime/kernel.hpp"
 #include "tests/extension/fake_host.hpp"
 
 namespace test {
@@ -12,21 +11,21 @@ namespace {
 vx::Status deliver(const char* call, std::string_view shown, const void* text, uint64_t bytes,
                    void* destination, uint64_t capacity, uint64_t* produced) {
     const Answer answer = fake().script.next(call);
-    vx::Status status = answer.rc;
-    if (answer.has("small") || bytes > capacity) status = vx::VX_BUFFER_TOO_SMALL;
-    fake().say(fmt::format("{} \"{}\" into {}", call, shown, capacity), unlessSuccess(status));
-    if (bytes) std::memcpy(destination, text, std::min(bytes, capacity));
-    *produced = status != vx::VX_SUCCESS ? 0xBADBADBADu : answer.has("nothing") ? 0 : bytes;
+    const bool small = answer.has("small") || bytes > capacity;
+    const vx::Status status = small ? vx::VX_BUFFER_TOO_SMALL : answer.rc;
+    fake().say("{} \"{}\" into {}{}", call, shown, capacity, unlessSuccess(status));
+    std::memcpy(destination, text, std::min(bytes, capacity));
+    *produced = status ? 0xBADBADBADu : answer.has("nothing") ? 0 : bytes;
     return status;
 }
 
 // "leaving": the service fails and leaves the text that it was given, in clear.
 vx::Status serve(const char* call, vx::Pool* pool, std::u32string_view text,
-                 const std::u32string& converted, char32_t** result, uint64_t* count) {
+                 std::u32string_view converted, char32_t** result, uint64_t* count) {
     const Answer answer = fake().script.next(call);
-    fake().say(fmt::format("{} {}", call, inQuotes(text)), unlessSuccess(answer.rc));
-    if (answer.rc != vx::VX_SUCCESS && !answer.has("leaving")) return answer.rc;
-    const std::u32string_view left = answer.rc == vx::VX_SUCCESS ? converted : text;
+    fake().say("{} {}{}", call, inQuotes(text), unlessSuccess(answer.rc));
+    if (answer.rc && !answer.has("leaving")) return answer.rc;
+    const std::u32string_view left = answer.rc ? text : converted;
     *result =
         static_cast<char32_t*>(pool->Alloc(pool, left.size() * sizeof(char32_t), vx::POOL_PLAIN));
     if (!*result) return vx::VX_NO_MEMORY;
@@ -59,7 +58,7 @@ void FakeHost::setUpEncoding() {
     encodingService.EncodeText = [](auto*, auto* from, auto method, auto* text, auto count,
                                     auto** result, auto* resultCount, auto*) {
         EXPECT_EQ(method, vx::ENCODING_METHOD_STORED);
-        const std::u32string_view given{text, count};
+        const std::u32string given{text, count};
         return serve("EncodeText", from, given,
                      U"{zeb}" + std::u32string{given.rbegin(), given.rend()}, result, resultCount);
     };

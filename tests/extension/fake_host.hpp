@@ -12,8 +12,11 @@
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <utf8cpp/utf8.h>
 
+#include <deque>
 #include <memory>
+#include <set>
 
 #include "host/quillon.h"
 #include "tests/extension/script.hpp"
@@ -22,22 +25,29 @@
 
 namespace test {
 
-std::u32string wide(std::string_view utf8);
-std::string narrow(std::u32string_view text);
+inline std::u32string wide(std::string_view text) {
+    return utf8::utf8to32(text);
+}
+inline std::string narrow(std::u32string_view text) {
+    return utf8::utf32to8(text);
+}
 inline std::string inQuotes(std::u32string_view text) {
     return '"' + narrow(text) + '"';
 }
 inline std::string hex(vx::Status status) {
     return fmt::format("{:08X}", status);
 }
-inline std::string unlessSuccess(vx::Status status) {
-    return status == vx::VX_SUCCESS ? "" : hex(status);
+inline std::string unlessSuccess(vx::Status status) {  // at the end of a line
+    return status ? fmt::format(" -> {:08X}", status) : "";
 }
 
-// What the host makes, and its name in the transcript.
+// What the host makes: its name in the transcript, and what a document or a file holds.
 template <class Record>
 struct Named : Record {
     std::string name;
+    std::vector<Tree> nodes;
+    std::string* content = nullptr;
+    size_t position = 0;
 };
 template <class Record>
 Named<Record>& named(Record* record) {
@@ -57,46 +67,50 @@ struct FakeHost : vx::Host {
 
     // The lines since the last time, each with its line break.
     std::string transcript();
-    void say(std::string line, const std::string& result = "") {
-        lines.push_back(std::move(line) + (result.empty() ? "" : " -> " + result));
-    }
-
-    // A call that has a status and nothing else.
+    void say(std::string line) { lines.push_back(std::move(line)); }
     template <class... Arguments>
-    vx::Status perform(const std::string& call, fmt::format_string<Arguments...> arguments,
-                       Arguments&&... values) {
+    void say(fmt::format_string<Arguments...> line, Arguments&&... arguments) {
+        lines.push_back(fmt::format(line, std::forward<Arguments>(arguments)...));
+    }
+    // A call that has a status and nothing else.
+    vx::Status perform(const std::string& call, const std::string& arguments = "") {
         const vx::Status rc = script.next(call).rc;
-        say(call + fmt::format(arguments, std::forward<Arguments>(values)...), unlessSuccess(rc));
+        say(call + arguments + unlessSuccess(rc));
         return rc;
     }
-
+    // A call that has something to give, or null when the script says so.
+    template <class Record>
+    Record* give(const std::string& call, const std::string& line, Record* record) {
+        const bool null = script.next(call).null();
+        say(line + (null ? " -> null" : ""));
+        return null ? nullptr : record;
+    }
     // A call that makes something: null when the answer says so, else what destroy is to get. The
     // line ends in an arrow, and perhaps more that came of the call.
-    template <class Record, class Made = Named<Record>>
-    Made* make(const Answer& answer, const std::string& line, const char* kind) {
-        if (answer.null()) say(line + " null");
-        if (answer.null()) return nullptr;
-        auto* made = new Made{};
-        made->name = take(kind);
-        say(line + " " + made->name);
-        return made;
+    template <class Record>
+    Record* make(const Answer& answer, const std::string& line, const char* kind) {
+        auto made = answer.null() ? nullptr : std::make_unique<Named<Record>>();
+        if (made) made->name = take(kind);
+        say(line + " " + (made ? made->name : "null"));
+        return made.release();
     }
-    template <class Record, class Made = Named<Record>>
-    vx::Status destroy(Record* record) {
-        const std::unique_ptr<Made> gone{static_cast<Made*>(record)};
-        say(gone->name + " Destroy");
+    template <class Record>
+    vx::Status destroy(Record* record, const char* call = "Destroy") {
+        const std::unique_ptr<Named<Record>> gone{&named(record)};
+        say(gone->name + " " + call);
         giveBack(gone->name);
-        return script.next("Destroy").rc;
+        return script.next(call).rc;
     }
     vx::Document* makeDocument(const Answer& answer, const std::string& line, const char* kind,
                                std::vector<Tree> top);
-
+    std::string take(const std::string& kind);  // a new name, noted as out
+    void giveBack(const std::string& name);
     // Whether the text was in a block as the pool got it back, narrow or wide.
     bool gaveBack(std::string_view text) const;
 
     Script script;
     std::vector<std::string> lines;
-    bool sayPool = false;  // write down allocations ("Alloc 152 zeroed") and frees, too
+    bool sayPool = false;  // write down allocations ("Alloc 152") and frees, too
     vx::ExtensionHandle* extension = nullptr;
 
     TestPool pool;
@@ -124,17 +138,14 @@ struct FakeHost : vx::Host {
 
     std::set<std::string> out;  // names of what the extension must give back
     std::map<std::string, int> counts;
-    std::string take(const std::string& kind);  // a new name, noted as out
-    void giveBack(const std::string& name);
-
-    std::deque<std::string> messages;                          // rendered log records
-    std::map<std::u32string, std::string, std::less<>> paths;  // reserved ones, and their names
+    std::map<std::u32string, std::string> paths;  // reserved ones, and their names
+    std::deque<std::string> messages;             // rendered log records
+    std::vector<const char*> lineTexts;           // of the records, which are to last
 
 private:
     void setUpMessages();
     void setUpFiles();
     void setUpWeblnk();
-    void setUpMarkup();
     void setUpEncoding();
 };
 

@@ -10,8 +10,7 @@ std::string shownAs(char32_t placeholder, va_list arguments) {
     const int64_t number = va_arg(arguments, int64_t);
     if (placeholder == U'd') return std::to_string(number);
     // A status is widened with its sign; anything else shows all its digits.
-    return number == static_cast<int32_t>(number) ? hex(static_cast<uint32_t>(number))
-                                                  : fmt::format("{:016X}", number);
+    return number == int32_t(number) ? hex(vx::Status(number)) : fmt::format("{:016X}", number);
 }
 
 // As a host shows it: the placeholders are the logger's (host/logger.h).
@@ -26,11 +25,21 @@ vx::RenderedMessage* keep(std::string message) {
     return reinterpret_cast<vx::RenderedMessage*>(&fake().messages.emplace_back(message));
 }
 
+void log(vx::Logger*, uint32_t level, vx::Word first, vx::Word second, vx::Word third,
+         const char* line, const char* source, uint64_t code, vx::RenderedMessage* message,
+         vx::Word last) {
+    EXPECT_EQ(first | second | third | last, 0u);
+    EXPECT_EQ(code, 27u);
+    EXPECT_STREQ(source, "vxext/src/quillon");
+    fake().lineTexts.push_back(line);
+    fake().say("{} \"{}\"", level, *reinterpret_cast<std::string*>(message));
+}
+
 }  // namespace
 
 void FakeHost::setUpMessages() {
     loggerTable.IsEnabled = [](auto*, auto level) {
-        fake().say(fmt::format("IsEnabled {}", level));
+        fake().say("IsEnabled {}", level);
         return !fake().script.next("IsEnabled").has("no");
     };
     loggerTable.Render = [](auto*, auto zero, auto* text, auto length, auto arguments) {
@@ -41,34 +50,24 @@ void FakeHost::setUpMessages() {
     loggerTable.RenderNumbered = [](auto*, auto number, auto arguments) {
         return keep(fmt::format("message {} {}", number, va_arg(arguments, int64_t)));
     };
-    loggerTable.Log = [](vx::Logger*, uint32_t level, vx::Word first, vx::Word second,
-                         vx::Word third, const char* line, const char* source, uint64_t code,
-                         vx::RenderedMessage* message, vx::Word last) {
-        EXPECT_EQ(first | second | third | last, 0u);
-        EXPECT_EQ(code, 27u);
-        EXPECT_STREQ(source, "vxext/src/quillon");
-        EXPECT_EQ(std::to_string(std::stoi(line)), line);
-        fake().say(fmt::format("{} \"{}\"", level, *reinterpret_cast<std::string*>(message)));
-    };
+    loggerTable.Log = log;
     logger.table = &loggerTable;
     logger.threshold = 1;
     loggerFactory.GetLogger = [](auto*, auto* channel, auto length) {
-        const bool null = fake().script.next("GetLogger").null();
-        fake().say("GetLogger " + narrow({channel, length}), null ? "null" : "");
-        return null ? nullptr : &fake().logger;
+        return fake().give("GetLogger", "GetLogger " + narrow({channel, length}), &fake().logger);
     };
     kernel.loggerFactory = &loggerFactory;
 
     journal.MessageToJournal = [](auto*, auto severity, auto* text, auto length, auto arguments) {
         const std::u32string_view sentence{text,
                                            length ? length : std::u32string_view{text}.size()};
-        fake().say(fmt::format("journal {} \"{}\"{}", severity, render(sentence, arguments),
-                               length ? fmt::format(" {}", length) : ""));
+        fake().say("journal {} \"{}\"{}", severity, render(sentence, arguments),
+                   length ? fmt::format(" {}", length) : "");
         return vx::VX_SUCCESS;
     };
     journal.StatusToJournal = [](auto*, auto severity, auto status, auto) {
-        EXPECT_EQ(status, static_cast<int32_t>(status));
-        fake().say(fmt::format("journal {} {}", severity, hex(static_cast<uint32_t>(status))));
+        EXPECT_EQ(status, int32_t(status));
+        fake().say("journal {} {}", severity, hex(vx::Status(status)));
         return vx::VX_SUCCESS;
     };
 }

@@ -1,4 +1,4 @@
-// Clients, contexts and locks of the fake host.
+// Clients, contexts, locks and documents of the fake host.
 #include <cstring>
 
 #include "tests/extension/fake_host.hpp"
@@ -6,24 +6,18 @@
 namespace test {
 namespace {
 
-// Whether an answer comes: always after a success, after a failure where the script has a status.
-bool answered(const Answer& answer) {
-    return answer.rc == vx::VX_SUCCESS || answer.http;
-}
-
-// What the request came to: the HTTP status where an answer came, and the result of the call.
+// Leaves the HTTP status where an answer came: always after a success, after a failure where the
+// script has one. Returns what the request came to, for the transcript.
 std::string outcome(const Answer& answer, int32_t usual, int32_t* status) {
-    if (!answered(answer)) return hex(answer.rc);
+    if (answer.rc && !answer.http) return hex(answer.rc);
     *status = answer.http.value_or(usual);
-    const std::string code = std::to_string(*status);
-    return answer.rc == vx::VX_SUCCESS ? code : fmt::format("{} {:08X}", code, answer.rc);
+    return std::to_string(*status) + (answer.rc ? fmt::format(" {:08X}", answer.rc) : "");
 }
 
 template <class Record>
 vx::Status finish(Record* record, const std::string& request, const Answer& answer, int32_t usual,
                   int32_t* status) {
-    const std::string result = outcome(answer, usual, status);
-    fake().say(named(record).name + " " + request, result);
+    fake().say("{} {} -> {}", named(record).name, request, outcome(answer, usual, status));
     return answer.rc;
 }
 
@@ -34,8 +28,8 @@ vx::Status send(Record* record, const char* method, int32_t usual, int32_t* stat
 }
 
 template <class Record>
-Record* make(const char* call, const std::string& line, const char* kind) {
-    auto* made = fake().make<Record>(fake().script.next(call), line, kind);
+Record* make(const Answer& answer, const std::string& line, const char* kind) {
+    auto* made = fake().make<Record>(answer, line, kind);
     if (made) made->Destroy = [](auto* self) { return fake().destroy(self); };
     return made;
 }
@@ -44,11 +38,8 @@ vx::Status get(vx::Client* self, const vx::Word* options, vx::Word, vx::Word, in
                vx::WriteCallback* body) {
     Answer answer = fake().script.next("GET");
     fake().say(named(self).name + " GET" + (options ? fmt::format(" options {}", *options) : ""));
-    for (const std::string& piece : fake().getBody)
-        if (const vx::Status refused = body->callback(body, piece.data(), piece.size())) {
-            answer.rc = refused;
-            break;
-        }
+    for (auto piece = fake().getBody.begin(); piece != fake().getBody.end() && !answer.rc; ++piece)
+        answer.rc = body->callback(body, piece->data(), piece->size());
     return finish(self, "GET", answer, 200, status);
 }
 
@@ -58,20 +49,19 @@ vx::Status put(vx::Client* self, const vx::PutOptions* options, uint64_t options
                vx::ReadCallback* body) {
     EXPECT_EQ(useLock, lock ? 1u : 0u);
     Answer answer = fake().script.next("PUT");
-    fake().say(fmt::format("{} PUT code {}{}{}", named(self).name, putCode,
-                           options ? fmt::format(" options {}", optionsLength) : "",
-                           lock ? " under " + named(*lock).name : ""));
+    fake().say("{} PUT code {}{}{}", named(self).name, putCode,
+               options ? fmt::format(" options {}", optionsLength) : "",
+               lock ? " under " + named(*lock).name : "");
     std::string& sent = fake().putBody;
     sent.clear();
-    for (uint64_t pulls = answer.number("pulls", ~0ull); pulls > 0; --pulls) {
-        const void* data = nullptr;
-        uint64_t length = 0;
-        const vx::Status end = body->callback(body, &data, &length);
-        if (end == vx::VX_SUCCESS) sent.append(static_cast<const char*>(data), length);
-        if (end == vx::VX_SUCCESS) continue;
-        if (end != vx::VX_END_OF_DATA) answer.rc = end;
-        break;
+    const void* data = nullptr;
+    uint64_t length = 0;
+    vx::Status end = vx::VX_SUCCESS;
+    for (uint64_t pulls = answer.number("pulls", ~0ull); pulls > 0 && !end; --pulls) {
+        end = body->callback(body, &data, &length);
+        if (!end) sent.append(static_cast<const char*>(data), length);
     }
+    if (end && end != vx::VX_END_OF_DATA) answer.rc = end;
     return finish(self, fmt::format("PUT {} bytes", sent.size()), answer, 201, status);
 }
 
@@ -80,17 +70,17 @@ vx::LockObject* lock(vx::Client* self, vx::LockParms* parms, int32_t* status, vx
                      vx::Word) {
     EXPECT_EQ(parms->at00 | parms->at0C | parms->at10, 0u);
     Answer answer = fake().script.next("LOCK");
-    const std::string result = outcome(answer, 200, status);
-    if (!answer.has("lock") && (!answered(answer) || *status >= 300)) answer.words.insert("null");
+    const bool refused = answer.http ? *answer.http >= 300 : answer.rc != vx::VX_SUCCESS;
+    if (refused && !answer.has("lock")) answer.take("null");
     const std::string owner = inQuotes({parms->owner, parms->ownerLength});
-    auto* made = fake().make<vx::LockObject>(
-        answer,
-        fmt::format("{} LOCK option {} block {:08X} {}{} -> {}", named(self).name, parms->option,
-                    parms->block.flags, owner, journal ? " journal" : "", result),
-        "lock");
-    if (!made) return nullptr;
-    made->Destroy = [](auto* gone) { return fake().destroy(gone); };
-    made->InstUnlock = [](auto* held, auto* code) { return send(held, "UNLOCK", 204, code); };
+    auto* made =
+        make<vx::LockObject>(answer,
+                             fmt::format("{} LOCK option {} block {:08X} {}{} -> {}",
+                                         named(self).name, parms->option, parms->block.flags, owner,
+                                         journal ? " journal" : "", outcome(answer, 200, status)),
+                             "lock");
+    if (made)
+        made->InstUnlock = [](auto* held, auto* code) { return send(held, "UNLOCK", 204, code); };
     return made;
 }
 
@@ -98,7 +88,7 @@ vx::Status propFind(vx::Client* self, uint32_t depth, vx::Document* request, int
                     vx::Document** response) {
     Answer answer = fake().script.next("PROPFIND");
     const std::string result = outcome(answer, 207, status);
-    if (answer.rc != vx::VX_SUCCESS) answer.words.insert("null");
+    if (answer.rc) answer.take("null");
     *response = fake().makeDocument(answer,
                                     fmt::format("{} PROPFIND depth {} {} -> {}", named(self).name,
                                                 depth, named(request).name, result),
@@ -106,8 +96,36 @@ vx::Status propFind(vx::Client* self, uint32_t depth, vx::Document* request, int
     return answer.rc;
 }
 
-vx::Client* makeClient(const std::string& line) {
-    auto* client = make<vx::Client>("CreateClient2", line, "client");
+std::string field(const char* name, const char32_t* text, uint64_t length) {
+    return text || length ? fmt::format(" {} {}", name, inQuotes({text, length})) : "";
+}
+
+// The fields that a line does not show are as the record's contract has them.
+void expectRest(vx::ClientParms rest) {
+    EXPECT_EQ(std::u32string_view(rest.channel, rest.channelLength), U"App.WebDAV");
+    std::memset(&rest, 0, offsetof(vx::ClientParms, at41));
+    rest.journal = nullptr;
+    rest.httpContext = nullptr;
+    rest.channel = nullptr;
+    vx::ClientParms expected{};
+    expected.code = 27;
+    expected.channelLength = 10;
+    EXPECT_EQ(std::memcmp(&rest, &expected, sizeof rest), 0);
+}
+
+vx::Client* createClient(vx::Weblnk*, vx::ClientParms* parms, vx::Journal* journal, vx::Word) {
+    expectRest(*parms);
+    auto* client = make<vx::Client>(
+        fake().script.next("CreateClient2"),
+        "CreateClient2" + field("url", parms->url, parms->urlLength) +
+            field("proxy", parms->proxy, parms->proxyLength) +
+            field("user", parms->user, parms->userLength) +
+            field("password", parms->password, parms->passwordLength) +
+            (parms->clientOption ? fmt::format(" option {}", parms->clientOption) : "") +
+            (parms->journal ? " for journal" : "") +
+            (parms->httpContext ? " " + named(parms->httpContext).name : "") +
+            (journal ? " journal ->" : " ->"),
+        "client");
     if (!client) return nullptr;
     client->InstHead = [](auto* self, auto* status) { return send(self, "HEAD", 200, status); };
     client->httpInstDelete = [](auto* self, auto, auto, auto* status) {
@@ -119,7 +137,7 @@ vx::Client* makeClient(const std::string& line) {
     // "allow=MASK" in the answer, or the host's.
     client->InstOptions = [](auto* self, auto, auto* status, auto* allow, auto) {
         const Answer answer = fake().script.next("OPTIONS");
-        *allow = static_cast<uint32_t>(answer.number("allow", fake().allow));
+        *allow = uint32_t(answer.number("allow", fake().allow));
         return finish(self, "OPTIONS", answer, 200, status);
     };
     client->InstMove = [](auto* self, auto a, auto b, auto c, auto* destination, auto length,
@@ -135,43 +153,51 @@ vx::Client* makeClient(const std::string& line) {
     return client;
 }
 
-std::string field(const char* name, const char32_t* text, uint64_t length) {
-    return text || length ? fmt::format(" {} {}", name, inQuotes({text, length})) : "";
+std::string readAll(vx::BlobStream* stream) {
+    std::string bytes;
+    const void* data;
+    uint64_t length;
+    EXPECT_EQ(stream->open(stream), vx::VX_SUCCESS);
+    while (stream->read(stream, &data, &length) == vx::VX_SUCCESS)
+        bytes.append(static_cast<const char*>(data), length);
+    EXPECT_EQ(stream->read(stream, &data, &length), vx::VX_END_OF_DATA);
+    EXPECT_EQ(stream->close(stream), vx::VX_SUCCESS);
+    return bytes;
 }
 
-// The fields that a line does not show are as the record's contract has them.
-void expectRest(vx::ClientParms rest) {
-    EXPECT_EQ(std::u32string_view(rest.channel, rest.channelLength), U"App.WebDAV");
-    rest.url = rest.proxy = rest.user = rest.password = rest.channel = nullptr;
-    rest.urlLength = rest.proxyLength = rest.userLength = rest.passwordLength = 0;
-    rest.clientOption = 0;
-    rest.journal = nullptr;
-    rest.httpContext = nullptr;
-    vx::ClientParms expected{};
-    expected.code = 27;
-    expected.channelLength = 10;
-    EXPECT_EQ(std::memcmp(&rest, &expected, sizeof rest), 0);
+vx::Document* createDocument(vx::Markup*, vx::DocumentParms* parms, vx::Journal* journal,
+                             vx::Word) {
+    vx::DocumentParms expected{};
+    expected.sourceEncoding = expected.treeEncoding = vx::ENCODING_UTF32;
+    expected.flags = vx::DOCUMENT_FROM_STREAM;
+    expected.journal = journal;
+    expected.stream = parms->stream;
+    EXPECT_EQ(std::memcmp(parms, &expected, sizeof expected), 0);
+    fake().requestBody = readAll(parms->stream);
+    return fake().makeDocument(fake().script.next("CreateDocument"),
+                               fmt::format("CreateDocument {} bytes{} ->",
+                                           fake().requestBody.size(), journal ? " journal" : ""),
+                               "request", {});
 }
 
 }  // namespace
 
+vx::Document* FakeHost::makeDocument(const Answer& answer, const std::string& line,
+                                     const char* kind, std::vector<Tree> top) {
+    auto* document = make<vx::Document>(answer, line, kind);
+    if (!document) return nullptr;
+    named(document).nodes = std::move(top);
+    document->firstChild = nodesOf(named(document).nodes);
+    document->Destroy = [](auto* self) { fake().destroy(self); };
+    return document;
+}
+
 void FakeHost::setUpWeblnk() {
-    weblnk.CreateClient2 = [](auto*, auto* parms, auto* notes, auto) {
-        expectRest(*parms);
-        return makeClient(
-            "CreateClient2" + field("url", parms->url, parms->urlLength) +
-            field("proxy", parms->proxy, parms->proxyLength) +
-            field("user", parms->user, parms->userLength) +
-            field("password", parms->password, parms->passwordLength) +
-            (parms->clientOption ? fmt::format(" option {}", parms->clientOption) : "") +
-            (parms->journal ? " for journal" : "") +
-            (parms->httpContext ? " " + named(parms->httpContext).name : "") +
-            (notes ? " journal ->" : " ->"));
-    };
+    weblnk.CreateClient2 = createClient;
     weblnk.CreateHttpContext = [](auto*, auto* notes, auto) {
         return test::make<vx::HttpContext>(
-            "CreateHttpContext", std::string{"CreateHttpContext"} + (notes ? " journal ->" : " ->"),
-            "context");
+            fake().script.next("CreateHttpContext"),
+            std::string{"CreateHttpContext"} + (notes ? " journal ->" : " ->"), "context");
     };
     // A date is a plain number; any other text is none.
     weblnk.ParseDate = [](auto*, auto* text, auto bytes, auto* result) {
@@ -181,6 +207,7 @@ void FakeHost::setUpWeblnk() {
         *result = std::strtod(date.c_str(), &end);
         return *end || date.empty() ? vx::VX_INVALID_ARGUMENT : vx::VX_SUCCESS;
     };
+    markup.CreateDocument = createDocument;
 }
 
 }  // namespace test

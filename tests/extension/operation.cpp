@@ -1,10 +1,9 @@
 #include "tests/extension/operation.hpp"
 
-#include <sstream>
-
 namespace test {
 namespace {
 
+// What an outline has of a line; may be nothing.
 std::string shortened(std::string line, const std::string& operation) {
     std::erase(line, '"');
     if (line.starts_with("3 " + operation + " ")) return line.substr(operation.size() + 3);
@@ -42,7 +41,7 @@ void CollectionHost::begin(std::string_view text) {
     lines.clear();
 }
 
-MemberHost::MemberHost(std::string_view text, std::string_view opening) : CollectionHost(opening) {
+MemberHost::MemberHost(std::string_view text) {
     auto parms = memberParms<vx::FileHandleParms>(*this);
     member = operations.quillonFileHandleAcquire(collection, &parms, &journal);
     begin(text);
@@ -55,18 +54,24 @@ MemberHost::~MemberHost() {
 
 std::vector<std::string> noMemoryFor(const std::string& operation,
                                      std::vector<std::string> things) {
-    for (std::string& thing : things) thing = operation + " no memory for " + thing;
+    for (std::string& thing : things)
+        thing = fmt::format("{} no memory for {}\"", operation, thing);
     return things;
 }
 
-std::vector<Row> rowsOf(std::string_view literal) {
-    std::vector<Row> rows;
+std::vector<std::pair<std::string, std::string>> rowsOf(std::string_view literal) {
+    std::vector<std::pair<std::string, std::string>> rows, names;
     std::istringstream all{lines(literal)};
     for (std::string line; std::getline(all, line);) {
-        const size_t arrow = line.find("=> ");
-        rows.push_back({line.substr(0, arrow),
-                        vx::Status(std::stoul(line.substr(arrow + 3), nullptr, 16)),
-                        line.substr(std::min(arrow + 13, line.size()))});
+        for (const auto& [name, text] : names)
+            for (size_t at; (at = line.find(name)) != line.npos;)
+                line.replace(at, name.size(), text);
+        const size_t arrow = line.find("=> "), equals = line.find(" = ");
+        if (arrow != line.npos)
+            rows.emplace_back(line.substr(0, arrow), line.substr(arrow + 3));
+        else
+            names.emplace_back(fmt::format("{{{}}}", line.substr(0, equals)),
+                               line.substr(equals + 3));
     }
     return rows;
 }
@@ -77,6 +82,16 @@ std::string outline(FakeHost& host, const std::string& operation) {
         if (const std::string part = shortened(line, operation); !part.empty())
             text += (text.empty() ? "" : ", ") + part;
     return text;
+}
+
+std::string outcome(FakeHost& host, const std::string& operation, vx::Status status) {
+    const std::string returning = "\"" + operation + " returning rc=";
+    for (const std::string& line : host.lines)
+        if (line.find(returning) == 2) {
+            EXPECT_EQ(line.substr(2 + returning.size(), 8), hex(status));
+        }
+    const std::string text = outline(host, operation);
+    return hex(status) + (text.empty() ? ":" : ": ") + text;
 }
 
 }  // namespace test

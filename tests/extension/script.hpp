@@ -2,10 +2,9 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <map>
 #include <optional>
-#include <set>
+#include <sstream>
 #include <string>
 #include <string_view>
 
@@ -18,14 +17,22 @@ namespace test {
 struct Answer {
     std::optional<int32_t> http;
     vx::Status rc = vx::VX_SUCCESS;
-    std::map<std::string, uint64_t> numbers;
-    std::set<std::string> words;
+    std::map<std::string, uint64_t> words;
 
     bool has(const std::string& word) const { return words.contains(word); }
     bool null() const { return has("null"); }
     uint64_t number(const std::string& name, uint64_t usual) const {
-        const auto number = numbers.find(name);
-        return number == numbers.end() ? usual : number->second;
+        return has(name) ? words.at(name) : usual;
+    }
+    void take(const std::string& word) {
+        const size_t equals = word.find('=');
+        const std::string value = equals == word.npos ? "0" : word.substr(equals + 1);
+        if (std::isdigit(word[0]))
+            http = std::stoi(word);
+        else if (word.starts_with("rc="))
+            rc = static_cast<vx::Status>(std::stoul(value, nullptr, 16));
+        else
+            words[word.substr(0, equals)] = std::stoull(value, nullptr, 0);
     }
 };
 
@@ -33,13 +40,37 @@ struct Answer {
 // without an answer of its own ("Exists -" is one that says nothing) succeeds.
 class Script {
 public:
-    explicit Script(std::string_view text);
-    Answer next(const std::string& call);
+    explicit Script(std::string_view text) {
+        std::istringstream entries{std::string{text}};
+        for (std::string entry; std::getline(entries, entry, ',');) {
+            std::istringstream words{entry};
+            std::string call, word;
+            Answer answer;
+            int times = 1;
+            words >> call;
+            while (words >> word) {
+                if (word[0] == '*')
+                    times = std::stoi(word.substr(1));
+                else
+                    answer.take(word);
+            }
+            for (; times > 0; --times) answers_.emplace(call, answer);
+        }
+    }
+    Answer next(const std::string& call) {
+        const auto first = answers_.lower_bound(call);
+        const bool waiting = first != answers_.end() && first->first == call;
+        return waiting ? answers_.extract(first).mapped() : Answer{};
+    }
     bool has(const std::string& call) { return answers_.erase(call) != 0; }  // then it is forgotten
-    std::string unused() const;  // calls that were not made although an answer waited
+    std::string unused() const {  // calls that were not made although an answer waited
+        std::string calls;
+        for (const auto& [call, answer] : answers_) calls += call + " ";
+        return calls;
+    }
 
 private:
-    std::map<std::string, std::deque<Answer>> answers_;
+    std::multimap<std::string, Answer> answers_;  // in order among those of a call
 };
 
 }  // namespace test

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <map>
 #include <vector>
 
@@ -18,6 +19,7 @@ struct TestPool : vx::Pool {
     std::map<const void*, GuardedBlock> live;     // blocks still out
     std::vector<uint64_t> sizes;                  // of each request
     std::vector<std::vector<uint8_t>> givenBack;  // content of each freed block as it came
+    std::function<void(const char* call, uint64_t bytes)> told = [](auto...) {};
 
     TestPool() : vx::Pool{} {
         Alloc = [](vx::Pool* self, uint64_t bytes, uint32_t flags) {
@@ -30,6 +32,7 @@ struct TestPool : vx::Pool {
 
 private:
     void* alloc(uint64_t bytes, uint32_t flags) {
+        told("Alloc", bytes);
         sizes.push_back(bytes);
         if (++asked == failAt) return nullptr;
         GuardedBlock block{bytes};
@@ -46,6 +49,7 @@ private:
             return;
         }
         const auto bytes = block->second.bytes();
+        told("Free", bytes.size());
         givenBack.emplace_back(bytes.begin(), bytes.end());
         live.erase(block);
     }
