@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <optional>
+#include <sstream>
+
+#include "platform/transcoder.hpp"
 
 using vxhost::parseDate;
 
@@ -10,12 +13,8 @@ namespace {
 
 constexpr auto NOW = std::chrono::sys_days{std::chrono::year{2026} / 11 / 24};
 constexpr double EXAMPLE = 784111777;  // the date of RFC 9110, 5.6.7
-constexpr std::nullopt_t NONE = std::nullopt;
 
-const struct {
-    std::u32string_view text;
-    std::optional<double> expected;
-} rows[] = {
+const std::pair<std::u32string_view, double> dates[] = {
     // HTTP's three, and what servers make of them.
     {U"Sun, 06 Nov 1994 08:49:37 GMT", EXAMPLE},
     {U"Sunday, 06-Nov-94 08:49:37 GMT", EXAMPLE},
@@ -23,16 +22,7 @@ const struct {
     {U"Sun Nov 16 08:49:37 1994", EXAMPLE + 10 * 86400},
     {U"Sun, 6 Nov 1994 08:49:38 UTC", EXAMPLE + 1},
     {U"Sun, 06 Nov 1994 08:49:37 -0130", EXAMPLE + 5400},
-    {U"Thu, 29 Feb 1900 00:00:00 GMT", NONE},
     {U"Tue, 29 Feb 2000 00:00:00 GMT", 951782400},
-    {U"Sun, 06 Nov 1994 08:49:37 CET", NONE},
-    {U"Sun, 06 Nov 1994 08:49:37 GMT.", NONE},
-    {U"Sun, 06 Nov 94 08:49:37 GMT", NONE},
-    {U"Sun, 06-Nov 1994 08:49:37 GMT", NONE},
-    {U"Son, 06 Nov 1994 08:49:37 GMT", NONE},
-    {U"Sun, 06 Nev 1994 08:49:37 GMT", NONE},
-    {U"Sun, 06 Nov 1994 8:49:37 GMT", NONE},
-    {U"Sun Nov 6 08:49:37 1994", NONE},
     // Years of two digits lie at most fifty years ahead.
     {U"Tuesday, 24-Nov-76 00:00:00 GMT", 3373401600},
     {U"Wednesday, 24-Nov-77 00:00:00 GMT", 249177600},
@@ -45,31 +35,28 @@ const struct {
     {U"1990-12-31T23:59:60Z", 662688000},
     {U"1969-12-31T23:59:59.5Z", -0.5},
     {U"0000-01-01T00:00:00Z", -62167219200},
-    {U"1994-11-06T08:49:37.Z", NONE},
-    {U"1994-11-06T08:49Z", NONE},
-    {U"1994-11-06T24:00:00Z", NONE},
-    {U"1994-11-06T08:60:00Z", NONE},
-    {U"1994-11-06T08:49:61Z", NONE},
-    {U"1994-02-31T08:49:37Z", NONE},
-    {U"1994-13-01T08:49:37Z", NONE},
-    {U"1994-00-01T08:49:37Z", NONE},
-    {U"1994-11-06T08:49:37+24:00", NONE},
-    {U"94-11-06T08:49:37Z", NONE},
-    {U" 1994-11-06T08:49:37Z", NONE},
-    {U"1994-11-06T08:49:37Z ", NONE},
-    {U"784111777", NONE},
-    {U"१९९४-11-06T08:49:37Z", NONE},
-    {U"1994-11-06T08:49:37.0000000000000000000000000000000000000000000000000000Z", NONE},
 };
+
+// Between bars.
+constexpr char malformed[] =
+    "Thu, 29 Feb 1900 00:00:00 GMT|Sun, 06 Nov 1994 08:49:37 CET|Sun, 06 Nov 1994 08:49:37 GMT.|"
+    "Sun, 06 Nov 94 08:49:37 GMT|Sun, 06-Nov 1994 08:49:37 GMT|Son, 06 Nov 1994 08:49:37 GMT|"
+    "Sun, 06 Nev 1994 08:49:37 GMT|Sun, 06 Nov 1994 8:49:37 GMT|Sun Nov 6 08:49:37 1994|"
+    "1994-11-06T08:49:37.Z|1994-11-06T08:49Z|1994-11-06T24:00:00Z|1994-11-06T08:60:00Z|"
+    "1994-11-06T08:49:61Z|1994-02-31T08:49:37Z|1994-13-01T08:49:37Z|1994-00-01T08:49:37Z|"
+    "1994-11-06T08:49:37+24:00|94-11-06T08:49:37Z| 1994-11-06T08:49:37Z|1994-11-06T08:49:37Z |"
+    "784111777|१९९४-11-06T08:49:37Z|"
+    "1994-11-06T08:49:37.0000000000000000000000000000000000000000000000000000Z";
 
 }  // namespace
 
 TEST(Date, isReadWholeOrNotAtAll) {
-    for (const auto& [text, expected] : rows) {
+    for (const auto& [text, expected] : dates) {
         EXPECT_EQ(parseDate(text, NOW), expected) << std::string(text.begin(), text.end());
-        if (expected != EXAMPLE) continue;
-        for (size_t length = 0; length < text.size(); ++length) {
-            EXPECT_EQ(parseDate(text.substr(0, length), NOW), NONE) << length;
-        }
+        for (size_t length = 0; length < text.size() && expected == EXAMPLE; ++length)
+            EXPECT_EQ(parseDate(text.substr(0, length), NOW), std::nullopt) << length;
     }
+    std::istringstream texts(malformed);
+    for (std::string text; std::getline(texts, text, '|');)
+        EXPECT_EQ(parseDate(vxhost::toUtf32(text), NOW), std::nullopt) << text;
 }

@@ -8,8 +8,8 @@
 #include "platform/checked_pool.hpp"
 
 TEST(pools, blocks_are_apart_aligned_and_zeroed_when_asked) {
-    for (vx::Pool* pool : {vxhost::createPool(), static_cast<vx::Pool*>(new vxhost::CheckedPool(
-                                                     "p", [](std::string_view) {}))}) {
+    vx::Pool* const checked = new vxhost::CheckedPool("p", [](auto) {});
+    for (vx::Pool* pool : {vxhost::createPool(), checked}) {
         std::vector<std::pair<char*, std::string>> blocks;
         for (size_t bytes = 0; bytes < 3000; bytes += bytes / 4 + 1) {
             auto* block = static_cast<char*>(pool->Alloc(pool, bytes, vx::POOL_PLAIN));
@@ -21,13 +21,11 @@ TEST(pools, blocks_are_apart_aligned_and_zeroed_when_asked) {
         for (const auto& [block, content] : blocks) {
             EXPECT_EQ(std::string_view(block, content.size()), content);
             pool->Free(pool, block);
-            const auto* again =
-                static_cast<char*>(pool->Alloc(pool, content.size(), vx::POOL_ZEROED));
+            auto* again = static_cast<char*>(pool->Alloc(pool, content.size(), vx::POOL_ZEROED));
             EXPECT_EQ(std::string_view(again, content.size()), std::string(content.size(), 0));
         }
-        for (const uint64_t bytes : {~uint64_t{0}, ~uint64_t{0} - 15, uint64_t{1} << 62}) {
+        for (const uint64_t bytes : {~uint64_t{0}, ~uint64_t{0} - 15, uint64_t{1} << 62})
             EXPECT_EQ(pool->Alloc(pool, bytes, vx::POOL_ZEROED), nullptr);
-        }
         pool->DestroyPool(pool);  // with blocks still out: the leak checker watches
     }
 }
@@ -37,13 +35,11 @@ TEST(checked_pool, tells_of_leaks_and_of_what_must_not_be_freed) {
     auto* pool = new vxhost::CheckedPool("quillon pool", [&](std::string_view report) {
         told.append(report.substr(0, report.find(" at 0x"))) += '\n';
     });
-    char foreign = 0;
     pool->Alloc(pool, 24, vx::POOL_PLAIN);
     void* block = pool->Alloc(pool, 100, vx::POOL_ZEROED);
     pool->Free(pool, block);
-    EXPECT_EQ(told, "");
     pool->Free(pool, block);
-    pool->Free(pool, &foreign);
+    pool->Free(pool, &told);
     pool->expectAtEnd(pool->Alloc(pool, 272, vx::POOL_ZEROED));
     pool->DestroyPool(pool);
     EXPECT_EQ(told,
