@@ -1,34 +1,59 @@
+// Listings, and the records that they make of the responses of the server.
 #include "tests/extension/operation.hpp"
+#include "vxext/src/datetime.hpp"
 
 namespace {
 
 using namespace test;
 
-const std::vector<Tree> collectionType = {element(U"resourcetype", {element(U"collection")})};
-const Tree self = response(U"http://h/c", collectionType);
-const Tree sub = response(U"http://h/c/sub/", collectionType);
+const std::vector<Tree> collection = {element(U"resourcetype", {element(U"collection")})};
+const Tree self = response(U"http://h/c", collection);
+const Tree sub = response(U"http://h/c/sub/", collection);
 const Tree a = response(U"http://h/c/a");
-const Tree b = response(U"http://h/c/b");
+const Tree b = response(U"http://h/c/b", {element(U"displayname", U"B")});
 
 std::vector<Tree> multistatus(std::vector<Tree> responses) {
     return {element(U"multistatus", std::move(responses))};
 }
 
-vx::CollectionListHandle* open(CollectionHost& host) {
-    return host.operations.quillonCollectionListOpen(host.collection, &host.pathTranscoder, "list",
-                                                     &host.journal);
+vx::CollectionListHandle* open(CollectionHost& host, bool narrow = true) {
+    return host.operations.quillonCollectionListOpen(
+        host.collection, narrow ? &host.pathTranscoder : nullptr, "list", &host.journal);
 }
 
-// The names in the order of the chain, and the count.
+// "name", or "name|narrow name" where they differ, and what else is known of the member.
+std::string shown(const vx::FileInfo& info) {
+    std::string text = info.name ? narrow({info.name, info.nameLength}) : "-";
+    const std::string narrowName = info.narrowName ? info.narrowName : "-";
+    if (narrowName != text) text += "|" + narrowName;
+    EXPECT_EQ(info.narrowNameLength, info.narrowName ? narrowName.size() : 0);
+    if (!vx::squillonDateMissing(info.created)) text += fmt::format(" made {}", info.created);
+    if (!vx::squillonDateMissing(info.modified)) text += fmt::format(" changed {}", info.modified);
+    if (info.size) text += fmt::format(" size {}", info.size);
+    if (info.flags) text += fmt::format(" flags {}", info.flags);
+    return text + ", ";
+}
+
+// The members in their order, and the count.
 std::string shown(const vx::CollectionListHandle* list) {
-    std::string names;
-    for (const vx::FileInfo* info = list->first; info; info = info->next)
-        names += (info->narrowName ? info->narrowName : "-") + std::string{" "};
-    return names + std::to_string(list->memberCount);
+    std::string members;
+    for (const vx::FileInfo* info = list->first; info; info = info->next) members += shown(*info);
+    return members + std::to_string(list->memberCount);
+}
+
+// The listing, or "nothing" where there was no response to walk.
+std::string listed(const std::vector<Tree>& top, uint32_t options = 0, bool narrow = true) {
+    CollectionHost host{"", options};
+    host.response = top;
+    vx::CollectionListHandle* list = open(host, narrow);
+    EXPECT_TRUE(!list->headLink || list->headLink == &list->head);
+    const std::string text = list->headLink ? shown(list) : "nothing";
+    host.operations.quillonCollectionListClose(list);
+    return text;
 }
 
 TEST(Listing, asks_for_the_members_and_sorts_them) {
-    CollectionHost host;
+    CollectionHost host{"path small *3, path -, path -, path small *4"};
     host.response = multistatus({self, b, text(U"\n"), a, response(U"http://h/c/a.txt")});
     vx::CollectionListHandle* list = open(host);
     EXPECT_EQ(host.transcript(), lines(R"(2 "quillonCollectionListOpen called"
@@ -36,17 +61,23 @@ TEST(Listing, asks_for_the_members_and_sorts_them) {
         client1 OPTIONS -> 200
         CreateDocument 304 bytes journal -> request1
         client1 PROPFIND depth 1 request1 -> 207 response1
-        path "c" into 1
+        path "c" into 1 -> 803FE807
+        path "c" into 2 -> 803FE807
+        path "c" into 4 -> 803FE807
+        path "c" into 8
         path "b" into 1
+        path "B" into 4 -> 803FE807
+        path "B" into 8 -> 803FE807
+        path "B" into 16 -> 803FE807
+        path "B" into 32 -> 803FE807
+        3 "squillonFileInfoRetrieve too many transcoding tries for narrow member name"
         path "a" into 1
         path "a.txt" into 5
         request1 Destroy
         2 "quillonCollectionListOpen returning cListp=set")"));
-    EXPECT_EQ(shown(list), "a.txt a b 3");
+    EXPECT_EQ(shown(list), "a.txt, a, b, 3");
     EXPECT_EQ(std::string(list->magic, 4) + list->genericName, "nevolist");
-    EXPECT_EQ(list->headLink, &list->head);
-    EXPECT_EQ(list->head, list->first);
-    EXPECT_EQ(list->collection, host.collection);
+    EXPECT_TRUE(list->collection == host.collection && list->head == list->first);
     const std::u32string_view body{reinterpret_cast<const char32_t*>(host.requestBody.data()), 76};
     EXPECT_EQ(body,
               U"<?xml version=\"1.0\"?> <d:propfind xmlns:d=\"DAV:\"> <d:allprop/> </d:propfind>");
@@ -63,30 +94,59 @@ TEST(Listing, holds_what_the_collections_options_ask_for) {
         const char* list;
     } rows[] = {
         {0, multistatus({self}), "0"},
-        {0, multistatus({sub, a, self, b}), "a b 2"},
-        {all, multistatus({sub, a, self, b}), "a b - 3"},
+        {0, multistatus({sub, a, self, b}), "B, a, 2"},
+        {all, multistatus({sub, a, self}), "a, - flags 1, 2"},
         {count, multistatus({sub, a, self, b}), "2"},
         {all | count, multistatus({sub, a, self}), "2"},
-        {all, multistatus({response(U"/c/", collectionType)}), "- 1"},  // the test is textual
-        {0, {}, "0"},
-        {0, {text(U"\n")}, "0"},
-        {0, {text(U"\n"), a}, "a 1"},
-        {0, {comment(), element(U"multistatus", {text(U"\n"), a})}, "a 1"},
-        {0, {element(U"x", {element(U"multistatus", {a})})}, "a 1"},
+        {all, multistatus({response(U"/c/", collection)}), "- flags 1, 1"},  // the test is textual
+        {0, {}, "nothing"},
+        {0, {text(U"\n")}, "nothing"},
+        {0, {comment(), element(U"x", {text(U"\n"), element(U"multistatus", {a})})}, "a, 1"},
+        {0, {text(U"\n"), a}, "a, 1"},
     };
-    for (const auto& row : rows) {
-        CollectionHost host{"", row.options};
-        host.response = row.top;
-        vx::CollectionListHandle* list = open(host);
-        EXPECT_EQ(shown(list), row.list);
-        const bool walked = !row.top.empty() && row.top.back().type != vx::NODE_TEXT;
-        EXPECT_EQ(list->headLink != nullptr, walked);
-        host.operations.quillonCollectionListClose(list);
-    }
+    for (const auto& row : rows) EXPECT_EQ(listed(row.top, row.options), row.list);
+    EXPECT_EQ(listed(multistatus({b, a}), 0, false), "a|-, b|-, 2");
+}
+
+TEST(Listing, takes_names_and_properties) {
+    const auto propstat = [](std::vector<Tree> properties) {
+        return element(U"propstat", {element(U"status"), element(U"prop", properties)});
+    };
+    const auto size = [](const char32_t* text) {
+        return response(U"a", {element(U"getcontentlength", U"7"), comment(),
+                               element(U"getcontentlength", text)});
+    };
+    const std::pair<Tree, const char*> rows[] = {
+        {response(U"/dav/my%20\xE4.txt"), "my%20ä.txt, 1"},
+        {response(U""), "-, 1"},
+        {response(U"/", {element(U"displayname", {cdata(U"A b")})}), "A b, 1"},
+        {response(U"a", {element(U"displayname", U""), element(U"displayname", {comment()})}),
+         "a, 1"},
+        {element(U"response", {element(U"href"), element(U"href", U"a"), propstat({})}), "-, 1"},
+        {element(U"response", {comment(), propstat({}), propstat({element(U"displayname", U"n")}),
+                               element(U"href", {cdata(U"/b")})}),
+         "b, 1"},
+        {response(U"a", {element(U"creationdate", U"1"), element(U"getlastmodified", U"2")}),
+         "a made 1 changed 2, 1"},
+        {response(U"a", {element(U"creationdate", U"1"), element(U"creationdate", U"soon")}),
+         "a, 1"},
+        {size(U"1902"), "a size 1902, 1"},
+        {size(U"18446744073709551617"), "a size 1, 1"},
+        {size(U" 102"), "a, 1"},
+        {size(U"1:02"), "a, 1"},
+        {size(U"102/"), "a, 1"},
+        {size(U""), "a, 1"},
+        {response(U"a", {element(U"resourcetype", {element(U"x"), element(U"collection")})}),
+         "a flags 1, 1"},
+        {response(U"a", {element(U"resourcetype", {text(U" "), element(U"collection")})}), "a, 1"},
+    };
+    for (const auto& [tree, list] : rows)
+        EXPECT_EQ(listed(multistatus({tree}), vx::LIST_COLLECTIONS_OPTION), list);
 }
 
 // The outlines end in the collection's last HTTP status.
-void expectFailures(const std::vector<Tree>& top, std::string_view rows) {
+TEST(Listing, that_fails_leaves_nothing) {
+    std::vector<Tree> top = multistatus({a});
     const auto openFailing = [&](CollectionHost& host) {
         host.response = top;
         EXPECT_EQ(open(host), nullptr);
@@ -94,11 +154,10 @@ void expectFailures(const std::vector<Tree>& top, std::string_view rows) {
         host.say(fmt::format("3 \"status {}\"", host.collection->lastStatus));
         return vx::VX_SUCCESS;
     };
-    expectOutcomes<CollectionHost>("quillonCollectionListOpen", openFailing, rows);
-}
-
-TEST(Listing, that_fails_leaves_nothing) {
-    expectFailures({}, R"(
+    const auto expect = [&](std::string_view rows) {
+        expectOutcomes<CollectionHost>("quillonCollectionListOpen", openFailing, rows);
+    };
+    expect(R"(
         HEAD rc=80000010 => 00000000: HEAD 80000010, InstHead returned rc=80000010, status -1
         HEAD 404 => 00000000: HEAD 404, journal 4 Collection URL does not exist., InstHead returned status=404, status 404
         OPTIONS rc=80000010 => 00000000: HEAD 200, OPTIONS 80000010, InstOptions returned rc=80000010, status 200
@@ -108,29 +167,34 @@ TEST(Listing, that_fails_leaves_nothing) {
         PROPFIND rc=80000010 => 00000000: HEAD 200, OPTIONS 200, PROPFIND 80000010 null, InstPropFind returned rc=80000010, status 200
         PROPFIND 405 null => 00000000: HEAD 200, OPTIONS 200, PROPFIND 405 null, journal 4 No info returned for PROPFIND request., InstPropFind returned no info, status 405
         PROPFIND 404 => 00000000: HEAD 200, OPTIONS 200, PROPFIND 404 response1, InstPropFind returned status=404, status 404
+        path small *4 => 00000000: HEAD 200, OPTIONS 200, PROPFIND 207 response1, path 803FE807, path 803FE807, path 803FE807, path 803FE807, squillonFileInfoRetrieve too many transcode tries for narrow member name, FileInfoRetrieve returned rc=803FE807, status 207
+        path rc=80000010 => 00000000: HEAD 200, OPTIONS 200, PROPFIND 207 response1, path 80000010, squillonFileInfoRetrieve transcode for narrow member name returned=-2147483632, FileInfoRetrieve returned rc=80000010, status 207
     )");
-    expectFailures({element(U"multistatus", {element(U"x"), a})}, R"(
-        => 00000000: HEAD 200, OPTIONS 200, PROPFIND 207 response1, error parsing xml, no response node found, journal 4 XML response from PROPFIND request could not be parsed., status 207
-    )");
-    expectFailures(multistatus({a, b, element(U"other")}), R"(
-        => 00000000: HEAD 200, OPTIONS 200, PROPFIND 207 response1, journal 4 propstat element could not be found., squillonFileInfoRetrieve propstat element not found, FileInfoRetrieve returned rc=81FFC813, status 207
-    )");
+    top = {element(U"multistatus", {element(U"x"), a})};
+    expect(
+        R"(=> 00000000: HEAD 200, OPTIONS 200, PROPFIND 207 response1, error parsing xml, no response node found, journal 4 XML response from PROPFIND request could not be parsed., status 207)");
+    top = multistatus({a, b, element(U"other", {element(U"prop")})});
+    expect(
+        R"(=> 00000000: HEAD 200, OPTIONS 200, PROPFIND 207 response1, journal 4 propstat element could not be found., squillonFileInfoRetrieve propstat element not found, FileInfoRetrieve returned rc=81FFC813, status 207)");
+    top = {element(U"response", {element(U"propstat", {text(U"prop")}), a.children[1]})};
+    expect(
+        R"(=> 00000000: HEAD 200, OPTIONS 200, PROPFIND 207 response1, squillonFileInfoRetrieve prop element not found, journal 4 prop element could not be found., FileInfoRetrieve returned rc=81FFC813, status 207)");
 }
 
 TEST(Listing, survives_each_lack_of_memory) {
+    const auto openAndClose = [](CollectionHost& host) {
+        host.response = multistatus({b, a, self});
+        vx::CollectionListHandle* list = open(host);
+        if (!list) return vx::VX_NO_MEMORY;
+        EXPECT_EQ(shown(list), "B, a, 2");
+        return host.operations.quillonCollectionListClose(list);
+    };
     everyAllocationFails<CollectionHost>(
-        [](CollectionHost& host) {
-            host.response =
-                multistatus({self, b, a, response(U"/c", {element(U"displayname", U"d")})});
-            vx::CollectionListHandle* list = open(host);
-            if (!list) return vx::VX_NO_MEMORY;
-            EXPECT_EQ(shown(list), "a b d 3");
-            host.operations.quillonCollectionListClose(list);
-            return vx::VX_SUCCESS;
-        },
-        noMemoryFor(
-            "quillonCollectionListOpen",
-            {"collection list handle", "collection list generic name", "file info struct"}));
+        openAndClose, {"quillonCollectionListOpen no memory for collection list handle",
+                       "quillonCollectionListOpen no memory for collection list generic name",
+                       "quillonCollectionListOpen no memory for file info struct",
+                       "squillonFileInfoRetrieve no memory for narrow member name",
+                       "squillonFileInfoRetrieve no memory for narrow member name(2)"});
 }
 
 }  // namespace
