@@ -9,7 +9,7 @@ using namespace test;
 const std::vector<Tree> collection = {element(U"resourcetype", {element(U"collection")})};
 const Tree self = response(U"http://h/c", collection);
 const Tree sub = response(U"http://h/c/sub/", collection);
-const Tree a = response(U"http://h/c/a");
+const Tree a = response(U"http://h/c/a", {element(U"displayname", U"a")});
 const Tree b = response(U"http://h/c/b", {element(U"displayname", U"B")});
 
 std::vector<Tree> multistatus(std::vector<Tree> responses) {

@@ -48,7 +48,8 @@ TEST(MemberHandle, is_made_step_by_step_and_unmade) {
         client2 Destroy)"));
 }
 
-// "name" in the script: none, or one of a length of its own.
+// "name" in the script: none, or one of a length of its own. The outlines end in the collection's
+// last HTTP status.
 vx::Status open(CollectionHost& host) {
     auto parms = memberParms<vx::FileHandleParms>(host);
     const Answer name = host.script.next("name");
@@ -59,26 +60,27 @@ vx::Status open(CollectionHost& host) {
     vx::FileHandle* member = acquire(host, parms, rc);
     EXPECT_EQ(member == nullptr, rc != vx::VX_SUCCESS);
     host.operations.quillonFileHandleRelease(member);  // null, too
+    host.say(fmt::format("3 \"status {}\"", host.collection->lastStatus));
     host.collection->flags |= vx::CACHE_CREATED;
     return rc;
 }
 
 TEST(MemberHandle, that_cannot_be_made_leaves_nothing) {
     expectOutcomes<CollectionHost>("quillonFileHandleAcquire", open, R"(
-        uncached => 81FFC815: no local cache
-        name null => 81FFC817: no member name
-        name length=0xFFFFFFFFFFFFFFFF => 81FFC817: no member name
-        name length=0 => 00000000: OPTIONS 200, HEAD 200
-        text rc=80000010 => 80000010: text 80000010, collection name transcode failure rc=80000010
-        CreateName rc=80000010 => 80000010: CreateName 80000010, CreateName for cache failed rc=80000010
-        path small *4 => 803FE807: path 803FE807, path 803FE807, path 803FE807, path 803FE807
-        path rc=80000010 => 80000010: path 80000010, transcoding failed for cache file path rc=80000010
-        CreateClient2 null *3 => 81FFC811: CreateClient2 null, CreateClient2 null, CreateClient2 null, journal 4 HTTP client instance for member could not be created. 53, CreateClient2 failed
-        OPTIONS rc=80000010 => 80000010: OPTIONS 80000010, InstOptions failed rc=80000010
-        OPTIONS 405 => 81FFC808: OPTIONS 405, InstOptions unexpected status=405
-        HEAD rc=80000010 => 80000010: OPTIONS 200, HEAD 80000010, InstHead failed rc=80000010
-        HEAD 401 => 81FFC802: OPTIONS 200, HEAD 401, collection not authorized
-        HEAD 500 => 81FFC808: OPTIONS 200, HEAD 500, InstHead unexpected status=500
+        uncached => 81FFC815: no local cache, status -1
+        name null => 81FFC817: no member name, status -1
+        name length=0xFFFFFFFFFFFFFFFF => 81FFC817: no member name, status -1
+        name length=0 => 00000000: OPTIONS 200, HEAD 200, status 200
+        text rc=80000010 => 80000010: text 80000010, collection name transcode failure rc=80000010, status -1
+        CreateName rc=80000010 => 80000010: CreateName 80000010, CreateName for cache failed rc=80000010, status -1
+        path small *4 => 803FE807: path 803FE807, path 803FE807, path 803FE807, path 803FE807, status -1
+        path rc=80000010 => 80000010: path 80000010, transcoding failed for cache file path rc=80000010, status -1
+        CreateClient2 null *3 => 81FFC811: CreateClient2 null, CreateClient2 null, CreateClient2 null, journal 4 HTTP client instance for member could not be created. 53, CreateClient2 failed, status -1
+        OPTIONS rc=80000010 => 80000010: OPTIONS 80000010, InstOptions failed rc=80000010, status -1
+        OPTIONS 405 => 81FFC808: OPTIONS 405, InstOptions unexpected status=405, status 405
+        HEAD rc=80000010 => 80000010: OPTIONS 200, HEAD 80000010, InstHead failed rc=80000010, status 200
+        HEAD 401 => 81FFC802: OPTIONS 200, HEAD 401, collection not authorized, status 401
+        HEAD 500 => 81FFC808: OPTIONS 200, HEAD 500, InstHead unexpected status=500, status 500
     )");
 }
 
