@@ -76,8 +76,7 @@ Status sendLock(FileHandle* member, Journal* journal) {
         member->client->InstLock(member->client, &member->lockParms, &member->status, journal, 0);
     squillonJournalSentence(member->extension, journal, JOURNAL_NOTE,
                             U"LOCK method returned status = %d.", 0, member->status);
-    if (member->status != HTTP_LOCKED && member->status / 100 <= 2 && member->lock)
-        return VX_SUCCESS;
+    if (member->status / 100 <= 2 && member->lock) return VX_SUCCESS;
     squillonLogFailure(member->extension, U"quillonFileLock LOCK returned status=%d",
                        member->status);
     return member->status == HTTP_LOCKED ? QUILLON_LOCKED : QUILLON_LOCK_FAILED;
