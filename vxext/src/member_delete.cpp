@@ -1,35 +1,17 @@
 // DELETE (RFC 4918, 9.6) of a member that is no newer than the caller knows it.
-#include "vxext/src/datetime.hpp"
-#include "vxext/src/failure.hpp"
 #include "vxext/src/http_status.hpp"
+#include "vxext/src/member_change.hpp"
 #include "vxext/src/operations.hpp"
-#include "vxext/src/temporary_member.hpp"
 
 namespace vx {
 namespace {
 
-Status checkDeletable(FileHandle* member, DeleteParms* parms, Journal* journal) {
-    const ExtensionHandle* extension = member->extension;
-    member->status = -1;
-    if (Status rc = extension->operations.quillonFileInfo(member, parms->pathTranscoder, journal))
-        return rc;
-    if (!(member->flags & FILE_EXISTS))
-        return squillonRefuse(extension, journal, QUILLON_FILE_NOT_FOUND,
-                              U"quillonFileDelete file not found");
-    if (!(member->allow & ALLOW_DELETE))
-        return squillonRefuse(extension, journal, QUILLON_METHOD_NOT_ALLOWED,
-                              U"quillonFileDelete DELETE method not allowed");
-    switch (squillonCheckAge(&parms->referenceTime, member->fileInfo->created)) {
-        case QUILLON_NO_CREATION_DATE:
-            return squillonRefuse(extension, journal, QUILLON_NO_CREATION_DATE,
-                                  U"quillonFileDelete missing creation date");
-        case QUILLON_NEWER_FILE:
-            return squillonRefuse(extension, journal, QUILLON_NEWER_FILE,
-                                  U"quillonFileDelete newer file cannot be deleted");
-        default:
-            return VX_SUCCESS;
-    }
-}
+constexpr Refusals refusals = {
+    .notFound = U"quillonFileDelete file not found",
+    .notAllowed = U"quillonFileDelete DELETE method not allowed",
+    .noCreationDate = U"quillonFileDelete missing creation date",
+    .newer = U"quillonFileDelete newer file cannot be deleted",
+};
 
 Status sendDelete(FileHandle* member, Journal* journal) {
     Client* client = member->client;
@@ -44,7 +26,7 @@ Status sendDelete(FileHandle* member, Journal* journal) {
 Status deleteMember(CollectionHandle* collection, DeleteParms* parms, Journal* journal) {
     FileHandle* member = squillonAcquireMember(collection, parms, journal);
     if (!member) return QUILLON_NO_FILE_HANDLE;
-    Status rc = checkDeletable(member, parms, journal);
+    Status rc = squillonCheckMember(member, parms, journal, ALLOW_DELETE, refusals, journal);
     if (rc == VX_SUCCESS) rc = sendDelete(member, journal);
     squillonReleaseMember(member, parms);
     return rc;

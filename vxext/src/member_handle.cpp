@@ -5,6 +5,7 @@
 #include "vxext/src/file_info.hpp"
 #include "vxext/src/handle.hpp"
 #include "vxext/src/http_status.hpp"
+#include "vxext/src/member_url.hpp"
 #include "vxext/src/operations.hpp"
 #include "vxext/src/transcode.hpp"
 
@@ -27,26 +28,15 @@ Status takeParms(FileHandle* member, const FileHandleParms* parms) {
     return VX_SUCCESS;
 }
 
-// The member's URL: the collection's, and the decoded name.
 Status makePath(FileHandle* member, const FileHandleParms* parms) {
-    ExtensionHandle* extension = member->extension;
-    const CollectionHandle* collection = member->collection;
-    const uint64_t nameRoom = uint64_t(parms->memberNameLength);  // a character for every byte
-    member->path = squillonAlloc<char32_t>(extension->pool, collection->urlLength + nameRoom);
+    Status rc = squillonMemberUrl(member->collection, parms->nameTranscoder, parms->memberName,
+                                  parms->memberNameLength, &member->path, &member->pathLength);
     if (!member->path)
-        return squillonFail(extension, VX_NO_MEMORY,
-                            U"quillonFileHandleAcquire no memory for filename");
-    std::memcpy(member->path, collection->url, collection->urlLength * sizeof(char32_t));
-
-    uint64_t produced = 0;
-    Status rc = parms->nameTranscoder->Transcode(parms->nameTranscoder, parms->memberName, nameRoom,
-                                                 member->path + collection->urlLength,
-                                                 nameRoom * sizeof(char32_t), &produced, 0);
-    if (rc != VX_SUCCESS)
-        return squillonFail(
-            extension, rc, U"quillonFileHandleAcquire collection name transcode failure rc=%X", rc);
-    member->pathLength = collection->urlLength + produced / sizeof(char32_t);
-    return VX_SUCCESS;
+        squillonLogFailure(member->extension, U"quillonFileHandleAcquire no memory for filename");
+    else if (rc != VX_SUCCESS)
+        squillonLogFailure(member->extension,
+                           U"quillonFileHandleAcquire collection name transcode failure rc=%X", rc);
+    return rc;
 }
 
 Status reserveCacheFile(FileHandle* member) {

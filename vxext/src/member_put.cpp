@@ -59,7 +59,7 @@ Status putUnderNewLock(FileHandle* member, Journal* journal) {
     if (Status rc = lockAgain(member, journal)) return rc;
     if (Status rc = refuseIfChanged(member, journal)) return rc;
     if (Status rc = sendContent(member, &member->lock, journal)) return rc;
-    return outcomeUnderLock(member, journal);
+    return outcomeUnderLock(member, journal);  // a second 412 is a refusal like others
 }
 
 // The new lock was the upload's own. A server that keeps it leaves the object with the member; that

@@ -1,59 +1,30 @@
 // MOVE (RFC 4918, 9.9) of a member within its collection.
-#include <cstring>
-
-#include "vxext/src/datetime.hpp"
-#include "vxext/src/failure.hpp"
 #include "vxext/src/http_status.hpp"
+#include "vxext/src/member_change.hpp"
+#include "vxext/src/member_url.hpp"
 #include "vxext/src/operations.hpp"
 #include "vxext/src/pool_ptr.hpp"
-#include "vxext/src/temporary_member.hpp"
 
 namespace vx {
 namespace {
 
-Status checkMovable(FileHandle* member, RenameParms* parms, Journal* journal) {
-    const ExtensionHandle* extension = member->extension;
-    member->status = -1;
-    if (Status rc = extension->operations.quillonFileInfo(member, parms->pathTranscoder, journal))
-        return rc;
-    if (!(member->flags & FILE_EXISTS))
-        return squillonFail(extension, QUILLON_FILE_NOT_FOUND, U"quillonFileRename file not found");
-    if (!(member->allow & ALLOW_MOVE))
-        return squillonFail(extension, QUILLON_METHOD_NOT_ALLOWED,
-                            U"quillonFileRename MOVE method not allowed");
-    switch (squillonCheckAge(&parms->referenceTime, member->fileInfo->created)) {
-        case QUILLON_NO_CREATION_DATE:
-            return squillonFail(extension, QUILLON_NO_CREATION_DATE,
-                                U"quillonFileRename missing creation date");
-        case QUILLON_NEWER_FILE:
-            return squillonFail(extension, QUILLON_NEWER_FILE,
-                                U"quillonFileRename cannot move newer file");
-        default:
-            return VX_SUCCESS;
-    }
-}
+constexpr Refusals refusals = {
+    .notFound = U"quillonFileRename file not found",
+    .notAllowed = U"quillonFileRename MOVE method not allowed",
+    .noCreationDate = U"quillonFileRename missing creation date",
+    .newer = U"quillonFileRename cannot move newer file",
+};
 
-// The collection's URL and the new name, of which every byte makes one character at most.
 Status makeDestination(const CollectionHandle* collection, const RenameParms* parms,
                        PoolPtr<char32_t>& destination, uint64_t* length) {
-    ExtensionHandle* extension = collection->extension;
-    const uint64_t nameRoom = uint64_t(parms->newNameLength);
-    char32_t* text = squillonAlloc<char32_t>(extension->pool, collection->urlLength + nameRoom);
-    if (!text)
-        return squillonFail(extension, VX_NO_MEMORY, U"quillonFileRename no memory for new name");
-    *destination.address() = text;
-    std::memcpy(text, collection->url, collection->urlLength * sizeof(char32_t));
-
-    uint64_t produced = 0;
-    Transcoder* transcoder = parms->nameTranscoder;
-    Status rc =
-        transcoder->Transcode(transcoder, parms->newName, nameRoom, text + collection->urlLength,
-                              nameRoom * sizeof(char32_t), &produced, 0);
-    if (rc != VX_SUCCESS)
-        return squillonFail(extension, rc,
-                            U"quillonFileRename failure transcoding new member name rc=%X", rc);
-    *length = collection->urlLength + produced / sizeof(char32_t);
-    return VX_SUCCESS;
+    Status rc = squillonMemberUrl(collection, parms->nameTranscoder, parms->newName,
+                                  parms->newNameLength, destination.address(), length);
+    if (!destination)
+        squillonLogFailure(collection->extension, U"quillonFileRename no memory for new name");
+    else if (rc != VX_SUCCESS)
+        squillonLogFailure(collection->extension,
+                           U"quillonFileRename failure transcoding new member name rc=%X", rc);
+    return rc;
 }
 
 Status sendMove(FileHandle* member, const char32_t* destination, uint64_t length) {
@@ -77,7 +48,9 @@ Status rename(CollectionHandle* collection, RenameParms* parms, Journal* journal
     FileHandle* member = squillonAcquireMember(collection, parms, journal);
     if (!member) return QUILLON_NO_FILE_HANDLE;
     *acquired = member;
-    if (Status rc = checkMovable(member, parms, journal)) return rc;
+    // The journal is told once, at the end.
+    if (Status rc = squillonCheckMember(member, parms, journal, ALLOW_MOVE, refusals, nullptr))
+        return rc;
     uint64_t length;
     if (Status rc = makeDestination(collection, parms, destination, &length)) return rc;
     return sendMove(member, destination.get(), length);
