@@ -43,7 +43,8 @@ vx::Status get(vx::Client* self, const vx::Word* options, vx::Word, vx::Word, in
     return finish(self, "GET", answer, 200, status);
 }
 
-// "pulls=N": the connection breaks after N pieces, whatever the answer says besides.
+// "pulls=N": the connection breaks after N pieces, whatever the answer says besides. "again": the
+// body is to be sent twice.
 vx::Status put(vx::Client* self, const vx::PutOptions* options, uint64_t optionsLength,
                uint32_t putCode, vx::Word, vx::LockObject** lock, uint32_t useLock, int32_t* status,
                vx::ReadCallback* body) {
@@ -60,8 +61,13 @@ vx::Status put(vx::Client* self, const vx::PutOptions* options, uint64_t options
     for (uint64_t pulls = answer.number("pulls", ~0ull); pulls > 0 && !end; --pulls) {
         end = body->callback(body, &data, &length);
         if (!end) sent.append(static_cast<const char*>(data), length);
+        if (end && answer.words.erase("again")) {
+            sent.clear();
+            end = vx::VX_SUCCESS;
+        }
     }
     if (end && end != vx::VX_END_OF_DATA) answer.rc = end;
+    EXPECT_EQ(body->total, sent.size());
     return finish(self, fmt::format("PUT {} bytes", sent.size()), answer, 201, status);
 }
 
