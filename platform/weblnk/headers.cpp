@@ -125,9 +125,10 @@ uint32_t parseAllowed(const Headers& headers) {
 
 std::string parseTokenUri(std::string_view text) {
     const auto token = trim(text);
-    // It goes back to the server inside a header: nothing may end the line or the brackets.
-    const bool clean = std::all_of(token.begin(), token.end(), [](char c) {
-        return c > ' ' && c != '<' && c != '>' && c != '\x7F';
+    // It goes back to the server inside a header: nothing may end the line or the brackets, and a
+    // URI is ASCII (RFC 3986, 2).
+    const bool clean = std::all_of(token.begin(), token.end(), [](unsigned char c) {
+        return c > ' ' && c < 0x7F && c != '<' && c != '>';
     });
     return clean ? std::string(token) : std::string();
 }
@@ -172,8 +173,8 @@ std::string parseStrongEtag(std::string_view value) {
     const bool quoted = value.size() >= 2 && value.front() == '"' && value.back() == '"';
     if (!quoted) return {};
     const auto inside = value.substr(1, value.size() - 2);
-    const bool clean = std::all_of(inside.begin(), inside.end(), [](char c) {
-        return static_cast<unsigned char>(c) > ' ' && c != '"' && c != '\x7F';
+    const bool clean = std::all_of(inside.begin(), inside.end(), [](unsigned char c) {
+        return c > ' ' && c != '"' && c != 0x7F;
     });
     return clean ? std::string(value) : std::string();
 }

@@ -55,6 +55,7 @@ TEST(WeblnkHeaders, areReadOrRefusedWhole) {
         {parseTokenUri, "a b", ""},
         {parseTokenUri, "a>", ""},
         {parseTokenUri, "<b", ""},
+        {parseTokenUri, "urn:\xC3\xBC", ""},
         {parseStrongEtag, "\"a-1\"", "\"a-1\""},
         {parseStrongEtag, "\"\"", "\"\""},
         {parseStrongEtag, "W/\"a\"", ""},
