@@ -1,14 +1,17 @@
-// The configuration file: reading it, and changes that must touch nothing but one site.
+// Files of the person: the netrc file, and the configuration, of which a change must touch nothing
+// but one site.
 #include <string>
 
 #include "cli/config_edit.hpp"
+#include "cli/netrc.hpp"
 #include "tests/fuzz/fuzz.hpp"
 
 namespace {
 
 using namespace quillon::cli;
+using fuzz::require;
 
-// Values of the other sites, which no change may alter.
+// Values of the other sites.
 std::string others(const std::vector<Site>& sites) {
     std::string all;
     for (const Site& site : sites) {
@@ -18,31 +21,31 @@ std::string others(const std::vector<Site>& sites) {
     return all;
 }
 
+void checkChange(const std::vector<Site>& before, std::string_view changed, bool stored) {
+    const auto after = parseSites(changed);
+    require(static_cast<bool>(after), "a change leaves a configuration");
+    require((findSite(*after, "work") != nullptr) == stored, "the site is there, or gone");
+    require(others(before) == others(*after), "and all others are as before");
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const auto text = fuzz::text(data, size);
+    const auto entry = findInNetrc(text, "h", "");
+    require(!entry || !entry->password.empty(), "an entry has a password");
+
     // toml++ 3.3 runs into its own unreachable code for letters outside strings and ASCII.
     if (std::any_of(text.begin(), text.end(), [](unsigned char c) { return c >= 0x80; })) return 0;
-    Site work;
-    work.name = "work";
-    work.url = "https://new/";
-    work.user = "ann";
-    work.password = "{zebsodium1}new";
+    const Site work{.name = "work", .url = "https://new/", .user = "ann", .password = "{zeb}new"};
     const auto before = parseSites(text);
-    if (const auto changed = withSite(text, work); changed && before) {
-        const auto after = parseSites(*changed);
-        fuzz::require(static_cast<bool>(after), "a change leaves a configuration");
-        const Site* site = findSite(*after, "work");
-        fuzz::require(site != nullptr && site->user == "ann", "with the site");
-        fuzz::require(others(*before) == others(*after), "and all others");
-        const auto again = withSite(*changed, work);
-        fuzz::require(again && *again == *changed, "the same change again is none");
-    }
-    if (const auto removed = withoutSite(text, "work"); removed && before) {
-        const auto after = parseSites(*removed);
-        fuzz::require(after && findSite(*after, "work") == nullptr, "a removed site is gone");
-        fuzz::require(others(*before) == others(*after), "and all others are there");
-    }
+    const auto changed = withSite(text, work);
+    const auto removed = withoutSite(text, "work");
+    if (!before) return 0;
+    if (removed) checkChange(*before, *removed, false);
+    if (!changed) return 0;
+    checkChange(*before, *changed, true);
+    const auto again = withSite(*changed, work);
+    require(again && *again == *changed, "the same change again is none");
     return 0;
 }

@@ -1,34 +1,51 @@
-// A pool that knows how many of its blocks are out. They are the system's own, so that the address
-// sanitizer sees their ends; the n-th request can be made to fail.
+// A pool that counts the blocks that are out. They are the system's own, so that the address
+// sanitizer sees their ends.
 #pragma once
 
 #include <cstdlib>
+#include <vector>
 
 #include "host/pool.h"
-#include "platform/slots.hpp"
+#include "host/status.h"
+#include "tests/fuzz/fuzz.hpp"
 
 namespace fuzz {
 
 struct CountingPool : vx::Pool {
     size_t out = 0;
-    size_t asked = 0;
-    size_t failAt = 0;  // 1: the first request; 0: none
 
-    CountingPool() {
-        vxhost::fillSlots<vx::Pool>(*this);
-        Alloc = [](vx::Pool* self, uint64_t bytes, uint32_t flags) noexcept -> void* {
-            auto& pool = *static_cast<CountingPool*>(self);
-            if (++pool.asked == pool.failAt) return nullptr;
-            void* block = flags == vx::POOL_ZEROED ? std::calloc(1, bytes) : std::malloc(bytes);
-            pool.out += block != nullptr;
-            return block;
+    CountingPool() : vx::Pool{} {
+        Alloc = [](vx::Pool* self, uint64_t bytes, uint32_t flags) {
+            ++static_cast<CountingPool*>(self)->out;
+            return flags == vx::POOL_ZEROED ? std::calloc(1, bytes) : std::malloc(bytes);
         };
-        Free = [](vx::Pool* self, void* block) noexcept {
+        Free = [](vx::Pool* self, void* block) {
             --static_cast<CountingPool*>(self)->out;
             std::free(block);
         };
-        DestroyPool = [](vx::Pool*) noexcept {};
     }
 };
+
+template <class Unit>
+struct Coded {
+    vx::Status status;
+    std::vector<Unit> output;  // empty after a failure
+};
+
+// What the codec makes of the input, in a block that is given back.
+template <class Input, class InputCount, class Unit, class Count>
+Coded<Unit> coded(vx::Status (*codec)(vx::Pool*, const Input*, InputCount, Unit**, Count*),
+                  const std::vector<Input>& input) {
+    CountingPool pool;
+    Unit* output = nullptr;
+    Count count = 0;
+    const vx::Status status =
+        codec(&pool, input.data(), static_cast<InputCount>(input.size()), &output, &count);
+    require(status == vx::VX_SUCCESS || !output, "nothing comes of a failure");
+    const Coded<Unit> result{status, {output, output + count}};
+    if (output) pool.Free(&pool, output);
+    require(pool.out == 0, "no block is left");
+    return result;
+}
 
 }  // namespace fuzz

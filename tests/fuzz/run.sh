@@ -7,15 +7,6 @@ build=$1 seconds=$2
 shift 2
 here=$(dirname "${BASH_SOURCE[0]}")
 
-# The dictionary of a target's language, if there is one.
-dictionary() {
-    case $1 in
-    multistatus | active_lock | xml) echo xml ;;
-    url | address) echo url ;;
-    headers | config) echo "$1" ;;
-    esac
-}
-
 programs=("$build"/bin/fuzz_*)
 [ $# -gt 0 ] || set -- "${programs[@]##*/fuzz_}"
 for target; do
@@ -23,8 +14,8 @@ for target; do
     mkdir -p "$found"
     options=(-max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048
         -artifact_prefix="$build/$target.")
-    words=$(dictionary "$target")
-    [ -z "$words" ] || options+=(-dict="$here/dictionaries/$words.dict")
+    words=$here/dictionaries/$target.dict
+    [ ! -e "$words" ] || options+=(-dict="$words")
     if ! "$build/bin/fuzz_$target" "${options[@]}" "$found" "$here/corpus/$target" >"$log" 2>&1; then
         tail -n 60 "$log"
         echo "$target: found something. The input is the file named in \"Test unit written to\"" \

@@ -1,6 +1,7 @@
-// URLs and hrefs. The first line is a URL as a person spells it, the second one a reference.
+// URLs as a person or a server spells them, in the first line; a reference or a name in the rest.
 #include <string>
 
+#include "client/address.hpp"
 #include "platform/transcoder.hpp"
 #include "platform/weblnk/href_resolver.hpp"
 #include "platform/weblnk/url.hpp"
@@ -10,16 +11,16 @@ namespace {
 
 using namespace vxhost;
 using fuzz::require;
+using quillon::Address;
+
+bool isText(std::string_view bytes) {
+    return shownUtf8(shownUtf32(bytes)) == bytes;
+}
 
 // Spelt with an absolute path, or none: what is true of every URL that a collection can have.
 bool isProper(std::string_view url) {
     const auto [root, path] = splitSpelt(url);
     return !root.empty() && (path.empty() || path[0] == '/');
-}
-
-bool isNormal(std::string_view url) {
-    const auto path = splitReference(url).path;
-    return isProper(url) && removeDotSegments(path) == path;
 }
 
 void checkEncoding(std::string_view spelt) {
@@ -35,28 +36,19 @@ void checkSegment(std::string_view name) {
     const std::string segment = encodeSegment(name);
     require(segment.find_first_of("/?#") == segment.npos, "a name is one segment");
     require(encodeForRequest(segment) == segment, "which a request can carry");
-    const std::string shown = shownUtf8(shownUtf32(name));
-    if (shown == name) require(decodeSegment(segment) == name, "and stands for the name");
-    toUtf32(decodeSegment(shown));  // throws for what is no UTF-8
-}
-
-void checkComparison(std::string_view a, std::string_view b) {
-    require(sameResource(a, a), "a resource is itself");
-    require(sameResource(a, b) == sameResource(b, a), "sameResource is symmetric");
-    require(sameOrigin(a, b) == sameOrigin(b, a), "sameOrigin is symmetric");
-    require(origin(a).empty() || sameOrigin(a, a), "an origin is itself");
-    const std::string path = removeDotSegments(a);
-    require(removeDotSegments(path) == path, "dot segments are removed at once");
+    require(decodeSegment(segment) == (isText(name) ? name : segment), "and stands for the name");
 }
 
 void checkResolution(std::string_view base, std::string_view reference) {
     const std::string url = resolve(base, reference);
+    const auto basePath = splitReference(base).path;
+    const std::string path = removeDotSegments(basePath);
+    require(removeDotSegments(path) == path, "dot segments are removed at once");
     if (!isProper(base)) return;
-    if (isNormal(base)) require(resolve(base, url) == url, "a resolved reference stays");
+    if (path == basePath) require(resolve(base, url) == url, "a resolved reference stays");
     const auto parts = splitReference(reference);
-    if (!parts.scheme && !parts.authority) {
-        require(origin(url) == origin(base), "a reference without an origin stays at the base's");
-    }
+    if (parts.scheme || parts.authority) return;
+    require(origin(url) == origin(base), "a reference without an origin stays at the base's");
 }
 
 void checkHrefs(std::string_view spelt, std::string_view href) {
@@ -66,9 +58,26 @@ void checkHrefs(std::string_view spelt, std::string_view href) {
     const std::string encoded = encodeForRequest(spelt);
     require(resolver.resolve(encoded) == spelt, "the requested URL comes back as spelt");
     const auto path = splitSpelt(encoded).path;
-    if (!path.empty() && !path.starts_with("//")) {
-        require(resolver.resolve(path) == spelt, "and so does its path");
-    }
+    if (path.empty() || path.starts_with("//")) return;
+    require(resolver.resolve(path) == spelt, "and so does its path");
+}
+
+void checkAddress(std::string_view typed, std::string_view name) {
+    const auto address = Address::parse(typed);
+    if (!address) return;
+    const std::string url = address->url();
+    require(url.find('@') == url.npos || url.find('@') > url.find('/', 8), "no credentials stay");
+    require(!address->host().empty() && !address->name().empty(), "host and resource have names");
+    const auto again = Address::parse(url);
+    require(again && again->url() == url, "an address can be typed");
+    if (address->namesMember())
+        require(address->asCollection().asMember().url() == url, "a member is itself");
+
+    const auto member = address->member(name);
+    if (!member) return;
+    require(member->collection() == address->collection(), "a member is in its collection");
+    require(member->segment().find('/') == std::string::npos, "under one segment");
+    if (isText(name)) require(member->name() == name, "that stands for its name");
 }
 
 }  // namespace
@@ -78,8 +87,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const auto url = fuzz::takeLine(rest);
     checkEncoding(url);
     checkSegment(rest);
-    checkComparison(url, rest);
     checkResolution(url, rest);
     checkHrefs(url, rest);
+    checkAddress(url, rest);
     return 0;
 }
