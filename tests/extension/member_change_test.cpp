@@ -5,8 +5,6 @@ namespace {
 
 using namespace test;
 
-const std::string known = "OPTIONS 200, HEAD 200, PROPFIND 207 response1, ";
-
 // Of a member created at 5 GMT, unless the script says "undated"; "reference N" is the caller's
 // local time, "?" a NaN. "named" leaves it to the operation to open the member. The outline ends in
 // the HTTP status that the caller gets.
@@ -20,7 +18,7 @@ vx::Status change(vx::Status (*operation)(vx::CollectionHandle*, Parms*, vx::Jou
     host.response = memberResponse(U"creationdate", host.script.has("undated") ? U"?" : U"5");
     host.zone = 3;  // a local time plus 3 is GMT
     const vx::Status rc = operation(host.collection, &parms, &host.journal);
-    host.say(fmt::format("3 \"status {}\"", parms.status));
+    host.say("3 status {}", parms.status);
     return rc;
 }
 
@@ -38,42 +36,40 @@ vx::Status rename(MemberHost& host) {
 }
 
 TEST(MemberDelete, spares_what_is_gone_or_not_allowed_or_newer_or_of_unknown_age) {
-    expectOutcomes<MemberHost>("quillonFileDelete", remove,
-                               fmt::format(R"(
-        undated => 00000000: {0}DELETE 204, returning rc=00000000, status 204
-        reference 2 => 00000000: {0}DELETE 204, returning rc=00000000, status 204
-        reference ? => 00000000: {0}DELETE 204, returning rc=00000000, status 204
-        reference 1 => 81FFC80D: {0}newer file cannot be deleted, journal 4 81FFC80D, returning rc=81FFC80D, status 207
-        reference ?, undated => 81FFC80C: {0}missing creation date, journal 4 81FFC80C, returning rc=81FFC80C, status 207
+    expectOutcomes<MemberHost>("quillonFileDelete", remove, R"(
+        known = OPTIONS 200, HEAD 200, PROPFIND 207 response1
+        undated => 00000000: {known}, DELETE 204, returning rc=00000000, status 204
+        reference 2 => 00000000: {known}, DELETE 204, returning rc=00000000, status 204
+        reference ? => 00000000: {known}, DELETE 204, returning rc=00000000, status 204
+        reference 1 => 81FFC80D: {known}, newer file cannot be deleted, journal 4 81FFC80D, returning rc=81FFC80D, status 207
+        reference ?, undated => 81FFC80C: {known}, missing creation date, journal 4 81FFC80C, returning rc=81FFC80C, status 207
         reference 1, HEAD 404 => 81FFC806: OPTIONS 200, HEAD 404, file not found, journal 4 81FFC806, returning rc=81FFC806, status 404
-        reference 1, OPTIONS allow=0xDFFFFFFF => 81FFC80B: {0}DELETE method not allowed, journal 4 81FFC80B, returning rc=81FFC80B, status 207
+        reference 1, OPTIONS allow=0xDFFFFFFF => 81FFC80B: {known}, DELETE method not allowed, journal 4 81FFC80B, returning rc=81FFC80B, status 207
         OPTIONS rc=80000010 => 80000010: OPTIONS 80000010, quillonFileInfo InstOptions failed rc=80000010, returning rc=80000010, status -1
-        DELETE rc=80000010 => 80000010: {0}DELETE 80000010, DELETE method failed rc=80000010, returning rc=80000010, status 207
-        DELETE 423 => 81FFC808: {0}DELETE 423, DELETE returned status=423, journal 4 81FFC808, returning rc=81FFC808, status 423
-        named => 00000000: OPTIONS 200, HEAD 200, {0}DELETE 204, returning rc=00000000, status 204
+        DELETE rc=80000010 => 80000010: {known}, DELETE 80000010, DELETE method failed rc=80000010, returning rc=80000010, status 207
+        DELETE 423 => 81FFC808: {known}, DELETE 423, DELETE returned status=423, journal 4 81FFC808, returning rc=81FFC808, status 423
+        named => 00000000: OPTIONS 200, HEAD 200, {known}, DELETE 204, returning rc=00000000, status 204
         named, OPTIONS 500 => 81FFC807: OPTIONS 500, quillonFileHandleAcquire InstOptions unexpected status=500, returning rc=81FFC807, status 99
-    )",
-                                           known));
+    )");
 }
 
 TEST(MemberRename, spares_it_too_and_tells_the_journal_once_of_each_failure) {
-    expectOutcomes<MemberHost>("quillonFileRename", rename,
-                               fmt::format(R"(
-        newName length=0 => 00000000: {0}MOVE 201, status 201
+    expectOutcomes<MemberHost>("quillonFileRename", rename, R"(
+        known = OPTIONS 200, HEAD 200, PROPFIND 207 response1
+        newName length=0 => 00000000: {known}, MOVE 201, status 201
         newName null, named => 81FFC817: null member name, journal 4 81FFC817, status 99
         newName length=-1, named => 81FFC817: null member name, journal 4 81FFC817, status 99
-        reference 1 => 81FFC80D: {0}cannot move newer file, journal 4 81FFC80D, status 207
-        reference 9, undated => 81FFC80C: {0}missing creation date, journal 4 81FFC80C, status 207
+        reference 1 => 81FFC80D: {known}, cannot move newer file, journal 4 81FFC80D, status 207
+        reference 9, undated => 81FFC80C: {known}, missing creation date, journal 4 81FFC80C, status 207
         HEAD 404 => 81FFC806: OPTIONS 200, HEAD 404, file not found, journal 4 81FFC806, status 404
-        OPTIONS allow=0xFEFFFFFF => 81FFC80B: {0}MOVE method not allowed, journal 4 81FFC80B, status 207
+        OPTIONS allow=0xFEFFFFFF => 81FFC80B: {known}, MOVE method not allowed, journal 4 81FFC80B, status 207
         OPTIONS rc=80000010 => 80000010: OPTIONS 80000010, quillonFileInfo InstOptions failed rc=80000010, journal 4 80000010, status -1
-        text rc=80000010 => 80000010: {0}text 80000010, failure transcoding new member name rc=80000010, journal 4 80000010, status 207
-        MOVE rc=80000010 => 80000010: {0}MOVE 80000010, InstMove returned rc=80000010, journal 4 80000010, status 207
-        MOVE 409 => 81FFC808: {0}MOVE 409, MOVE method status=409, journal 4 81FFC808, status 409
-        MOVE 412 => 81FFC80E: {0}MOVE 412, journal 4 81FFC80E, status 412
+        text rc=80000010 => 80000010: {known}, text 80000010, failure transcoding new member name rc=80000010, journal 4 80000010, status 207
+        MOVE rc=80000010 => 80000010: {known}, MOVE 80000010, InstMove returned rc=80000010, journal 4 80000010, status 207
+        MOVE 409 => 81FFC808: {known}, MOVE 409, MOVE method status=409, journal 4 81FFC808, status 409
+        MOVE 412 => 81FFC80E: {known}, MOVE 412, journal 4 81FFC80E, status 412
         named, OPTIONS 500 => 81FFC807: OPTIONS 500, quillonFileHandleAcquire InstOptions unexpected status=500, journal 4 81FFC807, status 99
-    )",
-                                           known));
+    )");
 }
 
 TEST(MemberRename, moves_within_the_collection) {
@@ -88,14 +84,14 @@ TEST(MemberRename, moves_within_the_collection) {
         ReleaseName "/cache/1/WEBDAV2"
         client3 Destroy
         2 "quillonFileRename returning rc=81FFC804"
-        3 "status 423")"));
+        3 status 423)"));
 }
 
 TEST(MemberRename, survives_each_lack_of_memory) {
     everyAllocationFails<MemberHost>(rename,
-                                     {"quillonFileInfo no memory for info",
-                                      "squillonFileInfoRetrieve no memory for narrow member name",
-                                      "quillonFileRename no memory for new name"});
+                                     {"quillonFileInfo no memory for info\"",
+                                      "squillonFileInfoRetrieve no memory for narrow member name\"",
+                                      "quillonFileRename no memory for new name\""});
 }
 
 }  // namespace

@@ -17,28 +17,30 @@ vx::Status lock(MemberHost& host) {
     const vx::Status rc = host.operations.quillonFileLock(host.member, &request, &host.journal);
     EXPECT_NE(host.member->status, 99);
     EXPECT_EQ(host.putBody, "");
-    host.say(fmt::format("3 date {}", host.member->lockDate));
+    host.say("3 date {}", host.member->lockDate);
     return rc;
 }
 
 TEST(MemberLock, that_fails_tells_the_journal) {
     expectOutcomes<MemberHost>("quillonFileLock", lock, R"(
-        => 00000000: OPTIONS 200, LOCK 200 lock1, journal 2 LOCK method returned status = 200., OPTIONS 200, HEAD 200, PROPFIND 207 response1, date 7
+        known = OPTIONS 200, HEAD 200, PROPFIND 207 response1
+        note = journal 2 LOCK method returned status =
+        => 00000000: OPTIONS 200, LOCK 200 lock1, {note} 200., {known}, date 7
         OPTIONS rc=80000010 => 80000010: OPTIONS 80000010, InstOptions failed rc=80000010, journal 4 80000010, date -nan
         OPTIONS 403 => 81FFC808: OPTIONS 403, OPTIONS returned status=403, journal 4 81FFC808, date -nan
-        OPTIONS allow=0xFBFFFFFF => 81FFC809: OPTIONS 200, OPTIONS 200, HEAD 200, PROPFIND 207 response1, journal 4 81FFC809, date 7
+        OPTIONS allow=0xFBFFFFFF => 81FFC809: OPTIONS 200, {known}, journal 4 81FFC809, date 7
         held, flags 4 => 81FFC805: OPTIONS 200, journal 4 81FFC805, date 7
         flags 4, HEAD rc=80000010 => 80000010: OPTIONS 200, HEAD 80000010, InstHead failed rc=80000010, journal 4 80000010, date -nan
         flags 4, HEAD 404, PUT rc=80000010 => 80000010: OPTIONS 200, HEAD 404, PUT 80000010, InstPut failed rc=80000010, journal 4 80000010, date -nan
         flags 4, HEAD 404, PUT 423 => 81FFC804: OPTIONS 200, HEAD 404, PUT 423, journal 4 81FFC804, date -nan
         flags 4, HEAD 404, PUT 412 => 81FFC808: OPTIONS 200, HEAD 404, PUT 412, PUT returned status=412, journal 4 81FFC808, date -nan
-        flags 4, HEAD 404, LOCK 423 => 81FFC804: OPTIONS 200, HEAD 404, PUT 201, LOCK 423 null, journal 2 LOCK method returned status = 423., LOCK returned status=423, journal 4 81FFC804, date -nan
-        flags 4, HEAD 500, LOCK 200 null => 81FFC80A: OPTIONS 200, HEAD 500, LOCK 200 null, journal 2 LOCK method returned status = 200., LOCK returned status=200, journal 4 81FFC80A, date -nan
+        flags 4, HEAD 404, LOCK 423 => 81FFC804: OPTIONS 200, HEAD 404, PUT 201, LOCK 423 null, {note} 423., LOCK returned status=423, journal 4 81FFC804, date -nan
+        flags 4, HEAD 500, LOCK 200 null => 81FFC80A: OPTIONS 200, HEAD 500, LOCK 200 null, {note} 200., LOCK returned status=200, journal 4 81FFC80A, date -nan
         starved => 803FC002: OPTIONS 200, no memory for lockparms, journal 4 803FC002, date -nan
-        LOCK 423 lock => 81FFC804: OPTIONS 200, LOCK 423 lock1, journal 2 LOCK method returned status = 423., LOCK returned status=423, journal 4 81FFC804, date -nan
-        LOCK 300 lock => 81FFC80A: OPTIONS 200, LOCK 300 lock1, journal 2 LOCK method returned status = 300., LOCK returned status=300, journal 4 81FFC80A, date -nan
-        LOCK rc=80000010 => 81FFC80A: OPTIONS 200, LOCK 80000010 null, journal 2 LOCK method returned status = 0., LOCK returned status=0, journal 4 81FFC80A, date -nan
-        flags 2, undated => 00000000: OPTIONS 200, HEAD 200, PROPFIND 207 response1, date 1000
+        LOCK 423 lock => 81FFC804: OPTIONS 200, LOCK 423 lock1, {note} 423., LOCK returned status=423, journal 4 81FFC804, date -nan
+        LOCK 300 lock => 81FFC80A: OPTIONS 200, LOCK 300 lock1, {note} 300., LOCK returned status=300, journal 4 81FFC80A, date -nan
+        LOCK rc=80000010 => 81FFC80A: OPTIONS 200, LOCK 80000010 null, {note} 0., LOCK returned status=0, journal 4 81FFC80A, date -nan
+        flags 2, undated => 00000000: {known}, date 1000
         flags 2, HEAD rc=80000010 => 00000000: OPTIONS 200, HEAD 80000010, quillonFileInfo InstHead failed rc=80000010, date 1000
     )");
 }
@@ -73,7 +75,7 @@ TEST(MemberLock, is_given_back_whatever_the_server_says) {
         const vx::Status rc = host.operations.quillonFileLockRelease(host.member, &host.journal);
         EXPECT_EQ(host.lines.at(0), "2 \"quillonFileLockRelease called\"");
         EXPECT_EQ(host.member->lock, nullptr);
-        host.say(fmt::format("3 date {}", host.member->lockDate));
+        host.say("3 date {}", host.member->lockDate);
         return rc;
     };
     expectOutcomes<MemberHost>("quillonFileLockRelease", release, R"(

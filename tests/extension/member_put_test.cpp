@@ -49,26 +49,24 @@ TEST(MemberPut, streams_the_cache_file_under_the_lock) {
 }
 
 TEST(MemberPut, overwrites_nothing_that_others_stored) {
-    const std::string locked =
-        "under lock1, PUT 412, lock1 Destroy, LOCK 200 lock2, "
-        "journal 2 LOCK method returned status = 200, OPTIONS 200, HEAD ";
-    static constexpr char unlock[] =
-        "lock2 UNLOCK -> {0}, journal 2 UNLOCK method returned status = {0}";
-    expectOutcomes<MemberHost>(
-        "quillonFilePut", put,
-        fmt::format(R"(
+    expectOutcomes<MemberHost>("quillonFilePut", put, R"(
+        again = under lock1, PUT 412, lock1 Destroy
+        locked = {again}, LOCK 200 lock2, journal 2 LOCK method returned status = 200, OPTIONS 200, HEAD
+        checked = {locked} 200, PROPFIND 207 response1
+        unlocked = lock2 UNLOCK -> 204, journal 2 UNLOCK method returned status = 204, lock2 Destroy
+        kept = lock2 UNLOCK -> 500, journal 2 UNLOCK method returned status = 500, UNLOCK returned status=500, lock lock2
         locked, PUT 507, modified 9 => 81FFC812: under lock1, PUT 507, lock lock1
         locked, PUT 423, modified 9 => 81FFC808: under lock1, PUT 423, journal 4 81FFC808, PUT returned status=423, lock lock1
         locked, PUT rc=80000010 pulls=0 => 80000010: under lock1, PUT 80000010, InstPut failed rc=80000010, lock lock1
-        locked, PUT 412 => 00000000: {checked}under lock2, PUT 201, {unlocked}
-        locked, PUT 412, modified 8, UNLOCK 500 => 81FFC80F: {checked}file lost, {kept}
-        locked, PUT 412, modified ? => 81FFC80F: {checked}file lost, {unlocked}
-        locked, PUT 412, modified 8, HEAD 404 => 00000000: {locked}404, under lock2, PUT 201, {unlocked}
-        locked, PUT 412, PUT 412 => 81FFC808: {checked}under lock2, PUT 412, journal 4 81FFC808, PUT returned status=412, {unlocked}
-        locked, PUT 412, PUT 204, UNLOCK 500 => 81FFC808: {checked}under lock2, PUT 204, {kept}
-        locked, PUT 412, HEAD rc=80000010 => 80000010: {locked}80000010, quillonFileInfo InstHead failed rc=80000010, {unlocked}
-        locked, PUT 412, LOCK -, LOCK 200 null => 81FFC810: under lock1, PUT 412, lock1 Destroy, LOCK 200 null, journal 2 LOCK method returned status = 200, LOCK method returned status=200, journal 4 81FFC810
-        locked, PUT 412, LOCK -, LOCK 500 lock => 81FFC810: under lock1, PUT 412, lock1 Destroy, LOCK 500 lock2, journal 2 LOCK method returned status = 500, LOCK method returned status=500, journal 4 81FFC810, {unlocked}
+        locked, PUT 412 => 00000000: {checked}, under lock2, PUT 201, {unlocked}
+        locked, PUT 412, modified 8, UNLOCK 500 => 81FFC80F: {checked}, file lost, {kept}
+        locked, PUT 412, modified ? => 81FFC80F: {checked}, file lost, {unlocked}
+        locked, PUT 412, modified 8, HEAD 404 => 00000000: {locked} 404, under lock2, PUT 201, {unlocked}
+        locked, PUT 412, PUT 412 => 81FFC808: {checked}, under lock2, PUT 412, journal 4 81FFC808, PUT returned status=412, {unlocked}
+        locked, PUT 412, PUT 204, UNLOCK 500 => 81FFC808: {checked}, under lock2, PUT 204, {kept}
+        locked, PUT 412, HEAD rc=80000010 => 80000010: {locked} 80000010, quillonFileInfo InstHead failed rc=80000010, {unlocked}
+        locked, PUT 412, LOCK -, LOCK 200 null => 81FFC810: {again}, LOCK 200 null, journal 2 LOCK method returned status = 200, LOCK method returned status=200, journal 4 81FFC810
+        locked, PUT 412, LOCK -, LOCK 500 lock => 81FFC810: {again}, LOCK 500 lock2, journal 2 LOCK method returned status = 500, LOCK method returned status=500, journal 4 81FFC810, {unlocked}
         noted => 00000000: OPTIONS 200, HEAD 200, PROPFIND 207 response1, PUT 201
         noted, modified 8 => 81FFC80F: OPTIONS 200, HEAD 200, PROPFIND 207 response1, file lost
         PUT 423 => 81FFC804: PUT 423
@@ -80,12 +78,7 @@ TEST(MemberPut, overwrites_nothing_that_others_stored) {
         fsboxOpen rc=80000010 => 80000010: fsboxOpen null, PUT 80000010, InstPut failed rc=80000010
         fsboxOpen null => 81FFC811: fsboxOpen null, PUT 81FFC811, InstPut failed rc=81FFC811
         Read rc=80000010 => 80000010: PUT 80000010, InstPut failed rc=80000010
-    )",
-                    fmt::arg("locked", locked),
-                    fmt::arg("checked", locked + "200, PROPFIND 207 response1, "),
-                    fmt::arg("unlocked", fmt::format(unlock, 204) + ", lock2 Destroy"),
-                    fmt::arg("kept", fmt::format(unlock, 500) +
-                                         ", UNLOCK returned status=500, lock lock2")));
+    )");
 }
 
 }  // namespace
