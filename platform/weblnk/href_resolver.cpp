@@ -1,5 +1,7 @@
 #include "platform/weblnk/href_resolver.hpp"
 
+#include <utility>
+
 #include "platform/weblnk/url.hpp"
 #include "platform/weblnk/url_path.hpp"
 
@@ -13,18 +15,22 @@ bool isPlainPath(std::string_view href) {
 
 }  // namespace
 
-HrefResolver::HrefResolver(std::string_view requested)
-    : spelt_(requested), base_(encodeForRequest(requested)) {
+HrefResolver::HrefResolver(std::string_view spelt, std::string asked)
+    : spelt_(spelt), base_(asked.empty() ? encodeForRequest(spelt) : std::move(asked)) {
     const auto parts = splitSpelt(spelt_);
     root_ = parts.root;
     path_ = parts.path;
+    askedPath_ = splitReference(base_).path;
+    redirected_ = !samePath(path_, askedPath_);
 }
 
 // Nearly every href is a member's: it begins with the very spelling of its collection and goes on,
 // which one comparison of memory tells.
 bool HrefResolver::isRequested(std::string_view path) const {
-    if (path_.ends_with('/') && path.starts_with(path_)) return path.size() == path_.size();
-    return samePath(path, path_);
+    if (!redirected_ && path_.ends_with('/') && path.starts_with(path_)) {
+        return path.size() == path_.size();
+    }
+    return samePath(path, path_) || (redirected_ && samePath(path, askedPath_));
 }
 
 std::string_view HrefResolver::resolve(std::string_view href) {
@@ -34,8 +40,9 @@ std::string_view HrefResolver::resolve(std::string_view href) {
         return result_;
     }
     result_ = vxhost::resolve(base_, href);
-    const bool isSelf =
-        samePath(removeDotSegments(splitSpelt(result_).path), removeDotSegments(path_));
+    const auto path = removeDotSegments(splitSpelt(result_).path);
+    const bool isSelf = samePath(path, removeDotSegments(path_)) ||
+                        (redirected_ && samePath(path, removeDotSegments(askedPath_)));
     return isSelf ? spelt_ : result_;
 }
 

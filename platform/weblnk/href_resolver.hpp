@@ -8,22 +8,25 @@ namespace vxhost {
 
 class HrefResolver {
 public:
-    explicit HrefResolver(std::string_view requested);  // the client's URL as spelt, UTF-8
+    // The client's URL as spelt, UTF-8; asked: the one that answered, when it is another.
+    explicit HrefResolver(std::string_view spelt, std::string asked = {});
     HrefResolver(const HrefResolver&) = delete;
     HrefResolver& operator=(const HrefResolver&) = delete;
 
-    // The href against the requested URL (RFC 3986, 5); an href of the requested resource itself,
-    // in whatever spelling, becomes the URL as spelt. Origins are not compared for that: an answer
-    // names nothing outside the requested resource, and servers behind a proxy name themselves by
-    // an address of their own. Valid until the next call.
+    // The href against the URL that was asked (RFC 3986, 5); an href of that resource itself, in
+    // whatever spelling, becomes the client's URL as spelt. Origins are not compared for that: an
+    // answer names nothing outside the requested resource, and servers behind a proxy name
+    // themselves by an address of their own. Valid until the next call.
     std::string_view resolve(std::string_view href);
 
 private:
     bool isRequested(std::string_view path) const;
 
     std::string spelt_;
-    std::string base_;              // spelt_ as a request carries it
+    std::string base_;              // the URL that was asked, as a request carries it
     std::string_view root_, path_;  // of spelt_
+    std::string_view askedPath_;    // of base_
+    bool redirected_;               // to another path
     std::string result_;
 };
 

@@ -17,13 +17,14 @@ namespace {
 // Builds the document while the answer arrives.
 class MultistatusSink : public BodySink {
 public:
-    explicit MultistatusSink(const Target& target) : target_(target), resolver_(target.spelt) {}
+    explicit MultistatusSink(const Target& target) : target_(target) {}
 
     void begin(const Answer& answer) override {
         const bool isXml = answer.headers.first("Content-Type").find("xml") != std::string::npos;
         builder_.reset();
         if (answer.status == 207 || isXml) {
-            builder_.emplace([this](std::string_view href) { return resolver_.resolve(href); });
+            resolver_.emplace(target_.spelt, answer.url);
+            builder_.emplace([this](std::string_view href) { return resolver_->resolve(href); });
         }
     }
     void write(std::string_view piece) override {
@@ -56,7 +57,7 @@ private:
     }
 
     const Target& target_;
-    HrefResolver resolver_;
+    std::optional<HrefResolver> resolver_;
     std::optional<MultistatusBuilder> builder_;
 };
 

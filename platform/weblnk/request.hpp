@@ -13,6 +13,7 @@ class UploadSource;
 
 struct Answer {
     int32_t status = -1;
+    std::string url;  // that was asked, behind redirects
     Headers headers;
     std::string text;  // of the body, when no sink took it: its beginning, up to 256 KiB
 };

@@ -175,6 +175,7 @@ bool Transfer::takeHeader(std::string_view line) {
         bodyBytes_ = 0;
         answer_ = Answer{};
         answer_.status = parseStatusLine(line);
+        answer_.url = request_.url;
     } else {
         answer_.headers.add(line);
     }
