@@ -69,6 +69,11 @@ Answer Session::send(const Target& target, const Request& request) {
         request.upload->rewind();
         return send(target, impatient);
     }
+    // It takes no chunks, and stored nothing (RFC 9110, 15.5.12).
+    if (answer.status == 411 && request.upload && !request.upload->length()) {
+        request.upload->measure();
+        return send(target, request);
+    }
     // A server may begin anew (another key for its nonces, another scheme): what is known of it is
     // then worthless, and a 401 says that nothing was done yet.
     if (answer.status == 401 && scheme_ != AuthScheme::UNKNOWN) {

@@ -90,4 +90,11 @@ void UploadSource::rewind() {
     sent_ = 0;
 }
 
+void UploadSource::measure() {
+    while (!ended_) pull();
+    announced_ = pulled_;
+    beyond_ = true;
+    rewind();
+}
+
 }  // namespace vxhost

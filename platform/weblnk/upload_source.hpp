@@ -24,6 +24,7 @@ public:
 
     size_t read(char* to, size_t room);  // the next bytes; 0 at the end
     void rewind();                       // begins anew
+    void measure();                      // the same, and the length is known then
     bool finished() const { return position_ == gathered_.size() && piece_.empty() && ended_; }
 
 private:
