@@ -12,15 +12,12 @@ import json
 import os
 import pathlib
 import re
+import shlex
 import shutil
 import subprocess
 import sys
 import tempfile
 import urllib.parse
-
-FUTURE, PAST = "2090-01-01T00:00:00Z", "2001-01-01T00:00:00Z"
-AWKWARD = "100% Übung #1; a+b & [c] 'd' 🦊?.txt"
-REFUSED, CHANGED = 1, 6
 
 
 class Fault(Exception):
@@ -56,16 +53,8 @@ def first_match(pattern, *command):
     return re.search(pattern, done.stdout + done.stderr).group(1)
 
 
-def testserver(build, kind, title, pattern, *version):
-    if not shutil.which(version[0], path=os.environ["PATH"] + ":/usr/sbin"):
-        return None
-    return Server(title, [build / "bin/testserver", kind], first_match(pattern, *version))
-
-
 def node_server(folder, title, packages, script):
     """One from npm: the first package tells its version."""
-    if not shutil.which("npm"):
-        return None
     home = folder / title
     (home / "members").mkdir(parents=True)
     subprocess.run(["npm", "install", "--silent", "--no-audit", "--no-fund", "--prefix", home,
@@ -80,16 +69,21 @@ process.stdin.on('end', () => process.exit()).resume();
     return Server(title, ["node", home / "server.mjs"], f"{package['version']} on node {node}")
 
 
-WEBDAV_SERVER = """
+TESTSERVERS = {  # the title, and what tells the version
+    "apache": ("Apache mod_dav", r"Apache/(\S+)", "apache2", "-v"),
+    "lighttpd": ("lighttpd mod_webdav", r"lighttpd/(\S+)", "lighttpd", "-v"),
+    "nginx": ("nginx with dav-ext", r"nginx/(\S+)", "nginx", "-v"),
+    "rclone": ("rclone serve", r"rclone v(\S+)", "rclone", "version"),
+}
+NODE_SERVERS = {  # the title, the packages and the script
+    "webdav-server": ("webdav-server", ["webdav-server"], """
 import http from 'node:http';
 import { v2 } from 'webdav-server';
 const dav = new v2.WebDAVServer();
 const handler = (request, response) => dav.executeRequest(request, response);
-"""
-
-NEPHELE_PACKAGES = ["nephele", "@nephele/adapter-file-system", "@nephele/authenticator-none",
-                    "express"]
-NEPHELE = """
+"""),
+    "nephele": ("Nephele", ["nephele", "@nephele/adapter-file-system",
+                            "@nephele/authenticator-none", "express"], """
 import fs from 'node:fs';
 import http from 'node:http';
 import express from 'express';
@@ -99,259 +93,127 @@ import { Authenticator } from '@nephele/authenticator-none';
 const root = fs.mkdtempSync(import.meta.dirname + '/members/');
 const handler = express().use('/', nephele({
   adapter: new Adapter({ root }), authenticator: new Authenticator() }));
-"""
+"""),
+}
 
 
-def servers(build, folder):
-    return {
-        "apache": lambda: testserver(build, "apache", "Apache mod_dav", r"Apache/(\S+)",
-                                     "apache2", "-v"),
-        "lighttpd": lambda: testserver(build, "lighttpd", "lighttpd mod_webdav",
-                                       r"lighttpd/(\S+)", "lighttpd", "-v"),
-        "nginx": lambda: testserver(build, "nginx", "nginx with dav-ext", r"nginx/(\S+)",
-                                    "nginx", "-v"),
-        "rclone": lambda: testserver(build, "rclone", "rclone serve", r"rclone v(\S+)",
-                                     "rclone", "version"),
-        "webdav-server": lambda: node_server(folder, "webdav-server", ["webdav-server"],
-                                             WEBDAV_SERVER),
-        "nephele": lambda: node_server(folder, "Nephele", NEPHELE_PACKAGES, NEPHELE),
-    }
+def installed(name, build, folder):
+    """The server, or None."""
+    if name in NODE_SERVERS:
+        return node_server(folder, *NODE_SERVERS[name]) if shutil.which("npm") else None
+    title, pattern, *version = TESTSERVERS[name]
+    if not shutil.which(version[0], path=os.environ["PATH"] + ":/usr/sbin"):
+        return None
+    return Server(title, [build / "bin/testserver", name], first_match(pattern, *version))
 
 
 # ---- what quillon does there, and how the server saw it
+
+OLD, NEW = b"old\n", b"new\n"
+BIG = os.urandom(200_000)
+AWKWARD = "100% Übung #1; a+b & [c] 'd' 🦊?.txt"
+LOCAL, SECOND = shlex.quote(AWKWARD), shlex.quote("2" + AWKWARD)
+REMOTE = urllib.parse.quote(AWKWARD)
+BEFORE, AFTER = "2001-01-01T00:00:00Z", "2090-01-01T00:00:00Z"
+REFUSED, CHANGED = 1, 6
+INTRUDER = """import sys, urllib.request as u
+u.urlopen(u.Request(sys.argv[1], b"other", method="PUT"))"""
+
+
+def step(command, code=0, prints=".*"):
+    """@ is the URL of the collection; prints: a pattern of the whole output."""
+    return command, code, prints
+
+
+# Each: what is in the collection before, the commands, and what must be there then (None: nothing).
+# Two local files, "file" and AWKWARD, hold NEW; "intruder" writes; the editor appends "mine".
+CHECKS = {
+    "`ls`": ({"b": OLD, "a": OLD, "c/": None}, [step("ls @", prints="a\nb\nc/\n")], {}),
+    "`ls -l`": ({"a": b"12345"}, [step("ls -l @", prints=r" *5 .*20\d\d-\d\d-\d\d.* a\n")], {}),
+    "`ls` of an empty collection": ({}, [step("ls @", prints="")], {}),
+    "`info`": ({"a": b"12345"}, [step("info --json @a", prints=(
+        r"(?s)(?=.*\"size\": *5\b)(?=.*\"modified\": *\"20).*"))], {}),
+    "`get`": ({"a": BIG}, [step("get @a -o fetched"), step("put --force fetched @b")], {"b": BIG}),
+    "`put` of a new member": ({}, [step("put file @")], {"file": NEW}),
+    "`put` over a member": ({"a": OLD}, [step("put file @a")], {"a": NEW}),
+    "`put --if-unchanged-since`": ({"a": OLD, "b": OLD}, [
+        step(f"put --if-unchanged-since {BEFORE} file @a", CHANGED),
+        step(f"put --if-unchanged-since {AFTER} file @b")], {"a": OLD, "b": NEW}),
+    "`put --force`": ({"a": OLD}, [step("put --force file @a")], {"a": NEW}),
+    "`edit`": ({"a": OLD}, [step("edit @a")], {"a": b"old\nmine\n"}),
+    "`edit` of a new member": ({}, [step("edit @a")], {"a": b"mine\n"}),
+    "`lock`": ({"a": b"b\na\n"}, [step("lock @a -- sort -o {} {}")], {"a": b"a\nb\n"}),
+    "`lock` keeps others out": ({"a": OLD}, [
+        step(f"lock @a -- sh -c '! {sys.executable} intruder @a 2>/dev/null'")], {"a": OLD}),
+    "`mv`": ({"a": OLD}, [step("mv @a b")], {"a": None, "b": OLD}),
+    "`mv` onto another is refused": ({"a": OLD, "b": NEW}, [step("mv @a b", REFUSED)],
+                                     {"a": OLD, "b": NEW}),
+    "`mkcol`": ({}, [step("mkcol @sub/"), step("ls @", prints="sub/\n"),
+                     step("mkcol @sub/", REFUSED)], {}),
+    "`mkcol -p`": ({}, [step("mkcol -p @sub/deep/er/"), step("ls @sub/deep/", prints="er/\n")], {}),
+    "`rm`": ({"a": OLD}, [step("rm @a")], {"a": None}),
+    "`rm --older-than`": ({"a": OLD, "b": OLD}, [
+        step(f"rm --older-than {BEFORE} @a", CHANGED), step(f"rm --older-than {AFTER} @b")],
+                          {"a": OLD, "b": None}),
+    "`rmcol` of an empty collection": ({"sub/": None}, [step("rmcol @sub/"),
+                                                        step("ls @", prints="")], {}),
+    "`rmcol` with a member is refused": ({"sub/": None, "sub/a": OLD},
+                                         [step("rmcol @sub/", REFUSED)], {"sub/a": OLD}),
+    "`rmcol --recursive`": ({"sub/": None, "sub/deep/": None, "sub/deep/a": OLD}, [
+        step("rmcol --recursive @sub/"), step("ls @", prints="")], {}),
+    "all of these with an awkward name": ({}, [
+        step(f"put {LOCAL} @"), step("ls @", prints=re.escape(AWKWARD) + "\n"),
+        step(f"edit @{REMOTE}"), step(f"mv @{REMOTE} {SECOND}"),
+        step(f"get @2{REMOTE} -o -", prints="new\nmine\n"), step(f"rm @2{REMOTE}")],
+                                          {AWKWARD: None, "2" + AWKWARD: None}),
+}
+
 
 class Place:
     """A collection for a check, made and looked at without quillon."""
 
     def __init__(self, build, base, home):
         self.program, self.home = build / "bin/quillon", home
-        self.host = urllib.parse.urlsplit(base).netloc
         self.url = base + "c/"
-        self.make(self.url)
+        self.ask("MKCOL", "", expected=[201])
 
-    def ask(self, method, url, body=None):
-        connection = http.client.HTTPConnection(self.host, timeout=20)
-        connection.request(method, urllib.parse.urlsplit(url).path, body)
+    def ask(self, method, name, body=None, expected=(200, 201, 204)):
+        url = urllib.parse.urlsplit(self.url + urllib.parse.quote(name))
+        connection = http.client.HTTPConnection(url.netloc, timeout=20)
+        connection.request(method, url.path, body)
         answer = connection.getresponse()
         content = answer.read()
         connection.close()
-        return answer.status, content
+        if answer.status not in expected:
+            raise Fault(f"{method} {name} answered {answer.status}")
+        return content
 
-    def of(self, name):
-        return self.url + urllib.parse.quote(name)
-
-    def make(self, url):
-        status, _ = self.ask("MKCOL", url)
-        if status != 201:
-            raise Fault(f"MKCOL {url} answered {status}")
-
-    def add(self, name, content=b"old\n"):
-        status, _ = self.ask("PUT", self.of(name), content)
-        if status not in (200, 201, 204):
-            raise Fault(f"PUT {self.of(name)} answered {status}")
-        return self.of(name)
-
-    def holds(self, name, content):
-        status, found = self.ask("GET", self.of(name))
-        if status != 200 or found != content:
-            raise Fault(f"{self.of(name)} holds {found[:60]!r} ({status}), not {content!r}")
-
-    def lacks(self, name):
-        status, _ = self.ask("GET", self.of(name))
-        if status not in (404, 410):
-            raise Fault(f"{self.of(name)} is there: GET answered {status}")
-
-    def file(self, content, name="file"):
-        (self.home / name).write_bytes(content)
-        return name
-
-    def quillon(self, *words, code=0):
+    def run(self, command, code, prints):
         environment = {"HOME": str(self.home), "PATH": os.environ["PATH"], "LC_ALL": "C.UTF-8",
                        "EDITOR": "sh -c 'echo mine >>\"$1\"' editor"}
+        words = shlex.split(command.replace("@", self.url))
         done = subprocess.run([self.program, "--timeout", "10", *words], cwd=self.home,
                               env=environment, capture_output=True, text=True, timeout=60)
-        if done.returncode != code:
-            raise Fault(f"exit code {done.returncode}, not {code}\n{done.stdout}{done.stderr}")
-        left = list(self.home.glob(".cache/quillon/*"))
-        if left:
-            raise Fault(f"left {left}")
-        return done.stdout
+        if done.returncode != code or not re.fullmatch(prints, done.stdout, re.S):
+            raise Fault(f"{command}: exit code {done.returncode}\n{done.stdout}{done.stderr}")
+        if left := list(self.home.glob(".cache/quillon/*")):
+            raise Fault(f"{command} left {left}")
 
+    def check(self, before, steps, after):
+        for name in ("file", AWKWARD):
+            (self.home / name).write_bytes(NEW)
+        (self.home / "intruder").write_text(INTRUDER)
+        for name, content in before.items():
+            self.ask("MKCOL" if name.endswith("/") else "PUT", name, content)
+        for command, code, prints in steps:
+            self.run(command, code, prints)
+        for name, content in after.items():
+            found = self.ask("GET", name, expected=[200] if content else [404, 410])
+            if content and found != content:
+                raise Fault(f"{name} holds {found[:60]!r}")
+            if content:
+                self.ask("PUT", name, content)  # it is locked no more
 
-def expect(condition, what):
-    if not condition:
-        raise Fault(what)
-
-
-def ls(place):
-    place.add("b")
-    place.add("a")
-    place.make(place.url + "c/")
-    expect(place.quillon("ls", place.url) == "a\nb\nc/\n", place.quillon("ls", place.url))
-
-
-def ls_long(place):
-    place.add("a", b"12345")
-    listed = place.quillon("ls", "-l", place.url)
-    expect(re.match(r" *5 .*20\d\d-\d\d-\d\d.* a\n$", listed), listed)
-
-
-def ls_empty(place):
-    expect(place.quillon("ls", place.url) == "", "not empty")
-
-
-def info(place):
-    told = json.loads(place.quillon("info", "--json", place.add("a", b"12345")))
-    expect(told["size"] == 5 and told["modified"], told)
-
-
-def get(place):
-    content = os.urandom(200_000)
-    place.quillon("get", place.add("a", content), "-o", "fetched")
-    expect((place.home / "fetched").read_bytes() == content, "another content")
-
-
-def put_new(place):
-    place.quillon("put", place.file(b"new\n"), place.url)
-    place.holds("file", b"new\n")
-
-
-def put_existing(place):
-    place.quillon("put", place.file(b"new\n"), place.add("a"))
-    place.holds("a", b"new\n")
-
-
-def put_if_unchanged(place):
-    url = place.add("a")
-    place.quillon("put", "--if-unchanged-since", PAST, place.file(b"new\n"), url, code=CHANGED)
-    place.holds("a", b"old\n")
-    place.quillon("put", "--if-unchanged-since", FUTURE, place.file(b"new\n"), url)
-    place.holds("a", b"new\n")
-
-
-def put_force(place):
-    place.quillon("put", "--force", place.file(b"new\n"), place.add("a"))
-    place.holds("a", b"new\n")
-
-
-def edit(place):
-    place.quillon("edit", place.add("a"))
-    place.holds("a", b"old\nmine\n")
-    expect(place.ask("PUT", place.of("a"), b"x")[0] in (200, 201, 204), "it stays locked")
-
-
-def edit_new(place):
-    place.quillon("edit", place.of("a"))
-    place.holds("a", b"mine\n")
-
-
-def lock(place):
-    place.quillon("lock", place.add("a", b"b\na\n"), "--", "sort", "-o", "{}", "{}")
-    place.holds("a", b"a\nb\n")
-
-
-def lock_excludes(place):
-    url = place.add("a")
-    other = f"import urllib.request as u; u.urlopen(u.Request('{url}', b'other', method='PUT'))"
-    place.quillon("lock", url, "--", "sh", "-c", f"! {sys.executable} -c \"{other}\" 2>/dev/null")
-    place.holds("a", b"old\n")
-
-
-def mv(place):
-    place.quillon("mv", place.add("a"), "b")
-    place.holds("b", b"old\n")
-    place.lacks("a")
-
-
-def mv_onto(place):
-    place.add("b", b"kept\n")
-    place.quillon("mv", place.add("a"), "b", code=REFUSED)
-    place.holds("b", b"kept\n")
-    place.holds("a", b"old\n")
-
-
-def mkcol(place):
-    place.quillon("mkcol", place.url + "sub/")
-    expect(place.quillon("ls", place.url) == "sub/\n", "not there")
-    place.quillon("mkcol", place.url + "sub/", code=REFUSED)
-
-
-def mkcol_parents(place):
-    place.quillon("mkcol", "-p", place.url + "sub/deep/er/")
-    expect(place.quillon("ls", place.url + "sub/deep/") == "er/\n", "not there")
-
-
-def rm(place):
-    place.quillon("rm", place.add("a"))
-    place.lacks("a")
-
-
-def rm_older(place):
-    url = place.add("a")
-    place.quillon("rm", "--older-than", PAST, url, code=CHANGED)
-    place.holds("a", b"old\n")
-    place.quillon("rm", "--older-than", FUTURE, url)
-    place.lacks("a")
-
-
-def rmcol(place):
-    place.make(place.url + "sub/")
-    place.quillon("rmcol", place.url + "sub/")
-    expect(place.quillon("ls", place.url) == "", "still there")
-
-
-def rmcol_refused(place):
-    place.make(place.url + "sub/")
-    place.add("sub/a")
-    place.quillon("rmcol", place.url + "sub/", code=REFUSED)
-    place.holds("sub/a", b"old\n")
-
-
-def rmcol_recursive(place):
-    place.make(place.url + "sub/")
-    place.make(place.url + "sub/deep/")
-    place.add("sub/deep/a")
-    place.quillon("rmcol", "--recursive", place.url + "sub/")
-    expect(place.quillon("ls", place.url) == "", "still there")
-
-
-def awkward(place):
-    url = place.of(AWKWARD)
-    place.quillon("put", place.file(b"new\n", AWKWARD), place.url)
-    place.holds(AWKWARD, b"new\n")
-    expect(place.quillon("ls", place.url) == AWKWARD + "\n", place.quillon("ls", place.url))
-    place.quillon("edit", url)
-    place.quillon("mv", url, "2" + AWKWARD)
-    place.holds("2" + AWKWARD, b"new\nmine\n")
-    place.quillon("rm", place.of("2" + AWKWARD))
-    place.lacks("2" + AWKWARD)
-
-
-CHECKS = {
-    "`ls`": ls,
-    "`ls -l`": ls_long,
-    "`ls` of an empty collection": ls_empty,
-    "`info`": info,
-    "`get`": get,
-    "`put` of a new member": put_new,
-    "`put` over a member": put_existing,
-    "`put --if-unchanged-since`": put_if_unchanged,
-    "`put --force`": put_force,
-    "`edit`": edit,
-    "`edit` of a new member": edit_new,
-    "`lock`": lock,
-    "`lock` keeps others out": lock_excludes,
-    "`mv`": mv,
-    "`mv` onto another is refused": mv_onto,
-    "`mkcol`": mkcol,
-    "`mkcol -p`": mkcol_parents,
-    "`rm`": rm,
-    "`rm --older-than`": rm_older,
-    "`rmcol` of an empty collection": rmcol,
-    "`rmcol` with a member is refused": rmcol_refused,
-    "`rmcol --recursive`": rmcol_recursive,
-    "all of these with an awkward name": awkward,
-}
 
 # What the servers' own faults and limits are.
 NO_CREATION_DATE = ("The server keeps no `creationdate` (RFC 4918, 15.1), which is what this option "
@@ -384,7 +246,7 @@ def run(server, build, folder):
         home.mkdir()
         try:
             with server.running(folder) as base:
-                check(Place(build, base, home))
+                Place(build, base, home).check(*check)
         except (Fault, OSError, http.client.HTTPException, subprocess.TimeoutExpired) as fault:
             failures[label] = f"{type(fault).__name__}: {fault}"
     return failures
@@ -427,10 +289,8 @@ def main():
     surprises, ran = [], {}
     with tempfile.TemporaryDirectory() as temporary:
         folder = pathlib.Path(temporary)
-        for name, make in servers(build, folder).items():
-            if arguments.servers and name not in arguments.servers:
-                continue
-            server = make()
+        for name in arguments.servers or [*TESTSERVERS, *NODE_SERVERS]:
+            server = installed(name, build, folder)
             if server is None:
                 print(f"{name}: not installed, left out", file=sys.stderr)
                 continue
