@@ -7,8 +7,6 @@
 #include "tests/cli/program.hpp"
 #include "tests/support/apache.hpp"
 #include "tests/support/certificates.hpp"
-#include "tests/support/lighttpd.hpp"
-#include "tests/support/rclone.hpp"
 
 namespace quillon::cli {
 namespace {

@@ -2,9 +2,6 @@
 #include <thread>
 
 #include "tests/cli/writing.hpp"
-#include "tests/support/lighttpd.hpp"
-#include "tests/support/nginx.hpp"
-#include "tests/support/rclone.hpp"
 
 namespace quillon::cli {
 namespace {

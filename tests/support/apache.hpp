@@ -1,7 +1,6 @@
 // A private Apache with mod_dav.
 #pragma once
 
-#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -12,12 +11,16 @@ namespace support {
 
 enum class Authentication { none, basic, digest };
 
+struct Account {
+    std::string user = "demo";
+    std::string password = "open sesame: 100%";
+};
+
 struct ApacheOptions {
     Authentication authentication = Authentication::none;
     Account account{};
     bool tls = false;                      // with certificates() of certificates.hpp
     bool withoutLocks = false;             // DAV class 1: no LOCK in Allow, 405 for it
-    uint64_t limitRequestBody = 0;         // bytes; 0: no limit
     std::filesystem::path documentRoot{};  // empty: one of its own
 };
 
@@ -42,10 +45,6 @@ public:
     void clearAccessLog() const;
 
 private:
-    std::string configuration() const;
-    void writeUsers() const;
-    bool idle() const;
-
     ApacheOptions options_;
 };
 

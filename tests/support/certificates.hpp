@@ -1,5 +1,5 @@
-// A certificate authority that nobody trusts, and a certificate from it for 127.0.0.1 and
-// localhost: PEM files, made by openssl at first use and kept as long as the process.
+// A certificate for 127.0.0.1 and localhost that only those trust who are told to: PEM files, made
+// by openssl at first use and kept as long as the process.
 #pragma once
 
 #include <filesystem>
@@ -7,7 +7,7 @@
 namespace support {
 
 struct Certificates {
-    std::filesystem::path authority;
+    std::filesystem::path authority;  // signed by itself, the certificate is its own
     std::filesystem::path server;
     std::filesystem::path serverKey;
 };

@@ -1,89 +1,84 @@
 #include "tests/support/delay_proxy.hpp"
 
-#include <poll.h>
-
-#include <algorithm>
+#include <condition_variable>
 #include <deque>
+
+#include "tests/support/network.hpp"
 
 namespace support {
 namespace {
 
 constexpr size_t mostWaiting = 64 << 20;  // bytes in flight; a full line stops the server
 
-// Bytes that are under way to one side.
+// Bytes that are under way. The last piece is an empty one.
 class Line {
 public:
-    explicit Line(const Socket& to) : to_(to) {}
-
     void put(std::string bytes, Clock::time_point due) {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [this] { return waiting_ < mostWaiting; });
         waiting_ += bytes.size();
-        pieces_.push_back({std::move(bytes), due});
+        pieces_.emplace_back(std::move(bytes), due);
+        changed_.notify_all();
     }
-    bool full() const { return waiting_ > mostWaiting; }
 
-    bool deliver() {  // what is due; false: the side is gone
-        while (!pieces_.empty() && pieces_.front().due <= Clock::now()) {
-            if (!to_.send(pieces_.front().bytes)) return false;
-            waiting_ -= pieces_.front().bytes.size();
-            pieces_.pop_front();
-        }
-        return true;
-    }
-    bool empty() const { return pieces_.empty(); }
-    Clock::time_point nextDue() const {
-        return pieces_.empty() ? Clock::time_point::max() : pieces_.front().due;
+    std::string take() {  // the next piece, when it is due
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [this] { return !pieces_.empty(); });
+        auto [bytes, due] = std::move(pieces_.front());
+        pieces_.pop_front();
+        waiting_ -= bytes.size();
+        changed_.notify_all();
+        lock.unlock();
+        std::this_thread::sleep_until(due);
+        return bytes;
     }
 
 private:
-    struct Piece {
-        std::string bytes;
-        Clock::time_point due;
-    };
-    const Socket& to_;
-    std::deque<Piece> pieces_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::deque<std::pair<std::string, Clock::time_point>> pieces_;
     size_t waiting_ = 0;
 };
 
-// Null: there is nothing to wait for but the sockets.
-const timespec* timeUntil(Clock::time_point due, timespec& buffer) {
-    if (due == Clock::time_point::max()) return nullptr;
-    auto left = std::max(due - Clock::now(), Clock::duration{0});
-    auto seconds = std::chrono::floor<std::chrono::seconds>(left);
-    buffer.tv_sec = seconds.count();
-    buffer.tv_nsec = std::chrono::nanoseconds(left - seconds).count();
-    return &buffer;
+void relay(Tcp::socket& client, uint16_t serverPort, Duration roundTrip) {
+    Tcp::socket server = connectTo(serverPort);
+    const auto connected = Clock::now() + roundTrip;
+    Line line;
+    std::thread receiving([&] {
+        for (bool goesOn = true; goesOn;) {
+            std::string bytes = receiveSome(server);
+            goesOn = !bytes.empty();
+            line.put(std::move(bytes), Clock::now() + roundTrip);
+        }
+    });
+    std::thread delivering([&] {
+        boost::system::error_code gone;  // what comes for a client that is, is dropped
+        for (std::string bytes = line.take(); !bytes.empty(); bytes = line.take()) {
+            boost::asio::write(client, boost::asio::buffer(bytes), gone);
+        }
+        shutDown(client);
+    });
+    boost::system::error_code gone;
+    for (std::string bytes = receiveSome(client); !bytes.empty(); bytes = receiveSome(client)) {
+        std::this_thread::sleep_until(connected);
+        boost::asio::write(server, boost::asio::buffer(bytes), gone);
+    }
+    shutDown(server);
+    receiving.join();
+    delivering.join();
 }
 
 }  // namespace
 
 DelayProxy::DelayProxy(uint16_t serverPort, Duration roundTrip)
-    : serverPort_(serverPort),
-      roundTrip_(roundTrip),
-      proxy_([this](const Socket& client) { relay(client); }) {}
+    : proxy_(std::make_unique<ConnectionServer>([serverPort, roundTrip](Tcp::socket& client) {
+          relay(client, serverPort, roundTrip);
+      })) {}
 
-void DelayProxy::relay(const Socket& client) const {
-    Socket server = Socket::connectTo(serverPort_);
-    auto connected = Clock::now() + roundTrip_;
-    Line toServer(server), toClient(client);
-    bool serverEnded = !server;
-    while (!serverEnded || !toClient.empty()) {
-        timespec buffer;
-        pollfd ready[] = {{toServer.full() ? -1 : client.fd(), POLLIN, 0},
-                          {serverEnded || toClient.full() ? -1 : server.fd(), POLLIN, 0}};
-        auto due = std::min(toServer.nextDue(), toClient.nextDue());
-        if (ppoll(ready, 2, timeUntil(due, buffer), nullptr) < 0) return;
-        if (ready[0].revents) {
-            std::string bytes = client.receive();
-            if (bytes.empty()) return;
-            toServer.put(std::move(bytes), std::max(connected, Clock::now()));
-        }
-        if (ready[1].revents) {
-            std::string bytes = server.receive();
-            serverEnded = bytes.empty();
-            if (!serverEnded) toClient.put(std::move(bytes), Clock::now() + roundTrip_);
-        }
-        if (!toServer.deliver() || !toClient.deliver()) return;
-    }
+DelayProxy::~DelayProxy() = default;
+
+uint16_t DelayProxy::port() const {
+    return proxy_->port();
 }
 
 }  // namespace support

@@ -2,27 +2,25 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
-#include "tests/support/connection_server.hpp"
 #include "tests/support/process.hpp"
 
 namespace support {
+
+class ConnectionServer;
 
 class DelayProxy {
 public:
     // What the server sends arrives later by the round trip, and the first bytes of a connection
     // wait as long for the handshake that a distant server would need.
     DelayProxy(uint16_t serverPort, Duration roundTrip);
-    ~DelayProxy() { proxy_.stop(); }
+    ~DelayProxy();
 
-    uint16_t port() const { return proxy_.port(); }
+    uint16_t port() const;
 
 private:
-    void relay(const Socket& client) const;
-
-    uint16_t serverPort_;
-    Duration roundTrip_;
-    ConnectionServer proxy_;
+    std::unique_ptr<ConnectionServer> proxy_;
 };
 
 }  // namespace support

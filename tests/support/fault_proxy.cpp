@@ -1,154 +1,79 @@
 #include "tests/support/fault_proxy.hpp"
 
-#include <poll.h>
+#include <sstream>
 
-#include <algorithm>
+#include "tests/support/network.hpp"
 
 namespace support {
-namespace {
-
-// Hands a message on as it comes, or only the first half of it.
-class Passage {
-public:
-    explicit Passage(const Socket& to) : to_(to) {}
-
-    // False: the other side is gone, or here the message is cut.
-    bool head(const MessageHead& head, bool hasBody, bool cut) {
-        cut_ = cut;
-        left_ = head.length / 2;
-        lengthKnown_ = head.length > 0;
-        if (!cut || hasBody) return to_.send(head.raw);
-        to_.send(std::string_view(head.raw).substr(0, head.raw.size() / 2));
-        return false;
-    }
-
-    bool body(std::string_view piece) {
-        if (!cut_) return to_.send(piece);
-        size_t part = lengthKnown_ ? std::min(piece.size(), left_) : piece.size() / 2;
-        to_.send(piece.substr(0, part));
-        left_ -= lengthKnown_ ? part : 0;
-        return lengthKnown_ && left_ > 0;
-    }
-
-private:
-    const Socket& to_;
-    bool cut_ = false;
-    bool lengthKnown_ = false;
-    uint64_t left_ = 0;
-};
-
-}  // namespace
 
 class FaultProxy::Relay {
 public:
-    Relay(FaultProxy& proxy, const Socket& client)
-        : proxy_(proxy), client_(client), server_(Socket::connectTo(proxy.serverPort_)) {}
+    Relay(FaultProxy& proxy, Tcp::socket& client)
+        : proxy_(proxy), client_(client), server_(connectTo(proxy.serverPort_)) {}
 
     void run() {
-        relay();
+        try {
+            while (passOne()) continue;
+        } catch (const boost::system::system_error&) {  // one of the sides has ended
+        }
         server_.close();
         // Closed with unread bytes, the connection would now end in a reset, now in order.
-        client_.endSending();
-        while (!client_.receive().empty()) continue;
+        client_.shutdown(Tcp::socket::shutdown_send);
+        while (!receiveSome(client_).empty()) continue;
     }
 
 private:
-    void relay() {
-        pollfd ready[] = {{client_.fd(), POLLIN, 0}, {server_.fd(), POLLIN, 0}};
-        while (poll(ready, 2, -1) > 0) {
-            if (ready[0].revents && !(take(client_, requests_) && passRequests())) return;
-            if (ready[1].revents && !(take(server_, answers_) && passAnswers())) return;
-        }
+    // A request and its answer. False: the connections end.
+    bool passOne() {
+        MessageParser<true> request;
+        http::read(client_, fromClient_, request);
+        const std::string method(request.get().method_string());
+        const ProxyFault fault = proxy_.begin(method + " " + std::string(request.get().target()));
+        if (fault == ProxyFault::beforeRequest) return false;
+        if (!pass(server_, request.get(), fault == ProxyFault::inRequest)) return false;
+        MessageParser<false> answer;
+        answer.skip(method == "HEAD");
+        http::read(server_, fromServer_, answer);
+        if (fault == ProxyFault::stall) proxy_.hold();
+        if (fault == ProxyFault::stall || fault == ProxyFault::beforeAnswer) return false;
+        return pass(client_, answer.get(), fault == ProxyFault::inAnswer) &&
+               answer.get().keep_alive();
     }
 
-    template <class Scanner>
-    static bool take(const Socket& from, Scanner& into) {
-        std::string bytes = from.receive();
-        into.add(bytes);
-        return !bytes.empty();
-    }
-
-    // False, here and below: both connections end.
-    bool passRequests() {
-        while (requests_.pending()) {
-            if (atRequest_) {
-                fault_ = proxy_.beginRequest();
-                atRequest_ = false;
-                inRequestBody_ = false;
-                if (fault_ == ProxyFault::beforeRequest) return false;
-            }
-            bool goesOn = inRequestBody_ ? passRequestBody() : passRequestHead();
-            if (!goesOn) return false;
-            atRequest_ = requests_.done();
-            if (!inRequestBody_ && !atRequest_) return true;  // the header is not whole yet
-        }
-        return true;
-    }
-
-    bool passRequestHead() {
-        auto head = requests_.takeHead();
-        if (!head) return true;
-        proxy_.record(*head);
-        isHead_ = head->method == "HEAD";
-        inRequestBody_ = !requests_.done();
-        return toServer_.head(*head, inRequestBody_, fault_ == ProxyFault::inRequest);
-    }
-
-    bool passRequestBody() {
-        std::string content;
-        return toServer_.body(requests_.takeBody(content));
-    }
-
-    bool passAnswers() {
-        while (answers_.pending()) {
-            if (inAnswerBody_) {
-                std::string content;
-                if (!toClient_.body(answers_.takeBody(content))) return false;
-            } else {
-                auto head = answers_.takeHead(isHead_);
-                if (!head) return true;
-                if (!passAnswerHead(*head)) return false;
-            }
-            inAnswerBody_ = !answers_.done();
-        }
-        return true;
-    }
-
-    bool passAnswerHead(const MessageHead& head) {
-        bool interim = head.status < 200;
-        if (!interim && fault_ == ProxyFault::stall) proxy_.hold();
-        if (!interim && (fault_ == ProxyFault::stall || fault_ == ProxyFault::beforeAnswer))
-            return false;
-        return toClient_.head(head, !answers_.done(), !interim && fault_ == ProxyFault::inAnswer);
+    // The message, or its first half. False: the connection ends with it.
+    template <class Message>
+    static bool pass(Tcp::socket& to, Message& message, bool cut) {
+        const std::string& body = message.body();
+        if (message.chunked()) message.content_length(body.size());
+        std::ostringstream header;
+        header << message.base();
+        const size_t headerSize = header.str().size();
+        const size_t half = body.empty() ? headerSize / 2 : headerSize + body.size() / 2;
+        sendAll(to, (header.str() + body).substr(0, cut ? half : std::string::npos));
+        return !cut;
     }
 
     FaultProxy& proxy_;
-    const Socket& client_;
-    Socket server_;
-    Passage toServer_{server_}, toClient_{client_};
-    HttpScanner<true> requests_;
-    HttpScanner<false> answers_;
-    ProxyFault fault_ = ProxyFault::none;  // of the request in work
-    bool atRequest_ = true;                // the next byte is the first of a request
-    bool inRequestBody_ = false, inAnswerBody_ = false;
-    bool isHead_ = false;
+    Tcp::socket& client_;
+    Tcp::socket server_;
+    boost::beast::flat_buffer fromClient_, fromServer_;
 };
 
 FaultProxy::FaultProxy(uint16_t serverPort)
     : serverPort_(serverPort),
-      proxy_([this](const Socket& client) { Relay(*this, client).run(); }) {}
+      proxy_(std::make_unique<ConnectionServer>(
+          [this](Tcp::socket& client) { Relay(*this, client).run(); })) {}
 
 FaultProxy::~FaultProxy() {
     release();
-    proxy_.stop();
 }
 
 std::string FaultProxy::url(std::string_view path) const {
-    return "http://127.0.0.1:" + std::to_string(port()) + "/" + std::string(path);
+    return "http://127.0.0.1:" + std::to_string(proxy_->port()) + "/" + std::string(path);
 }
 
 void FaultProxy::failAt(int nth, ProxyFault fault) {
-    std::lock_guard lock(mutex_);
+    const std::lock_guard lock(mutex_);
     untilFault_ = nth;
     fault_ = fault;
     failed_ = released_ = false;
@@ -156,31 +81,27 @@ void FaultProxy::failAt(int nth, ProxyFault fault) {
 }
 
 void FaultProxy::release() {
-    std::lock_guard lock(mutex_);
+    const std::lock_guard lock(mutex_);
     released_ = true;
     changed_.notify_all();
 }
 
 std::vector<std::string> FaultProxy::requests() const {
-    std::lock_guard lock(mutex_);
+    const std::lock_guard lock(mutex_);
     return requests_;
 }
 
 bool FaultProxy::failed() const {
-    std::lock_guard lock(mutex_);
+    const std::lock_guard lock(mutex_);
     return failed_;
 }
 
-ProxyFault FaultProxy::beginRequest() {
-    std::lock_guard lock(mutex_);
+ProxyFault FaultProxy::begin(std::string request) {
+    const std::lock_guard lock(mutex_);
+    requests_.push_back(std::move(request));
     if (untilFault_ == 0 || --untilFault_ > 0) return ProxyFault::none;
     failed_ = fault_ != ProxyFault::none;
     return fault_;
-}
-
-void FaultProxy::record(const MessageHead& request) {
-    std::lock_guard lock(mutex_);
-    requests_.push_back(request.method + " " + request.target);
 }
 
 void FaultProxy::hold() {

@@ -3,15 +3,15 @@
 
 #include <condition_variable>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "tests/support/connection_server.hpp"
-#include "tests/support/http_scanner.hpp"
-
 namespace support {
+
+class ConnectionServer;
 
 // Connections end in order, as those of a server do that shuts down.
 enum class ProxyFault {
@@ -23,27 +23,26 @@ enum class ProxyFault {
     stall           // like beforeAnswer, but the connection stays, silent, until release()
 };
 
+// Hands on whole messages, and knows no interim answers: a request must not expect one.
 class FaultProxy {
 public:
     explicit FaultProxy(uint16_t serverPort);
     ~FaultProxy();
 
-    uint16_t port() const { return proxy_.port(); }
-    std::string url(std::string_view path = {}) const;  // path: encoded, without the first slash
+    std::string url(std::string_view path) const;  // path: encoded, without the first slash
 
     // The nth request from now on (1: the next) over whatever connection. One fault at a time.
     void failAt(int nth, ProxyFault fault);
     void release();
 
-    // Since the last failAt(): "METHOD target" of each request whose header came.
+    // Since the last failAt(): "METHOD target" of each request.
     std::vector<std::string> requests() const;
     bool failed() const;  // the fault has happened
 
 private:
     class Relay;  // of one connection
 
-    ProxyFault beginRequest();
-    void record(const MessageHead& request);
+    ProxyFault begin(std::string request);
     void hold();
 
     uint16_t serverPort_;
@@ -53,7 +52,7 @@ private:
     ProxyFault fault_ = ProxyFault::none;
     bool failed_ = false, released_ = false;
     std::vector<std::string> requests_;
-    ConnectionServer proxy_;
+    std::unique_ptr<ConnectionServer> proxy_;
 };
 
 }  // namespace support

@@ -1,24 +1,28 @@
 #include "tests/support/http_probe.hpp"
 
-#include "tests/support/socket.hpp"
+#include "tests/support/network.hpp"
 
 namespace support {
 
 std::optional<Reply> ask(uint16_t port, const std::string& method, const std::string& target,
                          const std::string& header, const std::string& body) {
-    Socket socket = Socket::connectTo(port);
-    if (!socket) return std::nullopt;
-    socket.send(method + " " + target + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port) +
-                "\r\nConnection: close\r\n" +
-                (body.empty() ? "" : "Content-Length: " + std::to_string(body.size()) + "\r\n") +
-                header + "\r\n" + body);
-    std::string answer;
-    for (std::string piece = socket.receive(); !piece.empty(); piece = socket.receive())
-        answer += piece;
-    if (!answer.starts_with("HTTP/1.") || answer.size() < 12) return std::nullopt;
-    size_t end = answer.find("\r\n\r\n");
-    if (end == std::string::npos) return std::nullopt;
-    return Reply{std::stoi(answer.substr(9, 3)), answer.substr(0, end + 2), answer.substr(end + 4)};
+    try {
+        Tcp::socket server = connectTo(port);
+        sendAll(server, method + " " + target + " HTTP/1.1\r\nHost: 127.0.0.1\r\n" + header +
+                            "Connection: close\r\nContent-Length: " + std::to_string(body.size()) +
+                            "\r\n\r\n" + body);
+        boost::beast::flat_buffer buffer;
+        MessageParser<false> answer;
+        answer.skip(method == "HEAD");
+        http::read(server, buffer, answer);
+        return Reply{static_cast<int>(answer.get().result_int()), answer.get().body()};
+    } catch (const boost::system::system_error&) {
+        return std::nullopt;
+    }
+}
+
+uint16_t freePort() {
+    return Tcp::acceptor(io, onLoopback(0)).local_endpoint().port();
 }
 
 }  // namespace support

@@ -9,13 +9,15 @@ namespace support {
 
 struct Reply {
     int status = 0;
-    std::string header;  // as received, with the status line
-    std::string body;    // as received: chunks are not joined
+    std::string body;
 };
 
-// Over a connection of its own. Nothing when nobody listens, or the connection ends without a
-// status line. header: more header lines, each ended by CR LF.
+// Over a connection of its own. Nothing when nobody listens, or no whole answer comes. header: more
+// header lines, each ended by CR LF.
 std::optional<Reply> ask(uint16_t port, const std::string& method, const std::string& target,
                          const std::string& header = {}, const std::string& body = {});
+
+// A port that was free a moment ago. Who hands it to a server must be ready to try another.
+uint16_t freePort();
 
 }  // namespace support

@@ -23,8 +23,8 @@ constexpr Duration patience{60'000};  // for what must happen; a loaded machine 
 struct Command {
     std::vector<std::string> arguments{};  // the program, looked up in PATH, comes first
     std::map<std::string, std::string> environment{};  // over the caller's own
-    std::string input{};                               // standard input, which ends after it
-    std::filesystem::path directory{};                 // empty: the caller's own
+    std::string input{};                // standard input, a pipe that ends after it; up to 1 MiB
+    std::filesystem::path directory{};  // empty: the caller's own
 };
 
 struct Outcome {
@@ -37,8 +37,8 @@ struct Outcome {
 
 enum class Streams { pipes, terminal };
 
-// Leads a process group of its own, which is killed at the end of the scope, and gets SIGTERM when
-// the thread that started it dies. Output is taken in while a member function waits.
+// Leads a session and a process group of its own, which is killed at the end of the scope, and gets
+// SIGTERM when the thread that started it dies.
 class RunningProcess {
 public:
     // In a terminal the input of the command is typed and not ended; standard error joins output.
@@ -50,33 +50,21 @@ public:
     pid_t pid() const { return pid_; }
     bool running();  // also takes in the output that is there
 
-    void signal(int number) const;     // to the process alone; in a terminal "\x03" is Ctrl-C
-    void send(std::string_view text);  // to its standard input
-    void closeInput();                 // once all is sent
+    void signal(int number) const;           // to the process alone; in a terminal "\x03" is Ctrl-C
+    void send(std::string_view text) const;  // types it in the terminal
 
     // Waits for text in the output behind the last text found. False: it ended, or time is out.
     bool expect(std::string_view text, Duration deadline = patience);
 
-    // Nothing when time is out. Standard input is left as it is.
+    // Nothing when time is out.
     std::optional<Outcome> wait(Duration deadline = patience);
 
     const std::string& output() const { return outcome_.output; }
     const std::string& errors() const { return outcome_.errors; }
 
 private:
-    class Execution;
-
-    void startInTerminal(const Execution& execution);
-    void startInPipes(const Execution& execution);
-    void takeIn(Clock::time_point until);  // or until something happened
-    void feed();
-    void reap();
-
     pid_t pid_ = -1;
-    int ended_ = -1;  // a pidfd
-    int in_ = -1, out_ = -1, err_ = -1;
-    std::string unsent_;
-    bool closeWhenSent_ = false;
+    int terminal_ = -1, out_ = -1, err_ = -1;
     bool reaped_ = false;
     size_t found_ = 0;
     Outcome outcome_;

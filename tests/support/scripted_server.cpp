@@ -1,14 +1,15 @@
 #include "tests/support/scripted_server.hpp"
 
 #include <algorithm>
-#include <boost/beast/http/status.hpp>
 #include <cstdio>
-#include <iterator>
+
+#include "tests/support/network.hpp"
 
 namespace support {
 namespace {
 
 constexpr size_t chunkBytes = 1024;
+constexpr size_t wholeBody = std::numeric_limits<size_t>::max();
 
 bool fits(const std::string& pattern, const std::string& target) {
     if (!pattern.ends_with('*')) return pattern == target;
@@ -21,197 +22,178 @@ std::string chunk(std::string_view bytes) {
     return size + std::string(bytes) + "\r\n";
 }
 
-std::string statusLine(int status) {
-    auto reason = boost::beast::http::obsolete_reason(
-        boost::beast::http::int_to_status(static_cast<unsigned>(status)));
-    return "HTTP/1.1 " + std::to_string(status) + " " + std::string(reason) + "\r\n";
-}
-
 }  // namespace
 
+// What it throws, and every false, ends the connection.
 class ScriptedServer::Conversation {
 public:
-    Conversation(ScriptedServer& server, const Socket& client) : server_(server), client_(client) {}
+    Conversation(ScriptedServer& server, Tcp::socket& client) : server_(server), client_(client) {}
 
-    void run() {
-        while (readHead())
-            if (!exchange()) return;
+    bool exchange() {
+        readHead();
+        const Rule rule = server_.ruleFor(*request_);
+        const Answer& answer = rule.answer;
+        if (answer.beforeBody_) return deliver(answer) && readRest();
+        readBody(answer.closeAfterBody_.value_or(wholeBody));
+        if (answer.closeAfterBody_) return reset();
+        return deliver(rule.handler ? rule.handler(*request_) : answer);
     }
 
 private:
-    bool readHead() {
-        for (;;) {
-            if (auto head = scanner_.takeHead()) {
-                request_ = {std::move(*head), "", scanner_.done(), 0};
-                index_ = server_.record(request_);
-                return true;
-            }
-            if (!readMore()) return false;
+    void readHead() {
+        parser_.emplace();
+        http::read_header(client_, buffer_, *parser_);
+        const auto& head = parser_->get();
+        request_ = std::make_shared<Request>();
+        request_->method = std::string(head.method_string());
+        request_->target = std::string(head.target());
+        for (const auto& field : head) {
+            std::string& value = request_->fields[std::string(field.name_string())];
+            value += (value.empty() ? "" : ", ") + std::string(field.value());
         }
+        server_.record(request_);
     }
 
-    bool readMore() {
-        std::string bytes = client_.receive();
-        scanner_.add(bytes);
-        return !bytes.empty();
-    }
-
-    // False: the connection ends.
-    bool exchange() {
-        Action action = server_.actionFor(request_);
-        if (auto* handler = std::get_if<Handler>(&action))
-            return readBody() && deliver((*handler)(request_));
-        const Answer& answer = std::get<Answer>(action);
-        if (answer.beforeBody_) return deliver(answer) && readRest();
-        if (!answer.closeAfterBody_) return readBody() && deliver(answer);
-        readBody(*answer.closeAfterBody_);
-        client_.resetOnClose();
-        return false;
-    }
-
-    // False: the client ended it, or so many bytes are there.
-    bool readBody(size_t atMost = std::numeric_limits<size_t>::max()) {
-        bool waits = !request_.complete && !scanner_.pending() && !request_.field("Expect").empty();
-        if (waits && request_.answered == 0) client_.send("HTTP/1.1 100 Continue\r\n\r\n");
-        while (!scanner_.done() && request_.body.size() < atMost) {
-            scanner_.takeBody(request_.body);
-            server_.update(index_, request_);
-            if (!scanner_.done() && request_.body.size() < atMost && !readMore()) return false;
+    void readBody(size_t atLeast = wholeBody) {
+        std::string& body = parser_->get().body();
+        const bool waits = !request_->field("Expect").empty() && buffer_.size() == 0;
+        if (waits && request_->answered == 0) sendAll(client_, "HTTP/1.1 100 Continue\r\n\r\n");
+        while (!parser_->is_done() && body.size() < atLeast) {
+            http::read_some(client_, buffer_, *parser_);
         }
-        request_.complete = scanner_.done();
-        server_.update(index_, request_);
-        return request_.complete;
+        const std::lock_guard lock(server_.mutex_);
+        request_->complete = parser_->is_done();
+        request_->body = std::move(body);
     }
 
     // After an early answer. Who expected a 100 need not send the body, so that nobody could tell
     // what the next bytes are: that connection ends.
     bool readRest() {
-        if (request_.field("Expect").empty()) return readBody();
-        client_.endSending();
+        const bool expected = !request_->field("Expect").empty();
+        if (expected) client_.shutdown(Tcp::socket::shutdown_send);
         readBody();
-        return false;
+        return !expected;
     }
 
     bool deliver(const Answer& answer) {
         if (answer.dropped_) return false;
-        request_.answered = answer.status_;
-        server_.update(index_, request_);
-        if (answer.raw_) {
-            client_.send(*answer.raw_);
-            return false;
+        {
+            const std::lock_guard lock(server_.mutex_);
+            request_->answered = answer.status_;
         }
-        bool sent = client_.send(header(answer));
-        bool noBody = request_.method == "HEAD" || answer.status_ == 204 || answer.status_ == 304;
-        return sent && (noBody || sendBody(answer)) && finish(answer);
+        sendAll(client_, answer.raw_.empty() ? header(answer) : answer.raw_);
+        if (!answer.raw_.empty()) return false;
+        const bool noBody = request_->method == "HEAD" || answer.status_ == 204;
+        return (noBody || sendBody(answer)) && finish(answer);
     }
 
     static std::string header(const Answer& answer) {
-        std::string text = statusLine(answer.status_);
+        const auto status = http::int_to_status(static_cast<unsigned>(answer.status_));
+        std::string text = "HTTP/1.1 " + std::to_string(answer.status_) + " " +
+                           std::string(http::obsolete_reason(status)) + "\r\n";
         for (const auto& [name, value] : answer.fields_) text += name + ": " + value + "\r\n";
-        if (answer.chunked_)
-            text += "Transfer-Encoding: chunked\r\n";
-        else if (answer.status_ != 204 && answer.status_ != 304)
-            text += "Content-Length: " +
-                    std::to_string(answer.declared_.value_or(answer.body_.size())) + "\r\n";
-        return text + "\r\n";
+        if (answer.chunked_) return text + "Transfer-Encoding: chunked\r\n\r\n";
+        if (answer.status_ == 204) return text + "\r\n";
+        return text + "Content-Length: " + std::to_string(answer.body_.size()) + "\r\n\r\n";
     }
 
     bool sendBody(const Answer& answer) {
         std::string_view rest = std::string_view(answer.body_).substr(0, answer.sent_);
-        size_t piece = answer.chunked_ ? std::min(answer.piece_, chunkBytes) : answer.piece_;
-        for (bool first = true; !rest.empty() || answer.endless_; first = false) {
-            if (rest.empty()) rest = answer.body_;
-            auto bytes = rest.substr(0, piece);
+        const size_t piece = answer.chunked_ ? std::min(answer.piece_, chunkBytes) : answer.piece_;
+        while (!rest.empty()) {
+            const auto bytes = rest.substr(0, piece);
             rest.remove_prefix(bytes.size());
-            if (answer.garbage_ && !first) return client_.send("not a size\r\n") && false;
-            if (!client_.send(answer.chunked_ ? chunk(bytes) : std::string(bytes))) return false;
+            sendAll(client_, answer.chunked_ ? chunk(bytes) : std::string(bytes));
             if (!server_.pauseFor(answer.pause_)) return false;
+            if (answer.garbage_) sendAll(client_, "not a size\r\n");
+            if (rest.empty() && answer.endless_) rest = answer.body_;
         }
-        if (answer.end_ == Answer::End::keep && answer.chunked_) return client_.send("0\r\n\r\n");
+        if (answer.chunked_ && answer.end_ == Answer::End::keep) sendAll(client_, "0\r\n\r\n");
         return true;
     }
 
     bool finish(const Answer& answer) {
-        if (answer.end_ == Answer::End::reset) client_.resetOnClose();
-        if (answer.end_ == Answer::End::stall) server_.stall();
+        if (answer.end_ == Answer::End::reset) return reset();
+        if (answer.end_ == Answer::End::stall) return server_.pauseFor(patience) && false;
         return answer.end_ == Answer::End::keep;
     }
 
+    bool reset() {  // the client then sees no orderly end
+        client_.set_option(boost::asio::socket_base::linger(true, 0));
+        return false;
+    }
+
     ScriptedServer& server_;
-    const Socket& client_;
-    HttpScanner<true> scanner_;
-    Request request_;
-    size_t index_ = 0;
+    Tcp::socket& client_;
+    boost::beast::flat_buffer buffer_;
+    std::optional<MessageParser<true>> parser_;
+    std::shared_ptr<Request> request_;
 };
 
 ScriptedServer::ScriptedServer()
-    : server_([this](const Socket& client) {
-          try {
-              Conversation(*this, client).run();
-          } catch (const std::exception& error) {
-              std::fprintf(stderr, "ScriptedServer: %s\n", error.what());
-          }
-      }) {}
+    : server_(std::make_unique<ConnectionServer>([this](Tcp::socket& client) {
+          for (Conversation talk(*this, client); talk.exchange();) continue;
+      })) {}
 
 ScriptedServer::~ScriptedServer() {
-    {
-        std::lock_guard lock(mutex_);
-        ending_ = true;
-    }
+    const std::lock_guard lock(mutex_);
+    ending_ = true;
     changed_.notify_all();
-    server_.stop();
+}
+
+uint16_t ScriptedServer::port() const {
+    return server_->port();
+}
+
+int ScriptedServer::connections() const {
+    return server_->connections();
 }
 
 std::string ScriptedServer::url(std::string_view path) const {
     return "http://127.0.0.1:" + std::to_string(port()) + "/" + std::string(path);
 }
 
+void ScriptedServer::add(std::vector<Rule>& to, Rule rule) {
+    const std::lock_guard lock(mutex_);
+    to.push_back(std::move(rule));
+}
+
 ScriptedServer& ScriptedServer::on(std::string method, std::string target, Answer answer) {
-    std::lock_guard lock(mutex_);
-    rules_.push_back({std::move(method), std::move(target), std::move(answer)});
+    add(rules_, {std::move(method), std::move(target), std::move(answer), nullptr});
     return *this;
 }
 
 ScriptedServer& ScriptedServer::on(std::string method, std::string target, Handler handler) {
-    std::lock_guard lock(mutex_);
-    rules_.push_back({std::move(method), std::move(target), std::move(handler)});
+    add(rules_, {std::move(method), std::move(target), Answer(), std::move(handler)});
     return *this;
 }
 
 ScriptedServer& ScriptedServer::once(std::string method, std::string target, Answer answer) {
-    std::lock_guard lock(mutex_);
-    onceRules_.push_back({std::move(method), std::move(target), std::move(answer)});
+    add(onceRules_, {std::move(method), std::move(target), std::move(answer), nullptr});
     return *this;
 }
 
-ScriptedServer::Action ScriptedServer::actionFor(const Request& request) {
-    auto fitting = [&](const Rule& rule) {
+ScriptedServer::Rule ScriptedServer::ruleFor(const Request& request) {
+    const auto fitting = [&](const Rule& rule) {
         return (rule.method == "*" || rule.method == request.method) &&
                fits(rule.target, request.target);
     };
-    std::lock_guard lock(mutex_);
+    const std::lock_guard lock(mutex_);
     if (auto once = std::ranges::find_if(onceRules_, fitting); once != onceRules_.end()) {
-        Action action = std::move(once->action);
+        Rule rule = std::move(*once);
         onceRules_.erase(once);
-        return action;
+        return rule;
     }
-    auto rule = std::find_if(rules_.rbegin(), rules_.rend(), fitting);
-    if (rule != rules_.rend()) return rule->action;
+    const auto rule = std::find_if(rules_.rbegin(), rules_.rend(), fitting);
+    if (rule != rules_.rend()) return *rule;
     std::fprintf(stderr, "ScriptedServer: no rule for %s %s\n", request.method.c_str(),
                  request.target.c_str());
-    return Answer(501);
+    return {"", "", Answer(501), nullptr};
 }
 
-size_t ScriptedServer::record(const Request& request) {
-    std::lock_guard lock(mutex_);
+void ScriptedServer::record(const std::shared_ptr<Request>& request) {
+    const std::lock_guard lock(mutex_);
     requests_.push_back(request);
-    changed_.notify_all();
-    return requests_.size() - 1;
-}
-
-void ScriptedServer::update(size_t index, const Request& request) {
-    std::lock_guard lock(mutex_);
-    if (index < requests_.size()) requests_[index] = request;
     changed_.notify_all();
 }
 
@@ -220,38 +202,30 @@ bool ScriptedServer::pauseFor(Duration time) {
     return !changed_.wait_for(lock, time, [this] { return ending_; });
 }
 
-void ScriptedServer::stall() {
-    std::unique_lock lock(mutex_);
-    changed_.wait(lock, [this] { return ending_ || released_; });
-}
-
-void ScriptedServer::release() {
-    std::lock_guard lock(mutex_);
-    released_ = true;
-    changed_.notify_all();
-}
-
 std::vector<Request> ScriptedServer::requests() const {
-    std::lock_guard lock(mutex_);
-    return requests_;
+    const std::lock_guard lock(mutex_);
+    std::vector<Request> copies;
+    for (const auto& request : requests_) copies.push_back(*request);
+    return copies;
 }
 
 std::string ScriptedServer::transcript() const {
     std::string text;
-    for (const Request& request : requests())
+    for (const Request& request : requests()) {
         text +=
             request.method + " " + request.target + " " + std::to_string(request.answered) + "\n";
+    }
     return text;
 }
 
 void ScriptedServer::clearRequests() {
-    std::lock_guard lock(mutex_);
+    const std::lock_guard lock(mutex_);
     requests_.clear();
 }
 
-bool ScriptedServer::waitForRequests(size_t count, Duration deadline) const {
+bool ScriptedServer::waitForRequests(size_t count) const {
     std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, deadline, [&] { return requests_.size() >= count; });
+    return changed_.wait_for(lock, patience, [&] { return requests_.size() >= count; });
 }
 
 }  // namespace support

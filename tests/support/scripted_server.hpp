@@ -2,29 +2,46 @@
 // has a name. Requests that no rule fits are answered 501 and complained of on standard error.
 #pragma once
 
-#include <chrono>
+#include <strings.h>
+
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
-#include <variant>
 #include <vector>
 
-#include "tests/support/connection_server.hpp"
-#include "tests/support/http_scanner.hpp"
 #include "tests/support/process.hpp"
 
 namespace support {
 
-struct Request : MessageHead {
+class ConnectionServer;
+
+// HTTP compares field names without regard to case.
+struct CaseLess {
+    bool operator()(const std::string& left, const std::string& right) const {
+        return strcasecmp(left.c_str(), right.c_str()) < 0;
+    }
+};
+
+struct Request {
+    std::string method, target;
+    std::map<std::string, std::string, CaseLess> fields;  // of one name are joined by commas
     std::string body;
     bool complete = false;  // its body came to its end
     int answered = 0;       // the status of the answer; 0: none
+
+    std::string_view field(const std::string& name) const {  // "" when it is not there
+        const auto found = fields.find(name);
+        return found == fields.end() ? std::string_view() : found->second;
+    }
 };
 
 // An answer, and what goes wrong with it. The functions change this answer and give it back, so
@@ -37,11 +54,7 @@ public:
         return Answer(status, "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n" + body)
             .with("Content-Type", "application/xml; charset=\"utf-8\"");
     }
-    static Answer raw(std::string bytes) {  // just these bytes, then the end
-        Answer answer;
-        answer.raw_ = std::move(bytes);
-        return answer;
-    }
+    static Answer raw(std::string bytes) { return Answer().set(&Answer::raw_, std::move(bytes)); }
 
     Answer& with(std::string name, std::string value) {  // one more header field
         fields_.emplace_back(std::move(name), std::move(value));
@@ -49,61 +62,45 @@ public:
     }
 
     // In the answer. The first n bytes of the body are sent rightly, then comes
-    Answer& truncatedAfter(size_t n) { return endAfter(n, End::close); }  // an orderly end
-    Answer& resetAfter(size_t n) { return endAfter(n, End::reset); }
-    Answer& stalledAfter(size_t n) { return endAfter(n, End::stall); }  // silence until release()
+    Answer& truncatedAfter(size_t n) { return end(n, End::close); }  // an orderly end
+    Answer& resetAfter(size_t n) { return end(n, End::reset); }
+    Answer& stalledAfter(size_t n) { return end(n, End::stall); }  // silence until the server ends
     Answer& slowly(size_t pieceBytes, Duration pause) {
-        piece_ = pieceBytes;
-        pause_ = pause;
-        return *this;
+        return set(&Answer::piece_, pieceBytes).set(&Answer::pause_, pause);
     }
-    Answer& endless() {  // the body over and over, until the client is gone
-        if (body_.empty()) body_.assign(64 * 1024, '.');
-        endless_ = true;
-        return chunked();
-    }
-    Answer& declaring(uint64_t length) {  // a wrong Content-Length; then the end
-        declared_ = length;
-        end_ = End::close;
-        return *this;
-    }
-    Answer& chunked() { return set(chunked_); }  // no fault: no length, one chunk for each KiB
-    Answer& garbageChunks() { return set(garbage_).chunked(); }  // the second chunk has no size
+    // The body over and over, until the client is gone.
+    Answer& endless() { return chunked().set(&Answer::endless_, true); }
+    Answer& chunked() { return set(&Answer::chunked_, true); }  // no fault: a chunk for each KiB
+    Answer& garbageChunks() { return chunked().set(&Answer::garbage_, true); }  // behind the first
 
     // In the request.
-    Answer& beforeBody() { return set(beforeBody_); }  // while the body still arrives, without 100
-    Answer& closeAfterBody(size_t n) {  // no answer: a reset after n bytes of the request's body
-        closeAfterBody_ = n;
-        return *this;
-    }
-    Answer& dropped() { return set(dropped_); }  // no answer: an orderly end after the request
+    Answer& beforeBody() { return set(&Answer::beforeBody_, true); }  // instead of a 100
+    // No answer: a reset after n bytes of the request's body, or an orderly end after all of it.
+    Answer& closeAfterBody(size_t n) { return set(&Answer::closeAfterBody_, n); }
+    Answer& dropped() { return set(&Answer::dropped_, true); }
 
 private:
     friend class ScriptedServer;
     enum class End { keep, close, reset, stall };
 
-    Answer& endAfter(size_t n, End end) {
-        sent_ = n;
-        end_ = end;
+    template <class Value>
+    Answer& set(Value Answer::*part, std::type_identity_t<Value> value) {
+        this->*part = std::move(value);
         return *this;
     }
-    Answer& set(bool& fault) {
-        fault = true;
-        return *this;
-    }
+    Answer& end(size_t n, End how) { return set(&Answer::sent_, n).set(&Answer::end_, how); }
 
     int status_;
     std::vector<std::pair<std::string, std::string>> fields_;
     std::string body_;
-    std::optional<std::string> raw_;
+    std::string raw_;                                   // instead of all this, then the end
     size_t sent_ = std::numeric_limits<size_t>::max();  // how much of the body
     End end_ = End::keep;                               // what comes after it
     size_t piece_ = std::numeric_limits<size_t>::max();
     Duration pause_{};
-    std::optional<uint64_t> declared_;
+    std::optional<size_t> closeAfterBody_;
     bool chunked_ = false, garbage_ = false, endless_ = false, beforeBody_ = false;
     bool dropped_ = false;
-    std::optional<size_t> closeAfterBody_;
 };
 
 class ScriptedServer {
@@ -113,7 +110,7 @@ public:
     ScriptedServer();
     ~ScriptedServer();
 
-    uint16_t port() const { return server_.port(); }
+    uint16_t port() const;
     std::string url(std::string_view path = {}) const;  // path: encoded, without the first slash
 
     // A rule fits a request of this method ("*": any) whose target is this one; a target that ends
@@ -127,32 +124,30 @@ public:
     std::vector<Request> requests() const;
     std::string transcript() const;  // lines "METHOD target status", status 0: no answer
     void clearRequests();
-    int connections() const { return server_.connections(); }
+    int connections() const;
 
     // False: time is out before so many requests (their headers at least) have come.
-    bool waitForRequests(size_t count, Duration deadline = patience) const;
-    void release();  // ends all stalls: the connections are closed
+    bool waitForRequests(size_t count) const;
 
 private:
-    using Action = std::variant<Answer, Handler>;
     struct Rule {
         std::string method, target;
-        Action action;
+        Answer answer;
+        Handler handler;  // or null: the answer counts
     };
     class Conversation;  // with one client
 
-    Action actionFor(const Request& request);
-    size_t record(const Request& request);  // its index
-    void update(size_t index, const Request& request);
+    void add(std::vector<Rule>& to, Rule rule);
+    Rule ruleFor(const Request& request);
+    void record(const std::shared_ptr<Request>& request);
     bool pauseFor(Duration time);  // false: the server ends
-    void stall();
 
-    mutable std::mutex mutex_;
+    mutable std::mutex mutex_;  // over all below, and what requests_ point to
     mutable std::condition_variable changed_;
     std::vector<Rule> rules_, onceRules_;
-    std::vector<Request> requests_;
-    bool released_ = false, ending_ = false;
-    ConnectionServer server_;
+    std::vector<std::shared_ptr<Request>> requests_;
+    bool ending_ = false;
+    std::unique_ptr<ConnectionServer> server_;
 };
 
 }  // namespace support

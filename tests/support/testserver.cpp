@@ -12,10 +12,6 @@
 #include "tests/support/apache.hpp"
 #include "tests/support/certificates.hpp"
 #include "tests/support/delay_proxy.hpp"
-#include "tests/support/files.hpp"
-#include "tests/support/lighttpd.hpp"
-#include "tests/support/nginx.hpp"
-#include "tests/support/rclone.hpp"
 
 namespace support {
 namespace {
@@ -36,10 +32,9 @@ bool inputCounts() {
 }
 
 struct TestServer {
-    void serve(uint16_t port, const std::string& line) const {
+    void serve(const std::string& line) const {
         std::puts(line.c_str());
         std::fflush(stdout);
-        if (!portFile.empty()) writeFile(portFile, std::to_string(port) + "\n");
         pollfd ready[] = {{signals, POLLIN, 0}, {inputCounts() ? 0 : -1, POLLIN, 0}};
         for (char sink[256]; poll(ready, 2, -1) >= 0 && !ready[0].revents;)
             if (ready[1].revents && read(0, sink, sizeof sink) <= 0) return;
@@ -52,7 +47,7 @@ struct TestServer {
         if (options.authentication != Authentication::none)
             line.append(" ").append(user).append(" ").append(password);
         if (options.tls) line.append("\n").append(certificates().authority.string());
-        serve(server.port(), line);
+        serve(line);
         std::printf("%zu requests over %d connections\n", server.accessLog().size(),
                     server.connections());
     }
@@ -60,16 +55,15 @@ struct TestServer {
     template <class Server>
     void serveOther() const {
         const Server server(options.documentRoot);
-        serve(server.port(), server.url());
+        serve(server.url());
     }
 
     void serveDelayed() const {
         const DelayProxy proxy(delayed, Duration(delay));
-        serve(proxy.port(), "http://127.0.0.1:" + std::to_string(proxy.port()) + "/");
+        serve("http://127.0.0.1:" + std::to_string(proxy.port()) + "/");
     }
 
     ApacheOptions options{};
-    std::string portFile{};
     uint16_t delayed = 0;  // the port of the server behind the proxy
     int delay = 0;         // ms
     int signals = blockedSignals();
@@ -80,7 +74,6 @@ int runServer(int count, char** words) {
     CLI::App app("Servers on 127.0.0.1");
     app.require_subcommand(1)->fallthrough();
     app.add_option("--directory", test.options.documentRoot, "of the members");
-    app.add_option("--port-file", test.portFile, "to write the port to");
     const auto kind = [&](const char* name, const char* about, void (TestServer::*run)() const) {
         return app.add_subcommand(name, about)->final_callback([&test, run] { (test.*run)(); });
     };

@@ -9,7 +9,7 @@
 #include <stdexcept>
 
 #include "tests/support/files.hpp"
-#include "tests/support/socket.hpp"
+#include "tests/support/http_probe.hpp"
 
 namespace support {
 namespace {
@@ -27,28 +27,28 @@ void handOver(const std::filesystem::path& path) {
 
 }  // namespace
 
-WebDavServer::WebDavServer(std::string name, const std::filesystem::path& documentRoot)
-    : name_(std::move(name)),
-      documentRoot_(documentRoot.empty() ? home_ / "members" : documentRoot) {
+WebDavServer::WebDavServer(ServerRecipe recipe, const std::filesystem::path& documentRoot)
+    : recipe_(std::move(recipe)),
+      documentRoot_(documentRoot.empty() ? home("members")
+                                         : std::filesystem::absolute(documentRoot)) {
     for (const auto& folder : {home("log"), home("state"), documentRoot_}) {
         std::filesystem::create_directory(folder);
         handOver(folder);
     }
     for (const auto& entry : std::filesystem::recursive_directory_iterator(documentRoot_))
         handOver(entry.path());
+    start();
 }
 
 WebDavServer::~WebDavServer() {
-    if (process_) {
-        process_->signal(SIGTERM);
-        process_->wait(std::chrono::seconds(3));  // a connection still busy is then cut by force
-    }
+    process_->signal(SIGTERM);
+    process_->wait(std::chrono::seconds(3));  // a connection still busy is then cut by force
     if (testing::UnitTest::GetInstance()->Failed())
-        std::fprintf(stderr, "---- log of %s ----\n%s----\n", name_.c_str(), log().c_str());
+        std::fprintf(stderr, "---- log of %s ----\n%s----\n", name().c_str(), log().c_str());
 }
 
 std::string WebDavServer::url(std::string_view path) const {
-    return scheme_ + "://127.0.0.1:" + std::to_string(port_) + "/" + std::string(path);
+    return recipe_.scheme + "://127.0.0.1:" + std::to_string(port_) + "/" + std::string(path);
 }
 
 void WebDavServer::addMember(std::string_view path, std::string_view content) const {
@@ -77,24 +77,23 @@ std::string WebDavServer::filled(std::string text) const {
     return text;
 }
 
-void WebDavServer::start(const std::vector<std::string>& arguments, std::string_view ready,
-                         const std::string& configuration) {
+void WebDavServer::start() {
     std::string complaint;
     for (int attempt = 0; attempt < portsToTry; ++attempt) {
         port_ = freePort();
         spare_ = freePort();
-        writeFile(home("conf"), filled(configuration));
+        for (const auto& [name, text] : recipe_.files) writeFile(home(name), filled(text));
         Command command;
-        for (const auto& argument : arguments) command.arguments.push_back(filled(argument));
+        for (const auto& word : recipe_.arguments) command.arguments.push_back(filled(word));
         process_ = std::make_unique<RunningProcess>(command);
-        auto isReady = [&] { return log().find(ready) != std::string::npos; };
+        const auto isReady = [&] { return log().find(recipe_.ready) != std::string::npos; };
         eventually([&] { return isReady() || !process_->running(); });
         if (isReady() && process_->running()) return;
         complaint = log() + process_->output() + process_->errors();
         std::filesystem::remove(home("log/error"));
         if (complaint.find("ddress already in use") == std::string::npos) break;
     }
-    throw std::runtime_error(name_ + " does not start: " + complaint);
+    throw std::runtime_error(name() + " does not start: " + complaint);
 }
 
 }  // namespace support

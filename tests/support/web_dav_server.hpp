@@ -16,22 +16,26 @@
 
 namespace support {
 
-struct Account {
-    std::string user = "demo";
-    std::string password = "open sesame: 100%";
+// How to start one. In the arguments and files stand {home}, {root} (of the members), {log},
+// {port}, {spare} (another port) and {user}, whom root becomes; it may write below {home}/state.
+struct ServerRecipe {
+    std::string name;
+    std::vector<std::string> arguments;
+    std::string ready;  // what its log then holds
+    std::map<std::string, std::string>
+        files{};  // in {home}; lines that begin with "?" are for root
+    std::string scheme = "http";
 };
 
 class WebDavServer {
 public:
-    virtual ~WebDavServer();
+    ~WebDavServer();
     WebDavServer(const WebDavServer&) = delete;
     WebDavServer& operator=(const WebDavServer&) = delete;
 
-    const std::string& name() const { return name_; }
+    const std::string& name() const { return recipe_.name; }
     uint16_t port() const { return port_; }
-
-    // path: percent-encoded, relative to the root collection.
-    std::string url(std::string_view path = {}) const;
+    std::string url(std::string_view path = {}) const;  // path: encoded, without the first slash
 
     // Where the members are. Files made here directly are not the server's own when root runs the
     // tests, so that it may refuse to change them: use the two functions below.
@@ -40,31 +44,36 @@ public:
     void addCollection(std::string_view path) const;
 
 protected:
-    // An empty document root: one of its own.
-    WebDavServer(std::string name, const std::filesystem::path& documentRoot);
-
-    // Starts the program, with another port while one is taken, until its log holds `ready`. Throws
-    // with the log when it ends before. In the arguments and in the configuration, which is put in
-    // {home}/conf, stand {home}, {root} (of the members), {log}, {port}, {spare} (another port) and
-    // {user}, whom root becomes; the server may write below {home}/state. Lines that begin with "?"
-    // are for root alone.
-    void start(const std::vector<std::string>& arguments, std::string_view ready,
-               const std::string& configuration = {});
+    // Starts the program, with another port while one is taken. Throws with the log when it ends
+    // before it is ready. An empty document root: one of its own.
+    WebDavServer(ServerRecipe recipe, const std::filesystem::path& documentRoot);
 
     std::filesystem::path home(std::string_view name) const { return home_ / name; }
-
-    std::string scheme_ = "http";
-    uint16_t spare_ = 0;
+    uint16_t spare() const { return spare_; }
 
 private:
+    void start();
     std::string filled(std::string text) const;
     std::string log() const;
 
-    std::string name_;
+    ServerRecipe recipe_;
     TemporaryDirectory home_;
     std::filesystem::path documentRoot_;
-    uint16_t port_ = 0;
+    uint16_t port_ = 0, spare_ = 0;
     std::unique_ptr<RunningProcess> process_;
+};
+
+struct Lighttpd : WebDavServer {  // mod_webdav, with locks
+    explicit Lighttpd(const std::filesystem::path& documentRoot = {});
+};
+
+struct Nginx : WebDavServer {  // dav and dav-ext
+    explicit Nginx(const std::filesystem::path& documentRoot = {});
+    static bool installed();
+};
+
+struct Rclone : WebDavServer {  // serve webdav
+    explicit Rclone(const std::filesystem::path& documentRoot = {});
 };
 
 }  // namespace support

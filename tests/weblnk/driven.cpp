@@ -1,6 +1,11 @@
 #include "tests/weblnk/driven.hpp"
 
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
 #include <algorithm>
+#include <boost/algorithm/string/replace.hpp>
+#include <csignal>
 #include <utility>
 
 #include "platform/markup/tree_builder.hpp"
@@ -14,73 +19,41 @@ namespace {
 
 using namespace vxhost;
 
-constexpr std::pair<vx::Status, std::string_view> names[] = {
-    {WEBLNK_BAD_URL, "WEBLNK_BAD_URL"},
-    {WEBLNK_NO_SUCH_HOST, "WEBLNK_NO_SUCH_HOST"},
-    {WEBLNK_NO_CONNECTION, "WEBLNK_NO_CONNECTION"},
-    {WEBLNK_TLS_REFUSED, "WEBLNK_TLS_REFUSED"},
-    {WEBLNK_TIMED_OUT, "WEBLNK_TIMED_OUT"},
-    {WEBLNK_CUT_OFF, "WEBLNK_CUT_OFF"},
-    {WEBLNK_REDIRECTED_AWAY, "WEBLNK_REDIRECTED_AWAY"},
-    {WEBLNK_INTERRUPTED, "WEBLNK_INTERRUPTED"},
-    {WEBLNK_BAD_ANSWER, "WEBLNK_BAD_ANSWER"},
-    {WEBLNK_REFUSED, "WEBLNK_REFUSED"},
-    {WEBLNK_PROXY_REFUSED, "WEBLNK_PROXY_REFUSED"},
-    {FSBOX_IO, "FSBOX_IO"},
-};
-
-constexpr std::pair<uint32_t, std::string_view> allowed[] = {
-    {vx::ALLOW_GET, " GET"},         {vx::ALLOW_HEAD, " HEAD"},         {vx::ALLOW_PUT, " PUT"},
-    {vx::ALLOW_PUT_NEW, " PUT_NEW"}, {vx::ALLOW_DELETE, " DELETE"},     {vx::ALLOW_MOVE, " MOVE"},
-    {vx::ALLOW_MKCOL, " MKCOL"},     {vx::ALLOW_PROPFIND, " PROPFIND"}, {vx::ALLOW_LOCK, " LOCK"},
-    {vx::ALLOW_UNLOCK, " UNLOCK"},   {vx::ALLOW_OPTIONS, " OPTIONS"},
-};
-
 struct Kept : vx::WriteCallback {
     std::string bytes;
 };
 
 struct Supplied : vx::ReadCallback {
     const Content* content;
-    size_t position = 0;
+    size_t* position;
     bool ended = true;  // the next call begins anew
 };
 
 vx::Status supply(vx::ReadCallback* record, const void** data, uint64_t* length) {
     auto& self = *static_cast<Supplied*>(record);
-    if (std::exchange(self.ended, false)) self.position = 0;
-    if (self.content->beforePiece) self.content->beforePiece(self.position);
-    const size_t size = std::min(self.content->piece, self.content->bytes.size() - self.position);
-    if (size == 0) {
-        self.ended = true;
-        return self.content->end;
-    }
-    *data = self.content->bytes.data() + self.position;
-    *length = size;
-    self.position += size;
+    if (std::exchange(self.ended, false)) *self.position = 0;
+    *length = std::min(self.content->piece, self.content->bytes.size() - *self.position);
+    self.ended = *length == 0;
+    if (self.ended) return self.content->end;
+    *data = self.content->bytes.data() + *self.position;
+    *self.position += *length;
     return vx::VX_SUCCESS;
-}
-
-std::string hrefs(const vx::Document* document) {
-    if (!document) return " no document";
-    std::string all;
-    const vx::Node* response = document->firstChild ? document->firstChild->firstChild : nullptr;
-    for (; response; response = response->nextSibling) {
-        all += ' ' + shownUtf8(content(childElement(response, U"href")));
-    }
-    return all;
 }
 
 // What an operation returns and the HTTP status that it tells.
 template <class Operation>
 std::string told(Operation&& operation) {
+    constexpr std::string_view names[] = {"BAD_URL",         "NO_SUCH_HOST", "NO_CONNECTION",
+                                          "TLS_REFUSED",     "TIMED_OUT",    "CUT_OFF",
+                                          "REDIRECTED_AWAY", "INTERRUPTED",  "BAD_ANSWER",
+                                          "REFUSED",         "PROXY_REFUSED"};
     int32_t httpStatus = 0;
     const vx::Status result = operation(&httpStatus);
     if (result == vx::VX_SUCCESS) return std::to_string(httpStatus);
-    for (const auto& [status, name] : names) {
-        if (status == result) return std::string(name) + ' ' + std::to_string(httpStatus);
-    }
-    return std::to_string(result);
+    const vx::Status nth = result - WEBLNK_BAD_URL;
+    std::string text =
+        nth < std::size(names) ? std::string(names[nth]) : fmt::format("{:X}", result);
+    return httpStatus == -1 ? text : fmt::format("{} {}", text, httpStatus);
 }
 
 }  // namespace
@@ -93,25 +66,26 @@ std::string DrivenClient::head() {
 }
 
 std::string DrivenClient::options() {
-    uint32_t mask = 0;
-    std::string text = told(
-        [&](int32_t* status) { return client_->InstOptions(client_.get(), 0, status, &mask, 0); });
-    for (const auto& [bit, name] : allowed) {
-        if (mask & bit) text += name;
-    }
-    return text;
+    return told([&](int32_t* status) {
+        return client_->InstOptions(client_.get(), 0, status, &allowed, 0);
+    });
 }
 
 std::string DrivenClient::propFind(uint32_t depth) {
     TreeBuilder builder;
     builder.feed("<propfind xmlns='DAV:'><allprop/></propfind>");
     const auto request = builder.finish();
-    vx::Document* response = nullptr;
-    const std::string text = told([&](int32_t* status) {
-        return client_->InstPropFind(client_.get(), depth, request.get(), status, &response);
+    vx::Document* document = nullptr;
+    std::string text = told([&](int32_t* status) {
+        return client_->InstPropFind(client_.get(), depth, request.get(), status, &document);
     });
-    const Owned<vx::Document> owned(response);
-    return text + hrefs(response);
+    if (!document) return text + " no document";
+    const Owned<vx::Document> owned(document);
+    for (const vx::Node* response = document->firstChild->firstChild; response;
+         response = response->nextSibling) {
+        text += ' ' + shownUtf8(content(childElement(response, U"href")));
+    }
+    return text;
 }
 
 std::string DrivenClient::get() {
@@ -121,10 +95,10 @@ std::string DrivenClient::get() {
         return vx::VX_SUCCESS;
     };
     const auto options = reinterpret_cast<vx::Word>(&report);
-    return told([&](int32_t* status) {
-               return client_->InstGet(client_.get(), &options, 0, 0, status, &kept);
-           }) +
-           " [" + kept.bytes + ']';
+    const std::string text = told([&](int32_t* status) {
+        return client_->InstGet(client_.get(), &options, 0, 0, status, &kept);
+    });
+    return text + " [" + kept.bytes + ']';
 }
 
 std::string DrivenClient::put(const Content& content, vx::PutOptions options,
@@ -132,6 +106,7 @@ std::string DrivenClient::put(const Content& content, vx::PutOptions options,
     Supplied supplied;
     supplied.callback = &supply;
     supplied.content = &content;
+    supplied.position = &pulled;
     return told([&](int32_t* status) {
         return client_->InstPut(client_.get(), &options, sizeof options, vx::PUT_CODE_DEFAULT, 0,
                                 held ? &held : nullptr, held ? 1 : 0, status, &supplied);
@@ -156,12 +131,12 @@ std::string DrivenClient::makeCollection() {
 }
 
 std::string DrivenClient::takeLock(uint32_t seconds, const std::string& adopted) {
+    std::u32string owner = U"ZEB <1> & co";
     vx::LockParms parms{};
     parms.option = 1;
     parms.owner = owner.data();
     parms.ownerLength = owner.size();
-    const uint32_t defaults = seconds == 0 ? vx::LOCK_BLOCK_DEFAULTS : 0;
-    parms.block = {adopted.empty() ? defaults : vx::LOCK_BLOCK_ADOPT, seconds, adopted.data(),
+    parms.block = {adopted.empty() ? 0 : vx::LOCK_BLOCK_ADOPT, seconds, adopted.data(),
                    adopted.size()};
     int32_t status = 0;
     lock.reset(client_->InstLock(client_.get(), &parms, &status, journal_, 0));
@@ -173,7 +148,9 @@ std::string DrivenClient::unlock() {
 }
 
 Driven::Driven() {
+    std::signal(SIGPIPE, SIG_IGN);  // OpenSSL writes to a peer that is gone
     settings.interrupted = &interrupted;
+    settings.stallTimeout = std::chrono::seconds(5);
     weblnk_.reset(reinterpret_cast<vx::Weblnk*>(createWeblnk(settings)));
     context_.reset(weblnk_->CreateHttpContext(weblnk_.get(), nullptr, 0));
 }
@@ -185,11 +162,11 @@ DrivenClient Driven::client(const std::string& url) {
     vx::ClientParms parms{};
     parms.url = wideUrl.data();
     parms.urlLength = wideUrl.size();
-    parms.user = user.empty() ? nullptr : wideUser.data();
+    parms.user = wideUser.data();
     parms.userLength = wideUser.size();
-    parms.password = password.empty() ? nullptr : widePassword.data();
+    parms.password = widePassword.data();
     parms.passwordLength = widePassword.size();
-    parms.proxy = proxy.empty() ? nullptr : wideProxy.data();
+    parms.proxy = wideProxy.data();
     parms.proxyLength = wideProxy.size();
     parms.clientOption = clientOption;
     parms.journal = &journal;
@@ -204,6 +181,49 @@ std::string Driven::sentences() {
     std::string lines;
     for (const auto& sentence : journal.take()) lines += sentence.text + '\n';
     return lines;
+}
+
+std::string pattern(size_t size) {
+    std::string text;
+    while (text.size() < size) text += "0123456789abcdefg";
+    return text.substr(0, size);
+}
+
+std::string seen(const support::ScriptedServer& server) {
+    std::string text;
+    for (const auto& request : server.requests()) {
+        text += (text.empty() ? "" : ", ") + request.method + ' ' + request.target;
+        for (const char* name : {"Depth", "Destination", "Overwrite", "Timeout", "If", "If-Match",
+                                 "If-None-Match", "Lock-Token", "Expect"}) {
+            if (const auto value = request.field(name); !value.empty()) {
+                text.append(" ").append(value);
+            }
+        }
+        const std::string& body = request.body;
+        if (request.method == "PUT" && request.answered < 300) {
+            text += request.field("Transfer-Encoding").empty() ? " [" : " [chunked ";
+            if (body != pattern(body.size())) text += "another ";
+            text += (body.size() < 10 ? body : std::to_string(body.size())) + ']';
+        }
+        text += ' ' + std::to_string(request.answered);
+    }
+    return text;
+}
+
+std::string check(const Row& row) {
+    support::ScriptedServer server;
+    for (size_t i = 0; i + 1 < row.answers.size(); ++i) server.once("*", "*", row.answers[i]);
+    server.on("*", "*", row.answers.back());
+    const auto masked = [&](const std::string& text) {
+        return boost::replace_all_copy(text, server.url(), "URL/");
+    };
+    Driven driven;
+    const std::string outcome = row.run(driven, server.url(row.path));
+    EXPECT_EQ(masked(outcome + " after " + seen(server)), row.outcome + " after " + row.requests);
+    const std::string told = masked(driven.sentences());
+    EXPECT_EQ(told.empty(), row.sentence.empty()) << told << row.requests;
+    EXPECT_NE(told.find(row.sentence), told.npos) << told << row.requests;
+    return told;
 }
 
 }  // namespace weblnk_test

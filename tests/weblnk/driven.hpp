@@ -5,12 +5,12 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "host/quillon.h"
 #include "platform/journal.hpp"
 #include "platform/settings.hpp"
+#include "tests/support/scripted_server.hpp"
 
 namespace weblnk_test {
 
@@ -26,20 +26,19 @@ struct Content {
     std::string bytes;
     size_t piece = 4096;
     vx::Status end = vx::VX_END_OF_DATA;
-    std::function<void(size_t)> beforePiece{};  // told how many bytes were handed out
 };
 
 class DrivenClient {
 public:
     DrivenClient(vx::Weblnk& weblnk, vx::ClientParms parms, vx::Journal* journal);
 
-    // Each gives "200", or the name of the status and the HTTP status: "WEBLNK_REFUSED 404".
+    // Each gives "200", or the name of the status and what is known of the answer: "REFUSED 404".
     std::string head();
-    std::string options();                     // with the methods that are allowed
-    std::string propFind(uint32_t depth = 0);  // with the hrefs, or "no document"
-    std::string get();                         // with the content in brackets
+    std::string options();                 // its methods are in allowed
+    std::string propFind(uint32_t depth);  // with the hrefs, or "no document"
+    std::string get();                     // with the content in brackets
     std::string put(const Content& content, vx::PutOptions options = {},
-                    vx::LockObject* lock = nullptr);
+                    vx::LockObject* held = nullptr);
     std::string remove();
     std::string move(const std::string& destination);
     std::string makeCollection();
@@ -48,8 +47,9 @@ public:
     std::string unlock();
 
     vx::GetReport report{};
+    uint32_t allowed = 0;
+    size_t pulled = 0;  // bytes of the latest PUT
     Owned<vx::LockObject> lock;
-    std::u32string owner = U"ZEB <1> & co";
 
 private:
     Owned<vx::Client> client_;
@@ -76,5 +76,21 @@ private:
     std::unique_ptr<vx::Weblnk, Unloader> weblnk_;
     Owned<vx::HttpContext> context_;
 };
+
+std::string pattern(size_t size);  // a text whose parts are told apart
+
+// Each request as "METHOD target VALUES status", joined by commas: the values of the fields that
+// weblnk adds, and of a PUT that was not refused the body or, of a pattern(), its size.
+std::string seen(const support::ScriptedServer& server);
+
+// An operation on a server of its own that gives these answers in turn, whatever is asked.
+struct Row {
+    std::function<std::string(Driven&, const std::string& url)> run;
+    std::vector<support::Answer> answers;  // the last is repeated
+    std::string outcome, requests;         // the server's URL stands as "URL/"
+    std::string sentence{};                // part of what is said; empty: nothing is
+    const char* path = "a";
+};
+std::string check(const Row& row);  // what is said
 
 }  // namespace weblnk_test
