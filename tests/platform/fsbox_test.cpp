@@ -38,7 +38,9 @@ protected:
         const vx::NameParms parms{U"WEBDAV", 6, 0, 0, kind, 0};
         uint64_t length = 0;
         status = on(directory, &vx::Fsbox::CreateName, &parms, &name, &length, 0u);
-        return status == vx::VX_SUCCESS ? toUtf8({name, length + 1}).c_str() : "";
+        if (status != vx::VX_SUCCESS) return {};
+        EXPECT_EQ(name[length], U'\0');
+        return toUtf8({name, length});
     }
     vx::Status releaseName() { return box->ReleaseName(box, name, 0); }
     vx::File* open(const fs::path& path, uint32_t mode) {
@@ -144,21 +146,15 @@ TEST_F(fsbox, pieces_are_gathered_and_handed_out) {
 
 TEST_F(fsbox, refused_opens_say_why) {
     fs::create_symlink(root / "elsewhere", root / "link");
-    const struct {
-        fs::path path;
-        uint32_t mode;
-        vx::Status status;
-    } rows[] = {
-        {root / "none", vx::FSBOX_READ, vx::VX_PATH_NOT_FOUND},
-        {root / "link", vx::FSBOX_WRITE, FSBOX_DENIED},
-        {root, vx::FSBOX_WRITE, FSBOX_IO},
-        {root / "f", 3, vx::VX_INVALID_ARGUMENT},
+    const auto refusal = [&](const fs::path& path, uint32_t mode) {
+        EXPECT_EQ(open(path, mode), nullptr);
+        EXPECT_NE(journal.take().at(0).text.find(path.string()), std::string::npos) << path;
+        return status;
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(open(row.path, row.mode), nullptr) << row.path;
-        EXPECT_EQ(status, row.status) << row.path;
-        EXPECT_NE(journal.take().at(0).text.find(row.path.string()), std::string::npos);
-    }
+    EXPECT_EQ(refusal(root / "none", vx::FSBOX_READ), vx::VX_PATH_NOT_FOUND);
+    EXPECT_EQ(refusal(root / "link", vx::FSBOX_WRITE), FSBOX_DENIED);
+    EXPECT_EQ(refusal(root, vx::FSBOX_WRITE), FSBOX_IO);
+    EXPECT_EQ(refusal(root / "f", 3), vx::VX_INVALID_ARGUMENT);
     EXPECT_FALSE(fs::exists(root / "elsewhere"));
 }
 
