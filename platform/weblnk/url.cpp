@@ -189,7 +189,6 @@ bool sameResource(std::string_view a, std::string_view b) {
 }
 
 std::string encodeSegment(std::string_view name) {
-    if (name == "." || name == "..") return std::string(name);
     std::string segment;
     for (const char c : name) {
         if (isUnreserved(c)) {
