@@ -129,7 +129,9 @@ TEST_F(fsbox, names_are_reserved_and_given_back) {
 TEST_F(fsbox, pieces_are_gathered_and_handed_out) {
     std::string whole;
     vx::File* file = open(root / "f", vx::FSBOX_WRITE);
-    for (const size_t size : {1u, 4096u, 65535u, 65536u, 65537u, 0u, 3u, 262143u, 262144u, 7u}) {
+    // Around what is passed on at once, and around the end of the buffer.
+    for (const size_t size : {1u, 4096u, 65536u, 65537u, 0u, 65535u, 65535u, 65535u, 65535u, 4u,
+                              65535u, 65535u, 65535u, 65535u, 5u}) {
         std::string piece;
         for (size_t at = 0; at < size; ++at) piece += static_cast<char>((whole.size() + at) % 253);
         EXPECT_EQ(write(file, piece), vx::VX_SUCCESS);

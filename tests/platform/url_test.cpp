@@ -21,7 +21,8 @@ TEST(Url, encodesWhatARequestCannotCarry) {
     for (const auto& [given, expected] : rows) EXPECT_EQ(encodeForRequest(given), expected);
 }
 
-// RFC 3986, 5.4: references, and what path, query and fragment they have at http://a/b/c/d;p?q.
+// RFC 3986, 5.4, and two more: references, and what path, query and fragment they have at
+// http://a/b/c/d;p?q.
 TEST(Url, resolvesTheExamplesOfTheRfc) {
     std::istringstream examples(R"(
         g             /b/c/g        ./g      /b/c/g         g/         /b/c/g/
@@ -36,7 +37,8 @@ TEST(Url, resolvesTheExamplesOfTheRfc) {
         ..g           /b/c/..g      ./../g   /b/g           ./g/.      /b/c/g/
         g/./h         /b/c/g/h      g/../h   /b/c/h         g;x=1/./y  /b/c/g;x=1/y
         g;x=1/../y    /b/c/y        g?y/./x  /b/c/g?y/./x   g?y/../x   /b/c/g?y/../x
-        g#s/./x       /b/c/g#s/./x  g#s/../x /b/c/g#s/../x)");
+        g#s/./x       /b/c/g#s/./x  g#s/../x /b/c/g#s/../x  g#s?y      /b/c/g#s?y
+        1:g           /b/c/1:g)");
     for (std::string given, expected; examples >> given >> expected;)
         EXPECT_EQ(resolve("http://a/b/c/d;p?q", given), "http://a" + expected) << given;
     EXPECT_EQ(resolve("http://a/b/c/d;p?q", ""), "http://a/b/c/d;p?q");
@@ -52,10 +54,11 @@ TEST(Url, comparesOriginsAndResources) {
         bool same;
         std::string_view a, b;
     } rows[] = {
-        {sameOrigin, true, "http://h/a", "HTTP://u:p@H:80/b"},
-        {sameOrigin, true, "https://[::1]:443/", "https://[::1]:"},
+        {sameOrigin, true, "http://h:/a", "HTTP://u:p@s@H:80/b"},
+        {sameOrigin, true, "https://[::1]:443/", "https://[::1]"},
         {sameOrigin, false, "http://h", "https://h"},
         {sameOrigin, false, "http://h:443/", "http://h/"},
+        {sameOrigin, false, "https://h:80/", "https://h/"},
         {sameOrigin, false, "http://h@evil/", "http://h/"},
         {sameOrigin, false, "http://evil?@h/", "http://h/"},
         {sameOrigin, false, "/a", "/a"},
@@ -92,6 +95,7 @@ TEST(HrefResolver, resolvesAndKnowsTheRequestedResource) {
         {dav, "/dav/a%20b", dav},
         {dav, "/%64av/./x/../a%20b/", dav},
         {dav, "https://inside.example/dav/a%20b/", dav},
+        {dav, "//h:8080/dav/a%20b/", dav},
         {dav, "", dav},
         {dav, "/dav/a b/c", "http://h:8080/dav/a b/c"},
         {dav, "/dav/a b//", "http://h:8080/dav/a b//"},
