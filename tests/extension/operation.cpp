@@ -21,37 +21,6 @@ std::string shortened(std::string line, const std::string& operation) {
 
 }  // namespace
 
-std::vector<Tree> memberResponse(std::u32string property, std::u32string value) {
-    return {response(U"/c/m.txt", {element(std::move(property), std::move(value))})};
-}
-
-CollectionHost::CollectionHost(std::string_view text, uint32_t options) {
-    auto parms = collectionParms<vx::CollectionParms>(*this);
-    parms.options = options;
-    collection = operations.quillonCollectionHandleAcquire(extension, &parms, &journal);
-    begin(text);
-}
-
-CollectionHost::~CollectionHost() {
-    EXPECT_EQ(operations.quillonCollectionHandleRelease(collection), vx::VX_SUCCESS);
-}
-
-void CollectionHost::begin(std::string_view text) {
-    script = Script{text};
-    lines.clear();
-}
-
-MemberHost::MemberHost(std::string_view text) {
-    auto parms = memberParms<vx::FileHandleParms>(*this);
-    member = operations.quillonFileHandleAcquire(collection, &parms, &journal);
-    begin(text);
-}
-
-MemberHost::~MemberHost() {
-    if (member->lock) operations.quillonFileLockRelease(member, nullptr);
-    operations.quillonFileHandleRelease(member);
-}
-
 std::vector<std::string> noMemoryFor(const std::string& operation,
                                      std::vector<std::string> things) {
     for (std::string& thing : things)

@@ -35,20 +35,39 @@ Parms memberParms(FakeHost& host) {
 }
 
 // A member's answer to a PROPFIND.
-std::vector<Tree> memberResponse(std::u32string property, std::u32string value);
+inline std::vector<Tree> memberResponse(std::u32string property, std::u32string value) {
+    return {response(U"/c/m.txt", {element(property, value)})};
+}
 
 struct CollectionHost : FakeHost {
-    explicit CollectionHost(std::string_view text = "", uint32_t options = 0);
-    ~CollectionHost();
-    void begin(std::string_view text);  // again, with that script
+    explicit CollectionHost(std::string_view text = "", uint32_t options = 0) {
+        auto parms = collectionParms<vx::CollectionParms>(*this);
+        parms.options = options;
+        collection = operations.quillonCollectionHandleAcquire(extension, &parms, &journal);
+        begin(text);
+    }
+    ~CollectionHost() {
+        EXPECT_EQ(operations.quillonCollectionHandleRelease(collection), vx::VX_SUCCESS);
+    }
+    void begin(std::string_view text) {
+        script = Script{text};
+        lines.clear();
+    }
 
     const vx::Operations& operations = extension->operations;
     vx::CollectionHandle* collection;
 };
 
 struct MemberHost : CollectionHost {
-    explicit MemberHost(std::string_view text = "");
-    ~MemberHost();
+    explicit MemberHost(std::string_view text = "") {
+        auto parms = memberParms<vx::FileHandleParms>(*this);
+        member = operations.quillonFileHandleAcquire(collection, &parms, &journal);
+        begin(text);
+    }
+    ~MemberHost() {
+        if (member->lock) operations.quillonFileLockRelease(member, nullptr);
+        operations.quillonFileHandleRelease(member);
+    }
 
     vx::FileHandle* member;
 };
