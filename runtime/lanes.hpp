@@ -23,11 +23,11 @@ uint32_t byteMask(Comparison hits) {
 #if defined(__SSE2__)
     return static_cast<uint32_t>(_mm_movemask_epi8(std::bit_cast<__m128i>(hits)));
 #else
-    using Bytes = Lanes<uint8_t>;
-    const auto bytes = std::bit_cast<Bytes>(hits);
-    uint32_t mask = 0;
-    for (uint32_t n = 0; n < laneBytes; ++n) mask |= (bytes[n] & 1u) << n;
-    return mask;
+    // Leaves bit n in byte n of each half, and gathers them in its highest byte.
+    using Halves = Lanes<uint64_t>;
+    const auto halves = std::bit_cast<Halves>(hits);
+    const auto bits = (halves & 0x8040201008040201u) * 0x0101010101010101u >> 56;
+    return static_cast<uint32_t>(bits[0] | bits[1] << 8);
 #endif
 }
 
