@@ -43,7 +43,7 @@ sub print_runs {
             push @runs, [$c, $c, 1, $delta];
         }
     }
-    print "inline constexpr CaseRun $name\[] = {\n";
+    print "constexpr CaseRun $name\[] = {\n";
     printf "    {0x%04X, 0x%04X, %d, %d},\n", @$_ for @runs;
     print "};\n";
 }
