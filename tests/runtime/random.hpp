@@ -11,12 +11,6 @@ class Random {
 public:
     uint64_t below(uint64_t limit) { return engine_() % limit; }
 
-    template <class Unit>
-    std::basic_string<Unit> text(uint64_t count, const std::basic_string<Unit>& alphabet) {
-        std::basic_string<Unit> made(count, Unit{});
-        for (Unit& unit : made) unit = alphabet[below(alphabet.size())];
-        return made;
-    }
     std::basic_string<uint8_t> bytes(uint64_t count) {
         std::basic_string<uint8_t> made(count, 0);
         for (uint8_t& byte : made) byte = static_cast<uint8_t>(engine_());

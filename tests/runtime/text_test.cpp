@@ -14,13 +14,13 @@ using test::Guarded;
 // and copied into no more than they need.
 template <class Unit>
 void expectTexts(uint64_t (*length)(const Unit*), void (*copy)(const Unit*, Unit*), Unit filling) {
-    for (uint64_t units = 0; units < 120; ++units) {
+    for (uint64_t units = 0; units < 150; ++units) {
         const auto text = std::basic_string<Unit>(units, filling) + Unit{0};
         const Guarded<Unit> from{std::span{text}};
         for (uint64_t start = 0; start <= units; ++start)
             ASSERT_EQ(length(from.data() + start), units - start);
-        const std::basic_string<Unit> blank(units + 1, Unit{7});
-        const Guarded<Unit> to{std::span{blank}};
+        const std::basic_string<Unit> other(units + 1, Unit{7});
+        const Guarded<Unit> to{std::span{other}};
         copy(from.data(), to.data());
         ASSERT_EQ(std::basic_string<Unit>(to.data(), units + 1), text);
     }
@@ -42,18 +42,15 @@ TEST(Text, lengths_and_copies) {
 TEST(Text, case_of_ascii_letters_alone_changes) {
     std::string all;
     for (int byte = 0; byte < 256; ++byte) all += static_cast<char>(byte);
-    for (uint64_t offset = 0; offset < all.size(); ++offset) {
-        std::string upper = all.substr(offset) + all.substr(0, offset);
-        std::string lower = upper, expectedUpper = upper, expectedLower = upper;
-        for (uint64_t i = 0; i < 255; ++i) {  // the unit behind the count stays
-            const char c = upper[i];
-            if (c >= 'a' && c <= 'z') expectedUpper[i] = static_cast<char>(c - 32);
-            if (c >= 'A' && c <= 'Z') expectedLower[i] = static_cast<char>(c + 32);
-        }
-        nxStrUp(upper.data(), 255);
-        nxStrLow(lower.data(), 255);
-        ASSERT_EQ(upper, expectedUpper);
-        ASSERT_EQ(lower, expectedLower);
+    for (int64_t count = 0; count <= 256; ++count) {
+        const auto upTo = [=](char first) {  // how many of the letters are within the count
+            return static_cast<uint64_t>(std::clamp<int64_t>(count - first, 0, 26));
+        };
+        std::string upper = all, lower = all;
+        nxStrUp(upper.data(), static_cast<uint64_t>(count));
+        nxStrLow(lower.data(), static_cast<uint64_t>(count));
+        ASSERT_EQ(upper, std::string(all).replace('a', upTo('a'), all, 'A', upTo('a')));
+        ASSERT_EQ(lower, std::string(all).replace('A', upTo('A'), all, 'a', upTo('A')));
     }
 }
 
