@@ -2,11 +2,10 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <fstream>
-#include <iterator>
-#include <string>
+#include "platform/descriptor.hpp"
+#include "tests/support/files.hpp"
+#include "tests/support/temporary_directory.hpp"
 
 namespace quillon {
 namespace {
@@ -15,79 +14,60 @@ namespace fs = std::filesystem;
 
 class LocalFile : public testing::Test {
 protected:
-    LocalFile() {
-        std::string name = (fs::temp_directory_path() / "quillon-test-XXXXXX").string();
-        folder = mkdtemp(name.data());
-    }
-    ~LocalFile() override { fs::remove_all(folder); }
+    LocalFile() { support::writeFile(source, "new"); }
 
-    fs::path file(const char* name, const char* content) {
-        std::ofstream(folder / name) << content;
-        return folder / name;
-    }
-    static std::string content(const fs::path& path) {
-        std::ifstream stream(path);
-        return {std::istreambuf_iterator<char>(stream), {}};
-    }
-    static mode_t mode(const fs::path& path) {
-        struct stat found {};
-        stat(path.c_str(), &found);
-        return found.st_mode & 07777;
-    }
-
-    fs::path folder;
+    support::TemporaryDirectory folder;
+    const fs::path source = folder / "source", target = folder / "target";
 };
 
 TEST_F(LocalFile, aNewFileGetsTheUmasksModeAndTheServersDate) {
     const mode_t before = umask(027);
-    const fs::path source = file("source", "new");
-    fs::permissions(source, fs::perms::owner_read | fs::perms::owner_write);
+    fs::permissions(source, fs::perms(0600));
     const Time date{std::chrono::milliseconds(1'000'000'000'500)};
-    ASSERT_TRUE(putInPlace(source, folder / "target", date));
+    ASSERT_TRUE(putInPlace(source, target, date));
     umask(before);
-    EXPECT_EQ(content(folder / "target"), "new");
-    EXPECT_EQ(mode(folder / "target"), 0640);
+    EXPECT_EQ(support::readFile(target), "new");
+    EXPECT_EQ(support::modeOf(target), 0640u);
     EXPECT_FALSE(fs::exists(source));
-    struct stat found {};
-    ASSERT_EQ(stat((folder / "target").c_str(), &found), 0);
-    EXPECT_EQ(found.st_mtim.tv_sec, 1'000'000'000);
-    EXPECT_EQ(found.st_mtim.tv_nsec, 500'000'000);
+    EXPECT_EQ(fs::file_time_type::clock::to_sys(fs::last_write_time(target)), date);
 }
 
 TEST_F(LocalFile, aReplacedFileLeavesItsModeAndALinkStays) {
-    const fs::path target = file("target", "old");
-    chmod(target.c_str(), 0604);
+    support::writeFile(target, "old");
+    fs::permissions(target, fs::perms(0604));
     fs::create_symlink("target", folder / "link");
-    ASSERT_TRUE(putInPlace(file("source", "new"), folder / "link", {}));
+    ASSERT_TRUE(putInPlace(source, folder / "link", {}));
     EXPECT_TRUE(fs::is_symlink(folder / "link"));
-    EXPECT_EQ(content(target), "new");
-    EXPECT_EQ(mode(target), 0604);
+    EXPECT_EQ(support::readFile(target), "new");
+    EXPECT_EQ(support::modeOf(target), 0604u);
 }
 
 TEST_F(LocalFile, anotherFileSystemGetsACopy) {
-    const fs::path elsewhere = "/dev/shm";
-    struct stat here {
-    }, there{};
-    if (stat(folder.c_str(), &here) != 0 || stat(elsewhere.c_str(), &there) != 0 ||
-        here.st_dev == there.st_dev) {
-        GTEST_SKIP() << "one file system";
-    }
-    const fs::path target = elsewhere / folder.filename();
-    ASSERT_TRUE(putInPlace(file("source", "new"), target, {}));
-    EXPECT_EQ(content(target), "new");
-    EXPECT_FALSE(fs::exists(folder / "source"));
-    fs::remove(target);
+    const fs::path elsewhere = "/dev/shm" / folder.path().filename();
+    std::error_code problem;
+    fs::rename(source, elsewhere, problem);
+    if (problem != std::errc::cross_device_link) GTEST_SKIP() << "one file system, or none there";
+    const Time date{std::chrono::seconds(1'000'000'000)};
+    ASSERT_TRUE(putInPlace(source, elsewhere, date));
+    EXPECT_EQ(support::readFile(elsewhere), "new");
+    EXPECT_EQ(fs::file_time_type::clock::to_sys(fs::last_write_time(elsewhere)), date);
+    EXPECT_FALSE(fs::exists(source));
+    fs::remove(elsewhere);
 }
 
-TEST_F(LocalFile, aDeviceIsWrittenIntoAndAMissingFolderIsNamed) {
-    ASSERT_TRUE(putInPlace(file("source", "x"), "/dev/null", {}));
-    EXPECT_TRUE(fs::is_character_file("/dev/null"));
-
-    const Result<void> failed = putInPlace(file("source", "x"), folder / "no" / "target", {});
+TEST_F(LocalFile, aPipeIsWrittenIntoAndAMissingFolderIsNamed) {
+    const Result<void> failed = putInPlace(source, folder / "no" / "target", {});
     ASSERT_FALSE(failed);
     EXPECT_EQ(failed.error().kind, Kind::local);
     EXPECT_NE(failed.error().sentences.at(0).find("No such file"), std::string::npos);
-    EXPECT_EQ(content(folder / "source"), "x");
+    EXPECT_EQ(support::readFile(source), "new");
+
+    ASSERT_EQ(mkfifo(target.c_str(), 0600), 0);
+    const vxhost::Descriptor reader(target, O_RDONLY | O_NONBLOCK);
+    ASSERT_TRUE(putInPlace(source, target, {}));
+    char content[8] = {};
+    EXPECT_EQ(read(reader.number(), content, sizeof content), 3);
+    EXPECT_STREQ(content, "new");
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include "platform/encoding/sealed_text.hpp"
 #include "platform/status.hpp"
-#include "platform/transcoder.hpp"
 #include "tests/support/files.hpp"
 #include "tests/support/temporary_directory.hpp"
 #include "tests/support/test_pool.hpp"
@@ -10,160 +9,121 @@
 namespace {
 
 using namespace vxhost;
-namespace fs = std::filesystem;
+using Text = std::u32string;
+using Coded = std::pair<vx::Status, Text>;
 
 class encoding : public testing::Test {
 protected:
     ~encoding() override { EXPECT_TRUE(pool.live.empty()); }
 
-    vx::Status encode(std::u32string_view text, uint32_t method = vx::ENCODING_METHOD_STORED) {
-        return call([&](char32_t** to, uint64_t* count) {
-            return service.EncodeText(&service, &pool, method, text.data(), text.size(), to, count,
-                                      &context);
-        });
+    Coded encode(const Text& text, uint32_t method = vx::ENCODING_METHOD_STORED) {
+        return taken(service.EncodeText(&service, &pool, method, text.data(), text.size(), &block,
+                                        &count, &context));
     }
-    vx::Status decode(std::u32string_view text) {
-        return call([&](char32_t** to, uint64_t* count) {
-            return service.DecodeText(&service, &pool, text.data(), text.size(), to, count,
-                                      &context);
-        });
+    Coded decode(const Text& text) {
+        return taken(service.DecodeText(&service, &pool, text.data(), text.size(), &block, &count,
+                                        &context));
     }
-    std::u32string encoded(std::u32string_view text) {
-        EXPECT_EQ(encode(text), vx::VX_SUCCESS);
-        return result;
-    }
-    template <class Call>
-    vx::Status call(Call&& operation) {
-        char32_t* text = nullptr;
-        uint64_t count = 0;
-        const vx::Status status = operation(&text, &count);
-        EXPECT_TRUE(status == vx::VX_SUCCESS || text == nullptr);
-        result.assign(text, count);
-        if (text != nullptr) pool.Free(&pool, text);
-        return status;
-    }
-    void writeKey(const fs::path& path, const std::string& key) const {
-        fs::create_directories(context.keyFile.parent_path());
-        support::writeFile(path, key);
-        fs::permissions(path, fs::perms(0600));
+    Coded taken(vx::Status status) {
+        EXPECT_TRUE(status == vx::VX_SUCCESS || block == nullptr);
+        const Coded coded{status, Text(block, count)};
+        if (block != nullptr) pool.Free(&pool, std::exchange(block, nullptr));
+        count = 0;
+        return coded;
     }
 
     support::TemporaryDirectory temporary;
-    EncodingContext context{temporary.path() / "config/quillon/key"};
+    const std::filesystem::path directory = temporary / "config/quillon", key = directory / "key";
+    EncodingContext context{key};
     vx::EncodingService& service = encodingService();
     test::TestPool pool;
-    std::u32string result;
+    char32_t* block = nullptr;
+    uint64_t count = 0;
 };
 
-TEST_F(encoding, round_trip) {
-    std::u32string before;
-    for (const std::u32string& clear :
-         {std::u32string(U"x"), std::u32string(U" \u00E4\u20AC\U0001F600 "),
-          std::u32string(U"{cf\x01"), std::u32string(5000, U'\U0010FFFF')}) {
-        EXPECT_TRUE(encoded(clear).starts_with(U"{zebsodium1}"));
-        EXPECT_NE(result, before);
-        before = result;
-        ASSERT_EQ(decode(before), vx::VX_SUCCESS);
-        EXPECT_EQ(result, clear);
-    }
-}
-
 TEST_F(encoding, texts_are_told_apart_by_their_tags) {
-    const struct {
-        std::u32string text;
-        vx::Status status;
-        std::u32string result;
-    } rows[] = {
-        {U"", 0, U""},
-        {U"clear", 0, U"clear"},
-        {U"{ze", 0, U"{ze"},
-        {U"{cfg}abc", 0, U"{cfg}abc"},
-        {U" {base64}eA==", 0, U" {base64}eA=="},
-        {U"{base64}w6R4", 0, U"\u00E4x"},
-        {U"{BASE64}eA==", 0, U"x"},
-        {U"{base64}", 0, U""},
-        {U"{base64}eA", ENCODING_REFUSED, U""},
-        {U"{base64}e A==", ENCODING_REFUSED, U""},
-        {U"{base64}eB==", ENCODING_REFUSED, U""},       // bits behind the end
-        {U"{base64}/w==", ENCODING_REFUSED, U""},       // no UTF-8
-        {U"{base64}\u0165A==", ENCODING_REFUSED, U""},  // its low byte would do
-        {U"{zeb", ENCODING_REFUSED, U""},
-        {U"{ZEB2}AAAA", ENCODING_REFUSED, U""},
-        {U"{zebsodium1}", ENCODING_NO_KEY, U""},  // nothing was stored here yet
+    const Coded refused = {ENCODING_REFUSED, U""};
+    const std::pair<Text, Coded> rows[] = {
+        {U"", {0, U""}},
+        {U"clear", {0, U"clear"}},
+        {U"{ze", {0, U"{ze"}},
+        {U"{cfg}abc", {0, U"{cfg}abc"}},
+        {U" {base64}eA==", {0, U" {base64}eA=="}},
+        {U"{base64}w6R4", {0, U"\u00E4x"}},
+        {U"{BASE64}eA==", {0, U"x"}},
+        {U"{base64}", {0, U""}},
+        {U"{base64}eA", refused},
+        {U"{base64}e A==", refused},
+        {U"{base64}eB==", refused},       // bits behind the end
+        {U"{base64}/w==", refused},       // no UTF-8
+        {U"{base64}\u0165A==", refused},  // its low byte would do
+        {U"{zeb", refused},
+        {U"{ZEBsodium2}AAAA", refused},
+        {U"{zebsodium1}", {ENCODING_NO_KEY, U""}},  // nothing was stored here yet
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(decode(row.text), row.status) << toUtf8(row.text);
-        EXPECT_EQ(result, row.result) << toUtf8(row.text);
-    }
-    EXPECT_EQ(encode(U"x", 4), vx::VX_UNSUPPORTED);
-    EXPECT_EQ(encode(std::u32string(1, char32_t{0xD800})), TRANSCODE_INVALID);
-    EXPECT_FALSE(fs::exists(context.keyFile));
+    for (const auto& [text, coded] : rows) EXPECT_EQ(decode(text), coded);
+    EXPECT_EQ(encode(U"x", 4).first, vx::VX_UNSUPPORTED);
+    EXPECT_EQ(encode(Text(1, char32_t{0xD800})).first, TRANSCODE_INVALID);
+    EXPECT_FALSE(exists(key));
 }
 
-TEST_F(encoding, any_change_is_noticed) {
-    const std::u32string stored = encoded(U"secret");
-    for (size_t at = sealTag.size(); at < stored.size(); ++at) {
-        EXPECT_EQ(decode(stored.substr(0, at)), ENCODING_REFUSED) << at;
+TEST_F(encoding, what_is_stored_opens_unless_anything_is_changed) {
+    const Text clear = U" \u00E4\u20AC\U0001F600 {cf\x01";
+    const Text text = encode(clear).second;
+    EXPECT_TRUE(text.starts_with(U"{zebsodium1}"));
+    EXPECT_NE(encode(clear).second, text);
+    EXPECT_EQ(decode(text), Coded(vx::VX_SUCCESS, clear));
+    for (size_t at = sealTag.size(); at < text.size(); ++at) {
+        EXPECT_EQ(decode(text.substr(0, at)).first, ENCODING_REFUSED) << at;
         for (const unsigned change : {1u, 2u, 0x20u, 0x80u, 0x100u}) {
-            std::u32string altered = stored;
+            Text altered = text;
             altered[at] ^= change;
-            EXPECT_EQ(decode(altered), ENCODING_REFUSED) << at << " ^ " << change;
+            EXPECT_EQ(decode(altered).first, ENCODING_REFUSED) << at << " ^ " << change;
         }
     }
-    EXPECT_EQ(decode(stored + U"A"), ENCODING_REFUSED);
-    EXPECT_EQ(decode(stored + U"="), ENCODING_REFUSED);
-    fs::remove(context.keyFile);
-    EXPECT_EQ(decode(stored), ENCODING_NO_KEY);
-    encoded(U"with another key");
-    EXPECT_EQ(decode(stored), ENCODING_REFUSED);
+    for (const char32_t* end : {U"A", U"="}) EXPECT_EQ(decode(text + end).first, ENCODING_REFUSED);
+    std::filesystem::remove(key);
+    EXPECT_EQ(decode(text).first, ENCODING_NO_KEY);
+    encode(U"with another key");
+    EXPECT_EQ(decode(text).first, ENCODING_REFUSED);
 }
 
-TEST_F(encoding, key_is_made_once_and_is_ones_own) {
-    const std::u32string stored = encoded(U"secret");
-    EXPECT_EQ(support::modeOf(context.keyFile), 0600u);
-    EXPECT_EQ(support::modeOf(context.keyFile.parent_path()), 0700u);
-    const std::string key = support::readFile(context.keyFile);
-    EXPECT_EQ(key.size(), 32u);
-    encoded(U"other");
-    EXPECT_EQ(support::readFile(context.keyFile), key);
-    EXPECT_EQ(std::distance(fs::directory_iterator(context.keyFile.parent_path()), {}), 1);
-
-    for (const unsigned exposed : {0640u, 0604u, 0620u, 0602u, 0610u}) {
-        fs::permissions(context.keyFile, fs::perms(exposed));
-        EXPECT_EQ(decode(stored), ENCODING_KEY_EXPOSED) << exposed;
-        EXPECT_EQ(encode(U"secret"), ENCODING_KEY_EXPOSED) << exposed;
+TEST_F(encoding, the_key_is_made_once_and_is_ones_own) {
+    const Text text = encode(U"secret").second;
+    EXPECT_EQ(support::modeOf(key), 0600u);
+    EXPECT_EQ(support::modeOf(directory), 0700u);
+    encode(U"other");
+    EXPECT_EQ(decode(text).second, U"secret") << "it stays";
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory), {}), 1);
+    for (const unsigned mode : {0640u, 0604u, 0620u, 0602u, 0610u, 0400u}) {
+        permissions(key, std::filesystem::perms(mode));
+        EXPECT_EQ(decode(text).first, mode == 0400 ? vx::VX_SUCCESS : ENCODING_KEY_EXPOSED);
     }
-    fs::permissions(context.keyFile, fs::perms(0400));
-    EXPECT_EQ(decode(stored), vx::VX_SUCCESS);
-}
-
-TEST_F(encoding, key_that_is_none_is_not_replaced) {
-    writeKey(context.keyFile, "short");
-    EXPECT_EQ(encode(U"secret"), ENCODING_NO_KEY);
-    EXPECT_EQ(support::readFile(context.keyFile), "short");
-    fs::remove(context.keyFile);
-    writeKey(temporary / "elsewhere", std::string(32, 'k'));
-    fs::create_symlink(temporary / "elsewhere", context.keyFile);
-    EXPECT_EQ(encode(U"secret"), FSBOX_DENIED);
-    fs::remove(context.keyFile);
-    fs::create_symlink(temporary / "nowhere", context.keyFile);
-    EXPECT_EQ(encode(U"secret"), FSBOX_DENIED);
-    fs::remove(context.keyFile);
-    fs::create_directory(context.keyFile);
-    EXPECT_NE(encode(U"secret"), vx::VX_SUCCESS);
+    // What is no key, or a link to one, is neither used nor replaced.
+    rename(key, temporary / "key");
+    for (const char* target : {"key", "nowhere"}) {
+        create_symlink(temporary / target, key);
+        EXPECT_EQ(encode(U"secret").first, FSBOX_DENIED);
+        EXPECT_TRUE(remove(key));
+    }
+    rename(temporary / "key", key);
+    permissions(key, std::filesystem::perms(0600));
+    for (const uintmax_t size : {33u, 31u}) {
+        resize_file(key, size);
+        EXPECT_EQ(encode(U"secret").first, ENCODING_NO_KEY);
+        EXPECT_EQ(file_size(key), size);
+    }
 }
 
 TEST_F(encoding, nothing_is_left_in_memory) {
-    const std::u32string stored = encoded(U"secret");
+    const Text text = encode(U"secret").second;
     pool.givenBack.clear();
-    EXPECT_EQ(decode(U"{base64}c2VjcmV0/w=="), ENCODING_REFUSED);  // "secret", then no UTF-8
-    ASSERT_EQ(pool.givenBack.size(), 1u);
-    EXPECT_EQ(pool.givenBack[0], std::vector<uint8_t>(pool.givenBack[0].size(), 0));
-    pool.failAt = 1;
-    pool.asked = 0;
-    EXPECT_EQ(decode(stored), vx::VX_NO_MEMORY);
-    pool.asked = 0;
-    EXPECT_EQ(encode(U"secret"), vx::VX_NO_MEMORY);
+    EXPECT_EQ(decode(U"{base64}c2VjcmV0/w==").first, ENCODING_REFUSED);  // "secret", then no UTF-8
+    EXPECT_EQ(pool.givenBack.at(0), std::vector<uint8_t>(pool.sizes.back()));
+    pool.failAt = pool.asked + 1;
+    EXPECT_EQ(decode(text).first, vx::VX_NO_MEMORY);
+    pool.failAt = pool.asked + 1;
+    EXPECT_EQ(encode(U"secret").first, vx::VX_NO_MEMORY);
 }
 
 }  // namespace
