@@ -21,7 +21,8 @@ vx::Status deliver(const char* call, std::string_view shown, const void* text, u
 
 // "leaving": the service fails and leaves the text that it was given, in clear.
 vx::Status serve(const char* call, vx::Pool* pool, std::u32string_view text,
-                 std::u32string_view converted, char32_t** result, uint64_t* count) {
+                 std::u32string_view converted, char32_t** result, uint64_t* count, void* context) {
+    EXPECT_EQ(context, fake().kernel.encodingContext);
     const Answer answer = fake().script.next(call);
     fake().say("{} {}{}", call, inQuotes(text), unlessSuccess(answer.rc));
     if (answer.rc && !answer.has("leaving")) return answer.rc;
@@ -50,19 +51,23 @@ void FakeHost::setUpEncoding() {
         return deliver("path", text, text.data(), text.size(), destination, capacity, produced);
     };
 
-    // Decoding changes nothing; encoding turns the text round and marks it.
+    // Decoding takes "{old}" away; encoding turns the text round and marks it.
     encodingService.DecodeText = [](auto*, auto* from, auto* text, auto count, auto** result,
-                                    auto* resultCount, auto*) {
-        return serve("DecodeText", from, {text, count}, {text, count}, result, resultCount);
+                                    auto* resultCount, auto* context) {
+        const std::u32string_view given{text, count};
+        const size_t tag = given.starts_with(U"{old}") ? 5 : 0;
+        return serve("DecodeText", from, given, given.substr(tag), result, resultCount, context);
     };
     encodingService.EncodeText = [](auto*, auto* from, auto method, auto* text, auto count,
-                                    auto** result, auto* resultCount, auto*) {
+                                    auto** result, auto* resultCount, auto* context) {
         EXPECT_EQ(method, vx::ENCODING_METHOD_STORED);
         const std::u32string given{text, count};
         return serve("EncodeText", from, given,
-                     U"{zeb}" + std::u32string{given.rbegin(), given.rend()}, result, resultCount);
+                     U"{zeb}" + std::u32string{given.rbegin(), given.rend()}, result, resultCount,
+                     context);
     };
     kernel.encodingService = &encodingService;
+    kernel.encodingContext = &encodingService;
 
     kernel.DateTime = [](uint32_t request, double* output, uint32_t flags) {
         EXPECT_EQ(request, vx::DATETIME_NOW);

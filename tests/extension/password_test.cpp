@@ -1,31 +1,34 @@
+#include "runtime/base64.hpp"
 #include "tests/extension/operation.hpp"
 
 namespace {
 
 using namespace test;
 
-// The encoded text, or what little the length says of it.
-std::string encode(FakeHost& host, std::string_view password, vx::Status* status,
-                   uint64_t capacity = 64) {
-    std::string buffer(capacity, '.');
+// Encodes into the buffer, of which the length that is told stays. "password length=N" in the
+// script is told as the length, "service null" takes the service away.
+vx::Status encode(FakeHost& host, std::string_view password, std::string& buffer) {
+    if (host.script.next("service").null()) host.kernel.encodingService = nullptr;
+    uint64_t length = buffer.size();
     vx::PasswordParms parms{};
     parms.password = password.data();
-    parms.passwordLength = static_cast<int64_t>(password.size());
+    parms.passwordLength = int64_t(host.script.next("password").number("length", password.size()));
     parms.encoded = buffer.data();
-    parms.encodedLength = &capacity;
+    parms.encodedLength = &length;
     parms.inputTranscoder = &host.textTranscoder;
     parms.outputTranscoder = &host.pathTranscoder;
-    *status = host.extension->operations.quillonPasswordEncrypt(host.extension, &parms);
-    return buffer.substr(0, capacity);
+    const vx::Status rc = host.extension->operations.quillonPasswordEncrypt(host.extension, &parms);
+    buffer.resize(length);
+    return rc;
 }
 
 TEST(Password, is_decoded_encoded_and_wiped) {
     FakeHost host;
     host.sayPool = true;
-    vx::Status status;
-    EXPECT_EQ(encode(host, "sésame!", &status), "{zeb}!emasés");
+    std::string buffer(64, '.');
+    EXPECT_EQ(encode(host, "sésame!", buffer), vx::VX_SUCCESS);
     host.sayPool = false;
-    EXPECT_EQ(status, vx::VX_SUCCESS);
+    EXPECT_EQ(buffer, "{zeb}!emasés");
     EXPECT_EQ(host.transcript(), lines(R"(2 "quillonPasswordEncrypt called"
         Alloc 32
         text "sésame!" into 32
@@ -42,16 +45,16 @@ TEST(Password, is_decoded_encoded_and_wiped) {
     EXPECT_TRUE(host.gaveBack("!emasés"));
 }
 
-// The outlines end in the encoded text; a call that went well shows its name.
+// The outlines name each call and end in the encoded text, for which there are 16 bytes of room.
 void expectEncoded(std::string_view password, std::string_view rows) {
     const auto run = [&](FakeHost& host) {
-        vx::Status status;
-        const std::string encoded = encode(host, password, &status, 16);
+        std::string buffer(16, '.');
+        const vx::Status rc = encode(host, password, buffer);
         for (std::string& line : host.lines)
             if (!std::isdigit(line[0]) && line.find("->") == line.npos)
                 line = "3 " + line.substr(0, line.find(' '));
-        host.say("3 <" + encoded + ">");
-        return status;
+        host.say("3 <" + buffer + ">");
+        return rc;
     };
     expectOutcomes<FakeHost>("quillonPasswordEncrypt", run, rows);
 }
@@ -59,10 +62,17 @@ void expectEncoded(std::string_view password, std::string_view rows) {
 TEST(Password, what_becomes_of_it) {
     expectEncoded("", "=> 00000000: <>");
     expectEncoded("   ", "=> 00000000: text, DecodeText, path, <>");
-    expectEncoded("{CFG}x", "=> 00000000: text, DecodeText, path, <{CFG}x>");
-    expectEncoded("ü", "=> 00000000: text, DecodeText, EncodeText, path, <{zeb}ü>");
+    for (const std::string text : {"{CFG}x", "{zeb", "{ZeBx}1", "{cfgenc}", "{base64}eA== "})
+        expectEncoded(text, "=> 00000000: text, DecodeText, path, <" + text + ">");
+    for (const std::string text : {"x ", "{cfgx", "{cf", " {cfg}"})
+        expectEncoded(text, "=> 00000000: text, DecodeText, EncodeText, path, <{zeb}" +
+                                std::string(text.rbegin(), text.rend()) + ">");
+    expectEncoded("{old}x", "=> 00000000: text, DecodeText, EncodeText, path, <{zeb}x>");
     expectEncoded("sesame!", R"(
+        password length=-1 => 00000000: <>
+        password length=0x4000000000000000 => 803FC002: no memory for transcoded password, <>
         text rc=80000001 => 80000001: text 80000001, transcode password returned rc=80000001, <>
+        service null => 813FC10D: text, <>
         DecodeText rc=80000002 => 80000002: text, DecodeText 80000002, <>
         DecodeText rc=80000002 leaving => 80000002: text, DecodeText 80000002, <>
         EncodeText rc=80000003 => 80000003: text, DecodeText, EncodeText 80000003, <>
@@ -73,40 +83,42 @@ TEST(Password, what_becomes_of_it) {
     )");
 }
 
-TEST(Password, needs_the_encoding_service_and_a_length_in_range) {
-    const struct {
-        bool service;
-        int64_t length;
-        vx::Status status;
-        const char* outline;
-    } rows[] = {
-        {false, 7, vx::VX_NO_ENCODING_SERVICE, ""},
-        {true, -1, vx::VX_SUCCESS, ""},
-        {true, INT64_MAX / 2 + 1, vx::VX_NO_MEMORY, "no memory for transcoded password"},  // x4
-    };
-    for (const auto& row : rows) {
-        FakeHost host;
-        if (!row.service) host.kernel.encodingService = nullptr;
-        uint64_t length = 9;
-        vx::PasswordParms parms{};
-        parms.password = passwordText.data();
-        parms.passwordLength = row.length;
-        parms.encodedLength = &length;
-        parms.inputTranscoder = &host.textTranscoder;
-        EXPECT_EQ(host.extension->operations.quillonPasswordEncrypt(host.extension, &parms),
-                  row.status);
-        EXPECT_EQ(length, 0u);
-        EXPECT_EQ(outline(host, "quillonPasswordEncrypt"), row.outline);
-    }
+TEST(Password, every_allocation_fails_cleanly) {
+    for (const std::string_view password : {"sesame!", "{cfg}x"})
+        everyAllocationFails<FakeHost>([&](FakeHost& host) {
+            std::string buffer(64, '.');
+            const vx::Status rc = encode(host, password, buffer);
+            EXPECT_EQ(buffer.empty(), rc != vx::VX_SUCCESS);
+            return rc;
+        });
 }
 
-TEST(Password, every_allocation_fails_cleanly) {
-    everyAllocationFails<FakeHost>([](FakeHost& host) {
-        vx::Status status;
-        const std::string encoded = encode(host, "sesame!", &status);
-        EXPECT_EQ(encoded, status == vx::VX_SUCCESS ? "{zeb}!emases" : "");
-        return status;
-    });
+TEST(Password, what_needs_no_service) {
+    struct {
+        decltype(base64EncodeRPX)& entry;
+        std::u32string_view text;
+        vx::Status rc;
+        const char* output;
+    } const rows[] = {
+        {base64EncodeRPX, U"{zeb}x", vx::VX_SUCCESS, "{zeb}x"},
+        {base64EncodeRPX, U"  ", vx::VX_SUCCESS, "null"},
+        {base64EncodeRPX, U"x", vx::VX_NO_ENCODING_SERVICE, "null"},
+        {base64DecodeRPX, U"", vx::VX_SUCCESS, "null"},
+        {base64DecodeRPX, U"{zeb}x", vx::VX_NO_ENCODING_SERVICE, "null"},
+    };
+    FakeHost host;
+    host.kernel.encodingService = nullptr;
+    for (const auto& row : rows) {
+        char32_t unset;
+        char32_t* output = &unset;
+        uint64_t count = 99;
+        EXPECT_EQ(row.entry(&host.pool, row.text.data(), row.text.size(), &output, &count), row.rc);
+        EXPECT_EQ(output ? narrow({output, count}) : "null", row.output);
+        EXPECT_EQ(output != nullptr, count != 0);
+        if (!output) continue;
+        EXPECT_EQ(host.pool.sizes.back(), count * sizeof *output) << "no room for a terminator";
+        host.pool.Free(&host.pool, output);
+    }
 }
 
 }  // namespace
