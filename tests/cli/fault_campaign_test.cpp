@@ -44,7 +44,6 @@ protected:
                            : command({"put", "--timeout", "1", "local", url});
         started.environment["VISUAL"] = editor;
         auto outcome = support::run(started);
-        proxy.release();
         (void)server.accessLog();  // waits for the server to be done with what it got
         return outcome;
     }

@@ -17,8 +17,8 @@ public:
         } catch (const boost::system::system_error&) {  // one of the sides has ended
         }
         server_.close();
+        if (fault_ != ProxyFault::stall) client_.shutdown(Tcp::socket::shutdown_send);
         // Closed with unread bytes, the connection would now end in a reset, now in order.
-        client_.shutdown(Tcp::socket::shutdown_send);
         while (!receiveSome(client_).empty()) continue;
     }
 
@@ -28,15 +28,14 @@ private:
         MessageParser<true> request;
         http::read(client_, fromClient_, request);
         const std::string method(request.get().method_string());
-        const ProxyFault fault = proxy_.begin(method + " " + std::string(request.get().target()));
-        if (fault == ProxyFault::beforeRequest) return false;
-        if (!pass(server_, request.get(), fault == ProxyFault::inRequest)) return false;
+        fault_ = proxy_.begin(method + " " + std::string(request.get().target()));
+        if (fault_ == ProxyFault::beforeRequest) return false;
+        if (!pass(server_, request.get(), fault_ == ProxyFault::inRequest)) return false;
         MessageParser<false> answer;
         answer.skip(method == "HEAD");
         http::read(server_, fromServer_, answer);
-        if (fault == ProxyFault::stall) proxy_.hold();
-        if (fault == ProxyFault::stall || fault == ProxyFault::beforeAnswer) return false;
-        return pass(client_, answer.get(), fault == ProxyFault::inAnswer) &&
+        if (fault_ == ProxyFault::stall || fault_ == ProxyFault::beforeAnswer) return false;
+        return pass(client_, answer.get(), fault_ == ProxyFault::inAnswer) &&
                answer.get().keep_alive();
     }
 
@@ -57,6 +56,7 @@ private:
     Tcp::socket& client_;
     Tcp::socket server_;
     boost::beast::flat_buffer fromClient_, fromServer_;
+    ProxyFault fault_ = ProxyFault::none;  // of the request in work
 };
 
 FaultProxy::FaultProxy(uint16_t serverPort)
@@ -64,9 +64,7 @@ FaultProxy::FaultProxy(uint16_t serverPort)
       proxy_(std::make_unique<ConnectionServer>(
           [this](Tcp::socket& client) { Relay(*this, client).run(); })) {}
 
-FaultProxy::~FaultProxy() {
-    release();
-}
+FaultProxy::~FaultProxy() = default;
 
 std::string FaultProxy::url(std::string_view path) const {
     return "http://127.0.0.1:" + std::to_string(proxy_->port()) + "/" + std::string(path);
@@ -76,14 +74,8 @@ void FaultProxy::failAt(int nth, ProxyFault fault) {
     const std::lock_guard lock(mutex_);
     untilFault_ = nth;
     fault_ = fault;
-    failed_ = released_ = false;
+    failed_ = false;
     requests_.clear();
-}
-
-void FaultProxy::release() {
-    const std::lock_guard lock(mutex_);
-    released_ = true;
-    changed_.notify_all();
 }
 
 std::vector<std::string> FaultProxy::requests() const {
@@ -102,11 +94,6 @@ ProxyFault FaultProxy::begin(std::string request) {
     if (untilFault_ == 0 || --untilFault_ > 0) return ProxyFault::none;
     failed_ = fault_ != ProxyFault::none;
     return fault_;
-}
-
-void FaultProxy::hold() {
-    std::unique_lock lock(mutex_);
-    changed_.wait(lock, [this] { return released_; });
 }
 
 }  // namespace support

@@ -1,7 +1,6 @@
 // Stands between a client and a server, counts the requests, and lets one of them go wrong.
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -20,7 +19,7 @@ enum class ProxyFault {
     inRequest,      // the server gets half of the body; of the header when there is no body
     beforeAnswer,   // the server did its work and answered; the client learns nothing
     inAnswer,       // the client gets half of the body; of the header when there is no body
-    stall           // like beforeAnswer, but the connection stays, silent, until release()
+    stall           // like beforeAnswer, but the connection stays, silent, until the client ends it
 };
 
 // Hands on whole messages, and knows no interim answers: a request must not expect one.
@@ -33,7 +32,6 @@ public:
 
     // The nth request from now on (1: the next) over whatever connection. One fault at a time.
     void failAt(int nth, ProxyFault fault);
-    void release();
 
     // Since the last failAt(): "METHOD target" of each request.
     std::vector<std::string> requests() const;
@@ -43,14 +41,12 @@ private:
     class Relay;  // of one connection
 
     ProxyFault begin(std::string request);
-    void hold();
 
     uint16_t serverPort_;
     mutable std::mutex mutex_;
-    std::condition_variable changed_;
     int untilFault_ = 0;  // requests, the faulty one included; 0: none is wanted any more
     ProxyFault fault_ = ProxyFault::none;
-    bool failed_ = false, released_ = false;
+    bool failed_ = false;
     std::vector<std::string> requests_;
     std::unique_ptr<ConnectionServer> proxy_;
 };

@@ -2,8 +2,8 @@
 
 #include <fcntl.h>
 #include <pty.h>
-#include <spawn.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -41,56 +41,17 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
     return result;
 }
 
-// What the child gets as its standard streams. No other descriptor reaches it.
-class ChildStreams {
-public:
-    ChildStreams() {
-        posix_spawn_file_actions_init(&actions_);
-        posix_spawnattr_init(&attributes_);
-        sigset_t none;
-        sigemptyset(&none);
-        posix_spawnattr_setsigmask(&attributes_, &none);
-        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK);
-    }
-    ChildStreams(const ChildStreams&) = delete;
-    ChildStreams& operator=(const ChildStreams&) = delete;
-    ~ChildStreams() {
-        posix_spawn_file_actions_destroy(&actions_);
-        posix_spawnattr_destroy(&attributes_);
-    }
-
-    void use(int in, int out, int err) {
-        posix_spawn_file_actions_adddup2(&actions_, in, 0);
-        posix_spawn_file_actions_adddup2(&actions_, out, 1);
-        posix_spawn_file_actions_adddup2(&actions_, err, 2);
-    }
-    // Opened by the leader of a session, it becomes the terminal of the session.
-    void useTerminal(const char* path) {
-        posix_spawn_file_actions_addopen(&actions_, 0, path, O_RDWR, 0);
-        posix_spawn_file_actions_adddup2(&actions_, 0, 1);
-        posix_spawn_file_actions_adddup2(&actions_, 0, 2);
-    }
-
-    pid_t spawn(const Command& command) {
-        posix_spawn_file_actions_addclosefrom_np(&actions_, 3);
-        if (!command.directory.empty()) {
-            posix_spawn_file_actions_addchdir_np(&actions_, command.directory.c_str());
-        }
-        // It sends the signal when the thread dies that spawned it.
-        std::vector<std::string> words{"setpriv", "--pdeathsig", "TERM"};
-        words.insert(words.end(), command.arguments.begin(), command.arguments.end());
-        auto environment = environmentOf(command);
-        pid_t pid = -1;
-        errno = posix_spawnp(&pid, words[0].c_str(), &actions_, &attributes_,
-                             pointers(words).data(), pointers(environment).data());
-        checked(errno == 0 ? 0 : -1, words[0].c_str());
-        return pid;
-    }
-
-private:
-    posix_spawn_file_actions_t actions_;
-    posix_spawnattr_t attributes_;
-};
+// In the child, after fork: nothing that allocates, since other threads may hold the heap's lock.
+[[noreturn]] void execute(char* const* words, char* const* environment, const char* directory) {
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    close_range(3, ~0U, 0);  // a connection that the parent closes must end
+    if (chdir(directory) == 0) execvpe(words[0], words, environment);
+    dprintf(2, "cannot run %s\n", words[0]);
+    _exit(127);
+}
 
 int inputPipe(const std::string& input) {
     int ends[2];
@@ -117,26 +78,30 @@ void takeIn(int fd, bool isFile, std::string& into) {
 }  // namespace
 
 RunningProcess::RunningProcess(const Command& command, Streams streams) {
-    ChildStreams child;
+    auto words = command.arguments, environment = environmentOf(command);
+    const auto argv = pointers(words), envp = pointers(environment);
+    const std::string directory = command.directory.empty() ? "." : command.directory.string();
     if (streams == Streams::terminal) {
-        int childs;
-        char path[64];
         const winsize size{24, 80, 0, 0};
-        checked(openpty(&terminal_, &childs, path, nullptr, &size), "openpty");
+        pid_ = checked(forkpty(&terminal_, nullptr, nullptr, &size), "forkpty");
+        if (pid_ == 0) execute(argv.data(), envp.data(), directory.c_str());
         fcntl(terminal_, F_SETFL, O_NONBLOCK);
-        child.useTerminal(path);
-        pid_ = child.spawn(command);
-        close(childs);
         send(command.input);
-    } else {
-        // Files take what is written without anybody who reads meanwhile.
-        out_ = checked(memfd_create("output", MFD_CLOEXEC), "memfd_create");
-        err_ = checked(memfd_create("errors", MFD_CLOEXEC), "memfd_create");
-        const int in = inputPipe(command.input);
-        child.use(in, out_, err_);
-        pid_ = child.spawn(command);
-        close(in);
+        return;
     }
+    // Files take what is written without anybody who reads meanwhile.
+    out_ = checked(memfd_create("output", MFD_CLOEXEC), "memfd_create");
+    err_ = checked(memfd_create("errors", MFD_CLOEXEC), "memfd_create");
+    const int in = inputPipe(command.input);
+    pid_ = checked(fork(), "fork");
+    if (pid_ == 0) {
+        setsid();
+        dup2(in, 0);
+        dup2(out_, 1);
+        dup2(err_, 2);
+        execute(argv.data(), envp.data(), directory.c_str());
+    }
+    close(in);
 }
 
 RunningProcess::~RunningProcess() {

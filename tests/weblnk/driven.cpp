@@ -40,35 +40,18 @@ vx::Status supply(vx::ReadCallback* record, const void** data, uint64_t* length)
     return vx::VX_SUCCESS;
 }
 
-// What an operation returns and the HTTP status that it tells.
-template <class Operation>
-std::string told(Operation&& operation) {
+}  // namespace
+
+std::string DrivenClient::told(vx::Status result) const {
     constexpr std::string_view names[] = {"BAD_URL",         "NO_SUCH_HOST", "NO_CONNECTION",
                                           "TLS_REFUSED",     "TIMED_OUT",    "CUT_OFF",
                                           "REDIRECTED_AWAY", "INTERRUPTED",  "BAD_ANSWER",
                                           "REFUSED",         "PROXY_REFUSED"};
-    int32_t httpStatus = 0;
-    const vx::Status result = operation(&httpStatus);
-    if (result == vx::VX_SUCCESS) return std::to_string(httpStatus);
+    if (result == vx::VX_SUCCESS) return std::to_string(status_);
     const vx::Status nth = result - WEBLNK_BAD_URL;
     std::string text =
         nth < std::size(names) ? std::string(names[nth]) : fmt::format("{:X}", result);
-    return httpStatus == -1 ? text : fmt::format("{} {}", text, httpStatus);
-}
-
-}  // namespace
-
-DrivenClient::DrivenClient(vx::Weblnk& weblnk, vx::ClientParms parms, vx::Journal* journal)
-    : client_(weblnk.CreateClient2(&weblnk, &parms, journal, 0)), journal_(journal) {}
-
-std::string DrivenClient::head() {
-    return told([&](int32_t* status) { return client_->InstHead(client_.get(), status); });
-}
-
-std::string DrivenClient::options() {
-    return told([&](int32_t* status) {
-        return client_->InstOptions(client_.get(), 0, status, &allowed, 0);
-    });
+    return status_ == -1 ? text : fmt::format("{} {}", text, status_);
 }
 
 std::string DrivenClient::propFind(uint32_t depth) {
@@ -76,9 +59,8 @@ std::string DrivenClient::propFind(uint32_t depth) {
     builder.feed("<propfind xmlns='DAV:'><allprop/></propfind>");
     const auto request = builder.finish();
     vx::Document* document = nullptr;
-    std::string text = told([&](int32_t* status) {
-        return client_->InstPropFind(client_.get(), depth, request.get(), status, &document);
-    });
+    std::string text =
+        told(client_->InstPropFind(client_.get(), depth, request.get(), &status_, &document));
     if (!document) return text + " no document";
     const Owned<vx::Document> owned(document);
     for (const vx::Node* response = document->firstChild->firstChild; response;
@@ -95,10 +77,8 @@ std::string DrivenClient::get() {
         return vx::VX_SUCCESS;
     };
     const auto options = reinterpret_cast<vx::Word>(&report);
-    const std::string text = told([&](int32_t* status) {
-        return client_->InstGet(client_.get(), &options, 0, 0, status, &kept);
-    });
-    return text + " [" + kept.bytes + ']';
+    return told(client_->InstGet(client_.get(), &options, 0, 0, &status_, &kept)) + " [" +
+           kept.bytes + ']';
 }
 
 std::string DrivenClient::put(const Content& content, vx::PutOptions options,
@@ -107,27 +87,14 @@ std::string DrivenClient::put(const Content& content, vx::PutOptions options,
     supplied.callback = &supply;
     supplied.content = &content;
     supplied.position = &pulled;
-    return told([&](int32_t* status) {
-        return client_->InstPut(client_.get(), &options, sizeof options, vx::PUT_CODE_DEFAULT, 0,
-                                held ? &held : nullptr, held ? 1 : 0, status, &supplied);
-    });
-}
-
-std::string DrivenClient::remove() {
-    return told(
-        [&](int32_t* status) { return client_->httpInstDelete(client_.get(), 0, 0, status); });
+    return told(client_->InstPut(client_.get(), &options, sizeof options, vx::PUT_CODE_DEFAULT, 0,
+                                 held ? &held : nullptr, held ? 1 : 0, &status_, &supplied));
 }
 
 std::string DrivenClient::move(const std::string& destination) {
     const auto wide = toUtf32(destination);
-    return told([&](int32_t* status) {
-        return client_->InstMove(client_.get(), 0, 0, 0, wide.data(), wide.size(), 0, 0, status, 0);
-    });
-}
-
-std::string DrivenClient::makeCollection() {
     return told(
-        [&](int32_t* status) { return client_->httpInstMkcol(client_.get(), 0, 0, status); });
+        client_->InstMove(client_.get(), 0, 0, 0, wide.data(), wide.size(), 0, 0, &status_, 0));
 }
 
 std::string DrivenClient::takeLock(uint32_t seconds, const std::string& adopted) {
@@ -138,13 +105,8 @@ std::string DrivenClient::takeLock(uint32_t seconds, const std::string& adopted)
     parms.ownerLength = owner.size();
     parms.block = {adopted.empty() ? 0 : vx::LOCK_BLOCK_ADOPT, seconds, adopted.data(),
                    adopted.size()};
-    int32_t status = 0;
-    lock.reset(client_->InstLock(client_.get(), &parms, &status, journal_, 0));
-    return std::to_string(status) + (lock ? " lock" : "");
-}
-
-std::string DrivenClient::unlock() {
-    return told([&](int32_t* status) { return lock->InstUnlock(lock.get(), status); });
+    lock.reset(client_->InstLock(client_.get(), &parms, &status_, journal_, 0));
+    return std::to_string(status_) + (lock ? " lock" : "");
 }
 
 Driven::Driven() {

@@ -30,21 +30,26 @@ struct Content {
 
 class DrivenClient {
 public:
-    DrivenClient(vx::Weblnk& weblnk, vx::ClientParms parms, vx::Journal* journal);
+    DrivenClient(vx::Weblnk& weblnk, vx::ClientParms parms, vx::Journal* journal)
+        : client_(weblnk.CreateClient2(&weblnk, &parms, journal, 0)), journal_(journal) {}
 
     // Each gives "200", or the name of the status and what is known of the answer: "REFUSED 404".
-    std::string head();
-    std::string options();                 // its methods are in allowed
+    std::string head() { return told(client_->InstHead(client_.get(), &status_)); }
+    std::string options() {  // its methods are in allowed
+        return told(client_->InstOptions(client_.get(), 0, &status_, &allowed, 0));
+    }
     std::string propFind(uint32_t depth);  // with the hrefs, or "no document"
     std::string get();                     // with the content in brackets
     std::string put(const Content& content, vx::PutOptions options = {},
                     vx::LockObject* held = nullptr);
-    std::string remove();
+    std::string remove() { return told(client_->httpInstDelete(client_.get(), 0, 0, &status_)); }
     std::string move(const std::string& destination);
-    std::string makeCollection();
+    std::string makeCollection() {
+        return told(client_->httpInstMkcol(client_.get(), 0, 0, &status_));
+    }
     // The HTTP status, and " lock" when there is one: it is kept in lock. 0 seconds: the default.
     std::string takeLock(uint32_t seconds = 0, const std::string& adopted = {});
-    std::string unlock();
+    std::string unlock() { return told(lock->InstUnlock(lock.get(), &status_)); }
 
     vx::GetReport report{};
     uint32_t allowed = 0;
@@ -52,8 +57,11 @@ public:
     Owned<vx::LockObject> lock;
 
 private:
+    std::string told(vx::Status result) const;
+
     Owned<vx::Client> client_;
     vx::Journal* journal_;
+    int32_t status_ = 0;  // of HTTP
 };
 
 // weblnk and one context; a client for each URL.
