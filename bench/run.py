@@ -136,7 +136,7 @@ class Bench:
         gone = lambda: (self.empty(back), self.empty(into))
         whole = lambda folder: len(list(folder.glob("m*.bin"))) == count
         with Server(self.testserver, "apache", "--directory", self.root) as server, \
-                Server(self.testserver, "delay-proxy", server.port, round_trip) as proxy:
+                Server(HERE / "delay_proxy.py", server.port, round_trip) as proxy:
             base = (proxy if round_trip else server).url
             label = f"{count} members of {SMALL >> 10} KiB" + \
                 (f", {round_trip} ms away" if round_trip else "")
@@ -180,7 +180,7 @@ class Bench:
         seconds = lambda url: statistics.median(
             measure([self.quillon, "ls", url + "empty/"]).seconds for _ in range(3))
         with Server(self.testserver, "apache", "--directory", self.root) as server, \
-                Server(self.testserver, "delay-proxy", server.port, round_trip) as proxy:
+                Server(HERE / "delay_proxy.py", server.port, round_trip) as proxy:
             trips = (seconds(proxy.url) - seconds(server.url)) * 1000 / round_trip
         with Server(self.testserver, "apache", "--directory", self.root) as server:
             measure([self.quillon, "ls", server.url + "empty/"])

@@ -11,7 +11,6 @@
 
 #include "tests/support/apache.hpp"
 #include "tests/support/certificates.hpp"
-#include "tests/support/delay_proxy.hpp"
 
 namespace support {
 namespace {
@@ -58,14 +57,7 @@ struct TestServer {
         serve(server.url());
     }
 
-    void serveDelayed() const {
-        const DelayProxy proxy(delayed, Duration(delay));
-        serve("http://127.0.0.1:" + std::to_string(proxy.port()) + "/");
-    }
-
     ApacheOptions options{};
-    uint16_t delayed = 0;  // the port of the server behind the proxy
-    int delay = 0;         // ms
     int signals = blockedSignals();
 };
 
@@ -88,9 +80,6 @@ int runServer(int count, char** words) {
     kind("lighttpd", "mod_webdav", &TestServer::serveOther<Lighttpd>);
     kind("nginx", "dav and dav-ext", &TestServer::serveOther<Nginx>);
     kind("rclone", "serve webdav", &TestServer::serveOther<Rclone>);
-    auto* proxy = kind("delay-proxy", "adds a round trip", &TestServer::serveDelayed);
-    proxy->add_option("PORT", test.delayed)->required();
-    proxy->add_option("MILLISECONDS", test.delay)->required();
     CLI11_PARSE(app, count, words);
     return 0;
 }
