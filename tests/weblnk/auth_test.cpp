@@ -68,6 +68,7 @@ TEST(WeblnkAuth, anExpiredNonceCostsNoContent) {
         ScriptedServer server;
         server.on("*", "*", [&](const support::Request& request) {
             const auto given = request.field("Authorization");
+            EXPECT_FALSE(given.starts_with("Basic"));
             if (given.find("nonce=\"" + nonce + "\"") == given.npos) {
                 return Answer(401)
                     .with("WWW-Authenticate", "Basic realm=\"r\"")
@@ -95,6 +96,7 @@ const Answer askForBasic = Answer(401).with("WWW-Authenticate", "Basic realm=\"r
 
 TEST(WeblnkAuth, credentialsStayWithTheirServer) {
     ScriptedServer server, other;
+    server.once("HEAD", "/a", askForBasic).once("HEAD", "/a", Answer(200));
     server.once("HEAD", "/a", askForBasic).on("HEAD", "/a*", Answer(200));
     other.on("HEAD", "/a", Answer(401).with("WWW-Authenticate", "NTLM"));
     Driven driven;
@@ -102,6 +104,9 @@ TEST(WeblnkAuth, credentialsStayWithTheirServer) {
     driven.password = "p";
     EXPECT_EQ(driven.client(server.url("a")).head(), "200");
     EXPECT_EQ(server.requests().back().field("Authorization"), "Basic dTpw");
+    driven.password = "q";  // not sent before it is asked for, either
+    EXPECT_EQ(driven.client(server.url("a")).head(), "200");
+    EXPECT_EQ(seen(server), "HEAD /a 401, HEAD /a 200, HEAD /a 401, HEAD /a 200");
     EXPECT_EQ(driven.client(other.url("a")).head(), "401");  // through the same context
     EXPECT_EQ(seen(other), "HEAD /a 401");
     EXPECT_EQ(other.requests().at(0).field("Authorization"), "");

@@ -73,12 +73,13 @@ std::string DrivenClient::propFind(uint32_t depth) {
 std::string DrivenClient::get() {
     Kept kept;
     kept.callback = [](vx::WriteCallback* self, const void* data, uint64_t length) {
-        static_cast<Kept*>(self)->bytes.append(static_cast<const char*>(data), length);
+        auto& bytes = static_cast<Kept*>(self)->bytes;
+        bytes += length > 0 ? std::string_view(static_cast<const char*>(data), length) : "]";
         return vx::VX_SUCCESS;
     };
     const auto options = reinterpret_cast<vx::Word>(&report);
     return told(client_->InstGet(client_.get(), &options, 0, 0, &status_, &kept)) + " [" +
-           kept.bytes + ']';
+           kept.bytes;
 }
 
 std::string DrivenClient::put(const Content& content, vx::PutOptions options,

@@ -39,7 +39,7 @@ public:
         return told(client_->InstOptions(client_.get(), 0, &status_, &allowed, 0));
     }
     std::string propFind(uint32_t depth);  // with the hrefs, or "no document"
-    std::string get();                     // with the content in brackets
+    std::string get();                     // with the content in brackets, closed by its end
     std::string put(const Content& content, vx::PutOptions options = {},
                     vx::LockObject* held = nullptr);
     std::string remove() { return told(client_->httpInstDelete(client_.get(), 0, 0, &status_)); }

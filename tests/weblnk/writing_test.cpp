@@ -314,13 +314,20 @@ TEST(WeblnkLock, aForsakenLockIsGivenBackForTheNextOne) {
         auto client = driven.client(url);
         client.takeLock();
         client.lock.reset();
-        return client.takeLock();
+        client.head();  // the lock is no longer renewed
+        const std::string taken = client.takeLock();
+        client.head();  // nor is the new one, whose timeout is not the other's
+        return taken;
     };
+    const Answer ours = Answer::xml(
+        200, "<all>" + lockAnswer("Second-0", "urn:another") + lockAnswer("Second-600") + "</all>");
     const std::string lock = "LOCK /a 0 Second-7200 ";
     check({run,
-           {granted("9"), Answer(423), Answer(204), granted("9")},
+           {granted("Second-0"), Answer(200), Answer(423), Answer(204),
+            Answer(ours).with("Lock-Token", "<urn:t:1>"), Answer(200)},
            "200 lock",
-           lock + "200, " + lock + "423, UNLOCK /a <urn:t:1> 204, " + lock + "200"});
+           lock + "200, HEAD /a 200, " + lock + "423, UNLOCK /a <urn:t:1> 204, " + lock +
+               "200, HEAD /a 200"});
 }
 
 TEST(WeblnkOnApache, contextsAreUsedInThreadsOfTheirOwn) {
