@@ -54,7 +54,7 @@ TEST(Url, comparesOriginsAndResources) {
         bool same;
         std::string_view a, b;
     } rows[] = {
-        {sameOrigin, true, "http://h:/a", "HTTP://u:p@s@H:80/b"},
+        {sameOrigin, true, "http://hz:/a", "HTTP://u:p@s@HZ:80/b"},
         {sameOrigin, true, "https://[::1]:443/", "https://[::1]"},
         {sameOrigin, false, "http://h", "https://h"},
         {sameOrigin, false, "http://h:443/", "http://h/"},

@@ -61,7 +61,7 @@ TEST(WeblnkHeaders, areReadOrRefusedWhole) {
         {parseStrongEtag, "W/\"a\"", ""},
         {parseStrongEtag, "\"", ""},
         {parseStrongEtag, "\"a\"b\"", ""},
-        {parseStrongEtag, "\"a\nb\"", ""},
+        {parseStrongEtag, "\"a b\"", ""},
         {timeout, "second-0", "0"},
         {timeout, "Second-4294967295", "4294967295"},  // LOCK_TIMEOUT_INFINITE
         {timeout, "Infinite, Second-60", "4294967295"},
