@@ -77,6 +77,7 @@ TEST(Url, comparesOriginsAndResources) {
         EXPECT_EQ(compare(a, b), same) << a << " " << b;
         EXPECT_EQ(compare(b, a), same) << b << " " << a;
     }
+    EXPECT_EQ(splitAuthority("u@[::1]").host, "[::1]");
 }
 
 TEST(Url, segmentsHoldAnyName) {
