@@ -5,9 +5,14 @@ namespace {
 
 using namespace test;
 
-// "url" in the script: none, or one of a length of its own.
-template <auto operation, uint8_t deleteAll>
+// Of a collection without members. The script may say otherwise: "url null", "url length=N",
+// "member"; "all": members go, too.
+template <auto operation>
 vx::Status change(FakeHost& host) {
+    const std::vector<Tree> type = {element(U"resourcetype", {element(U"collection")})};
+    host.response = {element(U"multistatus", {response(U"http://h/c/", type)})};
+    if (host.script.has("member"))
+        host.response[0].children.push_back(response(U"http://h/c/d/", type));
     auto parms = collectionParms<vx::CollectionOpParms>(host);
     const Answer url = host.script.next("url");
     if (url.null()) parms.url = nullptr;
@@ -16,21 +21,11 @@ vx::Status change(FakeHost& host) {
     parms.proxyLength = 1;
     parms.genericName = "name";
     parms.clientOption = 3;
-    parms.deleteAll = deleteAll;
+    parms.deleteAll = host.script.has("all");
     return (host.extension->operations.*operation)(host.extension, &parms, &host.journal);
 }
-
-constexpr auto create = change<&vx::Operations::quillonCollectionCreate, 0>;
-constexpr auto removeAll = change<&vx::Operations::quillonCollectionDelete, 1>;
-
-// Of a collection that has no member, or another one where the script says "member".
-vx::Status removeEmpty(FakeHost& host) {
-    const std::vector<Tree> type = {element(U"resourcetype", {element(U"collection")})};
-    host.response = {element(U"multistatus", {response(U"http://h/c/", type)})};
-    if (host.script.has("member"))
-        host.response[0].children.push_back(response(U"http://h/c/d/", type));
-    return change<&vx::Operations::quillonCollectionDelete, 0>(host);
-}
+constexpr auto create = change<&vx::Operations::quillonCollectionCreate>;
+constexpr auto remove = change<&vx::Operations::quillonCollectionDelete>;
 
 // A journal that is disabled is handed to the third attempt to make a client alone.
 TEST(CollectionCreate, sends_one_request) {
@@ -69,23 +64,19 @@ TEST(CollectionCreate, failures_are_logged) {
     )");
 }
 
-TEST(CollectionDelete, failures_are_logged) {
-    expectOutcomes<FakeHost>("quillonCollectionDelete", removeAll, unconnected + R"(
-        DELETE 200 => 00000000: DELETE 200
-        DELETE 207 => 81FFC808: DELETE 207, httpInstDelete returned rc=00000000 status=207
-        DELETE 403 => 81FFC81B: DELETE 403, httpInstDelete returned rc=00000000 status=403
-        DELETE 405 => 81FFC81C: DELETE 405, httpInstDelete returned rc=00000000 status=405
-        DELETE 409 => 81FFC81D: DELETE 409, httpInstDelete returned rc=00000000 status=409
-        DELETE rc=80000001 403 => 81FFC808: DELETE 403 80000001, httpInstDelete returned rc=80000001 status=403
-    )");
-}
-
-TEST(CollectionDelete, spares_what_is_not_known_to_be_empty) {
-    expectOutcomes<FakeHost>("quillonCollectionDelete", removeEmpty, R"(
-        => 00000000: HEAD 200, HEAD 200, OPTIONS 200, PROPFIND 207 response1, DELETE 204
-        member => 81FFC81B: HEAD 200, HEAD 200, OPTIONS 200, PROPFIND 207 response1, collection either is or may not be empty and deleteAll was not specified
+TEST(CollectionDelete, failures_are_logged_and_what_may_have_members_spared) {
+    expectOutcomes<FakeHost>("quillonCollectionDelete", remove, unconnected + R"(
+        opened = HEAD 200, HEAD 200, OPTIONS 200, PROPFIND 207 response1
+        => 00000000: {opened}, DELETE 204
+        member => 81FFC81B: {opened}, collection either is or may not be empty and deleteAll was not specified
         HEAD -, HEAD 404 => 81FFC808: HEAD 200, HEAD 404, journal 4 Collection URL does not exist., quillonCollectionListOpen InstHead returned status=404
         HEAD 404 => 81FFC808: HEAD 404, quillonCollectionHandleAcquire InstHead returned status=404, journal 4 81FFC803, collection handle not acquired
+        all, DELETE 200 => 00000000: DELETE 200
+        all, DELETE 207 => 81FFC808: DELETE 207, httpInstDelete returned rc=00000000 status=207
+        all, DELETE 403 => 81FFC81B: DELETE 403, httpInstDelete returned rc=00000000 status=403
+        all, DELETE 405 => 81FFC81C: DELETE 405, httpInstDelete returned rc=00000000 status=405
+        all, DELETE 409 => 81FFC81D: DELETE 409, httpInstDelete returned rc=00000000 status=409
+        all, DELETE rc=80000001 403 => 81FFC808: DELETE 403 80000001, httpInstDelete returned rc=80000001 status=403
     )");
 }
 
@@ -94,19 +85,16 @@ TEST(CollectionDelete, opens_and_lists_through_the_table_and_closes_after_the_re
     static auto* const listOpen = host.extension->operations.quillonCollectionListOpen;
     host.extension->operations.quillonCollectionListOpen = [](auto* collection, auto* narrow,
                                                               auto* name, auto* journal) {
-        fake().say("listing");
-        EXPECT_EQ(narrow, &fake().pathTranscoder);
-        EXPECT_EQ(std::string(name) + collection->genericName, "namename");
-        EXPECT_EQ(journal, &fake().journal);
-        EXPECT_EQ(collection->flags, vx::LIST_INCLUDE_COLLECTIONS | vx::LIST_COUNT_ONLY);
+        fake().say("list {} {} {} {}", collection->genericName, name, collection->flags,
+                   narrow == &fake().pathTranscoder);
         return listOpen(collection, narrow, name, journal);
     };
-    EXPECT_EQ(removeEmpty(host), vx::VX_SUCCESS);
+    EXPECT_EQ(remove(host), vx::VX_SUCCESS);
     const std::string all = host.transcript();
     EXPECT_TRUE(all.starts_with("2 \"quillonCollectionDelete called\"\ntext"));
-    EXPECT_NE(all.find("listing"), all.npos);
     EXPECT_NE(all.find("user \"ann\" password \"sesame!\" option 3 for journal context1"),
               all.npos);
+    EXPECT_NE(all.find("list name name 24 true\n2 \"quillonCollectionListOpen called"), all.npos);
     EXPECT_EQ(all.substr(all.find("client1 DELETE")), lines(R"(client1 DELETE -> 204
         2 "quillonCollectionListClose called"
         response1 Destroy
@@ -121,7 +109,7 @@ TEST(CollectionChange, every_allocation_fails_cleanly) {
     everyAllocationFails<FakeHost>(create);
     everyAllocationFails<FakeHost>([](FakeHost& host) {
         // Whatever keeps a delete from looking into the collection has this status.
-        const vx::Status rc = removeEmpty(host);
+        const vx::Status rc = remove(host);
         return rc == vx::QUILLON_UNEXPECTED_STATUS ? vx::VX_NO_MEMORY : rc;
     });
 }

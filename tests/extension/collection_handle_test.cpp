@@ -4,42 +4,45 @@ namespace {
 
 using namespace test;
 
-// With every text that there may be, and a local cache wherever the toolbox keeps them.
-vx::CollectionParms fullParms(FakeHost& host) {
+// With every text that there may be, unless the script says otherwise: "url null", "url length=N",
+// "credentials none"; "parent": the cache is made below one, not wherever the toolbox keeps them.
+vx::CollectionHandle* acquire(FakeHost& host, vx::Status& rc) {
     auto parms = collectionParms<vx::CollectionParms>(host);
-    parms.proxy = "http://p";
-    parms.proxyLength = 8;
-    parms.cacheParent = "/p";
-    parms.genericName = "name";
-    parms.clientOption = 5;
-    parms.options = vx::LIST_COLLECTIONS_OPTION;
-    return parms;
-}
-
-vx::CollectionHandle* acquire(FakeHost& host, vx::CollectionParms& parms) {
-    parms.rc = 0xDBDBDBDB;
-    return host.extension->operations.quillonCollectionHandleAcquire(host.extension, &parms,
-                                                                     &host.journal);
-}
-
-// "url" in the script: none, or one of a length of its own. "parent": the cache is made below one.
-vx::Status open(FakeHost& host) {
-    vx::CollectionParms parms = fullParms(host);
     const Answer url = host.script.next("url");
     if (url.null()) parms.url = nullptr;
     parms.urlLength = int64_t(url.number("length", 11));
-    if (host.script.has("parent")) parms.cacheParentLength = 2;
-    vx::CollectionHandle* collection = acquire(host, parms);
-    EXPECT_EQ(collection == nullptr, parms.rc != vx::VX_SUCCESS);
+    parms.proxy = "http://p";
+    parms.proxyLength = 8;
+    if (host.script.has("credentials")) {
+        parms.proxyLength = 0;
+        parms.userLength = -1;
+        parms.password = nullptr;
+    }
+    parms.cacheParent = "/p";
+    parms.cacheParentLength = host.script.has("parent") ? 2 : 0;
+    parms.genericName = "name";
+    parms.clientOption = 5;
+    parms.options = vx::LIST_COLLECTIONS_OPTION;
+    parms.rc = 0xDBDBDBDB;
+    auto* collection = host.extension->operations.quillonCollectionHandleAcquire(
+        host.extension, &parms, &host.journal);
+    rc = parms.rc;
+    EXPECT_EQ(collection == nullptr, rc != vx::VX_SUCCESS);
+    return collection;
+}
+
+vx::Status open(FakeHost& host) {
+    vx::Status rc;
+    auto* collection = acquire(host, rc);
     EXPECT_EQ(host.extension->operations.quillonCollectionHandleRelease(collection),
               vx::VX_SUCCESS);
-    return parms.rc;
+    return rc;
 }
 
 TEST(CollectionHandle, is_opened_in_order_and_released_in_order) {
     FakeHost host;
-    vx::CollectionParms parms = fullParms(host);
-    vx::CollectionHandle* collection = acquire(host, parms);
+    vx::Status rc;
+    vx::CollectionHandle* collection = acquire(host, rc);
     EXPECT_EQ(host.transcript(), lines(R"(2 "quillonCollectionHandleAcquire called"
         text "http://h/c/" into 44
         text "http://p" into 32
@@ -65,11 +68,12 @@ TEST(CollectionHandle, is_opened_in_order_and_released_in_order) {
     EXPECT_EQ(collection->flags,
               vx::CACHE_FROM_UTILLOC | vx::CACHE_CREATED | vx::LIST_INCLUDE_COLLECTIONS);
 
+    host.script = Script{"DeleteDirectory rc=80000001, Destroy rc=80000002, Destroy rc=80000003"};
     host.sayPool = true;
-    EXPECT_EQ(collection->release(collection), vx::VX_SUCCESS);
+    EXPECT_EQ(collection->release(collection), 0x80000002);
     host.sayPool = false;
     EXPECT_EQ(host.transcript(), lines(R"(2 "quillonCollectionHandleRelease called"
-        DeleteDirectory "/cache/1" 1
+        DeleteDirectory "/cache/1" 1 -> 80000001
         Free 5
         client1 Destroy
         context1 Destroy
@@ -83,13 +87,6 @@ TEST(CollectionHandle, is_opened_in_order_and_released_in_order) {
     )"));
     EXPECT_EQ(host.extension->operations.quillonCollectionHandleRelease(nullptr), vx::VX_SUCCESS);
     EXPECT_EQ(host.transcript(), "");
-}
-
-TEST(CollectionHandle, release_returns_the_clients_status) {
-    FakeHost host{"DeleteDirectory rc=80000001, Destroy rc=80000002, Destroy rc=80000003"};
-    vx::CollectionParms parms = fullParms(host);
-    vx::CollectionHandle* collection = acquire(host, parms);
-    EXPECT_EQ(collection->release(collection), 0x80000002);
 }
 
 TEST(CollectionHandle, failures_are_logged_journaled_and_undone) {
@@ -124,13 +121,8 @@ TEST(CollectionHandle, failures_are_logged_journaled_and_undone) {
 }
 
 TEST(CollectionHandle, a_cache_below_a_parent_is_named_by_fsbox) {
-    FakeHost host{"Exists present, HEAD 404"};
-    auto parms = fullParms(host);
-    parms.cacheParentLength = 2;
-    parms.proxyLength = 0;  // texts that are not given
-    parms.userLength = -1;
-    parms.password = nullptr;
-    EXPECT_EQ(acquire(host, parms), nullptr);
+    FakeHost host{"parent, credentials none, Exists present, HEAD 404"};
+    EXPECT_EQ(open(host), vx::QUILLON_COLLECTION_NOT_FOUND);
     EXPECT_EQ(host.transcript(), lines(R"(2 "quillonCollectionHandleAcquire called"
         text "http://h/c/" into 44
         text "/p" into 8

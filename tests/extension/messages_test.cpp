@@ -1,62 +1,51 @@
 // Levels, journals, and the message functions that a host calls.
 #include "vxext/src/messages.hpp"
 
-#include "tests/extension/fake_host.hpp"
+#include "tests/extension/operation.hpp"
 
 namespace {
 
 using namespace test;
 
-// How the lines begin that come of opening a collection without a URL: with the level of a record,
-// or as in "journal" and "IsEnabled".
-std::string failedOpen(FakeHost& host, vx::Journal* journal) {
-    vx::CollectionParms parms{};
-    host.extension->operations.quillonCollectionHandleAcquire(host.extension, &parms, journal);
-    host.logger.threshold = 1;
-    std::string beginnings;
-    for (const std::string& line : std::exchange(host.lines, {})) beginnings += line[0];
-    return beginnings;
-}
-
-TEST(Messages, level_is_tested_before_anything_is_rendered) {
-    const struct {
-        uint32_t threshold, inherited;
-        const char* script;
-        const char* expected;
-    } rows[] = {
-        {3, 1, "", "3"},
-        {2, 9, "", "2322"},
-        {0, 3, "", "3"},
-        {4, 0, "", ""},
-        {0, 0, "IsEnabled no, IsEnabled -, IsEnabled no", "II3II2"},
-        {1, 0, "Render - *2, Render null *3", "2"},  // the entry renders two
-    };
-    for (const auto& row : rows) {
-        FakeHost host{row.script};
-        host.logger.threshold = row.threshold;
-        host.logger.inheritedThreshold = row.inherited;
-        EXPECT_EQ(failedOpen(host, nullptr), row.expected);
+// What opening a collection without a URL writes, as its lines begin: the level of a record, or the
+// first letter of "journal" and "IsEnabled".
+TEST(Messages, levels_and_journal_are_tested_before_anything_is_written) {
+    const auto rows = rowsOf(R"(
+        threshold 3, inherited 1 => 3j
+        threshold 2, inherited 9 => 23j22
+        inherited 3 => 3j
+        threshold 4 => j
+        => I2I3jI2I2
+        IsEnabled no, IsEnabled -, IsEnabled no => II3jII2
+        inherited 1, Render - *2, Render null *3 => j2
+        threshold 1, disabled => 2322
+        threshold 1, not given => 2322
+    )");
+    for (const auto& [script, expected] : rows) {
+        FakeHost host{script};
+        host.logger.threshold = uint32_t(host.script.next("threshold").http.value_or(0));
+        host.logger.inheritedThreshold = uint32_t(host.script.next("inherited").http.value_or(0));
+        host.extension->journalEnabled = !host.script.has("disabled");
+        vx::Journal* journal = host.script.has("not") ? nullptr : &host.journal;
+        vx::CollectionParms parms{};
+        host.extension->operations.quillonCollectionHandleAcquire(host.extension, &parms, journal);
+        std::string written;
+        for (const std::string& line : host.lines) written += line[0];
+        EXPECT_EQ(written, expected) << script;
+        host.logger.threshold = 1;
     }
 }
 
-TEST(Messages, journal_is_written_only_when_given_and_enabled) {
-    FakeHost host;
-    EXPECT_EQ(failedOpen(host, &host.journal), "23j22");
-    EXPECT_EQ(failedOpen(host, nullptr), "2322");
-    host.extension->journalEnabled = 0;
-    EXPECT_EQ(failedOpen(host, &host.journal), "2322");
-}
-
-std::string written;
+std::string handed;
 
 // A lambda cannot take variable arguments.
 vx::Word readAll(vx::Journal* self, ...) {
     va_list rest;
     va_start(rest, self);
-    written.clear();
+    handed.clear();
     for (int i = 0; i < 10; ++i) {  // beyond the registers of both kinds
-        written += fmt::format("{} ", va_arg(rest, int));
-        written += fmt::format("{} ", va_arg(rest, double));
+        handed += fmt::format("{} ", va_arg(rest, int));
+        handed += fmt::format("{} ", va_arg(rest, double));
     }
     va_end(rest);
     return 9;
@@ -66,25 +55,25 @@ TEST(Messages, wrappers_hand_on_their_arguments) {
     FakeHost host;
     host.journal.MessageToBuffer = [](auto*, auto a, auto b, auto c, auto d, auto e,
                                       auto rest) -> vx::Status {
-        written = fmt::format("{} {} {} {} {} {}", a, b, c, d, e, va_arg(rest, int));
+        handed = fmt::format("{} {} {} {} {} {}", a, b, c, d, e, va_arg(rest, int));
         return 7;
     };
     EXPECT_EQ(vxlMessageToBuf(&host.journal, 1, 2, 3, 4, 5, 6), 7u);
-    EXPECT_EQ(written, "1 2 3 4 5 6");
+    EXPECT_EQ(handed, "1 2 3 4 5 6");
 
     host.journal.StatusToBuffer = [](auto*, auto status, auto a, auto b, auto c,
                                      auto rest) -> vx::Status {
-        written = fmt::format("{} {} {} {} {}", status, a, b, c, va_arg(rest, int));
+        handed = fmt::format("{} {} {} {} {}", status, a, b, c, va_arg(rest, int));
         return 8;
     };
     EXPECT_EQ(vxlStatusToBuf(&host.journal, 0xFFFFFFFE, 1, 2, 3, 4), 8u);
-    EXPECT_EQ(written, "-2 1 2 3 4");
+    EXPECT_EQ(handed, "-2 1 2 3 4");
 
     host.journal.GetLocale = readAll;
     EXPECT_EQ(vxlGetLocale(&host.journal, -1, 0.5, 1, 1.5, 2, 2.5, 3, 3.5, 4, 4.5, 5, 5.5, 6, 6.5,
                            7, 7.5, 8, 8.5, 9, 9.5),
               9u);
-    EXPECT_EQ(written, "-1 0.5 1 1.5 2 2.5 3 3.5 4 4.5 5 5.5 6 6.5 7 7.5 8 8.5 9 9.5 ");
+    EXPECT_EQ(handed, "-1 0.5 1 1.5 2 2.5 3 3.5 4 4.5 5 5.5 6 6.5 7 7.5 8 8.5 9 9.5 ");
 
     auto* message = LoggerCapture(&host.logger, -5, int64_t{42});
     EXPECT_EQ(*reinterpret_cast<std::string*>(message), "message -5 42");
