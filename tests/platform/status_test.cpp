@@ -20,5 +20,5 @@ TEST(status, every_code_has_a_text_of_its_own) {
         EXPECT_TRUE(codes.emplace(text, status).second) << (*it)[1];
     }
     EXPECT_GT(codes.size(), 50u);
-    EXPECT_NE(vxhost::statusText(0x8BADC0DEu).find("with the code 8BADC0DE"), std::string::npos);
+    EXPECT_NE(vxhost::statusText(0x8BADC0DEu).find("with the code 8BADC0DE."), std::string::npos);
 }
