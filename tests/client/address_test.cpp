@@ -55,7 +55,7 @@ TEST(Address, whatIsNoUrlIsRefusedWithoutShowingAPassword) {
     }
 }
 
-TEST(Address, membersAndCollections) {
+TEST(Address, membersCollectionsAndOrigins) {
     const Address collection = *Address::parse("https://host/dav/sub%20dir/");
     EXPECT_EQ(collection.name(), "sub dir");
     EXPECT_EQ(shown(collection.asMember()), "https://host/dav/|sub%20dir");
@@ -66,9 +66,7 @@ TEST(Address, membersAndCollections) {
     for (const char* name : {"a b", "50%20", "a/b", "?#"})
         EXPECT_EQ(collection.member(name)->name(), name);
     for (const char* name : {"", ".", ".."}) EXPECT_FALSE(collection.member(name)) << name;
-}
 
-TEST(Address, originsAndHosts) {
     const Address named = *Address::parse("https://Host:443/a");
     EXPECT_EQ(named.origin() + " " + named.host(), "https://host host");
     const Address numbered = *Address::parse("http://[::1]:8080/");

@@ -30,15 +30,18 @@ TEST(Error, kindsFollowFromStatusAndAnswer) {
             << std::hex << row.status << std::dec << " " << row.httpStatus;
 }
 
-// What the requests beneath said is the error, not the operation's summary.
+// What the requests beneath said is the error, not the operation's summary, and it is said once.
 TEST(Error, theCauseIsHeardFromTheRequests) {
     vxhost::UserJournal journal;
     begin(journal);
     hear({vx::VX_SUCCESS, 200});
     hear({vxhost::FSBOX_NO_SPACE, 200});
+    for (const vx::Status status : {vxhost::FSBOX_NO_SPACE, vx::QUILLON_REQUEST_FAILED})
+        journal.write(vx::JOURNAL_FAILURE, vxhost::statusText(status));
     const Error full = failure(vx::QUILLON_REQUEST_FAILED, journal);
     EXPECT_EQ(full.kind, Kind::local);
-    EXPECT_EQ(full.sentences.back(), vxhost::statusText(vxhost::FSBOX_NO_SPACE));
+    EXPECT_EQ(full.sentences, std::vector{vxhost::statusText(vxhost::FSBOX_NO_SPACE)});
+    EXPECT_EQ(failure(vx::QUILLON_FILE_LOST, journal).code, Code::fileLost) << "no summary";
 
     begin(journal);
     hear({vx::VX_SUCCESS, 403});
@@ -48,8 +51,7 @@ TEST(Error, theCauseIsHeardFromTheRequests) {
               "The server answered 403 (Forbidden). This account may lack the right to it.");
 
     begin(journal);
-    const Error earlier = failure(vx::QUILLON_FILE_LOST, journal);
-    EXPECT_EQ(earlier.httpStatus, 0) << "of an operation before";
+    EXPECT_EQ(failure(vx::QUILLON_FILE_LOST, journal).httpStatus, 0) << "of an operation before";
 }
 
 TEST(Error, theJournalsFailuresComeFirstAndOnce) {

@@ -4,7 +4,6 @@
 
 #include <optional>
 
-#include "tests/runtime/random.hpp"
 #include "tests/support/test_pool.hpp"
 
 namespace {
@@ -66,8 +65,8 @@ void expectDecoded(const Text& text, const std::optional<Bytes>& bytes) {
 }
 
 TEST(Base64, bytes_of_every_length_and_back) {
-    for (uint64_t length = 0; length < 300; ++length) {
-        const Bytes bytes = test::Random{}.bytes(length);
+    Bytes bytes;
+    for (uint64_t length = 0; length < 300; ++length, bytes += uint8_t(151 * length)) {
         Text text((length + 2) / 3 * 4, U'?');
         char32_t* output = text.data();
         uint32_t count = 0;
