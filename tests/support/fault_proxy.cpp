@@ -2,6 +2,7 @@
 
 #include <sstream>
 
+#include "tests/support/http_probe.hpp"
 #include "tests/support/network.hpp"
 
 namespace support {
@@ -67,7 +68,7 @@ FaultProxy::FaultProxy(uint16_t serverPort)
 FaultProxy::~FaultProxy() = default;
 
 std::string FaultProxy::url(std::string_view path) const {
-    return "http://127.0.0.1:" + std::to_string(proxy_->port()) + "/" + std::string(path);
+    return localUrl(proxy_->port(), path);
 }
 
 void FaultProxy::failAt(int nth, ProxyFault fault) {

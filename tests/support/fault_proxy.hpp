@@ -28,7 +28,7 @@ public:
     explicit FaultProxy(uint16_t serverPort);
     ~FaultProxy();
 
-    std::string url(std::string_view path) const;  // path: encoded, without the first slash
+    std::string url(std::string_view path) const;
 
     // The nth request from now on (1: the next) over whatever connection. One fault at a time.
     void failAt(int nth, ProxyFault fault);

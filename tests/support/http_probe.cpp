@@ -21,6 +21,10 @@ std::optional<Reply> ask(uint16_t port, const std::string& method, const std::st
     }
 }
 
+std::string localUrl(uint16_t port, std::string_view path, const std::string& scheme) {
+    return scheme + "://127.0.0.1:" + std::to_string(port) + "/" + std::string(path);
+}
+
 uint16_t freePort() {
     return Tcp::acceptor(io, onLoopback(0)).local_endpoint().port();
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace support {
 
@@ -16,6 +17,9 @@ struct Reply {
 // header lines, each ended by CR LF.
 std::optional<Reply> ask(uint16_t port, const std::string& method, const std::string& target,
                          const std::string& header = {}, const std::string& body = {});
+
+// path: percent-encoded, without the first slash.
+std::string localUrl(uint16_t port, std::string_view path, const std::string& scheme = "http");
 
 // A port that was free a moment ago. Who hands it to a server must be ready to try another.
 uint16_t freePort();

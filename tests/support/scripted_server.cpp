@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "tests/support/http_probe.hpp"
 #include "tests/support/network.hpp"
 
 namespace support {
@@ -14,12 +15,6 @@ constexpr size_t wholeBody = std::numeric_limits<size_t>::max();
 bool fits(const std::string& pattern, const std::string& target) {
     if (!pattern.ends_with('*')) return pattern == target;
     return target.starts_with(std::string_view(pattern).substr(0, pattern.size() - 1));
-}
-
-std::string chunk(std::string_view bytes) {
-    char size[20];
-    std::snprintf(size, sizeof size, "%zx\r\n", bytes.size());
-    return size + std::string(bytes) + "\r\n";
 }
 
 }  // namespace
@@ -103,7 +98,11 @@ private:
         while (!rest.empty()) {
             const auto bytes = rest.substr(0, piece);
             rest.remove_prefix(bytes.size());
-            sendAll(client_, answer.chunked_ ? chunk(bytes) : std::string(bytes));
+            if (answer.chunked_) {
+                boost::asio::write(client_, http::make_chunk(boost::asio::buffer(bytes)));
+            } else {
+                sendAll(client_, bytes);
+            }
             if (!server_.pauseFor(answer.pause_)) return false;
             if (answer.garbage_) sendAll(client_, "not a size\r\n");
             if (rest.empty() && answer.endless_) rest = answer.body_;
@@ -150,7 +149,7 @@ int ScriptedServer::connections() const {
 }
 
 std::string ScriptedServer::url(std::string_view path) const {
-    return "http://127.0.0.1:" + std::to_string(port()) + "/" + std::string(path);
+    return localUrl(port(), path);
 }
 
 void ScriptedServer::add(std::vector<Rule>& to, Rule rule) {

@@ -111,7 +111,7 @@ public:
     ~ScriptedServer();
 
     uint16_t port() const;
-    std::string url(std::string_view path = {}) const;  // path: encoded, without the first slash
+    std::string url(std::string_view path = {}) const;  // as of localUrl()
 
     // A rule fits a request of this method ("*": any) whose target is this one; a target that ends
     // in "*" fits whatever begins so. The rules of once() go first, in the order in which they were

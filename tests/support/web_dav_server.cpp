@@ -48,7 +48,7 @@ WebDavServer::~WebDavServer() {
 }
 
 std::string WebDavServer::url(std::string_view path) const {
-    return recipe_.scheme + "://127.0.0.1:" + std::to_string(port_) + "/" + std::string(path);
+    return localUrl(port_, path, recipe_.scheme);
 }
 
 void WebDavServer::addMember(std::string_view path, std::string_view content) const {

@@ -35,7 +35,7 @@ public:
 
     const std::string& name() const { return recipe_.name; }
     uint16_t port() const { return port_; }
-    std::string url(std::string_view path = {}) const;  // path: encoded, without the first slash
+    std::string url(std::string_view path = {}) const;  // as of localUrl()
 
     // Where the members are. Files made here directly are not the server's own when root runs the
     // tests, so that it may refuse to change them: use the two functions below.

@@ -107,6 +107,7 @@ TEST(WeblnkAuth, credentialsStayWithTheirServer) {
     driven.password = "q";  // not sent before it is asked for, either
     EXPECT_EQ(driven.client(server.url("a")).head(), "200");
     EXPECT_EQ(seen(server), "HEAD /a 401, HEAD /a 200, HEAD /a 401, HEAD /a 200");
+    EXPECT_EQ(server.requests().at(2).field("Authorization"), "");
     EXPECT_EQ(driven.client(other.url("a")).head(), "401");  // through the same context
     EXPECT_EQ(seen(other), "HEAD /a 401");
     EXPECT_EQ(other.requests().at(0).field("Authorization"), "");
