@@ -34,6 +34,20 @@ protected:
     support::TemporaryDirectory home;
 };
 
+TEST_F(Cycle, aLockIsGivenBackUnlessItIsAbandoned) {
+    server.addMember("file", "x");
+    std::string token;
+    {
+        Member mine = member("file");
+        EXPECT_EQ(*mine.lock(), Protection::lock);
+        token = mine.lockToken();
+        mine.abandonLock();
+    }
+    EXPECT_EQ(member("file").lock().error().kind, Kind::locked);
+    EXPECT_TRUE(member("file").adoptLock(token));
+    EXPECT_TRUE(member("file").lock());
+}
+
 TEST_F(Cycle, whatOthersMadeOrChangedIsNotOverwritten) {
     Member mine = member("file", "mine");
     EXPECT_FALSE(mine.exists());
@@ -42,12 +56,13 @@ TEST_F(Cycle, whatOthersMadeOrChangedIsNotOverwritten) {
 
     mine = member("file");
     ASSERT_TRUE(mine.fetch());
-    ASSERT_TRUE(mine.noteDate());
     support::writeFile(mine.file(), "mine");
+    Member dated = member("file", "mine");
+    ASSERT_TRUE(dated.noteDate());
     std::filesystem::last_write_time(
         server.documentRoot() / "file",
         std::filesystem::file_time_type::clock::now() + std::chrono::minutes(1));
-    EXPECT_EQ(mine.store().error().code, Code::fileLost);
+    EXPECT_EQ(dated.store().error().code, Code::fileLost);
     EXPECT_EQ(mine.store({.ifUnchanged = true}).error().kind, Kind::changedOnServer);
     EXPECT_EQ(onServer("file"), "theirs");
 }

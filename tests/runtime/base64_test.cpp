@@ -65,15 +65,14 @@ void expectDecoded(const Text& text, const std::optional<Bytes>& bytes) {
 }
 
 TEST(Base64, bytes_of_every_length_and_back) {
-    Bytes bytes;
-    for (uint64_t length = 0; length < 300; ++length, bytes += uint8_t(151 * length)) {
-        Text text((length + 2) / 3 * 4, U'?');
+    for (Bytes bytes; bytes.size() < 300; bytes += static_cast<uint8_t>(151 * bytes.size())) {
+        Text text((bytes.size() + 2) / 3 * 4, U'?');
         char32_t* output = text.data();
         uint32_t count = 0;
-        base64EncodeBlob(nullptr, bytes.data(), length, &output, &count);
+        base64EncodeBlob(nullptr, bytes.data(), bytes.size(), &output, &count);
         expectEncoded(bytes, text);
         expectDecoded(text, bytes);
-        for (uint64_t cut = 1; cut < 4 && length; ++cut) expectDecoded(text.substr(cut), {});
+        for (uint64_t cut = 1; cut < 4 && text.size(); ++cut) expectDecoded(text.substr(cut), {});
     }
 }
 
