@@ -40,7 +40,9 @@ logout wo^                    -> logout work
 ls nowhere:x^                 -> ls nowhere:x
 ls http://127.0.0.1:1/x^      -> ls http://127.0.0.1:1/x
 """
-MEMBERS = ["My report.txt", "My notes.txt", "100%25 x", "a:b$c", "größe.csv", "sub dir/only"]
+FILES = ["public/My report.txt", "public/My notes.txt", "public/100%25 x", "public/a:b$c",
+         "public/größe.csv", "public/sub dir/only", "private/only", "home/folder/local",
+         "home/local file"]
 START = {
     "bash": (["--norc", "-i"], "PS1=@READY@; source {scripts}/quillon.bash"),
     "zsh": (["-f", "-i"], "PS1=@READY@; fpath=({scripts} $fpath); autoload -Uz compinit; "
@@ -52,14 +54,14 @@ PATIENCE = 60  # seconds
 
 
 class Shell:
-    def __init__(self, name, scripts, home, path):
+    def __init__(self, name, scripts, home):
         arguments, setup = START[name]
-        environment = {"HOME": home, "PATH": path, "TERM": "dumb", "LC_ALL": "C.UTF-8",
-                       "XDG_CONFIG_HOME": home + "/.config", "SHELL": shutil.which(name)}
         pid, self.terminal = pty.fork()
         if pid == 0:
             os.chdir(home)
-            os.execvpe(name, [name, *arguments], environment)
+            os.execvpe(name, [name, *arguments], {
+                "HOME": home, "PATH": f"{home}/bin:{os.environ['PATH']}", "TERM": "dumb",
+                "LC_ALL": "C.UTF-8", "SHELL": shutil.which(name)})
         self.seen = ""
         self.type(setup.format(scripts=scripts) + "\n", "@READY@(?!;)")
 
@@ -98,30 +100,30 @@ def main(name, quillon, testserver, scripts):
         return 77
     with tempfile.TemporaryDirectory() as work:
         os.chmod(work, 0o755)
-        for member in [*("public/" + member for member in MEMBERS), "private/only",
-                       "home/folder/local", "home/local file"]:
-            make(f"{work}/{member}")
+        home = f"{work}/home"
+        for file in FILES:
+            make(f"{work}/{file}")
         # Stands in for the program, but for what its words may become.
-        make(f"{work}/bin/quillon", '#!/bin/sh\n[ "$1" = __complete ] && '
+        make(f"{home}/bin/quillon", '#!/bin/sh\n[ "$1" = __complete ] && '
              f'exec {quillon} "$@"\nprintf "<<<"; printf "%s\\n" "$@"; printf ">>>\\n"\n')
-        os.chmod(f"{work}/bin/quillon", 0o755)
+        os.chmod(f"{home}/bin/quillon", 0o755)
         servers = [subprocess.Popen([testserver, "apache", "--directory", *options],
                                     stdout=subprocess.PIPE, text=True)
                    for options in ([f"{work}/public"], [f"{work}/private", "--auth", "basic"])]
         try:
             (url, *_), (private, user, password) = (
                 server.stdout.readline().rstrip("\n").split(" ", 2) for server in servers)
-            make(f"{work}/home/password", password + "\n")
-            subprocess.run([quillon, "login", "work", private, "--user", user, "--password-file",
-                            "password"], cwd=f"{work}/home", check=True, stdout=sys.stderr,
-                           env={"HOME": f"{work}/home"})
-            shell = Shell(name, scripts, f"{work}/home", f"{work}/bin:{os.environ['PATH']}")
-            failed = list(failures(shell, {"url": url, "private": private,
-                                           "login": f"-u {user} --password-file password"}))
+            make(f"{home}/password", password + "\n")
+            login = ["-u", user, "--password-file", "password"]
+            subprocess.run([quillon, "login", "work", private, *login], cwd=home, check=True,
+                           env={"HOME": home}, stdout=sys.stderr)
+            failed = list(failures(Shell(name, scripts, home), {
+                "url": url, "private": private, "login": " ".join(login)}))
         finally:
             for server in servers:
                 server.terminate()
-    print("\n".join(failed))
+    for failure in failed:
+        print(failure)
     return len(failed) > 0
 
 
