@@ -37,8 +37,8 @@ struct Refusals {
 };
 
 // Brings the member up to date. Success when it exists, the server allows the method on it, and it
-// is no newer than the caller knows it; a refusal goes to the refusals' journal, too, which may be
-// null.
+// is no newer than the caller knows it. A refusal is logged, and told to refusalJournal unless that
+// is null.
 template <class Parms>
 Status squillonCheckMember(FileHandle* member, Parms* parms, Journal* journal, uint32_t method,
                            const Refusals& refusals, Journal* refusalJournal) {
