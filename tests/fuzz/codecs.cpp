@@ -42,7 +42,7 @@ Bytes code(const Key& key, const Bytes& input, uint32_t direction) {
     uint32_t length = 0;
     vxzscode(&key.modulus, &key.exponent, input.data(), static_cast<int32_t>(size), direction,
              output.data(), &length);
-    const auto end = output.begin() + std::min<size_t>(length, output.size());
+    const auto end = output.begin() + std::min<ptrdiff_t>(length, std::ssize(output));
     require(std::count(end, output.end(), 0) == output.end() - end,
             "what lies behind is untouched");
     output.erase(end, output.end());
