@@ -148,8 +148,7 @@ std::optional<uint32_t> parseTimeout(std::string_view value) {
         if (seconds) return;
         if (sameName(choice, "Infinite")) {
             seconds = vx::LOCK_TIMEOUT_INFINITE;
-        } else if (choice.size() > prefix.size() &&
-                   sameName(choice.substr(0, prefix.size()), prefix)) {
+        } else if (sameName(choice.substr(0, prefix.size()), prefix)) {
             // Second-4294967295 is legal, and as good as infinite.
             seconds = parseNumber<uint32_t>(choice.substr(prefix.size()));
         }
