@@ -46,7 +46,7 @@ private:
     }
 
     int judge(const WorkCopy& copy, int code, bool changed, const std::string& name) {
-        if (interrupted()) return fail(localError(Kind::interrupted, "Interrupted."));
+        if (interrupted()) return fail(interruption());
         if (code != EXIT_DONE) {
             if (changed) complain(fmt::format("{}: nothing was stored", url_));
             return code;

@@ -81,7 +81,7 @@ int start(pid_t& pid, const std::vector<std::string>& words,
           const std::vector<std::string>& environment, const sigset_t& mask) {
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
-    const sigset_t defaults = setOf({SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGPIPE});
+    const sigset_t defaults = setOf({SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGPIPE, SIGXFSZ});
     posix_spawnattr_setsigdefault(&attributes, &defaults);
     posix_spawnattr_setsigmask(&attributes, &mask);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);

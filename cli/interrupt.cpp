@@ -16,22 +16,34 @@ volatile sig_atomic_t latest = 0;
 void onSignal(int number) {
     latest = number;
     if (flag.exchange(true)) _exit(EXIT_INTERRUPTED);
+    alarm(1);
+}
+
+// A call that began to wait just after the signal is interrupted, too.
+void onAlarm(int) {
+    if (flag) alarm(1);
+}
+
+void handle(int number, void (*handler)(int)) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    sigemptyset(&action.sa_mask);
+    sigaction(number, &action, nullptr);
 }
 
 }  // namespace
 
 void catchInterrupts() {
-    struct sigaction action {};
-    action.sa_handler = onSignal;
-    sigemptyset(&action.sa_mask);
+    handle(SIGALRM, onAlarm);
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
         struct sigaction before {};
         sigaction(number, nullptr, &before);
-        if (before.sa_handler != SIG_IGN) sigaction(number, &action, nullptr);  // nohup stays
+        if (before.sa_handler != SIG_IGN) handle(number, onSignal);  // nohup stays
     }
-    // A reader of our output that went away shows as a failed write, not as a sudden end that would
-    // leave locks behind.
+    // A reader of our output that went away, or a limit on the size of files, shows as a failed
+    // write, not as a sudden end that would leave locks behind.
     signal(SIGPIPE, SIG_IGN);
+    signal(SIGXFSZ, SIG_IGN);
 }
 
 const std::atomic<bool>& interruptFlag() {

@@ -8,7 +8,7 @@ namespace quillon::cli {
 
 void catchInterrupts();
 
-// Set by the handler; system calls that wait return EINTR.
+// Set by the handler; system calls that wait return EINTR, again and again.
 const std::atomic<bool>& interruptFlag();
 inline bool interrupted() {
     return interruptFlag().load();

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <memory>
 
+#include "cli/interrupt.hpp"
+
 namespace quillon::cli {
 
 Result<Secret> readPasswordFile(const std::string& path) {
@@ -20,6 +22,7 @@ Result<Secret> readPasswordFile(const std::string& path) {
     for (int byte = std::fgetc(file); byte != EOF && byte != '\n'; byte = std::fgetc(file)) {
         line.append(static_cast<char>(byte));
     }
+    if (interrupted()) return interruption();
     if (!line.empty() && line.view().back() == '\r') line.dropLast();
     if (line.empty()) return localError(Kind::local, "The password file " + path + " is empty.");
     return line;

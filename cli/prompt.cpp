@@ -39,9 +39,12 @@ public:
         Secret line;
         for (char byte = 0;;) {
             const ssize_t got = read(descriptor_, &byte, 1);
-            if (interrupted()) return localError(Kind::interrupted, "Interrupted.");
+            if (interrupted()) return interruption();
             if (got < 0 && errno == EINTR) continue;
             if (got < 0) return noTerminal();
+            if (got == 0 && line.empty()) {
+                return localError(Kind::notAuthorized, "No answer was given.");
+            }
             if (got == 0 || byte == '\n') return line;
             line.append(byte);
         }

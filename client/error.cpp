@@ -99,4 +99,8 @@ Error localError(Kind kind, std::string sentence) {
     return {kind, Code::success, 0, {std::move(sentence)}};
 }
 
+Error interruption() {
+    return localError(Kind::interrupted, "Interrupted.");
+}
+
 }  // namespace quillon

@@ -64,6 +64,7 @@ struct Error {
 
 // A failure on this side, in one sentence.
 Error localError(Kind kind, std::string sentence);
+Error interruption();
 
 // The kind of a code and the HTTP status that came with it (0: none).
 Kind kindOf(Code code, int httpStatus);

@@ -31,7 +31,9 @@ private:
     int number_;
 };
 
+// Pipes and devices may wait for ever: a signal that is handled meanwhile ends that.
 Error fileError(std::string_view what, const fs::path& path, int number) {
+    if (number == EINTR) return interruption();
     return localError(Kind::local, std::string(what) + " " + path.string() + ": " +
                                        std::generic_category().message(number) + ".");
 }
@@ -39,7 +41,6 @@ Error fileError(std::string_view what, const fs::path& path, int number) {
 bool writeAll(int descriptor, const char* data, size_t size) {
     while (size > 0) {
         const ssize_t written = write(descriptor, data, size);
-        if (written < 0 && errno == EINTR) continue;
         if (written < 0) return false;
         data += written;
         size -= static_cast<size_t>(written);
@@ -54,7 +55,6 @@ Result<void> copyInto(const fs::path& source, Descriptor to, const fs::path& sho
     std::array<char, 1 << 17> buffer;
     for (;;) {
         const ssize_t got = read(from.get(), buffer.data(), buffer.size());
-        if (got < 0 && errno == EINTR) continue;
         if (got < 0) return fileError("Cannot read", source, errno);
         if (got == 0) break;
         if (!writeAll(to.get(), buffer.data(), static_cast<size_t>(got))) {

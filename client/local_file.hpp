@@ -1,4 +1,5 @@
-// Local files that are put in place whole or not at all.
+// Local files that are put in place whole or not at all. Where one is a pipe or a device, a signal
+// handler that runs while it makes us wait ends that with Kind::interrupted.
 #pragma once
 
 #include <filesystem>

@@ -79,16 +79,17 @@ Result<void> replaceOwnFile(const fs::path& path, std::string_view content) {
 }
 
 struct OwnFileLock::Held {
-    explicit Held(const fs::path& path) : file(path, O_RDWR | O_CREAT, 0600) {
-        if (flock(file.number(), LOCK_EX) != 0) vxhost::throwSystemFailure(errno, path);
-    }
+    explicit Held(const fs::path& path) : file(path, O_RDWR | O_CREAT, 0600) {}
     vxhost::Descriptor file;
 };
 
 Result<OwnFileLock> OwnFileLock::acquire(const fs::path& path) {
     return caught([&]() -> Result<OwnFileLock> {
         vxhost::makePrivateDirectories(path.parent_path());
-        return OwnFileLock(std::make_shared<Held>(path));
+        auto held = std::make_shared<Held>(path);
+        if (flock(held->file.number(), LOCK_EX) == 0) return OwnFileLock(std::move(held));
+        if (errno == EINTR) return interruption();
+        vxhost::throwSystemFailure(errno, path);
     });
 }
 

@@ -30,7 +30,8 @@ Result<void> replaceOwnFile(const std::filesystem::path& path, std::string_view 
 // Keeps other programs out that take the same lock: until the end of the scope, or of the process.
 class OwnFileLock {
 public:
-    // Makes the directories that are missing, mode 0700, and waits for its turn.
+    // Makes the directories that are missing, mode 0700, and waits for its turn. Fails with
+    // Kind::interrupted when a signal handler runs meanwhile.
     static Result<OwnFileLock> acquire(const std::filesystem::path& path);
 
 private:
