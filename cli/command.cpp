@@ -1,5 +1,10 @@
 #include "cli/command.hpp"
 
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <utility>
+
 #include "cli/report.hpp"
 #include "cli/shell_path.hpp"
 
@@ -21,6 +26,25 @@ void addCommands(CLI::App& program, Invocation& invocation) {
     addLogout(program, invocation);
     addSites(program, invocation);
     addEncode(program, invocation);
+}
+
+void whenGiven(CLI::App& command, Invocation& invocation, std::function<int(Session&)> action) {
+    command.callback([&invocation, action = std::move(action)] { invocation.run = action; });
+}
+
+void addUrl(CLI::App& command, std::string& url, const std::string& meaning) {
+    command.add_option("URL", url, meaning)->type_name("")->required();
+}
+
+void addUrls(CLI::App& command, std::vector<std::string>& urls, const std::string& meaning) {
+    command.add_option("URL", urls, meaning)->type_name("")->required();
+}
+
+std::string lineProblem(const CLI::App& program, const CLI::Error& problem) {
+    if (!program.get_subcommands().empty()) return problem.what();
+    const std::vector<std::string> words = program.remaining();
+    if (words.empty()) return "A command is missing.";
+    return fmt::format("There is no command or option \"{}\".", words.front());
 }
 
 Result<Address> parseUrl(Session& session, std::string& typed) {

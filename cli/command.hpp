@@ -12,7 +12,8 @@
 
 namespace CLI {
 class App;
-}
+class Error;
+}  // namespace CLI
 
 namespace quillon::cli {
 
@@ -41,6 +42,16 @@ void addShell(CLI::App& program, Invocation& invocation);
 
 // All but the shell, which has them too.
 void addCommands(CLI::App& program, Invocation& invocation);
+
+// What the command runs once the whole line is parsed.
+void whenGiven(CLI::App& command, Invocation& invocation, std::function<int(Session&)> action);
+
+// Its operand URL; its operands when there may be several.
+void addUrl(CLI::App& command, std::string& url, const std::string& meaning);
+void addUrls(CLI::App& command, std::vector<std::string>& urls, const std::string& meaning);
+
+// What is wrong with a line of words, for the person who typed it.
+std::string lineProblem(const CLI::App& program, const CLI::Error& problem);
 
 // What a person typed as a URL, through a site, or in a shell as a name; its credentials, if it has
 // some, are taken out and the text wiped. A failure has been reported.

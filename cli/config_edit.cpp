@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <sstream>
 #include <utility>
 
 #include "cli/config_keys.hpp"
@@ -157,11 +158,8 @@ void changeTable(TextEdits& edits, const toml::table& table, const Site& site,
 
 Sentences writeByHand(const Site& site) {
     Sentences sentences{"Put this into it yourself:"};
-    std::string_view lines;
-    const std::string table = newTable(site, "\n");
-    for (lines = table; !lines.empty(); lines.remove_prefix(lines.find('\n') + 1)) {
-        sentences.emplace_back(lines.substr(0, lines.find('\n')));
-    }
+    std::istringstream table(newTable(site, "\n"));
+    for (std::string line; std::getline(table, line);) sentences.push_back(line);
     return sentences;
 }
 

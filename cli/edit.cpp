@@ -26,9 +26,7 @@ int run(Session& session, std::string& url) {
 void addEdit(CLI::App& program, Invocation& invocation) {
     auto url = std::make_shared<std::string>();
     CLI::App* command = program.add_subcommand("edit", "Change a member in your editor");
-    command->add_option("URL", *url, "A member; one that does not exist yet begins empty")
-        ->type_name("")
-        ->required();
+    addUrl(*command, *url, "A member; one that does not exist yet begins empty");
     command->footer(
         "The member is locked, fetched, opened in $VISUAL, $EDITOR or vi, stored when it was\n"
         "changed, and unlocked. Where the server has no locks, a change that somebody else made\n"
@@ -38,9 +36,7 @@ void addEdit(CLI::App& program, Invocation& invocation) {
         "Examples:\n"
         "  quillon edit https://example.org/dav/plan.txt\n"
         "  EDITOR=nano quillon edit https://example.org/dav/plan.txt\n");
-    command->callback([url, &invocation] {
-        invocation.run = [url](Session& session) { return run(session, *url); };
-    });
+    whenGiven(*command, invocation, [url](Session& session) { return run(session, *url); });
 }
 
 }  // namespace quillon::cli

@@ -42,7 +42,7 @@ void addEncode(CLI::App& program, Invocation& invocation) {
         "Examples:\n"
         "  quillon encode\n"
         "  pass show dav | quillon encode\n");
-    command->callback([&invocation] { invocation.run = run; });
+    whenGiven(*command, invocation, run);
 }
 
 }  // namespace quillon::cli

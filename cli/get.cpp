@@ -1,7 +1,7 @@
 // quillon get: members into local files.
 #include <fmt/format.h>
 #include <fnmatch.h>
-#include <sys/stat.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "cli/command.hpp"
+#include "cli/interrupt.hpp"
 #include "cli/report.hpp"
 #include "cli/workers.hpp"
 
@@ -31,23 +32,21 @@ struct GetOptions {
     size_t jobs = 0;        // 0: not given
 };
 
-Error usage(std::string sentence) {
-    return localError(Kind::usage, std::move(sentence));
-}
-
 // Where a member goes: nothing stands for the standard output.
 Result<std::optional<fs::path>> destinationOf(const Address& address, const GetOptions& options) {
     if (options.file == STANDARD_OUTPUT) return std::optional<fs::path>();
     if (!options.file.empty()) {
         if (fs::is_directory(options.file)) {
-            return usage(options.file + " is a directory. Use -O to fetch into it.");
+            return localError(Kind::usage,
+                              options.file + " is a directory. Use -O to fetch into it.");
         }
         return std::optional<fs::path>(options.file);
     }
     const std::string name = address.name();
     if (name == "." || name == ".." ||
         name.find_first_of(std::string_view("/\0", 2)) != name.npos) {
-        return usage("Its name cannot be that of a local file. Choose one with -o.");
+        return localError(Kind::usage,
+                          "Its name cannot be that of a local file. Choose one with -o.");
     }
     const fs::path directory = options.directory.empty() ? "." : options.directory;
     return std::optional<fs::path>(directory / name);
@@ -63,6 +62,13 @@ OpenOptions openOptions(const std::optional<fs::path>& destination) {
     return options;
 }
 
+// Before anything is asked of the server.
+Result<void> checkPlace(const fs::path& directory) {
+    if (directory.empty() || access(directory.c_str(), W_OK | X_OK) == 0) return {};
+    return localError(Kind::local, fmt::format("Cannot write into {}: {}.", directory.string(),
+                                               std::strerror(errno)));
+}
+
 Result<void> copyToOutput(const fs::path& path) {
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "re"),
                                                                std::fclose);
@@ -73,6 +79,7 @@ Result<void> copyToOutput(const fs::path& path) {
     std::vector<char> buffer(256 * 1024);
     for (size_t got; (got = std::fread(buffer.data(), 1, buffer.size(), file.get())) > 0;) {
         if (std::fwrite(buffer.data(), 1, got, stdout) < got) {
+            if (interrupted()) return interruption();
             return localError(Kind::local, fmt::format("Cannot write to the standard output: {}.",
                                                        std::strerror(errno)));
         }
@@ -82,13 +89,14 @@ Result<void> copyToOutput(const fs::path& path) {
 
 Result<void> fetch(Session& session, const Address& address, const GetOptions& options) {
     if (!address.namesMember()) {
-        return usage("This is a collection, which has no content. Name a member of it.");
+        return localError(Kind::usage,
+                          "This is a collection, which has no content. Name a member of it.");
     }
     const auto destination = destinationOf(address, options);
     if (!destination) return destination.error();
-    const auto collection = session.open(address, openOptions(*destination));
-    if (!collection) return collection.error();
-    Result<Member> member = (*collection)->member(address.segment());
+    const OpenOptions opening = openOptions(*destination);
+    if (Result<void> checked = checkPlace(opening.cacheParent); !checked) return checked;
+    Result<Member> member = session.openMember(address, opening);
     if (!member) return std::move(member).error();
 
     session.progress().start(address.name());
@@ -179,9 +187,7 @@ int run(Session& session, GetOptions& options) {
 void addGet(CLI::App& program, Invocation& invocation) {
     auto options = std::make_shared<GetOptions>();
     CLI::App* command = program.add_subcommand("get", "Fetch members into local files");
-    command->add_option("URL", options->urls, "Members; - writes them to the standard output")
-        ->type_name("")
-        ->required();
+    addUrls(*command, options->urls, "Members; - writes them to the standard output");
     auto* file = command
                      ->add_option("-o,--output", options->file,
                                   "Name of the local file; - is the standard output")
@@ -204,9 +210,7 @@ void addGet(CLI::App& program, Invocation& invocation) {
         "  quillon get -O /tmp https://example.org/dav/a.txt https://example.org/dav/b.txt\n"
         "  quillon get --match '*.csv' https://example.org/dav/reports/\n"
         "  quillon get https://example.org/dav/data.csv - | sort\n");
-    command->callback([options, &invocation] {
-        invocation.run = [options](Session& session) { return run(session, *options); };
-    });
+    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
 }
 
 }  // namespace quillon::cli

@@ -48,9 +48,7 @@ void printJson(const Address& address, const Properties& properties) {
 }
 
 Result<Properties> look(Session& session, const Address& address) {
-    const auto collection = session.open(address);
-    if (!collection) return collection.error();
-    Result<Member> member = (*collection)->member(address.segment());
+    Result<Member> member = session.openMember(address);
     if (!member) return std::move(member).error();
     Result<Properties> properties = member->info();
     if (properties && !properties->exists) {
@@ -89,15 +87,13 @@ int run(Session& session, InfoOptions& options) {
 void addInfo(CLI::App& program, Invocation& invocation) {
     auto options = std::make_shared<InfoOptions>();
     CLI::App* command = program.add_subcommand("info", "Show the properties of a member");
-    command->add_option("URL", options->url, "A member or a collection")->type_name("")->required();
+    addUrl(*command, options->url, "A member or a collection");
     command->add_flag("--json", options->json, "An object");
     command->footer(
         "Examples:\n"
         "  quillon info https://example.org/dav/report.txt\n"
         "  quillon info --json https://example.org/dav/report.txt | jq .modified\n");
-    command->callback([options, &invocation] {
-        invocation.run = [options](Session& session) { return run(session, *options); };
-    });
+    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
 }
 
 }  // namespace quillon::cli

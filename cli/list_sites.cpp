@@ -52,9 +52,7 @@ void addSites(CLI::App& program, Invocation& invocation) {
         "Examples:\n"
         "  quillon sites\n"
         "  quillon sites --json | jq -r '.[].name'\n");
-    command->callback([json, &invocation] {
-        invocation.run = [json](Session& session) { return run(session, *json); };
-    });
+    whenGiven(*command, invocation, [json](Session& session) { return run(session, *json); });
 }
 
 }  // namespace quillon::cli

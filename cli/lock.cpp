@@ -77,7 +77,7 @@ int run(Session& session, LockWords& words) {
 void addLock(CLI::App& program, Invocation& invocation) {
     auto words = std::make_shared<LockWords>();
     CLI::App* command = program.add_subcommand("lock", "Run a command while a member is locked");
-    command->add_option("URL", words->url, "A member")->type_name("")->required();
+    addUrl(*command, words->url, "A member");
     command
         ->add_option("COMMAND", words->command,
                      "Behind --; a local file with the member's content is its last argument, "
@@ -92,9 +92,7 @@ void addLock(CLI::App& program, Invocation& invocation) {
         "Examples:\n"
         "  quillon lock https://example.org/dav/list.txt -- sort -o {} {}\n"
         "  quillon lock https://example.org/dav/q3.csv -- sh -c 'make >> \"$QUILLON_FILE\"'\n");
-    command->callback([words, &invocation] {
-        invocation.run = [words](Session& session) { return run(session, *words); };
-    });
+    whenGiven(*command, invocation, [words](Session& session) { return run(session, *words); });
 }
 
 }  // namespace quillon::cli

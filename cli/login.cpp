@@ -168,9 +168,7 @@ void addLogin(CLI::App& program, Invocation& invocation) {
         "  quillon login work https://example.org/dav/ --user ann\n"
         "  quillon ls work:reports/\n"
         "  quillon login work                  # the password has changed\n");
-    command->callback([options, &invocation] {
-        invocation.run = [options](Session& session) { return run(session, *options); };
-    });
+    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
 }
 
 }  // namespace quillon::cli

@@ -29,9 +29,7 @@ void addLogout(CLI::App& program, Invocation& invocation) {
         "Everything else in the configuration stays as it is.\n\n"
         "Example:\n"
         "  quillon logout work\n");
-    command->callback([name, &invocation] {
-        invocation.run = [name](Session& session) { return run(session, *name); };
-    });
+    whenGiven(*command, invocation, [name](Session& session) { return run(session, *name); });
 }
 
 }  // namespace quillon::cli

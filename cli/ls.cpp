@@ -118,9 +118,7 @@ Result<Listing> listCollection(Session& session, const Address& address) {
 // Nothing when the address names no member, or one that is a collection.
 std::optional<Properties> findMember(Session& session, const Address& address) {
     if (!address.namesMember()) return std::nullopt;
-    const auto parent = session.open(address);
-    if (!parent) return std::nullopt;
-    Result<Member> member = (*parent)->member(address.segment());
+    Result<Member> member = session.openMember(address);
     if (!member) return std::nullopt;
     Result<Properties> properties = member->info();
     const bool isMember = properties && properties->exists && !properties->isCollection;
@@ -164,9 +162,7 @@ void addLs(CLI::App& program, Invocation& invocation) {
         "  quillon ls https://example.org/dav/\n"
         "  quillon ls -l --user ann https://example.org/dav/reports/\n"
         "  quillon ls --json https://example.org/dav/ | jq -r '.[].url'\n");
-    command->callback([options, &invocation] {
-        invocation.run = [options](Session& session) { return run(session, *options); };
-    });
+    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
 }
 
 }  // namespace quillon::cli

@@ -31,7 +31,8 @@ void describe(CLI::App& program, CommonOptions& options) {
     program.failure_message([](const CLI::App* given, const CLI::Error& problem) {
         const auto commands = given->get_subcommands();
         const std::string command = commands.empty() ? "" : " " + commands.front()->get_name();
-        return fmt::format("quillon: {}\nSee quillon{} --help.\n", problem.what(), command);
+        return fmt::format("quillon: {}\nSee quillon{} --help.\n", lineProblem(*given, problem),
+                           command);
     });
     addCommonOptions(program, options);
     program.footer(
@@ -69,6 +70,7 @@ void hideCredentials(int argc, char** argv) {
 int withOutputWritten(int code) {
     const bool written = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
     if (written || code != EXIT_DONE) return code;
+    if (interrupted()) return EXIT_INTERRUPTED;
     if (errno != EPIPE) {
         complain(fmt::format("cannot write to the standard output: {}", std::strerror(errno)));
     }
@@ -113,6 +115,7 @@ int runProgram(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     using namespace quillon::cli;
+    occupyStandardStreams();
     forbidCoreDumps();
     prepareLocale();
     catchInterrupts();

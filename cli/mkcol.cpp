@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "cli/command.hpp"
-#include "cli/report.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -49,18 +48,14 @@ int run(Session& session, MkcolOptions& options) {
 void addMkcol(CLI::App& program, Invocation& invocation) {
     auto options = std::make_shared<MkcolOptions>();
     CLI::App* command = program.add_subcommand("mkcol", "Create collections");
-    command->add_option("URL", options->urls, "Collections, with or without final slash")
-        ->type_name("")
-        ->required();
+    addUrls(*command, options->urls, "Collections, with or without final slash");
     command->add_flag("-p,--parents", options->parents,
                       "Those above, too, where they are missing; one that exists is no failure");
     command->footer(
         "Examples:\n"
         "  quillon mkcol https://example.org/dav/reports/\n"
         "  quillon mkcol -p https://example.org/dav/2026/11/24/\n");
-    command->callback([options, &invocation] {
-        invocation.run = [options](Session& session) { return run(session, *options); };
-    });
+    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
 }
 
 }  // namespace quillon::cli

@@ -43,7 +43,7 @@ int run(Session& session, MvOptions& options) {
 void addMv(CLI::App& program, Invocation& invocation) {
     auto options = std::make_shared<MvOptions>();
     CLI::App* command = program.add_subcommand("mv", "Rename a member within its collection");
-    command->add_option("URL", options->url, "A member or a collection")->type_name("")->required();
+    addUrl(*command, options->url, "A member or a collection");
     command->add_option("NEWNAME", options->newName, "As it is read: every character is the name's")
         ->type_name("")
         ->required();
@@ -51,9 +51,7 @@ void addMv(CLI::App& program, Invocation& invocation) {
         "A name that is taken is left alone, and nothing is renamed.\n\n"
         "Examples:\n"
         "  quillon mv https://example.org/dav/draft.txt \"Report 100%.txt\"\n");
-    command->callback([options, &invocation] {
-        invocation.run = [options](Session& session) { return run(session, *options); };
-    });
+    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
 }
 
 }  // namespace quillon::cli

@@ -1,6 +1,4 @@
 // quillon put: local files into members.
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <filesystem>
 #include <memory>
@@ -22,15 +20,10 @@ constexpr std::string_view STANDARD_INPUT = "-";
 
 struct PutOptions {
     std::vector<std::string> operands;  // the last is the URL
-    std::string unchangedSince;
-    std::optional<Time> limit;  // that time
+    std::optional<Time> unchangedSince;
     bool force = false;
     size_t jobs = 0;  // 0: not given
 };
-
-Error usage(std::string sentence) {
-    return localError(Kind::usage, std::move(sentence));
-}
 
 Result<void> checkUnchanged(const Hold& hold, std::optional<Time> limit) {
     if (!limit || hold.isNew()) return {};
@@ -45,7 +38,7 @@ Result<void> checkUnchanged(const Hold& hold, std::optional<Time> limit) {
 
 // The code of the store; a failing release is the caller's.
 Result<void> storeHeld(Hold& hold, const PutOptions& options) {
-    Result<void> unchanged = checkUnchanged(hold, options.limit);
+    Result<void> unchanged = checkUnchanged(hold, options.unchangedSince);
     return unchanged ? hold.store() : unchanged;
 }
 
@@ -78,7 +71,9 @@ int put(Session& session, const std::string& file, const Address& address,
 // The member that a file becomes: one of its name in a collection, or the one that is named.
 Result<Address> destinationOf(const std::string& file, const Address& url) {
     if (url.namesMember()) return url;
-    if (file == STANDARD_INPUT) return usage("Name the member that the standard input becomes.");
+    if (file == STANDARD_INPUT) {
+        return localError(Kind::usage, "Name the member that the standard input becomes.");
+    }
     return url.member(fs::path(file).filename().string());
 }
 
@@ -101,11 +96,6 @@ int putAll(Session& session, const std::vector<std::string>& files, const Addres
 }
 
 int run(Session& session, PutOptions& options) {
-    if (!options.unchangedSince.empty()) {
-        const Result<Time> limit = parseTimeArgument(options.unchangedSince);
-        if (!limit) return report("use this time", {}, limit.error());
-        options.limit = *limit;
-    }
     std::vector<std::string> files(options.operands);
     std::string typed;  // in a shell, a single file goes into its collection
     if (files.size() > 1 || !session.base) {
@@ -137,9 +127,8 @@ void addPut(CLI::App& program, Invocation& invocation) {
                      "slash, or the member that a single FILE becomes")
         ->type_name("")
         ->required();
-    auto* since = command->add_option("--if-unchanged-since", options->unchangedSince,
-                                      "Replace only what was last changed by TIME");
-    since->type_name("TIME");
+    auto* since = addTimeOption(*command, "--if-unchanged-since", options->unchangedSince,
+                                "Replace only what was last changed by TIME");
     command->add_flag("--force", options->force, "Write without a lock, whatever is there")
         ->excludes(since);
     addJobsOption(*command, options->jobs,
@@ -158,9 +147,7 @@ void addPut(CLI::App& program, Invocation& invocation) {
         "  date | quillon put - https://example.org/dav/now.txt\n"
         "  quillon put --if-unchanged-since 2026-11-24T20:32:05Z q3.csv "
         "https://example.org/dav/q3.csv\n");
-    command->callback([options, &invocation] {
-        invocation.run = [options](Session& session) { return run(session, *options); };
-    });
+    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
 }
 
 }  // namespace quillon::cli

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "cli/command.hpp"
-#include "cli/report.hpp"
 #include "cli/time_argument.hpp"
 
 namespace quillon::cli {
@@ -13,7 +12,7 @@ namespace {
 
 struct RmOptions {
     std::vector<std::string> urls;
-    std::string olderThan;
+    std::optional<Time> olderThan;
 };
 
 Error collectionMeant() {
@@ -45,14 +44,9 @@ Result<void> remove(Session& session, const Address& address, std::optional<Time
 }
 
 int run(Session& session, RmOptions& options) {
-    std::optional<Time> olderThan;
-    if (!options.olderThan.empty()) {
-        const Result<Time> limit = parseTimeArgument(options.olderThan);
-        if (!limit) return report("use this time", {}, limit.error());
-        olderThan = *limit;
-    }
-    return forEachUrl(session, options.urls, "delete",
-                      [&](const Address& address) { return remove(session, address, olderThan); });
+    return forEachUrl(session, options.urls, "delete", [&](const Address& address) {
+        return remove(session, address, options.olderThan);
+    });
 }
 
 }  // namespace
@@ -60,20 +54,14 @@ int run(Session& session, RmOptions& options) {
 void addRm(CLI::App& program, Invocation& invocation) {
     auto options = std::make_shared<RmOptions>();
     CLI::App* command = program.add_subcommand("rm", "Delete members");
-    command->add_option("URL", options->urls, "Members; collections are for rmcol")
-        ->type_name("")
-        ->required();
-    command
-        ->add_option("--older-than", options->olderThan,
-                     "Only those that were created by TIME, on a server that keeps such dates")
-        ->type_name("TIME");
+    addUrls(*command, options->urls, "Members; collections are for rmcol");
+    addTimeOption(*command, "--older-than", options->olderThan,
+                  "Only those that were created by TIME, on a server that keeps such dates");
     command->footer(std::string(TIME_HELP) +
                     "\nExamples:\n"
                     "  quillon rm https://example.org/dav/old.txt\n"
                     "  quillon rm --older-than 7d https://example.org/dav/draft.txt\n");
-    command->callback([options, &invocation] {
-        invocation.run = [options](Session& session) { return run(session, *options); };
-    });
+    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
 }
 
 }  // namespace quillon::cli

@@ -24,9 +24,7 @@ Error explained(Error error) {
 
 // Some servers delete a member, too, when its name comes with a final slash.
 Result<void> checkIsCollection(Session& session, const Address& address) {
-    const auto collection = session.open(address);
-    if (!collection) return collection.error();
-    Result<Member> itself = (*collection)->member({});
+    Result<Member> itself = session.openMember(address);
     if (!itself) return std::move(itself).error();
     const Result<Properties> properties = itself->info();
     if (!properties) return properties.error();
@@ -56,17 +54,13 @@ int run(Session& session, RmcolOptions& options) {
 void addRmcol(CLI::App& program, Invocation& invocation) {
     auto options = std::make_shared<RmcolOptions>();
     CLI::App* command = program.add_subcommand("rmcol", "Delete collections");
-    command->add_option("URL", options->urls, "Collections, with or without final slash")
-        ->type_name("")
-        ->required();
+    addUrls(*command, options->urls, "Collections, with or without final slash");
     command->add_flag("-r,--recursive", options->recursive, "With all that is in them");
     command->footer(
         "Examples:\n"
         "  quillon rmcol https://example.org/dav/empty/\n"
         "  quillon rmcol --recursive https://example.org/dav/old-reports/\n");
-    command->callback([options, &invocation] {
-        invocation.run = [options](Session& session) { return run(session, *options); };
-    });
+    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
 }
 
 }  // namespace quillon::cli

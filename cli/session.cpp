@@ -102,15 +102,19 @@ Result<std::shared_ptr<Collection>> Session::open(const Address& address,
     return mine.back().collection;
 }
 
+Result<Member> Session::openMember(const Address& address, const OpenOptions& options) {
+    const auto collection = open(address, options);
+    if (!collection) return collection.error();
+    return (*collection)->member(address.segment());
+}
+
 Result<std::shared_ptr<Member>> Session::member(const Address& address) {
     if (auto locked = lockedMember(address)) return locked;
     if (!address.namesMember()) {
         return localError(Kind::usage,
                           "This is a collection, which has no content. Name a member of it.");
     }
-    const auto collection = open(address);
-    if (!collection) return collection.error();
-    Result<Member> member = (*collection)->member(address.segment());
+    Result<Member> member = openMember(address);
     if (!member) return std::move(member).error();
     return std::make_shared<Member>(std::move(*member));
 }

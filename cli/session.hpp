@@ -48,6 +48,9 @@ public:
     Result<std::shared_ptr<Collection>> open(const Address& address,
                                              const OpenOptions& options = {});
 
+    // A new handle of the address's member; of the collection itself when it names none.
+    Result<Member> openMember(const Address& address, const OpenOptions& options = {});
+
     // The address's member, for its change; one that is kept under its lock serves again.
     Result<std::shared_ptr<Member>> member(const Address& address);
 

@@ -97,7 +97,7 @@ int Shell::runWords(std::vector<std::string> words) {
             app.exit(problem);
             return EXIT_DONE;
         }
-        complain(problem.what());
+        complain(lineProblem(app, problem));
         return EXIT_USAGE;
     }
     const int code = invocation.run(session_);
@@ -109,29 +109,22 @@ void Shell::addOwn(CLI::App& app, Invocation& invocation) {
     auto path = std::make_shared<std::string>();
     CLI::App* cd = app.add_subcommand("cd", "Go to another collection, or to the first one");
     cd->add_option("URL", *path, "A collection")->type_name("");
-    cd->callback([this, path, &invocation] {
-        invocation.run = [this, path](Session&) { return change(*path); };
+    whenGiven(*cd, invocation, [this, path](Session&) { return change(*path); });
+    CLI::App* pwd = app.add_subcommand("pwd", "Print the collection's URL");
+    whenGiven(*pwd, invocation, [](Session& session) -> int {
+        fmt::print("{}\n", session.base->url());
+        return EXIT_DONE;
     });
-    app.add_subcommand("pwd", "Print the collection's URL")->callback([&invocation] {
-        invocation.run = [](Session& session) {
-            fmt::print("{}\n", session.base->url());
-            return int{EXIT_DONE};
-        };
+    CLI::App* help = app.add_subcommand("help", "Print this");
+    whenGiven(*help, invocation, [&app](Session&) -> int {
+        fmt::print("{}", app.help());
+        return EXIT_DONE;
     });
-    app.add_subcommand("help", "Print this")->callback([&app, &invocation] {
-        invocation.run = [&app](Session&) {
-            fmt::print("{}", app.help());
-            return int{EXIT_DONE};
-        };
+    CLI::App* leave = app.add_subcommand("exit", "Give back the locks and end the shell");
+    whenGiven(*leave->alias("quit"), invocation, [this](Session&) -> int {
+        done_ = true;
+        return EXIT_DONE;
     });
-    app.add_subcommand("exit", "Give back the locks and end the shell")
-        ->alias("quit")
-        ->callback([this, &invocation] {
-            invocation.run = [this](Session&) {
-                done_ = true;
-                return int{EXIT_DONE};
-            };
-        });
 }
 
 int Shell::change(std::string& path) {
@@ -227,7 +220,7 @@ int run(Session& session, std::string& url) {
 void addShell(CLI::App& program, Invocation& invocation) {
     auto url = std::make_shared<std::string>();
     CLI::App* command = program.add_subcommand("shell", "Work in a collection interactively");
-    command->add_option("URL", *url, "A collection")->type_name("")->required();
+    addUrl(*command, *url, "A collection");
     command->footer(
         "Takes the other commands, with names in place of URLs, and cd, pwd, help and exit. A "
         "lock\n"
@@ -237,9 +230,7 @@ void addShell(CLI::App& program, Invocation& invocation) {
         "Examples:\n"
         "  quillon shell https://example.org/dav/\n"
         "  printf 'cd drafts\\nput a.txt\\nls -l\\n' | quillon shell https://example.org/dav/\n");
-    command->callback([url, &invocation] {
-        invocation.run = [url](Session& session) { return run(session, *url); };
-    });
+    whenGiven(*command, invocation, [url](Session& session) { return run(session, *url); });
 }
 
 }  // namespace quillon::cli

@@ -37,10 +37,6 @@ Error unknown(std::string_view name, const std::vector<Site>& sites) {
 
 }  // namespace
 
-bool Sites::named(std::string_view typed) {
-    return split(typed).has_value();
-}
-
 bool Sites::knows(std::string_view typed) {
     const auto parts = split(typed);
     if (!parts) return false;

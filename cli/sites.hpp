@@ -18,10 +18,8 @@ class Sites {
 public:
     explicit Sites(const CommonOptions& options) : options_(options) {}
 
-    // Whether the text begins with a site's name and a colon, be there such a site or not. A URL
-    // does not.
-    static bool named(std::string_view typed);
-    // The same of a site that is there; a configuration that cannot be read has none.
+    // Whether the text begins with the name of a site that is there and a colon. A configuration
+    // that cannot be read has none.
     bool knows(std::string_view typed);
 
     // A URL; or a path from a site's collection, spelt as in a URL. Fails with Kind::usage for a

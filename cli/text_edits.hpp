@@ -6,8 +6,6 @@
 #include <string_view>
 #include <vector>
 
-#include "client/result.hpp"
-
 namespace toml {
 inline namespace v3 {
 struct source_position;

@@ -2,10 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <CLI/CLI.hpp>
 #include <charconv>
 #include <ctime>
-#include <optional>
-#include <string>
 
 namespace quillon::cli {
 namespace {
@@ -61,12 +60,20 @@ Result<Time> parseTimeArgument(std::string_view text, Time now) {
     if (const auto age = parseAge(text)) return now - *age;
     if (const auto local = parseLocal(std::string(text))) return *local;
     if (const auto date = parseTime(text)) return *date;
-    return localError(Kind::usage, fmt::format("\"{}\" is no time. {}", text, TIME_HELP));
+    return localError(Kind::usage, fmt::format("\"{}\" is no time; 7d, 2026-11-24 or "
+                                               "2026-11-24T20:32:05Z would be one.",
+                                               text));
 }
 
-Result<Time> parseTimeArgument(std::string_view text) {
-    return parseTimeArgument(text,
-                             std::chrono::floor<Time::duration>(std::chrono::system_clock::now()));
+CLI::Option* addTimeOption(CLI::App& command, const std::string& name, std::optional<Time>& time,
+                           const std::string& meaning) {
+    const auto take = [&time, name](const std::string& text) {
+        const auto now = std::chrono::floor<Time::duration>(std::chrono::system_clock::now());
+        const Result<Time> parsed = parseTimeArgument(text, now);
+        if (!parsed) throw CLI::ValidationError(name, parsed.error().sentences.front());
+        time = *parsed;
+    };
+    return command.add_option_function<std::string>(name, take, meaning)->type_name("TIME");
 }
 
 }  // namespace quillon::cli

@@ -57,16 +57,14 @@ int run(Session& session, UnlockOptions& options) {
 void addUnlock(CLI::App& program, Invocation& invocation) {
     auto options = std::make_shared<UnlockOptions>();
     CLI::App* command = program.add_subcommand("unlock", "Take a lock off a member");
-    command->add_option("URL", options->url, "A member")->type_name("")->required();
+    addUrl(*command, options->url, "A member");
     command->add_option("--token", options->token, "The lock's, which lock prints")
         ->type_name("TOKEN");
     command->footer(
         "A lock that could not be given back is told of with its token.\n\n"
         "Examples:\n"
         "  quillon unlock https://example.org/dav/plan.txt --token opaquelocktoken:e71d4fae-...\n");
-    command->callback([options, &invocation] {
-        invocation.run = [options](Session& session) { return run(session, *options); };
-    });
+    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
 }
 
 }  // namespace quillon::cli
