@@ -1,4 +1,5 @@
-// Servers that fail or lie, unreachable ones, and signals.
+// Servers that fail or lie, a machine without room, and signals at any time.
+#include <algorithm>
 #include <csignal>
 
 #include "tests/cli/program.hpp"
@@ -13,116 +14,101 @@ using support::Answer;
 class Faults : public ProgramTest {
 protected:
     Faults() {
-        support::serveTree(server, "/c/", {{"file", "content"}});
-        support::writeFile(work / "file", "old");
+        support::serveTree(server, "/c/", {{"file", "old "}, {"a"}, {"b"}, {"c"}});
+        for (const char* name : {"a", "b", "c"}) support::writeFile(work / name, "new");
+        editWith("printf mine >> \"$1\"");
     }
 
-    void nothingIsLeft() {
-        EXPECT_EQ(support::readFile(work / "file"), "old");
-        EXPECT_EQ(localFiles(), std::vector<std::string>{"file"});
-        EXPECT_TRUE(cacheDirectories().empty());
+    int answered(std::string_view method) const {
+        const auto all = server.requests();
+        return static_cast<int>(std::count_if(all.begin(), all.end(), [&](const auto& request) {
+            return request.method == method && request.answered != 0;
+        }));
     }
-
-    support::ScriptedServer server;
-};
-
-TEST_F(Faults, aFetchThatFailsLeavesTheOldFile) {
-    struct Row {
-        Answer answer;
-        int exitCode;
-        const char* told;
-    };
-    const Row rows[] = {
-        {Answer(200, "content").truncatedAfter(3), 7, "GET"},
-        {Answer(200, "content").resetAfter(3), 7, "GET"},
-        {Answer(200, "content").stalledAfter(3), 7, "no byte moved"},
-        {Answer(200, std::string(5000, 'x')).garbageChunks(), 7, "GET"},
-        {Answer(500, "sorry"), 7, "500 (Internal Server Error)"},
-        {Answer(403, "no"), 1, "403 (Forbidden)"},
-        {Answer(404, "gone"), 3, "404 (Not Found)"},
-        {Answer(301).with("Location", "http://localhost:1/c/file"), 1, "http://localhost:1/c/file"},
-        {Answer::raw("not HTTP at all\r\n\r\n"), 7, "GET"},
-    };
-    for (const Row& row : rows) {
-        server.on("GET", "/c/file", row.answer);
-        const auto outcome = quillon({"get", "--timeout", "1", server.url("c/file")});
-        EXPECT_EQ(outcome.exitCode, row.exitCode) << outcome.errors;
-        EXPECT_NE(outcome.errors.find(row.told), std::string::npos) << outcome.errors;
-        EXPECT_NE(outcome.errors.find("cannot fetch " + server.url("c/file")), std::string::npos);
-        nothingIsLeft();
+    void nothingStays(const Names& files = {"a", "b", "c"}) const {
+        Names locked;
+        for (const support::Request& request : server.requests()) {
+            if (request.method == "LOCK" && request.answered == 200) locked.insert(request.target);
+            if (request.method == "UNLOCK") locked.erase(request.target);
+        }
+        EXPECT_EQ(locked, Names{}) << server.transcript();
+        EXPECT_EQ(localFiles(), files);
+        EXPECT_EQ(cacheDirectories(), Names{});
+        EXPECT_EQ(support::readFile(work / "a"), "new");
     }
-}
-
-TEST_F(Faults, aListingThatCannotBeTrustedIsNone) {
-    const std::string good = support::davResponse("/c/file", {"file", "content"});
-    struct Row {
-        Answer answer;
-        int exitCode;
-    };
-    const Row rows[] = {
-        {Answer::xml(207, "<D:multistatus xmlns:D=\"DAV:\"><D:response>"), 7},
-        {Answer::xml(207, "<!DOCTYPE x [<!ENTITY a \"b\">]>" + support::davMultistatus(good)), 7},
-        {Answer::xml(207, support::davMultistatus(good + "<D:response><D:href>/c/x</D:href>"
-                                                         "</D:response>")),
-         7},
-        {Answer::xml(207, support::davMultistatus(good)).truncatedAfter(100), 7},
-        {Answer(207, "no XML"), 7},
-        {Answer(500), 7},
-        {Answer(403), 1},
-        {Answer(405), 1},
-    };
-    for (const Row& row : rows) {
-        server.on("PROPFIND", "/c/", row.answer);
-        const auto outcome = quillon({"ls", server.url("c/")});
-        EXPECT_EQ(outcome.exitCode, row.exitCode) << outcome.errors;
-        EXPECT_EQ(outcome.output, "");
-        EXPECT_NE(outcome.errors.find("cannot list"), std::string::npos);
-    }
-}
-
-TEST_F(Faults, aDisplayNameDoesNotStandForTheName) {
-    server.on("PROPFIND", "/c/",
-              Answer::xml(207, support::davMultistatus(support::davResponse(
-                                   "/c/real%20name", {"real%20name", "", "../../etc/passwd"}))));
-    EXPECT_EQ(quillon({"ls", server.url("c/")}).output, "real name\n");
-}
-
-TEST_F(Faults, namesCannotCommandATerminal) {
-    server.on("PROPFIND", "/c/",
-              Answer::xml(207, support::davMultistatus(
-                                   support::davResponse("/c/%1B%5B2J%0Ax", {"x", ""}))));
-    EXPECT_EQ(quillon({"ls", server.url("c/")}).output, "\x1B[2J\nx\n");
-    support::RunningProcess shown(command({"ls", server.url("c/")}), support::Streams::terminal);
-    const auto outcome = shown.wait();
-    ASSERT_TRUE(outcome);
-    EXPECT_EQ(outcome->output, "\\x1B[2J\\x0Ax\r\n");
-}
-
-TEST_F(Faults, whereNobodyAnswers) {
-    const auto dead = std::to_string(support::ScriptedServer().port());
-    for (const std::string& url :
-         {"http://127.0.0.1:" + dead + "/", std::string("http://no.invalid/")}) {
-        for (const char* verb : {"ls", "info"}) EXPECT_EQ(quillon({verb, url}).exitCode, 7);
-    }
-}
-
-TEST_F(Faults, aSignalEndsAFetchAndLeavesNothing) {
-    server.on("GET", "/c/file", Answer(200, std::string(1'000'000, 'x')).stalledAfter(500'000));
-    for (const int number : {SIGINT, SIGTERM}) {
-        server.clearRequests();
-        support::RunningProcess program(command({"get", server.url("c/file")}));
-        ASSERT_TRUE(server.waitForRequests(4));  // HEAD, OPTIONS, HEAD, GET
+    void endsBy(int number, support::RunningProcess& program) const {
         program.signal(number);
         const auto outcome = program.wait();
         ASSERT_TRUE(outcome);
-        EXPECT_EQ(outcome->exitCode, 130) << outcome->errors;
-        nothingIsLeft();
+        EXPECT_EQ(outcome->exitCode, 130) << outcome->output << outcome->errors;
     }
+
+    support::ScriptedServer server;
+    const std::string collection = server.url("c/");
+    const std::string url = server.url("c/file");
+};
+
+TEST_F(Faults, answersThatFailOrLie) {
+    const Arguments get{"get", "--timeout", "1", "-o", "a", url};
+    const Arguments edit{"edit", url};
+    const Arguments put{"put", "a", url};
+    const Arguments ls{"ls", collection};
+    struct Case {
+        const char* request;
+        Answer answer;
+        Row row;
+    };
+    const Case cases[] = {
+        {"PUT /c/file", Answer(507), {edit, 1, "no room left"}},
+        {"PUT /c/file", Answer(423), {edit, 5, "Somebody else holds a lock"}},
+        {"PUT /c/file", Answer(500), {edit, 7, "500 (Internal Server Error)"}},
+        {"PUT /c/file", Answer(201).dropped(), {edit, 7, "PUT"}},
+        {"PUT /c/file", Answer(412), {put, 6, "412 (Precondition Failed)"}},  // twice
+        {"PUT /c/file", Answer(204), {put, 0, ""}},
+        {"LOCK /c/file", Answer(500), {put, 7, "500"}},
+        {"LOCK /c/file", Answer(403), {put, 0, ""}},  // then the date is what protects
+        {"GET /c/file", Answer(200, "content").truncatedAfter(3), {get, 7, "GET"}},
+        {"GET /c/file", Answer(200, "content").stalledAfter(3), {get, 7, "no byte moved"}},
+        {"GET /c/file", Answer(403), {get, 1, "cannot fetch " + url}},
+        {"GET /c/file", Answer(301).with("Location", "http://h/"), {get, 1, "http://h/"}},
+        {"PROPFIND /c/", Answer::xml(207, "<D:multistatus xmlns:D=\"DAV:\">"), {ls, 7, "list"}},
+        {"PROPFIND /c/", Answer(405), {ls, 1, "cannot list"}},
+    };
+    for (const auto& [request, answer, row] : cases) {
+        SCOPED_TRACE(request);
+        const std::string method(request, std::string_view(request).find(' '));
+        server.on(method, request + method.size() + 1, answer);
+        server.clearRequests();
+        expect({row});
+        EXPECT_TRUE(method != "LOCK" || answered("PUT") == (row.exitCode == 0 ? 1 : 0));
+        if (row.arguments != edit) {
+            nothingStays();
+            continue;
+        }
+        EXPECT_EQ(support::readFile(work / "file.mine"), "old mine");
+        nothingStays({"a", "b", "c", "file.mine"});
+        std::filesystem::remove(work / "file.mine");
+    }
+}
+
+TEST_F(Faults, namesCannotCommandATerminalNorPassForOthers) {
+    const support::DavMember member{"x", "", "../../etc/passwd"};
+    const std::string listed = support::davResponse("/c/%1B%5B2J%0Ax", member);
+    server.on("PROPFIND", "/c/", Answer::xml(207, support::davMultistatus(listed)));
+    expect({{{"ls", collection}, 0, "\x1B[2J\nx\n"}});
+    support::RunningProcess shown(command({"ls", collection}), support::Streams::terminal);
+    EXPECT_EQ(shown.wait()->output, "\\x1B[2J\\x0Ax\r\n");
+}
+
+TEST_F(Faults, whereNobodyAnswers) {
+    const std::string dead = "http://127.0.0.1:" + std::to_string(support::freePort()) + "/";
+    expect({{{"ls", dead}, 7, "no connection"},
+            {{"info", dead}, 7, "no connection"},
+            {{"ls", "http://no.invalid/"}, 7, "no such host"}});
 }
 
 TEST_F(Faults, credentialsOfAUrlDoNotStayAmongTheArguments) {
     server.on("GET", "/c/file", Answer(200, "content").stalledAfter(3));
-    const std::string url = server.url("c/file");
     support::RunningProcess program(command({"get", "http://ann:secret@" + url.substr(7)}));
     ASSERT_TRUE(server.waitForRequests(4));
     const auto arguments = support::readFile("/proc/" + std::to_string(program.pid()) + "/cmdline");
@@ -130,32 +116,106 @@ TEST_F(Faults, credentialsOfAUrlDoNotStayAmongTheArguments) {
     EXPECT_EQ(arguments.find("secret"), std::string::npos);
 }
 
-TEST_F(Faults, aReaderThatGoesAwayIsNoCrash) {
+TEST_F(Faults, whatCannotBeWrittenIsNoSuccessAndNoCrash) {
     server.on("GET", "/c/file", Answer(200, std::string(1'000'000, 'x')));
-    const support::Outcome outcome =
-        support::run({{"bash", "-c", "\"$0\" get \"$1\" - | true; exit ${PIPESTATUS[0]}",
-                       QUILLON_PROGRAM, server.url("c/file")},
-                      command({}).environment});
-    EXPECT_EQ(outcome.exitCode, 8) << outcome.errors;
-    EXPECT_TRUE(cacheDirectories().empty());
+    const std::pair<const char*, const char*> rows[] = {
+        {"\"$0\" get $1 - | true; exit ${PIPESTATUS[0]}", ""},
+        {"\"$0\" info $1 > /dev/full", "No space left"},
+        {"\"$0\" info $1 >&-", "Bad file descriptor"},
+        {"ulimit -f 100; \"$0\" get $1", "cannot fetch"},
+    };
+    for (const auto& [script, told] : rows) {
+        support::Command shell = command({});
+        shell.arguments = {"bash", "-c", script, QUILLON_PROGRAM, url};
+        expect(support::run(shell), 8, told);
+        nothingStays();
+    }
 }
 
 TEST_F(Faults, aSlowFetchShowsItsProgressOnATerminalAlone) {
     server.on("GET", "/c/file",
               Answer(200, std::string(1000, 'x')).slowly(100, std::chrono::milliseconds(200)));
-    support::RunningProcess shown(command({"get", server.url("c/file")}),
-                                  support::Streams::terminal);
+    support::RunningProcess shown(command({"get", url}), support::Streams::terminal);
     EXPECT_TRUE(shown.expect("file [####"));
     EXPECT_EQ(shown.wait()->exitCode, 0);
-    EXPECT_EQ(quillon({"get", server.url("c/file")}).errors, "");
+    EXPECT_EQ(quillon({"get", url}).errors, "");
 }
 
-TEST_F(Faults, aFullDiskIsNotTakenForSuccess) {
-    const support::Outcome outcome = support::run(
-        {{"bash", "-c", "\"$0\" ls \"$1\" > /dev/full", QUILLON_PROGRAM, server.url("c/")},
-         command({}).environment});
-    EXPECT_EQ(outcome.exitCode, 8);
-    EXPECT_NE(outcome.errors.find("No space left"), std::string::npos) << outcome.errors;
+TEST_F(Faults, signalsDuringRequests) {
+    const std::string& c = collection;
+    const Answer slowToken = Answer(200, std::string(50, ' '))
+                                 .with("Lock-Token", std::string("<") + support::davLockToken + ">")
+                                 .slowly(5, std::chrono::milliseconds(50));
+    server.on("GET", "/c/*", Answer(200, std::string(1'000'000, 'x')).stalledAfter(500'000))
+        .on("PUT", "/c/*", Answer(201, "stored").stalledAfter(0))
+        .on("LOCK", "/c/a", slowToken);
+    struct Case {
+        Arguments arguments;
+        std::vector<int> signals;
+        const char* method;
+        int answered;
+    };
+    const Case rows[] = {
+        {{"get", url}, {SIGINT, SIGTERM}, "GET", 1},
+        {{"put", "a", url}, {SIGINT, SIGTERM, SIGHUP}, "PUT", 1},
+        {{"put", "a", c}, {SIGINT}, "LOCK", 1},
+        {{"get", "-j3", c + "a", c + "b", c + "c", url}, {SIGINT}, "GET", 3},
+        {{"put", "-j3", "a", "b", "c", c}, {SIGINT}, "PUT", 3},
+        {{"put", "-", url}, {SIGINT}, "HEAD", 2},  // which nobody types
+    };
+    for (const Case& row : rows) {
+        for (const int number : row.signals) {
+            SCOPED_TRACE(testing::PrintToString(row.arguments) + std::to_string(number));
+            server.clearRequests();
+            support::RunningProcess program(command(row.arguments), support::Streams::terminal);
+            ASSERT_TRUE(support::eventually([&] { return answered(row.method) == row.answered; }))
+                << server.transcript() << program.output();
+            endsBy(number, program);
+            nothingStays();
+        }
+    }
+}
+
+TEST_F(Faults, aSignalWhileWaitingForTheConfiguration) {
+    const std::filesystem::path lock = home / "config/quillon/config.lock";
+    std::filesystem::create_directories(lock.parent_path());
+    support::Command holder{{"flock", lock, "sh", "-c", "echo held; exec sleep 1000"}};
+    support::RunningProcess other(holder);
+    ASSERT_TRUE(other.expect("held"));
+    support::RunningProcess program(command({"login", "work", collection}));
+    const std::string entry = "-> FLOCK  ADVISORY  WRITE " + std::to_string(program.pid());
+    ASSERT_TRUE(support::eventually(
+        [&] { return support::readFile("/proc/locks").find(entry) != std::string::npos; }));
+    endsBy(SIGINT, program);
+}
+
+TEST_F(Faults, signalsEndTheEditorButNotTheVersion) {
+    editWith(
+        "printf mine >> \"$1\"; touch \"$(dirname \"$1\")/.file.swp\"; echo editing; exec sleep "
+        "1000");
+    for (const int number : {SIGTERM, SIGHUP}) {
+        support::RunningProcess program(command({"edit", url}));
+        ASSERT_TRUE(program.expect("editing"));
+        program.signal(SIGINT);  // the editor's own
+        EXPECT_FALSE(program.wait(support::Duration{100}));
+        endsBy(number, program);
+        EXPECT_EQ(answered("PUT"), 0);
+        EXPECT_EQ(support::readFile(work / "file.mine"), "old mine");
+        nothingStays({".file.mine.swp", "a", "b", "c", "file.mine"});
+        for (const char* name : {".file.mine.swp", "file.mine"}) {
+            std::filesystem::remove(work / name);
+        }
+    }
+}
+
+TEST_F(Faults, signalsOfTheKeyboardReachTheCommandAlone) {
+    support::RunningProcess program(
+        command({"lock", url, "--", "sh", "-c", "echo running; exec sleep 1000"}),
+        support::Streams::terminal);
+    ASSERT_TRUE(program.expect("running"));
+    program.send("\x03");
+    EXPECT_EQ(program.wait()->exitCode, 130) << program.output();
+    nothingStays();
 }
 
 }  // namespace

@@ -1,22 +1,32 @@
-// The program as a person has it, in a home of its own.
+// The program as a person has it, in a home of its own, with an editor.
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
-#include <algorithm>
 #include <filesystem>
-#include <map>
+#include <regex>
+#include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
+#include "tests/support/apache.hpp"
 #include "tests/support/files.hpp"
+#include "tests/support/http_probe.hpp"
 #include "tests/support/process.hpp"
 #include "tests/support/temporary_directory.hpp"
 
 namespace quillon::cli {
 
 using Arguments = std::vector<std::string>;
+using Names = std::set<std::string>;
+
+// A command line and what comes of it: all of the output of a success, part of the errors else.
+struct Row {
+    Arguments arguments;
+    int exitCode;
+    std::string told;
+};
 
 class ProgramTest : public testing::Test {
 protected:
@@ -27,32 +37,73 @@ protected:
                  {"XDG_CACHE_HOME", home / "cache"},
                  {"XDG_CONFIG_HOME", home / "config"},
                  {"NETRC", home / "netrc"},
+                 {"VISUAL", "sh " + (home / "editor").string()},
                  {"LC_ALL", "C.UTF-8"},
                  {"TZ", "UTC"}},
                 {},
                 work.path()};
     }
-    support::Outcome quillon(Arguments arguments) const {
-        return support::run(command(std::move(arguments)));
+    support::Outcome quillon(Arguments arguments, std::string input = {}) const {
+        support::Command all = command(std::move(arguments));
+        all.input = std::move(input);
+        return support::run(all);
     }
 
+    static void expect(const support::Outcome& outcome, int exitCode, std::string_view told) {
+        EXPECT_EQ(outcome.exitCode, exitCode) << outcome.output << outcome.errors;
+        if (exitCode == 0) {
+            EXPECT_EQ(outcome.output, told) << outcome.errors;
+        } else {
+            EXPECT_NE(outcome.errors.find(told), std::string::npos) << outcome.errors;
+        }
+    }
+    void expect(const std::vector<Row>& rows) const {
+        for (const Row& row : rows) {
+            SCOPED_TRACE(testing::PrintToString(row.arguments));
+            expect(quillon(row.arguments), row.exitCode, row.told);
+            EXPECT_EQ(cacheDirectories(), Names{});
+        }
+    }
+
+    // What the editor does: $1 is the file.
+    void editWith(const std::string& script) const { support::writeFile(home / "editor", script); }
+
     // What the program leaves in the cache and in the working directory.
-    std::vector<std::string> cacheDirectories() const { return names(home / "cache"); }
-    std::vector<std::string> localFiles() const { return names(work.path()); }
+    Names cacheDirectories() const { return names(home / "cache/quillon"); }
+    Names localFiles() const { return names(work.path()); }
+
+    static std::string content(const support::WebDavServer& server, const std::string& path) {
+        return support::readFile(server.documentRoot() / path);
+    }
+    // With a date an hour ago, so that a change can be told by its date.
+    static void addOldMember(const support::WebDavServer& server, const std::string& path,
+                             const std::string& text) {
+        server.addMember(path, text);
+        const auto now = std::filesystem::file_time_type::clock::now();
+        std::filesystem::last_write_time(server.documentRoot() / path, now - std::chrono::hours(1));
+    }
+
+    // Of all that is in the server's root. header: more header lines.
+    static Arguments lockTokens(const support::WebDavServer& server,
+                                const std::string& header = {}) {
+        const auto reply =
+            support::ask(server.port(), "PROPFIND", "/", "Depth: 1\r\n" + header,
+                         "<propfind xmlns=\"DAV:\"><prop><lockdiscovery/></prop></propfind>");
+        static const std::regex token("opaquelocktoken:[-0-9a-f]+");
+        const std::sregex_token_iterator first(reply->body.begin(), reply->body.end(), token), end;
+        return Arguments(first, end);
+    }
 
     support::TemporaryDirectory home;
     support::TemporaryDirectory work;
 
 private:
-    static std::vector<std::string> names(const std::filesystem::path& folder) {
-        std::vector<std::string> found;
-        if (!std::filesystem::exists(folder)) return found;
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
-            if (folder.filename() != "cache" || entry.path().filename() != "quillon") {
-                found.push_back(entry.path().filename());
-            }
+    static Names names(const std::filesystem::path& folder) {
+        Names found;
+        std::error_code none;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(folder, none)) {
+            found.insert(entry.path().filename());
         }
-        std::sort(found.begin(), found.end());
         return found;
     }
 };

@@ -1,342 +1,252 @@
 // The writing commands against real servers.
-#include <thread>
+#include <algorithm>
+#include <future>
 
-#include "tests/cli/writing.hpp"
+#include "tests/cli/program.hpp"
 
 namespace quillon::cli {
 namespace {
 
-class Writing : public WritingTest {
+class Writing : public ProgramTest {
 protected:
-    void wholeCycle(const support::WebDavServer& server) {
-        const std::string url = server.url();
-        const std::string awkward = "a b%20'\"#?;&+=@,~\xC3\xBC\xF0\x9F\x98\x80.txt";
-        std::string typed = url + awkward;
-        typed.replace(typed.find("%20"), 1, "%25");
-        support::writeFile(work / awkward, "one\n");
-        const auto succeeds = [&](Arguments arguments) {
-            const support::Outcome outcome = quillon(arguments);
-            EXPECT_EQ(outcome.exitCode, 0)
-                << server.name() << " " << testing::PrintToString(arguments) << outcome.errors;
-            EXPECT_EQ(outcome.errors, "");
-            return outcome.output;
-        };
-        succeeds({"put", awkward, url});
-        EXPECT_EQ(succeeds({"get", typed, "-"}), "one\n");
-        EXPECT_EQ(edit(typed, "echo two >> \"$1\"").exitCode, 0);
-        EXPECT_EQ(succeeds({"get", typed, "-"}), "one\ntwo\n");
-        succeeds({"lock", typed, "--", "sed", "-i", "s/two/three/"});
-        EXPECT_EQ(succeeds({"get", typed, "-"}), "one\nthree\n");
-        succeeds({"put", awkward, typed});
-        EXPECT_EQ(succeeds({"get", typed, "-"}), "one\n");
-        succeeds({"mv", typed, "%" + awkward});
-        EXPECT_EQ(succeeds({"ls", url}), "%" + awkward + "\n");
-        succeeds({"mv", url + "%25" + typed.substr(url.size()), awkward});
-        succeeds({"mkcol", "-p", url + "c/d"});
-        succeeds({"put", awkward, url + "c/d/"});
-        EXPECT_EQ(quillon({"rmcol", url + "c"}).exitCode, 1);    // only a sub-collection
-        EXPECT_EQ(quillon({"rmcol", url + "c/d"}).exitCode, 1);  // a member
-        EXPECT_EQ(quillon({"rm", url + "c"}).exitCode, 1);       // not by rm
-        EXPECT_NE(quillon({"rmcol", "-r", typed}).exitCode, 0);  // not by rmcol
-        EXPECT_EQ(succeeds({"ls", url}), awkward + "\nc/\n");
-        succeeds({"mkcol", url + "e"});
-        succeeds({"rmcol", url + "e"});
-        succeeds({"rmcol", "--recursive", url + "c"});
-        succeeds({"rm", typed});
-        EXPECT_EQ(succeeds({"ls", url}), "");
-        EXPECT_EQ(lockTokens(server), std::vector<std::string>{});
-        EXPECT_EQ(localFiles(), std::vector<std::string>{awkward});
-        EXPECT_TRUE(cacheDirectories().empty());
-    }
+    const support::Apache server;
+    const std::string url = server.url();
 };
 
-TEST_F(Writing, apache) {
-    wholeCycle(support::Apache());
-}
-TEST_F(Writing, apacheWithoutLocks) {
-    wholeCycle(support::Apache({.withoutLocks = true}));
-}
-TEST_F(Writing, lighttpd) {
-    wholeCycle(support::Lighttpd());
-}
-TEST_F(Writing, rclone) {
-    wholeCycle(support::Rclone());
-}
-TEST_F(Writing, nginx) {
-    if (!support::Nginx::installed()) GTEST_SKIP() << "no nginx";
-    wholeCycle(support::Nginx());
+// With locks tests/interoperability.py does the same.
+TEST_F(Writing, aCycleWithoutLocks) {
+    const support::Apache plain({.withoutLocks = true});
+    const std::string root = plain.url();
+    const std::string name = "a b%20'\"#?;&+=@,~\xC3\xBC\xF0\x9F\x98\x80.txt";
+    std::string typed = root + name;
+    typed.replace(typed.find("%20"), 1, "%25");
+    support::writeFile(work / name, "one\n");
+    editWith("echo two >> \"$1\"");
+    expect({{{"put", name, root}, 0, ""},
+            {{"edit", typed}, 0, ""},
+            {{"lock", typed, "--", "sed", "-i", "s/two/three/"}, 0, ""},
+            {{"get", typed, "-"}, 0, "one\nthree\n"},
+            {{"put", name, typed}, 0, ""},
+            {{"get", typed, "-"}, 0, "one\n"},
+            {{"mv", typed, "%" + name}, 0, ""},
+            {{"ls", root}, 0, "%" + name + "\n"},
+            {{"rm", root + "%25" + typed.substr(root.size())}, 0, ""},
+            {{"mkcol", "-p", root + "c/d"}, 0, ""},
+            {{"mkcol", "-p", root + "c/d"}, 0, ""},
+            {{"rmcol", root + "c"}, 1, "Use --recursive"},  // only a sub-collection
+            {{"rmcol", "-r", root + "c"}, 0, ""},
+            {{"ls", root}, 0, ""}});
+    EXPECT_EQ(localFiles(), Names{name});
 }
 
 TEST_F(Writing, requestsOfAnEdit) {
-    const support::Apache server;
     addOldMember(server, "a", "old");
-    EXPECT_EQ(edit(server.url("a"), "echo >> \"$1\"").exitCode, 0);
+    editWith("echo >> \"$1\"");
+    expect({{{"edit", url + "a"}, 0, ""}});
     EXPECT_EQ(server.transcript(),
               "HEAD / 200\nOPTIONS /a 200\nHEAD /a 200\nOPTIONS /a 200\nLOCK /a 200\n"
               "OPTIONS /a 200\nHEAD /a 200\nPROPFIND /a 207\nGET /a 200\nPUT /a 204\n"
               "UNLOCK /a 204\n");
 }
 
-TEST_F(Writing, sizes) {
-    const support::Apache server;
-    for (const size_t size : {0UL, 1UL, 4'096UL, 4'097UL, 300'000UL}) {
-        support::writeFile(work / "f", std::string(size, 'x'));
-        for (const char* name : {"new", "f"}) {  // new, then replaced
-            EXPECT_EQ(quillon({"put", "f", server.url(name)}).exitCode, 0);
-            EXPECT_EQ(content(server, name), std::string(size, 'x'));
-        }
-        EXPECT_EQ(quillon({"rm", server.url("new"), server.url("f")}).exitCode, 0);
-    }
-    support::Command piped = command({"put", "-", server.url("piped")});
-    piped.input = std::string(100'000, 'y');
-    EXPECT_EQ(support::run(piped).exitCode, 0);
-    EXPECT_EQ(content(server, "piped"), piped.input);
-}
-
 TEST_F(Writing, memoryDoesNotGrowWithTheFile) {
-    const support::Apache server;
-    support::writeFile(work / "small", "x");
-    support::writeFile(work / "large", "x");
-    std::filesystem::resize_file(work / "large", 256 << 20);
-    const auto small = quillon({"put", "small", server.url()});
-    const auto large = quillon({"put", "large", server.url()});
-    EXPECT_EQ(large.exitCode, 0) << large.errors;
-    EXPECT_EQ(std::filesystem::file_size(server.documentRoot() / "large"), 256u << 20);
+    support::writeFile(work / "f", "x");
+    const auto small = quillon({"put", "f", url});
+    std::filesystem::resize_file(work / "f", 256 << 20);
+    const auto large = quillon({"put", "f", url});
+    EXPECT_EQ(std::filesystem::file_size(server.documentRoot() / "f"), 256u << 20) << large.errors;
     EXPECT_LT(large.peakKiB - small.peakKiB, 32 * 1024);
 }
 
-TEST_F(Writing, severalFilesOpenTheirCollectionOnce) {
-    const support::Apache server;
-    for (const char* name : {"a", "b", "c"}) support::writeFile(work / name, name);
-    EXPECT_EQ(quillon({"put", "a", "none", "b", "c", server.url()}).exitCode, 8);
-    EXPECT_EQ(content(server, "c"), "c");
-    EXPECT_EQ(server.connections(), 1);
-    const auto log = server.accessLog();
-    EXPECT_EQ(std::count_if(log.begin(), log.end(),
-                            [](const auto& request) { return request.target == "/"; }),
-              1);
+TEST_F(Writing, severalFilesShareConnectionsAndOneFailureIsNotTheEnd) {
+    const std::pair<Arguments, int> rows[] = {
+        {{"put", "a", "none", "b", "c", url}, 1},
+        {{"put", "--force", "-j3", "a", "none", "b", "c", url}, 3},
+        {{"put", "--force", "a", "none", "b", "c", url}, 1},  // not worth more
+    };
+    for (const auto& [arguments, connections] : rows) {
+        const std::string text = std::to_string(arguments.size());
+        for (const char* name : {"a", "b", "c"}) support::writeFile(work / name, text);
+        server.clearAccessLog();
+        expect({{arguments, 8, "Cannot read none"}});
+        EXPECT_EQ(content(server, "a") + content(server, "b") + content(server, "c"),
+                  text + text + text);
+        EXPECT_LE(server.connections(), connections);
+    }
+    const std::string piped(100'000, 'y');
+    expect(quillon({"put", "-", url + "piped"}, piped), 0, "");
+    EXPECT_EQ(content(server, "piped"), piped);
 }
 
-TEST_F(Writing, aLockThatIsRemovedIsTakenAgain) {
-    const support::Apache server;
-    addOldMember(server, "a", "old ");
-    support::RunningProcess program(waitingEdit(server.url("a")));
-    ASSERT_TRUE(program.expect("editing"));
-    removeLock(server, "a");
-    server.clearAccessLog();
-    endEditor("new");
-    EXPECT_EQ(program.wait()->exitCode, 0) << program.errors();
-    EXPECT_EQ(content(server, "a"), "old new");
-    EXPECT_EQ(server.transcript(),
-              "PUT /a 412\nLOCK /a 200\nOPTIONS /a 200\nHEAD /a 200\nPROPFIND /a 207\nPUT /a 204\n"
-              "UNLOCK /a 204\n");
-    EXPECT_TRUE(lockTokens(server).empty());
-}
-
-TEST_F(Writing, aMemberThatIsDeletedMeanwhileIsMadeAgain) {
-    const support::Apache server;
-    addOldMember(server, "a", "old ");
-    support::RunningProcess program(waitingEdit(server.url("a")));
-    ASSERT_TRUE(program.expect("editing"));
-    removeLock(server, "a");
-    support::ask(server.port(), "DELETE", "/a");
-    endEditor("new");
-    EXPECT_EQ(program.wait()->exitCode, 0) << program.errors();
-    EXPECT_EQ(content(server, "a"), "old new");
-}
-
-// What others stored stays, and so does what the person wrote.
+// What others stored while the editor was open stays, and so does what the person wrote.
 TEST_F(Writing, conflictsLoseNothing) {
-    enum class Way { underNoLock, withoutLocks, behindTheLock };
-    for (const Way way : {Way::underNoLock, Way::withoutLocks, Way::behindTheLock}) {
-        const support::Apache server({.withoutLocks = way == Way::withoutLocks});
-        addOldMember(server, "plan.txt", "old ");
-        support::RunningProcess program(waitingEdit(server.url("plan.txt")));
+    struct Conflict {
+        std::string deeds;  // of others: Unlock, Delete, Put, Write the file behind the lock
+        bool withoutLocks;
+        int exitCode;
+        const char* stored;
+    };
+    const Conflict rows[] = {{"U", false, 0, "old mine"},
+                             {"UD", false, 0, "old mine"},
+                             {"UP", false, 6, "theirs"},
+                             {"W", false, 6, "theirs"},
+                             {"P", true, 6, "theirs"}};
+    mkfifo((home / "fifo").c_str(), 0600);
+    editWith("echo editing; cat \"$HOME/fifo\" >> \"$1\"");
+    const std::filesystem::path kept = work / "plan.mine.txt";
+    for (const Conflict& row : rows) {
+        SCOPED_TRACE(row.deeds);
+        const support::Apache shared({.withoutLocks = row.withoutLocks});
+        const std::string plan = shared.url("plan.txt");
+        addOldMember(shared, "plan.txt", "old ");
+        support::RunningProcess program(command({"edit", plan}));
         ASSERT_TRUE(program.expect("editing"));
-        if (way == Way::underNoLock) removeLock(server, "plan.txt");
-        if (way == Way::behindTheLock) {
-            server.addMember("plan.txt", "theirs");
-        } else {
-            support::ask(server.port(), "PUT", "/plan.txt", {}, "theirs");
+        for (const char deed : row.deeds) {
+            if (deed == 'U') quillon({"unlock", plan, "--token", lockTokens(shared).at(0)});
+            if (deed == 'D') support::ask(shared.port(), "DELETE", "/plan.txt");
+            if (deed == 'P') support::ask(shared.port(), "PUT", "/plan.txt", {}, "theirs");
+            if (deed == 'W') shared.addMember("plan.txt", "theirs");
         }
-        endEditor("mine");
-        EXPECT_EQ(program.wait()->exitCode, 6) << program.errors();
-        EXPECT_EQ(content(server, "plan.txt"), "theirs");
-        EXPECT_EQ(support::readFile(work / "plan.mine.txt"), "old mine");
-        EXPECT_NE(program.errors().find("changed"), std::string::npos) << program.errors();
-        EXPECT_NE(program.errors().find("your version is in " + (work / "plan.mine.txt").string()),
-                  std::string::npos)
-            << program.errors();
-        EXPECT_TRUE(way == Way::withoutLocks || lockTokens(server).empty());
-        EXPECT_TRUE(cacheDirectories().empty());
-        std::filesystem::remove(work / "plan.mine.txt");
+        support::writeFile(home / "fifo", "mine");
+        const support::Outcome outcome = *program.wait();
+        EXPECT_EQ(outcome.exitCode, row.exitCode) << outcome.errors;
+        EXPECT_EQ(content(shared, "plan.txt"), row.stored);
+        EXPECT_EQ(std::filesystem::exists(kept), row.exitCode != 0);
+        if (row.exitCode != 0) {
+            expect(outcome, row.exitCode, "your version is in " + kept.string());
+            EXPECT_EQ(support::readFile(kept), "old mine");
+            std::filesystem::remove(kept);
+        }
+        EXPECT_TRUE(row.withoutLocks || lockTokens(shared).empty());
     }
 }
 
-TEST_F(Writing, aLockOfSomebodyElseIsRespected) {
-    const support::Apache server;
+TEST_F(Writing, aLockIsRespectedUntilItIsRemoved) {
+    const std::string a = url + "a";
+    const std::string told = "Somebody else holds a lock";
     server.addMember("a", "theirs");
-    takeLock(server, "a");
     support::writeFile(work / "a", "mine");
-    const Arguments rows[] = {{"put", "a", server.url()},  {"put", "--force", "a", server.url()},
-                              {"edit", server.url("a")},   {"lock", server.url("a"), "--", "false"},
-                              {"lock", server.url("a")},   {"rm", server.url("a")},
-                              {"mv", server.url("a"), "b"}};
-    for (const Arguments& row : rows) {
-        const auto outcome = quillon(row);
-        EXPECT_EQ(outcome.exitCode, 5) << row.front() << outcome.errors;
-        EXPECT_NE(outcome.errors.find("Locked by somebody else, until"), std::string::npos)
-            << row.front() << outcome.errors;
-    }
-    EXPECT_EQ(content(server, "a"), "theirs");
-    EXPECT_EQ(lockTokens(server).size(), 1u);
+    const std::string printed = quillon({"lock", a}).output;
+    const Arguments tokens = lockTokens(server);
+    EXPECT_EQ(tokens.at(0) + "\n", printed);
+    expect({{{"put", "a", a}, 5, told},
+            {{"put", "--force", "a", a}, 5, told},
+            {{"edit", a}, 5, told},
+            {{"lock", a, "--", "false"}, 5, told},
+            {{"rm", a}, 5, told},
+            {{"mv", a, "b"}, 5, told},
+            {{"get", a, "-"}, 0, "theirs"},
+            {{"unlock", a, "--token", tokens.at(0)}, 0, ""},
+            {{"unlock", a, "--token", tokens.at(0)}, 3, "no lock with this token"},
+            {{"put", "--force", "a", a}, 0, ""}});
 }
 
 TEST_F(Writing, oneOfTheMakersOfANameWins) {
     for (const bool withoutLocks : {false, true}) {
-        const support::Apache server({.withoutLocks = withoutLocks});
-        std::vector<std::unique_ptr<support::RunningProcess>> makers;
-        for (const char* name : {"a", "b", "c", "d"}) {
-            support::writeFile(work / name, std::string(200'000, *name));
-            makers.push_back(std::make_unique<support::RunningProcess>(
-                command({"put", "--if-unchanged-since", "1d", name, server.url("f")})));
+        const support::Apache shared({.withoutLocks = withoutLocks});
+        std::vector<std::future<support::Outcome>> makers;
+        for (const char name : {'a', 'b', 'c', 'd'}) {
+            makers.push_back(std::async(std::launch::async, [&, name] {
+                support::writeFile(work / std::string(1, name), std::string(200'000, name));
+                return quillon({"put", std::string(1, name), shared.url("f")});
+            }));
         }
-        std::vector<char> winners;
-        for (char name = 'a'; const auto& maker : makers) {
-            const int code = maker->wait()->exitCode;
-            if (code == 0) winners.push_back(name);
-            EXPECT_TRUE(code == 0 || code == 5 || code == 6) << code << maker->errors();
+        std::string winners;
+        for (char name = 'a'; auto& maker : makers) {
+            const support::Outcome outcome = maker.get();
+            if (outcome.exitCode != 0) {
+                EXPECT_TRUE(outcome.exitCode == 5 || outcome.exitCode == 6) << outcome.errors;
+            } else {
+                winners += name;
+            }
             ++name;
         }
-        // Without locks a server looks first and writes later, so several may have been told yes.
-        ASSERT_FALSE(winners.empty());
-        EXPECT_TRUE(withoutLocks || winners.size() == 1);
-        const std::string stored = content(server, "f");
-        EXPECT_NE(std::find(winners.begin(), winners.end(), stored.at(0)), winners.end());
+        // Without locks a shared looks first and writes later, so several may have been told yes.
+        EXPECT_TRUE(withoutLocks || winners.size() == 1) << winners;
+        const std::string stored = content(shared, "f");
+        EXPECT_NE(winners.find(stored.at(0)), winners.npos);
         EXPECT_EQ(stored, std::string(200'000, stored.at(0)));
     }
 }
 
-TEST_F(Writing, conditionsOfScripts) {
-    const support::Apache server;
-    addOldMember(server, "a", "old");
-    support::writeFile(work / "a", "new");
-    const std::string url = server.url("a");
-    EXPECT_EQ(quillon({"put", "--if-unchanged-since", "2h", "a", url}).exitCode, 6);
-    EXPECT_EQ(quillon({"put", "--if-unchanged-since", "soon", "a", url}).exitCode, 2);
-    EXPECT_EQ(content(server, "a"), "old");
-    EXPECT_EQ(quillon({"put", "--if-unchanged-since", "30m", "a", url}).exitCode, 0);
-    EXPECT_EQ(content(server, "a"), "new");
-    const auto young = quillon({"rm", "--older-than", "1d", url});
-    EXPECT_EQ(young.exitCode, 6);
-    EXPECT_EQ(quillon({"rm", "--older-than", "0s", url}).exitCode, 0);
-
-    const support::Rclone rclone;  // keeps no dates of creation
-    rclone.addMember("a", "old");
-    const auto undated = quillon({"rm", "--older-than", "0s", rclone.url("a")});
-    EXPECT_EQ(undated.exitCode, 1);
-    EXPECT_NE(undated.errors.find("keeps no dates of creation"), std::string::npos);
-}
-
 TEST_F(Writing, refusals) {
-    const support::Apache server;
-    const std::string url = server.url();
-    server.addMember("a", "a");
+    addOldMember(server, "a", "a");
     server.addMember("b", "b");
     server.addCollection("c");
     support::writeFile(work / "a", "new");
-    const std::pair<Arguments, int> rows[] = {
-        {{"put", "a"}, 2},
-        {{"put", "a", "b", url + "c"}, 2},
-        {{"put", "-", url}, 2},
-        {{"put", "a", url + "c"}, 1},
-        {{"put", ".", url}, 2},
-        {{"put", "none", url}, 8},
-        {{"put", "a", url + "none/"}, 3},
-        {{"edit", url + "c/"}, 2},
-        {{"edit", url + "c"}, 1},
-        {{"mv", url + "a", "b"}, 1},
-        {{"mv", url + "a", "c/a"}, 2},
-        {{"mv", url + "none", "d"}, 3},
-        {{"mv", url, "d"}, 2},
-        {{"rm", url + "c/"}, 2},
-        {{"rm", url + "none"}, 3},
-        {{"mkcol", url + "c"}, 1},
-        {{"mkcol", url + "a"}, 1},
-        {{"mkcol", "-p", url + "a"}, 1},
-        {{"mkcol", url + "no/no"}, 1},
-        {{"rmcol", url + "none"}, 3},
-        {{"unlock", url + "a"}, 2},
-        {{"unlock", url + "a", "--token", "opaquelocktoken:0"}, 3},
-        {{"lock", url + "a", "--", "/no/such/program"}, 127},
-        {{"lock", url + "a", "--", "sh", "-c", "exit 42"}, 42},
-    };
-    for (const auto& [arguments, exitCode] : rows) {
-        const auto outcome = quillon(arguments);
-        EXPECT_EQ(outcome.exitCode, exitCode)
-            << testing::PrintToString(arguments) << outcome.errors;
-    }
-    EXPECT_EQ(quillon({"ls", url}).output, "a\nb\nc/\n");
-    EXPECT_EQ(content(server, "a") + content(server, "b"), "ab");
+    support::writeFile(work / "b", "more");
+    const support::Rclone rclone;  // keeps no dates of creation
+    rclone.addMember("a", "old");
+    expect({{{"put", "a"}, 2, "needs a FILE and a URL"},
+            {{"put", "a", "b", url + "c"}, 2, "end its URL with a slash"},
+            {{"put", "-", url}, 2, "Name the member"},
+            {{"put", "a", url + "c"}, 1, "This is a collection"},
+            {{"put", ".", url}, 2, "cannot be a member's name"},
+            {{"put", "a", url + "none/"}, 3, "no collection"},
+            {{"put", "--if-unchanged-since", "2h", "a", url + "a"}, 6, "later than that"},
+            {{"put", "--if-unchanged-since", "", "a", url + "a"}, 2, "\"\" is no time"},
+            {{"edit", url + "c/"}, 2, "This is a collection"},
+            {{"edit", url + "c"}, 1, "This is a collection"},
+            {{"mv", url + "a", "c/a"}, 2, "not a URL or a path"},
+            {{"mv", url, "d"}, 2, "root"},
+            {{"rm", url + "c/"}, 2, "Use rmcol"},
+            {{"rm", url + "c"}, 1, "This is a collection"},
+            {{"rmcol", "-r", url + "a"}, 3, "no collection"},
+            {{"rm", url + "none"}, 3, "none"},
+            {{"rm", "--older-than", "1d", url + "a"}, 6, "not as old as that"},
+            {{"rm", "--older-than", "0s", rclone.url("a")}, 1, "keeps no dates of creation"},
+            {{"mkcol", "-p", url + "a"}, 1, "400"},
+            {{"mkcol", url + "no/no"}, 1, "above the new one"},
+            {{"rmcol", url + "none"}, 3, "none"},
+            {{"unlock", url + "a"}, 2, "--token"},
+            {{"lock", url + "a", "--", "/no/such/program"}, 127, "cannot run"},
+            {{"lock", url + "a", "--", "sh", "-c", "exit 42"}, 42, ""},
+            {{"ls", url}, 0, "a\nb\nc/\n"},
+            {{"put", "--if-unchanged-since", "30m", "a", url + "a"}, 0, ""},
+            {{"lock", url + "a", "--", "cp", "b", "{}"}, 0, ""},
+            {{"get", url + "a", "-"}, 0, "more"},
+            {{"rm", "--older-than", "0s", url + "a"}, 0, ""}});
     EXPECT_TRUE(lockTokens(server).empty());
 }
 
 TEST_F(Writing, editorsThatChangeNothingOrFail) {
-    const support::Apache server;
     server.addMember("a.txt", "old");
-    const std::string url = server.url("a.txt");
-    EXPECT_EQ(edit(url, ":").output, url + ": unchanged, nothing was stored\n");
-    EXPECT_EQ(edit(server.url("none"), ":").exitCode, 0);
-    EXPECT_EQ(edit(url, "exit 1").exitCode, 8);
-    EXPECT_TRUE(localFiles().empty());
-    for (const char* name : {"a.mine.txt", "a.mine-1.txt"}) {
-        EXPECT_EQ(edit(url, "echo mine > \"$1\"; exit 1").exitCode, 8);
-        EXPECT_EQ(support::readFile(work / name), "mine\n");
-    }
-    EXPECT_EQ(content(server, "a.txt"), "old");
-    EXPECT_EQ(quillon({"ls", server.url()}).output, "a.txt\n");
-    EXPECT_TRUE(lockTokens(server).empty());
-}
-
-TEST_F(Writing, locksForLater) {
-    const support::Apache server;
-    server.addMember("a", "old");
-    std::string token = quillon({"lock", server.url("a")}).output;
-    token.pop_back();
-    EXPECT_EQ(lockTokens(server), std::vector<std::string>{token});
-    EXPECT_EQ(quillon({"unlock", server.url("a"), "--token", token}).exitCode, 0);
+    const std::string a = url + "a.txt";
+    const std::string none = url + "none";
+    editWith(":");
+    expect({{{"edit", a}, 0, a + ": unchanged, nothing was stored\n"},
+            {{"edit", none}, 0, none + ": unchanged, nothing was stored\n"}});
+    editWith("exit 1");
+    expect({{{"edit", a}, 8, ""}});
+    EXPECT_EQ(localFiles(), Names{});
+    editWith("echo mine > \"$1\"; exit 1");
+    expect({{{"edit", a}, 8, "a.mine.txt"},
+            {{"edit", a}, 8, "a.mine-1.txt"},
+            {{"get", a, "-"}, 0, "old"},
+            {{"ls", url}, 0, "a.txt\n"}});
+    EXPECT_EQ(localFiles(), (Names{"a.mine-1.txt", "a.mine.txt"}));
     EXPECT_TRUE(lockTokens(server).empty());
 }
 
 TEST_F(Writing, theShellHoldsItsLocks) {
-    const support::Apache server;
     server.addMember("a", "old");
     server.addCollection("sub");
     support::writeFile(work / "f", "new");
-    support::Command shell = command({"shell", server.url()});
-    shell.input =
-        "lock a\nput f a\nlock new\nput f new\nput f\ncd sub\npwd\nput f 'x y'\nls\ncd ..\n"
-        "mv a b\nunlock new\nls\nlock b\nget sub/x\\ y -\n";
-    const auto outcome = support::run(shell);
-    EXPECT_EQ(outcome.exitCode, 0);
-    EXPECT_EQ(outcome.errors, "");
-    EXPECT_EQ(outcome.output,
-              "a is locked until you unlock it or leave\n"
-              "new is locked until you unlock it or leave\n" +
-                  server.url("sub/") +
-                  "\nx y\nb\nf\nnew\nsub/\n"
-                  "b is locked until you unlock it or leave\n"
-                  "new");
+    const std::string holds = " is locked until you unlock it or leave\n";
+    const Arguments shell{"shell", url};
+    expect(
+        quillon(shell,
+                "lock a\nput f a\nlock new\nput f new\nput f\ncd sub\npwd\nput f 'x y'\nls\n"
+                "cd ..\nmv a b\nunlock new\nls\nlock b\nget sub/x\\ y -\n"),
+        0,
+        "a" + holds + "new" + holds + url + "sub/" + "\nx y\nb\nf\nnew\nsub/\nb" + holds + "new");
     EXPECT_TRUE(lockTokens(server).empty());
-    shell.input = "ls none\nfoo\nexit\nls\n";
-    EXPECT_EQ(support::run(shell).exitCode, 3);
-    EXPECT_EQ(support::run(shell).output, "");
+    expect(quillon(shell, "ls none\nfoo\nexit\nls\n"), 3, "foo");
 }
 
 TEST_F(Writing, theShellAtATerminal) {
-    const support::Apache server;
     server.addMember("a b", "old");
-    support::RunningProcess shell(command({"shell", server.url()}), support::Streams::terminal);
+    support::RunningProcess shell(command({"shell", url}), support::Streams::terminal);
     ASSERT_TRUE(shell.expect("/> "));
     shell.send("get a\t-\n");  // completed, with the blank quoted and one behind it
     EXPECT_TRUE(shell.expect("old") && shell.expect("/> "));
