@@ -73,9 +73,9 @@ ABI_AT(GetReport, modified, 16);
 ABI_SIZE(GetReport, 24);
 
 /* The body of a PUT, piece by piece: a piece stays valid until the next call. VX_END_OF_DATA ends
- * the body, and a call after it begins the body anew (the server asked for credentials, or sent the
- * request to another URL); any other status aborts the connection, so that no partial body passes
- * for a whole. */
+ * the body, and a call after it begins the body anew (the server asked for credentials, takes no
+ * chunks, or sent the request to another URL); any other status aborts the connection, so that no
+ * partial body passes for a whole. */
 struct ReadCallback {
     Status (*callback)(ReadCallback*, const void** data, uint64_t* length);
     FileHandle* handle;
