@@ -38,13 +38,13 @@ Bytes code(const Key& key, const Bytes& input, uint32_t direction) {
     const size_t size = input.size();
     const size_t room = direction == 0 ? (size > 0 ? 4 + (size + 2) / 3 * 4 : 0)
                                        : (size > 4 ? (size - 1) / 4 * 3 : 0);
-    Bytes output(key.modulus < 1 << 24 ? size : room);
+    constexpr uint8_t untouched = 0xDB;
+    Bytes output(key.modulus < 1 << 24 ? size : room, untouched);
     uint32_t length = 0;
     vxzscode(&key.modulus, &key.exponent, input.data(), static_cast<int32_t>(size), direction,
              output.data(), &length);
     const auto end = output.begin() + std::min<ptrdiff_t>(length, std::ssize(output));
-    require(std::count(end, output.end(), 0) == output.end() - end,
-            "what lies behind is untouched");
+    require(std::count(end, output.end(), untouched) == output.end() - end, "the rest stays");
     output.erase(end, output.end());
     return output;
 }
