@@ -15,6 +15,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr const char* STANDARD_INPUT = "/dev/stdin";
+
 class Descriptor {
 public:
     explicit Descriptor(int number) : number_(number) {}
@@ -48,8 +50,14 @@ bool writeAll(int descriptor, const char* data, size_t size) {
     return true;
 }
 
+// Opened anew, a closed standard input would be another file, and a shared one begin again.
+Descriptor openForReading(const fs::path& source) {
+    if (source == STANDARD_INPUT) return Descriptor(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0));
+    return Descriptor(open(source.c_str(), O_RDONLY | O_CLOEXEC));
+}
+
 Result<void> copyInto(const fs::path& source, Descriptor to, const fs::path& shownTo) {
-    const Descriptor from(open(source.c_str(), O_RDONLY | O_CLOEXEC));
+    const Descriptor from = openForReading(source);
     if (!from) return fileError("Cannot read", source, errno);
     if (!to) return fileError("Cannot write", shownTo, errno);
     std::array<char, 1 << 17> buffer;
@@ -131,7 +139,7 @@ Result<void> linkOrCopy(const fs::path& source, const fs::path& path) {
     struct stat there {};
     if (stat(source.c_str(), &there) != 0) return fileError("Cannot read", source, errno);
     if (S_ISDIR(there.st_mode)) return fileError("Cannot read", source, EISDIR);
-    if (S_ISREG(there.st_mode)) {
+    if (S_ISREG(there.st_mode) && source != STANDARD_INPUT) {
         if (access(source.c_str(), R_OK) != 0) return fileError("Cannot read", source, errno);
         std::error_code problem;
         fs::remove(path, problem);

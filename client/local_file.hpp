@@ -19,7 +19,7 @@ Result<void> putInPlace(const std::filesystem::path& source,
                         const std::filesystem::path& destination, std::optional<Time> modified);
 
 // Makes the path stand for the source's content: by a symbolic link, or, where the source is no
-// regular file or links are not to be had, by a copy.
+// regular file or links are not to be had, by a copy. /dev/stdin is read on from where it stands.
 Result<void> linkOrCopy(const std::filesystem::path& source, const std::filesystem::path& path);
 
 }  // namespace quillon

@@ -122,6 +122,7 @@ TEST_F(Faults, whatCannotBeWrittenIsNoSuccessAndNoCrash) {
         {"\"$0\" get $1 - | true; exit ${PIPESTATUS[0]}", ""},
         {"\"$0\" info $1 > /dev/full", "No space left"},
         {"\"$0\" info $1 >&-", "Bad file descriptor"},
+        {"\"$0\" put - $1 <&-", "Cannot read /dev/stdin"},
         {"ulimit -f 100; \"$0\" get $1", "cannot fetch"},
     };
     for (const auto& [script, told] : rows) {
