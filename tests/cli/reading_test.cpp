@@ -75,6 +75,11 @@ TEST_F(Reading, severalMembersShareConnectionsAndOneFailureIsNotTheEnd) {
     EXPECT_EQ(server.accessLog().size(), 2 + 12 * 2 + 11u);
 
     server.clearAccessLog();
+    const std::string one = url + "1.csv";
+    expect({{{"get", "-j3", one, one, one}, 0, ""}});
+    EXPECT_EQ(server.connections(), 1);  // for their order counts
+
+    server.clearAccessLog();
     for (const char* name : {".hidden.csv", "other.txt"}) server.addMember(name, "other");
     server.addCollection("folder.csv");
     expect({{{"get", "-j3", "--match", "*.csv", "-O", home.path(), url}, 0, ""},

@@ -72,6 +72,7 @@ TEST_F(Writing, severalFilesShareConnectionsAndOneFailureIsNotTheEnd) {
         EXPECT_EQ(content(server, "a") + content(server, "b") + content(server, "c"),
                   text + text + text);
         EXPECT_LE(server.connections(), connections);
+        EXPECT_EQ(server.transcript().find("LOCK") == std::string::npos, arguments[1] == "--force");
     }
     const std::string piped(100'000, 'y');
     expect(quillon({"put", "-", url + "piped"}, piped), 0, "");
@@ -148,7 +149,8 @@ TEST_F(Writing, oneOfTheMakersOfANameWins) {
         for (const char name : {'a', 'b', 'c', 'd'}) {
             makers.push_back(std::async(std::launch::async, [&, name] {
                 support::writeFile(work / std::string(1, name), std::string(200'000, name));
-                return quillon({"put", std::string(1, name), shared.url("f")});
+                return quillon(
+                    {"put", "--if-unchanged-since", "1d", std::string(1, name), shared.url("f")});
             }));
         }
         std::string winners;
