@@ -117,7 +117,8 @@ void Shell::addOwn(CLI::App& app, Invocation& invocation) {
     });
     CLI::App* help = app.add_subcommand("help", "Print this");
     whenGiven(*help, invocation, [&app](Session&) -> int {
-        fmt::print("{}", app.help());
+        // app.help() would be that of the command "help".
+        fmt::print("{}", app.get_formatter()->make_help(&app, {}, CLI::AppFormatMode::Normal));
         return EXIT_DONE;
     });
     CLI::App* leave = app.add_subcommand("exit", "Give back the locks and end the shell");

@@ -244,6 +244,7 @@ TEST_F(Writing, theShellHoldsItsLocks) {
         "a" + holds + "new" + holds + url + "sub/" + "\nx y\nb\nf\nnew\nsub/\nb" + holds + "new");
     EXPECT_TRUE(lockTokens(server).empty());
     expect(quillon(shell, "ls none\nfoo\nexit\nls\n"), 3, "foo");
+    EXPECT_NE(quillon(shell, "help\n").output.find("\n  mkcol "), std::string::npos);
 }
 
 TEST_F(Writing, theShellAtATerminal) {
