@@ -61,7 +61,8 @@ public:
         el_set(edit_.get(), EL_PROMPT, &promptOf);
         el_set(edit_.get(), EL_EDITOR, "emacs");
         el_set(edit_.get(), EL_HIST, history, history_.get());
-        el_set(edit_.get(), EL_ADDFN, "quillon-complete", "Complete a name", &complete);
+        // The narrow el_set would keep copies of the texts that nobody frees.
+        el_wset(edit_.get(), EL_ADDFN, L"quillon-complete", L"Complete a name", &complete);
         el_set(edit_.get(), EL_BIND, "^I", "quillon-complete", nullptr);
         el_set(edit_.get(), EL_GETCFN, &readCharacter);
         el_source(edit_.get(), nullptr);  // the person's own ~/.editrc

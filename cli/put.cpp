@@ -85,7 +85,8 @@ int putAll(Session& session, const std::vector<std::string>& files, const Addres
         members.push_back(destinationOf(file, url));
         if (members.back()) places.push_back(members.back()->url());
     }
-    // Of many locks taken at the same time, Apache 2.4.71 was seen to refuse or lose some.
+    // Debian's Apache keeps locks in a Berkeley DB without mutual exclusion: of many that are taken
+    // at the same time it refuses some and loses others.
     const Jobs wanted{options.jobs, options.force ? DEFAULT_JOBS : 1};
     const size_t jobs = jobsFor(session, url, wanted, std::move(places));
     if (jobs > 1) meetServers(session, {url}, {});

@@ -47,6 +47,8 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
+    // Tests that a shell runs in its background ignore SIGINT, and would hand that on.
+    for (const int number : {SIGINT, SIGQUIT, SIGHUP}) signal(number, SIG_DFL);
     close_range(3, ~0U, 0);  // a connection that the parent closes must end
     if (chdir(directory) == 0) execvpe(words[0], words, environment);
     dprintf(2, "cannot run %s\n", words[0]);
