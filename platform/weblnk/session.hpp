@@ -27,8 +27,9 @@ public:
     ~Session();
 
     // Sends one request and takes its answer, once: no redirect is followed, nothing is repeated
-    // but for authentication and a refused Expect or chunks. Credentials go out only after the server asked
-    // for them, and from then on with every request. Throws a Failure whose text is a sentence.
+    // but for authentication and a refused Expect or chunks. Credentials go out only after the
+    // server asked for them, and from then on with every request. Throws a Failure whose text is a
+    // sentence.
     Answer send(const Target& target, const Request& request);
 
 private:
