@@ -76,7 +76,7 @@ Result<void> copyToOutput(const fs::path& path) {
         return localError(Kind::local,
                           fmt::format("Cannot read {}: {}.", path.string(), std::strerror(errno)));
     }
-    std::vector<char> buffer(256 * 1024);
+    std::vector<char> buffer(size_t{256} << 10);
     for (size_t got; (got = std::fread(buffer.data(), 1, buffer.size(), file.get())) > 0;) {
         if (std::fwrite(buffer.data(), 1, got, stdout) < got) {
             if (interrupted()) return interruption();
@@ -152,6 +152,7 @@ std::vector<Address> wantedMembers(Session& session, GetOptions& options, int& c
 
 int fetchAll(Session& session, const std::vector<Address>& members, const GetOptions& options) {
     std::vector<std::string> names;
+    names.reserve(members.size());
     for (const Address& member : members) names.push_back(member.name());
     const bool inOrder = options.file == STANDARD_OUTPUT;
     const Jobs wanted{inOrder ? 1 : options.jobs, DEFAULT_JOBS};

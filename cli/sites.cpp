@@ -49,7 +49,7 @@ Result<Address> Sites::resolve(std::string_view typed) {
     if (!parts) return Address::parse(typed);
     Result<Site> site = find(parts->name);
     if (!site) return std::move(site).error();
-    const Result<Address> root = Address::parse(site->url);
+    Result<Address> root = Address::parse(site->url);
     if (!root) return root;
     if (site->user.empty()) site->user = root->user();
     while (parts->path.starts_with('/')) parts->path.remove_prefix(1);
