@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr size_t MOST_BYTES = 16 * 1024 * 1024;
+constexpr size_t MOST_BYTES = size_t{16} << 20;
 
 // Runs a body that throws what goes wrong.
 template <class Body>
@@ -32,7 +32,7 @@ auto caught(Body&& body) -> decltype(body()) {
 std::string contentOf(const vxhost::Descriptor& file, const fs::path& path) {
     std::string text;
     for (size_t used = 0;;) {
-        text.resize(used + 64 * 1024);
+        text.resize(used + (size_t{64} << 10));
         const ssize_t got = read(file.number(), text.data() + used, text.size() - used);
         if (got < 0 && errno != EINTR) vxhost::throwSystemFailure(errno, path);
         if (got > 0) used += static_cast<size_t>(got);

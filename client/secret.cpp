@@ -12,8 +12,7 @@ namespace quillon {
 Secret::Secret(std::string_view text) {
     if (text.empty()) return;
     reserve(text.size());
-    std::memcpy(data_, text.data(), text.size());
-    size_ = text.size();
+    size_ = text.copy(data_, text.size());
 }
 
 Secret::~Secret() {

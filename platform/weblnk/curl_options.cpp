@@ -12,7 +12,7 @@ void refuseOption(CURLcode code) {
 }
 
 void setConnectionOptions(CURL* easy, const Settings& settings) {
-    constexpr long pieceBytes = 256 * 1024;  // fewer system calls on fast lines
+    constexpr long pieceBytes = 256L << 10;  // fewer system calls on fast lines
     setOption(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
     setOption(easy, CURLOPT_HTTP09_ALLOWED, 0L);
     setOption(easy, CURLOPT_PROTOCOLS_STR, "http,https");

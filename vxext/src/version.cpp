@@ -29,9 +29,9 @@ struct VersionRecord {
     Word at88[9];
 };
 ABI_SIZE(VersionRecord, 208);
-ABI_AT(VersionRecord, buildTime, 3 * 8);
-ABI_AT(VersionRecord, hotfix, 12 * 8);
-ABI_AT(VersionRecord, buildDate, 16 * 8);
+ABI_AT(VersionRecord, buildTime, 24);
+ABI_AT(VersionRecord, hotfix, 96);
+ABI_AT(VersionRecord, buildDate, 128);
 
 template <size_t Length, size_t N>
 consteval const char* text(const char (&literal)[N]) {
