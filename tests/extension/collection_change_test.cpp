@@ -5,8 +5,7 @@ namespace {
 
 using namespace test;
 
-// Of a collection without members. The script may say otherwise: "url null", "url length=N",
-// "member"; "all": members go, too.
+// Of a collection without members, unless the script has "member"; "all": members go, too.
 template <auto operation>
 vx::Status change(FakeHost& host) {
     const std::vector<Tree> type = {element(U"resourcetype", {element(U"collection")})};
@@ -14,9 +13,6 @@ vx::Status change(FakeHost& host) {
     if (host.script.has("member"))
         host.response[0].children.push_back(response(U"http://h/c/d/", type));
     auto parms = collectionParms<vx::CollectionOpParms>(host);
-    const Answer url = host.script.next("url");
-    if (url.null()) parms.url = nullptr;
-    parms.urlLength = int64_t(url.number("length", 11));
     parms.proxy = "p";
     parms.proxyLength = 1;
     parms.genericName = "name";

@@ -4,13 +4,10 @@ namespace {
 
 using namespace test;
 
-// With every text that there may be, unless the script says otherwise: "url null", "url length=N",
-// "credentials none"; "parent": the cache is made below one, not wherever the toolbox keeps them.
+// With every text that there may be, unless the script has "credentials none"; "parent": the cache
+// is made below one, not wherever the toolbox keeps them.
 vx::CollectionHandle* acquire(FakeHost& host, vx::Status& rc) {
     auto parms = collectionParms<vx::CollectionParms>(host);
-    const Answer url = host.script.next("url");
-    if (url.null()) parms.url = nullptr;
-    parms.urlLength = int64_t(url.number("length", 11));
     parms.proxy = "http://p";
     parms.proxyLength = 8;
     if (host.script.has("credentials")) {

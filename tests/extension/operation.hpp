@@ -8,12 +8,14 @@
 
 namespace test {
 
-// "http://h/c/" of ann, for any record that names a collection.
+// "http://h/c/" of ann, for any record that names a collection. The script may say otherwise: "url
+// null", "url length=N".
 template <class Parms>
 Parms collectionParms(FakeHost& host) {
+    const Answer url = host.script.next("url");
     Parms parms{};
-    parms.url = "http://h/c/";
-    parms.urlLength = 11;
+    parms.url = url.null() ? nullptr : "http://h/c/";
+    parms.urlLength = int64_t(url.number("length", 11));
     parms.user = "ann";
     parms.userLength = 3;
     parms.password = passwordText.data();
