@@ -29,6 +29,10 @@ records=$(pkg-config --cflags-only-I quillon)
     "$CXX" -std=c++20 -w -fsyntax-only $records -x c++ client/*.hpp host/*.h &&
     "$CC" -std=c11 -w -fsyntax-only $records -x c host/*.h)
 
+# ---- what a start of the program would take its time for
+same "the shared C++ libraries that the program needs" "" \
+    "$(readelf -d "$prefix/bin/quillon" | grep -E 'libstdc\+\+|libgcc_s|libfmt|toml' || true)"
+
 # ---- a page for each command, without a complaint of the formatter
 for page in quillon $(quillon __complete '' | sed 's/\t.*//; s/^/quillon-/'); do
     same "$page in the formatter" "" \
