@@ -25,7 +25,7 @@ public:
         if (Result<void> fetched = fetch(name); !fetched) return fail(fetched.error());
         Result<WorkCopy> copy = WorkCopy::make(member_.file(), name);
         if (!copy) return fail(copy.error());
-        const int code = changer_.run(copy->file());
+        const int code = changer_.run(copy->file(), [this] { renewLocks(); });
         const Result<bool> changed = copy->changed();
         const int end = !changed ? fail(changed.error()) : judge(*copy, code, *changed, name);
         if (interrupted()) keepLeftovers(*copy);
@@ -43,6 +43,11 @@ private:
         session_.progress().finish();
         if (!fetched) return std::move(fetched).error();
         return {};
+    }
+
+    void renewLocks() {
+        member_.renewLock();
+        session_.renewLocks();
     }
 
     int judge(const WorkCopy& copy, int code, bool changed, const std::string& name) {

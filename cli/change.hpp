@@ -12,7 +12,8 @@ namespace quillon::cli {
 struct Changer {
     std::string_view attempt;  // for a failure's report: "edit"
     bool tellsUnchanged = false;
-    std::function<int(const std::filesystem::path&)> run;  // its exit code
+    // Its exit code. While it waits it calls what it is given about once a second.
+    std::function<int(const std::filesystem::path&, const std::function<void()>& eachSecond)> run;
 };
 
 // Holds the member, hands its content to the program as a local file, and stores what that made of

@@ -10,8 +10,8 @@ namespace quillon::cli {
 namespace {
 
 // An editor's exit code says no more than that it failed.
-int runEditor(const std::filesystem::path& file) {
-    return runForeground(editorWords(file)) == 0 ? EXIT_DONE : EXIT_LOCAL;
+int runEditor(const std::filesystem::path& file, const std::function<void()>& eachSecond) {
+    return runForeground(editorWords(file), eachSecond) == 0 ? EXIT_DONE : EXIT_LOCAL;
 }
 
 int run(Session& session, std::string& url) {
@@ -29,9 +29,9 @@ void addEdit(CLI::App& program, Invocation& invocation) {
     addUrl(*command, *url, "A member; one that does not exist yet begins empty");
     command->footer(
         "The member is locked, fetched, opened in $VISUAL, $EDITOR or vi, stored when it was\n"
-        "changed, and unlocked. Where the server has no locks, a change that somebody else made\n"
-        "meanwhile is noticed before anything is stored. Whenever your changes cannot be stored,\n"
-        "they are kept in a local file, which the message names.\n\n"
+        "changed, and unlocked; until then its lock is renewed. Where the server has no locks, a\n"
+        "change that somebody else made meanwhile is noticed before anything is stored. Whenever\n"
+        "your changes cannot be stored, they are kept in a local file, which the message names.\n\n"
         "An editor must wait until you are done: EDITOR=\"code --wait\", for example.\n\n"
         "Examples:\n"
         "  quillon edit https://example.org/dav/plan.txt\n"

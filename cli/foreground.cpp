@@ -92,17 +92,19 @@ int start(pid_t& pid, const std::vector<std::string>& words,
 }
 
 // A signal that comes before the wait is not lost: it stays blocked until then.
-int waitFor(pid_t pid, const sigset_t& mask) {
+int waitFor(pid_t pid, const sigset_t& mask, const std::function<void()>& eachSecond) {
+    constexpr timespec second{1, 0};
     const int watched = static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
     bool handedOn = false;
     for (;;) {
         pollfd ended{watched, POLLIN, 0};
-        const int ready = watched < 0 ? 1 : ppoll(&ended, 1, nullptr, &mask);
+        const int ready = watched < 0 ? 1 : ppoll(&ended, 1, &second, &mask);
         if (interrupted() && !handedOn) {
             kill(pid, SIGTERM);
             handedOn = true;
         }
         if (ready > 0) break;
+        if (ready == 0) eachSecond();
     }
     if (watched >= 0) close(watched);
     int status = 0;
@@ -113,12 +115,12 @@ int waitFor(pid_t pid, const sigset_t& mask) {
 
 }  // namespace
 
-int runForeground(const std::vector<std::string>& words,
+int runForeground(const std::vector<std::string>& words, const std::function<void()>& eachSecond,
                   const std::vector<std::string>& moreEnvironment) {
     const SignalsAside aside;
     pid_t pid = 0;
     const int failed = start(pid, words, environmentWith(moreEnvironment), aside.maskBefore());
-    if (failed == 0) return waitFor(pid, aside.maskBefore());
+    if (failed == 0) return waitFor(pid, aside.maskBefore(), eachSecond);
     complain(fmt::format("cannot run {}: {}", words.front(), std::strerror(failed)));
     return failed == ENOENT ? NOT_FOUND : NOT_RUN;
 }

@@ -1,6 +1,7 @@
 // Programs that run in our place at the terminal: editors, and commands under a lock.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -11,7 +12,7 @@ namespace quillon::cli {
 // Its exit code, or as shells have it: 127 for a program that is not there, 126 for one that cannot
 // be run, 128 and the signal that ended it. As long as it runs Ctrl-C is its own; a SIGTERM or
 // SIGHUP to us is handed on to it.
-int runForeground(const std::vector<std::string>& words,
+int runForeground(const std::vector<std::string>& words, const std::function<void()>& eachSecond,
                   const std::vector<std::string>& moreEnvironment = {});
 
 // The words that start the person's editor on a file: $VISUAL, else $EDITOR, else what is there.

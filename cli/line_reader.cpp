@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 #include <histedit.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -48,8 +49,9 @@ bool mayBeRemembered(std::string_view line) {
 
 class TerminalReader : public LineReader {
 public:
-    explicit TerminalReader(Completer completer)
+    TerminalReader(Completer completer, std::function<void()> eachSecond)
         : completer_(std::move(completer)),
+          eachSecond_(std::move(eachSecond)),
           history_(history_init(), history_end),
           edit_(el_init("quillon", stdin, stdout, stderr), el_end),
           file_(historyFile()) {
@@ -96,11 +98,16 @@ private:
     static char* promptOf(EditLine* edit) { return own(edit).prompt_.data(); }
 
     // libedit's own would go on reading after a signal.
-    static int readCharacter(EditLine*, wchar_t* character) {
+    static int readCharacter(EditLine* edit, wchar_t* character) {
         std::mbstate_t state{};
         for (;;) {
             char byte = 0;
             if (interrupted()) return 0;
+            pollfd typed{STDIN_FILENO, POLLIN, 0};
+            if (poll(&typed, 1, 1000) <= 0) {
+                own(edit).eachSecond_();
+                continue;
+            }
             const ssize_t got = read(STDIN_FILENO, &byte, 1);
             if (got < 0 && errno == EINTR) continue;
             if (got <= 0) return static_cast<int>(got);
@@ -145,6 +152,7 @@ private:
     }
 
     Completer completer_;
+    std::function<void()> eachSecond_;
     std::unique_ptr<History, decltype(&history_end)> history_;
     std::unique_ptr<EditLine, decltype(&el_end)> edit_;
     fs::path file_;
@@ -153,8 +161,9 @@ private:
 
 }  // namespace
 
-std::unique_ptr<LineReader> makeLineReader(Completer completer) {
-    if (isTerminal(stdin)) return std::make_unique<TerminalReader>(std::move(completer));
+std::unique_ptr<LineReader> makeLineReader(Completer completer, std::function<void()> eachSecond) {
+    if (isTerminal(stdin))
+        return std::make_unique<TerminalReader>(std::move(completer), std::move(eachSecond));
     return std::make_unique<FileReader>();
 }
 

@@ -26,6 +26,7 @@ struct Completion {
 };
 using Completer = std::function<Completion(std::string_view line)>;
 
-std::unique_ptr<LineReader> makeLineReader(Completer completer);
+// eachSecond: called about so often while a person has not typed anything.
+std::unique_ptr<LineReader> makeLineReader(Completer completer, std::function<void()> eachSecond);
 
 }  // namespace quillon::cli

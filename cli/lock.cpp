@@ -36,8 +36,10 @@ std::vector<std::string> withFile(std::vector<std::string> words, const std::str
 
 int runUnderLock(Session& session, const Address& address,
                  const std::vector<std::string>& command) {
-    const auto run = [&](const std::filesystem::path& file) {
-        return runForeground(withFile(command, file), {"QUILLON_FILE=" + file.string()});
+    const auto run = [&](const std::filesystem::path& file,
+                         const std::function<void()>& eachSecond) {
+        return runForeground(withFile(command, file), eachSecond,
+                             {"QUILLON_FILE=" + file.string()});
     };
     return changeMember(session, address, {.attempt = "change", .run = run});
 }

@@ -128,6 +128,10 @@ std::shared_ptr<Member> Session::lockedMember(const Address& address) const {
     return found == locked_.end() ? nullptr : found->second.member;
 }
 
+void Session::renewLocks() {
+    for (auto& [url, locked] : locked_) locked.member->renewLock();
+}
+
 void Session::forgetLocked(const Address& address) {
     locked_.erase(address.url());
 }

@@ -59,6 +59,7 @@ public:
     std::shared_ptr<Member> lockedMember(const Address& address) const;  // null: not kept
     void forgetLocked(const Address& address);
     std::vector<Address> lockedAddresses() const;
+    void renewLocks();  // as Member::renewLock(), those that are kept
     bool keepsLocks() const { return !locked_.empty(); }
 
     // Where the names of a shell's arguments are; nothing when arguments are URLs.

@@ -54,7 +54,8 @@ std::string Shell::prompt() const {
 }
 
 int Shell::run() {
-    const auto lines = makeLineReader([this](std::string_view line) { return complete(line); });
+    const auto lines = makeLineReader([this](std::string_view line) { return complete(line); },
+                                      [this] { session_.renewLocks(); });
     int code = EXIT_DONE;
     while (!done_) {
         const std::optional<std::string> line = lines->next(prompt());

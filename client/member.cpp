@@ -10,6 +10,7 @@
 #include "client/moment.hpp"
 #include "client/name.hpp"
 #include "client/state.hpp"
+#include "platform/status.hpp"
 #include "platform/transcoder.hpp"
 #include "platform/weblnk/lock.hpp"
 #include "platform/weblnk/url.hpp"
@@ -168,6 +169,15 @@ Result<void> Member::unlock() {
     return outcome(
         state_->operations().quillonFileLockRelease(state_->handle, begin(state_->journal)),
         state_->journal);
+}
+
+void Member::renewLock() {
+    const auto* lock = static_cast<const vxhost::HeldLock*>(state_->handle->lock);
+    if (lock == nullptr) return;
+    try {
+        vxhost::refreshLocks(*lock->target);
+    } catch (const vxhost::Failure&) {  // interrupted
+    }
 }
 
 bool Member::locked() const {

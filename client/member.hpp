@@ -77,6 +77,9 @@ public:
     // No lock: notes the member's date, so that a store refuses to overwrite a later change.
     Result<void> noteDate();
     Result<void> unlock();  // nothing happens without a lock
+    // For who does nothing for long: to be called now and then, it asks the server for more time
+    // when a held lock is near its end. A failure shows when the lock is needed.
+    void renewLock();
     bool locked() const;
     std::string lockToken() const;  // empty: no lock is held
     // Takes over a lock that is on the server already, by its token ("opaquelocktoken:...").

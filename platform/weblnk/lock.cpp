@@ -167,13 +167,17 @@ HeldLock::~HeldLock() {
 
 void HeldLock::granted(std::optional<uint32_t> timeout) {
     timeout_ = finite(timeout);
-    since_ = Clock::now();
+    since_ = retry_ = Clock::now();
+}
+
+std::chrono::seconds HeldLock::reserve() const {
+    return std::chrono::seconds(std::max(*timeout_ / 3, std::min(60u, *timeout_ / 2)));
 }
 
 bool HeldLock::nearItsEnd() const {
     if (!timeout_) return false;
-    const uint32_t reserve = std::max(*timeout_ / 3, std::min(60u, *timeout_ / 2));
-    return Clock::now() - since_ >= std::chrono::seconds(*timeout_ - reserve);
+    const auto now = Clock::now();
+    return now >= retry_ && now - since_ >= std::chrono::seconds(*timeout_) - reserve();
 }
 
 std::string HeldLock::condition() const {
@@ -185,6 +189,7 @@ std::string HeldLock::taggedCondition() const {
 }
 
 void HeldLock::refresh() {
+    if (timeout_) retry_ = Clock::now() + reserve() / 8;
     Request request = requestFor(*target, "LOCK");
     request.headers = {condition(), timeoutHeader(timeout_.value_or(defaultTimeout))};
     const Answer answer = exchange(*target, std::move(request));

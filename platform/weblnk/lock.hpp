@@ -18,7 +18,9 @@ struct HeldLock : vx::LockObject {
 
     void granted(std::optional<uint32_t> timeout);
     bool nearItsEnd() const;
-    void refresh();  // RFC 4918, 9.10.2; throws as exchange() does
+    // RFC 4918, 9.10.2; throws as exchange() does. It is near its end again only some time after a
+    // failure, which may have taken its time.
+    void refresh();
     void unlock(int32_t& status);
     std::string condition() const;  // the If header that submits the token (10.4)
     // The same for this resource alone, where a request is about another one, too.
@@ -29,13 +31,16 @@ struct HeldLock : vx::LockObject {
 
 private:
     using Clock = std::chrono::steady_clock;
+    std::chrono::seconds reserve() const;  // before the end of a lock that ends
     std::optional<uint32_t> timeout_;
     bool given_ = false;  // back, or as well as could be done
     Clock::time_point since_;
+    Clock::time_point retry_;  // no renewal before
 };
 
 // Renews the target's locks that are near their end; called before each of its requests, since an
-// hour may lie between two of them. A failure is traced, and the request goes on.
+// hour may lie between two of them, and by who waits for long. A failure is logged, no more: what
+// needs the lock will tell.
 void refreshLocks(Target& target);
 
 }  // namespace vxhost

@@ -209,6 +209,27 @@ TEST_F(Faults, signalsEndTheEditorButNotTheVersion) {
     }
 }
 
+TEST_F(Faults, locksAreRenewedWhileAPersonTakesTheirTime) {
+    const std::string token = support::davLockToken;
+    server.on("LOCK", "/c/*", [&](const support::Request& request) {
+        if (request.field("If") == "(<" + token + ">)") support::writeFile(home / "renewed", "");
+        return Answer::xml(200,
+                           "<prop xmlns=\"DAV:\"><lockdiscovery><activelock><timeout>Second-2"
+                           "</timeout><locktoken><href>" +
+                               token + "</href></locktoken></activelock></lockdiscovery></prop>")
+            .with("Lock-Token", "<" + token + ">");
+    });
+    editWith("for i in $(seq 200); do [ -e ~/renewed ] && break; sleep 0.1; done; rm ~/renewed");
+    expect(quillon({"edit", url}), 0, url + ": unchanged, nothing was stored\n");
+
+    support::RunningProcess shell(command({"shell", collection}), support::Streams::terminal);
+    shell.send("lock a\n");
+    EXPECT_TRUE(support::eventually([&] { return std::filesystem::exists(home / "renewed"); }));
+    shell.send("\x04");
+    EXPECT_EQ(shell.wait()->exitCode, 0) << shell.output();
+    nothingStays();
+}
+
 TEST_F(Faults, signalsOfTheKeyboardReachTheCommandAlone) {
     support::RunningProcess program(
         command({"lock", url, "--", "sh", "-c", "echo running; exec sleep 1000"}),
