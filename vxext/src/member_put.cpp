@@ -26,12 +26,19 @@ Status refuseIfChanged(FileHandle* member, Journal* journal) {
     return squillonFail(member->extension, QUILLON_FILE_LOST, U"quillonFilePut file lost");
 }
 
+// As squillonRefuse, but the journal comes before the log: hosts see the order.
+template <class... Arguments>
+Status refuseJournalFirst(const FileHandle* member, Journal* journal, Status status,
+                          const LogText& text, Arguments... arguments) {
+    squillonJournalStatus(member->extension, journal, status);
+    return squillonFail(member->extension, status, text, arguments...);
+}
+
 Status outcomeUnderLock(const FileHandle* member, Journal* journal) {
     if (squillonHttpSuccess(member->status)) return VX_SUCCESS;
     if (member->status == HTTP_INSUFFICIENT_STORAGE) return QUILLON_INSUFFICIENT_STORAGE;
-    squillonJournalStatus(member->extension, journal, QUILLON_UNEXPECTED_STATUS);
-    return squillonFail(member->extension, QUILLON_UNEXPECTED_STATUS,
-                        U"quillonFilePut PUT returned status=%d", member->status);
+    return refuseJournalFirst(member, journal, QUILLON_UNEXPECTED_STATUS,
+                              U"quillonFilePut PUT returned status=%d", member->status);
 }
 
 Status outcomeWithoutLock(const FileHandle* member, Journal* journal) {
@@ -93,11 +100,9 @@ Status putWithoutLock(FileHandle* member, Journal* journal) {
 }
 
 Status put(FileHandle* member, Journal* journal) {
-    if (!(member->allow & ALLOW_PUT_MASK)) {
-        squillonJournalStatus(member->extension, journal, QUILLON_METHOD_NOT_ALLOWED);
-        return squillonFail(member->extension, QUILLON_METHOD_NOT_ALLOWED,
-                            U"quillonFilePut method not allowed");
-    }
+    if (!(member->allow & ALLOW_PUT_MASK))
+        return refuseJournalFirst(member, journal, QUILLON_METHOD_NOT_ALLOWED,
+                                  U"quillonFilePut method not allowed");
     return member->lock ? putUnderLock(member, journal) : putWithoutLock(member, journal);
 }
 
