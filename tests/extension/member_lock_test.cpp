@@ -38,6 +38,7 @@ TEST(MemberLock, that_fails_tells_the_journal) {
         flags 4, HEAD 500, LOCK 200 null => 81FFC80A: OPTIONS 200, HEAD 500, LOCK 200 null, {note} 200., LOCK returned status=200, journal 4 81FFC80A, date -nan
         starved => 803FC002: OPTIONS 200, no memory for lockparms, journal 4 803FC002, date -nan
         LOCK 423 lock => 81FFC804: OPTIONS 200, LOCK 423 lock1, {note} 423., LOCK returned status=423, journal 4 81FFC804, date -nan
+        LOCK 199 lock => 00000000: OPTIONS 200, LOCK 199 lock1, {note} 199., {known}, date 7
         LOCK 300 lock => 81FFC80A: OPTIONS 200, LOCK 300 lock1, {note} 300., LOCK returned status=300, journal 4 81FFC80A, date -nan
         LOCK rc=80000010 => 81FFC80A: OPTIONS 200, LOCK 80000010 null, {note} 0., LOCK returned status=0, journal 4 81FFC80A, date -nan
         flags 2, undated => 00000000: {known}, date 1000
