@@ -186,6 +186,7 @@ vx::Status decode(vx::Pool* pool, const char32_t* input, int32_t count, Unit** o
 
 vx::Status base64Encode(vx::Pool* pool, const char32_t* input, int32_t count, char32_t** output,
                         uint32_t* outputCount) {
+    // A negative count becomes one that no size holds.
     return encode(pool, input, static_cast<uint64_t>(count), output, outputCount);
 }
 

@@ -1,4 +1,5 @@
-// Walking the trees of the XML layer. Nodes belong to their document; null in gives null out.
+// Walking the trees of the XML layer. Nodes belong to their document; where there is none, null is
+// returned.
 #pragma once
 
 #include <cstring>
@@ -21,7 +22,7 @@ inline bool squillonNamed(const Node* element, const ElementName& name) {
            std::memcmp(element->text, name.text, name.bytes) == 0;
 }
 
-// The node itself or the first of its following siblings that is an element.
+// The node, which may be null, or the first of its following siblings that is an element.
 inline const Node* squillonElementFrom(const Node* node) {
     while (node && node->nodeType != NODE_ELEMENT) node = node->nextSibling;
     return node;
