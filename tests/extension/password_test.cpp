@@ -64,7 +64,7 @@ TEST(Password, what_becomes_of_it) {
     expectEncoded("   ", "=> 00000000: text, DecodeText, path, <>");
     for (const std::string text : {"{CFG}x", "{zeb", "{ZeBx}1", "{cfgenc}", "{base64}eA== "})
         expectEncoded(text, "=> 00000000: text, DecodeText, path, <" + text + ">");
-    for (const std::string text : {"x ", "{cfgx", "{cf", " {cfg}"})
+    for (const std::string text : {"x ", "{cfgx", "{cfgenc", "{cf", " {cfg}"})
         expectEncoded(text, "=> 00000000: text, DecodeText, EncodeText, path, <{zeb}" +
                                 std::string(text.rbegin(), text.rend()) + ">");
     expectEncoded("{old}x", "=> 00000000: text, DecodeText, EncodeText, path, <{zeb}x>");
