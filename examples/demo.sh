@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# quillon at work on a private Apache: tests/demo.sh BUILD_DIR
+# quillon at work on a private Apache: examples/demo.sh BUILD_DIR
 set -euo pipefail
 build=$(cd "${1:?usage: demo.sh BUILD_DIR}" && pwd)
 PATH=$build/bin:$PATH
