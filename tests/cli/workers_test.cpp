@@ -13,6 +13,7 @@ namespace {
 struct Outcome {
     int code;
     std::string reports;
+    bool operator==(const Outcome&) const = default;
 };
 
 Outcome outcomeOf(size_t count, size_t jobs, const Task& task) {
@@ -22,30 +23,18 @@ Outcome outcomeOf(size_t count, size_t jobs, const Task& task) {
     return {code, testing::internal::GetCapturedStderr()};
 }
 
-TEST(Workers, tellInOrderAndEndAtAnInterrupt) {
-    struct Row {
-        std::vector<int> codes;  // of the tasks; each that is not 0 reports itself
-        size_t jobs;
-        int code;
-        const char* reports;
+TEST(Workers, endAtAnInterrupt) {
+    const std::vector<int> codes{0, 3, EXIT_INTERRUPTED, 4};
+    const auto task = [&](size_t i) {
+        complain(std::to_string(i));
+        return codes[i];
     };
-    const Row rows[] = {
-        {{}, 4, 0, ""},
-        {{0, 0, 0, 0, 0}, 2, 0, ""},
-        {{0, 3, 0, 4}, 3, 3, "quillon: 1\nquillon: 3\n"},
-        {{3, EXIT_INTERRUPTED, 4}, 1, EXIT_INTERRUPTED, "quillon: 0\nquillon: 1\n"},
-    };
-    for (const Row& row : rows) {
-        const Outcome outcome = outcomeOf(row.codes.size(), row.jobs, [&](size_t i) {
-            if (row.codes[i] != 0) complain(std::to_string(i));
-            return row.codes[i];
-        });
-        EXPECT_EQ(outcome.code, row.code);
-        EXPECT_EQ(outcome.reports, row.reports);
-    }
+    EXPECT_EQ(outcomeOf(codes.size(), 1, task),
+              (Outcome{EXIT_INTERRUPTED, "quillon: 0\nquillon: 1\nquillon: 2\n"}));
+    EXPECT_EQ(outcomeOf(0, 4, task), Outcome{});
 }
 
-TEST(Workers, workAtTheSameTimeAndSurviveAnException) {
+TEST(Workers, workAtTheSameTimeTellInOrderAndSurviveAnException) {
     constexpr size_t count = 4;
     std::latch all(count);
     std::latch othersReported(count - 1);
@@ -55,10 +44,9 @@ TEST(Workers, workAtTheSameTimeAndSurviveAnException) {
         if (i == 0) throw std::runtime_error("0");
         complain(std::to_string(i));
         othersReported.count_down();
-        return EXIT_DONE;
+        return i == 2 ? EXIT_DONE : EXIT_REFUSED;
     });
-    EXPECT_EQ(outcome.code, EXIT_LOCAL);
-    EXPECT_EQ(outcome.reports, "quillon: 0\nquillon: 1\nquillon: 2\nquillon: 3\n");
+    EXPECT_EQ(outcome, (Outcome{EXIT_LOCAL, "quillon: 0\nquillon: 1\nquillon: 2\nquillon: 3\n"}));
 }
 
 }  // namespace

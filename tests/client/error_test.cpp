@@ -30,17 +30,21 @@ TEST(Error, kindsFollowFromStatusAndAnswer) {
             << std::hex << row.status << std::dec << " " << row.httpStatus;
 }
 
-// What the requests beneath said is the error, not the operation's summary, and it is said once.
+// What the requests beneath said is the error, not the operation's summary, and each is said once.
 TEST(Error, theCauseIsHeardFromTheRequests) {
     vxhost::UserJournal journal;
     begin(journal);
     hear({vx::VX_SUCCESS, 200});
     hear({vxhost::FSBOX_NO_SPACE, 200});
-    for (const vx::Status status : {vxhost::FSBOX_NO_SPACE, vx::QUILLON_REQUEST_FAILED})
-        journal.write(vx::JOURNAL_FAILURE, vxhost::statusText(status));
+    journal.write(vx::JOURNAL_NOTE, "a note");
+    const std::string who = "Ann holds the lock.";
+    const std::string cause = vxhost::statusText(vxhost::FSBOX_NO_SPACE);
+    const std::string summary = vxhost::statusText(vx::QUILLON_REQUEST_FAILED);
+    for (const auto& sentence : {who, cause, who, summary, who + " Status = -1"})
+        journal.write(vx::JOURNAL_FAILURE, sentence);
     const Error full = failure(vx::QUILLON_REQUEST_FAILED, journal);
     EXPECT_EQ(full.kind, Kind::local);
-    EXPECT_EQ(full.sentences, std::vector{vxhost::statusText(vxhost::FSBOX_NO_SPACE)});
+    EXPECT_EQ(full.sentences, (std::vector{who, cause}));
     EXPECT_EQ(failure(vx::QUILLON_FILE_LOST, journal).code, Code::fileLost) << "no summary";
 
     begin(journal);
@@ -52,19 +56,6 @@ TEST(Error, theCauseIsHeardFromTheRequests) {
 
     begin(journal);
     EXPECT_EQ(failure(vx::QUILLON_FILE_LOST, journal).httpStatus, 0) << "of an operation before";
-}
-
-TEST(Error, theJournalsFailuresComeFirstAndOnce) {
-    vxhost::UserJournal journal;
-    begin(journal);
-    journal.write(vx::JOURNAL_NOTE, "a note");
-    const std::string summary = vxhost::statusText(vx::QUILLON_LOCKED);
-    for (const std::string& sentence :
-         {std::string("Ann holds the lock."), summary, std::string("Ann holds the lock."),
-          std::string("LOCK method failed. Status = -1")})
-        journal.write(vx::JOURNAL_FAILURE, sentence);
-    EXPECT_EQ(failure(vx::QUILLON_LOCKED, journal).sentences,
-              (std::vector<std::string>{"Ann holds the lock.", summary}));
 }
 
 }  // namespace
