@@ -54,6 +54,7 @@ class Server:
 
     def end(self):
         """What the server says at its end."""
+        self.child.terminate()
         return self.child.communicate()[0].strip()
 
     def __enter__(self):
@@ -108,7 +109,7 @@ class Bench:
             block = os.urandom(1 << 20)
             for _ in range(size >> 20):
                 file.write(block)
-        with Server(self.testserver, "apache", "--directory", self.root) as server:
+        with Server(self.testserver, "--directory", self.root) as server:
             there, back, into = server.url + "large", self.local / "back", self.root / "into"
             gone = lambda: (back.unlink(missing_ok=True), self.empty(into))
             label = f"{size >> 20} MiB"
@@ -135,7 +136,7 @@ class Bench:
         back, into = self.local / "small", self.root / "into"
         gone = lambda: (self.empty(back), self.empty(into))
         whole = lambda folder: len(list(folder.glob("m*.bin"))) == count
-        with Server(self.testserver, "apache", "--directory", self.root) as server, \
+        with Server(self.testserver, "--directory", self.root) as server, \
                 Server(HERE / "delay_proxy.py", server.port, round_trip) as proxy:
             base = (proxy if round_trip else server).url
             label = f"{count} members of {SMALL >> 10} KiB" + \
@@ -164,7 +165,7 @@ class Bench:
         for i in range(count):
             (folder / f"report-{i:06}.txt").touch()
         answer = self.local / "answer.xml"
-        with Server(self.testserver, "apache", "--directory", self.root) as server:
+        with Server(self.testserver, "--directory", self.root) as server:
             url = server.url + "listed/"
             self.row(f"ls -l of {count} members", {
                 "quillon": lambda: measure([self.quillon, "ls", "-l", url]),
@@ -179,10 +180,10 @@ class Bench:
         self.empty(self.root / "empty")
         seconds = lambda url: statistics.median(
             measure([self.quillon, "ls", url + "empty/"]).seconds for _ in range(3))
-        with Server(self.testserver, "apache", "--directory", self.root) as server, \
+        with Server(self.testserver, "--directory", self.root) as server, \
                 Server(HERE / "delay_proxy.py", server.port, round_trip) as proxy:
             trips = (seconds(proxy.url) - seconds(server.url)) * 1000 / round_trip
-        with Server(self.testserver, "apache", "--directory", self.root) as server:
+        with Server(self.testserver, "--directory", self.root) as server:
             measure([self.quillon, "ls", server.url + "empty/"])
             return f"{server.end()}, {trips:.1f} round trips"
 

@@ -45,7 +45,7 @@ printf 'This is a draft.\n' >"$members/Drafts & ideas/letter.txt"
 
 # ---- the server
 mkfifo "$work/server"
-testserver apache --auth basic --directory "$members" >"$work/server" &
+testserver --auth basic --directory "$members" >"$work/server" &
 server_pid=$!
 exec 3<"$work/server"
 IFS=' ' read -r url user password <&3 || fail "no server"

@@ -8,15 +8,16 @@ import argparse
 import contextlib
 import datetime
 import http.client
-import json
 import os
 import pathlib
 import re
 import shlex
-import shutil
+import socket
+import string
 import subprocess
 import sys
 import tempfile
+import time
 import urllib.parse
 
 
@@ -27,91 +28,131 @@ class Fault(Exception):
 # ---- servers
 
 class Server:
-    def __init__(self, title, command, version):
-        self.title, self.command, self.version = title, command, version
+    """The command runs in a folder $home, where "conf.mjs" has the configuration and "members" is
+    empty. Where neither names $port, it prints its URL. packages: from npm."""
+
+    def __init__(self, title, version, command, configuration="", packages=""):
+        self.title, self.version = title, version  # a command and the pattern of what it prints
+        self.command, self.configuration, self.packages = command, configuration, packages
+
+    def prepare(self, folder):
+        """For all the homes in the folder. False: the server is not installed."""
+        folder.mkdir()
+        if self.packages:
+            output_of("npm install --no-audit --no-fund " + self.packages, folder)
+        command, pattern = self.version
+        self.version = re.search(pattern, output_of(command, folder))
+        return self.version is not None
 
     @contextlib.contextmanager
-    def running(self, folder):
-        with open(folder / "server.log", "w") as log:
-            process = subprocess.Popen(self.command, stdout=subprocess.PIPE,
-                                       stdin=subprocess.PIPE, stderr=log, text=True)
+    def running(self, build, home):
+        with socket.create_server(("127.0.0.1", 0)) as free:
+            port = free.getsockname()[1]
+        fill = lambda text: string.Template(text).substitute(home=home, port=port, build=build)
+        (home / "conf.mjs").write_text(fill(self.configuration))
+        (home / "members").mkdir()
+        log = home / "log"
+        with open(log, "w") as output:
+            process = subprocess.Popen("exec " + fill(self.command), shell=True, cwd=home,
+                                       stdout=output, stderr=output)
         try:
-            words = process.stdout.readline().split()
-            if not words:
-                raise Fault("it did not start: " + (folder / "server.log").read_text())
-            yield words[0]
+            while not (url := self.url(port, log.read_text())):
+                if process.poll() is not None:
+                    raise Fault("it did not start: " + log.read_text())
+                time.sleep(0.01)
+            yield url
             if process.poll() is not None:
-                raise Fault("the server crashed: " + (folder / "server.log").read_text())
+                raise Fault("the server crashed: " + log.read_text())
         finally:
-            process.stdin.close()  # at which every one of them ends
-            process.stdout.close()
+            process.terminate()
             process.wait()
 
-
-def first_match(pattern, *command):
-    done = subprocess.run(command, capture_output=True, text=True)
-    return re.search(pattern, done.stdout + done.stderr).group(1)
-
-
-def node_server(folder, title, packages, script):
-    """One from npm: the first package tells its version."""
-    home = folder / title
-    (home / "members").mkdir(parents=True)
-    subprocess.run(["npm", "install", "--silent", "--no-audit", "--no-fund", "--prefix", home,
-                    *packages], check=True, stdout=subprocess.DEVNULL)
-    (home / "server.mjs").write_text(script + """
-const server = http.createServer(handler).listen(0, '127.0.0.1', () =>
-  console.log(`http://127.0.0.1:${server.address().port}/`));
-process.stdin.on('end', () => process.exit()).resume();
-""")
-    package = json.loads((home / "node_modules" / packages[0] / "package.json").read_text())
-    node = first_match(r"v(\S+)", "node", "--version")
-    return Server(title, ["node", home / "server.mjs"], f"{package['version']} on node {node}")
+    def url(self, port, printed):
+        """Once it is ready."""
+        if "$port" not in self.command + self.configuration:
+            return printed.strip()
+        with contextlib.suppress(ConnectionError):
+            socket.create_connection(("127.0.0.1", port)).close()
+            return f"http://127.0.0.1:{port}/"
 
 
-TESTSERVERS = {  # the title, and what tells the version
-    "apache": ("Apache mod_dav", r"Apache/(\S+)", "apache2", "-v"),
-    "lighttpd": ("lighttpd mod_webdav", r"lighttpd/(\S+)", "lighttpd", "-v"),
-    "nginx": ("nginx with dav-ext", r"nginx/(\S+)", "nginx", "-v"),
-    "rclone": ("rclone serve", r"rclone v(\S+)", "rclone", "version"),
+def output_of(command, folder):
+    return subprocess.run(command, shell=True, cwd=folder, text=True, stdout=subprocess.PIPE,
+                          stderr=subprocess.STDOUT).stdout
+
+
+def node_server(package, more_packages, handler):
+    version = (f"JSON.parse(fs.readFileSync('node_modules/{package}/package.json')).version"
+               " + ' on node ' + process.versions.node")
+    return ((f'node -p "{version}"', r"^(\d.*)"), "node conf.mjs",
+            handler + "\nhttp.createServer(handler).listen($port, '127.0.0.1');\n",
+            package + " " + more_packages)
+
+
+SERVERS = {
+    "apache": Server("Apache mod_dav", ("apache2 -v", r"Apache/(\S+)"), "$build/bin/testserver"),
+    "class-1": Server("Apache without locks", ("apache2 -v", r"Apache/(\S+)"),
+                      "$build/bin/testserver --without-locks"),
+    "lighttpd": Server(
+        "lighttpd mod_webdav", ("lighttpd -v", r"lighttpd/(\S+)"), "lighttpd -D -f conf.mjs", """
+server.modules = ("mod_webdav")
+server.bind = "127.0.0.1"
+server.port = $port
+server.document-root = "$home/members"
+server.upload-dirs = ("$home")
+webdav.activate = "enable"
+webdav.sqlite-db-name = "$home/webdav.db"
+"""),
+    "nginx": Server(
+        "nginx with dav-ext", ("nginx -v", r"nginx/(\S+)"), "nginx -e stderr -p . -c conf.mjs", """
+load_module /usr/lib/nginx/modules/ngx_http_dav_ext_module.so;
+daemon off;
+pid pid;
+user root;
+events {}
+http {
+    access_log off;
+    client_body_temp_path body; proxy_temp_path proxy; fastcgi_temp_path fastcgi;
+    uwsgi_temp_path uwsgi; scgi_temp_path scgi;
+    dav_ext_lock_zone zone=locks:1m;
+    server {
+        listen 127.0.0.1:$port;
+        root members;
+        location / {
+            dav_methods PUT DELETE MKCOL COPY MOVE;
+            dav_ext_methods PROPFIND OPTIONS LOCK UNLOCK;
+            dav_ext_lock zone=locks;
+        }
+    }
 }
-NODE_SERVERS = {  # the title, the packages and the script
-    "webdav-server": ("webdav-server", ["webdav-server"], """
+"""),
+    "rclone": Server(
+        "rclone serve", ("rclone version", r"rclone v(\S+)"),
+        "rclone serve webdav members --addr 127.0.0.1:$port --config conf --cache-dir cache"),
+    "webdav-server": Server("webdav-server", *node_server("webdav-server", "", """
 import http from 'node:http';
 import { v2 } from 'webdav-server';
 const dav = new v2.WebDAVServer();
 const handler = (request, response) => dav.executeRequest(request, response);
-"""),
-    "nephele": ("Nephele", ["nephele", "@nephele/adapter-file-system",
-                            "@nephele/authenticator-none", "express"], """
-import fs from 'node:fs';
+""")),
+    "nephele": Server("Nephele", *node_server(
+        "nephele", "@nephele/adapter-file-system @nephele/authenticator-none express", """
 import http from 'node:http';
 import express from 'express';
 import nephele from 'nephele';
 import Adapter from '@nephele/adapter-file-system';
 import { Authenticator } from '@nephele/authenticator-none';
-const root = fs.mkdtempSync(import.meta.dirname + '/members/');
 const handler = express().use('/', nephele({
-  adapter: new Adapter({ root }), authenticator: new Authenticator() }));
-"""),
+  adapter: new Adapter({ root: '$home/members' }), authenticator: new Authenticator() }));
+""")),
 }
-
-
-def installed(name, build, folder):
-    """The server, or None."""
-    if name in NODE_SERVERS:
-        return node_server(folder, *NODE_SERVERS[name]) if shutil.which("npm") else None
-    title, pattern, *version = TESTSERVERS[name]
-    if not shutil.which(version[0], path=os.environ["PATH"] + ":/usr/sbin"):
-        return None
-    return Server(title, [build / "bin/testserver", name], first_match(pattern, *version))
 
 
 # ---- what quillon does there, and how the server saw it
 
 OLD, NEW = b"old\n", b"new\n"
 BIG = os.urandom(200_000)
-AWKWARD = "100% Übung #1; a+b & [c] 'd' 🦊?.txt"
+AWKWARD = "100%20 Übung #1; a+b & [c] 'd' \"e\" =,~🦊?.txt"
 LOCAL, SECOND = shlex.quote(AWKWARD), shlex.quote("2" + AWKWARD)
 REMOTE = urllib.parse.quote(AWKWARD)
 BEFORE, AFTER = "2001-01-01T00:00:00Z", "2090-01-01T00:00:00Z"
@@ -150,7 +191,8 @@ CHECKS = {
                                      {"a": OLD, "b": NEW}),
     "`mkcol`": ({}, [step("mkcol @sub/"), step("ls @", prints="sub/\n"),
                      step("mkcol @sub/", REFUSED)], {}),
-    "`mkcol -p`": ({}, [step("mkcol -p @sub/deep/er/"), step("ls @sub/deep/", prints="er/\n")], {}),
+    "`mkcol -p`": ({}, [step("mkcol -p @sub/deep/er/"), step("mkcol -p @sub/deep/er/"),
+                        step("ls @sub/deep/", prints="er/\n")], {}),
     "`rm`": ({"a": OLD}, [step("rm @a")], {"a": None}),
     "`rm --older-than`": ({"a": OLD, "b": OLD}, [
         step(f"rm --older-than {BEFORE} @a", CHANGED), step(f"rm --older-than {AFTER} @b")],
@@ -223,9 +265,12 @@ MKCOL_ALWAYS = ("rclone answers 201 to MKCOL where a collection is already (RFC 
 IF_CRASH = ("webdav-server crashes (TypeError in its IfParser.js) at an `If` header whose list has "
             "no tag (RFC 4918, 10.4.2), as a PUT under a lock has it. The changed content stays in "
             "a local file that the message names; `put --force` writes without a lock.")
+NO_LOCKS = ("Without locks nobody is kept out. What others stored meanwhile is noticed, and not "
+            "overwritten.")
 LOCK_IGNORED = ("webdav-server lets a PUT without the token through while the member is locked "
                 "(RFC 4918, 7 wants 423).")
 NOTES = {  # by server and check
+    ("class-1", "`lock` keeps others out"): NO_LOCKS,
     ("lighttpd", "`rm --older-than`"): NO_CREATION_DATE,
     ("nginx", "`rm --older-than`"): NO_CREATION_DATE,
     ("rclone", "`rm --older-than`"): NO_CREATION_DATE,
@@ -242,11 +287,11 @@ def run(server, build, folder):
     """A server of its own for each check, since one of them may end it."""
     failures = {}
     for number, (label, check) in enumerate(CHECKS.items()):
-        home = folder / f"{server.title} {number}"
-        home.mkdir()
+        home = folder / str(number)
+        (home / "person").mkdir(parents=True)
         try:
-            with server.running(folder) as base:
-                Place(build, base, home).check(*check)
+            with server.running(build, home) as base:
+                Place(build, base, home / "person").check(*check)
         except (Fault, OSError, http.client.HTTPException, subprocess.TimeoutExpired) as fault:
             failures[label] = f"{type(fault).__name__}: {fault}"
     return failures
@@ -255,8 +300,8 @@ def run(server, build, folder):
 def document(ran, program):
     used = []
 
-    def cell(name, label, failures):
-        if label not in failures:
+    def cell(name, label):
+        if label not in ran[name]:
             return "works"
         note = NOTES.get((name, label))
         if not note:
@@ -265,18 +310,16 @@ def document(ran, program):
             used.append(note)
         return f"no [{used.index(note) + 1}]"
 
-    lines = ["# Interoperability", "",
-             "The whole command set against each server, as `./dev interop` ran it on "
-             f"{datetime.date.today().isoformat()} with {program}. The numbers lead to what a "
-             "server does not do, below.", "",
-             "| | " + " | ".join(server.title for server, _ in ran.values()) + " |",
-             "|---" * (len(ran) + 1) + "|",
-             "| version | " + " | ".join(server.version for server, _ in ran.values()) + " |"]
-    for label in CHECKS:
-        cells = [cell(name, label, failures) for name, (_, failures) in ran.items()]
-        lines.append(f"| {label} | " + " | ".join(cells) + " |")
-    lines += [""] + [f"{number}. {note}" for number, note in enumerate(used, 1)]
-    return "\n".join(lines).rstrip() + "\n"
+    rows = [["", *(SERVERS[name].title for name in ran)], ["---"] * (len(ran) + 1),
+            ["version", *(SERVERS[name].version.group(1) for name in ran)],
+            *([label, *(cell(name, label) for name in ran)] for label in CHECKS)]
+    return "\n".join([
+        "# Interoperability", "",
+        "The whole command set against each server, as `./dev interop` ran it on "
+        f"{datetime.date.today().isoformat()} with {program}. The numbers lead to what a server "
+        "does not do, below.", "",
+        *("| " + " | ".join(row) + " |" for row in rows), "",
+        *(f"{number}. {note}" for number, note in enumerate(used, 1)), ""])
 
 
 def main():
@@ -286,24 +329,21 @@ def main():
     parser.add_argument("--output", type=pathlib.Path)
     arguments = parser.parse_args()
     build = arguments.build.resolve()
+    os.environ["PATH"] += ":/usr/sbin"
     surprises, ran = [], {}
     with tempfile.TemporaryDirectory() as temporary:
-        folder = pathlib.Path(temporary)
-        for name in arguments.servers or [*TESTSERVERS, *NODE_SERVERS]:
-            server = installed(name, build, folder)
-            if server is None:
+        for name in arguments.servers or SERVERS:
+            folder = pathlib.Path(temporary) / name
+            if not SERVERS[name].prepare(folder):
                 print(f"{name}: not installed, left out", file=sys.stderr)
                 continue
-            failures = run(server, build, folder)
-            ran[name] = (server, failures)
+            ran[name] = failures = run(SERVERS[name], build, folder)
+            surprises += [f"{name}, {label}: {fault}" for label, fault in failures.items()
+                          if (name, label) not in NOTES]
             for label in CHECKS:
-                noted = (name, label) in NOTES
-                if label in failures and not noted:
-                    surprises.append(f"{name}, {label}: {failures[label]}")
-                if noted and label not in failures:
+                if (name, label) in NOTES and label not in failures:
                     print(f"{name}, {label}: works, its note can go", file=sys.stderr)
-    program = first_match(r"(\S.*)", build / "bin/quillon", "--version")
-    text = document(ran, program)
+    text = document(ran, output_of(f"{build}/bin/quillon --version", build).strip())
     if arguments.output:
         arguments.output.write_text(text)
     print(text)

@@ -3,7 +3,6 @@
 #include <csignal>
 
 #include "tests/cli/program.hpp"
-#include "tests/support/dav_tree.hpp"
 #include "tests/support/scripted_server.hpp"
 
 namespace quillon::cli {
@@ -11,36 +10,63 @@ namespace {
 
 using support::Answer;
 
+const std::string TOKEN = "opaquelocktoken:9f2c7d10-6a1b-4c3d-8e5f-0a1b2c3d4e5f";
+const std::string DATE = "Mon, 06 Jan 2025 10:20:30 GMT";
+
+Answer multistatus(const std::string& href, const std::string& displayName = "") {
+    return Answer::xml(207, "<multistatus xmlns=\"DAV:\"><response><href>" + href +
+                                "</href><propstat><prop><displayname>" + displayName +
+                                "</displayname><getcontentlength>4</getcontentlength>" +
+                                "<getlastmodified>" + DATE + "</getlastmodified><resourcetype>" +
+                                (href.ends_with('/') ? "<collection/>" : "") +
+                                "</resourcetype></prop><status>HTTP/1.1 200 OK</status>" +
+                                "</propstat></response></multistatus>");
+}
+
+// Unless a test says otherwise, every name in a collection is a member with the content "old ";
+// nothing is stored.
 class Faults : public ProgramTest {
 protected:
     Faults() {
-        support::serveTree(server, "/c/", {{"file", "old "}, {"a"}, {"b"}, {"c"}});
-        for (const char* name : {"a", "b", "c"}) support::writeFile(work / name, "new");
+        const Answer content =
+            Answer(200, "old ").with("Last-Modified", DATE).with("ETag", "\"1\"");
+        const auto methods = "OPTIONS,HEAD,GET,PROPFIND,PUT,DELETE,LOCK,UNLOCK";
+        server.on("OPTIONS", "/c/*", Answer(200).with("Allow", methods).with("DAV", "1,2"))
+            .on("HEAD", "/c/*", content)
+            .on("GET", "/c/*", content)
+            .on("PROPFIND", "/c/*", [](const auto& request) { return multistatus(request.target); })
+            .on("PUT", "/c/*", Answer(204))
+            .on("LOCK", "/c/*", Answer(200).with("Lock-Token", "<" + TOKEN + ">"))
+            .on("UNLOCK", "/c/*", Answer(204));
+        for (const char* name : {"a", "b", "c"}) writeFile(work / name, "new");
         editWith("printf mine >> \"$1\"");
     }
 
-    int answered(std::string_view method) const {
-        const auto all = server.requests();
-        return static_cast<int>(std::count_if(all.begin(), all.end(), [&](const auto& request) {
+    long answered(std::string_view method) const {
+        return std::ranges::count_if(server.requests(), [&](const auto& request) {
             return request.method == method && request.answered != 0;
-        }));
+        });
     }
-    void nothingStays(const Names& files = {"a", "b", "c"}) const {
+    // But once the editor's version, and what the editor may have left beside it.
+    void versionStays(const char* leftover = "") const {
+        EXPECT_EQ(support::readFile(work / "file.mine"), "old mine");
+        for (const std::string name : {"file.mine", leftover})
+            EXPECT_TRUE(name.empty() || std::filesystem::remove(work / name)) << name;
+    }
+    void nothingStays() const {
         Names locked;
         for (const support::Request& request : server.requests()) {
             if (request.method == "LOCK" && request.answered == 200) locked.insert(request.target);
             if (request.method == "UNLOCK") locked.erase(request.target);
         }
         EXPECT_EQ(locked, Names{}) << server.transcript();
-        EXPECT_EQ(localFiles(), files);
+        EXPECT_EQ(localFiles(), (Names{"a", "b", "c"}));
         EXPECT_EQ(cacheDirectories(), Names{});
         EXPECT_EQ(support::readFile(work / "a"), "new");
     }
-    void endsBy(int number, support::RunningProcess& program) const {
+    static void endsBy(int number, support::RunningProcess& program) {
         program.signal(number);
-        const auto outcome = program.wait();
-        ASSERT_TRUE(outcome);
-        EXPECT_EQ(outcome->exitCode, 130) << outcome->output << outcome->errors;
+        EXPECT_EQ(program.wait()->exitCode, 130) << program.output() << program.errors();
     }
 
     support::ScriptedServer server;
@@ -52,7 +78,7 @@ TEST_F(Faults, answersThatFailOrLie) {
     const Arguments get{"get", "--timeout", "1", "-o", "a", url};
     const Arguments edit{"edit", url};
     const Arguments put{"put", "a", url};
-    const Arguments ls{"ls", collection};
+    const Arguments ls{"ls", collection}, old{"rm", "--older-than", "0s", url};
     struct Case {
         const char* request;
         Answer answer;
@@ -71,8 +97,9 @@ TEST_F(Faults, answersThatFailOrLie) {
         {"GET /c/file", Answer(200, "content").stalledAfter(3), {get, 7, "no byte moved"}},
         {"GET /c/file", Answer(403), {get, 1, "cannot fetch " + url}},
         {"GET /c/file", Answer(301).with("Location", "http://h/"), {get, 1, "http://h/"}},
-        {"PROPFIND /c/", Answer::xml(207, "<D:multistatus xmlns:D=\"DAV:\">"), {ls, 7, "list"}},
+        {"PROPFIND /c/", Answer::xml(207, "<multistatus xmlns=\"DAV:\">"), {ls, 7, "list"}},
         {"PROPFIND /c/", Answer(405), {ls, 1, "cannot list"}},
+        {"DELETE /c/file", Answer(204), {old, 1, "keeps no dates of creation"}},
     };
     for (const auto& [request, answer, row] : cases) {
         SCOPED_TRACE(request);
@@ -81,29 +108,20 @@ TEST_F(Faults, answersThatFailOrLie) {
         server.clearRequests();
         expect({row});
         EXPECT_TRUE(method != "LOCK" || answered("PUT") == (row.exitCode == 0 ? 1 : 0));
-        if (row.arguments != edit) {
-            nothingStays();
-            continue;
-        }
-        EXPECT_EQ(support::readFile(work / "file.mine"), "old mine");
-        nothingStays({"a", "b", "c", "file.mine"});
-        std::filesystem::remove(work / "file.mine");
+        if (row.arguments == edit) versionStays();
+        nothingStays();
     }
 }
 
 TEST_F(Faults, namesCannotCommandATerminalNorPassForOthers) {
-    const support::DavMember member{"x", "", "../../etc/passwd"};
-    const std::string listed = support::davResponse("/c/%1B%5B2J%0Ax", member);
-    server.on("PROPFIND", "/c/", Answer::xml(207, support::davMultistatus(listed)));
+    server.on("PROPFIND", "/c/", multistatus("/c/%1B%5B2J%0Ax", "../../etc/passwd"));
     expect({{{"ls", collection}, 0, "\x1B[2J\nx\n"}});
     support::RunningProcess shown(command({"ls", collection}), support::Streams::terminal);
     EXPECT_EQ(shown.wait()->output, "\\x1B[2J\\x0Ax\r\n");
 }
 
 TEST_F(Faults, whereNobodyAnswers) {
-    const std::string dead = "http://127.0.0.1:" + std::to_string(support::freePort()) + "/";
-    expect({{{"ls", dead}, 7, "no connection"},
-            {{"info", dead}, 7, "no connection"},
+    expect({{{"info", support::localUrl(support::freePort(), "")}, 7, "no connection"},
             {{"ls", "http://no.invalid/"}, 7, "no such host"}});
 }
 
@@ -145,7 +163,7 @@ TEST_F(Faults, aSlowFetchShowsItsProgressOnATerminalAlone) {
 TEST_F(Faults, signalsDuringRequests) {
     const std::string& c = collection;
     const Answer slowToken = Answer(200, std::string(50, ' '))
-                                 .with("Lock-Token", std::string("<") + support::davLockToken + ">")
+                                 .with("Lock-Token", "<" + TOKEN + ">")
                                  .slowly(5, std::chrono::milliseconds(50));
     server.on("GET", "/c/*", Answer(200, std::string(1'000'000, 'x')).stalledAfter(500'000))
         .on("PUT", "/c/*", Answer(201, "stored").stalledAfter(0))
@@ -154,7 +172,7 @@ TEST_F(Faults, signalsDuringRequests) {
         Arguments arguments;
         std::vector<int> signals;
         const char* method;
-        int answered;
+        long answered;
     };
     const Case rows[] = {
         {{"get", url}, {SIGINT, SIGTERM}, "GET", 1},
@@ -201,23 +219,19 @@ TEST_F(Faults, signalsEndTheEditorButNotTheVersion) {
         EXPECT_FALSE(program.wait(support::Duration{100}));
         endsBy(number, program);
         EXPECT_EQ(answered("PUT"), 0);
-        EXPECT_EQ(support::readFile(work / "file.mine"), "old mine");
-        nothingStays({".file.mine.swp", "a", "b", "c", "file.mine"});
-        for (const char* name : {".file.mine.swp", "file.mine"}) {
-            std::filesystem::remove(work / name);
-        }
+        versionStays(".file.mine.swp");
+        nothingStays();
     }
 }
 
 TEST_F(Faults, locksAreRenewedWhileAPersonTakesTheirTime) {
-    const std::string token = support::davLockToken;
     server.on("LOCK", "/c/*", [&](const support::Request& request) {
-        if (request.field("If") == "(<" + token + ">)") support::writeFile(home / "renewed", "");
+        if (request.field("If") == "(<" + TOKEN + ">)") writeFile(home / "renewed", "");
         return Answer::xml(200,
                            "<prop xmlns=\"DAV:\"><lockdiscovery><activelock><timeout>Second-2"
                            "</timeout><locktoken><href>" +
-                               token + "</href></locktoken></activelock></lockdiscovery></prop>")
-            .with("Lock-Token", "<" + token + ">");
+                               TOKEN + "</href></locktoken></activelock></lockdiscovery></prop>")
+            .with("Lock-Token", "<" + TOKEN + ">");
     });
     editWith("for i in $(seq 200); do [ -e ~/renewed ] && break; sleep 0.1; done; rm ~/renewed");
     expect(quillon({"edit", url}), 0, url + ": unchanged, nothing was stored\n");

@@ -20,6 +20,9 @@ namespace quillon::cli {
 
 using Arguments = std::vector<std::string>;
 using Names = std::set<std::string>;
+using support::Apache;
+using support::Authentication;
+using support::writeFile;
 
 // A command line and what comes of it: all of the output of a success, part of the errors else.
 struct Row {
@@ -66,17 +69,17 @@ protected:
     }
 
     // What the editor does: $1 is the file.
-    void editWith(const std::string& script) const { support::writeFile(home / "editor", script); }
+    void editWith(const std::string& script) const { writeFile(home / "editor", script); }
 
     // What the program leaves in the cache and in the working directory.
     Names cacheDirectories() const { return names(home / "cache/quillon"); }
     Names localFiles() const { return names(work.path()); }
 
-    static std::string content(const support::WebDavServer& server, const std::string& path) {
+    static std::string content(const Apache& server, const std::string& path) {
         return support::readFile(server.documentRoot() / path);
     }
     // With a date an hour ago, so that a change can be told by its date.
-    static void addOldMember(const support::WebDavServer& server, const std::string& path,
+    static void addOldMember(const Apache& server, const std::string& path,
                              const std::string& text) {
         server.addMember(path, text);
         const auto now = std::filesystem::file_time_type::clock::now();
@@ -84,8 +87,7 @@ protected:
     }
 
     // Of all that is in the server's root. header: more header lines.
-    static Arguments lockTokens(const support::WebDavServer& server,
-                                const std::string& header = {}) {
+    static Arguments lockTokens(const Apache& server, const std::string& header = {}) {
         const auto reply =
             support::ask(server.port(), "PROPFIND", "/", "Depth: 1\r\n" + header,
                          "<propfind xmlns=\"DAV:\"><prop><lockdiscovery/></prop></propfind>");
@@ -101,9 +103,8 @@ private:
     static Names names(const std::filesystem::path& folder) {
         Names found;
         std::error_code none;
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(folder, none)) {
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(folder, none))
             found.insert(entry.path().filename());
-        }
         return found;
     }
 };

@@ -2,21 +2,18 @@
 #include <thread>
 
 #include "tests/cli/program.hpp"
-#include "tests/support/certificates.hpp"
+#include "tests/support/certificate.hpp"
 
 namespace quillon::cli {
 namespace {
-
-using support::Apache;
-using support::Authentication;
 
 constexpr const char* PASSWORD = "geheim \xC3\xBC\" \\x: 100%";
 
 class Sites : public ProgramTest {
 protected:
     Sites() {
-        support::writeFile(work / "right", std::string(PASSWORD) + "\n");
-        support::writeFile(work / "wrong", "falsch\n");
+        writeFile(work / "right", std::string(PASSWORD) + "\n");
+        writeFile(work / "wrong", "falsch\n");
         std::filesystem::create_directories(config);
     }
     static Arguments login(const std::string& url, const std::string& name = "work",
@@ -28,7 +25,7 @@ protected:
     }
     std::string configText() const { return support::readFile(configFile); }
     void writeConfig(std::string_view text, mode_t mode = 0600) const {
-        support::writeFile(configFile, text);
+        writeFile(configFile, text);
         chmod(configFile.c_str(), mode);
     }
 
@@ -76,9 +73,9 @@ TEST_F(Sites, credentialsComeFromEachPlace) {
             {{"ls", "-u", "bob", "--password-file", "right", url}, 4, "refused"},
             {{"ls", "-u", "ann", url}, 2, "password of ann is missing"},
             {{"ls", "-u", "ann", "--password-file", "none", url}, 8, "password file none"}});
-    support::writeFile(home / "netrc",
-                       "machine 127.0.0.1 login ann password "
-                       "\"geheim \xC3\xBC\\\" \\\\x: 100%\"\n");
+    writeFile(home / "netrc",
+              "machine 127.0.0.1 login ann password "
+              "\"geheim \xC3\xBC\\\" \\\\x: 100%\"\n");
     expect({{{"ls", url}, 0, ""},
             {{"ls", "-u", "ann", url}, 0, ""},
             {{"-u", "ann", "--password-file", "wrong", "ls", url}, 4, "refused"}});
@@ -114,7 +111,7 @@ TEST_F(Sites, aPasswordIsAskedForWithoutEchoOnceTheServerWantsOne) {
 }
 
 TEST_F(Sites, whatTheServerRefusesIsNotStored) {
-    support::writeFile(work / "tagged", "{cfg}secret");
+    writeFile(work / "tagged", "{cfg}secret");
     expect({{login(url, "work", "wrong"), 4, "Nothing was stored"},
             {{"login", "work", url, "-u", "ann"}, 2, "no terminal"},
             {{"login", "work", url}, 4, "Nothing was stored"},
@@ -161,7 +158,7 @@ TEST_F(Sites, whatOthersCanUseOrHaveAlteredIsNotUsed) {
         expect({{{"ls", "work:"}, 8, "Store it anew with \"quillon login\""}});
     }
     writeConfig(good);
-    support::writeFile(keyFile, std::string(32, 'k'));
+    writeFile(keyFile, std::string(32, 'k'));
     expect({{{"ls", "work:"}, 8, "altered, or was stored with another key"}});
     std::filesystem::remove(keyFile);
     expect({{{"ls", "work:"}, 8, "key of your stored passwords is missing"},
@@ -173,8 +170,8 @@ TEST_F(Sites, whatOthersCanUseOrHaveAlteredIsNotUsed) {
 
 TEST_F(Sites, ownTextSurvivesALoginAndALogout) {
     const Arguments login{"login", "work", open.url()};
-    const std::string own = "# mine\n[sites.home] # here\nurl = 'https://h/'\nx = [1] # y\n";
-    support::writeFile(home / "dotfile", own);
+    const std::string own = "# mine\n[sites.home] # here\nurl = 'https://h/'\n";
+    writeFile(home / "dotfile", own);
     std::filesystem::create_symlink(home / "dotfile", configFile);
     expect({{login, 0, "work: is " + open.url() + "\n"}});
     EXPECT_EQ(configText(), own + "\n[sites.work]\nurl = \"" + open.url() + "\"\n");
@@ -205,8 +202,8 @@ TEST_F(Sites, aSiteHasItsOwnAuthorityAndProxy) {
     const Apache secure({.tls = true});
     secure.addMember("file", "content");
     open.addMember("file", "more");
-    std::filesystem::copy(support::certificates().authority, work / "ca.pem");
-    std::filesystem::copy(support::certificates().authority, config / "own.pem");
+    std::filesystem::copy(support::certificate().file, work / "ca.pem");
+    std::filesystem::copy(support::certificate().file, config / "own.pem");
     const Row login{{"login", "work", "--ca-file", "ca.pem", secure.url()},
                     0,
                     "work: is " + secure.url() + "\n"};

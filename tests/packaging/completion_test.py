@@ -2,6 +2,7 @@
 """Types command lines into a real shell, presses Tab, and compares the words that the program then
 gets: completion_test.py SHELL QUILLON TESTSERVER COMPLETIONS_DIR"""
 import os
+import pathlib
 import pty
 import re
 import select
@@ -81,50 +82,44 @@ class Shell:
 
 
 def make(path, content=""):
-    os.makedirs(os.path.dirname(path), mode=0o755, exist_ok=True)
-    with open(path, "w") as file:
-        file.write(content)
-
-
-def failures(shell, texts):
-    for row in ROWS.strip().format(**texts).split("\n"):
-        typed, expected = re.split(" +-> ", row)
-        words = shell.words_of(typed)
-        if words != shlex.split(expected):
-            yield f"{typed}: {words} instead of {expected}"
+    path.parent.mkdir(parents=True, exist_ok=True)
+    path.write_text(content)
 
 
 def main(name, quillon, testserver, scripts):
     if not shutil.which(name):
         print(f"{name} is not installed")
         return 77
-    with tempfile.TemporaryDirectory() as work:
-        os.chmod(work, 0o755)
-        home = f"{work}/home"
+    with tempfile.TemporaryDirectory() as folder:
+        os.chmod(folder, 0o755)
+        work, home = pathlib.Path(folder), pathlib.Path(folder, "home")
         for file in FILES:
-            make(f"{work}/{file}")
+            make(work / file)
         # Stands in for the program, but for what its words may become.
-        make(f"{home}/bin/quillon", '#!/bin/sh\n[ "$1" = __complete ] && '
+        make(home / "bin/quillon", '#!/bin/sh\n[ "$1" = __complete ] && '
              f'exec {quillon} "$@"\nprintf "<<<"; printf "%s\\n" "$@"; printf ">>>\\n"\n')
-        os.chmod(f"{home}/bin/quillon", 0o755)
-        servers = [subprocess.Popen([testserver, "apache", "--directory", *options],
-                                    stdout=subprocess.PIPE, text=True)
+        (home / "bin/quillon").chmod(0o755)
+        servers = [subprocess.Popen([testserver, "--directory", *options], text=True,
+                                    stdout=subprocess.PIPE)
                    for options in ([f"{work}/public"], [f"{work}/private", "--auth", "basic"])]
         try:
             (url, *_), (private, user, password) = (
                 server.stdout.readline().rstrip("\n").split(" ", 2) for server in servers)
-            make(f"{home}/password", password + "\n")
+            make(home / "password", password + "\n")
             login = ["-u", user, "--password-file", "password"]
             subprocess.run([quillon, "login", "work", private, *login], cwd=home, check=True,
                            env={"HOME": home}, stdout=sys.stderr)
-            failed = list(failures(Shell(name, scripts, home), {
-                "url": url, "private": private, "login": " ".join(login)}))
+            rows = ROWS.format(url=url, private=private, login=" ".join(login))
+            shell = Shell(name, scripts, str(home))
+            failed = 0
+            for typed, expected in re.findall("(.*?) +-> (.*)", rows):
+                if (words := shell.words_of(typed)) != shlex.split(expected):
+                    print(f"{typed}: {words} instead of {expected}")
+                    failed = 1
+            return failed
         finally:
             for server in servers:
                 server.terminate()
-    for failure in failed:
-        print(failure)
-    return len(failed) > 0
 
 
 sys.exit(main(*sys.argv[1:]))

@@ -64,7 +64,7 @@ cmake --build "$work/cpp" >/dev/null
     -o "$work/fetch"
 
 mkfifo "$work/server"
-"$build/bin/testserver" apache --auth basic --directory "$members" >"$work/server" &
+"$build/bin/testserver" --auth basic --directory "$members" >"$work/server" &
 server_pid=$!
 exec 3<"$work/server"  # stays open: the server may have more to say
 IFS=' ' read -r url user password <&3

@@ -1,21 +1,31 @@
 #include "tests/support/apache.hpp"
 
-#include <algorithm>
-#include <sstream>
+#include <gtest/gtest.h>
+#include <unistd.h>
 
-#include "tests/support/certificates.hpp"
+#include <algorithm>
+#include <boost/algorithm/string/replace.hpp>
+#include <csignal>
+#include <cstdio>
+#include <iterator>
+#include <sstream>
+#include <stdexcept>
+
+#include "tests/support/certificate.hpp"
 #include "tests/support/files.hpp"
 #include "tests/support/http_probe.hpp"
 
 namespace support {
 namespace {
 
+constexpr int portsToTry = 5;
+
 constexpr auto modules = {"mpm_event",  "authn_core",   "authn_file", "authz_core",    "authz_user",
                           "auth_basic", "auth_digest",  "mime",       "dir",           "autoindex",
                           "headers",    "allowmethods", "status",     "socache_shmcb", "ssl",
                           "dav",        "dav_fs"};
 
-// The spare port only tells what is in work. Locks must not be taken at the same time: where
+// The status port only tells what is in work. Locks must not be taken at the same time: where
 // apr-util keeps DavLockDB in a Berkeley DB, as in Debian, nothing keeps its writers apart, and it
 // is soon corrupt.
 constexpr auto general = R"(
@@ -23,10 +33,10 @@ ServerRoot "{home}"
 PidFile "{home}/pid"
 DefaultRuntimeDir "{home}"
 Mutex "file:{home}"
-?User {user}
-?Group {user}
+User www-data
+Group www-data
 Listen 127.0.0.1:{port}
-Listen 127.0.0.1:{spare}
+Listen 127.0.0.1:{statusPort}
 ServerName 127.0.0.1
 ServerLimit 1
 StartServers 1
@@ -38,21 +48,21 @@ KeepAlive On
 KeepAliveTimeout 60
 MaxKeepAliveRequests 0
 LogLevel notice
-ErrorLog "{log}"
+ErrorLog "{home}/log"
 TypesConfig /dev/null
 AddType text/plain .txt
 AddType text/csv .csv
 ExtendedStatus On
 DavLockDB "{home}/state/locks"
-<VirtualHost 127.0.0.1:{spare}>
+<VirtualHost 127.0.0.1:{statusPort}>
 <Location />
 SetHandler server-status
 </Location>
 </VirtualHost>
 <VirtualHost 127.0.0.1:{port}>
 DocumentRoot "{root}"
-LogFormat "%r %>s %k" request
-CustomLog "{home}/access" request
+CustomLog "{home}/transcript" "%m %U %>s"
+CustomLog "{home}/nth" "%k"
 <Directory "{root}">
 Dav On
 Options Indexes FollowSymLinks
@@ -79,8 +89,8 @@ std::string configuration(const ApacheOptions& options) {
     const bool open = options.authentication == Authentication::none;
     out << (open ? "Require all granted" : "Require valid-user") << "\n</Directory>\n";
     if (options.tls)
-        out << "SSLEngine on\nSSLCertificateFile " << certificates().server
-            << "\nSSLCertificateKeyFile " << certificates().serverKey << "\n";
+        out << "SSLEngine on\nSSLCertificateFile " << certificate().file
+            << "\nSSLCertificateKeyFile " << certificate().key << "\n";
     if (options.withoutLocks) out << withoutLocksLines;
     out << "</VirtualHost>\n";
     return out.str();
@@ -98,48 +108,95 @@ std::string users(const ApacheOptions& options) {
     return user + ":{SHA}" + shell("openssl dgst -sha1 -binary | openssl base64", password);
 }
 
+// Started by root, the server becomes another user, who must be able to change what is in it.
+void handOver(const std::filesystem::path& folder) {
+    if (geteuid() == 0) std::filesystem::permissions(folder, std::filesystem::perms::all);
+}
+
 }  // namespace
 
-Apache::Apache(ApacheOptions options)
-    : WebDavServer({.name = "Apache",
-                    .arguments = {"/usr/sbin/apache2", "-f", "{home}/conf", "-DFOREGROUND"},
-                    .ready = "resuming normal operations",
-                    .files = {{"conf", configuration(options)}, {"users", users(options)}},
-                    .scheme = options.tls ? "https" : "http"},
-                   options.documentRoot),
-      options_(std::move(options)) {}
+Apache::Apache(ApacheOptions options) : options_(std::move(options)) {
+    std::filesystem::path& root = options_.documentRoot;
+    root = root.empty() ? home_ / "members" : std::filesystem::absolute(root);
+    for (const auto& folder : {home_ / "state", root}) {
+        std::filesystem::create_directory(folder);
+        handOver(folder);
+    }
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(root))
+        if (entry.is_directory()) handOver(entry);
+    writeFile(home_ / "users", users(options_));
+    start();
+}
 
-std::vector<LoggedRequest> Apache::accessLog() const {
+void Apache::start() {
+    for (int attempt = 1;; ++attempt) {
+        port_ = freePort();
+        statusPort_ = freePort();
+        std::string text = configuration(options_);
+        boost::replace_all(text, "{home}", home_.path().string());
+        boost::replace_all(text, "{root}", documentRoot().string());
+        boost::replace_all(text, "{port}", std::to_string(port_));
+        boost::replace_all(text, "{statusPort}", std::to_string(statusPort_));
+        writeFile(home_ / "conf", text);
+        process_ = std::make_unique<RunningProcess>(
+            Command{{"/usr/sbin/apache2", "-f", home_ / "conf", "-DFOREGROUND"}});
+        const auto isReady = [&] { return log().find("resuming normal") != std::string::npos; };
+        eventually([&] { return isReady() || !process_->running(); });
+        if (isReady()) return;
+        const std::string complaint = log() + process_->errors();
+        if (attempt == portsToTry || complaint.find("already in use") == std::string::npos)
+            throw std::runtime_error("Apache does not start: " + complaint);
+    }
+}
+
+Apache::~Apache() {
+    process_->signal(SIGTERM);
+    process_->wait(std::chrono::seconds(3));  // a connection still busy is then cut by force
+    if (testing::UnitTest::GetInstance()->Failed())
+        std::fprintf(stderr, "---- log of Apache ----\n%s----\n", log().c_str());
+}
+
+std::string Apache::url(std::string_view path) const {
+    return localUrl(port_, path, options_.tls ? "https" : "http");
+}
+
+void Apache::addMember(std::string_view path, std::string_view content) const {
+    writeFile(documentRoot() / path, content);
+}
+
+void Apache::addCollection(std::string_view path) const {
+    std::filesystem::create_directory(documentRoot() / path);
+    handOver(documentRoot() / path);
+}
+
+std::string Apache::log() const {
+    return std::filesystem::exists(home_ / "log") ? readFile(home_ / "log") : "";
+}
+
+void Apache::waitUntilIdle() const {
     const auto idle = [this] {  // but for the one worker that says so
-        const auto reply = ask(spare(), "GET", "/?auto");
+        const auto reply = ask(statusPort_, "GET", "/?auto");
         return reply && reply->body.find("BusyWorkers: 1\n") != std::string::npos &&
                reply->body.find("ConnsAsyncWriting: 0\n") != std::string::npos;
     };
     eventually(idle, std::chrono::seconds(2));
-    std::vector<LoggedRequest> requests;
-    std::istringstream in(readFile(home("access")));
-    std::string method, target, protocol;
-    int status = 0, nth = 0;
-    while (in >> method >> target >> protocol >> status >> nth)
-        requests.push_back({method, target, status, nth});
-    return requests;
 }
 
 std::string Apache::transcript() const {
-    std::string text;
-    for (const LoggedRequest& request : accessLog())
-        text += request.method + " " + request.target + " " + std::to_string(request.status) + "\n";
-    return text;
+    waitUntilIdle();
+    return readFile(home_ / "transcript");
 }
 
 int Apache::connections() const {
-    return static_cast<int>(std::ranges::count(accessLog(), 0, &LoggedRequest::nthOfConnection));
+    waitUntilIdle();
+    std::istringstream nths(readFile(home_ / "nth"));  // of its connection, each: 0 is the first
+    return static_cast<int>(std::count(std::istream_iterator<int>(nths), {}, 0));
 }
 
 // The server appends: an emptied file goes on from its start.
-void Apache::clearAccessLog() const {
-    accessLog();
-    writeFile(home("access"), "");
+void Apache::clearTranscript() const {
+    waitUntilIdle();
+    for (const char* name : {"transcript", "nth"}) writeFile(home_ / name, "");
 }
 
 }  // namespace support

@@ -1,11 +1,15 @@
-// A private Apache with mod_dav.
+// A private Apache with mod_dav on a free port of 127.0.0.1, with configuration, logs and members
+// in a temporary folder. Its log is printed at the end when a test of the program failed.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <string>
-#include <vector>
+#include <string_view>
 
-#include "tests/support/web_dav_server.hpp"
+#include "tests/support/process.hpp"
+#include "tests/support/temporary_directory.hpp"
 
 namespace support {
 
@@ -19,33 +23,43 @@ struct Account {
 struct ApacheOptions {
     Authentication authentication = Authentication::none;
     Account account{};
-    bool tls = false;                      // with certificates() of certificates.hpp
+    bool tls = false;                      // with certificate() of certificate.hpp
     bool withoutLocks = false;             // DAV class 1: no LOCK in Allow, 405 for it
     std::filesystem::path documentRoot{};  // empty: one of its own
 };
 
-struct LoggedRequest {
-    std::string method;
-    std::string target;  // as sent
-    int status;
-    int nthOfConnection;  // 0: the first request over its connection
-};
-
-class Apache : public WebDavServer {
+class Apache {
 public:
-    explicit Apache(ApacheOptions options = {});
+    explicit Apache(ApacheOptions options = {});  // throws with the log when it does not start
+    ~Apache();
+    Apache(const Apache&) = delete;
+    Apache& operator=(const Apache&) = delete;
 
     const Account& account() const { return options_.account; }
+    uint16_t port() const { return port_; }
+    std::string url(std::string_view path = {}) const;  // as of localUrl()
 
-    // All requests that were answered so far, in the order in which their answers ended; waits
-    // until no request is in work.
-    std::vector<LoggedRequest> accessLog() const;
-    std::string transcript() const;  // of it: lines "METHOD target status"
-    int connections() const;         // that carried at least one request
-    void clearAccessLog() const;
+    // Where the members are. A folder made here directly is not the server's own when root runs the
+    // tests, so that it may refuse to change it: use addCollection().
+    const std::filesystem::path& documentRoot() const { return options_.documentRoot; }
+    void addMember(std::string_view path, std::string_view content) const;
+    void addCollection(std::string_view path) const;
+
+    void waitUntilIdle() const;  // no request is in work
+
+    // Of the requests that were answered, in the order in which their answers ended.
+    std::string transcript() const;  // lines "METHOD path status"
+    int connections() const;         // that carried at least one of them
+    void clearTranscript() const;
 
 private:
+    void start();
+    std::string log() const;
+
     ApacheOptions options_;
+    TemporaryDirectory home_;
+    uint16_t port_ = 0, statusPort_ = 0;
+    std::unique_ptr<RunningProcess> process_;
 };
 
 }  // namespace support

@@ -71,11 +71,10 @@ std::string FaultProxy::url(std::string_view path) const {
     return localUrl(proxy_->port(), path);
 }
 
-void FaultProxy::failAt(int nth, ProxyFault fault) {
+void FaultProxy::failAt(size_t nth, ProxyFault fault) {
     const std::lock_guard lock(mutex_);
-    untilFault_ = nth;
+    nth_ = nth;
     fault_ = fault;
-    failed_ = false;
     requests_.clear();
 }
 
@@ -84,17 +83,10 @@ std::vector<std::string> FaultProxy::requests() const {
     return requests_;
 }
 
-bool FaultProxy::failed() const {
-    const std::lock_guard lock(mutex_);
-    return failed_;
-}
-
 ProxyFault FaultProxy::begin(std::string request) {
     const std::lock_guard lock(mutex_);
     requests_.push_back(std::move(request));
-    if (untilFault_ == 0 || --untilFault_ > 0) return ProxyFault::none;
-    failed_ = fault_ != ProxyFault::none;
-    return fault_;
+    return requests_.size() == nth_ ? fault_ : ProxyFault::none;
 }
 
 }  // namespace support

@@ -30,12 +30,11 @@ public:
 
     std::string url(std::string_view path) const;
 
-    // The nth request from now on (1: the next) over whatever connection. One fault at a time.
-    void failAt(int nth, ProxyFault fault);
+    // The nth request from now on (1: the next) over whatever connection.
+    void failAt(size_t nth, ProxyFault fault);
 
     // Since the last failAt(): "METHOD target" of each request.
     std::vector<std::string> requests() const;
-    bool failed() const;  // the fault has happened
 
 private:
     class Relay;  // of one connection
@@ -44,9 +43,8 @@ private:
 
     uint16_t serverPort_;
     mutable std::mutex mutex_;
-    int untilFault_ = 0;  // requests, the faulty one included; 0: none is wanted any more
+    size_t nth_ = 0;
     ProxyFault fault_ = ProxyFault::none;
-    bool failed_ = false;
     std::vector<std::string> requests_;
     std::unique_ptr<ConnectionServer> proxy_;
 };

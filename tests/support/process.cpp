@@ -8,7 +8,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <stdexcept>
@@ -19,75 +18,62 @@ namespace support {
 namespace {
 
 // The result of a system call that must succeed, with -1 and errno for a failure.
-int checked(int result, const char* what) {
+int checked(ssize_t result, const char* what) {
     if (result < 0) throw std::system_error(errno, std::generic_category(), what);
-    return result;
+    return static_cast<int>(result);
 }
 
-std::vector<std::string> environmentOf(const Command& command) {
-    std::vector<std::string> all;
-    for (const auto& [name, value] : command.environment) all.push_back(name + "=" + value);
-    for (char** entry = environ; *entry; ++entry) {
-        const std::string text = *entry;
-        if (!command.environment.contains(text.substr(0, text.find('=')))) all.push_back(text);
-    }
-    return all;
-}
-
-std::vector<char*> pointers(std::vector<std::string>& texts) {
-    std::vector<char*> result;
-    for (std::string& text : texts) result.push_back(text.data());
-    result.push_back(nullptr);
-    return result;
+// As env(1) starts it. Tests that a shell runs in its background ignore SIGINT, and would hand that
+// on, but for --default-signal.
+std::vector<std::string> wordsOf(const Command& command) {
+    std::vector<std::string> words{"env", "--default-signal"};
+    if (!command.directory.empty()) words.push_back("--chdir=" + command.directory.string());
+    for (const auto& [name, value] : command.environment) words.push_back(name + "=" + value);
+    words.insert(words.end(), command.arguments.begin(), command.arguments.end());
+    return words;
 }
 
 // In the child, after fork: nothing that allocates, since other threads may hold the heap's lock.
-[[noreturn]] void execute(char* const* words, char* const* environment, const char* directory) {
+[[noreturn]] void execute(char* const* words) {
     prctl(PR_SET_PDEATHSIG, SIGTERM);
-    sigset_t none;
-    sigemptyset(&none);
+    const sigset_t none{};
     sigprocmask(SIG_SETMASK, &none, nullptr);
-    // Tests that a shell runs in its background ignore SIGINT, and would hand that on.
-    for (const int number : {SIGINT, SIGQUIT, SIGHUP}) signal(number, SIG_DFL);
     close_range(3, ~0U, 0);  // a connection that the parent closes must end
-    if (chdir(directory) == 0) execvpe(words[0], words, environment);
-    dprintf(2, "cannot run %s\n", words[0]);
+    execvp(words[0], words);
     _exit(127);
 }
 
 int inputPipe(const std::string& input) {
     int ends[2];
     checked(pipe2(ends, O_CLOEXEC), "pipe");
-    const auto size = static_cast<int>(input.size());
-    if (size > 0) checked(fcntl(ends[1], F_SETPIPE_SZ, size), "a pipe for so much");
-    checked(static_cast<int>(write(ends[1], input.data(), input.size())), "write");
+    checked(fcntl(ends[1], F_SETPIPE_SZ, 1 << 20), "the size of a pipe");
+    checked(write(ends[1], input.data(), input.size()), "write");
     close(ends[1]);
     return ends[0];
 }
 
-// Appends what is there behind `into`: of a file, or of a terminal, which tells nothing twice.
-void takeIn(int fd, bool isFile, std::string& into) {
-    std::array<char, 65536> piece;
-    ssize_t count;
-    do {
-        const auto behind = static_cast<off_t>(into.size());
-        count = isFile ? pread(fd, piece.data(), piece.size(), behind)
-                       : read(fd, piece.data(), piece.size());
-        if (count > 0) into.append(piece.data(), static_cast<size_t>(count));
-    } while (count > 0);
+// Appends what is there behind `into`. A terminal has no places, and tells nothing twice.
+void takeIn(int fd, std::string& into) {
+    static thread_local char piece[65536];
+    for (ssize_t count = 1; count > 0;) {
+        count = pread(fd, piece, sizeof piece, static_cast<off_t>(into.size()));
+        if (count < 0 && errno == ESPIPE) count = read(fd, piece, sizeof piece);
+        if (count > 0) into.append(piece, static_cast<size_t>(count));
+    }
 }
 
 }  // namespace
 
 RunningProcess::RunningProcess(const Command& command, Streams streams) {
-    auto words = command.arguments, environment = environmentOf(command);
-    const auto argv = pointers(words), envp = pointers(environment);
-    const std::string directory = command.directory.empty() ? "." : command.directory.string();
+    std::vector<std::string> words = wordsOf(command);
+    std::vector<char*> pointers;
+    for (std::string& word : words) pointers.push_back(word.data());
+    pointers.push_back(nullptr);
     if (streams == Streams::terminal) {
         const winsize size{24, 80, 0, 0};
-        pid_ = checked(forkpty(&terminal_, nullptr, nullptr, &size), "forkpty");
-        if (pid_ == 0) execute(argv.data(), envp.data(), directory.c_str());
-        fcntl(terminal_, F_SETFL, O_NONBLOCK);
+        pid_ = checked(forkpty(&out_, nullptr, nullptr, &size), "forkpty");
+        if (pid_ == 0) execute(pointers.data());
+        fcntl(out_, F_SETFL, O_NONBLOCK);
         send(command.input);
         return;
     }
@@ -101,7 +87,7 @@ RunningProcess::RunningProcess(const Command& command, Streams streams) {
         dup2(in, 0);
         dup2(out_, 1);
         dup2(err_, 2);
-        execute(argv.data(), envp.data(), directory.c_str());
+        execute(pointers.data());
     }
     close(in);
 }
@@ -109,7 +95,8 @@ RunningProcess::RunningProcess(const Command& command, Streams streams) {
 RunningProcess::~RunningProcess() {
     kill(-pid_, SIGKILL);
     if (!reaped_) waitpid(pid_, nullptr, 0);
-    for (const int fd : {terminal_, out_, err_}) close(fd);
+    close(out_);
+    close(err_);
 }
 
 bool RunningProcess::running() {
@@ -117,17 +104,11 @@ bool RunningProcess::running() {
     int status = 0;
     rusage used{};
     reaped_ = checked(wait4(pid_, &status, WNOHANG, &used), "wait4") == pid_;
-    if (terminal_ >= 0) {
-        takeIn(terminal_, false, outcome_.output);
-    } else {
-        takeIn(out_, true, outcome_.output);
-        takeIn(err_, true, outcome_.errors);
-    }
-    if (!reaped_) return true;
-    if (WIFEXITED(status)) outcome_.exitCode = WEXITSTATUS(status);
-    if (WIFSIGNALED(status)) outcome_.signal = WTERMSIG(status);
+    takeIn(out_, outcome_.output);
+    takeIn(err_, outcome_.errors);
+    if (reaped_ && WIFEXITED(status)) outcome_.exitCode = WEXITSTATUS(status);
     outcome_.peakKiB = used.ru_maxrss;
-    return false;
+    return !reaped_;
 }
 
 void RunningProcess::signal(int number) const {
@@ -135,18 +116,16 @@ void RunningProcess::signal(int number) const {
 }
 
 void RunningProcess::send(std::string_view text) const {
-    checked(static_cast<int>(write(terminal_, text.data(), text.size())), "the terminal");
+    checked(write(out_, text.data(), text.size()), "the terminal");
 }
 
-bool RunningProcess::expect(std::string_view text, Duration deadline) {
+bool RunningProcess::expect(std::string_view text) {
     size_t at = std::string::npos;
-    eventually(
-        [&] {
-            const bool ended = !running();
-            at = outcome_.output.find(text, found_);
-            return ended || at != std::string::npos;
-        },
-        deadline);
+    eventually([&] {
+        const bool ended = !running();
+        at = outcome_.output.find(text, found_);
+        return ended || at != std::string::npos;
+    });
     if (at != std::string::npos) found_ = at + text.size();
     return at != std::string::npos;
 }
@@ -164,9 +143,9 @@ bool eventually(const std::function<bool()>& condition, Duration deadline) {
     return true;
 }
 
-Outcome run(const Command& command, Duration deadline) {
+Outcome run(const Command& command) {
     RunningProcess process(command);
-    if (auto outcome = process.wait(deadline)) return *outcome;
+    if (auto outcome = process.wait()) return *outcome;
     throw std::runtime_error(command.arguments[0] +
                              " does not end; it printed: " + process.output() + process.errors());
 }

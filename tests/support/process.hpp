@@ -29,7 +29,6 @@ struct Command {
 
 struct Outcome {
     int exitCode = -1;  // -1: ended by a signal
-    int signal = 0;     // 0: it exited
     std::string output;
     std::string errors;
     long peakKiB = 0;  // resident memory, of the process and the children it reaped
@@ -54,7 +53,7 @@ public:
     void send(std::string_view text) const;  // types it in the terminal
 
     // Waits for text in the output behind the last text found. False: it ended, or time is out.
-    bool expect(std::string_view text, Duration deadline = patience);
+    bool expect(std::string_view text);
 
     // Nothing when time is out.
     std::optional<Outcome> wait(Duration deadline = patience);
@@ -64,7 +63,7 @@ public:
 
 private:
     pid_t pid_ = -1;
-    int terminal_ = -1, out_ = -1, err_ = -1;
+    int out_ = -1, err_ = -1;  // out_: or the terminal
     bool reaped_ = false;
     size_t found_ = 0;
     Outcome outcome_;
@@ -73,8 +72,8 @@ private:
 // Looks often, until the condition holds or the deadline passes.
 bool eventually(const std::function<bool()>& condition, Duration deadline = patience);
 
-// Runs to the end. Throws with what was printed when the deadline passes.
-Outcome run(const Command& command, Duration deadline = patience);
+// Runs to the end. Throws with what was printed when that takes too long.
+Outcome run(const Command& command);
 
 // The same for steps that must succeed: the output; throws when the exit code is not 0.
 std::string runChecked(const Command& command);

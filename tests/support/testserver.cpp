@@ -1,86 +1,49 @@
-// A server for shell scripts: prints "URL user password" in one line, then runs until SIGTERM,
-// SIGINT, or the end of a pipe or terminal on standard input.
-#include <poll.h>
-#include <sys/signalfd.h>
-#include <sys/stat.h>
-#include <unistd.h>
+// A private Apache for shell scripts: prints "URL user password" in one line, then runs until
+// SIGTERM, SIGINT, or the end of the process that started it.
+#include <sys/prctl.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 
 #include "tests/support/apache.hpp"
-#include "tests/support/certificates.hpp"
+#include "tests/support/certificate.hpp"
 
 namespace support {
 namespace {
 
-int blockedSignals() {
-    sigset_t ends;
-    sigemptyset(&ends);
+void serve(const ApacheOptions& options) {
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    sigset_t ends{};
     sigaddset(&ends, SIGTERM);
     sigaddset(&ends, SIGINT);
     sigprocmask(SIG_BLOCK, &ends, nullptr);
-    return signalfd(-1, &ends, SFD_CLOEXEC);
+    const Apache server(options);
+    std::string line = server.url();
+    if (options.authentication != Authentication::none)
+        line.append(" ").append(options.account.user).append(" ").append(options.account.password);
+    if (options.tls) line.append("\n").append(certificate().file.string());
+    std::puts(line.c_str());
+    std::fflush(stdout);
+    int number = 0;
+    sigwait(&ends, &number);
+    const std::string requests = server.transcript();
+    std::printf("%zd requests over %d connections\n",
+                std::count(requests.begin(), requests.end(), '\n'), server.connections());
 }
-
-// A script's background job has /dev/null as standard input, whose end means nothing.
-bool inputCounts() {
-    struct stat status {};
-    return isatty(0) || (fstat(0, &status) == 0 && S_ISFIFO(status.st_mode));
-}
-
-struct TestServer {
-    void serve(const std::string& line) const {
-        std::puts(line.c_str());
-        std::fflush(stdout);
-        pollfd ready[] = {{signals, POLLIN, 0}, {inputCounts() ? 0 : -1, POLLIN, 0}};
-        for (char sink[256]; poll(ready, 2, -1) >= 0 && !ready[0].revents;)
-            if (ready[1].revents && read(0, sink, sizeof sink) <= 0) return;
-    }
-
-    void serveApache() const {
-        const Apache server(options);
-        const auto& [user, password] = server.account();
-        std::string line = server.url();
-        if (options.authentication != Authentication::none)
-            line.append(" ").append(user).append(" ").append(password);
-        if (options.tls) line.append("\n").append(certificates().authority.string());
-        serve(line);
-        std::printf("%zu requests over %d connections\n", server.accessLog().size(),
-                    server.connections());
-    }
-
-    template <class Server>
-    void serveOther() const {
-        const Server server(options.documentRoot);
-        serve(server.url());
-    }
-
-    ApacheOptions options{};
-    int signals = blockedSignals();
-};
 
 int runServer(int count, char** words) {
-    TestServer test;
-    CLI::App app("Servers on 127.0.0.1");
-    app.require_subcommand(1)->fallthrough();
-    app.add_option("--directory", test.options.documentRoot, "of the members");
-    const auto kind = [&](const char* name, const char* about, void (TestServer::*run)() const) {
-        return app.add_subcommand(name, about)->final_callback([&test, run] { (test.*run)(); });
-    };
-    auto* apache =
-        kind("apache", "at its end tells its requests and connections", &TestServer::serveApache);
+    CLI::App app("A private Apache on 127.0.0.1; at its end it tells its requests and connections");
+    ApacheOptions options;
+    app.add_option("--directory", options.documentRoot, "of the members");
     const std::map<std::string, Authentication> schemes{{"basic", Authentication::basic},
                                                         {"digest", Authentication::digest}};
-    apache->add_option("--auth", test.options.authentication)
-        ->transform(CLI::CheckedTransformer(schemes));
-    apache->add_flag("--tls", test.options.tls, "a second line names the authority's certificate");
-    apache->add_flag("--without-locks", test.options.withoutLocks);
-    kind("lighttpd", "mod_webdav", &TestServer::serveOther<Lighttpd>);
-    kind("nginx", "dav and dav-ext", &TestServer::serveOther<Nginx>);
-    kind("rclone", "serve webdav", &TestServer::serveOther<Rclone>);
+    app.add_option("--auth", options.authentication)->transform(CLI::CheckedTransformer(schemes));
+    app.add_flag("--tls", options.tls, "a second line names the certificate to trust");
+    app.add_flag("--without-locks", options.withoutLocks);
     CLI11_PARSE(app, count, words);
+    serve(options);
     return 0;
 }
 
