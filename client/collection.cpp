@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "client/state.hpp"
+#include "platform/system_failure.hpp"
 #include "platform/transcoder.hpp"
 
 namespace quillon {
@@ -25,6 +26,15 @@ Parms parmsFor(const std::string& url, const Login& login) {
     return parms;
 }
 
+// The person's own cache directory is one they can move.
+Error withCacheHint(Error error, const OpenOptions& options) {
+    const bool own = options.cache && options.cacheParent.empty();
+    if (own && vxhost::isFileFailure(static_cast<vx::Status>(error.code))) {
+        error.sentences.emplace_back("XDG_CACHE_HOME can name another place for the local cache.");
+    }
+    return error;
+}
+
 using Operation = vx::Status (*)(vx::ExtensionHandle*, vx::CollectionOpParms*, vx::Journal*);
 
 Result<void> runOperation(const Extension& extension, Operation operation,
@@ -44,7 +54,7 @@ Result<Collection> Collection::open(const Extension& extension, const Address& a
     parms.options = vx::LIST_COLLECTIONS_OPTION | (options.cache ? 0 : vx::NO_CACHE);
     state->handle = state->operations().quillonCollectionHandleAcquire(
         extension.state()->handle(), &parms, begin(state->journal));
-    if (state->handle == nullptr) return failure(parms.rc, state->journal);
+    if (state->handle == nullptr) return withCacheHint(failure(parms.rc, state->journal), options);
     return Collection(std::move(state));
 }
 

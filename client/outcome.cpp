@@ -1,5 +1,7 @@
 #include "client/outcome.hpp"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -22,6 +24,13 @@ bool isSummary(Status status) {
            status == vx::QUILLON_UNEXPECTED_STATUS || status == vx::QUILLON_LOCK_FAILED;
 }
 
+// What is beneath a summary; where no request failed, an answer that was complained of.
+Status causeOf(Status status, const Heard& last, const vxhost::UserJournal& journal) {
+    if (isSummary(status) && last.failure != vx::VX_SUCCESS) return last.failure;
+    const bool complained = last.refusal == 0 && !journal.sentences().empty();
+    return status == vx::QUILLON_REQUEST_FAILED && complained ? vx::QUILLON_BAD_RESPONSE : status;
+}
+
 // The status whose text fits the answer better than that of a summary; 0: none does.
 Status namesakeOf(int httpStatus) {
     switch (httpStatus) {
@@ -42,23 +51,33 @@ std::string explanation(Status cause, int refusal) {
     return namesake != vx::VX_SUCCESS ? vxhost::statusText(namesake) : answerText(refusal);
 }
 
-// "GET method failed. Status = -1": what the request itself wrote before says more.
-bool tellsBareStatus(const std::string& text) {
-    return text.find("Status = ") != std::string::npos;
+// "GET method failed. Status = -1", "GET URL: the server answered 403.": the last sentence says
+// more.
+bool tellsBareStatus(const std::string& text, int refusal) {
+    return text.find("Status = ") != std::string::npos ||
+           text.ends_with(fmt::format(": the server answered {}.", refusal));
 }
 
-std::vector<std::string> sentencesOf(vxhost::UserJournal& journal, Status status,
-                                     std::string last) {
+// Which file it was, where the status of a file's failure leaves that open. Empty: nothing to add.
+std::string detailOf(Status cause) {
+    const vxhost::LastFailure& latest = vxhost::lastFailure();
+    const bool tells = latest.status == cause && kindOf(static_cast<Code>(cause), 0) == Kind::local;
+    return tells && !latest.detail.empty() ? latest.detail + "." : std::string();
+}
+
+std::vector<std::string> sentencesOf(vxhost::UserJournal& journal, Status status, int refusal,
+                                     const std::string& detail, std::string last) {
     const std::string summary = vxhost::statusText(status);
     std::vector<std::string> sentences;
     for (vxhost::Sentence& sentence : journal.take()) {
         const bool told = sentence.text == last || sentence.text == summary ||
-                          tellsBareStatus(sentence.text) ||
+                          tellsBareStatus(sentence.text, refusal) ||
                           std::count(sentences.begin(), sentences.end(), sentence.text) > 0;
         if (sentence.severity >= vx::JOURNAL_FAILURE && !told) {
             sentences.push_back(std::move(sentence.text));
         }
     }
+    if (sentences.empty() && !detail.empty()) sentences.push_back(detail);
     sentences.push_back(std::move(last));
     return sentences;
 }
@@ -73,18 +92,19 @@ void hear(const vxhost::Exchange& exchange) {
 vx::Journal* begin(vxhost::UserJournal& journal) {
     journal.take();
     heard() = {};
+    vxhost::lastFailure() = {};
     return &journal;
 }
 
 Error failure(Status status, vxhost::UserJournal& journal) {
     const Heard& last = heard();
-    const bool beneath = isSummary(status) && last.failure != vx::VX_SUCCESS;
-    const Status cause = beneath ? last.failure : status;
+    const Status cause = causeOf(status, last, journal);
     Error error;
     error.httpStatus = last.refusal;
     error.code = static_cast<Code>(cause);
     error.kind = kindOf(error.code, error.httpStatus);
-    error.sentences = sentencesOf(journal, status, explanation(cause, last.refusal));
+    error.sentences = sentencesOf(journal, status, last.refusal, detailOf(cause),
+                                  explanation(cause, last.refusal));
     return error;
 }
 

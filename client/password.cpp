@@ -46,7 +46,7 @@ Result<Secret> decodePassword(std::string_view stored) {
         return Error{Kind::local,
                      static_cast<Code>(problem.status()),
                      0,
-                     {vxhost::statusText(problem.status())}};
+                     {problem.what() + std::string("."), vxhost::statusText(problem.status())}};
     } catch (const std::exception& problem) {
         return localError(Kind::local, problem.what());
     }

@@ -51,7 +51,7 @@ void makePrivateDirectories(const fs::path& directory) {
     }
     const int error = errno;  // EEXIST also when another process was faster, and for a file
     if (error == EEXIST && fs::is_directory(directory)) return;
-    throwSystemFailure(error, "directory " + directory.string());
+    throwSystemFailure(error, "Cannot make the directory " + directory.string());
 }
 
 }  // namespace vxhost

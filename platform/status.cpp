@@ -94,8 +94,8 @@ constexpr StatusText texts[] = {
      "The server could not be reached. Check the port, your network connection, and whether the "
      "server is running."},
     {WEBLNK_TLS_REFUSED,
-     "The server could not prove who it is, so nothing was sent to it. Check its name, or name "
-     "the authority that you trust for it."},
+     "The server could not prove who it is, so nothing was sent to it. Check its name and port, or "
+     "name the authority that you trust for it."},
     {WEBLNK_TIMED_OUT,
      "The server did not answer in time. Try again later, or allow it more time."},
     {WEBLNK_CUT_OFF,
@@ -136,6 +136,22 @@ constexpr StatusText texts[] = {
 };
 
 }  // namespace
+
+LastFailure& lastFailure() noexcept {
+    thread_local LastFailure last;
+    return last;
+}
+
+Status noted(const Failure& failure) noexcept {
+    LastFailure& last = lastFailure();
+    last.status = failure.status();
+    try {
+        last.detail = failure.what();
+    } catch (const std::bad_alloc&) {
+        last.detail.clear();
+    }
+    return last.status;
+}
 
 std::string statusText(Status status) {
     const auto* found = std::find_if(std::begin(texts), std::end(texts),

@@ -55,13 +55,23 @@ private:
     std::string detail_;
 };
 
+// The latest Failure of this thread that became the status of a slot: its detail says which file.
+struct LastFailure {
+    Status status = vx::VX_SUCCESS;
+    std::string detail;
+};
+LastFailure& lastFailure() noexcept;
+
+// Keeps it as the latest one. Returns its status.
+Status noted(const Failure& failure) noexcept;
+
 // Runs the body of a slot; otherwise is the status of an exception that names none.
 template <class Body>
 Status guarded(Status otherwise, Body&& body) noexcept {
     try {
         return std::forward<Body>(body)();
     } catch (const Failure& failure) {
-        return failure.status();
+        return noted(failure);
     } catch (const std::bad_alloc&) {
         return vx::VX_NO_MEMORY;
     } catch (...) {

@@ -27,6 +27,11 @@ Status systemStatus(int error) noexcept {
     }
 }
 
+bool isFileFailure(Status status) noexcept {
+    return status == FSBOX_NO_SPACE || status == FSBOX_DENIED || status == FSBOX_EXISTS ||
+           status == vx::VX_PATH_NOT_FOUND || status == FSBOX_IO;
+}
+
 void throwSystemFailure(int error, const std::string& what) {
     throw Failure(systemStatus(error), what + ": " + std::generic_category().message(error));
 }

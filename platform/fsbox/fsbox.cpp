@@ -52,7 +52,9 @@ vx::Status deleteDirectory(const std::string& path, bool withContents) {
     struct stat entry {};
     if (lstat(path.c_str(), &entry) != 0) return systemStatus(errno);
     if (!S_ISDIR(entry.st_mode)) return FSBOX_DENIED;  // a link is not followed
-    if (!withContents) return outcome(rmdir(path.c_str()));
+    // An empty one goes without a descriptor, of which there may be none left.
+    if (rmdir(path.c_str()) == 0) return vx::VX_SUCCESS;
+    if (!withContents) return systemStatus(errno);
     std::error_code error;
     std::filesystem::remove_all(path, error);  // unlinks links, never goes through them
     return error ? systemStatus(error.value()) : vx::VX_SUCCESS;
@@ -104,7 +106,9 @@ void fillDirectories(vx::Fsbox& fsbox) {
     fsbox.CreateDirectory = [](vx::Fsbox*, const char32_t* path, uint64_t length,
                                vx::Word) noexcept {
         return guarded(FSBOX_IO, [&] {
-            return outcome(mkdir(toUtf8({path, length}).c_str(), 0700));
+            const std::string directory = toUtf8({path, length});
+            if (mkdir(directory.c_str(), 0700) == 0) return vx::VX_SUCCESS;
+            throwSystemFailure(errno, "Cannot make the directory " + directory);
         });
     };
     fsbox.DeleteDirectory = [](vx::Fsbox*, const char32_t* path, uint64_t length,

@@ -40,8 +40,7 @@ private:
     void hand(std::string_view piece) {
         const Status status = callback_->callback(callback_, piece.data(), piece.size());
         if (status != vx::VX_SUCCESS) {
-            throw Failure(status, fmt::format("GET {}: the content cannot be kept: {}", target_.url,
-                                              statusText(status)));
+            throw Failure(status, fmt::format("GET {}: the content cannot be kept.", target_.url));
         }
     }
 

@@ -45,6 +45,9 @@ TEST_F(Reading, collectionsAreToldFromMembers) {
     const auto age = std::filesystem::file_time_type::clock::now() -
                      std::filesystem::last_write_time(work / "into/file");
     EXPECT_GT(age, std::chrono::minutes(59));  // the server's date
+    std::filesystem::remove_all(home / "cache");
+    support::writeFile(home / "cache", "");
+    expect({{{"get", file, "-"}, 8, "make the directory " + (home / "cache/quillon").string()}});
 }
 
 TEST_F(Reading, properties) {
