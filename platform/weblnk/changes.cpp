@@ -10,12 +10,13 @@
 namespace vxhost {
 namespace {
 
-void change(Target& target, Request request, int32_t& status) {
+Answer change(Target& target, Request request, int32_t& status) {
     const bool partly = request.method == "DELETE" && request.url.ends_with('/');
-    const Answer answer = exchange(target, std::move(request));
+    Answer answer = exchange(target, std::move(request));
     // A 207 for a collection's DELETE is the caller's to judge: some members are gone.
     status = partly ? answer.status : statusOfChange(answer);
     if (status == 423) tellHolder(target, target.journal, answer);
+    return answer;
 }
 
 // A lock that the client holds itself must not stand in its own way (RFC 4918, 9.6 and 9.9.5), and
@@ -42,7 +43,9 @@ void move(CurlClient& client, std::u32string_view destination, int32_t& status) 
     request.headers = {"Destination: " + requestUrl(toUtf8(destination)), "Overwrite: F"};
     if (request.url.ends_with('/')) request.headers.push_back("Depth: infinity");
     submitLocks(target, request);
-    change(target, std::move(request), status);
+    const Answer answer = change(target, std::move(request), status);
+    // Apache, when a collection has the new name.
+    if (isRedirect(answer.status) && !answer.headers.has("Location")) status = 412;
 }
 
 void makeCollection(CurlClient& client, int32_t& status) {
