@@ -15,7 +15,8 @@ std::string proxyAnswer(CURL* easy) {
 
 }  // namespace
 
-CurlFailure curlFailure(CURL* easy, CURLcode code, const std::string& detail, bool sent) {
+CurlFailure curlFailure(CURL* easy, CURLcode code, const std::string& detail, bool sent,
+                        bool viaProxy) {
     const std::string words = detail.empty() ? curl_easy_strerror(code) : detail;
     if (const auto refusal = proxyAnswer(easy); !refusal.empty() && !sent) {
         return {WEBLNK_PROXY_REFUSED, refusal};
@@ -35,6 +36,9 @@ CurlFailure curlFailure(CURL* easy, CURLcode code, const std::string& detail, bo
             return {WEBLNK_PROXY_REFUSED, "the proxy cannot be used (" + words + ")"};
         case CURLE_COULDNT_CONNECT:  // also for the second try of curl's own
             if (sent) return {WEBLNK_CUT_OFF, "the connection ended, and none can be made anew"};
+            if (viaProxy) {
+                return {WEBLNK_PROXY_REFUSED, "the proxy cannot be reached (" + words + ")"};
+            }
             return {WEBLNK_NO_CONNECTION, "no connection (" + words + ")"};
         case CURLE_OPERATION_TIMEDOUT:
             return {WEBLNK_TIMED_OUT, "timed out (" + words + ")"};

@@ -239,7 +239,8 @@ void Transfer::trace(CURLcode code) const {
 void Transfer::judge(CURLcode code) {
     if (failure_) std::rethrow_exception(failure_);
     if (code != CURLE_OK && !enough_) {
-        const auto failure = curlFailure(easy_, code, error_, sent_);
+        const auto failure =
+            curlFailure(easy_, code, error_, sent_, !target_.credentials->proxy.empty());
         fail(failure.status, failure.why);
     }
     if (answer_.status == 407) fail(WEBLNK_PROXY_REFUSED, "the proxy asks for other credentials");
