@@ -3,12 +3,24 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <utility>
 
 #include "cli/report.hpp"
 #include "cli/shell_path.hpp"
 
 namespace quillon::cli {
+namespace {
+
+// Behind a word like "[a,b]", which the parser would take for a list of two; no word has it.
+constexpr char MARK = '\0';
+
+std::string withoutMark(std::string word) {
+    if (word.ends_with(MARK)) word.pop_back();
+    return word;
+}
+
+}  // namespace
 
 void addCommands(CLI::App& program, Invocation& invocation) {
     addLs(program, invocation);
@@ -40,11 +52,33 @@ void addUrls(CLI::App& command, std::vector<std::string>& urls, const std::strin
     command.add_option("URL", urls, meaning)->type_name("")->required();
 }
 
+void parseWords(CLI::App& program, std::vector<std::string> words) {
+    for (CLI::App* command : program.get_subcommands({})) {
+        for (CLI::Option* option : command->get_options()) option->transform(withoutMark);
+    }
+    for (CLI::Option* option : program.get_options()) option->transform(withoutMark);
+    for (std::string& word : words) {
+        if (word.starts_with('[') && word.ends_with(']')) word += MARK;
+    }
+    std::reverse(words.begin(), words.end());  // as the parser takes them
+    program.parse(std::move(words));
+}
+
 std::string lineProblem(const CLI::App& program, const CLI::Error& problem) {
-    if (!program.get_subcommands().empty()) return problem.what();
-    const std::vector<std::string> words = program.remaining();
-    if (words.empty()) return "A command is missing.";
-    return fmt::format("There is no command or option \"{}\".", words.front());
+    std::vector<std::string> words = program.remaining(true);
+    std::transform(words.begin(), words.end(), words.begin(), withoutMark);
+    if (program.get_subcommands().empty()) {
+        if (words.empty()) return "A command is missing.";
+        return fmt::format("There is no command or option \"{}\".", words.front());
+    }
+    const auto about = static_cast<CLI::ExitCodes>(problem.get_exit_code());
+    const bool ofWords =
+        about == CLI::ExitCodes::ExtrasError || about == CLI::ExitCodes::RequiredError;
+    if (words.empty() || !ofWords) return problem.what();
+    const auto option = std::find_if(words.begin(), words.end(),
+                                     [](const auto& word) { return word.starts_with('-'); });
+    if (option != words.end()) return fmt::format("There is no option \"{}\" here.", *option);
+    return fmt::format("\"{}\" is one word too many.", words.front());
 }
 
 Result<Address> parseUrl(Session& session, std::string& typed) {

@@ -50,6 +50,9 @@ void whenGiven(CLI::App& command, Invocation& invocation, std::function<int(Sess
 void addUrl(CLI::App& command, std::string& url, const std::string& meaning);
 void addUrls(CLI::App& command, std::vector<std::string>& urls, const std::string& meaning);
 
+// The words behind the program's name, which may be any text.
+void parseWords(CLI::App& program, std::vector<std::string> words);
+
 // What is wrong with a line of words, for the person who typed it.
 std::string lineProblem(const CLI::App& program, const CLI::Error& problem);
 

@@ -78,11 +78,10 @@ int withOutputWritten(int code) {
 }
 
 // For shells and packagers, and not in --help: these take words that are not for the parser.
-std::optional<int> runHidden(const CLI::App& program, std::vector<std::string> words) {
+std::optional<int> runHidden(const CLI::App& program, const std::vector<std::string>& words) {
     const std::string command = words.empty() ? "" : words.front();
     if (command == "__complete") {
-        words.erase(words.begin());
-        complete(program, std::move(words));
+        complete(program, {words.begin() + 1, words.end()});
         return EXIT_DONE;
     }
     if (command != "__man") return std::nullopt;
@@ -97,11 +96,12 @@ int runProgram(int argc, char** argv) {
     describe(program, invocation.common);
     addCommands(program, invocation);
     addShell(program, invocation);
-    if (const auto code = runHidden(program, {argv + std::min(argc, 1), argv + argc})) {
+    std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+    if (const auto code = runHidden(program, words)) {
         return withOutputWritten(*code);
     }
     try {
-        program.parse(argc, argv);
+        parseWords(program, std::move(words));
     } catch (const CLI::ParseError& problem) {
         return program.exit(problem) == 0 ? EXIT_DONE : EXIT_USAGE;
     }

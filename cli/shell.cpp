@@ -91,8 +91,7 @@ int Shell::runWords(std::vector<std::string> words) {
     addCommands(app, invocation);
     addOwn(app, invocation);
     try {
-        std::reverse(words.begin(), words.end());
-        app.parse(std::move(words));
+        parseWords(app, std::move(words));
     } catch (const CLI::ParseError& problem) {
         if (problem.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
             app.exit(problem);
