@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -23,6 +24,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view STANDARD_OUTPUT = "-";
+// Resolved, they name the file behind it, which a rename would replace.
+constexpr std::string_view ITS_PATHS[] = {"/dev/stdout", "/dev/fd/1", "/proc/self/fd/1"};
 
 struct GetOptions {
     std::vector<std::string> urls;
@@ -36,7 +39,8 @@ struct GetOptions {
 Result<std::optional<fs::path>> destinationOf(const Address& address, const GetOptions& options) {
     if (options.file == STANDARD_OUTPUT) return std::optional<fs::path>();
     if (!options.file.empty()) {
-        if (fs::is_directory(options.file)) {
+        std::error_code none;
+        if (fs::is_directory(options.file, none)) {
             return localError(Kind::usage,
                               options.file + " is a directory. Use -O to fetch into it.");
         }
@@ -109,7 +113,8 @@ Result<void> fetch(Session& session, const Address& address, const GetOptions& o
 // "-" among the URLs is short for "-o -".
 bool outputMeant(GetOptions& options) {
     const auto removed = std::erase(options.urls, STANDARD_OUTPUT);
-    if (removed > 0 && options.file.empty()) options.file = STANDARD_OUTPUT;
+    const bool byPath = std::ranges::count(ITS_PATHS, options.file) > 0;
+    if (byPath || (removed > 0 && options.file.empty())) options.file = STANDARD_OUTPUT;
     return !options.urls.empty();
 }
 
@@ -192,7 +197,8 @@ void addGet(CLI::App& program, Invocation& invocation) {
     auto* file = command
                      ->add_option("-o,--output", options->file,
                                   "Name of the local file; - is the standard output")
-                     ->type_name("FILE");
+                     ->type_name("FILE")
+                     ->check(notEmpty());
     command->add_option("-O,--directory", options->directory, "Where the local files go")
         ->type_name("DIRECTORY")
         ->check(CLI::Validator(CLI::ExistingDirectory).description(""))

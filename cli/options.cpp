@@ -4,13 +4,21 @@
 
 namespace quillon::cli {
 
+CLI::Validator notEmpty() {
+    return {[](const std::string& value) {
+                return value.empty() ? std::string("The value is empty") : std::string();
+            },
+            ""};
+}
+
 void addCommonOptions(CLI::App& program, CommonOptions& options) {
     program.add_option("-u,--user", options.user, "User name; the password is asked for")
         ->type_name("NAME");
     program
         .add_option("--password-file", options.passwordFile,
                     "Read the password from the first line of FILE, - for standard input")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check(notEmpty());
     program.add_option("--proxy", options.proxy, "Go through this proxy")->type_name("URL");
     program
         .add_option("--ca-file", options.caFile,

@@ -5,7 +5,8 @@
 
 namespace CLI {
 class App;
-}
+class Validator;
+}  // namespace CLI
 
 namespace quillon::cli {
 
@@ -18,6 +19,9 @@ struct CommonOptions {
     int timeoutSeconds = 0;  // 0: the defaults
     int verbosity = 0;       // 1: the extension's log, 2: the requests too
 };
+
+// Of an option's value: a variable of a script that was never set is no value.
+CLI::Validator notEmpty();
 
 void addCommonOptions(CLI::App& program, CommonOptions& options);
 
