@@ -30,8 +30,8 @@ Result<Secret> givenPassword(const CommonOptions& options, const Address& addres
                              const std::string& user) {
     if (!options.passwordFile.empty()) return readPasswordFile(options.passwordFile);
     if (!canPrompt()) {
-        return localError(Kind::usage, "There is no terminal to ask for the password of " + user +
-                                           " on. Give it with --password-file.");
+        return localError(Kind::notAuthorized, "There is no terminal to ask for the password of " +
+                                                   user + " on. Give it with --password-file.");
     }
     return promptSecret("Password of " + user + " at " + address.origin() + ": ");
 }
@@ -44,9 +44,9 @@ Result<Secret> Credentials::passwordFor(const Address& address, const std::strin
     if (*stored) return std::move(**stored);
     if (auto entry = findInNetrcFile(address.host(), user)) return std::move(entry->password);
     if (!canPrompt()) {
-        return localError(Kind::usage, "The password of " + user +
-                                           " is missing. Give it with "
-                                           "--password-file or in the netrc file.");
+        return localError(Kind::notAuthorized, "The password of " + user +
+                                                   " is missing. Give it with "
+                                                   "--password-file or in the netrc file.");
     }
     asked = true;
     return givenPassword(options_, address, user);

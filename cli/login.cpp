@@ -41,7 +41,8 @@ Result<Login> acceptedLogin(Session& session, const CommonOptions& options,
     if (login.user.empty()) {
         const Result<void> everybody = tryOut(session, options, address, login);
         if (everybody) return login;
-        if (everybody.error().kind != Kind::notAuthorized || !canPrompt()) return everybody.error();
+        if (everybody.error().kind != Kind::notAuthorized) return everybody.error();
+        if (!canPrompt()) return session.refusal(address, login, everybody.error());
         Result<std::string> user = promptLine("User name at " + address.origin() + ": ");
         if (!user) return std::move(user).error();
         login.user = std::move(*user);

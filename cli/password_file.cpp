@@ -24,7 +24,10 @@ Result<Secret> readPasswordFile(const std::string& path) {
     }
     if (interrupted()) return interruption();
     if (!line.empty() && line.view().back() == '\r') line.dropLast();
-    if (line.empty()) return localError(Kind::local, "The password file " + path + " is empty.");
+    if (line.empty()) {
+        const std::string shown = path == "-" ? "standard input" : "password file " + path;
+        return localError(Kind::local, "The " + shown + " holds no password.");
+    }
     return line;
 }
 

@@ -62,6 +62,9 @@ public:
     void renewLocks();  // as Member::renewLock(), those that are kept
     bool keepsLocks() const { return !locked_.empty(); }
 
+    // Tells what to do about it.
+    Error refusal(const Address& address, const Login& login, Error error) const;
+
     // Where the names of a shell's arguments are; nothing when arguments are URLs.
     std::optional<Address> base;
 
@@ -72,8 +75,6 @@ public:
 private:
     Result<Login> findLogin(const Address& address);
     Result<Login> askAgain(const Address& address);
-    // Tells what to do about it.
-    Error refusal(const Address& address, const Login& login, Error error) const;
 
     const CommonOptions& options_;
     Sites sites_;

@@ -55,7 +55,7 @@ TEST_F(Sites, aNameStandsForTheUrl) {
             {{"edit", "work:file"}, 0, ""},
             {{"get", "work:file", "-"}, 0, "edited\n"},
             // Somebody else than the site's user has another password.
-            {{"ls", "-u", "bob", "work:"}, 2, "password of bob"},
+            {{"ls", "-u", "bob", "work:"}, 4, "password of bob"},
             {{"ls", "--password-file", "wrong", "work:"}, 4, ""}});
     EXPECT_EQ(support::modeOf(configFile), 0600u);
     expect(quillon({"shell", "work:my reports"}, "ls\ncd work:\nls\n"), 0,
@@ -71,7 +71,7 @@ TEST_F(Sites, credentialsComeFromEachPlace) {
             {{"ls", inUrl}, 0, ""},
             {{"ls", "-u", "ann", "--password-file", "right", url}, 0, ""},
             {{"ls", "-u", "bob", "--password-file", "right", url}, 4, "refused"},
-            {{"ls", "-u", "ann", url}, 2, "password of ann is missing"},
+            {{"ls", "-u", "ann", url}, 4, "password of ann is missing"},
             {{"ls", "-u", "ann", "--password-file", "none", url}, 8, "password file none"}});
     writeFile(home / "netrc",
               "machine 127.0.0.1 login ann password "
@@ -113,7 +113,7 @@ TEST_F(Sites, aPasswordIsAskedForWithoutEchoOnceTheServerWantsOne) {
 TEST_F(Sites, whatTheServerRefusesIsNotStored) {
     writeFile(work / "tagged", "{cfg}secret");
     expect({{login(url, "work", "wrong"), 4, "Nothing was stored"},
-            {{"login", "work", url, "-u", "ann"}, 2, "no terminal"},
+            {{"login", "work", url, "-u", "ann"}, 4, "no terminal"},
             {{"login", "work", url}, 4, "Nothing was stored"},
             {login(url + "no/"), 3, "no coll"},
             {{"login", "work"}, 2, "Give its URL"},
