@@ -1,17 +1,24 @@
 // quillon edit: a member in the person's editor.
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
 #include <memory>
 
 #include "cli/change.hpp"
 #include "cli/command.hpp"
 #include "cli/foreground.hpp"
+#include "cli/interrupt.hpp"
+#include "cli/report.hpp"
 
 namespace quillon::cli {
 namespace {
 
 // An editor's exit code says no more than that it failed.
 int runEditor(const std::filesystem::path& file, const std::function<void()>& eachSecond) {
-    return runForeground(editorWords(file), eachSecond) == 0 ? EXIT_DONE : EXIT_LOCAL;
+    const int code = runForeground(editorWords(file), eachSecond);
+    if (code == 0) return EXIT_DONE;
+    if (!interrupted()) complain(fmt::format("the editor ended with the code {}", code));
+    return EXIT_LOCAL;
 }
 
 int run(Session& session, std::string& url) {
