@@ -35,15 +35,15 @@ TEST_F(Writing, memoryDoesNotGrowWithTheFile) {
 
 TEST_F(Writing, severalFilesShareConnectionsAndOneFailureIsNotTheEnd) {
     const std::pair<Arguments, int> rows[] = {
-        {{"put", "a", "none", "b", "c", url}, 1},
-        {{"put", "--force", "-j3", "a", "none", "b", "c", url}, 3},
-        {{"put", "--force", "a", "none", "b", "c", url}, 1},  // not worth more
+        {{"put", "a", "[none]", "b", "c", url}, 1},
+        {{"put", "--force", "-j3", "a", "[none]", "b", "c", url}, 3},
+        {{"put", "--force", "a", "[none]", "b", "c", url}, 1},  // not worth more
     };
     for (const auto& [arguments, connections] : rows) {
         const std::string text = std::to_string(arguments.size());
         for (const char* name : {"a", "b", "c"}) writeFile(work / name, text);
         server.clearTranscript();
-        expect({{arguments, 8, "Cannot read none"}});
+        expect({{arguments, 8, "Cannot read [none]"}});
         EXPECT_EQ(content(server, "a") + content(server, "b") + content(server, "c"),
                   text + text + text);
         EXPECT_LE(server.connections(), connections);
@@ -159,6 +159,7 @@ TEST_F(Writing, refusals) {
             {{"put", "--if-unchanged-since", "", "a", a}, 2, "\"\" is no time"},
             {{"edit", c + "/"}, 2, "This is a collection"},
             {{"edit", c}, 1, "This is a collection"},
+            {{"mv", a, "c"}, 1, "taken already"},
             {{"mv", a, "c/a"}, 2, "not a URL or a path"},
             {{"mv", url, "d"}, 2, "root"},
             {{"rm", c + "/"}, 2, "Use rmcol"},
