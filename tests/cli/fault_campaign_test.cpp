@@ -4,18 +4,20 @@
 
 #include "cli/exit_code.hpp"
 #include "tests/cli/program.hpp"
+#include "tests/support/certificate.hpp"
 #include "tests/support/fault_proxy.hpp"
 
 namespace quillon::cli {
 namespace {
 
+using support::certificate;
 using support::ProxyFault;
 
 struct Cycle {
     const char* name;
     Arguments arguments;  // before the URL
     bool isNew = false;   // no such member is there before
-    Authentication authentication = Authentication::none;
+    bool secure = false;  // with a password, and over TLS
 };
 
 struct Way {
@@ -27,7 +29,7 @@ const Cycle cycles[] = {
     {"edit", {"edit"}},
     {"put", {"put", "local"}},
     {"putNew", {"put", "local"}, true},
-    {"editAuthenticated", {"edit"}, false, Authentication::basic},
+    {"editSecure", {"edit"}, false, true},
 };
 
 const Way ways[] = {
@@ -47,13 +49,17 @@ protected:
         writeFile(work / "local", after);
     }
 
+    Arguments with(const Arguments& more, Arguments arguments = {}) const {
+        if (cycle.secure) arguments.insert(arguments.end(), {"--ca-file", certificate().file});
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return arguments;
+    }
+
     support::Outcome runCycle() {
         std::filesystem::remove(server.documentRoot() / "member");
         if (!cycle.isNew) server.addMember("member", before);
         std::filesystem::remove(home / "edited");
-        Arguments arguments = cycle.arguments;
-        arguments.insert(arguments.end(), {"--timeout", "1", url});
-        const auto outcome = quillon(arguments);
+        const auto outcome = quillon(with({"--timeout", "1", url}, cycle.arguments));
         server.waitUntilIdle();  // it may still be at work on what it got
         return outcome;
     }
@@ -77,7 +83,7 @@ protected:
         for (const std::string& token : lockTokens(server, who)) {
             const std::string unlocking = fmt::format("quillon unlock {} --token {}", url, token);
             EXPECT_NE(outcome.errors.find(unlocking), std::string::npos) << unlocking;
-            expect({{{"unlock", url, "--token", token}, EXIT_DONE, ""}});
+            expect({{with({"unlock", url, "--token", token}), EXIT_DONE, ""}});
         }
         EXPECT_EQ(lockTokens(server, who), Arguments());
     }
@@ -85,8 +91,9 @@ protected:
     const Cycle cycle = std::get<Cycle>(GetParam());
     const std::string before = std::string(3000, 'x') + "\n";
     const std::string after = before + "mine\n";
-    const Apache server{{.authentication = cycle.authentication, .account = {}}};
-    support::FaultProxy proxy{server.port()};
+    const Apache server{
+        {.authentication = cycle.secure ? Authentication::basic : Authentication::none}};
+    support::FaultProxy proxy{server.port(), cycle.secure};
     const std::string url = proxy.url("member");
 };
 

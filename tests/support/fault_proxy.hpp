@@ -25,7 +25,8 @@ enum class ProxyFault {
 // Hands on whole messages, and knows no interim answers: a request must not expect one.
 class FaultProxy {
 public:
-    explicit FaultProxy(uint16_t serverPort);
+    // tls: to the client, with certificate(), and without TLS's own end when a connection ends.
+    explicit FaultProxy(uint16_t serverPort, bool tls = false);
     ~FaultProxy();
 
     std::string url(std::string_view path) const;
@@ -37,11 +38,13 @@ public:
     std::vector<std::string> requests() const;
 
 private:
+    template <class Client>
     class Relay;  // of one connection
 
     ProxyFault begin(std::string request);
 
     uint16_t serverPort_;
+    bool tls_;
     mutable std::mutex mutex_;
     size_t nth_ = 0;
     ProxyFault fault_ = ProxyFault::none;
