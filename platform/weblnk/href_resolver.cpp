@@ -13,6 +13,15 @@ bool isPlainPath(std::string_view href) {
     return href.starts_with('/') && !href.starts_with("//") && href.find("/.") == href.npos;
 }
 
+// Most servers take several for one, and answer so.
+std::string withSingleSlashes(std::string_view path) {
+    std::string text;
+    for (const char c : path) {
+        if (c != '/' || !text.ends_with('/')) text += c;
+    }
+    return text;
+}
+
 }  // namespace
 
 HrefResolver::HrefResolver(std::string_view spelt, std::string asked)
@@ -20,7 +29,7 @@ HrefResolver::HrefResolver(std::string_view spelt, std::string asked)
     const auto parts = splitSpelt(spelt_);
     root_ = parts.root;
     path_ = parts.path;
-    askedPath_ = splitReference(base_).path;
+    askedPath_ = withSingleSlashes(splitReference(base_).path);
     redirected_ = !samePath(path_, askedPath_);
 }
 

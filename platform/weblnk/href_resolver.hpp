@@ -25,8 +25,8 @@ private:
     std::string spelt_;
     std::string base_;              // the URL that was asked, as a request carries it
     std::string_view root_, path_;  // of spelt_
-    std::string_view askedPath_;    // of base_
-    bool redirected_;               // to another path
+    std::string askedPath_;         // of base_, with single slashes
+    bool redirected_;               // to another path than path_
     std::string result_;
 };
 

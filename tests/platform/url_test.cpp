@@ -107,6 +107,7 @@ TEST(HrefResolver, resolvesAndKnowsTheRequestedResource) {
         {names, "/a%20b/100%25.txt/", names},
         {names, "/a%20b/1", "http://h/a%20b/1"},
         {"http://h", "/", "http://h"},
+        {"http://h//d/", "/d/", "http://h//d/"},
         {"http://h/q?#/", "/q%3F%23/", "http://h/q?#/"},
     };
     for (const auto& [requested, href, expected] : rows)
