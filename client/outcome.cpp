@@ -58,13 +58,6 @@ bool tellsBareStatus(const std::string& text, int refusal) {
            text.ends_with(fmt::format(": the server answered {}.", refusal));
 }
 
-// Which file it was, where the status of a file's failure leaves that open. Empty: nothing to add.
-std::string detailOf(Status cause) {
-    const vxhost::LastFailure& latest = vxhost::lastFailure();
-    const bool tells = latest.status == cause && kindOf(static_cast<Code>(cause), 0) == Kind::local;
-    return tells && !latest.detail.empty() ? latest.detail + "." : std::string();
-}
-
 std::vector<std::string> sentencesOf(vxhost::UserJournal& journal, Status status, int refusal,
                                      const std::string& detail, std::string last) {
     const std::string summary = vxhost::statusText(status);
@@ -87,6 +80,12 @@ std::vector<std::string> sentencesOf(vxhost::UserJournal& journal, Status status
 void hear(const vxhost::Exchange& exchange) {
     if (exchange.result != vx::VX_SUCCESS) heard().failure = exchange.result;
     if (exchange.httpStatus >= 300) heard().refusal = exchange.httpStatus;
+}
+
+std::string detailOf(Status cause) {
+    const vxhost::LastFailure& latest = vxhost::lastFailure();
+    const bool tells = latest.status == cause && kindOf(static_cast<Code>(cause), 0) == Kind::local;
+    return tells && !latest.detail.empty() ? latest.detail + "." : std::string();
 }
 
 vx::Journal* begin(vxhost::UserJournal& journal) {

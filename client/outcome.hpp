@@ -22,6 +22,9 @@ void hear(const vxhost::Exchange& exchange);
 // journal, so it lives as long as the record that is made with it.
 vx::Journal* begin(vxhost::UserJournal& journal);
 
+// Which file it was, where the status of a local failure leaves that open. Empty: nothing to add.
+std::string detailOf(vx::Status cause);
+
 // The error of the failed operation that ran last.
 Error failure(vx::Status status, vxhost::UserJournal& journal);
 

@@ -1,6 +1,7 @@
 #include "client/password.hpp"
 
 #include <exception>
+#include <utility>
 
 #include "client/state.hpp"
 #include "platform/encoding/encoding.hpp"
@@ -39,14 +40,17 @@ Result<std::string> encodePassword(const Extension& extension, const Secret& pas
 }
 
 Result<Secret> decodePassword(std::string_view stored) {
+    vxhost::lastFailure() = {};
     try {
         const vxhost::Secret clear = vxhost::decodeStored(stored);
         return Secret({reinterpret_cast<const char*>(clear.data()), clear.size()});
     } catch (const vxhost::Failure& problem) {
-        return Error{Kind::local,
-                     static_cast<Code>(problem.status()),
-                     0,
-                     {problem.what() + std::string("."), vxhost::statusText(problem.status())}};
+        Error error{Kind::local, static_cast<Code>(problem.status()), 0, {}};
+        if (std::string detail = detailOf(problem.status()); !detail.empty()) {
+            error.sentences.push_back(std::move(detail));
+        }
+        error.sentences.push_back(vxhost::statusText(problem.status()));
+        return error;
     } catch (const std::exception& problem) {
         return localError(Kind::local, problem.what());
     }
