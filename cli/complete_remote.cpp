@@ -72,7 +72,9 @@ std::vector<Remote> membersOf(const CommonOptions& options, const std::string& c
     std::vector<Remote> found;
     for (const Entry entry : *listing) {
         std::string word = asTyped(entry.name());
-        if (word.empty() || !word.starts_with(begun)) word = entry.segment();
+        // A name that is no text is its segment, whose escapes are escapes.
+        const bool asItIs = word.empty() || entry.name() == entry.segment();
+        if (asItIs || !word.starts_with(begun)) word = entry.segment();
         found.push_back({collection + word + (entry.isCollection() ? "/" : ""), {}});
     }
     return found;
