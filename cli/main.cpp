@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -23,8 +24,17 @@
 namespace quillon::cli {
 namespace {
 
+// An operand whose name has dots gets no more.
+class Usage : public CLI::Formatter {
+    std::string make_option_usage(const CLI::Option* operand) const override {
+        const bool dotted = operand->get_name().find("...") != std::string::npos;
+        return dotted ? operand->get_name() : CLI::Formatter::make_option_usage(operand);
+    }
+};
+
 void describe(CLI::App& program, CommonOptions& options) {
     program.name("quillon");
+    program.formatter(std::make_shared<Usage>());
     program.set_version_flag("--version", "quillon " QUILLON_VERSION);
     program.require_subcommand(1);
     program.fallthrough();
