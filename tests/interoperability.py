@@ -172,7 +172,9 @@ CHECKS = {
     "`ls`": r"put b x; put a x; ask MKCOL ${U}c/; prints $'a\nb\nc/\n' ls $U",
     "`ls -l`": r"put a 12345; prints $'*5 B *20??-??-?? *a\n' ls -l $U",
     "`ls` of an empty collection": r"prints '' ls $U",
-    "`info`": r"""put a 12345; prints '*"size":5,*"modified":"20*' info --json ${U}a""",
+    "`info`": r"""put a 12345; ask MKCOL ${U}c/; prints '{"name":"c",*,"type":"collection",*' \
+info --json ${U}c; prints '*"'${U}'a","type":"file","size":5,*"modified":"20*Z",*' info --json ${U}a
+""",
     "`get`": r"head -c 200000 /dev/urandom >big; ask PUT ${U}a --data-binary @big;"
              r"q get ${U}a -o fetched; cmp big fetched",
     "`put` of a new member": r"q put file $U; holds file 'new\n'",

@@ -47,26 +47,8 @@ TEST_F(Reading, collectionsAreToldFromMembers) {
                      std::filesystem::last_write_time(work / "into/file");
     EXPECT_GT(age, std::chrono::minutes(59));  // the server's date
     std::filesystem::remove_all(home / "cache");
-    support::writeFile(home / "cache", "");
+    writeFile(home / "cache", "");
     expect({{{"get", file, "-"}, 8, "make the directory " + (home / "cache/quillon").string()}});
-}
-
-TEST_F(Reading, properties) {
-    server.addMember("file", std::string(2048, 'x'));
-    server.addCollection("sub");
-    const std::string rest = R"(.*,"created":"[-T:.0-9]*Z","modified":"[-T:.0-9]*Z",.*\n)";
-    const std::string date = R"(  \d{4}-\d\d-\d\d \d\d:\d\d  )";
-    const std::pair<Arguments, std::string> rows[] = {
-        {{"info", "--json", url + "file"},
-         R"(\{"name":"file","url":".*/file","type":"file","size":2048)" + rest},
-        {{"info", "--json", url + "sub"},
-         R"(\{"name":"sub","url":".*/sub/","type":"collection")" + rest},
-        {{"ls", "-l", url}, "2.0 KiB" + date + "file\n      -" + date + "sub/\n"},
-    };
-    for (const auto& [arguments, pattern] : rows) {
-        const std::string output = quillon(arguments).output;
-        EXPECT_TRUE(std::regex_match(output, std::regex(pattern))) << output;
-    }
 }
 
 TEST_F(Reading, severalMembersShareConnectionsAndOneFailureIsNotTheEnd) {

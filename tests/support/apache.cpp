@@ -20,10 +20,10 @@ namespace {
 
 constexpr int portsToTry = 5;
 
-constexpr auto modules = {"mpm_event",  "authn_core",   "authn_file", "authz_core",    "authz_user",
-                          "auth_basic", "auth_digest",  "mime",       "dir",           "autoindex",
-                          "headers",    "allowmethods", "status",     "socache_shmcb", "ssl",
-                          "dav",        "dav_fs"};
+constexpr auto modules = {"mpm_event",     "authn_core", "authn_file",   "authz_core",
+                          "authz_user",    "auth_basic", "auth_digest",  "dir",
+                          "autoindex",     "headers",    "allowmethods", "status",
+                          "socache_shmcb", "ssl",        "dav",          "dav_fs"};
 
 // The status port only tells what is in work. Locks must not be taken at the same time: where
 // apr-util keeps DavLockDB in a Berkeley DB, as in Debian, nothing keeps its writers apart, and it
@@ -41,17 +41,11 @@ ServerName 127.0.0.1
 ServerLimit 1
 StartServers 1
 ThreadsPerChild 64
-MinSpareThreads 1
-MaxSpareThreads 64
 MaxRequestWorkers 64
-KeepAlive On
 KeepAliveTimeout 60
 MaxKeepAliveRequests 0
 LogLevel notice
 ErrorLog "{home}/log"
-TypesConfig /dev/null
-AddType text/plain .txt
-AddType text/csv .csv
 ExtendedStatus On
 DavLockDB "{home}/state/locks"
 <VirtualHost 127.0.0.1:{statusPort}>
