@@ -61,7 +61,8 @@ void addUnlock(CLI::App& program, Invocation& invocation) {
     command->add_option("--token", options->token, "The lock's, which lock prints")
         ->type_name("TOKEN");
     command->footer(
-        "A lock that could not be given back is told of with its token.\n\n"
+        "A lock of yours that could not be given back, or is in your way, is told of with its\n"
+        "token.\n\n"
         "Examples:\n"
         "  quillon unlock https://example.org/dav/plan.txt --token opaquelocktoken:e71d4fae-...\n");
     whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });

@@ -268,6 +268,14 @@ TEST(WeblnkLock, whoHoldsItIsTold) {
         {putting(1), {timed}, "423", "PUT /a 423", today},
         {removing, {html, held}, "423", "DELETE /a 423, PROPFIND /a 0 207", told},
         {moving, {html, held}, "423", "MOVE /a http://h/b F 423, PROPFIND /a 0 207", told},
+        {[](Driven& driven, const std::string& url) {
+             driven.user = "co";
+             return removing(driven, url);
+         },
+         {timed},
+         "423",
+         "DELETE /a 423",
+         "left over: quillon unlock URL/a --token urn:t:1"},
     };
     for (const Row& row : rows) check(row);
 }
