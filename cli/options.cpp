@@ -19,7 +19,10 @@ void addCommonOptions(CLI::App& program, CommonOptions& options) {
                     "Read the password from the first line of FILE, - for standard input")
         ->type_name("FILE")
         ->check(notEmpty());
-    program.add_option("--proxy", options.proxy, "Go through this proxy")->type_name("URL");
+    program
+        .add_option("--proxy", options.proxy,
+                    "Go through this proxy; else as $http_proxy, $https_proxy and $no_proxy say")
+        ->type_name("URL");
     program
         .add_option("--ca-file", options.caFile,
                     "Trust the certificate authorities of this PEM file alone")
