@@ -9,7 +9,7 @@ namespace {
 // What there is room for is written, whatever the outcome: a failure may leave text behind, and so
 // does "nothing", a conversion to no text at all.
 vx::Status deliver(const char* call, std::string_view shown, const void* text, uint64_t bytes,
-                   void* destination, uint64_t capacity, uint64_t* produced) {
+                   void* destination, uint64_t capacity, uint64_t* produced, vx::Word) {
     const Answer answer = fake().script.next(call);
     const bool small = answer.has("small") || bytes > capacity;
     const vx::Status status = small ? vx::VX_BUFFER_TOO_SMALL : answer.rc;
@@ -37,34 +37,30 @@ vx::Status serve(const char* call, vx::Pool* pool, std::u32string_view text,
 }  // namespace
 
 void FakeHost::setUpEncoding() {
-    textTranscoder.Transcode = [](auto*, auto* source, auto bytes, auto* destination, auto capacity,
-                                  auto* produced, auto) {
+    textTranscoder.Transcode = [](auto*, auto* source, auto bytes, auto... destination) {
         const std::string_view text{static_cast<const char*>(source), bytes};
         const std::u32string converted = wide(text);
         return deliver("text", text, converted.data(), converted.size() * sizeof(char32_t),
-                       destination, capacity, produced);
+                       destination...);
     };
-    pathTranscoder.Transcode = [](auto*, auto* source, auto bytes, auto* destination, auto capacity,
-                                  auto* produced, auto) {
+    pathTranscoder.Transcode = [](auto*, auto* source, auto bytes, auto... destination) {
         const std::string text =
             narrow({static_cast<const char32_t*>(source), bytes / sizeof(char32_t)});
-        return deliver("path", text, text.data(), text.size(), destination, capacity, produced);
+        return deliver("path", text, text.data(), text.size(), destination...);
     };
 
     // Decoding takes "{old}" away; encoding turns the text round and marks it.
-    encodingService.DecodeText = [](auto*, auto* from, auto* text, auto count, auto** result,
-                                    auto* resultCount, auto* context) {
+    encodingService.DecodeText = [](auto*, auto* from, auto* text, auto count, auto... result) {
         const std::u32string_view given{text, count};
         const size_t tag = given.starts_with(U"{old}") ? 5 : 0;
-        return serve("DecodeText", from, given, given.substr(tag), result, resultCount, context);
+        return serve("DecodeText", from, given, given.substr(tag), result...);
     };
     encodingService.EncodeText = [](auto*, auto* from, auto method, auto* text, auto count,
-                                    auto** result, auto* resultCount, auto* context) {
+                                    auto... result) {
         EXPECT_EQ(method, vx::ENCODING_METHOD_STORED);
-        const std::u32string given{text, count};
-        return serve("EncodeText", from, given,
-                     U"{zeb}" + std::u32string{given.rbegin(), given.rend()}, result, resultCount,
-                     context);
+        const std::u32string_view given{text, count};
+        const std::u32string turned{given.rbegin(), given.rend()};
+        return serve("EncodeText", from, given, U"{zeb}" + turned, result...);
     };
     kernel.encodingService = &encodingService;
     kernel.encodingContext = &encodingService;
@@ -72,9 +68,8 @@ void FakeHost::setUpEncoding() {
     kernel.DateTime = [](uint32_t request, double* output, uint32_t flags) {
         EXPECT_EQ(request, vx::DATETIME_NOW);
         EXPECT_EQ(flags, vx::DATETIME_NOW_FLAGS);
-        output[0] = fake().now;
+        output[0] = 1000;
         output[1] = fake().zone;
-        fake().say("DateTime");
         return vx::VX_SUCCESS;
     };
 }

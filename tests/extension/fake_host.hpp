@@ -1,9 +1,9 @@
 // A host that writes down every call. What it answers is success, unless its script says otherwise;
-// what it made and did not get back is known; each block of its pool is watched.
+// what the extension owes it is known; each block of its pool is watched.
 //
 // Calls are named as in host/ or, for requests, by their HTTP method. A line of the transcript is
-// a call with the arguments that matter and what came of it, or a log record, a journal sentence
-// or status as the person would read it:
+// a call with its arguments and what came of it, or a log record, a journal sentence or status as
+// the person would read it:
 //   2 "quillonCollectionListOpen called"
 //   client1 HEAD -> 404
 //   journal 4 "Collection URL does not exist."
@@ -14,9 +14,9 @@
 #include <gtest/gtest.h>
 #include <utf8cpp/utf8.h>
 
-#include <deque>
+#include <concepts>
 #include <memory>
-#include <set>
+#include <regex>
 
 #include "host/quillon.h"
 #include "tests/extension/script.hpp"
@@ -38,7 +38,7 @@ inline std::string hex(vx::Status status) {
     return fmt::format("{:08X}", status);
 }
 inline std::string unlessSuccess(vx::Status status) {  // at the end of a line
-    return status ? fmt::format(" -> {:08X}", status) : "";
+    return status ? " -> " + hex(status) : "";
 }
 
 // What the host makes: its name in the transcript, and what a document or a file holds.
@@ -54,59 +54,101 @@ Named<Record>& named(Record* record) {
     return *static_cast<Named<Record>*>(record);
 }
 
+// An argument in a line: nothing for 0 or null, nor for what is none of these.
+inline std::string shownOne(auto) {
+    return "";
+}
+inline std::string shownOne(std::integral auto number) {
+    return number ? fmt::format(" {}", number) : "";
+}
+inline std::string shownOne(vx::Journal* journal) {
+    return journal ? " journal" : "";
+}
+inline std::string shownOne(void* context) {
+    return context ? " context" : "";
+}
+template <class Record>
+requires std::same_as<Record, vx::HttpContext> || std::same_as<Record, vx::Document> std::string
+shownOne(Record* record) {
+    return record ? " " + named(record).name : "";
+}
+
+// The arguments of a call; a text and its count are one.
+inline std::string shown() {
+    return "";
+}
+template <class... Rest>
+std::string shown(const char32_t* text, uint64_t count, Rest... rest);
+template <class First, class... Rest>
+std::string shown(First first, Rest... rest) {
+    return shownOne(first) + shown(rest...);
+}
+template <class... Rest>
+std::string shown(const char32_t* text, uint64_t count, Rest... rest) {
+    const std::string one = text || count ? fmt::format(" \"{}\"", narrow({text, count})) : "";
+    return one + shown(rest...);
+}
+
 inline constexpr std::string_view passwordText = "sesame!";
 
-// There is one at a time.
+struct FakeHost;
+FakeHost& fake();  // there is one at a time
+
 struct FakeHost : vx::Host {
     // Starts the extension, unless started is false, and forgets what was written until then.
     explicit FakeHost(std::string_view script = "", bool started = true);
-    // Destroys the extension; complains about what is left, of what the script names and nobody
-    // asked for, and about a password that the pool got back.
+    // Destroys the extension; complains about calls that are due, about what the script names and
+    // nobody asked for, and about a password that the pool got back.
     ~FakeHost();
     FakeHost(const FakeHost&) = delete;
 
-    // The lines since the last time, each with its line break.
+    // The lines since the last time.
     std::string transcript();
-    void say(std::string line) { lines.push_back(std::move(line)); }
     template <class... Arguments>
     void say(fmt::format_string<Arguments...> line, Arguments&&... arguments) {
         lines.push_back(fmt::format(line, std::forward<Arguments>(arguments)...));
     }
     // A call that has a status and nothing else.
-    vx::Status perform(const std::string& call, const std::string& arguments = "") {
+    vx::Status perform(const std::string& call, const std::string& arguments) {
         const vx::Status rc = script.next(call).rc;
-        say(call + arguments + unlessSuccess(rc));
+        say("{}{}{}", call, arguments, unlessSuccess(rc));
+        return rc;
+    }
+    // A call that is due, once.
+    vx::Status settle(const std::string& call, const std::string& line) {
+        EXPECT_EQ(due.erase(line), 1u) << line << " is not due";
+        const vx::Status rc = script.next(call).rc;
+        say("{}{}", line, unlessSuccess(rc));
         return rc;
     }
     // A call that has something to give, or null when the script says so.
     template <class Record>
     Record* give(const std::string& call, const std::string& line, Record* record) {
-        const bool null = script.next(call).null();
-        say(line + (null ? " -> null" : ""));
+        const bool null = script.next(call).has("null");
+        say("{}{}", line, null ? " -> null" : "");
         return null ? nullptr : record;
     }
-    // A call that makes something: null when the answer says so, else what destroy is to get. The
-    // line ends in an arrow, and perhaps more that came of the call.
+    // A call that makes something, or null when its answer says so. The line ends in what was made;
+    // end is the call that is then due.
     template <class Record>
-    Record* make(const Answer& answer, const std::string& line, const char* kind) {
-        auto made = answer.null() ? nullptr : std::make_unique<Named<Record>>();
-        if (made) made->name = take(kind);
-        say(line + " " + (made ? made->name : "null"));
-        return made.release();
+    Record* make(const Answer& answer, const std::string& line, const std::string& kind,
+                 const std::string& end = "Destroy") {
+        auto* made = answer.has("null") ? nullptr : new Named<Record>{};
+        if (made) made->name = kind + std::to_string(++counts[kind]);
+        say("{} {}", line, made ? made->name : "null");
+        if (!made) return nullptr;
+        due[made->name + ' ' + end];
+        if constexpr (requires {
+                          { made->Destroy(made) } -> std::same_as<vx::Status>;
+                      })
+            made->Destroy = [](Record* self) { return fake().destroy(self); };
+        return made;
     }
     template <class Record>
-    vx::Status destroy(Record* record, const char* call = "Destroy") {
+    vx::Status destroy(Record* record, const std::string& end = "Destroy") {
         const std::unique_ptr<Named<Record>> gone{&named(record)};
-        say(gone->name + " " + call);
-        giveBack(gone->name);
-        return script.next(call).rc;
+        return settle(end, gone->name + ' ' + end);
     }
-    vx::Document* makeDocument(const Answer& answer, const std::string& line, const char* kind,
-                               std::vector<Tree> top);
-    std::string take(const std::string& kind);  // a new name, noted as out
-    void giveBack(const std::string& name);
-    // Whether the text was in a block as the pool got it back, narrow or wide.
-    bool gaveBack(std::string_view text) const;
 
     Script script;
     std::vector<std::string> lines;
@@ -127,20 +169,16 @@ struct FakeHost : vx::Host {
     vx::Transcoder textTranscoder{};  // UTF-8 to UTF-32; its calls are named "text"
     vx::Transcoder pathTranscoder{};  // UTF-32 to UTF-8; "path"
 
-    uint32_t allow = ~0u;                         // what OPTIONS reports
     std::vector<Tree> response;                   // the top of each PROPFIND's answer
     std::vector<std::string> getBody;             // the pieces of each GET
     std::map<std::u32string, std::string> files;  // by path
     std::string putBody;                          // of the latest PUT
     std::string requestBody;                      // bytes of the latest request document
-    double now = 1000.0;                          // the date-time service's, and its zone
-    double zone = 0.0;
+    double zone = 0.0;                            // the date-time service's; its time is 1000
 
-    std::set<std::string> out;  // names of what the extension must give back
-    std::map<std::string, int> counts;
-    std::map<std::u32string, std::string> paths;  // reserved ones, and their names
-    std::deque<std::string> messages;             // rendered log records
-    std::vector<const char*> lineTexts;           // of the records, which are to last
+    std::map<std::string, std::u32string> due;  // lines of calls, and texts that last until then
+    std::map<std::string, int> counts;          // of what was made
+    std::string rendered;                       // the latest log record
 
 private:
     void setUpMessages();
@@ -149,9 +187,9 @@ private:
     void setUpEncoding();
 };
 
-FakeHost& fake();
-
 // A multi-line literal as a transcript: blanks before a line are the literal's indentation.
-std::string lines(std::string_view literal);
+inline std::string lines(const std::string& literal) {
+    return std::regex_replace(literal, std::regex{"\n *"}, "\n");
+}
 
 }  // namespace test

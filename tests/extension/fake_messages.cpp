@@ -21,18 +21,8 @@ std::string render(std::u32string_view text, va_list arguments) {
     return shown;
 }
 
-vx::RenderedMessage* keep(std::string message) {
-    return reinterpret_cast<vx::RenderedMessage*>(&fake().messages.emplace_back(message));
-}
-
-void log(vx::Logger*, uint32_t level, vx::Word first, vx::Word second, vx::Word third,
-         const char* line, const char* source, uint64_t code, vx::RenderedMessage* message,
-         vx::Word last) {
-    EXPECT_EQ(first | second | third | last, 0u);
-    EXPECT_EQ(code, 27u);
-    EXPECT_STREQ(source, "vxext/src/quillon");
-    fake().lineTexts.push_back(line);
-    fake().say("{} \"{}\"", level, *reinterpret_cast<std::string*>(message));
+vx::RenderedMessage* keep(const std::string& message) {
+    return reinterpret_cast<vx::RenderedMessage*>(&(fake().rendered = message));
 }
 
 }  // namespace
@@ -44,13 +34,19 @@ void FakeHost::setUpMessages() {
     };
     loggerTable.Render = [](auto*, auto zero, auto* text, auto length, auto arguments) {
         EXPECT_EQ(zero, 0u);
-        const bool null = fake().script.next("Render").null();
+        const bool null = fake().script.next("Render").has("null");
         return null ? nullptr : keep(render({text, length}, arguments));
     };
     loggerTable.RenderNumbered = [](auto*, auto number, auto arguments) {
         return keep(fmt::format("message {} {}", number, va_arg(arguments, int64_t)));
     };
-    loggerTable.Log = log;
+    loggerTable.Log = [](auto*, auto level, auto first, auto second, auto third, auto* line,
+                         auto* source, auto code, auto* message, auto last) {
+        EXPECT_EQ(first | second | third | last, 0u);
+        EXPECT_EQ(std::to_string(std::atoi(line)), line);
+        EXPECT_EQ(fmt::format("{} {}", source, code), "vxext/src/quillon 27");
+        fake().say("{} \"{}\"", level, *reinterpret_cast<std::string*>(message));
+    };
     logger.table = &loggerTable;
     logger.threshold = 1;
     loggerFactory.GetLogger = [](auto*, auto* channel, auto length) {
@@ -61,8 +57,7 @@ void FakeHost::setUpMessages() {
     journal.MessageToJournal = [](auto*, auto severity, auto* text, auto length, auto arguments) {
         const std::u32string_view sentence{text,
                                            length ? length : std::u32string_view{text}.size()};
-        fake().say("journal {} \"{}\"{}", severity, render(sentence, arguments),
-                   length ? fmt::format(" {}", length) : "");
+        fake().say("journal {} \"{}\"{}", severity, render(sentence, arguments), shown(length));
         return vx::VX_SUCCESS;
     };
     journal.StatusToJournal = [](auto*, auto severity, auto status, auto) {

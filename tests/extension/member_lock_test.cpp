@@ -4,13 +4,12 @@ namespace {
 
 using namespace test;
 
-// "flags N" in the script is the request's, "held" says that it comes again, "starved" that there
-// is no memory; the member's date is 7 unless it is "undated". The outline ends in the date noted.
+// "flags N" in the script is the request's, "held" says that it comes again; the member's date is 7
+// unless it is "undated". The outline ends in the date noted.
 vx::Status lock(MemberHost& host) {
     host.response = memberResponse(U"getlastmodified", host.script.has("undated") ? U"?" : U"7");
     vx::LockRequest request{uint64_t(host.script.next("flags").http.value_or(0)), {}};
     if (host.script.has("held")) host.operations.quillonFileLock(host.member, &request, nullptr);
-    if (host.script.has("starved")) host.pool.failAt = host.pool.asked + 1;
     host.files[U"/cache/1/WEBDAV1"] = "not to be sent";
     host.member->status = 99;
     host.lines.clear();
@@ -36,7 +35,7 @@ TEST(MemberLock, that_fails_tells_the_journal) {
         flags 4, HEAD 404, PUT 412 => 81FFC808: OPTIONS 200, HEAD 404, PUT 412, PUT returned status=412, journal 4 81FFC808, date -nan
         flags 4, HEAD 404, LOCK 423 => 81FFC804: OPTIONS 200, HEAD 404, PUT 201, LOCK 423 null, {note} 423., LOCK returned status=423, journal 4 81FFC804, date -nan
         flags 4, HEAD 500, LOCK 200 null => 81FFC80A: OPTIONS 200, HEAD 500, LOCK 200 null, {note} 200., LOCK returned status=200, journal 4 81FFC80A, date -nan
-        starved => 803FC002: OPTIONS 200, no memory for lockparms, journal 4 803FC002, date -nan
+        memory 1 => 803FC002: OPTIONS 200, no memory for lockparms, journal 4 803FC002, date -nan
         LOCK 423 lock => 81FFC804: OPTIONS 200, LOCK 423 lock1, {note} 423., LOCK returned status=423, journal 4 81FFC804, date -nan
         LOCK 199 lock => 00000000: OPTIONS 200, LOCK 199 lock1, {note} 199., {known}, date 7
         LOCK 300 lock => 81FFC80A: OPTIONS 200, LOCK 300 lock1, {note} 300., LOCK returned status=300, journal 4 81FFC80A, date -nan

@@ -25,7 +25,7 @@ vx::Status put(MemberHost& host) {
     host.lines.clear();
     const vx::Status rc = host.operations.quillonFilePut(&member, nullptr, &host.journal);
     EXPECT_NE(member.status, 99);
-    if (member.lock) host.say("lock " + named(member.lock).name);
+    if (member.lock) host.say("lock {}", named(member.lock).name);
     return rc;
 }
 
@@ -37,7 +37,7 @@ TEST(MemberPut, streams_the_cache_file_under_the_lock) {
     EXPECT_EQ(put(host), vx::VX_SUCCESS);
     EXPECT_EQ(host.putBody, host.files[U"/cache/1/WEBDAV1"]);
     EXPECT_EQ(host.transcript(), lines(R"(2 "quillonFilePut called"
-        client2 PUT code 27 options 16 under lock1
+        client2 PUT code 27 16 under lock1
         fsboxOpen "/cache/1/WEBDAV1" mode 1 buffer 4096 journal -> file1
         file1 Read 4096
         file1 Read 4096

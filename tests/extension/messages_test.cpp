@@ -80,7 +80,7 @@ TEST(Messages, wrappers_hand_on_their_arguments) {
 
     EXPECT_EQ(vxlStatusToJnl(&host.journal, 2, vx::QUILLON_LOCKED), vx::VX_SUCCESS);
     EXPECT_EQ(vxlMessageToJnl(&host.journal, 2, U"%d", 0, int64_t{-1}), vx::VX_SUCCESS);
-    EXPECT_EQ(host.transcript(), "journal 2 81FFC804\njournal 2 \"-1\"\n");
+    EXPECT_EQ(host.transcript(), "journal 2 81FFC804\njournal 2 \"-1\"");
 }
 
 }  // namespace

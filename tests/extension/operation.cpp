@@ -21,17 +21,10 @@ std::string shortened(std::string line, const std::string& operation) {
 
 }  // namespace
 
-std::vector<std::string> noMemoryFor(const std::string& operation,
-                                     std::vector<std::string> things) {
-    for (std::string& thing : things)
-        thing = fmt::format("{} no memory for {}\"", operation, thing);
-    return things;
-}
-
-std::vector<std::pair<std::string, std::string>> rowsOf(std::string_view literal) {
+std::vector<std::pair<std::string, std::string>> rowsOf(const std::string& literal) {
     std::vector<std::pair<std::string, std::string>> rows, names;
-    std::istringstream all{lines(literal)};
-    for (std::string line; std::getline(all, line);) {
+    std::istringstream all{literal};
+    for (std::string line; std::getline(all >> std::ws, line);) {
         for (const auto& [name, text] : names)
             for (size_t at; (at = line.find(name)) != line.npos;)
                 line.replace(at, name.size(), text);
@@ -45,22 +38,17 @@ std::vector<std::pair<std::string, std::string>> rowsOf(std::string_view literal
     return rows;
 }
 
-std::string outline(FakeHost& host, const std::string& operation) {
-    std::string text;
-    for (const std::string& line : std::exchange(host.lines, {}))
-        if (const std::string part = shortened(line, operation); !part.empty())
-            text += (text.empty() ? "" : ", ") + part;
-    return text;
-}
-
 std::string outcome(FakeHost& host, const std::string& operation, vx::Status status) {
-    const std::string returning = "\"" + operation + " returning rc=";
-    for (const std::string& line : host.lines)
-        if (line.find(returning) == 2) {
-            EXPECT_EQ(line.substr(2 + returning.size(), 8), hex(status));
+    const std::string returning = "2 \"" + operation + " returning rc=";
+    std::string text = hex(status) + ':', separator = " ";
+    for (const std::string& line : std::exchange(host.lines, {})) {
+        if (line.starts_with(returning)) {
+            EXPECT_EQ(line.substr(returning.size(), 8), hex(status));
         }
-    const std::string text = outline(host, operation);
-    return hex(status) + (text.empty() ? ":" : ": ") + text;
+        const std::string part = shortened(line, operation);
+        if (!part.empty()) text += std::exchange(separator, ", ") + part;
+    }
+    return text;
 }
 
 }  // namespace test

@@ -20,7 +20,6 @@ struct Answer {
     std::map<std::string, uint64_t> words;
 
     bool has(const std::string& word) const { return words.contains(word); }
-    bool null() const { return has("null"); }
     uint64_t number(const std::string& name, uint64_t usual) const {
         return has(name) ? words.at(name) : usual;
     }
@@ -44,16 +43,12 @@ public:
         std::istringstream entries{std::string{text}};
         for (std::string entry; std::getline(entries, entry, ',');) {
             std::istringstream words{entry};
-            std::string call, word;
+            std::string call;
+            words >> call;
             Answer answer;
             int times = 1;
-            words >> call;
-            while (words >> word) {
-                if (word[0] == '*')
-                    times = std::stoi(word.substr(1));
-                else
-                    answer.take(word);
-            }
+            for (std::string word; words >> word;)
+                word[0] == '*' ? void(times = std::stoi(word.substr(1))) : answer.take(word);
             for (; times > 0; --times) answers_.emplace(call, answer);
         }
     }

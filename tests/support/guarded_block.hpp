@@ -6,44 +6,35 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <new>
 #include <span>
 
 namespace test {
 
+// Filled with a byte that is neither text nor zero. Copies share the memory.
 class GuardedBlock {
 public:
-    // Filled with a byte that is neither text nor zero.
-    explicit GuardedBlock(uint64_t bytes)
-        : bytes_(bytes), readable_(roundUp(std::max(bytes, uint64_t{1}))) {
-        void* pages = mmap(nullptr, readable_ + pageSize(), PROT_READ | PROT_WRITE,
-                           MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    explicit GuardedBlock(uint64_t bytes) : bytes_(bytes) {
+        const auto page = static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
+        const uint64_t readable = (bytes / page + 1) * page;
+        const uint64_t mapped = readable + page;
+        void* pages =
+            mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         if (pages == MAP_FAILED) throw std::bad_alloc{};
-        pages_ = static_cast<uint8_t*>(pages);
-        mprotect(pages_ + readable_, pageSize(), PROT_NONE);
-        std::fill_n(pages_, readable_, uint8_t{0xDB});
+        memory_ = {pages, [=](void* all) { munmap(all, mapped); }};
+        auto* const end = static_cast<uint8_t*>(pages) + readable;
+        mprotect(end, page, PROT_NONE);
+        std::fill(static_cast<uint8_t*>(pages), end, uint8_t{0xDB});
+        data_ = end - bytes;
     }
-    ~GuardedBlock() {
-        if (pages_) munmap(pages_, readable_ + pageSize());
-    }
-    GuardedBlock(GuardedBlock&& other) noexcept
-        : bytes_(other.bytes_), readable_(other.readable_), pages_(other.pages_) {
-        other.pages_ = nullptr;
-    }
-    GuardedBlock& operator=(GuardedBlock&&) = delete;
-
-    void* data() const { return pages_ + readable_ - bytes_; }
-    std::span<const uint8_t> bytes() const { return {static_cast<const uint8_t*>(data()), bytes_}; }
+    void* data() const { return data_; }
+    std::span<uint8_t> bytes() const { return {data_, bytes_}; }
 
 private:
-    static uint64_t pageSize() { return static_cast<uint64_t>(sysconf(_SC_PAGESIZE)); }
-    static uint64_t roundUp(uint64_t bytes) {
-        return (bytes + pageSize() - 1) / pageSize() * pageSize();
-    }
-
     uint64_t bytes_;
-    uint64_t readable_;
-    uint8_t* pages_ = nullptr;
+    uint8_t* data_;
+    std::shared_ptr<void> memory_;
 };
 
 // A copy of a text or of bytes whose last unit is the last readable one.

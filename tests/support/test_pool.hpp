@@ -35,23 +35,18 @@ private:
         told("Alloc", bytes);
         sizes.push_back(bytes);
         if (++asked == failAt) return nullptr;
-        GuardedBlock block{bytes};
-        void* data = block.data();
-        if (flags == vx::POOL_ZEROED) std::fill_n(static_cast<uint8_t*>(data), bytes, uint8_t{0});
-        live.emplace(data, std::move(block));
-        return data;
+        const GuardedBlock block{bytes};
+        if (flags == vx::POOL_ZEROED) std::ranges::fill(block.bytes(), uint8_t{0});
+        live.emplace(block.data(), block);
+        return block.data();
     }
 
     void free(void* data) {
-        const auto block = live.find(data);
-        if (block == live.end()) {
-            ADD_FAILURE() << "a block is freed that is not out";
-            return;
-        }
-        const auto bytes = block->second.bytes();
+        const auto block = live.extract(data);
+        ASSERT_TRUE(block) << "a block is freed that is not out";
+        const auto bytes = block.mapped().bytes();
         told("Free", bytes.size());
         givenBack.emplace_back(bytes.begin(), bytes.end());
-        live.erase(block);
     }
 };
 
