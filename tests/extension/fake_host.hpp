@@ -17,6 +17,7 @@
 #include <concepts>
 #include <memory>
 #include <regex>
+#include <set>
 
 #include "host/quillon.h"
 #include "tests/extension/script.hpp"

@@ -139,12 +139,10 @@ vx::Client* createClient(vx::Weblnk*, vx::ClientParms* parms, vx::Journal* journ
 }
 
 std::string readAll(vx::BlobStream* stream) {
-    std::string bytes;
-    const void* data;
-    uint64_t length;
-    EXPECT_EQ(stream->open(stream), vx::VX_SUCCESS);
-    while (stream->read(stream, &data, &length) == vx::VX_SUCCESS)
-        bytes.append(static_cast<const char*>(data), length);
+    const void* data = nullptr;
+    uint64_t length = 0;
+    EXPECT_EQ(stream->open(stream) | stream->read(stream, &data, &length), vx::VX_SUCCESS);
+    const std::string bytes(static_cast<const char*>(data), length);
     EXPECT_EQ(stream->read(stream, &data, &length), vx::VX_END_OF_DATA);
     EXPECT_EQ(stream->close(stream), vx::VX_SUCCESS);
     return bytes;

@@ -75,9 +75,8 @@ TEST(Messages, wrappers_hand_on_their_arguments) {
               9u);
     EXPECT_EQ(handed, "-1 0.5 1 1.5 2 2.5 3 3.5 4 4.5 5 5.5 6 6.5 7 7.5 8 8.5 9 9.5 ");
 
-    auto* message = LoggerCapture(&host.logger, -5, int64_t{42});
-    EXPECT_EQ(*reinterpret_cast<std::string*>(message), "message -5 42");
-
+    LoggerCapture(&host.logger, -5, int64_t{42});
+    EXPECT_EQ(host.rendered, "message -5 42");
     EXPECT_EQ(vxlStatusToJnl(&host.journal, 2, vx::QUILLON_LOCKED), vx::VX_SUCCESS);
     EXPECT_EQ(vxlMessageToJnl(&host.journal, 2, U"%d", 0, int64_t{-1}), vx::VX_SUCCESS);
     EXPECT_EQ(host.transcript(), "journal 2 81FFC804\njournal 2 \"-1\"");

@@ -1,4 +1,3 @@
-#include "runtime/base64.hpp"
 #include "tests/extension/operation.hpp"
 
 namespace {
@@ -82,34 +81,6 @@ TEST(Password, what_becomes_of_it) {
     expectEncoded("long sesame!", R"(
         => 803FE807: text, DecodeText, EncodeText, path 803FE807, untranscoding password returned rc=803FE807, <>
     )");
-}
-
-TEST(Password, what_needs_no_service) {
-    struct {
-        decltype(base64EncodeRPX)& entry;
-        std::u32string_view text;
-        vx::Status rc;
-        const char* output;
-    } const rows[] = {
-        {base64EncodeRPX, U"{zeb}x", vx::VX_SUCCESS, "{zeb}x"},
-        {base64EncodeRPX, U"  ", vx::VX_SUCCESS, "null"},
-        {base64EncodeRPX, U"x", vx::VX_NO_ENCODING_SERVICE, "null"},
-        {base64DecodeRPX, U"", vx::VX_SUCCESS, "null"},
-        {base64DecodeRPX, U"{zeb}x", vx::VX_NO_ENCODING_SERVICE, "null"},
-    };
-    FakeHost host;
-    host.kernel.encodingService = nullptr;
-    for (const auto& row : rows) {
-        char32_t unset;
-        char32_t* output = &unset;
-        uint64_t count = 99;
-        EXPECT_EQ(row.entry(&host.pool, row.text.data(), row.text.size(), &output, &count), row.rc);
-        EXPECT_EQ(output ? narrow({output, count}) : "null", row.output);
-        EXPECT_EQ(output != nullptr, count != 0);
-        if (!output) continue;
-        EXPECT_EQ(host.pool.sizes.back(), count * sizeof *output) << "no room for a terminator";
-        host.pool.Free(&host.pool, output);
-    }
 }
 
 }  // namespace
