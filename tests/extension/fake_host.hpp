@@ -90,8 +90,6 @@ std::string shown(const char32_t* text, uint64_t count, Rest... rest) {
     return one + shown(rest...);
 }
 
-inline constexpr std::string_view passwordText = "sesame!";
-
 struct FakeHost;
 FakeHost& fake();  // there is one at a time
 

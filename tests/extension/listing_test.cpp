@@ -1,6 +1,7 @@
 // Listings, and the records that they make of the responses of the server.
+#include <cmath>
+
 #include "tests/extension/operation.hpp"
-#include "vxext/src/datetime.hpp"
 
 namespace {
 
@@ -21,24 +22,22 @@ vx::CollectionListHandle* open(CollectionHost& host, bool narrow = true) {
         host.collection, narrow ? &host.pathTranscoder : nullptr, "list", &host.journal);
 }
 
-// "name", or "name|narrow name" where they differ, and what else is known of the member.
-std::string shown(const vx::FileInfo& info) {
-    std::string text = info.name ? narrow({info.name, info.nameLength}) : "-";
-    const std::string narrowName = info.narrowName ? info.narrowName : "-";
-    if (narrowName != text) text += "|" + narrowName;
-    EXPECT_EQ(info.narrowNameLength, info.narrowName ? narrowName.size() : 0);
-    if (!vx::squillonDateMissing(info.created)) text += fmt::format(" made {}", info.created);
-    if (!vx::squillonDateMissing(info.modified)) text += fmt::format(" changed {}", info.modified);
-    if (info.size) text += fmt::format(" size {}", info.size);
-    if (info.flags) text += fmt::format(" flags {}", info.flags);
-    return text + ", ";
-}
-
-// The members in their order, and the count.
+// The members in their order, "name" or "name|narrow name" where they differ and what else is known
+// of each, and the count.
 std::string shown(const vx::CollectionListHandle* list) {
-    std::string members;
-    for (const vx::FileInfo* info = list->first; info; info = info->next) members += shown(*info);
-    return members + std::to_string(list->memberCount);
+    std::string text;
+    for (const vx::FileInfo* info = list->first; info; info = info->next) {
+        const std::string name = info->name ? narrow({info->name, info->nameLength}) : "-";
+        const std::string narrowName = info->narrowName ? info->narrowName : "-";
+        EXPECT_EQ(info->narrowNameLength, info->narrowName ? narrowName.size() : 0);
+        text += narrowName == name ? name : name + "|" + narrowName;
+        if (!std::isnan(info->created)) text += fmt::format(" made {}", info->created);
+        if (!std::isnan(info->modified)) text += fmt::format(" changed {}", info->modified);
+        if (info->size) text += fmt::format(" size {}", info->size);
+        if (info->flags) text += fmt::format(" flags {}", info->flags);
+        text += ", ";
+    }
+    return text + std::to_string(list->memberCount);
 }
 
 // The listing, or "nothing" where there was no response to walk.

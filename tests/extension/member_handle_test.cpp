@@ -1,5 +1,6 @@
+#include <cmath>
+
 #include "tests/extension/operation.hpp"
-#include "vxext/src/datetime.hpp"
 
 namespace {
 
@@ -26,7 +27,7 @@ vx::Status open(CollectionHost& host) {
     EXPECT_EQ(member == nullptr, parms.rc != vx::VX_SUCCESS);
     if (member) {
         EXPECT_EQ(member->putOptions, &options);
-        EXPECT_TRUE(vx::squillonDateMissing(member->lockDate));
+        EXPECT_TRUE(std::isnan(member->lockDate));
         host.say("3 {} {} {} {} url {} put {} {} flags {}", std::string_view(member->magic, 4),
                  member->genericName, member->cachePath, member->cachePathLength,
                  member->pathLength, member->putOptionsLength, member->putCode, member->flags);

@@ -75,9 +75,8 @@ TEST(Memory, copy_runs_from_front_to_back_and_safe_copy_as_the_source_stood) {
 
 TEST(Memory, duplicate_is_a_plain_block_of_the_pool) {
     test::TestPool pool;
-    auto* copy = static_cast<char*>(nxMemDup("abcde", 4, &pool));
-    EXPECT_EQ(std::string(copy, 4), "abcd");
-    EXPECT_EQ(pool.live.at(copy).bytes().size(), 4u);
+    const auto copy = pool.live.at(nxMemDup("abcde", 4, &pool)).bytes();
+    EXPECT_EQ(std::string(copy.begin(), copy.end()), "abcd");
     EXPECT_FALSE(nxMemDup(nullptr, 4, &pool));
     EXPECT_FALSE(nxMemDup("abcd", 4, nullptr));
     EXPECT_EQ(pool.asked, 1);
