@@ -20,10 +20,7 @@ struct Cycle {
     bool secure = false;  // with a password, and over TLS
 };
 
-struct Way {
-    const char* name;
-    ProxyFault fault;
-};
+using Way = std::pair<const char*, ProxyFault>;
 
 const Cycle cycles[] = {
     {"edit", {"edit"}},
@@ -103,7 +100,7 @@ TEST_P(FaultCampaign, losesNothing) {
     const auto requests = proxy.requests();
     ASSERT_GE(requests.size(), 4u);
     for (size_t nth = 1; nth <= requests.size(); ++nth) {
-        proxy.failAt(nth, std::get<Way>(GetParam()).fault);
+        proxy.failAt(nth, std::get<Way>(GetParam()).second);
         const auto outcome = runCycle();
         SCOPED_TRACE(fmt::format("request {} of {}, {}: exit code {}\n{}{}", nth, requests.size(),
                                  requests[nth - 1], outcome.exitCode, outcome.output,
@@ -121,7 +118,7 @@ INSTANTIATE_TEST_SUITE_P(, FaultCampaign,
                          testing::Combine(testing::ValuesIn(cycles), testing::ValuesIn(ways)),
                          [](const auto& row) {
                              return fmt::format("{}_{}", std::get<0>(row.param).name,
-                                                std::get<1>(row.param).name);
+                                                std::get<1>(row.param).first);
                          });
 
 }  // namespace

@@ -173,10 +173,8 @@ TEST_F(Sites, ownTextSurvivesALoginAndALogout) {
     expect({{{"logout", "work"}, 0, ""}});
     EXPECT_EQ(configText(), own);
 
-    const std::string hard = "sites = { home = { url = 'https://h/' } }\n";
-    writeConfig(hard);
+    writeConfig("sites = { home = { url = 'https://h/' } }\n");
     expect({{login, 8, "left alone.\n  Put this into it yourself:\n  [sites.work]\n  url = \""}});
-    EXPECT_EQ(configText(), hard);
     writeConfig("[sites.home\n");
     expect({{{"ls", "home:"}, 8, configFile.string() + ":\n  Line 1"},
             {{"ls", open.url()}, 0, ""}});  // no site, no configuration

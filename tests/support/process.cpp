@@ -54,7 +54,7 @@ int inputPipe(const std::string& input) {
 
 // Appends what is there behind `into`. A terminal has no places, and tells nothing twice.
 void takeIn(int fd, std::string& into) {
-    static thread_local char piece[65536];
+    char piece[65536];
     for (ssize_t count = 1; count > 0;) {
         count = pread(fd, piece, sizeof piece, static_cast<off_t>(into.size()));
         if (count < 0 && errno == ESPIPE) count = read(fd, piece, sizeof piece);

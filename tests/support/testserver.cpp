@@ -8,7 +8,6 @@
 #include <cstdio>
 
 #include "tests/support/apache.hpp"
-#include "tests/support/certificate.hpp"
 
 namespace support {
 namespace {
@@ -23,7 +22,6 @@ void serve(const ApacheOptions& options) {
     std::string line = server.url();
     if (options.authentication != Authentication::none)
         line.append(" ").append(options.account.user).append(" ").append(options.account.password);
-    if (options.tls) line.append("\n").append(certificate().file.string());
     std::puts(line.c_str());
     std::fflush(stdout);
     int number = 0;
@@ -40,7 +38,6 @@ int runServer(int count, char** words) {
     const std::map<std::string, Authentication> schemes{{"basic", Authentication::basic},
                                                         {"digest", Authentication::digest}};
     app.add_option("--auth", options.authentication)->transform(CLI::CheckedTransformer(schemes));
-    app.add_flag("--tls", options.tls, "a second line names the certificate to trust");
     app.add_flag("--without-locks", options.withoutLocks);
     CLI11_PARSE(app, count, words);
     serve(options);
