@@ -1,6 +1,11 @@
-// The header of an answer, and what the next requests say because of it.
+// The header of an answer, and what the next requests say because of it; dates.
+#include <fmt/chrono.h>
+
+#include <cmath>
 #include <string>
 
+#include "platform/transcoder.hpp"
+#include "platform/weblnk/date.hpp"
 #include "platform/weblnk/headers.hpp"
 #include "tests/fuzz/fuzz.hpp"
 
@@ -42,11 +47,28 @@ void checkValue(std::string_view value) {
             "and ends no field");
 }
 
+void checkDate(std::string_view line) {
+    constexpr double FIRST = -62167219200, END = 253402300800;  // of the years 0 to 9999
+    constexpr double OFFSET = 86400;                            // more than a date can have
+    const auto date = parseDate(shownUtf32(line), NOW);
+    if (!date) return;
+    require(*date > FIRST - OFFSET && *date < END + OFFSET, "a year has four digits");
+    if (*date < FIRST || *date >= END) return;
+    const auto whole = static_cast<std::time_t>(std::floor(*date));
+    const auto written = fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(whole));
+    require(parseDate(toUtf32(written), NOW) == static_cast<double>(whole),
+            "written out it is the same date");
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Headers headers;
-    for (auto rest = fuzz::text(data, size); !rest.empty();) headers.add(fuzz::takeLine(rest));
+    for (auto rest = fuzz::text(data, size); !rest.empty();) {
+        const auto line = fuzz::takeLine(rest);
+        headers.add(line);
+        checkDate(line);
+    }
     checkMethods(headers);
     for (const auto name : {"Lock-Token", "Timeout", "Retry-After", "ETag", "DAV"})
         checkValue(headers.first(name));

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/checked_pool.hpp"
 #include "platform/logger.hpp"
 #include "platform/markup/multistatus_builder.hpp"
 #include "platform/markup/serialize.hpp"
@@ -13,7 +14,7 @@
 #include "platform/transcoder.hpp"
 #include "platform/weblnk/active_lock.hpp"
 #include "platform/weblnk/href_resolver.hpp"
-#include "tests/fuzz/counting_pool.hpp"
+#include "tests/fuzz/fuzz.hpp"
 #include "vxext/src/operations.hpp"
 
 namespace {
@@ -82,7 +83,6 @@ private:
 
     const std::u32string url_ = vxhost::toUtf32(URL);
     vxhost::Settings settings_;
-    fuzz::CountingPool pool_;
     vx::ExtensionHandle extension_{};
     vx::CollectionHandle handle_{};
 };
@@ -107,7 +107,6 @@ Collection::Collection() : vx::Client{} {
         *response = read(builder, collection.answer, collection.pieceBytes).release();
         return *response ? vx::VX_SUCCESS : vxhost::WEBLNK_BAD_ANSWER;
     };
-    extension_.pool = &pool_;
     extension_.logger = vxhost::findLogger(U"App.WebDAV.quillon");
     extension_.weblnk = reinterpret_cast<vx::Weblnk*>(vxhost::createWeblnk(settings_));
     extension_.markup = reinterpret_cast<vx::Markup*>(vxhost::createMarkup());
@@ -118,6 +117,9 @@ Collection::Collection() : vx::Client{} {
 }
 
 std::optional<uint32_t> Collection::list(uint32_t flags) {
+    const auto tell = [](std::string_view) { require(false, "a listing leaves nothing behind"); };
+    auto* pool = new vxhost::CheckedPool("listing", tell);
+    extension_.pool = pool;
     handle_.flags = flags;
     std::optional<uint32_t> members;
     if (auto* list =
@@ -127,7 +129,7 @@ std::optional<uint32_t> Collection::list(uint32_t flags) {
                 "what is counted is there");
         vx::quillonCollectionListClose(list);
     }
-    require(pool_.out == 0, "a listing leaves nothing behind");
+    pool->DestroyPool(pool);
     return members;
 }
 

@@ -9,14 +9,11 @@
 TEST(clock, seconds_in_gmt_and_the_zone_of_this_moment) {
     double output[2] = {};
     // POSIX zones need no zone data.
-    for (const auto& [zone, toGmt] :
-         {std::pair{"XST-5:30", -19800}, {"YST8", 28800}, {"UTC0", 0}}) {
+    for (const auto& [zone, toGmt] : {std::pair{"XST-5:30", -19800}, {"YST8", 28800}}) {
         setenv("TZ", zone, 1);
         ASSERT_EQ(vxhost::dateTime(vx::DATETIME_NOW, output, vx::DATETIME_NOW_FLAGS), 0u);
         EXPECT_NEAR(output[0], static_cast<double>(std::time(nullptr)), 60);
         EXPECT_EQ(output[1], toGmt) << zone;
     }
     unsetenv("TZ");
-    EXPECT_EQ(vxhost::dateTime(15, output, vx::DATETIME_NOW_FLAGS), vx::VX_UNSUPPORTED);
-    EXPECT_EQ(vxhost::dateTime(vx::DATETIME_NOW, output, 0), vx::VX_UNSUPPORTED);
 }

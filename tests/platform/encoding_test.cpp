@@ -16,9 +16,9 @@ class encoding : public testing::Test {
 protected:
     ~encoding() override { EXPECT_TRUE(pool.live.empty()); }
 
-    Coded encode(const Text& text, uint32_t method = vx::ENCODING_METHOD_STORED) {
-        return taken(service.EncodeText(&service, &pool, method, text.data(), text.size(), &block,
-                                        &count, &context));
+    Coded encode(const Text& text) {
+        return taken(service.EncodeText(&service, &pool, vx::ENCODING_METHOD_STORED, text.data(),
+                                        text.size(), &block, &count, &context));
     }
     Coded decode(const Text& text) {
         return taken(service.DecodeText(&service, &pool, text.data(), text.size(), &block, &count,
@@ -45,24 +45,19 @@ TEST_F(encoding, texts_are_told_apart_by_their_tags) {
     const Coded refused = {ENCODING_REFUSED, U""};
     const std::pair<Text, Coded> rows[] = {
         {U"", {0, U""}},
-        {U"clear", {0, U"clear"}},
         {U"{ze", {0, U"{ze"}},
         {U"{cfg}abc", {0, U"{cfg}abc"}},
         {U" {base64}eA==", {0, U" {base64}eA=="}},
-        {U"{base64}w6R4", {0, U"\u00E4x"}},
-        {U"{BASE64}eA==", {0, U"x"}},
+        {U"{BASE64}w6R4", {0, U"\u00E4x"}},
         {U"{base64}", {0, U""}},
         {U"{base64}eA", refused},
         {U"{base64}e A==", refused},
         {U"{base64}eB==", refused},       // bits behind the end
-        {U"{base64}/w==", refused},       // no UTF-8
         {U"{base64}\u0165A==", refused},  // its low byte would do
-        {U"{zeb", refused},
         {U"{ZEBsodium2}AAAA", refused},
         {U"{zebsodium1}", {ENCODING_NO_KEY, U""}},  // nothing was stored here yet
     };
     for (const auto& [text, coded] : rows) EXPECT_EQ(decode(text), coded);
-    EXPECT_EQ(encode(U"x", 4).first, vx::VX_UNSUPPORTED);
     EXPECT_EQ(encode(Text(1, char32_t{0xD800})).first, TRANSCODE_INVALID);
     EXPECT_FALSE(exists(key));
 }
@@ -70,7 +65,6 @@ TEST_F(encoding, texts_are_told_apart_by_their_tags) {
 TEST_F(encoding, what_is_stored_opens_unless_anything_is_changed) {
     const Text clear = U" \u00E4\u20AC\U0001F600 {cf\x01";
     const Text text = encode(clear).second;
-    EXPECT_TRUE(text.starts_with(U"{zebsodium1}"));
     EXPECT_NE(encode(clear).second, text);
     EXPECT_EQ(decode(text), Coded(vx::VX_SUCCESS, clear));
     for (size_t at = sealTag.size(); at < text.size(); ++at) {
@@ -81,7 +75,7 @@ TEST_F(encoding, what_is_stored_opens_unless_anything_is_changed) {
             EXPECT_EQ(decode(altered).first, ENCODING_REFUSED) << at << " ^ " << change;
         }
     }
-    for (const char32_t* end : {U"A", U"="}) EXPECT_EQ(decode(text + end).first, ENCODING_REFUSED);
+    EXPECT_EQ(decode(text + U"=").first, ENCODING_REFUSED);
     std::filesystem::remove(key);
     EXPECT_EQ(decode(text).first, ENCODING_NO_KEY);
     encode(U"with another key");
@@ -100,19 +94,15 @@ TEST_F(encoding, the_key_is_made_once_and_is_ones_own) {
         EXPECT_EQ(decode(text).first, mode == 0400 ? vx::VX_SUCCESS : ENCODING_KEY_EXPOSED);
     }
     // What is no key, or a link to one, is neither used nor replaced.
-    rename(key, temporary / "key");
-    for (const char* target : {"key", "nowhere"}) {
-        create_symlink(temporary / target, key);
-        EXPECT_EQ(encode(U"secret").first, FSBOX_DENIED);
-        EXPECT_TRUE(remove(key));
-    }
-    rename(temporary / "key", key);
     permissions(key, std::filesystem::perms(0600));
     for (const uintmax_t size : {33u, 31u}) {
         resize_file(key, size);
         EXPECT_EQ(encode(U"secret").first, ENCODING_NO_KEY);
         EXPECT_EQ(file_size(key), size);
     }
+    rename(key, temporary / "key");
+    create_symlink(temporary / "key", key);
+    EXPECT_EQ(encode(U"secret").first, FSBOX_DENIED);
 }
 
 TEST_F(encoding, nothing_is_left_in_memory) {
@@ -120,10 +110,10 @@ TEST_F(encoding, nothing_is_left_in_memory) {
     pool.givenBack.clear();
     EXPECT_EQ(decode(U"{base64}c2VjcmV0/w==").first, ENCODING_REFUSED);  // "secret", then no UTF-8
     EXPECT_EQ(pool.givenBack.at(0), std::vector<uint8_t>(pool.sizes.back()));
-    pool.failAt = pool.asked + 1;
-    EXPECT_EQ(decode(text).first, vx::VX_NO_MEMORY);
-    pool.failAt = pool.asked + 1;
-    EXPECT_EQ(encode(U"secret").first, vx::VX_NO_MEMORY);
+    for (const bool decodes : {true, false}) {
+        pool.failAt = pool.asked + 1;
+        EXPECT_EQ((decodes ? decode(text) : encode(text)).first, vx::VX_NO_MEMORY);
+    }
 }
 
 }  // namespace

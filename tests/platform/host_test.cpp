@@ -40,8 +40,7 @@ TEST(host, missing_or_wrong_library_is_named) {
         }
         return "none";
     };
-    EXPECT_NE(complaint("/nowhere/libquillon.so").find("/nowhere/libquillon.so"),
-              std::string::npos);
+    EXPECT_NE(complaint("/nowhere/quillon.so").find("/nowhere/quillon.so"), std::string::npos);
     EXPECT_TRUE(complaint("libc.so.6").starts_with("libc.so.6 is not the quillon extension"));
 }
 

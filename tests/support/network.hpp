@@ -4,7 +4,6 @@
 
 #include <sys/socket.h>
 
-#include <atomic>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
@@ -78,20 +77,16 @@ public:
     ~ConnectionServer() {
         shutDown(acceptor_);
         accepting_.join();
-        {
-            const std::lock_guard lock(mutex_);
-            for (auto& [socket, thread] : connections_) shutDown(socket);
-        }
-        for (auto& [socket, thread] : connections_) thread.join();
+        const std::lock_guard lock(mutex_);
+        for (auto& connection : connections_) shutDown(connection.socket);
     }
 
     uint16_t port() const { return acceptor_.local_endpoint().port(); }
-    int connections() const { return accepted_; }
 
 private:
     struct Connection {
         Tcp::socket socket;
-        std::thread thread{};
+        std::jthread thread{};
     };
 
     void acceptAll() {
@@ -100,10 +95,10 @@ private:
             Tcp::socket socket = acceptor_.accept(stopped);
             if (stopped) return;
             socket.set_option(Tcp::no_delay(true));
-            ++accepted_;
             const std::lock_guard lock(mutex_);
             Connection& connection = connections_.emplace_back(Connection{std::move(socket)});
-            connection.thread = std::thread([this, &client = connection.socket] { serve(client); });
+            connection.thread =
+                std::jthread([this, &client = connection.socket] { serve(client); });
         }
     }
 
@@ -121,7 +116,6 @@ private:
     Tcp::acceptor acceptor_{io, onLoopback(0)};
     std::mutex mutex_;  // over the list and the life of its sockets
     std::list<Connection> connections_;
-    std::atomic<int> accepted_ = 0;
     std::thread accepting_;
 };
 

@@ -9,9 +9,6 @@
 namespace support {
 namespace {
 
-constexpr size_t chunkBytes = 1024;
-constexpr size_t wholeBody = std::numeric_limits<size_t>::max();
-
 bool fits(const std::string& pattern, const std::string& target) {
     if (!pattern.ends_with('*')) return pattern == target;
     return target.starts_with(std::string_view(pattern).substr(0, pattern.size() - 1));
@@ -26,12 +23,10 @@ public:
 
     bool exchange() {
         readHead();
-        const Rule rule = server_.ruleFor(*request_);
-        const Answer& answer = rule.answer;
+        const Answer answer = server_.answerTo(request_);
         if (answer.beforeBody_) return deliver(answer) && readRest();
-        readBody(answer.closeAfterBody_.value_or(wholeBody));
-        if (answer.closeAfterBody_) return reset();
-        return deliver(rule.handler ? rule.handler(*request_) : answer);
+        readBody();
+        return deliver(answer);
     }
 
 private:
@@ -46,19 +41,14 @@ private:
             std::string& value = request_->fields[std::string(field.name_string())];
             value += (value.empty() ? "" : ", ") + std::string(field.value());
         }
-        server_.record(request_);
     }
 
-    void readBody(size_t atLeast = wholeBody) {
-        std::string& body = parser_->get().body();
+    void readBody() {
         const bool waits = !request_->field("Expect").empty() && buffer_.size() == 0;
         if (waits && request_->answered == 0) sendAll(client_, "HTTP/1.1 100 Continue\r\n\r\n");
-        while (!parser_->is_done() && body.size() < atLeast) {
-            http::read_some(client_, buffer_, *parser_);
-        }
+        http::read(client_, buffer_, *parser_);
         const std::lock_guard lock(server_.mutex_);
-        request_->complete = parser_->is_done();
-        request_->body = std::move(body);
+        request_->body = std::move(parser_->get().body());
     }
 
     // After an early answer. Who expected a 100 need not send the body, so that nobody could tell
@@ -71,15 +61,18 @@ private:
     }
 
     bool deliver(const Answer& answer) {
-        if (answer.dropped_) return false;
+        if (answer.instead_) {
+            sendAll(client_, *answer.instead_);
+            return false;
+        }
         {
             const std::lock_guard lock(server_.mutex_);
             request_->answered = answer.status_;
         }
-        sendAll(client_, answer.raw_.empty() ? header(answer) : answer.raw_);
-        if (!answer.raw_.empty()) return false;
-        const bool noBody = request_->method == "HEAD" || answer.status_ == 204;
-        return (noBody || sendBody(answer)) && finish(answer);
+        sendAll(client_, header(answer));
+        if (request_->method != "HEAD" && answer.status_ != 204) sendBody(answer);
+        if (answer.stalls_) server_.pauseFor(patience);
+        return answer.sent_ == Answer::all;
     }
 
     static std::string header(const Answer& answer) {
@@ -87,39 +80,18 @@ private:
         std::string text = "HTTP/1.1 " + std::to_string(answer.status_) + " " +
                            std::string(http::obsolete_reason(status)) + "\r\n";
         for (const auto& [name, value] : answer.fields_) text += name + ": " + value + "\r\n";
-        if (answer.chunked_) return text + "Transfer-Encoding: chunked\r\n\r\n";
-        if (answer.status_ == 204) return text + "\r\n";
+        if (answer.status_ == 204 || answer.endless_) return text + "\r\n";
         return text + "Content-Length: " + std::to_string(answer.body_.size()) + "\r\n\r\n";
     }
 
-    bool sendBody(const Answer& answer) {
-        std::string_view rest = std::string_view(answer.body_).substr(0, answer.sent_);
-        const size_t piece = answer.chunked_ ? std::min(answer.piece_, chunkBytes) : answer.piece_;
-        while (!rest.empty()) {
-            const auto bytes = rest.substr(0, piece);
-            rest.remove_prefix(bytes.size());
-            if (answer.chunked_) {
-                boost::asio::write(client_, http::make_chunk(boost::asio::buffer(bytes)));
-            } else {
-                sendAll(client_, bytes);
+    void sendBody(const Answer& answer) {
+        const std::string_view body = std::string_view(answer.body_).substr(0, answer.sent_);
+        do {
+            for (size_t at = 0; at < body.size(); at += std::min(answer.piece_, body.size())) {
+                sendAll(client_, body.substr(at, answer.piece_));
+                server_.pauseFor(answer.pause_);
             }
-            if (!server_.pauseFor(answer.pause_)) return false;
-            if (answer.garbage_) sendAll(client_, "not a size\r\n");
-            if (rest.empty() && answer.endless_) rest = answer.body_;
-        }
-        if (answer.chunked_ && answer.end_ == Answer::End::keep) sendAll(client_, "0\r\n\r\n");
-        return true;
-    }
-
-    bool finish(const Answer& answer) {
-        if (answer.end_ == Answer::End::reset) return reset();
-        if (answer.end_ == Answer::End::stall) return server_.pauseFor(patience) && false;
-        return answer.end_ == Answer::End::keep;
-    }
-
-    bool reset() {  // the client then sees no orderly end
-        client_.set_option(boost::asio::socket_base::linger(true, 0));
-        return false;
+        } while (answer.endless_);
     }
 
     ScriptedServer& server_;
@@ -140,65 +112,45 @@ ScriptedServer::~ScriptedServer() {
     changed_.notify_all();
 }
 
-uint16_t ScriptedServer::port() const {
-    return server_->port();
-}
-
-int ScriptedServer::connections() const {
-    return server_->connections();
-}
-
 std::string ScriptedServer::url(std::string_view path) const {
-    return localUrl(port(), path);
-}
-
-void ScriptedServer::add(std::vector<Rule>& to, Rule rule) {
-    const std::lock_guard lock(mutex_);
-    to.push_back(std::move(rule));
-}
-
-ScriptedServer& ScriptedServer::on(std::string method, std::string target, Answer answer) {
-    add(rules_, {std::move(method), std::move(target), std::move(answer), nullptr});
-    return *this;
+    return localUrl(server_->port(), path);
 }
 
 ScriptedServer& ScriptedServer::on(std::string method, std::string target, Handler handler) {
-    add(rules_, {std::move(method), std::move(target), Answer(), std::move(handler)});
-    return *this;
-}
-
-ScriptedServer& ScriptedServer::once(std::string method, std::string target, Answer answer) {
-    add(onceRules_, {std::move(method), std::move(target), std::move(answer), nullptr});
-    return *this;
-}
-
-ScriptedServer::Rule ScriptedServer::ruleFor(const Request& request) {
-    const auto fitting = [&](const Rule& rule) {
-        return (rule.method == "*" || rule.method == request.method) &&
-               fits(rule.target, request.target);
-    };
     const std::lock_guard lock(mutex_);
-    if (auto once = std::ranges::find_if(onceRules_, fitting); once != onceRules_.end()) {
-        Rule rule = std::move(*once);
-        onceRules_.erase(once);
-        return rule;
-    }
-    const auto rule = std::find_if(rules_.rbegin(), rules_.rend(), fitting);
-    if (rule != rules_.rend()) return *rule;
-    std::fprintf(stderr, "ScriptedServer: no rule for %s %s\n", request.method.c_str(),
-                 request.target.c_str());
-    return {"", "", Answer(501), nullptr};
+    rules_.push_back({std::move(method), std::move(target), std::move(handler)});
+    return *this;
 }
 
-void ScriptedServer::record(const std::shared_ptr<Request>& request) {
+ScriptedServer& ScriptedServer::on(std::string method, std::string target, Answer answer) {
+    return inTurn(std::move(method), std::move(target), {std::move(answer)});
+}
+
+ScriptedServer& ScriptedServer::inTurn(std::string method, std::string target,
+                                       std::vector<Answer> answers) {
+    return on(std::move(method), std::move(target),
+              [answers = std::move(answers), next = size_t{0}](const Request&) mutable {
+                  return answers[std::min(next++, answers.size() - 1)];
+              });
+}
+
+Answer ScriptedServer::answerTo(const std::shared_ptr<Request>& request) {
     const std::lock_guard lock(mutex_);
     requests_.push_back(request);
     changed_.notify_all();
+    const auto rule = std::find_if(rules_.rbegin(), rules_.rend(), [&](const Rule& each) {
+        return (each.method == "*" || each.method == request->method) &&
+               fits(each.target, request->target);
+    });
+    if (rule != rules_.rend()) return rule->handler(*request);
+    std::fprintf(stderr, "ScriptedServer: no rule for %s %s\n", request->method.c_str(),
+                 request->target.c_str());
+    return Answer(501);
 }
 
-bool ScriptedServer::pauseFor(Duration time) {
+void ScriptedServer::pauseFor(Duration time) {
     std::unique_lock lock(mutex_);
-    return !changed_.wait_for(lock, time, [this] { return ending_; });
+    changed_.wait_for(lock, time, [this] { return ending_; });
 }
 
 std::vector<Request> ScriptedServer::requests() const {
