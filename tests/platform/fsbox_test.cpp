@@ -5,7 +5,6 @@
 
 #include <csignal>
 
-#include "host/toolbox.h"
 #include "platform/journal.hpp"
 #include "platform/siblings.hpp"
 #include "platform/status.hpp"
@@ -158,32 +157,6 @@ TEST_F(fsbox, no_part_of_a_file_passes_for_the_whole) {
         }
     }
     setrlimit(RLIMIT_FSIZE, &before);
-}
-
-fs::path location(const fs::path& cacheRoot) {
-    Settings settings;
-    settings.cacheRoot = cacheRoot;
-    auto* box = reinterpret_cast<vx::Toolbox*>(createToolbox(settings));
-    char32_t* path = nullptr;
-    uint64_t length = 0;
-    EXPECT_EQ(box->utilloc(box, 0, 0, ~vx::Word{0}, &path, &length, 0), vx::VX_SUCCESS);
-    const fs::path free = toUtf8({path, length});
-    box->base.Unload(&box->base);
-    EXPECT_FALSE(fs::exists(free));
-    return free;
-}
-
-TEST(toolbox, locations_are_free_and_their_parent_is_private) {
-    const support::TemporaryDirectory temporary;
-    const fs::path first = location(temporary / "made/here");
-    EXPECT_EQ(first.parent_path(), temporary / "made/here");
-    EXPECT_EQ(support::modeOf(temporary / "made"), 0700u);
-    const std::string home = getenv("HOME") != nullptr ? getenv("HOME") : "";
-    setenv("HOME", temporary.path().c_str(), 1);
-    setenv("XDG_CACHE_HOME", "relative", 1);
-    EXPECT_EQ(location({}).parent_path(), temporary / ".cache/quillon");
-    setenv("HOME", home.c_str(), 1);
-    unsetenv("XDG_CACHE_HOME");
 }
 
 }  // namespace

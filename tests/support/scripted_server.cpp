@@ -109,7 +109,7 @@ ScriptedServer::ScriptedServer()
 ScriptedServer::~ScriptedServer() {
     const std::lock_guard lock(mutex_);
     ending_ = true;
-    changed_.notify_all();
+    ended_.notify_all();
 }
 
 std::string ScriptedServer::url(std::string_view path) const {
@@ -137,7 +137,6 @@ ScriptedServer& ScriptedServer::inTurn(std::string method, std::string target,
 Answer ScriptedServer::answerTo(const std::shared_ptr<Request>& request) {
     const std::lock_guard lock(mutex_);
     requests_.push_back(request);
-    changed_.notify_all();
     const auto rule = std::find_if(rules_.rbegin(), rules_.rend(), [&](const Rule& each) {
         return (each.method == "*" || each.method == request->method) &&
                fits(each.target, request->target);
@@ -150,7 +149,7 @@ Answer ScriptedServer::answerTo(const std::shared_ptr<Request>& request) {
 
 void ScriptedServer::pauseFor(Duration time) {
     std::unique_lock lock(mutex_);
-    changed_.wait_for(lock, time, [this] { return ending_; });
+    ended_.wait_for(lock, time, [this] { return ending_; });
 }
 
 std::vector<Request> ScriptedServer::requests() const {
@@ -172,11 +171,6 @@ std::string ScriptedServer::transcript() const {
 void ScriptedServer::clearRequests() {
     const std::lock_guard lock(mutex_);
     requests_.clear();
-}
-
-bool ScriptedServer::waitForRequests(size_t count) const {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, patience, [&] { return requests_.size() >= count; });
 }
 
 }  // namespace support

@@ -101,9 +101,6 @@ public:
     std::string transcript() const;  // lines "METHOD target status", status 0: no answer
     void clearRequests();
 
-    // False: time is out before so many requests (their headers at least) have come.
-    bool waitForRequests(size_t count) const;
-
 private:
     class Conversation;  // with one client
     struct Rule {
@@ -115,7 +112,7 @@ private:
     void pauseFor(Duration time);  // or until the server ends
 
     mutable std::mutex mutex_;  // over all below, and what requests_ point to
-    mutable std::condition_variable changed_;
+    std::condition_variable ended_;
     std::vector<Rule> rules_;
     std::vector<std::shared_ptr<Request>> requests_;
     bool ending_ = false;

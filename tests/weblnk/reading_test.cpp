@@ -1,8 +1,5 @@
 // HEAD, OPTIONS, PROPFIND and GET.
-#include <fmt/format.h>
 #include <gtest/gtest.h>
-
-#include <cmath>
 
 #include "tests/weblnk/driven.hpp"
 
@@ -67,22 +64,6 @@ TEST(WeblnkReading, anAnswerIsWholeOrAskedForAgainOrRefused) {
         {at("ftp://h/"), {good}, "BAD_URL", "", "\"ftp://h/\" is no http or https URL."},
         {at("http://127.0.0.1:99999/"), {good}, "BAD_URL", "", "not a usable URL"},
     });
-}
-
-TEST(WeblnkReading, aGetReportsWhatCame) {
-    std::string moves;
-    const auto reported = [&moves](Driven& driven) {
-        driven.settings.progress = [&](const vxhost::Progress& now) {
-            moves += fmt::format("{}/{} ", now.moved, now.total);
-        };
-        driven.get();
-        const vx::GetReport& report = driven.report;
-        return fmt::format("{} of {}, {}", report.length, std::fabs(report.modified), report.flags);
-    };
-    const Answer dated = Answer(good).with("Last-Modified", "Sun, 06 Nov 1994 08:49:37 GMT");
-    check({reported, {dated}, "10 of 784111777, 0", "GET /a 200"});
-    check({reported, {moved(301, "/a/")}, "0 of nan, 1", "GET /a 301", "a collection"});
-    EXPECT_EQ(moves, "10/10 ");
 }
 
 TEST(WeblnkReading, optionsOfAMissingMemberAskItsCollection) {
