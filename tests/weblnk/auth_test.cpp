@@ -21,7 +21,7 @@ TEST(WeblnkAuth, aSessionIsAskedOnce) {
         const Apache server({.authentication = kind});
         const auto expectLog = [&](const std::string& lines) {
             EXPECT_EQ(server.transcript(), lines);
-            server.clearAccessLog();
+            server.clearTranscript();
         };
         const auto& [user, password] = server.account();
         Driven demo(user, password), first(user, password), wrong(user, "wrong");
