@@ -148,11 +148,12 @@ TEST(Multistatus, sharesNothingThatDiffers) {
         const bool isCollection = i % 3 == 0;
         given += "<response><propstat><prop><getcontentlength>" + size +
                  "</getcontentlength><getlastmodified>" + date + "</getlastmodified>" +
-                 (isCollection ? "<resourcetype><collection/></resourcetype>" : "") +
+                 (isCollection ? "<resourcetype><collection/></resourcetype>"
+                               : "<creationdate>D</creationdate>") +
                  "</prop></propstat></response>";
         expected += std::string(i > 0 ? " " : "") + "response(propstat(prop(getcontentlength(\"" +
                     size + "\") getlastmodified(\"" + date + "\")" +
-                    (isCollection ? " resourcetype(collection)" : "") + ")))";
+                    (isCollection ? " resourcetype(collection)" : " creationdate(\"D\")") + ")))";
     }
     EXPECT_EQ(read<MultistatusBuilder>(multistatus(given)), "multistatus(" + expected + ")");
 }
