@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <utility>
 
 #include "cli/format.hpp"
@@ -17,6 +18,12 @@ constexpr std::chrono::milliseconds REDRAW{100};
 constexpr size_t BAR = 20;  // columns
 
 thread_local uint64_t movedBefore = 0;  // by this thread's transfer
+
+// Without that each state would be one more line.
+bool canErase() {
+    const char* terminal = std::getenv("TERM");
+    return terminal != nullptr && std::string_view(terminal) != "dumb";
+}
 
 std::string bar(uint64_t moved, uint64_t total) {
     const double share = std::min(
@@ -37,7 +44,7 @@ void Progress::begin(std::string name) {
     name_ = std::move(name);
     started_ = Clock::now();
     drawn_ = {};
-    wanted_ = isTerminal(stderr);
+    wanted_ = isTerminal(stderr) && canErase();
 }
 
 void Progress::start(std::string_view name) {
@@ -82,8 +89,10 @@ void Progress::update(uint64_t moved, uint64_t total) {
     drawn_ = now;
     shown_ = true;
     const double seconds = std::chrono::duration<double>(now - started_).count();
-    const std::string line = state(transfers_ > 0 ? moved_ : moved, total, seconds);
-    const bool fits = displayWidth(name_) + line.size() < terminalWidth();
+    std::string line = state(transfers_ > 0 ? moved_ : moved, total, seconds);
+    const size_t width = terminalWidth();
+    const bool fits = displayWidth(name_) + line.size() < width;
+    if (line.size() >= width) line.resize(width - 1);  // a second line could not be taken away
     fmt::print(stderr, "\r\x1B[K{}{}", fits ? name_ : "", line);
     std::fflush(stderr);
 }

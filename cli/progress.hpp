@@ -1,4 +1,5 @@
-// A bar on stderr, when that is a terminal and the transfer takes longer than a second.
+// A bar on stderr, when that is a terminal that can erase a line and the transfer takes longer than
+// a second.
 #pragma once
 
 #include <chrono>
