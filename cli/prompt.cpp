@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 #include "cli/interrupt.hpp"
 
@@ -39,11 +40,11 @@ public:
         Secret line;
         for (char byte = 0;;) {
             const ssize_t got = read(descriptor_, &byte, 1);
-            if (interrupted()) return interruption();
+            if (interrupted()) return unanswered(interruption());
             if (got < 0 && errno == EINTR) continue;
             if (got < 0) return noTerminal();
             if (got == 0 && line.empty()) {
-                return localError(Kind::notAuthorized, "No answer was given.");
+                return unanswered(localError(Kind::notAuthorized, "No answer was given."));
             }
             if (got == 0 || byte == '\n') return line;
             line.append(byte);
@@ -53,6 +54,12 @@ public:
     static Error noTerminal() { return localError(Kind::local, "There is no terminal to ask on."); }
 
 private:
+    // What is said next does not belong behind the question.
+    Error unanswered(Error error) const {
+        const bool told = write(descriptor_, "\n", 1) == 1;
+        return told || error.kind == Kind::interrupted ? std::move(error) : noTerminal();
+    }
+
     int descriptor_;
     bool hidden_ = false;
     termios before_{};
