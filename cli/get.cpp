@@ -16,6 +16,7 @@
 #include "cli/command.hpp"
 #include "cli/interrupt.hpp"
 #include "cli/report.hpp"
+#include "cli/terminal.hpp"
 #include "cli/workers.hpp"
 
 namespace quillon::cli {
@@ -84,6 +85,7 @@ Result<void> copyToOutput(const fs::path& path) {
     for (size_t got; (got = std::fread(buffer.data(), 1, buffer.size(), file.get())) > 0;) {
         if (std::fwrite(buffer.data(), 1, got, stdout) < got) {
             if (interrupted()) return interruption();
+            if (outputAbandoned()) return {};  // the exit code tells enough
             return localError(Kind::local, fmt::format("Cannot write to the standard output: {}.",
                                                        std::strerror(errno)));
         }

@@ -81,7 +81,7 @@ int withOutputWritten(int code) {
     const bool written = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
     if (written || code != EXIT_DONE) return code;
     if (interrupted()) return EXIT_INTERRUPTED;
-    if (errno != EPIPE) {
+    if (!outputAbandoned()) {
         complain(fmt::format("cannot write to the standard output: {}", std::strerror(errno)));
     }
     return EXIT_LOCAL;

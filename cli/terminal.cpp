@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <langinfo.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 #include <wctype.h>
@@ -64,6 +65,11 @@ void occupyStandardStreams() {
 
 bool isTerminal(std::FILE* stream) {
     return isatty(fileno(stream)) == 1;
+}
+
+bool outputAbandoned() {
+    pollfd output{STDOUT_FILENO, 0, 0};
+    return poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
 }
 
 size_t terminalWidth() {

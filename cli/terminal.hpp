@@ -16,6 +16,9 @@ void prepareLocale();
 void occupyStandardStreams();
 
 bool isTerminal(std::FILE* stream);
+// Whether the reader of a pipe on standard output has left, as "head" does.
+bool outputAbandoned();
+
 size_t terminalWidth();  // in columns; 80 when it is not known
 
 // With control characters, text direction marks and bytes that are no UTF-8 written out as "\x1B":
