@@ -144,7 +144,7 @@ TEST_F(fsbox, no_part_of_a_file_passes_for_the_whole) {
     getrlimit(RLIMIT_FSIZE, &before);
     const rlimit full = {1000, before.rlim_max};
     setrlimit(RLIMIT_FSIZE, &full);
-    for (const size_t piece : {900, 2000, 100'000}) {
+    for (const size_t piece : {900u, 2000u, 100'000u}) {
         const bool fits = piece < 1000, gathered = piece < 65536;
         for (const bool flushes : {true, false}) {
             vx::File* file = open(root / "f", vx::FSBOX_WRITE);
