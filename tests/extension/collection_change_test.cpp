@@ -82,6 +82,9 @@ TEST(CollectionDelete, opens_through_the_table_and_closes_after_the_request) {
     static auto* const listOpen = host.extension->operations.quillonCollectionListOpen;
     host.extension->operations.quillonCollectionListOpen = [](auto* collection, auto... rest) {
         EXPECT_EQ(fmt::format("{} {}", collection->genericName, collection->flags), "name 24");
+        EXPECT_EQ(*(fake().lines.end() - 3),  // before the HEAD and the end of the acquire
+                  "CreateClient2 \"http://h/c/\" \"p\" \"ann\" \"sesame!\" option 3 for journal "
+                  "context1 journal -> client2");
         auto* list = listOpen(collection, rest...);
         fake().lines = {list->genericName};
         return list;

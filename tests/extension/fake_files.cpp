@@ -90,8 +90,8 @@ void FakeHost::setUpFiles() {
                           auto* nameLength, auto) {
         const std::u32string below{directory, length};
         const std::u32string prefix{parms->prefix ? parms->prefix : U"", parms->prefixLength};
-        const std::string arguments =
-            fmt::format(" {} {} kind {}", inQuotes(below), inQuotes(prefix), parms->kind);
+        EXPECT_EQ(parms->kind, prefix.empty() ? vx::NAME_DIRECTORY : vx::NAME_FILE);
+        const std::string arguments = fmt::format(" {} {}", inQuotes(below), inQuotes(prefix));
         return reserve(fake().perform("CreateName", arguments), "ReleaseName",
                        below + U"/" + prefix, name, nameLength);
     };

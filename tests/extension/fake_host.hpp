@@ -55,23 +55,16 @@ Named<Record>& named(Record* record) {
     return *static_cast<Named<Record>*>(record);
 }
 
-// An argument in a line: nothing for 0 or null, nor for what is none of these.
-inline std::string shownOne(auto) {
+// An argument in a line: nothing for 0 or null, nor for a place where a result goes.
+template <class Value>
+std::string shownOne(Value value) {
+    if (!value) return "";
+    if constexpr (std::integral<Value>) return fmt::format(" {}", value);
+    if constexpr (std::same_as<Value, vx::Journal*>) return " journal";
+    if constexpr (std::same_as<Value, void*>) return " context";
+    if constexpr (std::same_as<Value, vx::HttpContext*> || std::same_as<Value, vx::Document*>)
+        return fmt::format(" {}", named(value).name);
     return "";
-}
-inline std::string shownOne(std::integral auto number) {
-    return number ? fmt::format(" {}", number) : "";
-}
-inline std::string shownOne(vx::Journal* journal) {
-    return journal ? " journal" : "";
-}
-inline std::string shownOne(void* context) {
-    return context ? " context" : "";
-}
-template <class Record>
-requires std::same_as<Record, vx::HttpContext> || std::same_as<Record, vx::Document> std::string
-shownOne(Record* record) {
-    return record ? " " + named(record).name : "";
 }
 
 // The arguments of a call; a text and its count are one.

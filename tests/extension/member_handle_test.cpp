@@ -42,7 +42,7 @@ TEST(MemberHandle, is_made_step_by_step_and_unmade) {
     EXPECT_EQ(open(host), 0x80000002u);
     EXPECT_EQ(host.transcript(), lines(R"(2 "quillonFileHandleAcquire called"
         text "ä.txt" into 24
-        CreateName "/cache/1" "WEBDAV" kind 1
+        CreateName "/cache/1" "WEBDAV"
         path "/cache/1/WEBDAV1" into 16
         CreateClient2 "http://h/c/ä.txt" "ann" "sesame!" option 5 for journal context1 journal -> client2
         client2 OPTIONS -> 200
