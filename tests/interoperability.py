@@ -25,9 +25,12 @@ class Fault(Exception):
 
 # ---- servers
 
+HOST = "127.0.0.2"  # where no other test takes the port before the server does
+
+
 class Server:
     """The command runs in a folder $home, where "conf.mjs" has the configuration and "members" is
-    empty. Where neither names $port, it prints its URL. packages: from npm."""
+    empty. Where neither names $port, on $host, it prints its URL. packages: from npm."""
 
     def __init__(self, title, version, command, configuration="", packages=""):
         self.title, self.version = title, version  # a command and the pattern of what it prints
@@ -44,9 +47,10 @@ class Server:
 
     @contextlib.contextmanager
     def running(self, build, home):
-        with socket.create_server(("127.0.0.1", 0)) as free:
+        with socket.create_server((HOST, 0)) as free:
             port = free.getsockname()[1]
-        fill = lambda text: string.Template(text).substitute(home=home, port=port, build=build)
+        fill = lambda text: string.Template(text).substitute(home=home, host=HOST, port=port,
+                                                             build=build)
         (home / "conf.mjs").write_text(fill(self.configuration))
         (home / "members").mkdir()
         log = home / "log"
@@ -70,8 +74,8 @@ class Server:
         if "$port" not in self.command + self.configuration:
             return printed.strip()
         with contextlib.suppress(ConnectionError):
-            socket.create_connection(("127.0.0.1", port)).close()
-            return f"http://127.0.0.1:{port}/"
+            socket.create_connection((HOST, port)).close()
+            return f"http://{HOST}:{port}/"
 
 
 def output_of(command, folder):
@@ -83,7 +87,7 @@ def node_server(package, more_packages, handler):
     version = (f"JSON.parse(fs.readFileSync('node_modules/{package}/package.json')).version"
                " + ' on node ' + process.versions.node")
     return ((f'node -p "{version}"', r"^(\d.*)"), "node conf.mjs",
-            handler + "\nhttp.createServer(handler).listen($port, '127.0.0.1');\n",
+            handler + "\nhttp.createServer(handler).listen($port, '$host');\n",
             package + " " + more_packages)
 
 
@@ -94,7 +98,7 @@ SERVERS = {
     "lighttpd": Server(
         "lighttpd mod_webdav", ("lighttpd -v", r"lighttpd/(\S+)"), "lighttpd -D -f conf.mjs", """
 server.modules = ("mod_webdav")
-server.bind = "127.0.0.1"
+server.bind = "$host"
 server.port = $port
 server.document-root = "$home/members"
 server.upload-dirs = ("$home")
@@ -114,7 +118,7 @@ http {
     uwsgi_temp_path uwsgi; scgi_temp_path scgi;
     dav_ext_lock_zone zone=locks:1m;
     server {
-        listen 127.0.0.1:$port;
+        listen $host:$port;
         root members;
         location / {
             dav_methods PUT DELETE MKCOL COPY MOVE;
@@ -126,7 +130,7 @@ http {
 """),
     "rclone": Server(
         "rclone serve", ("rclone version", r"rclone v(\S+)"),
-        "rclone serve webdav members --addr 127.0.0.1:$port --config conf --cache-dir cache"),
+        "rclone serve webdav members --addr $host:$port --config conf --cache-dir cache"),
     "webdav-server": Server("webdav-server", *node_server("webdav-server", "", """
 import http from 'node:http';
 import { v2 } from 'webdav-server';

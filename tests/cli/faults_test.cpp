@@ -47,7 +47,7 @@ protected:
             return request.method == method && request.answered != 0;
         });
     }
-    // But once the editor's version, and what the editor may have left beside it.
+    // Takes them away.
     void versionStays(const char* leftover = "") const {
         EXPECT_EQ(support::readFile(work / "file.mine"), "old mine");
         for (const std::string name : {"file.mine", leftover})
