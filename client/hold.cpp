@@ -95,10 +95,19 @@ Result<void> Hold::look(bool wasMissing, bool lockedBefore) {
 
 Result<void> Hold::store() {
     StoreOptions options;
-    options.onlyNew = isNew_ && !member_->locked();
+    const bool underLock = member_->locked();
+    options.onlyNew = isNew_ && !underLock;
     options.ifUnchanged = !options.onlyNew;
     Result<void> stored = member_->store(options);
     if (stored) isNew_ = madeEmpty_ = false;
+    // Without a date a change counts as made; the person shall not look for it in vain.
+    const bool counted = !underLock && !properties_.modified;
+    if (!stored && stored.error().code == Code::fileLost && counted) {
+        return localError(Kind::changedOnServer,
+                          "This server neither locks the member nor keeps a date of its last "
+                          "change, so that a change of somebody else's could be lost; nothing was "
+                          "stored. Use put --force if nobody else writes it.");
+    }
     return stored;
 }
 
