@@ -4,20 +4,20 @@
 namespace test {
 namespace {
 
-std::string shownAs(char32_t placeholder, va_list arguments) {
-    if (placeholder == U's') return narrow(va_arg(arguments, const char32_t*));
-    if (placeholder == U'P') return va_arg(arguments, void*) ? "set" : "null";
-    const int64_t number = va_arg(arguments, int64_t);
-    if (placeholder == U'd') return std::to_string(number);
-    // A status is widened with its sign; anything else shows all its digits.
-    return number == int32_t(number) ? hex(vx::Status(number)) : fmt::format("{:016X}", number);
-}
-
 // As a host shows it: the placeholders are the logger's (host/logger.h).
 std::string render(std::u32string_view text, va_list arguments) {
+    // No function: on some machines it would read a copy of the list, always from the start.
+    const auto next = [&](char32_t placeholder) {
+        if (placeholder == U's') return narrow(va_arg(arguments, const char32_t*));
+        if (placeholder == U'P') return std::string(va_arg(arguments, void*) ? "set" : "null");
+        const int64_t number = va_arg(arguments, int64_t);
+        if (placeholder == U'd') return std::to_string(number);
+        // A status is widened with its sign; anything else shows all its digits.
+        return number == int32_t(number) ? hex(vx::Status(number)) : fmt::format("{:016X}", number);
+    };
     std::string shown;
     for (size_t i = 0; i < text.size(); ++i)
-        shown += text[i] == U'%' ? shownAs(text[++i], arguments) : narrow(text.substr(i, 1));
+        shown += text[i] == U'%' ? next(text[++i]) : narrow(text.substr(i, 1));
     return shown;
 }
 
