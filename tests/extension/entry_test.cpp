@@ -72,7 +72,7 @@ TEST(Entry, version_record_is_copied_whole_and_no_further) {
     strftime(shown, sizeof shown, "P%m%d%Y%a %b %e %H:%M:%S UTC %Y", gmtime(&seconds));
     EXPECT_EQ(fmt::format("{}{}", text(0) + 9, text(16)), shown);
     std::string others;
-    for (const size_t word : {2, 4, 6, 8, 9, 10, 11, 12, 14}) others += text(word);
+    for (const size_t word : {2u, 4u, 6u, 8u, 9u, 10u, 11u, 12u, 14u}) others += text(word);
     EXPECT_EQ(others, fmt::format("vxvxextversion::ZEB_VERSION_HOTFIX_NUMBER={:39}"
                                   "VERCON_IMAGE_DESCRIPTION={:40}",
                                   "", ""));

@@ -39,11 +39,13 @@ std::vector<std::pair<std::string, std::string>> rowsOf(const std::string& liter
 }
 
 std::string outcome(FakeHost& host, const std::string& operation, vx::Status status) {
-    const std::string returning = "2 \"" + operation + " returning rc=";
+    const std::string returning = "\"" + operation + " returning rc=";
+    const auto lines = std::exchange(host.lines, {});
     std::string text = hex(status) + ':', separator = " ";
-    for (const std::string& line : std::exchange(host.lines, {})) {
-        if (line.starts_with(returning)) {
-            EXPECT_EQ(line.substr(returning.size(), 8), hex(status));
+    for (const std::string& line : lines) {
+        if (line.find(returning) == 2) {
+            EXPECT_EQ(lines.front(), fmt::format("2 \"{} called\"", operation));
+            EXPECT_EQ(line.substr(2 + returning.size(), 8), hex(status));
         }
         const std::string part = shortened(line, operation);
         if (!part.empty()) text += std::exchange(separator, ", ") + part;
