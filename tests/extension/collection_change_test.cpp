@@ -42,6 +42,7 @@ TEST(CollectionCreate, sends_one_request) {
 const std::string unconnected = R"(
     url null => 81FFC801:
     url length=0 => 81FFC801:
+    memory 1 => 803FC002: transcoding collection name returned rc=803FC002
     text rc=80000001 => 80000001: text 80000001, transcoding collection name returned rc=80000001
     text -, text rc=80000001 => 80000001: text 80000001, transcoding proxy name returned rc=80000001
     text - *2, text rc=80000001 => 80000001: text 80000001, transcoding user name returned rc=80000001
@@ -68,6 +69,7 @@ TEST(CollectionDelete, failures_are_logged_and_what_may_have_members_spared) {
         member => 81FFC81B: {opened}, collection either is or may not be empty and deleteAll was not specified
         HEAD -, HEAD 404 => 81FFC808: HEAD 200, HEAD 404, journal 4 Collection URL does not exist., quillonCollectionListOpen InstHead returned status=404
         HEAD 404 => 81FFC808: HEAD 404, quillonCollectionHandleAcquire InstHead returned status=404, journal 4 81FFC803, collection handle not acquired
+        memory 5 => 81FFC808: quillonCollectionHandleAcquire no memory for collection handle, journal 4 803FC002, collection handle not acquired
         all, DELETE 200 => 00000000: DELETE 200
         all, DELETE 207 => 81FFC808: DELETE 207, httpInstDelete returned rc=00000000 status=207
         all, DELETE 403 => 81FFC81B: DELETE 403, httpInstDelete returned rc=00000000 status=403
