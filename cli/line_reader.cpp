@@ -73,6 +73,8 @@ public:
 
     std::optional<std::string> next(const std::string& prompt) override {
         prompt_ = prompt;
+        // libedit's own comes behind the prompt: a Ctrl-D in between would be lost.
+        el_set(edit_.get(), EL_PREP_TERM, 1);
         int count = 0;
         const char* typed = el_gets(edit_.get(), &count);
         if (typed == nullptr || count <= 0) {
