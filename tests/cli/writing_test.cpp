@@ -216,11 +216,11 @@ TEST_F(Writing, theShellHoldsItsLocks) {
 }
 
 TEST_F(Writing, theShellAtATerminal) {
-    server.addMember("a b", "old");
+    server.addMember("a b", "content");
     support::RunningProcess shell(command({"shell", url}), support::Streams::terminal);
     const std::pair<const char*, const char*> typed[] = {
         {"", "/> "},
-        {"get a\t-\n", "old"},  // completed, with the blank quoted and one behind it
+        {"get a\t-\n", "content"},  // completed, with the blank quoted and one behind it
         {"", "/> "},
         {"half a line", "half a line"},
         {"\x03", "/> "},
