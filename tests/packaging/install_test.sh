@@ -30,8 +30,8 @@ records=$(pkg-config --cflags-only-I quillon)
     "$CC" -std=c11 -w -fsyntax-only $records -x c host/*.h)
 
 # ---- what a start of the program would take its time for
-same "the shared C++ libraries that the program needs" "" \
-    "$(readelf -d "$prefix/bin/quillon" | grep -E 'libstdc\+\+|libgcc_s|libfmt|toml' || true)"
+same "the shared libraries that every start would load in vain" "" \
+    "$(readelf -d "$prefix/bin/quillon" | grep -E 'libstdc\+\+|libgcc_s|libfmt|toml|libedit' || true)"
 
 # ---- a page for each command, without a complaint of the formatter
 for page in quillon $(quillon __complete '' | sed 's/\t.*//; s/^/quillon-/'); do
