@@ -3,8 +3,8 @@
 
 bench/run.py BUILD [--quick]: BUILD is the folder of a release build with its test support. Every
 round runs all programs of a row in turn, each time another one first, so that what else the machine
-does and what is cached meet all of them. The
-table goes to standard output in Markdown, everything measured to bench/results/."""
+does and what is cached meet all of them. The table goes to standard output in Markdown, everything
+measured to bench/results/."""
 
 import argparse
 import collections
@@ -74,11 +74,12 @@ class Bench:
         self.local = pathlib.Path(tempfile.mkdtemp(dir=root.parent))
         self.rows = []
 
-    def row(self, name, programs, before=lambda: None, done=lambda: True):
-        """programs: name to a function that gives a Run; the first is measured against the rest."""
+    def row(self, name, programs, before=lambda: None, done=lambda: True, times=1):
+        """programs: name to a function that gives a Run; the first is measured against the rest.
+        times: so many times the usual rounds, for what is over soon."""
         runs = {who: [] for who in programs}
         order = list(programs)
-        for _ in range(self.rounds):
+        for _ in range(self.rounds * times):
             for who in order:
                 before()
                 runs[who].append(programs[who]())
@@ -172,7 +173,8 @@ class Bench:
                 "curl, unread": lambda: measure(["curl", "-sf", "-X", "PROPFIND", "-H", "Depth: 1",
                                                  "-o", answer, url]),
                 "rclone": lambda: self.rclone("lsl", "--max-depth", "1", "--webdav-url", url,
-                                              ":webdav:")})
+                                              ":webdav:")},
+                     times=5 if count <= 1000 else 1)
         shutil.rmtree(folder)
 
     def cost(self, round_trip=100):
@@ -194,8 +196,8 @@ def table(rows):
     for row in rows:
         first = next(iter(row["medians"].values()))["seconds"]
         for i, (who, m) in enumerate(row["medians"].items()):
-            lines.append(f"| {row['row'] if i == 0 else ''} | {who} | {m['seconds']:.2f} | "
-                         f"{m['cpu']:.2f} | {m['rss'] / 1024:.0f} | {m['seconds'] / first:.2f} |")
+            lines.append(f"| {row['row'] if i == 0 else ''} | {who} | {m['seconds']:.3f} | "
+                         f"{m['cpu']:.3f} | {m['rss'] / 1024:.0f} | {m['seconds'] / first:.2f} |")
     return "\n".join(lines)
 
 
