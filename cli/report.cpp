@@ -18,6 +18,13 @@ void say(const std::string& lines) {
     *reports += lines;
 }
 
+// The option of this program that helps; empty: none.
+std::string_view remedy(Code code) {
+    if (code == Code::untrusted) return "Use --ca-file for that.";
+    if (code == Code::timedOut) return "Use --timeout for that.";
+    return {};
+}
+
 }  // namespace
 
 ExitCode report(std::string_view attempt, std::string_view url, const Error& error) {
@@ -28,6 +35,8 @@ ExitCode report(std::string_view attempt, std::string_view url, const Error& err
     }
     std::string text = harmless(fmt::format("quillon: cannot {}{}{}:", attempt, target, url));
     for (const std::string& sentence : error.sentences) text += "\n  " + harmless(sentence);
+    if (const auto option = remedy(error.code); !option.empty())
+        text += fmt::format("\n  {}", option);
     say(text + "\n");
     return exitCode(error.kind);
 }

@@ -10,6 +10,9 @@
 namespace quillon {
 namespace {
 
+static_assert(static_cast<vx::Status>(Code::untrusted) == vxhost::WEBLNK_TLS_REFUSED);
+static_assert(static_cast<vx::Status>(Code::timedOut) == vxhost::WEBLNK_TIMED_OUT);
+
 using vxhost::Status;
 
 // asked: the HTTP status says more than the code, when one came.

@@ -53,6 +53,8 @@ enum class Code : uint32_t {
     deleteRefused = 0x81FFC81B,
     deleteNotAllowed = 0x81FFC81C,
     deleteConflict = 0x81FFC81D,
+    untrusted = 0x80FFD004,  // the server's certificate
+    timedOut = 0x80FFD005,
 };
 
 struct Error {

@@ -95,9 +95,9 @@ constexpr StatusText texts[] = {
      "server is running."},
     {WEBLNK_TLS_REFUSED,
      "The server could not prove who it is, so nothing was sent to it. Check its name and port, or "
-     "name the authority that you trust for it (--ca-file)."},
+     "name the authority that you trust for it."},
     {WEBLNK_TIMED_OUT,
-     "The server did not answer in time. Try again later, or allow it more time (--timeout)."},
+     "The server did not answer in time. Try again later, or allow it more time."},
     {WEBLNK_CUT_OFF,
      "The connection ended before the answer was complete. Try again; after a change look first, "
      "for it may have been made all the same."},
