@@ -9,7 +9,7 @@
 #include <string>
 
 #include "platform/markup/multistatus_builder.hpp"
-#include "platform/weblnk/href_resolver.hpp"
+#include "platform/text/href_resolver.hpp"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <fmt/format-inl.h>
 
 #define TOML_IMPLEMENTATION
-#include "cli/toml.hpp"
+#include "cli/config/toml.hpp"
 
 FMT_BEGIN_NAMESPACE
 namespace detail {

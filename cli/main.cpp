@@ -13,13 +13,13 @@
 #include <utility>
 #include <vector>
 
-#include "cli/command.hpp"
-#include "cli/complete.hpp"
-#include "cli/core_dump.hpp"
-#include "cli/interrupt.hpp"
-#include "cli/man_page.hpp"
-#include "cli/report.hpp"
-#include "cli/terminal.hpp"
+#include "cli/commands/command.hpp"
+#include "cli/parser/complete.hpp"
+#include "cli/parser/man_page.hpp"
+#include "cli/terminal/core_dump.hpp"
+#include "cli/terminal/interrupt.hpp"
+#include "cli/terminal/report.hpp"
+#include "cli/terminal/terminal.hpp"
 
 namespace quillon::cli {
 namespace {

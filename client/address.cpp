@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "client/name.hpp"
-#include "platform/ascii.hpp"
-#include "platform/weblnk/url.hpp"
+#include "platform/base/ascii.hpp"
+#include "platform/text/url.hpp"
 
 namespace quillon {
 namespace {

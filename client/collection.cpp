@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "client/state.hpp"
-#include "platform/system_failure.hpp"
-#include "platform/transcoder.hpp"
+#include "platform/base/system_failure.hpp"
+#include "platform/base/transcoder.hpp"
 
 namespace quillon {
 namespace {

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "host/status.h"
-#include "platform/status.hpp"
+#include "platform/base/status.hpp"
 
 namespace quillon {
 namespace {

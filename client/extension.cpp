@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "client/state.hpp"
-#include "platform/kernel.hpp"
-#include "platform/status.hpp"
+#include "platform/base/status.hpp"
+#include "platform/host/kernel.hpp"
 
 namespace quillon {
 namespace {

@@ -5,8 +5,8 @@
 #include "client/moment.hpp"
 #include "client/name.hpp"
 #include "client/state.hpp"
-#include "platform/transcoder.hpp"
-#include "platform/weblnk/url.hpp"
+#include "platform/base/transcoder.hpp"
+#include "platform/text/url.hpp"
 
 namespace quillon {
 namespace {

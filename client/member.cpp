@@ -10,10 +10,10 @@
 #include "client/moment.hpp"
 #include "client/name.hpp"
 #include "client/state.hpp"
-#include "platform/status.hpp"
-#include "platform/transcoder.hpp"
+#include "platform/base/status.hpp"
+#include "platform/base/transcoder.hpp"
+#include "platform/text/url.hpp"
 #include "platform/weblnk/lock.hpp"
-#include "platform/weblnk/url.hpp"
 
 namespace quillon {
 namespace {

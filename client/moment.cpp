@@ -5,7 +5,7 @@
 #include <limits>
 #include <string>
 
-#include "platform/weblnk/date.hpp"
+#include "platform/text/date.hpp"
 
 namespace quillon {
 namespace {

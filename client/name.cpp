@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "platform/weblnk/url.hpp"
+#include "platform/text/url.hpp"
 
 namespace quillon {
 

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "client/http_status.hpp"
-#include "platform/status.hpp"
+#include "platform/base/status.hpp"
 
 namespace quillon {
 namespace {

@@ -5,8 +5,8 @@
 #include "client/error.hpp"
 #include "client/result.hpp"
 #include "host/status.h"
-#include "platform/journal.hpp"
-#include "platform/settings.hpp"
+#include "platform/base/journal.hpp"
+#include "platform/base/settings.hpp"
 
 namespace quillon {
 

@@ -8,9 +8,9 @@
 #include <system_error>
 #include <utility>
 
-#include "platform/complete_file.hpp"
-#include "platform/descriptor.hpp"
-#include "platform/directories.hpp"
+#include "platform/base/descriptor.hpp"
+#include "platform/files/complete_file.hpp"
+#include "platform/files/directories.hpp"
 
 namespace quillon {
 namespace {

@@ -4,9 +4,9 @@
 #include <utility>
 
 #include "client/state.hpp"
-#include "platform/encoding/encoding.hpp"
-#include "platform/status.hpp"
-#include "platform/transcoder.hpp"
+#include "platform/base/status.hpp"
+#include "platform/base/transcoder.hpp"
+#include "platform/host/encoding/encoding.hpp"
 
 namespace quillon {
 namespace {

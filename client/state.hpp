@@ -8,7 +8,7 @@
 #include "client/collection.hpp"
 #include "client/outcome.hpp"
 #include "host/quillon.h"
-#include "platform/host.hpp"
+#include "platform/host/host.hpp"
 
 namespace quillon {
 

@@ -4,8 +4,8 @@
 
 #include <system_error>
 
-#include "platform/journal.hpp"
-#include "platform/system_failure.hpp"
+#include "platform/base/journal.hpp"
+#include "platform/base/system_failure.hpp"
 
 namespace vxhost {
 

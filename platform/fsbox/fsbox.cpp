@@ -5,14 +5,14 @@
 
 #include <filesystem>
 
-#include "platform/descriptor.hpp"
+#include "platform/base/descriptor.hpp"
+#include "platform/base/journal.hpp"
+#include "platform/base/lent_texts.hpp"
+#include "platform/base/siblings.hpp"
+#include "platform/base/slots.hpp"
+#include "platform/base/transcoder.hpp"
+#include "platform/files/random_name.hpp"
 #include "platform/fsbox/file.hpp"
-#include "platform/journal.hpp"
-#include "platform/lent_texts.hpp"
-#include "platform/random_name.hpp"
-#include "platform/siblings.hpp"
-#include "platform/slots.hpp"
-#include "platform/transcoder.hpp"
 
 namespace vxhost {
 namespace {

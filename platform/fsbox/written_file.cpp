@@ -1,9 +1,9 @@
 #include <cstring>
 #include <memory>
 
-#include "platform/descriptor.hpp"
+#include "platform/base/descriptor.hpp"
+#include "platform/base/slots.hpp"
 #include "platform/fsbox/file.hpp"
-#include "platform/slots.hpp"
 
 namespace vxhost {
 namespace {

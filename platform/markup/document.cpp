@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "platform/slots.hpp"
+#include "platform/base/slots.hpp"
 
 namespace vxhost {
 

@@ -3,12 +3,12 @@
 #include <string>
 
 #include "host/markup.h"
-#include "platform/journal.hpp"
+#include "platform/base/journal.hpp"
+#include "platform/base/siblings.hpp"
+#include "platform/base/slots.hpp"
+#include "platform/base/status.hpp"
+#include "platform/base/transcoder.hpp"
 #include "platform/markup/tree_builder.hpp"
-#include "platform/siblings.hpp"
-#include "platform/slots.hpp"
-#include "platform/status.hpp"
-#include "platform/transcoder.hpp"
 
 namespace vxhost {
 namespace {

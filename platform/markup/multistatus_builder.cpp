@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "platform/ascii.hpp"
+#include "platform/base/ascii.hpp"
+#include "platform/base/status.hpp"
 #include "platform/markup/tree_builder.hpp"
-#include "platform/status.hpp"
 
 namespace vxhost {
 namespace {

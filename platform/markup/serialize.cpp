@@ -1,7 +1,7 @@
 #include "platform/markup/serialize.hpp"
 
+#include "platform/base/transcoder.hpp"
 #include "platform/markup/walk.hpp"
-#include "platform/transcoder.hpp"
 
 namespace vxhost {
 namespace {

@@ -1,6 +1,6 @@
 #include "platform/markup/tree_builder.hpp"
 
-#include "platform/ascii.hpp"
+#include "platform/base/ascii.hpp"
 
 namespace vxhost {
 namespace {

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <new>
 
+#include "platform/base/status.hpp"
 #include "platform/markup/byte_encoding.hpp"
-#include "platform/status.hpp"
 
 namespace vxhost {
 namespace {

@@ -5,11 +5,11 @@
 
 #include <ctime>
 
-#include "platform/journal.hpp"
+#include "platform/base/journal.hpp"
+#include "platform/base/status.hpp"
+#include "platform/base/transcoder.hpp"
 #include "platform/markup/tree_builder.hpp"
 #include "platform/markup/walk.hpp"
-#include "platform/status.hpp"
-#include "platform/transcoder.hpp"
 #include "platform/weblnk/properties.hpp"
 
 namespace vxhost {

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/weblnk/request.hpp"
-#include "platform/weblnk/target.hpp"
+#include "platform/http/request.hpp"
+#include "platform/http/target.hpp"
 
 namespace vxhost {
 

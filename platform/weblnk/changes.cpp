@@ -1,9 +1,9 @@
 // DELETE, MOVE, MKCOL.
-#include "platform/status.hpp"
-#include "platform/transcoder.hpp"
+#include "platform/base/status.hpp"
+#include "platform/base/transcoder.hpp"
+#include "platform/http/exchange.hpp"
 #include "platform/weblnk/active_lock.hpp"
 #include "platform/weblnk/client.hpp"
-#include "platform/weblnk/exchange.hpp"
 #include "platform/weblnk/lock.hpp"
 #include "platform/weblnk/properties.hpp"
 

@@ -1,6 +1,6 @@
 #include "platform/weblnk/client.hpp"
 
-#include "platform/slots.hpp"
+#include "platform/base/slots.hpp"
 #include "platform/weblnk/operate.hpp"
 
 namespace vxhost {

@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "host/quillon.h"
-#include "platform/weblnk/target.hpp"
+#include "platform/http/target.hpp"
 
 namespace vxhost {
 

@@ -2,10 +2,10 @@
 
 #include <charconv>
 
-#include "platform/status.hpp"
+#include "platform/base/status.hpp"
+#include "platform/http/exchange.hpp"
+#include "platform/text/date.hpp"
 #include "platform/weblnk/client.hpp"
-#include "platform/weblnk/date.hpp"
-#include "platform/weblnk/exchange.hpp"
 #include "platform/weblnk/lock.hpp"
 
 namespace vxhost {

@@ -1,5 +1,5 @@
+#include "platform/http/exchange.hpp"
 #include "platform/weblnk/client.hpp"
-#include "platform/weblnk/exchange.hpp"
 #include "platform/weblnk/lock.hpp"
 #include "platform/weblnk/properties.hpp"
 

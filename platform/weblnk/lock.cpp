@@ -5,18 +5,18 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/journal.hpp"
-#include "platform/logger.hpp"
+#include "platform/base/journal.hpp"
+#include "platform/base/logger.hpp"
+#include "platform/base/slots.hpp"
+#include "platform/base/status.hpp"
+#include "platform/base/transcoder.hpp"
+#include "platform/http/exchange.hpp"
+#include "platform/http/repeats.hpp"
 #include "platform/markup/serialize.hpp"
-#include "platform/slots.hpp"
-#include "platform/status.hpp"
-#include "platform/transcoder.hpp"
 #include "platform/weblnk/active_lock.hpp"
 #include "platform/weblnk/client.hpp"
-#include "platform/weblnk/exchange.hpp"
 #include "platform/weblnk/operate.hpp"
 #include "platform/weblnk/properties.hpp"
-#include "platform/weblnk/repeats.hpp"
 
 namespace vxhost {
 namespace {

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "host/weblnk.h"
-#include "platform/weblnk/target.hpp"
+#include "platform/http/target.hpp"
 
 namespace vxhost {
 

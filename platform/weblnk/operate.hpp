@@ -1,9 +1,9 @@
 // The frame around every request operation.
 #pragma once
 
-#include "platform/journal.hpp"
-#include "platform/status.hpp"
-#include "platform/weblnk/target.hpp"
+#include "platform/base/journal.hpp"
+#include "platform/base/status.hpp"
+#include "platform/http/target.hpp"
 
 namespace vxhost {
 

@@ -1,8 +1,8 @@
 #include <fmt/format.h>
 
-#include "platform/logger.hpp"
+#include "platform/base/logger.hpp"
+#include "platform/http/exchange.hpp"
 #include "platform/weblnk/client.hpp"
-#include "platform/weblnk/exchange.hpp"
 #include "platform/weblnk/lock.hpp"
 
 namespace vxhost {

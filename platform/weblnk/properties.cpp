@@ -2,11 +2,11 @@
 
 #include <charconv>
 
+#include "platform/base/status.hpp"
+#include "platform/base/transcoder.hpp"
+#include "platform/http/exchange.hpp"
 #include "platform/markup/tree_builder.hpp"
 #include "platform/markup/walk.hpp"
-#include "platform/status.hpp"
-#include "platform/transcoder.hpp"
-#include "platform/weblnk/exchange.hpp"
 
 namespace vxhost {
 namespace {

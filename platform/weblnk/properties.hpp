@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "platform/weblnk/request.hpp"
-#include "platform/weblnk/target.hpp"
+#include "platform/http/request.hpp"
+#include "platform/http/target.hpp"
 
 namespace vxhost {
 

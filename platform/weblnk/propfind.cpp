@@ -2,13 +2,13 @@
 
 #include <optional>
 
-#include "platform/logger.hpp"
+#include "platform/base/logger.hpp"
+#include "platform/base/status.hpp"
+#include "platform/http/exchange.hpp"
 #include "platform/markup/multistatus_builder.hpp"
 #include "platform/markup/serialize.hpp"
-#include "platform/status.hpp"
+#include "platform/text/href_resolver.hpp"
 #include "platform/weblnk/client.hpp"
-#include "platform/weblnk/exchange.hpp"
-#include "platform/weblnk/href_resolver.hpp"
 #include "platform/weblnk/lock.hpp"
 
 namespace vxhost {

@@ -1,8 +1,8 @@
+#include "platform/http/exchange.hpp"
+#include "platform/http/upload_source.hpp"
 #include "platform/weblnk/active_lock.hpp"
 #include "platform/weblnk/client.hpp"
-#include "platform/weblnk/exchange.hpp"
 #include "platform/weblnk/lock.hpp"
-#include "platform/weblnk/upload_source.hpp"
 
 namespace vxhost {
 

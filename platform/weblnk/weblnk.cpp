@@ -1,15 +1,15 @@
 // weblnk as the extension loads it: makes clients and contexts, reads dates.
 #include <memory>
 
-#include "platform/journal.hpp"
-#include "platform/logger.hpp"
-#include "platform/siblings.hpp"
-#include "platform/slots.hpp"
-#include "platform/status.hpp"
-#include "platform/transcoder.hpp"
+#include "platform/base/journal.hpp"
+#include "platform/base/logger.hpp"
+#include "platform/base/siblings.hpp"
+#include "platform/base/slots.hpp"
+#include "platform/base/status.hpp"
+#include "platform/base/transcoder.hpp"
+#include "platform/http/session.hpp"
+#include "platform/text/date.hpp"
 #include "platform/weblnk/client.hpp"
-#include "platform/weblnk/date.hpp"
-#include "platform/weblnk/session.hpp"
 
 namespace vxhost {
 namespace {

@@ -1,9 +1,9 @@
-#include "cli/config_text.hpp"
+#include "cli/config/config_text.hpp"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
-#include "cli/config_edit.hpp"
+#include "cli/config/config_edit.hpp"
 
 namespace quillon::cli {
 namespace {

@@ -1,4 +1,4 @@
-#include "cli/exit_code.hpp"
+#include "cli/terminal/exit_code.hpp"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>

@@ -2,7 +2,7 @@
 // way: nobody's work is lost, nothing stays behind, and what happened is told.
 #include <fmt/format.h>
 
-#include "cli/exit_code.hpp"
+#include "cli/terminal/exit_code.hpp"
 #include "tests/cli/program.hpp"
 #include "tests/support/certificate.hpp"
 #include "tests/support/fault_proxy.hpp"

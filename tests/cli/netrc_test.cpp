@@ -1,4 +1,4 @@
-#include "cli/netrc.hpp"
+#include "cli/session/netrc.hpp"
 
 #include <gtest/gtest.h>
 

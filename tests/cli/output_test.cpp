@@ -4,9 +4,9 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "cli/format.hpp"
-#include "cli/table.hpp"
-#include "cli/terminal.hpp"
+#include "cli/terminal/format.hpp"
+#include "cli/terminal/table.hpp"
+#include "cli/terminal/terminal.hpp"
 
 namespace quillon::cli {
 namespace {

@@ -1,4 +1,4 @@
-#include "cli/time_argument.hpp"
+#include "cli/parser/time_argument.hpp"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
-#include "cli/words.hpp"
+#include "cli/parser/words.hpp"
 
 #include <gtest/gtest.h>
 
-#include "cli/shell_path.hpp"
+#include "cli/parser/shell_path.hpp"
 
 namespace quillon::cli {
 namespace {

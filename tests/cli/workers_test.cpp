@@ -1,11 +1,11 @@
-#include "cli/workers.hpp"
+#include "cli/session/workers.hpp"
 
 #include <gtest/gtest.h>
 
 #include <latch>
 #include <stdexcept>
 
-#include "cli/report.hpp"
+#include "cli/terminal/report.hpp"
 
 namespace quillon::cli {
 namespace {

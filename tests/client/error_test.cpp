@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "client/outcome.hpp"
-#include "platform/status.hpp"
+#include "platform/base/status.hpp"
 
 namespace quillon {
 namespace {

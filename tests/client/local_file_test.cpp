@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "platform/descriptor.hpp"
+#include "platform/base/descriptor.hpp"
 #include "tests/support/files.hpp"
 #include "tests/support/temporary_directory.hpp"
 

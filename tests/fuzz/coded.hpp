@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/checked_pool.hpp"
+#include "platform/host/checked_pool.hpp"
 #include "tests/fuzz/fuzz.hpp"
 
 namespace fuzz {

@@ -2,8 +2,8 @@
 // but one site.
 #include <string>
 
-#include "cli/config_edit.hpp"
-#include "cli/netrc.hpp"
+#include "cli/config/config_edit.hpp"
+#include "cli/session/netrc.hpp"
 #include "tests/fuzz/fuzz.hpp"
 
 namespace {

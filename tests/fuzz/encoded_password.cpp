@@ -1,8 +1,8 @@
 // Stored passwords, through the kernel's encoding service.
 #include <fstream>
 
-#include "platform/kernel.hpp"
-#include "platform/transcoder.hpp"
+#include "platform/base/transcoder.hpp"
+#include "platform/host/kernel.hpp"
 #include "runtime/base64.hpp"
 #include "tests/fuzz/coded.hpp"
 #include "tests/support/temporary_directory.hpp"

@@ -4,9 +4,9 @@
 #include <cmath>
 #include <string>
 
-#include "platform/transcoder.hpp"
-#include "platform/weblnk/date.hpp"
-#include "platform/weblnk/headers.hpp"
+#include "platform/base/transcoder.hpp"
+#include "platform/http/headers.hpp"
+#include "platform/text/date.hpp"
 #include "tests/fuzz/fuzz.hpp"
 
 namespace {

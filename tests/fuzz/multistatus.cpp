@@ -3,17 +3,17 @@
 #include <string>
 #include <vector>
 
-#include "platform/checked_pool.hpp"
-#include "platform/logger.hpp"
+#include "platform/base/logger.hpp"
+#include "platform/base/siblings.hpp"
+#include "platform/base/status.hpp"
+#include "platform/base/transcoder.hpp"
+#include "platform/host/checked_pool.hpp"
 #include "platform/markup/multistatus_builder.hpp"
 #include "platform/markup/serialize.hpp"
 #include "platform/markup/tree_builder.hpp"
 #include "platform/markup/walk.hpp"
-#include "platform/siblings.hpp"
-#include "platform/status.hpp"
-#include "platform/transcoder.hpp"
+#include "platform/text/href_resolver.hpp"
 #include "platform/weblnk/active_lock.hpp"
-#include "platform/weblnk/href_resolver.hpp"
 #include "tests/fuzz/fuzz.hpp"
 #include "vxext/src/operations.hpp"
 

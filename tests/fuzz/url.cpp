@@ -2,9 +2,9 @@
 #include <string>
 
 #include "client/address.hpp"
-#include "platform/transcoder.hpp"
-#include "platform/weblnk/href_resolver.hpp"
-#include "platform/weblnk/url.hpp"
+#include "platform/base/transcoder.hpp"
+#include "platform/text/href_resolver.hpp"
+#include "platform/text/url.hpp"
 #include "tests/fuzz/fuzz.hpp"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "platform/clock.hpp"
+#include "platform/host/clock.hpp"
 
 #include <gtest/gtest.h>
 

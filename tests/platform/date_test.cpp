@@ -1,11 +1,11 @@
-#include "platform/weblnk/date.hpp"
+#include "platform/text/date.hpp"
 
 #include <gtest/gtest.h>
 
 #include <optional>
 #include <sstream>
 
-#include "platform/transcoder.hpp"
+#include "platform/base/transcoder.hpp"
 
 using vxhost::parseDate;
 

@@ -1,4 +1,4 @@
-#include "platform/directories.hpp"
+#include "platform/files/directories.hpp"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
-#include "platform/encoding/encoding.hpp"
+#include "platform/host/encoding/encoding.hpp"
 
-#include "platform/encoding/sealed_text.hpp"
-#include "platform/status.hpp"
+#include "platform/base/status.hpp"
+#include "platform/host/encoding/sealed_text.hpp"
 #include "tests/support/files.hpp"
 #include "tests/support/temporary_directory.hpp"
 #include "tests/support/test_pool.hpp"

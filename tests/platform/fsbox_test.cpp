@@ -5,10 +5,10 @@
 
 #include <csignal>
 
-#include "platform/journal.hpp"
-#include "platform/siblings.hpp"
-#include "platform/status.hpp"
-#include "platform/transcoder.hpp"
+#include "platform/base/journal.hpp"
+#include "platform/base/siblings.hpp"
+#include "platform/base/status.hpp"
+#include "platform/base/transcoder.hpp"
 #include "tests/support/files.hpp"
 #include "tests/support/temporary_directory.hpp"
 

@@ -1,11 +1,11 @@
-#include "platform/host.hpp"
+#include "platform/host/host.hpp"
 
 #include <gtest/gtest.h>
 
 #include <thread>
 
-#include "platform/kernel.hpp"
-#include "platform/status.hpp"
+#include "platform/base/status.hpp"
+#include "platform/host/kernel.hpp"
 
 namespace {
 

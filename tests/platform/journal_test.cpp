@@ -1,11 +1,11 @@
-#include "platform/journal.hpp"
+#include "platform/base/journal.hpp"
 
 #include <gtest/gtest.h>
 
 #include <cstdarg>
 
-#include "platform/status.hpp"
-#include "platform/transcoder.hpp"
+#include "platform/base/status.hpp"
+#include "platform/base/transcoder.hpp"
 
 namespace {
 

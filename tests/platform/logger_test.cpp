@@ -1,4 +1,4 @@
-#include "platform/logger.hpp"
+#include "platform/base/logger.hpp"
 
 #include <gtest/gtest.h>
 

@@ -1,14 +1,14 @@
 // The XML layer: trees of everything, documents of PROPFIND answers, and their way to bytes.
 #include <gtest/gtest.h>
 
-#include "platform/journal.hpp"
+#include "platform/base/journal.hpp"
+#include "platform/base/siblings.hpp"
+#include "platform/base/status.hpp"
+#include "platform/base/transcoder.hpp"
 #include "platform/markup/multistatus_builder.hpp"
 #include "platform/markup/serialize.hpp"
 #include "platform/markup/tree_builder.hpp"
 #include "platform/markup/walk.hpp"
-#include "platform/siblings.hpp"
-#include "platform/status.hpp"
-#include "platform/transcoder.hpp"
 
 using namespace vxhost;
 

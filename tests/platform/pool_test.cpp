@@ -1,11 +1,11 @@
-#include "platform/pool.hpp"
+#include "platform/host/pool.hpp"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <vector>
 
-#include "platform/checked_pool.hpp"
+#include "platform/host/checked_pool.hpp"
 
 TEST(pools, blocks_are_apart_aligned_and_zeroed_when_asked) {
     vx::Pool* const checked = new vxhost::CheckedPool("p", [](auto) {});

@@ -1,4 +1,4 @@
-#include "platform/status.hpp"
+#include "platform/base/status.hpp"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 // Of all that the headers declare.
 TEST(status, every_code_has_a_text_of_its_own) {
     const std::string declared = support::readFile(SOURCE_DIR "/host/status.h") +
-                                 support::readFile(SOURCE_DIR "/platform/status.hpp");
+                                 support::readFile(SOURCE_DIR "/platform/base/status.hpp");
     const std::regex code("Status ([A-Z_]+) = (0x[0-9A-F]+)");
     std::map<std::string, vx::Status> codes;
     for (std::sregex_iterator it(declared.begin(), declared.end(), code), end; it != end; ++it) {

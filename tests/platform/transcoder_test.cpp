@@ -1,8 +1,8 @@
-#include "platform/transcoder.hpp"
+#include "platform/base/transcoder.hpp"
 
 #include <gtest/gtest.h>
 
-#include "platform/status.hpp"
+#include "platform/base/status.hpp"
 
 namespace {
 

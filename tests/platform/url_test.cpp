@@ -1,10 +1,10 @@
-#include "platform/weblnk/url.hpp"
+#include "platform/text/url.hpp"
 
 #include <gtest/gtest.h>
 
 #include <sstream>
 
-#include "platform/weblnk/href_resolver.hpp"
+#include "platform/text/href_resolver.hpp"
 
 using namespace vxhost;
 

@@ -1,5 +1,5 @@
 // Header fields of answers, row by row.
-#include "platform/weblnk/headers.hpp"
+#include "platform/http/headers.hpp"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // Authentication, proxies and trust.
 #include <gtest/gtest.h>
 
-#include "platform/logger.hpp"
+#include "platform/base/logger.hpp"
 #include "tests/support/apache.hpp"
 #include "tests/support/files.hpp"
 #include "tests/weblnk/driven.hpp"

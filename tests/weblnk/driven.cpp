@@ -8,11 +8,11 @@
 #include <csignal>
 #include <utility>
 
+#include "platform/base/siblings.hpp"
+#include "platform/base/status.hpp"
+#include "platform/base/transcoder.hpp"
 #include "platform/markup/tree_builder.hpp"
 #include "platform/markup/walk.hpp"
-#include "platform/siblings.hpp"
-#include "platform/status.hpp"
-#include "platform/transcoder.hpp"
 
 namespace weblnk_test {
 namespace {

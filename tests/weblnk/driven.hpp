@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "host/quillon.h"
-#include "platform/journal.hpp"
-#include "platform/settings.hpp"
+#include "platform/base/journal.hpp"
+#include "platform/base/settings.hpp"
 #include "tests/support/scripted_server.hpp"
 
 namespace weblnk_test {

@@ -1,7 +1,7 @@
 // PUT, LOCK, UNLOCK, DELETE, MOVE and MKCOL.
 #include <gtest/gtest.h>
 
-#include "platform/status.hpp"
+#include "platform/base/status.hpp"
 #include "tests/weblnk/driven.hpp"
 
 using support::Answer;

@@ -1,0 +1,105 @@
+#include "cli/commands/change.hpp"
+
+#include <fmt/format.h>
+
+#include <cstdlib>
+
+#include "cli/commands/hold_member.hpp"
+#include "cli/commands/work_copy.hpp"
+#include "cli/terminal/interrupt.hpp"
+#include "cli/terminal/report.hpp"
+
+namespace quillon::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+// One change, from the member's content to the stored one.
+class Change {
+public:
+    Change(Session& session, const Address& address, const Changer& changer, Member& member,
+           Hold& hold)
+        : session_(session), url_(address.url()), changer_(changer), member_(member), hold_(hold) {}
+
+    int run(const std::string& name) {
+        if (Result<void> fetched = fetch(name); !fetched) return fail(fetched.error());
+        Result<WorkCopy> copy = WorkCopy::make(member_.file(), name);
+        if (!copy) return fail(copy.error());
+        const int code = changer_.run(copy->file(), [this] { renewLocks(); });
+        const Result<bool> changed = copy->changed();
+        const int end = !changed ? fail(changed.error()) : judge(*copy, code, *changed, name);
+        if (interrupted()) keepLeftovers(*copy);
+        if (end != EXIT_DONE && (!changed || *changed)) keep(*copy);
+        return end;
+    }
+
+private:
+    ExitCode fail(const Error& error) { return report(changer_.attempt, url_, error); }
+
+    Result<void> fetch(const std::string& name) {
+        if (hold_.isNew()) return {};
+        session_.progress().start(name);
+        Result<Fetched> fetched = member_.fetch();
+        session_.progress().finish();
+        if (!fetched) return std::move(fetched).error();
+        return {};
+    }
+
+    void renewLocks() {
+        member_.renewLock();
+        session_.renewLocks();
+    }
+
+    int judge(const WorkCopy& copy, int code, bool changed, const std::string& name) {
+        if (interrupted()) return fail(interruption());
+        if (code != EXIT_DONE) {
+            if (changed) complain(fmt::format("{}: nothing was stored", url_));
+            return code;
+        }
+        if (changed) return store(copy, name);
+        if (changer_.tellsUnchanged) fmt::print("{}: unchanged, nothing was stored\n", url_);
+        return EXIT_DONE;
+    }
+
+    int store(const WorkCopy& copy, const std::string& name) {
+        session_.progress().start(name);
+        Result<void> stored = member_.copyFrom(copy.file());
+        if (stored) stored = hold_.store();
+        session_.progress().finish();
+        return stored ? EXIT_DONE : fail(stored.error());
+    }
+
+    static void keepLeftovers(const WorkCopy& copy) {
+        for (const fs::path& path : copy.keepLeftovers()) {
+            complain(fmt::format("what the editor left is in {}", path.string()));
+        }
+    }
+
+    void keep(const WorkCopy& copy) {
+        const Result<fs::path> kept = copy.keep();
+        if (kept) return complain(fmt::format("your version is in {}", kept->string()));
+        report("keep your version", {}, kept.error());
+        complain(fmt::format("your version stays in {}", copy.file().string()));
+        (void)hold_.release();
+        std::_Exit(EXIT_LOCAL);  // an orderly end would remove it
+    }
+
+    Session& session_;
+    const std::string url_;
+    const Changer& changer_;
+    Member& member_;
+    Hold& hold_;
+};
+
+}  // namespace
+
+int changeMember(Session& session, const Address& address, const Changer& changer) {
+    const auto member = session.member(address);
+    if (!member) return report(changer.attempt, address.url(), member.error());
+    Result<Hold> hold = Hold::take(**member);
+    if (!hold) return report(changer.attempt, address.url(), hold.error());
+    const int code = Change(session, address, changer, **member, *hold).run(address.name());
+    return released(*hold, address, code);
+}
+
+}  // namespace quillon::cli

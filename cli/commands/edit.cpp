@@ -1,0 +1,49 @@
+// quillon edit: a member in the person's editor.
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <memory>
+
+#include "cli/commands/change.hpp"
+#include "cli/commands/command.hpp"
+#include "cli/terminal/foreground.hpp"
+#include "cli/terminal/interrupt.hpp"
+#include "cli/terminal/report.hpp"
+
+namespace quillon::cli {
+namespace {
+
+// An editor's exit code says no more than that it failed.
+int runEditor(const std::filesystem::path& file, const std::function<void()>& eachSecond) {
+    const int code = runForeground(editorWords(file), eachSecond);
+    if (code == 0) return EXIT_DONE;
+    if (!interrupted()) complain(fmt::format("the editor ended with the code {}", code));
+    return EXIT_LOCAL;
+}
+
+int run(Session& session, std::string& url) {
+    const Result<Address> address = parseUrl(session, url);
+    if (!address) return exitCode(address.error().kind);
+    return changeMember(session, *address,
+                        {.attempt = "edit", .tellsUnchanged = true, .run = runEditor});
+}
+
+}  // namespace
+
+void addEdit(CLI::App& program, Invocation& invocation) {
+    auto url = std::make_shared<std::string>();
+    CLI::App* command = program.add_subcommand("edit", "Change a member in your editor");
+    addUrl(*command, *url, "A member; one that does not exist yet begins empty");
+    command->footer(
+        "The member is locked, fetched, opened in $VISUAL, $EDITOR or vi, stored when it was\n"
+        "changed, and unlocked; until then its lock is renewed. Where the server has no locks, a\n"
+        "change that somebody else made meanwhile is noticed before anything is stored. Whenever\n"
+        "your changes cannot be stored, they are kept in a local file, which the message names.\n\n"
+        "An editor must wait until you are done: EDITOR=\"code --wait\", for example.\n\n"
+        "Examples:\n"
+        "  quillon edit https://example.org/dav/plan.txt\n"
+        "  EDITOR=nano quillon edit https://example.org/dav/plan.txt\n");
+    whenGiven(*command, invocation, [url](Session& session) { return run(session, *url); });
+}
+
+}  // namespace quillon::cli

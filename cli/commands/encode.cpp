@@ -1,0 +1,48 @@
+// quillon encode: a password in the form in which configurations store it.
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+
+#include "cli/commands/command.hpp"
+#include "cli/session/password_file.hpp"
+#include "cli/session/prompt.hpp"
+#include "cli/terminal/report.hpp"
+#include "client/password.hpp"
+
+namespace quillon::cli {
+namespace {
+
+constexpr const char* STANDARD_INPUT = "-";
+
+Result<Secret> password(const CommonOptions& options) {
+    if (!options.passwordFile.empty()) return readPasswordFile(options.passwordFile);
+    return isatty(STDIN_FILENO) != 0 ? promptSecret("Password: ")
+                                     : readPasswordFile(STANDARD_INPUT);
+}
+
+int run(Session& session) {
+    const Result<Extension> extension = session.extension(session.options());
+    if (!extension) return report("encode a password", {}, extension.error());
+    const Result<Secret> clear = password(session.options());
+    if (!clear) return report("encode a password", {}, clear.error());
+    const Result<std::string> encoded = encodePassword(*extension, *clear);
+    if (!encoded) return report("encode a password", {}, encoded.error());
+    fmt::print("{}\n", *encoded);
+    return EXIT_DONE;
+}
+
+}  // namespace
+
+void addEncode(CLI::App& program, Invocation& invocation) {
+    CLI::App* command = program.add_subcommand("encode", "Encode a password for a configuration");
+    command->footer(
+        "The password comes from the terminal, from the first line of standard input, or from\n"
+        "--password-file. Only you can use what is printed: it is encrypted under your own key.\n\n"
+        "Examples:\n"
+        "  quillon encode\n"
+        "  pass show dav | quillon encode\n");
+    whenGiven(*command, invocation, run);
+}
+
+}  // namespace quillon::cli

@@ -1,0 +1,225 @@
+// quillon get: members into local files.
+#include <fmt/format.h>
+#include <fnmatch.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "cli/commands/command.hpp"
+#include "cli/session/workers.hpp"
+#include "cli/terminal/interrupt.hpp"
+#include "cli/terminal/report.hpp"
+#include "cli/terminal/terminal.hpp"
+
+namespace quillon::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view STANDARD_OUTPUT = "-";
+// Resolved, they name the file behind it, which a rename would replace.
+constexpr std::string_view ITS_PATHS[] = {"/dev/stdout", "/dev/fd/1", "/proc/self/fd/1"};
+
+struct GetOptions {
+    std::vector<std::string> urls;
+    std::string file;       // -o
+    std::string directory;  // -O
+    std::string pattern;    // of names in the collections that the URLs are then
+    size_t jobs = 0;        // 0: not given
+};
+
+// Where a member goes: nothing stands for the standard output.
+Result<std::optional<fs::path>> destinationOf(const Address& address, const GetOptions& options) {
+    if (options.file == STANDARD_OUTPUT) return std::optional<fs::path>();
+    if (!options.file.empty()) {
+        std::error_code none;
+        if (fs::is_directory(options.file, none)) {
+            return localError(Kind::usage,
+                              options.file + " is a directory. Use -O to fetch into it.");
+        }
+        return std::optional<fs::path>(options.file);
+    }
+    const std::string name = address.name();
+    if (name == "." || name == ".." ||
+        name.find_first_of(std::string_view("/\0", 2)) != name.npos) {
+        return localError(Kind::usage,
+                          "Its name cannot be that of a local file. Choose one with -o.");
+    }
+    const fs::path directory = options.directory.empty() ? "." : options.directory;
+    return std::optional<fs::path>(directory / name);
+}
+
+// The cache goes where a rename to the destination suffices.
+OpenOptions openOptions(const std::optional<fs::path>& destination) {
+    OpenOptions options;
+    std::error_code problem;
+    if (!destination || fs::is_other(*destination, problem)) return options;
+    const fs::path target = fs::canonical(*destination, problem);
+    options.cacheParent = fs::absolute(problem ? *destination : target).parent_path();
+    return options;
+}
+
+// Before anything is asked of the server.
+Result<void> checkPlace(const fs::path& directory) {
+    if (directory.empty() || access(directory.c_str(), W_OK | X_OK) == 0) return {};
+    return localError(Kind::local, fmt::format("Cannot write into {}: {}.", directory.string(),
+                                               std::strerror(errno)));
+}
+
+Result<void> copyToOutput(const fs::path& path) {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "re"),
+                                                               std::fclose);
+    if (file == nullptr) {
+        return localError(Kind::local,
+                          fmt::format("Cannot read {}: {}.", path.string(), std::strerror(errno)));
+    }
+    std::vector<char> buffer(size_t{256} << 10);
+    for (size_t got; (got = std::fread(buffer.data(), 1, buffer.size(), file.get())) > 0;) {
+        if (std::fwrite(buffer.data(), 1, got, stdout) < got) {
+            if (interrupted()) return interruption();
+            if (outputAbandoned()) return {};  // the exit code tells enough
+            return localError(Kind::local, fmt::format("Cannot write to the standard output: {}.",
+                                                       std::strerror(errno)));
+        }
+    }
+    return {};
+}
+
+Result<void> fetch(Session& session, const Address& address, const GetOptions& options) {
+    if (!address.namesMember()) {
+        return localError(Kind::usage,
+                          "This is a collection, which has no content. Name a member of it.");
+    }
+    const auto destination = destinationOf(address, options);
+    if (!destination) return destination.error();
+    const OpenOptions opening = openOptions(*destination);
+    if (Result<void> checked = checkPlace(opening.cacheParent); !checked) return checked;
+    Result<Member> member = session.openMember(address, opening);
+    if (!member) return std::move(member).error();
+
+    session.progress().start(address.name());
+    Result<Fetched> fetched = *destination ? member->fetchTo(**destination) : member->fetch();
+    session.progress().finish();
+    if (!fetched) return std::move(fetched).error();
+    return *destination ? Result<void>() : copyToOutput(fetched->file);
+}
+
+// "-" among the URLs is short for "-o -".
+bool outputMeant(GetOptions& options) {
+    const auto removed = std::erase(options.urls, STANDARD_OUTPUT);
+    const bool byPath = std::ranges::count(ITS_PATHS, options.file) > 0;
+    if (byPath || (removed > 0 && options.file.empty())) options.file = STANDARD_OUTPUT;
+    return !options.urls.empty();
+}
+
+// Like a shell's pattern: a dot at the beginning has to be said.
+Result<std::vector<Address>> matching(Session& session, const Address& typed,
+                                      const GetOptions& options) {
+    const Address address = typed.asCollection();
+    const auto collection = session.open(address, {.cache = false, .cacheParent = {}});
+    if (!collection) return collection.error();
+    const Result<Listing> listing = (*collection)->list();
+    if (!listing) return listing.error();
+    std::vector<Address> members;
+    for (const Entry entry : *listing) {
+        const bool matches =
+            fnmatch(options.pattern.c_str(), entry.name().c_str(), FNM_PERIOD) == 0;
+        if (matches && !entry.isCollection()) {
+            members.push_back(address.memberBySegment(entry.segment()));
+        }
+    }
+    if (!members.empty()) return members;
+    return localError(Kind::notFound, "None of its members matches " + options.pattern + ".");
+}
+
+// What the URLs stand for; code is that of the first that stands for nothing.
+std::vector<Address> wantedMembers(Session& session, GetOptions& options, int& code) {
+    std::vector<Address> members;
+    const auto add = [&](const Address& address) -> Result<void> {
+        if (options.pattern.empty()) {
+            members.push_back(address);
+            return {};
+        }
+        const auto found = matching(session, address, options);
+        if (!found) return found.error();
+        members.insert(members.end(), found->begin(), found->end());
+        return {};
+    };
+    code = forEachUrl(session, options.urls, "list", add);
+    return members;
+}
+
+int fetchAll(Session& session, const std::vector<Address>& members, const GetOptions& options) {
+    std::vector<std::string> names;
+    names.reserve(members.size());
+    for (const Address& member : members) names.push_back(member.name());
+    const bool inOrder = options.file == STANDARD_OUTPUT;
+    const Jobs wanted{inOrder ? 1 : options.jobs, DEFAULT_JOBS};
+    const size_t jobs = jobsFor(session, members.front(), wanted, std::move(names));
+    if (jobs > 1) {
+        const auto destination = destinationOf(members.front(), options);
+        if (destination) meetServers(session, members, openOptions(*destination));
+    }
+    return runTasks(members.size(), jobs, session.progress(), [&](size_t i) -> int {
+        const Result<void> fetched = fetch(session, members[i], options);
+        return fetched ? EXIT_DONE : report("fetch", members[i].url(), fetched.error());
+    });
+}
+
+int run(Session& session, GetOptions& options) {
+    if (!outputMeant(options)) {
+        complain("get needs a URL. See quillon get --help.");
+        return EXIT_USAGE;
+    }
+    int code = EXIT_DONE;
+    const std::vector<Address> members = wantedMembers(session, options, code);
+    if (members.empty() || code == EXIT_INTERRUPTED) return code;
+    if (members.size() > 1 && !options.file.empty() && options.file != STANDARD_OUTPUT) {
+        complain("-o names one file for several members. Use -O to fetch into a directory.");
+        return EXIT_USAGE;
+    }
+    const int fetched = fetchAll(session, members, options);
+    return code == EXIT_DONE || fetched == EXIT_INTERRUPTED ? fetched : code;
+}
+
+}  // namespace
+
+void addGet(CLI::App& program, Invocation& invocation) {
+    auto options = std::make_shared<GetOptions>();
+    CLI::App* command = program.add_subcommand("get", "Fetch members into local files");
+    addUrls(*command, options->urls, "Members; - writes them to the standard output");
+    auto* file = command
+                     ->add_option("-o,--output", options->file,
+                                  "Name of the local file; - is the standard output")
+                     ->type_name("FILE")
+                     ->check(notEmpty());
+    command->add_option("-O,--directory", options->directory, "Where the local files go")
+        ->type_name("DIRECTORY")
+        ->check(CLI::Validator(CLI::ExistingDirectory).description(""))
+        ->excludes(file);
+    command
+        ->add_option(
+            "--match", options->pattern,
+            "The URLs are collections: fetch their members whose names match; \"*\" is all")
+        ->type_name("PATTERN");
+    addJobsOption(*command, options->jobs, std::to_string(DEFAULT_JOBS));
+    command->footer(
+        "A local file appears when all of it has come, with the server's date; one that is\n"
+        "replaced stays whole until then, and keeps its mode.\n\n"
+        "Examples:\n"
+        "  quillon get https://example.org/dav/report.txt\n"
+        "  quillon get -O /tmp https://example.org/dav/a.txt https://example.org/dav/b.txt\n"
+        "  quillon get --match '*.csv' https://example.org/dav/reports/\n"
+        "  quillon get https://example.org/dav/data.csv - | sort\n");
+    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
+}
+
+}  // namespace quillon::cli

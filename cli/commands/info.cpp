@@ -1,0 +1,99 @@
+// quillon info: the properties of a member or a collection.
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <memory>
+
+#include "cli/commands/command.hpp"
+#include "cli/terminal/describe.hpp"
+#include "cli/terminal/format.hpp"
+#include "cli/terminal/report.hpp"
+#include "cli/terminal/table.hpp"
+#include "cli/terminal/terminal.hpp"
+
+namespace quillon::cli {
+namespace {
+
+struct InfoOptions {
+    std::string url;
+    bool json = false;
+};
+
+std::string joined(const std::vector<std::string_view>& words) {
+    return fmt::format("{}", fmt::join(words, ", "));
+}
+
+void print(const Address& address, const Properties& properties) {
+    Table table({Align::left, Align::left});
+    table.add("Name:", forOutput(address.name()));
+    if (!properties.displayName.empty()) {
+        table.add("Called:", forOutput(properties.displayName));
+    }
+    table.add("URL:", address.url());
+    table.add("Type:", properties.isCollection ? "collection" : "file");
+    if (!properties.isCollection) table.add("Size:", longSize(properties.size));
+    table.add("Created:", longDate(properties.created));
+    table.add("Modified:", longDate(properties.modified));
+    table.add("Locking:", properties.canLock ? "yes" : "no");
+    table.add("Methods:", joined(properties.methods));
+    fmt::print("{}", table.text());
+}
+
+void printJson(const Address& address, const Properties& properties) {
+    Json object = describe(address.name(), address.url(), properties);
+    if (!properties.displayName.empty()) object["displayName"] = properties.displayName;
+    object["locking"] = properties.canLock;
+    object["methods"] = properties.methods;
+    fmt::print("{}\n", jsonText(object));
+}
+
+Result<Properties> look(Session& session, const Address& address) {
+    Result<Member> member = session.openMember(address);
+    if (!member) return std::move(member).error();
+    Result<Properties> properties = member->info();
+    if (properties && !properties->exists) {
+        return localError(Kind::notFound,
+                          "The server has nothing at this URL. List the "
+                          "collection to see what it holds.");
+    }
+    return properties;
+}
+
+// The parent of a collection need not be one, nor be open to this person.
+bool parentMayBeClosed(Kind kind) {
+    return kind == Kind::notFound || kind == Kind::refused || kind == Kind::notAuthorized;
+}
+
+int run(Session& session, InfoOptions& options) {
+    Result<Address> address = parseUrl(session, options.url);
+    if (!address) return exitCode(address.error().kind);
+    Result<Properties> properties = look(session, *address);
+    if (!properties && address->namesMember() && parentMayBeClosed(properties.error().kind)) {
+        Result<Properties> itself = look(session, address->asCollection());
+        if (itself) properties = std::move(itself);
+    }
+    if (!properties) return report("read the properties of", address->url(), properties.error());
+    if (properties->isCollection) address = address->asCollection();
+    if (options.json) {
+        printJson(*address, *properties);
+    } else {
+        print(*address, *properties);
+    }
+    return EXIT_DONE;
+}
+
+}  // namespace
+
+void addInfo(CLI::App& program, Invocation& invocation) {
+    auto options = std::make_shared<InfoOptions>();
+    CLI::App* command = program.add_subcommand("info", "Show the properties of a member");
+    addUrl(*command, options->url, "A member or a collection");
+    command->add_flag("--json", options->json, "An object");
+    command->footer(
+        "Examples:\n"
+        "  quillon info https://example.org/dav/report.txt\n"
+        "  quillon info --json https://example.org/dav/report.txt | jq .modified\n");
+    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
+}
+
+}  // namespace quillon::cli

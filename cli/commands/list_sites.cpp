@@ -1,0 +1,58 @@
+// quillon sites: what is stored, but for passwords.
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <memory>
+
+#include "cli/commands/command.hpp"
+#include "cli/terminal/describe.hpp"
+#include "cli/terminal/report.hpp"
+#include "cli/terminal/table.hpp"
+#include "cli/terminal/terminal.hpp"
+
+namespace quillon::cli {
+namespace {
+
+void print(const std::vector<Site>& sites) {
+    Table table({Align::left, Align::left, Align::left, Align::left});
+    for (const Site& site : sites) {
+        table.add(site.name, forOutput(site.url), site.user.empty() ? "-" : forOutput(site.user),
+                  site.password.empty() ? "no password stored" : "password stored");
+    }
+    fmt::print("{}", table.text());
+}
+
+void printJson(const std::vector<Site>& sites) {
+    Json list = Json::array();
+    for (const Site& site : sites) {
+        Json object;
+        object["name"] = site.name;
+        object["url"] = site.url;
+        if (!site.user.empty()) object["user"] = site.user;
+        object["passwordStored"] = !site.password.empty();
+        list.push_back(std::move(object));
+    }
+    fmt::print("{}\n", jsonText(list));
+}
+
+int run(Session& session, bool json) {
+    const Result<std::vector<Site>> sites = session.sites().all();
+    if (!sites) return report("list the sites", {}, sites.error());
+    json ? printJson(*sites) : print(*sites);
+    return EXIT_DONE;
+}
+
+}  // namespace
+
+void addSites(CLI::App& program, Invocation& invocation) {
+    auto json = std::make_shared<bool>(false);
+    CLI::App* command = program.add_subcommand("sites", "List the sites that are stored");
+    command->add_flag("--json", *json, "An array of objects");
+    command->footer(
+        "Examples:\n"
+        "  quillon sites\n"
+        "  quillon sites --json | jq -r '.[].name'\n");
+    whenGiven(*command, invocation, [json](Session& session) { return run(session, *json); });
+}
+
+}  // namespace quillon::cli

@@ -1,0 +1,100 @@
+// quillon lock: a command that runs while nobody else can write, or a lock for later.
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <vector>
+
+#include "cli/commands/change.hpp"
+#include "cli/commands/command.hpp"
+#include "cli/terminal/foreground.hpp"
+#include "cli/terminal/report.hpp"
+#include "cli/terminal/terminal.hpp"
+
+namespace quillon::cli {
+namespace {
+
+constexpr std::string_view PLACE = "{}";
+
+struct LockWords {
+    std::string url;
+    std::vector<std::string> command;
+};
+
+// The file stands where "{}" does, else at the end.
+std::vector<std::string> withFile(std::vector<std::string> words, const std::string& file) {
+    bool placed = false;
+    for (std::string& word : words) {
+        for (size_t at = 0; (at = word.find(PLACE, at)) != word.npos; at += file.size()) {
+            word.replace(at, PLACE.size(), file);
+            placed = true;
+        }
+    }
+    if (!placed) words.push_back(file);
+    return words;
+}
+
+int runUnderLock(Session& session, const Address& address,
+                 const std::vector<std::string>& command) {
+    const auto run = [&](const std::filesystem::path& file,
+                         const std::function<void()>& eachSecond) {
+        return runForeground(withFile(command, file), eachSecond,
+                             {"QUILLON_FILE=" + file.string()});
+    };
+    return changeMember(session, address, {.attempt = "change", .run = run});
+}
+
+Result<std::shared_ptr<Member>> takeLock(Session& session, const Address& address) {
+    auto member = session.member(address);
+    if (!member) return member;
+    if ((*member)->locked()) return localError(Kind::locked, "You hold its lock already.");
+    const Result<Protection> protection = (*member)->lock();
+    if (!protection) return protection.error();
+    if (*protection == Protection::lock) return member;
+    return localError(Kind::refused, "This server does not lock it.");
+}
+
+int keepLock(Session& session, const Address& address) {
+    const auto member = takeLock(session, address);
+    if (!member) return report("lock", address.url(), member.error());
+    if (session.base) {
+        session.keepLocked(address, *member);
+        fmt::print("{} is locked until you unlock it or leave\n", forOutput(address.name()));
+    } else {
+        fmt::print("{}\n", (*member)->lockToken());
+        (*member)->abandonLock();
+    }
+    return EXIT_DONE;
+}
+
+int run(Session& session, LockWords& words) {
+    const Result<Address> address = parseUrl(session, words.url);
+    if (!address) return exitCode(address.error().kind);
+    return words.command.empty() ? keepLock(session, *address)
+                                 : runUnderLock(session, *address, words.command);
+}
+
+}  // namespace
+
+void addLock(CLI::App& program, Invocation& invocation) {
+    auto words = std::make_shared<LockWords>();
+    CLI::App* command = program.add_subcommand("lock", "Run a command while a member is locked");
+    addUrl(*command, words->url, "A member");
+    command
+        ->add_option("COMMAND", words->command,
+                     "Behind --; a local file with the member's content is its last argument, "
+                     "or stands in place of each {}, and $QUILLON_FILE names it")
+        ->type_name("");
+    command->footer(
+        "The member is fetched before, and stored after when the command changed the file. When\n"
+        "the command fails, nothing is stored, the file is kept if it was changed, and the exit\n"
+        "code is the command's.\n\n"
+        "Without COMMAND the lock stays on the server, until it runs out, and its token is\n"
+        "printed, for quillon unlock. In the shell it stays until unlock, or the shell's end.\n\n"
+        "Examples:\n"
+        "  quillon lock https://example.org/dav/list.txt -- sort -o {} {}\n"
+        "  quillon lock https://example.org/dav/q3.csv -- sh -c 'make >> \"$QUILLON_FILE\"'\n");
+    whenGiven(*command, invocation, [words](Session& session) { return run(session, *words); });
+}
+
+}  // namespace quillon::cli

@@ -1,0 +1,168 @@
+// quillon ls: what a collection holds.
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <tuple>
+#include <vector>
+
+#include "cli/commands/command.hpp"
+#include "cli/terminal/describe.hpp"
+#include "cli/terminal/format.hpp"
+#include "cli/terminal/report.hpp"
+#include "cli/terminal/table.hpp"
+#include "cli/terminal/terminal.hpp"
+
+namespace quillon::cli {
+namespace {
+
+struct LsOptions {
+    std::string url;
+    bool details = false;
+    bool hidden = false;
+    bool json = false;
+};
+
+struct Line {
+    std::string name, key;
+    Entry entry;
+};
+
+std::string shownName(const std::string& name, bool isCollection) {
+    return forOutput(name) + (isCollection ? "/" : "");
+}
+
+std::vector<Line> sortedLines(const Listing& listing, bool hidden) {
+    std::vector<Line> lines;
+    lines.reserve(listing.size());
+    for (const Entry entry : listing) {
+        std::string name = entry.name();
+        if (!hidden && name.starts_with('.')) continue;
+        std::string key = collationKey(name);
+        lines.push_back({std::move(name), std::move(key), entry});
+    }
+    const auto before = [](const Line& a, const Line& b) {
+        return std::tie(a.key, a.name) < std::tie(b.key, b.name);
+    };
+    // The listing's own order is often this one already.
+    if (!std::is_sorted(lines.begin(), lines.end(), before)) {
+        std::sort(lines.begin(), lines.end(), before);
+    }
+    return lines;
+}
+
+void addRow(Table& table, const std::string& name, bool isCollection, uint64_t size,
+            std::optional<Time> modified) {
+    table.add(isCollection ? "-" : shortSize(size), localDate(modified),
+              shownName(name, isCollection));
+}
+
+Table detailTable() {
+    return Table({Align::right, Align::left, Align::left});
+}
+
+std::string asJson(const std::vector<Line>& lines) {
+    if (lines.empty()) return "[]\n";
+    std::string text;
+    for (const Line& line : lines) {
+        text += text.empty() ? "[" : ",\n ";
+        text += jsonText(describe(line.entry));
+    }
+    return text + "]\n";
+}
+
+std::string asTable(const std::vector<Line>& lines) {
+    Table table = detailTable();
+    for (const Line& line : lines) {
+        addRow(table, line.name, line.entry.isCollection(), line.entry.size(),
+               line.entry.modified());
+    }
+    return table.text();
+}
+
+// A name a line for other programs.
+std::string asNames(const std::vector<Line>& lines) {
+    std::vector<std::string> names;
+    names.reserve(lines.size());
+    for (const Line& line : lines) names.push_back(shownName(line.name, line.entry.isCollection()));
+    return inColumns(names, isTerminal(stdout) ? terminalWidth() : 0);
+}
+
+void print(const std::vector<Line>& lines, const LsOptions& options) {
+    const std::string text = options.json      ? asJson(lines)
+                             : options.details ? asTable(lines)
+                                               : asNames(lines);
+    std::fwrite(text.data(), 1, text.size(), stdout);
+}
+
+void printMember(const Address& address, const Properties& member, const LsOptions& options) {
+    if (options.json) {
+        fmt::print("[{}]\n", jsonText(describe(address.name(), address.url(), member)));
+    } else if (options.details) {
+        Table table = detailTable();
+        addRow(table, address.name(), false, member.size, member.modified);
+        fmt::print("{}", table.text());
+    } else {
+        fmt::print("{}\n", shownName(address.name(), false));
+    }
+}
+
+Result<Listing> listCollection(Session& session, const Address& address) {
+    const auto collection = session.open(address, {.cache = false, .cacheParent = {}});
+    if (!collection) return collection.error();
+    return (*collection)->list();
+}
+
+// Nothing when the address names no member, or one that is a collection.
+std::optional<Properties> findMember(Session& session, const Address& address) {
+    if (!address.namesMember()) return std::nullopt;
+    Result<Member> member = session.openMember(address);
+    if (!member) return std::nullopt;
+    Result<Properties> properties = member->info();
+    const bool isMember = properties && properties->exists && !properties->isCollection;
+    return isMember ? std::optional(*properties) : std::nullopt;
+}
+
+// A URL without a final slash may mean either: a listing that fails or holds nothing is not enough
+// to tell, since some servers list a member as an empty collection.
+int run(Session& session, LsOptions& options) {
+    const Result<Address> address = parseUrl(session, options.url);
+    if (!address) return exitCode(address.error().kind);
+    const Result<Listing> listing = listCollection(session, address->asCollection());
+    const bool unsure =
+        listing ? listing->empty()
+                : listing.error().kind == Kind::notFound || listing.error().kind == Kind::refused;
+    if (unsure) {
+        if (const auto member = findMember(session, *address)) {
+            printMember(*address, *member, options);
+            return EXIT_DONE;
+        }
+    }
+    if (!listing) return report("list", address->url(), listing.error());
+    print(sortedLines(*listing, options.hidden), options);
+    return EXIT_DONE;
+}
+
+}  // namespace
+
+void addLs(CLI::App& program, Invocation& invocation) {
+    auto options = std::make_shared<LsOptions>();
+    CLI::App* command = program.add_subcommand("ls", "List a collection");
+    command->add_option("URL", options->url, "A collection, or one member")
+        ->type_name("")
+        ->required(!invocation.inShell);
+    command->add_flag("-l,--long", options->details, "Sizes and dates of modification, too");
+    command->add_flag("-a,--all", options->hidden, "Names that begin with a dot, too");
+    command->add_flag("--json", options->json, "An array of objects");
+    command->footer(
+        "Sub-collections end in \"/\". Names are shown decoded, as get takes them.\n\n"
+        "Examples:\n"
+        "  quillon ls https://example.org/dav/\n"
+        "  quillon ls -l --user ann https://example.org/dav/reports/\n"
+        "  quillon ls --json https://example.org/dav/ | jq -r '.[].url'\n");
+    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
+}
+
+}  // namespace quillon::cli

@@ -1,0 +1,61 @@
+// quillon mkcol: new collections.
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <vector>
+
+#include "cli/commands/command.hpp"
+
+namespace quillon::cli {
+namespace {
+
+struct MkcolOptions {
+    std::vector<std::string> urls;
+    bool parents = false;
+};
+
+Result<void> make(Session& session, const Address& address) {
+    const Result<Extension> extension = session.extension(address);
+    if (!extension) return extension.error();
+    return session.withLogin(
+        address, [&](const Login& login) { return createCollection(*extension, address, login); });
+}
+
+bool isThere(Session& session, const Address& address) {
+    return static_cast<bool>(session.open(address, {.cache = false, .cacheParent = {}}));
+}
+
+// From the innermost outwards: most often the parent is there.
+Result<void> makeWithParents(Session& session, const Address& address) {
+    Result<void> made = make(session, address);
+    if (made) return made;
+    const Code code = made.error().code;
+    if (code == Code::mkcolNotAllowed && isThere(session, address)) return {};
+    const Address parent = address.asMember().memberBySegment({});
+    if (code != Code::mkcolConflict || parent.url() == address.url()) return made;
+    if (Result<void> above = makeWithParents(session, parent); !above) return above;
+    return make(session, address);
+}
+
+int run(Session& session, MkcolOptions& options) {
+    return forEachUrl(session, options.urls, "create", [&](const Address& typed) {
+        const Address address = typed.asCollection();
+        return options.parents ? makeWithParents(session, address) : make(session, address);
+    });
+}
+
+}  // namespace
+
+void addMkcol(CLI::App& program, Invocation& invocation) {
+    auto options = std::make_shared<MkcolOptions>();
+    CLI::App* command = program.add_subcommand("mkcol", "Create collections");
+    addUrls(*command, options->urls, "Collections, with or without final slash");
+    command->add_flag("-p,--parents", options->parents,
+                      "Those above, too, where they are missing; one that exists is no failure");
+    command->footer(
+        "Examples:\n"
+        "  quillon mkcol https://example.org/dav/reports/\n"
+        "  quillon mkcol -p https://example.org/dav/2026/11/24/\n");
+    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
+}
+
+}  // namespace quillon::cli

@@ -1,0 +1,154 @@
+// quillon put: local files into members.
+#include <CLI/CLI.hpp>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "cli/commands/command.hpp"
+#include "cli/commands/hold_member.hpp"
+#include "cli/parser/time_argument.hpp"
+#include "cli/session/workers.hpp"
+#include "cli/terminal/report.hpp"
+
+namespace quillon::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view STANDARD_INPUT = "-";
+
+struct PutOptions {
+    std::vector<std::string> operands;  // the last is the URL
+    std::optional<Time> unchangedSince;
+    bool force = false;
+    size_t jobs = 0;  // 0: not given
+};
+
+Result<void> checkUnchanged(const Hold& hold, std::optional<Time> limit) {
+    if (!limit || hold.isNew()) return {};
+    const Properties& properties = hold.properties();
+    if (properties.modified && *properties.modified <= *limit) return {};
+    return localError(Kind::changedOnServer,
+                      properties.modified
+                          ? "It was changed on the server later than that; nothing was overwritten."
+                          : "This server keeps no date of its last change; nothing was "
+                            "overwritten.");
+}
+
+// The code of the store; a failing release is the caller's.
+Result<void> storeHeld(Hold& hold, const PutOptions& options) {
+    Result<void> unchanged = checkUnchanged(hold, options.unchangedSince);
+    return unchanged ? hold.store() : unchanged;
+}
+
+int store(Session& session, Member& member, const Address& address, const PutOptions& options) {
+    session.progress().start(address.name());
+    if (options.force) {
+        const Result<void> stored = member.store();
+        session.progress().finish();
+        return stored ? EXIT_DONE : report("store", address.url(), stored.error());
+    }
+    Result<Hold> hold = Hold::take(member);
+    if (!hold) return report("store", address.url(), hold.error());
+    const Result<void> stored = storeHeld(*hold, options);
+    session.progress().finish();
+    return released(*hold, address,
+                    stored ? EXIT_DONE : report("store", address.url(), stored.error()));
+}
+
+int put(Session& session, const std::string& file, const Address& address,
+        const PutOptions& options) {
+    const auto member = session.member(address);
+    if (!member) return report("store", address.url(), member.error());
+    const fs::path source = file == STANDARD_INPUT ? "/dev/stdin" : file;
+    if (Result<void> copied = (*member)->copyFrom(source); !copied) {
+        return report("store", address.url(), copied.error());
+    }
+    return store(session, **member, address, options);
+}
+
+// The member that a file becomes: one of its name in a collection, or the one that is named.
+Result<Address> destinationOf(const std::string& file, const Address& url) {
+    if (url.namesMember()) return url;
+    if (file == STANDARD_INPUT) {
+        return localError(Kind::usage, "Name the member that the standard input becomes.");
+    }
+    return url.member(fs::path(file).filename().string());
+}
+
+int putAll(Session& session, const std::vector<std::string>& files, const Address& url,
+           const PutOptions& options) {
+    std::vector<Result<Address>> members;
+    std::vector<std::string> places;
+    for (const std::string& file : files) {
+        members.push_back(destinationOf(file, url));
+        if (members.back()) places.push_back(members.back()->url());
+    }
+    // Debian's Apache keeps locks in a Berkeley DB without mutual exclusion: of many that are taken
+    // at the same time it refuses some and loses others.
+    const Jobs wanted{options.jobs, options.force ? DEFAULT_JOBS : 1};
+    const size_t jobs = jobsFor(session, url, wanted, std::move(places));
+    if (jobs > 1) meetServers(session, {url}, {});
+    return runTasks(files.size(), jobs, session.progress(), [&](size_t i) -> int {
+        return members[i] ? put(session, files[i], *members[i], options)
+                          : report("store " + files[i] + " in", url.url(), members[i].error());
+    });
+}
+
+int run(Session& session, PutOptions& options) {
+    std::vector<std::string> files(options.operands);
+    std::string typed;  // in a shell, a single file goes into its collection
+    if (files.size() > 1 || !session.base) {
+        typed = std::move(files.back());
+        files.pop_back();
+        wipe(options.operands.back());
+    }
+    if (files.empty()) {
+        complain("put needs a FILE and a URL. See quillon put --help.");
+        return EXIT_USAGE;
+    }
+    const Result<Address> url = parseUrl(session, typed);
+    if (!url) return exitCode(url.error().kind);
+    if (files.size() > 1 && url->namesMember()) {
+        complain("several files go into a collection: end its URL with a slash.");
+        return EXIT_USAGE;
+    }
+    return putAll(session, files, *url, options);
+}
+
+}  // namespace
+
+void addPut(CLI::App& program, Invocation& invocation) {
+    auto options = std::make_shared<PutOptions>();
+    CLI::App* command = program.add_subcommand("put", "Store local files on the server");
+    command
+        ->add_option("FILE... URL", options->operands,
+                     "Local files, - is the standard input; then a collection with its final "
+                     "slash, or the member that a single FILE becomes")
+        ->type_name("")
+        ->required();
+    auto* since = addTimeOption(*command, "--if-unchanged-since", options->unchangedSince,
+                                "Replace only what was last changed by TIME");
+    command->add_flag("--force", options->force, "Write without a lock, whatever is there")
+        ->excludes(since);
+    addJobsOption(*command, options->jobs,
+                  "1, since some servers confuse locks that are taken at the same time, or with "
+                  "--force " +
+                      std::to_string(DEFAULT_JOBS) + ",");
+    command->footer(
+        "A member that exists is replaced: under a lock, so that nobody else writes at the same\n"
+        "time, or where the server has no locks unless it changes while this runs. What was in\n"
+        "it before is not asked about: use edit, or --if-unchanged-since, where that matters. A\n"
+        "new member is made only if nobody else makes it meanwhile.\n\n" +
+        std::string(TIME_HELP) +
+        "\nExamples:\n"
+        "  quillon put report.txt https://example.org/dav/\n"
+        "  quillon put a.txt b.txt https://example.org/dav/drafts/\n"
+        "  date | quillon put - https://example.org/dav/now.txt\n"
+        "  quillon put --if-unchanged-since 2026-11-24T20:32:05Z q3.csv "
+        "https://example.org/dav/q3.csv\n");
+    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
+}
+
+}  // namespace quillon::cli

@@ -1,0 +1,66 @@
+// quillon rmcol: collections deleted.
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <vector>
+
+#include "cli/commands/command.hpp"
+
+namespace quillon::cli {
+namespace {
+
+struct RmcolOptions {
+    std::vector<std::string> urls;
+    bool recursive = false;
+};
+
+Error explained(Error error) {
+    if (error.code == Code::deleteRefused && error.httpStatus == 0) {
+        error.sentences.assign(1,
+                               "It holds members, so it was left alone. Use --recursive to delete "
+                               "it with all that is in it.");
+    }
+    return error;
+}
+
+// Some servers delete a member, too, when its name comes with a final slash.
+Result<void> checkIsCollection(Session& session, const Address& address) {
+    Result<Member> itself = session.openMember(address);
+    if (!itself) return std::move(itself).error();
+    const Result<Properties> properties = itself->info();
+    if (!properties) return properties.error();
+    if (properties->isCollection) return {};
+    return localError(Kind::usage, "This is no collection, and was left alone. Use rm for it.");
+}
+
+Result<void> remove(Session& session, const Address& address, bool recursive) {
+    if (Result<void> checked = checkIsCollection(session, address); !checked) return checked;
+    const Result<Extension> extension = session.extension(address);
+    if (!extension) return extension.error();
+    Result<void> removed = session.withLogin(address, [&](const Login& login) {
+        return removeCollection(*extension, address, login, recursive);
+    });
+    if (!removed) return explained(std::move(removed).error());
+    return {};
+}
+
+int run(Session& session, RmcolOptions& options) {
+    return forEachUrl(session, options.urls, "delete", [&](const Address& address) {
+        return remove(session, address.asCollection(), options.recursive);
+    });
+}
+
+}  // namespace
+
+void addRmcol(CLI::App& program, Invocation& invocation) {
+    auto options = std::make_shared<RmcolOptions>();
+    CLI::App* command = program.add_subcommand("rmcol", "Delete collections");
+    addUrls(*command, options->urls, "Collections, with or without final slash");
+    command->add_flag("-r,--recursive", options->recursive, "With all that is in them");
+    command->footer(
+        "Examples:\n"
+        "  quillon rmcol https://example.org/dav/empty/\n"
+        "  quillon rmcol --recursive https://example.org/dav/old-reports/\n");
+    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
+}
+
+}  // namespace quillon::cli

@@ -1,0 +1,237 @@
+// quillon shell: the commands in a collection, one after another.
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "cli/commands/command.hpp"
+#include "cli/commands/hold_member.hpp"
+#include "cli/parser/shell_path.hpp"
+#include "cli/parser/words.hpp"
+#include "cli/terminal/interrupt.hpp"
+#include "cli/terminal/line_reader.hpp"
+#include "cli/terminal/report.hpp"
+#include "cli/terminal/terminal.hpp"
+
+namespace quillon::cli {
+namespace {
+
+class Shell {
+public:
+    Shell(Session& session, Address start) : session_(session), start_(std::move(start)) {
+        session_.base = start_;
+    }
+    Shell(const Shell&) = delete;
+    Shell& operator=(const Shell&) = delete;
+    ~Shell() { session_.base.reset(); }
+
+    int run();
+
+private:
+    int runLine(const std::string& line);
+    int runWords(std::vector<std::string> words);
+    void addOwn(CLI::App& app, Invocation& invocation);
+    int change(std::string& path);
+    int unlockAll();
+    std::string prompt() const;
+
+    Completion complete(std::string_view line);
+    std::vector<std::string> candidates(const LastWord& word);
+    std::vector<std::string> memberNames(const std::string& path);
+
+    Session& session_;
+    const Address start_;
+    bool done_ = false;
+    std::optional<std::string> listed_;  // the collection whose names are known
+    std::vector<std::string> names_;     // collections with a final slash
+};
+
+std::string Shell::prompt() const {
+    return harmless(session_.base->name()) + "> ";
+}
+
+int Shell::run() {
+    const auto lines = makeLineReader([this](std::string_view line) { return complete(line); },
+                                      [this] { session_.renewLocks(); });
+    int code = EXIT_DONE;
+    while (!done_) {
+        const std::optional<std::string> line = lines->next(prompt());
+        if (!line) break;
+        const int failed = runLine(*line);
+        listed_.reset();
+        const bool goesOn = !interrupted() || (isTerminal(stdin) && forgetInterrupt());
+        if (code == EXIT_DONE) code = failed;
+        if (!goesOn) break;
+    }
+    if (interrupted()) code = EXIT_INTERRUPTED;
+    const int locks = unlockAll();
+    // A person has seen what failed.
+    if (isTerminal(stdin) && code != EXIT_INTERRUPTED) return locks;
+    return code == EXIT_DONE ? locks : code;
+}
+
+int Shell::runLine(const std::string& line) {
+    Result<std::vector<std::string>> words = splitWords(line);
+    if (!words) {
+        complain(words.error().sentences.front());
+        return EXIT_USAGE;
+    }
+    return words->empty() ? EXIT_DONE : runWords(std::move(*words));
+}
+
+int Shell::runWords(std::vector<std::string> words) {
+    CLI::App app("Names are relative to the collection, as ls shows them; quote blanks.");
+    Invocation invocation;
+    invocation.inShell = true;
+    app.name("");
+    app.require_subcommand(1);
+    addCommands(app, invocation);
+    addOwn(app, invocation);
+    try {
+        parseWords(app, std::move(words));
+    } catch (const CLI::ParseError& problem) {
+        if (problem.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+            app.exit(problem);
+            return EXIT_DONE;
+        }
+        complain(lineProblem(app, problem));
+        return EXIT_USAGE;
+    }
+    const int code = invocation.run(session_);
+    std::fflush(stdout);
+    return code;
+}
+
+void Shell::addOwn(CLI::App& app, Invocation& invocation) {
+    auto path = std::make_shared<std::string>();
+    CLI::App* cd = app.add_subcommand("cd", "Go to another collection, or to the first one");
+    cd->add_option("URL", *path, "A collection")->type_name("");
+    whenGiven(*cd, invocation, [this, path](Session&) { return change(*path); });
+    CLI::App* pwd = app.add_subcommand("pwd", "Print the collection's URL");
+    whenGiven(*pwd, invocation, [](Session& session) -> int {
+        fmt::print("{}\n", session.base->url());
+        return EXIT_DONE;
+    });
+    CLI::App* help = app.add_subcommand("help", "Print this");
+    whenGiven(*help, invocation, [&app](Session&) -> int {
+        // app.help() would be that of the command "help".
+        fmt::print("{}", app.get_formatter()->make_help(&app, {}, CLI::AppFormatMode::Normal));
+        return EXIT_DONE;
+    });
+    CLI::App* leave = app.add_subcommand("exit", "Give back the locks and end the shell");
+    whenGiven(*leave->alias("quit"), invocation, [this](Session&) -> int {
+        done_ = true;
+        return EXIT_DONE;
+    });
+}
+
+int Shell::change(std::string& path) {
+    const Result<Address> address = path.empty() ? start_ : parseUrl(session_, path);
+    if (!address) return exitCode(address.error().kind);
+    const Address collection = address->asCollection();
+    const auto opened = session_.open(collection);
+    if (!opened) return report("go to", collection.url(), opened.error());
+    session_.base = collection;
+    return EXIT_DONE;
+}
+
+int Shell::unlockAll() {
+    int code = EXIT_DONE;
+    for (const Address& address : session_.lockedAddresses()) {
+        Result<void> unlocked = session_.lockedMember(address)->unlock();
+        session_.forgetLocked(address);
+        if (!unlocked) code = reportNotUnlocked(address, std::move(unlocked).error());
+    }
+    return code;
+}
+
+std::vector<std::string> Shell::memberNames(const std::string& path) {
+    const Result<Address> address = resolveShellPath(*session_.base, path);
+    if (!address || path.find("://") != path.npos) return {};
+    const Address collection = address->asCollection();
+    if (listed_ == collection.url()) return names_;
+    const auto opened = session_.open(collection, {.cache = false, .cacheParent = {}});
+    if (!opened) return {};
+    const Result<Listing> listing = (*opened)->list();
+    if (!listing) return {};
+    names_.clear();
+    for (const Entry entry : *listing)
+        names_.push_back(entry.name() + (entry.isCollection() ? "/" : ""));
+    listed_ = collection.url();
+    return names_;
+}
+
+// Whole words that begin as the typed one does.
+std::vector<std::string> Shell::candidates(const LastWord& word) {
+    std::vector<std::string> found;
+    if (word.before == 0) {
+        CLI::App app;
+        Invocation unused;
+        addCommands(app, unused);
+        addOwn(app, unused);
+        for (const CLI::App* command : app.get_subcommands({}))
+            found.push_back(command->get_name());
+    } else {
+        const size_t slash = word.text.rfind('/') + 1;  // 0: none
+        const std::string path = word.text.substr(0, slash);
+        for (const std::string& name : memberNames(path)) found.push_back(path + name);
+    }
+    std::erase_if(found, [&](const std::string& text) { return !text.starts_with(word.text); });
+    std::sort(found.begin(), found.end());
+    return found;
+}
+
+Completion Shell::complete(std::string_view line) {
+    const LastWord word = lastWord(line);
+    const std::vector<std::string> found = candidates(word);
+    if (found.empty()) return {};
+    // Sorted: what the first and the last have in common, all have.
+    const std::string& first = found.front();
+    const auto end =
+        std::mismatch(first.begin(), first.end(), found.back().begin(), found.back().end());
+    std::string common(first.begin(), end.first);
+    while (!common.empty() && common.size() < first.size() &&
+           (static_cast<unsigned char>(first[common.size()]) & 0xC0) == 0x80) {
+        common.pop_back();  // half a character
+    }
+    const bool sure = found.size() == 1;
+    Completion completion;
+    completion.replaced = line.size() - word.start;
+    completion.word = quotedWord(common);
+    if (sure && !common.ends_with('/')) completion.word += ' ';
+    if (sure || common.size() > word.text.size()) return completion;
+    for (const std::string& text : found) completion.choices += harmless(text) + "\n";
+    return completion;
+}
+
+int run(Session& session, std::string& url) {
+    const Result<Address> address = parseUrl(session, url);
+    if (!address) return exitCode(address.error().kind);
+    const Address collection = address->asCollection();
+    const auto opened = session.open(collection);
+    if (!opened) return report("open", collection.url(), opened.error());
+    return Shell(session, collection).run();
+}
+
+}  // namespace
+
+void addShell(CLI::App& program, Invocation& invocation) {
+    auto url = std::make_shared<std::string>();
+    CLI::App* command = program.add_subcommand("shell", "Work in a collection interactively");
+    addUrl(*command, *url, "A collection");
+    command->footer(
+        "Takes the other commands, with names in place of URLs, and cd, pwd, help and exit. A "
+        "lock\n"
+        "that lock takes is used by put and edit until unlock, and given back at the end. At a\n"
+        "terminal lines can be edited, completed with Tab and recalled. Otherwise commands are\n"
+        "read from the standard input, and the exit code is that of the first one that failed.\n\n"
+        "Examples:\n"
+        "  quillon shell https://example.org/dav/\n"
+        "  printf 'cd drafts\\nput a.txt\\nls -l\\n' | quillon shell https://example.org/dav/\n");
+    whenGiven(*command, invocation, [url](Session& session) { return run(session, *url); });
+}
+
+}  // namespace quillon::cli

@@ -1,0 +1,71 @@
+// quillon unlock: a lock taken off a member.
+#include <CLI/CLI.hpp>
+#include <memory>
+
+#include "cli/commands/command.hpp"
+#include "cli/terminal/report.hpp"
+
+namespace quillon::cli {
+namespace {
+
+struct UnlockOptions {
+    std::string url;
+    std::string token;
+};
+
+Error explained(Error error) {
+    switch (error.httpStatus) {
+        case 400:
+        case 404:
+        case 409:
+        case 412:
+            return localError(Kind::notFound,
+                              "It has no lock with this token. The lock may have run out, or was "
+                              "taken off already.");
+    }
+    return error;
+}
+
+Result<void> unlock(Session& session, const Address& address, const std::string& token) {
+    if (const auto kept = session.lockedMember(address); kept && token.empty()) {
+        Result<void> unlocked = kept->unlock();
+        session.forgetLocked(address);
+        return unlocked;
+    }
+    if (token.empty()) {
+        return localError(Kind::usage,
+                          "Name the lock with --token, as the message said that told of it.");
+    }
+    const auto member = session.member(address);
+    if (!member) return member.error();
+    Result<void> adopted = (*member)->adoptLock(token);
+    if (!adopted) return adopted;
+    Result<void> unlocked = (*member)->unlock();
+    if (!unlocked) return explained(std::move(unlocked).error());
+    return {};
+}
+
+int run(Session& session, UnlockOptions& options) {
+    const Result<Address> address = parseUrl(session, options.url);
+    if (!address) return exitCode(address.error().kind);
+    const Result<void> unlocked = unlock(session, *address, options.token);
+    return unlocked ? EXIT_DONE : report("unlock", address->url(), unlocked.error());
+}
+
+}  // namespace
+
+void addUnlock(CLI::App& program, Invocation& invocation) {
+    auto options = std::make_shared<UnlockOptions>();
+    CLI::App* command = program.add_subcommand("unlock", "Take a lock off a member");
+    addUrl(*command, options->url, "A member");
+    command->add_option("--token", options->token, "The lock's, which lock prints")
+        ->type_name("TOKEN");
+    command->footer(
+        "A lock of yours that could not be given back, or is in your way, is told of with its\n"
+        "token.\n\n"
+        "Examples:\n"
+        "  quillon unlock https://example.org/dav/plan.txt --token opaquelocktoken:e71d4fae-...\n");
+    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
+}
+
+}  // namespace quillon::cli

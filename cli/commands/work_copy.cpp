@@ -1,0 +1,137 @@
+#include "cli/commands/work_copy.hpp"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <system_error>
+#include <vector>
+
+#include "client/local_file.hpp"
+
+namespace quillon::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr size_t COMPARED = 1 << 16;  // bytes at a time
+constexpr int MOST_NUMBERS = 1000;
+
+Error failure(std::string_view what, const fs::path& path, const std::error_code& problem) {
+    return localError(Kind::local,
+                      fmt::format("Cannot {} {}: {}.", what, path.string(), problem.message()));
+}
+
+// Extensions survive, for editors go by them.
+std::string localName(std::string name) {
+    std::replace(name.begin(), name.end(), '/', '_');
+    std::replace(name.begin(), name.end(), '\0', '_');
+    return name.empty() || name == "." || name == ".." ? "member" : name;
+}
+
+bool sameContent(std::istream& a, std::istream& b) {
+    std::vector<char> left(COMPARED), right(COMPARED);
+    const auto size = static_cast<std::streamsize>(left.size());
+    while (a && b) {
+        a.read(left.data(), size);
+        b.read(right.data(), size);
+        if (a.gcount() != b.gcount() ||
+            !std::equal(left.begin(), left.begin() + a.gcount(), right.begin()))
+            return false;
+    }
+    return true;
+}
+
+std::vector<fs::path> keepingPlaces() {
+    std::error_code none;
+    std::vector<fs::path> places{fs::current_path(none)};
+    if (const char* home = std::getenv("HOME"); home != nullptr && *home != '\0') {
+        places.emplace_back(home);
+    }
+    places.push_back(fs::temp_directory_path(none));
+    return places;
+}
+
+// A name that nobody has, taken at once; empty: nothing can be made there.
+fs::path reserve(const fs::path& place, const std::string& name) {
+    const fs::path plain(name);
+    for (int number = 0; number < MOST_NUMBERS; ++number) {
+        const std::string marked = number == 0 ? fmt::format("{}.mine{}", plain.stem().string(),
+                                                             plain.extension().string())
+                                               : fmt::format("{}.mine-{}{}", plain.stem().string(),
+                                                             number, plain.extension().string());
+        fs::path path = place / marked;
+        const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        if (file >= 0) {
+            close(file);
+            return path;
+        }
+        if (errno != EEXIST) return {};
+    }
+    return {};
+}
+
+Result<fs::path> keepFile(const fs::path& file) {
+    Error last = localError(Kind::local, "There is no place for it.");
+    for (const fs::path& place : keepingPlaces()) {
+        fs::path path = reserve(place, file.filename().string());
+        if (path.empty()) continue;
+        Result<void> moved = putInPlace(file, path, {});
+        if (moved) return path;
+        last = std::move(moved).error();
+        std::error_code none;
+        fs::remove(path, none);
+    }
+    return last;
+}
+
+}  // namespace
+
+Result<WorkCopy> WorkCopy::make(const fs::path& original, const std::string& name) {
+    std::error_code problem;
+    fs::path folder = original;
+    folder += ".work";
+    fs::create_directory(folder, problem);
+    if (problem) return failure("make the folder", folder, problem);
+    fs::permissions(folder, fs::perms::owner_all, problem);
+    WorkCopy copy(original, folder / localName(name));
+    fs::copy_file(original, copy.file_, problem);
+    if (problem) return failure("write", copy.file_, problem);
+    return copy;
+}
+
+WorkCopy::~WorkCopy() {
+    std::error_code none;
+    if (!file_.empty()) fs::remove_all(file_.parent_path(), none);
+}
+
+Result<bool> WorkCopy::changed() const {
+    std::error_code problem;
+    if (!fs::exists(file_, problem)) return false;
+    std::ifstream now(file_, std::ios::binary);
+    std::ifstream before(original_, std::ios::binary);
+    if (!now || !before) {
+        return failure("read", file_, std::make_error_code(std::errc::permission_denied));
+    }
+    return !sameContent(now, before);
+}
+
+Result<fs::path> WorkCopy::keep() const {
+    return keepFile(file_);
+}
+
+std::vector<fs::path> WorkCopy::keepLeftovers() const {
+    std::vector<fs::path> kept;
+    std::error_code none;
+    for (const auto& entry : fs::directory_iterator(file_.parent_path(), none)) {
+        if (entry.path() == file_ || !entry.is_regular_file(none)) continue;
+        Result<fs::path> path = keepFile(entry.path());
+        if (path) kept.push_back(std::move(*path));
+    }
+    return kept;
+}
+
+}  // namespace quillon::cli

@@ -1,0 +1,103 @@
+#include "cli/parser/complete_remote.hpp"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <csignal>
+#include <string_view>
+
+#include "cli/session/prompt.hpp"
+#include "cli/session/session.hpp"
+
+namespace quillon::cli {
+namespace {
+
+constexpr int REQUEST_SECONDS = 3;
+constexpr unsigned ALL_SECONDS = 5;
+
+bool isControl(char c) {
+    return std::iscntrl(static_cast<unsigned char>(c)) != 0;
+}
+
+bool isHex(char c) {
+    return std::isxdigit(static_cast<unsigned char>(c)) != 0;
+}
+
+// The name as a person types it: what would pass for an escape has its percent sign encoded. Empty
+// when it cannot be typed.
+std::string asTyped(const std::string& name) {
+    const bool hidden = name.find('/') != std::string::npos ||
+                        std::any_of(name.begin(), name.end(), isControl) || name == "." ||
+                        name == "..";
+    if (hidden) return {};
+    std::string text;
+    for (size_t i = 0; i < name.size(); ++i) {
+        text += name[i];
+        const bool escape =
+            name[i] == '%' && i + 2 < name.size() && isHex(name[i + 1]) && isHex(name[i + 2]);
+        if (escape) text += "25";
+    }
+    return text;
+}
+
+// Where the collection's part of what is typed ends; 0 when it has none yet.
+size_t endOfCollection(const std::string& typed) {
+    const size_t colon = typed.find(':');
+    if (colon == std::string::npos) return 0;
+    const bool url = typed.compare(colon, 3, "://") == 0;
+    const size_t path = url ? typed.find('/', colon + 3) : colon;
+    return path == std::string::npos ? 0 : std::max(typed.rfind('/') + 1, colon + 1);
+}
+
+// An impatient session that has nobody to ask.
+CommonOptions quiet(CommonOptions options) {
+    neverPrompt();
+    std::signal(SIGALRM, [](int) { _exit(0); });
+    alarm(ALL_SECONDS);
+    options.timeoutSeconds = REQUEST_SECONDS;
+    return options;
+}
+
+std::vector<Remote> membersOf(const CommonOptions& options, const std::string& collection,
+                              std::string_view begun) {
+    const CommonOptions impatient = quiet(options);
+    Session session(impatient);
+    const Result<Address> address = session.sites().resolve(collection);
+    if (!address) return {};
+    const auto opened = session.open(*address, {.cache = false, .cacheParent = {}});
+    if (!opened) return {};
+    const Result<Listing> listing = (*opened)->list();
+    if (!listing) return {};
+    std::vector<Remote> found;
+    for (const Entry entry : *listing) {
+        std::string word = asTyped(entry.name());
+        // A name that is no text is its segment, whose escapes are escapes.
+        const bool asItIs = word.empty() || entry.name() == entry.segment();
+        if (asItIs || !word.starts_with(begun)) word = entry.segment();
+        found.push_back({collection + word + (entry.isCollection() ? "/" : ""), {}});
+    }
+    return found;
+}
+
+}  // namespace
+
+std::vector<Remote> siteNames(const CommonOptions& options) {
+    std::vector<Remote> names;
+    const Result<std::vector<Site>> sites = Sites(options).all();
+    if (!sites) return names;
+    for (const Site& site : *sites) names.push_back({site.name, site.url});
+    return names;
+}
+
+std::vector<Remote> remoteNames(const CommonOptions& options, const std::string& typed) {
+    const size_t end = endOfCollection(typed);
+    if (end > 0) {
+        return membersOf(options, typed.substr(0, end), std::string_view(typed).substr(end));
+    }
+    std::vector<Remote> sites = siteNames(options);
+    for (Remote& site : sites) site.word += ':';
+    return sites;
+}
+
+}  // namespace quillon::cli

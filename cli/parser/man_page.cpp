@@ -1,0 +1,187 @@
+#include "cli/parser/man_page.hpp"
+
+#include <fmt/format.h>
+
+#include <cctype>
+#include <string_view>
+#include <vector>
+
+#include "cli/parser/definitions.hpp"
+
+namespace quillon::cli {
+namespace {
+
+// Text as it stands: what roff would take for its own is escaped.
+std::string escaped(std::string_view text) {
+    std::string result;
+    for (const char c : text) {
+        switch (c) {
+            case '\\':
+                result += "\\e";
+                break;
+            case '-':
+                result += "\\-";
+                break;
+            case '\'':
+                result += "\\(aq";
+                break;
+            case '`':
+                result += "\\(ga";
+                break;
+            case '^':
+                result += "\\(ha";
+                break;
+            case '~':
+                result += "\\(ti";
+                break;
+            default:
+                result += c;
+        }
+    }
+    return result;
+}
+
+// A line of text; a dot in front would make it a request.
+std::string line(std::string_view text) {
+    return (text.starts_with('.') ? "\\&" : "") + escaped(text) + "\n";
+}
+
+std::string bold(std::string_view text) {
+    return "\\fB" + escaped(text) + "\\fR";
+}
+
+std::string italic(std::string_view text) {
+    return "\\fI" + escaped(text) + "\\fR";
+}
+
+std::vector<std::string> split(std::string_view text, std::string_view separator) {
+    std::vector<std::string> parts;
+    while (!text.empty()) {
+        const size_t end = text.find(separator);
+        if (end != 0) parts.emplace_back(text.substr(0, end));
+        text.remove_prefix(end == text.npos ? text.size() : end + separator.size());
+    }
+    return parts;
+}
+
+// "SECONDS:INT in [1 - 86400]" is for the parser: a person needs the name.
+std::string placeholder(const CLI::Option& option) {
+    const std::string type = option.get_type_name();
+    return type.substr(0, type.find(':'));
+}
+
+std::string operandOf(const CLI::Option& operand) {
+    std::string text = italic(operand.get_name());
+    const bool says = operand.get_name().find("...") != std::string::npos;
+    if (repeatable(operand) && !says) text += "...";
+    return operand.get_required() ? text : "[" + text + "]";
+}
+
+std::string tagOf(const CLI::Option& option) {
+    if (option.get_positional()) return italic(option.get_name());
+    std::string tag;
+    for (const std::string& name : option.get_snames()) tag += ", " + bold("-" + name);
+    for (const std::string& name : option.get_lnames()) tag += ", " + bold("--" + name);
+    tag.erase(0, 2);
+    if (takesValue(option)) tag += " " + italic(placeholder(option));
+    return tag;
+}
+
+std::string tagged(const std::vector<const CLI::Option*>& options) {
+    std::string text;
+    for (const CLI::Option* option : options) {
+        text += ".TP\n" + tagOf(*option) + "\n" + line(option->get_description());
+    }
+    return text;
+}
+
+std::string synopsisOf(const CLI::App& command, const std::string& name) {
+    std::string text = bold(name) + " [" + italic("OPTIONS") + "]";
+    for (const CLI::Option* operand : operandsOf(command)) text += " " + operandOf(*operand);
+    if (!command.get_subcommands({}).empty()) {
+        text += " " + italic("COMMAND") + " [" + italic("ARGUMENTS") + "]";
+    }
+    return text + "\n";
+}
+
+// A paragraph that has indented lines keeps its lines.
+std::string paragraph(const std::string& text) {
+    const bool kept = text.starts_with(' ') || text.find("\n ") != text.npos;
+    std::string result = kept ? ".PP\n.nf\n" : ".PP\n";
+    for (const std::string& each : split(text, "\n")) result += line(each);
+    return kept ? result + ".fi\n" : result;
+}
+
+// What stands below the title of a paragraph, each line as it is.
+std::string section(const std::string& title, std::string_view text) {
+    std::string result = ".SH " + title + "\n.nf\n";
+    for (const std::string& each : split(text, "\n")) {
+        result += line(std::string_view(each).substr(each.find_first_not_of(' ')));
+    }
+    return result + ".fi\n";
+}
+
+struct Footer {
+    std::string description;
+    std::string examples;
+    std::string exitStatus;
+};
+
+Footer readFooter(const std::string& text) {
+    constexpr std::string_view EXAMPLES = "Examples:\n";
+    constexpr std::string_view EXIT_CODES = "Exit codes:\n";
+    Footer footer;
+    for (const std::string& each : split(text, "\n\n")) {
+        if (each.starts_with(EXAMPLES)) {
+            footer.examples = section("EXAMPLES", each.substr(EXAMPLES.size()));
+        } else if (each.starts_with(EXIT_CODES)) {
+            footer.exitStatus = section("\"EXIT STATUS\"", each.substr(EXIT_CODES.size()));
+        } else {
+            footer.description += paragraph(each);
+        }
+    }
+    return footer;
+}
+
+std::string commandsOf(const CLI::App& program) {
+    std::string text = ".SH COMMANDS\n";
+    for (const CLI::App* command : program.get_subcommands({})) {
+        text += ".TP\n" + bold(program.get_name() + "-" + command->get_name()) + "(1)\n" +
+                line(command->get_description());
+    }
+    return text;
+}
+
+std::string upperCase(std::string text) {
+    for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    return text;
+}
+
+std::string pageOf(const CLI::App& program, const CLI::App& command) {
+    const bool whole = &command == &program;
+    const std::string own = whole ? "" : command.get_name();
+    const std::string name = program.get_name() + (whole ? "" : "-" + own);
+    const Footer footer = readFooter(command.get_footer());
+    std::string page = fmt::format(".TH {} 1 \"\" \"{}\" \"User Commands\"\n",
+                                   escaped(upperCase(name)), escaped(program.version()));
+    page += ".SH NAME\n" + escaped(name) + " \\- " + line(command.get_description());
+    page += ".SH SYNOPSIS\n" + synopsisOf(command, program.get_name() + (whole ? "" : " " + own));
+    if (!footer.description.empty()) page += ".SH DESCRIPTION\n" + footer.description;
+    if (whole) page += commandsOf(program);
+    page += ".SH OPTIONS\n" + tagged(operandsOf(command)) + tagged(optionsOf(command));
+    if (!whole)
+        page += ".PP\nThe options of " + bold(program.get_name()) + "(1) may be given, too.\n";
+    page += footer.examples + footer.exitStatus;
+    if (!whole) page += ".SH \"SEE ALSO\"\n" + bold(program.get_name()) + "(1)\n";
+    return page;
+}
+
+}  // namespace
+
+std::string manPage(const CLI::App& program, const std::string& command) {
+    if (command.empty()) return pageOf(program, program);
+    const CLI::App* found = findCommand(program, command);
+    return found == nullptr ? "" : pageOf(program, *found);
+}
+
+}  // namespace quillon::cli

@@ -1,0 +1,89 @@
+#include "cli/parser/words.hpp"
+
+namespace quillon::cli {
+namespace {
+
+constexpr std::string_view PLAIN_SIGNS = "._-+,:@%/=~^";
+
+bool isBlank(char c) {
+    return c == ' ' || c == '\t';
+}
+
+struct Word {
+    std::string text;
+    size_t start;
+};
+
+class Splitter {
+public:
+    explicit Splitter(std::string_view line) {
+        for (size_t at = 0; at < line.size(); ++at) {
+            const char c = line[at];
+            const bool literal = quote_ == '\'';
+            if (c == '\\' && !literal && at + 1 < line.size()) {
+                begin(at);
+                words_.back().text += line[++at];
+            } else if (quote_ != 0) {
+                if (c == quote_) {
+                    quote_ = 0;
+                } else {
+                    words_.back().text += c;
+                }
+            } else if (c == '\'' || c == '"') {
+                begin(at);
+                quote_ = c;
+            } else if (isBlank(c)) {
+                inWord_ = false;
+            } else {
+                begin(at);
+                words_.back().text += c;
+            }
+        }
+    }
+
+    std::vector<Word>& words() { return words_; }
+    bool open() const { return quote_ != 0; }
+    bool inWord() const { return inWord_; }
+
+private:
+    void begin(size_t at) {
+        if (!inWord_) words_.push_back({{}, at});
+        inWord_ = true;
+    }
+
+    std::vector<Word> words_;
+    char quote_ = 0;
+    bool inWord_ = false;
+};
+
+}  // namespace
+
+Result<std::vector<std::string>> splitWords(std::string_view line) {
+    std::vector<std::string> words;
+    if (line.starts_with('#')) return words;
+    Splitter splitter(line);
+    if (splitter.open()) return localError(Kind::usage, "A quote is left open.");
+    for (Word& word : splitter.words()) words.push_back(std::move(word.text));
+    return words;
+}
+
+std::string quotedWord(std::string_view name) {
+    std::string word;
+    for (const char c : name) {
+        const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+                           (c >= '0' && c <= '9') || static_cast<unsigned char>(c) >= 0x80 ||
+                           PLAIN_SIGNS.find(c) != std::string_view::npos;
+        if (!plain) word += '\\';
+        word += c;
+    }
+    return word;
+}
+
+LastWord lastWord(std::string_view line) {
+    Splitter splitter(line);
+    auto& words = splitter.words();
+    if (!splitter.inWord()) return {words.size(), {}, line.size()};
+    return {words.size() - 1, std::move(words.back().text), words.back().start};
+}
+
+}  // namespace quillon::cli

@@ -1,0 +1,102 @@
+#include "cli/session/credentials.hpp"
+
+#include <optional>
+#include <utility>
+
+#include "cli/session/netrc.hpp"
+#include "cli/session/password_file.hpp"
+#include "cli/session/prompt.hpp"
+#include "client/password.hpp"
+
+namespace quillon::cli {
+namespace {
+
+// As the configuration has it; nothing without one, or for another user than its own.
+Result<std::optional<Secret>> storedPassword(const Site* site, const std::string& user) {
+    if (site == nullptr || site->password.empty() || site->user != user) {
+        return std::optional<Secret>();
+    }
+    Result<Secret> password = decodePassword(site->password);
+    if (password) return std::optional(std::move(*password));
+    Error error = std::move(password).error();
+    error.sentences.insert(error.sentences.begin(),
+                           "The stored password of the site " + site->name + " cannot be used.");
+    return error;
+}
+
+}  // namespace
+
+Result<Secret> givenPassword(const CommonOptions& options, const Address& address,
+                             const std::string& user) {
+    if (!options.passwordFile.empty()) return readPasswordFile(options.passwordFile);
+    if (!canPrompt()) {
+        return localError(Kind::notAuthorized, "There is no terminal to ask for the password of " +
+                                                   user + " on. Give it with --password-file.");
+    }
+    return promptSecret("Password of " + user + " at " + address.origin() + ": ");
+}
+
+Result<Secret> Credentials::passwordFor(const Address& address, const std::string& user,
+                                        bool& asked) const {
+    if (!options_.passwordFile.empty()) return givenPassword(options_, address, user);
+    Result<std::optional<Secret>> stored = storedPassword(sites_.of(address), user);
+    if (!stored) return std::move(stored).error();
+    if (*stored) return std::move(**stored);
+    if (auto entry = findInNetrcFile(address.host(), user)) return std::move(entry->password);
+    if (!canPrompt()) {
+        return localError(Kind::notAuthorized, "The password of " + user +
+                                                   " is missing. Give it with "
+                                                   "--password-file or in the netrc file.");
+    }
+    asked = true;
+    return givenPassword(options_, address, user);
+}
+
+Result<Credentials::Known> Credentials::look(const Address& address) const {
+    Known known;
+    known.login.proxy = sites_.optionsFor(address).proxy;
+    known.login.user = address.hasCredentials() ? address.user() : options_.user;
+    if (!address.password().empty()) {
+        known.login.password = address.password();
+        return known;
+    }
+    if (!known.login.user.empty()) {
+        Result<Secret> password = passwordFor(address, known.login.user, known.asked);
+        if (!password) return std::move(password).error();
+        known.login.password = std::move(*password);
+        return known;
+    }
+    if (auto entry = findInNetrcFile(address.host(), {})) {
+        known.login.user = std::move(entry->login);
+        known.login.password = std::move(entry->password);
+    }
+    return known;
+}
+
+Result<Login> Credentials::find(const Address& address) {
+    const std::string key = identityOf(address);
+    if (const auto found = known_.find(key); found != known_.end()) return found->second.login;
+    Result<Known> known = look(address);
+    if (!known) return std::move(known).error();
+    return known_.emplace(key, std::move(*known)).first->second.login;
+}
+
+Result<Login> Credentials::askAgain(const Address& address) {
+    Known& known = known_[identityOf(address)];
+    const bool fromElsewhere = !known.login.password.empty();
+    if (known.asked || fromElsewhere || !canPrompt()) {
+        return localError(Kind::notAuthorized, "Not authorized.");
+    }
+    known.asked = true;
+    if (known.login.user.empty()) {
+        Result<std::string> user = promptLine("User name at " + address.origin() + ": ");
+        if (!user) return std::move(user).error();
+        known.login.user = std::move(*user);
+    }
+    Result<Secret> password = givenPassword(options_, address, known.login.user);
+    if (!password) return std::move(password).error();
+    known.login.password = std::move(*password);
+    return known.login;
+}
+
+}  // namespace quillon::cli

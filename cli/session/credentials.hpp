@@ -1,0 +1,45 @@
+// Who the person is to each server. Credentials found for one origin never go to another.
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "cli/parser/options.hpp"
+#include "cli/session/sites.hpp"
+#include "client/address.hpp"
+#include "client/collection.hpp"
+
+namespace quillon::cli {
+
+class Credentials {
+public:
+    Credentials(const CommonOptions& options, const Sites& sites)
+        : options_(options), sites_(sites) {}
+
+    // From the first that has some: an earlier answer, the URL itself, --user and --password-file,
+    // the site, the netrc file; a password that is still missing is asked for on the terminal.
+    // Without any the login is empty.
+    Result<Login> find(const Address& address);
+
+    // After a refusal: asks the person, once an origin. Fails when that has been done, when what
+    // was refused came from a file, or when there is no terminal.
+    Result<Login> askAgain(const Address& address);
+
+private:
+    struct Known {
+        Login login;
+        bool asked = false;
+    };
+    Result<Known> look(const Address& address) const;
+    Result<Secret> passwordFor(const Address& address, const std::string& user, bool& asked) const;
+
+    const CommonOptions& options_;
+    const Sites& sites_;
+    std::map<std::string, Known> known_;  // by identityOf
+};
+
+// What the person gives now: from --password-file, else asked for on the terminal.
+Result<Secret> givenPassword(const CommonOptions& options, const Address& address,
+                             const std::string& user);
+
+}  // namespace quillon::cli

@@ -1,0 +1,114 @@
+#include "cli/session/netrc.hpp"
+
+#include <fcntl.h>
+#include <strings.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <cstring>
+
+namespace quillon::cli {
+namespace {
+
+constexpr std::string_view BLANKS = " \t\r\n";
+
+class Words {
+public:
+    explicit Words(std::string_view text) : rest_(text) {}
+
+    // Bare, or in double quotes with backslash escapes. Nothing at the end of the text.
+    std::optional<Secret> next() {
+        rest_.remove_prefix(std::min(rest_.find_first_not_of(BLANKS), rest_.size()));
+        if (rest_.empty()) return std::nullopt;
+        return rest_.front() == '"' ? quoted() : bare();
+    }
+
+    void skipMacro() {  // up to an empty line
+        const size_t end = rest_.find("\n\n");
+        rest_.remove_prefix(end == std::string_view::npos ? rest_.size() : end);
+    }
+
+    void skipLine() { rest_.remove_prefix(std::min(rest_.find('\n'), rest_.size())); }
+
+private:
+    Secret bare() {
+        const size_t end = std::min(rest_.find_first_of(BLANKS), rest_.size());
+        Secret word(rest_.substr(0, end));
+        rest_.remove_prefix(end);
+        return word;
+    }
+
+    Secret quoted() {
+        Secret word;
+        rest_.remove_prefix(1);
+        while (!rest_.empty() && rest_.front() != '"') {
+            if (rest_.front() == '\\' && rest_.size() > 1) rest_.remove_prefix(1);
+            word.append(rest_.front());
+            rest_.remove_prefix(1);
+        }
+        if (!rest_.empty()) rest_.remove_prefix(1);
+        return word;
+    }
+
+    std::string_view rest_;
+};
+
+bool sameHost(std::string_view a, std::string_view b) {
+    return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
+}
+
+// What can be read of a file, with no copy left elsewhere.
+Secret contentOf(const std::filesystem::path& path) {
+    Secret text;
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (file < 0) return text;
+    std::array<char, 4096> piece;
+    for (ssize_t got; (got = read(file, piece.data(), piece.size())) > 0;) {
+        for (ssize_t i = 0; i < got; ++i) text.append(piece[static_cast<size_t>(i)]);
+    }
+    explicit_bzero(piece.data(), piece.size());
+    close(file);
+    return text;
+}
+
+}  // namespace
+
+std::optional<NetrcEntry> findInNetrc(std::string_view text, std::string_view host,
+                                      std::string_view login) {
+    Words words(text);
+    NetrcEntry entry;
+    bool ofHost = false;
+    const auto wanted = [&] {
+        return ofHost && !entry.password.empty() && (login.empty() || login == entry.login);
+    };
+    while (const auto keyword = words.next()) {
+        const std::string_view name = keyword->view();
+        if (name.starts_with('#')) {
+            words.skipLine();
+        } else if (name == "macdef") {
+            words.skipMacro();
+        } else if (name == "machine" || name == "default") {
+            if (wanted()) return entry;
+            entry = {};
+            const auto machine = name == "machine" ? words.next() : std::nullopt;
+            ofHost = name == "default" || (machine && sameHost(machine->view(), host));
+        } else if (auto value = words.next()) {
+            if (name == "login") entry.login = value->view();
+            if (name == "password") entry.password = std::move(*value);
+        }
+    }
+    return wanted() ? std::optional(std::move(entry)) : std::nullopt;
+}
+
+std::optional<NetrcEntry> findInNetrcFile(std::string_view host, std::string_view login) {
+    const char* named = std::getenv("NETRC");
+    const char* home = std::getenv("HOME");
+    if (named == nullptr && home == nullptr) return std::nullopt;
+    const std::filesystem::path path =
+        named != nullptr ? std::filesystem::path(named) : std::filesystem::path(home) / ".netrc";
+    return findInNetrc(contentOf(path).view(), host, login);
+}
+
+}  // namespace quillon::cli

@@ -1,0 +1,93 @@
+#include "cli/session/prompt.hpp"
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "cli/terminal/interrupt.hpp"
+
+namespace quillon::cli {
+namespace {
+
+bool mayAsk = true;
+
+class Terminal {
+public:
+    Terminal() : descriptor_(mayAsk ? open("/dev/tty", O_RDWR | O_CLOEXEC) : -1) {}
+    Terminal(const Terminal&) = delete;
+    Terminal& operator=(const Terminal&) = delete;
+    ~Terminal() {
+        if (hidden_) tcsetattr(descriptor_, TCSAFLUSH, &before_);
+        if (descriptor_ >= 0) close(descriptor_);
+    }
+
+    explicit operator bool() const { return descriptor_ >= 0; }
+
+    void hideTyping() {
+        if (tcgetattr(descriptor_, &before_) != 0) return;
+        termios silent = before_;
+        silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        silent.c_lflag |= ECHONL;
+        hidden_ = tcsetattr(descriptor_, TCSAFLUSH, &silent) == 0;
+    }
+
+    // One line without its end, as far as the terminal gives one.
+    Result<Secret> ask(const std::string& question) {
+        if (write(descriptor_, question.data(), question.size()) < 0) return noTerminal();
+        Secret line;
+        for (char byte = 0;;) {
+            const ssize_t got = read(descriptor_, &byte, 1);
+            if (interrupted()) return unanswered(interruption());
+            if (got < 0 && errno == EINTR) continue;
+            if (got < 0) return noTerminal();
+            if (got == 0 && line.empty()) {
+                return unanswered(localError(Kind::notAuthorized, "No answer was given."));
+            }
+            if (got == 0 || byte == '\n') return line;
+            line.append(byte);
+        }
+    }
+
+    static Error noTerminal() { return localError(Kind::local, "There is no terminal to ask on."); }
+
+private:
+    // What is said next does not belong behind the question.
+    Error unanswered(Error error) const {
+        const bool told = write(descriptor_, "\n", 1) == 1;
+        return told || error.kind == Kind::interrupted ? std::move(error) : noTerminal();
+    }
+
+    int descriptor_;
+    bool hidden_ = false;
+    termios before_{};
+};
+
+}  // namespace
+
+bool canPrompt() {
+    return static_cast<bool>(Terminal());
+}
+
+void neverPrompt() {
+    mayAsk = false;
+}
+
+Result<std::string> promptLine(const std::string& question) {
+    Terminal terminal;
+    if (!terminal) return Terminal::noTerminal();
+    Result<Secret> line = terminal.ask(question);
+    if (!line) return std::move(line).error();
+    return std::string(line->view());
+}
+
+Result<Secret> promptSecret(const std::string& question) {
+    Terminal terminal;
+    if (!terminal) return Terminal::noTerminal();
+    terminal.hideTyping();
+    return terminal.ask(question);
+}
+
+}  // namespace quillon::cli

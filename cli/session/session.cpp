@@ -1,0 +1,145 @@
+#include "cli/session/session.hpp"
+
+#include <fmt/format.h>
+
+#include <cstdio>
+
+#include "cli/terminal/interrupt.hpp"
+#include "cli/terminal/terminal.hpp"
+
+namespace quillon::cli {
+namespace {
+
+constexpr int LOG_WIRE = 1;
+constexpr int LOG_OPERATIONS = 2;
+
+constexpr size_t MOST_KEPT = 8;  // open collections
+
+void logToStderr(int, std::string_view channel, std::string_view text) {
+    fmt::print(stderr, "[{}] {}\n", channel, harmless(text));
+}
+
+ExtensionOptions extensionOptions(const CommonOptions& options, Progress& progress) {
+    ExtensionOptions wanted;
+    wanted.caFile = options.caFile;
+    wanted.insecure = options.insecure;
+    if (options.timeoutSeconds > 0) {
+        wanted.connectTimeout = wanted.stallTimeout = std::chrono::seconds(options.timeoutSeconds);
+    }
+    if (options.verbosity > 0) {
+        wanted.logThreshold = options.verbosity > 1 ? LOG_WIRE : LOG_OPERATIONS;
+        wanted.log = logToStderr;
+    }
+    wanted.progress = [&progress](uint64_t moved, uint64_t total) {
+        progress.update(moved, total);
+    };
+    wanted.interrupted = &interruptFlag();
+    return wanted;
+}
+
+}  // namespace
+
+Session::Session(const CommonOptions& options)
+    : options_(options), sites_(options), credentials_(options, sites_) {}
+
+Error Session::refusal(const Address& address, const Login& login, Error error) const {
+    const Site* site = sites_.of(address);
+    if (login.user.empty()) {
+        error.sentences.assign(1, "The server asks who you are. Give a user name with --user.");
+    } else if (site != nullptr && !site->password.empty()) {
+        error.sentences.push_back(
+            fmt::format("If your password has changed: quillon login {}", site->name));
+    }
+    return error;
+}
+
+Result<Login> Session::findLogin(const Address& address) {
+    const std::lock_guard lock(mutex_);
+    return credentials_.find(address);
+}
+
+Result<Login> Session::askAgain(const Address& address) {
+    const std::lock_guard lock(mutex_);
+    return credentials_.askAgain(address);
+}
+
+Result<Extension> Session::extension(const Address& address) {
+    return extension(sites_.optionsFor(address));
+}
+
+Result<Extension> Session::extension(const CommonOptions& options) {
+    const std::string key =
+        fmt::format("{}\n{}\n{}", options.caFile, options.insecure, options.timeoutSeconds);
+    const std::lock_guard lock(mutex_);
+    if (const auto found = extensions_.find(key); found != extensions_.end()) return found->second;
+    Result<Extension> loaded = Extension::load(extensionOptions(options, progress_));
+    if (loaded) extensions_.emplace(key, *loaded);
+    return loaded;
+}
+
+std::deque<Session::Kept>& Session::keptOfThisThread() {
+    const std::lock_guard lock(mutex_);
+    return kept_[std::this_thread::get_id()];
+}
+
+Result<std::shared_ptr<Collection>> Session::open(const Address& address,
+                                                  const OpenOptions& options) {
+    std::deque<Kept>& mine = keptOfThisThread();
+    for (const Kept& kept : mine) {
+        const bool same = kept.collection->url() == address.collection() &&
+                          kept.user == address.user() && kept.options.cache == options.cache &&
+                          kept.options.cacheParent == options.cacheParent;
+        if (same) return kept.collection;
+    }
+    const Result<Extension> loaded = extension(address);
+    if (!loaded) return loaded.error();
+    Result<Collection> opened = withLogin(address, [&](const Login& login) {
+        return Collection::open(*loaded, address, login, options);
+    });
+    if (!opened) return std::move(opened).error();
+    if (mine.size() == MOST_KEPT) mine.pop_front();
+    mine.push_back({std::make_shared<Collection>(std::move(*opened)), address.user(), options});
+    return mine.back().collection;
+}
+
+Result<Member> Session::openMember(const Address& address, const OpenOptions& options) {
+    const auto collection = open(address, options);
+    if (!collection) return collection.error();
+    return (*collection)->member(address.segment());
+}
+
+Result<std::shared_ptr<Member>> Session::member(const Address& address) {
+    if (auto locked = lockedMember(address)) return locked;
+    if (!address.namesMember()) {
+        return localError(Kind::usage,
+                          "This is a collection, which has no content. Name a member of it.");
+    }
+    Result<Member> member = openMember(address);
+    if (!member) return std::move(member).error();
+    return std::make_shared<Member>(std::move(*member));
+}
+
+void Session::keepLocked(const Address& address, std::shared_ptr<Member> member) {
+    locked_.insert_or_assign(address.url(), Locked{address, std::move(member)});
+}
+
+std::shared_ptr<Member> Session::lockedMember(const Address& address) const {
+    const auto found = locked_.find(address.url());
+    return found == locked_.end() ? nullptr : found->second.member;
+}
+
+void Session::renewLocks() {
+    for (auto& [url, locked] : locked_) locked.member->renewLock();
+}
+
+void Session::forgetLocked(const Address& address) {
+    locked_.erase(address.url());
+}
+
+std::vector<Address> Session::lockedAddresses() const {
+    std::vector<Address> addresses;
+    for (const auto& [url, locked] : locked_) addresses.push_back(locked.address);
+    return addresses;
+}
+
+}  // namespace quillon::cli

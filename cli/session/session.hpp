@@ -1,0 +1,101 @@
+// One run of the program: the extension, credentials, and open collections shared by what a command
+// does to several URLs.
+#pragma once
+
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "cli/parser/options.hpp"
+#include "cli/session/credentials.hpp"
+#include "cli/session/sites.hpp"
+#include "cli/terminal/progress.hpp"
+#include "client/collection.hpp"
+
+namespace quillon::cli {
+
+class Session {
+public:
+    explicit Session(const CommonOptions& options);
+
+    // Started with the options for the address, or with others; those with the same share one.
+    Result<Extension> extension(const Address& address);
+    Result<Extension> extension(const CommonOptions& options);
+
+    // Runs an action that takes a Login and gives a Result, with what is known for the address; a
+    // refusal is answered by asking the person for a password, once.
+    template <class Action>
+    auto withLogin(const Address& address, Action&& action)
+        -> decltype(action(std::declval<const Login&>())) {
+        const Result<Login> login = findLogin(address);
+        if (!login) return login.error();
+        auto result = action(*login);
+        if (result || result.error().kind != Kind::notAuthorized) return result;
+        const Result<Login> other = askAgain(address);
+        if (other) return action(*other);
+        if (other.error().kind == Kind::interrupted) return other.error();
+        return refusal(address, *login, std::move(result).error());
+    }
+
+    // The address's collection; those that this thread opened last are kept for its later calls
+    // that ask for the same.
+    Result<std::shared_ptr<Collection>> open(const Address& address,
+                                             const OpenOptions& options = {});
+
+    // A new handle of the address's member; of the collection itself when it names none.
+    Result<Member> openMember(const Address& address, const OpenOptions& options = {});
+
+    // The address's member, for its change; one that is kept under its lock serves again.
+    Result<std::shared_ptr<Member>> member(const Address& address);
+
+    // Locks that outlive the command that took them, until they are given back.
+    void keepLocked(const Address& address, std::shared_ptr<Member> member);
+    std::shared_ptr<Member> lockedMember(const Address& address) const;  // null: not kept
+    void forgetLocked(const Address& address);
+    std::vector<Address> lockedAddresses() const;
+    void renewLocks();  // as Member::renewLock(), those that are kept
+    bool keepsLocks() const { return !locked_.empty(); }
+
+    // Tells what to do about it.
+    Error refusal(const Address& address, const Login& login, Error error) const;
+
+    // Where the names of a shell's arguments are; nothing when arguments are URLs.
+    std::optional<Address> base;
+
+    const CommonOptions& options() const { return options_; }
+    Sites& sites() { return sites_; }
+    Progress& progress() { return progress_; }
+
+private:
+    Result<Login> findLogin(const Address& address);
+    Result<Login> askAgain(const Address& address);
+
+    const CommonOptions& options_;
+    Sites sites_;
+    Credentials credentials_;
+    Progress progress_;
+    std::map<std::string, Extension> extensions_;  // by the options that make them differ
+
+    struct Kept {
+        std::shared_ptr<Collection> collection;
+        std::string user;  // that its URL named
+        OpenOptions options;
+    };
+    struct Locked {
+        Address address;
+        std::shared_ptr<Member> member;
+    };
+    std::deque<Kept>& keptOfThisThread();
+
+    std::mutex mutex_;  // of the credentials, the extensions and the threads in kept_
+    std::map<std::thread::id, std::deque<Kept>> kept_;  // the latest is the last
+    std::map<std::string, Locked> locked_;              // by URL
+};
+
+}  // namespace quillon::cli

@@ -1,0 +1,127 @@
+#include "cli/session/workers.hpp"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <atomic>
+#include <exception>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "cli/terminal/exit_code.hpp"
+#include "cli/terminal/report.hpp"
+
+namespace quillon::cli {
+namespace {
+
+constexpr size_t MOST_JOBS = 64;
+constexpr size_t WORTH_A_CONNECTION = 4;  // members
+
+class Workers {
+public:
+    Workers(size_t count, Progress& progress, const Task& task)
+        : ends_(count), progress_(progress), task_(task) {}
+
+    int run(size_t jobs) {
+        {
+            std::vector<std::jthread> others;  // which end with the block
+            others.reserve(jobs);
+            try {
+                while (others.size() + 1 < jobs) others.emplace_back([this] { work(); });
+            } catch (const std::system_error&) {  // as many as the system allows
+            }
+            work();
+        }
+        return code_;
+    }
+
+private:
+    struct End {
+        int code = EXIT_DONE;
+        std::string reports;
+    };
+
+    void work() {
+        for (size_t i; !stopped_ && (i = next_++) < ends_.size();) end(i, perform(i));
+    }
+
+    End perform(size_t i) const {
+        End end;
+        const ReportsInto kept(end.reports);
+        try {
+            end.code = task_(i);
+        } catch (const std::exception& problem) {
+            complain(problem.what());
+            end.code = EXIT_LOCAL;
+        }
+        return end;
+    }
+
+    void end(size_t i, End how) {
+        if (how.code == EXIT_INTERRUPTED) stopped_ = true;
+        const std::lock_guard lock(mutex_);
+        ends_[i] = std::move(how);
+        progress_.oneDone();
+        for (; told_ < ends_.size() && ends_[told_]; ++told_) tell(*ends_[told_]);
+    }
+
+    void tell(const End& how) {
+        if (code_ == EXIT_DONE || how.code == EXIT_INTERRUPTED) code_ = how.code;
+        if (how.reports.empty()) return;
+        progress_.hide();
+        printReports(how.reports);
+    }
+
+    std::atomic<size_t> next_{0};
+    std::atomic<bool> stopped_{false};
+
+    std::mutex mutex_;  // of what follows
+    std::vector<std::optional<End>> ends_;
+    size_t told_ = 0;
+    int code_ = EXIT_DONE;
+
+    Progress& progress_;
+    const Task& task_;
+};
+
+}  // namespace
+
+void addJobsOption(CLI::App& command, size_t& jobs, const std::string& theDefault) {
+    command
+        .add_option("-j,--jobs", jobs,
+                    "Members at a time, over a connection each; " + theDefault + " if not given")
+        ->type_name("N")
+        ->check(CLI::Range(size_t{1}, MOST_JOBS).description(""));
+}
+
+size_t jobsFor(Session& session, const Address& first, Jobs jobs, std::vector<std::string> places) {
+    std::sort(places.begin(), places.end());
+    const bool twice = std::adjacent_find(places.begin(), places.end()) != places.end();
+    if (twice || session.keepsLocks()) return 1;
+    const Site* site = session.sites().of(first);
+    if (jobs.asked == 0 && site != nullptr) jobs.asked = static_cast<size_t>(site->jobs);
+    if (jobs.asked > 0) return std::min(jobs.asked, places.size());
+    return std::min(jobs.usual, (places.size() + WORTH_A_CONNECTION - 1) / WORTH_A_CONNECTION);
+}
+
+void meetServers(Session& session, const std::vector<Address>& addresses,
+                 const OpenOptions& options) {
+    std::set<std::pair<std::string, std::string>> met;
+    for (const Address& address : addresses) {
+        if (met.emplace(address.origin(), address.user()).second) {
+            (void)session.open(address, options);
+        }
+    }
+}
+
+int runTasks(size_t count, size_t jobs, Progress& progress, const Task& task) {
+    progress.startAll(count);
+    const int code = Workers(count, progress, task).run(jobs);
+    progress.finishAll();
+    return code;
+}
+
+}  // namespace quillon::cli

@@ -1,0 +1,44 @@
+// Several members at a time. Each worker is a thread with collections, and so connections, of its
+// own (Session::open).
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "cli/session/session.hpp"
+
+namespace CLI {
+class App;
+}
+
+namespace quillon::cli {
+
+// Most of the time that a small member takes is waiting for answers.
+inline constexpr size_t DEFAULT_JOBS = 16;
+
+void addJobsOption(CLI::App& command, size_t& jobs, const std::string& theDefault);
+
+// How many of the members to do at a time: what the command line says, else the site of the first,
+// else as usual. One when two come to one place, whose names are given, since their order counts
+// then; and when locks are kept, whose members belong to this thread.
+struct Jobs {
+    size_t asked;  // 0: not
+    size_t usual;
+};
+size_t jobsFor(Session& session, const Address& first, Jobs jobs, std::vector<std::string> places);
+
+// Opens a collection of each server, so that a person is asked for passwords before several workers
+// need them. What fails here will fail again, and be reported, where it is needed.
+void meetServers(Session& session, const std::vector<Address>& addresses,
+                 const OpenOptions& options);
+
+using Task = std::function<int(size_t)>;  // the exit code of the n-th task
+
+// Runs the tasks 0 to count - 1, at most so many at a time, one of them on this thread. What they
+// report comes in their order. A failure is not the end of the others, an interrupt is; the code is
+// EXIT_INTERRUPTED then, else that of the first failure.
+int runTasks(size_t count, size_t jobs, Progress& progress, const Task& task);
+
+}  // namespace quillon::cli

@@ -1,0 +1,59 @@
+#include "cli/terminal/interrupt.hpp"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include "cli/terminal/exit_code.hpp"
+
+namespace quillon::cli {
+namespace {
+
+std::atomic<bool> flag{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler sets it");
+
+volatile sig_atomic_t latest = 0;
+
+void onSignal(int number) {
+    latest = number;
+    if (flag.exchange(true)) _exit(EXIT_INTERRUPTED);
+    alarm(1);
+}
+
+// A call that began to wait just after the signal is interrupted, too.
+void onAlarm(int) {
+    if (flag) alarm(1);
+}
+
+void handle(int number, void (*handler)(int)) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    sigemptyset(&action.sa_mask);
+    sigaction(number, &action, nullptr);
+}
+
+}  // namespace
+
+void catchInterrupts() {
+    handle(SIGALRM, onAlarm);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction before {};
+        sigaction(number, nullptr, &before);
+        if (before.sa_handler != SIG_IGN) handle(number, onSignal);  // nohup stays
+    }
+    // A reader of our output that went away, or a limit on the size of files, shows as a failed
+    // write, not as a sudden end that would leave locks behind.
+    signal(SIGPIPE, SIG_IGN);
+    signal(SIGXFSZ, SIG_IGN);
+}
+
+const std::atomic<bool>& interruptFlag() {
+    return flag;
+}
+
+bool forgetInterrupt() {
+    if (!flag || latest != SIGINT) return false;
+    flag = false;
+    return true;
+}
+
+}  // namespace quillon::cli

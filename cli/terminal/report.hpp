@@ -1,0 +1,33 @@
+// Failures as a person reads them, on stderr: what was attempted on which URL, what the server
+// answered, what to do next.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "cli/terminal/exit_code.hpp"
+#include "client/error.hpp"
+
+namespace quillon::cli {
+
+// Two lines or more: "quillon: cannot fetch https://...:" and the error's sentences. The code is
+// the command's.
+ExitCode report(std::string_view attempt, std::string_view url, const Error& error);
+
+// One line that begins with "quillon: ".
+void complain(std::string_view sentence);
+
+// While it lives, what this thread reports goes into the text instead.
+class ReportsInto {
+public:
+    explicit ReportsInto(std::string& text);
+    ReportsInto(const ReportsInto&) = delete;
+    ReportsInto& operator=(const ReportsInto&) = delete;
+    ~ReportsInto();
+
+private:
+    std::string* before_;
+};
+void printReports(const std::string& text);
+
+}  // namespace quillon::cli

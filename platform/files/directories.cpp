@@ -1,0 +1,57 @@
+#include "platform/files/directories.hpp"
+
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+#include "platform/base/system_failure.hpp"
+
+namespace vxhost {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A relative path is to be ignored, as XDG has it.
+fs::path absoluteFrom(const char* variable) {
+    const char* value = std::getenv(variable);
+    fs::path path = value != nullptr ? value : "";
+    return path.is_absolute() ? path : fs::path();
+}
+
+fs::path home() {
+    if (fs::path path = absoluteFrom("HOME"); !path.empty()) return path;
+    const passwd* person = getpwuid(getuid());
+    return person != nullptr ? person->pw_dir : "/";
+}
+
+fs::path ownDirectory(const char* variable, const char* fallback) {
+    fs::path base = absoluteFrom(variable);
+    if (base.empty()) base = home() / fallback;
+    return base / "quillon";
+}
+
+}  // namespace
+
+fs::path cacheHome() {
+    return ownDirectory("XDG_CACHE_HOME", ".cache");
+}
+
+fs::path configHome() {
+    return ownDirectory("XDG_CONFIG_HOME", ".config");
+}
+
+void makePrivateDirectories(const fs::path& directory) {
+    if (mkdir(directory.c_str(), 0700) == 0) return;
+    if (errno == ENOENT && directory.has_parent_path() && directory.parent_path() != directory) {
+        makePrivateDirectories(directory.parent_path());
+        if (mkdir(directory.c_str(), 0700) == 0) return;
+    }
+    const int error = errno;  // EEXIST also when another process was faster, and for a file
+    if (error == EEXIST && fs::is_directory(directory)) return;
+    throwSystemFailure(error, "Cannot make the directory " + directory.string());
+}
+
+}  // namespace vxhost

@@ -1,0 +1,61 @@
+#include "platform/http/curl_failure.hpp"
+
+#include <fmt/format.h>
+
+#include <new>
+
+namespace vxhost {
+namespace {
+
+std::string proxyAnswer(CURL* easy) {
+    long status = 0;
+    curl_easy_getinfo(easy, CURLINFO_HTTP_CONNECTCODE, &status);
+    return status >= 300 ? fmt::format("the proxy answered {}", status) : std::string();
+}
+
+}  // namespace
+
+CurlFailure curlFailure(CURL* easy, CURLcode code, const std::string& detail, bool sent,
+                        bool viaProxy) {
+    const std::string words = detail.empty() ? curl_easy_strerror(code) : detail;
+    if (const auto refusal = proxyAnswer(easy); !refusal.empty() && !sent) {
+        return {WEBLNK_PROXY_REFUSED, refusal};
+    }
+    switch (code) {
+        case CURLE_OUT_OF_MEMORY:
+            throw std::bad_alloc();
+        case CURLE_UNSUPPORTED_PROTOCOL:  // also what is no HTTP
+            if (sent) return {WEBLNK_BAD_ANSWER, "the answer is not HTTP (" + words + ")"};
+            [[fallthrough]];
+        case CURLE_URL_MALFORMAT:
+            return {WEBLNK_BAD_URL, "not a usable URL (" + words + ")"};
+        case CURLE_COULDNT_RESOLVE_HOST:
+            return {WEBLNK_NO_SUCH_HOST, "no such host (" + words + ")"};
+        case CURLE_COULDNT_RESOLVE_PROXY:
+        case CURLE_PROXY:
+            return {WEBLNK_PROXY_REFUSED, "the proxy cannot be used (" + words + ")"};
+        case CURLE_COULDNT_CONNECT:  // also for the second try of curl's own
+            if (sent) return {WEBLNK_CUT_OFF, "the connection ended, and none can be made anew"};
+            if (viaProxy) {
+                return {WEBLNK_PROXY_REFUSED, "the proxy cannot be reached (" + words + ")"};
+            }
+            return {WEBLNK_NO_CONNECTION, "no connection (" + words + ")"};
+        case CURLE_OPERATION_TIMEDOUT:
+            return {WEBLNK_TIMED_OUT, "timed out (" + words + ")"};
+        case CURLE_SSL_CONNECT_ERROR:
+        case CURLE_PEER_FAILED_VERIFICATION:
+        case CURLE_SSL_CERTPROBLEM:
+        case CURLE_SSL_CIPHER:
+        case CURLE_SSL_CACERT_BADFILE:
+        case CURLE_SSL_ISSUER_ERROR:
+        case CURLE_SSL_INVALIDCERTSTATUS:
+            return {WEBLNK_TLS_REFUSED, "no trusted TLS connection (" + words + ")"};
+        case CURLE_WEIRD_SERVER_REPLY:
+        case CURLE_BAD_CONTENT_ENCODING:
+            return {WEBLNK_BAD_ANSWER, "the answer is not readable (" + words + ")"};
+        default:
+            return {WEBLNK_CUT_OFF, "the connection was cut off (" + words + ")"};
+    }
+}
+
+}  // namespace vxhost

@@ -1,0 +1,37 @@
+#include "platform/http/curl_options.hpp"
+
+#include <new>
+
+#include "platform/base/status.hpp"
+
+namespace vxhost {
+
+void refuseOption(CURLcode code) {
+    if (code == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
+    throw Failure(WEBLNK_NO_CONNECTION, curl_easy_strerror(code));
+}
+
+void setConnectionOptions(CURL* easy, const Settings& settings) {
+    constexpr long pieceBytes = 256L << 10;  // fewer system calls on fast lines
+    setOption(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+    setOption(easy, CURLOPT_HTTP09_ALLOWED, 0L);
+    setOption(easy, CURLOPT_PROTOCOLS_STR, "http,https");
+    setOption(easy, CURLOPT_NOSIGNAL, 1L);
+    setOption(easy, CURLOPT_QUICK_EXIT, 1L);  // an interrupt does not wait for a name server
+    setOption(easy, CURLOPT_FOLLOWLOCATION, 0L);
+    setOption(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    setOption(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(settings.connectTimeout.count()));
+    setOption(easy, CURLOPT_EXPECT_100_TIMEOUT_MS, 3000L);
+    setOption(easy, CURLOPT_TCP_KEEPALIVE, 1L);
+    setOption(easy, CURLOPT_BUFFERSIZE, pieceBytes);
+    setOption(easy, CURLOPT_UPLOAD_BUFFERSIZE, pieceBytes);
+    setOption(easy, CURLOPT_USERAGENT, settings.userAgent.c_str());
+    setOption(easy, CURLOPT_SSL_VERIFYPEER, settings.insecure ? 0L : 1L);
+    setOption(easy, CURLOPT_SSL_VERIFYHOST, settings.insecure ? 0L : 2L);
+    if (!settings.caFile.empty()) {
+        setOption(easy, CURLOPT_CAINFO, settings.caFile.c_str());
+        setOption(easy, CURLOPT_CAPATH, nullptr);  // this file alone is trusted
+    }
+}
+
+}  // namespace vxhost

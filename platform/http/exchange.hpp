@@ -1,0 +1,25 @@
+// A request with what HTTP adds to it: redirects within the origin, and repeats.
+#pragma once
+
+#include <string_view>
+
+#include "platform/http/request.hpp"
+#include "platform/http/target.hpp"
+
+namespace vxhost {
+
+// A request of that method for the target's URL. Throws when that is no URL.
+Request requestFor(const Target& target, std::string_view method);
+
+// Throws a Failure whose text is a sentence when no complete answer came, or when the server sends
+// the request to another origin, where neither it nor its credentials may go.
+Answer exchange(const Target& target, Request request);
+
+inline bool isSuccess(int32_t status) {
+    return status >= 200 && status < 300;
+}
+inline bool isRedirect(int32_t status) {
+    return status == 301 || status == 302 || status == 307 || status == 308;
+}
+
+}  // namespace vxhost

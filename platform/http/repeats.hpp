@@ -1,0 +1,28 @@
+// When, and how often, a request that may be repeated goes out again.
+#pragma once
+
+#include <chrono>
+#include <optional>
+
+#include "platform/base/settings.hpp"
+
+namespace vxhost {
+
+// Throws WEBLNK_INTERRUPTED when the program was interrupted.
+void throwIfInterrupted(const Settings& settings);
+
+class Repeats {
+public:
+    explicit Repeats(const Settings& settings) : settings_(settings) {}
+
+    // Waits for the next try: as long as the server asked, else longer each time, with jitter so
+    // that many clients do not come back at once. False, without a wait, when there is no next try.
+    bool wait(std::optional<std::chrono::seconds> asked);
+
+private:
+    const Settings& settings_;
+    int tries_ = 1;
+    std::chrono::milliseconds waited_{0};
+};
+
+}  // namespace vxhost

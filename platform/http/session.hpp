@@ -1,0 +1,49 @@
+// The connections to one server: the clients of an http context take turns with one curl handle, so
+// that they share connections, names, TLS sessions and the state of authentication.
+#pragma once
+
+#include <curl/curl.h>
+
+#include <memory>
+
+#include "platform/http/request.hpp"
+#include "platform/http/target.hpp"
+
+namespace vxhost {
+
+struct EasyCleanup {
+    void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
+};
+struct MultiCleanup {
+    void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
+};
+
+enum class AuthScheme { UNKNOWN, BASIC, DIGEST };
+
+// One thread at a time.
+class Session {
+public:
+    explicit Session(const Settings& settings);
+    ~Session();
+
+    // Sends one request and takes its answer, once: no redirect is followed, nothing is repeated
+    // but for authentication and a refused Expect or chunks. Credentials go out only after the
+    // server asked for them, and from then on with every request. Throws a Failure whose text is a
+    // sentence.
+    Answer send(const Target& target, const Request& request);
+
+private:
+    void bind(const Target& target);
+    void forget();  // connections and what is known of the server
+    Answer transfer(const Target& target, const Request& request);
+    void learnScheme();
+
+    const Settings& settings_;
+    std::unique_ptr<CURLM, MultiCleanup> multi_;  // keeps the connections, so it goes last
+    std::unique_ptr<CURL, EasyCleanup> easy_;
+    AuthScheme scheme_ = AuthScheme::UNKNOWN;
+    std::string origin_;
+    std::shared_ptr<const Credentials> credentials_;
+};
+
+}  // namespace vxhost

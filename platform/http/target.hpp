@@ -1,0 +1,44 @@
+// The resource that a client serves; the client and the locks it took share it.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/journal.h"
+#include "host/logger.h"
+#include "platform/base/settings.hpp"
+#include "platform/http/secret_text.hpp"
+
+namespace vxhost {
+
+class Session;
+struct HeldLock;
+
+struct Credentials {
+    SecretText user;  // empty: anonymous
+    SecretText password;
+    SecretText proxy;  // a URL that may carry credentials of its own
+    bool operator==(const Credentials&) const = default;
+};
+
+struct Target {
+    const Settings& settings;
+    std::shared_ptr<Session> session;
+    std::string spelt;  // the client's URL, UTF-8
+    std::string url;    // the same as a request carries it, without credentials; empty: no URL
+    std::shared_ptr<const Credentials> credentials;
+    vx::Journal* journal;  // may be null
+    vx::Logger* logger;    // may be null
+    std::string etag;      // strong entity tag of the latest GET or PUT, or empty
+    std::vector<HeldLock*> locks;
+    std::string forsakenToken;  // of the latest lock that was destroyed without an UNLOCK, or empty
+};
+
+// The client's URL as a request carries it: encoded, without credentials; empty for what is no
+// http or https URL.
+std::string requestUrl(const std::string& spelt);
+
+std::string withoutCredentials(const std::string& url);  // of an absolute URL
+
+}  // namespace vxhost

@@ -1,0 +1,269 @@
+#include "platform/http/transfer.hpp"
+
+#include <fmt/format.h>
+
+#include <charconv>
+#include <new>
+
+#include "platform/base/logger.hpp"
+#include "platform/base/status.hpp"
+#include "platform/http/curl_failure.hpp"
+#include "platform/http/curl_options.hpp"
+#include "platform/http/upload_source.hpp"
+#include "platform/http/wire_trace.hpp"
+
+namespace vxhost {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr int pollInterval = 100;              // ms until an interrupt is noticed
+constexpr std::chrono::seconds graceTime{10};  // for a LOCK or UNLOCK of an interrupted program
+constexpr size_t keptText = 1 << 18;           // of an answer that no sink takes
+constexpr uint64_t readText = 4 * keptText;    // the rest is not waited for
+constexpr uint64_t mostHeaderBytes = 1 << 20;  // of one answer
+constexpr uint64_t expectThreshold = 1 << 20;  // bodies above it wait for 100 Continue
+constexpr long idleSecondsRepeatable = 60;     // of a connection that is used again
+constexpr long idleSecondsOnce = 4;            // Apache's default closes after 5
+
+// The handle is in the multi handle for the time of a run; taking it out of a running transfer
+// closes its connection.
+class Attached {
+public:
+    Attached(CURLM* multi, CURL* easy) : multi_(multi), easy_(easy) {
+        if (curl_multi_add_handle(multi, easy) != CURLM_OK) throw std::bad_alloc();
+    }
+    Attached(const Attached&) = delete;
+    Attached& operator=(const Attached&) = delete;
+    ~Attached() {
+        curl_multi_remove_handle(multi_, easy_);
+        curl_easy_setopt(easy_, CURLOPT_ERRORBUFFER, nullptr);  // its owner goes next
+    }
+
+private:
+    CURLM* multi_;
+    CURL* easy_;
+};
+
+int parseStatusLine(std::string_view line) {
+    int status = -1;
+    const size_t blank = line.find(' ');
+    if (blank == line.npos) return -1;
+    std::from_chars(line.data() + blank + 1, line.data() + line.size(), status);
+    return status;
+}
+
+}  // namespace
+
+Transfer::Transfer(CURL* easy, CURLM* multi, const Target& target, const Request& request)
+    : easy_(easy),
+      multi_(multi),
+      target_(target),
+      request_(request),
+      stall_(target.settings.stallTimeout) {}
+
+template <class Body>
+bool Transfer::kept(Body&& body) noexcept {
+    try {
+        return body();
+    } catch (...) {
+        failure_ = std::current_exception();
+        return false;
+    }
+}
+
+void Transfer::fail(Status status, std::string_view why) const {
+    throw Failure(status, fmt::format("{} {}: {}.", request_.method, request_.url, why));
+}
+
+void Transfer::addHeader(const char* line) {
+    curl_slist* longer = curl_slist_append(headers_.get(), line);
+    if (!longer) throw std::bad_alloc();
+    static_cast<void>(headers_.release());
+    headers_.reset(longer);
+}
+
+void Transfer::setHeaders() {
+    for (const auto& line : request_.headers) addHeader(line.c_str());
+    if (!request_.document.empty()) addHeader("Content-Type: application/xml; charset=utf-8");
+    const bool large = request_.upload && request_.expects &&
+                       request_.upload->length().value_or(expectThreshold + 1) > expectThreshold;
+    addHeader(large ? "Expect: 100-continue" : "Expect:");
+    setOption(easy_, CURLOPT_HTTPHEADER, headers_.get());
+}
+
+void Transfer::setMethod() {
+    setOption(easy_, CURLOPT_HTTPGET, 1L);  // takes back what another request has set
+    setOption(easy_, CURLOPT_CUSTOMREQUEST, nullptr);
+    if (request_.upload) {
+        const auto length = request_.upload->length();
+        setOption(easy_, CURLOPT_UPLOAD, 1L);
+        setOption(easy_, CURLOPT_INFILESIZE_LARGE, length ? static_cast<curl_off_t>(*length) : -1);
+        return;
+    }
+    if (request_.method == "HEAD") {
+        setOption(easy_, CURLOPT_NOBODY, 1L);
+        return;
+    }
+    if (!request_.document.empty()) {
+        setOption(easy_, CURLOPT_POST, 1L);
+        setOption(easy_, CURLOPT_POSTFIELDSIZE_LARGE,
+                  static_cast<curl_off_t>(request_.document.size()));
+        setOption(easy_, CURLOPT_POSTFIELDS, request_.document.data());
+    }
+    if (request_.method != "GET") setOption(easy_, CURLOPT_CUSTOMREQUEST, request_.method.c_str());
+}
+
+void Transfer::setCallbacks() {
+    using Self = Transfer;
+    const auto header = +[](char* line, size_t, size_t size, void* self) noexcept -> size_t {
+        auto& transfer = *static_cast<Self*>(self);
+        return transfer.kept([&] { return transfer.takeHeader({line, size}); }) ? size : 0;
+    };
+    const auto write = +[](char* piece, size_t, size_t size, void* self) noexcept -> size_t {
+        auto& transfer = *static_cast<Self*>(self);
+        return transfer.kept([&] { return transfer.takeBody({piece, size}); }) ? size : 0;
+    };
+    const auto read = +[](char* to, size_t, size_t room, void* self) noexcept -> size_t {
+        auto& transfer = *static_cast<Self*>(self);
+        size_t size = CURL_READFUNC_ABORT;
+        transfer.kept([&] { return size = transfer.request_.upload->read(to, room), true; });
+        return size;
+    };
+    const auto rewind = +[](void* self, curl_off_t, int) noexcept -> int {
+        auto& transfer = *static_cast<Self*>(self);
+        const bool done = transfer.kept([&] { return transfer.request_.upload->rewind(), true; });
+        return done ? CURL_SEEKFUNC_OK : CURL_SEEKFUNC_FAIL;
+    };
+    const auto begin = +[](void* self, char*, char*, int, int) noexcept -> int {
+        auto& transfer = *static_cast<Self*>(self);
+        const bool may = transfer.kept([&] { return transfer.beginAttempt(); });
+        return may ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
+    };
+    setOption(easy_, CURLOPT_HEADERFUNCTION, header);
+    setOption(easy_, CURLOPT_HEADERDATA, this);
+    setOption(easy_, CURLOPT_WRITEFUNCTION, write);
+    setOption(easy_, CURLOPT_WRITEDATA, this);
+    setOption(easy_, CURLOPT_READFUNCTION, read);
+    setOption(easy_, CURLOPT_READDATA, this);
+    setOption(easy_, CURLOPT_SEEKFUNCTION, rewind);
+    setOption(easy_, CURLOPT_SEEKDATA, this);
+    setOption(easy_, CURLOPT_PREREQFUNCTION, begin);
+    setOption(easy_, CURLOPT_PREREQDATA, this);
+}
+
+// curl sends a request again by itself when a kept connection ends without a byte of an answer. The
+// server may have done its work all the same, so what must not be done twice ends here.
+bool Transfer::beginAttempt() {
+    if (sent_ && !answered_ && !request_.repeatable) {
+        fail(WEBLNK_CUT_OFF, "the connection ended before the server answered");
+    }
+    // After a 417 curl goes on over the same connection, but some servers end it there, or still
+    // wait for the body: the caller begins anew.
+    enough_ = sent_ && answer_.status == 417;
+    sent_ = true;
+    answered_ = false;
+    return !enough_;
+}
+
+bool Transfer::takeHeader(std::string_view line) {
+    headerBytes_ += line.size();
+    if (headerBytes_ > mostHeaderBytes) fail(WEBLNK_BAD_ANSWER, "the answer's header has no end");
+    if (line.starts_with("HTTP/")) {
+        answered_ = true;
+        bodyBegun_ = false;
+        bodyBytes_ = 0;
+        answer_ = Answer{};
+        answer_.status = parseStatusLine(line);
+        answer_.url = request_.url;
+    } else {
+        answer_.headers.add(line);
+    }
+    // lighttpd 1.4.69 announces chunks after OPTIONS on a missing member, and never sends one.
+    const bool endsHeader = line == "\r\n" && isSuccess();
+    enough_ = endsHeader && request_.headerSuffices && answer_.headers.has("Transfer-Encoding");
+    return !enough_;
+}
+
+bool Transfer::takeBody(std::string_view piece) {
+    bodyBytes_ += piece.size();
+    if (request_.sink && isSuccess()) {
+        if (!bodyBegun_) request_.sink->begin(answer_);
+        bodyBegun_ = true;
+        request_.sink->write(piece);
+        return true;
+    }
+    if (answer_.text.size() < keptText) {
+        answer_.text += piece.substr(0, keptText - answer_.text.size());
+    }
+    enough_ = bodyBytes_ > readText;
+    return !enough_;
+}
+
+void Transfer::watch() {
+    const Settings& settings = target_.settings;
+    if (settings.interrupted && settings.interrupted->load(std::memory_order_relaxed)) {
+        if (!request_.uninterrupted || Clock::now() - begun_ > graceTime) {
+            fail(WEBLNK_INTERRUPTED, "interrupted");
+        }
+    }
+    if (sent_ && stall_.stalled(easy_, headerBytes_)) {
+        const double limit = std::chrono::duration<double>(settings.stallTimeout).count();
+        fail(WEBLNK_TIMED_OUT, fmt::format("no byte moved for {:g} seconds", limit));
+    }
+}
+
+CURLcode Transfer::drive() {
+    for (int running = 1;;) {
+        watch();
+        if (curl_multi_perform(multi_, &running) != CURLM_OK) throw std::bad_alloc();
+        int left = 0;
+        while (const CURLMsg* message = curl_multi_info_read(multi_, &left)) {
+            if (message->msg == CURLMSG_DONE) return message->data.result;
+        }
+        if (curl_multi_poll(multi_, nullptr, 0, pollInterval, nullptr) != CURLM_OK) {
+            throw std::bad_alloc();
+        }
+    }
+}
+
+void Transfer::trace(CURLcode code) const {
+    if (!logWanted(target_.logger, vx::LOG_TRACE)) return;
+    const auto took = std::chrono::duration_cast<milliseconds>(Clock::now() - begun_).count();
+    const std::string end =
+        code == CURLE_OK || enough_ ? std::to_string(answer_.status) : curl_easy_strerror(code);
+    logLine(target_.logger, vx::LOG_TRACE,
+            fmt::format("{} {} {}, {} ms", request_.method, request_.url, end, took));
+}
+
+void Transfer::judge(CURLcode code) {
+    if (failure_) std::rethrow_exception(failure_);
+    if (code != CURLE_OK && !enough_) {
+        const auto failure =
+            curlFailure(easy_, code, error_, sent_, !target_.credentials->proxy.empty());
+        fail(failure.status, failure.why);
+    }
+    if (answer_.status == 407) fail(WEBLNK_PROXY_REFUSED, "the proxy asks for other credentials");
+    if (request_.upload && isSuccess() && !request_.upload->finished()) {
+        fail(WEBLNK_CUT_OFF, "the server answered before it had the whole content");
+    }
+    if (request_.sink && isSuccess() && !bodyBegun_) request_.sink->begin(answer_);  // empty body
+}
+
+Answer Transfer::run() {
+    setHeaders();
+    setMethod();
+    setCallbacks();
+    setWireTrace(easy_, target_.logger);
+    setOption(easy_, CURLOPT_URL, request_.url.c_str());
+    setOption(easy_, CURLOPT_ERRORBUFFER, static_cast<char*>(error_));
+    setOption(easy_, CURLOPT_MAXAGE_CONN,
+              request_.repeatable ? idleSecondsRepeatable : idleSecondsOnce);
+    const Attached attached(multi_, easy_);
+    const CURLcode code = drive();
+    trace(code);
+    judge(code);
+    return std::move(answer_);
+}
+
+}  // namespace vxhost

@@ -1,0 +1,72 @@
+// One run of a curl handle: a request goes out, its answer comes in.
+#pragma once
+
+#include <curl/curl.h>
+
+#include <chrono>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "host/status.h"
+#include "platform/http/request.hpp"
+#include "platform/http/stall_watch.hpp"
+#include "platform/http/target.hpp"
+
+namespace vxhost {
+
+// Credentials and proxy are set in the handle already. Lives for one run.
+class Transfer {
+public:
+    Transfer(CURL* easy, CURLM* multi, const Target& target, const Request& request);
+    Transfer(const Transfer&) = delete;
+    Transfer& operator=(const Transfer&) = delete;
+
+    Answer run();
+
+private:
+    using Clock = std::chrono::steady_clock;
+    struct ListFree {
+        void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+    };
+
+    void addHeader(const char* line);
+    void setHeaders();
+    void setMethod();
+    void setCallbacks();
+    CURLcode drive();
+    void watch();
+    void judge(CURLcode code);
+    void trace(CURLcode code) const;
+    [[noreturn]] void fail(vx::Status status, std::string_view why) const;
+
+    bool beginAttempt();
+    bool takeHeader(std::string_view line);  // false, as from takeBody: no more is wanted
+    bool takeBody(std::string_view piece);
+    bool isSuccess() const { return answer_.status >= 200 && answer_.status < 300; }
+
+    // Runs the body of a callback, in which nothing may be thrown; what is, run() throws again.
+    template <class Body>
+    bool kept(Body&& body) noexcept;
+
+    CURL* easy_;
+    CURLM* multi_;
+    const Target& target_;
+    const Request& request_;
+    std::unique_ptr<curl_slist, ListFree> headers_;
+    char error_[CURL_ERROR_SIZE] = "";
+
+    Answer answer_;
+    StallWatch stall_;
+    Clock::time_point begun_ = Clock::now();
+    std::exception_ptr failure_;
+    uint64_t headerBytes_ = 0;
+    uint64_t bodyBytes_ = 0;
+    bool sent_ = false;      // a request went out
+    bool answered_ = false;  // a status line came since
+    bool bodyBegun_ = false;
+    bool enough_ = false;  // of an answer that nobody reads to its end
+};
+
+}  // namespace vxhost

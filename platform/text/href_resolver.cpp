@@ -1,0 +1,58 @@
+#include "platform/text/href_resolver.hpp"
+
+#include <utility>
+
+#include "platform/text/url.hpp"
+#include "platform/text/url_path.hpp"
+
+namespace vxhost {
+namespace {
+
+// Nothing that resolution would change: an absolute path without dot segments.
+bool isPlainPath(std::string_view href) {
+    return href.starts_with('/') && !href.starts_with("//") && href.find("/.") == href.npos;
+}
+
+// Most servers take several for one, and answer so.
+std::string withSingleSlashes(std::string_view path) {
+    std::string text;
+    for (const char c : path) {
+        if (c != '/' || !text.ends_with('/')) text += c;
+    }
+    return text;
+}
+
+}  // namespace
+
+HrefResolver::HrefResolver(std::string_view spelt, std::string asked)
+    : spelt_(spelt), base_(asked.empty() ? encodeForRequest(spelt) : std::move(asked)) {
+    const auto parts = splitSpelt(spelt_);
+    root_ = parts.root;
+    path_ = parts.path;
+    askedPath_ = withSingleSlashes(splitReference(base_).path);
+    redirected_ = !samePath(path_, askedPath_);
+}
+
+// Nearly every href is a member's: it begins with the very spelling of its collection and goes on,
+// which one comparison of memory tells.
+bool HrefResolver::isRequested(std::string_view path) const {
+    if (!redirected_ && path_.ends_with('/') && path.starts_with(path_)) {
+        return path.size() == path_.size();
+    }
+    return samePath(path, path_) || (redirected_ && samePath(path, askedPath_));
+}
+
+std::string_view HrefResolver::resolve(std::string_view href) {
+    if (isPlainPath(href)) {
+        if (isRequested(href)) return spelt_;
+        result_.assign(root_).append(href);
+        return result_;
+    }
+    result_ = vxhost::resolve(base_, href);
+    const auto path = removeDotSegments(splitSpelt(result_).path);
+    const bool isSelf = samePath(path, removeDotSegments(path_)) ||
+                        (redirected_ && samePath(path, removeDotSegments(askedPath_)));
+    return isSelf ? spelt_ : result_;
+}
+
+}  // namespace vxhost
