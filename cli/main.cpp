@@ -1,13 +1,11 @@
 // The program.
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <exception>
-#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -16,6 +14,7 @@
 #include "cli/commands/command.hpp"
 #include "cli/parser/complete.hpp"
 #include "cli/parser/man_page.hpp"
+#include "cli/parser/parser.hpp"
 #include "cli/terminal/core_dump.hpp"
 #include "cli/terminal/interrupt.hpp"
 #include "cli/terminal/report.hpp"
@@ -24,28 +23,12 @@
 namespace quillon::cli {
 namespace {
 
-// An operand whose name has dots gets no more.
-class Usage : public CLI::Formatter {
-    std::string make_option_usage(const CLI::Option* operand) const override {
-        const bool dotted = operand->get_name().find("...") != std::string::npos;
-        return dotted ? operand->get_name() : CLI::Formatter::make_option_usage(operand);
-    }
-};
-
-void describe(CLI::App& program, CommonOptions& options) {
-    program.name("quillon");
-    program.formatter(std::make_shared<Usage>());
-    program.set_version_flag("--version", "quillon " QUILLON_VERSION);
-    program.require_subcommand(1);
-    program.fallthrough();
-    program.failure_message([](const CLI::App* given, const CLI::Error& problem) {
-        const auto commands = given->get_subcommands();
-        const std::string command = commands.empty() ? "" : " " + commands.front()->get_name();
-        return fmt::format("quillon: {}\nSee quillon{} --help.\n", lineProblem(*given, problem),
-                           command);
-    });
-    addCommonOptions(program, options);
-    program.footer(
+void describe(Parser& parser, CommonOptions& options) {
+    parser.setVersion("quillon " QUILLON_VERSION);
+    parser.requireCommand();
+    parser.takeOptionsBehindCommand();
+    addCommonOptions(parser.program(), options);
+    parser.program().setFooter(
         "A URL is typed as it is read: blanks and letters of any script are encoded, a valid\n"
         "escape such as %20 stays, and ? and # are characters of a name. A final slash means a\n"
         "collection.\n\n"
@@ -88,32 +71,38 @@ int withOutputWritten(int code) {
 }
 
 // For shells and packagers, and not in --help: these take words that are not for the parser.
-std::optional<int> runHidden(const CLI::App& program, const std::vector<std::string>& words) {
+std::optional<int> runHidden(const Parser& parser, const std::vector<std::string>& words) {
     const std::string command = words.empty() ? "" : words.front();
     if (command == "__complete") {
-        complete(program, {words.begin() + 1, words.end()});
+        complete(parser, {words.begin() + 1, words.end()});
         return EXIT_DONE;
     }
     if (command != "__man") return std::nullopt;
-    const std::string page = manPage(program, words.size() > 1 ? words[1] : "");
+    const std::string page = manPage(parser, words.size() > 1 ? words[1] : "");
     fmt::print("{}", page);
     return page.empty() ? EXIT_USAGE : EXIT_DONE;
 }
 
 int runProgram(int argc, char** argv) {
-    CLI::App program("WebDAV at the command line: list, fetch, change and write back");
+    Parser parser("quillon", "WebDAV at the command line: list, fetch, change and write back");
     Invocation invocation;
-    describe(program, invocation.common);
-    addCommands(program, invocation);
-    addShell(program, invocation);
+    describe(parser, invocation.common);
+    addCommands(parser.program(), invocation);
+    addShell(parser.program(), invocation);
     std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
-    if (const auto code = runHidden(program, words)) {
+    if (const auto code = runHidden(parser, words)) {
         return withOutputWritten(*code);
     }
-    try {
-        parseWords(program, std::move(words));
-    } catch (const CLI::ParseError& problem) {
-        return program.exit(problem) == 0 ? EXIT_DONE : EXIT_USAGE;
+    const Result<std::string> answer = parser.parse(std::move(words));
+    if (!answer) {
+        complain(answer.error().sentences.front());
+        const std::string command = parser.givenCommand();
+        fmt::print(stderr, "See quillon{}{} --help.\n", command.empty() ? "" : " ", command);
+        return EXIT_USAGE;
+    }
+    if (!answer->empty()) {
+        fmt::print("{}", *answer);
+        return withOutputWritten(EXIT_DONE);
     }
     hideCredentials(argc, argv);
     Session session(invocation.common);

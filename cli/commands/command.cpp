@@ -1,37 +1,12 @@
 #include "cli/commands/command.hpp"
 
-#include <fmt/format.h>
-
-#include <CLI/CLI.hpp>
-#include <algorithm>
 #include <utility>
 
 #include "cli/parser/shell_path.hpp"
 #include "cli/terminal/report.hpp"
 
 namespace quillon::cli {
-namespace {
-
-// Behind a word like "[a,b]", which the parser would take for a list of two; no word has it.
-constexpr char MARK = '\0';
-
-std::string withoutMark(std::string word) {
-    if (word.ends_with(MARK)) word.pop_back();
-    return word;
-}
-
-std::string withoutCredentials(std::string word) {
-    const size_t scheme = word.find("://");
-    if (scheme == word.npos) return word;
-    const size_t host = scheme + 3;
-    const size_t at = word.substr(host, word.find('/', host) - host).rfind('@');
-    if (at != word.npos) word.erase(host, at + 1);
-    return word;
-}
-
-}  // namespace
-
-void addCommands(CLI::App& program, Invocation& invocation) {
+void addCommands(CommandDefinition program, Invocation& invocation) {
     addLs(program, invocation);
     addInfo(program, invocation);
     addGet(program, invocation);
@@ -49,46 +24,18 @@ void addCommands(CLI::App& program, Invocation& invocation) {
     addEncode(program, invocation);
 }
 
-void whenGiven(CLI::App& command, Invocation& invocation, std::function<int(Session&)> action) {
-    command.callback([&invocation, action = std::move(action)] { invocation.run = action; });
+void whenGiven(CommandDefinition command, Invocation& invocation,
+               std::function<int(Session&)> action) {
+    command.whenGiven([&invocation, action = std::move(action)] { invocation.run = action; });
 }
 
-void addUrl(CLI::App& command, std::string& url, const std::string& meaning) {
-    command.add_option("URL", url, meaning)->type_name("")->required();
+void addUrl(CommandDefinition command, std::string& url, const std::string& meaning) {
+    command.addOption("URL", url, meaning).typeName("").required();
 }
 
-void addUrls(CLI::App& command, std::vector<std::string>& urls, const std::string& meaning) {
-    command.add_option("URL", urls, meaning)->type_name("")->required();
-}
-
-void parseWords(CLI::App& program, std::vector<std::string> words) {
-    for (CLI::App* command : program.get_subcommands({})) {
-        for (CLI::Option* option : command->get_options()) option->transform(withoutMark);
-    }
-    for (CLI::Option* option : program.get_options()) option->transform(withoutMark);
-    for (std::string& word : words) {
-        if (word.starts_with('[') && word.ends_with(']')) word += MARK;
-    }
-    std::reverse(words.begin(), words.end());  // as the parser takes them
-    program.parse(std::move(words));
-}
-
-std::string lineProblem(const CLI::App& program, const CLI::Error& problem) {
-    std::vector<std::string> words = program.remaining(true);
-    std::transform(words.begin(), words.end(), words.begin(), withoutMark);
-    std::transform(words.begin(), words.end(), words.begin(), withoutCredentials);
-    if (program.get_subcommands().empty()) {
-        if (words.empty()) return "A command is missing.";
-        return fmt::format("There is no command or option \"{}\".", words.front());
-    }
-    const auto about = static_cast<CLI::ExitCodes>(problem.get_exit_code());
-    const bool ofWords =
-        about == CLI::ExitCodes::ExtrasError || about == CLI::ExitCodes::RequiredError;
-    if (words.empty() || !ofWords) return problem.what();
-    const auto option = std::find_if(words.begin(), words.end(),
-                                     [](const auto& word) { return word.starts_with('-'); });
-    if (option != words.end()) return fmt::format("There is no option \"{}\" here.", *option);
-    return fmt::format("\"{}\" is one word too many.", words.front());
+void addUrls(CommandDefinition command, std::vector<std::string>& urls,
+             const std::string& meaning) {
+    command.addOption("URL", urls, meaning).typeName("").required();
 }
 
 Result<Address> parseUrl(Session& session, std::string& typed) {

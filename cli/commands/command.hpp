@@ -7,13 +7,9 @@
 #include <vector>
 
 #include "cli/parser/options.hpp"
+#include "cli/parser/parser.hpp"
 #include "cli/session/session.hpp"
 #include "cli/terminal/exit_code.hpp"
-
-namespace CLI {
-class App;
-class Error;
-}  // namespace CLI
 
 namespace quillon::cli {
 
@@ -23,38 +19,33 @@ struct Invocation {
     std::function<int(Session&)> run;
 };
 
-void addLs(CLI::App& program, Invocation& invocation);
-void addInfo(CLI::App& program, Invocation& invocation);
-void addGet(CLI::App& program, Invocation& invocation);
-void addPut(CLI::App& program, Invocation& invocation);
-void addEdit(CLI::App& program, Invocation& invocation);
-void addRm(CLI::App& program, Invocation& invocation);
-void addMv(CLI::App& program, Invocation& invocation);
-void addMkcol(CLI::App& program, Invocation& invocation);
-void addRmcol(CLI::App& program, Invocation& invocation);
-void addLock(CLI::App& program, Invocation& invocation);
-void addUnlock(CLI::App& program, Invocation& invocation);
-void addLogin(CLI::App& program, Invocation& invocation);
-void addLogout(CLI::App& program, Invocation& invocation);
-void addSites(CLI::App& program, Invocation& invocation);
-void addEncode(CLI::App& program, Invocation& invocation);
-void addShell(CLI::App& program, Invocation& invocation);
+void addLs(CommandDefinition program, Invocation& invocation);
+void addInfo(CommandDefinition program, Invocation& invocation);
+void addGet(CommandDefinition program, Invocation& invocation);
+void addPut(CommandDefinition program, Invocation& invocation);
+void addEdit(CommandDefinition program, Invocation& invocation);
+void addRm(CommandDefinition program, Invocation& invocation);
+void addMv(CommandDefinition program, Invocation& invocation);
+void addMkcol(CommandDefinition program, Invocation& invocation);
+void addRmcol(CommandDefinition program, Invocation& invocation);
+void addLock(CommandDefinition program, Invocation& invocation);
+void addUnlock(CommandDefinition program, Invocation& invocation);
+void addLogin(CommandDefinition program, Invocation& invocation);
+void addLogout(CommandDefinition program, Invocation& invocation);
+void addSites(CommandDefinition program, Invocation& invocation);
+void addEncode(CommandDefinition program, Invocation& invocation);
+void addShell(CommandDefinition program, Invocation& invocation);
 
 // All but the shell, which has them too.
-void addCommands(CLI::App& program, Invocation& invocation);
+void addCommands(CommandDefinition program, Invocation& invocation);
 
 // What the command runs once the whole line is parsed.
-void whenGiven(CLI::App& command, Invocation& invocation, std::function<int(Session&)> action);
+void whenGiven(CommandDefinition command, Invocation& invocation,
+               std::function<int(Session&)> action);
 
 // Its operand URL; its operands when there may be several.
-void addUrl(CLI::App& command, std::string& url, const std::string& meaning);
-void addUrls(CLI::App& command, std::vector<std::string>& urls, const std::string& meaning);
-
-// The words behind the program's name, which may be any text.
-void parseWords(CLI::App& program, std::vector<std::string> words);
-
-// What is wrong with a line of words, for the person who typed it.
-std::string lineProblem(const CLI::App& program, const CLI::Error& problem);
+void addUrl(CommandDefinition command, std::string& url, const std::string& meaning);
+void addUrls(CommandDefinition command, std::vector<std::string>& urls, const std::string& meaning);
 
 // What a person typed as a URL, through a site, or in a shell as a name; its credentials, if it has
 // some, are taken out and the text wiped. A failure has been reported.

@@ -1,7 +1,6 @@
 // quillon edit: a member in the person's editor.
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "cli/commands/change.hpp"
@@ -30,11 +29,11 @@ int run(Session& session, std::string& url) {
 
 }  // namespace
 
-void addEdit(CLI::App& program, Invocation& invocation) {
+void addEdit(CommandDefinition program, Invocation& invocation) {
     auto url = std::make_shared<std::string>();
-    CLI::App* command = program.add_subcommand("edit", "Change a member in your editor");
-    addUrl(*command, *url, "A member; one that does not exist yet begins empty");
-    command->footer(
+    const CommandDefinition command = program.addCommand("edit", "Change a member in your editor");
+    addUrl(command, *url, "A member; one that does not exist yet begins empty");
+    command.setFooter(
         "The member is locked, fetched, opened in $VISUAL, $EDITOR or vi, stored when it was\n"
         "changed, and unlocked; until then its lock is renewed. Where the server has no locks, a\n"
         "change that somebody else made meanwhile is noticed before anything is stored. Whenever\n"
@@ -43,7 +42,7 @@ void addEdit(CLI::App& program, Invocation& invocation) {
         "Examples:\n"
         "  quillon edit https://example.org/dav/plan.txt\n"
         "  EDITOR=nano quillon edit https://example.org/dav/plan.txt\n");
-    whenGiven(*command, invocation, [url](Session& session) { return run(session, *url); });
+    whenGiven(command, invocation, [url](Session& session) { return run(session, *url); });
 }
 
 }  // namespace quillon::cli

@@ -2,8 +2,6 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
-
 #include "cli/commands/command.hpp"
 #include "cli/session/password_file.hpp"
 #include "cli/session/prompt.hpp"
@@ -34,15 +32,16 @@ int run(Session& session) {
 
 }  // namespace
 
-void addEncode(CLI::App& program, Invocation& invocation) {
-    CLI::App* command = program.add_subcommand("encode", "Encode a password for a configuration");
-    command->footer(
+void addEncode(CommandDefinition program, Invocation& invocation) {
+    const CommandDefinition command =
+        program.addCommand("encode", "Encode a password for a configuration");
+    command.setFooter(
         "The password comes from the terminal, from the first line of standard input, or from\n"
         "--password-file. Only you can use what is printed: it is encrypted under your own key.\n\n"
         "Examples:\n"
         "  quillon encode\n"
         "  pass show dav | quillon encode\n");
-    whenGiven(*command, invocation, run);
+    whenGiven(command, invocation, run);
 }
 
 }  // namespace quillon::cli

@@ -3,7 +3,6 @@
 #include <fnmatch.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -192,26 +191,25 @@ int run(Session& session, GetOptions& options) {
 
 }  // namespace
 
-void addGet(CLI::App& program, Invocation& invocation) {
+void addGet(CommandDefinition program, Invocation& invocation) {
     auto options = std::make_shared<GetOptions>();
-    CLI::App* command = program.add_subcommand("get", "Fetch members into local files");
-    addUrls(*command, options->urls, "Members; - writes them to the standard output");
-    auto* file = command
-                     ->add_option("-o,--output", options->file,
-                                  "Name of the local file; - is the standard output")
-                     ->type_name("FILE")
-                     ->check(notEmpty());
-    command->add_option("-O,--directory", options->directory, "Where the local files go")
-        ->type_name("DIRECTORY")
-        ->check(CLI::Validator(CLI::ExistingDirectory).description(""))
-        ->excludes(file);
+    const CommandDefinition command = program.addCommand("get", "Fetch members into local files");
+    addUrls(command, options->urls, "Members; - writes them to the standard output");
+    const auto file = command
+                          .addOption("-o,--output", options->file,
+                                     "Name of the local file; - is the standard output")
+                          .typeName("FILE")
+                          .notEmpty();
+    command.addOption("-O,--directory", options->directory, "Where the local files go")
+        .typeName("DIRECTORY")
+        .existingDirectory()
+        .excludes(file);
     command
-        ->add_option(
-            "--match", options->pattern,
-            "The URLs are collections: fetch their members whose names match; \"*\" is all")
-        ->type_name("PATTERN");
-    addJobsOption(*command, options->jobs, std::to_string(DEFAULT_JOBS));
-    command->footer(
+        .addOption("--match", options->pattern,
+                   "The URLs are collections: fetch their members whose names match; \"*\" is all")
+        .typeName("PATTERN");
+    addJobsOption(command, options->jobs, std::to_string(DEFAULT_JOBS));
+    command.setFooter(
         "A local file appears when all of it has come, with the server's date; one that is\n"
         "replaced stays whole until then, and keeps its mode.\n\n"
         "Examples:\n"
@@ -219,7 +217,7 @@ void addGet(CLI::App& program, Invocation& invocation) {
         "  quillon get -O /tmp https://example.org/dav/a.txt https://example.org/dav/b.txt\n"
         "  quillon get --match '*.csv' https://example.org/dav/reports/\n"
         "  quillon get https://example.org/dav/data.csv - | sort\n");
-    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
+    whenGiven(command, invocation, [options](Session& session) { return run(session, *options); });
 }
 
 }  // namespace quillon::cli

@@ -1,7 +1,6 @@
 // quillon info: the properties of a member or a collection.
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "cli/commands/command.hpp"
@@ -84,16 +83,16 @@ int run(Session& session, InfoOptions& options) {
 
 }  // namespace
 
-void addInfo(CLI::App& program, Invocation& invocation) {
+void addInfo(CommandDefinition program, Invocation& invocation) {
     auto options = std::make_shared<InfoOptions>();
-    CLI::App* command = program.add_subcommand("info", "Show the properties of a member");
-    addUrl(*command, options->url, "A member or a collection");
-    command->add_flag("--json", options->json, "An object");
-    command->footer(
+    const CommandDefinition command = program.addCommand("info", "Show the properties of a member");
+    addUrl(command, options->url, "A member or a collection");
+    command.addFlag("--json", options->json, "An object");
+    command.setFooter(
         "Examples:\n"
         "  quillon info https://example.org/dav/report.txt\n"
         "  quillon info --json https://example.org/dav/report.txt | jq .modified\n");
-    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
+    whenGiven(command, invocation, [options](Session& session) { return run(session, *options); });
 }
 
 }  // namespace quillon::cli

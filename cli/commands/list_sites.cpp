@@ -1,7 +1,6 @@
 // quillon sites: what is stored, but for passwords.
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "cli/commands/command.hpp"
@@ -44,15 +43,15 @@ int run(Session& session, bool json) {
 
 }  // namespace
 
-void addSites(CLI::App& program, Invocation& invocation) {
+void addSites(CommandDefinition program, Invocation& invocation) {
     auto json = std::make_shared<bool>(false);
-    CLI::App* command = program.add_subcommand("sites", "List the sites that are stored");
-    command->add_flag("--json", *json, "An array of objects");
-    command->footer(
+    const CommandDefinition command = program.addCommand("sites", "List the sites that are stored");
+    command.addFlag("--json", *json, "An array of objects");
+    command.setFooter(
         "Examples:\n"
         "  quillon sites\n"
         "  quillon sites --json | jq -r '.[].name'\n");
-    whenGiven(*command, invocation, [json](Session& session) { return run(session, *json); });
+    whenGiven(command, invocation, [json](Session& session) { return run(session, *json); });
 }
 
 }  // namespace quillon::cli

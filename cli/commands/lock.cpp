@@ -1,7 +1,6 @@
 // quillon lock: a command that runs while nobody else can write, or a lock for later.
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <vector>
 
@@ -76,16 +75,17 @@ int run(Session& session, LockWords& words) {
 
 }  // namespace
 
-void addLock(CLI::App& program, Invocation& invocation) {
+void addLock(CommandDefinition program, Invocation& invocation) {
     auto words = std::make_shared<LockWords>();
-    CLI::App* command = program.add_subcommand("lock", "Run a command while a member is locked");
-    addUrl(*command, words->url, "A member");
+    const CommandDefinition command =
+        program.addCommand("lock", "Run a command while a member is locked");
+    addUrl(command, words->url, "A member");
     command
-        ->add_option("COMMAND", words->command,
-                     "Behind --; a local file with the member's content is its last argument, "
-                     "or stands in place of each {}, and $QUILLON_FILE names it")
-        ->type_name("");
-    command->footer(
+        .addOption("COMMAND", words->command,
+                   "Behind --; a local file with the member's content is its last argument, "
+                   "or stands in place of each {}, and $QUILLON_FILE names it")
+        .typeName("");
+    command.setFooter(
         "The member is fetched before, and stored after when the command changed the file. When\n"
         "the command fails, nothing is stored, the file is kept if it was changed, and the exit\n"
         "code is the command's.\n\n"
@@ -94,7 +94,7 @@ void addLock(CLI::App& program, Invocation& invocation) {
         "Examples:\n"
         "  quillon lock https://example.org/dav/list.txt -- sort -o {} {}\n"
         "  quillon lock https://example.org/dav/q3.csv -- sh -c 'make >> \"$QUILLON_FILE\"'\n");
-    whenGiven(*command, invocation, [words](Session& session) { return run(session, *words); });
+    whenGiven(command, invocation, [words](Session& session) { return run(session, *words); });
 }
 
 }  // namespace quillon::cli

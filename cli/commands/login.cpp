@@ -1,7 +1,6 @@
 // quillon login: a site, with its password once the server took it.
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <filesystem>
 #include <memory>
@@ -154,14 +153,13 @@ int run(Session& session, LoginOptions& options) {
 
 }  // namespace
 
-void addLogin(CLI::App& program, Invocation& invocation) {
+void addLogin(CommandDefinition program, Invocation& invocation) {
     auto options = std::make_shared<LoginOptions>();
-    CLI::App* command =
-        program.add_subcommand("login", "Store a server under a name, with its password");
-    command->add_option("NAME", options->name, "Letters, digits, \"-\", \"_\" and \".\"")
-        ->required();
-    command->add_option("URL", options->url, "A collection; not needed for a site that is there");
-    command->footer(
+    const CommandDefinition command =
+        program.addCommand("login", "Store a server under a name, with its password");
+    command.addOption("NAME", options->name, "Letters, digits, \"-\", \"_\" and \".\"").required();
+    command.addOption("URL", options->url, "A collection; not needed for a site that is there");
+    command.setFooter(
         "The password is asked for, tried on the server and stored encrypted, for you alone.\n"
         "Afterwards the name and a colon stand for the URL in every command. The options\n"
         "--proxy, --ca-file and --timeout become the site's own.\n\n"
@@ -169,7 +167,7 @@ void addLogin(CLI::App& program, Invocation& invocation) {
         "  quillon login work https://example.org/dav/ --user ann\n"
         "  quillon ls work:reports/\n"
         "  quillon login work                  # the password has changed\n");
-    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
+    whenGiven(command, invocation, [options](Session& session) { return run(session, *options); });
 }
 
 }  // namespace quillon::cli

@@ -1,5 +1,4 @@
 // quillon logout: forgets a site.
-#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "cli/commands/command.hpp"
@@ -21,15 +20,16 @@ int run(Session& session, const std::string& name) {
 
 }  // namespace
 
-void addLogout(CLI::App& program, Invocation& invocation) {
+void addLogout(CommandDefinition program, Invocation& invocation) {
     auto name = std::make_shared<std::string>();
-    CLI::App* command = program.add_subcommand("logout", "Forget a site and its password");
-    command->add_option("NAME", *name, "As quillon sites shows it")->required();
-    command->footer(
+    const CommandDefinition command =
+        program.addCommand("logout", "Forget a site and its password");
+    command.addOption("NAME", *name, "As quillon sites shows it").required();
+    command.setFooter(
         "Everything else in the configuration stays as it is.\n\n"
         "Example:\n"
         "  quillon logout work\n");
-    whenGiven(*command, invocation, [name](Session& session) { return run(session, *name); });
+    whenGiven(command, invocation, [name](Session& session) { return run(session, *name); });
 }
 
 }  // namespace quillon::cli

@@ -1,7 +1,6 @@
 // quillon ls: what a collection holds.
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <memory>
@@ -147,22 +146,22 @@ int run(Session& session, LsOptions& options) {
 
 }  // namespace
 
-void addLs(CLI::App& program, Invocation& invocation) {
+void addLs(CommandDefinition program, Invocation& invocation) {
     auto options = std::make_shared<LsOptions>();
-    CLI::App* command = program.add_subcommand("ls", "List a collection");
-    command->add_option("URL", options->url, "A collection, or one member")
-        ->type_name("")
-        ->required(!invocation.inShell);
-    command->add_flag("-l,--long", options->details, "Sizes and dates of modification, too");
-    command->add_flag("-a,--all", options->hidden, "Names that begin with a dot, too");
-    command->add_flag("--json", options->json, "An array of objects");
-    command->footer(
+    const CommandDefinition command = program.addCommand("ls", "List a collection");
+    command.addOption("URL", options->url, "A collection, or one member")
+        .typeName("")
+        .required(!invocation.inShell);
+    command.addFlag("-l,--long", options->details, "Sizes and dates of modification, too");
+    command.addFlag("-a,--all", options->hidden, "Names that begin with a dot, too");
+    command.addFlag("--json", options->json, "An array of objects");
+    command.setFooter(
         "Sub-collections end in \"/\". Names are shown decoded, as get takes them.\n\n"
         "Examples:\n"
         "  quillon ls https://example.org/dav/\n"
         "  quillon ls -l --user ann https://example.org/dav/reports/\n"
         "  quillon ls --json https://example.org/dav/ | jq -r '.[].url'\n");
-    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
+    whenGiven(command, invocation, [options](Session& session) { return run(session, *options); });
 }
 
 }  // namespace quillon::cli

@@ -1,5 +1,4 @@
 // quillon mkcol: new collections.
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <vector>
 
@@ -45,17 +44,17 @@ int run(Session& session, MkcolOptions& options) {
 
 }  // namespace
 
-void addMkcol(CLI::App& program, Invocation& invocation) {
+void addMkcol(CommandDefinition program, Invocation& invocation) {
     auto options = std::make_shared<MkcolOptions>();
-    CLI::App* command = program.add_subcommand("mkcol", "Create collections");
-    addUrls(*command, options->urls, "Collections, with or without final slash");
-    command->add_flag("-p,--parents", options->parents,
-                      "Those above, too, where they are missing; one that exists is no failure");
-    command->footer(
+    const CommandDefinition command = program.addCommand("mkcol", "Create collections");
+    addUrls(command, options->urls, "Collections, with or without final slash");
+    command.addFlag("-p,--parents", options->parents,
+                    "Those above, too, where they are missing; one that exists is no failure");
+    command.setFooter(
         "Examples:\n"
         "  quillon mkcol https://example.org/dav/reports/\n"
         "  quillon mkcol -p https://example.org/dav/2026/11/24/\n");
-    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
+    whenGiven(command, invocation, [options](Session& session) { return run(session, *options); });
 }
 
 }  // namespace quillon::cli

@@ -1,5 +1,4 @@
 // quillon mv: a member under another name.
-#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "cli/commands/command.hpp"
@@ -40,18 +39,19 @@ int run(Session& session, MvOptions& options) {
 
 }  // namespace
 
-void addMv(CLI::App& program, Invocation& invocation) {
+void addMv(CommandDefinition program, Invocation& invocation) {
     auto options = std::make_shared<MvOptions>();
-    CLI::App* command = program.add_subcommand("mv", "Rename a member within its collection");
-    addUrl(*command, options->url, "A member or a collection");
-    command->add_option("NEWNAME", options->newName, "As it is read: every character is the name's")
-        ->type_name("")
-        ->required();
-    command->footer(
+    const CommandDefinition command =
+        program.addCommand("mv", "Rename a member within its collection");
+    addUrl(command, options->url, "A member or a collection");
+    command.addOption("NEWNAME", options->newName, "As it is read: every character is the name's")
+        .typeName("")
+        .required();
+    command.setFooter(
         "A name that is taken is left alone, and nothing is renamed.\n\n"
         "Examples:\n"
         "  quillon mv https://example.org/dav/draft.txt \"Report 100%.txt\"\n");
-    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
+    whenGiven(command, invocation, [options](Session& session) { return run(session, *options); });
 }
 
 }  // namespace quillon::cli

@@ -1,5 +1,4 @@
 // quillon put: local files into members.
-#include <CLI/CLI.hpp>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -119,24 +118,25 @@ int run(Session& session, PutOptions& options) {
 
 }  // namespace
 
-void addPut(CLI::App& program, Invocation& invocation) {
+void addPut(CommandDefinition program, Invocation& invocation) {
     auto options = std::make_shared<PutOptions>();
-    CLI::App* command = program.add_subcommand("put", "Store local files on the server");
+    const CommandDefinition command = program.addCommand("put", "Store local files on the server");
     command
-        ->add_option("FILE... URL", options->operands,
-                     "Local files, - is the standard input; then a collection with its final "
-                     "slash, or the member that a single FILE becomes")
-        ->type_name("")
-        ->required();
-    auto* since = addTimeOption(*command, "--if-unchanged-since", options->unchangedSince,
-                                "Replace only what was last changed by TIME");
-    command->add_flag("--force", options->force, "Write without a lock, whatever is there")
-        ->excludes(since);
-    addJobsOption(*command, options->jobs,
+        .addOption("FILE... URL", options->operands,
+                   "Local files, - is the standard input; then a collection with its final "
+                   "slash, or the member that a single FILE becomes")
+        .typeName("")
+        .required();
+    const OptionDefinition since =
+        addTimeOption(command, "--if-unchanged-since", options->unchangedSince,
+                      "Replace only what was last changed by TIME");
+    command.addFlag("--force", options->force, "Write without a lock, whatever is there")
+        .excludes(since);
+    addJobsOption(command, options->jobs,
                   "1, since some servers confuse locks that are taken at the same time, or with "
                   "--force " +
                       std::to_string(DEFAULT_JOBS) + ",");
-    command->footer(
+    command.setFooter(
         "A member that exists is replaced: under a lock, so that nobody else writes at the same\n"
         "time, or where the server has no locks unless it changes while this runs. What was in\n"
         "it before is not asked about: use edit, or --if-unchanged-since, where that matters. A\n"
@@ -148,7 +148,7 @@ void addPut(CLI::App& program, Invocation& invocation) {
         "  date | quillon put - https://example.org/dav/now.txt\n"
         "  quillon put --if-unchanged-since 2026-11-24T20:32:05Z q3.csv "
         "https://example.org/dav/q3.csv\n");
-    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
+    whenGiven(command, invocation, [options](Session& session) { return run(session, *options); });
 }
 
 }  // namespace quillon::cli

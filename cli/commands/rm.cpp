@@ -1,5 +1,4 @@
 // quillon rm: members deleted.
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -51,17 +50,17 @@ int run(Session& session, RmOptions& options) {
 
 }  // namespace
 
-void addRm(CLI::App& program, Invocation& invocation) {
+void addRm(CommandDefinition program, Invocation& invocation) {
     auto options = std::make_shared<RmOptions>();
-    CLI::App* command = program.add_subcommand("rm", "Delete members");
-    addUrls(*command, options->urls, "Members; collections are for rmcol");
-    addTimeOption(*command, "--older-than", options->olderThan,
+    const CommandDefinition command = program.addCommand("rm", "Delete members");
+    addUrls(command, options->urls, "Members; collections are for rmcol");
+    addTimeOption(command, "--older-than", options->olderThan,
                   "Only those that were created by TIME, on a server that keeps such dates");
-    command->footer(std::string(TIME_HELP) +
-                    "\nExamples:\n"
-                    "  quillon rm https://example.org/dav/old.txt\n"
-                    "  quillon rm --older-than 7d https://example.org/dav/draft.txt\n");
-    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
+    command.setFooter(std::string(TIME_HELP) +
+                      "\nExamples:\n"
+                      "  quillon rm https://example.org/dav/old.txt\n"
+                      "  quillon rm --older-than 7d https://example.org/dav/draft.txt\n");
+    whenGiven(command, invocation, [options](Session& session) { return run(session, *options); });
 }
 
 }  // namespace quillon::cli

@@ -1,5 +1,4 @@
 // quillon rmcol: collections deleted.
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <vector>
 
@@ -51,16 +50,16 @@ int run(Session& session, RmcolOptions& options) {
 
 }  // namespace
 
-void addRmcol(CLI::App& program, Invocation& invocation) {
+void addRmcol(CommandDefinition program, Invocation& invocation) {
     auto options = std::make_shared<RmcolOptions>();
-    CLI::App* command = program.add_subcommand("rmcol", "Delete collections");
-    addUrls(*command, options->urls, "Collections, with or without final slash");
-    command->add_flag("-r,--recursive", options->recursive, "With all that is in them");
-    command->footer(
+    const CommandDefinition command = program.addCommand("rmcol", "Delete collections");
+    addUrls(command, options->urls, "Collections, with or without final slash");
+    command.addFlag("-r,--recursive", options->recursive, "With all that is in them");
+    command.setFooter(
         "Examples:\n"
         "  quillon rmcol https://example.org/dav/empty/\n"
         "  quillon rmcol --recursive https://example.org/dav/old-reports/\n");
-    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
+    whenGiven(command, invocation, [options](Session& session) { return run(session, *options); });
 }
 
 }  // namespace quillon::cli

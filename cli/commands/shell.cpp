@@ -1,7 +1,6 @@
 // quillon shell: the commands in a collection, one after another.
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
 #include <optional>
@@ -33,7 +32,7 @@ public:
 private:
     int runLine(const std::string& line);
     int runWords(std::vector<std::string> words);
-    void addOwn(CLI::App& app, Invocation& invocation);
+    void addOwn(const Parser& parser, Invocation& invocation);
     int change(std::string& path);
     int unlockAll();
     std::string prompt() const;
@@ -83,46 +82,44 @@ int Shell::runLine(const std::string& line) {
 }
 
 int Shell::runWords(std::vector<std::string> words) {
-    CLI::App app("Names are relative to the collection, as ls shows them; quote blanks.");
+    Parser parser("", "Names are relative to the collection, as ls shows them; quote blanks.");
     Invocation invocation;
     invocation.inShell = true;
-    app.name("");
-    app.require_subcommand(1);
-    addCommands(app, invocation);
-    addOwn(app, invocation);
-    try {
-        parseWords(app, std::move(words));
-    } catch (const CLI::ParseError& problem) {
-        if (problem.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
-            app.exit(problem);
-            return EXIT_DONE;
-        }
-        complain(lineProblem(app, problem));
+    parser.requireCommand();
+    addCommands(parser.program(), invocation);
+    addOwn(parser, invocation);
+    const Result<std::string> answer = parser.parse(std::move(words));
+    if (!answer) {
+        complain(answer.error().sentences.front());
         return EXIT_USAGE;
     }
-    const int code = invocation.run(session_);
+    fmt::print("{}", *answer);
+    const int code = answer->empty() ? invocation.run(session_) : EXIT_DONE;
     std::fflush(stdout);
     return code;
 }
 
-void Shell::addOwn(CLI::App& app, Invocation& invocation) {
+void Shell::addOwn(const Parser& parser, Invocation& invocation) {
     auto path = std::make_shared<std::string>();
-    CLI::App* cd = app.add_subcommand("cd", "Go to another collection, or to the first one");
-    cd->add_option("URL", *path, "A collection")->type_name("");
-    whenGiven(*cd, invocation, [this, path](Session&) { return change(*path); });
-    CLI::App* pwd = app.add_subcommand("pwd", "Print the collection's URL");
-    whenGiven(*pwd, invocation, [](Session& session) -> int {
+    const CommandDefinition program = parser.program();
+    const CommandDefinition cd =
+        program.addCommand("cd", "Go to another collection, or to the first one");
+    cd.addOption("URL", *path, "A collection").typeName("");
+    whenGiven(cd, invocation, [this, path](Session&) { return change(*path); });
+    const CommandDefinition pwd = program.addCommand("pwd", "Print the collection's URL");
+    whenGiven(pwd, invocation, [](Session& session) -> int {
         fmt::print("{}\n", session.base->url());
         return EXIT_DONE;
     });
-    CLI::App* help = app.add_subcommand("help", "Print this");
-    whenGiven(*help, invocation, [&app](Session&) -> int {
-        // app.help() would be that of the command "help".
-        fmt::print("{}", app.get_formatter()->make_help(&app, {}, CLI::AppFormatMode::Normal));
+    const CommandDefinition help = program.addCommand("help", "Print this");
+    whenGiven(help, invocation, [&parser](Session&) -> int {
+        fmt::print("{}", parser.help());
         return EXIT_DONE;
     });
-    CLI::App* leave = app.add_subcommand("exit", "Give back the locks and end the shell");
-    whenGiven(*leave->alias("quit"), invocation, [this](Session&) -> int {
+    const CommandDefinition leave =
+        program.addCommand("exit", "Give back the locks and end the shell");
+    leave.addAlias("quit");
+    whenGiven(leave, invocation, [this](Session&) -> int {
         done_ = true;
         return EXIT_DONE;
     });
@@ -168,12 +165,12 @@ std::vector<std::string> Shell::memberNames(const std::string& path) {
 std::vector<std::string> Shell::candidates(const LastWord& word) {
     std::vector<std::string> found;
     if (word.before == 0) {
-        CLI::App app;
+        const Parser parser("", "");
         Invocation unused;
-        addCommands(app, unused);
-        addOwn(app, unused);
-        for (const CLI::App* command : app.get_subcommands({}))
-            found.push_back(command->get_name());
+        addCommands(parser.program(), unused);
+        addOwn(parser, unused);
+        for (const CommandDefinition command : parser.program().commands())
+            found.push_back(command.name());
     } else {
         const size_t slash = word.text.rfind('/') + 1;  // 0: none
         const std::string path = word.text.substr(0, slash);
@@ -218,11 +215,12 @@ int run(Session& session, std::string& url) {
 
 }  // namespace
 
-void addShell(CLI::App& program, Invocation& invocation) {
+void addShell(CommandDefinition program, Invocation& invocation) {
     auto url = std::make_shared<std::string>();
-    CLI::App* command = program.add_subcommand("shell", "Work in a collection interactively");
-    addUrl(*command, *url, "A collection");
-    command->footer(
+    const CommandDefinition command =
+        program.addCommand("shell", "Work in a collection interactively");
+    addUrl(command, *url, "A collection");
+    command.setFooter(
         "Takes the other commands, with names in place of URLs, and cd, pwd, help and exit. A "
         "lock\n"
         "that lock takes is used by put and edit until unlock, and given back at the end. At a\n"
@@ -231,7 +229,7 @@ void addShell(CLI::App& program, Invocation& invocation) {
         "Examples:\n"
         "  quillon shell https://example.org/dav/\n"
         "  printf 'cd drafts\\nput a.txt\\nls -l\\n' | quillon shell https://example.org/dav/\n");
-    whenGiven(*command, invocation, [url](Session& session) { return run(session, *url); });
+    whenGiven(command, invocation, [url](Session& session) { return run(session, *url); });
 }
 
 }  // namespace quillon::cli

@@ -1,5 +1,4 @@
 // quillon unlock: a lock taken off a member.
-#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "cli/commands/command.hpp"
@@ -54,18 +53,17 @@ int run(Session& session, UnlockOptions& options) {
 
 }  // namespace
 
-void addUnlock(CLI::App& program, Invocation& invocation) {
+void addUnlock(CommandDefinition program, Invocation& invocation) {
     auto options = std::make_shared<UnlockOptions>();
-    CLI::App* command = program.add_subcommand("unlock", "Take a lock off a member");
-    addUrl(*command, options->url, "A member");
-    command->add_option("--token", options->token, "The lock's, which lock prints")
-        ->type_name("TOKEN");
-    command->footer(
+    const CommandDefinition command = program.addCommand("unlock", "Take a lock off a member");
+    addUrl(command, options->url, "A member");
+    command.addOption("--token", options->token, "The lock's, which lock prints").typeName("TOKEN");
+    command.setFooter(
         "A lock of yours that could not be given back, or is in your way, is told of with its\n"
         "token.\n\n"
         "Examples:\n"
         "  quillon unlock https://example.org/dav/plan.txt --token opaquelocktoken:e71d4fae-...\n");
-    whenGiven(*command, invocation, [options](Session& session) { return run(session, *options); });
+    whenGiven(command, invocation, [options](Session& session) { return run(session, *options); });
 }
 
 }  // namespace quillon::cli

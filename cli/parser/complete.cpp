@@ -2,11 +2,10 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
+#include <optional>
 #include <string_view>
 
 #include "cli/parser/complete_remote.hpp"
-#include "cli/parser/definitions.hpp"
 #include "cli/parser/options.hpp"
 
 namespace quillon::cli {
@@ -17,43 +16,41 @@ constexpr std::string_view LOCAL_DIRECTORIES = ":directories";
 
 // What the words so far amount to.
 struct Position {
-    const CLI::App* program;
-    const CLI::App* command;              // the program itself until one is named
-    const CLI::Option* awaits = nullptr;  // the option whose value comes next
+    CommandDefinition program;
+    CommandDefinition command;               // the program itself until one is named
+    std::optional<OptionDefinition> awaits;  // the option whose value comes next
     size_t operands = 0;
     bool optionsEnded = false;  // behind "--"
 };
 
 // Commands take the program's options, too.
-const CLI::Option* findOption(const Position& position, const std::string& name) {
-    const CLI::Option* own = position.command->get_option_no_throw(name);
-    return own != nullptr ? own : position.program->get_option_no_throw(name);
+std::optional<OptionDefinition> findOption(const Position& position, const std::string& name) {
+    const auto own = position.command.findOption(name);
+    return own ? own : position.program.findOption(name);
 }
 
 // "--user", "--user=ann", "-u", "-uann", or flags in one word: the option that still lacks a value.
-const CLI::Option* awaitingOption(const Position& position, const std::string& word) {
+std::optional<OptionDefinition> awaitingOption(const Position& position, const std::string& word) {
     if (word.starts_with("--")) {
-        const CLI::Option* option = findOption(position, word);
-        return option != nullptr && takesValue(*option) ? option : nullptr;
+        const auto option = findOption(position, word);
+        return option && option->takesValue() ? option : std::nullopt;
     }
     for (size_t i = 1; i < word.size(); ++i) {
-        const CLI::Option* option = findOption(position, std::string("-") + word[i]);
-        if (option != nullptr && takesValue(*option))
-            return i + 1 == word.size() ? option : nullptr;
+        const auto option = findOption(position, std::string("-") + word[i]);
+        if (option && option->takesValue()) return i + 1 == word.size() ? option : std::nullopt;
     }
-    return nullptr;
+    return std::nullopt;
 }
 
 void advance(Position& position, const std::string& word) {
-    if (position.awaits != nullptr) {
-        position.awaits = nullptr;
+    if (position.awaits) {
+        position.awaits.reset();
     } else if (!position.optionsEnded && word == "--") {
         position.optionsEnded = true;
     } else if (!position.optionsEnded && word.size() > 1 && word.front() == '-') {
         position.awaits = awaitingOption(position, word);
     } else if (position.command == position.program) {
-        const CLI::App* named = findCommand(*position.program, word);
-        if (named != nullptr) position.command = named;
+        position.command = position.program.findCommand(word).value_or(position.program);
     } else {
         ++position.operands;
     }
@@ -65,13 +62,13 @@ public:
         : position_(position), typed_(std::move(typed)), options_(options) {}
 
     void run() {
-        if (position_.awaits != nullptr) return offerValue(*position_.awaits);
+        if (position_.awaits) return offerValue(*position_.awaits);
         const bool mayBeOption = !position_.optionsEnded && typed_.starts_with('-');
         if (!mayBeOption) return offerOperand();
         const size_t end = typed_.find('=');
-        const CLI::Option* given =
-            end == std::string::npos ? nullptr : findOption(position_, typed_.substr(0, end));
-        if (given == nullptr || !takesValue(*given)) return offerOptions();
+        const auto given =
+            end == std::string::npos ? std::nullopt : findOption(position_, typed_.substr(0, end));
+        if (!given || !given->takesValue()) return offerOptions();
         lead_ = typed_.substr(0, end + 1);
         typed_.erase(0, end + 1);
         offerValue(*given);
@@ -83,30 +80,28 @@ private:
     }
 
     void offerCommands() const {
-        for (const CLI::App* command : position_.program->get_subcommands({})) {
-            offer(command->get_name(), command->get_description());
+        for (const CommandDefinition command : position_.program.commands()) {
+            offer(command.name(), command.meaning());
         }
     }
 
     // Without the program's own where a command has one of the same name.
-    void offerOption(const CLI::Option& option, const std::string& name) const {
-        if (findOption(position_, name) == &option) offer(name, option.get_description());
+    void offerOption(OptionDefinition option, const std::string& name) const {
+        if (findOption(position_, name) == option) offer(name, option.meaning());
     }
 
     void offerOptions() const {
-        for (const CLI::App* app : {position_.command, position_.program}) {
-            for (const CLI::Option* option : optionsOf(*app)) {
-                for (const std::string& name : option->get_lnames())
-                    offerOption(*option, "--" + name);
-                for (const std::string& name : option->get_snames())
-                    offerOption(*option, "-" + name);
+        for (const CommandDefinition command : {position_.command, position_.program}) {
+            for (const OptionDefinition option : command.options()) {
+                for (const std::string& name : option.longNames()) offerOption(option, "--" + name);
+                for (const std::string& name : option.shortNames()) offerOption(option, "-" + name);
             }
             if (position_.command == position_.program) return;
         }
     }
 
-    void offerValue(const CLI::Option& option) const {
-        const std::string type = option.get_type_name();
+    void offerValue(OptionDefinition option) const {
+        const std::string type = option.typeText();
         if (type.find("FILE") != std::string::npos) fmt::print("{}\n", LOCAL_FILES);
         if (type.find("DIR") != std::string::npos) fmt::print("{}\n", LOCAL_DIRECTORIES);
     }
@@ -114,12 +109,11 @@ private:
     // The last operand may be repeated.
     void offerOperand() const {
         if (position_.command == position_.program) return offerCommands();
-        const auto operands = operandsOf(*position_.command);
+        const auto operands = position_.command.operands();
         if (operands.empty()) return;
         const bool beyond = position_.operands >= operands.size();
-        if (beyond && !repeatable(*operands.back())) return;
-        const std::string name =
-            (beyond ? operands.back() : operands[position_.operands])->get_name();
+        if (beyond && !operands.back().mayBeRepeated()) return;
+        const std::string name = (beyond ? operands.back() : operands[position_.operands]).name();
         const auto means = [&name](std::string_view kind) {
             return name.find(kind) != std::string::npos;
         };
@@ -144,15 +138,10 @@ private:
 // input that is not for us.
 CommonOptions optionsAmong(std::vector<std::string> words) {
     CommonOptions options;
-    CLI::App parser;
-    parser.allow_extras();
-    parser.set_help_flag();
-    addCommonOptions(parser, options);
-    try {
-        std::reverse(words.begin(), words.end());  // as the parser takes them
-        parser.parse(std::move(words));
-    } catch (const CLI::ParseError&) {
-    }
+    Parser parser("", "");
+    parser.ignoreOtherWords();
+    addCommonOptions(parser.program(), options);
+    (void)parser.parse(std::move(words));
     if (options.passwordFile == "-") options.passwordFile.clear();
     options.verbosity = 0;
     return options;
@@ -160,11 +149,11 @@ CommonOptions optionsAmong(std::vector<std::string> words) {
 
 }  // namespace
 
-void complete(const CLI::App& program, std::vector<std::string> words) {
+void complete(const Parser& parser, std::vector<std::string> words) {
     if (words.empty()) words.emplace_back();
     const std::string typed = std::move(words.back());
     words.pop_back();
-    Position position{&program, &program};
+    Position position{parser.program(), parser.program(), {}};
     for (const std::string& word : words) advance(position, word);
     const CommonOptions options = optionsAmong(std::move(words));
     Completer(position, typed, options).run();

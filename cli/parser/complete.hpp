@@ -5,9 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace CLI {
-class App;
-}
+#include "cli/parser/parser.hpp"
 
 namespace quillon::cli {
 
@@ -15,6 +13,6 @@ namespace quillon::cli {
 // the word may become, a line each: the whole word and, behind a tab, what it is. A last line
 // ":files" or ":directories" says that names of local ones fit, too. Asks nobody, complains of
 // nothing, and is done within seconds.
-void complete(const CLI::App& program, std::vector<std::string> words);
+void complete(const Parser& parser, std::vector<std::string> words);
 
 }  // namespace quillon::cli

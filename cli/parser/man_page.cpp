@@ -6,8 +6,6 @@
 #include <string_view>
 #include <vector>
 
-#include "cli/parser/definitions.hpp"
-
 namespace quillon::cli {
 namespace {
 
@@ -65,40 +63,40 @@ std::vector<std::string> split(std::string_view text, std::string_view separator
 }
 
 // "SECONDS:INT in [1 - 86400]" is for the parser: a person needs the name.
-std::string placeholder(const CLI::Option& option) {
-    const std::string type = option.get_type_name();
+std::string placeholder(OptionDefinition option) {
+    const std::string type = option.typeText();
     return type.substr(0, type.find(':'));
 }
 
-std::string operandOf(const CLI::Option& operand) {
-    std::string text = italic(operand.get_name());
-    const bool says = operand.get_name().find("...") != std::string::npos;
-    if (repeatable(operand) && !says) text += "...";
-    return operand.get_required() ? text : "[" + text + "]";
+std::string operandOf(OptionDefinition operand) {
+    std::string text = italic(operand.name());
+    const bool says = operand.name().find("...") != std::string::npos;
+    if (operand.mayBeRepeated() && !says) text += "...";
+    return operand.isRequired() ? text : "[" + text + "]";
 }
 
-std::string tagOf(const CLI::Option& option) {
-    if (option.get_positional()) return italic(option.get_name());
+std::string tagOf(OptionDefinition option) {
+    if (option.isOperand()) return italic(option.name());
     std::string tag;
-    for (const std::string& name : option.get_snames()) tag += ", " + bold("-" + name);
-    for (const std::string& name : option.get_lnames()) tag += ", " + bold("--" + name);
+    for (const std::string& name : option.shortNames()) tag += ", " + bold("-" + name);
+    for (const std::string& name : option.longNames()) tag += ", " + bold("--" + name);
     tag.erase(0, 2);
-    if (takesValue(option)) tag += " " + italic(placeholder(option));
+    if (option.takesValue()) tag += " " + italic(placeholder(option));
     return tag;
 }
 
-std::string tagged(const std::vector<const CLI::Option*>& options) {
+std::string tagged(const std::vector<OptionDefinition>& options) {
     std::string text;
-    for (const CLI::Option* option : options) {
-        text += ".TP\n" + tagOf(*option) + "\n" + line(option->get_description());
+    for (const OptionDefinition option : options) {
+        text += ".TP\n" + tagOf(option) + "\n" + line(option.meaning());
     }
     return text;
 }
 
-std::string synopsisOf(const CLI::App& command, const std::string& name) {
+std::string synopsisOf(CommandDefinition command, const std::string& name) {
     std::string text = bold(name) + " [" + italic("OPTIONS") + "]";
-    for (const CLI::Option* operand : operandsOf(command)) text += " " + operandOf(*operand);
-    if (!command.get_subcommands({}).empty()) {
+    for (const OptionDefinition operand : command.operands()) text += " " + operandOf(operand);
+    if (!command.commands().empty()) {
         text += " " + italic("COMMAND") + " [" + italic("ARGUMENTS") + "]";
     }
     return text + "\n";
@@ -143,11 +141,11 @@ Footer readFooter(const std::string& text) {
     return footer;
 }
 
-std::string commandsOf(const CLI::App& program) {
+std::string commandsOf(CommandDefinition program) {
     std::string text = ".SH COMMANDS\n";
-    for (const CLI::App* command : program.get_subcommands({})) {
-        text += ".TP\n" + bold(program.get_name() + "-" + command->get_name()) + "(1)\n" +
-                line(command->get_description());
+    for (const CommandDefinition command : program.commands()) {
+        text += ".TP\n" + bold(program.name() + "-" + command.name()) + "(1)\n" +
+                line(command.meaning());
     }
     return text;
 }
@@ -157,31 +155,32 @@ std::string upperCase(std::string text) {
     return text;
 }
 
-std::string pageOf(const CLI::App& program, const CLI::App& command) {
-    const bool whole = &command == &program;
-    const std::string own = whole ? "" : command.get_name();
-    const std::string name = program.get_name() + (whole ? "" : "-" + own);
-    const Footer footer = readFooter(command.get_footer());
+std::string pageOf(const Parser& parser, CommandDefinition command) {
+    const CommandDefinition program = parser.program();
+    const bool whole = command == program;
+    const std::string own = whole ? "" : command.name();
+    const std::string name = program.name() + (whole ? "" : "-" + own);
+    const Footer footer = readFooter(command.footer());
     std::string page = fmt::format(".TH {} 1 \"\" \"{}\" \"User Commands\"\n",
-                                   escaped(upperCase(name)), escaped(program.version()));
-    page += ".SH NAME\n" + escaped(name) + " \\- " + line(command.get_description());
-    page += ".SH SYNOPSIS\n" + synopsisOf(command, program.get_name() + (whole ? "" : " " + own));
+                                   escaped(upperCase(name)), escaped(parser.version()));
+    page += ".SH NAME\n" + escaped(name) + " \\- " + line(command.meaning());
+    page += ".SH SYNOPSIS\n" + synopsisOf(command, program.name() + (whole ? "" : " " + own));
     if (!footer.description.empty()) page += ".SH DESCRIPTION\n" + footer.description;
     if (whole) page += commandsOf(program);
-    page += ".SH OPTIONS\n" + tagged(operandsOf(command)) + tagged(optionsOf(command));
-    if (!whole)
-        page += ".PP\nThe options of " + bold(program.get_name()) + "(1) may be given, too.\n";
+    page += ".SH OPTIONS\n" + tagged(command.operands()) + tagged(command.options());
+    if (!whole) page += ".PP\nThe options of " + bold(program.name()) + "(1) may be given, too.\n";
     page += footer.examples + footer.exitStatus;
-    if (!whole) page += ".SH \"SEE ALSO\"\n" + bold(program.get_name()) + "(1)\n";
+    if (!whole) page += ".SH \"SEE ALSO\"\n" + bold(program.name()) + "(1)\n";
     return page;
 }
 
 }  // namespace
 
-std::string manPage(const CLI::App& program, const std::string& command) {
-    if (command.empty()) return pageOf(program, program);
-    const CLI::App* found = findCommand(program, command);
-    return found == nullptr ? "" : pageOf(program, *found);
+std::string manPage(const Parser& parser, const std::string& command) {
+    const CommandDefinition program = parser.program();
+    if (command.empty()) return pageOf(parser, program);
+    const auto found = program.findCommand(command);
+    return found ? pageOf(parser, *found) : "";
 }
 
 }  // namespace quillon::cli

@@ -1,12 +1,10 @@
-// Options that every command takes.
+// Options that every command takes, or several.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
-namespace CLI {
-class App;
-class Validator;
-}  // namespace CLI
+#include "cli/parser/parser.hpp"
 
 namespace quillon::cli {
 
@@ -20,9 +18,9 @@ struct CommonOptions {
     int verbosity = 0;       // 1: the extension's log, 2: the requests too
 };
 
-// Of an option's value: a variable of a script that was never set is no value.
-CLI::Validator notEmpty();
+void addCommonOptions(CommandDefinition program, CommonOptions& options);
 
-void addCommonOptions(CLI::App& program, CommonOptions& options);
+// How many members at a time; the default is part of its help.
+void addJobsOption(CommandDefinition command, size_t& jobs, const std::string& theDefault);
 
 }  // namespace quillon::cli

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <charconv>
 #include <ctime>
 
@@ -65,15 +64,16 @@ Result<Time> parseTimeArgument(std::string_view text, Time now) {
                                                text));
 }
 
-CLI::Option* addTimeOption(CLI::App& command, const std::string& name, std::optional<Time>& time,
-                           const std::string& meaning) {
-    const auto take = [&time, name](const std::string& text) {
+OptionDefinition addTimeOption(CommandDefinition command, const std::string& name,
+                               std::optional<Time>& time, const std::string& meaning) {
+    const auto take = [&time](const std::string& text) -> Result<void> {
         const auto now = std::chrono::floor<Time::duration>(std::chrono::system_clock::now());
         const Result<Time> parsed = parseTimeArgument(text, now);
-        if (!parsed) throw CLI::ValidationError(name, parsed.error().sentences.front());
+        if (!parsed) return parsed.error();
         time = *parsed;
+        return {};
     };
-    return command.add_option_function<std::string>(name, take, meaning)->type_name("TIME");
+    return command.addOption(name, take, meaning).typeName("TIME");
 }
 
 }  // namespace quillon::cli

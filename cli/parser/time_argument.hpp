@@ -6,13 +6,9 @@
 #include <string>
 #include <string_view>
 
+#include "cli/parser/parser.hpp"
 #include "client/result.hpp"
 #include "client/time.hpp"
-
-namespace CLI {
-class App;
-class Option;
-}  // namespace CLI
 
 namespace quillon::cli {
 
@@ -22,8 +18,8 @@ namespace quillon::cli {
 Result<Time> parseTimeArgument(std::string_view text, Time now);
 
 // An option that takes such a time. The time must live as long as the command.
-CLI::Option* addTimeOption(CLI::App& command, const std::string& name, std::optional<Time>& time,
-                           const std::string& meaning);
+OptionDefinition addTimeOption(CommandDefinition command, const std::string& name,
+                               std::optional<Time>& time, const std::string& meaning);
 
 inline constexpr auto TIME_HELP =
     "TIME is an age (90s, 30m, 12h, 7d, 2w), a local time (2026-11-24, \"2026-11-24 20:32\") or\n"

@@ -1,6 +1,5 @@
 #include "cli/session/workers.hpp"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <atomic>
 #include <exception>
@@ -17,7 +16,6 @@
 namespace quillon::cli {
 namespace {
 
-constexpr size_t MOST_JOBS = 64;
 constexpr size_t WORTH_A_CONNECTION = 4;  // members
 
 class Workers {
@@ -88,14 +86,6 @@ private:
 };
 
 }  // namespace
-
-void addJobsOption(CLI::App& command, size_t& jobs, const std::string& theDefault) {
-    command
-        .add_option("-j,--jobs", jobs,
-                    "Members at a time, over a connection each; " + theDefault + " if not given")
-        ->type_name("N")
-        ->check(CLI::Range(size_t{1}, MOST_JOBS).description(""));
-}
 
 size_t jobsFor(Session& session, const Address& first, Jobs jobs, std::vector<std::string> places) {
     std::sort(places.begin(), places.end());

@@ -9,16 +9,10 @@
 
 #include "cli/session/session.hpp"
 
-namespace CLI {
-class App;
-}
-
 namespace quillon::cli {
 
 // Most of the time that a small member takes is waiting for answers.
 inline constexpr size_t DEFAULT_JOBS = 16;
-
-void addJobsOption(CLI::App& command, size_t& jobs, const std::string& theDefault);
 
 // How many of the members to do at a time: what the command line says, else the site of the first,
 // else as usual. One when two come to one place, whose names are given, since their order counts

@@ -1,0 +1,300 @@
+#include "cli/parser/parser.hpp"
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <sstream>
+#include <utility>
+
+namespace quillon::cli {
+namespace {
+
+// Behind a word like "[a,b]", which the library would take for a list of two; no word has it.
+constexpr char MARK = '\0';
+
+std::string withoutMark(std::string word) {
+    if (word.ends_with(MARK)) word.pop_back();
+    return word;
+}
+
+std::string withoutCredentials(std::string word) {
+    const size_t scheme = word.find("://");
+    if (scheme == word.npos) return word;
+    const size_t host = scheme + 3;
+    const size_t at = word.substr(host, word.find('/', host) - host).rfind('@');
+    if (at != word.npos) word.erase(host, at + 1);
+    return word;
+}
+
+// What is wrong with a line, for the person who typed it.
+std::string lineProblem(const CLI::App& program, const CLI::Error& problem) {
+    std::vector<std::string> words = program.remaining(true);
+    std::transform(words.begin(), words.end(), words.begin(), withoutMark);
+    std::transform(words.begin(), words.end(), words.begin(), withoutCredentials);
+    if (program.get_subcommands().empty()) {
+        if (words.empty()) return "A command is missing.";
+        return fmt::format("There is no command or option \"{}\".", words.front());
+    }
+    const auto about = static_cast<CLI::ExitCodes>(problem.get_exit_code());
+    const bool ofWords =
+        about == CLI::ExitCodes::ExtrasError || about == CLI::ExitCodes::RequiredError;
+    if (words.empty() || !ofWords) return problem.what();
+    const auto option = std::find_if(words.begin(), words.end(),
+                                     [](const auto& word) { return word.starts_with('-'); });
+    if (option != words.end()) return fmt::format("There is no option \"{}\" here.", *option);
+    return fmt::format("\"{}\" is one word too many.", words.front());
+}
+
+// An operand whose name has dots gets no more.
+class Usage : public CLI::Formatter {
+    std::string make_option_usage(const CLI::Option* operand) const override {
+        const bool dotted = operand->get_name().find("...") != std::string::npos;
+        return dotted ? operand->get_name() : CLI::Formatter::make_option_usage(operand);
+    }
+};
+
+// Without what help would say of the check.
+CLI::Validator silent(CLI::Validator check) {
+    return check.description("");
+}
+
+std::vector<OptionDefinition> optionsOf(CLI::App& app, bool operands) {
+    std::vector<OptionDefinition> found;
+    for (CLI::Option* each : app.get_options()) {
+        if (each->get_positional() == operands) found.emplace_back(each);
+    }
+    return found;
+}
+
+}  // namespace
+
+OptionDefinition OptionDefinition::required(bool isRequired) const {
+    option_->required(isRequired);
+    return *this;
+}
+
+OptionDefinition OptionDefinition::typeName(const std::string& name) const {
+    option_->type_name(name);
+    return *this;
+}
+
+OptionDefinition OptionDefinition::excludes(OptionDefinition other) const {
+    option_->excludes(other.option_);
+    return *this;
+}
+
+OptionDefinition OptionDefinition::notEmpty() const {
+    option_->check([](const std::string& value) {
+        return std::string(value.empty() ? "The value is empty" : "");
+    });
+    return *this;
+}
+
+OptionDefinition OptionDefinition::existingFile() const {
+    option_->check(silent(CLI::ExistingFile));
+    return *this;
+}
+
+OptionDefinition OptionDefinition::existingDirectory() const {
+    option_->check(silent(CLI::ExistingDirectory));
+    return *this;
+}
+
+OptionDefinition OptionDefinition::within(int least, int most) const {
+    option_->check(silent(CLI::Range(least, most)));
+    return *this;
+}
+
+std::string OptionDefinition::name() const {
+    return option_->get_name();
+}
+
+std::vector<std::string> OptionDefinition::longNames() const {
+    return option_->get_lnames();
+}
+
+std::vector<std::string> OptionDefinition::shortNames() const {
+    return option_->get_snames();
+}
+
+std::string OptionDefinition::meaning() const {
+    return option_->get_description();
+}
+
+std::string OptionDefinition::typeText() const {
+    return option_->get_type_name();
+}
+
+bool OptionDefinition::isOperand() const {
+    return option_->get_positional();
+}
+
+bool OptionDefinition::isRequired() const {
+    return option_->get_required();
+}
+
+bool OptionDefinition::takesValue() const {
+    return option_->get_items_expected_max() != 0;
+}
+
+bool OptionDefinition::mayBeRepeated() const {
+    return option_->get_expected_max() == CLI::detail::expected_max_vector_size;
+}
+
+CommandDefinition CommandDefinition::addCommand(const std::string& name,
+                                                const std::string& meaning) const {
+    return CommandDefinition(app_->add_subcommand(name, meaning));
+}
+
+void CommandDefinition::addAlias(const std::string& name) const {
+    app_->alias(name);
+}
+
+void CommandDefinition::setFooter(const std::string& text) const {
+    app_->footer(text);
+}
+
+void CommandDefinition::whenGiven(std::function<void()> action) const {
+    app_->callback(std::move(action));
+}
+
+OptionDefinition CommandDefinition::addOption(const std::string& names, std::string& value,
+                                              const std::string& meaning) const {
+    return OptionDefinition(app_->add_option(names, value, meaning));
+}
+
+OptionDefinition CommandDefinition::addOption(const std::string& names,
+                                              std::vector<std::string>& values,
+                                              const std::string& meaning) const {
+    return OptionDefinition(app_->add_option(names, values, meaning));
+}
+
+OptionDefinition CommandDefinition::addOption(const std::string& names, int& value,
+                                              const std::string& meaning) const {
+    return OptionDefinition(app_->add_option(names, value, meaning));
+}
+
+OptionDefinition CommandDefinition::addOption(const std::string& names, size_t& value,
+                                              const std::string& meaning) const {
+    return OptionDefinition(app_->add_option(names, value, meaning));
+}
+
+OptionDefinition CommandDefinition::addOption(const std::string& names, Taker take,
+                                              const std::string& meaning) const {
+    const auto takeOrThrow = [names, take = std::move(take)](const std::string& text) {
+        const Result<void> taken = take(text);
+        if (!taken) throw CLI::ValidationError(names, taken.error().sentences.front());
+    };
+    return OptionDefinition(app_->add_option_function<std::string>(names, takeOrThrow, meaning));
+}
+
+OptionDefinition CommandDefinition::addFlag(const std::string& names, bool& given,
+                                            const std::string& meaning) const {
+    return OptionDefinition(app_->add_flag(names, given, meaning));
+}
+
+OptionDefinition CommandDefinition::addFlag(const std::string& names, int& count,
+                                            const std::string& meaning) const {
+    return OptionDefinition(app_->add_flag(names, count, meaning));
+}
+
+std::string CommandDefinition::name() const {
+    return app_->get_name();
+}
+
+std::string CommandDefinition::meaning() const {
+    return app_->get_description();
+}
+
+std::string CommandDefinition::footer() const {
+    return app_->get_footer();
+}
+
+std::vector<CommandDefinition> CommandDefinition::commands() const {
+    std::vector<CommandDefinition> found;
+    for (CLI::App* each : app_->get_subcommands({})) found.emplace_back(each);
+    return found;
+}
+
+std::vector<OptionDefinition> CommandDefinition::operands() const {
+    return optionsOf(*app_, true);
+}
+
+std::vector<OptionDefinition> CommandDefinition::options() const {
+    return optionsOf(*app_, false);
+}
+
+std::optional<CommandDefinition> CommandDefinition::findCommand(const std::string& name) const {
+    for (CLI::App* each : app_->get_subcommands({})) {
+        if (each->get_name() == name) return CommandDefinition(each);
+    }
+    return std::nullopt;
+}
+
+std::optional<OptionDefinition> CommandDefinition::findOption(const std::string& name) const {
+    CLI::Option* found = app_->get_option_no_throw(name);
+    return found == nullptr ? std::nullopt : std::optional(OptionDefinition(found));
+}
+
+Parser::Parser(const std::string& name, const std::string& meaning)
+    : app_(std::make_unique<CLI::App>(meaning)) {
+    app_->name(name);
+    app_->formatter(std::make_shared<Usage>());
+}
+
+Parser::~Parser() = default;
+
+void Parser::setVersion(const std::string& text) {
+    app_->set_version_flag("--version", text);
+}
+
+std::string Parser::version() const {
+    return app_->version();
+}
+
+void Parser::requireCommand() {
+    app_->require_subcommand(1);
+}
+
+void Parser::takeOptionsBehindCommand() {
+    app_->fallthrough();
+}
+
+void Parser::ignoreOtherWords() {
+    app_->allow_extras();
+    app_->set_help_flag();
+}
+
+Result<std::string> Parser::parse(std::vector<std::string> words) {
+    for (CLI::App* command : app_->get_subcommands({})) {
+        for (CLI::Option* option : command->get_options()) option->transform(withoutMark);
+    }
+    for (CLI::Option* option : app_->get_options()) option->transform(withoutMark);
+    for (std::string& word : words) {
+        if (word.starts_with('[') && word.ends_with(']')) word += MARK;
+    }
+    std::reverse(words.begin(), words.end());  // as the library takes them
+    try {
+        app_->parse(std::move(words));
+    } catch (const CLI::ParseError& problem) {
+        if (problem.get_exit_code() != static_cast<int>(CLI::ExitCodes::Success))
+            return localError(Kind::usage, lineProblem(*app_, problem));
+        std::ostringstream answer;
+        app_->exit(problem, answer, answer);
+        return answer.str();
+    }
+    return std::string();
+}
+
+std::string Parser::givenCommand() const {
+    const auto commands = app_->get_subcommands();
+    return commands.empty() ? "" : commands.front()->get_name();
+}
+
+std::string Parser::help() const {
+    // App::help() would be that of the command that was given.
+    return app_->get_formatter()->make_help(app_.get(), {}, CLI::AppFormatMode::Normal);
+}
+
+}  // namespace quillon::cli
