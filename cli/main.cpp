@@ -8,6 +8,7 @@
 #include <exception>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -19,6 +20,7 @@
 #include "cli/terminal/interrupt.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
+#include "client/address.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -45,18 +47,16 @@ void describe(Parser& parser, CommonOptions& options) {
         exitCodeHelp());
 }
 
-// Other people see the arguments of a process: credentials in URLs do not stay there.
-void hideCredentials(int argc, char** argv) {
+// Other people see the arguments of a process: what may be credentials does not stay there.
+std::vector<std::string> takeWords(int argc, char** argv) {
+    std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
     for (int i = 1; i < argc; ++i) {
-        char* host = std::strstr(argv[i], "://");
-        if (host == nullptr) continue;
-        host += 3;
-        for (char* at = host + std::strcspn(host, "/"); at > host; --at) {
-            if (at[-1] != '@') continue;
-            std::memset(host, '*', static_cast<size_t>(at - 1 - host));
-            break;
-        }
+        const std::string_view secret = credentialsIn(argv[i]);
+        if (secret.empty()) continue;
+        concealInReports(secret);
+        std::memset(argv[i] + (secret.data() - argv[i]), '*', secret.size());
     }
+    return words;
 }
 
 // A full disk shows when the last bytes are written.
@@ -89,7 +89,7 @@ int runProgram(int argc, char** argv) {
     describe(parser, invocation.common);
     addCommands(parser.program(), invocation);
     addShell(parser.program(), invocation);
-    std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+    std::vector<std::string> words = takeWords(argc, argv);
     if (const auto code = runHidden(parser, words)) {
         return withOutputWritten(*code);
     }
@@ -104,7 +104,6 @@ int runProgram(int argc, char** argv) {
         fmt::print("{}", *answer);
         return withOutputWritten(EXIT_DONE);
     }
-    hideCredentials(argc, argv);
     Session session(invocation.common);
     return withOutputWritten(invocation.run(session));
 }

@@ -14,20 +14,11 @@ namespace {
 
 constexpr std::string_view REFUSED_IN_HOSTS = " \"%<>\\^`{|}?#@:[]";
 constexpr std::string_view ADDRESS_CHARACTERS = "0123456789abcdefABCDEF:.";
-
-// For a message: what may be credentials is left out.
-std::string shown(std::string_view typed) {
-    const size_t scheme = typed.find("://");
-    const size_t start = scheme == std::string_view::npos ? 0 : scheme + 3;
-    const size_t path = typed.find('/', start);
-    const size_t at = typed.substr(0, path).rfind('@');
-    if (at == std::string_view::npos || at < start) return std::string(typed);
-    return std::string(typed.substr(0, start)).append(typed.substr(at + 1));
-}
+constexpr std::string_view SCHEME_CHARACTERS = "abcdefghijklmnopqrstuvwxyz0123456789+-.";
 
 Error refusal(std::string_view typed, std::string_view why) {
     return localError(Kind::usage, fmt::format("\"{}\" is not the URL of a WebDAV server: {}",
-                                               shown(typed), why));
+                                               withoutCredentials(typed), why));
 }
 
 // A name, an IPv4 address, or an IPv6 address in brackets.
@@ -46,6 +37,69 @@ bool portValid(std::string_view port) {
     const bool digits =
         std::all_of(port.begin(), port.end(), [](char c) { return c >= '0' && c <= '9'; });
     return digits && (port.empty() || (port.size() <= 5 && std::stoi(std::string(port)) <= 65535));
+}
+
+struct Parts {
+    std::string scheme;  // in lower case
+    vxhost::Authority authority;
+    std::string_view path;
+};
+
+// Says what is wrong with a text that is no URL; empty: nothing, and it has these parts.
+std::string_view splitUrl(std::string_view typed, Parts& parts) {
+    const vxhost::SpeltUrl spelt = vxhost::splitSpelt(typed);
+    const size_t colon = spelt.root.find("://");
+    parts.scheme = vxhost::lowerCase(spelt.root.substr(0, colon));
+    if (colon == std::string_view::npos || (parts.scheme != "https" && parts.scheme != "http")) {
+        return "it must begin with https:// or http://.";
+    }
+    parts.authority = vxhost::splitAuthority(spelt.root.substr(colon + 3));
+    parts.path = spelt.path;
+    const bool pathFollows = spelt.path.empty() || spelt.path.front() == '/';
+    if (!pathFollows || !hostValid(parts.authority.host)) return "it names no host.";
+    if (!portValid(parts.authority.port)) return "its port is no number up to 65535.";
+    return {};
+}
+
+// How much of a word says that an option's value follows: "--proxy=", "-u".
+size_t optionLength(std::string_view word) {
+    if (!word.starts_with('-')) return 0;
+    if (!word.starts_with("--")) return std::min<size_t>(word.size(), 2);
+    return word.find('=') + 1;
+}
+
+// How much of a text was meant as a scheme, with the slashes behind it, however many.
+size_t schemeLength(std::string_view text) {
+    const size_t colon = text.find(':');
+    if (colon == std::string_view::npos) return 0;
+    const std::string scheme = vxhost::lowerCase(text.substr(0, colon));
+    const bool known = scheme == "http" || scheme == "https";
+    const bool any = text.substr(colon).starts_with("://") &&
+                     scheme.find_first_not_of(SCHEME_CHARACTERS) == std::string::npos;
+    if (!known && !any) return 0;
+    return std::min(text.find_first_not_of("/\\", colon + 1), text.size());
+}
+
+// Behind the last "@", be it escaped; 0: there is none.
+size_t endOfUserinfo(std::string_view text) {
+    if (const size_t at = text.rfind('@'); at != std::string_view::npos) return at + 1;
+    const size_t escaped = text.rfind("%40");
+    return escaped == std::string_view::npos ? 0 : escaped + 3;
+}
+
+// In a text that is no URL. A slash in a password ends the host, a missing scheme hides the user,
+// a missing "@" makes the password a port: rather too much is taken for credentials.
+std::string_view suspectedCredentials(std::string_view text) {
+    text.remove_prefix(optionLength(text));
+    const size_t scheme = schemeLength(text);
+    text.remove_prefix(scheme);
+    const size_t colon = text.find(':');
+    const bool hasColon = colon != std::string_view::npos;
+    if (const size_t end = endOfUserinfo(text); end > 0) {
+        const bool password = scheme > 0 || colon < end || text.find("%3") < end;
+        return password ? text.substr(0, end) : std::string_view();
+    }
+    return scheme > 0 && hasColon ? text.substr(colon + 1) : std::string_view();
 }
 
 // "%2E" is a dot (RFC 3986, 6.2.2.2), and so a segment of them is a dot segment.
@@ -67,18 +121,27 @@ std::string sendablePath(std::string_view root, std::string_view typedPath) {
 
 }  // namespace
 
-Result<Address> Address::parse(std::string_view typed) {
-    const vxhost::SpeltUrl spelt = vxhost::splitSpelt(typed);
-    const size_t colon = spelt.root.find("://");
-    const std::string scheme = vxhost::lowerCase(spelt.root.substr(0, colon));
-    if (colon == std::string_view::npos || (scheme != "https" && scheme != "http")) {
-        return refusal(typed, "it must begin with https:// or http://.");
-    }
-    const vxhost::Authority authority = vxhost::splitAuthority(spelt.root.substr(colon + 3));
-    const bool pathFollows = spelt.path.empty() || spelt.path.front() == '/';
-    if (!pathFollows || !hostValid(authority.host)) return refusal(typed, "it names no host.");
-    if (!portValid(authority.port)) return refusal(typed, "its port is no number up to 65535.");
+std::string_view credentialsIn(std::string_view typed) {
+    Parts parts;
+    if (!splitUrl(typed, parts).empty()) return suspectedCredentials(typed);
+    const auto userinfo = parts.authority.userinfo;
+    return userinfo ? std::string_view(userinfo->data(), userinfo->size() + 1) : std::string_view();
+}
 
+std::string withoutCredentials(std::string_view typed) {
+    const std::string_view found = credentialsIn(typed);
+    if (found.empty()) return std::string(typed);
+    const auto begin = static_cast<size_t>(found.data() - typed.data());
+    return fmt::format("{}***{}{}", typed.substr(0, begin), found.ends_with('@') ? "@" : "",
+                       typed.substr(begin + found.size()));
+}
+
+Result<Address> Address::parse(std::string_view typed) {
+    Parts parts;
+    if (const auto problem = splitUrl(typed, parts); !problem.empty()) {
+        return refusal(typed, problem);
+    }
+    const vxhost::Authority& authority = parts.authority;
     Address address;
     if (authority.userinfo) {
         const size_t end = std::min(authority.userinfo->find(':'), authority.userinfo->size());
@@ -89,9 +152,9 @@ Result<Address> Address::parse(std::string_view typed) {
         address.password_ = Secret(password);
         wipe(password);
     }
-    std::string root = fmt::format("{}://{}", scheme, vxhost::lowerCase(authority.host));
+    std::string root = fmt::format("{}://{}", parts.scheme, vxhost::lowerCase(authority.host));
     if (!authority.port.empty()) root.append(":").append(authority.port);
-    const std::string path = sendablePath(root, spelt.path);
+    const std::string path = sendablePath(root, parts.path);
     const size_t segment = path.rfind('/') + 1;
     address.collection_ = root + path.substr(0, segment);
     address.segment_ = path.substr(segment);

@@ -14,6 +14,15 @@
 
 namespace quillon {
 
+// What is or may be credentials in a word that a person typed, with the "@" behind them; empty:
+// nothing. Of a URL that is well formed it is what stands before the host. A word that is none may
+// be meant as one, with or without its scheme, or be an option with one; then it is rather too much
+// than too little. A view into the word, so that it can be wiped there.
+std::string_view credentialsIn(std::string_view typed);
+
+// The word as it may be shown: "***" in their place.
+std::string withoutCredentials(std::string_view typed);
+
 class Address {
 public:
     // Credentials before the host ("user:password@") are taken out of the URL; a caller that still

@@ -80,7 +80,7 @@ void takeOptions(Site& site, const CommonOptions& options) {
     if (options.timeoutSeconds > 0) site.timeoutSeconds = options.timeoutSeconds;
     if (!options.caFile.empty()) site.caFile = std::filesystem::absolute(options.caFile);
     if (options.insecure) complain("--insecure is not stored; give it each time");
-    if (options.proxy.find('@') == std::string::npos) {
+    if (credentialsIn(options.proxy).empty()) {
         if (!options.proxy.empty()) site.proxy = options.proxy;
     } else {
         complain("the proxy is not stored since its URL has credentials; give it each time");

@@ -18,6 +18,14 @@
 namespace quillon::cli {
 namespace {
 
+// Credentials are not for a file.
+bool mayBeRemembered(std::string_view line) {
+    const Result<std::vector<std::string>> words = splitWords(line);
+    return words && !words->empty() && std::ranges::all_of(*words, [](const std::string& word) {
+        return credentialsIn(word).empty();
+    });
+}
+
 class Shell {
 public:
     Shell(Session& session, Address start) : session_(session), start_(std::move(start)) {
@@ -54,7 +62,7 @@ std::string Shell::prompt() const {
 
 int Shell::run() {
     const auto lines = makeLineReader([this](std::string_view line) { return complete(line); },
-                                      [this] { session_.renewLocks(); });
+                                      mayBeRemembered, [this] { session_.renewLocks(); });
     int code = EXIT_DONE;
     while (!done_) {
         const std::optional<std::string> line = lines->next(prompt());
@@ -88,6 +96,7 @@ int Shell::runWords(std::vector<std::string> words) {
     parser.requireCommand();
     addCommands(parser.program(), invocation);
     addOwn(parser, invocation);
+    for (const std::string& word : words) concealInReports(credentialsIn(word));
     const Result<std::string> answer = parser.parse(std::move(words));
     if (!answer) {
         complain(answer.error().sentences.front());

@@ -18,20 +18,10 @@ std::string withoutMark(std::string word) {
     return word;
 }
 
-std::string withoutCredentials(std::string word) {
-    const size_t scheme = word.find("://");
-    if (scheme == word.npos) return word;
-    const size_t host = scheme + 3;
-    const size_t at = word.substr(host, word.find('/', host) - host).rfind('@');
-    if (at != word.npos) word.erase(host, at + 1);
-    return word;
-}
-
 // What is wrong with a line, for the person who typed it.
 std::string lineProblem(const CLI::App& program, const CLI::Error& problem) {
     std::vector<std::string> words = program.remaining(true);
     std::transform(words.begin(), words.end(), words.begin(), withoutMark);
-    std::transform(words.begin(), words.end(), words.begin(), withoutCredentials);
     if (program.get_subcommands().empty()) {
         if (words.empty()) return "A command is missing.";
         return fmt::format("There is no command or option \"{}\".", words.front());

@@ -18,7 +18,9 @@ Address rootOf(Address collection) {
 }  // namespace
 
 Result<Address> resolveShellPath(const Address& base, std::string_view typed) {
-    if (typed.find("://") != std::string_view::npos) return Address::parse(typed);
+    const bool isUrl = typed.find("://") != std::string_view::npos || typed.starts_with("http:") ||
+                       typed.starts_with("https:");
+    if (isUrl) return Address::parse(typed);
     Address at = typed.starts_with('/') ? rootOf(base) : base;
     while (!typed.empty()) {
         const size_t slash = typed.find('/');

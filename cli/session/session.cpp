@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "cli/terminal/interrupt.hpp"
+#include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
 
 namespace quillon::cli {
@@ -16,7 +17,7 @@ constexpr int LOG_OPERATIONS = 2;
 constexpr size_t MOST_KEPT = 8;  // open collections
 
 void logToStderr(int, std::string_view channel, std::string_view text) {
-    fmt::print(stderr, "[{}] {}\n", channel, harmless(text));
+    fmt::print(stderr, "[{}] {}\n", channel, harmless(concealed(std::string(text))));
 }
 
 ExtensionOptions extensionOptions(const CommonOptions& options, Progress& progress) {

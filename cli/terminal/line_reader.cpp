@@ -40,17 +40,11 @@ fs::path historyFile() {
     return fs::path(home) / ".local" / "state" / "quillon" / "history";
 }
 
-// Credentials in a URL are not for a file.
-bool mayBeRemembered(std::string_view line) {
-    const size_t scheme = line.find("://");
-    return !line.empty() &&
-           (scheme == std::string_view::npos || line.find('@', scheme) == std::string_view::npos);
-}
-
 class TerminalReader : public LineReader {
 public:
-    TerminalReader(Completer completer, std::function<void()> eachSecond)
+    TerminalReader(Completer completer, LineCheck mayBeRemembered, std::function<void()> eachSecond)
         : completer_(std::move(completer)),
+          mayBeRemembered_(std::move(mayBeRemembered)),
           eachSecond_(std::move(eachSecond)),
           history_(history_init(), history_end),
           edit_(el_init("quillon", stdin, stdout, stderr), el_end),
@@ -86,7 +80,7 @@ public:
         std::string line(typed, static_cast<size_t>(count));
         while (line.ends_with('\n') || line.ends_with('\r')) line.pop_back();
         HistEvent event;
-        if (mayBeRemembered(line)) history(history_.get(), &event, H_ENTER, line.c_str());
+        if (mayBeRemembered_(line)) history(history_.get(), &event, H_ENTER, line.c_str());
         return line;
     }
 
@@ -154,6 +148,7 @@ private:
     }
 
     Completer completer_;
+    LineCheck mayBeRemembered_;
     std::function<void()> eachSecond_;
     std::unique_ptr<History, decltype(&history_end)> history_;
     std::unique_ptr<EditLine, decltype(&el_end)> edit_;
@@ -163,9 +158,12 @@ private:
 
 }  // namespace
 
-std::unique_ptr<LineReader> makeLineReader(Completer completer, std::function<void()> eachSecond) {
-    if (isTerminal(stdin))
-        return std::make_unique<TerminalReader>(std::move(completer), std::move(eachSecond));
+std::unique_ptr<LineReader> makeLineReader(Completer completer, LineCheck mayBeRemembered,
+                                           std::function<void()> eachSecond) {
+    if (isTerminal(stdin)) {
+        return std::make_unique<TerminalReader>(std::move(completer), std::move(mayBeRemembered),
+                                                std::move(eachSecond));
+    }
     return std::make_unique<FileReader>();
 }
 

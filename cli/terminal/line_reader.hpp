@@ -26,7 +26,11 @@ struct Completion {
 };
 using Completer = std::function<Completion(std::string_view line)>;
 
-// eachSecond: called about so often while a person has not typed anything.
-std::unique_ptr<LineReader> makeLineReader(Completer completer, std::function<void()> eachSecond);
+using LineCheck = std::function<bool(std::string_view line)>;
+
+// Lines that may be remembered go into the history, which is a file. eachSecond: called about so
+// often while a person has not typed anything.
+std::unique_ptr<LineReader> makeLineReader(Completer completer, LineCheck mayBeRemembered,
+                                           std::function<void()> eachSecond);
 
 }  // namespace quillon::cli

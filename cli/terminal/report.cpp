@@ -2,20 +2,32 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "cli/terminal/terminal.hpp"
+#include "client/secret.hpp"
 
 namespace quillon::cli {
 namespace {
 
 thread_local std::string* reports = nullptr;  // null: they are printed
 
+std::vector<Secret>& typedCredentials() {
+    static std::vector<Secret> all;
+    return all;
+}
+
 void say(const std::string& lines) {
     if (reports == nullptr) return printReports(lines);
     *reports += lines;
+}
+
+std::string shown(std::string text) {
+    return harmless(concealed(std::move(text)));
 }
 
 // The option of this program that helps; empty: none.
@@ -33,8 +45,8 @@ ExitCode report(std::string_view attempt, std::string_view url, const Error& err
         complain(fmt::format("interrupted: could not {}{}{}", attempt, target, url));
         return EXIT_INTERRUPTED;
     }
-    std::string text = harmless(fmt::format("quillon: cannot {}{}{}:", attempt, target, url));
-    for (const std::string& sentence : error.sentences) text += "\n  " + harmless(sentence);
+    std::string text = shown(fmt::format("quillon: cannot {}{}{}:", attempt, target, url));
+    for (const std::string& sentence : error.sentences) text += "\n  " + shown(sentence);
     if (const auto option = remedy(error.code); !option.empty())
         text += fmt::format("\n  {}", option);
     say(text + "\n");
@@ -42,7 +54,25 @@ ExitCode report(std::string_view attempt, std::string_view url, const Error& err
 }
 
 void complain(std::string_view sentence) {
-    say(fmt::format("quillon: {}\n", harmless(sentence)));
+    say(fmt::format("quillon: {}\n", shown(std::string(sentence))));
+}
+
+void concealInReports(std::string_view credentials) {
+    std::vector<Secret>& known = typedCredentials();
+    const bool isKnown = std::ranges::any_of(
+        known, [&](const Secret& secret) { return secret.view() == credentials; });
+    if (!credentials.empty() && !isKnown) known.emplace_back(credentials);
+}
+
+std::string concealed(std::string text) {
+    for (const Secret& secret : typedCredentials()) {
+        const std::string_view mask = secret.view().ends_with('@') ? "***@" : "***";
+        for (size_t at = 0; (at = text.find(secret.view(), at)) != std::string::npos;) {
+            text.replace(at, secret.size(), mask);
+            at += mask.size();
+        }
+    }
+    return text;
 }
 
 ReportsInto::ReportsInto(std::string& text) : before_(std::exchange(reports, &text)) {}

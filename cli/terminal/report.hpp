@@ -17,6 +17,12 @@ ExitCode report(std::string_view attempt, std::string_view url, const Error& err
 // One line that begins with "quillon: ".
 void complain(std::string_view sentence);
 
+// What a person typed as credentials appears in no report and no log from now on; an empty text
+// is none. Before other threads report.
+void concealInReports(std::string_view credentials);
+// The text with "***" in their places.
+std::string concealed(std::string text);
+
 // While it lives, what this thread reports goes into the text instead.
 class ReportsInto {
 public:
