@@ -10,6 +10,8 @@
 namespace quillon {
 namespace {
 
+static_assert(static_cast<vx::Status>(Code::storedPasswordRefused) == vxhost::ENCODING_REFUSED);
+static_assert(static_cast<vx::Status>(Code::noKey) == vxhost::ENCODING_NO_KEY);
 static_assert(static_cast<vx::Status>(Code::untrusted) == vxhost::WEBLNK_TLS_REFUSED);
 static_assert(static_cast<vx::Status>(Code::timedOut) == vxhost::WEBLNK_TIMED_OUT);
 

@@ -53,8 +53,18 @@ enum class Code : uint32_t {
     deleteRefused = 0x81FFC81B,
     deleteNotAllowed = 0x81FFC81C,
     deleteConflict = 0x81FFC81D,
+    storedPasswordRefused = 0x813FC110,  // altered, or of another key
+    noKey = 0x813FC112,                  // of the stored passwords
     untrusted = 0x80FFD004,  // the server's certificate
     timedOut = 0x80FFD005,
+};
+
+// A lock that is on the server and in the person's way.
+struct StrayLock {
+    std::string url;
+    std::string token;   // as the server says it: any text
+    bool taken = false;  // by the operation that failed; else it may be one of an earlier run
+    bool operator==(const StrayLock&) const = default;
 };
 
 struct Error {
@@ -62,6 +72,7 @@ struct Error {
     Code code = Code::success;           // success: a failure that never reached the extension
     int httpStatus = 0;                  // of the last answer; 0: none came, or none was asked for
     std::vector<std::string> sentences;  // for a person, in order; never empty
+    std::vector<StrayLock> locks{};      // that the person may take off, by unlock
 };
 
 // A failure on this side, in one sentence.

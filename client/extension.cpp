@@ -23,6 +23,8 @@ vxhost::Settings settingsFrom(ExtensionOptions& options) {
         };
     }
     settings.exchanged = &hear;
+    settings.strayLock = &noteStrayLock;
+    settings.passwordInClear = std::move(options.passwordInClear);
     return settings;
 }
 

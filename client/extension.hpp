@@ -29,6 +29,8 @@ struct ExtensionOptions {
     int logThreshold = 0;                            // 0: nothing is logged
     LogSink log;                                     // of the whole process, when it is given
     ProgressSink progress;
+    // Told when a password went to that origin as it is, over http. From any thread that works.
+    std::function<void(std::string_view origin)> passwordInClear;
     // Once true, the running request ends and no new one begins but for the UNLOCKs that give back
     // what is held. Null: never.
     const std::atomic<bool>* interrupted = nullptr;

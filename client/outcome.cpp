@@ -82,6 +82,12 @@ void hear(const vxhost::Exchange& exchange) {
     if (exchange.httpStatus >= 300) heard().refusal = exchange.httpStatus;
 }
 
+void noteStrayLock(const vxhost::StrayLock& lock) {
+    StrayLock stray{std::string(lock.url), std::string(lock.token), lock.taken};
+    std::vector<StrayLock>& known = heard().locks;
+    if (std::ranges::count(known, stray) == 0) known.push_back(std::move(stray));
+}
+
 std::string detailOf(Status cause) {
     const vxhost::LastFailure& latest = vxhost::lastFailure();
     const bool tells = latest.status == cause && kindOf(static_cast<Code>(cause), 0) == Kind::local;
@@ -104,6 +110,7 @@ Error failure(Status status, vxhost::UserJournal& journal) {
     error.kind = kindOf(error.code, error.httpStatus);
     error.sentences = sentencesOf(journal, status, last.refusal, detailOf(cause),
                                   explanation(cause, last.refusal));
+    error.locks = last.locks;
     return error;
 }
 

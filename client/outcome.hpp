@@ -2,6 +2,8 @@
 // or the machine beneath it said is heard from the requests themselves, as they end.
 #pragma once
 
+#include <vector>
+
 #include "client/error.hpp"
 #include "client/result.hpp"
 #include "host/status.h"
@@ -14,9 +16,11 @@ namespace quillon {
 struct Heard {
     vx::Status failure = vx::VX_SUCCESS;  // of the latest request without a complete answer
     int refusal = 0;                      // the latest HTTP status that is none of 2xx
+    std::vector<StrayLock> locks;
 };
 
 void hear(const vxhost::Exchange& exchange);
+void noteStrayLock(const vxhost::StrayLock& lock);
 
 // Begins an operation: forgets what was heard and written before. HTTP clients hold on to the
 // journal, so it lives as long as the record that is made with it.

@@ -7,6 +7,7 @@
 #include "cli/commands/change.hpp"
 #include "cli/commands/command.hpp"
 #include "cli/terminal/foreground.hpp"
+#include "cli/terminal/format.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
 
@@ -59,10 +60,19 @@ int keepLock(Session& session, const Address& address) {
     if (session.base) {
         session.keepLocked(address, *member);
         fmt::print("{} is locked until you unlock it or leave\n", forOutput(address.name()));
-    } else {
-        fmt::print("{}\n", (*member)->lockToken());
-        (*member)->abandonLock();
+        return EXIT_DONE;
     }
+    const std::string token = (*member)->lockToken();
+    if (!tokenShowable(token)) {  // nobody could name it to unlock
+        const Result<void> unlocked = (*member)->unlock();
+        return report("lock", address.url(),
+                      unlocked ? localError(Kind::network,
+                                            "The server's lock token is not a URI, so the lock was "
+                                            "given back.")
+                               : unlocked.error());
+    }
+    fmt::print("{}\n", token);
+    (*member)->abandonLock();
     return EXIT_DONE;
 }
 

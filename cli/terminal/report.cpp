@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "cli/terminal/format.hpp"
 #include "cli/terminal/terminal.hpp"
 #include "client/secret.hpp"
 
@@ -30,11 +31,22 @@ std::string shown(std::string text) {
     return harmless(concealed(std::move(text)));
 }
 
-// The option of this program that helps; empty: none.
+// The option or command of this program that helps; empty: none.
 std::string_view remedy(Code code) {
     if (code == Code::untrusted) return "Use --ca-file for that.";
     if (code == Code::timedOut) return "Use --timeout for that.";
+    if (code == Code::storedPasswordRefused || code == Code::noKey) return "Use login for that.";
     return {};
+}
+
+std::string unlockAdvice(const StrayLock& lock) {
+    if (!tokenShowable(lock.token)) {
+        return "Its token cannot be shown, so it stays until it runs out or the server's "
+               "administrator takes it off.";
+    }
+    return fmt::format("{}: quillon unlock {} --token {}",
+                       lock.taken ? "To unlock it" : "If it is yours and was left over",
+                       shellWord(lock.url), shellWord(lock.token));
 }
 
 }  // namespace
@@ -49,6 +61,7 @@ ExitCode report(std::string_view attempt, std::string_view url, const Error& err
     for (const std::string& sentence : error.sentences) text += "\n  " + shown(sentence);
     if (const auto option = remedy(error.code); !option.empty())
         text += fmt::format("\n  {}", option);
+    for (const StrayLock& lock : error.locks) text += "\n  " + shown(unlockAdvice(lock));
     say(text + "\n");
     return exitCode(error.kind);
 }

@@ -23,6 +23,14 @@ struct Exchange {
     int32_t httpStatus;  // -1 when no answer came
 };
 
+// A lock on the server that the person may have to take off. The journal tells of it, too; how to
+// take it off is for the program to say.
+struct StrayLock {
+    std::string_view url;
+    std::string_view token;  // as the server says it: any text
+    bool taken;              // by this process; else it may be one of the person's earlier ones
+};
+
 struct Settings {
     std::string caFile;     // PEM file of trusted authorities; empty: the system's trust store
     bool insecure = false;  // accept any certificate
@@ -35,6 +43,9 @@ struct Settings {
     const std::atomic<bool>* interrupted = nullptr;
     std::function<void(const Progress&)> progress;   // called from inside a transfer; may be empty
     std::function<void(const Exchange&)> exchanged;  // told at each request's end; may be empty
+    std::function<void(const StrayLock&)> strayLock;  // may be empty
+    // Told when the user's password went to that origin as it is, over http; may be empty.
+    std::function<void(std::string_view origin)> passwordInClear;
 
     std::string cacheRoot;  // parent of cache directories; empty: the person's cache directory
 };

@@ -126,13 +126,12 @@ constexpr StatusText texts[] = {
      "in UTF-8."},
     {ENCODING_REFUSED,
      "The stored password was altered, or was stored with another key or by another program. "
-     "Store it anew with \"quillon login\"."},
+     "Store it anew."},
     {ENCODING_KEY_EXPOSED,
      "Others can read or replace the key of your stored passwords, so it is not used. Make it "
      "yours alone (mode 0600); if others may have seen it, change your passwords too."},
     {ENCODING_NO_KEY,
-     "The key of your stored passwords is missing or damaged. Store the passwords anew with "
-     "\"quillon login\"."},
+     "The key of your stored passwords is missing or damaged. Store the passwords anew."},
 };
 
 }  // namespace

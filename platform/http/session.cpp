@@ -82,6 +82,7 @@ Answer Session::send(const Target& target, const Request& request) {
         if (request.upload) request.upload->rewind();
         answer = transfer(target, request);
     }
+    tellPasswordInClear();
     // After a refusal curl would take every later challenge for another one.
     if (answer.status == 401) {
         forget();
@@ -103,10 +104,25 @@ Answer Session::transfer(const Target& target, const Request& request) {
     return Transfer(easy, multi_.get(), target, request).run();
 }
 
+// By a 401 that came before the answer.
+long Session::offeredSchemes() const {
+    long offered = 0;
+    curl_easy_getinfo(easy_.get(), CURLINFO_HTTPAUTH_AVAIL, &offered);
+    return offered;
+}
+
+// Of Basic and Digest curl has chosen the better one.
+void Session::tellPasswordInClear() const {
+    const long offered = offeredSchemes();
+    const bool basic = (offered & static_cast<long>(CURLAUTH_BASIC)) != 0 &&
+                       (offered & static_cast<long>(CURLAUTH_DIGEST)) == 0;
+    const bool clear = basic && !credentials_->user.empty() && origin_.starts_with("http://");
+    if (clear && settings_.passwordInClear) settings_.passwordInClear(origin_);
+}
+
 void Session::learnScheme() {
     if (scheme_ != AuthScheme::UNKNOWN || credentials_->user.empty()) return;
-    long offered = 0;  // by a 401 that came before the answer
-    curl_easy_getinfo(easy_.get(), CURLINFO_HTTPAUTH_AVAIL, &offered);
+    const long offered = offeredSchemes();
     if (offered & static_cast<long>(CURLAUTH_DIGEST)) {
         scheme_ = AuthScheme::DIGEST;
     } else if (offered & static_cast<long>(CURLAUTH_BASIC)) {

@@ -37,6 +37,8 @@ private:
     void forget();  // connections and what is known of the server
     Answer transfer(const Target& target, const Request& request);
     void learnScheme();
+    long offeredSchemes() const;
+    void tellPasswordInClear() const;
 
     const Settings& settings_;
     std::unique_ptr<CURLM, MultiCleanup> multi_;  // keeps the connections, so it goes last

@@ -57,12 +57,11 @@ std::string until(const ActiveLock& lock) {
     return fmt::format(", until {:%Y-%m-%d %H:%M:%S} unless it is renewed", local);
 }
 
-// A program that was killed cannot give its lock back: the person who has its name is told how.
-std::string wayOut(const Target& target, const ActiveLock& lock) {
+// A program that was killed cannot give its lock back: the person who has its name may.
+void tellIfLeftOver(const Target& target, const ActiveLock& lock) {
     const char* user = target.credentials->user.get();
-    if (user == nullptr || lock.token.empty() || !lock.owner.ends_with(user)) return {};
-    return fmt::format(" If it is yours and was left over: quillon unlock {} --token {}",
-                       target.url, lock.token);
+    if (user == nullptr || lock.token.empty() || !lock.owner.ends_with(user)) return;
+    if (target.settings.strayLock) target.settings.strayLock({target.url, lock.token, false});
 }
 
 }  // namespace
@@ -99,8 +98,8 @@ void tellHolder(const Target& target, vx::Journal* journal, const Answer& refusa
         for (const auto& lock : locks) {
             const std::string owner = lock.owner.empty() ? "someone" : lock.owner;
             journalSentence(journal, vx::JOURNAL_FAILURE,
-                            fmt::format("{}: Locked by {}{}.{}", target.url, owner, until(lock),
-                                        wayOut(target, lock)));
+                            fmt::format("{}: Locked by {}{}.", target.url, owner, until(lock)));
+            tellIfLeftOver(target, lock);
         }
         return vx::VX_SUCCESS;
     });

@@ -92,12 +92,12 @@ Request unlockRequest(const Target& target, const std::string& token) {
     return request;
 }
 
-void tellLockLeft(vx::Journal* journal, const std::string& url, const std::string& token,
+void tellLockLeft(const Target& target, vx::Journal* journal, std::string_view token,
                   std::string_view why) {
     if (why.ends_with('.')) why.remove_suffix(1);
     journalSentence(journal, vx::JOURNAL_FAILURE,
-                    fmt::format("{} stays locked ({}). To unlock it: quillon unlock {} --token {}",
-                                url, why, url, token));
+                    fmt::format("{} stays locked ({}).", target.url, why));
+    if (target.settings.strayLock) target.settings.strayLock({target.url, token, true});
 }
 
 bool mayHaveArrived(Status failure) {
@@ -112,7 +112,7 @@ void tellLocksOf(const Target& target, const std::string& owner, vx::Journal* jo
         for (const auto& lock :
              parseActiveLocks(askProperty(target, "lockdiscovery", true).multistatus)) {
             if (lock.token.empty() || (!lock.owner.empty() && lock.owner != owner)) continue;
-            tellLockLeft(journal, target.url, lock.token, "the answer to LOCK was lost");
+            tellLockLeft(target, journal, lock.token, "the answer to LOCK was lost");
         }
         return vx::VX_SUCCESS;
     });
@@ -208,11 +208,11 @@ void HeldLock::unlock(int32_t& status) {
     try {
         status = exchange(*target, unlockRequest(*target, token)).status;
     } catch (const Failure& failure) {
-        tellLockLeft(target->journal, target->url, token, failure.what());
+        tellLockLeft(*target, target->journal, token, failure.what());
         throw;
     }
     if (!isSuccess(status) && mayStillBeHeld(*this, status)) {
-        tellLockLeft(target->journal, target->url, token,
+        tellLockLeft(*target, target->journal, token,
                      fmt::format("the server answered {}", status));
     }
 }

@@ -45,6 +45,12 @@ Driven::Driven(std::string itsUser, std::string itsPassword)
     std::signal(SIGPIPE, SIG_IGN);  // OpenSSL writes to a peer that is gone
     settings.interrupted = &interrupted;
     settings.stallTimeout = std::chrono::seconds(5);
+    settings.strayLock = [this](const StrayLock& lock) {
+        journal.write(vx::JOURNAL_NOTE, fmt::format("a lock of {}: {} {}",
+                                                    lock.taken ? "ours" : "earlier", lock.url,
+                                                    lock.token));
+    };
+    settings.passwordInClear = [this](std::string_view origin) { passwordsInClear += origin; };
     weblnk.reset(reinterpret_cast<vx::Weblnk*>(createWeblnk(settings)));
     context.reset(weblnk->CreateHttpContext(weblnk.get(), nullptr, 0));
 }

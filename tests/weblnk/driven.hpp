@@ -55,6 +55,7 @@ struct Driven {
     std::atomic<bool> interrupted = false;
     vxhost::UserJournal journal;
     std::string url, user, password, proxy;
+    std::string passwordsInClear;  // the origins that got one
     uint8_t clientOption = 0;
     std::unique_ptr<vx::Weblnk, Unloader> weblnk;
     Owned<vx::HttpContext> context;

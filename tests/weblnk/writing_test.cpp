@@ -222,7 +222,7 @@ TEST(WeblnkLock, whoHoldsItIsTold) {
     const Answer timed = Answer::xml(423, lockAnswer("Second-60"));
     const std::string told = "URL/a: Locked by ada & co, until it is given back.\n",
                       today = "until 2",
-                      leftOver = "left over: quillon unlock URL/a --token urn:t:1";
+                      leftOver = "a lock of earlier: URL/a urn:t:1\n";
     const auto removingAsCo = [](Driven& driven) {
         driven.user = "co";
         return driven.at(driven.url).remove();
@@ -246,7 +246,7 @@ TEST(WeblnkLock, aLockWhoseAnswerWasLostIsNamed) {
         const Answer found = Answer::xml(207, lockAnswer("Infinite", "urn:t:9", owner));
         const std::string told =
             check({locking, {Answer().dropped(), found}, "-1", requests, "the connection"});
-        EXPECT_EQ(told.find("unlock URL/a --token urn:t:9") != told.npos, named) << told;
+        EXPECT_EQ(told.find("a lock of ours: URL/a urn:t:9\n") != told.npos, named) << told;
     }
 }
 
@@ -260,13 +260,13 @@ TEST(WeblnkLock, aLockThatIsLeftIsNamed) {
     const Answer same = Answer::xml(207, lockAnswer("Infinite", "urn:t:9"));
     const Answer another = Answer::xml(207, lockAnswer("Infinite", "urn:another"));
     const std::string unlock = "UNLOCK /a <urn:t:9> ", again = ", UNLOCK /a <urn:t:9> 204";
-    const std::string looked = "403, PROPFIND /a 0 207", command = "unlock URL/a --token urn:t:9";
+    const std::string looked = "403, PROPFIND /a 0 207", stays = "a lock of ours: URL/a urn:t:9\n";
     checkAll({
         {run, {done}, "204, 204", unlock + "204" + again},
         {run, {Answer(409), done}, "409, 204", unlock + "409" + again},
-        {run, {Answer(403), same, done}, "403, 204", unlock + looked + again, command},
+        {run, {Answer(403), same, done}, "403, 204", unlock + looked + again, stays},
         {run, {Answer(403), another, done}, "403, 204", unlock + looked + again},
-        {run, {Answer().dropped(), done}, "CUT_OFF, 204", unlock + "0" + again, command},
+        {run, {Answer().dropped(), done}, "CUT_OFF, 204", unlock + "0" + again, stays},
     });
 }
 
