@@ -42,6 +42,7 @@ std::string settingOf(const Site& site, const SiteKey& key) {
     if (const auto* text = std::get_if<std::string Site::*>(&key.field)) {
         return (site.**text).empty() ? "" : quoted(site.**text);
     }
+    if (const auto* flag = std::get_if<bool Site::*>(&key.field)) return site.**flag ? "true" : "";
     const int number = site.*std::get<int Site::*>(key.field);
     return number == 0 ? "" : std::to_string(number);
 }
@@ -49,14 +50,16 @@ std::string settingOf(const Site& site, const SiteKey& key) {
 void assign(toml::table& table, const Site& site, const SiteKey& key) {
     if (const auto* text = std::get_if<std::string Site::*>(&key.field)) {
         table.insert_or_assign(key.name, site.**text);
+    } else if (const auto* flag = std::get_if<bool Site::*>(&key.field)) {
+        table.insert_or_assign(key.name, site.**flag);
     } else {
         table.insert_or_assign(key.name, site.*std::get<int Site::*>(key.field));
     }
 }
 
-// Of texts and numbers, which is what settings are.
+// Of texts, numbers and flags, which is what settings are.
 bool sameValue(const toml::node& a, const toml::node& b) {
-    return a.value<std::string>() == b.value<std::string>() &&
+    return a.value<bool>() == b.value<bool>() && a.value<std::string>() == b.value<std::string>() &&
            a.value<int64_t>() == b.value<int64_t>();
 }
 

@@ -14,7 +14,7 @@ inline constexpr std::string_view SITES_TABLE = "sites";
 
 struct SiteKey {
     std::string_view name;
-    std::variant<std::string Site::*, int Site::*> field;
+    std::variant<std::string Site::*, int Site::*, bool Site::*> field;
     int most = 0;  // of a number, which is at least 1
 };
 
@@ -22,7 +22,7 @@ inline constexpr std::array siteKeys{
     SiteKey{"url", &Site::url},           SiteKey{"user", &Site::user},
     SiteKey{"password", &Site::password}, SiteKey{"proxy", &Site::proxy},
     SiteKey{"ca-file", &Site::caFile},    SiteKey{"timeout", &Site::timeoutSeconds, 86'400},
-    SiteKey{"jobs", &Site::jobs, 64},
+    SiteKey{"jobs", &Site::jobs, 64},     SiteKey{"insecure-basic", &Site::insecureBasic},
 };
 
 }  // namespace quillon::cli

@@ -28,6 +28,12 @@ std::optional<std::string> take(const SiteKey& key, const toml::node& value, Sit
         site.** text = given->get();
         return std::nullopt;
     }
+    if (const auto* flag = std::get_if<bool Site::*>(&key.field)) {
+        const auto* given = value.as_boolean();
+        if (given == nullptr) return fmt::format("{} must be true or false", key.name);
+        site.** flag = given->get();
+        return std::nullopt;
+    }
     const auto* given = value.as_integer();
     if (given == nullptr || given->get() < 1 || given->get() > key.most) {
         return fmt::format("{} must be a number from 1 to {}", key.name, key.most);

@@ -8,6 +8,7 @@
 //     ca-file = "work.pem"
 //     timeout = 30                            # seconds
 //     jobs = 4                                # members at a time
+//     insecure-basic = true                   # passwords may go over http without a warning
 //
 // Other tables and keys are the person's own and left alone.
 #pragma once
@@ -30,6 +31,7 @@ struct Site {
     std::string caFile{};
     int timeoutSeconds = 0;
     int jobs = 0;
+    bool insecureBasic = false;
 };
 
 // Two characters or more of A-Z, a-z, 0-9, "-", "_" and ".", none of the URL schemes: what stands

@@ -14,8 +14,9 @@ struct CommonOptions {
     std::string proxy;
     std::string caFile;
     bool insecure = false;
-    int timeoutSeconds = 0;  // 0: the defaults
-    int verbosity = 0;       // 1: the extension's log, 2: the requests too
+    bool insecureBasic = false;  // a site's: no warning of passwords that go over http
+    int timeoutSeconds = 0;      // 0: the defaults
+    int verbosity = 0;           // 1: the extension's log, 2: the requests too
 };
 
 void addCommonOptions(CommandDefinition program, CommonOptions& options);

@@ -1,6 +1,8 @@
 #include "cli/session/session.hpp"
 
+#include <arpa/inet.h>
 #include <fmt/format.h>
+#include <netinet/in.h>
 
 #include <cstdio>
 
@@ -18,6 +20,15 @@ constexpr size_t MOST_KEPT = 8;  // open collections
 
 void logToStderr(int, std::string_view channel, std::string_view text) {
     fmt::print(stderr, "[{}] {}\n", channel, harmless(concealed(std::string(text))));
+}
+
+// 127.0.0.0/8, ::1 or localhost: nobody else is on the way.
+bool isThisMachine(const std::string& host) {
+    in_addr four{};
+    in6_addr six{};
+    if (inet_pton(AF_INET, host.c_str(), &four) == 1) return ntohl(four.s_addr) >> 24 == 127;
+    if (inet_pton(AF_INET6, host.c_str(), &six) == 1) return IN6_IS_ADDR_LOOPBACK(&six);
+    return host == "localhost";
 }
 
 ExtensionOptions extensionOptions(const CommonOptions& options, Progress& progress) {
@@ -70,12 +81,27 @@ Result<Extension> Session::extension(const Address& address) {
 
 Result<Extension> Session::extension(const CommonOptions& options) {
     const std::string key =
-        fmt::format("{}\n{}\n{}", options.caFile, options.insecure, options.timeoutSeconds);
+        fmt::format("{}\n{}\n{}\n{}", options.caFile, options.insecure,
+                    options.timeoutSeconds, options.insecureBasic);
     const std::lock_guard lock(mutex_);
     if (const auto found = extensions_.find(key); found != extensions_.end()) return found->second;
-    Result<Extension> loaded = Extension::load(extensionOptions(options, progress_));
+    ExtensionOptions wanted = extensionOptions(options, progress_);
+    if (!options.insecureBasic) {
+        wanted.passwordInClear = [this](std::string_view origin) { warnOfClearPassword(origin); };
+    }
+    Result<Extension> loaded = Extension::load(std::move(wanted));
     if (loaded) extensions_.emplace(key, *loaded);
     return loaded;
+}
+
+void Session::warnOfClearPassword(std::string_view origin) {
+    const Result<Address> server = Address::parse(origin);
+    if (!server || isThisMachine(server->host()) || warned_.exchange(true)) return;
+    progress_.hide();
+    complain(fmt::format("{} gets your password unprotected: anybody on the way there can read "
+                         "it. Use https:// if the server has it; a site with insecure-basic = true "
+                         "is not told of.",
+                         origin));
 }
 
 std::deque<Session::Kept>& Session::keptOfThisThread() {

@@ -2,12 +2,14 @@
 // does to several URLs.
 #pragma once
 
+#include <atomic>
 #include <deque>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -73,6 +75,7 @@ public:
     Progress& progress() { return progress_; }
 
 private:
+    void warnOfClearPassword(std::string_view origin);  // once a run, and of another machine
     Result<Login> findLogin(const Address& address);
     Result<Login> askAgain(const Address& address);
 
@@ -80,6 +83,7 @@ private:
     Sites sites_;
     Credentials credentials_;
     Progress progress_;
+    std::atomic<bool> warned_ = false;  // of a password in clear
     std::map<std::string, Extension> extensions_;  // by the options that make them differ
 
     struct Kept {

@@ -93,6 +93,7 @@ std::string identityOf(const Address& address) {
 CommonOptions withDefaultsOf(const Site& site, CommonOptions options) {
     if (options.user.empty()) options.user = site.user;
     if (options.proxy.empty()) options.proxy = site.proxy;
+    options.insecureBasic = site.insecureBasic;
     if (options.timeoutSeconds == 0) options.timeoutSeconds = site.timeoutSeconds;
     if (options.caFile.empty() && !site.caFile.empty()) {
         options.caFile = configFile().parent_path() / site.caFile;
