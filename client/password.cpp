@@ -16,6 +16,23 @@ constexpr size_t capacityFor(size_t passwordBytes) {
     return passwordBytes * 2 + 256;
 }
 
+bool comesBack(std::string_view encoded, const Secret& password) {
+    const Result<Secret> again = decodePassword(encoded);
+    return again && again->view() == password.view();
+}
+
+// What an encoded text would be taken for when it is read again.
+bool looksEncoded(vx::Status failure, const Secret& password) {
+    return password.view().starts_with('{') &&
+           (failure == vxhost::ENCODING_REFUSED || failure == vxhost::ENCODING_NO_KEY);
+}
+
+Error beginsLikeEncoded() {
+    return localError(Kind::usage,
+                      "The password begins like an encoded one, so it cannot be stored. Give it "
+                      "each time, or choose another.");
+}
+
 }  // namespace
 
 Result<std::string> encodePassword(const Extension& extension, const Secret& password) {
@@ -31,12 +48,16 @@ Result<std::string> encodePassword(const Extension& extension, const Secret& pas
     begin(journal);
     const vx::Status status =
         extension.state()->operations().quillonPasswordEncrypt(extension.state()->handle(), &parms);
+    if (looksEncoded(status, password)) return beginsLikeEncoded();
     if (status != vx::VX_SUCCESS) return failure(status, journal);
     if (length == 0) {
         return localError(Kind::usage, "A password of blanks alone cannot be stored.");
     }
     encoded.resize(length);
-    return encoded;
+    if (comesBack(encoded, password)) return encoded;
+    wipe(encoded);
+    if (password.view().starts_with('{')) return beginsLikeEncoded();
+    return localError(Kind::local, "The password did not come back as it was given.");
 }
 
 Result<Secret> decodePassword(std::string_view stored) {

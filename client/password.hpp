@@ -9,9 +9,9 @@
 
 namespace quillon {
 
-// Through the extension's own operation, which makes the key when there is none. What is encoded
-// already comes back as it is, and so does a text that begins with "{cfg". Fails with Kind::usage
-// for blanks alone, which have no encoded form.
+// Through the extension's own operation, which makes the key when there is none; decodePassword
+// gives the password back. Fails with Kind::usage for blanks alone, which have no encoded form, and
+// for what begins like an encoded text and would be taken for one.
 Result<std::string> encodePassword(const Extension& extension, const Secret& password);
 
 // The reverse; it needs no extension, only the key. A text that was altered, that another program

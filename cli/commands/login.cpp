@@ -58,23 +58,6 @@ Result<Login> acceptedLogin(Session& session, const CommonOptions& options,
     return login;
 }
 
-// An encoded text counts as what it encodes, so a password that looks like one would be another
-// when it is read again.
-Result<std::string> encodedFaithfully(const Extension& extension, const Secret& password) {
-    Result<std::string> encoded = encodePassword(extension, password);
-    if (encoded) {
-        const Result<Secret> again = decodePassword(*encoded);
-        if (again && again->view() == password.view()) return encoded;
-    }
-    if (password.view().starts_with('{')) {
-        return localError(Kind::usage,
-                          "The password begins like an encoded one, so it cannot be stored. Give "
-                          "it each time, or choose another.");
-    }
-    if (!encoded) return encoded;
-    return localError(Kind::local, "The password did not come back as it was given.");
-}
-
 // Command-line options become the site's own, but no password in clear does.
 void takeOptions(Site& site, const CommonOptions& options) {
     if (options.timeoutSeconds > 0) site.timeoutSeconds = options.timeoutSeconds;
@@ -93,7 +76,7 @@ Result<void> store(Session& session, Site site, const CommonOptions& options, co
     if (!login.password.empty()) {
         const Result<Extension> extension = session.extension(options);
         if (!extension) return extension.error();
-        Result<std::string> encoded = encodedFaithfully(*extension, login.password);
+        Result<std::string> encoded = encodePassword(*extension, login.password);
         if (!encoded) return std::move(encoded).error();
         site.password = std::move(*encoded);
     }

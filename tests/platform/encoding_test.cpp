@@ -46,7 +46,9 @@ TEST_F(encoding, texts_are_told_apart_by_their_tags) {
     const std::pair<Text, Coded> rows[] = {
         {U"", {0, U""}},
         {U"{ze", {0, U"{ze"}},
-        {U"{cfg}abc", {0, U"{cfg}abc"}},
+        {U"{cfgabc", {0, U"{cfgabc"}},
+        {U"{CFG}abc", refused},
+        {U"{cfgenc}", refused},
         {U" {base64}eA==", {0, U" {base64}eA=="}},
         {U"{BASE64}w6R4", {0, U"\u00E4x"}},
         {U"{base64}", {0, U""}},

@@ -18,8 +18,9 @@
 namespace vxhost {
 namespace {
 
-constexpr std::string_view foreignTag = "{zeb";
 constexpr std::string_view base64Tag = "{base64}";
+// Beginnings of what other programs encode; nothing here can open it.
+constexpr std::string_view foreignTags[] = {"{zeb", "{cfgenc}", "{cfg}"};
 
 const std::filesystem::path& keyFile(void* context) {
     return static_cast<EncodingContext*>(context)->keyFile;
@@ -36,7 +37,8 @@ bool hasTag(std::u32string_view text, std::string_view tag) {
 }
 
 bool isTagged(std::u32string_view text) {
-    return hasTag(text, foreignTag) || hasTag(text, base64Tag);
+    return hasTag(text, base64Tag) ||
+           std::ranges::any_of(foreignTags, [&](auto tag) { return hasTag(text, tag); });
 }
 
 // The UTF-8 of a text that may be a secret, without a copy elsewhere.

@@ -6,8 +6,9 @@
 // Decoding tells texts apart by their beginning:
 //   - our tag, or "{base64}" (any case) and the base64 of UTF-8 text: decoded, and refused with
 //     ENCODING_REFUSED when anything in them is not as it must be;
-//   - another tag that begins with "{zeb": ENCODING_REFUSED, it belongs to another program's key;
-//   - anything else, "{cfg}" and "{cfgenc}" among it, is a clear text, and left unchanged.
+//   - another tag that begins with "{zeb", "{cfg}" or "{cfgenc}": ENCODING_REFUSED, another program
+//     encoded it. The extension would hand such a text out as it stands, clear as it may be;
+//   - anything else is a clear text, and left unchanged.
 // ENCODING_KEY_EXPOSED and ENCODING_NO_KEY come from key.hpp.
 #pragma once
 
