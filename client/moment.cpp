@@ -10,7 +10,9 @@
 namespace quillon {
 namespace {
 
-constexpr double LAST_YEAR = 2.6e11;  // seconds; beyond the year 9999 either way
+// RFC 3339 has four digits for a year.
+constexpr double FIRST_SECOND = -62'167'219'200;  // of the year 0
+constexpr double END_OF_YEARS = 253'402'300'800;  // of the year 10000
 
 // What a local date-time exceeds GMT by, now: the zone value of the host's date-time service.
 double zoneSeconds() {
@@ -23,8 +25,11 @@ double zoneSeconds() {
 }  // namespace
 
 std::optional<Time> timeOf(double seconds) {
-    if (!(std::fabs(seconds) < LAST_YEAR)) return std::nullopt;
-    return Time(std::chrono::milliseconds(std::llround(seconds * 1000)));
+    const double milliseconds = std::round(seconds * 1000);
+    const bool shown =
+        milliseconds >= FIRST_SECOND * 1000 && milliseconds < END_OF_YEARS * 1000;
+    if (!shown) return std::nullopt;
+    return Time(std::chrono::milliseconds(static_cast<int64_t>(milliseconds)));
 }
 
 double localReference(Time time) {

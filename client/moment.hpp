@@ -7,7 +7,7 @@
 
 namespace quillon {
 
-// Nothing for a NaN, and for what no calendar shows.
+// Nothing for a NaN, and outside the years 0 to 9999, which RFC 3339 has no words for.
 std::optional<Time> timeOf(double seconds);
 
 // The reference of delete and rename: the same moment on the local scale that those take. Never 0,

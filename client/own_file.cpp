@@ -52,6 +52,7 @@ Result<std::optional<OwnText>> readOwnFile(const fs::path& path) {
     return caught([&]() -> Result<std::optional<OwnText>> {
         std::error_code none;
         if (!fs::exists(path, none) && !none) return std::optional<OwnText>();
+        vxhost::checkOwnDirectory(path.parent_path());
         const vxhost::Descriptor file(path, O_RDONLY);
         struct stat entry {};
         if (fstat(file.number(), &entry) != 0) vxhost::throwSystemFailure(errno, path);

@@ -1,13 +1,32 @@
 #include "cli/session/password_file.hpp"
 
+#include <fmt/format.h>
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 
+#include "cli/terminal/format.hpp"
 #include "cli/terminal/interrupt.hpp"
+#include "cli/terminal/report.hpp"
 
 namespace quillon::cli {
+
+namespace {
+
+// A pipe or a terminal is no place where others find it.
+void tellIfReadByOthers(std::FILE* file, const std::string& path) {
+    struct stat entry {};
+    if (fstat(fileno(file), &entry) != 0 || !S_ISREG(entry.st_mode)) return;
+    if ((entry.st_mode & 044) == 0) return;
+    const std::string shown = path == "-" ? "the standard input" : path;
+    complain(fmt::format("others can read {}, which holds a password{}", shown,
+                         path == "-" ? "" : fmt::format(": chmod 600 {}", shellWord(path))));
+}
+
+}  // namespace
 
 Result<Secret> readPasswordFile(const std::string& path) {
     using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
@@ -17,6 +36,7 @@ Result<Secret> readPasswordFile(const std::string& path) {
         return localError(Kind::local, "Cannot read the password file " + path + ": " +
                                            std::strerror(errno) + ".");
     }
+    tellIfReadByOthers(file, path);
     std::setvbuf(file, nullptr, _IONBF, 0);  // no copy in a buffer of the library's
     Secret line;
     for (int byte = std::fgetc(file); byte != EOF && byte != '\n'; byte = std::fgetc(file)) {

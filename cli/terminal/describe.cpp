@@ -1,6 +1,7 @@
 #include "cli/terminal/describe.hpp"
 
 #include "cli/terminal/format.hpp"
+#include "cli/terminal/terminal.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -30,7 +31,7 @@ Json describe(const std::string& name, const std::string& url, const Properties&
 }
 
 std::string jsonText(const Json& value) {
-    return value.dump(-1, ' ', false, Json::error_handler_t::replace);
+    return jsonForOutput(value.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
 }  // namespace quillon::cli

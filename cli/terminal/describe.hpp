@@ -15,7 +15,8 @@ using Json = nlohmann::ordered_json;
 Json describe(const Entry& entry);
 Json describe(const std::string& name, const std::string& url, const Properties& properties);
 
-// One line; bytes that are no UTF-8 appear as U+FFFD.
+// One line; bytes that are no UTF-8 appear as U+FFFD, and on a terminal what could steer it as an
+// escape.
 std::string jsonText(const Json& value);
 
 }  // namespace quillon::cli

@@ -1,5 +1,6 @@
 #include "cli/terminal/format.hpp"
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -77,13 +78,8 @@ std::string longDate(std::optional<Time> time) {
 std::string rfc3339(Time time) {
     const auto whole = std::chrono::floor<std::chrono::seconds>(time);
     const auto milliseconds = (time - whole).count();
-    const std::time_t seconds = whole.time_since_epoch().count();
-    std::tm parts{};
-    gmtime_r(&seconds, &parts);
-    std::array<char, 32> text{};
-    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &parts);
-    if (milliseconds == 0) return fmt::format("{}Z", text.data());
-    return fmt::format("{}.{:03}Z", text.data(), milliseconds);
+    const std::string text = fmt::format("{:%FT%T}", fmt::gmtime(whole.time_since_epoch().count()));
+    return milliseconds == 0 ? text + "Z" : fmt::format("{}.{:03}Z", text, milliseconds);
 }
 
 }  // namespace quillon::cli

@@ -48,6 +48,32 @@ bool showable(const Character& character) {
            !turnsDirection(character.value) && wcwidth(character.value) >= 0;
 }
 
+// The text, but what cannot be shown is left to escape.
+template <class Escape>
+std::string withEscapes(std::string_view text, Escape&& escape) {
+    std::string safe;
+    safe.reserve(text.size());
+    for (;;) {
+        const size_t plain = plainPrefix(text);
+        safe += text.substr(0, plain);
+        text.remove_prefix(plain);
+        if (text.empty()) return safe;
+        const Character character = firstCharacter(text);
+        const std::string_view bytes = text.substr(0, character.bytes);
+        if (showable(character)) {
+            safe += bytes;
+        } else {
+            escape(safe, character, bytes);
+        }
+        text.remove_prefix(character.bytes);
+    }
+}
+
+bool onTerminal() {
+    static const bool output = isTerminal(stdout);
+    return output;
+}
+
 }  // namespace
 
 void prepareLocale() {
@@ -81,30 +107,31 @@ size_t terminalWidth() {
 }
 
 std::string harmless(std::string_view text) {
-    std::string safe;
-    safe.reserve(text.size());
-    for (;;) {
-        const size_t plain = plainPrefix(text);
-        safe += text.substr(0, plain);
-        text.remove_prefix(plain);
-        if (text.empty()) return safe;
-        const Character character = firstCharacter(text);
-        const std::string_view bytes = text.substr(0, character.bytes);
-        if (showable(character)) {
-            safe += bytes;
-        } else {
-            for (const char byte : bytes) {
-                fmt::format_to(std::back_inserter(safe), "\\x{:02X}",
-                               static_cast<unsigned char>(byte));
-            }
+    return withEscapes(text, [](std::string& to, const Character&, std::string_view bytes) {
+        for (const char byte : bytes) {
+            fmt::format_to(std::back_inserter(to), "\\x{:02X}", static_cast<unsigned char>(byte));
         }
-        text.remove_prefix(character.bytes);
-    }
+    });
 }
 
 std::string forOutput(std::string_view text) {
-    static const bool onTerminal = isTerminal(stdout);
-    return onTerminal ? harmless(text) : std::string(text);
+    return onTerminal() ? harmless(text) : std::string(text);
+}
+
+std::string harmlessJson(std::string_view json) {
+    return withEscapes(json, [](std::string& to, const Character& character, std::string_view) {
+        const auto code = static_cast<uint32_t>(character.value);
+        if (code < 0x10000) {
+            fmt::format_to(std::back_inserter(to), "\\u{:04X}", code);
+        } else {  // a surrogate pair (RFC 8259, 7)
+            fmt::format_to(std::back_inserter(to), "\\u{:04X}\\u{:04X}",
+                           0xD7C0 + (code >> 10), 0xDC00 + (code & 0x3FF));
+        }
+    });
+}
+
+std::string jsonForOutput(std::string_view json) {
+    return onTerminal() ? harmlessJson(json) : std::string(json);
 }
 
 size_t displayWidth(std::string_view text) {

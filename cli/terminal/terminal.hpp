@@ -28,6 +28,10 @@ std::string harmless(std::string_view text);
 // Harmless on a terminal; as it stands otherwise, for other programs to read.
 std::string forOutput(std::string_view text);
 
+// The same of JSON in one line, where "\u001B" and a surrogate pair stand for such characters.
+std::string harmlessJson(std::string_view json);
+std::string jsonForOutput(std::string_view json);
+
 size_t displayWidth(std::string_view text);  // of harmless text, in columns
 
 // Keys compare, byte by byte, as the locale orders their texts for people: made once for each

@@ -33,6 +33,17 @@ fs::path ownDirectory(const char* variable, const char* fallback) {
     return base / "quillon";
 }
 
+void makeMissing(const fs::path& directory) {
+    if (mkdir(directory.c_str(), 0700) == 0) return;
+    if (errno == ENOENT && directory.has_parent_path() && directory.parent_path() != directory) {
+        makeMissing(directory.parent_path());
+        if (mkdir(directory.c_str(), 0700) == 0) return;
+    }
+    const int error = errno;  // EEXIST also when another process was faster, and for a file
+    if (error == EEXIST && fs::is_directory(directory)) return;
+    throwSystemFailure(error, "Cannot make the directory " + directory.string());
+}
+
 }  // namespace
 
 fs::path cacheHome() {
@@ -44,14 +55,26 @@ fs::path configHome() {
 }
 
 void makePrivateDirectories(const fs::path& directory) {
-    if (mkdir(directory.c_str(), 0700) == 0) return;
-    if (errno == ENOENT && directory.has_parent_path() && directory.parent_path() != directory) {
-        makePrivateDirectories(directory.parent_path());
-        if (mkdir(directory.c_str(), 0700) == 0) return;
+    makeMissing(directory);
+    checkOwnDirectory(directory);
+}
+
+void checkOwnDirectory(const fs::path& directory) {
+    struct stat entry {};
+    if (stat(directory.c_str(), &entry) != 0) {
+        if (errno == ENOENT) return;
+        throwSystemFailure(errno, directory);
     }
-    const int error = errno;  // EEXIST also when another process was faster, and for a file
-    if (error == EEXIST && fs::is_directory(directory)) return;
-    throwSystemFailure(error, "Cannot make the directory " + directory.string());
+    if (entry.st_uid != geteuid()) {
+        throw Failure(FSBOX_DENIED, "The directory " + directory.string() +
+                                        " is not your own, so it is not used. Make it yours, or "
+                                        "move it away");
+    }
+    if ((entry.st_mode & 022) != 0) {
+        throw Failure(FSBOX_DENIED, "Others can change the directory " + directory.string() +
+                                        ", so it is not used. Look through it, then take that "
+                                        "right away (chmod go-w)");
+    }
 }
 
 }  // namespace vxhost

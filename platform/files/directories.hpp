@@ -8,7 +8,11 @@ namespace vxhost {
 std::filesystem::path cacheHome();   // $XDG_CACHE_HOME/quillon, else ~/.cache/quillon
 std::filesystem::path configHome();  // $XDG_CONFIG_HOME/quillon, else ~/.config/quillon
 
-// Makes what is missing of the path, mode 0700 each. Throws a Failure.
+// Makes what is missing of the path, mode 0700 each, and checks the directory. Throws a Failure.
 void makePrivateDirectories(const std::filesystem::path& directory);
+
+// Throws a Failure when the directory is there and, links followed, is another's or one that others
+// can write: they could put files of theirs in the place of ours.
+void checkOwnDirectory(const std::filesystem::path& directory);
 
 }  // namespace vxhost

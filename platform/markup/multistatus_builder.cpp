@@ -1,6 +1,8 @@
 #include "platform/markup/multistatus_builder.hpp"
 
 #include <algorithm>
+#include <charconv>
+#include <system_error>
 
 #include "platform/base/ascii.hpp"
 #include "platform/base/status.hpp"
@@ -18,6 +20,13 @@ bool isSuccess(std::string_view status) {
     status = trim(status);
     const size_t blank = status.find(' ');
     return status.empty() || (blank != status.npos && trim(status.substr(blank)).starts_with('2'));
+}
+
+// The extension's arithmetic has 64 bits.
+bool isTooLarge(std::string_view size) {
+    uint64_t number = 0;
+    const auto result = std::from_chars(size.data(), size.data() + size.size(), number);
+    return result.ec == std::errc::result_out_of_range;
 }
 
 }  // namespace
@@ -197,6 +206,7 @@ vx::Node* MultistatusBuilder::makePropstat() {
         const std::string_view raw = kept_.values[i];
         const auto value = i == displayName ? raw : trim(raw);
         if (value.empty() || (i == displayName && repeatsName(value))) continue;
+        if (i == contentLength && isTooLarge(value)) continue;
         properties = sharer_.element(names[i], sharer_.text(value), properties);
     }
     return sharer_.element(U"propstat", sharer_.element(U"prop", properties, nullptr), nullptr);

@@ -19,7 +19,8 @@ namespace vxhost {
 //   - one propstat with one prop, which holds what the response's propstats of status 2xx say of
 //     displayname, getcontentlength, getlastmodified, creationdate and resourcetype (only for a
 //     collection); empty when there is none of 2xx: the member exists, and tells nothing.
-// Values lose the blanks around them, displayname excepted; an empty one is left out.
+// Values lose the blanks around them, displayname excepted; an empty one is left out, and so is a
+// size of more than 64 bits.
 // A response of no propstat but a status of its own other than 2xx (RFC 4918, 14.24) is skipped,
 // unless nothing else would be left: it speaks of a member that cannot be read, and must not cost
 // the listing of the others. A response with neither stays, without propstat.

@@ -128,11 +128,53 @@ TEST_F(Faults, whereNobodyAnswers) {
 
 TEST_F(Faults, credentialsOfAUrlDoNotStayAmongTheArguments) {
     server.on("GET", "/c/file", Answer(200, "content").stalledAfter(3));
-    support::RunningProcess program(command({"get", "http://ann:secret@" + url.substr(7)}));
+    const std::string typed = "http://ann:secret@" + url.substr(7);
+    support::RunningProcess program(command({"--password-file=u:secret@file", "get", typed}));
     ASSERT_TRUE(support::eventually([&] { return answered("GET") == 1; }));
     const auto arguments = support::readFile("/proc/" + std::to_string(program.pid()) + "/cmdline");
     EXPECT_NE(arguments.find("c/file"), std::string::npos);
     EXPECT_EQ(arguments.find("secret"), std::string::npos);
+}
+
+TEST_F(Faults, credentialsOfACommandLineAreNotShown) {
+    for (const std::string typed : {"http://ann:se/secret@h/x", "http:/ann:secret@h/",
+                                    "ann:a secret@h/", "http://ann:secret"}) {
+        const std::vector<Arguments> lines{{"ls", typed},
+                                           {typed},
+                                           {"ls", url, typed},
+                                           {"ls", "--timeout", typed, url},
+                                           {"ls", "--proxy=" + typed, url},
+                                           {"ls", "--password-file", typed, "-uann", url},
+                                           {"put", typed, url},
+                                           {"get", url, "-o" + typed + "/a"},
+                                           {"login", typed},
+                                           {"logout", typed},
+                                           {"lock", url, "--", typed},
+                                           {"mv", url, typed}};
+        for (const Arguments& line : lines) {
+            SCOPED_TRACE(testing::PrintToString(line));
+            const support::Outcome outcome = quillon(line);
+            EXPECT_NE(outcome.exitCode, 0);
+            EXPECT_EQ(outcome.errors.find("secret"), std::string::npos) << outcome.errors;
+        }
+        const std::string told = quillon({"shell", collection}, "ls '" + typed + "'\n").errors;
+        EXPECT_EQ(told.find("secret"), std::string::npos) << told;
+    }
+}
+
+TEST_F(Faults, aLockTokenIsOneWordOfACommandOrNotShown) {
+    server.on("UNLOCK", "/c/*", Answer(500));
+    const std::pair<std::string, std::string> rows[] = {
+        {"x;touch$IFS'y'", R"(unlock )" + url + R"( --token 'x;touch$IFS'\''y'\''')"},
+        {"x`touch`", "Its token cannot be shown"},
+        {"--force", "Its token cannot be shown"}};
+    for (const auto& [token, told] : rows) {
+        server.on("LOCK", "/c/*", Answer(200).with("Lock-Token", "<" + token + ">"));
+        expect({{{"put", "a", url}, 7, told}});
+    }
+    server.on("UNLOCK", "/c/*", Answer(204));
+    expect({{{"lock", url}, 7, "given back"}});
+    nothingStays();
 }
 
 TEST_F(Faults, whatCannotBeWrittenIsNoSuccessAndNoCrash) {

@@ -1,12 +1,14 @@
 // What is shown to people: names, sizes, dates, columns.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdlib>
 #include <ctime>
 
 #include "cli/terminal/format.hpp"
 #include "cli/terminal/table.hpp"
 #include "cli/terminal/terminal.hpp"
+#include "client/moment.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -20,6 +22,8 @@ TEST(Output, whatCouldMoveTheCursorIsWrittenOut) {
         {"a\xE2\x80\xAE z\xFF\xC3", "a\\xE2\\x80\\xAE z\\xFF\\xC3"},
     };
     for (const auto& [name, shown] : rows) EXPECT_EQ(harmless(name), shown);
+    EXPECT_EQ(harmlessJson("\"\xC3\xBC\x7F\xC2\x9B\xE2\x80\xAE\xF3\xA0\x80\x81\""),
+              "\"\xC3\xBC\\u007F\\u009B\\u202E\\uDB40\\uDC01\"");
 }
 
 TEST(Output, columnsAreAlignedByWhatIsSeen) {
@@ -35,6 +39,15 @@ TEST(Output, columnsAreAlignedByWhatIsSeen) {
     EXPECT_EQ(inColumns(names, 0), "a\nbb\n\xE6\x97\xA5\nd\ne\n");
 }
 
+TEST(Output, whatIsPastedIntoAShellIsOneWord) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"https://h/a%20b", "https://h/a%20b"}, {"", "''"}, {"a;b's", "'a;b'\\''s'"}};
+    for (const auto& [text, word] : rows) EXPECT_EQ(shellWord(text), word);
+    for (const char* token : {"", "x y", "-x", "x{", "x\xC3\xBC", "x\"", "x`y`"})
+        EXPECT_FALSE(tokenShowable(token)) << token;
+    EXPECT_TRUE(tokenShowable("urn:uuid:a;b$(c)'"));
+}
+
 TEST(Output, sizesAndDates) {
     const std::pair<uint64_t, const char*> rows[] = {
         {1023, "1023 B"},       {1024, "1.0 KiB"},          {1'048'524, "1023.9 KiB"},
@@ -46,6 +59,10 @@ TEST(Output, sizesAndDates) {
     EXPECT_EQ(localDate(time), "2023-11-15 00:13");
     EXPECT_EQ(rfc3339(time), "2023-11-14T22:13:20.250Z");
     EXPECT_EQ(rfc3339(Time{std::chrono::milliseconds(-500)}), "1969-12-31T23:59:59.500Z");
+    EXPECT_EQ(rfc3339(Time{std::chrono::seconds(-62'167'219'200)}), "0000-01-01T00:00:00Z");
+    for (const double seconds : {-62'167'219'200.1, 253'402'300'800., 1e300, NAN})
+        EXPECT_FALSE(timeOf(seconds)) << seconds;
+    EXPECT_EQ(rfc3339(*timeOf(253'402'300'799.)), "9999-12-31T23:59:59Z");
 }
 
 }  // namespace

@@ -101,6 +101,7 @@ TEST(Multistatus, keepsWhatIsRead) {
          "displayname(\" n \") getcontentlength(\"1\") getlastmodified(\"M\") creationdate(\"D\") "
          "resourcetype(collection)"},
         {begin + "<getcontentlength>2</getcontentlength>" + size + ok, one},
+        {begin + "<getcontentlength>18446744073709551616</getcontentlength>" + ok, ""},
         {begin + "<resourcetype> </resourcetype><displayname>a</displayname>" + ok, ""},
         {begin + "<displayname>/a</displayname>" + ok, "displayname(\"/a\")"},
         {begin +

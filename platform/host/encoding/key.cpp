@@ -36,6 +36,7 @@ void createKey(const fs::path& file) {
 }  // namespace
 
 Secret loadKey(const fs::path& path) {
+    checkOwnDirectory(path.parent_path());
     struct stat entry {};
     if (lstat(path.c_str(), &entry) != 0 && errno == ENOENT) {
         throw Failure(ENCODING_NO_KEY, path.string() + " does not exist");
