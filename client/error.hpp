@@ -55,7 +55,7 @@ enum class Code : uint32_t {
     deleteConflict = 0x81FFC81D,
     storedPasswordRefused = 0x813FC110,  // altered, or of another key
     noKey = 0x813FC112,                  // of the stored passwords
-    untrusted = 0x80FFD004,  // the server's certificate
+    untrusted = 0x80FFD004,              // the server's certificate
     timedOut = 0x80FFD005,
 };
 

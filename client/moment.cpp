@@ -26,8 +26,7 @@ double zoneSeconds() {
 
 std::optional<Time> timeOf(double seconds) {
     const double milliseconds = std::round(seconds * 1000);
-    const bool shown =
-        milliseconds >= FIRST_SECOND * 1000 && milliseconds < END_OF_YEARS * 1000;
+    const bool shown = milliseconds >= FIRST_SECOND * 1000 && milliseconds < END_OF_YEARS * 1000;
     if (!shown) return std::nullopt;
     return Time(std::chrono::milliseconds(static_cast<int64_t>(milliseconds)));
 }

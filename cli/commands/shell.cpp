@@ -22,8 +22,8 @@ namespace {
 bool mayBeRemembered(std::string_view line) {
     const Result<std::vector<std::string>> words = splitWords(line);
     return words && !words->empty() && std::ranges::all_of(*words, [](const std::string& word) {
-        return credentialsIn(word).empty();
-    });
+               return credentialsIn(word).empty();
+           });
 }
 
 class Shell {

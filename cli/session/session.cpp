@@ -80,9 +80,8 @@ Result<Extension> Session::extension(const Address& address) {
 }
 
 Result<Extension> Session::extension(const CommonOptions& options) {
-    const std::string key =
-        fmt::format("{}\n{}\n{}\n{}", options.caFile, options.insecure,
-                    options.timeoutSeconds, options.insecureBasic);
+    const std::string key = fmt::format("{}\n{}\n{}\n{}", options.caFile, options.insecure,
+                                        options.timeoutSeconds, options.insecureBasic);
     const std::lock_guard lock(mutex_);
     if (const auto found = extensions_.find(key); found != extensions_.end()) return found->second;
     ExtensionOptions wanted = extensionOptions(options, progress_);
@@ -98,10 +97,11 @@ void Session::warnOfClearPassword(std::string_view origin) {
     const Result<Address> server = Address::parse(origin);
     if (!server || isThisMachine(server->host()) || warned_.exchange(true)) return;
     progress_.hide();
-    complain(fmt::format("{} gets your password unprotected: anybody on the way there can read "
-                         "it. Use https:// if the server has it; a site with insecure-basic = true "
-                         "is not told of.",
-                         origin));
+    complain(
+        fmt::format("{} gets your password unprotected: anybody on the way there can read "
+                    "it. Use https:// if the server has it; a site with insecure-basic = true "
+                    "is not told of.",
+                    origin));
 }
 
 std::deque<Session::Kept>& Session::keptOfThisThread() {

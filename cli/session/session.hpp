@@ -83,7 +83,7 @@ private:
     Sites sites_;
     Credentials credentials_;
     Progress progress_;
-    std::atomic<bool> warned_ = false;  // of a password in clear
+    std::atomic<bool> warned_ = false;             // of a password in clear
     std::map<std::string, Extension> extensions_;  // by the options that make them differ
 
     struct Kept {

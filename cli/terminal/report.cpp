@@ -35,7 +35,8 @@ std::string shown(std::string text) {
 std::string_view remedy(Code code) {
     if (code == Code::untrusted) return "Use --ca-file for that.";
     if (code == Code::timedOut) return "Use --timeout for that.";
-    if (code == Code::storedPasswordRefused || code == Code::noKey) return "Use quillon login for that.";
+    if (code == Code::storedPasswordRefused || code == Code::noKey)
+        return "Use quillon login for that.";
     return {};
 }
 

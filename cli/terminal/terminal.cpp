@@ -124,8 +124,8 @@ std::string harmlessJson(std::string_view json) {
         if (code < 0x10000) {
             fmt::format_to(std::back_inserter(to), "\\u{:04X}", code);
         } else {  // a surrogate pair (RFC 8259, 7)
-            fmt::format_to(std::back_inserter(to), "\\u{:04X}\\u{:04X}",
-                           0xD7C0 + (code >> 10), 0xDC00 + (code & 0x3FF));
+            fmt::format_to(std::back_inserter(to), "\\u{:04X}\\u{:04X}", 0xD7C0 + (code >> 10),
+                           0xDC00 + (code & 0x3FF));
         }
     });
 }

@@ -41,8 +41,8 @@ struct Settings {
     // Set by a signal handler: the running request ends at once and no new one begins, but for the
     // UNLOCKs that give back what is held. Null: never.
     const std::atomic<bool>* interrupted = nullptr;
-    std::function<void(const Progress&)> progress;   // called from inside a transfer; may be empty
-    std::function<void(const Exchange&)> exchanged;  // told at each request's end; may be empty
+    std::function<void(const Progress&)> progress;    // called from inside a transfer; may be empty
+    std::function<void(const Exchange&)> exchanged;   // told at each request's end; may be empty
     std::function<void(const StrayLock&)> strayLock;  // may be empty
     // Told when the user's password went to that origin as it is, over http; may be empty.
     std::function<void(std::string_view origin)> passwordInClear;

@@ -80,6 +80,23 @@ TEST_F(Sites, credentialsComeFromEachPlace) {
             {{"-u", "ann", "--password-file", "wrong", "ls", url}, 4, "refused"}});
 }
 
+TEST_F(Sites, aPasswordInClearToAnotherMachineIsToldOfOnce) {
+    std::string other = url;
+    other.replace(other.find("127.0.0.1"), 9, "0.0.0.0");  // which counts as another
+    const auto warnings = [&](const std::string& target) {
+        const Arguments shell{"shell", "-uann", "--password-file", "right", target};
+        const std::string told = quillon(shell, "ls\nmkcol a\nls a\n").errors;
+        const std::regex warning("unprotected");
+        return std::distance(std::sregex_iterator(told.begin(), told.end(), warning), {});
+    };
+    EXPECT_EQ(warnings(other), 1);
+    EXPECT_EQ(warnings(url), 0);
+    writeConfig("[sites.work]\nurl = '" + other + "'\ninsecure-basic = true\n");
+    EXPECT_EQ(warnings("work:"), 0);
+    const auto told = quillon({"ls", "-uann", "--password-file", "right", url}).errors;
+    EXPECT_NE(told.find("others can read right"), std::string::npos) << told;
+}
+
 TEST_F(Sites, thePasswordIsNowhereInClear) {
     Arguments loud = login(url);
     loud.insert(loud.begin(), "-vv");

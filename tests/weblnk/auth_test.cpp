@@ -35,6 +35,9 @@ TEST(WeblnkAuth, aSessionIsAskedOnce) {
             "PUT /a 401\nPUT /a 201\nGET /a 200\nPUT /a 204\nGET /a 200\nPUT /a 204\n"
             "GET /a 200\n");
 
+        EXPECT_EQ(demo.passwordsInClear,
+                  kind == Authentication::basic ? demo.url.substr(0, demo.url.size() - 2) : "");
+
         // A body that comes before the scheme is known is sent whole.
         first.at(server.url("a")).put(large + "!");
         expectLog("PUT /a 401\nPUT /a 204\n");

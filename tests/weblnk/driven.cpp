@@ -46,9 +46,9 @@ Driven::Driven(std::string itsUser, std::string itsPassword)
     settings.interrupted = &interrupted;
     settings.stallTimeout = std::chrono::seconds(5);
     settings.strayLock = [this](const StrayLock& lock) {
-        journal.write(vx::JOURNAL_NOTE, fmt::format("a lock of {}: {} {}",
-                                                    lock.taken ? "ours" : "earlier", lock.url,
-                                                    lock.token));
+        journal.write(vx::JOURNAL_NOTE,
+                      fmt::format("a lock of {}: {} {}", lock.taken ? "ours" : "earlier", lock.url,
+                                  lock.token));
     };
     settings.passwordInClear = [this](std::string_view origin) { passwordsInClear += origin; };
     weblnk.reset(reinterpret_cast<vx::Weblnk*>(createWeblnk(settings)));
