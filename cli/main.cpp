@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <optional>
@@ -50,6 +51,11 @@ void describe(Parser& parser, CommonOptions& options) {
 // Other people see the arguments of a process: what may be credentials does not stay there.
 std::vector<std::string> takeWords(int argc, char** argv) {
     std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+    for (const char* name :
+         {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"}) {
+        const char* proxy = std::getenv(name);
+        if (proxy != nullptr) concealInReports(credentialsIn(proxy));
+    }
     for (int i = 1; i < argc; ++i) {
         const std::string_view secret = credentialsIn(argv[i]);
         if (secret.empty()) continue;

@@ -6,6 +6,7 @@
 #include "cli/session/netrc.hpp"
 #include "cli/session/password_file.hpp"
 #include "cli/session/prompt.hpp"
+#include "cli/terminal/report.hpp"
 #include "client/password.hpp"
 
 namespace quillon::cli {
@@ -55,6 +56,7 @@ Result<Secret> Credentials::passwordFor(const Address& address, const std::strin
 Result<Credentials::Known> Credentials::look(const Address& address) const {
     Known known;
     known.login.proxy = sites_.optionsFor(address).proxy;
+    concealInReports(credentialsIn(known.login.proxy));  // libcurl repeats one that it cannot use
     known.login.user = address.hasCredentials() ? address.user() : options_.user;
     if (!address.password().empty()) {
         known.login.password = address.password();

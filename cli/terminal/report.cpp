@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -17,8 +18,13 @@ namespace {
 
 thread_local std::string* reports = nullptr;  // null: they are printed
 
-std::vector<Secret>& typedCredentials() {
-    static std::vector<Secret> all;
+struct Concealed {
+    std::mutex mutex;
+    std::vector<Secret> secrets;
+};
+
+Concealed& concealedOnes() {
+    static Concealed all;
     return all;
 }
 
@@ -72,14 +78,17 @@ void complain(std::string_view sentence) {
 }
 
 void concealInReports(std::string_view credentials) {
-    std::vector<Secret>& known = typedCredentials();
+    auto& [mutex, known] = concealedOnes();
+    const std::lock_guard lock(mutex);
     const bool isKnown = std::ranges::any_of(
         known, [&](const Secret& secret) { return secret.view() == credentials; });
     if (!credentials.empty() && !isKnown) known.emplace_back(credentials);
 }
 
 std::string concealed(std::string text) {
-    for (const Secret& secret : typedCredentials()) {
+    auto& [mutex, known] = concealedOnes();
+    const std::lock_guard lock(mutex);
+    for (const Secret& secret : known) {
         const std::string_view mask = secret.view().ends_with('@') ? "***@" : "***";
         for (size_t at = 0; (at = text.find(secret.view(), at)) != std::string::npos;) {
             text.replace(at, secret.size(), mask);

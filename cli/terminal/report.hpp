@@ -17,8 +17,7 @@ ExitCode report(std::string_view attempt, std::string_view url, const Error& err
 // One line that begins with "quillon: ".
 void complain(std::string_view sentence);
 
-// What a person typed as credentials appears in no report and no log from now on; an empty text
-// is none. Before other threads report.
+// These credentials appear in no report and no log from now on; an empty text is none.
 void concealInReports(std::string_view credentials);
 // The text with "***" in their places.
 std::string concealed(std::string text);
