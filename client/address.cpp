@@ -90,16 +90,15 @@ size_t endOfUserinfo(std::string_view text) {
 // In a text that is no URL. A slash in a password ends the host, a missing scheme hides the user,
 // a missing "@" makes the password a port: rather too much is taken for credentials.
 std::string_view suspectedCredentials(std::string_view text) {
-    text.remove_prefix(optionLength(text));
     const size_t scheme = schemeLength(text);
     text.remove_prefix(scheme);
-    const size_t colon = text.find(':');
-    const bool hasColon = colon != std::string_view::npos;
-    if (const size_t end = endOfUserinfo(text); end > 0) {
-        const bool password = scheme > 0 || colon < end || text.find("%3") < end;
+    if (const size_t end = endOfUserinfo(text); end > 1) {
+        const bool password = scheme > 0 || std::min(text.find(':'), text.find("%3")) < end;
         return password ? text.substr(0, end) : std::string_view();
     }
-    return scheme > 0 && hasColon ? text.substr(colon + 1) : std::string_view();
+    const std::string_view authority = text.substr(0, text.find('/'));
+    const bool portSpoilt = scheme > 0 && !portValid(vxhost::splitAuthority(authority).port);
+    return portSpoilt ? authority : std::string_view();
 }
 
 // "%2E" is a dot (RFC 3986, 6.2.2.2), and so a segment of them is a dot segment.
@@ -122,10 +121,11 @@ std::string sendablePath(std::string_view root, std::string_view typedPath) {
 }  // namespace
 
 std::string_view credentialsIn(std::string_view typed) {
+    typed.remove_prefix(optionLength(typed));
     Parts parts;
     if (!splitUrl(typed, parts).empty()) return suspectedCredentials(typed);
-    const auto userinfo = parts.authority.userinfo;
-    return userinfo ? std::string_view(userinfo->data(), userinfo->size() + 1) : std::string_view();
+    const std::string_view userinfo = parts.authority.userinfo.value_or("");
+    return userinfo.empty() ? userinfo : std::string_view(userinfo.data(), userinfo.size() + 1);
 }
 
 std::string withoutCredentials(std::string_view typed) {

@@ -99,8 +99,8 @@ void Session::warnOfClearPassword(std::string_view origin) {
     progress_.hide();
     complain(
         fmt::format("{} gets your password unprotected: anybody on the way there can read "
-                    "it. Use https:// if the server has it; a site with insecure-basic = true "
-                    "is not told of.",
+                    "it. Use https:// if the server has it; insecure-basic = true in a "
+                    "site's configuration silences this.",
                     origin));
 }
 
