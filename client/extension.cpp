@@ -15,6 +15,7 @@ vxhost::Settings settingsFrom(ExtensionOptions& options) {
     settings.insecure = options.insecure;
     settings.connectTimeout = options.connectTimeout;
     settings.stallTimeout = options.stallTimeout;
+    settings.mostListingBytes = options.mostListingBytes;
     settings.interrupted = options.interrupted;
     settings.cacheRoot = options.cacheRoot.string();
     if (options.progress) {

@@ -24,7 +24,8 @@ struct ExtensionOptions {
     std::string caFile;             // PEM file of trusted authorities; empty: the system's
     bool insecure = false;          // accept any certificate
     std::chrono::milliseconds connectTimeout{30'000};
-    std::chrono::milliseconds stallTimeout{60'000};  // no byte moved for so long: give up
+    std::chrono::milliseconds stallTimeout{60'000};  // hardly a byte moved for so long: give up
+    uint64_t mostListingBytes = uint64_t{1} << 30;   // of memory; a larger listing is refused
     std::filesystem::path cacheRoot;                 // empty: the person's own cache directory
     int logThreshold = 0;                            // 0: nothing is logged
     LogSink log;                                     // of the whole process, when it is given

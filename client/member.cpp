@@ -113,7 +113,8 @@ Result<Fetched> Member::fetch() {
         return localError(Kind::local, "The local copy " + state_->file.string() +
                                            " could not be written whole. Is the disk full?");
     }
-    return Fetched{state_->file, timeOf(report.modified)};
+    return Fetched{state_->file, timeOf(report.modified),
+                   (report.flags & vx::GET_END_UNPROVEN) == 0};
 }
 
 Result<Fetched> Member::fetchTo(const std::filesystem::path& destination) {
@@ -121,7 +122,8 @@ Result<Fetched> Member::fetchTo(const std::filesystem::path& destination) {
     if (!fetched) return fetched;
     Result<void> placed = putInPlace(fetched->file, destination, fetched->modified);
     if (!placed) return std::move(placed).error();
-    return Fetched{destination, fetched->modified};
+    fetched->file = destination;
+    return fetched;
 }
 
 Result<void> Member::store(const StoreOptions& options) {

@@ -29,6 +29,7 @@ struct Properties {
 struct Fetched {
     std::filesystem::path file;    // in the cache: goes with the member
     std::optional<Time> modified;  // as the server says
+    bool endProven = true;         // false: nothing shows whether all of the content came
 };
 
 struct StoreOptions {

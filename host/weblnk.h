@@ -62,6 +62,8 @@ ABI_AT(WriteCallback, journal, 16);
 static const uint32_t GET_OF_COLLECTION = 1; /* the server redirected to the URL's own with a final
                                                 slash: a collection, no member. Not followed, so
                                                 InstGet fails with nothing handed out */
+static const uint32_t GET_END_UNPROVEN = 2;  /* neither the answer nor its size, which the server
+                                                does not tell, proves that the whole content came */
 typedef struct GetReport {
     uint32_t flags;
     uint32_t at04;
@@ -171,8 +173,8 @@ struct Client {
     Unnamed at18[6];
     Status (*httpInstDelete)(Client*, Word, Word, int32_t* status);
     Unnamed at50;
-    /* options: null, or a word that is 0 or the address of a GetReport. Another status than 2xx is
-     * a failure that leaves the status; its body never reaches the callback. */
+    /* options: null, or a word that is 0 or the address of a GetReport. Another status than 200,
+     * 203 or, for an empty member, 204 is a failure; its body never reaches the callback. */
     Status (*InstGet)(Client*, const Word* options, Word, Word, int32_t* status, WriteCallback*);
     Unnamed at60[4];
     Status (*InstHead)(Client*, int32_t* status);

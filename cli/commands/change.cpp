@@ -42,7 +42,11 @@ private:
         Result<Fetched> fetched = member_.fetch();
         session_.progress().finish();
         if (!fetched) return std::move(fetched).error();
-        return {};
+        if (fetched->endProven) return {};
+        return localError(
+            Kind::network,
+            "The server tells neither the length nor the size of the content, so that "
+            "a part of it could be stored as the whole. Look at it with quillon get.");
     }
 
     void renewLocks() {

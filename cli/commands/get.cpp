@@ -108,6 +108,12 @@ Result<void> fetch(Session& session, const Address& address, const GetOptions& o
     Result<Fetched> fetched = *destination ? member->fetchTo(**destination) : member->fetch();
     session.progress().finish();
     if (!fetched) return std::move(fetched).error();
+    if (!fetched->endProven) {
+        complain(
+            fmt::format("{}: the server tells neither its length nor its size, so check that "
+                        "all of it came",
+                        address.url()));
+    }
     return *destination ? Result<void>() : copyToOutput(fetched->file);
 }
 
@@ -211,7 +217,8 @@ void addGet(CommandDefinition program, Invocation& invocation) {
     addJobsOption(command, options->jobs, std::to_string(DEFAULT_JOBS));
     command.setFooter(
         "A local file appears when all of it has come, with the server's date; one that is\n"
-        "replaced stays whole until then, and keeps its mode.\n\n"
+        "replaced stays whole until then, and keeps its mode. Where the server tells neither the\n"
+        "length nor the size of a member, a warning says that a part may have come.\n\n"
         "Examples:\n"
         "  quillon get https://example.org/dav/report.txt\n"
         "  quillon get -O /tmp https://example.org/dav/a.txt https://example.org/dav/b.txt\n"

@@ -1,8 +1,11 @@
 // ASCII as protocols mean it, whatever the locale.
 #pragma once
 
+#include <charconv>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 namespace vxhost {
 
@@ -22,6 +25,15 @@ constexpr std::string_view trim(std::string_view text) {
     const size_t first = text.find_first_not_of(blanks);
     if (first == text.npos) return {};
     return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+// Decimal digits alone make a number; nothing for one that does not fit.
+template <class Number>
+std::optional<Number> parseNumber(std::string_view text) {
+    Number number{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc{} || end != text.data() + text.size()) return {};
+    return number;
 }
 
 }  // namespace vxhost

@@ -35,7 +35,12 @@ struct Settings {
     std::string caFile;     // PEM file of trusted authorities; empty: the system's trust store
     bool insecure = false;  // accept any certificate
     std::chrono::milliseconds connectTimeout{30'000};
-    std::chrono::milliseconds stallTimeout{60'000};  // no byte moved for so long: the request fails
+    // A request fails when fewer bytes moved within stallTimeout than leastSpeed asks for, and when
+    // an answer that is not a member's content has not ended within answerTimeout.
+    std::chrono::milliseconds stallTimeout{60'000};
+    uint64_t leastSpeed = 4;  // bytes a second; 0: a single byte will do
+    std::chrono::milliseconds answerTimeout{600'000};
+    uint64_t mostListingBytes = uint64_t{1} << 30;  // of memory that one listing's document takes
     std::string userAgent = "quillon";
 
     // Set by a signal handler: the running request ends at once and no new one begins, but for the

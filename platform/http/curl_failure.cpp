@@ -53,6 +53,16 @@ CurlFailure curlFailure(CURL* easy, CURLcode code, const std::string& detail, bo
         case CURLE_WEIRD_SERVER_REPLY:
         case CURLE_BAD_CONTENT_ENCODING:
             return {WEBLNK_BAD_ANSWER, "the answer is not readable (" + words + ")"};
+        case CURLE_FAILED_INIT:
+        case CURLE_NOT_BUILT_IN:
+        case CURLE_UNKNOWN_OPTION:
+        case CURLE_BAD_FUNCTION_ARGUMENT:
+        case CURLE_FUNCTION_NOT_FOUND:
+        case CURLE_INTERFACE_FAILED:
+        case CURLE_SSL_ENGINE_NOTFOUND:
+        case CURLE_SSL_ENGINE_SETFAILED:
+        case CURLE_SSL_ENGINE_INITFAILED:
+            return {WEBLNK_LIBRARY_FAILED, "libcurl does not work (" + words + ")"};
         default:
             return {WEBLNK_CUT_OFF, "the connection was cut off (" + words + ")"};
     }

@@ -19,7 +19,13 @@ curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address) noexcept {
 
 void refuseOption(CURLcode code) {
     if (code == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
-    throw Failure(WEBLNK_NO_CONNECTION, curl_easy_strerror(code));
+    throw Failure(WEBLNK_LIBRARY_FAILED, curl_easy_strerror(code));
+}
+
+void require(CURLMcode code) {
+    if (code == CURLM_OK) return;
+    if (code == CURLM_OUT_OF_MEMORY) throw std::bad_alloc();
+    throw Failure(WEBLNK_LIBRARY_FAILED, curl_multi_strerror(code));
 }
 
 void setConnectionOptions(CURL* easy, const Settings& settings) {
@@ -38,11 +44,18 @@ void setConnectionOptions(CURL* easy, const Settings& settings) {
     setOption(easy, CURLOPT_BUFFERSIZE, pieceBytes);
     setOption(easy, CURLOPT_UPLOAD_BUFFERSIZE, pieceBytes);
     setOption(easy, CURLOPT_USERAGENT, settings.userAgent.c_str());
-    setOption(easy, CURLOPT_SSL_VERIFYPEER, settings.insecure ? 0L : 1L);
-    setOption(easy, CURLOPT_SSL_VERIFYHOST, settings.insecure ? 0L : 2L);
-    if (!settings.caFile.empty()) {
-        setOption(easy, CURLOPT_CAINFO, settings.caFile.c_str());
-        setOption(easy, CURLOPT_CAPATH, nullptr);  // this file alone is trusted
+    for (const auto option : {CURLOPT_SSL_VERIFYPEER, CURLOPT_PROXY_SSL_VERIFYPEER}) {
+        setOption(easy, option, settings.insecure ? 0L : 1L);
+    }
+    for (const auto option : {CURLOPT_SSL_VERIFYHOST, CURLOPT_PROXY_SSL_VERIFYHOST}) {
+        setOption(easy, option, settings.insecure ? 0L : 2L);
+    }
+    if (settings.caFile.empty()) return;
+    for (const auto option : {CURLOPT_CAINFO, CURLOPT_PROXY_CAINFO}) {
+        setOption(easy, option, settings.caFile.c_str());
+    }
+    for (const auto option : {CURLOPT_CAPATH, CURLOPT_PROXY_CAPATH}) {
+        setOption(easy, option, nullptr);  // the file alone is trusted
     }
 }
 

@@ -16,6 +16,8 @@ void setConnectionOptions(CURL* easy, const Settings& settings);
 
 [[noreturn]] void refuseOption(CURLcode code);
 
+void require(CURLMcode code);  // throws for what is no success
+
 template <class Value>
 void setOption(CURL* easy, CURLoption option, Value value) {
     if (const CURLcode code = curl_easy_setopt(easy, option, value)) refuseOption(code);

@@ -30,17 +30,22 @@ std::string cleaned(std::string_view location) {
 std::string redirectTarget(const Request& request, const Answer& answer) {
     const auto location = answer.headers.first("Location");
     if (!isRedirect(answer.status) || location.empty()) return {};
-    const std::string url = resolve(request.url, cleaned(location));
-    if (sameOrigin(url, request.url)) return withoutCredentials(url);
+    std::string url = withoutCredentials(resolve(request.url, cleaned(location)));
+    if (sameOrigin(url, request.url)) return url;
     throw Failure(WEBLNK_REDIRECTED_AWAY,
                   fmt::format("{} {}: the server sends this request to {}; give that URL if you "
                               "trust it.",
                               request.method, request.url, url));
 }
 
+bool endsInSlash(std::string_view url) {
+    return splitReference(url).path.ends_with('/');
+}
+
 bool follows(const Request& request, int32_t status, const std::string& url) {
-    const bool addsSlash = url == request.url + "/";
-    if (addsSlash && request.endsAtSlash) return false;
+    const bool toCollection = endsInSlash(url) && !endsInSlash(request.url);
+    if (toCollection && request.endsAtSlash) return false;
+    const bool addsSlash = toCollection && sameResource(url, request.url);
     return request.follows301 || status == 307 || status == 308 || addsSlash;
 }
 
@@ -68,10 +73,17 @@ Answer sendRepeating(const Target& target, const Request& request, Repeats& repe
 
 }  // namespace
 
-Request requestFor(const Target& target, std::string_view method) {
-    if (target.url.empty()) {
-        throw Failure(WEBLNK_BAD_URL, fmt::format("\"{}\" is no http or https URL.", target.spelt));
+void requireUsable(const std::string& url, std::string_view spelt) {
+    if (url.empty()) {
+        throw Failure(WEBLNK_BAD_URL, fmt::format("\"{}\" is no http or https URL.", spelt));
     }
+    if (!hasDotSegment(splitReference(url).path)) return;
+    throw Failure(WEBLNK_BAD_URL,
+                  fmt::format("\"{}\" holds \".\" or \"..\", which are no names.", url));
+}
+
+Request requestFor(const Target& target, std::string_view method) {
+    requireUsable(target.url, target.spelt);
     Request request;
     request.method = method;
     request.url = target.url;

@@ -8,8 +8,12 @@
 
 namespace vxhost {
 
-// A request of that method for the target's URL. Throws when that is no URL.
+// A request of that method for the target's URL. Throws when that is no URL, or one with a dot
+// segment: curl would remove it, and ask for another resource than the caller named.
 Request requestFor(const Target& target, std::string_view method);
+
+// Throws when a request cannot name the URL, as above. spelt: the same as the caller spelt it.
+void requireUsable(const std::string& url, std::string_view spelt);
 
 // Throws a Failure whose text is a sentence when no complete answer came, or when the server sends
 // the request to another origin, where neither it nor its credentials may go.

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 
 #include "platform/base/ascii.hpp"
 #include "platform/text/date.hpp"
@@ -52,14 +51,6 @@ constexpr uint32_t classOneMethods = plainMethods | vx::ALLOW_COPY | vx::ALLOW_D
                                      vx::ALLOW_MKCOL | vx::ALLOW_MOVE | vx::ALLOW_PROPFIND |
                                      vx::ALLOW_PROPPATCH | vx::ALLOW_PUT;
 
-template <class Number>
-std::optional<Number> parseNumber(std::string_view text) {
-    Number number{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc{} || end != text.data() + text.size()) return {};
-    return number;
-}
-
 }  // namespace
 
 void Headers::add(std::string_view line) {
@@ -99,6 +90,24 @@ DavClasses parseDavClasses(std::string_view dav) {
         if (element == "3") classes.one = true;
     });
     return classes;
+}
+
+Framing parseFraming(const Headers& headers) {
+    Framing framing;
+    if (headers.has("Transfer-Encoding")) {
+        const std::string codings = headers.joined("Transfer-Encoding");
+        const auto last = trim(std::string_view(codings).substr(codings.rfind(',') + 1));
+        framing.chunked = sameName(last, "chunked");
+        return framing;
+    }
+    if (!headers.has("Content-Length")) return framing;
+    eachElement(headers.joined("Content-Length"), [&framing](std::string_view element) {
+        const auto length = parseNumber<uint64_t>(element);
+        if (!length || (framing.length && framing.length != length)) framing.valid = false;
+        framing.length = length;
+    });
+    framing.valid = framing.valid && framing.length;
+    return framing;
 }
 
 uint32_t parseAllow(std::string_view allow) {

@@ -33,6 +33,16 @@ struct DavClasses {  // RFC 4918, 18
 };
 DavClasses parseDavClasses(std::string_view dav);
 
+// How the end of an answer's content is told (RFC 9112, 6.3).
+struct Framing {
+    bool valid = true;               // false: by a length that is none, or by several
+    bool chunked = false;            // by a last chunk
+    std::optional<uint64_t> length;  // in bytes; of what a GET would answer in the case of HEAD
+
+    bool provesEnd() const { return chunked || length; }  // else the connection's end is all
+};
+Framing parseFraming(const Headers& headers);
+
 uint32_t parseAllow(std::string_view allow);  // ALLOW_ bits of the listed methods
 
 // What an OPTIONS answer allows: its Allow fields, else what its compliance classes imply. LOCK and

@@ -43,7 +43,10 @@ struct Request {
     bool uninterrupted = false;
     bool follows301 = false;      // and 302; else only 307, 308 and an added final slash
     bool headerSuffices = false;  // a body of unknown length is not waited for
-    bool endsAtSlash = false;     // an added slash is not followed: the answer is what counts
+    // For a member alone: a redirect to a URL with a final slash, which this one has not, leads to a
+    // collection, and is not followed: the answer is what counts.
+    bool endsAtSlash = false;
+    bool content = false;  // its success carries the member's bytes, which may take their time
 };
 
 }  // namespace vxhost

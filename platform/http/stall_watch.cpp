@@ -3,6 +3,8 @@
 #include <linux/sockios.h>
 #include <sys/ioctl.h>
 
+#include <algorithm>
+
 namespace vxhost {
 namespace {
 
@@ -18,16 +20,24 @@ int unsentBytes(CURL* easy) {
 
 }  // namespace
 
-bool StallWatch::stalled(CURL* easy, uint64_t headerBytes) {
-    Marks now;
-    curl_easy_getinfo(easy, CURLINFO_SIZE_DOWNLOAD_T, &now.down);
-    curl_easy_getinfo(easy, CURLINFO_SIZE_UPLOAD_T, &now.up);
-    now.headers = headerBytes;
-    now.queued = unsentBytes(easy);
-    if (now == last_) return Clock::now() - since_ >= limit_;
-    last_ = now;
-    since_ = Clock::now();
-    return false;
+StallWatch::StallWatch(std::chrono::milliseconds limit, uint64_t leastSpeed)
+    : limit_(limit),
+      least_(std::max<int64_t>(1, static_cast<int64_t>(leastSpeed) * limit.count() / 1000)) {}
+
+std::optional<int64_t> StallWatch::stalled(CURL* easy, uint64_t headerBytes) {
+    curl_off_t down = 0, up = 0;
+    curl_easy_getinfo(easy, CURLINFO_SIZE_DOWNLOAD_T, &down);
+    curl_easy_getinfo(easy, CURLINFO_SIZE_UPLOAD_T, &up);
+    const int64_t all = static_cast<int64_t>(headerBytes) + down + up - unsentBytes(easy);
+    start_ = std::min(start_, all);  // it falls when curl begins anew, and with what is queued
+    const int64_t moved = all - start_;
+    const auto now = Clock::now();
+    if (moved < least_) {
+        return now - since_ >= limit_ ? std::optional(moved) : std::nullopt;
+    }
+    since_ = now;
+    start_ = all;
+    return {};
 }
 
 }  // namespace vxhost

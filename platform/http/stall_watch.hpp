@@ -1,33 +1,31 @@
-// Tells a stalled transfer from a slow one.
+// Tells a stalled transfer from a slow one: by the bytes that move within a span of time.
 #pragma once
 
 #include <curl/curl.h>
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 
 namespace vxhost {
 
 class StallWatch {
 public:
-    explicit StallWatch(std::chrono::milliseconds limit) : limit_(limit), since_(Clock::now()) {}
+    // leastSpeed: bytes a second that must move on average over the limit; at least one must.
+    StallWatch(std::chrono::milliseconds limit, uint64_t leastSpeed);
 
-    // Whether no byte has moved in either direction for the limit. Asked again and again while the
-    // transfer runs; headerBytes are those that came in so far.
-    bool stalled(CURL* easy, uint64_t headerBytes);
+    // How many bytes moved in either direction within the limit, when those were too few; nothing
+    // while all is well. Asked again and again while the transfer runs; headerBytes are those that
+    // came in so far.
+    std::optional<int64_t> stalled(CURL* easy, uint64_t headerBytes);
 
 private:
     using Clock = std::chrono::steady_clock;
-    struct Marks {
-        curl_off_t down = 0, up = 0;
-        uint64_t headers = 0;
-        int queued = 0;  // bytes of ours that the peer has not acknowledged
-        bool operator==(const Marks&) const = default;
-    };
 
     std::chrono::milliseconds limit_;
-    Clock::time_point since_;
-    Marks last_;
+    int64_t least_;  // bytes within the limit
+    Clock::time_point since_ = Clock::now();
+    int64_t start_ = 0;  // bytes that had moved by then
 };
 
 }  // namespace vxhost

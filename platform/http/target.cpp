@@ -6,6 +6,7 @@ namespace vxhost {
 
 std::string withoutCredentials(const std::string& url) {
     const Reference parts = splitReference(url);
+    if (!parts.authority) return url;
     const auto userinfo = splitAuthority(*parts.authority).userinfo;
     if (!userinfo) return url;
     const size_t begin = parts.scheme->size() + std::string_view("://").size();

@@ -1,7 +1,9 @@
 // The resource that a client serves; the client and the locks it took share it.
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,9 +30,10 @@ struct Target {
     std::string spelt;  // the client's URL, UTF-8
     std::string url;    // the same as a request carries it, without credentials; empty: no URL
     std::shared_ptr<const Credentials> credentials;
-    vx::Journal* journal;  // may be null
-    vx::Logger* logger;    // may be null
-    std::string etag;      // strong entity tag of the latest GET or PUT, or empty
+    vx::Journal* journal;              // may be null
+    vx::Logger* logger;                // may be null
+    std::string etag;                  // strong entity tag of the latest GET or PUT, or empty
+    std::optional<uint64_t> toldSize;  // in bytes, by the latest HEAD
     std::vector<HeldLock*> locks;
     std::string forsakenToken;  // of the latest lock that was destroyed without an UNLOCK, or empty
 };

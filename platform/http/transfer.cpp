@@ -21,7 +21,8 @@ constexpr int pollInterval = 100;              // ms until an interrupt is notic
 constexpr std::chrono::seconds graceTime{10};  // for a LOCK or UNLOCK of an interrupted program
 constexpr size_t keptText = 1 << 18;           // of an answer that no sink takes
 constexpr uint64_t readText = 4 * keptText;    // the rest is not waited for
-constexpr uint64_t mostHeaderBytes = 1 << 20;  // of one answer
+constexpr uint64_t mostHeaderBytes = 1 << 18;  // of one answer; curl itself takes 300 KB
+constexpr int tailGrace = 50;                  // ms for the end of an answer that nobody reads
 constexpr uint64_t expectThreshold = 1 << 20;  // bodies above it wait for 100 Continue
 constexpr long idleSecondsRepeatable = 60;     // of a connection that is used again
 constexpr long idleSecondsOnce = 4;            // Apache's default closes after 5
@@ -31,7 +32,7 @@ constexpr long idleSecondsOnce = 4;            // Apache's default closes after 
 class Attached {
 public:
     Attached(CURLM* multi, CURL* easy) : multi_(multi), easy_(easy) {
-        if (curl_multi_add_handle(multi, easy) != CURLM_OK) throw std::bad_alloc();
+        require(curl_multi_add_handle(multi, easy));
     }
     Attached(const Attached&) = delete;
     Attached& operator=(const Attached&) = delete;
@@ -55,12 +56,14 @@ int parseStatusLine(std::string_view line) {
 
 }  // namespace
 
-Transfer::Transfer(CURL* easy, CURLM* multi, const Target& target, const Request& request)
+Transfer::Transfer(CURL* easy, CURLM* multi, const Target& target, const Request& request,
+                   int& challenges)
     : easy_(easy),
       multi_(multi),
       target_(target),
       request_(request),
-      stall_(target.settings.stallTimeout) {}
+      challenges_(challenges),
+      stall_(target.settings.stallTimeout, target.settings.leastSpeed) {}
 
 template <class Body>
 bool Transfer::kept(Body&& body) noexcept {
@@ -162,7 +165,7 @@ bool Transfer::beginAttempt() {
     // wait for the body: the caller begins anew.
     enough_ = sent_ && answer_.status == 417;
     sent_ = true;
-    answered_ = false;
+    answered_ = headerEnded_ = false;
     return !enough_;
 }
 
@@ -171,17 +174,32 @@ bool Transfer::takeHeader(std::string_view line) {
     if (headerBytes_ > mostHeaderBytes) fail(WEBLNK_BAD_ANSWER, "the answer's header has no end");
     if (line.starts_with("HTTP/")) {
         answered_ = true;
-        bodyBegun_ = false;
+        headerEnded_ = bodyBegun_ = false;
         bodyBytes_ = 0;
+        graceEnd_.reset();
         answer_ = Answer{};
         answer_.status = parseStatusLine(line);
         answer_.url = request_.url;
+    } else if (line == "\r\n" || line == "\n") {
+        return endHeader();
     } else {
         answer_.headers.add(line);
     }
+    return true;
+}
+
+bool Transfer::endHeader() {
+    headerEnded_ = true;
+    const bool hasBody = answer_.status >= 200 && answer_.status != 204 && answer_.status != 304;
+    if (hasBody && !parseFraming(answer_.headers).valid) {
+        fail(WEBLNK_BAD_ANSWER, "the answer's length cannot be read");
+    }
+    // A server can find the credentials too old for ever, for which curl would always try anew.
+    if (answer_.status == 401) enough_ = ++challenges_ >= mostChallenges;
     // lighttpd 1.4.69 announces chunks after OPTIONS on a missing member, and never sends one.
-    const bool endsHeader = line == "\r\n" && isSuccess();
-    enough_ = endsHeader && request_.headerSuffices && answer_.headers.has("Transfer-Encoding");
+    if (isSuccess() && request_.headerSuffices && answer_.headers.has("Transfer-Encoding")) {
+        graceEnd_ = Clock::now() + milliseconds(tailGrace);
+    }
     return !enough_;
 }
 
@@ -207,23 +225,47 @@ void Transfer::watch() {
             fail(WEBLNK_INTERRUPTED, "interrupted");
         }
     }
-    if (sent_ && stall_.stalled(easy_, headerBytes_)) {
-        const double limit = std::chrono::duration<double>(settings.stallTimeout).count();
-        fail(WEBLNK_TIMED_OUT, fmt::format("no byte moved for {:g} seconds", limit));
-    }
+    if (sent_) watchSpeed();
+    watchAnswer();
+}
+
+void Transfer::watchSpeed() {
+    const auto moved = stall_.stalled(easy_, headerBytes_);
+    if (!moved) return;
+    const double limit = std::chrono::duration<double>(target_.settings.stallTimeout).count();
+    fail(WEBLNK_TIMED_OUT, *moved == 0
+                               ? fmt::format("no byte moved for {:g} seconds", limit)
+                               : fmt::format("only {} bytes moved in {:g} seconds", *moved, limit));
+}
+
+bool Transfer::movesContent() const {
+    return request_.upload ? !request_.upload->finished() : request_.content && bodyBegun_;
+}
+
+// What a person waits for may be large; any other answer that goes on for ever holds a command.
+void Transfer::watchAnswer() {
+    const auto limit = target_.settings.answerTimeout;
+    const auto now = Clock::now();
+    if (movesContent()) waiting_ = now;
+    if (now - waiting_ < limit) return;
+    fail(WEBLNK_TIMED_OUT, fmt::format("the answer has not ended within {:g} seconds",
+                                       std::chrono::duration<double>(limit).count()));
 }
 
 CURLcode Transfer::drive() {
     for (int running = 1;;) {
         watch();
-        if (curl_multi_perform(multi_, &running) != CURLM_OK) throw std::bad_alloc();
+        if (graceEnd_ && Clock::now() >= *graceEnd_) {
+            enough_ = true;
+            return CURLE_OK;
+        }
+        require(curl_multi_perform(multi_, &running));
         int left = 0;
         while (const CURLMsg* message = curl_multi_info_read(multi_, &left)) {
             if (message->msg == CURLMSG_DONE) return message->data.result;
         }
-        if (curl_multi_poll(multi_, nullptr, 0, pollInterval, nullptr) != CURLM_OK) {
-            throw std::bad_alloc();
-        }
+        const int interval = graceEnd_ ? tailGrace : pollInterval;
+        require(curl_multi_poll(multi_, nullptr, 0, interval, nullptr));
     }
 }
 
@@ -236,12 +278,24 @@ void Transfer::trace(CURLcode code) const {
             fmt::format("{} {} {}, {} ms", request_.method, request_.url, end, took));
 }
 
+// curl has no memory for a line that is longer than it takes.
+bool Transfer::headerTooLong(CURLcode code) const {
+    curl_off_t firstByte = 0;  // microseconds until it came
+    curl_easy_getinfo(easy_, CURLINFO_STARTTRANSFER_TIME_T, &firstByte);
+    return code == CURLE_OUT_OF_MEMORY && sent_ && !headerEnded_ && firstByte > 0;
+}
+
 void Transfer::judge(CURLcode code) {
     if (failure_) std::rethrow_exception(failure_);
+    if (headerTooLong(code)) fail(WEBLNK_BAD_ANSWER, "a line of the answer's header is too long");
     if (code != CURLE_OK && !enough_) {
         const auto failure =
             curlFailure(easy_, code, error_, sent_, !target_.credentials->proxy.empty());
         fail(failure.status, failure.why);
+    }
+    // curl takes an end inside the header for that of the answer.
+    if (!headerEnded_ && !enough_) {
+        fail(WEBLNK_CUT_OFF, "the connection ended inside the answer's header");
     }
     if (answer_.status == 407) fail(WEBLNK_PROXY_REFUSED, "the proxy asks for other credentials");
     if (request_.upload && isSuccess() && !request_.upload->finished()) {

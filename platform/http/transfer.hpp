@@ -19,7 +19,11 @@ namespace vxhost {
 // Credentials and proxy are set in the handle already. Lives for one run.
 class Transfer {
 public:
-    Transfer(CURL* easy, CURLM* multi, const Target& target, const Request& request);
+    static constexpr int mostChallenges = 3;  // of one request
+
+    // challenges: of the request so far. A run counts on, and ends at the last that may be.
+    Transfer(CURL* easy, CURLM* multi, const Target& target, const Request& request,
+             int& challenges);
     Transfer(const Transfer&) = delete;
     Transfer& operator=(const Transfer&) = delete;
 
@@ -37,13 +41,18 @@ private:
     void setCallbacks();
     CURLcode drive();
     void watch();
+    void watchSpeed();
+    void watchAnswer();
     void judge(CURLcode code);
+    bool headerTooLong(CURLcode code) const;
     void trace(CURLcode code) const;
     [[noreturn]] void fail(vx::Status status, std::string_view why) const;
 
     bool beginAttempt();
-    bool takeHeader(std::string_view line);  // false, as from takeBody: no more is wanted
+    bool takeHeader(std::string_view line);  // false, as from the next two: no more is wanted
+    bool endHeader();
     bool takeBody(std::string_view piece);
+    bool movesContent() const;  // now, and not what comes before and after
     bool isSuccess() const { return answer_.status >= 200 && answer_.status < 300; }
 
     // Runs the body of a callback, in which nothing may be thrown; what is, run() throws again.
@@ -54,17 +63,21 @@ private:
     CURLM* multi_;
     const Target& target_;
     const Request& request_;
+    int& challenges_;
     std::unique_ptr<curl_slist, ListFree> headers_;
     char error_[CURL_ERROR_SIZE] = "";
 
     Answer answer_;
     StallWatch stall_;
     Clock::time_point begun_ = Clock::now();
+    Clock::time_point waiting_ = begun_;         // since then for an answer that is no content
+    std::optional<Clock::time_point> graceEnd_;  // of an answer of which the header suffices
     std::exception_ptr failure_;
     uint64_t headerBytes_ = 0;
     uint64_t bodyBytes_ = 0;
     bool sent_ = false;      // a request went out
     bool answered_ = false;  // a status line came since
+    bool headerEnded_ = false;
     bool bodyBegun_ = false;
     bool enough_ = false;  // of an answer that nobody reads to its end
 };

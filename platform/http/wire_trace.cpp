@@ -2,6 +2,8 @@
 
 #include <strings.h>
 
+#include <algorithm>
+#include <iterator>
 #include <string>
 #include <string_view>
 
@@ -15,13 +17,32 @@ namespace {
 constexpr std::string_view masked[] = {
     "Authorization:", "Proxy-Authorization:", "Cookie:", "Set-Cookie:"};
 
+// Fields that hold a URL, which may hold credentials.
+constexpr std::string_view urls[] = {
+    "Location:", "Content-Location:", "Destination:", "Refresh:", "Link:"};
+
+bool begins(std::string_view line, std::string_view name) {
+    return line.size() >= name.size() && !strncasecmp(line.data(), name.data(), name.size());
+}
+
+// Without what stands between the slashes and the last "@": a server may spell a URL in any way,
+// and a password may hold a slash, so rather too much of it is left out.
+std::string withoutUserinfo(std::string_view line) {
+    const size_t slashes = line.find("//"), at = line.rfind('@');
+    const size_t colon = line.find(':', line.find(':') + 1);  // of the scheme
+    const size_t begin = slashes != line.npos ? slashes + 2 : colon + 1;
+    if (at == line.npos || begin == 0 || begin > at) return std::string(line);
+    return std::string(line.substr(0, begin)).append("***").append(line.substr(at));
+}
+
 std::string shown(std::string_view line) {
-    for (const auto name : masked) {
-        if (line.size() >= name.size() && !strncasecmp(line.data(), name.data(), name.size())) {
-            return std::string(line.substr(0, name.size())) + " ***";
-        }
+    const auto fits = [line](std::string_view name) { return begins(line, name); };
+    if (const auto* name = std::find_if(std::begin(masked), std::end(masked), fits);
+        name != std::end(masked)) {
+        return std::string(*name) + " ***";
     }
-    return std::string(line);
+    const bool holdsUrl = std::any_of(std::begin(urls), std::end(urls), fits);
+    return holdsUrl ? withoutUserinfo(line) : std::string(line);
 }
 
 int traceWire(CURL*, curl_infotype kind, char* data, size_t size, void* logger) noexcept {

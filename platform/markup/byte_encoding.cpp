@@ -2,13 +2,29 @@
 
 #include <iconv.h>
 
+#include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <cstdint>
+#include <iterator>
 #include <optional>
+#include <string_view>
+
+#include "platform/base/ascii.hpp"
 
 namespace vxhost {
 namespace {
+
+// A name from a server could otherwise load any converter of the system, with options behind it.
+// ISO-8859-1, US-ASCII and Unicode are expat's own.
+constexpr std::string_view allowed[] = {
+    "iso-8859-2",   "iso-8859-3",   "iso-8859-4",   "iso-8859-5",   "iso-8859-6",   "iso-8859-7",
+    "iso-8859-8",   "iso-8859-9",   "iso-8859-10",  "iso-8859-11",  "iso-8859-13",  "iso-8859-14",
+    "iso-8859-15",  "iso-8859-16",  "windows-1250", "windows-1251", "windows-1252", "windows-1253",
+    "windows-1254", "windows-1255", "windows-1256", "windows-1257", "windows-1258", "windows-874",
+    "tis-620",      "koi8-r",       "koi8-u",       "ibm437",       "ibm850",       "ibm852",
+    "ibm866",       "macintosh",
+};
 
 class Converter {
 public:
@@ -43,6 +59,7 @@ private:
 }  // namespace
 
 bool fillByteEncoding(const char* name, XML_Encoding& encoding) noexcept {
+    if (std::ranges::find(allowed, lowerCase(name)) == std::end(allowed)) return false;
     Converter converter(name);
     if (!converter.good()) return false;
     for (unsigned byte = 0; byte < 256; ++byte) {

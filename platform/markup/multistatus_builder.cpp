@@ -1,5 +1,7 @@
 #include "platform/markup/multistatus_builder.hpp"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <charconv>
 #include <system_error>
@@ -12,7 +14,6 @@ namespace vxhost {
 namespace {
 
 constexpr XmlLimits LIMITS = {.bytes = uint64_t{64} << 30};  // it streams: time is the limit
-constexpr uint64_t LARGEST_DOCUMENT = uint64_t{4} << 30;     // bytes kept
 constexpr size_t LONGEST_VALUE = 1 << 20;                    // bytes of an href or a property
 
 // "HTTP/1.1 200 OK" (RFC 4918, 14.28). An empty one refuses nothing.
@@ -70,8 +71,8 @@ constexpr MultistatusBuilder::Transition MultistatusBuilder::transitions[] = {
     {Place::resourceType, Place::collection, "collection"},
 };
 
-MultistatusBuilder::MultistatusBuilder(RewriteHref rewrite)
-    : rewrite_(std::move(rewrite)), reader_(*this, LIMITS) {}
+MultistatusBuilder::MultistatusBuilder(RewriteHref rewrite, uint64_t mostBytes)
+    : rewrite_(std::move(rewrite)), mostBytes_(mostBytes), reader_(*this, LIMITS) {}
 
 void MultistatusBuilder::startElement(std::string_view name) {
     const Place parent = open_.empty() ? Place::outside : open_.back();
@@ -169,8 +170,11 @@ void MultistatusBuilder::appendResponse() {
 }
 
 void MultistatusBuilder::append(std::string_view href, vx::Node* propstat) {
-    if (document_->bytes() > LARGEST_DOCUMENT) {
-        throw Failure(WEBLNK_BAD_ANSWER, "the answer names too many members");
+    if (document_->bytes() > mostBytes_) {
+        throw Failure(WEBLNK_BAD_ANSWER,
+                      fmt::format("it names so many members that {} MiB of memory, the most that "
+                                  "one listing may take, do not hold them",
+                                  mostBytes_ >> 20));
     }
     auto* response = document_->create(vx::NODE_ELEMENT, U"response");
     (lastResponse_ ? lastResponse_->nextSibling : document_->firstChild->firstChild) = response;

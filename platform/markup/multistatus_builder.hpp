@@ -30,7 +30,8 @@ public:
     // From an href's text to the one to keep, which must stay valid until the next call.
     using RewriteHref = std::function<std::string_view(std::string_view)>;
 
-    explicit MultistatusBuilder(RewriteHref rewrite = {});
+    // mostBytes: of memory that the document may take.
+    explicit MultistatusBuilder(RewriteHref rewrite = {}, uint64_t mostBytes = UINT64_MAX);
 
     // Throw as XmlReader does; then there is no document.
     void feed(std::string_view bytes) { reader_.feed(bytes); }
@@ -63,6 +64,7 @@ private:
     bool repeatsName(std::string_view name) const;
 
     RewriteHref rewrite_;
+    uint64_t mostBytes_;
     DocumentPtr document_ = std::make_unique<TreeDocument>();
     NodeSharer sharer_{*document_};
     vx::Node* lastResponse_ = nullptr;

@@ -12,7 +12,11 @@ namespace vxhost {
 namespace {
 
 constexpr char NAMESPACE_SEPARATOR = '\n';
-constexpr size_t LARGEST_PIECE = 64 << 10;  // bytes; much less than the longest markup
+// Bytes of a piece for expat, which reads markup that has not ended again with every piece: small
+// ones are gathered, since the time would grow with their square, and large ones are cut, since the
+// longest markup must be noticed.
+constexpr size_t LEAST_PIECE = 16 << 10;
+constexpr size_t LARGEST_PIECE = 64 << 10;
 
 XmlReader& readerOf(void* data) {
     return *static_cast<XmlReader*>(data);
@@ -76,18 +80,32 @@ void XmlReader::enter(std::string_view name) {
 }
 
 void XmlReader::feed(std::string_view bytes) {
-    if (bytes.size() > limits_.bytes - fed_) refuse("the document is too large");
+    if (bytes.size() > limits_.bytes - taken_) refuse("the document is too large");
+    taken_ += bytes.size();
     // Scripts on servers print empty lines in front of the declaration, where XML allows nothing.
-    if (fed_ == 0) bytes.remove_prefix(std::min(bytes.size(), bytes.find_first_not_of("\r\n\t ")));
+    const bool begun = fed_ > 0 || !gathered_.empty();
+    if (!begun) bytes.remove_prefix(std::min(bytes.size(), bytes.find_first_not_of("\r\n\t ")));
     while (!bytes.empty()) {
-        const auto piece = bytes.substr(0, LARGEST_PIECE);
-        parse(piece, false);
+        const bool gathers = !gathered_.empty() || bytes.size() < LEAST_PIECE;
+        const auto piece =
+            bytes.substr(0, gathers ? LEAST_PIECE - gathered_.size() : LARGEST_PIECE);
         bytes.remove_prefix(piece.size());
+        if (gathers) {
+            gathered_ += piece;
+            if (gathered_.size() == LEAST_PIECE) parseGathered(false);
+        } else {
+            parse(piece, false);
+        }
     }
 }
 
 void XmlReader::finish() {
-    parse({}, true);
+    parseGathered(true);
+}
+
+void XmlReader::parseGathered(bool last) {
+    parse(gathered_, last);
+    gathered_.clear();
 }
 
 void XmlReader::parse(std::string_view piece, bool last) {

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <exception>
 #include <memory>
+#include <string>
 #include <string_view>
 
 namespace vxhost {
@@ -56,13 +57,16 @@ private:
     void call(Body&& body) noexcept;
     void setHandlers();
     void parse(std::string_view piece, bool last);
+    void parseGathered(bool last);
     void enter(std::string_view name);
     [[noreturn]] void refuse(std::string_view reason) const;
 
     XmlHandler& handler_;
     XmlLimits limits_;
     std::unique_ptr<XML_ParserStruct, ParserFree> parser_;
-    uint64_t fed_ = 0;
+    uint64_t taken_ = 0;    // bytes from the caller
+    uint64_t fed_ = 0;      // to expat
+    std::string gathered_;  // for it
     unsigned depth_ = 0;
     std::exception_ptr failure_;  // thrown inside a handler, carried past expat
 };

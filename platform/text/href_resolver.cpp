@@ -13,6 +13,13 @@ bool isPlainPath(std::string_view href) {
     return href.starts_with('/') && !href.starts_with("//") && href.find("/.") == href.npos;
 }
 
+// A collection's name stands before its final slash.
+bool namesMember(std::string_view path) {
+    if (path.ends_with('/')) path.remove_suffix(1);
+    const auto segment = path.substr(path.rfind('/') + 1);
+    return !segment.empty() && !isDotSegment(segment);
+}
+
 // Most servers take several for one, and answer so.
 std::string withSingleSlashes(std::string_view path) {
     std::string text;
@@ -44,15 +51,17 @@ bool HrefResolver::isRequested(std::string_view path) const {
 
 std::string_view HrefResolver::resolve(std::string_view href) {
     if (isPlainPath(href)) {
-        if (isRequested(href)) return spelt_;
+        if (isRequested(href) || !namesMember(href)) return spelt_;
         result_.assign(root_).append(href);
         return result_;
     }
+    if (!namesMember(splitReference(href).path)) return spelt_;
     result_ = vxhost::resolve(base_, href);
-    const auto path = removeDotSegments(splitSpelt(result_).path);
+    const auto spelt = splitSpelt(result_).path;
+    const auto path = removeDotSegments(spelt);
     const bool isSelf = samePath(path, removeDotSegments(path_)) ||
                         (redirected_ && samePath(path, removeDotSegments(askedPath_)));
-    return isSelf ? spelt_ : result_;
+    return isSelf || !namesMember(spelt) ? spelt_ : result_;
 }
 
 }  // namespace vxhost

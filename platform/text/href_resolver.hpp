@@ -16,7 +16,8 @@ public:
     // The href against the URL that was asked (RFC 3986, 5); an href of that resource itself, in
     // whatever spelling, becomes the client's URL as spelt. Origins are not compared for that: an
     // answer names nothing outside the requested resource, and servers behind a proxy name
-    // themselves by an address of their own. Valid until the next call.
+    // themselves by an address of their own. So does an href whose last segment is no name, or a
+    // dot segment: nobody is its member. Valid until the next call.
     std::string_view resolve(std::string_view href);
 
 private:

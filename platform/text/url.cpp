@@ -2,6 +2,8 @@
 
 #include <utf8.h>
 
+#include <algorithm>
+
 #include "platform/base/ascii.hpp"
 #include "platform/text/url_path.hpp"
 
@@ -149,6 +151,25 @@ std::string removeDotSegments(std::string_view path) {
         }
     }
     return kept;
+}
+
+bool isDotSegment(std::string_view segment) {
+    int dots = 0;
+    for (size_t at = 0; at < segment.size() && dots < 3; ++dots) {
+        const bool escaped = isEscape(segment, at);
+        if ((escaped ? escapedByte(segment, at) : segment[at]) != '.') return false;
+        at += escaped ? 3 : 1;
+    }
+    return dots == 1 || dots == 2;
+}
+
+bool hasDotSegment(std::string_view path) {
+    for (size_t begin = 0; begin <= path.size();) {
+        const size_t end = std::min(path.find('/', begin), path.size());
+        if (isDotSegment(path.substr(begin, end - begin))) return true;
+        begin = end + 1;
+    }
+    return false;
 }
 
 std::string resolve(std::string_view base, std::string_view reference) {

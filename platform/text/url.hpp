@@ -43,6 +43,9 @@ std::string resolve(std::string_view base, std::string_view reference);
 
 std::string removeDotSegments(std::string_view path);  // RFC 3986, 5.2.4
 
+bool isDotSegment(std::string_view segment);  // "." or "..", in whatever spelling
+bool hasDotSegment(std::string_view path);
+
 // Scheme, host and port in lower case, without a default port and without credentials; empty for
 // a text without scheme or authority.
 std::string origin(std::string_view url);

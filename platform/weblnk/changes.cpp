@@ -31,6 +31,7 @@ void remove(CurlClient& client, int32_t& status) {
     Target& target = *client.target;
     refreshLocks(target);
     Request request = requestFor(target, "DELETE");
+    request.endsAtSlash = true;  // or the whole tree behind the slash would go
     if (request.url.ends_with('/')) request.headers.push_back("Depth: infinity");
     submitLocks(target, request);
     change(target, std::move(request), status);
@@ -40,7 +41,9 @@ void move(CurlClient& client, std::u32string_view destination, int32_t& status) 
     Target& target = *client.target;
     refreshLocks(target);
     Request request = requestFor(target, "MOVE");
-    request.headers = {"Destination: " + requestUrl(toUtf8(destination)), "Overwrite: F"};
+    const std::string spelt = toUtf8(destination), url = requestUrl(spelt);
+    requireUsable(url, spelt);
+    request.headers = {"Destination: " + url, "Overwrite: F"};
     if (request.url.ends_with('/')) request.headers.push_back("Depth: infinity");
     submitLocks(target, request);
     const Answer answer = change(target, std::move(request), status);

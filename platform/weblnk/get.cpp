@@ -1,12 +1,11 @@
 #include <fmt/format.h>
 
-#include <charconv>
-
 #include "platform/base/status.hpp"
 #include "platform/http/exchange.hpp"
 #include "platform/text/date.hpp"
 #include "platform/weblnk/client.hpp"
 #include "platform/weblnk/lock.hpp"
+#include "platform/weblnk/properties.hpp"
 
 namespace vxhost {
 namespace {
@@ -17,13 +16,13 @@ public:
         : target_(target), callback_(callback), report_(report) {}
 
     void begin(const Answer& answer) override {
-        // A part that was not asked for must not pass for the whole.
-        if (answer.status == 206) {
+        // A part that was not asked for must not pass for the whole, nor a page about it.
+        if (answer.status != 200 && answer.status != 203 && answer.status != 204) {
             throw Failure(WEBLNK_BAD_ANSWER,
-                          fmt::format("GET {}: the server sent a part only.", target_.url));
+                          fmt::format("GET {}: the server answered {}, which is not the content.",
+                                      target_.url, answer.status));
         }
-        const auto length = answer.headers.first("Content-Length");
-        std::from_chars(length.data(), length.data() + length.size(), total_);
+        total_ = parseFraming(answer.headers).length.value_or(0);
     }
     void write(std::string_view piece) override {
         hand(piece);
@@ -56,6 +55,25 @@ private:
     throw Failure(WEBLNK_REFUSED, fmt::format("GET {}: {}.", target.url, why));
 }
 
+// Where neither a length nor a last chunk shows the end, and after 204, what came must have the
+// size that the server tells otherwise: a connection that was cut looks like one that was closed.
+void requireWhole(const Target& target, const Answer& answer, vx::GetReport& report) {
+    const bool empty = answer.status == 204;
+    if (!empty && parseFraming(answer.headers).provesEnd()) return;
+    if (target.toldSize == report.length) return;
+    const auto size = sizeByProperties(target);
+    if (size == report.length) return;
+    const auto told = size ? size : target.toldSize;
+    if (!told && !empty) {
+        report.flags |= vx::GET_END_UNPROVEN;
+        return;
+    }
+    throw Failure(
+        WEBLNK_CUT_OFF,
+        fmt::format("GET {}: {} bytes came, but the server tells {}.", target.url, report.length,
+                    told ? fmt::format("a size of {}", *told) : "no size"));
+}
+
 double modifiedDate(const Headers& headers) {
     const auto text = headers.first("Last-Modified");
     return parseDate(std::u32string(text.begin(), text.end())).value_or(missingDate);
@@ -71,7 +89,7 @@ void get(CurlClient& client, int32_t& status, vx::WriteCallback* callback, vx::G
     Request request = requestFor(target, "GET");
     request.headers = {"Accept-Encoding: identity"};  // the member's own bytes
     request.sink = &sink;
-    request.repeatable = request.follows301 = request.endsAtSlash = true;
+    request.repeatable = request.follows301 = request.endsAtSlash = request.content = true;
     const Answer answer = exchange(target, std::move(request));
     status = answer.status;
     if (!isSuccess(status)) {
@@ -80,6 +98,7 @@ void get(CurlClient& client, int32_t& status, vx::WriteCallback* callback, vx::G
         if (isCollection) report.flags |= vx::GET_OF_COLLECTION;
         refuse(target, answer, isCollection);
     }
+    requireWhole(target, answer, report);
     sink.end();
     target.etag = parseStrongEtag(answer.headers.first("ETag"));
     report.modified = modifiedDate(answer.headers);

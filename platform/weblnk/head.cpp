@@ -9,7 +9,10 @@ void head(CurlClient& client, int32_t& status) {
     refreshLocks(*client.target);
     Request request = requestFor(*client.target, "HEAD");
     request.repeatable = request.follows301 = true;
-    const int32_t answered = exchange(*client.target, std::move(request)).status;
+    const Answer answer = exchange(*client.target, std::move(request));
+    const int32_t answered = answer.status;
+    client.target->toldSize =
+        isSuccess(answered) ? parseFraming(answer.headers).length : std::nullopt;
     const bool doubtful = answered == 403 || answered == 404 || answered == 405;
     const bool asksOn = doubtful && (client.option & vx::CLIENT_HEAD_BY_PROPFIND);
     status = asksOn ? statusByProperties(*client.target, answered) : answered;

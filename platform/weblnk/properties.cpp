@@ -2,6 +2,7 @@
 
 #include <charconv>
 
+#include "platform/base/ascii.hpp"
 #include "platform/base/status.hpp"
 #include "platform/base/transcoder.hpp"
 #include "platform/http/exchange.hpp"
@@ -10,6 +11,11 @@
 
 namespace vxhost {
 namespace {
+
+// What stands for the resource itself in an answer about one.
+const vx::Node* propertiesIn(const vx::Node* response) {
+    return childElement(childElement(response, U"propstat"), U"prop");
+}
 
 struct Described {
     int32_t status = 200;  // that the multistatus gives its response itself (RFC 4918, 14.24)
@@ -31,7 +37,7 @@ Described describe(const std::string& multistatus) {
     builder.feed(multistatus);
     const auto document = builder.finish();
     const vx::Node* response = childElement(document->firstChild, U"response");
-    const vx::Node* properties = childElement(childElement(response, U"propstat"), U"prop");
+    const vx::Node* properties = propertiesIn(response);
     Described described;
     described.isCollection =
         childElement(childElement(properties, U"resourcetype"), U"collection") != nullptr;
@@ -53,6 +59,22 @@ PropertyAnswer askProperty(const Target& target, std::string_view property, bool
     Answer answer = exchange(target, std::move(request));
     const bool useful = answer.status == 207;
     return {answer.status, useful ? std::move(answer.text) : std::string()};
+}
+
+std::optional<uint64_t> sizeByProperties(const Target& target) {
+    try {
+        const PropertyAnswer answer = askProperty(target, "getcontentlength");
+        if (answer.multistatus.empty()) return {};
+        TreeBuilder builder;
+        builder.feed(answer.multistatus);
+        const auto document = builder.finish();
+        const vx::Node* response = childElement(document->firstChild, U"response");
+        const auto* length = childElement(propertiesIn(response), U"getcontentlength");
+        return parseNumber<uint64_t>(trim(shownUtf8(content(length))));
+    } catch (const Failure& failure) {  // no XML, or no answer: it says nothing
+        if (failure.status() == WEBLNK_INTERRUPTED) throw;
+        return {};
+    }
 }
 
 int32_t statusOfChange(const Answer& answer) {

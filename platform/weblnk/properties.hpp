@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -22,6 +23,9 @@ PropertyAnswer askProperty(const Target& target, std::string_view property,
 // What HEAD should have answered: 200 when the resource has properties, 404 when it is not there;
 // headStatus when nothing can be told. A 404 is believed but for a collection.
 int32_t statusByProperties(const Target& target, int32_t headStatus);
+
+// The size that they tell, in bytes (RFC 4918, 15.4).
+std::optional<uint64_t> sizeByProperties(const Target& target);
 
 // What a server answered to MOVE, DELETE or LOCK: where that is 207, the first failure in it, by
 // which nothing at all may have been done (RFC 4918, 9.9.4). Throws when that is no XML.

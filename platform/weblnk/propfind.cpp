@@ -24,7 +24,8 @@ public:
         builder_.reset();
         if (answer.status == 207 || isXml) {
             resolver_.emplace(target_.spelt, answer.url);
-            builder_.emplace([this](std::string_view href) { return resolver_->resolve(href); });
+            builder_.emplace([this](std::string_view href) { return resolver_->resolve(href); },
+                             target_.settings.mostListingBytes);
         }
     }
     void write(std::string_view piece) override {
@@ -50,7 +51,7 @@ private:
         try {
             body();
         } catch (const Failure& failure) {
-            throw Failure(failure.status(), fmt::format("PROPFIND {}: the answer is no usable XML: "
+            throw Failure(failure.status(), fmt::format("PROPFIND {}: the answer cannot be used: "
                                                         "{}",
                                                         target_.url, failure.what()));
         }

@@ -51,6 +51,7 @@ std::shared_ptr<Target> makeTarget(const Settings& settings, const vx::ClientPar
                .journal = parms.journal,
                .logger = findLogger(view(parms.channel, parms.channelLength)),
                .etag = {},
+               .toldSize = {},
                .locks = {},
                .forsakenToken = {}});
 }

@@ -114,6 +114,26 @@ TEST_F(Faults, answersThatFailOrLie) {
     }
 }
 
+TEST_F(Faults, contentThatMayBeCutShortIsNotHandedToWhatChangesIt) {
+    const Answer bare = Answer().replacedBy("HTTP/1.1 200 OK\r\n\r\nold ");
+    server.on("HEAD", "/c/*", Answer().replacedBy("HTTP/1.1 200 OK\r\n\r\n"))
+        .on("GET", "/c/*", bare)
+        .on("PROPFIND", "/c/*", [](const support::Request& request) {
+            return Answer::xml(207, "<multistatus xmlns=\"DAV:\"><response><href>" +
+                                        request.target +
+                                        "</href><propstat><prop/></propstat></response>"
+                                        "</multistatus>");
+        });
+    editWith("touch begun");
+    expect({{{"edit", url}, 7, "Look at it with quillon get."},
+            {{"lock", url, "--", "touch", "begun"}, 7, "Look at it with quillon get."}});
+    nothingStays();
+    const auto got = quillon({"get", url});
+    expect(got, 0, "");
+    EXPECT_NE(got.errors.find("check that all of it came"), std::string::npos) << got.errors;
+    EXPECT_EQ(support::readFile(work / "file"), "old ");
+}
+
 TEST_F(Faults, namesCannotCommandATerminalNorPassForOthers) {
     server.on("PROPFIND", "/c/", multistatus("/c/%1B%5B2J%0Ax", "../../etc/passwd"));
     expect({{{"ls", collection}, 0, "\x1B[2J\nx\n"}});

@@ -40,6 +40,17 @@ std::string retryAfter(std::string_view given) {
     return std::to_string(parseRetryAfter(given, now).value().count());
 }
 
+std::string framing(std::string_view fields) {
+    Headers headers;
+    for (size_t at = 0; at < fields.size(); at = fields.find('|', at) + 1) {
+        headers.add(fields.substr(at, fields.find('|', at) - at));
+        if (fields.find('|', at) == fields.npos) break;
+    }
+    const Framing found = parseFraming(headers);
+    if (!found.valid) return "!";
+    return found.chunked ? "chunked" : found.length ? std::to_string(*found.length) : "-";
+}
+
 TEST(WeblnkHeaders, areReadOrRefusedWhole) {
     const struct {
         std::string (*parse)(std::string_view);
@@ -60,6 +71,14 @@ TEST(WeblnkHeaders, areReadOrRefusedWhole) {
         {timeout, "Infinite, Second-60", "4294967295"},
         {timeout, "Extend-1, Second-60", "60"},
         {timeout, "Second-4294967296", "-"},
+        {framing, "Content-Length: 5|Content-Length: 5, 5", "5"},
+        {framing, "Content-Length: 5|Content-Length: 6", "!"},
+        {framing, "Content-Length: 0x64", "!"},
+        {framing, "Content-Length: +5", "!"},
+        {framing, "Content-Length:", "!"},
+        {framing, "Content-Length: 5|Transfer-Encoding: gzip|Transfer-Encoding: Chunked",
+         "chunked"},
+        {framing, "Content-Length: 5|Transfer-Encoding: identity", "-"},
         {retryAfter, " 120 ", "120"},
         {retryAfter, "Sun, 06 Nov 1994 08:50:37 GMT", "60"},
         {retryAfter, "Sun, 06 Nov 1994 08:00:00 GMT", "0"},

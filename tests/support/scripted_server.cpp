@@ -103,6 +103,10 @@ private:
 
 ScriptedServer::ScriptedServer()
     : server_(std::make_unique<ConnectionServer>([this](Tcp::socket& client) {
+          {
+              const std::lock_guard lock(mutex_);
+              ++connections_;
+          }
           for (Conversation talk(*this, client); talk.exchange();) continue;
       })) {}
 
@@ -157,6 +161,11 @@ std::vector<Request> ScriptedServer::requests() const {
     std::vector<Request> copies;
     for (const auto& request : requests_) copies.push_back(*request);
     return copies;
+}
+
+int ScriptedServer::connections() const {
+    const std::lock_guard lock(mutex_);
+    return connections_;
 }
 
 std::string ScriptedServer::transcript() const {

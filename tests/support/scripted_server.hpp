@@ -98,6 +98,7 @@ public:
                            std::vector<Answer> answers);  // the last is repeated
 
     std::vector<Request> requests() const;
+    int connections() const;         // that were made
     std::string transcript() const;  // lines "METHOD target status", status 0: no answer
     void clearRequests();
 
@@ -115,6 +116,7 @@ private:
     std::condition_variable ended_;
     std::vector<Rule> rules_;
     std::vector<std::shared_ptr<Request>> requests_;
+    int connections_ = 0;
     bool ending_ = false;
     std::unique_ptr<ConnectionServer> server_;
 };

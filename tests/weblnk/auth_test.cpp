@@ -3,6 +3,7 @@
 
 #include "platform/base/logger.hpp"
 #include "tests/support/apache.hpp"
+#include "tests/support/certificate.hpp"
 #include "tests/support/files.hpp"
 #include "tests/weblnk/driven.hpp"
 
@@ -101,9 +102,37 @@ TEST(WeblnkAuth, credentialsStayWithTheirServer) {
     EXPECT_EQ(seen(server), "HEAD /a 302, HEAD /a/b 401");
 }
 
+Answer askForDigest(const std::string& more) {
+    return Answer(401).with("WWW-Authenticate", "Digest realm=\"r\", qop=\"auth\", nonce=" + more);
+}
+
+TEST(WeblnkAuth, digestIsNeverTalkedDownToBasic) {
+    ScriptedServer server;
+    server.inTurn("HEAD", "/a", {askForDigest("\"n\""), Answer(200), askForBasic});
+    Driven driven("u", "p"), another("u", "p");
+    EXPECT_EQ(driven.at(server.url("a")).head(), "200");
+    for (Driven* each : {&driven, &another}) {
+        EXPECT_EQ(each->at(server.url("a")).head(), "401");
+        EXPECT_NE(each->sentences().find("it was not sent"), std::string::npos);
+    }
+    EXPECT_EQ(seen(server).find("Basic"), std::string::npos) << seen(server);
+}
+
+TEST(WeblnkAuth, challengesEnd) {
+    ScriptedServer server;
+    server.on("HEAD", "/a", [n = 0](const support::Request&) mutable {
+        return askForDigest('"' + std::to_string(n++) + "\", stale=true");
+    });
+    EXPECT_EQ(Driven("u", "p").at(server.url("a")).head(), "401");
+    EXPECT_EQ(server.requests().size(), 3u);
+}
+
 TEST(WeblnkAuth, theWireTraceMasksCredentials) {
     ScriptedServer server;
-    server.inTurn("HEAD", "/a", {askForBasic, Answer(200).with("Set-Cookie", "id=secret")});
+    server.inTurn(
+        "HEAD", "/a",
+        {askForBasic,
+         Answer(200).with("Set-Cookie", "id=secret").with("Location", "http://u:sec/secret@h/b")});
     std::string trace;
     const auto log = [&](uint32_t, auto channel, auto text) {
         trace.append(channel).append(" ").append(text).append("\n");
@@ -111,12 +140,26 @@ TEST(WeblnkAuth, theWireTraceMasksCredentials) {
     vxhost::configureLogging({.logThreshold = vxhost::LOG_WIRE, .log = log, .configDirectory = {}});
     EXPECT_EQ(Driven("u", "secret").at(server.url("a")).head(), "200");
     vxhost::configureLogging({});
-    for (const char* line : {"> HEAD /a HTTP/1.1\n", "< HTTP/1.1 401 ", "> Authorization: ***\n",
-                             "< Set-Cookie: ***\n", "HEAD http://127.0.0.1"}) {
+    for (const char* line :
+         {"> HEAD /a HTTP/1.1\n", "< HTTP/1.1 401 ", "> Authorization: ***\n",
+          "< Set-Cookie: ***\n", "< Location: http://***@h/b\n", "HEAD http://127.0.0.1"}) {
         EXPECT_NE(trace.find(std::string("App.WebDAV ") + line), trace.npos) << line << trace;
     }
     EXPECT_EQ(trace.find("secret"), trace.npos) << trace;
     EXPECT_EQ(trace.find("dTpzZWNyZXQ"), trace.npos) << trace;  // u:secret
+}
+
+TEST(WeblnkAuth, trustReachesAProxy) {
+    const Apache proxy({.tls = true});  // which serves the request itself
+    Driven strict, trusting, careless;
+    trusting.settings.caFile = support::certificate().file;
+    careless.settings.insecure = true;
+    for (const auto& [driven, outcome] :
+         {std::pair(&strict, "TLS_REFUSED"), std::pair(&trusting, "404"),
+          std::pair(&careless, "404")}) {
+        driven->proxy = proxy.url();
+        EXPECT_EQ(driven->at("http://nowhere.invalid/a").head(), outcome);
+    }
 }
 
 TEST(WeblnkAuth, requestsGoThroughTheProxy) {

@@ -22,12 +22,18 @@ Answer moved(int status, const std::string& location) {
     return Answer(status).with("Location", location);
 }
 
+Answer raw(const std::string& fieldsAndBody) {
+    return Answer().replacedBy("HTTP/1.1 200 OK\r\n" + fieldsAndBody);
+}
+
 Answer multistatus(const std::string& responses) {
     return Answer::xml(207, "<multistatus xmlns='DAV:'>" + responses + "</multistatus>");
 }
 
 TEST(WeblnkReading, anAnswerIsWholeOrAskedForAgainOrRefused) {
     const Answer page = Answer(404, std::string(5000, 'x')).endless();
+    std::string manyFields;
+    while (manyFields.size() < 400'000) manyFields += "X: " + std::string(1000, 'x') + "\r\n";
     const std::string cut = "cut off", thrice = "GET /a 200, GET /a 200, GET /a 200";
     checkAll({
         {get, {good}, "200 [0123456789]", "GET /a 200"},
@@ -36,9 +42,15 @@ TEST(WeblnkReading, anAnswerIsWholeOrAskedForAgainOrRefused) {
         {get, {Answer(good).truncatedAfter(0)}, "CUT_OFF [", thrice, cut},
         {get, {Answer(good).truncatedAfter(0), good}, "200 [0123456789]", "GET /a 200, GET /a 200"},
         {get, {Answer().replacedBy("SMTP\r\n")}, "BAD_ANSWER [", "GET /a 0", "not HTTP"},
-        {get, {Answer(206, "part")}, "BAD_ANSWER [", "GET /a 206", "a part only"},
+        {get, {Answer(206, "part")}, "BAD_ANSWER [", "GET /a 206", "answered 206"},
+        {get, {Answer(202, "later")}, "BAD_ANSWER [", "GET /a 202", "answered 202"},
+        {get, {raw("Content-Length: 0x64\r\n\r\n")}, "BAD_ANSWER [", "GET /a 0", "length"},
+        {get, {raw("ETag: \"1\"\r\n"), good}, "200 [0123456789]", "GET /a 0, GET /a 200"},
+        {head, {raw("X: " + std::string(200'000, 'x'))}, "BAD_ANSWER", "HEAD /a 0", "too long"},
+        {head, {raw(manyFields)}, "BAD_ANSWER", "HEAD /a 0", "no end"},
         {get, {page}, "REFUSED 404 [", "GET /a 404", "answered 404"},
         {get, {moved(301, "/a/")}, "REFUSED 301 [", "GET /a 301", "it is a collection"},
+        {get, {moved(301, "/%C3/")}, "REFUSED 301 [", "GET /%c3 301", "a collection", "%c3"},
         {get, {Answer(301)}, "REFUSED 301 [", "GET /a 301", "answered 301"},
         {head, {busy, Answer(429), good}, "200", "HEAD /a 503, HEAD /a 429, HEAD /a 200"},
         {head, {busy}, "503", "HEAD /a 503, HEAD /a 503, HEAD /a 503"},
@@ -61,8 +73,44 @@ TEST(WeblnkReading, anAnswerIsWholeOrAskedForAgainOrRefused) {
         {head, {moved(302, "file:///etc")}, "REDIRECTED_AWAY", "HEAD /a 302", "file:///etc"},
         {at("http://127.0.0.1:1/"), {good}, "NO_CONNECTION", "", "no connection"},
         {at("http://nowhere.invalid/"), {good}, "NO_SUCH_HOST", "", "no such host"},
+        {at("http://h/c/.."), {good}, "BAD_URL", "", "are no names"},
+        {at("http://h/c/%2E"), {good}, "BAD_URL", "", "are no names"},
+        {at("http://h/c/.%2e/"), {good}, "BAD_URL", "", "are no names"},
+        {at("http://h/c/a/../b"), {good}, "BAD_URL", "", "are no names"},
         {at("ftp://h/"), {good}, "BAD_URL", "", "\"ftp://h/\" is no http or https URL."},
         {at("http://127.0.0.1:99999/"), {good}, "BAD_URL", "", "not a usable URL"},
+    });
+}
+
+// Nothing but the end of the connection shows the end of an answer that has neither a length nor
+// chunks; then the size is what HEAD or PROPFIND tells.
+TEST(WeblnkReading, contentThatMayBeCutShortMustHaveTheSizeThatIsTold) {
+    const auto sized = [](const std::string& size) {
+        return multistatus("<response><propstat><prop><getcontentlength>" + size +
+                           "</getcontentlength></prop></propstat></response>");
+    };
+    const auto unproven = [](Driven& driven) {
+        std::string outcome = driven.get();
+        return outcome += driven.report.flags & vx::GET_END_UNPROVEN ? " unproven" : "";
+    };
+    const auto both = [](Driven& driven) {
+        driven.head();
+        return driven.get();
+    };
+    const Answer bare = raw("\r\n0123"), none(204), no(405);
+    const Answer chunked = raw("Transfer-Encoding: chunked\r\n\r\n4\r\n0123\r\n0\r\n\r\n");
+    const std::string asked = "GET /a 0, PROPFIND /a 0 ";
+    checkAll({
+        {unproven, {chunked}, "200 [0123]", "GET /a 0"},
+        {unproven, {bare, no}, "200 [0123] unproven", asked + "405"},
+        {unproven, {bare, sized(" ")}, "200 [0123] unproven", asked + "207"},
+        {unproven, {bare, sized("4")}, "200 [0123]", asked + "207"},
+        {get, {bare, sized("5")}, "CUT_OFF 200 [0123", asked + "207", "tells a size of 5"},
+        {both, {Answer(200, "head"), bare}, "200 [0123]", "HEAD /a 200, GET /a 0"},
+        {both, {good, bare, no}, "CUT_OFF 200 [0123", "HEAD /a 200, " + asked + "405", "of 10"},
+        {both, {Answer(200), none}, "204 []", "HEAD /a 200, GET /a 204"},
+        {get, {none, sized("0")}, "204 []", "GET /a 204, PROPFIND /a 0 207"},
+        {get, {none, no}, "CUT_OFF 204 [", "GET /a 204, PROPFIND /a 0 405", "tells no size"},
     });
 }
 
@@ -94,6 +142,14 @@ TEST(WeblnkReading, optionsOfAMissingMemberAskItsCollection) {
         {allows(0), {Answer(403), classTwo}, "403", "OPTIONS /a 403"},
         {allows(0), {Answer(404), classTwo}, "404", "OPTIONS /a/ 404", "", "a/"},
     });
+}
+
+TEST(WeblnkReading, aChunkedAnswerToOptionsKeepsTheConnection) {
+    ScriptedServer server;
+    server.on("OPTIONS", "/a", Answer(200, "0\r\n\r\n").with("Transfer-Encoding", "chunked"));
+    Driven driven;
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(driven.at(server.url("a")).options(), "200");
+    EXPECT_EQ(server.connections(), 1);
 }
 
 TEST(WeblnkReading, headAsksForPropertiesWhenItMay) {
@@ -128,8 +184,12 @@ TEST(WeblnkReading, propFindTakesWholeDocumentsOnly) {
     const Answer bomb = Answer::xml(207, "<!DOCTYPE x [<!ENTITY e 'eee'>]><x>&e;</x>");
     const Answer there = multistatus(
         "<response><href>/new/b</href></response><response><href>/new/b/c</href></response>");
+    const auto small = [](Driven& driven) {
+        driven.settings.mostListingBytes = 100;
+        return driven.list();
+    };
     const std::string once = "PROPFIND /a 1 207", at = "PROPFIND /new/b/ 1 207",
-                      none = "BAD_ANSWER no document", xml = "no usable";
+                      none = "BAD_ANSWER no document", xml = "cannot be used";
     checkAll({
         {list, {two}, "207 URL/a URL/x%20y", once},
         // Self, in the spelling of the URL that was asked for: behind a redirect, too.
@@ -142,19 +202,27 @@ TEST(WeblnkReading, propFindTakesWholeDocumentsOnly) {
         {list, {multistatus("<response>")}, none, once, xml},
         {list, {bomb}, none, once, xml},
         {list, {Answer::xml(207, "<a>").endless()}, none, once, xml},
+        {small, {two}, none, once, "0 MiB of memory"},
     });
 }
 
 TEST(WeblnkReading, aStalledTransferEndsButASlowOneDoesNot) {
     ScriptedServer server;
     server.on("GET", "/stalled", Answer(good).stalledAfter(4));
-    server.on("GET", "/slow", Answer(good).slowly(1, support::Duration{100}));
+    server.on("*", "/slow", Answer(good).slowly(1, support::Duration{100}));
     Driven driven;
     driven.settings.stallTimeout = std::chrono::milliseconds(500);
     EXPECT_EQ(driven.at(server.url("stalled")).get(), "TIMED_OUT [0123");
     EXPECT_EQ(driven.sentences(),
               "GET " + server.url("stalled") + ": no byte moved for 0.5 seconds.\n");
+    driven.settings.answerTimeout = std::chrono::milliseconds(300);  // for what is no content
     EXPECT_EQ(driven.at(server.url("slow")).get(), "200 [0123456789]");
+    EXPECT_EQ(driven.list(), "TIMED_OUT no document");
+    driven.settings.leastSpeed = 1000;
+    EXPECT_TRUE(driven.get().starts_with("TIMED_OUT [0"));
+    const std::string told = driven.sentences();
+    EXPECT_NE(told.find("has not ended within 0.3 seconds."), told.npos) << told;
+    EXPECT_NE(told.find(" bytes moved in 0.5 seconds."), told.npos) << told;
 }
 
 }  // namespace

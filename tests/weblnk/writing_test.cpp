@@ -19,6 +19,8 @@ std::string lockAnswer(const std::string& timeout, const std::string& token = "u
            "</href></locktoken></activelock></lockdiscovery></prop>";
 }
 
+const Answer done(204);
+
 Answer granted(const std::string& timeout) {
     return Answer::xml(200, lockAnswer(timeout)).with("Lock-Token", "<urn:t:1>");
 }
@@ -28,6 +30,9 @@ auto putting(size_t size, vx::PutOptions options = {}, vx::Status end = vx::VX_E
 }
 std::string moving(Driven& driven) {
     return driven.move("http://h/b");
+}
+std::string movingUp(Driven& driven) {
+    return driven.move("http://h/c/%2E.");
 }
 std::string locking(Driven& driven) {
     const std::string taken = driven.takeLock();
@@ -152,6 +157,13 @@ TEST(WeblnkWriting, aMultistatusTellsWhatFailed) {
         {removing, {saying("<response><href>/a</href></response>")}, "207", "DELETE /a 207"},
         {removing, {saying("<response>")}, "BAD_ANSWER", "DELETE /a 207", "XML"},
         {removing, {saying(status("403 No"))}, "207", "DELETE /a/ infinity 207", "", "a/"},
+        // Not a tree in place of a member.
+        {removing, {Answer(307).with("Location", "/b/")}, "307", "DELETE /a 307"},
+        {removing,
+         {Answer(307).with("Location", "/b"), done},
+         "204",
+         "DELETE /a 307, DELETE /b 204"},
+        {movingUp, {done}, "BAD_URL", "", "are no names"},
     });
 }
 
@@ -167,17 +179,16 @@ TEST(WeblnkWriting, collectionsAreMadeMovedAndDeletedAsSuch) {
         return driven.move("http://h/d/%41?");
     };
     check({run,
-           {Answer(201), Answer(204), Answer(201), Answer(301).with("Location", "/a/"), Answer(204),
+           {Answer(201), Answer(204), Answer(201), Answer(301).with("Location", "/a/"),
             granted("Infinite"), Answer(204), Answer(201)},
            "201",
            "MKCOL /a/c/ 201, DELETE /a/c/ infinity 204, "
-           "MOVE /a/c/ infinity http://h/n%23%C3%A4%201/ F 201, DELETE /a 301, DELETE /a/ 204, "
+           "MOVE /a/c/ infinity http://h/n%23%C3%A4%201/ F 201, DELETE /a 301, "
            "LOCK /a 0 Second-90 200, DELETE /a <URL/a> (<urn:t:1>) 204, "
            "MOVE /a http://h/d/%41%3F F <URL/a> (<urn:t:1>) 201"});
 }
 
 const std::string lock = "LOCK /a 0 Second-7200 ";
-const Answer done(204);
 
 TEST(WeblnkLock, theTokenComesFromHeaderOrBody) {
     const std::string lost = lock + "0, PROPFIND /a 0 404", none = "without a lock token";
