@@ -5,7 +5,6 @@
 #include <system_error>
 #include <utility>
 
-#include "client/local_file.hpp"
 #include "client/methods.hpp"
 #include "client/moment.hpp"
 #include "client/name.hpp"
@@ -116,10 +115,10 @@ Result<Fetched> Member::fetch() {
     return Fetched{state_->file, timeOf(report.modified)};
 }
 
-Result<Fetched> Member::fetchTo(const std::filesystem::path& destination) {
+Result<Fetched> Member::fetchTo(const std::filesystem::path& destination, Naming naming) {
     Result<Fetched> fetched = fetch();
     if (!fetched) return fetched;
-    Result<void> placed = putInPlace(fetched->file, destination, fetched->modified);
+    Result<void> placed = putInPlace(fetched->file, destination, naming, fetched->modified);
     if (!placed) return std::move(placed).error();
     return Fetched{destination, fetched->modified};
 }

@@ -43,6 +43,10 @@ fs::path configHome() {
     return ownDirectory("XDG_CONFIG_HOME", ".config");
 }
 
+fs::path stateHome() {
+    return ownDirectory("XDG_STATE_HOME", ".local/state");
+}
+
 void makePrivateDirectories(const fs::path& directory) {
     if (mkdir(directory.c_str(), 0700) == 0) return;
     if (errno == ENOENT && directory.has_parent_path() && directory.parent_path() != directory) {
