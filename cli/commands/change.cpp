@@ -66,7 +66,11 @@ private:
         Result<void> stored = member_.copyFrom(copy.file());
         if (stored) stored = hold_.store();
         session_.progress().finish();
-        return stored ? EXIT_DONE : fail(stored.error());
+        if (!stored) return fail(stored.error());
+        if (hold_.storedAnew()) {
+            complain(fmt::format("{}: somebody had removed it; it was stored anew", url_));
+        }
+        return EXIT_DONE;
     }
 
     static void keepLeftovers(const WorkCopy& copy) {

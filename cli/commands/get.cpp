@@ -173,7 +173,7 @@ int fetchAll(Session& session, const std::vector<Address>& members, const GetOpt
         const auto destination = destinationOf(members.front(), options);
         if (destination) meetServers(session, members, openOptions(*destination));
     }
-    return runTasks(members.size(), jobs, session.progress(), [&](size_t i) -> int {
+    return runTasks(members.size(), jobs, session, [&](size_t i) -> int {
         const Result<void> fetched = fetch(session, members[i], options);
         return fetched ? EXIT_DONE : report("fetch", members[i].url(), fetched.error());
     });

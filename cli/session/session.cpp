@@ -82,6 +82,20 @@ std::deque<Session::Kept>& Session::keptOfThisThread() {
     return kept_[std::this_thread::get_id()];
 }
 
+void Session::closeOfThisThread() {
+    std::deque<Kept> closing;  // closed outside the mutex, since requests may be sent
+    const std::lock_guard lock(mutex_);
+    if (const auto found = kept_.find(std::this_thread::get_id()); found != kept_.end()) {
+        closing = std::move(found->second);
+        kept_.erase(found);
+    }
+}
+
+void Session::closeBesideFiles() {
+    std::erase_if(keptOfThisThread(),
+                  [](const Kept& kept) { return !kept.options.cacheParent.empty(); });
+}
+
 Result<std::shared_ptr<Collection>> Session::open(const Address& address,
                                                   const OpenOptions& options) {
     std::deque<Kept>& mine = keptOfThisThread();

@@ -48,6 +48,11 @@ public:
     Result<std::shared_ptr<Collection>> open(const Address& address,
                                              const OpenOptions& options = {});
 
+    // The collections that are kept for this thread: all at its end; those whose cache lies among
+    // the person's files when a command is done.
+    void closeOfThisThread();
+    void closeBesideFiles();
+
     // A new handle of the address's member; of the collection itself when it names none.
     Result<Member> openMember(const Address& address, const OpenOptions& options = {});
 
