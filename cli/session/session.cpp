@@ -5,6 +5,8 @@
 #include <cstdio>
 
 #include "cli/terminal/interrupt.hpp"
+#include "cli/terminal/last_words.hpp"
+#include "cli/terminal/suggestion.hpp"
 #include "cli/terminal/terminal.hpp"
 
 namespace quillon::cli {
@@ -17,6 +19,16 @@ constexpr size_t MOST_KEPT = 8;  // open collections
 
 void logToStderr(int, std::string_view channel, std::string_view text) {
     fmt::print(stderr, "[{}] {}\n", channel, harmless(text));
+}
+
+// What stays when a request about a lock does not end in time.
+std::string lockLeft(const std::string& url, const std::string& token) {
+    if (token.empty()) {
+        return fmt::format("quillon: {} may be locked now, by a token that did not come\n",
+                           harmless(url));
+    }
+    return fmt::format("quillon: {} may stay locked. To unlock it: {}\n", harmless(url),
+                       unlockCommand(url, token));
 }
 
 ExtensionOptions extensionOptions(const CommonOptions& options, Progress& progress) {
@@ -32,6 +44,9 @@ ExtensionOptions extensionOptions(const CommonOptions& options, Progress& progre
     }
     wanted.progress = [&progress](uint64_t moved, uint64_t total) {
         progress.update(moved, total);
+    };
+    wanted.watchLock = [](const std::string& url, const std::string& token) {
+        return std::make_shared<LastWords>(lockLeft(url, token));
     };
     wanted.interrupted = &interruptFlag();
     return wanted;

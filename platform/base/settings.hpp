@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -33,6 +34,11 @@ struct Settings {
     // Set by a signal handler: the running request ends at once and no new one begins, but for the
     // UNLOCKs that give back what is held. Null: never.
     const std::atomic<bool>* interrupted = nullptr;
+    // Told of a LOCK that is on its way, when nobody knows the token yet, and of each lock that is
+    // held; what it returns is destroyed when the answer is there, or the lock is not held any
+    // more.
+    std::function<std::shared_ptr<void>(const std::string& url, const std::string& token)>
+        watchLock;
     std::function<void(const Progress&)> progress;   // called from inside a transfer; may be empty
     std::function<void(const Exchange&)> exchanged;  // told at each request's end; may be empty
 
