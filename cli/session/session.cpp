@@ -132,6 +132,7 @@ Result<std::shared_ptr<Collection>> Session::open(const Address& address,
 }
 
 Result<Member> Session::openMember(const Address& address, const OpenOptions& options) {
+    leftWork_.tell(address.url());
     const auto collection = open(address, options);
     if (!collection) return collection.error();
     return (*collection)->member(address.segment());

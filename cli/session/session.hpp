@@ -14,6 +14,7 @@
 
 #include "cli/parser/options.hpp"
 #include "cli/session/credentials.hpp"
+#include "cli/session/left_work.hpp"
 #include "cli/session/sites.hpp"
 #include "cli/terminal/progress.hpp"
 #include "client/collection.hpp"
@@ -75,6 +76,7 @@ public:
 
     const CommonOptions& options() const { return options_; }
     Sites& sites() { return sites_; }
+    LeftWork& leftWork() { return leftWork_; }
     Progress& progress() { return progress_; }
 
 private:
@@ -85,6 +87,7 @@ private:
     Sites sites_;
     Credentials credentials_;
     Progress progress_;
+    LeftWork leftWork_;
     std::map<std::string, Extension> extensions_;  // by the options that make them differ
 
     struct Kept {
