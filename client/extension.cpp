@@ -18,6 +18,7 @@ vxhost::Settings settingsFrom(ExtensionOptions& options) {
     settings.mostListingBytes = options.mostListingBytes;
     settings.interrupted = options.interrupted;
     settings.cacheRoot = options.cacheRoot.string();
+    settings.watchLock = std::move(options.watchLock);
     if (options.progress) {
         settings.progress = [sink = std::move(options.progress)](const vxhost::Progress& now) {
             sink(now.moved, now.total);

@@ -18,6 +18,8 @@ namespace quillon {
 using LogSink = std::function<void(int level, std::string_view channel, std::string_view text)>;
 // Called from inside a transfer; total is 0 when it is not known.
 using ProgressSink = std::function<void(uint64_t moved, uint64_t total)>;
+using LockWatch =
+    std::function<std::shared_ptr<void>(const std::string& url, const std::string& token)>;
 
 struct ExtensionOptions {
     std::filesystem::path library;  // empty: the one that came with this program
@@ -32,6 +34,9 @@ struct ExtensionOptions {
     ProgressSink progress;
     // Told when a password went to that origin as it is, over http. From any thread that works.
     std::function<void(std::string_view origin)> passwordInClear;
+    // Told of a LOCK that is on its way (no token yet) and of each lock that is held; what it
+    // returns is destroyed when the answer is there, or the lock is not held any more.
+    LockWatch watchLock;
     // Once true, the running request ends and no new one begins but for the UNLOCKs that give back
     // what is held. Null: never.
     const std::atomic<bool>* interrupted = nullptr;

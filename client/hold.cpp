@@ -39,6 +39,7 @@ Hold::Hold(Hold&& other) noexcept
       properties_(std::move(other.properties_)),
       isNew_(other.isNew_),
       locked_(std::exchange(other.locked_, false)),
+      storedAnew_(other.storedAnew_),
       madeEmpty_(other.madeEmpty_) {}
 
 Hold::~Hold() {
@@ -99,6 +100,8 @@ Result<void> Hold::store() {
     options.onlyNew = isNew_ && !underLock;
     options.ifUnchanged = !options.onlyNew;
     Result<void> stored = member_->store(options);
+    // The upload looks again only where something changed, and writes what is gone by then.
+    if (stored) storedAnew_ = !isNew_ && !member_->exists();
     if (stored) isNew_ = madeEmpty_ = false;
     // Without a date a change counts as made; the person shall not look for it in vain.
     const bool counted = !underLock && !properties_.modified;

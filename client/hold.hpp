@@ -24,7 +24,8 @@ public:
     bool isNew() const { return isNew_; }  // the server has no such member, or an empty one of ours
     const Properties& properties() const { return properties_; }  // as they were when it was taken
 
-    Result<void> store();  // the member's local copy
+    Result<void> store();                            // the member's local copy
+    bool storedAnew() const { return storedAnew_; }  // what somebody had removed meanwhile
 
     // Gives the lock back. A failure means that it may still be there: its sentences tell how to
     // remove it. A name that was locked for nothing is free again.
@@ -39,7 +40,8 @@ private:
     Member* member_;
     Properties properties_{};
     bool isNew_ = false;
-    bool locked_ = false;     // by this hold
+    bool locked_ = false;  // by this hold
+    bool storedAnew_ = false;
     bool madeEmpty_ = false;  // the lock left an empty member, as it does on some servers
 };
 

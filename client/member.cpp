@@ -5,7 +5,6 @@
 #include <system_error>
 #include <utility>
 
-#include "client/local_file.hpp"
 #include "client/methods.hpp"
 #include "client/moment.hpp"
 #include "client/name.hpp"
@@ -117,10 +116,10 @@ Result<Fetched> Member::fetch() {
                    (report.flags & vx::GET_END_UNPROVEN) == 0};
 }
 
-Result<Fetched> Member::fetchTo(const std::filesystem::path& destination) {
+Result<Fetched> Member::fetchTo(const std::filesystem::path& destination, Naming naming) {
     Result<Fetched> fetched = fetch();
     if (!fetched) return fetched;
-    Result<void> placed = putInPlace(fetched->file, destination, fetched->modified);
+    Result<void> placed = putInPlace(fetched->file, destination, naming, fetched->modified);
     if (!placed) return std::move(placed).error();
     fetched->file = destination;
     return fetched;

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "client/local_file.hpp"
 #include "client/result.hpp"
 #include "client/time.hpp"
 
@@ -66,9 +67,10 @@ public:
     // The local copy: fetch makes it, store sends it. It may be written to at any time.
     const std::filesystem::path& file() const;
     Result<Fetched> fetch();
-    // Fetches and moves the copy to a path; one rename when the collection's cache is on the same
-    // file system. The old file there stays whole unless all went well, a new one takes its mode.
-    Result<Fetched> fetchTo(const std::filesystem::path& destination);
+    // Fetches and moves the copy to a path, as putInPlace has it; one rename when the collection's
+    // cache is on the same file system.
+    Result<Fetched> fetchTo(const std::filesystem::path& destination,
+                            Naming naming = Naming::byPerson);
     Result<void> store(const StoreOptions& options = {});
     // Makes another local file the one that store sends; it must stay until then. It is not copied
     // but for what is no regular file, which is read to its end now.

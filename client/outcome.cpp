@@ -119,4 +119,10 @@ Result<void> outcome(Status status, vxhost::UserJournal& journal) {
     return failure(status, journal);
 }
 
+Error thrownError(const std::exception& thrown) {
+    const auto* failed = dynamic_cast<const vxhost::Failure*>(&thrown);
+    if (failed != nullptr && failed->status() == vxhost::WEBLNK_INTERRUPTED) return interruption();
+    return localError(Kind::local, std::string(thrown.what()) + ".");
+}
+
 }  // namespace quillon

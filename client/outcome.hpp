@@ -2,6 +2,7 @@
 // or the machine beneath it said is heard from the requests themselves, as they end.
 #pragma once
 
+#include <exception>
 #include <vector>
 
 #include "client/error.hpp"
@@ -34,5 +35,18 @@ Error failure(vx::Status status, vxhost::UserJournal& journal);
 
 // Success or that error.
 Result<void> outcome(vx::Status status, vxhost::UserJournal& journal);
+
+// Of an exception from platform/.
+Error thrownError(const std::exception& thrown);
+
+// Runs a body without the extension, which throws what goes wrong.
+template <class Body>
+auto caught(Body&& body) -> decltype(body()) {
+    try {
+        return body();
+    } catch (const std::exception& thrown) {
+        return thrownError(thrown);
+    }
+}
 
 }  // namespace quillon

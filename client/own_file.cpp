@@ -4,12 +4,12 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
-#include <exception>
 #include <system_error>
 #include <utility>
 
-#include "platform/base/descriptor.hpp"
+#include "client/outcome.hpp"
 #include "platform/files/complete_file.hpp"
+#include "platform/files/content.hpp"
 #include "platform/files/directories.hpp"
 
 namespace quillon {
@@ -19,33 +19,14 @@ namespace fs = std::filesystem;
 
 constexpr size_t MOST_BYTES = size_t{16} << 20;
 
-// Runs a body that throws what goes wrong.
-template <class Body>
-auto caught(Body&& body) -> decltype(body()) {
-    try {
-        return body();
-    } catch (const std::exception& problem) {
-        return localError(Kind::local, std::string(problem.what()) + ".");
-    }
-}
-
-std::string contentOf(const vxhost::Descriptor& file, const fs::path& path) {
-    std::string text;
-    for (size_t used = 0;;) {
-        text.resize(used + (size_t{64} << 10));
-        const ssize_t got = read(file.number(), text.data() + used, text.size() - used);
-        if (got < 0 && errno != EINTR) vxhost::throwSystemFailure(errno, path);
-        if (got > 0) used += static_cast<size_t>(got);
-        if (used > MOST_BYTES) vxhost::throwSystemFailure(EFBIG, path);
-        text.resize(used);
-        if (got == 0) return text;
-    }
-}
-
 }  // namespace
 
 fs::path configDirectory() {
     return vxhost::configHome();
+}
+
+fs::path stateDirectory() {
+    return vxhost::stateHome();
 }
 
 Result<std::optional<OwnText>> readOwnFile(const fs::path& path) {
@@ -66,7 +47,8 @@ Result<std::optional<OwnText>> readOwnFile(const fs::path& path) {
                                                        "Look through it, then: chmod 600 {0}",
                                                        path.string()));
         }
-        return std::optional(OwnText{contentOf(file, path), (entry.st_mode & 044) != 0});
+        return std::optional(
+            OwnText{vxhost::readWhole(file, path, MOST_BYTES), (entry.st_mode & 044) != 0});
     });
 }
 

@@ -15,6 +15,9 @@ namespace quillon {
 // $XDG_CONFIG_HOME/quillon, else ~/.config/quillon.
 std::filesystem::path configDirectory();
 
+// What it notes for itself: $XDG_STATE_HOME/quillon, else ~/.local/state/quillon.
+std::filesystem::path stateDirectory();
+
 struct OwnText {
     std::string text;
     bool readByOthers = false;  // group or others may

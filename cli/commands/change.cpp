@@ -2,12 +2,18 @@
 
 #include <fmt/format.h>
 
+#include <unistd.h>
+
 #include <cstdlib>
+#include <optional>
 
 #include "cli/commands/hold_member.hpp"
 #include "cli/commands/work_copy.hpp"
 #include "cli/terminal/interrupt.hpp"
+#include "cli/terminal/last_words.hpp"
 #include "cli/terminal/report.hpp"
+#include "cli/terminal/terminal.hpp"
+#include "client/lock_notes.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -18,13 +24,21 @@ namespace fs = std::filesystem;
 class Change {
 public:
     Change(Session& session, const Address& address, const Changer& changer, Member& member,
-           Hold& hold)
-        : session_(session), url_(address.url()), changer_(changer), member_(member), hold_(hold) {}
+           Hold& hold, std::optional<WrittenNote>& note)
+        : session_(session),
+          url_(address.url()),
+          changer_(changer),
+          member_(member),
+          hold_(hold),
+          note_(note) {}
 
     int run(const std::string& name) {
         if (Result<void> fetched = fetch(name); !fetched) return fail(fetched.error());
         Result<WorkCopy> copy = WorkCopy::make(member_.file(), name);
         if (!copy) return fail(copy.error());
+        noteText(copy->file());
+        const LastWords words(
+            fmt::format("quillon: your version is in {}\n", harmless(copy->file().string())));
         const int code = changer_.run(copy->file(), [this] { renewLocks(); });
         const Result<bool> changed = copy->changed();
         const int end = !changed ? fail(changed.error()) : judge(*copy, code, *changed, name);
@@ -34,6 +48,17 @@ public:
     }
 
 private:
+    // For who comes after this process, should it be killed.
+    void noteText(const fs::path& text) {
+        Result<WrittenNote> written =
+            WrittenNote::write({url_, member_.lockToken(), text, getpid()});
+        if (written) {
+            note_.emplace(std::move(*written));
+        } else {
+            report("note where your text is", {}, written.error());
+        }
+    }
+
     ExitCode fail(const Error& error) { return report(changer_.attempt, url_, error); }
 
     Result<void> fetch(const std::string& name) {
@@ -70,7 +95,11 @@ private:
         Result<void> stored = member_.copyFrom(copy.file());
         if (stored) stored = hold_.store();
         session_.progress().finish();
-        return stored ? EXIT_DONE : fail(stored.error());
+        if (!stored) return fail(stored.error());
+        if (hold_.storedAnew()) {
+            complain(fmt::format("{}: somebody had removed it; it was stored anew", url_));
+        }
+        return EXIT_DONE;
     }
 
     static void keepLeftovers(const WorkCopy& copy) {
@@ -93,6 +122,7 @@ private:
     const Changer& changer_;
     Member& member_;
     Hold& hold_;
+    std::optional<WrittenNote>& note_;
 };
 
 }  // namespace
@@ -102,8 +132,10 @@ int changeMember(Session& session, const Address& address, const Changer& change
     if (!member) return report(changer.attempt, address.url(), member.error());
     Result<Hold> hold = Hold::take(**member);
     if (!hold) return report(changer.attempt, address.url(), hold.error());
-    const int code = Change(session, address, changer, **member, *hold).run(address.name());
-    return released(*hold, address, code);
+    if ((*member)->locked()) session.leftWork().lockWasTaken(address.url());
+    std::optional<WrittenNote> note;  // until the lock is off
+    const int code = Change(session, address, changer, **member, *hold, note).run(address.name());
+    return released(*hold, address, code, note ? &*note : nullptr);
 }
 
 }  // namespace quillon::cli

@@ -23,6 +23,7 @@ int runEditor(const std::filesystem::path& file, const std::function<void()>& ea
 int run(Session& session, std::string& url) {
     const Result<Address> address = parseUrl(session, url);
     if (!address) return exitCode(address.error().kind);
+    session.leftWork().tellAll();
     return changeMember(session, *address,
                         {.attempt = "edit", .tellsUnchanged = true, .run = runEditor});
 }
@@ -37,7 +38,9 @@ void addEdit(CommandDefinition program, Invocation& invocation) {
         "The member is locked, fetched, opened in $VISUAL, $EDITOR or vi, stored when it was\n"
         "changed, and unlocked; until then its lock is renewed. Where the server has no locks, a\n"
         "change that somebody else made meanwhile is noticed before anything is stored. Whenever\n"
-        "your changes cannot be stored, they are kept in a local file, which the message names.\n\n"
+        "your changes cannot be stored, they are kept in a local file, which the message names.\n"
+        "When quillon itself was killed, the next command on the member, and the next edit, say\n"
+        "where your text is and how to take the lock off.\n\n"
         "An editor must wait until you are done: EDITOR=\"code --wait\", for example.\n\n"
         "Examples:\n"
         "  quillon edit https://example.org/dav/plan.txt\n"

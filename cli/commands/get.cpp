@@ -35,16 +35,23 @@ struct GetOptions {
     size_t jobs = 0;        // 0: not given
 };
 
-// Where a member goes: nothing stands for the standard output.
-Result<std::optional<fs::path>> destinationOf(const Address& address, const GetOptions& options) {
-    if (options.file == STANDARD_OUTPUT) return std::optional<fs::path>();
+// Where a member goes, by -o or under its own name.
+struct Destination {
+    fs::path path;
+    Naming naming;
+};
+
+// Nothing stands for the standard output.
+Result<std::optional<Destination>> destinationOf(const Address& address,
+                                                 const GetOptions& options) {
+    if (options.file == STANDARD_OUTPUT) return std::optional<Destination>();
     if (!options.file.empty()) {
         std::error_code none;
         if (fs::is_directory(options.file, none)) {
             return localError(Kind::usage,
                               options.file + " is a directory. Use -O to fetch into it.");
         }
-        return std::optional<fs::path>(options.file);
+        return std::optional(Destination{options.file, Naming::byPerson});
     }
     const std::string name = address.name();
     if (name == "." || name == ".." ||
@@ -53,16 +60,19 @@ Result<std::optional<fs::path>> destinationOf(const Address& address, const GetO
                           "Its name cannot be that of a local file. Choose one with -o.");
     }
     const fs::path directory = options.directory.empty() ? "." : options.directory;
-    return std::optional<fs::path>(directory / name);
+    const Destination destination{directory / name, Naming::byOthers};
+    const Result<fs::path> place = resolvePlace(destination.path, destination.naming);
+    if (!place) return place.error();
+    return std::optional(destination);
 }
 
 // The cache goes where a rename to the destination suffices.
-OpenOptions openOptions(const std::optional<fs::path>& destination) {
+OpenOptions openOptions(const std::optional<Destination>& destination) {
     OpenOptions options;
     std::error_code problem;
-    if (!destination || fs::is_other(*destination, problem)) return options;
-    const fs::path target = fs::canonical(*destination, problem);
-    options.cacheParent = fs::absolute(problem ? *destination : target).parent_path();
+    if (!destination || fs::is_other(destination->path, problem)) return options;
+    const fs::path target = fs::canonical(destination->path, problem);
+    options.cacheParent = fs::absolute(problem ? destination->path : target).parent_path();
     return options;
 }
 
@@ -74,22 +84,16 @@ Result<void> checkPlace(const fs::path& directory) {
 }
 
 Result<void> copyToOutput(const fs::path& path) {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "re"),
-                                                               std::fclose);
-    if (file == nullptr) {
-        return localError(Kind::local,
-                          fmt::format("Cannot read {}: {}.", path.string(), std::strerror(errno)));
-    }
-    std::vector<char> buffer(size_t{256} << 10);
-    for (size_t got; (got = std::fread(buffer.data(), 1, buffer.size(), file.get())) > 0;) {
-        if (std::fwrite(buffer.data(), 1, got, stdout) < got) {
-            if (interrupted()) return interruption();
-            if (outputAbandoned()) return {};  // the exit code tells enough
-            return localError(Kind::local, fmt::format("Cannot write to the standard output: {}.",
-                                                       std::strerror(errno)));
-        }
-    }
-    return {};
+    int failed = 0;
+    Result<void> read = readPieces(path, [&failed](std::string_view piece) {
+        if (std::fwrite(piece.data(), 1, piece.size(), stdout) < piece.size()) failed = errno;
+        return failed == 0;
+    });
+    if (!read || failed == 0) return read;
+    if (interrupted()) return interruption();
+    if (outputAbandoned()) return {};  // the exit code tells enough
+    return localError(Kind::local, fmt::format("Cannot write to the standard output: {}.",
+                                               std::strerror(failed)));
 }
 
 Result<void> fetch(Session& session, const Address& address, const GetOptions& options) {
@@ -105,7 +109,9 @@ Result<void> fetch(Session& session, const Address& address, const GetOptions& o
     if (!member) return std::move(member).error();
 
     session.progress().start(address.name());
-    Result<Fetched> fetched = *destination ? member->fetchTo(**destination) : member->fetch();
+    Result<Fetched> fetched = *destination
+                                  ? member->fetchTo((*destination)->path, (*destination)->naming)
+                                  : member->fetch();
     session.progress().finish();
     if (!fetched) return std::move(fetched).error();
     if (!fetched->endProven) {
@@ -173,7 +179,7 @@ int fetchAll(Session& session, const std::vector<Address>& members, const GetOpt
         const auto destination = destinationOf(members.front(), options);
         if (destination) meetServers(session, members, openOptions(*destination));
     }
-    return runTasks(members.size(), jobs, session.progress(), [&](size_t i) -> int {
+    return runTasks(members.size(), jobs, session, [&](size_t i) -> int {
         const Result<void> fetched = fetch(session, members[i], options);
         return fetched ? EXIT_DONE : report("fetch", members[i].url(), fetched.error());
     });
@@ -217,8 +223,10 @@ void addGet(CommandDefinition program, Invocation& invocation) {
     addJobsOption(command, options->jobs, std::to_string(DEFAULT_JOBS));
     command.setFooter(
         "A local file appears when all of it has come, with the server's date; one that is\n"
-        "replaced stays whole until then, and keeps its mode. Where the server tells neither the\n"
-        "length nor the size of a member, a warning says that a part may have come.\n\n"
+        "replaced stays whole until then, and keeps its permissions. Under the member's own name\n"
+        "only a regular file is replaced, and no symbolic link of somebody else's followed; what\n"
+        "-o names is written to as it is. Where the server tells neither the length nor the size\n"
+        "of a member, a warning says that a part may have come.\n\n"
         "Examples:\n"
         "  quillon get https://example.org/dav/report.txt\n"
         "  quillon get -O /tmp https://example.org/dav/a.txt https://example.org/dav/b.txt\n"

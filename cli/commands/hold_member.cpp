@@ -11,9 +11,10 @@ ExitCode reportNotUnlocked(const Address& address, Error error) {
     return report("unlock", address.url(), error);
 }
 
-int released(Hold& hold, const Address& address, int code) {
+int released(Hold& hold, const Address& address, int code, WrittenNote* note) {
     Result<void> gone = hold.release();
     if (gone) return code;
+    if (note != nullptr) note->leave();
     const ExitCode failed = reportNotUnlocked(address, std::move(gone).error());
     return code == EXIT_DONE ? failed : code;
 }

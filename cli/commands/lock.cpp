@@ -50,8 +50,11 @@ Result<std::shared_ptr<Member>> takeLock(Session& session, const Address& addres
     if ((*member)->locked()) return localError(Kind::locked, "You hold its lock already.");
     const Result<Protection> protection = (*member)->lock();
     if (!protection) return protection.error();
-    if (*protection == Protection::lock) return member;
-    return localError(Kind::refused, "This server does not lock it.");
+    if (*protection != Protection::lock) {
+        return localError(Kind::refused, "This server does not lock it.");
+    }
+    session.leftWork().lockWasTaken(address.url());
+    return member;
 }
 
 int keepLock(Session& session, const Address& address) {

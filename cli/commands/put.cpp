@@ -89,7 +89,7 @@ int putAll(Session& session, const std::vector<std::string>& files, const Addres
     const Jobs wanted{options.jobs, options.force ? DEFAULT_JOBS : 1};
     const size_t jobs = jobsFor(session, url, wanted, std::move(places));
     if (jobs > 1) meetServers(session, {url}, {});
-    return runTasks(files.size(), jobs, session.progress(), [&](size_t i) -> int {
+    return runTasks(files.size(), jobs, session, [&](size_t i) -> int {
         return members[i] ? put(session, files[i], *members[i], options)
                           : report("store " + files[i] + " in", url.url(), members[i].error());
     });

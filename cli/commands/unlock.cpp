@@ -12,17 +12,9 @@ struct UnlockOptions {
     std::string token;
 };
 
-Error explained(Error error) {
-    switch (error.httpStatus) {
-        case 400:
-        case 404:
-        case 409:
-        case 412:
-            return localError(Kind::notFound,
-                              "It has no lock with this token. The lock may have run out, or was "
-                              "taken off already.");
-    }
-    return error;
+bool isGone(const Error& error) {
+    return error.httpStatus == 400 || error.httpStatus == 404 || error.httpStatus == 409 ||
+           error.httpStatus == 412;
 }
 
 Result<void> unlock(Session& session, const Address& address, const std::string& token) {
@@ -35,12 +27,19 @@ Result<void> unlock(Session& session, const Address& address, const std::string&
         return localError(Kind::usage,
                           "Name the lock with --token, as the message said that told of it.");
     }
+    session.leftWork().keepQuiet(address.url());
     const auto member = session.member(address);
     if (!member) return member.error();
     Result<void> adopted = (*member)->adoptLock(token);
     if (!adopted) return adopted;
     Result<void> unlocked = (*member)->unlock();
-    if (!unlocked) return explained(std::move(unlocked).error());
+    if (!unlocked && !isGone(unlocked.error())) return unlocked;
+    session.leftWork().lockIsOff(address.url(), token);
+    if (!unlocked) {
+        return localError(Kind::notFound,
+                          "It has no lock with this token. The lock may have run out, or was "
+                          "taken off already.");
+    }
     return {};
 }
 

@@ -79,7 +79,7 @@ Result<fs::path> keepFile(const fs::path& file) {
     for (const fs::path& place : keepingPlaces()) {
         fs::path path = reserve(place, file.filename().string());
         if (path.empty()) continue;
-        Result<void> moved = putInPlace(file, path, {});
+        Result<void> moved = putInPlace(file, path, Naming::byOthers);
         if (moved) return path;
         last = std::move(moved).error();
         std::error_code none;

@@ -1,13 +1,12 @@
 #include "cli/session/netrc.hpp"
 
-#include <fcntl.h>
 #include <strings.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <cstring>
+
+#include "client/local_file.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -62,14 +61,10 @@ bool sameHost(std::string_view a, std::string_view b) {
 // What can be read of a file, with no copy left elsewhere.
 Secret contentOf(const std::filesystem::path& path) {
     Secret text;
-    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (file < 0) return text;
-    std::array<char, 4096> piece;
-    for (ssize_t got; (got = read(file, piece.data(), piece.size())) > 0;) {
-        for (ssize_t i = 0; i < got; ++i) text.append(piece[static_cast<size_t>(i)]);
-    }
-    explicit_bzero(piece.data(), piece.size());
-    close(file);
+    (void)readPieces(path, [&text](std::string_view piece) {
+        for (const char byte : piece) text.append(byte);
+        return true;
+    });
     return text;
 }
 

@@ -8,9 +8,9 @@
 #include <cstring>
 #include <memory>
 
-#include "cli/terminal/format.hpp"
 #include "cli/terminal/interrupt.hpp"
 #include "cli/terminal/report.hpp"
+#include "cli/terminal/suggestion.hpp"
 
 namespace quillon::cli {
 

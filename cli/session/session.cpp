@@ -7,7 +7,9 @@
 #include <cstdio>
 
 #include "cli/terminal/interrupt.hpp"
+#include "cli/terminal/last_words.hpp"
 #include "cli/terminal/report.hpp"
+#include "cli/terminal/suggestion.hpp"
 #include "cli/terminal/terminal.hpp"
 
 namespace quillon::cli {
@@ -31,6 +33,16 @@ bool isThisMachine(const std::string& host) {
     return host == "localhost";
 }
 
+// What stays when a request about a lock does not end in time.
+std::string lockLeft(const std::string& url, const std::string& token) {
+    if (token.empty()) {
+        return fmt::format("quillon: {} may be locked now, by a token that did not come\n",
+                           harmless(url));
+    }
+    return fmt::format("quillon: {} may stay locked. {}\n", harmless(url),
+                       harmless(unlockAdvice("To unlock it", url, token)));
+}
+
 ExtensionOptions extensionOptions(const CommonOptions& options, Progress& progress) {
     ExtensionOptions wanted;
     wanted.caFile = options.caFile;
@@ -44,6 +56,9 @@ ExtensionOptions extensionOptions(const CommonOptions& options, Progress& progre
     }
     wanted.progress = [&progress](uint64_t moved, uint64_t total) {
         progress.update(moved, total);
+    };
+    wanted.watchLock = [](const std::string& url, const std::string& token) {
+        return std::make_shared<LastWords>(lockLeft(url, token));
     };
     wanted.interrupted = &interruptFlag();
     return wanted;
@@ -109,6 +124,20 @@ std::deque<Session::Kept>& Session::keptOfThisThread() {
     return kept_[std::this_thread::get_id()];
 }
 
+void Session::closeOfThisThread() {
+    std::deque<Kept> closing;  // closed outside the mutex, since requests may be sent
+    const std::lock_guard lock(mutex_);
+    if (const auto found = kept_.find(std::this_thread::get_id()); found != kept_.end()) {
+        closing = std::move(found->second);
+        kept_.erase(found);
+    }
+}
+
+void Session::closeBesideFiles() {
+    std::erase_if(keptOfThisThread(),
+                  [](const Kept& kept) { return !kept.options.cacheParent.empty(); });
+}
+
 Result<std::shared_ptr<Collection>> Session::open(const Address& address,
                                                   const OpenOptions& options) {
     std::deque<Kept>& mine = keptOfThisThread();
@@ -130,6 +159,7 @@ Result<std::shared_ptr<Collection>> Session::open(const Address& address,
 }
 
 Result<Member> Session::openMember(const Address& address, const OpenOptions& options) {
+    leftWork_.tell(address.url());
     const auto collection = open(address, options);
     if (!collection) return collection.error();
     return (*collection)->member(address.segment());

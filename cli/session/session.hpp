@@ -16,6 +16,7 @@
 
 #include "cli/parser/options.hpp"
 #include "cli/session/credentials.hpp"
+#include "cli/session/left_work.hpp"
 #include "cli/session/sites.hpp"
 #include "cli/terminal/progress.hpp"
 #include "client/collection.hpp"
@@ -50,6 +51,11 @@ public:
     Result<std::shared_ptr<Collection>> open(const Address& address,
                                              const OpenOptions& options = {});
 
+    // The collections that are kept for this thread: all at its end; those whose cache lies among
+    // the person's files when a command is done.
+    void closeOfThisThread();
+    void closeBesideFiles();
+
     // A new handle of the address's member; of the collection itself when it names none.
     Result<Member> openMember(const Address& address, const OpenOptions& options = {});
 
@@ -72,6 +78,7 @@ public:
 
     const CommonOptions& options() const { return options_; }
     Sites& sites() { return sites_; }
+    LeftWork& leftWork() { return leftWork_; }
     Progress& progress() { return progress_; }
 
 private:
@@ -84,6 +91,7 @@ private:
     Credentials credentials_;
     Progress progress_;
     std::atomic<bool> warned_ = false;             // of a password in clear
+    LeftWork leftWork_;
     std::map<std::string, Extension> extensions_;  // by the options that make them differ
 
     struct Kept {

@@ -20,15 +20,15 @@ constexpr size_t WORTH_A_CONNECTION = 4;  // members
 
 class Workers {
 public:
-    Workers(size_t count, Progress& progress, const Task& task)
-        : ends_(count), progress_(progress), task_(task) {}
+    Workers(size_t count, Session& session, const Task& task)
+        : ends_(count), session_(session), task_(task) {}
 
     int run(size_t jobs) {
         {
             std::vector<std::jthread> others;  // which end with the block
             others.reserve(jobs);
             try {
-                while (others.size() + 1 < jobs) others.emplace_back([this] { work(); });
+                while (others.size() + 1 < jobs) others.emplace_back([this] { workElsewhere(); });
             } catch (const std::system_error&) {  // as many as the system allows
             }
             work();
@@ -41,6 +41,12 @@ private:
         int code = EXIT_DONE;
         std::string reports;
     };
+
+    // A thread's collections belong to it: nobody could use or close them after its end.
+    void workElsewhere() {
+        work();
+        session_.closeOfThisThread();
+    }
 
     void work() {
         for (size_t i; !stopped_ && (i = next_++) < ends_.size();) end(i, perform(i));
@@ -62,14 +68,14 @@ private:
         if (how.code == EXIT_INTERRUPTED) stopped_ = true;
         const std::lock_guard lock(mutex_);
         ends_[i] = std::move(how);
-        progress_.oneDone();
+        session_.progress().oneDone();
         for (; told_ < ends_.size() && ends_[told_]; ++told_) tell(*ends_[told_]);
     }
 
     void tell(const End& how) {
         if (code_ == EXIT_DONE || how.code == EXIT_INTERRUPTED) code_ = how.code;
         if (how.reports.empty()) return;
-        progress_.hide();
+        session_.progress().hide();
         printReports(how.reports);
     }
 
@@ -81,7 +87,7 @@ private:
     size_t told_ = 0;
     int code_ = EXIT_DONE;
 
-    Progress& progress_;
+    Session& session_;
     const Task& task_;
 };
 
@@ -107,10 +113,11 @@ void meetServers(Session& session, const std::vector<Address>& addresses,
     }
 }
 
-int runTasks(size_t count, size_t jobs, Progress& progress, const Task& task) {
-    progress.startAll(count);
-    const int code = Workers(count, progress, task).run(jobs);
-    progress.finishAll();
+int runTasks(size_t count, size_t jobs, Session& session, const Task& task) {
+    session.progress().startAll(count);
+    const int code = Workers(count, session, task).run(jobs);
+    session.progress().finishAll();
+    session.closeBesideFiles();
     return code;
 }
 

@@ -33,6 +33,6 @@ using Task = std::function<int(size_t)>;  // the exit code of the n-th task
 // Runs the tasks 0 to count - 1, at most so many at a time, one of them on this thread. What they
 // report comes in their order. A failure is not the end of the others, an interrupt is; the code is
 // EXIT_INTERRUPTED then, else that of the first failure.
-int runTasks(size_t count, size_t jobs, Progress& progress, const Task& task);
+int runTasks(size_t count, size_t jobs, Session& session, const Task& task);
 
 }  // namespace quillon::cli

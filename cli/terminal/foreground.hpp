@@ -10,8 +10,8 @@
 namespace quillon::cli {
 
 // Its exit code, or as shells have it: 127 for a program that is not there, 126 for one that cannot
-// be run, 128 and the signal that ended it. As long as it runs Ctrl-C is its own; a SIGTERM or
-// SIGHUP to us is handed on to it.
+// be run, 128 and the signal that ended it. As long as it runs the keyboard's signals are its own;
+// any other that would end us ends it, by a SIGTERM.
 int runForeground(const std::vector<std::string>& words, const std::function<void()>& eachSecond,
                   const std::vector<std::string>& moreEnvironment = {});
 

@@ -12,16 +12,6 @@
 namespace quillon::cli {
 namespace {
 
-bool isAlphanumeric(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
-}
-
-bool allOf(std::string_view text, std::string_view signs) {
-    return std::ranges::all_of(text, [signs](char c) {
-        return isAlphanumeric(c) || signs.find(c) != std::string_view::npos;
-    });
-}
-
 std::string local(std::optional<Time> time, const char* pattern) {
     if (!time) return "-";
     const std::time_t seconds =
@@ -47,24 +37,6 @@ std::string shortSize(uint64_t bytes) {
 std::string longSize(uint64_t bytes) {
     if (bytes < 1024) return fmt::format("{} bytes", bytes);
     return fmt::format("{} ({} bytes)", shortSize(bytes), bytes);
-}
-
-std::string shellWord(std::string_view text) {
-    if (!text.empty() && allOf(text, "_@%+=:,./-")) return std::string(text);
-    std::string word = "'";
-    for (const char c : text) {
-        if (c == '\'') {
-            word += "'\\''";
-        } else {
-            word += c;
-        }
-    }
-    return word + "'";
-}
-
-bool tokenShowable(std::string_view token) {
-    return !token.empty() && isAlphanumeric(token.front()) &&
-           allOf(token, "-._~:/?#[]@!$&'()*+,;=%");
 }
 
 std::string localDate(std::optional<Time> time) {

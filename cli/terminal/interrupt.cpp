@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "cli/terminal/exit_code.hpp"
+#include "cli/terminal/last_words.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -15,7 +16,10 @@ volatile sig_atomic_t latest = 0;
 
 void onSignal(int number) {
     latest = number;
-    if (flag.exchange(true)) _exit(EXIT_INTERRUPTED);
+    if (flag.exchange(true)) {
+        writeLastWords();
+        _exit(EXIT_INTERRUPTED);
+    }
     alarm(1);
 }
 
@@ -35,7 +39,7 @@ void handle(int number, void (*handler)(int)) {
 
 void catchInterrupts() {
     handle(SIGALRM, onAlarm);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2}) {
         struct sigaction before {};
         sigaction(number, nullptr, &before);
         if (before.sa_handler != SIG_IGN) handle(number, onSignal);  // nohup stays

@@ -1,5 +1,5 @@
-// SIGINT, SIGTERM and SIGHUP: the first asks the running request to end, so that locks are given
-// back and files stay whole; the second ends the program at once.
+// SIGINT, SIGTERM and what else would end the program: the first asks the running request to end,
+// so that locks are given back and files stay whole; the second ends the program at once.
 #pragma once
 
 #include <atomic>

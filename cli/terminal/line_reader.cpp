@@ -7,13 +7,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <cwchar>
 #include <filesystem>
 #include <iostream>
 
 #include "cli/terminal/interrupt.hpp"
 #include "cli/terminal/terminal.hpp"
+#include "client/own_file.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -32,14 +32,6 @@ public:
     }
 };
 
-fs::path historyFile() {
-    const char* state = std::getenv("XDG_STATE_HOME");
-    const char* home = std::getenv("HOME");
-    if (state != nullptr && *state == '/') return fs::path(state) / "quillon" / "history";
-    if (home == nullptr || *home == '\0') return {};
-    return fs::path(home) / ".local" / "state" / "quillon" / "history";
-}
-
 class TerminalReader : public LineReader {
 public:
     TerminalReader(Completer completer, LineCheck mayBeRemembered, std::function<void()> eachSecond)
@@ -48,11 +40,11 @@ public:
           eachSecond_(std::move(eachSecond)),
           history_(history_init(), history_end),
           edit_(el_init("quillon", stdin, stdout, stderr), el_end),
-          file_(historyFile()) {
+          file_(stateDirectory() / "history") {
         HistEvent event;
         history(history_.get(), &event, H_SETSIZE, MOST_LINES);
         history(history_.get(), &event, H_SETUNIQUE, 1);
-        if (!file_.empty()) history(history_.get(), &event, H_LOAD, file_.c_str());
+        history(history_.get(), &event, H_LOAD, file_.c_str());
         el_set(edit_.get(), EL_CLIENTDATA, this);
         el_set(edit_.get(), EL_PROMPT, &promptOf);
         el_set(edit_.get(), EL_EDITOR, "emacs");
@@ -138,7 +130,6 @@ private:
     }
 
     void save() {
-        if (file_.empty()) return;
         std::error_code none;
         fs::create_directories(file_.parent_path(), none);
         const mode_t before = umask(077);

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "cli/terminal/format.hpp"
+#include "cli/terminal/suggestion.hpp"
 #include "cli/terminal/terminal.hpp"
 #include "client/secret.hpp"
 
@@ -46,16 +46,6 @@ std::string_view remedy(Code code) {
     return {};
 }
 
-std::string unlockAdvice(const StrayLock& lock) {
-    if (!tokenShowable(lock.token)) {
-        return "Its token cannot be shown, so it stays until it runs out or the server's "
-               "administrator takes it off.";
-    }
-    return fmt::format("{}: quillon unlock {} --token {}",
-                       lock.taken ? "To unlock it" : "If it is yours and was left over",
-                       shellWord(lock.url), shellWord(lock.token));
-}
-
 }  // namespace
 
 ExitCode report(std::string_view attempt, std::string_view url, const Error& error) {
@@ -68,7 +58,11 @@ ExitCode report(std::string_view attempt, std::string_view url, const Error& err
     for (const std::string& sentence : error.sentences) text += "\n  " + shown(sentence);
     if (const auto option = remedy(error.code); !option.empty())
         text += fmt::format("\n  {}", option);
-    for (const StrayLock& lock : error.locks) text += "\n  " + shown(unlockAdvice(lock));
+    for (const StrayLock& lock : error.locks) {
+        text += "\n  " +
+                shown(unlockAdvice(lock.taken ? "To unlock it" : "If it is yours and was left over",
+                                   lock.url, lock.token));
+    }
     say(text + "\n");
     return exitCode(error.kind);
 }

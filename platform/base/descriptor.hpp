@@ -16,11 +16,16 @@ class Descriptor {
 public:
     // open(2) with O_CLOEXEC; throws a Failure that names the path.
     Descriptor(const std::string& path, int flags, mode_t mode = 0)
-        : number_(open(path.c_str(), flags | O_CLOEXEC, mode)) {
-        if (number_ < 0) throwSystemFailure(errno, path);
+        : Descriptor(open(path.c_str(), flags | O_CLOEXEC, mode), path) {}
+    // One that is open already, or -1: then errno is thrown as a Failure that names it.
+    Descriptor(int number, const std::string& what) : number_(number) {
+        if (number_ < 0) throwSystemFailure(errno, what);
     }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
+    Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+    Descriptor& operator=(Descriptor&& other) noexcept {
+        std::swap(number_, other.number_);
+        return *this;
+    }
     ~Descriptor() { shut(); }
 
     int number() const { return number_; }
@@ -35,18 +40,5 @@ public:
 private:
     int number_;
 };
-
-// Everything or an error: returns 0 or errno.
-inline int writeWhole(int descriptor, const char* data, size_t length) {
-    while (length > 0) {
-        const ssize_t written = ::write(descriptor, data, length);
-        if (written < 0 && errno != EINTR) return errno;
-        if (written > 0) {
-            data += written;
-            length -= static_cast<size_t>(written);
-        }
-    }
-    return 0;
-}
 
 }  // namespace vxhost

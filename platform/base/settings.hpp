@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -51,6 +52,11 @@ struct Settings {
     std::function<void(const StrayLock&)> strayLock;  // may be empty
     // Told when the user's password went to that origin as it is, over http; may be empty.
     std::function<void(std::string_view origin)> passwordInClear;
+    // Told of a LOCK that is on its way, when nobody knows the token yet, and of each lock that is
+    // held; what it returns is destroyed when the answer is there, or the lock is not held any
+    // more.
+    std::function<std::shared_ptr<void>(const std::string& url, const std::string& token)>
+        watchLock;
 
     std::string cacheRoot;  // parent of cache directories; empty: the person's cache directory
 };

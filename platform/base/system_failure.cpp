@@ -22,6 +22,8 @@ Status systemStatus(int error) noexcept {
             return vx::VX_PATH_NOT_FOUND;
         case ENOMEM:
             return vx::VX_NO_MEMORY;
+        case EINTR:
+            return WEBLNK_INTERRUPTED;
         default:
             return FSBOX_IO;
     }

@@ -7,7 +7,8 @@
 
 namespace vxhost {
 
-// FSBOX_NO_SPACE, FSBOX_DENIED, FSBOX_EXISTS, VX_PATH_NOT_FOUND, VX_NO_MEMORY, else FSBOX_IO.
+// FSBOX_NO_SPACE, FSBOX_DENIED, FSBOX_EXISTS, VX_PATH_NOT_FOUND, VX_NO_MEMORY, WEBLNK_INTERRUPTED
+// for a signal, else FSBOX_IO.
 Status systemStatus(int error) noexcept;
 
 // Whether it is one of these and about a file.

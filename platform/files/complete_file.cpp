@@ -3,20 +3,42 @@
 #include <cstdio>
 #include <utility>
 
+#include "platform/files/content.hpp"
 #include "platform/files/random_name.hpp"
 
 namespace vxhost {
+namespace {
 
-CompleteFile::CompleteFile(std::filesystem::path destination, std::string_view content)
+namespace fs = std::filesystem;
+
+std::string writing(const fs::path& path) {
+    return "Cannot write " + path.string();
+}
+
+// Whether the new name is there: false when it was taken. Not every file system knows hard links,
+// nor each the renaming that replaces nothing.
+bool moveToFreeName(const fs::path& from, const fs::path& to) {
+    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+    if (errno == EINVAL || errno == ENOSYS) {
+        if (link(from.c_str(), to.c_str()) == 0) return true;
+    }
+    if (errno == EEXIST) return false;
+    throwSystemFailure(errno, writing(to));
+}
+
+}  // namespace
+
+CompleteFile::CompleteFile(fs::path destination)
     : destination_(std::move(destination)),
-      path_(destination_.string() + "." + randomName()),
-      file_(path_, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600) {
-    int error = writeWhole(file_.number(), content.data(), content.size());
-    if (error == 0 && fsync(file_.number()) != 0) error = errno;
-    if (error == 0) error = file_.shut();
-    if (error == 0) return;
-    unlink(path_.c_str());
-    throwSystemFailure(error, path_);
+      path_(destination_.parent_path() / (hiddenPrefix + randomName())),
+      file_(open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600),
+            "Cannot create a file beside " + destination_.string()) {}
+
+CompleteFile::CompleteFile(fs::path destination, std::string_view content)
+    : CompleteFile(std::move(destination)) {
+    if (const int error = writeWhole(file_, content)) {
+        throwSystemFailure(error, writing(destination_));
+    }
 }
 
 CompleteFile::~CompleteFile() {
@@ -24,20 +46,37 @@ CompleteFile::~CompleteFile() {
 }
 
 void CompleteFile::replaceDestination() {
-    if (rename(path_.c_str(), destination_.c_str()) != 0) throwSystemFailure(errno, destination_);
-    syncDirectory();
+    store();
+    if (rename(path_.c_str(), destination_.c_str()) != 0) {
+        throwSystemFailure(errno, writing(destination_));
+    }
+    storeDirectory();
 }
 
 void CompleteFile::becomeDestination() {
-    if (link(path_.c_str(), destination_.c_str()) != 0 && errno != EEXIST) {
-        throwSystemFailure(errno, destination_);
-    }
-    syncDirectory();
+    store();
+    if (moveToFreeName(path_, destination_)) storeDirectory();
 }
 
-void CompleteFile::syncDirectory() const {
-    const Descriptor directory(destination_.parent_path(), O_RDONLY | O_DIRECTORY);
-    fsync(directory.number());
+void CompleteFile::store() {
+    storeData(file_, destination_);
+}
+
+// Best effort: one that can be written need not be open to reading, and where a file system cannot,
+// its own promise must do.
+void CompleteFile::storeDirectory() const {
+    const fs::path parent = destination_.parent_path();
+    const int directory =
+        open(parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (directory < 0) return;
+    fsync(directory);
+    close(directory);
+}
+
+void storeData(const Descriptor& file, const fs::path& shown) {
+    // EINVAL and EROFS are of files that cannot be synchronised.
+    if (fdatasync(file.number()) == 0 || errno == EINVAL || errno == EROFS) return;
+    throwSystemFailure(errno, writing(shown));
 }
 
 }  // namespace vxhost

@@ -54,6 +54,10 @@ fs::path configHome() {
     return ownDirectory("XDG_CONFIG_HOME", ".config");
 }
 
+fs::path stateHome() {
+    return ownDirectory("XDG_STATE_HOME", ".local/state");
+}
+
 void makePrivateDirectories(const fs::path& directory) {
     makeMissing(directory);
     checkOwnDirectory(directory);

@@ -7,6 +7,7 @@ namespace vxhost {
 
 std::filesystem::path cacheHome();   // $XDG_CACHE_HOME/quillon, else ~/.cache/quillon
 std::filesystem::path configHome();  // $XDG_CONFIG_HOME/quillon, else ~/.config/quillon
+std::filesystem::path stateHome();   // $XDG_STATE_HOME/quillon, else ~/.local/state/quillon
 
 // Makes what is missing of the path, mode 0700 each, and checks the directory. Throws a Failure.
 void makePrivateDirectories(const std::filesystem::path& directory);

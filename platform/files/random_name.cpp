@@ -1,24 +1,17 @@
 #include "platform/files/random_name.hpp"
 
-#include <sys/random.h>
+#include <sodium.h>
 
 #include <array>
-#include <cerrno>
-
-#include "platform/base/system_failure.hpp"
 
 namespace vxhost {
 
 std::string randomName() {
-    std::array<unsigned char, 16> bytes;  // so few come whole, or not at all
-    while (getrandom(bytes.data(), bytes.size(), 0) < 0) {
-        if (errno != EINTR) throwSystemFailure(errno, "random numbers");
-    }
-    std::string name;
-    for (const unsigned char byte : bytes) {
-        name += "0123456789abcdef"[byte >> 4];
-        name += "0123456789abcdef"[byte & 15];
-    }
+    std::array<unsigned char, 16> bytes;
+    randombytes_buf(bytes.data(), bytes.size());
+    std::string name(2 * bytes.size() + 1, '\0');
+    sodium_bin2hex(name.data(), name.size(), bytes.data(), bytes.size());
+    name.pop_back();
     return name;
 }
 

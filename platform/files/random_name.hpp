@@ -5,7 +5,11 @@
 
 namespace vxhost {
 
-// 128 bits of the system's randomness in 32 hexadecimal digits. Throws a Failure.
+// Of files and directories that are made where a person looks: hidden, and known when they are left
+// over.
+inline constexpr const char* hiddenPrefix = ".quillon-";
+
+// 128 bits of randomness in 32 hexadecimal digits.
 std::string randomName();
 
 }  // namespace vxhost

@@ -17,9 +17,6 @@
 namespace vxhost {
 namespace {
 
-// Of a cache directory that is made where a person looks: hidden, and known when it is left over.
-constexpr char32_t directoryPrefix[] = U".quillon-";
-
 struct FileSystem : vx::Fsbox {
     FileSystem();
     ~FileSystem();
@@ -66,7 +63,7 @@ std::u32string newName(std::u32string_view directory, const vx::NameParms& parms
     if (parms.prefix != nullptr) {
         name.append(parms.prefix, parms.prefixLength);
     } else if (parms.kind == vx::NAME_DIRECTORY) {
-        name += directoryPrefix;
+        name += toUtf32(hiddenPrefix);
     }
     return name += toUtf32(randomName());
 }

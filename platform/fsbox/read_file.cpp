@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <memory>
 
-#include "platform/base/descriptor.hpp"
 #include "platform/base/slots.hpp"
+#include "platform/files/content.hpp"
 #include "platform/fsbox/file.hpp"
 
 namespace vxhost {
@@ -55,10 +55,7 @@ vx::Status ReadFile::deliver(const void** data, uint64_t* length) {
 }
 
 vx::Status ReadFile::fill() {
-    ssize_t got = 0;
-    do {
-        got = ::read(file_.number(), buffer_.get(), bufferBytes);
-    } while (got < 0 && errno == EINTR);
+    const ssize_t got = readPiece(file_, buffer_.get(), bufferBytes, OnSignal::goOn);
     if (got < 0) return tellTrouble(journal_, path_, "read", errno);
     from_ = 0;
     to_ = static_cast<size_t>(got);

@@ -1,8 +1,8 @@
 #include <cstring>
 #include <memory>
 
-#include "platform/base/descriptor.hpp"
 #include "platform/base/slots.hpp"
+#include "platform/files/content.hpp"
 #include "platform/fsbox/file.hpp"
 
 namespace vxhost {
@@ -62,7 +62,7 @@ vx::Status WrittenFile::flush() {
 }
 
 vx::Status WrittenFile::pass(const char* data, size_t length) {
-    if (failed_ == vx::VX_SUCCESS) fail(writeWhole(file_.number(), data, length));
+    if (failed_ == vx::VX_SUCCESS) fail(writeWhole(file_, {data, length}));
     return failed_;
 }
 

@@ -132,6 +132,10 @@ Answer sendLock(const Target& target, const vx::LockParms& parms, vx::Journal* j
     }
 }
 
+std::shared_ptr<void> watchLock(const Target& target, const std::string& token) {
+    return target.settings.watchLock ? target.settings.watchLock(target.url, token) : nullptr;
+}
+
 // A holder whose PUT answered 412 takes its lock for lost and asks for another one. When it was the
 // entity tag that did not fit, the old lock is still there and in the way of the new one.
 Answer askForLock(Target& target, const vx::LockParms& parms, vx::Journal* journal) {
@@ -157,6 +161,7 @@ HeldLock::HeldLock(std::shared_ptr<Target> held, std::string itsToken,
         return operate(lock.target->settings, nullptr, status, [&] { lock.unlock(*status); });
     };
     granted(timeout);
+    watch_ = watchLock(*target, token);
     target->locks.push_back(this);
 }
 
@@ -239,6 +244,7 @@ vx::LockObject* lock(CurlClient& client, const vx::LockParms& parms, int32_t& st
         return adopted.release();
     }
     throwIfInterrupted(target->settings);
+    const auto watch = watchLock(*target, {});  // until the lock itself is watched
     const Answer answer = askForLock(*target, parms, journal);
     status = statusOfChange(answer);
     if (status == 423) tellHolder(*target, journal, answer);

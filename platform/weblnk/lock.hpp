@@ -33,6 +33,7 @@ private:
     using Clock = std::chrono::steady_clock;
     std::chrono::seconds reserve() const;  // before the end of a lock that ends
     std::optional<uint32_t> timeout_;
+    std::shared_ptr<void> watch_;
     bool given_ = false;  // back, or as well as could be done
     Clock::time_point since_;
     Clock::time_point retry_;  // no renewal before

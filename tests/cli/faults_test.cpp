@@ -239,7 +239,7 @@ TEST_F(Faults, signalsDuringRequests) {
     };
     const Case rows[] = {
         {{"get", url}, {SIGINT, SIGTERM}, "GET", 1},
-        {{"put", "a", url}, {SIGINT, SIGTERM, SIGHUP}, "PUT", 1},
+        {{"put", "a", url}, {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2}, "PUT", 1},
         {{"put", "a", c}, {SIGINT}, "LOCK", 1},
         {{"get", "-j3", c + "a", c + "b", c + "c", url}, {SIGINT}, "GET", 3},
         {{"put", "-j3", "a", "b", "c", c}, {SIGINT}, "PUT", 3},
@@ -256,6 +256,36 @@ TEST_F(Faults, signalsDuringRequests) {
             nothingStays();
         }
     }
+}
+
+TEST_F(Faults, twoSignalsLeaveALockThatIsToldOf) {
+    const std::pair<const char*, std::string> rows[] = {
+        {"LOCK", url + " may be locked now"},
+        {"UNLOCK", "quillon unlock " + url + " --token " + TOKEN}};
+    for (const auto& [method, told] : rows) {
+        server.on(method, "/c/file", Answer(200, "x").stalledAfter(0));
+        support::RunningProcess program(command({"put", "a", url}));
+        ASSERT_TRUE(support::eventually([&] { return answered(method) == 1; }));
+        program.signal(SIGTERM);
+        EXPECT_FALSE(program.wait(support::Duration{100}));
+        endsBy(SIGTERM, program);
+        EXPECT_NE(program.errors().find(told), std::string::npos) << program.errors();
+        EXPECT_EQ(std::ranges::count(program.errors(), '\n'), 1);
+        server.on(method, "/c/file", Answer(200).with("Lock-Token", "<" + TOKEN + ">"));
+    }
+}
+
+TEST_F(Faults, aSignalEndsTheWaitForAPipe) {
+    ASSERT_EQ(mkfifo((work / "pipe").c_str(), 0600), 0);
+    ASSERT_EQ(mkfifo((work / "file").c_str(), 0600), 0);
+    expect({{{"get", url}, 8, "no regular file"}, {{"get", "-O", ".", url}, 8, "no regular file"}});
+    EXPECT_EQ(answered("GET"), 0);
+    support::RunningProcess program(command({"get", "-o", "pipe", url}));
+    ASSERT_TRUE(support::eventually([&] { return answered("GET") == 1; }));
+    EXPECT_FALSE(program.wait(support::Duration{100}));
+    endsBy(SIGINT, program);
+    for (const char* name : {"pipe", "file"}) std::filesystem::remove(work / name);
+    nothingStays();
 }
 
 TEST_F(Faults, aSignalWhileWaitingForTheConfiguration) {
@@ -275,7 +305,7 @@ TEST_F(Faults, signalsEndTheEditorButNotTheVersion) {
     editWith(
         "printf mine >> \"$1\"; touch \"$(dirname \"$1\")/.file.swp\"; echo editing; exec sleep "
         "1000");
-    for (const int number : {SIGTERM, SIGHUP}) {
+    for (const int number : {SIGTERM, SIGUSR1}) {
         support::RunningProcess program(command({"edit", url}));
         ASSERT_TRUE(program.expect("editing"));
         program.signal(SIGINT);  // the editor's own

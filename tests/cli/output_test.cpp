@@ -6,6 +6,7 @@
 #include <ctime>
 
 #include "cli/terminal/format.hpp"
+#include "cli/terminal/suggestion.hpp"
 #include "cli/terminal/table.hpp"
 #include "cli/terminal/terminal.hpp"
 #include "client/moment.hpp"

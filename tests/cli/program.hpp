@@ -39,6 +39,7 @@ protected:
                 {{"HOME", home.path()},
                  {"XDG_CACHE_HOME", home / "cache"},
                  {"XDG_CONFIG_HOME", home / "config"},
+                 {"XDG_STATE_HOME", home / "state"},
                  {"NETRC", home / "netrc"},
                  {"VISUAL", "sh " + (home / "editor").string()},
                  {"LC_ALL", "C.UTF-8"},

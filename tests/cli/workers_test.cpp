@@ -17,9 +17,10 @@ struct Outcome {
 };
 
 Outcome outcomeOf(size_t count, size_t jobs, const Task& task) {
-    Progress progress;
+    const CommonOptions options{};
+    Session session(options);
     testing::internal::CaptureStderr();
-    const int code = runTasks(count, jobs, progress, task);
+    const int code = runTasks(count, jobs, session, task);
     return {code, testing::internal::GetCapturedStderr()};
 }
 

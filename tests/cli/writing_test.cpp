@@ -1,4 +1,5 @@
 // The writing commands against a real server; tests/interoperability.py shows that they work.
+#include <csignal>
 #include <future>
 
 #include "tests/cli/program.hpp"
@@ -88,6 +89,8 @@ TEST_F(Writing, conflictsLoseNothing) {
         expect(*program.wait(), row.exitCode,
                stored ? "editing\n" : "your version is in " + kept.string());
         EXPECT_EQ(content(shared, "plan.txt"), row.stored);
+        EXPECT_EQ(program.errors().find("stored anew") != std::string::npos,
+                  std::string_view("UD") == row.deeds);
         EXPECT_TRUE(stored || support::readFile(kept) == "old mine");
         EXPECT_EQ(std::filesystem::remove(kept), !stored);
         EXPECT_TRUE(row.withoutLocks || lockTokens(shared).empty());
@@ -212,7 +215,40 @@ TEST_F(Writing, theShellHoldsItsLocks) {
     expect(quillon(shell, lines), 0,
            "a" + holds + "new" + holds + url + "sub/\nx y\nb\nf\nnew\nsub/\nb" + holds + "new");
     expect(quillon(shell, "ls none\nfoo\nexit\nls\n"), 3, "foo");
+    for (const char* name : {"1", "2", "3"}) server.addMember(name, "");
+    expect(quillon(shell, "get -j3 1 2 3\nlock a -- sh -c 'ls -A'\n"), 0, "1\n2\n3\nf\n");
     EXPECT_NE(quillon(shell, "help\n").output.find("\n  mkcol "), std::string::npos);
+}
+
+// The editor goes on in vain; its text and the lock are all that is left.
+TEST_F(Writing, whatAKilledEditLeftIsTold) {
+    server.addMember("a", "old ");
+    const std::string a = url + "a";
+    editWith("printf mine >> \"$1\"; echo editing; exec sleep 1000 >&- 2>&-");
+    support::RunningProcess program(command({"edit", a}));
+    ASSERT_TRUE(program.expect("editing"));
+    const auto told = [&](const Arguments& arguments, std::string_view text) {
+        return quillon(arguments).errors.find(text) != std::string::npos;
+    };
+    EXPECT_FALSE(told({"info", a}, "quillon was killed"));
+    program.signal(SIGKILL);
+    program.wait();
+
+    const std::string token = lockTokens(server).at(0);
+    const std::string unlocking = "quillon unlock " + a + " --token " + token;
+    std::smatch place;
+    const std::string errors = quillon({"info", a}).errors;
+    ASSERT_TRUE(std::regex_search(errors, place, std::regex("was killed is in (.+); move")));
+    EXPECT_EQ(support::readFile(place[1].str()), "old mine");
+    EXPECT_NE(errors.find(unlocking + "\n"), std::string::npos) << errors;
+    editWith(":");
+    EXPECT_TRUE(told({"edit", url + "b"}, unlocking));
+    EXPECT_FALSE(told({"unlock", a, "--token", token}, "killed"));
+    EXPECT_FALSE(told({"edit", a}, "unlock"));
+    EXPECT_TRUE(told({"edit", a}, place[1].str()));
+    std::filesystem::remove(place[1].str());
+    EXPECT_FALSE(told({"edit", a}, "killed"));
+    EXPECT_TRUE(std::filesystem::is_empty(home / "state/quillon/locks"));
 }
 
 TEST_F(Writing, theShellAtATerminal) {

@@ -1,0 +1,72 @@
+#include "cli/session/left_work.hpp"
+
+#include <fmt/format.h>
+
+#include "cli/terminal/report.hpp"
+#include "cli/terminal/suggestion.hpp"
+
+namespace quillon::cli {
+namespace {
+
+void tellNote(const LockNote& note) {
+    if (!note.text.empty()) {
+        complain(
+            fmt::format("{}: what you wrote when quillon was killed is in {}; move it or "
+                        "delete it, and this is not told again",
+                        note.url, note.text.string()));
+    }
+    if (!note.token.empty()) {
+        complain(fmt::format("{}: the lock of a quillon that was killed may still be there. {}",
+                             note.url, unlockAdvice("To unlock it", note.url, note.token)));
+    }
+}
+
+}  // namespace
+
+std::vector<FoundNote>& LeftWork::notes() {
+    if (!notes_) notes_ = findLeftNotes();
+    return *notes_;
+}
+
+void LeftWork::tell(const std::string& url) {
+    const std::lock_guard lock(mutex_);
+    if (notes().empty() || !told_.insert(url).second) return;
+    for (const FoundNote& found : notes()) {
+        if (found.note.url == url) tellNote(found.note);
+    }
+}
+
+void LeftWork::tellAll() {
+    const std::lock_guard lock(mutex_);
+    std::set<std::string> urls;
+    for (const FoundNote& found : notes()) {
+        if (!told_.contains(found.note.url)) tellNote(found.note);
+        urls.insert(found.note.url);
+    }
+    told_.merge(urls);
+}
+
+void LeftWork::keepQuiet(const std::string& url) {
+    const std::lock_guard lock(mutex_);
+    told_.insert(url);
+}
+
+void LeftWork::lockIsOff(const std::string& url, std::string_view token) {
+    const std::lock_guard lock(mutex_);
+    for (FoundNote& found : notes()) {
+        if (found.note.url != url || found.note.token != token) continue;
+        forgetLock(found);
+        found.note.token.clear();
+    }
+}
+
+void LeftWork::lockWasTaken(const std::string& url) {
+    const std::lock_guard lock(mutex_);
+    for (FoundNote& found : notes()) {
+        if (found.note.url != url || found.note.token.empty()) continue;
+        forgetLock(found);
+        found.note.token.clear();
+    }
+}
+
+}  // namespace quillon::cli

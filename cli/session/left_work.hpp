@@ -1,0 +1,35 @@
+// What processes of the person's own left behind when they were killed: texts and locks.
+#pragma once
+
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "client/lock_notes.hpp"
+
+namespace quillon::cli {
+
+// Any thread may use it. Each note is told of once.
+class LeftWork {
+public:
+    void tell(const std::string& url);  // of the member
+    void tellAll();
+    void keepQuiet(const std::string& url);  // the person knows
+
+    // What was noted of the member's lock is over: it was given back, or could not be there any
+    // more since another one was granted.
+    void lockIsOff(const std::string& url, std::string_view token);
+    void lockWasTaken(const std::string& url);
+
+private:
+    std::vector<FoundNote>& notes();  // with the mutex locked
+
+    std::mutex mutex_;
+    std::optional<std::vector<FoundNote>> notes_;  // not read yet
+    std::set<std::string> told_;                   // URLs
+};
+
+}  // namespace quillon::cli

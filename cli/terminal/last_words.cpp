@@ -1,0 +1,63 @@
+#include "cli/terminal/last_words.hpp"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <utility>
+
+#include "cli/terminal/interrupt.hpp"
+
+namespace quillon::cli {
+
+struct LastWords::Line {
+    const std::string text;
+    Line* next;  // of those that are not freed
+};
+
+namespace {
+
+using Place = std::atomic<LastWords::Line*>;
+static_assert(Place::is_always_lock_free, "a signal handler reads it");
+
+std::array<Place, 256> places{};
+Place keptToTheEnd{};
+
+int occupyPlace(LastWords::Line* line) {
+    for (size_t i = 0; i < places.size(); ++i) {
+        LastWords::Line* none = nullptr;
+        if (places[i].compare_exchange_strong(none, line)) return static_cast<int>(i);
+    }
+    return -1;
+}
+
+}  // namespace
+
+LastWords::LastWords(std::string line)
+    : line_(new Line{std::move(line), nullptr}), place_(occupyPlace(line_)) {}
+
+LastWords::~LastWords() {
+    if (place_ >= 0) places[static_cast<size_t>(place_)] = nullptr;
+    // The handler reads lines after a first signal alone. Before one it cannot have found this line
+    // and will not; after one it may be at it, and the process near its end.
+    if (!interrupted()) {
+        delete line_;
+        return;
+    }
+    line_->next = keptToTheEnd;
+    while (!keptToTheEnd.compare_exchange_weak(line_->next, line_)) {
+    }
+}
+
+void writeLastWords() noexcept {
+    for (const Place& place : places) {
+        const LastWords::Line* line = place;
+        pollfd errors{STDERR_FILENO, POLLOUT, 0};
+        if (line == nullptr || poll(&errors, 1, 0) != 1) continue;
+        [[maybe_unused]] const ssize_t written =
+            write(STDERR_FILENO, line->text.data(), line->text.size());
+    }
+}
+
+}  // namespace quillon::cli

@@ -1,0 +1,49 @@
+#include "cli/terminal/suggestion.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace quillon::cli {
+namespace {
+
+bool isAlphanumeric(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+}
+
+bool allOf(std::string_view text, std::string_view signs) {
+    return std::ranges::all_of(text, [signs](char c) {
+        return isAlphanumeric(c) || signs.find(c) != std::string_view::npos;
+    });
+}
+
+}  // namespace
+
+std::string shellWord(std::string_view text) {
+    if (!text.empty() && allOf(text, "_@%+=:,./-")) return std::string(text);
+    std::string word = "'";
+    for (const char c : text) {
+        if (c == '\'') {
+            word += "'\\''";
+        } else {
+            word += c;
+        }
+    }
+    return word + "'";
+}
+
+bool tokenShowable(std::string_view token) {
+    return !token.empty() && isAlphanumeric(token.front()) &&
+           allOf(token, "-._~:/?#[]@!$&'()*+,;=%");
+}
+
+std::string unlockAdvice(std::string_view occasion, std::string_view url, std::string_view token) {
+    if (!tokenShowable(token)) {
+        return "Its token cannot be shown, so it stays until it runs out or the server's "
+               "administrator takes it off.";
+    }
+    return fmt::format("{}: quillon unlock {} --token {}", occasion, shellWord(url),
+                       shellWord(token));
+}
+
+}  // namespace quillon::cli

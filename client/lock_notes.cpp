@@ -1,0 +1,143 @@
+#include "client/lock_notes.hpp"
+
+#include <fmt/format.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <charconv>
+#include <optional>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "client/outcome.hpp"
+#include "client/own_file.hpp"
+#include "platform/files/complete_file.hpp"
+#include "platform/files/content.hpp"
+#include "platform/files/directories.hpp"
+#include "platform/files/random_name.hpp"
+
+namespace quillon {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr size_t MOST_BYTES = size_t{1} << 20;
+constexpr std::string_view URL = "url ", TOKEN = "token ", PROCESS = "process ", TEXT = "text ";
+
+fs::path notesDirectory() {
+    return stateDirectory() / "locks";
+}
+
+// The text's path is the last line and goes to the end: a file's name may hold a line break.
+std::string contentOf(const LockNote& note) {
+    return fmt::format("{}{}\n{}{}\n{}{}\n{}{}", URL, note.url, TOKEN, note.token, PROCESS,
+                       note.process, TEXT, note.text.string());
+}
+
+// Lines that a later version may add are passed over.
+std::optional<LockNote> parseNote(std::string_view content) {
+    LockNote note;
+    while (!content.empty()) {
+        if (content.starts_with(TEXT)) {
+            note.text = content.substr(TEXT.size());
+            break;
+        }
+        const size_t end = std::min(content.find('\n'), content.size());
+        const std::string_view line = content.substr(0, end);
+        if (line.starts_with(URL)) note.url = line.substr(URL.size());
+        if (line.starts_with(TOKEN)) note.token = line.substr(TOKEN.size());
+        if (line.starts_with(PROCESS)) {
+            std::from_chars(line.data() + PROCESS.size(), line.data() + line.size(), note.process);
+        }
+        content.remove_prefix(std::min(end + 1, content.size()));
+    }
+    return note.url.empty() ? std::nullopt : std::optional(std::move(note));
+}
+
+// Nothing for a note whose process lives, which holds a lock on the file, and for what is no note.
+std::optional<LockNote> readLeftNote(const fs::path& path) {
+    try {
+        const vxhost::Descriptor file(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+        struct stat entry {};
+        const bool own = fstat(file.number(), &entry) == 0 && S_ISREG(entry.st_mode) &&
+                         entry.st_uid == geteuid() && (entry.st_mode & 022) == 0;
+        if (!own || flock(file.number(), LOCK_SH | LOCK_NB) != 0) return std::nullopt;
+        return parseNote(vxhost::readWhole(file, path, MOST_BYTES));
+    } catch (const vxhost::Failure&) {  // removed meanwhile
+        return std::nullopt;
+    }
+}
+
+bool isLeft(const fs::path& text) {
+    struct stat entry {};
+    return !text.empty() && lstat(text.c_str(), &entry) == 0;
+}
+
+void removeFile(const fs::path& path) {
+    std::error_code none;
+    fs::remove(path, none);
+}
+
+}  // namespace
+
+// The open file holds the lock that tells the others of a living process. A program that we start
+// does not inherit it.
+struct WrittenNote::File {
+    explicit File(const LockNote& note) : path(notesDirectory() / vxhost::randomName()) {
+        vxhost::makePrivateDirectories(path.parent_path());
+        vxhost::CompleteFile complete(path, contentOf(note));
+        if (flock(complete.file().number(), LOCK_EX | LOCK_NB) != 0) {
+            vxhost::throwSystemFailure(errno, "Cannot lock " + path.string());
+        }
+        complete.becomeDestination();
+        held = complete.takeFile();
+    }
+    const fs::path path;
+    std::optional<vxhost::Descriptor> held;
+};
+
+Result<WrittenNote> WrittenNote::write(const LockNote& note) {
+    return caught(
+        [&]() -> Result<WrittenNote> { return WrittenNote(std::make_unique<File>(note)); });
+}
+
+WrittenNote::WrittenNote(std::unique_ptr<File> file) : file_(std::move(file)) {}
+
+WrittenNote::WrittenNote(WrittenNote&&) noexcept = default;
+
+WrittenNote::~WrittenNote() {
+    if (file_ != nullptr) removeFile(file_->path);
+}
+
+void WrittenNote::leave() {
+    file_.reset();
+}
+
+std::vector<FoundNote> findLeftNotes() {
+    std::vector<FoundNote> found;
+    std::error_code none;
+    for (const auto& entry : fs::directory_iterator(notesDirectory(), none)) {
+        if (entry.path().filename().native().starts_with('.')) continue;  // is being written
+        std::optional<LockNote> note = readLeftNote(entry.path());
+        if (!note) continue;
+        if (note->token.empty() && !isLeft(note->text)) {
+            removeFile(entry.path());
+        } else {
+            if (!isLeft(note->text)) note->text.clear();
+            found.push_back({std::move(*note), entry.path()});
+        }
+    }
+    return found;
+}
+
+void forgetLock(const FoundNote& found) {
+    if (!isLeft(found.note.text)) return removeFile(found.file);
+    LockNote rest = found.note;
+    rest.token.clear();
+    (void)replaceOwnFile(found.file, contentOf(rest));
+}
+
+}  // namespace quillon
