@@ -224,7 +224,6 @@ TEST_F(Sites, aSiteHasItsOwnAuthorityAndProxy) {
     secure.addMember("file", "content");
     open.addMember("file", "more");
     std::filesystem::copy(support::certificate().file, work / "ca.pem");
-    std::filesystem::copy(support::certificate().file, config / "sites/own.pem");
     const Row login{{"login", "work", "--ca-file", "ca.pem", secure.url()},
                     0,
                     "work: is " + secure.url() + "\n"};
@@ -232,6 +231,7 @@ TEST_F(Sites, aSiteHasItsOwnAuthorityAndProxy) {
             login,
             {{"get", "work:file", open.url("file"), "-"}, 0, "contentmore"}});
     EXPECT_TRUE(siteText().ends_with("ca-file = \"" + (work / "ca.pem").string() + "\"\n"));
+    std::filesystem::copy(support::certificate().file, config / "sites/own.pem");
     writeSite("url = '" + secure.url() + "'\nca-file = 'own.pem'\n");
     expect({{{"ls", "work:"}, 0, "file\n"}});
     writeSite("url = '" + open.url() + "'\nproxy = 'http://127.0.0.1:1'\n");
@@ -241,7 +241,7 @@ TEST_F(Sites, aSiteHasItsOwnAuthorityAndProxy) {
 TEST_F(Sites, encodedTextsServeInAFile) {
     const std::string encoded = quillon({"encode"}, std::string(PASSWORD) + "\nmore\n").output;
     writeSite("url = '" + url + "'\nuser = 'ann'\npassword = '" +
-                encoded.substr(0, encoded.size() - 1) + "'\n");
+              encoded.substr(0, encoded.size() - 1) + "'\n");
     expect({{{"ls", "work:"}, 0, ""}});
     EXPECT_TRUE(quillon({"encode"}, encoded).output.starts_with("{zebsodium1}"));
     expect(quillon({"encode"}, "   \n"), 2, "blanks alone");
