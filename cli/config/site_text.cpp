@@ -51,7 +51,7 @@ bool isSetting(const std::string& line) {
         return false;
     }
     try {
-        toml::parse(line + " =");
+        static_cast<void>(toml::parse(line + " ="));
     } catch (const toml::parse_error&) {
         return true;
     }
