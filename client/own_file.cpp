@@ -1,7 +1,6 @@
 #include "client/own_file.hpp"
 
 #include <fmt/format.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <system_error>
@@ -54,25 +53,11 @@ Result<std::optional<OwnText>> readOwnFile(const fs::path& path) {
 
 Result<void> replaceOwnFile(const fs::path& path, std::string_view content) {
     return caught([&]() -> Result<void> {
+        vxhost::makePrivateDirectories(path.parent_path());
         std::error_code none;
         const fs::path target = fs::canonical(path, none);
         vxhost::CompleteFile(none ? path : target, content).replaceDestination();
         return {};
-    });
-}
-
-struct OwnFileLock::Held {
-    explicit Held(const fs::path& path) : file(path, O_RDWR | O_CREAT, 0600) {}
-    vxhost::Descriptor file;
-};
-
-Result<OwnFileLock> OwnFileLock::acquire(const fs::path& path) {
-    return caught([&]() -> Result<OwnFileLock> {
-        vxhost::makePrivateDirectories(path.parent_path());
-        auto held = std::make_shared<Held>(path);
-        if (flock(held->file.number(), LOCK_EX) == 0) return OwnFileLock(std::move(held));
-        if (errno == EINTR) return interruption();
-        vxhost::throwSystemFailure(errno, path);
     });
 }
 

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <filesystem>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -27,20 +26,7 @@ struct OwnText {
 Result<std::optional<OwnText>> readOwnFile(const std::filesystem::path& path);
 
 // The new content, complete on the disk, with mode 0600; after a failure the old file is whole. A
-// symbolic link stays and its target is replaced.
+// symbolic link stays and its target is replaced; directories that are missing get mode 0700.
 Result<void> replaceOwnFile(const std::filesystem::path& path, std::string_view content);
-
-// Keeps other programs out that take the same lock: until the end of the scope, or of the process.
-class OwnFileLock {
-public:
-    // Makes the directories that are missing, mode 0700, and waits for its turn. Fails with
-    // Kind::interrupted when a signal handler runs meanwhile.
-    static Result<OwnFileLock> acquire(const std::filesystem::path& path);
-
-private:
-    struct Held;
-    explicit OwnFileLock(std::shared_ptr<Held> held) : held_(std::move(held)) {}
-    std::shared_ptr<Held> held_;
-};
 
 }  // namespace quillon

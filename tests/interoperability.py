@@ -26,15 +26,17 @@ class Fault(Exception):
 # ---- servers
 
 HOST = "127.0.0.2"  # where no other test takes the port before the server does
+CONFIGURATIONS = pathlib.Path(__file__).resolve().parent / "data" / "servers"
 
 
 class Server:
-    """The command runs in a folder $home, where "conf.mjs" has the configuration and "members" is
-    empty. Where neither names $port, on $host, it prints its URL. packages: from npm."""
+    """The command runs in a folder $home, where its configuration is, and "members", empty. Where
+    neither names $port, on $host, it prints its URL. packages: from npm."""
 
     def __init__(self, title, version, command, configuration="", packages=""):
         self.title, self.version = title, version  # a command and the pattern of what it prints
         self.command, self.configuration, self.packages = command, configuration, packages
+        self.settings = configuration and (CONFIGURATIONS / configuration).read_text()
 
     def prepare(self, folder):
         """For all the homes in the folder. False: the server is not installed."""
@@ -51,7 +53,7 @@ class Server:
             port = free.getsockname()[1]
         fill = lambda text: string.Template(text).substitute(home=home, host=HOST, port=port,
                                                              build=build)
-        (home / "conf.mjs").write_text(fill(self.configuration))
+        (home / (self.configuration or "none")).write_text(fill(self.settings))
         (home / "members").mkdir()
         log = home / "log"
         with open(log, "w") as output:
@@ -71,7 +73,7 @@ class Server:
 
     def url(self, port, printed):
         """Once it is ready."""
-        if "$port" not in self.command + self.configuration:
+        if "$port" not in self.command + self.settings:
             return printed.strip()
         with contextlib.suppress(ConnectionError):
             socket.create_connection((HOST, port)).close()
@@ -83,11 +85,11 @@ def output_of(command, folder):
                           stderr=subprocess.STDOUT).stdout
 
 
-def node_server(package, more_packages, handler):
+def node_server(package, more_packages=""):
     version = (f"JSON.parse(fs.readFileSync('node_modules/{package}/package.json')).version"
                " + ' on node ' + process.versions.node")
-    return ((f'node -p "{version}"', r"^(\d.*)"), "node conf.mjs",
-            handler + "\nhttp.createServer(handler).listen($port, '$host');\n",
+    configuration = package + ".mjs"
+    return ((f'node -p "{version}"', r"^(\d.*)"), "node " + configuration, configuration,
             package + " " + more_packages)
 
 
@@ -96,57 +98,17 @@ SERVERS = {
     "class-1": Server("Apache without locks", ("apache2 -v", r"Apache/(\S+)"),
                       "$build/bin/testserver --without-locks"),
     "lighttpd": Server(
-        "lighttpd mod_webdav", ("lighttpd -v", r"lighttpd/(\S+)"), "lighttpd -D -f conf.mjs", """
-server.modules = ("mod_webdav")
-server.bind = "$host"
-server.port = $port
-server.document-root = "$home/members"
-server.upload-dirs = ("$home")
-webdav.activate = "enable"
-webdav.sqlite-db-name = "$home/webdav.db"
-"""),
+        "lighttpd mod_webdav", ("lighttpd -v", r"lighttpd/(\S+)"), "lighttpd -D -f lighttpd.conf",
+        "lighttpd.conf"),
     "nginx": Server(
-        "nginx with dav-ext", ("nginx -v", r"nginx/(\S+)"), "nginx -e stderr -p . -c conf.mjs", """
-load_module /usr/lib/nginx/modules/ngx_http_dav_ext_module.so;
-daemon off;
-pid pid;
-user root;
-events {}
-http {
-    access_log off;
-    client_body_temp_path body; proxy_temp_path proxy; fastcgi_temp_path fastcgi;
-    uwsgi_temp_path uwsgi; scgi_temp_path scgi;
-    dav_ext_lock_zone zone=locks:1m;
-    server {
-        listen $host:$port;
-        root members;
-        location / {
-            dav_methods PUT DELETE MKCOL COPY MOVE;
-            dav_ext_methods PROPFIND OPTIONS LOCK UNLOCK;
-            dav_ext_lock zone=locks;
-        }
-    }
-}
-"""),
+        "nginx with dav-ext", ("nginx -v", r"nginx/(\S+)"), "nginx -e stderr -p . -c nginx.conf",
+        "nginx.conf"),
     "rclone": Server(
         "rclone serve", ("rclone version", r"rclone v(\S+)"),
         "rclone serve webdav members --addr $host:$port --config conf --cache-dir cache"),
-    "webdav-server": Server("webdav-server", *node_server("webdav-server", "", """
-import http from 'node:http';
-import { v2 } from 'webdav-server';
-const dav = new v2.WebDAVServer();
-const handler = (request, response) => dav.executeRequest(request, response);
-""")),
+    "webdav-server": Server("webdav-server", *node_server("webdav-server")),
     "nephele": Server("Nephele", *node_server(
-        "nephele", "@nephele/adapter-file-system @nephele/authenticator-none express", """
-import http from 'node:http';
-import express from 'express';
-import nephele from 'nephele';
-import Adapter from '@nephele/adapter-file-system';
-import { Authenticator } from '@nephele/authenticator-none';
-const handler = express().use('/', nephele({
-  adapter: new Adapter({ root: '$home/members' }), authenticator: new Authenticator() }));
-""")),
+        "nephele", "@nephele/adapter-file-system @nephele/authenticator-none express")),
 }
 
 

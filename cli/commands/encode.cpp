@@ -1,4 +1,4 @@
-// quillon encode: a password in the form in which configurations store it.
+// quillon encode: a password in the form in which the files of sites store it.
 #include <fmt/format.h>
 #include <unistd.h>
 
@@ -34,7 +34,7 @@ int run(Session& session) {
 
 void addEncode(CommandDefinition program, Invocation& invocation) {
     const CommandDefinition command =
-        program.addCommand("encode", "Encode a password for a configuration");
+        program.addCommand("encode", "Encode a password for a site's file");
     command.setFooter(
         "The password comes from the terminal, from the first line of standard input, or from\n"
         "--password-file. Only you can use what is printed: it is encrypted under your own key.\n\n"

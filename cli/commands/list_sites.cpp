@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "cli/commands/command.hpp"
+#include "cli/config/site_file.hpp"
 #include "cli/terminal/describe.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/table.hpp"
@@ -21,24 +22,53 @@ void print(const std::vector<Site>& sites) {
     fmt::print("{}", table.text());
 }
 
+// "ca-file" is "caFile" there.
+std::string jsonName(std::string_view key) {
+    std::string name;
+    for (size_t i = 0; i < key.size(); ++i) {
+        const bool begins = i > 0 && key[i - 1] == '-';
+        if (key[i] != '-') name += begins ? static_cast<char>(key[i] - 'a' + 'A') : key[i];
+    }
+    return name;
+}
+
+void addTo(Json& object, const SiteKey& key, const Site& site) {
+    const auto add = [&](auto field) {
+        const bool isSet = site.*field != std::decay_t<decltype(site.*field)>();
+        if (key.isSecret) object[jsonName(key.name) + "Stored"] = isSet;
+        if (isSet && !key.isSecret) object[jsonName(key.name)] = site.*field;
+    };
+    std::visit(add, key.field);
+}
+
 void printJson(const std::vector<Site>& sites) {
     Json list = Json::array();
     for (const Site& site : sites) {
         Json object;
         object["name"] = site.name;
-        object["url"] = site.url;
-        if (!site.user.empty()) object["user"] = site.user;
-        object["passwordStored"] = !site.password.empty();
+        for (const SiteKey& key : siteKeys()) addTo(object, key, site);
         list.push_back(std::move(object));
     }
     fmt::print("{}\n", jsonText(list));
 }
 
 int run(Session& session, bool json) {
-    const Result<std::vector<Site>> sites = session.sites().all();
-    if (!sites) return report("list the sites", {}, sites.error());
-    json ? printJson(*sites) : print(*sites);
-    return EXIT_DONE;
+    const Result<std::vector<std::string>> names = siteNames();
+    if (!names) return report("list the sites", {}, names.error());
+    int code = EXIT_DONE;
+    std::vector<Site> sites;
+    for (const std::string& name : *names) {
+        Result<Site> site = session.sites().find(name);
+        if (site) {
+            sites.push_back(std::move(*site));
+        } else {
+            const int failed = report("use the site", name, site.error());
+            if (code == EXIT_DONE) code = failed;
+        }
+    }
+    json ? printJson(sites) : print(sites);
+    if (const std::string hint = formerFileHint(); !hint.empty()) complain(hint);
+    return code;
 }
 
 }  // namespace
@@ -48,6 +78,8 @@ void addSites(CommandDefinition program, Invocation& invocation) {
     const CommandDefinition command = program.addCommand("sites", "List the sites that are stored");
     command.addFlag("--json", *json, "An array of objects");
     command.setFooter(
+        "Each has a file of its own, sites/NAME.toml in ~/.config/quillon, or where\n"
+        "$XDG_CONFIG_HOME says.\n\n"
         "Examples:\n"
         "  quillon sites\n"
         "  quillon sites --json | jq -r '.[].name'\n");

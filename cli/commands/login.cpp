@@ -7,8 +7,7 @@
 #include <utility>
 
 #include "cli/commands/command.hpp"
-#include "cli/config/config_edit.hpp"
-#include "cli/config/config_file.hpp"
+#include "cli/config/site_file.hpp"
 #include "cli/session/prompt.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
@@ -70,7 +69,8 @@ void takeOptions(Site& site, const CommonOptions& options) {
     }
 }
 
-Result<void> store(Session& session, Site site, const CommonOptions& options, const Login& login) {
+Result<void> store(Session& session, Site site, const std::optional<Site>& before,
+                   const CommonOptions& options, const Login& login) {
     site.user = login.user;
     site.password.clear();
     if (!login.password.empty()) {
@@ -81,10 +81,8 @@ Result<void> store(Session& session, Site site, const CommonOptions& options, co
         site.password = std::move(*encoded);
     }
     takeOptions(site, session.options());
-    Result<void> changed =
-        changeConfig([&site](std::string_view text) { return withSite(text, site); });
     session.sites().readAgain();
-    return changed;
+    return storeSite(site, before);
 }
 
 ExitCode nothingStored(const std::string& url, Error error) {
@@ -92,20 +90,20 @@ ExitCode nothingStored(const std::string& url, Error error) {
     return report("log in to", url, error);
 }
 
-// The site as it is so far: only its name and URL when it is a new one.
-Result<Site> siteFor(Session& session, const LoginOptions& options, const std::string& url) {
+Result<std::optional<Site>> siteBefore(const LoginOptions& options, bool hasUrl) {
     if (!siteNameValid(options.name)) {
-        return localError(Kind::usage,
-                          "A site's name is two letters, digits, \"-\", \"_\" or \".\" or more.");
+        return localError(Kind::usage, std::string(siteNameRule));
     }
-    const Result<std::vector<Site>> sites = session.sites().all();
-    if (!sites) return sites.error();
-    const Site* known = findSite(*sites, options.name);
-    if (known == nullptr && url.empty()) {
+    Result<std::optional<Site>> known = loadSite(options.name);
+    if (known && !*known && !hasUrl) {
         return localError(Kind::usage, "There is no such site yet. Give its URL, too.");
     }
-    Site site = known != nullptr ? *known : Site{};
-    site.name = options.name;
+    return known;
+}
+
+// The site as it is so far: only its name and URL when it is a new one.
+Site siteFor(const std::optional<Site>& before, const std::string& name, const std::string& url) {
+    Site site = before.value_or(Site{.name = name});
     if (!url.empty()) {
         site.url = url;
         site.user.clear();
@@ -118,18 +116,19 @@ int run(Session& session, LoginOptions& options) {
     const bool typed = !options.url.empty();
     wipe(options.url);
     if (typed && !address) return nothingStored("this URL", address.error());
-    Result<Site> site =
-        siteFor(session, options, typed ? address->asCollection().collection() : "");
-    if (!site) return nothingStored(options.name, site.error());
-    if (!typed) address = Address::parse(site->url);
-    if (!address) return nothingStored(site->url, address.error());
+    const Result<std::optional<Site>> before = siteBefore(options, typed);
+    if (!before) return nothingStored(options.name, before.error());
+    const Site site =
+        siteFor(*before, options.name, typed ? address->asCollection().collection() : "");
+    if (!typed) address = Address::parse(site.url);
+    if (!address) return nothingStored(site.url, address.error());
 
-    const CommonOptions common = withDefaultsOf(*site, session.options());
+    const CommonOptions common = withDefaultsOf(site, session.options());
     const Result<Login> login = acceptedLogin(session, common, *address);
-    if (!login) return nothingStored(site->url, login.error());
-    const Result<void> stored = store(session, *site, common, *login);
-    if (!stored) return nothingStored(site->url, stored.error());
-    fmt::print("{}: is {}{}{}\n", site->name, site->url, login->user.empty() ? "" : ", user ",
+    if (!login) return nothingStored(site.url, login.error());
+    const Result<void> stored = store(session, site, *before, common, *login);
+    if (!stored) return nothingStored(site.url, stored.error());
+    fmt::print("{}: is {}{}{}\n", site.name, site.url, login->user.empty() ? "" : ", user ",
                harmless(login->user));
     return EXIT_DONE;
 }

@@ -2,8 +2,7 @@
 #include <memory>
 
 #include "cli/commands/command.hpp"
-#include "cli/config/config_edit.hpp"
-#include "cli/config/config_file.hpp"
+#include "cli/config/site_file.hpp"
 #include "cli/terminal/report.hpp"
 
 namespace quillon::cli {
@@ -12,10 +11,9 @@ namespace {
 int run(Session& session, const std::string& name) {
     const Result<Site> site = session.sites().find(name);
     if (!site) return report("log out of", name, site.error());
-    const Result<void> changed =
-        changeConfig([&name](std::string_view text) { return withoutSite(text, name); });
+    const Result<void> removed = removeSite(name);
     session.sites().readAgain();
-    return changed ? EXIT_DONE : report("log out of", name, changed.error());
+    return removed ? EXIT_DONE : report("log out of", name, removed.error());
 }
 
 }  // namespace
@@ -26,7 +24,7 @@ void addLogout(CommandDefinition program, Invocation& invocation) {
         program.addCommand("logout", "Forget a site and its password");
     command.addOption("NAME", *name, "As quillon sites shows it").required();
     command.setFooter(
-        "Everything else in the configuration stays as it is.\n\n"
+        "Its file is removed, unless it holds more than quillon writes.\n\n"
         "Example:\n"
         "  quillon logout work\n");
     whenGiven(command, invocation, [name](Session& session) { return run(session, *name); });

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <string_view>
 
+#include "cli/config/site_file.hpp"
 #include "cli/session/prompt.hpp"
 #include "cli/session/session.hpp"
 
@@ -83,11 +84,15 @@ std::vector<Remote> membersOf(const CommonOptions& options, const std::string& c
 }  // namespace
 
 std::vector<Remote> siteNames(const CommonOptions& options) {
-    std::vector<Remote> names;
-    const Result<std::vector<Site>> sites = Sites(options).all();
-    if (!sites) return names;
-    for (const Site& site : *sites) names.push_back({site.name, site.url});
-    return names;
+    std::vector<Remote> found;
+    const Result<std::vector<std::string>> names = siteNames();
+    if (!names) return found;
+    for (const std::string& name : *names) {
+        if (!siteNameValid(name)) continue;
+        const Result<Site> site = Sites(options).find(name);
+        found.push_back({name, site ? site->url : ""});
+    }
+    return found;
 }
 
 std::vector<Remote> remoteNames(const CommonOptions& options, const std::string& typed) {

@@ -2,9 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <system_error>
 #include <utility>
 
-#include "cli/config/config_file.hpp"
+#include "cli/config/site_file.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -23,25 +24,27 @@ std::optional<Parts> split(std::string_view typed) {
 }
 
 // The rest of what was typed stays out of the message: it may be part of credentials.
-Error unknown(std::string_view name, const std::vector<Site>& sites) {
-    std::string known;
-    for (const Site& site : sites) known += (known.empty() ? "" : ", ") + site.name;
-    return Error{Kind::usage,
-                 Code::success,
-                 0,
-                 {fmt::format("There is no site \"{}\". {}", name,
-                              known.empty() ? "None is stored yet: see quillon login --help."
-                                            : fmt::format("Known: {}.", known)),
-                  "A URL begins with https:// or http://."}};
+Error unknown(std::string_view name) {
+    const Result<std::vector<std::string>> known = siteNames();
+    if (!known) return known.error();
+    Error error{Kind::usage,
+                Code::success,
+                0,
+                {fmt::format("There is no site \"{}\". {}", name,
+                             known->empty() ? "None is stored yet: see quillon login --help."
+                                            : fmt::format("Known: {}.", fmt::join(*known, ", "))),
+                 "A URL begins with https:// or http://."}};
+    if (std::string hint = formerFileHint(); !hint.empty())
+        error.sentences.push_back(std::move(hint));
+    return error;
 }
 
 }  // namespace
 
 bool Sites::knows(std::string_view typed) {
     const auto parts = split(typed);
-    if (!parts) return false;
-    const Result<std::vector<Site>> sites = all();
-    return sites && findSite(*sites, parts->name) != nullptr;
+    std::error_code none;
+    return parts && std::filesystem::exists(siteFile(parts->name), none);
 }
 
 Result<Address> Sites::resolve(std::string_view typed) {
@@ -61,19 +64,12 @@ Result<Address> Sites::resolve(std::string_view typed) {
     return address;
 }
 
-Result<std::vector<Site>> Sites::all() {
-    if (loaded_) return *loaded_;
-    Result<std::vector<Site>> sites = loadSites();
-    if (sites) loaded_ = *sites;
-    return sites;
-}
-
 Result<Site> Sites::find(std::string_view name) {
-    const Result<std::vector<Site>> sites = all();
-    if (!sites) return sites.error();
-    const Site* found = findSite(*sites, name);
-    if (found == nullptr) return unknown(name, *sites);
-    return *found;
+    if (const auto found = loaded_.find(name); found != loaded_.end()) return found->second;
+    Result<std::optional<Site>> site = loadSite(name);
+    if (!site) return std::move(site).error();
+    if (!*site) return unknown(name);
+    return loaded_.emplace(name, std::move(**site)).first->second;
 }
 
 const Site* Sites::of(const Address& address) const {
@@ -96,7 +92,7 @@ CommonOptions withDefaultsOf(const Site& site, CommonOptions options) {
     options.insecureBasic = site.insecureBasic;
     if (options.timeoutSeconds == 0) options.timeoutSeconds = site.timeoutSeconds;
     if (options.caFile.empty() && !site.caFile.empty()) {
-        options.caFile = configFile().parent_path() / site.caFile;
+        options.caFile = siteFile(site.name).parent_path() / site.caFile;
     }
     return options;
 }

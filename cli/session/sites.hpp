@@ -1,14 +1,13 @@
-// Sites: names for servers, with what the configuration says about them. It is read when the first
-// one is named; who types URLs alone does without.
+// The sites that are named in a run. The file of each is read when it is named first; who types
+// URLs alone does without, and a file that is wrong is told of when its own site is named.
 #pragma once
 
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
-#include "cli/config/config_text.hpp"
+#include "cli/config/site.hpp"
 #include "cli/parser/options.hpp"
 #include "client/address.hpp"
 
@@ -18,17 +17,15 @@ class Sites {
 public:
     explicit Sites(const CommonOptions& options) : options_(options) {}
 
-    // Whether the text begins with the name of a site that is there and a colon. A configuration
-    // that cannot be read has none.
-    bool knows(std::string_view typed);
+    // Whether the text begins with the name of a site that is there and a colon.
+    static bool knows(std::string_view typed);
 
     // A URL; or a path from a site's collection, spelt as in a URL. Fails with Kind::usage for a
     // site that is not there.
     Result<Address> resolve(std::string_view typed);
 
-    Result<std::vector<Site>> all();
     Result<Site> find(std::string_view name);  // fails like resolve
-    void readAgain() { loaded_.reset(); }      // after a change
+    void readAgain() { loaded_.clear(); }      // after a change
 
     // The site through which the address was named; null: none.
     const Site* of(const Address& address) const;
@@ -37,8 +34,8 @@ public:
 
 private:
     const CommonOptions& options_;
-    std::optional<std::vector<Site>> loaded_;
-    std::map<std::string, Site> used_;  // by identityOf
+    std::map<std::string, Site, std::less<>> loaded_;  // by name
+    std::map<std::string, Site> used_;                 // by identityOf
 };
 
 // Who a person is to which server: the origin and the user that the address names.

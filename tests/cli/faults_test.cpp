@@ -288,19 +288,6 @@ TEST_F(Faults, aSignalEndsTheWaitForAPipe) {
     nothingStays();
 }
 
-TEST_F(Faults, aSignalWhileWaitingForTheConfiguration) {
-    const std::filesystem::path lock = home / "config/quillon/config.lock";
-    std::filesystem::create_directories(lock.parent_path());
-    support::Command holder{{"flock", lock, "sh", "-c", "echo held; exec sleep 1000"}};
-    support::RunningProcess other(holder);
-    ASSERT_TRUE(other.expect("held"));
-    support::RunningProcess program(command({"login", "work", collection}));
-    const std::string entry = "-> FLOCK  ADVISORY  WRITE " + std::to_string(program.pid());
-    ASSERT_TRUE(support::eventually(
-        [&] { return support::readFile("/proc/locks").find(entry) != std::string::npos; }));
-    endsBy(SIGINT, program);
-}
-
 TEST_F(Faults, signalsEndTheEditorButNotTheVersion) {
     editWith(
         "printf mine >> \"$1\"; touch \"$(dirname \"$1\")/.file.swp\"; echo editing; exec sleep "

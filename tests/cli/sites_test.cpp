@@ -14,7 +14,6 @@ protected:
     Sites() {
         writeFile(work / "right", std::string(PASSWORD) + "\n");
         writeFile(work / "wrong", "falsch\n");
-        std::filesystem::create_directories(config);
     }
     static Arguments login(const std::string& url, const std::string& name = "work",
                            const std::string& file = "right") {
@@ -23,14 +22,15 @@ protected:
     static Row stored(const std::string& url) {
         return {login(url), 0, "work: is " + url + ", user ann\n"};
     }
-    std::string configText() const { return support::readFile(configFile); }
-    void writeConfig(std::string_view text, mode_t mode = 0600) const {
-        writeFile(configFile, text);
-        chmod(configFile.c_str(), mode);
+    std::string siteText() const { return support::readFile(siteFile); }
+    void writeSite(std::string_view text, mode_t mode = 0600) const {
+        std::filesystem::create_directories(config / "sites");
+        writeFile(siteFile, text);
+        chmod(siteFile.c_str(), mode);
     }
 
     const std::filesystem::path config = home / "config" / "quillon";
-    const std::filesystem::path configFile = config / "config.toml";
+    const std::filesystem::path siteFile = config / "sites" / "work.toml";
     const std::filesystem::path keyFile = config / "key";
     const Apache open;
     const Apache server{{.authentication = Authentication::basic, .account = {"ann", PASSWORD}}};
@@ -55,13 +55,14 @@ TEST_F(Sites, aNameStandsForTheUrl) {
             // Somebody else than the site's user has another password.
             {{"ls", "-u", "bob", "work:"}, 4, "password of bob"},
             {{"ls", "--password-file", "wrong", "work:"}, 4, ""}});
-    EXPECT_EQ(support::modeOf(configFile), 0600u);
+    EXPECT_EQ(support::modeOf(siteFile), 0600u);
+    EXPECT_EQ(support::modeOf(siteFile.parent_path()), 0700u);
     expect(quillon({"shell", "work:my reports"}, "ls\ncd work:\nls\n"), 0,
            "q3\nfile\nmy reports/\n");
     expect({{{"login", "work", open.url()}, 0, "work: is " + open.url() + "\n"},  // ann no more
             {{"logout", "work"}, 0, ""},
             {{"ls", "work:"}, 2, "There is no site \"work\". None is stored"}});
-    EXPECT_EQ(configText(), "");
+    EXPECT_FALSE(std::filesystem::exists(siteFile));
 }
 
 TEST_F(Sites, credentialsComeFromEachPlace) {
@@ -102,7 +103,7 @@ TEST_F(Sites, thePasswordIsNowhereInClear) {
     loud.insert(loud.begin(), "-vv");
     const std::string logged = quillon(loud).errors;
     EXPECT_NE(logged.find("quillonPasswordEncrypt"), std::string::npos);
-    const std::string everything = logged + configText() + quillon({"-vv", "ls", "work:"}).errors;
+    const std::string everything = logged + siteText() + quillon({"-vv", "ls", "work:"}).errors;
     for (const char* secret : {"geheim", "Z2VoZWlt", "YW5uOmdl"}) {
         EXPECT_EQ(everything.find(secret), std::string::npos) << secret;
     }
@@ -138,63 +139,91 @@ TEST_F(Sites, whatTheServerRefusesIsNotStored) {
             {login(open.url(), "open", "tagged"), 2, "begins like an encoded one"},
             {{"logout", "work"}, 2, "There is no site"},
             {{"ls", "w:x"}, 2, "not the URL"}});
-    EXPECT_FALSE(std::filesystem::exists(configFile));
+    EXPECT_FALSE(std::filesystem::exists(siteFile));
 }
 
 TEST_F(Sites, aChangedPassword) {
     const Apache changed({.authentication = Authentication::basic, .account = {"ann", "falsch"}});
     expect({stored(url)});
-    std::string text = configText();
-    writeConfig(text.replace(text.find(url), url.size(), changed.url()));
+    std::string text = siteText();
+    writeSite(text.replace(text.find(url), url.size(), changed.url()));
     expect({{{"ls", "work:"}, 4, "If your password has changed: quillon login work"},
             {{"login", "work", "--password-file", "right"}, 4, "Nothing was stored"}});
-    EXPECT_EQ(configText(), text);
+    EXPECT_EQ(siteText(), text);
     const std::string told = "work: is " + changed.url() + ", user ann\n";
     expect({{{"login", "work", "--password-file", "wrong"}, 0, told}, {{"ls", "work:"}, 0, ""}});
 }
 
 TEST_F(Sites, whatOthersCanUseOrHaveAlteredIsNotUsed) {
     expect({stored(url)});
-    const std::string good = configText();
+    const std::string good = siteText();
     const std::tuple<std::filesystem::path, mode_t, const char*> modes[] = {
         {keyFile, 0640, "Others can read or replace the key"},
-        {configFile, 0640, "Others can read"},
-        {configFile, 0604, "Others can read"},
-        {configFile, 0620, "Others can change"}};
+        {siteFile, 0640, "Others can read"},
+        {siteFile, 0604, "Others can read"},
+        {siteFile, 0620, "Others can change"}};
     for (const auto& [file, mode, told] : modes) {
         chmod(file.c_str(), mode);
-        expect({{{"ls", "work:"}, 8, told}, {login(url, "more"), 8, told}});
+        expect({{{"ls", "work:"}, 8, told}, {login(url), 8, told}});
         chmod(file.c_str(), 0600);
     }
-    writeConfig(std::string(good).replace(good.find("{zeb") + 50, 1, "="));
+    writeSite(std::string(good).replace(good.find("{zeb") + 50, 1, "="));
     expect({{{"ls", "work:"}, 8, "Use quillon login for that"}});
-    writeConfig(good);
+    writeSite(good);
     writeFile(keyFile, std::string(32, 'k'));
     expect({{{"ls", "work:"}, 8, "altered, or was stored with another key"}});
     std::filesystem::remove(keyFile);
     expect({{{"ls", "work:"}, 8, "key of your stored passwords is missing"},
             stored(url),
             {{"ls", "work:"}, 0, ""}});
-    writeConfig("[sites.open]\nurl = '" + url + "'\nuser = 'ann'\n", 0644);
-    expect({{{"ls", "--password-file", "right", "open:"}, 0, ""}});
+    writeSite("url = '" + url + "'\nuser = 'ann'\n", 0644);
+    expect({{{"ls", "--password-file", "right", "work:"}, 0, ""}});
 }
 
-TEST_F(Sites, ownTextSurvivesALoginAndALogout) {
+TEST_F(Sites, aPersonsOwnTextSurvives) {
     const Arguments login{"login", "work", open.url()};
-    const std::string own = "# mine\n[sites.home] # here\nurl = 'https://h/'\n";
-    writeFile(home / "dotfile", own);
-    std::filesystem::create_symlink(home / "dotfile", configFile);
-    expect({{login, 0, "work: is " + open.url() + "\n"}});
-    EXPECT_EQ(configText(), own + "\n[sites.work]\nurl = \"" + open.url() + "\"\n");
-    EXPECT_TRUE(std::filesystem::is_symlink(configFile));
-    expect({{{"logout", "work"}, 0, ""}});
-    EXPECT_EQ(configText(), own);
+    const std::string line = "url = \"" + open.url() + "\"\n", own = line + "# mine\n";
+    const Row in{login, 0, "work: is " + open.url() + "\n"}, out{{"logout", "work"}, 0, ""};
+    writeSite(own);
+    expect({{{"ls", "work:"}, 0, ""},
+            {login, 8, "left alone.\n  Make these lines of it yourself:\n  " + line},
+            {out.arguments, 8, "left alone.\n  Remove it yourself: rm " + siteFile.string()}});
+    EXPECT_EQ(siteText(), own);
 
-    writeConfig("sites = { home = { url = 'https://h/' } }\n");
-    expect({{login, 8, "left alone.\n  Put this into it yourself:\n  [sites.work]\n  url = \""}});
-    writeConfig("[sites.home\n");
-    expect({{{"ls", "home:"}, 8, configFile.string() + ":\n  Line 1"},
-            {{"ls", open.url()}, 0, ""}});  // no site, no configuration
+    writeFile(home / "dotfile", line + "jobs = 3\n");
+    std::filesystem::remove(siteFile);
+    std::filesystem::create_symlink(home / "dotfile", siteFile);
+    expect({in});
+    EXPECT_EQ(support::readFile(home / "dotfile"), line + "jobs = 3\n");
+    EXPECT_TRUE(std::filesystem::is_symlink(siteFile));
+    support::RunningProcess program(command({"login", "work", url, "-u", "ann"}),
+                                    support::Streams::terminal);
+    ASSERT_TRUE(program.expect("Password of ann"));
+    writeSite(line + "jobs = 4\n");
+    program.send(std::string(PASSWORD) + "\n");
+    EXPECT_TRUE(program.expect("It was changed meanwhile"));
+    EXPECT_EQ(program.wait()->exitCode, 8);
+    EXPECT_EQ(siteText(), line + "jobs = 4\n");
+    expect({out});
+}
+
+TEST_F(Sites, aWrongSiteKeepsNoOtherFromItsWork) {
+    writeSite("url = '" + open.url() + "'\n");
+    writeFile(config / "sites/bad.toml", "url = '" + open.url() + "'\njobs = 0\n");
+    writeFile(config / "sites/b.toml", "");
+    writeFile(config / "config.toml", "");
+    const std::string wrong = (config / "sites/bad.toml").string() + ":\n  Line 2: jobs";
+    const std::string moved = "config.toml is not read.";
+    expect({{{"ls", "work:"}, 0, ""},
+            {{"ls", "bad:"}, 8, wrong},
+            {{"login", "bad", open.url()}, 8, wrong},
+            {{"ls", "none:"}, 2, "Known: b, bad, work."},
+            {{"ls", "none:"}, 2, moved},
+            {{"sites"}, 8, wrong},
+            {{"sites"}, 8, "sites/b.toml:\n  A site's name is two letters"},
+            {{"sites"}, 8, moved}});
+    EXPECT_EQ(quillon({"sites"}).output, "work  " + open.url() + "  -  no password stored\n");
+    EXPECT_EQ(quillon({"__complete", "ls", ""}).output, "bad:\t\nwork:\t" + open.url() + "\n");
 }
 
 TEST_F(Sites, loginsAtTheSameTimeAreAllKept) {
@@ -212,24 +241,24 @@ TEST_F(Sites, aSiteHasItsOwnAuthorityAndProxy) {
     secure.addMember("file", "content");
     open.addMember("file", "more");
     std::filesystem::copy(support::certificate().file, work / "ca.pem");
-    std::filesystem::copy(support::certificate().file, config / "own.pem");
     const Row login{{"login", "work", "--ca-file", "ca.pem", secure.url()},
                     0,
                     "work: is " + secure.url() + "\n"};
     expect({{{"login", "work", secure.url()}, 7, "Nothing was stored"},
             login,
             {{"get", "work:file", open.url("file"), "-"}, 0, "contentmore"}});
-    EXPECT_TRUE(configText().ends_with("ca-file = \"" + (work / "ca.pem").string() + "\"\n"));
-    writeConfig("[sites.work]\nurl = '" + secure.url() + "'\nca-file = 'own.pem'\n");
+    EXPECT_TRUE(siteText().ends_with("ca-file = \"" + (work / "ca.pem").string() + "\"\n"));
+    std::filesystem::copy(support::certificate().file, config / "sites/own.pem");
+    writeSite("url = '" + secure.url() + "'\nca-file = 'own.pem'\n");
     expect({{{"ls", "work:"}, 0, "file\n"}});
-    writeConfig("[sites.work]\nurl = '" + open.url() + "'\nproxy = 'http://127.0.0.1:1'\n");
+    writeSite("url = '" + open.url() + "'\nproxy = 'http://127.0.0.1:1'\n");
     expect({{{"ls", "work:"}, 7, ""}, {{"ls", "--proxy", open.url(), "work:"}, 0, "file\n"}});
 }
 
-TEST_F(Sites, encodedTextsServeInAConfiguration) {
+TEST_F(Sites, encodedTextsServeInAFile) {
     const std::string encoded = quillon({"encode"}, std::string(PASSWORD) + "\nmore\n").output;
-    writeConfig("[sites.work]\nurl = '" + url + "'\nuser = 'ann'\npassword = '" +
-                encoded.substr(0, encoded.size() - 1) + "'\n");
+    writeSite("url = '" + url + "'\nuser = 'ann'\npassword = '" +
+              encoded.substr(0, encoded.size() - 1) + "'\n");
     expect({{{"ls", "work:"}, 0, ""}});
     for (const std::string& tagged : {encoded, std::string("{cfg}s"), std::string("{base64}eA==")})
         expect(quillon({"encode"}, tagged), 2, "begins like an encoded one");

@@ -1,15 +1,46 @@
-// Base64, and the block coder with a modulus and an exponent from the first eight bytes.
+// What encodes and decodes: Base64, the block coder with a modulus and an exponent from the first
+// eight bytes, and stored passwords, through the kernel's encoding service.
 #include <cstring>
+#include <fstream>
+#include <vector>
 
+#include "platform/base/transcoder.hpp"
+#include "platform/host/checked_pool.hpp"
+#include "platform/host/kernel.hpp"
 #include "runtime/base64.hpp"
 #include "runtime/block_coder.hpp"
-#include "tests/fuzz/coded.hpp"
+#include "tests/fuzz/fuzz.hpp"
+#include "tests/support/temporary_directory.hpp"
+#include "vxext/src/entry.hpp"
 
 namespace {
 
-using fuzz::coded;
 using fuzz::require;
 using Bytes = std::vector<uint8_t>;
+using Units = std::vector<char32_t>;
+
+template <class Unit>
+struct Coded {
+    vx::Status status;
+    std::vector<Unit> output;  // empty after a failure
+};
+
+// What a codec makes of an input, with a pool that watches it.
+template <class Input, class InputCount, class Unit, class Count>
+Coded<Unit> coded(vx::Status (*codec)(vx::Pool*, const Input*, InputCount, Unit**, Count*),
+                  const std::vector<Input>& input) {
+    const auto tell = [](std::string_view) { require(false, "a codec leaves nothing behind"); };
+    auto* pool = new vxhost::CheckedPool("codec", tell);
+    Unit* output = nullptr;
+    Count count = 0;
+    const vx::Status status =
+        codec(pool, input.data(), static_cast<InputCount>(input.size()), &output, &count);
+    require(status == vx::VX_SUCCESS || !output, "nothing comes of a failure");
+    const Coded<Unit> result{status, {output, output + count}};
+    if (output) pool->Free(pool, output);
+    pool->DestroyPool(pool);
+    return result;
+}
 
 void checkBase64(const Bytes& bytes) {
     const auto text = coded(base64EncodeBlob, bytes);
@@ -59,11 +90,38 @@ void checkBlockCoder(const Bytes& bytes) {
     require(code(PRIVATE, code(PUBLIC, input, 0), 1) == input, "the private key undoes it");
 }
 
+// The same key in every run, so that a stored text of the corpus can be opened.
+void configure(const std::filesystem::path& directory) {
+    std::ofstream(directory / "key", std::ios::binary) << "a key of thirty-two known bytes.";
+    std::filesystem::permissions(directory / "key", std::filesystem::perms{0600});
+    vxhost::KernelSettings settings;
+    settings.configDirectory = directory;
+    vxhost::configureKernel(settings);
+    vxextent(&vxhost::kernel());
+}
+
+void checkStored(const Units& clear, size_t salt) {
+    Units stored = coded(base64EncodeRPX, clear).output;
+    if (stored.empty() || stored == clear) return;
+    const auto opened = coded(base64DecodeRPX, stored);
+    require(opened.status == vx::VX_SUCCESS && opened.output == clear, "a stored password opens");
+    constexpr size_t tag = 12;
+    stored[tag + salt % (stored.size() - tag)] ^= 1;
+    require(coded(base64DecodeRPX, stored).status != vx::VX_SUCCESS, "an altered one does not");
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    static const support::TemporaryDirectory directory;
+    static const bool configured = (configure(directory.path()), true);
+    static_cast<void>(configured);
     const Bytes bytes(data, data + size);
     checkBase64(bytes);
     checkBlockCoder(bytes);
+    const auto text = vxhost::shownUtf32(fuzz::text(data, size));
+    const Units units(text.begin(), text.end());
+    coded(base64DecodeRPX, units);
+    checkStored(units, size);
     return 0;
 }

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <boost/algorithm/string/replace.hpp>
 #include <csignal>
 #include <cstdio>
 #include <iterator>
@@ -19,76 +18,6 @@ namespace support {
 namespace {
 
 constexpr int portsToTry = 5;
-
-constexpr auto modules = {"mpm_event",     "authn_core", "authn_file",   "authz_core",
-                          "authz_user",    "auth_basic", "auth_digest",  "dir",
-                          "autoindex",     "headers",    "allowmethods", "status",
-                          "socache_shmcb", "ssl",        "dav",          "dav_fs"};
-
-// The status port only tells what is in work. Locks must not be taken at the same time: where
-// apr-util keeps DavLockDB in a Berkeley DB, as in Debian, nothing keeps its writers apart, and it
-// is soon corrupt.
-constexpr auto general = R"(
-ServerRoot "{home}"
-PidFile "{home}/pid"
-DefaultRuntimeDir "{home}"
-Mutex "file:{home}"
-User www-data
-Group www-data
-Listen 127.0.0.1:{port}
-Listen 127.0.0.1:{statusPort}
-ServerName 127.0.0.1
-ServerLimit 1
-StartServers 1
-ThreadsPerChild 64
-MaxRequestWorkers 64
-KeepAliveTimeout 60
-MaxKeepAliveRequests 0
-LogLevel notice
-ErrorLog "{home}/log"
-ExtendedStatus On
-DavLockDB "{home}/state/locks"
-<VirtualHost 127.0.0.1:{statusPort}>
-<Location />
-SetHandler server-status
-</Location>
-</VirtualHost>
-<VirtualHost 127.0.0.1:{port}>
-DocumentRoot "{root}"
-CustomLog "{home}/transcript" "%m %U %>s"
-CustomLog "{home}/nth" "%k"
-<Directory "{root}">
-Dav On
-Options Indexes FollowSymLinks
-AuthName quillon
-AuthUserFile "{home}/users"
-)";
-
-constexpr auto withoutLocksLines = R"(
-Header edit DAV ^1,2$ 1
-Header edit* Allow ",(UN)?LOCK" ""
-<Location />
-AllowMethods GET HEAD POST OPTIONS PUT DELETE PROPFIND PROPPATCH MKCOL COPY MOVE
-</Location>
-)";
-
-std::string configuration(const ApacheOptions& options) {
-    std::ostringstream out;
-    for (const std::string name : modules)
-        out << "LoadModule " << name << "_module /usr/lib/apache2/modules/mod_" << name << ".so\n";
-    out << general;
-    if (options.authentication == Authentication::basic) out << "AuthType Basic\n";
-    if (options.authentication == Authentication::digest)
-        out << "AuthType Digest\nAuthDigestProvider file\n";
-    const bool open = options.authentication == Authentication::none;
-    out << (open ? "Require all granted" : "Require valid-user") << "\n</Directory>\n";
-    if (options.tls)
-        out << "SSLEngine on\nSSLCertificateFile " << certificate().file
-            << "\nSSLCertificateKeyFile " << certificate().key << "\n";
-    if (options.withoutLocks) out << withoutLocksLines;
-    out << "</VirtualHost>\n";
-    return out.str();
-}
 
 std::string users(const ApacheOptions& options) {
     const auto& [user, password] = options.account;
@@ -126,14 +55,7 @@ void Apache::start() {
     for (int attempt = 1;; ++attempt) {
         port_ = freePort();
         statusPort_ = freePort();
-        std::string text = configuration(options_);
-        boost::replace_all(text, "{home}", home_.path().string());
-        boost::replace_all(text, "{root}", documentRoot().string());
-        boost::replace_all(text, "{port}", std::to_string(port_));
-        boost::replace_all(text, "{statusPort}", std::to_string(statusPort_));
-        writeFile(home_ / "conf", text);
-        process_ = std::make_unique<RunningProcess>(
-            Command{{"/usr/sbin/apache2", "-f", home_ / "conf", "-DFOREGROUND"}});
+        process_ = std::make_unique<RunningProcess>(Command{commandLine()});
         const auto isReady = [&] { return log().find("resuming normal") != std::string::npos; };
         eventually([&] { return isReady() || !process_->running(); });
         if (isReady()) return;
@@ -141,6 +63,30 @@ void Apache::start() {
         if (attempt == portsToTry || complaint.find("already in use") == std::string::npos)
             throw std::runtime_error("Apache does not start: " + complaint);
     }
+}
+
+// Defines what the configuration wants to know.
+std::vector<std::string> Apache::commandLine() const {
+    std::vector<std::string> words{"/usr/sbin/apache2", "-f",
+                                   SOURCE_DIR "/tests/data/servers/apache.conf", "-DFOREGROUND"};
+    const auto define = [&](const std::string& name, const std::string& value) {
+        words.insert(words.end(), {"-C", "Define " + name + " \"" + value + "\""});
+    };
+    define("home", home_.path());
+    define("root", documentRoot());
+    define("port", std::to_string(port_));
+    define("statusPort", std::to_string(statusPort_));
+    const bool open = options_.authentication == Authentication::none;
+    define("who", open ? "all granted" : "valid-user");
+    if (!open)
+        words.push_back(options_.authentication == Authentication::basic ? "-Dbasic" : "-Ddigest");
+    if (options_.withoutLocks) words.emplace_back("-DwithoutLocks");
+    if (options_.tls) {
+        words.emplace_back("-Dtls");
+        define("certificate", certificate().file);
+        define("key", certificate().key);
+    }
+    return words;
 }
 
 Apache::~Apache() {

@@ -54,6 +54,7 @@ public:
 
 private:
     void start();
+    std::vector<std::string> commandLine() const;
     std::string log() const;
 
     ApacheOptions options_;

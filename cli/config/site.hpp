@@ -1,0 +1,45 @@
+// Sites: servers with a name, and the keys by which their files describe them.
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <variant>
+
+namespace quillon::cli {
+
+struct Site {
+    std::string name{};
+    std::string url{};  // of a collection
+    // Empty, 0 or false: not set.
+    std::string user{};
+    std::string password{};  // encoded
+    std::string proxy{};
+    std::string caFile{};
+    int timeoutSeconds = 0;
+    int jobs = 0;
+    bool insecureBasic = false;  // no warning of passwords that go over http
+
+    bool operator==(const Site&) const = default;
+};
+
+// Reading, writing and listing follow from the table of keys alone. A key of another type needs an
+// alternative here, and how it is read in site_text.cpp.
+struct SiteKey {
+    std::string_view name;
+    std::variant<std::string Site::*, int Site::*, bool Site::*> field;
+    bool isSecret = false;  // listings tell whether it is set, and no more
+    // What is wrong with a value that is set, behind the key's name; empty: nothing. Null: any will
+    // do.
+    std::string (*problem)(const Site& site) = nullptr;
+};
+
+std::span<const SiteKey> siteKeys();
+
+// Two characters or more of A-Z, a-z, 0-9, "-", "_" and ".", the first no ".", none of the URL
+// schemes: what stands before the colon of "work:reports/", and names a file.
+bool siteNameValid(std::string_view name);
+inline constexpr std::string_view siteNameRule =
+    "A site's name is two letters, digits, \"-\", \"_\" or \".\" or more, the first no \".\".";
+
+}  // namespace quillon::cli

@@ -1,0 +1,113 @@
+#include "cli/config/site_text.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <limits>
+#include <sstream>
+
+#include "cli/config/toml.hpp"
+
+namespace quillon::cli {
+namespace {
+
+using toml::format_flags;
+
+Error problemAt(const toml::source_region& where, std::string_view what) {
+    return localError(Kind::local, fmt::format("Line {}: {}.", where.begin.line, what));
+}
+
+// Stores a value in its field. What is wrong with its type; empty: nothing.
+std::string_view take(const toml::node& value, std::string& field) {
+    const auto* given = value.as_string();
+    if (given == nullptr) return "must be a text in quotes";
+    field = given->get();
+    return "";
+}
+
+std::string_view take(const toml::node& value, int& field) {
+    const auto* given = value.as_integer();
+    if (given == nullptr) return "must be a whole number";
+    using Limits = std::numeric_limits<int>;
+    field = static_cast<int>(std::clamp<int64_t>(given->get(), Limits::min(), Limits::max()));
+    return "";
+}
+
+std::string_view take(const toml::node& value, bool& field) {
+    const auto* given = value.as_boolean();
+    if (given == nullptr) return "must be true or false";
+    field = given->get();
+    return "";
+}
+
+std::string problemOf(const SiteKey& key, const toml::node& value, Site& site) {
+    std::string problem(
+        std::visit([&](auto field) { return take(value, site.*field); }, key.field));
+    if (problem.empty() && key.problem != nullptr) problem = key.problem(site);
+    return problem;
+}
+
+// A key of ours and its value in one line; behind a comment anything may stand, behind a value
+// nothing may.
+bool isSetting(const std::string& line) {
+    try {
+        const toml::table table = toml::parse(line);
+        const auto isOurs = [&](const SiteKey& key) { return table.contains(key.name); };
+        if (table.size() != 1 || std::ranges::none_of(siteKeys(), isOurs)) return false;
+    } catch (const toml::parse_error&) {
+        return false;
+    }
+    try {
+        static_cast<void>(toml::parse(line + " ="));
+    } catch (const toml::parse_error&) {
+        return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+Result<Site> parseSite(std::string_view name, std::string_view text) {
+    Site site{.name = std::string(name)};
+    try {
+        const toml::table table = toml::parse(text);
+        for (const SiteKey& key : siteKeys()) {
+            const toml::node* value = table.get(key.name);
+            if (value == nullptr) continue;
+            const std::string problem = problemOf(key, *value, site);
+            if (problem.empty()) continue;
+            return problemAt(value->source(), fmt::format("{} {}", key.name, problem));
+        }
+    } catch (const toml::parse_error& problem) {
+        return problemAt(problem.source(), problem.description());
+    }
+    if (site.url.empty()) return localError(Kind::local, "It has no url.");
+    return site;
+}
+
+std::string siteText(const Site& site) {
+    std::ostringstream text;
+    for (const SiteKey& key : siteKeys()) {
+        const auto write = [&](auto field) {
+            const auto& value = site.*field;
+            if (value == std::decay_t<decltype(value)>()) return;
+            const toml::value node(value);
+            text << key.name << " = "
+                 << toml::toml_formatter(node, format_flags::allow_unicode_strings) << "\n";
+        };
+        std::visit(write, key.field);
+    }
+    return text.str();
+}
+
+bool holdsMore(std::string_view text) {
+    std::istringstream lines{std::string(text)};
+    for (std::string line; std::getline(lines, line);) {
+        if (line.ends_with('\r')) line.pop_back();
+        const bool isBlank = line.find_first_not_of(" \t") == std::string::npos;
+        if (!isBlank && !isSetting(line)) return true;
+    }
+    return false;
+}
+
+}  // namespace quillon::cli

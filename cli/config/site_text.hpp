@@ -1,0 +1,32 @@
+// The text of a site's file. Nothing here reads or writes files.
+//
+//     url = "https://dav.example.org/"        # of a collection
+//     user = "ann"
+//     password = "{zebsodium1}..."            # as "quillon login" stores it
+//     proxy = "http://proxy.example.org:3128"
+//     ca-file = "work.pem"
+//     timeout = 30                            # seconds
+//     jobs = 4                                # members at a time
+//
+// Other keys are the person's own.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "cli/config/site.hpp"
+#include "client/result.hpp"
+
+namespace quillon::cli {
+
+// The site of this name; the sentence of a failure says the line and the key.
+Result<Site> parseSite(std::string_view name, std::string_view text);
+
+// A line for each key that is set; parsed, it is this site again.
+std::string siteText(const Site& site);
+
+// Whether the text has anything that siteText would drop: a comment, a key of the person's own, or
+// what it cannot tell from these.
+bool holdsMore(std::string_view text);
+
+}  // namespace quillon::cli

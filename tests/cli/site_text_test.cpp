@@ -1,0 +1,57 @@
+#include "cli/config/site_text.hpp"
+
+#include <gtest/gtest.h>
+
+namespace quillon::cli {
+namespace {
+
+const Site WORK{.name = "work",
+                .url = "https://h/",
+                .user = "\xC3\xBC \"a\" \\\x7F",
+                .password = "{zeb}",
+                .proxy = "p",
+                .caFile = "#c",
+                .timeoutSeconds = 86400,
+                .jobs = 64};
+const std::string TEXT =
+    "url = \"https://h/\"\nuser = \"\xC3\xBC \\\"a\\\" \\\\\\u007F\"\npassword = \"{zeb}\"\n"
+    "proxy = \"p\"\nca-file = \"#c\"\ntimeout = 86400\njobs = 64\n";
+
+TEST(SiteText, whatIsWrittenIsReadAgain) {
+    EXPECT_EQ(siteText(WORK), TEXT);
+    EXPECT_EQ(siteText({.name = "work", .url = "https://h/"}), TEXT.substr(0, TEXT.find('u', 1)));
+    const Result<Site> read = parseSite("work", TEXT + "mine = [1]\n");
+    ASSERT_TRUE(read) << read.error().sentences.front();
+    EXPECT_EQ(*read, WORK);
+}
+
+TEST(SiteText, whatIsWrongIsToldByLineAndKey) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"\n\nurl = 5\n", "Line 3: url must be a text in quotes."},
+        {"timeout = 0\n", "Line 1: timeout must be from 1 to 86400."},
+        {"timeout = 4294967297\n", "Line 1: timeout must be from 1 to 86400."},
+        {"jobs = 65\n", "Line 1: jobs must be from 1 to 64."},
+        {"jobs = '4'\n", "Line 1: jobs must be a whole number."},
+        {"url = 'ftp://h/'\n", "Line 1: url is none of a WebDAV server."},
+        {"url = 'https://u:geheim@h/'\n",
+         "Line 1: url holds a password; take it out, then: quillon login work."},
+        {"user = 'ann'\n", "It has no url."},
+        {"url = \"\n", "Line 1: "},
+    };
+    for (const auto& [text, problem] : rows) {
+        const std::string told = parseSite("work", text).error().sentences.front();
+        EXPECT_TRUE(told.starts_with(problem)) << told;
+    }
+}
+
+TEST(SiteText, whatAPersonAddedIsSeen) {
+    EXPECT_FALSE(holdsMore(""));
+    EXPECT_FALSE(holdsMore(TEXT + " \t\n  jobs=3\t\r\nuser = 'a#b'"));
+    for (const char* more : {"# mine\n", "jobs = 3 # mine", "jobs = 3 # mine\r\n", "mine = 1\n",
+                             "[table]\n", "user = '''\n# x'''\n", "# \xFF\n"}) {
+        EXPECT_TRUE(holdsMore(TEXT + more)) << more;
+    }
+}
+
+}  // namespace
+}  // namespace quillon::cli
