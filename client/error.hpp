@@ -55,6 +55,8 @@ enum class Code : uint32_t {
     deleteConflict = 0x81FFC81D,
     untrusted = 0x80FFD004,  // the server's certificate
     timedOut = 0x80FFD005,
+    proxyRefused = 0x80FFD00B,
+    noAuthorities = 0x80FFD00E,  // their file cannot be used
 };
 
 struct Error {

@@ -27,6 +27,8 @@ inline constexpr Status WEBLNK_BAD_ANSWER = 0x80FFD009u;  // not HTTP, or not th
 inline constexpr Status WEBLNK_REFUSED = 0x80FFD00Au;     // GET answered other than 2xx
 inline constexpr Status WEBLNK_PROXY_REFUSED = 0x80FFD00Bu;
 inline constexpr Status WEBLNK_BAD_DATE = 0x80FFD00Cu;
+inline constexpr Status WEBLNK_NO_TLS = 0x80FFD00Du;  // the handshake failed before any certificate
+inline constexpr Status WEBLNK_NO_AUTHORITIES = 0x80FFD00Eu;  // the trusted ones cannot be read
 
 // fsbox.
 inline constexpr Status FSBOX_DENIED = 0x80BFE811u;
