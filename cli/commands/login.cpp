@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "cli/commands/command.hpp"
+#include "cli/commands/what_is_there.hpp"
 #include "cli/config/config_edit.hpp"
 #include "cli/config/config_file.hpp"
 #include "cli/session/prompt.hpp"
@@ -28,7 +29,8 @@ Result<void> tryOut(Session& session, const CommonOptions& options, const Addres
     if (!extension) return extension.error();
     const Result<Collection> opened =
         Collection::open(*extension, address, login, {.cache = false, .cacheParent = {}});
-    return opened ? Result<void>() : opened.error();
+    if (opened) return {};
+    return notOpened(*extension, login, address, opened.error());
 }
 
 // What the server accepts. Only who is given or asked for now counts: no file, no earlier password.
@@ -109,12 +111,20 @@ ExitCode nothingStored(const std::string& url, Error error) {
     return report("log in to", url, error);
 }
 
+Error nameProblem(const std::string& name) {
+    if (name.find("://") != name.npos) {
+        return localError(Kind::usage, "The site's name is missing: it stands before its URL.");
+    }
+    if (name == "http" || name == "https") {
+        return localError(Kind::usage, "URLs begin so, and a site cannot. Choose another name.");
+    }
+    return localError(Kind::usage,
+                      "A site's name is two letters, digits, \"-\", \"_\" or \".\" or more.");
+}
+
 // The site as it is so far: only its name and URL when it is a new one.
 Result<Site> siteFor(Session& session, const LoginOptions& options, const std::string& url) {
-    if (!siteNameValid(options.name)) {
-        return localError(Kind::usage,
-                          "A site's name is two letters, digits, \"-\", \"_\" or \".\" or more.");
-    }
+    if (!siteNameValid(options.name)) return nameProblem(options.name);
     const Result<std::vector<Site>> sites = session.sites().all();
     if (!sites) return sites.error();
     const Site* known = findSite(*sites, options.name);
@@ -137,9 +147,11 @@ int run(Session& session, LoginOptions& options) {
     if (typed && !address) return nothingStored("this URL", address.error());
     Result<Site> site =
         siteFor(session, options, typed ? address->asCollection().collection() : "");
-    if (!site) return nothingStored(options.name, site.error());
+    const bool isUrl = options.name.find("://") != options.name.npos;  // perhaps with a password
+    if (!site) return nothingStored(isUrl ? "this URL" : options.name, site.error());
     if (!typed) address = Address::parse(site->url);
     if (!address) return nothingStored(site->url, address.error());
+    address = address->asCollection();
 
     const CommonOptions common = withDefaultsOf(*site, session.options());
     const Result<Login> login = acceptedLogin(session, common, *address);
