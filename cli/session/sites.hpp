@@ -36,6 +36,8 @@ public:
     CommonOptions optionsFor(const Address& address) const;
 
 private:
+    Result<Address> parseUrlOrTellColon(std::string_view typed);
+
     const CommonOptions& options_;
     std::optional<std::vector<Site>> loaded_;
     std::map<std::string, Site> used_;  // by identityOf
