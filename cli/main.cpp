@@ -70,9 +70,8 @@ int withOutputWritten(int code) {
     const bool written = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
     if (written || code != EXIT_DONE) return code;
     if (interrupted()) return EXIT_INTERRUPTED;
-    if (!outputAbandoned()) {
-        complain(fmt::format("cannot write to the standard output: {}", std::strerror(errno)));
-    }
+    if (outputAbandoned()) return EXIT_UNREAD;
+    complain(fmt::format("cannot write to the standard output: {}", std::strerror(errno)));
     return EXIT_LOCAL;
 }
 
@@ -124,7 +123,9 @@ int main(int argc, char** argv) {
     prepareLocale();
     catchInterrupts();
     try {
-        return runProgram(argc, argv);
+        const int code = runProgram(argc, argv);
+        if (code == EXIT_UNREAD) endBySigpipe();
+        return code;
     } catch (const std::exception& problem) {
         complain(problem.what());
         return EXIT_LOCAL;

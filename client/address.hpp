@@ -41,6 +41,8 @@ public:
     Address asCollection() const;
     // The same without: a collection as a member of its parent. A root has no parent: unchanged.
     Address asMember() const;
+    // The collection above; a root's is itself.
+    Address parent() const { return asMember().memberBySegment({}); }
     // A member of this collection by its name as a person says it: every character is the name's.
     // Fails with Kind::usage for what cannot be a name.
     Result<Address> member(std::string_view name) const;

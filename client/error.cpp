@@ -14,6 +14,8 @@ static_assert(static_cast<vx::Status>(Code::storedPasswordRefused) == vxhost::EN
 static_assert(static_cast<vx::Status>(Code::noKey) == vxhost::ENCODING_NO_KEY);
 static_assert(static_cast<vx::Status>(Code::untrusted) == vxhost::WEBLNK_TLS_REFUSED);
 static_assert(static_cast<vx::Status>(Code::timedOut) == vxhost::WEBLNK_TIMED_OUT);
+static_assert(static_cast<vx::Status>(Code::proxyRefused) == vxhost::WEBLNK_PROXY_REFUSED);
+static_assert(static_cast<vx::Status>(Code::noAuthorities) == vxhost::WEBLNK_NO_AUTHORITIES);
 
 using vxhost::Status;
 
@@ -67,6 +69,7 @@ constexpr std::array rows{
     Row{vxhost::WEBLNK_REFUSED, Kind::network, Http::asked},
     Row{vxhost::WEBLNK_PROXY_REFUSED, Kind::network, Http::ignored},
     Row{vxhost::WEBLNK_BAD_DATE, Kind::network, Http::ignored},
+    Row{vxhost::WEBLNK_NO_TLS, Kind::network, Http::ignored},
     Row{vxhost::TRANSCODE_INVALID, Kind::usage, Http::ignored},
 };
 

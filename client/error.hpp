@@ -57,6 +57,8 @@ enum class Code : uint32_t {
     noKey = 0x813FC112,                  // of the stored passwords
     untrusted = 0x80FFD004,              // the server's certificate
     timedOut = 0x80FFD005,
+    proxyRefused = 0x80FFD00B,
+    noAuthorities = 0x80FFD00E,  // their file cannot be used
 };
 
 // A lock that is on the server and in the person's way.

@@ -31,7 +31,7 @@ constexpr std::array rows{
     Row{415, "Unsupported Media Type", ""},
     Row{424, "Failed Dependency", ""},
     Row{429, "Too Many Requests", "Wait a while and try again."},
-    Row{500, "Internal Server Error", "Try again later; its administrator finds why in its log."},
+    Row{500, "Internal Server Error", "It may lack permission or room there; its log says why."},
     Row{501, "Not Implemented", "It does not do this."},
     Row{502, "Bad Gateway", "What stands behind it does not answer. Try again later."},
     Row{503, "Service Unavailable", "Try again later."},

@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "cli/commands/hold_member.hpp"
+#include "cli/commands/what_is_there.hpp"
 #include "cli/commands/work_copy.hpp"
 #include "cli/terminal/interrupt.hpp"
 #include "cli/terminal/last_words.hpp"
@@ -82,7 +83,8 @@ private:
     int judge(const WorkCopy& copy, int code, bool changed, const std::string& name) {
         if (interrupted()) return fail(interruption());
         if (code != EXIT_DONE) {
-            if (changed) complain(fmt::format("{}: nothing was stored", url_));
+            if (changed || changer_.tellsUnchanged)
+                complain(fmt::format("{}: nothing was stored", url_));
             return code;
         }
         if (changed) return store(copy, name);
@@ -129,7 +131,9 @@ private:
 
 int changeMember(Session& session, const Address& address, const Changer& changer) {
     const auto member = session.member(address);
-    if (!member) return report(changer.attempt, address.url(), member.error());
+    if (!member) {
+        return report(changer.attempt, address.url(), noPlaceFor(session, address, member.error()));
+    }
     Result<Hold> hold = Hold::take(**member);
     if (!hold) return report(changer.attempt, address.url(), hold.error());
     if ((*member)->locked()) session.leftWork().lockWasTaken(address.url());

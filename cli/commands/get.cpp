@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "cli/commands/command.hpp"
+#include "cli/commands/what_is_there.hpp"
 #include "cli/session/workers.hpp"
 #include "cli/terminal/interrupt.hpp"
 #include "cli/terminal/report.hpp"
@@ -124,11 +125,10 @@ Result<void> fetch(Session& session, const Address& address, const GetOptions& o
 }
 
 // "-" among the URLs is short for "-o -".
-bool outputMeant(GetOptions& options) {
+void takeOutput(GetOptions& options) {
     const auto removed = std::erase(options.urls, STANDARD_OUTPUT);
     const bool byPath = std::ranges::count(ITS_PATHS, options.file) > 0;
     if (byPath || (removed > 0 && options.file.empty())) options.file = STANDARD_OUTPUT;
-    return !options.urls.empty();
 }
 
 // Like a shell's pattern: a dot at the beginning has to be said.
@@ -136,7 +136,7 @@ Result<std::vector<Address>> matching(Session& session, const Address& typed,
                                       const GetOptions& options) {
     const Address address = typed.asCollection();
     const auto collection = session.open(address, {.cache = false, .cacheParent = {}});
-    if (!collection) return collection.error();
+    if (!collection) return notOpened(session, address, collection.error());
     const Result<Listing> listing = (*collection)->list();
     if (!listing) return listing.error();
     std::vector<Address> members;
@@ -147,7 +147,7 @@ Result<std::vector<Address>> matching(Session& session, const Address& typed,
             members.push_back(address.memberBySegment(entry.segment()));
         }
     }
-    if (!members.empty()) return members;
+    if (!members.empty() || options.pattern == "*") return members;
     return localError(Kind::notFound, "None of its members matches " + options.pattern + ".");
 }
 
@@ -164,7 +164,7 @@ std::vector<Address> wantedMembers(Session& session, GetOptions& options, int& c
         members.insert(members.end(), found->begin(), found->end());
         return {};
     };
-    code = forEachUrl(session, options.urls, "list", add);
+    code = forEachUrl(session, options.urls, "fetch members of", add);
     return members;
 }
 
@@ -180,13 +180,18 @@ int fetchAll(Session& session, const std::vector<Address>& members, const GetOpt
         if (destination) meetServers(session, members, openOptions(*destination));
     }
     return runTasks(members.size(), jobs, session, [&](size_t i) -> int {
+        if (inOrder && outputAbandoned()) return EXIT_DONE;  // the end tells
         const Result<void> fetched = fetch(session, members[i], options);
         return fetched ? EXIT_DONE : report("fetch", members[i].url(), fetched.error());
     });
 }
 
 int run(Session& session, GetOptions& options) {
-    if (!outputMeant(options)) {
+    takeOutput(options);
+    if (options.urls.empty() && session.base && !options.pattern.empty()) {
+        options.urls.emplace_back();  // the shell's own collection
+    }
+    if (options.urls.empty()) {
         complain("get needs a URL. See quillon get --help.");
         return EXIT_USAGE;
     }

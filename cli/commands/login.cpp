@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "cli/commands/command.hpp"
+#include "cli/commands/what_is_there.hpp"
 #include "cli/config/site_file.hpp"
 #include "cli/session/prompt.hpp"
 #include "cli/terminal/report.hpp"
@@ -27,7 +28,8 @@ Result<void> tryOut(Session& session, const CommonOptions& options, const Addres
     if (!extension) return extension.error();
     const Result<Collection> opened =
         Collection::open(*extension, address, login, {.cache = false, .cacheParent = {}});
-    return opened ? Result<void>() : opened.error();
+    if (opened) return {};
+    return notOpened(*extension, login, address, opened.error());
 }
 
 // What the server accepts. Only who is given or asked for now counts: no file, no earlier password.
@@ -90,10 +92,18 @@ ExitCode nothingStored(const std::string& url, Error error) {
     return report("log in to", url, error);
 }
 
-Result<std::optional<Site>> siteBefore(const LoginOptions& options, bool hasUrl) {
-    if (!siteNameValid(options.name)) {
-        return localError(Kind::usage, std::string(siteNameRule));
+Error nameProblem(const std::string& name) {
+    if (name.find("://") != name.npos) {
+        return localError(Kind::usage, "The site's name is missing: it stands before its URL.");
     }
+    if (name == "http" || name == "https") {
+        return localError(Kind::usage, "URLs begin so, and a site cannot. Choose another name.");
+    }
+    return localError(Kind::usage, std::string(siteNameRule));
+}
+
+Result<std::optional<Site>> siteBefore(const LoginOptions& options, bool hasUrl) {
+    if (!siteNameValid(options.name)) return nameProblem(options.name);
     Result<std::optional<Site>> known = loadSite(options.name);
     if (known && !*known && !hasUrl) {
         return localError(Kind::usage, "There is no such site yet. Give its URL, too.");
@@ -116,12 +126,14 @@ int run(Session& session, LoginOptions& options) {
     const bool typed = !options.url.empty();
     wipe(options.url);
     if (typed && !address) return nothingStored("this URL", address.error());
+    const bool isUrl = options.name.find("://") != options.name.npos;  // perhaps with a password
     const Result<std::optional<Site>> before = siteBefore(options, typed);
-    if (!before) return nothingStored(options.name, before.error());
+    if (!before) return nothingStored(isUrl ? "this URL" : options.name, before.error());
     const Site site =
         siteFor(*before, options.name, typed ? address->asCollection().collection() : "");
     if (!typed) address = Address::parse(site.url);
     if (!address) return nothingStored(site.url, address.error());
+    address = address->asCollection();
 
     const CommonOptions common = withDefaultsOf(site, session.options());
     const Result<Login> login = acceptedLogin(session, common, *address);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "cli/commands/command.hpp"
+#include "cli/commands/what_is_there.hpp"
 #include "cli/terminal/describe.hpp"
 #include "cli/terminal/format.hpp"
 #include "cli/terminal/report.hpp"
@@ -139,7 +140,10 @@ int run(Session& session, LsOptions& options) {
             return EXIT_DONE;
         }
     }
-    if (!listing) return report("list", address->url(), listing.error());
+    if (!listing) {
+        return report("list", address->url(),
+                      notOpened(session, address->asCollection(), listing.error()));
+    }
     print(sortedLines(*listing, options.hidden), options);
     return EXIT_DONE;
 }

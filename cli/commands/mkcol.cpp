@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "cli/commands/command.hpp"
+#include "cli/commands/what_is_there.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -29,7 +30,7 @@ Result<void> makeWithParents(Session& session, const Address& address) {
     if (made) return made;
     const Code code = made.error().code;
     if (code == Code::mkcolNotAllowed && isThere(session, address)) return {};
-    const Address parent = address.asMember().memberBySegment({});
+    const Address parent = address.parent();
     if (code != Code::mkcolConflict || parent.url() == address.url()) return made;
     if (Result<void> above = makeWithParents(session, parent); !above) return above;
     return make(session, address);
@@ -38,7 +39,10 @@ Result<void> makeWithParents(Session& session, const Address& address) {
 int run(Session& session, MkcolOptions& options) {
     return forEachUrl(session, options.urls, "create", [&](const Address& typed) {
         const Address address = typed.asCollection();
-        return options.parents ? makeWithParents(session, address) : make(session, address);
+        Result<void> made =
+            options.parents ? makeWithParents(session, address) : make(session, address);
+        if (made) return made;
+        return Result<void>(notMade(session, address, std::move(made).error()));
     });
 }
 

@@ -6,6 +6,7 @@
 
 #include "cli/commands/command.hpp"
 #include "cli/commands/hold_member.hpp"
+#include "cli/commands/what_is_there.hpp"
 #include "cli/parser/time_argument.hpp"
 #include "cli/session/workers.hpp"
 #include "cli/terminal/report.hpp"
@@ -59,7 +60,9 @@ int store(Session& session, Member& member, const Address& address, const PutOpt
 int put(Session& session, const std::string& file, const Address& address,
         const PutOptions& options) {
     const auto member = session.member(address);
-    if (!member) return report("store", address.url(), member.error());
+    if (!member) {
+        return report("store", address.url(), noPlaceFor(session, address, member.error()));
+    }
     const fs::path source = file == STANDARD_INPUT ? "/dev/stdin" : file;
     if (Result<void> copied = (*member)->copyFrom(source); !copied) {
         return report("store", address.url(), copied.error());

@@ -14,8 +14,8 @@ struct RmOptions {
     std::optional<Time> olderThan;
 };
 
-Error collectionMeant() {
-    return localError(Kind::usage, "This is a collection, and was left alone. Use rmcol for it.");
+Error collectionMeant(Kind kind) {
+    return localError(kind, "This is a collection, and was left alone. Use rmcol for it.");
 }
 
 // The creation date is what the check is about, and not every server keeps one.
@@ -32,11 +32,16 @@ Error explained(Error error) {
 }
 
 Result<void> remove(Session& session, const Address& address, std::optional<Time> olderThan) {
-    if (!address.namesMember()) return collectionMeant();
+    if (!address.namesMember()) return collectionMeant(Kind::usage);
     const auto member = session.member(address);
     if (!member) return member.error();
     Result<void> removed = (*member)->remove(olderThan);
-    if (!removed) return explained(std::move(removed).error());
+    if (!removed) {
+        const auto found = (*member)->lastInfo();
+        const bool isCollection = found && found->exists && found->isCollection;
+        return isCollection ? collectionMeant(Kind::refused)
+                            : explained(std::move(removed).error());
+    }
     (*member)->abandonLock();  // it went with the member
     session.forgetLocked(address);
     return {};

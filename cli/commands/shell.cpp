@@ -8,6 +8,7 @@
 
 #include "cli/commands/command.hpp"
 #include "cli/commands/hold_member.hpp"
+#include "cli/commands/what_is_there.hpp"
 #include "cli/parser/shell_path.hpp"
 #include "cli/parser/words.hpp"
 #include "cli/terminal/interrupt.hpp"
@@ -139,7 +140,9 @@ int Shell::change(std::string& path) {
     if (!address) return exitCode(address.error().kind);
     const Address collection = address->asCollection();
     const auto opened = session_.open(collection);
-    if (!opened) return report("go to", collection.url(), opened.error());
+    if (!opened) {
+        return report("go to", collection.url(), notOpened(session_, collection, opened.error()));
+    }
     session_.base = collection;
     return EXIT_DONE;
 }
@@ -218,7 +221,9 @@ int run(Session& session, std::string& url) {
     if (!address) return exitCode(address.error().kind);
     const Address collection = address->asCollection();
     const auto opened = session.open(collection);
-    if (!opened) return report("open", collection.url(), opened.error());
+    if (!opened) {
+        return report("open", collection.url(), notOpened(session, collection, opened.error()));
+    }
     return Shell(session, collection).run();
 }
 

@@ -3,13 +3,9 @@
 namespace quillon::cli {
 namespace {
 
-Address parentOf(const Address& collection) {
-    return collection.asMember().memberBySegment({});
-}
-
 Address rootOf(Address collection) {
     for (;;) {
-        Address parent = parentOf(collection);
+        Address parent = collection.parent();
         if (parent.url() == collection.url()) return collection;
         collection = std::move(parent);
     }
@@ -28,7 +24,7 @@ Result<Address> resolveShellPath(const Address& base, std::string_view typed) {
         typed.remove_prefix(slash == std::string_view::npos ? typed.size() : slash + 1);
         if (name.empty() || name == ".") continue;
         if (name == "..") {
-            at = parentOf(at);
+            at = at.parent();
             continue;
         }
         Result<Address> member = at.member(name);

@@ -47,9 +47,22 @@ bool Sites::knows(std::string_view typed) {
     return parts && std::filesystem::exists(siteFile(parts->name), none);
 }
 
+// A colon that was forgotten behind a site's name is told.
+Result<Address> Sites::parseUrlOrTellColon(std::string_view typed) {
+    Result<Address> address = Address::parse(typed);
+    if (address) return address;
+    const std::string_view name = typed.substr(0, typed.find('/'));
+    const Result<std::vector<Site>> sites = siteNameValid(name) ? all() : std::vector<Site>();
+    if (!sites || findSite(*sites, name) == nullptr) return address;
+    Error error = std::move(address).error();
+    error.sentences.push_back(
+        fmt::format("There is a site of that name: its URLs begin with {}:", name));
+    return error;
+}
+
 Result<Address> Sites::resolve(std::string_view typed) {
     auto parts = split(typed);
-    if (!parts) return Address::parse(typed);
+    if (!parts) return parseUrlOrTellColon(typed);
     Result<Site> site = find(parts->name);
     if (!site) return std::move(site).error();
     Result<Address> root = Address::parse(site->url);

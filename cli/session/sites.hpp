@@ -33,6 +33,8 @@ public:
     CommonOptions optionsFor(const Address& address) const;
 
 private:
+    Result<Address> parseUrlOrTellColon(std::string_view typed);
+
     const CommonOptions& options_;
     std::map<std::string, Site, std::less<>> loaded_;  // by name
     std::map<std::string, Site> used_;                 // by identityOf

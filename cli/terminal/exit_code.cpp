@@ -23,6 +23,7 @@ constexpr Row rows[] = {
     {EXIT_NETWORK, "no connection, no complete answer, or a server that failed"},
     {EXIT_LOCAL, "this machine: files, disk, memory, installation"},
     {EXIT_INTERRUPTED, "interrupted by a signal"},
+    {EXIT_UNREAD, "nobody reads the output any more, ended by SIGPIPE"},
 };
 
 }  // namespace

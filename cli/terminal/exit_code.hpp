@@ -18,6 +18,7 @@ enum ExitCode : int {
     EXIT_NETWORK = 7,
     EXIT_LOCAL = 8,
     EXIT_INTERRUPTED = 130,
+    EXIT_UNREAD = 141,  // 128 and SIGPIPE, by which the program then ends
 };
 
 ExitCode exitCode(Kind kind);

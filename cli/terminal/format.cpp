@@ -35,7 +35,7 @@ std::string shortSize(uint64_t bytes) {
 }
 
 std::string longSize(uint64_t bytes) {
-    if (bytes < 1024) return fmt::format("{} bytes", bytes);
+    if (bytes < 1024) return fmt::format("{} {}", bytes, bytes == 1 ? "byte" : "bytes");
     return fmt::format("{} ({} bytes)", shortSize(bytes), bytes);
 }
 

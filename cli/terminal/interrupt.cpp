@@ -50,6 +50,11 @@ void catchInterrupts() {
     signal(SIGXFSZ, SIG_IGN);
 }
 
+void endBySigpipe() {
+    signal(SIGPIPE, SIG_DFL);
+    raise(SIGPIPE);
+}
+
 const std::atomic<bool>& interruptFlag() {
     return flag;
 }

@@ -8,6 +8,9 @@ namespace quillon::cli {
 
 void catchInterrupts();
 
+// As a program ends whose output nobody reads any more; after all else that has to end.
+void endBySigpipe();
+
 // Set by the handler; system calls that wait return EINTR, again and again.
 const std::atomic<bool>& interruptFlag();
 inline bool interrupted() {

@@ -33,17 +33,47 @@ void say(const std::string& lines) {
     *reports += lines;
 }
 
-std::string shown(std::string text) {
-    return harmless(concealed(std::move(text)));
+// What helps in this program; empty: nothing special.
+std::string_view remedy(const Error& error, std::string_view url) {
+    switch (error.code) {
+        case Code::untrusted:
+            return "Use --ca-file for that.";
+        case Code::timedOut:
+            return "Use --timeout for that.";
+        case Code::storedPasswordRefused:
+        case Code::noKey:
+            return "Use quillon login for that.";
+        case Code::noAuthorities:
+            return "It is that of --ca-file, or of the site's ca-file.";
+        case Code::proxyRefused:
+            return "It is that of --proxy, of the site, or of the environment (http_proxy, "
+                   "https_proxy, all_proxy; no_proxy names hosts to reach without it).";
+        default:
+            break;
+    }
+    const bool perhapsTls = error.httpStatus == 400 && url.starts_with("http://");
+    return perhapsTls ? "If the server speaks TLS at this port, its URL begins with https://." : "";
 }
 
-// The option or command of this program that helps; empty: none.
-std::string_view remedy(Code code) {
-    if (code == Code::untrusted) return "Use --ca-file for that.";
-    if (code == Code::timedOut) return "Use --timeout for that.";
-    if (code == Code::storedPasswordRefused || code == Code::noKey)
-        return "Use quillon login for that.";
-    return {};
+// A URL of many screens is told by its ends; what a person may have to use again is shorter.
+std::string withoutEndlessWords(std::string_view text) {
+    constexpr size_t most = 2048;
+    std::string shown;
+    while (!text.empty()) {
+        const size_t end = std::min(text.find(' '), text.size() - 1) + 1;
+        const std::string_view word = text.substr(0, end);
+        if (word.size() > most) {
+            shown.append(word.substr(0, 100)).append("[...]").append(word.substr(end - 50));
+        } else {
+            shown += word;
+        }
+        text.remove_prefix(end);
+    }
+    return shown;
+}
+
+std::string shown(std::string text) {
+    return harmless(withoutEndlessWords(concealed(std::move(text))));
 }
 
 }  // namespace
@@ -56,8 +86,7 @@ ExitCode report(std::string_view attempt, std::string_view url, const Error& err
     }
     std::string text = shown(fmt::format("quillon: cannot {}{}{}:", attempt, target, url));
     for (const std::string& sentence : error.sentences) text += "\n  " + shown(sentence);
-    if (const auto option = remedy(error.code); !option.empty())
-        text += fmt::format("\n  {}", option);
+    if (const auto help = remedy(error, url); !help.empty()) text += fmt::format("\n  {}", help);
     for (const StrayLock& lock : error.locks) {
         text += "\n  " +
                 shown(unlockAdvice(lock.taken ? "To unlock it" : "If it is yours and was left over",

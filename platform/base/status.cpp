@@ -114,6 +114,11 @@ constexpr StatusText texts[] = {
     {WEBLNK_BAD_DATE, "A date of the server cannot be read, so it counts as missing."},
     {WEBLNK_LIBRARY_FAILED,
      "libcurl, which carries requests, does not work on this machine. Check its installation."},
+    {WEBLNK_NO_TLS,
+     "No TLS connection came about. Check the port: perhaps the server speaks plain http there."},
+    {WEBLNK_NO_AUTHORITIES,
+     "The file of the authorities that you trust cannot be used. It must be there, be yours to "
+     "read, and hold certificates in PEM form."},
 
     {FSBOX_DENIED,
      "The system does not permit access to a local file or directory. Check its owner and mode."},

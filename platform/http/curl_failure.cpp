@@ -41,12 +41,18 @@ CurlFailure curlFailure(CURL* easy, CURLcode code, const std::string& detail, bo
             }
             return {WEBLNK_NO_CONNECTION, "no connection (" + words + ")"};
         case CURLE_OPERATION_TIMEDOUT:
+            if (viaProxy && !sent) {
+                return {WEBLNK_PROXY_REFUSED, "the proxy did not answer in time (" + words + ")"};
+            }
             return {WEBLNK_TIMED_OUT, "timed out (" + words + ")"};
         case CURLE_SSL_CONNECT_ERROR:
+            return {WEBLNK_NO_TLS, "no TLS connection (" + words + ")"};
+        case CURLE_SSL_CACERT_BADFILE:
+            return {WEBLNK_NO_AUTHORITIES,
+                    "the trusted authorities cannot be read (" + words + ")"};
         case CURLE_PEER_FAILED_VERIFICATION:
         case CURLE_SSL_CERTPROBLEM:
         case CURLE_SSL_CIPHER:
-        case CURLE_SSL_CACERT_BADFILE:
         case CURLE_SSL_ISSUER_ERROR:
         case CURLE_SSL_INVALIDCERTSTATUS:
             return {WEBLNK_TLS_REFUSED, "no trusted TLS connection (" + words + ")"};

@@ -14,8 +14,8 @@ struct CurlFailure {
     std::string why;  // ends a sentence that names the request
 };
 
-// detail: curl's own words, may be empty. sent: the request had gone out before. viaProxy: all
-// connections go to one.
+// detail: curl's own words, may be empty. sent: the request had gone out before. viaProxy: the
+// connection was to one.
 CurlFailure curlFailure(CURL* easy, CURLcode code, const std::string& detail, bool sent,
                         bool viaProxy);
 

@@ -1,6 +1,7 @@
 #include "platform/http/transfer.hpp"
 
 #include <fmt/format.h>
+#include <sys/socket.h>
 
 #include <charconv>
 #include <new>
@@ -11,6 +12,7 @@
 #include "platform/http/curl_options.hpp"
 #include "platform/http/upload_source.hpp"
 #include "platform/http/wire_trace.hpp"
+#include "platform/text/url.hpp"
 
 namespace vxhost {
 namespace {
@@ -52,6 +54,19 @@ int parseStatusLine(std::string_view line) {
     if (blank == line.npos) return -1;
     std::from_chars(line.data() + blank + 1, line.data() + line.size(), status);
     return status;
+}
+
+in_port_t portOf(std::string_view url) {
+    const std::string from = origin(url);
+    in_port_t port = from.starts_with("https") ? 443 : 80;
+    const auto text = splitAuthority(*splitReference(from).authority).port;
+    std::from_chars(text.data(), text.data() + text.size(), port);
+    return port;
+}
+
+in_port_t portOf(const curl_sockaddr& peer) {
+    // The port is at the same place in both (RFC 3493, 3.10).
+    return ntohs(reinterpret_cast<const sockaddr_in&>(peer.addr).sin_port);
 }
 
 }  // namespace
@@ -143,6 +158,11 @@ void Transfer::setCallbacks() {
         const bool may = transfer.kept([&] { return transfer.beginAttempt(); });
         return may ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
     };
+    const auto open = +[](void* self, curlsocktype, curl_sockaddr* peer) noexcept {
+        return static_cast<Self*>(self)->openSocket(*peer);
+    };
+    setOption(easy_, CURLOPT_OPENSOCKETFUNCTION, open);
+    setOption(easy_, CURLOPT_OPENSOCKETDATA, this);
     setOption(easy_, CURLOPT_HEADERFUNCTION, header);
     setOption(easy_, CURLOPT_HEADERDATA, this);
     setOption(easy_, CURLOPT_WRITEFUNCTION, write);
@@ -153,6 +173,18 @@ void Transfer::setCallbacks() {
     setOption(easy_, CURLOPT_SEEKDATA, this);
     setOption(easy_, CURLOPT_PREREQFUNCTION, begin);
     setOption(easy_, CURLOPT_PREREQDATA, this);
+}
+
+// What curl connects to: of a connection that fails it tells nothing else.
+curl_socket_t Transfer::openSocket(const curl_sockaddr& peer) {
+    peerPort_ = portOf(peer);
+    return socket(peer.family, peer.socktype | SOCK_CLOEXEC, peer.protocol);
+}
+
+// The environment may name a proxy, and hosts that need none.
+bool Transfer::viaProxy() const {
+    const bool elsewhere = peerPort_ != 0 && peerPort_ != portOf(request_.url);
+    return elsewhere || !target_.credentials->proxy.empty();
 }
 
 // curl sends a request again by itself when a kept connection ends without a byte of an answer. The
@@ -289,8 +321,7 @@ void Transfer::judge(CURLcode code) {
     if (failure_) std::rethrow_exception(failure_);
     if (headerTooLong(code)) fail(WEBLNK_BAD_ANSWER, "a line of the answer's header is too long");
     if (code != CURLE_OK && !enough_) {
-        const auto failure =
-            curlFailure(easy_, code, error_, sent_, !target_.credentials->proxy.empty());
+        const auto failure = curlFailure(easy_, code, error_, sent_, viaProxy());
         fail(failure.status, failure.why);
     }
     // curl takes an end inside the header for that of the answer.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <curl/curl.h>
+#include <netinet/in.h>
 
 #include <chrono>
 #include <exception>
@@ -48,6 +49,8 @@ private:
     void trace(CURLcode code) const;
     [[noreturn]] void fail(vx::Status status, std::string_view why) const;
 
+    curl_socket_t openSocket(const curl_sockaddr& peer);
+    bool viaProxy() const;
     bool beginAttempt();
     bool takeHeader(std::string_view line);  // false, as from the next two: no more is wanted
     bool endHeader();
@@ -73,6 +76,7 @@ private:
     Clock::time_point waiting_ = begun_;         // since then for an answer that is no content
     std::optional<Clock::time_point> graceEnd_;  // of an answer of which the header suffices
     std::exception_ptr failure_;
+    in_port_t peerPort_ = 0;  // of the latest connection that was begun; 0: none was
     uint64_t headerBytes_ = 0;
     uint64_t bodyBytes_ = 0;
     bool sent_ = false;      // a request went out

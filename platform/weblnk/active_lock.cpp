@@ -57,6 +57,15 @@ std::string until(const ActiveLock& lock) {
     return fmt::format(", until {:%Y-%m-%d %H:%M:%S} unless it is renewed", local);
 }
 
+// The owner as a person reads it: of our own locks, the user that their text names.
+std::string holder(const ActiveLock& lock) {
+    constexpr std::string_view ours = "ZEB DATADIR. User =";  // its blanks are single here
+    const bool isOurs = lock.owner.starts_with(ours);
+    std::string name = singleBlanks(isOurs ? lock.owner.substr(ours.size()) : lock.owner);
+    if (name.empty()) name = "someone";
+    return isOurs ? name + ", with quillon" : name;
+}
+
 // A program that was killed cannot give its lock back: the person who has its name may.
 void tellIfLeftOver(const Target& target, const ActiveLock& lock) {
     const char* user = target.credentials->user.get();
@@ -96,9 +105,9 @@ void tellHolder(const Target& target, vx::Journal* journal, const Answer& refusa
             locks = parseActiveLocks(askProperty(target, "lockdiscovery").multistatus);
         }
         for (const auto& lock : locks) {
-            const std::string owner = lock.owner.empty() ? "someone" : lock.owner;
-            journalSentence(journal, vx::JOURNAL_FAILURE,
-                            fmt::format("{}: Locked by {}{}.", target.url, owner, until(lock)));
+            journalSentence(
+                journal, vx::JOURNAL_FAILURE,
+                fmt::format("{}: locked by {}{}.", target.url, holder(lock), until(lock)));
             tellIfLeftOver(target, lock);
         }
         return vx::VX_SUCCESS;

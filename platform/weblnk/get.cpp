@@ -38,9 +38,7 @@ public:
 private:
     void hand(std::string_view piece) {
         const Status status = callback_->callback(callback_, piece.data(), piece.size());
-        if (status != vx::VX_SUCCESS) {
-            throw Failure(status, fmt::format("GET {}: the content cannot be kept.", target_.url));
-        }
+        if (status != vx::VX_SUCCESS) throw Failure(status, {});  // the callback has told why
     }
 
     const Target& target_;

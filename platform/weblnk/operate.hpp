@@ -7,8 +7,8 @@
 
 namespace vxhost {
 
-// Runs the body of an operation: a failure's sentence goes to the journal (null: nowhere), and the
-// program is told what came of it.
+// Runs the body of an operation: a failure's sentence, if it has one, goes to the journal (null:
+// nowhere), and the program is told what came of it.
 template <class Body>
 Status operate(const Settings& settings, vx::Journal* journal, int32_t* status,
                Body&& body) noexcept {
@@ -18,7 +18,8 @@ Status operate(const Settings& settings, vx::Journal* journal, int32_t* status,
             body();
             return vx::VX_SUCCESS;
         } catch (const Failure& failure) {
-            journalSentence(journal, vx::JOURNAL_FAILURE, failure.what());
+            const std::string_view why = failure.what();
+            if (!why.empty()) journalSentence(journal, vx::JOURNAL_FAILURE, why);
             throw;
         }
     });

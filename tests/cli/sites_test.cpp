@@ -92,7 +92,7 @@ TEST_F(Sites, aPasswordInClearToAnotherMachineIsToldOfOnce) {
     };
     EXPECT_EQ(warnings(other), 1);
     EXPECT_EQ(warnings(url), 0);
-    writeConfig("[sites.work]\nurl = '" + other + "'\ninsecure-basic = true\n");
+    writeSite("url = '" + other + "'\ninsecure-basic = true\n");
     EXPECT_EQ(warnings("work:"), 0);
     const auto told = quillon({"ls", "-uann", "--password-file", "right", url}).errors;
     EXPECT_NE(told.find("others can read right"), std::string::npos) << told;

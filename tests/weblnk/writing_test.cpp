@@ -231,7 +231,7 @@ TEST(WeblnkLock, aLockNearItsEndIsRenewedBeforeTheNextRequest) {
 TEST(WeblnkLock, whoHoldsItIsTold) {
     const Answer html(423, "<html>"), held = Answer::xml(207, lockAnswer("Infinite"));
     const Answer timed = Answer::xml(423, lockAnswer("Second-60"));
-    const std::string told = "URL/a: Locked by ada & co, until it is given back.\n",
+    const std::string told = "URL/a: locked by ada & co, until it is given back.\n",
                       today = "until 2", leftOver = "a lock of earlier: URL/a urn:t:1\n";
     const auto removingAsCo = [](Driven& driven) {
         driven.user = "co";

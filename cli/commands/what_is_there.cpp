@@ -1,0 +1,84 @@
+#include "cli/commands/what_is_there.hpp"
+
+#include <fmt/format.h>
+
+#include <functional>
+#include <utility>
+
+namespace quillon::cli {
+namespace {
+
+enum class There { nothing, file, collection };
+
+using OpenMember = std::function<Result<Member>(const Address&)>;
+
+// Through the collection above; nothing when that cannot tell.
+There whatIsAt(const OpenMember& open, const Address& address) {
+    Result<Member> member = open(address.asMember());
+    if (!member) return There::nothing;
+    const Result<Properties> properties = member->info();
+    if (!properties || !properties->exists) return There::nothing;
+    return properties->isCollection ? There::collection : There::file;
+}
+
+OpenMember throughSession(Session& session) {
+    return [&session](const Address& address) { return session.openMember(address); };
+}
+
+Error withSentence(Error error, std::string sentence) {
+    error.sentences = {std::move(sentence)};
+    return error;
+}
+
+std::string isFile(const Address& address) {
+    return fmt::format("{} is a file, not a collection.", address.asMember().url());
+}
+
+Error explained(const OpenMember& open, const Address& collection, Error error,
+                std::string_view advice) {
+    if (error.code != Code::collectionNotFound) return error;
+    const bool file = whatIsAt(open, collection) == There::file;
+    return withSentence(std::move(error), file ? isFile(collection)
+                                               : fmt::format("The server has no collection {}. {}",
+                                                             collection.collection(), advice));
+}
+
+constexpr std::string_view CHECK_IT = "Check the URL's spelling.";
+
+}  // namespace
+
+Error notOpened(Session& session, const Address& collection, Error error) {
+    return explained(throughSession(session), collection, std::move(error), CHECK_IT);
+}
+
+Error notOpened(const Extension& extension, const Login& login, const Address& collection,
+                Error error) {
+    const auto open = [&](const Address& address) -> Result<Member> {
+        Result<Collection> above = Collection::open(extension, address.parent(), login);
+        if (!above) return std::move(above).error();
+        return above->member(address.segment());
+    };
+    return explained(open, collection, std::move(error), CHECK_IT);
+}
+
+Error noPlaceFor(Session& session, const Address& member, Error error) {
+    return explained(throughSession(session), member.parent(), std::move(error),
+                     "mkcol -p creates it.");
+}
+
+Error notMade(Session& session, const Address& collection, Error error) {
+    if (error.kind != Kind::refused) return error;
+    const OpenMember open = throughSession(session);
+    There there = whatIsAt(open, collection);
+    if (there == There::collection) {
+        return withSentence(std::move(error), "This collection exists already.");
+    }
+    Address at = collection;
+    while (there == There::nothing && at.parent().url() != at.url()) {
+        at = at.parent();
+        there = whatIsAt(open, at);
+    }
+    return there == There::file ? withSentence(std::move(error), isFile(at)) : error;
+}
+
+}  // namespace quillon::cli

@@ -1,0 +1,84 @@
+// What a person reads when something failed: what was attempted, what the server answered, and what
+// to do next.
+#include "tests/cli/program.hpp"
+
+namespace quillon::cli {
+namespace {
+
+class Messages : public ProgramTest {
+protected:
+    const Apache server;
+    const Apache secure{{.tls = true}};
+    const std::string url = server.url();
+    const std::string file = url + "file";
+};
+
+struct Case {
+    Arguments arguments;
+    int exitCode;
+    std::vector<std::string> told;  // on either stream
+    std::map<std::string, std::string> environment{};
+};
+
+TEST_F(Messages, nameTheCauseAndTheWayOut) {
+    server.addMember("file", "x");
+    server.addCollection("col");
+    server.addCollection("col/sub");
+    std::filesystem::create_directory(server.documentRoot() / "closed");
+    writeFile(work / "a", "new");
+    writeFile(home / "password", "pw\n");
+    editWith("exit 3");
+    expect({{{"login", "work", url}, 0, "work: is " + url + "\n"}});
+    const std::string dead = support::localUrl(support::freePort(), ""), col = url + "col";
+    const std::string isFile = file + " is a file, not a collection.";
+    const Case cases[] = {
+        {{"ls", url}, 7, {"the proxy cannot be reached", "no_proxy names"}, {{"http_proxy", dead}}},
+        {{"ls", dead},
+         7,
+         {"server could not be reached"},
+         {{"no_proxy", "*"}, {"http_proxy", url}}},
+        {{"ls", "--ca-file", "none.pem", secure.url()}, 8, {"authorities", "--ca-file"}},
+        {{"ls", "--ca-file", "a", secure.url()}, 8, {"authorities", "--ca-file"}},
+        {{"ls", "https" + url.substr(4)}, 7, {"speaks plain http there"}},
+        {{"ls", "http" + secure.url().substr(5)}, 1, {"its URL begins with https://"}},
+        {{"ls", file + "/"}, 3, {isFile}},
+        {{"shell", file}, 3, {isFile}},
+        {{"get", "--match", "*", file}, 3, {isFile}},
+        {{"put", "a", file + "/"}, 3, {isFile}},
+        {{"put", "a", url + "no/no/"}, 3, {"no collection " + url + "no/no/", "mkcol -p"}},
+        {{"edit", url + "no/a"}, 3, {"no collection " + url + "no/", "mkcol -p"}},
+        {{"put", "a", url + "closed/"}, 7, {"500", "permission"}},
+        {{"mkcol", file}, 1, {isFile}},
+        {{"mkcol", "-p", file + "/x/y"}, 1, {isFile}},
+        {{"mkcol", col}, 1, {"exists already"}},
+        {{"rm", col}, 1, {"Use rmcol"}},
+        {{"get", "--match", "*.pdf", url}, 3, {"cannot fetch members of", "matches *.pdf"}},
+        {{"get", "--match", "*", col}, 0, {""}},
+        {{"login", "more", file}, 3, {isFile, "Nothing was stored"}},
+        {{"login", "http", url}, 2, {"URLs begin so"}},
+        {{"login", url}, 2, {"name is missing"}},
+        {{"ls", "work"}, 2, {"its URLs begin with work:"}},
+        {{"info", file}, 0, {" 1 byte\n"}},
+        {{"edit", file}, 8, {"code 3", file + ": nothing was stored"}},
+        {{"lock", "-u", "ann", "--password-file", home / "password", file}, 0, {"opaquelocktoken"}},
+        {{"rm", file}, 5, {"locked by ann, with quillon, until"}},
+    };
+    for (const auto& [arguments, exitCode, told, environment] : cases) {
+        SCOPED_TRACE(testing::PrintToString(arguments));
+        support::Command line = command(arguments);
+        line.environment.insert(environment.begin(), environment.end());
+        const support::Outcome outcome = support::run(line);
+        EXPECT_EQ(outcome.exitCode, exitCode) << outcome.errors;
+        for (const std::string& words : told) {
+            EXPECT_NE((outcome.output + outcome.errors).find(words), std::string::npos)
+                << words << "\n"
+                << outcome.output << outcome.errors;
+        }
+    }
+    expect(quillon({"shell", url}, "get --match 'fi*'\n"), 0, "");
+    EXPECT_EQ(support::readFile(work / "file"), "x");
+    EXPECT_LT(quillon({"get", url + std::string(60'000, 'n')}).errors.size(), 1500u);
+}
+
+}  // namespace
+}  // namespace quillon::cli
