@@ -33,9 +33,9 @@ void addUrl(CommandDefinition command, std::string& url, const std::string& mean
     command.addOption("URL", url, meaning).typeName("").required();
 }
 
-void addUrls(CommandDefinition command, std::vector<std::string>& urls,
-             const std::string& meaning) {
-    command.addOption("URL", urls, meaning).typeName("").required();
+OptionDefinition addUrls(CommandDefinition command, std::vector<std::string>& urls,
+                         const std::string& meaning) {
+    return command.addOption("URL", urls, meaning).typeName("").required();
 }
 
 Result<Address> parseUrl(Session& session, std::string& typed) {

@@ -45,7 +45,8 @@ void whenGiven(CommandDefinition command, Invocation& invocation,
 
 // Its operand URL; its operands when there may be several.
 void addUrl(CommandDefinition command, std::string& url, const std::string& meaning);
-void addUrls(CommandDefinition command, std::vector<std::string>& urls, const std::string& meaning);
+OptionDefinition addUrls(CommandDefinition command, std::vector<std::string>& urls,
+                         const std::string& meaning);
 
 // What a person typed as a URL, through a site, or in a shell as a name; its credentials, if it has
 // some, are taken out and the text wiped. A failure has been reported.

@@ -211,7 +211,9 @@ int run(Session& session, GetOptions& options) {
 void addGet(CommandDefinition program, Invocation& invocation) {
     auto options = std::make_shared<GetOptions>();
     const CommandDefinition command = program.addCommand("get", "Fetch members into local files");
-    addUrls(command, options->urls, "Members; - writes them to the standard output");
+    // In a shell --match has a collection without one; run() tells when it is missing.
+    addUrls(command, options->urls, "Members; - writes them to the standard output")
+        .required(!invocation.inShell);
     const auto file = command
                           .addOption("-o,--output", options->file,
                                      "Name of the local file; - is the standard output")

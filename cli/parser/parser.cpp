@@ -18,6 +18,31 @@ std::string withoutMark(std::string word) {
     return word;
 }
 
+// The library's own words for what is wrong with a value or an option begin with its name.
+std::string optionProblem(const CLI::Error& problem) {
+    const std::string words = problem.what();
+    const std::string option = words.substr(0, words.find(": "));
+    const auto before = [&words](std::string_view text) {
+        return words.substr(0, words.find(text));
+    };
+    switch (static_cast<CLI::ExitCodes>(problem.get_exit_code())) {
+        case CLI::ExitCodes::ArgumentMismatch:
+            return words.ends_with("missing") ? option + " needs a value."
+                                              : option + " may be given once.";
+        case CLI::ExitCodes::ConversionError: {  // "Could not convert: --long = x"
+            const std::string flag = before(" = ");
+            return flag.substr(flag.rfind(' ') + 1) + " takes no value.";
+        }
+        case CLI::ExitCodes::ExcludesError:
+            return fmt::format("{} and {} do not go together.", before(" excludes "),
+                               words.substr(words.rfind(' ') + 1));
+        case CLI::ExitCodes::RequiredError:
+            return before(" is required") + " is missing.";
+        default:
+            return words;
+    }
+}
+
 // What is wrong with a line, for the person who typed it.
 std::string lineProblem(const CLI::App& program, const CLI::Error& problem) {
     std::vector<std::string> words = program.remaining(true);
@@ -29,7 +54,7 @@ std::string lineProblem(const CLI::App& program, const CLI::Error& problem) {
     const auto about = static_cast<CLI::ExitCodes>(problem.get_exit_code());
     const bool ofWords =
         about == CLI::ExitCodes::ExtrasError || about == CLI::ExitCodes::RequiredError;
-    if (words.empty() || !ofWords) return problem.what();
+    if (words.empty() || !ofWords) return optionProblem(problem);
     const auto option = std::find_if(words.begin(), words.end(),
                                      [](const auto& word) { return word.starts_with('-'); });
     if (option != words.end()) return fmt::format("There is no option \"{}\" here.", *option);
@@ -44,9 +69,14 @@ class Usage : public CLI::Formatter {
     }
 };
 
-// Without what help would say of the check.
-CLI::Validator silent(CLI::Validator check) {
-    return check.description("");
+// The check with a person's words; help does not tell of it.
+CLI::Validator orIsNo(std::string what, CLI::Validator check) {
+    return CLI::Validator(
+        [what = std::move(what), check = std::move(check)](const std::string& value) {
+            return check(value).empty() ? std::string()
+                                        : fmt::format("\"{}\" is no {}.", value, what);
+        },
+        "");
 }
 
 std::vector<OptionDefinition> optionsOf(CLI::App& app, bool operands) {
@@ -76,23 +106,24 @@ OptionDefinition OptionDefinition::excludes(OptionDefinition other) const {
 
 OptionDefinition OptionDefinition::notEmpty() const {
     option_->check([](const std::string& value) {
-        return std::string(value.empty() ? "The value is empty" : "");
+        return std::string(value.empty() ? "its value is empty." : "");
     });
     return *this;
 }
 
 OptionDefinition OptionDefinition::existingFile() const {
-    option_->check(silent(CLI::ExistingFile));
+    option_->check(orIsNo("file", CLI::ExistingFile));
     return *this;
 }
 
 OptionDefinition OptionDefinition::existingDirectory() const {
-    option_->check(silent(CLI::ExistingDirectory));
+    option_->check(orIsNo("directory", CLI::ExistingDirectory));
     return *this;
 }
 
 OptionDefinition OptionDefinition::within(int least, int most) const {
-    option_->check(silent(CLI::Range(least, most)));
+    option_->check(
+        orIsNo(fmt::format("number from {} to {}", least, most), CLI::Range(least, most)));
     return *this;
 }
 

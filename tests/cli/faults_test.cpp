@@ -199,17 +199,17 @@ TEST_F(Faults, aLockTokenIsOneWordOfACommandOrNotShown) {
 
 TEST_F(Faults, whatCannotBeWrittenIsNoSuccessAndNoCrash) {
     server.on("GET", "/c/file", Answer(200, std::string(1'000'000, 'x')));
-    const std::pair<const char*, const char*> rows[] = {
-        {"\"$0\" get $1 - | true; exit ${PIPESTATUS[0]}", ""},
-        {"\"$0\" info $1 > /dev/full", "No space left"},
-        {"\"$0\" info $1 >&-", "Bad file descriptor"},
-        {"\"$0\" put - $1 <&-", "Cannot read /dev/stdin"},
-        {"ulimit -f 100; \"$0\" get $1", "cannot fetch"},
+    const std::tuple<const char*, int, const char*> rows[] = {
+        {"\"$0\" get $1 - | true; exit ${PIPESTATUS[0]}", 141, ""},
+        {"\"$0\" info $1 > /dev/full", 8, "No space left"},
+        {"\"$0\" info $1 >&-", 8, "Bad file descriptor"},
+        {"\"$0\" put - $1 <&-", 8, "Cannot read /dev/stdin"},
+        {"ulimit -f 100; \"$0\" get $1", 8, "File too large.\n  A local file could not be"},
     };
-    for (const auto& [script, told] : rows) {
+    for (const auto& [script, exitCode, told] : rows) {
         support::Command shell = command({});
         shell.arguments = {"bash", "-c", script, QUILLON_PROGRAM, url};
-        expect(support::run(shell), 8, told);
+        expect(support::run(shell), exitCode, told);
         nothingStays();
     }
 }
