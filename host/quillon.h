@@ -344,7 +344,10 @@ ABI_AT(PasswordParms, encodedLength, 24);
 ABI_AT(PasswordParms, inputTranscoder, 32);
 ABI_AT(PasswordParms, outputTranscoder, 40);
 
-/* The operations, slots 0 to 15. A journal may be null everywhere. */
+/* The operations, slots 0 to 15. A journal may be null everywhere. The extension writes to the
+ * journal of the running operation alone. What the HTTP client has to say goes there, too, for GET,
+ * PUT and LOCK; for the other requests, and where the operation has no journal, to the one that the
+ * acquire of the handle was given, which therefore outlives the handle. */
 struct Operations {
     CollectionHandle* (*quillonCollectionHandleAcquire)(ExtensionHandle*, CollectionParms*,
                                                         Journal*);
@@ -365,11 +368,22 @@ struct Operations {
     Status (*quillonCollectionCreate)(ExtensionHandle*, CollectionOpParms*, Journal*);
     Status (*quillonCollectionDelete)(ExtensionHandle*, CollectionOpParms*, Journal*);
 };
+ABI_AT(Operations, quillonCollectionHandleAcquire, 0x00);
+ABI_AT(Operations, quillonCollectionHandleRelease, 0x08);
 ABI_AT(Operations, quillonCollectionListOpen, 0x10);
+ABI_AT(Operations, quillonCollectionListClose, 0x18);
 ABI_AT(Operations, quillonFileHandleAcquire, 0x20);
+ABI_AT(Operations, quillonFileHandleRelease, 0x28);
+ABI_AT(Operations, quillonFileDelete, 0x30);
+ABI_AT(Operations, quillonFileGet, 0x38);
 ABI_AT(Operations, quillonFileInfo, 0x40);
+ABI_AT(Operations, quillonFileLock, 0x48);
+ABI_AT(Operations, quillonFileLockRelease, 0x50);
+ABI_AT(Operations, quillonFilePut, 0x58);
 ABI_AT(Operations, quillonFileRename, 0x60);
 ABI_AT(Operations, quillonPasswordEncrypt, 0x68);
+ABI_AT(Operations, quillonCollectionCreate, 0x70);
+ABI_AT(Operations, quillonCollectionDelete, 0x78);
 ABI_SIZE(Operations, 128);
 
 struct ExtensionHandle {

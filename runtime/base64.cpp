@@ -1,13 +1,22 @@
 #include "runtime/base64.hpp"
 
-#include "runtime/base64_index.hpp"
+#include <array>
+
 #include "runtime/wipe.hpp"
 
 namespace {
 
-using vx::base64Alphabet;
-using vx::base64Index;
-using vx::base64Pad;
+constexpr char32_t alphabet[] = U"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr char32_t pad = U'=';
+constexpr uint8_t notInAlphabet = 0xFF;
+
+// Byte to the value of its character; the pad, too, is not in the alphabet.
+constexpr std::array<uint8_t, 256> base64Index = [] {
+    std::array<uint8_t, 256> index{};
+    index.fill(notInAlphabet);
+    for (uint8_t value = 0; value < 64; ++value) index[alphabet[value]] = value;
+    return index;
+}();
 
 // Sizes are kept to what 32-bit signed arithmetic holds.
 constexpr uint64_t mostBytes = INT32_MAX;
@@ -53,51 +62,19 @@ private:
     bool allocates_;
 };
 
-// Both characters for 12 bits of input.
-struct Pair {
-    char32_t characters[2];
-};
-
-constexpr auto pairs = [] {
-    std::array<Pair, size_t{1} << 12> table{};
-    for (uint32_t bits = 0; bits < table.size(); ++bits)
-        table[bits] = {{base64Alphabet[bits >> 6], base64Alphabet[bits & 63]}};
-    return table;
-}();
-
-void put(char32_t* output, const Pair& pair) {
-    __builtin_memcpy(output, &pair, sizeof pair);
-}
-
-// The next bytes as one number, the first the most significant.
-template <uint32_t Bytes, class Input>
-uint64_t gather(const Input* input) {
-    uint64_t bits = 0;
-    for (uint32_t n = 0; n < Bytes; ++n) bits = bits << 8 | static_cast<uint8_t>(input[n]);
-    return bits;
-}
-
-// One or two bytes behind the last whole group.
-template <class Input>
-void encodeRest(const Input* input, uint64_t left, char32_t* output) {
-    const uint64_t bits = left == 2 ? gather<2>(input) << 8 : gather<1>(input) << 16;
-    put(output, pairs[bits >> 12]);
-    output[2] = left == 2 ? base64Alphabet[bits >> 6 & 63] : base64Pad;
-    output[3] = base64Pad;
+// The characters of a group's 24 bits from the first on.
+void put(char32_t* output, uint32_t bits, uint32_t characters) {
+    for (uint32_t n = 0; n < characters; ++n) output[n] = alphabet[bits >> (18 - 6 * n) & 63];
 }
 
 template <class Input>
 void encodeText(const Input* input, uint64_t count, char32_t* output) {
-    for (; count >= 6; count -= 6, input += 6, output += 8) {
-        const uint64_t bits = gather<6>(input);
-        for (uint64_t n = 0; n < 4; ++n) put(output + 2 * n, pairs[bits >> (36 - 12 * n) & 0xFFF]);
-    }
-    for (; count >= 3; count -= 3, input += 3, output += 4) {
-        const uint64_t bits = gather<3>(input);
-        put(output, pairs[bits >> 12]);
-        put(output + 2, pairs[bits & 0xFFF]);
-    }
-    if (count != 0) encodeRest(input, count, output);
+    const auto byte = [&](uint64_t n) { return uint32_t{static_cast<uint8_t>(input[n])}; };
+    for (; count >= 3; count -= 3, input += 3, output += 4)
+        put(output, byte(0) << 16 | byte(1) << 8 | byte(2), 4);
+    if (count == 0) return;
+    output[2] = output[3] = pad;
+    put(output, byte(0) << 16 | (count == 2 ? byte(1) << 8 : 0), uint32_t(count) + 1);
 }
 
 template <class Input>
@@ -111,61 +88,36 @@ vx::Status encode(vx::Pool* pool, const Input* input, uint64_t count, char32_t**
     return text.accept(characters, outputCount);
 }
 
-// The 6 bits of a character at its place in a group of four, or a mark above the 24 bits.
-constexpr uint32_t notInAlphabet = 0xFF000000;
-
-constexpr auto placedBits = [] {
-    std::array<std::array<uint32_t, 256>, 4> table{};
-    for (uint32_t place = 0; place < 4; ++place) {
-        for (uint32_t byte = 0; byte < 256; ++byte)
-            table[place][byte] = base64Index[byte] == vx::notInBase64
-                                     ? notInAlphabet
-                                     : uint32_t{base64Index[byte]} << (18 - 6 * place);
-    }
-    return table;
-}();
-
-template <uint32_t Place>
-uint32_t bitsOf(char32_t character) {
-    return placedBits[Place][static_cast<uint8_t>(character)];
+uint32_t valueOf(char32_t character) {
+    return base64Index[static_cast<uint8_t>(character)];
 }
 
 bool isPad(char32_t character) {
-    return static_cast<uint8_t>(character) == base64Pad;
+    return static_cast<uint8_t>(character) == pad;
 }
 
-// The bytes of a group that is not four characters of the alphabet: 1, 2, or 0 when it is bad.
-template <class Unit>
-uint32_t decodePadded(const char32_t* group, Unit* output) {
-    const uint32_t head = bitsOf<0>(group[0]) | bitsOf<1>(group[1]);
-    const uint32_t third = bitsOf<2>(group[2]);
-    if (head >= notInAlphabet) return 0;
-    if (isPad(group[2])) {
-        output[0] = static_cast<uint8_t>(head >> 16);
-        return 1;
-    }
-    if (third >= notInAlphabet || !isPad(group[3])) return 0;
-    output[0] = static_cast<uint8_t>(head >> 16);
-    output[1] = static_cast<uint8_t>((head | third) >> 8);
-    return 2;
+// How many bytes a group stands for: less than 3 at the end of a text alone, 0 when it is bad.
+uint32_t bytesIn(const char32_t* group) {
+    if (((valueOf(group[0]) | valueOf(group[1])) & ~63u) != 0) return 0;
+    if (isPad(group[2])) return 1;
+    if (valueOf(group[2]) == notInAlphabet) return 0;
+    if (isPad(group[3])) return 2;
+    return valueOf(group[3]) == notInAlphabet ? 0 : 3;
 }
 
 // Stores the count of bytes; false when the text is bad.
 template <class Unit>
 bool decodeText(const char32_t* input, uint64_t left, Unit* output, uint64_t* bytes) {
     Unit* next = output;
-    uint32_t last = 0;
-    for (; left >= 4; left -= 4, input += 4, next += 3) {
-        const uint32_t bits =
-            bitsOf<0>(input[0]) | bitsOf<1>(input[1]) | bitsOf<2>(input[2]) | bitsOf<3>(input[3]);
-        if (bits >= notInAlphabet) {
-            last = decodePadded(input, next);
-            left -= last ? 4 : 0;
-            break;
-        }
-        for (uint32_t n = 0; n < 3; ++n) next[n] = static_cast<uint8_t>(bits >> (16 - 8 * n));
+    uint32_t last = 3;
+    for (; left >= 4 && last == 3; left -= 4, input += 4, next += last) {
+        last = bytesIn(input);
+        if (last == 0) break;
+        const uint32_t bits = valueOf(input[0]) << 18 | valueOf(input[1]) << 12 |
+                              (valueOf(input[2]) & 63) << 6 | (valueOf(input[3]) & 63);
+        for (uint32_t n = 0; n < last; ++n) next[n] = static_cast<uint8_t>(bits >> (16 - 8 * n));
     }
-    *bytes = static_cast<uint64_t>(next - output) + last;
+    *bytes = static_cast<uint64_t>(next - output);
     return left == 0;
 }
 

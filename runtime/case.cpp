@@ -4,6 +4,7 @@
 #include "runtime/case_tables.hpp"
 #include "runtime/kernel.hpp"
 #include "runtime/memory.hpp"
+#include "runtime/order.hpp"
 
 namespace {
 
@@ -13,16 +14,20 @@ char32_t moved(char32_t c, int32_t delta) {
     return c + static_cast<uint32_t>(delta);
 }
 
+// The delta of a character in a table of blocks; 0 where its block is not kept.
+template <class Base, class Delta>
+int32_t deltaOf(char32_t c, const Base* bases, const Delta* shift) {
+    const int32_t base = c < 0x10000 ? bases[vx::blockOf(c)] : -1;
+    return base < 0 ? 0 : shift[static_cast<uint32_t>(base) + c % vx::blockSize];
+}
+
 // One direction of the library's own mapping.
 struct CaseMapping {
     const int8_t* shift;
     const uint32_t* aux;
 
     char32_t operator()(char32_t c) const {
-        if (c >= 0x10000) return c;
-        const int16_t base = nxz_metatable[vx::blockOf(c)];
-        if (base < 0) return c;
-        const int8_t delta = shift[static_cast<uint32_t>(base) + c % vx::blockSize];
+        const int32_t delta = deltaOf(c, nxz_metatable.data(), shift);
         return delta == vx::escape ? lookUp(c) : moved(c, delta);
     }
 
@@ -64,7 +69,7 @@ void mapText(char32_t* text, int64_t count, const Delta* shift, const Mapping& m
 using ServiceSlot = int64_t (*vx::CaseService::*)(vx::CaseService*, int64_t, vx::Word);
 
 void changeCase(char32_t* text, int64_t count, const CaseMapping& mapping, ServiceSlot slot) {
-    vx::CaseService* service = Exported_VXHandle->caseService;
+    vx::CaseService* service = Exported_VXHandle ? Exported_VXHandle->caseService : nullptr;
     if (!service) {
         mapText(text, count, mapping.shift, mapping);
         return;
@@ -78,11 +83,8 @@ void changeCase(char32_t* text, int64_t count, const CaseMapping& mapping, Servi
 
 template <class Meta, class Shift>
 void mapToExtreme(char32_t* text, int64_t count, const Meta& meta, const Shift& shift) {
-    mapText(text, count, shift.data(), [&](char32_t c) {
-        const int32_t base = c < 0x10000 ? meta[vx::blockOf(c)] : -1;
-        if (base < 0) return c;
-        return moved(c, shift[static_cast<uint32_t>(base) + c % vx::blockSize]);
-    });
+    mapText(text, count, shift.data(),
+            [&](char32_t c) { return moved(c, deltaOf(c, meta.data(), shift.data())); });
 }
 
 int64_t notNegative(int64_t count) {
@@ -93,10 +95,8 @@ bool allBlank(const char32_t* text, int64_t count) {
     return nxMemTNot(blank, text, static_cast<uint64_t>(count)) != 0;
 }
 
-int32_t order(char32_t first, char32_t second) {
-    const auto a = static_cast<int32_t>(first);
-    const auto b = static_cast<int32_t>(second);
-    return a < b ? -1 : a > b;
+int32_t orderOf(char32_t first, char32_t second) {
+    return order(static_cast<int32_t>(first), static_cast<int32_t>(second));
 }
 
 }  // namespace
@@ -131,8 +131,8 @@ int32_t vxzsncmp(const char32_t* first, int64_t firstCount, const char32_t* seco
     int32_t tieBreak = 0;
     for (int64_t i = 0; i < common; ++i) {
         if (first[i] == second[i]) continue;
-        if (tieBreak == 0) tieBreak = order(first[i], second[i]);
-        if (const int32_t lowered = order(lower(first[i]), lower(second[i]))) return 2 * lowered;
+        if (tieBreak == 0) tieBreak = orderOf(first[i], second[i]);
+        if (const int32_t lowered = orderOf(lower(first[i]), lower(second[i]))) return 2 * lowered;
     }
     if (firstCount < secondCount)
         return allBlank(second + common, secondCount - common) ? tieBreak : -2;

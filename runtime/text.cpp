@@ -1,5 +1,7 @@
 #include "runtime/text.hpp"
 
+#include <cstring>
+
 #include "runtime/lanes.hpp"
 #include "runtime/memory.hpp"
 
@@ -13,6 +15,12 @@ template <class Unit, class Text>
     static_assert(sizeof(Unit) == sizeof(Text));
     if (!text) return 0;
     const auto start = reinterpret_cast<uintptr_t>(text);
+    if (start % sizeof(Unit) != 0) {  // its units lie across the lanes
+        constexpr ReadUnit<Unit> unit;
+        uint64_t length = 0;
+        while (unit(text, length) != 0) ++length;
+        return length;
+    }
     const uintptr_t before = start % laneBytes;
     using Block [[gnu::may_alias]] = Lanes<Unit>;  // of units that are the text's in size alone
     const auto* block = reinterpret_cast<const Block*>(start - before);
@@ -26,8 +34,9 @@ template <class Unit, class Text>
 template <class Unit>
 void copyTerminated(const Unit* source, Unit* destination, uint64_t length) {
     if (!destination) return;
-    if (source) nxMemCpy(source, destination, length * sizeof(Unit));
-    destination[length] = 0;
+    const uint64_t bytes = length * sizeof(Unit);
+    if (source) nxMemCpy(source, destination, bytes);
+    std::memset(reinterpret_cast<char*>(destination) + bytes, 0, sizeof(Unit));
 }
 
 // Flips the case of the 26 letters from first on.

@@ -170,10 +170,10 @@ vx::Logger* findLogger(std::u32string_view channel) {
 
 bool logWanted(vx::Logger* logger, uint32_t level) noexcept {
     if (logger == nullptr) return false;
-    if (const auto own = std::atomic_ref(logger->threshold).load(std::memory_order_relaxed)) {
-        return own <= level;
+    for (uint32_t* threshold : {&logger->threshold, &logger->inheritedThreshold}) {
+        const auto set = std::atomic_ref(*threshold).load(std::memory_order_relaxed);
+        if (set != 0) return set <= level;
     }
-    if (logger->inheritedThreshold != 0) return logger->inheritedThreshold <= level;
     return logger->table->IsEnabled(logger, level);
 }
 

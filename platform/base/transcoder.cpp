@@ -82,7 +82,9 @@ struct Converter : vx::Transcoder {
         Transcode = [](vx::Transcoder*, const void* source, uint64_t sourceBytes, void* destination,
                        uint64_t capacity, uint64_t* produced, vx::Word) noexcept {
             Destination room(destination, capacity);
-            const vx::Status status = convert(source, sourceBytes, room);
+            const bool given = source != nullptr || sourceBytes == 0;
+            const vx::Status status =
+                given ? convert(source, sourceBytes, room) : TRANSCODE_INVALID;
             *produced = status == vx::VX_SUCCESS ? room.used() : 0;
             return status;
         };

@@ -11,9 +11,13 @@ CurlClient& own(vx::Client* client) {
 }
 
 template <class Body>
+Status run(vx::Client* client, vx::Journal* journal, int32_t* status, Body&& body) noexcept {
+    return operate(own(client).target->settings, own(client).journalOr(journal), status,
+                   std::forward<Body>(body));
+}
+template <class Body>
 Status run(vx::Client* client, int32_t* status, Body&& body) noexcept {
-    const Target& target = *own(client).target;
-    return operate(target.settings, target.journal, status, std::forward<Body>(body));
+    return run(client, nullptr, status, std::forward<Body>(body));
 }
 
 Status runGet(vx::Client* client, const vx::Word* options, int32_t* status,
@@ -22,23 +26,23 @@ Status runGet(vx::Client* client, const vx::Word* options, int32_t* status,
     auto* wanted = options ? reinterpret_cast<vx::GetReport*>(*options) : nullptr;
     vx::GetReport& report = wanted ? *wanted : unread;
     report = {0, 0, 0, missingDate};
-    return run(client, status, [&] { get(own(client), *status, callback, report); });
+    return run(client, callback->journal, status,
+               [&] { get(own(client), *status, callback, report); });
 }
 
 Status runPut(vx::Client* client, const vx::PutOptions* options, uint64_t optionsLength,
               const vx::LockObject* lock, int32_t* status, vx::ReadCallback* callback) noexcept {
     const bool given = options && optionsLength >= sizeof(vx::PutOptions);
     const vx::PutOptions chosen = given ? *options : vx::PutOptions{};
-    return run(client, status, [&] { put(own(client), chosen, lock, *status, callback); });
+    return run(client, callback->journal, status,
+               [&] { put(own(client), chosen, lock, *status, callback); });
 }
 
 vx::LockObject* runLock(vx::Client* client, const vx::LockParms* parms, int32_t* status,
                         vx::Journal* journal) noexcept {
-    const Target& target = *own(client).target;
     vx::LockObject* held = nullptr;
-    vx::Journal* told = journal ? journal : target.journal;
-    operate(target.settings, told, status,
-            [&] { held = lock(own(client), *parms, *status, told); });
+    run(client, journal, status,
+        [&] { held = lock(own(client), *parms, *status, own(client).journalOr(journal)); });
     return held;
 }
 

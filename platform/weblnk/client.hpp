@@ -17,6 +17,9 @@ struct CurlClient : vx::Client {
 
     const std::shared_ptr<Target> target;
     const uint8_t option;  // CLIENT_ bits
+
+    // Where an operation tells the person: to its own journal, if its caller handed one in.
+    vx::Journal* journalOr(vx::Journal* own) const { return own ? own : target->journal; }
 };
 
 void head(CurlClient& client, int32_t& status);

@@ -24,7 +24,7 @@ void put(CurlClient& client, const vx::PutOptions& options, const vx::LockObject
     status = answer.status;
     // What was stored is what the person has: another PUT must not take it for someone else's.
     if (isSuccess(status)) target.etag = parseStrongEtag(answer.headers.first("ETag"));
-    if (status == 423) tellHolder(target, target.journal, answer);
+    if (status == 423) tellHolder(target, client.journalOr(callback->journal), answer);
 }
 
 }  // namespace vxhost

@@ -56,6 +56,7 @@ TEST(transcoder, malformed_texts_are_refused) {
     }
     const std::string bytes = bytesOf(U"ab");  // of which a view cuts the second character
     EXPECT_EQ(transcode(utf32ToUtf8(), {bytes.data(), 5}, 1), TRANSCODE_INVALID);
+    EXPECT_EQ(transcode(utf8ToUtf32(), {nullptr, 3}, 64), TRANSCODE_INVALID);
     EXPECT_EQ(shownUtf32("a\xC3z"), U"a\uFFFDz");
 }
 

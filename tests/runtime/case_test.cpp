@@ -79,8 +79,11 @@ TEST_F(Case, the_service_of_the_kernel_maps_from_U0080_up) {
     EXPECT_EQ(mapped(vxzstmin, U"\xE9"), U"\xC9");
     EXPECT_EQ(vxzseqn(U"\xE9", 1, U"\xC9", 1), 1);
     EXPECT_EQ(asked, "U128/1 U1114111/1 U-16/1 L128/1 ") << "the others use the tables alone";
+    EXPECT_EQ(mapped(vxzstup, U"wxyz\x80xyz\x81"), U"WXYZ\x81XYZ\x82") << "more than a stride";
     kernel.caseService = nullptr;
     EXPECT_EQ(mapped(vxzstup, U"\xE9"), U"\xC9") << "it is looked for at each call";
+    Exported_VXHandle = nullptr;
+    EXPECT_EQ(mapped(vxzstlo, U"\xC9"), U"\xE9") << "as is the kernel";
 }
 
 TEST_F(Case, trailing_blanks_are_trimmed_and_nothing_else) {
@@ -100,6 +103,7 @@ TEST_F(Case, comparisons) {
         {U"abc", U"abd", 0, -2},     {U"abd", U"ABC", 0, 2},     {U"ab\t", U"ab", 0, 2},
         {U"ab", U"ab\t", 0, -2},     {U"", U"", 1, 0},           {U"", U"  ", 0, 0},
         {U"\x1C4", U"\x1C6", 1, -1}, {U"\x212A", U"k", 0, 2},    {U"\xFFFFFFFF", U"a", 0, -2},
+        {U"\x17F", U"s", 0, 2},
     };
     for (const auto& [first, second, equal, order] : rows) {
         EXPECT_EQ(vxzseqn(first.data(), countOf(first), second.data(), countOf(second)), equal);

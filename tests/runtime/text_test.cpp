@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 
 #include "tests/support/guarded_block.hpp"
@@ -37,6 +38,20 @@ void expectTexts(uint64_t (*length)(const Unit*), void (*copy)(const Unit*, Unit
 TEST(Text, lengths_and_copies) {
     expectTexts<char>(nxStrLen, nxStrCpy, '\x80');
     expectTexts<char32_t>(nxStrTLen, nxStrTCpy, U'\x1F600');
+}
+
+// A text whose bytes would look like another one's from an address that is aligned.
+TEST(Text, wide_units_lie_at_any_address) {
+    const std::u32string text = U"\x1000000\x100\x100\x10000\x1";
+    const uint64_t bytes = (text.size() + 1) * sizeof(char32_t);
+    for (uint64_t shift = 0; shift < sizeof(char32_t); ++shift) {
+        const test::GuardedBlock from{bytes + 4 - shift}, to{bytes + 4 - shift};
+        const auto* units = reinterpret_cast<char32_t*>(from.bytes().data());
+        std::memcpy(from.data(), text.c_str(), bytes);
+        EXPECT_EQ(nxStrTLen(units), text.size());
+        nxStrTCpy(units, reinterpret_cast<char32_t*>(to.bytes().data()));
+        EXPECT_EQ(std::memcmp(to.data(), text.c_str(), bytes), 0);
+    }
 }
 
 TEST(Text, case_of_ascii_letters_alone_changes) {

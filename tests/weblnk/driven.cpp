@@ -99,7 +99,8 @@ std::string Driven::list() {
 }
 
 std::string Driven::get() {
-    Kept kept;
+    Kept kept{};
+    kept.journal = running;
     kept.callback = [](vx::WriteCallback* self, const void* data, uint64_t length) {
         auto& bytes = static_cast<Kept*>(self)->bytes;
         bytes += length > 0 ? std::string_view(static_cast<const char*>(data), length) : "]";
@@ -110,7 +111,8 @@ std::string Driven::get() {
 }
 
 std::string Driven::put(const std::string& content, vx::PutOptions options, vx::Status end) {
-    Supplied supplied;
+    Supplied supplied{};
+    supplied.journal = running;
     supplied.callback = &supply;
     supplied.content = content;
     supplied.end = end;

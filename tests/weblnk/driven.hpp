@@ -54,6 +54,7 @@ struct Driven {
     vxhost::Settings settings;
     std::atomic<bool> interrupted = false;
     vxhost::UserJournal journal;
+    vx::Journal* running = nullptr;  // of the next GET or PUT, if it is to have one
     std::string url, user, password, proxy;
     uint8_t clientOption = 0;
     std::unique_ptr<vx::Weblnk, Unloader> weblnk;

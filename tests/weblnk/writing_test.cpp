@@ -236,6 +236,19 @@ TEST(WeblnkLock, whoHoldsItIsTold) {
     });
 }
 
+TEST(WeblnkJournal, ofTheOperationIsToldWhereThereIsOne) {
+    support::ScriptedServer server;
+    server.on("PUT", "/a", Answer::xml(423, lockAnswer("Second-60")));
+    server.on("GET", "/a", Answer(404));
+    UserJournal running;
+    Driven driven;
+    driven.at(server.url("a")).running = &running;
+    driven.put("x");
+    driven.get();
+    EXPECT_EQ(running.sentences().size(), 2u);
+    EXPECT_EQ(driven.sentences(), "");
+}
+
 // By its token, when it may be ours: the server kept no owner, or this one.
 TEST(WeblnkLock, aLockWhoseAnswerWasLostIsNamed) {
     const std::string requests = lock + "0, PROPFIND /a 0 207";

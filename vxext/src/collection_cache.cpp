@@ -64,22 +64,22 @@ Status createDirectory(CollectionHandle* collection) {
 
 Status narrowPath(CollectionHandle* collection, Transcoder* transcoder) {
     ExtensionHandle* extension = collection->extension;
-    const Narrowing narrowing = squillonNarrow(
-        extension, transcoder, collection->cacheDir, collection->cacheDirLength,
-        collection->cacheDirLength, &collection->narrowCacheDir, &collection->narrowCacheDirLength);
-    if (narrowing.outOfMemory)
+    Status rc = squillonNarrow(extension, transcoder, collection->cacheDir,
+                               collection->cacheDirLength, collection->cacheDirLength,
+                               &collection->narrowCacheDir, &collection->narrowCacheDirLength);
+    if (!collection->narrowCacheDir)
         return squillonFail(
-            extension, VX_NO_MEMORY,
+            extension, rc,
             U"quillonCollectionHandleAcquire no memory for narrow unique cache path");
-    if (narrowing.status == VX_SUCCESS)
+    if (rc == VX_SUCCESS)
         squillonLogFailure(extension, U"quillonCollectionHandleAcquire using local cache '%s'",
                            collection->cacheDir);
-    else if (narrowing.status != VX_BUFFER_TOO_SMALL)
+    else if (rc != VX_BUFFER_TOO_SMALL)
         squillonLogFailure(
             extension,
             U"quillonCollectionHandleAcquire transcode for narrow unique cache path return rc=%X",
-            narrowing.status);
-    return narrowing.status;
+            rc);
+    return rc;
 }
 
 }  // namespace

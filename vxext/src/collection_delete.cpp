@@ -1,5 +1,6 @@
 // DELETE (RFC 4918, 9.6) of a collection that is not open.
 #include "vxext/src/collection_request.hpp"
+#include "vxext/src/connection.hpp"
 #include "vxext/src/failure.hpp"
 #include "vxext/src/http_status.hpp"
 #include "vxext/src/operations.hpp"
@@ -38,14 +39,7 @@ private:
 
 Status EmptinessCheck::run(const CollectionOpParms* parms, Journal* journal) {
     CollectionParms collectionParms{};
-    collectionParms.url = parms->url;
-    collectionParms.urlLength = parms->urlLength;
-    collectionParms.proxy = parms->proxy;
-    collectionParms.proxyLength = parms->proxyLength;
-    collectionParms.user = parms->user;
-    collectionParms.userLength = parms->userLength;
-    collectionParms.password = parms->password;
-    collectionParms.passwordLength = parms->passwordLength;
+    squillonCopyAccess(*parms, collectionParms);
     collectionParms.textTranscoder = parms->textTranscoder;
     collectionParms.pathTranscoder = parms->pathTranscoder;
     collectionParms.genericName = parms->genericName;

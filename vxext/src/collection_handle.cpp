@@ -78,15 +78,14 @@ Status makeClient(CollectionHandle* collection, uint8_t clientOption, Journal* j
     ExtensionHandle* extension = collection->extension;
     Weblnk* weblnk = extension->weblnk;
     collection->httpContext = weblnk->CreateHttpContext(weblnk, journal, 0);
-    ClientParms parms =
-        squillonClientParms(collection->url, collection->urlLength, squillonCredentials(collection),
-                            clientOption, journal, collection->httpContext);
+    ClientParms parms = squillonClientParms(clientOption, journal, collection->httpContext);
+    squillonCopyAccess(*collection, parms);
     collection->client = squillonAttemptClient(extension, &parms, journal);
     if (collection->client) return VX_SUCCESS;
     squillonLogFailure(extension,
                        U"quillonCollectionHandleAcquire could not create HTTP client instance");
     squillonJournalSentence(extension, journal, JOURNAL_FAILURE,
-                            U"HTTP client instance for collection could not be created.", 0);
+                            U"HTTP client instance for collection could not be created.");
     return QUILLON_REQUEST_FAILED;
 }
 
@@ -174,9 +173,9 @@ Status quillonCollectionHandleRelease(CollectionHandle* collection) {
     squillonFree(pool, collection->genericName);
     if (collection->client) rc = collection->client->Destroy(collection->client);
     if (collection->httpContext) collection->httpContext->Destroy(collection->httpContext);
-    squillonFree(pool, collection->url);
-    squillonFree(pool, collection->proxy);
-    squillonFree(pool, collection->user);
+    squillonFreeSecret(pool, collection->url, collection->urlLength);
+    squillonFreeSecret(pool, collection->proxy, collection->proxyLength);
+    squillonFreeSecret(pool, collection->user, collection->userLength);
     squillonFreeSecret(pool, collection->password, collection->passwordLength);
     squillonReleaseCacheName(collection);
     squillonFree(pool, collection->narrowCacheDir);

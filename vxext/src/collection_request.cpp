@@ -1,24 +1,14 @@
 #include "vxext/src/collection_request.hpp"
 
 #include "vxext/src/connection.hpp"
-#include "vxext/src/pool_ptr.hpp"
 #include "vxext/src/transcode.hpp"
 
 namespace vx {
 
-CollectionRequest::~CollectionRequest() {
-    Pool* pool = extension_->pool;
-    squillonFree(pool, url_.characters);
-    squillonFree(pool, proxy_.characters);
-    squillonFree(pool, user_.characters);
-    squillonFreeSecret(pool, password_.characters, password_.length);
-    if (client_) client_->Destroy(client_);
-}
-
 Status CollectionRequest::transcode(const CollectionOpParms* parms, const char* source,
-                                    int64_t sourceBytes, Text& text, const LogText& failure) {
+                                    int64_t sourceBytes, SecretText& text, const LogText& failure) {
     Status rc = squillonTranscode(extension_, parms->textTranscoder, source, sourceBytes,
-                                  &text.characters, &text.length);
+                                  text.address(), text.lengthAddress());
     if (rc != VX_SUCCESS) squillonLogFailure(extension_, failure, rc);
     return rc;
 }
@@ -35,11 +25,12 @@ Status CollectionRequest::connect(const CollectionOpParms* parms, Journal* journ
             transcode(parms, parms->password, parms->passwordLength, password_, messages.password))
         return rc;
 
-    const Credentials credentials = {proxy_.characters, proxy_.length,        user_.characters,
-                                     user_.length,      password_.characters, password_.length};
-    ClientParms clientParms = squillonClientParms(url_.characters, url_.length, credentials,
-                                                  parms->clientOption, journal, nullptr);
-    Status rc = squillonCreateConnection(extension_, &clientParms, journal, &client_);
+    ClientParms clientParms = squillonClientParms(parms->clientOption, journal, nullptr);
+    url_.lend(clientParms.url, clientParms.urlLength);
+    proxy_.lend(clientParms.proxy, clientParms.proxyLength);
+    user_.lend(clientParms.user, clientParms.userLength);
+    password_.lend(clientParms.password, clientParms.passwordLength);
+    Status rc = squillonCreateConnection(extension_, &clientParms, journal, client_.address());
     if (rc != VX_SUCCESS) squillonLogFailure(extension_, messages.connection, rc);
     return rc;
 }

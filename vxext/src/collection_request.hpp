@@ -3,6 +3,7 @@
 
 #include "host/quillon.h"
 #include "vxext/src/log.hpp"
+#include "vxext/src/pool_ptr.hpp"
 
 namespace vx {
 
@@ -14,30 +15,44 @@ struct CollectionRequestMessages {  // what is logged when a step fails, with th
     LogText connection;
 };
 
+class ClientPtr {  // destroys its client at the end of the scope
+public:
+    ClientPtr() = default;
+    ClientPtr(const ClientPtr&) = delete;
+    ClientPtr& operator=(const ClientPtr&) = delete;
+    ~ClientPtr() {
+        if (client_) client_->Destroy(client_);
+    }
+
+    Client* get() const { return client_; }
+    Client** address() { return &client_; }
+
+private:
+    Client* client_ = nullptr;
+};
+
 // Frees its texts, then destroys its client, at the end of the scope.
 class [[nodiscard]] CollectionRequest {
 public:
-    explicit CollectionRequest(ExtensionHandle* extension) : extension_(extension) {}
-    CollectionRequest(const CollectionRequest&) = delete;
-    CollectionRequest& operator=(const CollectionRequest&) = delete;
-    ~CollectionRequest();
+    explicit CollectionRequest(ExtensionHandle* extension)
+        : extension_(extension),
+          password_(extension->pool),
+          user_(extension->pool),
+          proxy_(extension->pool),
+          url_(extension->pool) {}
 
     // QUILLON_BAD_URL, unlogged, when the caller gave none.
     Status connect(const CollectionOpParms* parms, Journal* journal,
                    const CollectionRequestMessages& messages);
-    Client* client() const { return client_; }  // null before connect has succeeded
+    Client* client() const { return client_.get(); }  // null before connect has succeeded
 
 private:
-    struct Text {
-        char32_t* characters = nullptr;
-        uint64_t length = 0;
-    };
     Status transcode(const CollectionOpParms* parms, const char* source, int64_t sourceBytes,
-                     Text& text, const LogText& failure);
+                     SecretText& text, const LogText& failure);
 
     ExtensionHandle* extension_;
-    Text url_, proxy_, user_, password_;
-    Client* client_ = nullptr;
+    ClientPtr client_;
+    SecretText password_, user_, proxy_, url_;  // the URL goes first, the client last
 };
 
 }  // namespace vx

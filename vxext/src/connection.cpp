@@ -4,18 +4,8 @@
 
 namespace vx {
 
-ClientParms squillonClientParms(const char32_t* url, uint64_t urlLength,
-                                const Credentials& credentials, uint8_t clientOption,
-                                Journal* journal, HttpContext* context) {
+ClientParms squillonClientParms(uint8_t clientOption, Journal* journal, HttpContext* context) {
     ClientParms parms{};
-    parms.url = url;
-    parms.urlLength = urlLength;
-    parms.proxy = credentials.proxy;
-    parms.proxyLength = credentials.proxyLength;
-    parms.user = credentials.user;
-    parms.userLength = credentials.userLength;
-    parms.password = credentials.password;
-    parms.passwordLength = credentials.passwordLength;
     parms.clientOption = clientOption;
     parms.journal = journal;
     parms.code = 27;
@@ -39,7 +29,7 @@ Status squillonCreateConnection(ExtensionHandle* extension, ClientParms* parms, 
     *client = squillonAttemptClient(extension, parms, journal);
     if (*client) return VX_SUCCESS;
     squillonJournalSentence(extension, journal, JOURNAL_FAILURE,
-                            U"HTTP client instance could not be created.", 42);
+                            squillonCounted(U"HTTP client instance could not be created."));
     return QUILLON_REQUEST_FAILED;
 }
 

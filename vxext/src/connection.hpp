@@ -5,23 +5,22 @@
 
 namespace vx {
 
-struct Credentials {  // UTF-32 texts of a collection handle or of one operation
-    const char32_t* proxy;
-    uint64_t proxyLength;
-    const char32_t* user;
-    uint64_t userLength;
-    const char32_t* password;
-    uint64_t passwordLength;
-};
-
-inline Credentials squillonCredentials(const CollectionHandle* collection) {
-    return {collection->proxy,      collection->proxyLength, collection->user,
-            collection->userLength, collection->password,    collection->passwordLength};
+// Lends the URL and the credentials of one record to another: those of callers, collections and
+// clients name them alike.
+template <class From, class To>
+void squillonCopyAccess(const From& from, To& to) {
+    to.url = from.url;
+    to.urlLength = from.urlLength;
+    to.proxy = from.proxy;
+    to.proxyLength = from.proxyLength;
+    to.user = from.user;
+    to.userLength = from.userLength;
+    to.password = from.password;
+    to.passwordLength = from.passwordLength;
 }
 
-ClientParms squillonClientParms(const char32_t* url, uint64_t urlLength,
-                                const Credentials& credentials, uint8_t clientOption,
-                                Journal* journal, HttpContext* context);
+// Without URL and credentials.
+ClientParms squillonClientParms(uint8_t clientOption, Journal* journal, HttpContext* context);
 
 // Null after three attempts. The first two hand over the journal only while it is enabled, the
 // third always, so that weblnk can say why there is no client.

@@ -29,21 +29,21 @@ void takeHref(FileInfo* info, const Node* text) {
 
 Status narrowHrefName(const Retrieval& retrieval) {
     FileInfo* info = retrieval.info;
-    const Narrowing narrowing =
+    Status rc =
         squillonNarrow(retrieval.extension, retrieval.transcoder, info->name, info->nameLength,
                        info->nameLength, &info->narrowName, &info->narrowNameLength);
-    if (narrowing.outOfMemory)
+    if (!info->narrowName)
         squillonLogFailure(retrieval.extension,
                            U"squillonFileInfoRetrieve no memory for narrow member name");
-    else if (narrowing.status == VX_BUFFER_TOO_SMALL)
+    else if (rc == VX_BUFFER_TOO_SMALL)
         squillonLogFailure(
             retrieval.extension,
             U"squillonFileInfoRetrieve too many transcode tries for narrow member name");
-    else if (narrowing.status != VX_SUCCESS)
+    else if (rc != VX_SUCCESS)
         squillonLogFailure(retrieval.extension,
                            U"squillonFileInfoRetrieve transcode for narrow member name returned=%d",
-                           narrowing.status);
-    return narrowing.status;
+                           rc);
+    return rc;
 }
 
 Status retrieveHref(const Retrieval& retrieval, const Node* response) {
@@ -69,15 +69,14 @@ Status takeDisplayName(const Retrieval& retrieval, const Node* text) {
 
     char* narrow = nullptr;
     uint64_t narrowLength = 0;
-    const Narrowing narrowing =
-        squillonNarrow(retrieval.extension, retrieval.transcoder, text->text,
-                       squillonCharacters(text), text->textLength, &narrow, &narrowLength);
-    if (narrowing.outOfMemory) {
+    Status rc = squillonNarrow(retrieval.extension, retrieval.transcoder, text->text,
+                               squillonCharacters(text), text->textLength, &narrow, &narrowLength);
+    if (!narrow) {
         squillonLogFailure(retrieval.extension,
                            U"squillonFileInfoRetrieve no memory for narrow member name(2)");
-        return VX_NO_MEMORY;
+        return rc;
     }
-    if (narrowing.status != VX_SUCCESS) {
+    if (rc != VX_SUCCESS) {
         squillonFree(retrieval.extension->pool, narrow);
         squillonLogFailure(
             retrieval.extension,
@@ -162,7 +161,7 @@ Status squillonFileInfoRetrieve(ExtensionHandle* extension, Transcoder* transcod
     const Node* propstat = squillonChildNamed(response, U"propstat");
     if (!propstat) {
         squillonJournalSentence(extension, journal, JOURNAL_FAILURE,
-                                U"propstat element could not be found.", 0);
+                                U"propstat element could not be found.");
         squillonLogFailure(extension, U"squillonFileInfoRetrieve propstat element not found");
         return QUILLON_BAD_RESPONSE;
     }
@@ -170,7 +169,7 @@ Status squillonFileInfoRetrieve(ExtensionHandle* extension, Transcoder* transcod
     if (!prop) {
         squillonLogFailure(extension, U"squillonFileInfoRetrieve prop element not found");
         squillonJournalSentence(extension, journal, JOURNAL_FAILURE,
-                                U"prop element could not be found.", 0);
+                                U"prop element could not be found.");
         return QUILLON_BAD_RESPONSE;
     }
     for (const Node* property = squillonElementFrom(prop->firstChild); property;

@@ -1,16 +1,13 @@
 #include "vxext/src/href.hpp"
 
 #include "host/status.h"
+#include "runtime/order.hpp"
 
 namespace vx {
 namespace {
 
 int64_t withoutSlash(const char32_t* text, int64_t length) {
     return length > 0 && text[length - 1] == U'/' ? length - 1 : length;
-}
-
-int32_t order(int64_t first, int64_t second) {
-    return first == second ? 0 : first < second ? -1 : 1;
 }
 
 }  // namespace

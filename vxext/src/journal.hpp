@@ -12,12 +12,28 @@ inline Journal* squillonEnabledJournal(const ExtensionHandle* extension, Journal
     return extension->journalEnabled ? journal : nullptr;
 }
 
-// length: 0 for a NUL-terminated sentence, else its characters.
+// A sentence that the journal reads up to its NUL, or up to the length.
+struct JournalText {
+    template <size_t N>
+    consteval JournalText(const char32_t (&literal)[N]) : text(literal) {}
+    consteval JournalText(const char32_t* literal, uint64_t characters)
+        : text(literal), length(characters) {}
+    const char32_t* text;
+    uint64_t length = 0;
+};
+
+// The same with its length, which hosts see.
+template <size_t N>
+consteval JournalText squillonCounted(const char32_t (&literal)[N]) {
+    return {literal, N - 1};
+}
+
 template <class... Arguments>
 void squillonJournalSentence(const ExtensionHandle* extension, Journal* journal, uint32_t severity,
-                             const char32_t* sentence, uint64_t length, Arguments... arguments) {
+                             const JournalText& sentence, Arguments... arguments) {
     if (Journal* enabled = squillonEnabledJournal(extension, journal))
-        vxlMessageToJnl(enabled, severity, sentence, length, squillonVariable(arguments)...);
+        vxlMessageToJnl(enabled, severity, sentence.text, sentence.length,
+                        squillonVariable(arguments)...);
 }
 
 // The host shows the text that it keeps for the status.

@@ -28,8 +28,8 @@ bool fail(const Opening& opening, const LogText& text, Arguments... arguments) {
     return false;
 }
 
-void tellPerson(const Opening& opening, const char32_t* sentence) {
-    squillonJournalSentence(opening.extension, opening.journal, JOURNAL_FAILURE, sentence, 0);
+void tellPerson(const Opening& opening, const JournalText& sentence) {
+    squillonJournalSentence(opening.extension, opening.journal, JOURNAL_FAILURE, sentence);
 }
 
 bool collectionExists(const Opening& opening) {
@@ -109,8 +109,8 @@ bool readMembers(const Opening& opening) {
     }
     FileInfo* spare = nullptr;
     const bool complete = chainMembers(opening, response, &spare);
-    // An incomplete chain is published, too: closing releases what is published.
-    list->head = squillonSortByName(list->head);
+    // An incomplete chain is published, too, as it lies: closing releases what is published.
+    if (complete) list->head = squillonSortByName(list->head);
     list->headLink = &list->head;
     list->first = list->head;
     squillonFileInfoRelease(opening.extension->pool, spare);

@@ -40,9 +40,15 @@ inline const void* squillonVariable(const void* pointer) {
     return pointer;
 }
 
+// Another thread of the host may set a threshold at any time.
+inline uint32_t squillonThreshold(const uint32_t& threshold) {
+    return __atomic_load_n(&threshold, __ATOMIC_RELAXED);
+}
+
 inline bool squillonLogWanted(Logger* logger, uint32_t level) {
-    if (logger->threshold != 0) return logger->threshold <= level;
-    if (logger->inheritedThreshold != 0) return logger->inheritedThreshold <= level;
+    if (const uint32_t own = squillonThreshold(logger->threshold)) return own <= level;
+    if (const uint32_t inherited = squillonThreshold(logger->inheritedThreshold))
+        return inherited <= level;
     return logger->table->IsEnabled(logger, level);
 }
 

@@ -27,8 +27,8 @@ Status fetch(FileHandle* member, FileGetParms* parms, Journal* journal, WriteCal
     if (rc == VX_SUCCESS) return VX_SUCCESS;
     squillonLogFailure(extension, U"quillonFileGet InstGet returned rc=%X status=%d", rc,
                        member->status);
-    squillonJournalSentence(extension, journal, JOURNAL_FAILURE, U"GET method failed. Status = %d",
-                            30, member->status);
+    squillonJournalSentence(extension, journal, JOURNAL_FAILURE,
+                            squillonCounted(U"GET method failed. Status = %d"), member->status);
     return QUILLON_REQUEST_FAILED;
 }
 

@@ -55,28 +55,30 @@ Status reserveCacheFile(FileHandle* member) {
 
 Status narrowCachePath(FileHandle* member, Transcoder* transcoder) {
     ExtensionHandle* extension = member->extension;
-    const Narrowing narrowing =
+    Status rc =
         squillonNarrow(extension, transcoder, member->cacheName, member->cacheNameLength,
                        member->cacheNameLength, &member->cachePath, &member->cachePathLength);
-    if (narrowing.outOfMemory)
-        return squillonFail(extension, VX_NO_MEMORY,
+    if (!member->cachePath)
+        return squillonFail(extension, rc,
                             U"quillonFileHandleAcquire no memory for transcoded cache file path");
-    if (narrowing.status != VX_SUCCESS && narrowing.status != VX_BUFFER_TOO_SMALL)
+    if (rc != VX_SUCCESS && rc != VX_BUFFER_TOO_SMALL)
         squillonLogFailure(extension,
                            U"quillonFileHandleAcquire transcoding failed for cache file path rc=%X",
-                           narrowing.status);
-    return narrowing.status;
+                           rc);
+    return rc;
 }
 
 Status createClient(FileHandle* member, uint8_t clientOption, Journal* journal) {
     const CollectionHandle* collection = member->collection;
-    ClientParms parms =
-        squillonClientParms(member->path, member->pathLength, squillonCredentials(collection),
-                            clientOption, journal, collection->httpContext);
+    ClientParms parms = squillonClientParms(clientOption, journal, collection->httpContext);
+    squillonCopyAccess(*collection, parms);
+    parms.url = member->path;
+    parms.urlLength = member->pathLength;
     member->client = squillonAttemptClient(member->extension, &parms, journal);
     if (member->client) return VX_SUCCESS;
-    squillonJournalSentence(member->extension, journal, JOURNAL_FAILURE,
-                            U"HTTP client instance for member could not be created.", 53);
+    squillonJournalSentence(
+        member->extension, journal, JOURNAL_FAILURE,
+        squillonCounted(U"HTTP client instance for member could not be created."));
     return squillonFail(member->extension, QUILLON_REQUEST_FAILED,
                         U"quillonFileHandleAcquire CreateClient2 failed");
 }
@@ -166,7 +168,7 @@ Status quillonFileHandleRelease(FileHandle* member) {
     squillonTrace(extension, U"quillonFileHandleRelease called");
     Status rc = VX_SUCCESS;
     squillonFree(extension->pool, member->genericName);
-    squillonFree(extension->pool, member->path);
+    squillonFreeSecret(extension->pool, member->path, member->pathLength);
     if (member->cacheName)
         rc = extension->fsbox->ReleaseName(extension->fsbox, member->cacheName, 0);
     squillonFree(extension->pool, member->cachePath);

@@ -39,7 +39,7 @@ Status propfind(FileHandle* member, Journal* journal, Document* request, Documen
         return squillonFail(extension, rc, U"quillonFileInfo InstPropFind failed rc=%X", rc);
     if (!*response) {
         squillonJournalSentence(extension, journal, JOURNAL_FAILURE,
-                                U"No info returned for PROPFIND request.", 0);
+                                U"No info returned for PROPFIND request.");
         return squillonFail(extension, QUILLON_REQUEST_FAILED,
                             U"quillonFileInfo PROPFIND returned no info status=%d", member->status);
     }
@@ -81,7 +81,7 @@ Status refresh(FileHandle* member, Transcoder* transcoder, Journal* journal, Exc
     *exchange.request.address() = squillonCreatePropfindRequest(extension, journal);
     if (!exchange.request) {
         squillonJournalSentence(extension, journal, JOURNAL_FAILURE,
-                                U"XML document for PROPFIND request could not be created.", 0);
+                                U"XML document for PROPFIND request could not be created.");
         return squillonFail(extension, QUILLON_REQUEST_FAILED,
                             U"quillonFileInfo XML document creation failed");
     }

@@ -75,7 +75,7 @@ Status sendLock(FileHandle* member, Journal* journal) {
     member->lock =
         member->client->InstLock(member->client, &member->lockParms, &member->status, journal, 0);
     squillonJournalSentence(member->extension, journal, JOURNAL_NOTE,
-                            U"LOCK method returned status = %d.", 0, member->status);
+                            U"LOCK method returned status = %d.", member->status);
     if (member->status / 100 <= 2 && member->lock) return VX_SUCCESS;
     squillonLogFailure(member->extension, U"quillonFileLock LOCK returned status=%d",
                        member->status);
@@ -121,7 +121,7 @@ Status quillonFileLockRelease(FileHandle* member, Journal* journal) {
     if (LockObject* lock = member->lock) {
         rc = lock->InstUnlock(lock, &member->status);
         squillonJournalSentence(member->extension, journal, JOURNAL_NOTE,
-                                U"UNLOCK method returned status = %d", 0, member->status);
+                                U"UNLOCK method returned status = %d", member->status);
         if (!squillonHttpSuccess(member->status))
             rc = squillonFail(member->extension, QUILLON_UNEXPECTED_STATUS,
                               U"quillonFileLockRelease UNLOCK returned status=%d", member->status);

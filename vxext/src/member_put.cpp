@@ -56,7 +56,7 @@ Status lockAgain(FileHandle* member, Journal* journal) {
     member->lock =
         member->client->InstLock(member->client, &member->lockParms, &member->status, journal, 0);
     squillonJournalSentence(member->extension, journal, JOURNAL_NOTE,
-                            U"LOCK method returned status = %d", 0, member->status);
+                            U"LOCK method returned status = %d", member->status);
     if (squillonHttpSuccess(member->status) && member->lock) return VX_SUCCESS;
     return squillonRefuse(member->extension, journal, QUILLON_PUT_LOCK_FAILED,
                           U"quillonFilePut LOCK method returned status=%d", member->status);
@@ -75,7 +75,7 @@ Status giveBackLock(FileHandle* member, Journal* journal, Status result) {
     if (!member->lock) return result;
     member->lock->InstUnlock(member->lock, &member->status);
     squillonJournalSentence(member->extension, journal, JOURNAL_NOTE,
-                            U"UNLOCK method returned status = %d", 0, member->status);
+                            U"UNLOCK method returned status = %d", member->status);
     if (squillonHttpSuccess(member->status)) {
         member->lock->Destroy(member->lock);
         member->lock = nullptr;

@@ -16,9 +16,10 @@ constexpr Refusals refusals = {
 };
 
 Status makeDestination(const CollectionHandle* collection, const RenameParms* parms,
-                       PoolPtr<char32_t>& destination, uint64_t* length) {
-    Status rc = squillonMemberUrl(collection, parms->nameTranscoder, parms->newName,
-                                  parms->newNameLength, destination.address(), length);
+                       SecretText& destination) {
+    Status rc =
+        squillonMemberUrl(collection, parms->nameTranscoder, parms->newName, parms->newNameLength,
+                          destination.address(), destination.lengthAddress());
     if (!destination)
         squillonLogFailure(collection->extension, U"quillonFileRename no memory for new name");
     else if (rc != VX_SUCCESS)
@@ -27,10 +28,10 @@ Status makeDestination(const CollectionHandle* collection, const RenameParms* pa
     return rc;
 }
 
-Status sendMove(FileHandle* member, const char32_t* destination, uint64_t length) {
+Status sendMove(FileHandle* member, const SecretText& destination) {
     Client* client = member->client;
-    if (Status rc =
-            client->InstMove(client, 0, 0, 0, destination, length, 0, 0, &member->status, 0))
+    if (Status rc = client->InstMove(client, 0, 0, 0, destination.get(), destination.length(), 0, 0,
+                                     &member->status, 0))
         return squillonFail(member->extension, rc, U"quillonFileRename InstMove returned rc=%X",
                             rc);
     if (squillonHttpSuccess(member->status)) return VX_SUCCESS;
@@ -41,7 +42,7 @@ Status sendMove(FileHandle* member, const char32_t* destination, uint64_t length
 }
 
 Status rename(CollectionHandle* collection, RenameParms* parms, Journal* journal,
-              FileHandle** acquired, PoolPtr<char32_t>& destination) {
+              FileHandle** acquired, SecretText& destination) {
     if (!parms->newName || parms->newNameLength < 0)
         return squillonFail(collection->extension, QUILLON_NO_MEMBER_NAME,
                             U"quillonFileRename null member name");
@@ -51,9 +52,8 @@ Status rename(CollectionHandle* collection, RenameParms* parms, Journal* journal
     // The journal is told once, at the end.
     if (Status rc = squillonCheckMember(member, parms, journal, ALLOW_MOVE, refusals, nullptr))
         return rc;
-    uint64_t length;
-    if (Status rc = makeDestination(collection, parms, destination, &length)) return rc;
-    return sendMove(member, destination.get(), length);
+    if (Status rc = makeDestination(collection, parms, destination)) return rc;
+    return sendMove(member, destination);
 }
 
 }  // namespace
@@ -64,7 +64,7 @@ Status quillonFileRename(CollectionHandle* collection, RenameParms* parms, Journ
     FileHandle* member = nullptr;
     Status rc;
     {
-        PoolPtr<char32_t> destination(extension->pool, nullptr);
+        SecretText destination(extension->pool);
         rc = rename(collection, parms, journal, &member, destination);
         if (rc != VX_SUCCESS) squillonJournalStatus(extension, journal, rc);
     }

@@ -17,10 +17,10 @@ Status encrypt(ExtensionHandle* extension, const PasswordParms* parms, uint64_t*
     SecretText decoded(pool);
     SecretText password(pool);
 
-    if (Status rc =
-            squillonTranscode(extension, parms->inputTranscoder, parms->password,
-                              parms->passwordLength, password.address(), password.lengthAddress()))
-        return password.get()
+    if (Status rc = squillonTranscodeGiven(extension, parms->inputTranscoder, parms->password,
+                                           parms->passwordLength, password.address(),
+                                           password.lengthAddress()))
+        return password
                    ? squillonFail(extension, rc,
                                   U"quillonPasswordEncrypt transcode password returned rc=%X", rc)
                    : squillonFail(extension, rc,
@@ -36,15 +36,13 @@ Status encrypt(ExtensionHandle* extension, const PasswordParms* parms, uint64_t*
         return rc;
     }
 
-    Transcoder* transcoder = parms->outputTranscoder;
-    uint64_t bytes = 0;
-    if (Status rc =
-            transcoder->Transcode(transcoder, encoded.get(), encodedLength * sizeof(char32_t),
-                                  parms->encoded, *parms->encodedLength, &bytes, 0))
-        return squillonFail(extension, rc,
-                            U"quillonPasswordEncrypt untranscoding password returned rc=%X", rc);
-    *produced = bytes;
-    return VX_SUCCESS;
+    Status rc =
+        squillonConvert(parms->outputTranscoder, encoded.get(), encodedLength * sizeof(char32_t),
+                        parms->encoded, *parms->encodedLength, produced);
+    if (rc != VX_SUCCESS)
+        squillonLogFailure(extension,
+                           U"quillonPasswordEncrypt untranscoding password returned rc=%X", rc);
+    return rc;
 }
 
 }  // namespace

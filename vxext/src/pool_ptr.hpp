@@ -29,7 +29,8 @@ void squillonFree(Pool* pool, T*& block) {
     block = nullptr;
 }
 
-// The same for a UTF-32 text that may be a password: overwritten before it is freed.
+// The same for a UTF-32 text that may be a password or hold one, as URLs do: overwritten before it
+// is freed.
 inline void squillonFreeSecret(Pool* pool, char32_t*& text, uint64_t characters) {
     if (text) squillonWipe(text, characters * sizeof(char32_t));
     squillonFree(pool, text);
@@ -46,18 +47,13 @@ public:
     explicit operator bool() const { return block_ != nullptr; }
     T* get() const { return block_; }
     T** address() { return &block_; }
-    T* release() {
-        T* block = block_;
-        block_ = nullptr;
-        return block;
-    }
 
 private:
     Pool* pool_;
     T* block_;
 };
 
-// A UTF-32 text that may be a password, with the length that its maker stores.
+// A UTF-32 text that may be or hold a password, with the length that its maker stores.
 class [[nodiscard]] SecretText {
 public:
     explicit SecretText(Pool* pool) : pool_(pool) {}
@@ -65,10 +61,15 @@ public:
     SecretText& operator=(const SecretText&) = delete;
     ~SecretText() { squillonFreeSecret(pool_, text_, length_); }
 
+    explicit operator bool() const { return text_ != nullptr; }
     const char32_t* get() const { return text_; }
     uint64_t length() const { return length_; }  // in characters
     char32_t** address() { return &text_; }
     uint64_t* lengthAddress() { return &length_; }
+    void lend(const char32_t*& text, uint64_t& length) const {
+        text = text_;
+        length = length_;
+    }
 
 private:
     Pool* pool_;
