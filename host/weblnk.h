@@ -4,7 +4,8 @@
  * status, whatever it is; a nonzero status means that no complete answer came (no connection, cut
  * off, not readable, interrupted). Redirects within the origin are followed; another origin is a
  * failure. Requests that change nothing are repeated when the connection fails, or after 429 and
- * 503; others are never sent twice. Why something failed is a sentence in the client's journal. */
+ * 503; others are never sent twice. Why something failed is a sentence in the journal of the
+ * callback or the call, or in the client's where there is none. */
 #ifndef QUILLON_HOST_WEBLNK_H
 #define QUILLON_HOST_WEBLNK_H
 

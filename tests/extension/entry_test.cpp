@@ -7,39 +7,18 @@ namespace {
 
 using namespace test;
 
+struct StoppedHost : FakeHost {
+    explicit StoppedHost(std::string_view text) : FakeHost(text, false) {}
+};
+
 TEST(Entry, starts_and_ends_in_order_or_leaves_nothing) {
-    const char rows[] = R"(
-        logger = GetLogger App.WebDAV.quillon
-        pool = {logger}, 2 "quillon called", CreatePool quillon pool context
-        handle = {pool}, Alloc 272
-        weblnk = {handle}, host LoadExtension weblnk context
-        fsbox = {weblnk}, host LoadExtension fsbox context
-        toolbox = {fsbox}, host LoadExtension toolbox context
-        markup = {toolbox}, kernel LoadExtension markup
-        freed = Free 272, DestroyPool
-        failed = 2 "quillon returning rc=803FC002"
-        => {markup}, 2 "quillon returning rc=00000000", 2 "quillonDestroy called", Unload weblnk, Unload fsbox, Unload toolbox, Unload markup, DestroyPool
-        GetLogger null => {logger} -> null
-        CreatePool null => {pool} -> null, 3 "quillon no memory for extension handle", {failed}
-        memory null => {handle}, 3 "QUILLON extension handle could not be loaded", {failed}, DestroyPool
-        weblnk null => {weblnk} -> null, 3 "WEBLNK extension could not be loaded", {failed}, {freed}
-        fsbox null => {fsbox} -> null, 3 "FSBOX extension could not be loaded", {failed}, Unload weblnk, {freed}
-        toolbox null => {toolbox} -> null, 3 "TOOLBOX extension could not be loaded", {failed}, Unload weblnk, Unload fsbox, {freed}
-        markup null => {markup} -> null, 3 "MARKUP extension could not be loaded", {failed}, Unload weblnk, Unload toolbox, Unload fsbox, {freed}
-    )";
-    for (const auto& [script, expected] : rowsOf(rows)) {
-        FakeHost host{script, false};
-        host.sayPool = true;
-        host.pool.failAt = host.script.has("memory") ? 1 : 0;
+    expectTranscripts<StoppedHost>("entry", {""}, {}, [](StoppedHost& host) {
         vx::ExtensionHandle* handle = quillon(&host, &host);
-        EXPECT_EQ(handle != nullptr, script.empty());
-        if (handle) {
-            // As if the slot that is never loaded were: it goes between fsbox and markup.
-            handle->reservedExtension = &std::exchange(handle->toolbox, nullptr)->base;
-            handle->Destroy(handle);
-        }
-        EXPECT_EQ(fmt::format("{}", fmt::join(host.lines, ", ")), expected);
-    }
+        if (!handle) return vx::VX_NO_MEMORY;
+        // As if the slot that is never loaded were: it goes between fsbox and markup.
+        handle->reservedExtension = &std::exchange(handle->toolbox, nullptr)->base;
+        return handle->Destroy(handle);
+    });
 }
 
 TEST(Entry, handle_is_filled) {

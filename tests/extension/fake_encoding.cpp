@@ -7,7 +7,7 @@ namespace test {
 namespace {
 
 // What there is room for is written, whatever the outcome: a failure may leave text behind, and so
-// does "nothing", a conversion to no text at all.
+// does "nothing", a conversion to no text at all. "more": it claims to have written beyond.
 vx::Status deliver(const char* call, std::string_view shown, const void* text, uint64_t bytes,
                    void* destination, uint64_t capacity, uint64_t* produced, vx::Word) {
     const Answer answer = fake().script.next(call);
@@ -15,7 +15,10 @@ vx::Status deliver(const char* call, std::string_view shown, const void* text, u
     const vx::Status status = small ? vx::VX_BUFFER_TOO_SMALL : answer.rc;
     fake().say("{} \"{}\" into {}{}", call, shown, capacity, unlessSuccess(status));
     std::memcpy(destination, text, std::min(bytes, capacity));
-    *produced = status ? 0xBADBADBADu : answer.has("nothing") ? 0 : bytes;
+    *produced = status                  ? 0xBADBADBADu
+                : answer.has("nothing") ? 0
+                : answer.has("more")    ? capacity + 4
+                                        : bytes;
     return status;
 }
 
@@ -38,6 +41,7 @@ vx::Status serve(const char* call, vx::Pool* pool, std::u32string_view text,
 
 void FakeHost::setUpEncoding() {
     textTranscoder.Transcode = [](auto*, auto* source, auto bytes, auto... destination) {
+        if (!source) return fake().say("text null"), vx::VX_INVALID_ARGUMENT;
         const std::string_view text{static_cast<const char*>(source), bytes};
         const std::u32string converted = wide(text);
         return deliver("text", text, converted.data(), converted.size() * sizeof(char32_t),

@@ -47,7 +47,8 @@ FakeHost& fake() {
 FakeHost::FakeHost(std::string_view text, bool started) : vx::Host{}, script(text) {
     living = this;
     pool.told = [this](auto* call, auto bytes) {
-        if (sayPool) say("{} {}", call, bytes);
+        const bool fails = pool.asked + 1 == pool.failAt && *call == 'A';
+        if (sayPool || fails) say("{} {}{}", call, bytes, fails ? " -> null" : "");
     };
     pool.DestroyPool = [](auto*) {
         fake().say("DestroyPool");
@@ -74,12 +75,12 @@ FakeHost::FakeHost(std::string_view text, bool started) : vx::Host{}, script(tex
     if (!started) return;
     extension = quillon(this, nullptr);
     extension->journalEnabled = 1;
-    lines.clear();
+    start();
 }
 
 FakeHost::~FakeHost() {
-    for (const std::string_view password : {"sesame!", "sésame!"})
-        EXPECT_FALSE(gaveBack(pool, password));
+    for (const std::string_view secret : {"sesame!", "sésame!", "http://p", "http://h/c/"})
+        EXPECT_FALSE(gaveBack(pool, secret)) << secret;
     if (extension) extension->Destroy(extension);
     for (const auto& [call, text] : due) ADD_FAILURE() << call << " is due";
     EXPECT_TRUE(pool.live.empty());

@@ -90,10 +90,17 @@ struct FakeHost : vx::Host {
     // Starts the extension, unless started is false, and forgets what was written until then.
     explicit FakeHost(std::string_view script = "", bool started = true);
     // Destroys the extension; complains about calls that are due, about what the script names and
-    // nobody asked for, and about a password that the pool got back.
+    // nobody asked for, and about a secret that the pool got back.
     ~FakeHost();
     FakeHost(const FakeHost&) = delete;
 
+    // The operation under test begins: what was written and called until then only prepared it.
+    void start() {
+        lines.clear();
+        logLines.clear();
+        firstCall = script.asked.size();
+        firstAllocation = pool.asked;
+    }
     // The lines since the last time.
     std::string transcript();
     template <class... Arguments>
@@ -145,6 +152,8 @@ struct FakeHost : vx::Host {
     Script script;
     std::vector<std::string> lines;
     bool sayPool = false;  // write down allocations ("Alloc 152") and frees, too
+    size_t firstCall = 0;  // of the operation
+    int firstAllocation = 0;
     vx::ExtensionHandle* extension = nullptr;
 
     TestPool pool;
@@ -171,6 +180,7 @@ struct FakeHost : vx::Host {
     std::map<std::string, std::u32string> due;  // lines of calls, and texts that last until then
     std::map<std::string, int> counts;          // of what was made
     std::string rendered;                       // the latest log record
+    std::set<std::string> logLines;             // of the source, of all log records
 
 private:
     void setUpMessages();

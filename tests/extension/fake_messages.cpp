@@ -30,11 +30,11 @@ vx::RenderedMessage* keep(const std::string& message) {
 void FakeHost::setUpMessages() {
     loggerTable.IsEnabled = [](auto*, auto level) {
         fake().say("IsEnabled {}", level);
-        return !fake().script.next("IsEnabled").has("no");
+        return !fake().script.word("IsEnabled").has("no");
     };
     loggerTable.Render = [](auto*, auto zero, auto* text, auto length, auto arguments) {
         EXPECT_EQ(zero, 0u);
-        const bool null = fake().script.next("Render").has("null");
+        const bool null = fake().script.word("Render").has("null");
         return null ? nullptr : keep(render({text, length}, arguments));
     };
     loggerTable.RenderNumbered = [](auto*, auto number, auto arguments) {
@@ -45,6 +45,7 @@ void FakeHost::setUpMessages() {
         EXPECT_EQ(first | second | third | last, 0u);
         EXPECT_EQ(std::to_string(std::atoi(line)), line);
         EXPECT_EQ(fmt::format("{} {}", source, code), "vxext/src/quillon 27");
+        fake().logLines.insert(line);
         fake().say("{} \"{}\"", level, *reinterpret_cast<std::string*>(message));
     };
     logger.table = &loggerTable;

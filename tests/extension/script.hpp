@@ -7,6 +7,7 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/status.h"
 
@@ -19,6 +20,11 @@ struct Answer {
     vx::Status rc = vx::VX_SUCCESS;
     std::map<std::string, uint64_t> words;
 
+    Answer() = default;
+    explicit Answer(const std::string& text) {
+        std::istringstream each{text};
+        for (std::string word; each >> word;) take(word);
+    }
     bool has(const std::string& word) const { return words.contains(word); }
     uint64_t number(const std::string& name, uint64_t usual) const {
         return has(name) ? words.at(name) : usual;
@@ -53,8 +59,15 @@ public:
         }
     }
     Answer next(const std::string& call) {
-        const auto first = answers_.lower_bound(call);
-        const bool waiting = first != answers_.end() && first->first == call;
+        const size_t number = asked.size();
+        asked.push_back(call);
+        const Answer answer = word(call);
+        const bool again = forEver && number > forcedAt && call == asked.at(forcedAt);
+        return number == forcedAt || again ? forced : answer;
+    }
+    Answer word(const std::string& name) {  // of the script, for what is no call
+        const auto first = answers_.lower_bound(name);
+        const bool waiting = first != answers_.end() && first->first == name;
         return waiting ? answers_.extract(first).mapped() : Answer{};
     }
     bool has(const std::string& call) { return answers_.erase(call) != 0; }  // then it is forgotten
@@ -63,6 +76,11 @@ public:
         for (const auto& [call, answer] : answers_) calls += call + " ";
         return calls;
     }
+
+    std::vector<std::string> asked;  // the calls so far
+    size_t forcedAt = SIZE_MAX;      // the number of the call that is answered otherwise
+    Answer forced;
+    bool forEver = false;  // later ones of its kind, too
 
 private:
     std::multimap<std::string, Answer> answers_;  // in order among those of a call
