@@ -240,7 +240,7 @@ TEST(WeblnkJournal, ofTheOperationIsToldWhereThereIsOne) {
     support::ScriptedServer server;
     server.on("PUT", "/a", Answer::xml(423, lockAnswer("Second-60")));
     server.on("GET", "/a", Answer(404));
-    UserJournal running;
+    vxhost::UserJournal running;
     Driven driven;
     driven.at(server.url("a")).running = &running;
     driven.put("x");
