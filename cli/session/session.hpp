@@ -91,7 +91,6 @@ private:
     Credentials credentials_;
     Progress progress_;
     std::atomic<bool> warned_ = false;             // of a password in clear
-    LeftWork leftWork_;
     std::map<std::string, Extension> extensions_;  // by the options that make them differ
 
     struct Kept {
@@ -108,6 +107,7 @@ private:
     std::mutex mutex_;  // of the credentials, the extensions and the threads in kept_
     std::map<std::thread::id, std::deque<Kept>> kept_;  // the latest is the last
     std::map<std::string, Locked> locked_;              // by URL
+    LeftWork leftWork_;
 };
 
 }  // namespace quillon::cli
