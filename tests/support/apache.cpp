@@ -1,10 +1,10 @@
 #include "tests/support/apache.hpp"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <boost/algorithm/string/replace.hpp>
 #include <csignal>
 #include <cstdio>
 #include <iterator>
@@ -126,12 +126,11 @@ void Apache::start() {
     for (int attempt = 1;; ++attempt) {
         port_ = freePort();
         statusPort_ = freePort();
-        std::string text = configuration(options_);
-        boost::replace_all(text, "{home}", home_.path().string());
-        boost::replace_all(text, "{root}", documentRoot().string());
-        boost::replace_all(text, "{port}", std::to_string(port_));
-        boost::replace_all(text, "{statusPort}", std::to_string(statusPort_));
-        writeFile(home_ / "conf", text);
+        writeFile(home_ / "conf",
+                  fmt::format(fmt::runtime(configuration(options_)),
+                              fmt::arg("home", home_.path().string()),
+                              fmt::arg("root", documentRoot().string()), fmt::arg("port", port_),
+                              fmt::arg("statusPort", statusPort_)));
         process_ = std::make_unique<RunningProcess>(
             Command{{"/usr/sbin/apache2", "-f", home_ / "conf", "-DFOREGROUND"}});
         const auto isReady = [&] { return log().find("resuming normal") != std::string::npos; };
