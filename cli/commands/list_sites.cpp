@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "cli/commands/command.hpp"
-#include "cli/terminal/describe.hpp"
+#include "cli/terminal/json.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/table.hpp"
 #include "cli/terminal/terminal.hpp"
@@ -22,16 +22,16 @@ void print(const std::vector<Site>& sites) {
 }
 
 void printJson(const std::vector<Site>& sites) {
-    Json list = Json::array();
+    std::vector<std::string> objects;
     for (const Site& site : sites) {
-        Json object;
-        object["name"] = site.name;
-        object["url"] = site.url;
-        if (!site.user.empty()) object["user"] = site.user;
-        object["passwordStored"] = !site.password.empty();
-        list.push_back(std::move(object));
+        JsonObject object;
+        object.addText("name", site.name);
+        object.addText("url", site.url);
+        if (!site.user.empty()) object.addText("user", site.user);
+        object.addFlag("passwordStored", !site.password.empty());
+        objects.push_back(object.text());
     }
-    fmt::print("{}\n", jsonText(list));
+    fmt::print("[{}]\n", fmt::join(objects, ","));
 }
 
 int run(Session& session, bool json) {
