@@ -39,11 +39,11 @@ void print(const Address& address, const Properties& properties) {
 }
 
 void printJson(const Address& address, const Properties& properties) {
-    Json object = describe(address.name(), address.url(), properties);
-    if (!properties.displayName.empty()) object["displayName"] = properties.displayName;
-    object["locking"] = properties.canLock;
-    object["methods"] = properties.methods;
-    fmt::print("{}\n", jsonText(object));
+    JsonObject object = describe(address.name(), address.url(), properties);
+    if (!properties.displayName.empty()) object.addText("displayName", properties.displayName);
+    object.addFlag("locking", properties.canLock);
+    object.addTexts("methods", properties.methods);
+    fmt::print("{}\n", object.text());
 }
 
 Result<Properties> look(Session& session, const Address& address) {

@@ -5,7 +5,7 @@
 
 #include "cli/commands/command.hpp"
 #include "cli/config/site_file.hpp"
-#include "cli/terminal/describe.hpp"
+#include "cli/terminal/json.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/table.hpp"
 #include "cli/terminal/terminal.hpp"
@@ -32,24 +32,34 @@ std::string jsonName(std::string_view key) {
     return name;
 }
 
-void addTo(Json& object, const SiteKey& key, const Site& site) {
+void addTo(JsonObject& object, const SiteKey& key, const Site& site) {
+    const std::string name = jsonName(key.name);
     const auto add = [&](auto field) {
-        const bool isSet = site.*field != std::decay_t<decltype(site.*field)>();
-        if (key.isSecret) object[jsonName(key.name) + "Stored"] = isSet;
-        if (isSet && !key.isSecret) object[jsonName(key.name)] = site.*field;
+        const auto& value = site.*field;
+        using Value = std::decay_t<decltype(value)>;
+        const bool isSet = value != Value();
+        if (key.isSecret) return object.addFlag(name + "Stored", isSet);
+        if (!isSet) return;
+        if constexpr (std::is_same_v<Value, std::string>) {
+            object.addText(name, value);
+        } else if constexpr (std::is_same_v<Value, bool>) {
+            object.addFlag(name, value);
+        } else {
+            object.addNumber(name, static_cast<uint64_t>(value));
+        }
     };
     std::visit(add, key.field);
 }
 
 void printJson(const std::vector<Site>& sites) {
-    Json list = Json::array();
+    std::vector<std::string> objects;
     for (const Site& site : sites) {
-        Json object;
-        object["name"] = site.name;
+        JsonObject object;
+        object.addText("name", site.name);
         for (const SiteKey& key : siteKeys()) addTo(object, key, site);
-        list.push_back(std::move(object));
+        objects.push_back(object.text());
     }
-    fmt::print("{}\n", jsonText(list));
+    fmt::print("[{}]\n", fmt::join(objects, ","));
 }
 
 int run(Session& session, bool json) {

@@ -68,7 +68,7 @@ std::string asJson(const std::vector<Line>& lines) {
     std::string text;
     for (const Line& line : lines) {
         text += text.empty() ? "[" : ",\n ";
-        text += jsonText(describe(line.entry));
+        text += describe(line.entry).text();
     }
     return text + "]\n";
 }
@@ -99,7 +99,7 @@ void print(const std::vector<Line>& lines, const LsOptions& options) {
 
 void printMember(const Address& address, const Properties& member, const LsOptions& options) {
     if (options.json) {
-        fmt::print("[{}]\n", jsonText(describe(address.name(), address.url(), member)));
+        fmt::print("[{}]\n", describe(address.name(), address.url(), member).text());
     } else if (options.details) {
         Table table = detailTable();
         addRow(table, address.name(), false, member.size, member.modified);

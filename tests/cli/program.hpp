@@ -87,10 +87,13 @@ protected:
         std::filesystem::last_write_time(server.documentRoot() / path, now - std::chrono::hours(1));
     }
 
-    // Of all that is in the server's root. header: more header lines.
-    static Arguments lockTokens(const Apache& server, const std::string& header = {}) {
+    // Of all that is in the server's root.
+    static Arguments lockTokens(const Apache& server,
+                                const std::vector<std::string>& headers = {}) {
+        std::vector<std::string> lines{"Depth: 1"};
+        lines.insert(lines.end(), headers.begin(), headers.end());
         const auto reply =
-            support::ask(server.port(), "PROPFIND", "/", "Depth: 1\r\n" + header,
+            support::ask(server.port(), "PROPFIND", "/", lines,
                          "<propfind xmlns=\"DAV:\"><prop><lockdiscovery/></prop></propfind>");
         static const std::regex token("opaquelocktoken:[-0-9a-f]+");
         const std::sregex_token_iterator first(reply->body.begin(), reply->body.end(), token), end;

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace support {
 
@@ -13,10 +14,11 @@ struct Reply {
     std::string body;
 };
 
-// Over a connection of its own. Nothing when nobody listens, or no whole answer comes. header: more
-// header lines, each ended by CR LF.
+// Over a connection of its own. Nothing when nobody listens, or no whole answer comes. The headers
+// are lines without their ends.
 std::optional<Reply> ask(uint16_t port, const std::string& method, const std::string& target,
-                         const std::string& header = {}, const std::string& body = {});
+                         const std::vector<std::string>& headers = {},
+                         const std::string& body = {});
 
 // path: percent-encoded, without the first slash.
 std::string localUrl(uint16_t port, std::string_view path, const std::string& scheme = "http");

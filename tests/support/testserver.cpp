@@ -1,11 +1,13 @@
 // A private Apache for shell scripts: prints "URL user password" in one line, then runs until
 // SIGTERM, SIGINT, or the end of the process that started it.
+#include <getopt.h>
 #include <sys/prctl.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <string>
+#include <string_view>
 
 #include "tests/support/apache.hpp"
 
@@ -31,15 +33,35 @@ void serve(const ApacheOptions& options) {
                 std::count(requests.begin(), requests.end(), '\n'), server.connections());
 }
 
+constexpr auto help =
+    "A private Apache on 127.0.0.1; at its end it tells its requests and connections\n"
+    "Usage: testserver [OPTIONS]\n"
+    "  --directory DIRECTORY   of the members\n"
+    "  --auth basic|digest     takes a user and a password\n"
+    "  --without-locks         is of DAV class 1\n";
+
 int runServer(int count, char** words) {
-    CLI::App app("A private Apache on 127.0.0.1; at its end it tells its requests and connections");
+    const option names[] = {{"directory", required_argument, nullptr, 'd'},
+                            {"auth", required_argument, nullptr, 'a'},
+                            {"without-locks", no_argument, nullptr, 'w'},
+                            {"help", no_argument, nullptr, 'h'},
+                            {nullptr, 0, nullptr, 0}};
     ApacheOptions options;
-    app.add_option("--directory", options.documentRoot, "of the members");
-    const std::map<std::string, Authentication> schemes{{"basic", Authentication::basic},
-                                                        {"digest", Authentication::digest}};
-    app.add_option("--auth", options.authentication)->transform(CLI::CheckedTransformer(schemes));
-    app.add_flag("--without-locks", options.withoutLocks);
-    CLI11_PARSE(app, count, words);
+    for (int given = 0; (given = getopt_long(count, words, "", names, nullptr)) != -1;) {
+        const std::string_view value = optarg == nullptr ? "" : optarg;
+        if (given == 'd') {
+            options.documentRoot = value;
+        } else if (given == 'w') {
+            options.withoutLocks = true;
+        } else if (given == 'a' && value == "basic") {
+            options.authentication = Authentication::basic;
+        } else if (given == 'a' && value == "digest") {
+            options.authentication = Authentication::digest;
+        } else {
+            std::fputs(help, given == 'h' ? stdout : stderr);
+            return given == 'h' ? 0 : 2;
+        }
+    }
     serve(options);
     return 0;
 }

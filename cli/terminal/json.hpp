@@ -1,0 +1,34 @@
+// JSON for other programs.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quillon::cli {
+
+// An object whose keys stay in the order in which they are added. Only its source includes the
+// library, since each file that does takes seven seconds to compile.
+class JsonObject {
+public:
+    JsonObject();
+    JsonObject(JsonObject&&) noexcept;
+    ~JsonObject();
+
+    void addText(const std::string& key, const std::string& value);
+    void addTexts(const std::string& key, const std::vector<std::string_view>& values);
+    void addNumber(const std::string& key, uint64_t value);
+    void addFlag(const std::string& key, bool value);
+
+    // One line; bytes that are no UTF-8 appear as U+FFFD, and on a terminal what could steer it as
+    // an escape.
+    std::string text() const;
+
+private:
+    struct Members;
+    std::unique_ptr<Members> members_;
+};
+
+}  // namespace quillon::cli
