@@ -12,6 +12,7 @@ namespace {
 
 static_assert(static_cast<vx::Status>(Code::untrusted) == vxhost::WEBLNK_TLS_REFUSED);
 static_assert(static_cast<vx::Status>(Code::timedOut) == vxhost::WEBLNK_TIMED_OUT);
+static_assert(static_cast<vx::Status>(Code::lockLeft) == vxhost::WEBLNK_LOCK_LEFT);
 
 using vxhost::Status;
 
@@ -65,6 +66,7 @@ constexpr std::array rows{
     Row{vxhost::WEBLNK_REFUSED, Kind::network, Http::asked},
     Row{vxhost::WEBLNK_PROXY_REFUSED, Kind::network, Http::ignored},
     Row{vxhost::WEBLNK_BAD_DATE, Kind::network, Http::ignored},
+    Row{vxhost::WEBLNK_LOCK_LEFT, Kind::refused, Http::ignored},
     Row{vxhost::TRANSCODE_INVALID, Kind::usage, Http::ignored},
 };
 

@@ -55,6 +55,7 @@ enum class Code : uint32_t {
     deleteConflict = 0x81FFC81D,
     untrusted = 0x80FFD004,  // the server's certificate
     timedOut = 0x80FFD005,
+    lockLeft = 0x80FFD00D,  // it could not be given back, and is still there
 };
 
 struct Error {

@@ -13,6 +13,7 @@ struct UnlockOptions {
 };
 
 Error explained(Error error) {
+    if (error.code == Code::lockLeft) return error;
     switch (error.httpStatus) {
         case 400:
         case 404:

@@ -112,6 +112,7 @@ constexpr StatusText texts[] = {
     {WEBLNK_PROXY_REFUSED,
      "The proxy could not be used. Check its URL, and the user name and password for it."},
     {WEBLNK_BAD_DATE, "A date of the server cannot be read, so it counts as missing."},
+    {WEBLNK_LOCK_LEFT, "The server says that it has no such lock, and still shows it."},
 
     {FSBOX_DENIED,
      "The system does not permit access to a local file or directory. Check its owner and mode."},

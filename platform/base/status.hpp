@@ -27,6 +27,7 @@ inline constexpr Status WEBLNK_BAD_ANSWER = 0x80FFD009u;  // not HTTP, or not th
 inline constexpr Status WEBLNK_REFUSED = 0x80FFD00Au;     // GET answered other than 2xx
 inline constexpr Status WEBLNK_PROXY_REFUSED = 0x80FFD00Bu;
 inline constexpr Status WEBLNK_BAD_DATE = 0x80FFD00Cu;
+inline constexpr Status WEBLNK_LOCK_LEFT = 0x80FFD00Du;  // UNLOCK says there is none, but there is
 
 // fsbox.
 inline constexpr Status FSBOX_DENIED = 0x80BFE811u;

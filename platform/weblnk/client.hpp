@@ -7,6 +7,7 @@
 
 #include "host/quillon.h"
 #include "platform/http/target.hpp"
+#include "platform/weblnk/known_member.hpp"
 
 namespace vxhost {
 
@@ -17,6 +18,7 @@ struct CurlClient : vx::Client {
 
     const std::shared_ptr<Target> target;
     const uint8_t option;  // CLIENT_ bits
+    KnownMember known;
 };
 
 void head(CurlClient& client, int32_t& status);

@@ -4,8 +4,8 @@
 
 #include "platform/base/status.hpp"
 #include "platform/http/exchange.hpp"
-#include "platform/text/date.hpp"
 #include "platform/weblnk/client.hpp"
+#include "platform/weblnk/content_digest.hpp"
 #include "platform/weblnk/lock.hpp"
 
 namespace vxhost {
@@ -56,24 +56,18 @@ private:
     throw Failure(WEBLNK_REFUSED, fmt::format("GET {}: {}.", target.url, why));
 }
 
-double modifiedDate(const Headers& headers) {
-    const auto text = headers.first("Last-Modified");
-    return parseDate(std::u32string(text.begin(), text.end())).value_or(missingDate);
-}
-
 }  // namespace
 
 void get(CurlClient& client, int32_t& status, vx::WriteCallback* callback, vx::GetReport& report) {
     Target& target = *client.target;
-    target.etag.clear();
     refreshLocks(target);
     CallbackSink sink(target, callback, report);
-    Request request = requestFor(target, "GET");
-    request.headers = {"Accept-Encoding: identity"};  // the member's own bytes
-    request.sink = &sink;
-    request.repeatable = request.follows301 = request.endsAtSlash = true;
+    DigestingSink digesting(&sink);
+    Request request = contentRequest(target);
+    request.sink = &digesting;
     const Answer answer = exchange(target, std::move(request));
     status = answer.status;
+    if (status == 404) client.known.noteHead(MemberState::missing(), !target.locks.empty());
     if (!isSuccess(status)) {
         // Redirects elsewhere were followed, or are no redirects for want of a Location.
         const bool isCollection = isRedirect(status) && answer.headers.has("Location");
@@ -81,8 +75,8 @@ void get(CurlClient& client, int32_t& status, vx::WriteCallback* callback, vx::G
         refuse(target, answer, isCollection);
     }
     sink.end();
-    target.etag = parseStrongEtag(answer.headers.first("ETag"));
-    report.modified = modifiedDate(answer.headers);
+    noteFetched(client.known, answer, digesting);
+    report.modified = parseHttpDate(answer.headers.first("Last-Modified")).value_or(missingDate);
 }
 
 }  // namespace vxhost

@@ -31,8 +31,8 @@ struct Driven {
     std::string options() {  // its methods are in allowed
         return told(client->InstOptions(client.get(), 0, &status, &allowed, 0));
     }
-    std::string list();  // a PROPFIND: with the hrefs, or "no document"
-    std::string get();   // with the content in brackets, closed by its end
+    std::string list(uint32_t depth = 1);  // a PROPFIND: with the hrefs, or "no document"
+    std::string get();                     // with the content in brackets, closed by its end
     // Under the lock that is held. What is pulled ends with that status.
     std::string put(const std::string& content, vx::PutOptions options = {},
                     vx::Status end = vx::VX_END_OF_DATA);
@@ -56,6 +56,7 @@ struct Driven {
     vxhost::UserJournal journal;
     std::string url, user, password, proxy;
     uint8_t clientOption = 0;
+    bool sharesLock = false;
     std::unique_ptr<vx::Weblnk, Unloader> weblnk;
     Owned<vx::HttpContext> context;
     Owned<vx::LockObject> lock;
