@@ -82,7 +82,7 @@ std::string Driven::told(vx::Status result) const {
     return status == -1 ? text : fmt::format("{} {}", text, status);
 }
 
-std::string Driven::list(uint32_t depth) {
+std::string Driven::propFind(uint32_t depth) {
     TreeBuilder builder;
     builder.feed("<propfind xmlns='DAV:'><allprop/></propfind>");
     const auto request = builder.finish();

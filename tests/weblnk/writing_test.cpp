@@ -101,7 +101,7 @@ TEST(WeblnkPut, whatOthersStoredMeanwhileIsNotOverwritten) {
         driven.lock.reset();
         driven.takeLock();
         driven.head();
-        driven.list(0);
+        driven.propFind(0);
         return first + ", " + driven.put("012");
     };
     const auto properties = [](const char* tag) {
