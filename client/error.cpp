@@ -16,6 +16,7 @@ static_assert(static_cast<vx::Status>(Code::untrusted) == vxhost::WEBLNK_TLS_REF
 static_assert(static_cast<vx::Status>(Code::timedOut) == vxhost::WEBLNK_TIMED_OUT);
 static_assert(static_cast<vx::Status>(Code::proxyRefused) == vxhost::WEBLNK_PROXY_REFUSED);
 static_assert(static_cast<vx::Status>(Code::noAuthorities) == vxhost::WEBLNK_NO_AUTHORITIES);
+static_assert(static_cast<vx::Status>(Code::lockLeft) == vxhost::WEBLNK_LOCK_LEFT);
 
 using vxhost::Status;
 
@@ -70,6 +71,7 @@ constexpr std::array rows{
     Row{vxhost::WEBLNK_PROXY_REFUSED, Kind::network, Http::ignored},
     Row{vxhost::WEBLNK_BAD_DATE, Kind::network, Http::ignored},
     Row{vxhost::WEBLNK_NO_TLS, Kind::network, Http::ignored},
+    Row{vxhost::WEBLNK_LOCK_LEFT, Kind::refused, Http::ignored},
     Row{vxhost::TRANSCODE_INVALID, Kind::usage, Http::ignored},
 };
 

@@ -58,7 +58,8 @@ enum class Code : uint32_t {
     untrusted = 0x80FFD004,              // the server's certificate
     timedOut = 0x80FFD005,
     proxyRefused = 0x80FFD00B,
-    noAuthorities = 0x80FFD00E,  // their file cannot be used
+    noAuthorities = 0x80FFD00F,  // their file cannot be used
+    lockLeft = 0x80FFD010,       // it could not be given back, and is still there
 };
 
 // A lock that is on the server and in the person's way.

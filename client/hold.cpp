@@ -22,6 +22,7 @@ bool noLockHere(const Error& error) {
 
 // The lock is not there any more: it ran out, was taken away, or went with the member.
 bool lockGone(const Error& error) {
+    if (error.code == Code::lockLeft) return false;
     switch (error.httpStatus) {
         case 400:
         case 404:

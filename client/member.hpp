@@ -35,8 +35,8 @@ struct Fetched {
 
 struct StoreOptions {
     bool onlyNew = false;      // fail with changedOnServer when the member exists by then
-    bool ifUnchanged = false;  // fail with changedOnServer when it is not what was fetched, where
-                               // the server has entity tags
+    bool ifUnchanged = false;  // fail with changedOnServer when it is not what was fetched, as far
+                               // as the server's entity tags, sizes and dates tell
 };
 
 struct LockOptions {

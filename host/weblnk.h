@@ -95,9 +95,12 @@ ABI_AT(ReadCallback, total, 32);
 /* What putOptions points to; putOptionsLength is sizeof(PutOptions). The caller owns the record and
  * may change it between requests. */
 static const uint32_t PUT_LENGTH_KNOWN = 1; /* send Content-Length, else chunks */
-static const uint32_t PUT_ONLY_NEW = 2;     /* If-None-Match: * (RFC 9110, 13.1.2) */
+static const uint32_t PUT_ONLY_NEW = 2;     /* If-None-Match: * (RFC 9110, 13.1.2); and 412, with
+                                               nothing sent, when the latest HEAD found it */
 static const uint32_t PUT_IF_UNCHANGED = 4; /* If-Match with the strong entity tag that came with
-                                               the latest GET or PUT of this client, if any */
+                                               the latest GET or PUT of this client, if any; and
+                                               412, with nothing sent, when HEAD or PROPFIND told
+                                               something else since that GET */
 struct PutOptions {
     uint32_t flags;
     uint32_t at04;
@@ -150,7 +153,7 @@ ABI_SIZE(LockParms, 72);
 /* A lock held on the server: it keeps the token and the granted timeout. Near its end it is renewed
  * before the next request of the client that took it; an adopted one is not. An UNLOCK goes out
  * even when the program was interrupted, and one that fails leaves the token in the client's
- * journal. */
+ * journal; it fails, too, when the server denies that there is such a lock and still shows it. */
 struct LockObject {
     Unnamed at00[2];
     Status (*Destroy)(LockObject*); /* sends nothing */
@@ -192,7 +195,10 @@ struct Client {
     Status (*InstPropFind)(Client*, uint32_t depth, Document* request, int32_t* status,
                            Document** response);
     Unnamed atD0;
-    /* lock: address of the holder's lock object, and useLock 1; or null and 0. */
+    /* lock: address of the holder's lock object, and useLock 1; or null and 0. Under a lock the
+     * token goes out beside the entity tag of what was fetched, or seen after the LOCK. Once that
+     * was refused with 412, a PUT under the next lock is answered 412 with nothing sent, when HEAD
+     * or PROPFIND told meanwhile that somebody else changed the member. */
     Status (*InstPut)(Client*, const PutOptions* options, uint64_t optionsLength, uint32_t putCode,
                       Word, LockObject** lock, uint32_t useLock, int32_t* status, ReadCallback*);
 };

@@ -9,6 +9,7 @@
 #include "cli/terminal/foreground.hpp"
 #include "cli/terminal/format.hpp"
 #include "cli/terminal/report.hpp"
+#include "cli/terminal/suggestion.hpp"
 #include "cli/terminal/terminal.hpp"
 
 namespace quillon::cli {

@@ -13,6 +13,7 @@ struct UnlockOptions {
 };
 
 bool isGone(const Error& error) {
+    if (error.code == Code::lockLeft) return false;
     return error.httpStatus == 400 || error.httpStatus == 404 || error.httpStatus == 409 ||
            error.httpStatus == 412;
 }

@@ -52,8 +52,8 @@ Result<Address> Sites::parseUrlOrTellColon(std::string_view typed) {
     Result<Address> address = Address::parse(typed);
     if (address) return address;
     const std::string_view name = typed.substr(0, typed.find('/'));
-    const Result<std::vector<Site>> sites = siteNameValid(name) ? all() : std::vector<Site>();
-    if (!sites || findSite(*sites, name) == nullptr) return address;
+    std::error_code none;
+    if (!siteNameValid(name) || !std::filesystem::exists(siteFile(name), none)) return address;
     Error error = std::move(address).error();
     error.sentences.push_back(
         fmt::format("There is a site of that name: its URLs begin with {}:", name));

@@ -119,6 +119,7 @@ constexpr StatusText texts[] = {
     {WEBLNK_NO_AUTHORITIES,
      "The file of the authorities that you trust cannot be used. It must be there, be yours to "
      "read, and hold certificates in PEM form."},
+    {WEBLNK_LOCK_LEFT, "The server says that it has no such lock, and still shows it."},
 
     {FSBOX_DENIED,
      "The system does not permit access to a local file or directory. Check its owner and mode."},

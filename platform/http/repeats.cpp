@@ -31,6 +31,13 @@ void throwIfInterrupted(const Settings& settings) {
     }
 }
 
+void pause(const Settings& settings, milliseconds time) {
+    for (milliseconds left = time; left > milliseconds(0); left -= slice) {
+        throwIfInterrupted(settings);
+        std::this_thread::sleep_for(std::min(left, slice));
+    }
+}
+
 bool Repeats::wait(std::optional<std::chrono::seconds> asked) {
     if (tries_ >= mostTries) return false;
     const milliseconds backOff = jittered(firstWait * (1 << (2 * tries_ - 2)));
@@ -38,10 +45,7 @@ bool Repeats::wait(std::optional<std::chrono::seconds> asked) {
     if (wait > mostWaiting - waited_) return false;
     ++tries_;
     waited_ += wait;
-    for (milliseconds left = wait; left > milliseconds(0); left -= slice) {
-        throwIfInterrupted(settings_);
-        std::this_thread::sleep_for(std::min(left, slice));
-    }
+    pause(settings_, wait);
     return true;
 }
 

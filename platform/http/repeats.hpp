@@ -11,6 +11,9 @@ namespace vxhost {
 // Throws WEBLNK_INTERRUPTED when the program was interrupted.
 void throwIfInterrupted(const Settings& settings);
 
+// Throws so, too, when that happens while it waits. A time below 0 has passed.
+void pause(const Settings& settings, std::chrono::milliseconds time);
+
 class Repeats {
 public:
     explicit Repeats(const Settings& settings) : settings_(settings) {}

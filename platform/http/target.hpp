@@ -30,12 +30,12 @@ struct Target {
     std::string spelt;  // the client's URL, UTF-8
     std::string url;    // the same as a request carries it, without credentials; empty: no URL
     std::shared_ptr<const Credentials> credentials;
-    vx::Journal* journal;              // may be null
-    vx::Logger* logger;                // may be null
-    std::string etag;                  // strong entity tag of the latest GET or PUT, or empty
-    std::optional<uint64_t> toldSize;  // in bytes, by the latest HEAD
+    vx::Journal* journal;  // may be null
+    vx::Logger* logger;    // may be null
     std::vector<HeldLock*> locks;
-    std::string forsakenToken;  // of the latest lock that was destroyed without an UNLOCK, or empty
+    // Of a lock under which a PUT was answered 412, until the next LOCK, or empty: its holder takes
+    // it for lost and asks for another one.
+    std::string forsakenToken;
 };
 
 // The client's URL as a request carries it: encoded, without credentials; empty for what is no

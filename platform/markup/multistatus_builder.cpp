@@ -41,10 +41,11 @@ enum class MultistatusBuilder::Place : uint8_t {
     propstat,
     propstatStatus,
     prop,
-    displayName,  // from here to creationDate as in Value
+    displayName,  // from here to entityTag as in Value
     contentLength,
     lastModified,
     creationDate,
+    entityTag,
     resourceType,
     collection,
     ignored,
@@ -67,6 +68,7 @@ constexpr MultistatusBuilder::Transition MultistatusBuilder::transitions[] = {
     {Place::prop, Place::contentLength, "getcontentlength"},
     {Place::prop, Place::lastModified, "getlastmodified"},
     {Place::prop, Place::creationDate, "creationdate"},
+    {Place::prop, Place::entityTag, "getetag"},
     {Place::prop, Place::resourceType, "resourcetype"},
     {Place::resourceType, Place::collection, "collection"},
 };
@@ -118,6 +120,7 @@ std::string* MultistatusBuilder::textAt(Place place) {
         case Place::contentLength:
         case Place::lastModified:
         case Place::creationDate:
+        case Place::entityTag:
             return &found_.values[static_cast<size_t>(place) -
                                   static_cast<size_t>(Place::displayName)];
         default:
@@ -199,14 +202,14 @@ bool MultistatusBuilder::repeatsName(std::string_view name) const {
 
 // From the last property, which most members share, to the first.
 vx::Node* MultistatusBuilder::makePropstat() {
-    static constexpr std::array<std::u32string_view, valueCount> names = {
+    static constexpr std::array<std::u32string_view, entityTag> names = {
         U"displayname", U"getcontentlength", U"getlastmodified", U"creationdate"};
     vx::Node* properties = nullptr;
     if (kept_.isCollection) {
         auto* collection = sharer_.element(U"collection", nullptr, nullptr);
         properties = sharer_.element(U"resourcetype", collection, nullptr);
     }
-    for (size_t i = valueCount; i-- > 0;) {
+    for (size_t i = names.size(); i-- > 0;) {
         const std::string_view raw = kept_.values[i];
         const auto value = i == displayName ? raw : trim(raw);
         if (value.empty() || (i == displayName && repeatsName(value))) continue;
@@ -214,6 +217,11 @@ vx::Node* MultistatusBuilder::makePropstat() {
         properties = sharer_.element(names[i], sharer_.text(value), properties);
     }
     return sharer_.element(U"propstat", sharer_.element(U"prop", properties, nullptr), nullptr);
+}
+
+MultistatusBuilder::Told MultistatusBuilder::latest() const {
+    return {trim(kept_.values[entityTag]), trim(kept_.values[contentLength]),
+            trim(kept_.values[lastModified])};
 }
 
 DocumentPtr MultistatusBuilder::finish() {

@@ -39,9 +39,22 @@ public:
 
     size_t skipped() const { return skipped_; }  // responses left out
 
+    // What the latest response said of itself, as it stands there; valid until the next feed().
+    struct Told {
+        std::string_view entityTag, contentLength, lastModified;  // empty: nothing
+    };
+    Told latest() const;
+
 private:
     enum class Place : uint8_t;
-    enum Value : uint8_t { displayName, contentLength, lastModified, creationDate, valueCount };
+    enum Value : uint8_t {
+        displayName,
+        contentLength,
+        lastModified,
+        creationDate,
+        entityTag,
+        valueCount
+    };
     struct Transition;
     static const Transition transitions[];
 

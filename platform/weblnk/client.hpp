@@ -7,6 +7,7 @@
 
 #include "host/quillon.h"
 #include "platform/http/target.hpp"
+#include "platform/weblnk/known_member.hpp"
 
 namespace vxhost {
 
@@ -17,6 +18,8 @@ struct CurlClient : vx::Client {
 
     const std::shared_ptr<Target> target;
     const uint8_t option;  // CLIENT_ bits
+    KnownMember known;
+    std::optional<uint64_t> toldSize;  // in bytes, by the latest HEAD
 
     // Where an operation tells the person: to its own journal, if its caller handed one in.
     vx::Journal* journalOr(vx::Journal* own) const { return own ? own : target->journal; }

@@ -2,8 +2,8 @@
 
 #include "platform/base/status.hpp"
 #include "platform/http/exchange.hpp"
-#include "platform/text/date.hpp"
 #include "platform/weblnk/client.hpp"
+#include "platform/weblnk/content_digest.hpp"
 #include "platform/weblnk/lock.hpp"
 #include "platform/weblnk/properties.hpp"
 
@@ -55,13 +55,14 @@ private:
 
 // Where neither a length nor a last chunk shows the end, and after 204, what came must have the
 // size that the server tells otherwise: a connection that was cut looks like one that was closed.
-void requireWhole(const Target& target, const Answer& answer, vx::GetReport& report) {
+void requireWhole(const CurlClient& client, const Answer& answer, vx::GetReport& report) {
+    const Target& target = *client.target;
     const bool empty = answer.status == 204;
     if (!empty && parseFraming(answer.headers).provesEnd()) return;
-    if (target.toldSize == report.length) return;
+    if (client.toldSize == report.length) return;
     const auto size = sizeByProperties(target);
     if (size == report.length) return;
-    const auto told = size ? size : target.toldSize;
+    const auto told = size ? size : client.toldSize;
     if (!told && !empty) {
         report.flags |= vx::GET_END_UNPROVEN;
         return;
@@ -72,34 +73,28 @@ void requireWhole(const Target& target, const Answer& answer, vx::GetReport& rep
                     told ? fmt::format("a size of {}", *told) : "no size"));
 }
 
-double modifiedDate(const Headers& headers) {
-    const auto text = headers.first("Last-Modified");
-    return parseDate(std::u32string(text.begin(), text.end())).value_or(missingDate);
-}
-
 }  // namespace
 
 void get(CurlClient& client, int32_t& status, vx::WriteCallback* callback, vx::GetReport& report) {
     Target& target = *client.target;
-    target.etag.clear();
     refreshLocks(target);
     CallbackSink sink(target, callback, report);
-    Request request = requestFor(target, "GET");
-    request.headers = {"Accept-Encoding: identity"};  // the member's own bytes
-    request.sink = &sink;
-    request.repeatable = request.follows301 = request.endsAtSlash = request.content = true;
+    DigestingSink digesting(&sink);
+    Request request = contentRequest(target);
+    request.sink = &digesting;
     const Answer answer = exchange(target, std::move(request));
     status = answer.status;
+    if (status == 404) client.known.noteHead(MemberState::missing(), !target.locks.empty());
     if (!isSuccess(status)) {
         // Redirects elsewhere were followed, or are no redirects for want of a Location.
         const bool isCollection = isRedirect(status) && answer.headers.has("Location");
         if (isCollection) report.flags |= vx::GET_OF_COLLECTION;
         refuse(target, answer, isCollection);
     }
-    requireWhole(target, answer, report);
+    requireWhole(client, answer, report);
     sink.end();
-    target.etag = parseStrongEtag(answer.headers.first("ETag"));
-    report.modified = modifiedDate(answer.headers);
+    noteFetched(client.known, answer, digesting);
+    report.modified = parseHttpDate(answer.headers.first("Last-Modified")).value_or(missingDate);
 }
 
 }  // namespace vxhost

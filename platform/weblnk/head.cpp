@@ -6,18 +6,22 @@
 namespace vxhost {
 
 void head(CurlClient& client, int32_t& status) {
+    const Target& target = *client.target;
     refreshLocks(*client.target);
-    Request request = requestFor(*client.target, "HEAD");
+    Request request = requestFor(target, "HEAD");
     request.repeatable = request.follows301 = true;
-    const Answer answer = exchange(*client.target, std::move(request));
+    const Answer answer = exchange(target, std::move(request));
     const int32_t answered = answer.status;
-    client.target->toldSize =
-        isSuccess(answered) ? parseFraming(answer.headers).length : std::nullopt;
+    client.toldSize = isSuccess(answered) ? parseFraming(answer.headers).length : std::nullopt;
     const bool doubtful = answered == 403 || answered == 404 || answered == 405;
     const bool asksOn = doubtful && (client.option & vx::CLIENT_HEAD_BY_PROPFIND);
-    status = asksOn ? statusByProperties(*client.target, answered) : answered;
-    // A member that is gone is written anew; no entity tag would fit it.
-    if (status == 404) client.target->etag.clear();
+    status = asksOn ? statusByProperties(target, answered) : answered;
+    const bool underLock = !target.locks.empty();
+    if (status == 404) client.known.noteHead(MemberState::missing(), underLock);
+    if (isSuccess(status)) {  // that of a PROPFIND told nothing else
+        const bool told = isSuccess(answered);
+        client.known.noteHead(told ? parseMemberState(answer.headers) : MemberState(), underLock);
+    }
 }
 
 }  // namespace vxhost

@@ -24,6 +24,9 @@ namespace {
 // An hour in an editor sends no request that could renew the lock.
 constexpr uint32_t defaultTimeout = 2 * 3600;
 
+// A server that grants no time at all still wants to be asked now and then, not each time.
+constexpr std::chrono::seconds pauseWithoutTime{60};
+
 std::optional<uint32_t> finite(std::optional<uint32_t> timeout) {
     return timeout == vx::LOCK_TIMEOUT_INFINITE ? std::nullopt : timeout;
 }
@@ -50,17 +53,30 @@ std::string lockInfo(const std::string& owner, std::string_view scope) {
         scope, escapeXml(owner));
 }
 
+// The lock that the answer describes as ours, or null. An exclusive one is alone; where several
+// share a member, only the owner tells.
+const ActiveLock* findOurs(const std::vector<ActiveLock>& locks, std::string_view token,
+                           const vx::LockParms& parms) {
+    const bool alone = parms.option != 0 && locks.size() == 1;
+    const std::string owner = singleBlanks(ownerOf(parms));
+    const auto ours = [&](const ActiveLock& lock) {
+        if (!token.empty()) return lock.token == token;
+        return !lock.token.empty() && (alone || lock.owner == owner);
+    };
+    const auto found = std::find_if(locks.begin(), locks.end(), ours);
+    return found == locks.end() ? nullptr : &*found;
+}
+
 // The token's header is the one thing that a server must send (RFC 4918, 9.10.1); the body tells
 // the timeout, and the token to those who forget the header.
-std::unique_ptr<HeldLock> grantedLock(std::shared_ptr<Target> target, const Answer& answer) {
+std::unique_ptr<HeldLock> grantedLock(std::shared_ptr<Target> target, const Answer& answer,
+                                      const vx::LockParms& parms) {
     std::string token = parseLockToken(answer.headers.first("Lock-Token"));
     const auto locks = parseActiveLocks(answer.text);
-    auto ours = std::find_if(locks.begin(), locks.end(), [&token](const ActiveLock& lock) {
-        return token.empty() ? !lock.token.empty() : lock.token == token;
-    });
-    if (token.empty() && ours != locks.end()) token = parseTokenUri(ours->token);
+    const ActiveLock* ours = findOurs(locks, token, parms);
+    if (token.empty() && ours) token = parseTokenUri(ours->token);
     if (token.empty()) return nullptr;
-    const auto timeout = ours == locks.end() ? std::nullopt : ours->timeout;
+    const auto timeout = ours ? ours->timeout : std::nullopt;
     return std::make_unique<HeldLock>(std::move(target), std::move(token), timeout);
 }
 
@@ -70,18 +86,23 @@ std::unique_ptr<HeldLock> adoptedLock(std::shared_ptr<Target> target, const vx::
     return std::make_unique<HeldLock>(std::move(target), std::move(token), std::nullopt);
 }
 
-// After a refused UNLOCK. Servers have many words for a lock that has ended.
-bool mayStillBeHeld(const HeldLock& lock, int32_t refusal) {
-    if (refusal == 404 || refusal == 409 || refusal == 412) return false;  // RFC 4918, 9.11.1
+// What UNLOCK answers where there is no such lock (RFC 4918, 9.11.1, and other servers' words).
+bool saysNoLock(int32_t refusal) {
+    return refusal == 400 || refusal == 404 || refusal == 409 || refusal == 412;
+}
+
+// After a refused UNLOCK. Where nothing can be seen, the refusal is believed.
+bool mayStillBeHeld(const Target& target, const std::string& token, int32_t refusal) {
+    const bool otherwise = !saysNoLock(refusal);
     try {
-        const PropertyAnswer answer = askProperty(*lock.target, "lockdiscovery", true);
-        if (answer.multistatus.empty()) return answer.status != 404;
+        const PropertyAnswer answer = askProperty(target, "lockdiscovery", true);
+        if (answer.multistatus.empty()) return otherwise && answer.status != 404;
         const auto locks = parseActiveLocks(answer.multistatus);
-        return std::any_of(locks.begin(), locks.end(), [&lock](const ActiveLock& active) {
-            return active.token.empty() || active.token == lock.token;
+        return std::any_of(locks.begin(), locks.end(), [&](const ActiveLock& active) {
+            return active.token.empty() ? otherwise : active.token == token;
         });
     } catch (const Failure&) {
-        return true;
+        return otherwise;
     }
 }
 
@@ -105,29 +126,37 @@ bool mayHaveArrived(Status failure) {
            failure == WEBLNK_BAD_ANSWER || failure == WEBLNK_INTERRUPTED;
 }
 
+// A proxy's word as often as the server's, which may have granted the lock.
+bool mayHideALock(int32_t refusal) {
+    return refusal >= 500 || refusal == 408 || refusal == 412 || refusal == 429;
+}
+
 // A LOCK whose answer was lost may have been done; its token then stands in the properties. Nothing
 // but the owner tells the lock from those of others, so that a person must decide.
-void tellLocksOf(const Target& target, const std::string& owner, vx::Journal* journal) noexcept {
+void tellLocksOf(const Target& target, const vx::LockParms& parms, vx::Journal* journal,
+                 std::string_view why) noexcept {
     guarded(WEBLNK_BAD_ANSWER, [&]() -> Status {
+        const std::string owner = singleBlanks(ownerOf(parms));
         for (const auto& lock :
              parseActiveLocks(askProperty(target, "lockdiscovery", true).multistatus)) {
             if (lock.token.empty() || (!lock.owner.empty() && lock.owner != owner)) continue;
-            tellLockLeft(target, journal, lock.token, "the answer to LOCK was lost");
+            tellLockLeft(target, journal, lock.token, why);
         }
         return vx::VX_SUCCESS;
     });
 }
 
 Answer sendLock(const Target& target, const vx::LockParms& parms, vx::Journal* journal) {
-    const std::string owner = ownerOf(parms);
     Request request = requestFor(target, "LOCK");
     request.headers = {"Depth: 0", timeoutHeader(wantedTimeout(parms.block))};
-    request.document = lockInfo(owner, parms.option == 0 ? "shared" : "exclusive");
+    request.document = lockInfo(ownerOf(parms), parms.option == 0 ? "shared" : "exclusive");
     request.uninterrupted = true;
     try {
         return exchange(target, std::move(request));
     } catch (const Failure& failure) {
-        if (mayHaveArrived(failure.status())) tellLocksOf(target, singleBlanks(owner), journal);
+        if (mayHaveArrived(failure.status())) {
+            tellLocksOf(target, parms, journal, "the answer to LOCK was lost");
+        }
         throw;
     }
 }
@@ -136,13 +165,42 @@ std::shared_ptr<void> watchLock(const Target& target, const std::string& token) 
     return target.settings.watchLock ? target.settings.watchLock(target.url, token) : nullptr;
 }
 
+struct GivenBack {
+    int32_t status;  // of the UNLOCK
+    bool isLeft;     // the lock may still be there, and that was told
+};
+
+// Throws when no answer came, after telling of the lock, too.
+GivenBack giveBack(const Target& target, const std::string& token, vx::Journal* journal) {
+    GivenBack back{};
+    try {
+        back.status = exchange(target, unlockRequest(target, token)).status;
+    } catch (const Failure& failure) {
+        tellLockLeft(target, journal, token, failure.what());
+        throw;
+    }
+    back.isLeft = !isSuccess(back.status) && mayStillBeHeld(target, token, back.status);
+    if (back.isLeft) {
+        tellLockLeft(target, journal, token, fmt::format("the server answered {}", back.status));
+    }
+    return back;
+}
+
 // A holder whose PUT answered 412 takes its lock for lost and asks for another one. When it was the
-// entity tag that did not fit, the old lock is still there and in the way of the new one.
-Answer askForLock(Target& target, const vx::LockParms& parms, vx::Journal* journal) {
-    const std::string forsaken = std::exchange(target.forsakenToken, {});
+// entity tag that did not fit, the old lock is still there: in the way of the new one, or beside it
+// where both are shared.
+Answer askForLock(const Target& target, const vx::LockParms& parms, vx::Journal* journal,
+                  const std::string& forsaken) {
     Answer answer = sendLock(target, parms, journal);
-    if (answer.status != 423 || forsaken.empty()) return answer;
-    if (!isSuccess(exchange(target, unlockRequest(target, forsaken)).status)) return answer;
+    const bool excludes = isSuccess(answer.status) && parms.option != 0;
+    if (forsaken.empty() || excludes) return answer;
+    try {
+        const GivenBack back = giveBack(target, forsaken, journal);
+        if (answer.status != 423 || !isSuccess(back.status)) return answer;
+    } catch (const Failure& failure) {  // what the new lock is needed for comes first
+        logLine(target.logger, vx::LOG_FAILURE, failure.what());
+        return answer;
+    }
     return sendLock(target, parms, journal);
 }
 
@@ -162,20 +220,20 @@ HeldLock::HeldLock(std::shared_ptr<Target> held, std::string itsToken,
     };
     granted(timeout);
     watch_ = watchLock(*target, token);
+    retry_ = since_;
     target->locks.push_back(this);
 }
 
 HeldLock::~HeldLock() {
     std::erase(target->locks, this);
-    if (!given_) target->forsakenToken = token;
 }
 
 void HeldLock::granted(std::optional<uint32_t> timeout) {
     timeout_ = finite(timeout);
-    since_ = retry_ = Clock::now();
+    since_ = Clock::now();
 }
 
-std::chrono::seconds HeldLock::reserve() const {
+HeldLock::Clock::duration HeldLock::reserve() const {
     return std::chrono::seconds(std::max(*timeout_ / 3, std::min(60u, *timeout_ / 2)));
 }
 
@@ -185,8 +243,9 @@ bool HeldLock::nearItsEnd() const {
     return now >= retry_ && now - since_ >= std::chrono::seconds(*timeout_) - reserve();
 }
 
-std::string HeldLock::condition() const {
-    return fmt::format("If: (<{}>)", token);
+std::string HeldLock::condition(const std::optional<EntityTag>& tag) const {
+    if (!tag) return fmt::format("If: (<{}>)", token);
+    return fmt::format("If: (<{}> [{}])", token, tag->sent());
 }
 
 std::string HeldLock::taggedCondition() const {
@@ -194,7 +253,9 @@ std::string HeldLock::taggedCondition() const {
 }
 
 void HeldLock::refresh() {
-    if (timeout_) retry_ = Clock::now() + reserve() / 8;
+    if (timeout_) {
+        retry_ = Clock::now() + (*timeout_ == 0 ? pauseWithoutTime : reserve() / 8);
+    }
     Request request = requestFor(*target, "LOCK");
     request.headers = {condition(), timeoutHeader(timeout_.value_or(defaultTimeout))};
     const Answer answer = exchange(*target, std::move(request));
@@ -209,16 +270,13 @@ void HeldLock::refresh() {
 }
 
 void HeldLock::unlock(int32_t& status) {
-    given_ = true;
-    try {
-        status = exchange(*target, unlockRequest(*target, token)).status;
-    } catch (const Failure& failure) {
-        tellLockLeft(*target, target->journal, token, failure.what());
-        throw;
-    }
-    if (!isSuccess(status) && mayStillBeHeld(*this, status)) {
-        tellLockLeft(*target, target->journal, token,
-                     fmt::format("the server answered {}", status));
+    if (target->forsakenToken == token) target->forsakenToken.clear();
+    const GivenBack back = giveBack(*target, token, target->journal);
+    status = back.status;
+    if (back.isLeft && saysNoLock(status)) {
+        throw Failure(WEBLNK_LOCK_LEFT, fmt::format("UNLOCK {}: the server answered {}, but the "
+                                                    "lock is still there.",
+                                                    target->url, status));
     }
 }
 
@@ -238,18 +296,26 @@ vx::LockObject* lock(CurlClient& client, const vx::LockParms& parms, int32_t& st
                      vx::Journal* journal) {
     const auto& target = client.target;
     const bool defaults = parms.block.flags & vx::LOCK_BLOCK_DEFAULTS;
-    if (!defaults && (parms.block.flags & vx::LOCK_BLOCK_ADOPT)) {
+    const std::string forsaken = std::exchange(target->forsakenToken, {});
+    const bool again = !forsaken.empty();
+    // An adopted lock that is taken for lost is not there to be adopted once more.
+    if (!again && !defaults && (parms.block.flags & vx::LOCK_BLOCK_ADOPT)) {
         auto adopted = adoptedLock(target, parms.block);
+        client.known.noteLock(false, false);
         status = 200;
         return adopted.release();
     }
     throwIfInterrupted(target->settings);
     const auto watch = watchLock(*target, {});  // until the lock itself is watched
-    const Answer answer = askForLock(*target, parms, journal);
+    const Answer answer = askForLock(*target, parms, journal, forsaken);
     status = statusOfChange(answer);
     if (status == 423) tellHolder(*target, journal, answer);
+    if (mayHideALock(status)) {
+        tellLocksOf(*target, parms, journal, fmt::format("LOCK was answered {}", status));
+    }
     if (!isSuccess(status)) return nullptr;
-    auto held = grantedLock(target, answer);
+    client.known.noteLock(again, status == 201);
+    auto held = grantedLock(target, answer, parms);
     if (!held) {
         journalSentence(journal, vx::JOURNAL_FAILURE,
                         fmt::format("LOCK {}: the server answered {} without a lock token, so "

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "host/weblnk.h"
+#include "platform/http/headers.hpp"
 #include "platform/http/target.hpp"
 
 namespace vxhost {
@@ -22,7 +23,8 @@ struct HeldLock : vx::LockObject {
     // failure, which may have taken its time.
     void refresh();
     void unlock(int32_t& status);
-    std::string condition() const;  // the If header that submits the token (10.4)
+    // The If header that submits the token (10.4), beside a tag that must fit.
+    std::string condition(const std::optional<EntityTag>& tag = {}) const;
     // The same for this resource alone, where a request is about another one, too.
     std::string taggedCondition() const;
 
@@ -31,10 +33,9 @@ struct HeldLock : vx::LockObject {
 
 private:
     using Clock = std::chrono::steady_clock;
-    std::chrono::seconds reserve() const;  // before the end of a lock that ends
+    Clock::duration reserve() const;  // before the end of a lock that ends
     std::optional<uint32_t> timeout_;
     std::shared_ptr<void> watch_;
-    bool given_ = false;  // back, or as well as could be done
     Clock::time_point since_;
     Clock::time_point retry_;  // no renewal before
 };

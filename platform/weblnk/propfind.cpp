@@ -14,6 +14,14 @@
 namespace vxhost {
 namespace {
 
+MemberState parseMemberState(const MultistatusBuilder::Told& told) {
+    MemberState state;
+    state.tag = parseEntityTag(told.entityTag);
+    state.size = parseContentLength(told.contentLength);
+    state.modified = parseHttpDate(told.lastModified);
+    return state;
+}
+
 // Builds the document while the answer arrives.
 class MultistatusSink : public BodySink {
 public:
@@ -43,6 +51,10 @@ public:
                                 target_.url, builder_->skipped()));
         }
         return document.release();
+    }
+
+    MemberState latest() const {
+        return builder_ ? parseMemberState(builder_->latest()) : MemberState();
     }
 
 private:
@@ -75,6 +87,7 @@ vx::Document* propFind(CurlClient& client, uint32_t depth, const vx::Document& r
     ask.repeatable = ask.follows301 = true;
     const int32_t answered = exchange(*client.target, std::move(ask)).status;
     vx::Document* document = isSuccess(answered) ? sink.finish() : nullptr;
+    if (document && depth == 0) client.known.noteProperties(sink.latest());
     status = answered;
     return document;
 }

@@ -50,8 +50,6 @@ std::shared_ptr<Target> makeTarget(const Settings& settings, const vx::ClientPar
                .credentials = std::move(credentials),
                .journal = parms.journal,
                .logger = findLogger(view(parms.channel, parms.channelLength)),
-               .etag = {},
-               .toldSize = {},
                .locks = {},
                .forsakenToken = {}});
 }

@@ -58,16 +58,17 @@ TEST_F(Writing, severalFilesShareConnectionsAndOneFailureIsNotTheEnd) {
 // What others stored while the editor was open stays, and so does what the person wrote.
 TEST_F(Writing, conflictsLoseNothing) {
     struct Conflict {
-        std::string deeds;  // of others: Unlock, Delete, Put, Write the file behind the lock
+        // Of others: Unlock, Delete, Put, Write the file behind the lock, the Same size, or set its
+        // date back, as if it were a change within the same second.
+        std::string deeds;
         bool withoutLocks;
         int exitCode;
         const char* stored;
     };
-    const Conflict rows[] = {{"U", false, 0, "old mine"},
-                             {"UD", false, 0, "old mine"},
-                             {"UP", false, 6, "theirs"},
-                             {"W", false, 6, "theirs"},
-                             {"P", true, 6, "theirs"}};
+    const Conflict rows[] = {{"U", false, 0, "old mine"}, {"UD", false, 0, "old mine"},
+                             {"UP", false, 6, "theirs"},  {"W", false, 6, "theirs"},
+                             {"UPB", false, 6, "theirs"}, {"P", true, 6, "theirs"},
+                             {"PB", true, 6, "theirs"},   {"SB", true, 6, "odd "}};
     mkfifo((home / "fifo").c_str(), 0600);
     editWith("echo editing; cat \"$HOME/fifo\" >> \"$1\"");
     const std::filesystem::path kept = work / "plan.mine.txt";
@@ -76,6 +77,10 @@ TEST_F(Writing, conflictsLoseNothing) {
         const Apache shared({.withoutLocks = row.withoutLocks});
         const std::string plan = shared.url("plan.txt");
         addOldMember(shared, "plan.txt", "old ");
+        const auto file = shared.documentRoot() / "plan.txt";
+        // An old file whose date comes back cannot be told from one that nobody touched.
+        if (row.deeds == "SB") shared.addMember("plan.txt", "old ");
+        const auto date = std::filesystem::last_write_time(file);
         support::RunningProcess program(command({"edit", plan}));
         ASSERT_TRUE(program.expect("editing"));
         for (const char deed : row.deeds) {
@@ -83,6 +88,8 @@ TEST_F(Writing, conflictsLoseNothing) {
             if (deed == 'D') support::ask(shared.port(), "DELETE", "/plan.txt");
             if (deed == 'P') support::ask(shared.port(), "PUT", "/plan.txt", {}, "theirs");
             if (deed == 'W') shared.addMember("plan.txt", "theirs");
+            if (deed == 'S') shared.addMember("plan.txt", "odd ");
+            if (deed == 'B') std::filesystem::last_write_time(file, date);
         }
         writeFile(home / "fifo", "mine");
         const bool stored = row.exitCode == 0;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/base/status.hpp"
 #include "tests/support/files.hpp"
 #include "tests/support/temporary_directory.hpp"
 

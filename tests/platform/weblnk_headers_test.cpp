@@ -35,6 +35,11 @@ std::string timeout(std::string_view given) {
     return seconds ? std::to_string(*seconds) : "-";
 }
 
+std::string entityTag(std::string_view given) {
+    const EntityTag tag = parseEntityTag(given);
+    return tag.text.empty() ? "-" : tag.sent();
+}
+
 std::string retryAfter(std::string_view given) {
     const auto now = std::chrono::system_clock::from_time_t(784111777);
     return std::to_string(parseRetryAfter(given, now).value().count());
@@ -63,10 +68,13 @@ TEST(WeblnkHeaders, areReadOrRefusedWhole) {
         {parseTokenUri, "a>", ""},
         {parseTokenUri, "<b", ""},
         {parseTokenUri, "urn:\xC3\xBC", ""},
-        {parseStrongEtag, "\"a-1\"", "\"a-1\""},
-        {parseStrongEtag, "W/\"a\"", ""},
-        {parseStrongEtag, "\"a\"b\"", ""},
-        {parseStrongEtag, "\"a b\"", ""},
+        {entityTag, "\"a-1\"", "\"a-1\""},
+        {entityTag, " W/\"a\" ", "W/\"a\""},
+        {entityTag, "a", "\"a\""},
+        {entityTag, "\"a-gzip\"", "-"},
+        {entityTag, "\"a\"b\"", "-"},
+        {entityTag, "\"a b\"", "-"},
+        {entityTag, "W/", "-"},
         {timeout, "Second-4294967295", "4294967295"},  // LOCK_TIMEOUT_INFINITE
         {timeout, "Infinite, Second-60", "4294967295"},
         {timeout, "Extend-1, Second-60", "60"},

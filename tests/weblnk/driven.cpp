@@ -45,10 +45,10 @@ Driven::Driven(std::string itsUser, std::string itsPassword)
     std::signal(SIGPIPE, SIG_IGN);  // OpenSSL writes to a peer that is gone
     settings.interrupted = &interrupted;
     settings.stallTimeout = std::chrono::seconds(5);
-    settings.strayLock = [this](const StrayLock& lock) {
+    settings.strayLock = [this](const StrayLock& stray) {
         journal.write(vx::JOURNAL_NOTE,
-                      fmt::format("a lock of {}: {} {}", lock.taken ? "ours" : "earlier", lock.url,
-                                  lock.token));
+                      fmt::format("a lock of {}: {} {}", stray.taken ? "ours" : "earlier",
+                                  stray.url, stray.token));
     };
     settings.passwordInClear = [this](std::string_view origin) { passwordsInClear += origin; };
     weblnk.reset(reinterpret_cast<vx::Weblnk*>(createWeblnk(settings)));
@@ -88,13 +88,13 @@ std::string Driven::told(vx::Status result) const {
     return status == -1 ? text : fmt::format("{} {}", text, status);
 }
 
-std::string Driven::list() {
+std::string Driven::propFind(uint32_t depth) {
     TreeBuilder builder;
     builder.feed("<propfind xmlns='DAV:'><allprop/></propfind>");
     const auto request = builder.finish();
     vx::Document* document = nullptr;
     std::string text =
-        told(client->InstPropFind(client.get(), 1, request.get(), &status, &document));
+        told(client->InstPropFind(client.get(), depth, request.get(), &status, &document));
     if (!document) return text + " no document";
     const Owned<vx::Document> owned(document);
     for (const vx::Node* response = document->firstChild->firstChild; response;
@@ -136,7 +136,7 @@ std::string Driven::move(const std::string& destination) {
 std::string Driven::takeLock(uint32_t seconds, const std::string& adopted) {
     std::u32string owner = U"ZEB <1> & co";
     vx::LockParms parms{};
-    parms.option = 1;
+    parms.option = sharesLock ? 0 : 1;
     parms.owner = owner.data();
     parms.ownerLength = owner.size();
     parms.block = {adopted.empty() ? 0 : vx::LOCK_BLOCK_ADOPT, seconds, adopted.data(),

@@ -31,8 +31,10 @@ struct Driven {
     std::string options() {  // its methods are in allowed
         return told(client->InstOptions(client.get(), 0, &status, &allowed, 0));
     }
-    std::string list();  // a PROPFIND: with the hrefs, or "no document"
-    std::string get();   // with the content in brackets, closed by its end
+    // A PROPFIND: with the hrefs, or "no document".
+    std::string propFind(uint32_t depth);
+    std::string list() { return propFind(1); }
+    std::string get();  // with the content in brackets, closed by its end
     // Under the lock that is held. What is pulled ends with that status.
     std::string put(const std::string& content, vx::PutOptions options = {},
                     vx::Status end = vx::VX_END_OF_DATA);
@@ -58,6 +60,7 @@ struct Driven {
     std::string url, user, password, proxy;
     std::string passwordsInClear;  // the origins that got one
     uint8_t clientOption = 0;
+    bool sharesLock = false;
     std::unique_ptr<vx::Weblnk, Unloader> weblnk;
     Owned<vx::HttpContext> context;
     Owned<vx::LockObject> lock;

@@ -25,6 +25,15 @@ Answer granted(const std::string& timeout) {
     return Answer::xml(200, lockAnswer(timeout)).with("Lock-Token", "<urn:t:1>");
 }
 
+// An answer whose member was last changed at that time of the answer's day, or a minute before.
+Answer dated(const std::string& text, const char* tag, const std::string& time) {
+    const std::string day = "Mon, 06 Jan 2025 ";
+    return Answer(200, text)
+        .with("ETag", tag)
+        .with("Last-Modified", day + (time == "10:20:29" ? time : "10:19:30") + " GMT")
+        .with("Date", day + "10:20:30 GMT");
+}
+
 auto putting(size_t size, vx::PutOptions options = {}, vx::Status end = vx::VX_END_OF_DATA) {
     return [=](Driven& driven) { return driven.put(pattern(size), options, end); };
 }
@@ -38,7 +47,13 @@ std::string locking(Driven& driven) {
     const std::string taken = driven.takeLock();
     return driven.lock ? taken + ", " + driven.unlock() : taken;
 }
+std::string sharing(Driven& driven) {
+    driven.sharesLock = true;
+    return locking(driven);
+}
 constexpr auto removing = &Driven::remove;
+const std::string lock = "LOCK /a 0 Second-7200 ";
+const Answer done(204);
 
 TEST(WeblnkPut, aPartNeverPassesForTheWhole) {
     const Answer stored(201);
@@ -68,7 +83,7 @@ TEST(WeblnkPut, conditionsAreSent) {
         driven.takeLock();
         return driven.put("012");
     };
-    const auto tagged = [](const char* tag) { return Answer(200, "x").with("ETag", tag); };
+    const auto tagged = [](const char* tag) { return dated("x", tag, "10:20:30"); };
     const std::string both = "PUT /a [012] 204, PUT /a [012] 204, ";
     check({run,
            {Answer(204), Answer(204), tagged("\"e1\""), tagged("\"e2\""), tagged("\"e3\""),
@@ -80,6 +95,63 @@ TEST(WeblnkPut, conditionsAreSent) {
                both + "GET /a 200, " + both +
                "LOCK /a 0 Second-7200 200, PUT /a (<urn:t:1>) [012] 204",
            "answered 404"});
+}
+
+// A PUT under a lock is refused with 412, and the lock taken again: what was seen then decides.
+TEST(WeblnkPut, whatOthersStoredMeanwhileIsNotOverwritten) {
+    const auto run = [](Driven& driven) {
+        driven.takeLock();
+        driven.get();
+        const std::string first = driven.put("012");
+        driven.lock.reset();
+        driven.takeLock();
+        driven.head();
+        driven.propFind(0);
+        return first + ", " + driven.put("012");
+    };
+    const auto properties = [](const char* tag) {
+        return Answer::xml(207,
+                           "<multistatus xmlns='DAV:'><response><href>/a</href><propstat><prop>"
+                           "<getetag>" +
+                               std::string(tag) +
+                               "</getetag><getcontentlength>3</getcontentlength></prop></propstat>"
+                               "</response></multistatus>");
+    };
+    const auto cycle = [&](const char* fetched, const char* head, const char* told) {
+        return std::vector{granted("Infinite"), dated("old", fetched, "10:20:30"), Answer(412),
+                           granted("Infinite"), dated("", head, "10:20:30"),       properties(told),
+                           Answer(204)};
+    };
+    const std::string begin = lock + "200, GET /a 200, PUT /a (<urn:t:1> [",
+                      middle = "]) 412, " + lock + "200, HEAD /a 200, PROPFIND /a 0 207",
+                      again = ", PUT /a (<urn:t:1>", end = ") [012] 204", told = "somebody else";
+    checkAll({
+        {run, cycle("\"1\"", "\"1\"", "1"), "412, 204",
+         begin + "\"1\"" + middle + again + " [\"1\"]" + end},
+        {run, cycle("W/\"1\"", "\"1\"", "\"1\""), "412, 204",
+         begin + "W/\"1\"" + middle + again + end},
+        {run, cycle("\"1\"", "\"2\"", "\"2\""), "412, 412", begin + "\"1\"" + middle, told},
+        {run, cycle("\"1\"", "\"1\"", "2"), "412, 412", begin + "\"1\"" + middle, told},
+    });
+}
+
+// Its entity tag and dates say nothing: they might be those of a change in the same second.
+TEST(WeblnkPut, aMemberChangedJustNowIsFetchedAgainAndCompared) {
+    const auto run = [](Driven& driven) {
+        driven.get();
+        return driven.put("012", {vx::PUT_IF_UNCHANGED, 0, 0});
+    };
+    const auto now = [](const char* text) { return dated(text, "\"1\"", "10:20:29"); };
+    const std::string twice = "GET /a 200, GET /a 200", put = ", PUT /a \"1\" [012] 204";
+    checkAll({
+        {run, {now("old"), now("old"), Answer(204)}, "204", twice + put},
+        {run, {now("old"), now("odd"), Answer(204)}, "412", twice, "somebody else"},
+        {run,
+         {now("old"), Answer(404), Answer(204)},
+         "204",
+         "GET /a 200, GET /a 404, PUT /a [012] 204"},
+        {run, {now("old"), Answer(403)}, "BAD_ANSWER", "GET /a 200, GET /a 403", "answered 403"},
+    });
 }
 
 TEST(WeblnkPut, goesOutWholeOrNotAtAll) {
@@ -188,8 +260,6 @@ TEST(WeblnkWriting, collectionsAreMadeMovedAndDeletedAsSuch) {
            "MOVE /a http://h/d/%41%3F F <URL/a> (<urn:t:1>) 201"});
 }
 
-const std::string lock = "LOCK /a 0 Second-7200 ";
-
 TEST(WeblnkLock, theTokenComesFromHeaderOrBody) {
     const std::string lost = lock + "0, PROPFIND /a 0 404", none = "without a lock token";
     const Answer bare = Answer::xml(201, lockAnswer("Infinite", " urn:t:2 "));
@@ -200,7 +270,8 @@ TEST(WeblnkLock, theTokenComesFromHeaderOrBody) {
         {locking, {header, done}, "200 lock, 204", lock + "200, UNLOCK /a <urn:t:3> 204"},
         {locking, {Answer::xml(200, lockAnswer("9", ""))}, "200", lock + "200", none},
         {locking, {Answer::xml(200, "<prop")}, "200", lock + "200", none},
-        {locking, {Answer(500)}, "500", lock + "500"},
+        {locking, {Answer(403)}, "403", lock + "403"},
+        {sharing, {bare}, "201", lock + "201", none},  // somebody else's
         {locking, {Answer().dropped(), Answer(404)}, "-1", lost, "the connection"},
     });
 
@@ -215,17 +286,23 @@ TEST(WeblnkLock, theTokenComesFromHeaderOrBody) {
 TEST(WeblnkLock, aLockNearItsEndIsRenewedBeforeTheNextRequest) {
     const auto run = [](Driven& driven) {
         driven.takeLock();
-        for (int i = 0; i < 5; ++i) driven.head();
+        driven.head();
+        driven.head();
         driven.lock.reset();
         return driven.head();
     };
-    const std::string renewal = "LOCK /a Second-0 (<urn:t:1>) ", head = ", HEAD /a 200, ";
-    check({run,  // a renewal that fails stops nothing; 600 seconds are long enough
-           {granted("Second-0"), Answer(412), Answer(200), Answer().dropped(), Answer(200),
-            granted("Second-0"), Answer(200), granted("Second-600"), Answer(200)},
-           "200",
-           lock + "200, " + renewal + "412" + head + renewal + "0" + head + renewal + "200" + head +
-               renewal + "200" + head + "HEAD /a 200, HEAD /a 200"});
+    const std::string renewal = "LOCK /a Second-0 (<urn:t:1>) ",
+                      heads = ", HEAD /a 200, HEAD /a 200, HEAD /a 200";
+    const std::pair<Answer, const char*> rows[] = {{Answer(412), "412"},  // which stops nothing
+                                                   {Answer().dropped(), "0"},
+                                                   {Answer(200), "200"},
+                                                   {granted("Second-0"), "200"},
+                                                   {granted("Second-600"), "200"}};
+    for (const auto& [answer, status] : rows)
+        check({run,
+               {granted("Second-0"), answer, Answer(200)},
+               "200",
+               lock + "200, " + renewal + status + heads});
 }
 
 TEST(WeblnkLock, whoHoldsItIsTold) {
@@ -250,7 +327,7 @@ TEST(WeblnkJournal, ofTheOperationIsToldWhereThereIsOne) {
     support::ScriptedServer server;
     server.on("PUT", "/a", Answer::xml(423, lockAnswer("Second-60")));
     server.on("GET", "/a", Answer(404));
-    UserJournal running;
+    vxhost::UserJournal running;
     Driven driven;
     driven.at(server.url("a")).running = &running;
     driven.put("x");
@@ -261,15 +338,29 @@ TEST(WeblnkJournal, ofTheOperationIsToldWhereThereIsOne) {
 
 // By its token, when it may be ours: the server kept no owner, or this one.
 TEST(WeblnkLock, aLockWhoseAnswerWasLostIsNamed) {
-    const std::string requests = lock + "0, PROPFIND /a 0 207";
     const std::pair<const char*, bool> rows[] = {{"<owner> ZEB &lt;1&gt;\n&amp; co</owner>", true},
                                                  {"", true},
                                                  {"<owner>ada</owner>", false}};
-    for (const auto& [owner, named] : rows) {
-        const Answer found = Answer::xml(207, lockAnswer("Infinite", "urn:t:9", owner));
-        const std::string told =
-            check({locking, {Answer().dropped(), found}, "-1", requests, "the connection"});
-        EXPECT_EQ(told.find("a lock of ours: URL/a urn:t:9\n") != told.npos, named) << told;
+    const std::pair<Answer, std::string> losses[] = {{Answer().dropped(), "-1"},
+                                                     {Answer(504), "504"},
+                                                     {Answer(408), "408"},
+                                                     {Answer(412), "412"},
+                                                     {Answer(429), "429"}};
+    for (const auto& [loss, status] : losses) {
+        for (const auto& [owner, named] : rows) {
+            const Answer found = Answer::xml(207, lockAnswer("Infinite", "urn:t:9", owner));
+            const bool cut = status == "-1";
+            const std::string requests = lock + (cut ? "0" : status) + ", PROPFIND /a 0 207",
+                              command = "a lock of ours: URL/a urn:t:9\n";
+            const std::string told = check({locking,
+                                            {loss, found},
+                                            status,
+                                            requests,
+                                            named ? command
+                                            : cut ? "the connection"
+                                                  : ""});
+            EXPECT_EQ(told.find(command) != told.npos, named) << told;
+        }
     }
 }
 
@@ -283,34 +374,57 @@ TEST(WeblnkLock, aLockThatIsLeftIsNamed) {
     const Answer same = Answer::xml(207, lockAnswer("Infinite", "urn:t:9"));
     const Answer another = Answer::xml(207, lockAnswer("Infinite", "urn:another"));
     const std::string unlock = "UNLOCK /a <urn:t:9> ", again = ", UNLOCK /a <urn:t:9> 204";
-    const std::string looked = "403, PROPFIND /a 0 207", stays = "a lock of ours: URL/a urn:t:9\n";
+    const std::string gone = "409, PROPFIND /a 0 207", unseen = "409, PROPFIND /a 0 500";
+    const std::string looked = "403, PROPFIND /a 0 207",
+                      command = "a lock of ours: URL/a urn:t:9\n";
     checkAll({
         {run, {done}, "204, 204", unlock + "204" + again},
-        {run, {Answer(409), done}, "409, 204", unlock + "409" + again},
-        {run, {Answer(403), same, done}, "403, 204", unlock + looked + again, stays},
+        {run, {Answer(409), another, done}, "409, 204", unlock + gone + again},
+        {run, {Answer(409), Answer(500), done}, "409, 204", unlock + unseen + again},
+        {run, {Answer(409), same, done}, "80FFD010 409, 204", unlock + gone + again, command},
+        {run, {Answer(403), same, done}, "403, 204", unlock + looked + again, command},
         {run, {Answer(403), another, done}, "403, 204", unlock + looked + again},
-        {run, {Answer().dropped(), done}, "CUT_OFF, 204", unlock + "0" + again, stays},
+        {run, {Answer().dropped(), done}, "CUT_OFF, 204", unlock + "0" + again, command},
     });
 }
 
-// A PUT refused with 412 makes the holder give up the lock; it is in the way of the next one.
+// A PUT refused with 412 makes the holder give up the lock, which is in the way of the next one, or
+// stays beside it; one that was adopted is as much in doubt. A lock that was left is left alone.
 TEST(WeblnkLock, aForsakenLockIsGivenBackForTheNextOne) {
-    const auto run = [](Driven& driven) {
-        driven.takeLock();
-        driven.lock.reset();
-        driven.head();  // the lock is no longer renewed
-        const std::string taken = driven.takeLock();
-        driven.head();  // nor is the new one, whose timeout is not the other's
-        return taken;
+    const auto run = [](bool shared, const char* adopted, bool refused) {
+        return [=](Driven& driven) {
+            driven.sharesLock = shared;
+            driven.takeLock(0, adopted);
+            if (refused) driven.put("");
+            driven.lock.reset();
+            const std::string taken = driven.takeLock(0, adopted);
+            driven.head();  // neither is renewed: the new one's timeout is not another's
+            return taken;
+        };
     };
-    const Answer ours = Answer::xml(
-        200, "<all>" + lockAnswer("Second-0", "urn:another") + lockAnswer("Second-600") + "</all>");
-    check({run,
-           {granted("Second-0"), Answer(200), Answer(423), Answer(204),
-            Answer(ours).with("Lock-Token", "<urn:t:1>"), Answer(200)},
-           "200 lock",
-           lock + "200, HEAD /a 200, " + lock + "423, UNLOCK /a <urn:t:1> 204, " + lock +
-               "200, HEAD /a 200"});
+    const Answer ours = Answer::xml(200, "<all>" + lockAnswer("Second-0", "urn:another") +
+                                             lockAnswer("Second-600") + "</all>")
+                            .with("Lock-Token", "<urn:t:1>");
+    const Answer first = granted("Infinite"), locked(423), refusal(412), ok(200);
+    const std::string got = lock + "200, ", put = "PUT /a (<urn:t:1>) 412, ",
+                      unlock = "UNLOCK /a <urn:t:1> 204, ", head = "HEAD /a 200",
+                      inTheWay = lock + "423, " + unlock;
+    checkAll({
+        {run(false, "", true),
+         {first, refusal, locked, done, ours, ok},
+         "200 lock",
+         got + put + inTheWay + got + head},
+        {run(false, "", true), {first, refusal, ours, ok}, "200 lock", got + put + got + head},
+        {run(true, "", true),
+         {first, refusal, ours, done, ok},
+         "200 lock",
+         got + put + got + unlock + head},
+        {run(false, "urn:t:1", true),
+         {refusal, locked, done, ours, ok},
+         "200 lock",
+         put + inTheWay + got + head},
+        {run(false, "urn:t:1", false), {ok}, "200 lock", head},
+    });
 }
 
 }  // namespace

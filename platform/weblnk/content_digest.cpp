@@ -1,0 +1,85 @@
+#include "platform/weblnk/content_digest.hpp"
+
+#include <fmt/format.h>
+
+#include <new>
+#include <optional>
+#include <utility>
+
+#include "platform/base/status.hpp"
+#include "platform/http/exchange.hpp"
+#include "platform/http/repeats.hpp"
+
+namespace vxhost {
+namespace {
+
+std::optional<std::chrono::duration<double>> racyTimeOf(const Headers& headers) {
+    return racyTime(parseHttpDate(headers.first("Last-Modified")),
+                    parseHttpDate(headers.first("Date")));
+}
+
+}  // namespace
+
+void DigestingSink::begin(const Answer& answer) {
+    size_ = 0;
+    wanted_ = !next_ || racyTimeOf(answer.headers);
+    if (sodium_init() < 0) throw std::bad_alloc();
+    crypto_generichash_init(&state_, nullptr, 0, sizeof(ContentDigest));
+    if (next_) next_->begin(answer);
+}
+
+void DigestingSink::write(std::string_view piece) {
+    if (wanted_) {
+        crypto_generichash_update(&state_, reinterpret_cast<const unsigned char*>(piece.data()),
+                                  piece.size());
+    }
+    size_ += piece.size();
+    if (next_) next_->write(piece);
+}
+
+ContentDigest DigestingSink::digest() const {
+    ContentDigest digest{};
+    crypto_generichash_state state = state_;
+    crypto_generichash_final(&state, digest.data(), digest.size());
+    return digest;
+}
+
+void noteFetched(KnownMember& known, const Answer& answer, const DigestingSink& sink) {
+    MemberState state = parseMemberState(answer.headers);
+    state.size = sink.size();
+    known.noteFetched(std::move(state), parseHttpDate(answer.headers.first("Date")), sink.digest(),
+                      KnownMember::Clock::now());
+}
+
+Request contentRequest(const Target& target) {
+    Request request = requestFor(target, "GET");
+    request.headers = {"Accept-Encoding: identity"};  // the member's own bytes
+    request.repeatable = request.follows301 = request.endsAtSlash = request.content = true;
+    return request;
+}
+
+bool sameContent(CurlClient& client) {
+    const Target& target = *client.target;
+    KnownMember& known = client.known;
+    pause(target.settings, std::chrono::ceil<std::chrono::milliseconds>(known.racyUntil() -
+                                                                        KnownMember::Clock::now()));
+    DigestingSink sink;
+    Request request = contentRequest(target);
+    request.sink = &sink;
+    const Answer answer = exchange(target, std::move(request));
+    if (answer.status == 404) {
+        known.noteHead(MemberState::missing(), false);
+        return true;
+    }
+    if (answer.status != 200) {
+        throw Failure(WEBLNK_BAD_ANSWER,
+                      fmt::format("GET {}: the server answered {}, so that nobody can tell whether "
+                                  "somebody else changed it; nothing was stored.",
+                                  target.url, answer.status));
+    }
+    if (!known.hasContent(sink.digest())) return false;
+    noteFetched(known, answer, sink);
+    return true;
+}
+
+}  // namespace vxhost
