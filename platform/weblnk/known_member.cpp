@@ -1,12 +1,12 @@
 #include "platform/weblnk/known_member.hpp"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <string>
 #include <utility>
 
 #include "host/weblnk.h"
+#include "platform/base/ascii.hpp"
 #include "platform/text/date.hpp"
 
 namespace vxhost {
@@ -45,19 +45,12 @@ std::optional<double> parseHttpDate(std::string_view value) {
     return parseDate(std::u32string(value.begin(), value.end()));
 }
 
-std::optional<uint64_t> parseContentLength(std::string_view value) {
-    uint64_t size = 0;
-    const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), size);
-    const bool whole = error == std::errc{} && end == value.data() + value.size();
-    return whole ? std::optional(size) : std::nullopt;
-}
-
 MemberState parseMemberState(const Headers& headers) {
     MemberState state;
     state.modified = parseHttpDate(headers.first("Last-Modified"));
     if (isCoded(headers)) return state;
     state.tag = parseEntityTag(headers.first("ETag"));
-    state.size = parseContentLength(headers.first("Content-Length"));
+    state.size = parseNumber<uint64_t>(headers.first("Content-Length"));
     if (state.size == 0) state.size.reset();  // as some servers say of every HEAD
     return state;
 }

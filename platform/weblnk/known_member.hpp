@@ -24,7 +24,6 @@ struct MemberState {
 
 MemberState parseMemberState(const Headers& headers);  // of a GET or HEAD
 std::optional<double> parseHttpDate(std::string_view value);
-std::optional<uint64_t> parseContentLength(std::string_view value);
 
 enum class Verdict : uint8_t { unchanged, unknown, gone, changed };  // each outweighs those before
 

@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "platform/base/ascii.hpp"
 #include "platform/base/logger.hpp"
 #include "platform/base/status.hpp"
 #include "platform/http/exchange.hpp"
@@ -17,7 +18,7 @@ namespace {
 MemberState parseMemberState(const MultistatusBuilder::Told& told) {
     MemberState state;
     state.tag = parseEntityTag(told.entityTag);
-    state.size = parseContentLength(told.contentLength);
+    state.size = parseNumber<uint64_t>(told.contentLength);
     state.modified = parseHttpDate(told.lastModified);
     return state;
 }

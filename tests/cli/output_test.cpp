@@ -61,7 +61,7 @@ TEST(Output, sizesAndDates) {
     EXPECT_EQ(rfc3339(time), "2023-11-14T22:13:20.250Z");
     EXPECT_EQ(rfc3339(Time{std::chrono::milliseconds(-500)}), "1969-12-31T23:59:59.500Z");
     EXPECT_EQ(rfc3339(Time{std::chrono::seconds(-62'167'219'200)}), "0000-01-01T00:00:00Z");
-    for (const double seconds : {-62'167'219'200.1, 253'402'300'800., 1e300, NAN})
+    for (const double seconds : {-62'167'219'200.1, 253'402'300'800., 1e300, std::nan("")})
         EXPECT_FALSE(timeOf(seconds)) << seconds;
     EXPECT_EQ(rfc3339(*timeOf(253'402'300'799.)), "9999-12-31T23:59:59Z");
 }

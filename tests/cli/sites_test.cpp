@@ -167,7 +167,9 @@ TEST_F(Sites, whatOthersCanUseOrHaveAlteredIsNotUsed) {
         expect({{{"ls", "work:"}, 8, told}, {login(url), 8, told}});
         chmod(file.c_str(), 0600);
     }
-    writeSite(std::string(good).replace(good.find("{zeb") + 50, 1, "="));
+    std::string altered = good;
+    altered[good.find("{zeb") + 50] = '=';
+    writeSite(altered);
     expect({{{"ls", "work:"}, 8, "Use quillon login for that"}});
     writeSite(good);
     writeFile(keyFile, std::string(32, 'k'));

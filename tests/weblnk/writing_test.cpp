@@ -53,7 +53,6 @@ std::string sharing(Driven& driven) {
 }
 constexpr auto removing = &Driven::remove;
 const std::string lock = "LOCK /a 0 Second-7200 ";
-const Answer done(204);
 
 TEST(WeblnkPut, aPartNeverPassesForTheWhole) {
     const Answer stored(201);
