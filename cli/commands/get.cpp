@@ -180,7 +180,7 @@ int fetchAll(Session& session, const std::vector<Address>& members, const GetOpt
         if (destination) meetServers(session, members, openOptions(*destination));
     }
     return runTasks(members.size(), jobs, session, [&](size_t i) -> int {
-        if (inOrder && outputAbandoned()) return EXIT_DONE;  // the end tells
+        if (inOrder && outputAbandoned()) return EXIT_UNREAD;
         const Result<void> fetched = fetch(session, members[i], options);
         return fetched ? EXIT_DONE : report("fetch", members[i].url(), fetched.error());
     });

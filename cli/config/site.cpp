@@ -28,6 +28,7 @@ constexpr SiteKey keys[] = {
     {"timeout", &Site::timeoutSeconds, false,
      [](const Site& site) { return rangeProblem(site.timeoutSeconds, 86'400); }},
     {"jobs", &Site::jobs, false, [](const Site& site) { return rangeProblem(site.jobs, 64); }},
+    {"insecure-basic", &Site::insecureBasic},
 };
 
 constexpr std::string_view nameCharacters =

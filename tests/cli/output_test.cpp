@@ -23,8 +23,8 @@ TEST(Output, whatCouldMoveTheCursorIsWrittenOut) {
         {"a\xE2\x80\xAE z\xFF\xC3", "a\\xE2\\x80\\xAE z\\xFF\\xC3"},
     };
     for (const auto& [name, shown] : rows) EXPECT_EQ(harmless(name), shown);
-    EXPECT_EQ(harmlessJson("\"\xC3\xBC\x7F\xC2\x9B\xE2\x80\xAE\xF3\xA0\x80\x81\""),
-              "\"\xC3\xBC\\u007F\\u009B\\u202E\\uDB40\\uDC01\"");
+    EXPECT_EQ(harmlessJson("\"\xC3\xBC\x7F\xC2\x9B\xE2\x80\xAE\xF0\x9F\xBF\xBF\""),
+              "\"\xC3\xBC\\u007F\\u009B\\u202E\\uD83F\\uDFFF\"");
 }
 
 TEST(Output, columnsAreAlignedByWhatIsSeen) {
