@@ -14,11 +14,10 @@
 #include <vector>
 
 #include "cli/commands/command.hpp"
-#include "cli/parser/complete.hpp"
+#include "cli/commands/complete.hpp"
 #include "cli/parser/man_page.hpp"
 #include "cli/parser/parser.hpp"
-#include "cli/terminal/core_dump.hpp"
-#include "cli/terminal/interrupt.hpp"
+#include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
 #include "client/address.hpp"

@@ -6,15 +6,14 @@
 
 #include <cstdlib>
 #include <optional>
+#include <utility>
 
-#include "cli/commands/hold_member.hpp"
 #include "cli/commands/what_is_there.hpp"
 #include "cli/commands/work_copy.hpp"
-#include "cli/terminal/interrupt.hpp"
 #include "cli/terminal/last_words.hpp"
+#include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
-#include "client/lock_notes.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -140,6 +139,19 @@ int changeMember(Session& session, const Address& address, const Changer& change
     std::optional<WrittenNote> note;  // until the lock is off
     const int code = Change(session, address, changer, **member, *hold, note).run(address.name());
     return released(*hold, address, code, note ? &*note : nullptr);
+}
+
+ExitCode reportNotUnlocked(const Address& address, Error error) {
+    if (error.kind == Kind::interrupted) error.kind = Kind::network;
+    return report("unlock", address.url(), error);
+}
+
+int released(Hold& hold, const Address& address, int code, WrittenNote* note) {
+    Result<void> gone = hold.release();
+    if (gone) return code;
+    if (note != nullptr) note->leave();
+    const ExitCode failed = reportNotUnlocked(address, std::move(gone).error());
+    return code == EXIT_DONE ? failed : code;
 }
 
 }  // namespace quillon::cli

@@ -1,4 +1,4 @@
-// What edit and lock share: a program changes a member's content while nobody else can.
+// What commands share that change a member while nobody else can, and the ends of their holds.
 #pragma once
 
 #include <filesystem>
@@ -6,9 +6,14 @@
 #include <string_view>
 
 #include "cli/session/session.hpp"
+#include "cli/terminal/exit_code.hpp"
+#include "client/address.hpp"
+#include "client/hold.hpp"
+#include "client/lock_notes.hpp"
 
 namespace quillon::cli {
 
+// For edit and lock: a program that changes a member's content.
 struct Changer {
     std::string_view attempt;  // for a failure's report: "edit"
     bool tellsUnchanged = false;
@@ -20,5 +25,13 @@ struct Changer {
 // it. A program that fails stores nothing, and its exit code is the result. A changed content that
 // was not stored is kept in a local file, which a message names. Failures have been reported.
 int changeMember(Session& session, const Address& address, const Changer& changer);
+
+// Reports that a lock could not be given back, with the command that removes it even when it was an
+// interrupt that ended the UNLOCK.
+ExitCode reportNotUnlocked(const Address& address, Error error);
+
+// Releases the hold at a command's end, and reports a lock that may still be there. The command's
+// code, or that of this failure when the command had none. A note of the lock stays with it.
+int released(Hold& hold, const Address& address, int code, WrittenNote* note = nullptr);
 
 }  // namespace quillon::cli

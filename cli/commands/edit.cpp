@@ -6,7 +6,7 @@
 #include "cli/commands/change.hpp"
 #include "cli/commands/command.hpp"
 #include "cli/terminal/foreground.hpp"
-#include "cli/terminal/interrupt.hpp"
+#include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
 
 namespace quillon::cli {

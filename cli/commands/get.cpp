@@ -14,8 +14,8 @@
 
 #include "cli/commands/command.hpp"
 #include "cli/commands/what_is_there.hpp"
-#include "cli/session/workers.hpp"
-#include "cli/terminal/interrupt.hpp"
+#include "cli/session/jobs.hpp"
+#include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
 

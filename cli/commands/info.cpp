@@ -4,8 +4,8 @@
 #include <memory>
 
 #include "cli/commands/command.hpp"
-#include "cli/terminal/describe.hpp"
 #include "cli/terminal/format.hpp"
+#include "cli/terminal/json.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/table.hpp"
 #include "cli/terminal/terminal.hpp"

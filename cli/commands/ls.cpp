@@ -9,8 +9,8 @@
 
 #include "cli/commands/command.hpp"
 #include "cli/commands/what_is_there.hpp"
-#include "cli/terminal/describe.hpp"
 #include "cli/terminal/format.hpp"
+#include "cli/terminal/json.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/table.hpp"
 #include "cli/terminal/terminal.hpp"

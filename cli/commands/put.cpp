@@ -4,11 +4,11 @@
 #include <optional>
 #include <vector>
 
+#include "cli/commands/change.hpp"
 #include "cli/commands/command.hpp"
-#include "cli/commands/hold_member.hpp"
 #include "cli/commands/what_is_there.hpp"
-#include "cli/parser/time_argument.hpp"
-#include "cli/session/workers.hpp"
+#include "cli/parser/options.hpp"
+#include "cli/session/jobs.hpp"
 #include "cli/terminal/report.hpp"
 
 namespace quillon::cli {

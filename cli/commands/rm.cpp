@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "cli/commands/command.hpp"
-#include "cli/parser/time_argument.hpp"
+#include "cli/parser/options.hpp"
 
 namespace quillon::cli {
 namespace {

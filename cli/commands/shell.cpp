@@ -6,13 +6,13 @@
 #include <optional>
 #include <vector>
 
+#include "cli/commands/change.hpp"
 #include "cli/commands/command.hpp"
-#include "cli/commands/hold_member.hpp"
 #include "cli/commands/what_is_there.hpp"
 #include "cli/parser/shell_path.hpp"
 #include "cli/parser/words.hpp"
-#include "cli/terminal/interrupt.hpp"
 #include "cli/terminal/line_reader.hpp"
+#include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
 

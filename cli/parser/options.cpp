@@ -1,5 +1,9 @@
 #include "cli/parser/options.hpp"
 
+#include <chrono>
+
+#include "cli/parser/time_argument.hpp"
+
 namespace quillon::cli {
 namespace {
 
@@ -41,6 +45,18 @@ void addJobsOption(CommandDefinition command, size_t& jobs, const std::string& t
                    "Members at a time, over a connection each; " + theDefault + " if not given")
         .typeName("N")
         .within(1, MOST_JOBS);
+}
+
+OptionDefinition addTimeOption(CommandDefinition command, const std::string& name,
+                               std::optional<Time>& time, const std::string& meaning) {
+    const auto take = [&time](const std::string& text) -> Result<void> {
+        const auto now = std::chrono::floor<Time::duration>(std::chrono::system_clock::now());
+        const Result<Time> parsed = parseTimeArgument(text, now);
+        if (!parsed) return parsed.error();
+        time = *parsed;
+        return {};
+    };
+    return command.addOption(name, take, meaning).typeName("TIME");
 }
 
 }  // namespace quillon::cli

@@ -2,9 +2,11 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 
 #include "cli/parser/parser.hpp"
+#include "client/time.hpp"
 
 namespace quillon::cli {
 
@@ -23,5 +25,14 @@ void addCommonOptions(CommandDefinition program, CommonOptions& options);
 
 // How many members at a time; the default is part of its help.
 void addJobsOption(CommandDefinition command, size_t& jobs, const std::string& theDefault);
+
+// An option that takes a point in time (time_argument.hpp). The time must live as long as the
+// command.
+OptionDefinition addTimeOption(CommandDefinition command, const std::string& name,
+                               std::optional<Time>& time, const std::string& meaning);
+
+inline constexpr auto TIME_HELP =
+    "TIME is an age (90s, 30m, 12h, 7d, 2w), a local time (2026-11-24, \"2026-11-24 20:32\") or\n"
+    "one with its zone (2026-11-24T20:32:05Z).\n";
 
 }  // namespace quillon::cli

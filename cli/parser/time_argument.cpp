@@ -3,7 +3,10 @@
 #include <fmt/format.h>
 
 #include <charconv>
+#include <chrono>
 #include <ctime>
+#include <optional>
+#include <string>
 
 namespace quillon::cli {
 namespace {
@@ -62,18 +65,6 @@ Result<Time> parseTimeArgument(std::string_view text, Time now) {
     return localError(Kind::usage, fmt::format("\"{}\" is no time; 7d, 2026-11-24 or "
                                                "2026-11-24T20:32:05Z would be one.",
                                                text));
-}
-
-OptionDefinition addTimeOption(CommandDefinition command, const std::string& name,
-                               std::optional<Time>& time, const std::string& meaning) {
-    const auto take = [&time](const std::string& text) -> Result<void> {
-        const auto now = std::chrono::floor<Time::duration>(std::chrono::system_clock::now());
-        const Result<Time> parsed = parseTimeArgument(text, now);
-        if (!parsed) return parsed.error();
-        time = *parsed;
-        return {};
-    };
-    return command.addOption(name, take, meaning).typeName("TIME");
 }
 
 }  // namespace quillon::cli

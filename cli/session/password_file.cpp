@@ -8,7 +8,7 @@
 #include <cstring>
 #include <memory>
 
-#include "cli/terminal/interrupt.hpp"
+#include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/suggestion.hpp"
 

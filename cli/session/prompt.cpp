@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <utility>
 
-#include "cli/terminal/interrupt.hpp"
+#include "cli/terminal/process.hpp"
 
 namespace quillon::cli {
 namespace {

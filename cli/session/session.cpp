@@ -6,8 +6,8 @@
 
 #include <cstdio>
 
-#include "cli/terminal/interrupt.hpp"
 #include "cli/terminal/last_words.hpp"
+#include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/suggestion.hpp"
 #include "cli/terminal/terminal.hpp"

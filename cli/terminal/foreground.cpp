@@ -13,7 +13,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "cli/terminal/interrupt.hpp"
+#include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
 
 extern char** environ;

@@ -7,6 +7,9 @@
 #include <string_view>
 #include <vector>
 
+#include "client/listing.hpp"
+#include "client/member.hpp"
+
 namespace quillon::cli {
 
 // An object whose keys stay in the order in which they are added. Only its source includes the
@@ -30,5 +33,10 @@ private:
     struct Members;
     std::unique_ptr<Members> members_;
 };
+
+// A member's properties: "name", "url", "type", "size" (of files), "created" and "modified"
+// (RFC 3339, where known).
+JsonObject describe(const Entry& entry);
+JsonObject describe(const std::string& name, const std::string& url, const Properties& properties);
 
 }  // namespace quillon::cli

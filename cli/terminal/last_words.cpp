@@ -7,7 +7,7 @@
 #include <atomic>
 #include <utility>
 
-#include "cli/terminal/interrupt.hpp"
+#include "cli/terminal/process.hpp"
 
 namespace quillon::cli {
 

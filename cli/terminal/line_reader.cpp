@@ -11,7 +11,7 @@
 #include <filesystem>
 #include <iostream>
 
-#include "cli/terminal/interrupt.hpp"
+#include "cli/terminal/process.hpp"
 #include "cli/terminal/terminal.hpp"
 #include "client/own_file.hpp"
 

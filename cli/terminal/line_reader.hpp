@@ -14,7 +14,7 @@ namespace quillon::cli {
 class LineReader {
 public:
     virtual ~LineReader() = default;
-    // Nothing at the end. At a terminal, an interrupt (interrupt.hpp) gives an empty line.
+    // Nothing at the end. At a terminal, an interrupt (process.hpp) gives an empty line.
     virtual std::optional<std::string> next(const std::string& prompt) = 0;
 };
 

@@ -1,6 +1,5 @@
 #include "cli/terminal/terminal.hpp"
 
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <langinfo.h>
 #include <poll.h>
@@ -80,13 +79,6 @@ void prepareLocale() {
     std::setlocale(LC_COLLATE, "");
     std::setlocale(LC_CTYPE, "");
     if (std::strcmp(nl_langinfo(CODESET), "UTF-8") != 0) std::setlocale(LC_CTYPE, "C.UTF-8");
-}
-
-void occupyStandardStreams() {
-    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        const int flags = descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY;
-        if (fcntl(descriptor, F_GETFD) < 0) open("/dev/null", flags);
-    }
 }
 
 bool isTerminal(std::FILE* stream) {

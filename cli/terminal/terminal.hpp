@@ -11,10 +11,6 @@ namespace quillon::cli {
 // Character classes and widths from a UTF-8 locale, order of names from the person's.
 void prepareLocale();
 
-// A standard stream that is closed must not become a connection or a file of ours: it is opened so
-// that its use fails. Before anything else is opened.
-void occupyStandardStreams();
-
 bool isTerminal(std::FILE* stream);
 // Whether the reader of a pipe on standard output has left, as "head" does.
 bool outputAbandoned();

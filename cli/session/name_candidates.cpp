@@ -1,4 +1,4 @@
-#include "cli/parser/complete_remote.hpp"
+#include "cli/session/name_candidates.hpp"
 
 #include <unistd.h>
 
@@ -60,8 +60,8 @@ CommonOptions quiet(CommonOptions options) {
     return options;
 }
 
-std::vector<Remote> membersOf(const CommonOptions& options, const std::string& collection,
-                              std::string_view begun) {
+std::vector<NameCandidate> membersOf(const CommonOptions& options, const std::string& collection,
+                                     std::string_view begun) {
     const CommonOptions impatient = quiet(options);
     Session session(impatient);
     const Result<Address> address = session.sites().resolve(collection);
@@ -70,7 +70,7 @@ std::vector<Remote> membersOf(const CommonOptions& options, const std::string& c
     if (!opened) return {};
     const Result<Listing> listing = (*opened)->list();
     if (!listing) return {};
-    std::vector<Remote> found;
+    std::vector<NameCandidate> found;
     for (const Entry entry : *listing) {
         std::string word = asTyped(entry.name());
         // A name that is no text is its segment, whose escapes are escapes.
@@ -83,8 +83,8 @@ std::vector<Remote> membersOf(const CommonOptions& options, const std::string& c
 
 }  // namespace
 
-std::vector<Remote> siteNames(const CommonOptions& options) {
-    std::vector<Remote> found;
+std::vector<NameCandidate> siteCandidates(const CommonOptions& options) {
+    std::vector<NameCandidate> found;
     const Result<std::vector<std::string>> names = siteNames();
     if (!names) return found;
     for (const std::string& name : *names) {
@@ -95,13 +95,13 @@ std::vector<Remote> siteNames(const CommonOptions& options) {
     return found;
 }
 
-std::vector<Remote> remoteNames(const CommonOptions& options, const std::string& typed) {
+std::vector<NameCandidate> urlCandidates(const CommonOptions& options, const std::string& typed) {
     const size_t end = endOfCollection(typed);
     if (end > 0) {
         return membersOf(options, typed.substr(0, end), std::string_view(typed).substr(end));
     }
-    std::vector<Remote> sites = siteNames(options);
-    for (Remote& site : sites) site.word += ':';
+    std::vector<NameCandidate> sites = siteCandidates(options);
+    for (NameCandidate& site : sites) site.word += ':';
     return sites;
 }
 

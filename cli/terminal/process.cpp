@@ -1,6 +1,8 @@
-#include "cli/terminal/interrupt.hpp"
+#include "cli/terminal/process.hpp"
 
+#include <fcntl.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include "cli/terminal/exit_code.hpp"
@@ -36,6 +38,18 @@ void handle(int number, void (*handler)(int)) {
 }
 
 }  // namespace
+
+void occupyStandardStreams() {
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        const int flags = descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY;
+        if (fcntl(descriptor, F_GETFD) < 0) open("/dev/null", flags);
+    }
+}
+
+void forbidCoreDumps() {
+    // A limit of RLIMIT_CORE would be the editor's, too, and a core handler may not heed it.
+    prctl(PR_SET_DUMPABLE, 0);
+}
 
 void catchInterrupts() {
     handle(SIGALRM, onAlarm);

@@ -1,4 +1,4 @@
-#include "cli/session/workers.hpp"
+#include "cli/session/jobs.hpp"
 
 #include <gtest/gtest.h>
 
@@ -24,7 +24,7 @@ Outcome outcomeOf(size_t count, size_t jobs, const Task& task) {
     return {code, testing::internal::GetCapturedStderr()};
 }
 
-TEST(Workers, endAtAnInterrupt) {
+TEST(Jobs, endAtAnInterrupt) {
     const std::vector<int> codes{0, 3, EXIT_INTERRUPTED, 4};
     const auto task = [&](size_t i) {
         complain(std::to_string(i));
@@ -35,7 +35,7 @@ TEST(Workers, endAtAnInterrupt) {
     EXPECT_EQ(outcomeOf(0, 4, task), Outcome{});
 }
 
-TEST(Workers, workAtTheSameTimeTellInOrderAndSurviveAnException) {
+TEST(Jobs, workAtTheSameTimeTellInOrderAndSurviveAnException) {
     constexpr size_t count = 4;
     std::latch all(count);
     std::latch othersReported(count - 1);

@@ -8,17 +8,17 @@
 
 namespace quillon::cli {
 
-struct Remote {
+struct NameCandidate {
     std::string word;  // a collection's ends in "/"
     std::string description;
 };
 
 // The names of sites.
-std::vector<Remote> siteNames(const CommonOptions& options);
+std::vector<NameCandidate> siteCandidates(const CommonOptions& options);
 
 // What a URL, as far as it is typed, may become: sites with their colon and, once a collection is
 // named, what that holds. With the credentials that are stored or given by the options; nothing
 // whenever something fails, and the process ends quietly when a server takes too long.
-std::vector<Remote> remoteNames(const CommonOptions& options, const std::string& typed);
+std::vector<NameCandidate> urlCandidates(const CommonOptions& options, const std::string& typed);
 
 }  // namespace quillon::cli

@@ -1,4 +1,4 @@
-#include "cli/session/workers.hpp"
+#include "cli/session/jobs.hpp"
 
 #include <algorithm>
 #include <atomic>

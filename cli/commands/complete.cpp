@@ -1,12 +1,12 @@
-#include "cli/parser/complete.hpp"
+#include "cli/commands/complete.hpp"
 
 #include <fmt/format.h>
 
 #include <optional>
 #include <string_view>
 
-#include "cli/parser/complete_remote.hpp"
 #include "cli/parser/options.hpp"
+#include "cli/session/name_candidates.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -118,12 +118,13 @@ private:
             return name.find(kind) != std::string::npos;
         };
         if (means("URL")) {
-            for (const Remote& remote : remoteNames(options_, typed_)) {
+            for (const NameCandidate& remote : urlCandidates(options_, typed_)) {
                 offer(remote.word, remote.description);
             }
         }
         if (name == "NAME") {
-            for (const Remote& site : siteNames(options_)) offer(site.word, site.description);
+            for (const NameCandidate& site : siteCandidates(options_))
+                offer(site.word, site.description);
         }
         if (means("FILE") || means("COMMAND")) fmt::print("{}\n", LOCAL_FILES);
     }
