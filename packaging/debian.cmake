@@ -12,7 +12,7 @@ compress(${pages})
 file(RENAME ${share}/zsh/site-functions ${share}/zsh/vendor-completions)
 
 file(REMOVE ${doc}/LICENSE)
-file(WRITE ${doc}/copyright "Copyright: the authors of quillon
+file(WRITE ${doc}/copyright "Copyright: 2026 the authors of quillon
 License: Apache-2.0
  Its text is in /usr/share/common-licenses/Apache-2.0.
 ")
