@@ -16,7 +16,7 @@ void tellNote(const LockNote& note) {
                         note.url, note.text.string()));
     }
     if (!note.token.empty()) {
-        complain(fmt::format("{}: the lock of a quillon that was killed may still be there. {}",
+        complain(fmt::format("{}: a lock that quillon could not give back may still be there. {}",
                              note.url, unlockAdvice("To unlock it", note.url, note.token)));
     }
 }

@@ -16,6 +16,8 @@ namespace quillon::cli {
 
 namespace {
 
+constexpr size_t mostPasswordBytes = 64 << 10;
+
 // A pipe or a terminal is no place where others find it.
 void tellIfReadByOthers(std::FILE* file, const std::string& path) {
     struct stat entry {};
@@ -33,6 +35,7 @@ Result<Secret> readPasswordFile(const std::string& path) {
     const File opened(path == "-" ? nullptr : std::fopen(path.c_str(), "re"), std::fclose);
     std::FILE* file = path == "-" ? stdin : opened.get();
     if (file == nullptr) {
+        if (interrupted()) return interruption();
         return localError(Kind::local, "Cannot read the password file " + path + ": " +
                                            std::strerror(errno) + ".");
     }
@@ -40,6 +43,9 @@ Result<Secret> readPasswordFile(const std::string& path) {
     std::setvbuf(file, nullptr, _IONBF, 0);  // no copy in a buffer of the library's
     Secret line;
     for (int byte = std::fgetc(file); byte != EOF && byte != '\n'; byte = std::fgetc(file)) {
+        if (line.size() == mostPasswordBytes) {
+            return localError(Kind::local, "The first line of " + path + " is too long for a password.");
+        }
         line.append(static_cast<char>(byte));
     }
     if (interrupted()) return interruption();

@@ -44,7 +44,7 @@ public:
         ignore.sa_handler = SIG_IGN;
         sigaction(SIGINT, &ignore, &interrupt_);
         sigaction(SIGQUIT, &ignore, &quit_);
-        const sigset_t ends = setOf({SIGTERM, SIGHUP, SIGUSR1, SIGUSR2});
+        const sigset_t ends = setOf({SIGTERM, SIGHUP, SIGUSR1, SIGUSR2, SIGXCPU});
         sigprocmask(SIG_BLOCK, &ends, &mask_);
     }
     SignalsAside(const SignalsAside&) = delete;
@@ -82,7 +82,7 @@ int start(pid_t& pid, const std::vector<std::string>& words,
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
     const sigset_t defaults =
-        setOf({SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGUSR1, SIGUSR2, SIGPIPE, SIGXFSZ});
+        setOf({SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGUSR1, SIGUSR2, SIGXCPU, SIGPIPE, SIGXFSZ});
     posix_spawnattr_setsigdefault(&attributes, &defaults);
     posix_spawnattr_setsigmask(&attributes, &mask);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);

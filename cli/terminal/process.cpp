@@ -53,7 +53,7 @@ void forbidCoreDumps() {
 
 void catchInterrupts() {
     handle(SIGALRM, onAlarm);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2}) {
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2, SIGXCPU}) {
         struct sigaction before {};
         sigaction(number, nullptr, &before);
         if (before.sa_handler != SIG_IGN) handle(number, onSignal);  // nohup stays

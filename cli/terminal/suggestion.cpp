@@ -7,6 +7,8 @@
 namespace quillon::cli {
 namespace {
 
+constexpr size_t mostTokenBytes = 1024;  // a command is to be pasted, not scrolled through
+
 bool isAlphanumeric(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
 }
@@ -33,7 +35,7 @@ std::string shellWord(std::string_view text) {
 }
 
 bool tokenShowable(std::string_view token) {
-    return !token.empty() && isAlphanumeric(token.front()) &&
+    return !token.empty() && token.size() <= mostTokenBytes && isAlphanumeric(token.front()) &&
            allOf(token, "-._~:/?#[]@!$&'()*+,;=%");
 }
 

@@ -110,6 +110,20 @@ Framing parseFraming(const Headers& headers) {
     return framing;
 }
 
+bool offersScheme(const Headers& headers, std::string_view scheme) {
+    std::string bare;  // of what is in quotes, which may look like a scheme
+    bool quoted = false;
+    for (const char c : headers.joined("WWW-Authenticate")) {
+        if (c == '"') quoted = !quoted;
+        if (c != '"' && !quoted) bare += c;
+    }
+    bool offered = false;
+    eachElement(bare, [&](std::string_view element) {
+        offered = offered || sameName(element.substr(0, element.find(' ')), scheme);
+    });
+    return offered;
+}
+
 uint32_t parseAllow(std::string_view allow) {
     uint32_t mask = 0;
     eachElement(allow, [&mask](std::string_view element) {

@@ -43,6 +43,9 @@ struct Framing {
 };
 Framing parseFraming(const Headers& headers);
 
+// Whether a challenge is of that scheme (RFC 9110, 11.6.1).
+bool offersScheme(const Headers& headers, std::string_view scheme);
+
 uint32_t parseAllow(std::string_view allow);  // ALLOW_ bits of the listed methods
 
 // What an OPTIONS answer allows: its Allow fields, else what its compliance classes imply. LOCK and

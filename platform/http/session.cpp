@@ -134,12 +134,13 @@ Answer Session::transfer(const Target& target, const Request& request) {
     setOption(easy, CURLOPT_PASSWORD, known.password.empty() ? empty : known.password.get());
     setOption(easy, CURLOPT_HTTPAUTH, authMask(refusesBasic() ? AuthScheme::DIGEST : scheme_));
     setOption(easy, CURLOPT_PROXY, known.proxy.get());
+    Transfer transfer(easy, multi_.get(), target, request, challenges_);
     try {
-        Answer answer = Transfer(easy, multi_.get(), target, request, challenges_).run();
-        noteDigest();
+        Answer answer = transfer.run();
+        noteDigest(transfer);
         return answer;
     } catch (const Failure&) {
-        noteDigest();
+        noteDigest(transfer);
         throw;
     }
 }
@@ -150,8 +151,8 @@ void Session::tellPasswordInClear() const {
     if (clear && settings_.passwordInClear) settings_.passwordInClear(origin_);
 }
 
-void Session::noteDigest() const {
-    const bool given = !credentials_->user.empty() && offered() == AuthScheme::DIGEST;
+void Session::noteDigest(const Transfer& transfer) const {
+    const bool given = !credentials_->user.empty() && transfer.askedForDigest();
     if (given) digestOrigins().add(origin_);
 }
 

@@ -20,6 +20,8 @@ struct MultiCleanup {
 
 enum class AuthScheme { UNKNOWN, BASIC, DIGEST };
 
+class Transfer;
+
 // One thread at a time.
 class Session {
 public:
@@ -39,7 +41,7 @@ private:
     Answer attempt(const Target& target, const Request& request);
     Answer transfer(const Target& target, const Request& request);
     AuthScheme offered() const;
-    void noteDigest() const;
+    void noteDigest(const Transfer& transfer) const;
     bool refusesBasic() const;
     void tellDowngrade(const Target& target, const Request& request) const;
     void tellPasswordInClear() const;

@@ -220,6 +220,14 @@ bool Transfer::takeHeader(std::string_view line) {
     return true;
 }
 
+// Whether the server, having asked for Digest over a line that others may change, now asks for the
+// password itself.
+bool Transfer::isTalkedDown() {
+    const bool digest = offersScheme(answer_.headers, "Digest");
+    askedForDigest_ = askedForDigest_ || digest;
+    return askedForDigest_ && !digest && request_.url.starts_with("http:");
+}
+
 bool Transfer::endHeader() {
     headerEnded_ = true;
     const bool hasBody = answer_.status >= 200 && answer_.status != 204 && answer_.status != 304;
@@ -227,7 +235,7 @@ bool Transfer::endHeader() {
         fail(WEBLNK_BAD_ANSWER, "the answer's length cannot be read");
     }
     // A server can find the credentials too old for ever, for which curl would always try anew.
-    if (answer_.status == 401) enough_ = ++challenges_ >= mostChallenges;
+    if (answer_.status == 401) enough_ = ++challenges_ >= mostChallenges || isTalkedDown();
     // lighttpd 1.4.69 announces chunks after OPTIONS on a missing member, and never sends one.
     if (isSuccess() && request_.headerSuffices && answer_.headers.has("Transfer-Encoding")) {
         graceEnd_ = Clock::now() + milliseconds(tailGrace);

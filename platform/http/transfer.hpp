@@ -29,6 +29,7 @@ public:
     Transfer& operator=(const Transfer&) = delete;
 
     Answer run();
+    bool askedForDigest() const { return askedForDigest_; }  // by a challenge of this run
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -54,6 +55,7 @@ private:
     bool beginAttempt();
     bool takeHeader(std::string_view line);  // false, as from the next two: no more is wanted
     bool endHeader();
+    bool isTalkedDown();
     bool takeBody(std::string_view piece);
     bool movesContent() const;  // now, and not what comes before and after
     bool isSuccess() const { return answer_.status >= 200 && answer_.status < 300; }
@@ -82,6 +84,7 @@ private:
     bool sent_ = false;      // a request went out
     bool answered_ = false;  // a status line came since
     bool headerEnded_ = false;
+    bool askedForDigest_ = false;
     bool bodyBegun_ = false;
     bool enough_ = false;  // of an answer that nobody reads to its end
 };

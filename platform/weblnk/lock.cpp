@@ -117,7 +117,7 @@ void tellLockLeft(const Target& target, vx::Journal* journal, std::string_view t
                   std::string_view why) {
     if (why.ends_with('.')) why.remove_suffix(1);
     journalSentence(journal, vx::JOURNAL_FAILURE,
-                    fmt::format("{} stays locked ({}).", target.url, why));
+                    fmt::format("{} may stay locked ({}).", target.url, why));
     if (target.settings.strayLock) target.settings.strayLock({target.url, token, true});
 }
 
@@ -308,7 +308,12 @@ vx::LockObject* lock(CurlClient& client, const vx::LockParms& parms, int32_t& st
     throwIfInterrupted(target->settings);
     const auto watch = watchLock(*target, {});  // until the lock itself is watched
     const Answer answer = askForLock(*target, parms, journal, forsaken);
-    status = statusOfChange(answer);
+    try {
+        status = statusOfChange(answer);
+    } catch (const Failure&) {  // of a 207 that nobody can read, and that may stand for a lock
+        tellLocksOf(*target, parms, journal, "the answer to LOCK cannot be read");
+        throw;
+    }
     if (status == 423) tellHolder(*target, journal, answer);
     if (mayHideALock(status)) {
         tellLocksOf(*target, parms, journal, fmt::format("LOCK was answered {}", status));
@@ -321,6 +326,7 @@ vx::LockObject* lock(CurlClient& client, const vx::LockParms& parms, int32_t& st
                         fmt::format("LOCK {}: the server answered {} without a lock token, so "
                                     "nothing can be done under this lock.",
                                     target->url, status));
+        tellLocksOf(*target, parms, journal, "LOCK was answered without its token");
     }
     return held.release();
 }

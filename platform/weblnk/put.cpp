@@ -44,8 +44,8 @@ void put(CurlClient& client, const vx::PutOptions& options, const vx::LockObject
     refreshLocks(target);
     if (isOvertaken(client, held != nullptr, options.flags)) {
         journalSentence(journal, vx::JOURNAL_FAILURE,
-                        fmt::format("PUT {}: somebody else changed or made it meanwhile, so that "
-                                    "nothing was sent.",
+                        fmt::format("PUT {}: what is there now is not what was there before, so "
+                                    "that nothing more was sent.",
                                     target.url));
         status = 412;
         return;

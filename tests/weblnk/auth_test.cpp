@@ -116,6 +116,11 @@ TEST(WeblnkAuth, digestIsNeverTalkedDownToBasic) {
         EXPECT_NE(each->sentences().find("it was not sent"), std::string::npos);
     }
     EXPECT_EQ(seen(server).find("Basic"), std::string::npos) << seen(server);
+
+    ScriptedServer atOnce;  // inside one exchange
+    atOnce.inTurn("HEAD", "/a", {askForDigest("\"n\""), askForBasic});
+    EXPECT_EQ(Driven("u", "p").at(atOnce.url("a")).head(), "401");
+    EXPECT_EQ(atOnce.requests().size(), 2u);
 }
 
 TEST(WeblnkAuth, challengesEnd) {

@@ -123,7 +123,7 @@ TEST(WeblnkPut, whatOthersStoredMeanwhileIsNotOverwritten) {
     };
     const std::string begin = lock + "200, GET /a 200, PUT /a (<urn:t:1> [",
                       middle = "]) 412, " + lock + "200, HEAD /a 200, PROPFIND /a 0 207",
-                      again = ", PUT /a (<urn:t:1>", end = ") [012] 204", told = "somebody else";
+                      again = ", PUT /a (<urn:t:1>", end = ") [012] 204", told = "is not what was there";
     checkAll({
         {run, cycle("\"1\"", "\"1\"", "1"), "412, 204",
          begin + "\"1\"" + middle + again + " [\"1\"]" + end},
@@ -144,7 +144,7 @@ TEST(WeblnkPut, aMemberChangedJustNowIsFetchedAgainAndCompared) {
     const std::string twice = "GET /a 200, GET /a 200", put = ", PUT /a \"1\" [012] 204";
     checkAll({
         {run, {now("old"), now("old"), Answer(204)}, "204", twice + put},
-        {run, {now("old"), now("odd"), Answer(204)}, "412", twice, "somebody else"},
+        {run, {now("old"), now("odd"), Answer(204)}, "412", twice, "is not what was there"},
         {run,
          {now("old"), Answer(404), Answer(204)},
          "204",
@@ -260,17 +260,29 @@ TEST(WeblnkWriting, collectionsAreMadeMovedAndDeletedAsSuch) {
 }
 
 TEST(WeblnkLock, theTokenComesFromHeaderOrBody) {
-    const std::string lost = lock + "0, PROPFIND /a 0 404", none = "without a lock token";
+    const std::string asked = ", PROPFIND /a 0 ", lost = lock + "0" + asked + "404";
+    const std::string none = "without a lock token", left = "a lock of ours: URL/a urn:t:9\n";
+    const Answer found = Answer::xml(207, lockAnswer("Infinite", "urn:t:9"));
     const Answer bare = Answer::xml(201, lockAnswer("Infinite", " urn:t:2 "));
     const Answer header = Answer(200).with("Lock-Token", "<urn:t:3>");
     checkAll({
         {locking, {granted("9"), done}, "200 lock, 204", lock + "200, UNLOCK /a <urn:t:1> 204"},
         {locking, {bare, done}, "201 lock, 204", lock + "201, UNLOCK /a <urn:t:2> 204"},
         {locking, {header, done}, "200 lock, 204", lock + "200, UNLOCK /a <urn:t:3> 204"},
-        {locking, {Answer::xml(200, lockAnswer("9", ""))}, "200", lock + "200", none},
-        {locking, {Answer::xml(200, "<prop")}, "200", lock + "200", none},
+        {locking,
+         {Answer::xml(200, lockAnswer("9", ""))},
+         "200",
+         lock + "200" + asked + "200",
+         none},
+        {locking, {Answer::xml(200, "<prop")}, "200", lock + "200" + asked + "200", none},
+        {locking,
+         {Answer::xml(207, "<x"), found},
+         "BAD_ANSWER 207",
+         lock + "207" + asked + "207",
+         left},
+        {locking, {Answer(200), found}, "200", lock + "200" + asked + "207", left},
         {locking, {Answer(403)}, "403", lock + "403"},
-        {sharing, {bare}, "201", lock + "201", none},  // somebody else's
+        {sharing, {bare}, "201", lock + "201" + asked + "201", none},  // somebody else's
         {locking, {Answer().dropped(), Answer(404)}, "-1", lost, "the connection"},
     });
 
