@@ -135,10 +135,8 @@ void takeOutput(GetOptions& options) {
 Result<std::vector<Address>> matching(Session& session, const Address& typed,
                                       const GetOptions& options) {
     const Address address = typed.asCollection();
-    const auto collection = session.open(address, {.cache = false, .cacheParent = {}});
-    if (!collection) return notOpened(session, address, collection.error());
-    const Result<Listing> listing = (*collection)->list();
-    if (!listing) return listing.error();
+    const Result<Listing> listing = session.list(address);
+    if (!listing) return notOpened(session, address, listing.error());
     std::vector<Address> members;
     for (const Entry entry : *listing) {
         const bool matches =

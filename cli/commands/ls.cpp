@@ -109,12 +109,6 @@ void printMember(const Address& address, const Properties& member, const LsOptio
     }
 }
 
-Result<Listing> listCollection(Session& session, const Address& address) {
-    const auto collection = session.open(address, {.cache = false, .cacheParent = {}});
-    if (!collection) return collection.error();
-    return (*collection)->list();
-}
-
 // Nothing when the address names no member, or one that is a collection.
 std::optional<Properties> findMember(Session& session, const Address& address) {
     if (!address.namesMember()) return std::nullopt;
@@ -130,7 +124,7 @@ std::optional<Properties> findMember(Session& session, const Address& address) {
 int run(Session& session, LsOptions& options) {
     const Result<Address> address = parseUrl(session, options.url);
     if (!address) return exitCode(address.error().kind);
-    const Result<Listing> listing = listCollection(session, address->asCollection());
+    const Result<Listing> listing = session.list(address->asCollection());
     const bool unsure =
         listing ? listing->empty()
                 : listing.error().kind == Kind::notFound || listing.error().kind == Kind::refused;

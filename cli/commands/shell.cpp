@@ -162,9 +162,7 @@ std::vector<std::string> Shell::memberNames(const std::string& path) {
     if (!address || path.find("://") != path.npos) return {};
     const Address collection = address->asCollection();
     if (listed_ == collection.url()) return names_;
-    const auto opened = session_.open(collection, {.cache = false, .cacheParent = {}});
-    if (!opened) return {};
-    const Result<Listing> listing = (*opened)->list();
+    const Result<Listing> listing = session_.list(collection);
     if (!listing) return {};
     names_.clear();
     for (const Entry entry : *listing)

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <fstream>
 #include <system_error>
@@ -17,7 +18,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr size_t COMPARED = 1 << 16;  // bytes at a time
 constexpr int MOST_NUMBERS = 1000;
 
 Error failure(std::string_view what, const fs::path& path, const std::error_code& problem) {
@@ -30,19 +30,6 @@ std::string localName(std::string name) {
     std::replace(name.begin(), name.end(), '/', '_');
     std::replace(name.begin(), name.end(), '\0', '_');
     return name.empty() || name == "." || name == ".." ? "member" : name;
-}
-
-bool sameContent(std::istream& a, std::istream& b) {
-    std::vector<char> left(COMPARED), right(COMPARED);
-    const auto size = static_cast<std::streamsize>(left.size());
-    while (a && b) {
-        a.read(left.data(), size);
-        b.read(right.data(), size);
-        if (a.gcount() != b.gcount() ||
-            !std::equal(left.begin(), left.begin() + a.gcount(), right.begin()))
-            return false;
-    }
-    return true;
 }
 
 std::vector<fs::path> keepingPlaces() {
@@ -111,12 +98,18 @@ WorkCopy::~WorkCopy() {
 Result<bool> WorkCopy::changed() const {
     std::error_code problem;
     if (!fs::exists(file_, problem)) return false;
-    std::ifstream now(file_, std::ios::binary);
-    std::ifstream before(original_, std::ios::binary);
-    if (!now || !before) {
-        return failure("read", file_, std::make_error_code(std::errc::permission_denied));
-    }
-    return !sameContent(now, before);
+    // An original that cannot be read is no proof that nothing changed: it counts as another one.
+    std::ifstream original(original_, std::ios::binary);
+    bool same = original.is_open();
+    std::string expected;
+    const Result<void> read = readPieces(file_, [&](std::string_view piece) {
+        expected.resize(piece.size());
+        original.read(expected.data(), static_cast<std::streamsize>(expected.size()));
+        same = original.good() && piece == expected;
+        return same;
+    });
+    if (!read) return read.error();
+    return !same || original.peek() != std::ifstream::traits_type::eof() || original.bad();
 }
 
 Result<fs::path> WorkCopy::keep() const {

@@ -66,9 +66,7 @@ std::vector<NameCandidate> membersOf(const CommonOptions& options, const std::st
     Session session(impatient);
     const Result<Address> address = session.sites().resolve(collection);
     if (!address) return {};
-    const auto opened = session.open(*address, {.cache = false, .cacheParent = {}});
-    if (!opened) return {};
-    const Result<Listing> listing = (*opened)->list();
+    const Result<Listing> listing = session.list(*address);
     if (!listing) return {};
     std::vector<NameCandidate> found;
     for (const Entry entry : *listing) {

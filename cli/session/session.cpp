@@ -158,6 +158,12 @@ Result<std::shared_ptr<Collection>> Session::open(const Address& address,
     return mine.back().collection;
 }
 
+Result<Listing> Session::list(const Address& address) {
+    const auto collection = open(address, {.cache = false, .cacheParent = {}});
+    if (!collection) return collection.error();
+    return (*collection)->list();
+}
+
 Result<Member> Session::openMember(const Address& address, const OpenOptions& options) {
     leftWork_.tell(address.url());
     const auto collection = open(address, options);

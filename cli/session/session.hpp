@@ -51,6 +51,9 @@ public:
     Result<std::shared_ptr<Collection>> open(const Address& address,
                                              const OpenOptions& options = {});
 
+    // What the address's collection holds. It is opened without a cache, which is for members.
+    Result<Listing> list(const Address& address);
+
     // The collections that are kept for this thread: all at its end; those whose cache lies among
     // the person's files when a command is done.
     void closeOfThisThread();
