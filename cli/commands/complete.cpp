@@ -11,8 +11,8 @@
 namespace quillon::cli {
 namespace {
 
-constexpr std::string_view LOCAL_FILES = ":files";
-constexpr std::string_view LOCAL_DIRECTORIES = ":directories";
+constexpr std::string_view localFiles = ":files";
+constexpr std::string_view localDirectories = ":directories";
 
 // What the words so far amount to.
 struct Position {
@@ -102,8 +102,8 @@ private:
 
     void offerValue(OptionDefinition option) const {
         const std::string type = option.typeText();
-        if (type.find("FILE") != std::string::npos) fmt::print("{}\n", LOCAL_FILES);
-        if (type.find("DIR") != std::string::npos) fmt::print("{}\n", LOCAL_DIRECTORIES);
+        if (type.find("FILE") != std::string::npos) fmt::print("{}\n", localFiles);
+        if (type.find("DIR") != std::string::npos) fmt::print("{}\n", localDirectories);
     }
 
     // The last operand may be repeated.
@@ -126,7 +126,7 @@ private:
             for (const NameCandidate& site : siteCandidates(options_))
                 offer(site.word, site.description);
         }
-        if (means("FILE") || means("COMMAND")) fmt::print("{}\n", LOCAL_FILES);
+        if (means("FILE") || means("COMMAND")) fmt::print("{}\n", localFiles);
     }
 
     const Position& position_;

@@ -17,12 +17,12 @@ class LeftWork {
 public:
     void tell(const std::string& url);  // of the member
     void tellAll();
-    void keepQuiet(const std::string& url);  // the person knows
+    void markTold(const std::string& url);  // the person knows
 
     // What was noted of the member's lock is over: it was given back, or could not be there any
     // more since another one was granted.
-    void lockIsOff(const std::string& url, std::string_view token);
-    void lockWasTaken(const std::string& url);
+    void noteLockOff(const std::string& url, std::string_view token);
+    void noteLockTaken(const std::string& url);
 
 private:
     std::vector<FoundNote>& notes();  // with the mutex locked

@@ -22,7 +22,7 @@ using Place = std::atomic<LastWords::Line*>;
 static_assert(Place::is_always_lock_free, "a signal handler reads it");
 
 std::array<Place, 256> places{};
-Place keptToTheEnd{};
+Place neverFreed{};
 
 int occupyPlace(LastWords::Line* line) {
     for (size_t i = 0; i < places.size(); ++i) {
@@ -45,8 +45,8 @@ LastWords::~LastWords() {
         delete line_;
         return;
     }
-    line_->next = keptToTheEnd;
-    while (!keptToTheEnd.compare_exchange_weak(line_->next, line_)) {
+    line_->next = neverFreed;
+    while (!neverFreed.compare_exchange_weak(line_->next, line_)) {
     }
 }
 
