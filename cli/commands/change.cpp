@@ -36,6 +36,8 @@ public:
         if (Result<void> fetched = fetch(name); !fetched) return reportFailure(fetched.error());
         Result<WorkCopy> copy = WorkCopy::make(member_.file(), name);
         if (!copy) return reportFailure(copy.error());
+        // From here on the file may hold work of the person's own: the note names it for who comes
+        // after a kill -9, the last words for the person who ends this by a second signal.
         noteVersion(copy->file());
         const LastWords words(
             fmt::format("quillon: your version is in {}\n", harmless(copy->file().string())));
@@ -43,6 +45,7 @@ public:
         const Result<bool> changed = copy->changed();
         const int end =
             !changed ? reportFailure(changed.error()) : storeIfChanged(*copy, code, *changed, name);
+        // The copy's destructor removes its folder: what shall stay is moved out before.
         if (interrupted()) saveLeftovers(*copy);
         if (end != exitDone && (!changed || *changed)) saveVersion(*copy);
         return end;
@@ -115,8 +118,10 @@ private:
         if (saved) return complain(fmt::format("your version is in {}", saved->string()));
         report("keep your version", {}, saved.error());
         complain(fmt::format("your version stays in {}", copy.file().string()));
+        // An orderly end would remove the file with the cache. The lock is given back here, since
+        // no destructor runs any more.
         (void)hold_.release();
-        std::_Exit(exitLocal);  // an orderly end would remove it
+        std::_Exit(exitLocal);
     }
 
     Session& session_;
@@ -138,7 +143,8 @@ int changeMember(Session& session, const Address& address, const Changer& change
     Result<Hold> hold = Hold::take(**member);
     if (!hold) return report(changer.attempt, address.url(), hold.error());
     if ((*member)->locked()) session.leftWork().noteLockTaken(address.url());
-    std::optional<WrittenNote> note;  // until the lock is off
+    // The note outlives the change, since it goes only when the lock is off.
+    std::optional<WrittenNote> note;
     const int code = Change(session, address, changer, **member, *hold, note).run(address.name());
     return releaseHold(*hold, address, code, note ? &*note : nullptr);
 }

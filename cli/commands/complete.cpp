@@ -144,7 +144,7 @@ CommonOptions optionsAmong(std::vector<std::string> words) {
     addCommonOptions(parser.program(), options);
     (void)parser.parse(std::move(words));
     if (options.passwordFile == "-") options.passwordFile.clear();
-    options.verbosity = 0;
+    options.verbosity = 0;  // a log would end up between the person's prompt and the cursor
     return options;
 }
 
@@ -156,6 +156,8 @@ void complete(const Parser& parser, std::vector<std::string> words) {
     words.pop_back();
     Position position{parser.program(), parser.program(), {}};
     for (const std::string& word : words) advance(position, word);
+    // The words are read twice: first for their places, by the parser's definitions alone since the
+    // line is not complete, then for the options that tell how to reach a server.
     const CommonOptions options = optionsAmong(std::move(words));
     Completer(position, typed, options).run();
 }

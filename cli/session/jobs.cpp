@@ -25,11 +25,14 @@ public:
 
     int run(size_t jobs) {
         {
-            std::vector<std::jthread> others;  // which end with the block
+            // This thread is one of the workers. The block's end waits for the others, so that
+            // nobody writes to code_ any more when it is read.
+            std::vector<std::jthread> others;
             others.reserve(jobs);
             try {
                 while (others.size() + 1 < jobs) others.emplace_back([this] { runThread(); });
-            } catch (const std::system_error&) {  // as many as the system allows
+            } catch (const std::system_error&) {
+                // The system allows no more threads: those that there are do all of the tasks.
             }
             takeTasks();
         }
@@ -52,6 +55,7 @@ private:
         for (size_t i; !stopped_ && (i = next_++) < ends_.size();) recordEnd(i, performTask(i));
     }
 
+    // An exception would end the process from a thread, and leave locks behind.
     End performTask(size_t i) const {
         End end;
         const ReportsInto redirected(end.reports);
@@ -65,10 +69,12 @@ private:
     }
 
     void recordEnd(size_t i, End how) {
+        // Tasks that have begun go on to their own end, in which they give back their locks.
         if (how.code == exitInterrupted) stopped_ = true;
         const std::lock_guard lock(mutex_);
         ends_[i] = std::move(how);
         session_.progress().countDone();
+        // A task's reports wait for those of the tasks before it.
         for (; printed_ < ends_.size() && ends_[printed_]; ++printed_) printEnd(*ends_[printed_]);
     }
 
@@ -82,7 +88,7 @@ private:
     std::atomic<size_t> next_{0};
     std::atomic<bool> stopped_{false};
 
-    std::mutex mutex_;  // of what follows
+    std::mutex mutex_;  // guards what follows, but for the size of ends_, which never changes
     std::vector<std::optional<End>> ends_;
     size_t printed_ = 0;
     int code_ = exitDone;

@@ -38,6 +38,7 @@ void LeftWork::tell(const std::string& url) {
 
 void LeftWork::tellAll() {
     const std::lock_guard lock(mutex_);
+    // A member may have several notes, so its URL counts as told only after the last of them.
     std::set<std::string> urls;
     for (const FoundNote& found : notes()) {
         if (!told_.contains(found.note.url)) tellNote(found.note);

@@ -25,11 +25,13 @@ public:
     void noteLockTaken(const std::string& url);
 
 private:
-    std::vector<FoundNote>& notes();  // with the mutex locked
+    // The notes are read when they are first asked for, which a listing never does. The caller has
+    // locked the mutex.
+    std::vector<FoundNote>& notes();
 
-    std::mutex mutex_;
-    std::optional<std::vector<FoundNote>> notes_;  // not read yet
-    std::set<std::string> told_;                   // URLs
+    std::mutex mutex_;  // guards what follows
+    std::optional<std::vector<FoundNote>> notes_;
+    std::set<std::string> told_;  // the URLs of members whose notes the person knows
 };
 
 }  // namespace quillon::cli

@@ -54,6 +54,7 @@ size_t endOfCollection(const std::string& typed) {
 // An impatient session that has nobody to ask.
 CommonOptions makeImpatient(CommonOptions options) {
     neverPrompt();
+    // A server may answer each request in time and still take too long in all.
     std::signal(SIGALRM, [](int) { _exit(0); });
     alarm(allSeconds);
     options.timeoutSeconds = requestSeconds;

@@ -80,6 +80,8 @@ Error Session::refusal(const Address& address, const Login& login, Error error) 
     return error;
 }
 
+// The mutex is held while a person is asked, so that a second worker waits for the answer to the
+// first question instead of asking the same.
 Result<Login> Session::findLogin(const Address& address) {
     const std::lock_guard lock(mutex_);
     return credentials_.find(address);
@@ -125,7 +127,9 @@ std::deque<Session::OpenCollection>& Session::collectionsOfThisThread() {
 }
 
 void Session::closeCollectionsOfThisThread() {
-    std::deque<OpenCollection> closing;  // closed outside the mutex, since requests may be sent
+    // It is declared before the lock, so that the collections are closed once the mutex is free:
+    // that may send requests, and other workers must not wait for them.
+    std::deque<OpenCollection> closing;
     const std::lock_guard lock(mutex_);
     if (const auto found = open_.find(std::this_thread::get_id()); found != open_.end()) {
         closing = std::move(found->second);
@@ -153,6 +157,7 @@ Result<std::shared_ptr<Collection>> Session::open(const Address& address,
         return Collection::open(*loaded, address, login, options);
     });
     if (!opened) return std::move(opened).error();
+    // Who still uses the oldest keeps it alive; only the session lets go of it.
     if (mine.size() == mostOpen) mine.pop_front();
     mine.push_back({std::make_shared<Collection>(std::move(*opened)), address.user(), options});
     return mine.back().collection;

@@ -23,6 +23,9 @@
 
 namespace quillon::cli {
 
+// Worker threads (jobs.hpp) share a session: findLogin, extension, open, list and openMember may be
+// called by any of them. The locked members, the sites and base belong to the thread that runs the
+// command, which changes them only while no worker runs.
 class Session {
 public:
     explicit Session(const CommonOptions& options);
@@ -107,7 +110,9 @@ private:
     };
     std::deque<OpenCollection>& collectionsOfThisThread();
 
-    std::mutex mutex_;  // of the credentials, the extensions and the threads in open_
+    // Guards the credentials, the extensions and the map open_, not the lists in it: each belongs
+    // to its thread, and a map's elements stay where they are when others come or go.
+    std::mutex mutex_;
     std::map<std::thread::id, std::deque<OpenCollection>> open_;  // the latest is the last
     std::map<std::string, Locked> locked_;                        // by URL
     LeftWork leftWork_;
