@@ -232,6 +232,7 @@ void addGet(CommandDefinition program, Invocation& invocation) {
         "only a regular file is replaced, and no symbolic link of somebody else's followed; what\n"
         "-o names is written to as it is. Where the server tells neither the length nor the size\n"
         "of a member, a warning says that a part may have come.\n\n"
+        "In a shell, --match without a URL means the collection that you are in.\n\n"
         "Examples:\n"
         "  quillon get https://example.org/dav/report.txt\n"
         "  quillon get -O /tmp https://example.org/dav/a.txt https://example.org/dav/b.txt\n"
