@@ -67,11 +67,11 @@ std::vector<std::string> takeWords(int argc, char** argv) {
 // A full disk shows when the last bytes are written.
 int withOutputWritten(int code) {
     const bool written = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
-    if (written || code != EXIT_DONE) return code;
-    if (interrupted()) return EXIT_INTERRUPTED;
-    if (outputAbandoned()) return EXIT_UNREAD;
+    if (written || code != exitDone) return code;
+    if (interrupted()) return exitInterrupted;
+    if (outputAbandoned()) return exitUnread;
     complain(fmt::format("cannot write to the standard output: {}", std::strerror(errno)));
-    return EXIT_LOCAL;
+    return exitLocal;
 }
 
 // For shells and packagers, and not in --help: these take words that are not for the parser.
@@ -79,12 +79,12 @@ std::optional<int> runHidden(const Parser& parser, const std::vector<std::string
     const std::string command = words.empty() ? "" : words.front();
     if (command == "__complete") {
         complete(parser, {words.begin() + 1, words.end()});
-        return EXIT_DONE;
+        return exitDone;
     }
     if (command != "__man") return std::nullopt;
     const std::string page = manPage(parser, words.size() > 1 ? words[1] : "");
     fmt::print("{}", page);
-    return page.empty() ? EXIT_USAGE : EXIT_DONE;
+    return page.empty() ? exitUsage : exitDone;
 }
 
 int runProgram(int argc, char** argv) {
@@ -102,11 +102,11 @@ int runProgram(int argc, char** argv) {
         complain(answer.error().sentences.front());
         const std::string command = parser.givenCommand();
         fmt::print(stderr, "See quillon{}{} --help.\n", command.empty() ? "" : " ", command);
-        return EXIT_USAGE;
+        return exitUsage;
     }
     if (!answer->empty()) {
         fmt::print("{}", *answer);
-        return withOutputWritten(EXIT_DONE);
+        return withOutputWritten(exitDone);
     }
     Session session(invocation.common);
     return withOutputWritten(invocation.run(session));
@@ -123,10 +123,10 @@ int main(int argc, char** argv) {
     catchInterrupts();
     try {
         const int code = runProgram(argc, argv);
-        if (code == EXIT_UNREAD) endBySigpipe();
+        if (code == exitUnread) endBySigpipe();
         return code;
     } catch (const std::exception& problem) {
         complain(problem.what());
-        return EXIT_LOCAL;
+        return exitLocal;
     }
 }

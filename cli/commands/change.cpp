@@ -33,23 +33,27 @@ public:
           note_(note) {}
 
     int run(const std::string& name) {
-        if (Result<void> fetched = fetch(name); !fetched) return fail(fetched.error());
+        if (Result<void> fetched = fetch(name); !fetched) return reportFailure(fetched.error());
         Result<WorkCopy> copy = WorkCopy::make(member_.file(), name);
-        if (!copy) return fail(copy.error());
-        noteText(copy->file());
+        if (!copy) return reportFailure(copy.error());
+        // From here on the file may hold work of the person's own: the note names it for who comes
+        // after a kill -9, the last words for the person who ends this by a second signal.
+        noteVersion(copy->file());
         const LastWords words(
             fmt::format("quillon: your version is in {}\n", harmless(copy->file().string())));
         const int code = changer_.run(copy->file(), [this] { renewLocks(); });
         const Result<bool> changed = copy->changed();
-        const int end = !changed ? fail(changed.error()) : judge(*copy, code, *changed, name);
-        if (interrupted()) keepLeftovers(*copy);
-        if (end != EXIT_DONE && (!changed || *changed)) keep(*copy);
+        const int end =
+            !changed ? reportFailure(changed.error()) : storeIfChanged(*copy, code, *changed, name);
+        // The copy's destructor removes its folder: what shall stay is moved out before.
+        if (interrupted()) saveLeftovers(*copy);
+        if (end != exitDone && (!changed || *changed)) saveVersion(*copy);
         return end;
     }
 
 private:
     // For who comes after this process, should it be killed.
-    void noteText(const fs::path& text) {
+    void noteVersion(const fs::path& text) {
         Result<WrittenNote> written =
             WrittenNote::write({url_, member_.lockToken(), text, getpid()});
         if (written) {
@@ -59,7 +63,7 @@ private:
         }
     }
 
-    ExitCode fail(const Error& error) { return report(changer_.attempt, url_, error); }
+    ExitCode reportFailure(const Error& error) { return report(changer_.attempt, url_, error); }
 
     Result<void> fetch(const std::string& name) {
         if (hold_.isNew()) return {};
@@ -79,16 +83,16 @@ private:
         session_.renewLocks();
     }
 
-    int judge(const WorkCopy& copy, int code, bool changed, const std::string& name) {
-        if (interrupted()) return fail(interruption());
-        if (code != EXIT_DONE) {
+    int storeIfChanged(const WorkCopy& copy, int code, bool changed, const std::string& name) {
+        if (interrupted()) return reportFailure(interruption());
+        if (code != exitDone) {
             if (changed || changer_.tellsUnchanged)
                 complain(fmt::format("{}: nothing was stored", url_));
             return code;
         }
         if (changed) return store(copy, name);
         if (changer_.tellsUnchanged) fmt::print("{}: unchanged, nothing was stored\n", url_);
-        return EXIT_DONE;
+        return exitDone;
     }
 
     int store(const WorkCopy& copy, const std::string& name) {
@@ -96,26 +100,28 @@ private:
         Result<void> stored = member_.copyFrom(copy.file());
         if (stored) stored = hold_.store();
         session_.progress().finish();
-        if (!stored) return fail(stored.error());
+        if (!stored) return reportFailure(stored.error());
         if (hold_.storedAnew()) {
             complain(fmt::format("{}: somebody had removed it; it was stored anew", url_));
         }
-        return EXIT_DONE;
+        return exitDone;
     }
 
-    static void keepLeftovers(const WorkCopy& copy) {
-        for (const fs::path& path : copy.keepLeftovers()) {
+    static void saveLeftovers(const WorkCopy& copy) {
+        for (const fs::path& path : copy.saveLeftovers()) {
             complain(fmt::format("what the editor left is in {}", path.string()));
         }
     }
 
-    void keep(const WorkCopy& copy) {
-        const Result<fs::path> kept = copy.keep();
-        if (kept) return complain(fmt::format("your version is in {}", kept->string()));
-        report("keep your version", {}, kept.error());
+    void saveVersion(const WorkCopy& copy) {
+        const Result<fs::path> saved = copy.save();
+        if (saved) return complain(fmt::format("your version is in {}", saved->string()));
+        report("keep your version", {}, saved.error());
         complain(fmt::format("your version stays in {}", copy.file().string()));
+        // An orderly end would remove the file with the cache. The lock is given back here, since
+        // no destructor runs any more.
         (void)hold_.release();
-        std::_Exit(EXIT_LOCAL);  // an orderly end would remove it
+        std::_Exit(exitLocal);
     }
 
     Session& session_;
@@ -131,14 +137,16 @@ private:
 int changeMember(Session& session, const Address& address, const Changer& changer) {
     const auto member = session.member(address);
     if (!member) {
-        return report(changer.attempt, address.url(), noPlaceFor(session, address, member.error()));
+        return report(changer.attempt, address.url(),
+                      explainNoPlace(session, address, member.error()));
     }
     Result<Hold> hold = Hold::take(**member);
     if (!hold) return report(changer.attempt, address.url(), hold.error());
-    if ((*member)->locked()) session.leftWork().lockWasTaken(address.url());
-    std::optional<WrittenNote> note;  // until the lock is off
+    if ((*member)->locked()) session.leftWork().noteLockTaken(address.url());
+    // The note outlives the change, since it goes only when the lock is off.
+    std::optional<WrittenNote> note;
     const int code = Change(session, address, changer, **member, *hold, note).run(address.name());
-    return released(*hold, address, code, note ? &*note : nullptr);
+    return releaseHold(*hold, address, code, note ? &*note : nullptr);
 }
 
 ExitCode reportNotUnlocked(const Address& address, Error error) {
@@ -146,12 +154,12 @@ ExitCode reportNotUnlocked(const Address& address, Error error) {
     return report("unlock", address.url(), error);
 }
 
-int released(Hold& hold, const Address& address, int code, WrittenNote* note) {
+int releaseHold(Hold& hold, const Address& address, int code, WrittenNote* note) {
     Result<void> gone = hold.release();
     if (gone) return code;
     if (note != nullptr) note->leave();
     const ExitCode failed = reportNotUnlocked(address, std::move(gone).error());
-    return code == EXIT_DONE ? failed : code;
+    return code == exitDone ? failed : code;
 }
 
 }  // namespace quillon::cli

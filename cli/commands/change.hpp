@@ -32,6 +32,6 @@ ExitCode reportNotUnlocked(const Address& address, Error error);
 
 // Releases the hold at a command's end, and reports a lock that may still be there. The command's
 // code, or that of this failure when the command had none. A note of the lock stays with it.
-int released(Hold& hold, const Address& address, int code, WrittenNote* note = nullptr);
+int releaseHold(Hold& hold, const Address& address, int code, WrittenNote* note = nullptr);
 
 }  // namespace quillon::cli

@@ -50,16 +50,16 @@ Result<Address> parseUrl(Session& session, std::string& typed) {
 
 int forEachUrl(Session& session, std::vector<std::string>& urls, const std::string& attempt,
                const UrlAction& action) {
-    int code = EXIT_DONE;
+    int code = exitDone;
     for (std::string& url : urls) {
         const Result<Address> address = parseUrl(session, url);
-        int failed = address ? EXIT_DONE : exitCode(address.error().kind);
+        int failed = address ? exitDone : exitCode(address.error().kind);
         if (address) {
             const Result<void> done = action(*address);
             if (!done) failed = report(attempt, address->url(), done.error());
         }
-        if (code == EXIT_DONE) code = failed;
-        if (failed == EXIT_INTERRUPTED) return failed;
+        if (code == exitDone) code = failed;
+        if (failed == exitInterrupted) return failed;
     }
     return code;
 }

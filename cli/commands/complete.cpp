@@ -11,8 +11,8 @@
 namespace quillon::cli {
 namespace {
 
-constexpr std::string_view LOCAL_FILES = ":files";
-constexpr std::string_view LOCAL_DIRECTORIES = ":directories";
+constexpr std::string_view localFiles = ":files";
+constexpr std::string_view localDirectories = ":directories";
 
 // What the words so far amount to.
 struct Position {
@@ -102,8 +102,8 @@ private:
 
     void offerValue(OptionDefinition option) const {
         const std::string type = option.typeText();
-        if (type.find("FILE") != std::string::npos) fmt::print("{}\n", LOCAL_FILES);
-        if (type.find("DIR") != std::string::npos) fmt::print("{}\n", LOCAL_DIRECTORIES);
+        if (type.find("FILE") != std::string::npos) fmt::print("{}\n", localFiles);
+        if (type.find("DIR") != std::string::npos) fmt::print("{}\n", localDirectories);
     }
 
     // The last operand may be repeated.
@@ -126,7 +126,7 @@ private:
             for (const NameCandidate& site : siteCandidates(options_))
                 offer(site.word, site.description);
         }
-        if (means("FILE") || means("COMMAND")) fmt::print("{}\n", LOCAL_FILES);
+        if (means("FILE") || means("COMMAND")) fmt::print("{}\n", localFiles);
     }
 
     const Position& position_;
@@ -144,7 +144,7 @@ CommonOptions optionsAmong(std::vector<std::string> words) {
     addCommonOptions(parser.program(), options);
     (void)parser.parse(std::move(words));
     if (options.passwordFile == "-") options.passwordFile.clear();
-    options.verbosity = 0;
+    options.verbosity = 0;  // a log would end up between the person's prompt and the cursor
     return options;
 }
 
@@ -156,6 +156,8 @@ void complete(const Parser& parser, std::vector<std::string> words) {
     words.pop_back();
     Position position{parser.program(), parser.program(), {}};
     for (const std::string& word : words) advance(position, word);
+    // The words are read twice: first for their places, by the parser's definitions alone since the
+    // line is not complete, then for the options that tell how to reach a server.
     const CommonOptions options = optionsAmong(std::move(words));
     Completer(position, typed, options).run();
 }

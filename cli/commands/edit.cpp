@@ -15,9 +15,9 @@ namespace {
 // An editor's exit code says no more than that it failed.
 int runEditor(const std::filesystem::path& file, const std::function<void()>& eachSecond) {
     const int code = runForeground(editorWords(file), eachSecond);
-    if (code == 0) return EXIT_DONE;
+    if (code == 0) return exitDone;
     if (!interrupted()) complain(fmt::format("the editor ended with the code {}", code));
-    return EXIT_LOCAL;
+    return exitLocal;
 }
 
 int run(Session& session, std::string& url) {

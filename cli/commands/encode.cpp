@@ -11,12 +11,11 @@
 namespace quillon::cli {
 namespace {
 
-constexpr const char* STANDARD_INPUT = "-";
+constexpr const char* standardInput = "-";
 
 Result<Secret> password(const CommonOptions& options) {
     if (!options.passwordFile.empty()) return readPasswordFile(options.passwordFile);
-    return isatty(STDIN_FILENO) != 0 ? promptSecret("Password: ")
-                                     : readPasswordFile(STANDARD_INPUT);
+    return isatty(STDIN_FILENO) != 0 ? promptSecret("Password: ") : readPasswordFile(standardInput);
 }
 
 int run(Session& session) {
@@ -27,7 +26,7 @@ int run(Session& session) {
     const Result<std::string> encoded = encodePassword(*extension, *clear);
     if (!encoded) return report("encode a password", {}, encoded.error());
     fmt::print("{}\n", *encoded);
-    return EXIT_DONE;
+    return exitDone;
 }
 
 }  // namespace

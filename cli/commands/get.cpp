@@ -24,9 +24,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::string_view STANDARD_OUTPUT = "-";
+constexpr std::string_view standardOutput = "-";
 // Resolved, they name the file behind it, which a rename would replace.
-constexpr std::string_view ITS_PATHS[] = {"/dev/stdout", "/dev/fd/1", "/proc/self/fd/1"};
+constexpr std::string_view standardOutputPaths[] = {"/dev/stdout", "/dev/fd/1", "/proc/self/fd/1"};
 
 struct GetOptions {
     std::vector<std::string> urls;
@@ -45,7 +45,7 @@ struct Destination {
 // Nothing stands for the standard output.
 Result<std::optional<Destination>> destinationOf(const Address& address,
                                                  const GetOptions& options) {
-    if (options.file == STANDARD_OUTPUT) return std::optional<Destination>();
+    if (options.file == standardOutput) return std::optional<Destination>();
     if (!options.file.empty()) {
         std::error_code none;
         if (fs::is_directory(options.file, none)) {
@@ -126,9 +126,9 @@ Result<void> fetch(Session& session, const Address& address, const GetOptions& o
 
 // "-" among the URLs is short for "-o -".
 void takeOutput(GetOptions& options) {
-    const auto removed = std::erase(options.urls, STANDARD_OUTPUT);
-    const bool byPath = std::ranges::count(ITS_PATHS, options.file) > 0;
-    if (byPath || (removed > 0 && options.file.empty())) options.file = STANDARD_OUTPUT;
+    const auto removed = std::erase(options.urls, standardOutput);
+    const bool byPath = std::ranges::count(standardOutputPaths, options.file) > 0;
+    if (byPath || (removed > 0 && options.file.empty())) options.file = standardOutput;
 }
 
 // Like a shell's pattern: a dot at the beginning has to be said.
@@ -136,7 +136,7 @@ Result<std::vector<Address>> matching(Session& session, const Address& typed,
                                       const GetOptions& options) {
     const Address address = typed.asCollection();
     const Result<Listing> listing = session.list(address);
-    if (!listing) return notOpened(session, address, listing.error());
+    if (!listing) return explainNotOpened(session, address, listing.error());
     std::vector<Address> members;
     for (const Entry entry : *listing) {
         const bool matches =
@@ -170,17 +170,17 @@ int fetchAll(Session& session, const std::vector<Address>& members, const GetOpt
     std::vector<std::string> names;
     names.reserve(members.size());
     for (const Address& member : members) names.push_back(member.name());
-    const bool inOrder = options.file == STANDARD_OUTPUT;
-    const Jobs wanted{inOrder ? 1 : options.jobs, DEFAULT_JOBS};
+    const bool inOrder = options.file == standardOutput;
+    const Jobs wanted{inOrder ? 1 : options.jobs, defaultJobs};
     const size_t jobs = jobsFor(session, members.front(), wanted, std::move(names));
     if (jobs > 1) {
         const auto destination = destinationOf(members.front(), options);
         if (destination) meetServers(session, members, openOptions(*destination));
     }
     return runTasks(members.size(), jobs, session, [&](size_t i) -> int {
-        if (inOrder && outputAbandoned()) return EXIT_UNREAD;
+        if (inOrder && outputAbandoned()) return exitUnread;
         const Result<void> fetched = fetch(session, members[i], options);
-        return fetched ? EXIT_DONE : report("fetch", members[i].url(), fetched.error());
+        return fetched ? exitDone : report("fetch", members[i].url(), fetched.error());
     });
 }
 
@@ -191,17 +191,17 @@ int run(Session& session, GetOptions& options) {
     }
     if (options.urls.empty()) {
         complain("get needs a URL. See quillon get --help.");
-        return EXIT_USAGE;
+        return exitUsage;
     }
-    int code = EXIT_DONE;
+    int code = exitDone;
     const std::vector<Address> members = wantedMembers(session, options, code);
-    if (members.empty() || code == EXIT_INTERRUPTED) return code;
-    if (members.size() > 1 && !options.file.empty() && options.file != STANDARD_OUTPUT) {
+    if (members.empty() || code == exitInterrupted) return code;
+    if (members.size() > 1 && !options.file.empty() && options.file != standardOutput) {
         complain("-o names one file for several members. Use -O to fetch into a directory.");
-        return EXIT_USAGE;
+        return exitUsage;
     }
     const int fetched = fetchAll(session, members, options);
-    return code == EXIT_DONE || fetched == EXIT_INTERRUPTED ? fetched : code;
+    return code == exitDone || fetched == exitInterrupted ? fetched : code;
 }
 
 }  // namespace
@@ -225,13 +225,14 @@ void addGet(CommandDefinition program, Invocation& invocation) {
         .addOption("--match", options->pattern,
                    "The URLs are collections: fetch their members whose names match; \"*\" is all")
         .typeName("PATTERN");
-    addJobsOption(command, options->jobs, std::to_string(DEFAULT_JOBS));
+    addJobsOption(command, options->jobs, std::to_string(defaultJobs));
     command.setFooter(
         "A local file appears when all of it has come, with the server's date; one that is\n"
         "replaced stays whole until then, and keeps its permissions. Under the member's own name\n"
         "only a regular file is replaced, and no symbolic link of somebody else's followed; what\n"
         "-o names is written to as it is. Where the server tells neither the length nor the size\n"
         "of a member, a warning says that a part may have come.\n\n"
+        "In a shell, --match without a URL means the collection that you are in.\n\n"
         "Examples:\n"
         "  quillon get https://example.org/dav/report.txt\n"
         "  quillon get -O /tmp https://example.org/dav/a.txt https://example.org/dav/b.txt\n"

@@ -46,7 +46,7 @@ void printJson(const Address& address, const Properties& properties) {
     fmt::print("{}\n", object.text());
 }
 
-Result<Properties> look(Session& session, const Address& address) {
+Result<Properties> readProperties(Session& session, const Address& address) {
     Result<Member> member = session.openMember(address);
     if (!member) return std::move(member).error();
     Result<Properties> properties = member->info();
@@ -66,9 +66,9 @@ bool parentMayBeClosed(Kind kind) {
 int run(Session& session, InfoOptions& options) {
     Result<Address> address = parseUrl(session, options.url);
     if (!address) return exitCode(address.error().kind);
-    Result<Properties> properties = look(session, *address);
+    Result<Properties> properties = readProperties(session, *address);
     if (!properties && address->namesMember() && parentMayBeClosed(properties.error().kind)) {
-        Result<Properties> itself = look(session, address->asCollection());
+        Result<Properties> itself = readProperties(session, address->asCollection());
         if (itself) properties = std::move(itself);
     }
     if (!properties) return report("read the properties of", address->url(), properties.error());
@@ -78,7 +78,7 @@ int run(Session& session, InfoOptions& options) {
     } else {
         print(*address, *properties);
     }
-    return EXIT_DONE;
+    return exitDone;
 }
 
 }  // namespace

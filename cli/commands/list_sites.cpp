@@ -65,7 +65,7 @@ void printJson(const std::vector<Site>& sites) {
 int run(Session& session, bool json) {
     const Result<std::vector<std::string>> names = siteNames();
     if (!names) return report("list the sites", {}, names.error());
-    int code = EXIT_DONE;
+    int code = exitDone;
     std::vector<Site> sites;
     for (const std::string& name : *names) {
         Result<Site> site = session.sites().find(name);
@@ -73,7 +73,7 @@ int run(Session& session, bool json) {
             sites.push_back(std::move(*site));
         } else {
             const int failed = report("use the site", name, site.error());
-            if (code == EXIT_DONE) code = failed;
+            if (code == exitDone) code = failed;
         }
     }
     json ? printJson(sites) : print(sites);

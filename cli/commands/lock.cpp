@@ -15,7 +15,7 @@
 namespace quillon::cli {
 namespace {
 
-constexpr std::string_view PLACE = "{}";
+constexpr std::string_view fileMark = "{}";
 
 struct LockWords {
     std::string url;
@@ -26,8 +26,8 @@ struct LockWords {
 std::vector<std::string> withFile(std::vector<std::string> words, const std::string& file) {
     bool placed = false;
     for (std::string& word : words) {
-        for (size_t at = 0; (at = word.find(PLACE, at)) != word.npos; at += file.size()) {
-            word.replace(at, PLACE.size(), file);
+        for (size_t at = 0; (at = word.find(fileMark, at)) != word.npos; at += file.size()) {
+            word.replace(at, fileMark.size(), file);
             placed = true;
         }
     }
@@ -54,17 +54,17 @@ Result<std::shared_ptr<Member>> takeLock(Session& session, const Address& addres
     if (*protection != Protection::lock) {
         return localError(Kind::refused, "This server does not lock it.");
     }
-    session.leftWork().lockWasTaken(address.url());
+    session.leftWork().noteLockTaken(address.url());
     return member;
 }
 
-int keepLock(Session& session, const Address& address) {
+int lockForLater(Session& session, const Address& address) {
     const auto member = takeLock(session, address);
     if (!member) return report("lock", address.url(), member.error());
     if (session.base) {
-        session.keepLocked(address, *member);
+        session.rememberLocked(address, *member);
         fmt::print("{} is locked until you unlock it or leave\n", forOutput(address.name()));
-        return EXIT_DONE;
+        return exitDone;
     }
     const std::string token = (*member)->lockToken();
     if (!tokenShowable(token)) {  // nobody could name it to unlock
@@ -77,13 +77,13 @@ int keepLock(Session& session, const Address& address) {
     }
     fmt::print("{}\n", token);
     (*member)->abandonLock();
-    return EXIT_DONE;
+    return exitDone;
 }
 
 int run(Session& session, LockWords& words) {
     const Result<Address> address = parseUrl(session, words.url);
     if (!address) return exitCode(address.error().kind);
-    return words.command.empty() ? keepLock(session, *address)
+    return words.command.empty() ? lockForLater(session, *address)
                                  : runUnderLock(session, *address, words.command);
 }
 

@@ -29,7 +29,7 @@ Result<void> tryOut(Session& session, const CommonOptions& options, const Addres
     const Result<Collection> opened =
         Collection::open(*extension, address, login, {.cache = false, .cacheParent = {}});
     if (opened) return {};
-    return notOpened(*extension, login, address, opened.error());
+    return explainNotOpened(*extension, login, address, opened.error());
 }
 
 // What the server accepts. Only who is given or asked for now counts: no file, no earlier password.
@@ -83,7 +83,7 @@ Result<void> store(Session& session, Site site, const std::optional<Site>& befor
         site.password = std::move(*encoded);
     }
     takeOptions(site, session.options());
-    session.sites().readAgain();
+    session.sites().forgetLoaded();
     return storeSite(site, before);
 }
 
@@ -142,7 +142,7 @@ int run(Session& session, LoginOptions& options) {
     if (!stored) return nothingStored(site.url, stored.error());
     fmt::print("{}: is {}{}{}\n", site.name, site.url, login->user.empty() ? "" : ", user ",
                harmless(login->user));
-    return EXIT_DONE;
+    return exitDone;
 }
 
 }  // namespace

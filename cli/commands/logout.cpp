@@ -12,8 +12,8 @@ int run(Session& session, const std::string& name) {
     const Result<Site> site = session.sites().find(name);
     if (!site) return report("log out of", name, site.error());
     const Result<void> removed = removeSite(name);
-    session.sites().readAgain();
-    return removed ? EXIT_DONE : report("log out of", name, removed.error());
+    session.sites().forgetLoaded();
+    return removed ? exitDone : report("log out of", name, removed.error());
 }
 
 }  // namespace

@@ -131,15 +131,15 @@ int run(Session& session, LsOptions& options) {
     if (unsure) {
         if (const auto member = findMember(session, *address)) {
             printMember(*address, *member, options);
-            return EXIT_DONE;
+            return exitDone;
         }
     }
     if (!listing) {
         return report("list", address->url(),
-                      notOpened(session, address->asCollection(), listing.error()));
+                      explainNotOpened(session, address->asCollection(), listing.error()));
     }
     print(sortedLines(*listing, options.hidden), options);
-    return EXIT_DONE;
+    return exitDone;
 }
 
 }  // namespace

@@ -42,7 +42,7 @@ int run(Session& session, MkcolOptions& options) {
         Result<void> made =
             options.parents ? makeWithParents(session, address) : make(session, address);
         if (made) return made;
-        return Result<void>(notMade(session, address, std::move(made).error()));
+        return Result<void>(explainNotMade(session, address, std::move(made).error()));
     });
 }
 

@@ -34,7 +34,7 @@ int run(Session& session, MvOptions& options) {
     const Result<Address> address = parseUrl(session, options.url);
     if (!address) return exitCode(address.error().kind);
     const Result<void> renamed = rename(session, address->asMember(), options.newName);
-    return renamed ? EXIT_DONE : report("rename", address->url(), renamed.error());
+    return renamed ? exitDone : report("rename", address->url(), renamed.error());
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::string_view STANDARD_INPUT = "-";
+constexpr std::string_view standardInput = "-";
 
 struct PutOptions {
     std::vector<std::string> operands;  // the last is the URL
@@ -47,23 +47,23 @@ int store(Session& session, Member& member, const Address& address, const PutOpt
     if (options.force) {
         const Result<void> stored = member.store();
         session.progress().finish();
-        return stored ? EXIT_DONE : report("store", address.url(), stored.error());
+        return stored ? exitDone : report("store", address.url(), stored.error());
     }
     Result<Hold> hold = Hold::take(member);
     if (!hold) return report("store", address.url(), hold.error());
     const Result<void> stored = storeHeld(*hold, options);
     session.progress().finish();
-    return released(*hold, address,
-                    stored ? EXIT_DONE : report("store", address.url(), stored.error()));
+    return releaseHold(*hold, address,
+                       stored ? exitDone : report("store", address.url(), stored.error()));
 }
 
 int put(Session& session, const std::string& file, const Address& address,
         const PutOptions& options) {
     const auto member = session.member(address);
     if (!member) {
-        return report("store", address.url(), noPlaceFor(session, address, member.error()));
+        return report("store", address.url(), explainNoPlace(session, address, member.error()));
     }
-    const fs::path source = file == STANDARD_INPUT ? "/dev/stdin" : file;
+    const fs::path source = file == standardInput ? "/dev/stdin" : file;
     if (Result<void> copied = (*member)->copyFrom(source); !copied) {
         return report("store", address.url(), copied.error());
     }
@@ -73,7 +73,7 @@ int put(Session& session, const std::string& file, const Address& address,
 // The member that a file becomes: one of its name in a collection, or the one that is named.
 Result<Address> destinationOf(const std::string& file, const Address& url) {
     if (url.namesMember()) return url;
-    if (file == STANDARD_INPUT) {
+    if (file == standardInput) {
         return localError(Kind::usage, "Name the member that the standard input becomes.");
     }
     return url.member(fs::path(file).filename().string());
@@ -89,7 +89,7 @@ int putAll(Session& session, const std::vector<std::string>& files, const Addres
     }
     // Debian's Apache keeps locks in a Berkeley DB without mutual exclusion: of many that are taken
     // at the same time it refuses some and loses others.
-    const Jobs wanted{options.jobs, options.force ? DEFAULT_JOBS : 1};
+    const Jobs wanted{options.jobs, options.force ? defaultJobs : 1};
     const size_t jobs = jobsFor(session, url, wanted, std::move(places));
     if (jobs > 1) meetServers(session, {url}, {});
     return runTasks(files.size(), jobs, session, [&](size_t i) -> int {
@@ -108,13 +108,13 @@ int run(Session& session, PutOptions& options) {
     }
     if (files.empty()) {
         complain("put needs a FILE and a URL. See quillon put --help.");
-        return EXIT_USAGE;
+        return exitUsage;
     }
     const Result<Address> url = parseUrl(session, typed);
     if (!url) return exitCode(url.error().kind);
     if (files.size() > 1 && url->namesMember()) {
         complain("several files go into a collection: end its URL with a slash.");
-        return EXIT_USAGE;
+        return exitUsage;
     }
     return putAll(session, files, *url, options);
 }
@@ -138,13 +138,13 @@ void addPut(CommandDefinition program, Invocation& invocation) {
     addJobsOption(command, options->jobs,
                   "1, since some servers confuse locks that are taken at the same time, or with "
                   "--force " +
-                      std::to_string(DEFAULT_JOBS) + ",");
+                      std::to_string(defaultJobs) + ",");
     command.setFooter(
         "A member that exists is replaced: under a lock, so that nobody else writes at the same\n"
         "time, or where the server has no locks unless it changes while this runs. What was in\n"
         "it before is not asked about: use edit, or --if-unchanged-since, where that matters. A\n"
         "new member is made only if nobody else makes it meanwhile.\n\n" +
-        std::string(TIME_HELP) +
+        std::string(timeHelp) +
         "\nExamples:\n"
         "  quillon put report.txt https://example.org/dav/\n"
         "  quillon put a.txt b.txt https://example.org/dav/drafts/\n"

@@ -61,7 +61,7 @@ void addRm(CommandDefinition program, Invocation& invocation) {
     addUrls(command, options->urls, "Members; collections are for rmcol");
     addTimeOption(command, "--older-than", options->olderThan,
                   "Only those that were created by TIME, on a server that keeps such dates");
-    command.setFooter(std::string(TIME_HELP) +
+    command.setFooter(std::string(timeHelp) +
                       "\nExamples:\n"
                       "  quillon rm https://example.org/dav/old.txt\n"
                       "  quillon rm --older-than 7d https://example.org/dav/draft.txt\n");

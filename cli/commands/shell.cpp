@@ -41,8 +41,8 @@ public:
 private:
     int runLine(const std::string& line);
     int runWords(std::vector<std::string> words);
-    void addOwn(const Parser& parser, Invocation& invocation);
-    int change(std::string& path);
+    void addShellCommands(const Parser& parser, Invocation& invocation);
+    int changeCollection(std::string& path);
     int unlockAll();
     std::string prompt() const;
 
@@ -64,30 +64,30 @@ std::string Shell::prompt() const {
 int Shell::run() {
     const auto lines = makeLineReader([this](std::string_view line) { return complete(line); },
                                       mayBeRemembered, [this] { session_.renewLocks(); });
-    int code = EXIT_DONE;
+    int code = exitDone;
     while (!done_) {
         const std::optional<std::string> line = lines->next(prompt());
         if (!line) break;
         const int failed = runLine(*line);
         listed_.reset();
         const bool goesOn = !interrupted() || (isTerminal(stdin) && forgetInterrupt());
-        if (code == EXIT_DONE) code = failed;
+        if (code == exitDone) code = failed;
         if (!goesOn) break;
     }
-    if (interrupted()) code = EXIT_INTERRUPTED;
+    if (interrupted()) code = exitInterrupted;
     const int locks = unlockAll();
     // A person has seen what failed.
-    if (isTerminal(stdin) && code != EXIT_INTERRUPTED) return locks;
-    return code == EXIT_DONE ? locks : code;
+    if (isTerminal(stdin) && code != exitInterrupted) return locks;
+    return code == exitDone ? locks : code;
 }
 
 int Shell::runLine(const std::string& line) {
     Result<std::vector<std::string>> words = splitWords(line);
     if (!words) {
         complain(words.error().sentences.front());
-        return EXIT_USAGE;
+        return exitUsage;
     }
-    return words->empty() ? EXIT_DONE : runWords(std::move(*words));
+    return words->empty() ? exitDone : runWords(std::move(*words));
 }
 
 int Shell::runWords(std::vector<std::string> words) {
@@ -96,59 +96,60 @@ int Shell::runWords(std::vector<std::string> words) {
     invocation.inShell = true;
     parser.requireCommand();
     addCommands(parser.program(), invocation);
-    addOwn(parser, invocation);
+    addShellCommands(parser, invocation);
     for (const std::string& word : words) concealInReports(credentialsIn(word));
     const Result<std::string> answer = parser.parse(std::move(words));
     if (!answer) {
         complain(answer.error().sentences.front());
-        return EXIT_USAGE;
+        return exitUsage;
     }
     fmt::print("{}", *answer);
-    const int code = answer->empty() ? invocation.run(session_) : EXIT_DONE;
+    const int code = answer->empty() ? invocation.run(session_) : exitDone;
     std::fflush(stdout);
     return code;
 }
 
-void Shell::addOwn(const Parser& parser, Invocation& invocation) {
+void Shell::addShellCommands(const Parser& parser, Invocation& invocation) {
     auto path = std::make_shared<std::string>();
     const CommandDefinition program = parser.program();
     const CommandDefinition cd =
         program.addCommand("cd", "Go to another collection, or to the first one");
     cd.addOption("URL", *path, "A collection").typeName("");
-    whenGiven(cd, invocation, [this, path](Session&) { return change(*path); });
+    whenGiven(cd, invocation, [this, path](Session&) { return changeCollection(*path); });
     const CommandDefinition pwd = program.addCommand("pwd", "Print the collection's URL");
     whenGiven(pwd, invocation, [](Session& session) -> int {
         fmt::print("{}\n", session.base->url());
-        return EXIT_DONE;
+        return exitDone;
     });
     const CommandDefinition help = program.addCommand("help", "Print this");
     whenGiven(help, invocation, [&parser](Session&) -> int {
         fmt::print("{}", parser.help());
-        return EXIT_DONE;
+        return exitDone;
     });
     const CommandDefinition leave =
         program.addCommand("exit", "Give back the locks and end the shell");
     leave.addAlias("quit");
     whenGiven(leave, invocation, [this](Session&) -> int {
         done_ = true;
-        return EXIT_DONE;
+        return exitDone;
     });
 }
 
-int Shell::change(std::string& path) {
+int Shell::changeCollection(std::string& path) {
     const Result<Address> address = path.empty() ? start_ : parseUrl(session_, path);
     if (!address) return exitCode(address.error().kind);
     const Address collection = address->asCollection();
     const auto opened = session_.open(collection);
     if (!opened) {
-        return report("go to", collection.url(), notOpened(session_, collection, opened.error()));
+        return report("go to", collection.url(),
+                      explainNotOpened(session_, collection, opened.error()));
     }
     session_.base = collection;
-    return EXIT_DONE;
+    return exitDone;
 }
 
 int Shell::unlockAll() {
-    int code = EXIT_DONE;
+    int code = exitDone;
     for (const Address& address : session_.lockedAddresses()) {
         Result<void> unlocked = session_.lockedMember(address)->unlock();
         session_.forgetLocked(address);
@@ -178,7 +179,7 @@ std::vector<std::string> Shell::candidates(const LastWord& word) {
         const Parser parser("", "");
         Invocation unused;
         addCommands(parser.program(), unused);
-        addOwn(parser, unused);
+        addShellCommands(parser, unused);
         for (const CommandDefinition command : parser.program().commands())
             found.push_back(command.name());
     } else {
@@ -220,7 +221,8 @@ int run(Session& session, std::string& url) {
     const Address collection = address->asCollection();
     const auto opened = session.open(collection);
     if (!opened) {
-        return report("open", collection.url(), notOpened(session, collection, opened.error()));
+        return report("open", collection.url(),
+                      explainNotOpened(session, collection, opened.error()));
     }
     return Shell(session, collection).run();
 }

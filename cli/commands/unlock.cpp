@@ -19,8 +19,8 @@ bool isGone(const Error& error) {
 }
 
 Result<void> unlock(Session& session, const Address& address, const std::string& token) {
-    if (const auto kept = session.lockedMember(address); kept && token.empty()) {
-        Result<void> unlocked = kept->unlock();
+    if (const auto locked = session.lockedMember(address); locked && token.empty()) {
+        Result<void> unlocked = locked->unlock();
         session.forgetLocked(address);
         return unlocked;
     }
@@ -28,14 +28,14 @@ Result<void> unlock(Session& session, const Address& address, const std::string&
         return localError(Kind::usage,
                           "Name the lock with --token, as the message said that told of it.");
     }
-    session.leftWork().keepQuiet(address.url());
+    session.leftWork().markTold(address.url());
     const auto member = session.member(address);
     if (!member) return member.error();
     Result<void> adopted = (*member)->adoptLock(token);
     if (!adopted) return adopted;
     Result<void> unlocked = (*member)->unlock();
     if (!unlocked && !isGone(unlocked.error())) return unlocked;
-    session.leftWork().lockIsOff(address.url(), token);
+    session.leftWork().noteLockOff(address.url(), token);
     if (!unlocked) {
         return localError(Kind::notFound,
                           "It has no lock with this token. The lock may have run out, or was "
@@ -48,7 +48,7 @@ int run(Session& session, UnlockOptions& options) {
     const Result<Address> address = parseUrl(session, options.url);
     if (!address) return exitCode(address.error().kind);
     const Result<void> unlocked = unlock(session, *address, options.token);
-    return unlocked ? EXIT_DONE : report("unlock", address->url(), unlocked.error());
+    return unlocked ? exitDone : report("unlock", address->url(), unlocked.error());
 }
 
 }  // namespace

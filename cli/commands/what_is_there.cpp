@@ -43,30 +43,30 @@ Error explained(const OpenMember& open, const Address& collection, Error error,
                                                              collection.collection(), advice));
 }
 
-constexpr std::string_view CHECK_IT = "Check the URL's spelling.";
+constexpr std::string_view checkSpelling = "Check the URL's spelling.";
 
 }  // namespace
 
-Error notOpened(Session& session, const Address& collection, Error error) {
-    return explained(throughSession(session), collection, std::move(error), CHECK_IT);
+Error explainNotOpened(Session& session, const Address& collection, Error error) {
+    return explained(throughSession(session), collection, std::move(error), checkSpelling);
 }
 
-Error notOpened(const Extension& extension, const Login& login, const Address& collection,
-                Error error) {
+Error explainNotOpened(const Extension& extension, const Login& login, const Address& collection,
+                       Error error) {
     const auto open = [&](const Address& address) -> Result<Member> {
         Result<Collection> above = Collection::open(extension, address.parent(), login);
         if (!above) return std::move(above).error();
         return above->member(address.segment());
     };
-    return explained(open, collection, std::move(error), CHECK_IT);
+    return explained(open, collection, std::move(error), checkSpelling);
 }
 
-Error noPlaceFor(Session& session, const Address& member, Error error) {
+Error explainNoPlace(Session& session, const Address& member, Error error) {
     return explained(throughSession(session), member.parent(), std::move(error),
                      "mkcol -p creates it.");
 }
 
-Error notMade(Session& session, const Address& collection, Error error) {
+Error explainNotMade(Session& session, const Address& collection, Error error) {
     if (error.kind != Kind::refused) return error;
     const OpenMember open = throughSession(session);
     There there = whatIsAt(open, collection);

@@ -7,14 +7,14 @@ namespace quillon::cli {
 
 // A collection that could not be opened: which one it is, or that it is a file. Other errors come
 // back as they are.
-Error notOpened(Session& session, const Address& collection, Error error);
-Error notOpened(const Extension& extension, const Login& login, const Address& collection,
-                Error error);
+Error explainNotOpened(Session& session, const Address& collection, Error error);
+Error explainNotOpened(const Extension& extension, const Login& login, const Address& collection,
+                       Error error);
 
 // The same of the collection that a member was to be stored in.
-Error noPlaceFor(Session& session, const Address& member, Error error);
+Error explainNoPlace(Session& session, const Address& member, Error error);
 
 // A collection that the server refused to make: what is there already, or a file above it.
-Error notMade(Session& session, const Address& collection, Error error);
+Error explainNotMade(Session& session, const Address& collection, Error error);
 
 }  // namespace quillon::cli

@@ -18,7 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int MOST_NUMBERS = 1000;
+constexpr int mostNumbers = 1000;
 
 Error failure(std::string_view what, const fs::path& path, const std::error_code& problem) {
     return localError(Kind::local,
@@ -32,7 +32,7 @@ std::string localName(std::string name) {
     return name.empty() || name == "." || name == ".." ? "member" : name;
 }
 
-std::vector<fs::path> keepingPlaces() {
+std::vector<fs::path> placesToSave() {
     std::error_code none;
     std::vector<fs::path> places{fs::current_path(none)};
     if (const char* home = std::getenv("HOME"); home != nullptr && *home != '\0') {
@@ -43,9 +43,9 @@ std::vector<fs::path> keepingPlaces() {
 }
 
 // A name that nobody has, taken at once; empty: nothing can be made there.
-fs::path reserve(const fs::path& place, const std::string& name) {
+fs::path reserveName(const fs::path& place, const std::string& name) {
     const fs::path plain(name);
-    for (int number = 0; number < MOST_NUMBERS; ++number) {
+    for (int number = 0; number < mostNumbers; ++number) {
         const std::string marked = number == 0 ? fmt::format("{}.mine{}", plain.stem().string(),
                                                              plain.extension().string())
                                                : fmt::format("{}.mine-{}{}", plain.stem().string(),
@@ -61,10 +61,10 @@ fs::path reserve(const fs::path& place, const std::string& name) {
     return {};
 }
 
-Result<fs::path> keepFile(const fs::path& file) {
+Result<fs::path> saveFile(const fs::path& file) {
     Error last = localError(Kind::local, "There is no place for it.");
-    for (const fs::path& place : keepingPlaces()) {
-        fs::path path = reserve(place, file.filename().string());
+    for (const fs::path& place : placesToSave()) {
+        fs::path path = reserveName(place, file.filename().string());
         if (path.empty()) continue;
         Result<void> moved = putInPlace(file, path, Naming::byOthers);
         if (moved) return path;
@@ -112,19 +112,19 @@ Result<bool> WorkCopy::changed() const {
     return !same || original.peek() != std::ifstream::traits_type::eof() || original.bad();
 }
 
-Result<fs::path> WorkCopy::keep() const {
-    return keepFile(file_);
+Result<fs::path> WorkCopy::save() const {
+    return saveFile(file_);
 }
 
-std::vector<fs::path> WorkCopy::keepLeftovers() const {
-    std::vector<fs::path> kept;
+std::vector<fs::path> WorkCopy::saveLeftovers() const {
+    std::vector<fs::path> saved;
     std::error_code none;
     for (const auto& entry : fs::directory_iterator(file_.parent_path(), none)) {
         if (entry.path() == file_ || !entry.is_regular_file(none)) continue;
-        Result<fs::path> path = keepFile(entry.path());
-        if (path) kept.push_back(std::move(*path));
+        Result<fs::path> path = saveFile(entry.path());
+        if (path) saved.push_back(std::move(*path));
     }
-    return kept;
+    return saved;
 }
 
 }  // namespace quillon::cli

@@ -23,9 +23,9 @@ public:
 
     // Moves the file to where it stays: to the working directory, else the person's home, else the
     // one for temporary files; under its name with a number where that is taken.
-    Result<std::filesystem::path> keep() const;
+    Result<std::filesystem::path> save() const;
     // The same for what an editor left beside it that a signal ended: its record of what was typed.
-    std::vector<std::filesystem::path> keepLeftovers() const;
+    std::vector<std::filesystem::path> saveLeftovers() const;
 
 private:
     WorkCopy(std::filesystem::path original, std::filesystem::path file)

@@ -104,10 +104,10 @@ std::string synopsisOf(CommandDefinition command, const std::string& name) {
 
 // A paragraph that has indented lines keeps its lines.
 std::string paragraph(const std::string& text) {
-    const bool kept = text.starts_with(' ') || text.find("\n ") != text.npos;
-    std::string result = kept ? ".PP\n.nf\n" : ".PP\n";
+    const bool indented = text.starts_with(' ') || text.find("\n ") != text.npos;
+    std::string result = indented ? ".PP\n.nf\n" : ".PP\n";
     for (const std::string& each : split(text, "\n")) result += line(each);
-    return kept ? result + ".fi\n" : result;
+    return indented ? result + ".fi\n" : result;
 }
 
 // What stands below the title of a paragraph, each line as it is.
@@ -126,14 +126,14 @@ struct Footer {
 };
 
 Footer readFooter(const std::string& text) {
-    constexpr std::string_view EXAMPLES = "Examples:\n";
-    constexpr std::string_view EXIT_CODES = "Exit codes:\n";
+    constexpr std::string_view examplesTitle = "Examples:\n";
+    constexpr std::string_view exitCodesTitle = "Exit codes:\n";
     Footer footer;
     for (const std::string& each : split(text, "\n\n")) {
-        if (each.starts_with(EXAMPLES)) {
-            footer.examples = section("EXAMPLES", each.substr(EXAMPLES.size()));
-        } else if (each.starts_with(EXIT_CODES)) {
-            footer.exitStatus = section("\"EXIT STATUS\"", each.substr(EXIT_CODES.size()));
+        if (each.starts_with(examplesTitle)) {
+            footer.examples = section("EXAMPLES", each.substr(examplesTitle.size()));
+        } else if (each.starts_with(exitCodesTitle)) {
+            footer.exitStatus = section("\"EXIT STATUS\"", each.substr(exitCodesTitle.size()));
         } else {
             footer.description += paragraph(each);
         }

@@ -7,8 +7,8 @@
 namespace quillon::cli {
 namespace {
 
-constexpr int MOST_JOBS = 64;
-constexpr int MOST_SECONDS = 86400;
+constexpr int mostJobs = 64;
+constexpr int mostSeconds = 86400;
 
 }  // namespace
 
@@ -34,7 +34,7 @@ void addCommonOptions(CommandDefinition program, CommonOptions& options) {
         .addOption("--timeout", options.timeoutSeconds,
                    "Give up when nothing moves for so long (30 to connect, 60 in a transfer)")
         .typeName("SECONDS")
-        .within(1, MOST_SECONDS);
+        .within(1, mostSeconds);
     program.addFlag("-v,--verbose", options.verbosity,
                     "Show what is done; twice: the requests, too");
 }
@@ -44,7 +44,7 @@ void addJobsOption(CommandDefinition command, size_t& jobs, const std::string& t
         .addOption("-j,--jobs", jobs,
                    "Members at a time, over a connection each; " + theDefault + " if not given")
         .typeName("N")
-        .within(1, MOST_JOBS);
+        .within(1, mostJobs);
 }
 
 OptionDefinition addTimeOption(CommandDefinition command, const std::string& name,

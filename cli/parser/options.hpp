@@ -31,7 +31,7 @@ void addJobsOption(CommandDefinition command, size_t& jobs, const std::string& t
 OptionDefinition addTimeOption(CommandDefinition command, const std::string& name,
                                std::optional<Time>& time, const std::string& meaning);
 
-inline constexpr auto TIME_HELP =
+inline constexpr auto timeHelp =
     "TIME is an age (90s, 30m, 12h, 7d, 2w), a local time (2026-11-24, \"2026-11-24 20:32\") or\n"
     "one with its zone (2026-11-24T20:32:05Z).\n";
 

@@ -11,10 +11,10 @@ namespace quillon::cli {
 namespace {
 
 // Behind a word like "[a,b]", which the library would take for a list of two; no word has it.
-constexpr char MARK = '\0';
+constexpr char bracketMark = '\0';
 
 std::string withoutMark(std::string word) {
-    if (word.ends_with(MARK)) word.pop_back();
+    if (word.ends_with(bracketMark)) word.pop_back();
     return word;
 }
 
@@ -293,7 +293,7 @@ Result<std::string> Parser::parse(std::vector<std::string> words) {
     }
     for (CLI::Option* option : app_->get_options()) option->transform(withoutMark);
     for (std::string& word : words) {
-        if (word.starts_with('[') && word.ends_with(']')) word += MARK;
+        if (word.starts_with('[') && word.ends_with(']')) word += bracketMark;
     }
     std::reverse(words.begin(), words.end());  // as the library takes them
     try {

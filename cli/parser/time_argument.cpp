@@ -11,7 +11,7 @@
 namespace quillon::cli {
 namespace {
 
-constexpr int64_t MOST_YEARS = 10'000;
+constexpr int64_t mostYears = 10'000;
 
 std::optional<std::chrono::seconds> unitOf(char letter) {
     using namespace std::chrono_literals;
@@ -37,7 +37,7 @@ std::optional<std::chrono::seconds> parseAge(std::string_view text) {
     int64_t count = 0;
     const auto parsed = std::from_chars(text.data(), end, count);
     const bool whole = parsed.ec == std::errc() && parsed.ptr == end && count >= 0;
-    if (!unit || !whole || count > std::chrono::years(MOST_YEARS) / *unit) return std::nullopt;
+    if (!unit || !whole || count > std::chrono::years(mostYears) / *unit) return std::nullopt;
     return count * *unit;
 }
 

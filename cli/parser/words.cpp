@@ -3,7 +3,7 @@
 namespace quillon::cli {
 namespace {
 
-constexpr std::string_view PLAIN_SIGNS = "._-+,:@%/=~^";
+constexpr std::string_view plainSigns = "._-+,:@%/=~^";
 
 bool isBlank(char c) {
     return c == ' ' || c == '\t';
@@ -21,7 +21,7 @@ public:
             const char c = line[at];
             const bool literal = quote_ == '\'';
             if (c == '\\' && !literal && at + 1 < line.size()) {
-                begin(at);
+                beginWord(at);
                 words_.back().text += line[++at];
             } else if (quote_ != 0) {
                 if (c == quote_) {
@@ -30,23 +30,23 @@ public:
                     words_.back().text += c;
                 }
             } else if (c == '\'' || c == '"') {
-                begin(at);
+                beginWord(at);
                 quote_ = c;
             } else if (isBlank(c)) {
                 inWord_ = false;
             } else {
-                begin(at);
+                beginWord(at);
                 words_.back().text += c;
             }
         }
     }
 
     std::vector<Word>& words() { return words_; }
-    bool open() const { return quote_ != 0; }
+    bool isQuoteOpen() const { return quote_ != 0; }
     bool inWord() const { return inWord_; }
 
 private:
-    void begin(size_t at) {
+    void beginWord(size_t at) {
         if (!inWord_) words_.push_back({{}, at});
         inWord_ = true;
     }
@@ -62,7 +62,7 @@ Result<std::vector<std::string>> splitWords(std::string_view line) {
     std::vector<std::string> words;
     if (line.starts_with('#')) return words;
     Splitter splitter(line);
-    if (splitter.open()) return localError(Kind::usage, "A quote is left open.");
+    if (splitter.isQuoteOpen()) return localError(Kind::usage, "A quote is left open.");
     for (Word& word : splitter.words()) words.push_back(std::move(word.text));
     return words;
 }
@@ -72,7 +72,7 @@ std::string quotedWord(std::string_view name) {
     for (const char c : name) {
         const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
                            (c >= '0' && c <= '9') || static_cast<unsigned char>(c) >= 0x80 ||
-                           PLAIN_SIGNS.find(c) != std::string_view::npos;
+                           plainSigns.find(c) != std::string_view::npos;
         if (!plain) word += '\\';
         word += c;
     }

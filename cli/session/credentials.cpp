@@ -53,7 +53,7 @@ Result<Secret> Credentials::passwordFor(const Address& address, const std::strin
     return givenPassword(options_, address, user);
 }
 
-Result<Credentials::Known> Credentials::look(const Address& address) const {
+Result<Credentials::Known> Credentials::findKnown(const Address& address) const {
     Known known;
     known.login.proxy = sites_.optionsFor(address).proxy;
     concealInReports(credentialsIn(known.login.proxy));  // libcurl repeats one that it cannot use
@@ -78,7 +78,7 @@ Result<Credentials::Known> Credentials::look(const Address& address) const {
 Result<Login> Credentials::find(const Address& address) {
     const std::string key = identityOf(address);
     if (const auto found = known_.find(key); found != known_.end()) return found->second.login;
-    Result<Known> known = look(address);
+    Result<Known> known = findKnown(address);
     if (!known) return std::move(known).error();
     return known_.emplace(key, std::move(*known)).first->second.login;
 }

@@ -30,7 +30,7 @@ private:
         Login login;
         bool asked = false;
     };
-    Result<Known> look(const Address& address) const;
+    Result<Known> findKnown(const Address& address) const;
     Result<Secret> passwordFor(const Address& address, const std::string& user, bool& asked) const;
 
     const CommonOptions& options_;

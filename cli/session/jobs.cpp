@@ -16,7 +16,7 @@
 namespace quillon::cli {
 namespace {
 
-constexpr size_t WORTH_A_CONNECTION = 4;  // members
+constexpr size_t worthAConnection = 4;  // members
 
 class Workers {
 public:
@@ -25,55 +25,61 @@ public:
 
     int run(size_t jobs) {
         {
-            std::vector<std::jthread> others;  // which end with the block
+            // This thread is one of the workers. The block's end waits for the others, so that
+            // nobody writes to code_ any more when it is read.
+            std::vector<std::jthread> others;
             others.reserve(jobs);
             try {
-                while (others.size() + 1 < jobs) others.emplace_back([this] { workElsewhere(); });
-            } catch (const std::system_error&) {  // as many as the system allows
+                while (others.size() + 1 < jobs) others.emplace_back([this] { runThread(); });
+            } catch (const std::system_error&) {
+                // The system allows no more threads: those that there are do all of the tasks.
             }
-            work();
+            takeTasks();
         }
         return code_;
     }
 
 private:
     struct End {
-        int code = EXIT_DONE;
+        int code = exitDone;
         std::string reports;
     };
 
     // A thread's collections belong to it: nobody could use or close them after its end.
-    void workElsewhere() {
-        work();
-        session_.closeOfThisThread();
+    void runThread() {
+        takeTasks();
+        session_.closeCollectionsOfThisThread();
     }
 
-    void work() {
-        for (size_t i; !stopped_ && (i = next_++) < ends_.size();) end(i, perform(i));
+    void takeTasks() {
+        for (size_t i; !stopped_ && (i = next_++) < ends_.size();) recordEnd(i, performTask(i));
     }
 
-    End perform(size_t i) const {
+    // An exception would end the process from a thread, and leave locks behind.
+    End performTask(size_t i) const {
         End end;
-        const ReportsInto kept(end.reports);
+        const ReportsInto redirected(end.reports);
         try {
             end.code = task_(i);
         } catch (const std::exception& problem) {
             complain(problem.what());
-            end.code = EXIT_LOCAL;
+            end.code = exitLocal;
         }
         return end;
     }
 
-    void end(size_t i, End how) {
-        if (how.code == EXIT_INTERRUPTED) stopped_ = true;
+    void recordEnd(size_t i, End how) {
+        // Tasks that have begun go on to their own end, in which they give back their locks.
+        if (how.code == exitInterrupted) stopped_ = true;
         const std::lock_guard lock(mutex_);
         ends_[i] = std::move(how);
-        session_.progress().oneDone();
-        for (; told_ < ends_.size() && ends_[told_]; ++told_) tell(*ends_[told_]);
+        session_.progress().countDone();
+        // A task's reports wait for those of the tasks before it.
+        for (; printed_ < ends_.size() && ends_[printed_]; ++printed_) printEnd(*ends_[printed_]);
     }
 
-    void tell(const End& how) {
-        if (code_ == EXIT_DONE || how.code == EXIT_INTERRUPTED) code_ = how.code;
+    void printEnd(const End& how) {
+        if (code_ == exitDone || how.code == exitInterrupted) code_ = how.code;
         if (how.reports.empty()) return;
         session_.progress().hide();
         printReports(how.reports);
@@ -82,10 +88,10 @@ private:
     std::atomic<size_t> next_{0};
     std::atomic<bool> stopped_{false};
 
-    std::mutex mutex_;  // of what follows
+    std::mutex mutex_;  // guards what follows, but for the size of ends_, which never changes
     std::vector<std::optional<End>> ends_;
-    size_t told_ = 0;
-    int code_ = EXIT_DONE;
+    size_t printed_ = 0;
+    int code_ = exitDone;
 
     Session& session_;
     const Task& task_;
@@ -96,11 +102,11 @@ private:
 size_t jobsFor(Session& session, const Address& first, Jobs jobs, std::vector<std::string> places) {
     std::sort(places.begin(), places.end());
     const bool twice = std::adjacent_find(places.begin(), places.end()) != places.end();
-    if (twice || session.keepsLocks()) return 1;
+    if (twice || session.hasLockedMembers()) return 1;
     const Site* site = session.sites().of(first);
     if (jobs.asked == 0 && site != nullptr) jobs.asked = static_cast<size_t>(site->jobs);
     if (jobs.asked > 0) return std::min(jobs.asked, places.size());
-    return std::min(jobs.usual, (places.size() + WORTH_A_CONNECTION - 1) / WORTH_A_CONNECTION);
+    return std::min(jobs.usual, (places.size() + worthAConnection - 1) / worthAConnection);
 }
 
 void meetServers(Session& session, const std::vector<Address>& addresses,
@@ -117,7 +123,7 @@ int runTasks(size_t count, size_t jobs, Session& session, const Task& task) {
     session.progress().startAll(count);
     const int code = Workers(count, session, task).run(jobs);
     session.progress().finishAll();
-    session.closeBesideFiles();
+    session.closeCollectionsBesideFiles();
     return code;
 }
 

@@ -12,11 +12,11 @@
 namespace quillon::cli {
 
 // Most of the time that a small member takes is waiting for answers.
-inline constexpr size_t DEFAULT_JOBS = 16;
+inline constexpr size_t defaultJobs = 16;
 
 // How many of the members to do at a time: what the command line says, else the site of the first,
 // else as usual. One when two come to one place, whose names are given, since their order counts
-// then; and when locks are kept, whose members belong to this thread.
+// then; and when members are remembered with their locks, which belong to this thread.
 struct Jobs {
     size_t asked;  // 0: not
     size_t usual;
@@ -32,7 +32,7 @@ using Task = std::function<int(size_t)>;  // the exit code of the n-th task
 
 // Runs the tasks 0 to count - 1, at most so many at a time, one of them on this thread. What they
 // report comes in their order. A failure is not the end of the others, an interrupt is; the code is
-// EXIT_INTERRUPTED then, else that of the first failure.
+// exitInterrupted then, else that of the first failure.
 int runTasks(size_t count, size_t jobs, Session& session, const Task& task);
 
 }  // namespace quillon::cli

@@ -38,6 +38,7 @@ void LeftWork::tell(const std::string& url) {
 
 void LeftWork::tellAll() {
     const std::lock_guard lock(mutex_);
+    // A member may have several notes, so its URL counts as told only after the last of them.
     std::set<std::string> urls;
     for (const FoundNote& found : notes()) {
         if (!told_.contains(found.note.url)) tellNote(found.note);
@@ -46,12 +47,12 @@ void LeftWork::tellAll() {
     told_.merge(urls);
 }
 
-void LeftWork::keepQuiet(const std::string& url) {
+void LeftWork::markTold(const std::string& url) {
     const std::lock_guard lock(mutex_);
     told_.insert(url);
 }
 
-void LeftWork::lockIsOff(const std::string& url, std::string_view token) {
+void LeftWork::noteLockOff(const std::string& url, std::string_view token) {
     const std::lock_guard lock(mutex_);
     for (FoundNote& found : notes()) {
         if (found.note.url != url || found.note.token != token) continue;
@@ -60,7 +61,7 @@ void LeftWork::lockIsOff(const std::string& url, std::string_view token) {
     }
 }
 
-void LeftWork::lockWasTaken(const std::string& url) {
+void LeftWork::noteLockTaken(const std::string& url) {
     const std::lock_guard lock(mutex_);
     for (FoundNote& found : notes()) {
         if (found.note.url != url || found.note.token.empty()) continue;

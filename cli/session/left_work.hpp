@@ -17,19 +17,21 @@ class LeftWork {
 public:
     void tell(const std::string& url);  // of the member
     void tellAll();
-    void keepQuiet(const std::string& url);  // the person knows
+    void markTold(const std::string& url);  // the person knows
 
     // What was noted of the member's lock is over: it was given back, or could not be there any
     // more since another one was granted.
-    void lockIsOff(const std::string& url, std::string_view token);
-    void lockWasTaken(const std::string& url);
+    void noteLockOff(const std::string& url, std::string_view token);
+    void noteLockTaken(const std::string& url);
 
 private:
-    std::vector<FoundNote>& notes();  // with the mutex locked
+    // The notes are read when they are first asked for, which a listing never does. The caller has
+    // locked the mutex.
+    std::vector<FoundNote>& notes();
 
-    std::mutex mutex_;
-    std::optional<std::vector<FoundNote>> notes_;  // not read yet
-    std::set<std::string> told_;                   // URLs
+    std::mutex mutex_;  // guards what follows
+    std::optional<std::vector<FoundNote>> notes_;
+    std::set<std::string> told_;  // the URLs of members whose notes the person knows
 };
 
 }  // namespace quillon::cli

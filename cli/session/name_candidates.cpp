@@ -14,8 +14,8 @@
 namespace quillon::cli {
 namespace {
 
-constexpr int REQUEST_SECONDS = 3;
-constexpr unsigned ALL_SECONDS = 5;
+constexpr int requestSeconds = 3;
+constexpr unsigned allSeconds = 5;
 
 bool isControl(char c) {
     return std::iscntrl(static_cast<unsigned char>(c)) != 0;
@@ -52,17 +52,18 @@ size_t endOfCollection(const std::string& typed) {
 }
 
 // An impatient session that has nobody to ask.
-CommonOptions quiet(CommonOptions options) {
+CommonOptions makeImpatient(CommonOptions options) {
     neverPrompt();
+    // A server may answer each request in time and still take too long in all.
     std::signal(SIGALRM, [](int) { _exit(0); });
-    alarm(ALL_SECONDS);
-    options.timeoutSeconds = REQUEST_SECONDS;
+    alarm(allSeconds);
+    options.timeoutSeconds = requestSeconds;
     return options;
 }
 
 std::vector<NameCandidate> membersOf(const CommonOptions& options, const std::string& collection,
                                      std::string_view begun) {
-    const CommonOptions impatient = quiet(options);
+    const CommonOptions impatient = makeImpatient(options);
     Session session(impatient);
     const Result<Address> address = session.sites().resolve(collection);
     if (!address) return {};

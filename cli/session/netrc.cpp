@@ -11,7 +11,7 @@
 namespace quillon::cli {
 namespace {
 
-constexpr std::string_view BLANKS = " \t\r\n";
+constexpr std::string_view blanks = " \t\r\n";
 
 class Words {
 public:
@@ -19,7 +19,7 @@ public:
 
     // Bare, or in double quotes with backslash escapes. Nothing at the end of the text.
     std::optional<Secret> next() {
-        rest_.remove_prefix(std::min(rest_.find_first_not_of(BLANKS), rest_.size()));
+        rest_.remove_prefix(std::min(rest_.find_first_not_of(blanks), rest_.size()));
         if (rest_.empty()) return std::nullopt;
         return rest_.front() == '"' ? quoted() : bare();
     }
@@ -33,7 +33,7 @@ public:
 
 private:
     Secret bare() {
-        const size_t end = std::min(rest_.find_first_of(BLANKS), rest_.size());
+        const size_t end = std::min(rest_.find_first_of(blanks), rest_.size());
         Secret word(rest_.substr(0, end));
         rest_.remove_prefix(end);
         return word;

@@ -40,7 +40,9 @@ Result<Secret> readPasswordFile(const std::string& path) {
                                            std::strerror(errno) + ".");
     }
     tellIfReadByOthers(file, path);
-    std::setvbuf(file, nullptr, _IONBF, 0);  // no copy in a buffer of the library's
+    // Without a buffer of the library's no copy of the password stays in one, and what follows the
+    // line on a standard input is left to who reads on: the shell, or put.
+    std::setvbuf(file, nullptr, _IONBF, 0);
     Secret line;
     for (int byte = std::fgetc(file); byte != EOF && byte != '\n'; byte = std::fgetc(file)) {
         if (line.size() == mostPasswordBytes) {

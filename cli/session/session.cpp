@@ -15,10 +15,10 @@
 namespace quillon::cli {
 namespace {
 
-constexpr int LOG_WIRE = 1;
-constexpr int LOG_OPERATIONS = 2;
+constexpr int logWire = 1;
+constexpr int logOperations = 2;
 
-constexpr size_t MOST_KEPT = 8;  // open collections
+constexpr size_t mostOpen = 8;  // open collections
 
 void logToStderr(int, std::string_view channel, std::string_view text) {
     fmt::print(stderr, "[{}] {}\n", channel, harmless(concealed(std::string(text))));
@@ -51,7 +51,7 @@ ExtensionOptions extensionOptions(const CommonOptions& options, Progress& progre
         wanted.connectTimeout = wanted.stallTimeout = std::chrono::seconds(options.timeoutSeconds);
     }
     if (options.verbosity > 0) {
-        wanted.logThreshold = options.verbosity > 1 ? LOG_WIRE : LOG_OPERATIONS;
+        wanted.logThreshold = options.verbosity > 1 ? logWire : logOperations;
         wanted.log = logToStderr;
     }
     wanted.progress = [&progress](uint64_t moved, uint64_t total) {
@@ -80,6 +80,8 @@ Error Session::refusal(const Address& address, const Login& login, Error error) 
     return error;
 }
 
+// The mutex is held while a person is asked, so that a second worker waits for the answer to the
+// first question instead of asking the same.
 Result<Login> Session::findLogin(const Address& address) {
     const std::lock_guard lock(mutex_);
     return credentials_.find(address);
@@ -119,33 +121,35 @@ void Session::warnOfClearPassword(std::string_view origin) {
                     origin));
 }
 
-std::deque<Session::Kept>& Session::keptOfThisThread() {
+std::deque<Session::OpenCollection>& Session::collectionsOfThisThread() {
     const std::lock_guard lock(mutex_);
-    return kept_[std::this_thread::get_id()];
+    return open_[std::this_thread::get_id()];
 }
 
-void Session::closeOfThisThread() {
-    std::deque<Kept> closing;  // closed outside the mutex, since requests may be sent
+void Session::closeCollectionsOfThisThread() {
+    // It is declared before the lock, so that the collections are closed once the mutex is free:
+    // that may send requests, and other workers must not wait for them.
+    std::deque<OpenCollection> closing;
     const std::lock_guard lock(mutex_);
-    if (const auto found = kept_.find(std::this_thread::get_id()); found != kept_.end()) {
+    if (const auto found = open_.find(std::this_thread::get_id()); found != open_.end()) {
         closing = std::move(found->second);
-        kept_.erase(found);
+        open_.erase(found);
     }
 }
 
-void Session::closeBesideFiles() {
-    std::erase_if(keptOfThisThread(),
-                  [](const Kept& kept) { return !kept.options.cacheParent.empty(); });
+void Session::closeCollectionsBesideFiles() {
+    std::erase_if(collectionsOfThisThread(),
+                  [](const OpenCollection& each) { return !each.options.cacheParent.empty(); });
 }
 
 Result<std::shared_ptr<Collection>> Session::open(const Address& address,
                                                   const OpenOptions& options) {
-    std::deque<Kept>& mine = keptOfThisThread();
-    for (const Kept& kept : mine) {
-        const bool same = kept.collection->url() == address.collection() &&
-                          kept.user == address.user() && kept.options.cache == options.cache &&
-                          kept.options.cacheParent == options.cacheParent;
-        if (same) return kept.collection;
+    std::deque<OpenCollection>& mine = collectionsOfThisThread();
+    for (const OpenCollection& each : mine) {
+        const bool same = each.collection->url() == address.collection() &&
+                          each.user == address.user() && each.options.cache == options.cache &&
+                          each.options.cacheParent == options.cacheParent;
+        if (same) return each.collection;
     }
     const Result<Extension> loaded = extension(address);
     if (!loaded) return loaded.error();
@@ -153,7 +157,8 @@ Result<std::shared_ptr<Collection>> Session::open(const Address& address,
         return Collection::open(*loaded, address, login, options);
     });
     if (!opened) return std::move(opened).error();
-    if (mine.size() == MOST_KEPT) mine.pop_front();
+    // Who still uses the oldest keeps it alive; only the session lets go of it.
+    if (mine.size() == mostOpen) mine.pop_front();
     mine.push_back({std::make_shared<Collection>(std::move(*opened)), address.user(), options});
     return mine.back().collection;
 }
@@ -182,7 +187,7 @@ Result<std::shared_ptr<Member>> Session::member(const Address& address) {
     return std::make_shared<Member>(std::move(*member));
 }
 
-void Session::keepLocked(const Address& address, std::shared_ptr<Member> member) {
+void Session::rememberLocked(const Address& address, std::shared_ptr<Member> member) {
     locked_.insert_or_assign(address.url(), Locked{address, std::move(member)});
 }
 

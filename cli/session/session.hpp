@@ -23,6 +23,9 @@
 
 namespace quillon::cli {
 
+// Worker threads (jobs.hpp) share a session: findLogin, extension, open, list and openMember may be
+// called by any of them. The locked members, the sites and base belong to the thread that runs the
+// command, which changes them only while no worker runs.
 class Session {
 public:
     explicit Session(const CommonOptions& options);
@@ -46,7 +49,7 @@ public:
         return refusal(address, *login, std::move(result).error());
     }
 
-    // The address's collection; those that this thread opened last are kept for its later calls
+    // The address's collection; those that this thread opened last stay open for its later calls
     // that ask for the same.
     Result<std::shared_ptr<Collection>> open(const Address& address,
                                              const OpenOptions& options = {});
@@ -54,24 +57,24 @@ public:
     // What the address's collection holds. It is opened without a cache, which is for members.
     Result<Listing> list(const Address& address);
 
-    // The collections that are kept for this thread: all at its end; those whose cache lies among
-    // the person's files when a command is done.
-    void closeOfThisThread();
-    void closeBesideFiles();
+    // The collections that this thread has open: all at its end; those whose cache lies among the
+    // person's files when a command is done.
+    void closeCollectionsOfThisThread();
+    void closeCollectionsBesideFiles();
 
     // A new handle of the address's member; of the collection itself when it names none.
     Result<Member> openMember(const Address& address, const OpenOptions& options = {});
 
-    // The address's member, for its change; one that is kept under its lock serves again.
+    // The address's member, for its change; one that is remembered with its lock serves again.
     Result<std::shared_ptr<Member>> member(const Address& address);
 
     // Locks that outlive the command that took them, until they are given back.
-    void keepLocked(const Address& address, std::shared_ptr<Member> member);
-    std::shared_ptr<Member> lockedMember(const Address& address) const;  // null: not kept
+    void rememberLocked(const Address& address, std::shared_ptr<Member> member);
+    std::shared_ptr<Member> lockedMember(const Address& address) const;  // null: not remembered
     void forgetLocked(const Address& address);
     std::vector<Address> lockedAddresses() const;
-    void renewLocks();  // as Member::renewLock(), those that are kept
-    bool keepsLocks() const { return !locked_.empty(); }
+    void renewLocks();  // as Member::renewLock(), of those that are remembered
+    bool hasLockedMembers() const { return !locked_.empty(); }
 
     // Tells what to do about it.
     Error refusal(const Address& address, const Login& login, Error error) const;
@@ -96,7 +99,7 @@ private:
     std::atomic<bool> warned_ = false;             // of a password in clear
     std::map<std::string, Extension> extensions_;  // by the options that make them differ
 
-    struct Kept {
+    struct OpenCollection {
         std::shared_ptr<Collection> collection;
         std::string user;  // that its URL named
         OpenOptions options;
@@ -105,11 +108,13 @@ private:
         Address address;
         std::shared_ptr<Member> member;
     };
-    std::deque<Kept>& keptOfThisThread();
+    std::deque<OpenCollection>& collectionsOfThisThread();
 
-    std::mutex mutex_;  // of the credentials, the extensions and the threads in kept_
-    std::map<std::thread::id, std::deque<Kept>> kept_;  // the latest is the last
-    std::map<std::string, Locked> locked_;              // by URL
+    // Guards the credentials, the extensions and the map open_, not the lists in it: each belongs
+    // to its thread, and a map's elements stay where they are when others come or go.
+    std::mutex mutex_;
+    std::map<std::thread::id, std::deque<OpenCollection>> open_;  // the latest is the last
+    std::map<std::string, Locked> locked_;                        // by URL
     LeftWork leftWork_;
 };
 

@@ -25,7 +25,7 @@ public:
     Result<Address> resolve(std::string_view typed);
 
     Result<Site> find(std::string_view name);  // fails like resolve
-    void readAgain() { loaded_.clear(); }      // after a change
+    void forgetLoaded() { loaded_.clear(); }   // after a change of a file
 
     // The site through which the address was named; null: none.
     const Site* of(const Address& address) const;

@@ -13,17 +13,17 @@ struct Row {
 };
 
 constexpr Row rows[] = {
-    {EXIT_DONE, "success"},
-    {EXIT_REFUSED, "the server refuses it, or something is there already"},
-    {EXIT_USAGE, "the command line, a URL or a name makes no sense"},
-    {EXIT_NOT_FOUND, "no such member or collection"},
-    {EXIT_NOT_AUTHORIZED, "user name or password are wrong or missing"},
-    {EXIT_LOCKED, "locked by somebody else"},
-    {EXIT_CHANGED, "changed on the server meanwhile; nothing was overwritten"},
-    {EXIT_NETWORK, "no connection, no complete answer, or a server that failed"},
-    {EXIT_LOCAL, "this machine: files, disk, memory, installation"},
-    {EXIT_INTERRUPTED, "interrupted by a signal"},
-    {EXIT_UNREAD, "nobody reads the output any more, ended by SIGPIPE"},
+    {exitDone, "success"},
+    {exitRefused, "the server refuses it, or something is there already"},
+    {exitUsage, "the command line, a URL or a name makes no sense"},
+    {exitNotFound, "no such member or collection"},
+    {exitNotAuthorized, "user name or password are wrong or missing"},
+    {exitLocked, "locked by somebody else"},
+    {exitChanged, "changed on the server meanwhile; nothing was overwritten"},
+    {exitNetwork, "no connection, no complete answer, or a server that failed"},
+    {exitLocal, "this machine: files, disk, memory, installation"},
+    {exitInterrupted, "interrupted by a signal"},
+    {exitUnread, "nobody reads the output any more, ended by SIGPIPE"},
 };
 
 }  // namespace
@@ -31,25 +31,25 @@ constexpr Row rows[] = {
 ExitCode exitCode(Kind kind) {
     switch (kind) {
         case Kind::refused:
-            return EXIT_REFUSED;
+            return exitRefused;
         case Kind::usage:
-            return EXIT_USAGE;
+            return exitUsage;
         case Kind::notFound:
-            return EXIT_NOT_FOUND;
+            return exitNotFound;
         case Kind::notAuthorized:
-            return EXIT_NOT_AUTHORIZED;
+            return exitNotAuthorized;
         case Kind::locked:
-            return EXIT_LOCKED;
+            return exitLocked;
         case Kind::changedOnServer:
-            return EXIT_CHANGED;
+            return exitChanged;
         case Kind::network:
-            return EXIT_NETWORK;
+            return exitNetwork;
         case Kind::local:
-            return EXIT_LOCAL;
+            return exitLocal;
         case Kind::interrupted:
-            return EXIT_INTERRUPTED;
+            return exitInterrupted;
     }
-    return EXIT_LOCAL;
+    return exitLocal;
 }
 
 std::string exitCodeHelp() {

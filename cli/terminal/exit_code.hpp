@@ -8,17 +8,17 @@
 namespace quillon::cli {
 
 enum ExitCode : int {
-    EXIT_DONE = 0,
-    EXIT_REFUSED = 1,
-    EXIT_USAGE = 2,
-    EXIT_NOT_FOUND = 3,
-    EXIT_NOT_AUTHORIZED = 4,
-    EXIT_LOCKED = 5,
-    EXIT_CHANGED = 6,
-    EXIT_NETWORK = 7,
-    EXIT_LOCAL = 8,
-    EXIT_INTERRUPTED = 130,
-    EXIT_UNREAD = 141,  // 128 and SIGPIPE, by which the program then ends
+    exitDone = 0,
+    exitRefused = 1,
+    exitUsage = 2,
+    exitNotFound = 3,
+    exitNotAuthorized = 4,
+    exitLocked = 5,
+    exitChanged = 6,
+    exitNetwork = 7,
+    exitLocal = 8,
+    exitInterrupted = 130,
+    exitUnread = 141,  // 128 and SIGPIPE, by which the program then ends
 };
 
 ExitCode exitCode(Kind kind);

@@ -21,11 +21,11 @@ extern char** environ;
 namespace quillon::cli {
 namespace {
 
-constexpr int NOT_FOUND = 127;
-constexpr int NOT_RUN = 126;
-constexpr int BY_SIGNAL = 128;
+constexpr int notFoundCode = 127;
+constexpr int notRunCode = 126;
+constexpr int bySignalCode = 128;
 
-constexpr std::string_view USUAL_EDITOR =
+constexpr std::string_view usualEditor =
     "command -v sensible-editor >/dev/null && exec sensible-editor \"$@\"; exec vi \"$@\"";
 
 sigset_t setOf(std::initializer_list<int> numbers) {
@@ -111,7 +111,7 @@ int waitFor(pid_t pid, const sigset_t& mask, const std::function<void()>& eachSe
     int status = 0;
     while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
     }
-    return WIFSIGNALED(status) ? BY_SIGNAL + WTERMSIG(status) : WEXITSTATUS(status);
+    return WIFSIGNALED(status) ? bySignalCode + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
 }  // namespace
@@ -123,7 +123,7 @@ int runForeground(const std::vector<std::string>& words, const std::function<voi
     const int failed = start(pid, words, environmentWith(moreEnvironment), aside.maskBefore());
     if (failed == 0) return waitFor(pid, aside.maskBefore(), eachSecond);
     complain(fmt::format("cannot run {}: {}", words.front(), std::strerror(failed)));
-    return failed == ENOENT ? NOT_FOUND : NOT_RUN;
+    return failed == ENOENT ? notFoundCode : notRunCode;
 }
 
 std::vector<std::string> editorWords(const std::string& file) {
@@ -132,7 +132,7 @@ std::vector<std::string> editorWords(const std::string& file) {
         if (editor == nullptr || *editor == '\0') continue;
         return {"sh", "-c", std::string(editor) + " \"$@\"", editor, file};
     }
-    return {"sh", "-c", std::string(USUAL_EDITOR), "editor", file};
+    return {"sh", "-c", std::string(usualEditor), "editor", file};
 }
 
 }  // namespace quillon::cli

@@ -11,9 +11,11 @@
 
 namespace quillon::cli {
 
+// Lines are published through lock-free pointers: a signal handler, which may interrupt any thread
+// anywhere, can neither wait for a mutex nor allocate.
 struct LastWords::Line {
     const std::string text;
-    Line* next;  // of those that are not freed
+    Line* next;  // in the list of those that are never freed
 };
 
 namespace {
@@ -22,7 +24,7 @@ using Place = std::atomic<LastWords::Line*>;
 static_assert(Place::is_always_lock_free, "a signal handler reads it");
 
 std::array<Place, 256> places{};
-Place keptToTheEnd{};
+Place neverFreed{};
 
 int occupyPlace(LastWords::Line* line) {
     for (size_t i = 0; i < places.size(); ++i) {
@@ -39,14 +41,15 @@ LastWords::LastWords(std::string line)
 
 LastWords::~LastWords() {
     if (place_ >= 0) places[static_cast<size_t>(place_)] = nullptr;
-    // The handler reads lines after a first signal alone. Before one it cannot have found this line
-    // and will not; after one it may be at it, and the process near its end.
+    // The handler reads lines only after a first signal. Before one it cannot have found this line,
+    // and will not find it any more. After one it may be reading it just now, so the line stays; it
+    // is linked to others, so that a leak checker sees that it is meant to.
     if (!interrupted()) {
         delete line_;
         return;
     }
-    line_->next = keptToTheEnd;
-    while (!keptToTheEnd.compare_exchange_weak(line_->next, line_)) {
+    line_->next = neverFreed;
+    while (!neverFreed.compare_exchange_weak(line_->next, line_)) {
     }
 }
 

@@ -20,7 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int MOST_LINES = 1000;  // of history
+constexpr int mostLines = 1000;  // of history
 
 class FileReader : public LineReader {
 public:
@@ -34,7 +34,8 @@ public:
 
 class TerminalReader : public LineReader {
 public:
-    TerminalReader(Completer completer, LineCheck mayBeRemembered, std::function<void()> eachSecond)
+    TerminalReader(LineCompleter completer, LineCheck mayBeRemembered,
+                   std::function<void()> eachSecond)
         : completer_(std::move(completer)),
           mayBeRemembered_(std::move(mayBeRemembered)),
           eachSecond_(std::move(eachSecond)),
@@ -42,7 +43,7 @@ public:
           edit_(el_init("quillon", stdin, stdout, stderr), el_end),
           file_(stateDirectory() / "history") {
         HistEvent event;
-        history(history_.get(), &event, H_SETSIZE, MOST_LINES);
+        history(history_.get(), &event, H_SETSIZE, mostLines);
         history(history_.get(), &event, H_SETUNIQUE, 1);
         history(history_.get(), &event, H_LOAD, file_.c_str());
         el_set(edit_.get(), EL_CLIENTDATA, this);
@@ -55,7 +56,7 @@ public:
         el_set(edit_.get(), EL_GETCFN, &readCharacter);
         el_source(edit_.get(), nullptr);  // the person's own ~/.editrc
     }
-    ~TerminalReader() override { save(); }
+    ~TerminalReader() override { saveHistory(); }
 
     std::optional<std::string> next(const std::string& prompt) override {
         prompt_ = prompt;
@@ -77,13 +78,13 @@ public:
     }
 
 private:
-    static TerminalReader& own(EditLine* edit) {
+    static TerminalReader& readerOf(EditLine* edit) {
         void* self = nullptr;
         el_get(edit, EL_CLIENTDATA, &self);
         return *static_cast<TerminalReader*>(self);
     }
 
-    static char* promptOf(EditLine* edit) { return own(edit).prompt_.data(); }
+    static char* promptOf(EditLine* edit) { return readerOf(edit).prompt_.data(); }
 
     // libedit's own would go on reading after a signal.
     static int readCharacter(EditLine* edit, wchar_t* character) {
@@ -93,7 +94,7 @@ private:
             if (interrupted()) return 0;
             pollfd typed{STDIN_FILENO, POLLIN, 0};
             if (poll(&typed, 1, 1000) <= 0) {
-                own(edit).eachSecond_();
+                readerOf(edit).eachSecond_();
                 continue;
             }
             const ssize_t got = read(STDIN_FILENO, &byte, 1);
@@ -109,7 +110,7 @@ private:
         const LineInfo* line = el_line(edit);
         const std::string_view typed(line->buffer,
                                      static_cast<size_t>(line->cursor - line->buffer));
-        const Completion completion = own(edit).completer_(typed);
+        const Completion completion = readerOf(edit).completer_(typed);
         if (!completion.choices.empty()) {
             fmt::print("\n{}", completion.choices);
             std::fflush(stdout);
@@ -129,7 +130,7 @@ private:
         }));
     }
 
-    void save() {
+    void saveHistory() {
         std::error_code none;
         fs::create_directories(file_.parent_path(), none);
         const mode_t before = umask(077);
@@ -138,7 +139,7 @@ private:
         umask(before);
     }
 
-    Completer completer_;
+    LineCompleter completer_;
     LineCheck mayBeRemembered_;
     std::function<void()> eachSecond_;
     std::unique_ptr<History, decltype(&history_end)> history_;
@@ -149,7 +150,7 @@ private:
 
 }  // namespace
 
-std::unique_ptr<LineReader> makeLineReader(Completer completer, LineCheck mayBeRemembered,
+std::unique_ptr<LineReader> makeLineReader(LineCompleter completer, LineCheck mayBeRemembered,
                                            std::function<void()> eachSecond) {
     if (isTerminal(stdin)) {
         return std::make_unique<TerminalReader>(std::move(completer), std::move(mayBeRemembered),

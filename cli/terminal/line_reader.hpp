@@ -24,13 +24,13 @@ struct Completion {
     std::string word;     // quoted; empty: nothing fits
     std::string choices;  // lines to show; empty: none
 };
-using Completer = std::function<Completion(std::string_view line)>;
+using LineCompleter = std::function<Completion(std::string_view line)>;
 
 using LineCheck = std::function<bool(std::string_view line)>;
 
 // Lines that may be remembered go into the history, which is a file. eachSecond: called about so
 // often while a person has not typed anything.
-std::unique_ptr<LineReader> makeLineReader(Completer completer, LineCheck mayBeRemembered,
+std::unique_ptr<LineReader> makeLineReader(LineCompleter completer, LineCheck mayBeRemembered,
                                            std::function<void()> eachSecond);
 
 }  // namespace quillon::cli

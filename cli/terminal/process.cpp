@@ -20,7 +20,7 @@ void onSignal(int number) {
     latest = number;
     if (flag.exchange(true)) {
         writeLastWords();
-        _exit(EXIT_INTERRUPTED);
+        _exit(exitInterrupted);
     }
     alarm(1);
 }

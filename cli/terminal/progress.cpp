@@ -13,9 +13,9 @@
 namespace quillon::cli {
 namespace {
 
-constexpr std::chrono::seconds PATIENCE{1};
-constexpr std::chrono::milliseconds REDRAW{100};
-constexpr size_t BAR = 20;  // columns
+constexpr std::chrono::seconds patience{1};
+constexpr std::chrono::milliseconds redrawInterval{100};
+constexpr size_t barColumns = 20;  // columns
 
 thread_local uint64_t movedBefore = 0;  // by this thread's transfer
 
@@ -28,8 +28,8 @@ bool canErase() {
 std::string bar(uint64_t moved, uint64_t total) {
     const double share = std::min(
         1.0, static_cast<double>(moved) / static_cast<double>(std::max<uint64_t>(total, 1)));
-    const auto filled = static_cast<size_t>(share * static_cast<double>(BAR));
-    return fmt::format("[{:<{}}] {:3.0f}%", std::string(filled, '#'), BAR, share * 100);
+    const auto filled = static_cast<size_t>(share * static_cast<double>(barColumns));
+    return fmt::format("[{:<{}}] {:3.0f}%", std::string(filled, '#'), barColumns, share * 100);
 }
 
 std::string remaining(uint64_t moved, uint64_t total, double perSecond) {
@@ -63,7 +63,7 @@ void Progress::startAll(size_t transfers) {
     begin({});
 }
 
-void Progress::oneDone() {
+void Progress::countDone() {
     const std::lock_guard lock(mutex_);
     ++done_;
 }
@@ -85,7 +85,7 @@ void Progress::update(uint64_t moved, uint64_t total) {
     const std::lock_guard lock(mutex_);
     moved_ += more;
     const Clock::time_point now = Clock::now();
-    if (!wanted_ || now - started_ < PATIENCE || now - drawn_ < REDRAW) return;
+    if (!wanted_ || now - started_ < patience || now - drawn_ < redrawInterval) return;
     drawn_ = now;
     shown_ = true;
     const double seconds = std::chrono::duration<double>(now - started_).count();

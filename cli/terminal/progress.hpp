@@ -20,7 +20,7 @@ public:
     void finish();  // takes the bar away, unless it is that of all
 
     void startAll(size_t transfers);  // one bar for them, unless there is but one
-    void oneDone();
+    void countDone();
     void finishAll();
 
     void hide();  // until something moves again

@@ -28,7 +28,7 @@ Concealed& concealedOnes() {
     return all;
 }
 
-void say(const std::string& lines) {
+void writeReport(const std::string& lines) {
     if (reports == nullptr) return printReports(lines);
     *reports += lines;
 }
@@ -82,7 +82,7 @@ ExitCode report(std::string_view attempt, std::string_view url, const Error& err
     const std::string_view target = url.empty() ? "" : " ";
     if (error.kind == Kind::interrupted) {
         complain(fmt::format("interrupted: could not {}{}{}", attempt, target, url));
-        return EXIT_INTERRUPTED;
+        return exitInterrupted;
     }
     std::string text = shown(fmt::format("quillon: cannot {}{}{}:", attempt, target, url));
     for (const std::string& sentence : error.sentences) text += "\n  " + shown(sentence);
@@ -92,12 +92,12 @@ ExitCode report(std::string_view attempt, std::string_view url, const Error& err
                 shown(unlockAdvice(lock.taken ? "To unlock it" : "If it is yours and was left over",
                                    lock.url, lock.token));
     }
-    say(text + "\n");
+    writeReport(text + "\n");
     return exitCode(error.kind);
 }
 
 void complain(std::string_view sentence) {
-    say(fmt::format("quillon: {}\n", shown(std::string(sentence))));
+    writeReport(fmt::format("quillon: {}\n", shown(std::string(sentence))));
 }
 
 void concealInReports(std::string_view credentials) {

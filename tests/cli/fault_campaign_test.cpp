@@ -65,7 +65,7 @@ protected:
         const bool isThere = std::filesystem::exists(server.documentRoot() / "member");
         const std::string now = isThere ? content(server, "member") : std::string();
         EXPECT_TRUE(now == after || now == (cycle.isNew ? "" : before)) << now.size() << " bytes";
-        EXPECT_TRUE(now == after || outcome.exitCode != EXIT_DONE);
+        EXPECT_TRUE(now == after || outcome.exitCode != exitDone);
         EXPECT_EQ(support::readFile(work / "local"), after);
         if (now == after || !std::filesystem::exists(home / "edited")) return;
         std::smatch told;
@@ -80,7 +80,7 @@ protected:
         for (const std::string& token : lockTokens(server, {who})) {
             const std::string unlocking = fmt::format("quillon unlock {} --token {}", url, token);
             EXPECT_NE(outcome.errors.find(unlocking), std::string::npos) << unlocking;
-            expect({{with({"unlock", url, "--token", token}), EXIT_DONE, ""}});
+            expect({{with({"unlock", url, "--token", token}), exitDone, ""}});
         }
         EXPECT_EQ(lockTokens(server, {who}), Arguments());
     }
@@ -96,7 +96,7 @@ protected:
 
 TEST_P(FaultCampaign, losesNothing) {
     const auto smooth = runCycle();
-    ASSERT_EQ(smooth.exitCode, EXIT_DONE) << smooth.errors;
+    ASSERT_EQ(smooth.exitCode, exitDone) << smooth.errors;
     const auto requests = proxy.requests();
     ASSERT_GE(requests.size(), 4u);
     for (size_t nth = 1; nth <= requests.size(); ++nth) {
@@ -106,8 +106,8 @@ TEST_P(FaultCampaign, losesNothing) {
                                  requests[nth - 1], outcome.exitCode, outcome.output,
                                  outcome.errors));
         EXPECT_GE(proxy.requests().size(), nth);
-        EXPECT_TRUE(outcome.exitCode >= EXIT_DONE && outcome.exitCode <= EXIT_LOCAL);
-        EXPECT_EQ(outcome.exitCode == EXIT_DONE, outcome.errors.empty());
+        EXPECT_TRUE(outcome.exitCode >= exitDone && outcome.exitCode <= exitLocal);
+        EXPECT_EQ(outcome.exitCode == exitDone, outcome.errors.empty());
         nobodysWorkIsLost(outcome);
         noLockStaysUnnoticed(outcome);
         EXPECT_EQ(cacheDirectories(), Names{});

@@ -25,13 +25,13 @@ Outcome outcomeOf(size_t count, size_t jobs, const Task& task) {
 }
 
 TEST(Jobs, endAtAnInterrupt) {
-    const std::vector<int> codes{0, 3, EXIT_INTERRUPTED, 4};
+    const std::vector<int> codes{0, 3, exitInterrupted, 4};
     const auto task = [&](size_t i) {
         complain(std::to_string(i));
         return codes[i];
     };
     EXPECT_EQ(outcomeOf(codes.size(), 1, task),
-              (Outcome{EXIT_INTERRUPTED, "quillon: 0\nquillon: 1\nquillon: 2\n"}));
+              (Outcome{exitInterrupted, "quillon: 0\nquillon: 1\nquillon: 2\n"}));
     EXPECT_EQ(outcomeOf(0, 4, task), Outcome{});
 }
 
@@ -45,9 +45,9 @@ TEST(Jobs, workAtTheSameTimeTellInOrderAndSurviveAnException) {
         if (i == 0) throw std::runtime_error("0");
         complain(std::to_string(i));
         othersReported.count_down();
-        return i == 2 ? EXIT_DONE : EXIT_REFUSED;
+        return i == 2 ? exitDone : exitRefused;
     });
-    EXPECT_EQ(outcome, (Outcome{EXIT_LOCAL, "quillon: 0\nquillon: 1\nquillon: 2\nquillon: 3\n"}));
+    EXPECT_EQ(outcome, (Outcome{exitLocal, "quillon: 0\nquillon: 1\nquillon: 2\nquillon: 3\n"}));
 }
 
 }  // namespace
