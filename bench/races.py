@@ -23,10 +23,11 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tests")
 import interoperability
 
 nginx = interoperability.SERVERS["nginx"]
-SERVERS = interoperability.SERVERS | {"nginx-without-locks": interoperability.Server(
-    "nginx without locks", nginx.version, nginx.command,
-    "\n".join(line.replace(" LOCK UNLOCK", "") for line in nginx.configuration.splitlines()
-              if "dav_ext_lock" not in line))}
+lockless = interoperability.Server("nginx without locks", nginx.version, nginx.command,
+                                   nginx.configuration)
+lockless.settings = "\n".join(line.replace(" LOCK UNLOCK", "")
+                              for line in nginx.settings.splitlines() if "dav_ext_lock" not in line)
+SERVERS = interoperability.SERVERS | {"nginx-without-locks": lockless}
 
 # A line of its own, a moment after the editor opened: as a person does, only faster.
 EDITOR = "sh -c 'sleep {pause:.3f}; echo {name} >>\"$1\"' editor"

@@ -141,11 +141,6 @@ TEST_F(Faults, namesCannotCommandATerminalNorPassForOthers) {
     EXPECT_EQ(shown.wait()->output, "\\x1B[2J\\x0Ax\r\n");
 }
 
-TEST_F(Faults, whereNobodyAnswers) {
-    expect({{{"info", support::localUrl(support::freePort(), "")}, 7, "no connection"},
-            {{"ls", "http://no.invalid/"}, 7, "no such host"}});
-}
-
 TEST_F(Faults, credentialsOfAUrlDoNotStayAmongTheArguments) {
     server.on("GET", "/c/file", Answer(200, "content").stalledAfter(3));
     const std::string typed = "http://ann:secret@" + url.substr(7);

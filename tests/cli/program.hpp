@@ -88,15 +88,12 @@ protected:
     }
 
     // Of all that is in the server's root.
-    static Arguments lockTokens(const Apache& server,
-                                const std::vector<std::string>& headers = {}) {
-        std::vector<std::string> lines{"Depth: 1"};
-        lines.insert(lines.end(), headers.begin(), headers.end());
-        const auto reply =
-            support::ask(server.port(), "PROPFIND", "/", lines,
+    static Arguments lockTokens(const Apache& server, const std::string& fields = "") {
+        const std::string reply =
+            support::ask(server.port(), "PROPFIND", "/", "Depth: 1\r\n" + fields,
                          "<propfind xmlns=\"DAV:\"><prop><lockdiscovery/></prop></propfind>");
         static const std::regex token("opaquelocktoken:[-0-9a-f]+");
-        const std::sregex_token_iterator first(reply->body.begin(), reply->body.end(), token), end;
+        const std::sregex_token_iterator first(reply.begin(), reply.end(), token), end;
         return Arguments(first, end);
     }
 

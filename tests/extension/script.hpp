@@ -62,8 +62,8 @@ public:
         const size_t number = asked.size();
         asked.push_back(call);
         const Answer answer = word(call);
-        const bool again = forEver && number > forcedAt && call == asked.at(forcedAt);
-        return number == forcedAt || again ? forced : answer;
+        const bool again = odd.has("ever") && number > oddCall && call == asked[oddCall];
+        return number == oddCall || again ? odd : answer;
     }
     Answer word(const std::string& name) {  // of the script, for what is no call
         const auto first = answers_.lower_bound(name);
@@ -78,9 +78,8 @@ public:
     }
 
     std::vector<std::string> asked;  // the calls so far
-    size_t forcedAt = SIZE_MAX;      // the number of the call that is answered otherwise
-    Answer forced;
-    bool forEver = false;  // later ones of its kind, too
+    size_t oddCall = SIZE_MAX;       // the number of the one that is answered otherwise
+    Answer odd;                      // "ever": those of its kind that follow, too
 
 private:
     std::multimap<std::string, Answer> answers_;  // in order among those of a call

@@ -17,7 +17,6 @@ namespace test {
 struct Disturbance {
     size_t call = SIZE_MAX;  // the number of the one that is answered so
     Answer answer = {};
-    bool forEver = false;
     int allocation = 0;  // the number of the one that fails; 0: none
     bool sayPool = false;
 };
@@ -42,9 +41,8 @@ void expectTranscripts(const std::string& name, const Scripts& swept, const Scri
                        const std::function<vx::Status(Host&)>& operation) {
     compareTranscripts(name, swept, once, [&](const std::string& script, const Disturbance& odd) {
         Host host{script};
-        host.script.forcedAt = odd.call;
-        host.script.forced = odd.answer;
-        host.script.forEver = odd.forEver;
+        host.script.oddCall = odd.call;
+        host.script.odd = odd.answer;
         host.pool.failAt = odd.allocation;
         host.sayPool = odd.sayPool;
         const vx::Status status = operation(host);
@@ -53,8 +51,7 @@ void expectTranscripts(const std::string& name, const Scripts& swept, const Scri
                       host.pool.asked};
         host.sayPool = false;
         host.pool.failAt = 0;
-        const bool complete = odd.call == SIZE_MAX && !odd.allocation;
-        if (!complete) host.script = Script{""};
+        if (odd.call != SIZE_MAX || odd.allocation) host.script = Script{""};
         return run;
     });
 }

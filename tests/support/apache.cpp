@@ -115,9 +115,9 @@ std::string Apache::log() const {
 
 void Apache::waitUntilIdle() const {
     const auto idle = [this] {  // but for the one worker that says so
-        const auto reply = ask(statusPort_, "GET", "/?auto");
-        return reply && reply->body.find("BusyWorkers: 1\n") != std::string::npos &&
-               reply->body.find("ConnsAsyncWriting: 0\n") != std::string::npos;
+        const std::string reply = ask(statusPort_, "GET", "/?auto");
+        return reply.find("BusyWorkers: 1\n") != std::string::npos &&
+               reply.find("ConnsAsyncWriting: 0\n") != std::string::npos;
     };
     eventually(idle, std::chrono::seconds(2));
 }

@@ -2,23 +2,17 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace support {
 
-struct Reply {
-    int status = 0;
-    std::string body;
-};
+// What a server sends until it ends the connection, to these bytes and no more. "": nothing came.
+std::string exchange(uint16_t port, std::string_view bytes);
 
-// Over a connection of its own. Nothing when nobody listens, or no whole answer comes. The headers
-// are lines without their ends.
-std::optional<Reply> ask(uint16_t port, const std::string& method, const std::string& target,
-                         const std::vector<std::string>& headers = {},
-                         const std::string& body = {});
+// The whole answer to a request. Each of the fields has its line end.
+std::string ask(uint16_t port, std::string_view method, std::string_view target,
+                std::string_view fields = {}, std::string_view body = {});
 
 // path: percent-encoded, without the first slash.
 std::string localUrl(uint16_t port, std::string_view path, const std::string& scheme = "http");

@@ -1,12 +1,22 @@
 #include "tests/support/scripted_server.hpp"
 
 #include <algorithm>
+#include <boost/asio/ssl.hpp>
+#include <boost/asio/write.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/http.hpp>
 #include <cstdio>
+#include <optional>
 
+#include "tests/support/certificate.hpp"
+#include "tests/support/connection_server.hpp"
 #include "tests/support/http_probe.hpp"
-#include "tests/support/network.hpp"
 
 namespace support {
+
+namespace http = boost::beast::http;
+namespace ssl = boost::asio::ssl;
+
 namespace {
 
 bool fits(const std::string& pattern, const std::string& target) {
@@ -17,9 +27,10 @@ bool fits(const std::string& pattern, const std::string& target) {
 }  // namespace
 
 // What it throws, and every false, ends the connection.
+template <class Stream>
 class ScriptedServer::Conversation {
 public:
-    Conversation(ScriptedServer& server, Tcp::socket& client) : server_(server), client_(client) {}
+    Conversation(ScriptedServer& server, Stream& client) : server_(server), client_(client) {}
 
     bool exchange() {
         readHead();
@@ -32,6 +43,8 @@ public:
 private:
     void readHead() {
         parser_.emplace();
+        parser_->header_limit(1 << 20);
+        parser_->body_limit(UINT64_MAX);
         http::read_header(client_, buffer_, *parser_);
         const auto& head = parser_->get();
         request_ = std::make_shared<Request>();
@@ -45,7 +58,7 @@ private:
 
     void readBody() {
         const bool waits = !request_->field("Expect").empty() && buffer_.size() == 0;
-        if (waits && request_->answered == 0) sendAll(client_, "HTTP/1.1 100 Continue\r\n\r\n");
+        if (waits && request_->answered == 0) send("HTTP/1.1 100 Continue\r\n\r\n");
         http::read(client_, buffer_, *parser_);
         const std::lock_guard lock(server_.mutex_);
         request_->body = std::move(parser_->get().body());
@@ -55,25 +68,28 @@ private:
     // what the next bytes are: that connection ends.
     bool readRest() {
         const bool expected = !request_->field("Expect").empty();
-        if (expected) client_.shutdown(Tcp::socket::shutdown_send);
+        if (expected) boost::beast::get_lowest_layer(client_).shutdown(Tcp::socket::shutdown_send);
         readBody();
         return !expected;
     }
 
     bool deliver(const Answer& answer) {
         if (answer.instead_) {
-            sendAll(client_, *answer.instead_);
-            return false;
+            send(answer.instead_(*request_));
+            if (answer.stalls_) server_.pauseFor(patience);
+            return answer.sent_ == Answer::all;
         }
         {
             const std::lock_guard lock(server_.mutex_);
             request_->answered = answer.status_;
         }
-        sendAll(client_, header(answer));
+        send(header(answer));
         if (request_->method != "HEAD" && answer.status_ != 204) sendBody(answer);
         if (answer.stalls_) server_.pauseFor(patience);
         return answer.sent_ == Answer::all;
     }
+
+    void send(std::string_view bytes) { boost::asio::write(client_, boost::asio::buffer(bytes)); }
 
     static std::string header(const Answer& answer) {
         const auto status = http::int_to_status(static_cast<unsigned>(answer.status_));
@@ -88,27 +104,38 @@ private:
         const std::string_view body = std::string_view(answer.body_).substr(0, answer.sent_);
         do {
             for (size_t at = 0; at < body.size(); at += std::min(answer.piece_, body.size())) {
-                sendAll(client_, body.substr(at, answer.piece_));
+                send(body.substr(at, answer.piece_));
                 server_.pauseFor(answer.pause_);
             }
         } while (answer.endless_);
     }
 
     ScriptedServer& server_;
-    Tcp::socket& client_;
+    Stream& client_;
     boost::beast::flat_buffer buffer_;
-    std::optional<MessageParser<true>> parser_;
+    std::optional<http::request_parser<http::string_body>> parser_;
     std::shared_ptr<Request> request_;
 };
 
-ScriptedServer::ScriptedServer()
-    : server_(std::make_unique<ConnectionServer>([this](Tcp::socket& client) {
-          {
-              const std::lock_guard lock(mutex_);
-              ++connections_;
-          }
-          for (Conversation talk(*this, client); talk.exchange();) continue;
+ScriptedServer::ScriptedServer(bool tls)
+    : tls_(tls), server_(std::make_unique<ConnectionServer>([this](Tcp::socket& client) {
+          if (!tls_) return talk(client);
+          ssl::context context(ssl::context::tls_server);
+          context.use_certificate_chain_file(certificate().file);
+          context.use_private_key_file(certificate().key, ssl::context::pem);
+          ssl::stream<Tcp::socket&> stream(client, context);
+          stream.handshake(ssl::stream_base::server);
+          talk(stream);
       })) {}
+
+template <class Stream>
+void ScriptedServer::talk(Stream& client) {
+    {
+        const std::lock_guard lock(mutex_);
+        ++connections_;
+    }
+    for (Conversation talk(*this, client); talk.exchange();) continue;
+}
 
 ScriptedServer::~ScriptedServer() {
     const std::lock_guard lock(mutex_);
@@ -117,7 +144,7 @@ ScriptedServer::~ScriptedServer() {
 }
 
 std::string ScriptedServer::url(std::string_view path) const {
-    return localUrl(server_->port(), path);
+    return localUrl(server_->port(), path, tls_ ? "https" : "http");
 }
 
 ScriptedServer& ScriptedServer::on(std::string method, std::string target, Handler handler) {

@@ -8,7 +8,6 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -56,9 +55,13 @@ public:
     }
     Answer& endless() { return set(endless_, true); }        // the body over and over, of no length
     Answer& beforeBody() { return set(beforeBody_, true); }  // of the request; instead of a 100
+    // Bytes that are made when the request is whole, or given; behind the latter comes the end.
+    Answer& madeBy(std::function<std::string(const Request&)> make) {
+        return set(instead_, std::move(make));
+    }
     Answer& replacedBy(std::string bytes) {
-        return set(instead_, std::move(bytes));
-    }  // then the end
+        return madeBy([=](const Request&) { return bytes; }).truncatedAfter(0);
+    }
     Answer& dropped() { return replacedBy(""); }
 
 private:
@@ -76,7 +79,7 @@ private:
     std::string body_;
     size_t sent_ = all, piece_ = all;  // bytes of the body
     Duration pause_{};
-    std::optional<std::string> instead_;
+    std::function<std::string(const Request&)> instead_;
     bool stalls_ = false, endless_ = false, beforeBody_ = false;
 };
 
@@ -85,7 +88,7 @@ public:
     // Called on a thread of the server, one at a time, when the request's header is there.
     using Handler = std::function<Answer(const Request&)>;
 
-    ScriptedServer();
+    explicit ScriptedServer(bool tls = false);  // with certificate(), and never an end of TLS's own
     ~ScriptedServer();
 
     std::string url(std::string_view path = {}) const;  // as of localUrl()
@@ -103,12 +106,15 @@ public:
     void clearRequests();
 
 private:
-    class Conversation;  // with one client
+    template <class Stream>
+    class Conversation;  // with one client, whose stream is a socket, or TLS over one
     struct Rule {
         std::string method, target;
         Handler handler;
     };
 
+    template <class Stream>
+    void talk(Stream& client);
     Answer answerTo(const std::shared_ptr<Request>& request);
     void pauseFor(Duration time);  // or until the server ends
 
@@ -116,6 +122,7 @@ private:
     std::condition_variable ended_;
     std::vector<Rule> rules_;
     std::vector<std::shared_ptr<Request>> requests_;
+    const bool tls_;
     int connections_ = 0;
     bool ending_ = false;
     std::unique_ptr<ConnectionServer> server_;

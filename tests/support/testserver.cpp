@@ -1,13 +1,12 @@
 // A private Apache for shell scripts: prints "URL user password" in one line, then runs until
 // SIGTERM, SIGINT, or the end of the process that started it.
-#include <getopt.h>
 #include <sys/prctl.h>
 
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <string>
-#include <string_view>
+#include <vector>
 
 #include "tests/support/apache.hpp"
 
@@ -40,26 +39,19 @@ constexpr auto help =
     "  --auth basic|digest     takes a user and a password\n"
     "  --without-locks         is of DAV class 1\n";
 
-int runServer(int count, char** words) {
-    const option names[] = {{"directory", required_argument, nullptr, 'd'},
-                            {"auth", required_argument, nullptr, 'a'},
-                            {"without-locks", no_argument, nullptr, 'w'},
-                            {"help", no_argument, nullptr, 'h'},
-                            {nullptr, 0, nullptr, 0}};
+int runServer(const std::vector<std::string>& words) {
     ApacheOptions options;
-    for (int given = 0; (given = getopt_long(count, words, "", names, nullptr)) != -1;) {
-        const std::string_view value = optarg == nullptr ? "" : optarg;
-        if (given == 'd') {
-            options.documentRoot = value;
-        } else if (given == 'w') {
+    for (size_t i = 1; i < words.size(); ++i) {
+        if (words[i] == "--without-locks") {
             options.withoutLocks = true;
-        } else if (given == 'a' && value == "basic") {
-            options.authentication = Authentication::basic;
-        } else if (given == 'a' && value == "digest") {
-            options.authentication = Authentication::digest;
+        } else if (words[i] == "--directory" && i + 1 < words.size()) {
+            options.documentRoot = words[++i];
+        } else if (words[i] == "--auth" && i + 1 < words.size()) {
+            const bool digest = words[++i] == "digest";
+            options.authentication = digest ? Authentication::digest : Authentication::basic;
         } else {
-            std::fputs(help, given == 'h' ? stdout : stderr);
-            return given == 'h' ? 0 : 2;
+            std::fputs(help, words[i] == "--help" ? stdout : stderr);
+            return words[i] == "--help" ? 0 : 2;
         }
     }
     serve(options);
@@ -71,7 +63,7 @@ int runServer(int count, char** words) {
 
 int main(int count, char** words) {
     try {
-        return support::runServer(count, words);
+        return support::runServer({words, words + count});
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());
         return 1;

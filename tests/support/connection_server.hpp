@@ -1,67 +1,20 @@
-// Blocking TCP on 127.0.0.1 and HTTP messages. Asio and Beast take seconds to compile: this is for
-// the servers' own sources, which are compiled as one, and not for their headers.
+// Blocking TCP on 127.0.0.1. Asio takes seconds to compile: this is for a server's own source, and
+// not for its header.
 #pragma once
 
 #include <sys/socket.h>
 
 #include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/write.hpp>
-#include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/http.hpp>
 #include <cstdint>
 #include <functional>
-#include <limits>
 #include <list>
 #include <mutex>
-#include <string>
-#include <string_view>
 #include <thread>
 #include <utility>
 
 namespace support {
 
-namespace http = boost::beast::http;
 using Tcp = boost::asio::ip::tcp;
-
-inline boost::asio::io_context io;
-
-inline Tcp::endpoint onLoopback(uint16_t port) {
-    return {boost::asio::ip::address_v4::loopback(), port};
-}
-
-inline Tcp::socket connectTo(uint16_t port) {  // throws when nobody listens
-    Tcp::socket socket(io);
-    socket.connect(onLoopback(port));
-    socket.set_option(Tcp::no_delay(true));
-    return socket;
-}
-
-inline void sendAll(Tcp::socket& to, std::string_view bytes) {  // throws when the peer is gone
-    boost::asio::write(to, boost::asio::buffer(bytes));
-}
-
-// What is there, or comes next; empty at the end and after an error.
-inline std::string receiveSome(Tcp::socket& from) {
-    std::string bytes(256 * 1024, '\0');
-    boost::system::error_code error;
-    bytes.resize(from.read_some(boost::asio::buffer(bytes), error));
-    return bytes;
-}
-
-// Both ways; wakes a thread that waits in it.
-template <class Socket>
-void shutDown(Socket& socket) {
-    ::shutdown(socket.native_handle(), SHUT_RDWR);
-}
-
-// Of a request or an answer, whatever its size.
-template <bool isRequest>
-struct MessageParser : http::parser<isRequest, http::string_body> {
-    MessageParser() {
-        this->header_limit(1 << 20);
-        this->body_limit(std::numeric_limits<uint64_t>::max());
-    }
-};
 
 // Accepts connections on a free port and serves each on a thread of its own.
 class ConnectionServer {
@@ -75,10 +28,10 @@ public:
     ConnectionServer& operator=(const ConnectionServer&) = delete;
 
     ~ConnectionServer() {
-        shutDown(acceptor_);
+        ::shutdown(acceptor_.native_handle(), SHUT_RDWR);  // wakes the thread that waits in it
         accepting_.join();
         const std::lock_guard lock(mutex_);
-        for (auto& connection : connections_) shutDown(connection.socket);
+        for (auto& each : connections_) ::shutdown(each.socket.native_handle(), SHUT_RDWR);
     }
 
     uint16_t port() const { return acceptor_.local_endpoint().port(); }
@@ -113,7 +66,8 @@ private:
     }
 
     Serve serve_;
-    Tcp::acceptor acceptor_{io, onLoopback(0)};
+    boost::asio::io_context io_;
+    Tcp::acceptor acceptor_{io_, {boost::asio::ip::address_v4::loopback(), 0}};
     std::mutex mutex_;  // over the list and the life of its sockets
     std::list<Connection> connections_;
     std::thread accepting_;
