@@ -47,6 +47,17 @@ void describe(Parser& parser, CommonOptions& options) {
         exitCodeHelp());
 }
 
+// As curl takes "user:password". Empty: there is none.
+std::string_view passwordBehind(std::string_view user) {
+    const size_t colon = user.find(':');
+    return colon == user.npos ? std::string_view() : user.substr(colon + 1);
+}
+
+std::string_view secretIn(std::string_view word) {
+    const bool isUser = word.starts_with("--user=") || (word.starts_with("-u") && word[2] != '\0');
+    return isUser ? passwordBehind(word) : credentialsIn(word);
+}
+
 // Other people see the arguments of a process: what may be credentials does not stay there.
 std::vector<std::string> takeWords(int argc, char** argv) {
     std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
@@ -56,7 +67,9 @@ std::vector<std::string> takeWords(int argc, char** argv) {
         if (proxy != nullptr) concealInReports(credentialsIn(proxy));
     }
     for (int i = 1; i < argc; ++i) {
-        const std::string_view secret = credentialsIn(argv[i]);
+        const std::string_view before = argv[i - 1];
+        const bool isUser = i > 1 && (before == "-u" || before == "--user");
+        const std::string_view secret = isUser ? passwordBehind(argv[i]) : secretIn(argv[i]);
         if (secret.empty()) continue;
         concealInReports(secret);
         std::memset(argv[i] + (secret.data() - argv[i]), '*', secret.size());

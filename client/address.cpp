@@ -136,6 +136,10 @@ std::string withoutCredentials(std::string_view typed) {
                        typed.substr(begin + found.size()));
 }
 
+bool userNameValid(std::string_view user) {
+    return user.find(':') == user.npos;
+}
+
 Result<Address> Address::parse(std::string_view typed) {
     Parts parts;
     if (const auto problem = splitUrl(typed, parts); !problem.empty()) {

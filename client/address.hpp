@@ -23,6 +23,11 @@ std::string_view credentialsIn(std::string_view typed);
 // The word as it may be shown: "***" in their place.
 std::string withoutCredentials(std::string_view typed);
 
+// RFC 7617, 2: the colon divides it from the password, which belongs nowhere near it.
+bool userNameValid(std::string_view user);
+inline constexpr std::string_view userNameRule =
+    "A user name holds no colon. Give the password at the prompt, in a file or in the netrc file.";
+
 class Address {
 public:
     // Credentials before the host ("user:password@") are taken out of the URL; a caller that still

@@ -3,6 +3,7 @@
 #include <chrono>
 
 #include "cli/parser/time_argument.hpp"
+#include "client/address.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -13,7 +14,12 @@ constexpr int mostSeconds = 86400;
 }  // namespace
 
 void addCommonOptions(CommandDefinition program, CommonOptions& options) {
-    program.addOption("-u,--user", options.user, "User name; the password is asked for")
+    const auto takeUser = [&options](const std::string& name) -> Result<void> {
+        if (!userNameValid(name)) return localError(Kind::usage, std::string(userNameRule));
+        options.user = name;
+        return {};
+    };
+    program.addOption("-u,--user", takeUser, "User name; the password is asked for")
         .typeName("NAME");
     program
         .addOption("--password-file", options.passwordFile,

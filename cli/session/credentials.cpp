@@ -58,6 +58,9 @@ Result<Credentials::Known> Credentials::findKnown(const Address& address) const 
     known.login.proxy = sites_.optionsFor(address).proxy;
     concealInReports(credentialsIn(known.login.proxy));  // libcurl repeats one that it cannot use
     known.login.user = address.hasCredentials() ? address.user() : options_.user;
+    if (!userNameValid(known.login.user)) {
+        return localError(Kind::usage, std::string(userNameRule));
+    }
     if (!address.password().empty()) {
         known.login.password = address.password();
         return known;

@@ -46,7 +46,8 @@ Result<Secret> readPasswordFile(const std::string& path) {
     Secret line;
     for (int byte = std::fgetc(file); byte != EOF && byte != '\n'; byte = std::fgetc(file)) {
         if (line.size() == mostPasswordBytes) {
-            return localError(Kind::local, "The first line of " + path + " is too long for a password.");
+            return localError(Kind::local,
+                              "The first line of " + path + " is too long for a password.");
         }
         line.append(static_cast<char>(byte));
     }
