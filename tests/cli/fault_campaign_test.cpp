@@ -145,8 +145,8 @@ TEST_P(FaultCampaign, losesNothing) {
     for (size_t nth = 1; nth <= requests.size(); ++nth) {
         const auto outcome = runCycle(nth);
         SCOPED_TRACE(fmt::format("request {} of {}, {}: exit code {}\n{}{}", nth, requests.size(),
-                                 requests[nth - 1].method, outcome.exitCode, outcome.output,
-                                 outcome.errors));
+                                 requests[nth - 1].method + ' ' + requests[nth - 1].target,
+                                 outcome.exitCode, outcome.output, outcome.errors));
         EXPECT_GE(proxy.requests().size(), nth);
         EXPECT_TRUE(outcome.exitCode >= exitDone && outcome.exitCode <= exitLocal);
         EXPECT_EQ(outcome.exitCode == exitDone, outcome.errors.empty());

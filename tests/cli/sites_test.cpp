@@ -167,7 +167,8 @@ TEST_F(Sites, whatOthersCanUseOrHaveAlteredIsNotUsed) {
         chmod(file.c_str(), 0600);
     }
     writeFile(keyFile, std::string(32, 'k'));
-    expect({{{"ls", "work:"}, 8, "altered, or was stored with another key"}});
+    expect({{{"ls", "work:"}, 8, "altered, or was stored with another key"},
+            {{"ls", "work:"}, 8, "Use quillon login for that"}});
     std::filesystem::remove(keyFile);
     expect({{{"ls", "work:"}, 8, "key of your stored passwords is missing"},
             stored(url),

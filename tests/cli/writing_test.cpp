@@ -176,6 +176,7 @@ TEST_F(Writing, refusals) {
             {{"rmcol", c}, 1, "Use --recursive"},  // only a sub-collection
             {{"rm", url + "none"}, 3, "none"},
             {{"rm", "--older-than", "1d", a}, 6, "not as old as that"},
+            {{"mkcol", "-p", a}, 1, "is a file"},
             {{"mkcol", url + "no/no"}, 1, "above the new one"},
             {{"mkcol", "-p", c + "/d"}, 0, ""},
             {{"rmcol", url + "none"}, 3, "none"},

@@ -28,8 +28,8 @@ vx::Status lock(MemberHost& host) {
 TEST(MemberLock, is_taken_and_its_date_noted) {
     expectTranscripts<MemberHost>(
         "member_lock", {"flags 4, HEAD 404"},
-        {"", "flags 4", "flags 4, HEAD 500", "first 4, flags 4", "first 9, LOCK 500 *2", "flags 2",
-         "flags 2, undated", "flags 2, HEAD rc=80000010"},
+        {"", "flags 4", "flags 4, HEAD 500", "first 4, flags 4", "flags 1", "first 9, LOCK 500 *2",
+         "flags 2", "flags 2, undated", "flags 2, HEAD rc=80000010"},
         lock);
 }
 
