@@ -9,10 +9,8 @@
 #include "client/moment.hpp"
 #include "client/name.hpp"
 #include "client/state.hpp"
-#include "platform/base/status.hpp"
 #include "platform/base/transcoder.hpp"
 #include "platform/text/url.hpp"
-#include "platform/weblnk/lock.hpp"
 
 namespace quillon {
 namespace {
@@ -173,12 +171,8 @@ Result<void> Member::unlock() {
 }
 
 void Member::renewLock() {
-    const auto* lock = static_cast<const vxhost::HeldLock*>(state_->handle->lock);
-    if (lock == nullptr) return;
-    try {
-        vxhost::refreshLocks(*lock->target);
-    } catch (const vxhost::Failure&) {  // interrupted
-    }
+    vx::LockObject* lock = state_->handle->lock;
+    if (lock != nullptr) lock->RenewLock(lock);
 }
 
 bool Member::locked() const {
@@ -186,8 +180,8 @@ bool Member::locked() const {
 }
 
 std::string Member::lockToken() const {
-    const auto* lock = static_cast<const vxhost::HeldLock*>(state_->handle->lock);
-    return lock != nullptr ? lock->token : std::string();
+    const vx::LockObject* lock = state_->handle->lock;
+    return lock != nullptr ? lock->Token(lock) : std::string();
 }
 
 Result<void> Member::adoptLock(std::string_view token) {

@@ -159,9 +159,16 @@ struct LockObject {
     Status (*Destroy)(LockObject*); /* sends nothing */
     Unnamed at18[6];
     Status (*InstUnlock)(LockObject*, int32_t* status);
+    /* For programs on this host; the extension calls neither. The token is a URI, NUL-terminated,
+     * and lives as long as the object. Renewing asks for more time when the lock is near its end
+     * (RFC 4918, 9.10.2), for those who send no request for long; what becomes of it is logged. */
+    const char* (*Token)(const LockObject*);
+    void (*RenewLock)(LockObject*);
 };
 ABI_AT(LockObject, Destroy, 0x10);
 ABI_AT(LockObject, InstUnlock, 0x48);
+ABI_AT(LockObject, Token, 0x50);
+ABI_AT(LockObject, RenewLock, 0x58);
 
 /* Connections, sessions and credentials shared by the clients of a collection, which run one at a
  * time; different contexts may be used by different threads. */

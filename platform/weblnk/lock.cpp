@@ -218,6 +218,15 @@ HeldLock::HeldLock(std::shared_ptr<Target> held, std::string itsToken,
         auto& lock = *static_cast<HeldLock*>(self);
         return operate(lock.target->settings, nullptr, status, [&] { lock.unlock(*status); });
     };
+    Token = [](const vx::LockObject* self) noexcept -> const char* {
+        return static_cast<const HeldLock*>(self)->token.c_str();
+    };
+    RenewLock = [](vx::LockObject* self) noexcept {
+        guarded(WEBLNK_CUT_OFF, [self]() -> Status {
+            refreshLocks(*static_cast<HeldLock*>(self)->target);
+            return vx::VX_SUCCESS;
+        });
+    };
     granted(timeout);
     watch_ = watchLock(*target, token);
     retry_ = since_;
