@@ -99,7 +99,7 @@ protected:
         std::filesystem::remove(server.documentRoot() / "member");
         if (!cycle.isNew) server.addMember("member", before);
         std::filesystem::remove(home / "edited");
-        const auto outcome = quillon(with({"--timeout", "1", url}, cycle.arguments));
+        const auto outcome = quillon(with({"--timeout", "2", url}, cycle.arguments));
         server.waitUntilIdle();  // it may still be at work on what it got
         return outcome;
     }
