@@ -24,7 +24,7 @@ vxhost::Settings settingsFrom(ExtensionOptions& options) {
             sink(now.moved, now.total);
         };
     }
-    settings.exchanged = &hear;
+    settings.requestEnded = &hear;
     settings.strayLock = &noteStrayLock;
     settings.passwordInClear = std::move(options.passwordInClear);
     return settings;

@@ -77,9 +77,9 @@ std::vector<std::string> sentencesOf(vxhost::UserJournal& journal, Status status
 
 }  // namespace
 
-void hear(const vxhost::Exchange& exchange) {
-    if (exchange.result != vx::VX_SUCCESS) heard().failure = exchange.result;
-    if (exchange.httpStatus >= 300) heard().refusal = exchange.httpStatus;
+void hear(const vxhost::RequestEnd& end) {
+    if (end.result != vx::VX_SUCCESS) heard().failure = end.result;
+    if (end.httpStatus >= 300) heard().refusal = end.httpStatus;
 }
 
 void noteStrayLock(const vxhost::StrayLock& lock) {

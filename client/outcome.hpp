@@ -20,7 +20,7 @@ struct Heard {
     std::vector<StrayLock> locks;
 };
 
-void hear(const vxhost::Exchange& exchange);
+void hear(const vxhost::RequestEnd& end);
 void noteStrayLock(const vxhost::StrayLock& lock);
 
 // Begins an operation: forgets what was heard and written before. HTTP clients hold on to the

@@ -19,7 +19,7 @@ struct Progress {
 };
 
 // What came of a request of weblnk, however the operation around it sums that up.
-struct Exchange {
+struct RequestEnd {
     uint32_t result;     // the request operation's status
     int32_t httpStatus;  // -1 when no answer came
 };
@@ -48,8 +48,11 @@ struct Settings {
     // UNLOCKs that give back what is held. Null: never.
     const std::atomic<bool>* interrupted = nullptr;
     std::function<void(const Progress&)> progress;    // called from inside a transfer; may be empty
-    std::function<void(const Exchange&)> exchanged;   // told at each request's end; may be empty
+    std::function<void(const RequestEnd&)> requestEnded;  // told at each request's end; may be empty
     std::function<void(const StrayLock&)> strayLock;  // may be empty
+    // Whether the server is known to ask for Basic at that URL, so that over TLS credentials go out
+    // with the first request; may be empty: never.
+    std::function<bool(std::string_view url)> knowsBasic;
     // Told when the user's password went to that origin as it is, over http; may be empty.
     std::function<void(std::string_view origin)> passwordInClear;
     // Told of a LOCK that is on its way, when nobody knows the token yet, and of each lock that is

@@ -1,21 +1,10 @@
 #include "platform/http/curl_options.hpp"
 
-#include <sys/socket.h>
-
 #include <new>
 
 #include "platform/base/status.hpp"
 
 namespace vxhost {
-
-namespace {
-
-// A program that is started meanwhile, such as an editor, does not get the connection.
-curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address) noexcept {
-    return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
-}
-
-}  // namespace
 
 void refuseOption(CURLcode code) {
     if (code == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
@@ -30,11 +19,9 @@ void require(CURLMcode code) {
 
 void setConnectionOptions(CURL* easy, const Settings& settings) {
     constexpr long pieceBytes = 256L << 10;  // fewer system calls on fast lines
-    setOption(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
     setOption(easy, CURLOPT_HTTP09_ALLOWED, 0L);
     setOption(easy, CURLOPT_PROTOCOLS_STR, "http,https");
     setOption(easy, CURLOPT_NOSIGNAL, 1L);
-    setOption(easy, CURLOPT_OPENSOCKETFUNCTION, &openSocket);
     setOption(easy, CURLOPT_QUICK_EXIT, 1L);  // an interrupt does not wait for a name server
     setOption(easy, CURLOPT_FOLLOWLOCATION, 0L);
     setOption(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);

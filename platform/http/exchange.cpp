@@ -2,10 +2,13 @@
 
 #include <fmt/format.h>
 
+#include <utility>
+
+#include "platform/base/journal.hpp"
 #include "platform/base/logger.hpp"
 #include "platform/base/status.hpp"
-#include "platform/http/repeats.hpp"
-#include "platform/http/session.hpp"
+#include "platform/http/curl_options.hpp"
+#include "platform/http/engine.hpp"
 #include "platform/http/upload_source.hpp"
 #include "platform/text/url.hpp"
 
@@ -44,31 +47,15 @@ bool endsInSlash(std::string_view url) {
 
 bool follows(const Request& request, int32_t status, const std::string& url) {
     const bool toCollection = endsInSlash(url) && !endsInSlash(request.url);
-    if (toCollection && request.endsAtSlash) return false;
+    if (toCollection && request.policy.endsAtSlash) return false;
     const bool addsSlash = toCollection && sameResource(url, request.url);
-    return request.follows301 || status == 307 || status == 308 || addsSlash;
+    return request.policy.follows301 || status == 307 || status == 308 || addsSlash;
 }
 
 bool mayRepeat(const Request& request, Status failure) {
     const bool connectionFailed = failure == WEBLNK_NO_CONNECTION || failure == WEBLNK_CUT_OFF;
-    return request.repeatable && connectionFailed && (!request.sink || request.sink->restartable());
-}
-
-Answer sendRepeating(const Target& target, const Request& request, Repeats& repeats) {
-    for (;;) {
-        try {
-            Answer answer = target.session->send(target, request);
-            const bool busy = answer.status == 429 || answer.status == 503;
-            if (!busy || !request.repeatable) return answer;
-            const auto asked = parseRetryAfter(answer.headers.first("Retry-After"),
-                                               std::chrono::system_clock::now());
-            if (!repeats.wait(asked)) return answer;
-        } catch (const Failure& failure) {
-            if (!mayRepeat(request, failure.status()) || !repeats.wait({})) throw;
-            logLine(target.logger, vx::LOG_TRACE, failure.what());
-        }
-        logLine(target.logger, vx::LOG_TRACE, request.method + ' ' + request.url + " again");
-    }
+    return request.policy.repeatable && connectionFailed &&
+           (!request.sink || request.sink->restartable());
 }
 
 }  // namespace
@@ -82,28 +69,164 @@ void requireUsable(const std::string& url, std::string_view spelt) {
                   fmt::format("\"{}\" holds \".\" or \"..\", which are no names.", url));
 }
 
-Request requestFor(const Target& target, std::string_view method) {
+const std::string& usableUrl(const Target& target) {
     requireUsable(target.url, target.spelt);
-    Request request;
-    request.method = method;
-    request.url = target.url;
-    return request;
+    return target.url;
 }
 
 Answer exchange(const Target& target, Request request) {
-    Repeats repeats(target.settings);
-    for (int hops = 0;; ++hops) {
-        Answer answer = sendRepeating(target, request, repeats);
-        std::string url = redirectTarget(request, answer);
-        if (url.empty() || !follows(request, answer.status, url)) return answer;
-        if (hops == mostHops) {
-            throw Failure(WEBLNK_BAD_ANSWER, fmt::format("{} {}: more than {} redirects.",
-                                                         request.method, target.url, mostHops));
-        }
-        logLine(target.logger, vx::LOG_TRACE, request.url + " redirects to " + url);
-        request.url = std::move(url);
-        if (request.upload) request.upload->rewind();
+    return target.engine->perform(target, std::move(request));
+}
+
+Exchange::Exchange(const Sender& sender, Request request)
+    : sender_(sender), request_(std::move(request)), url_(request_.url) {}
+
+template <class Body>
+void Exchange::guardedly(Body&& body) noexcept {
+    try {
+        body();
+    } catch (...) {
+        transfer_.reset();
+        failure_ = std::current_exception();
+        over_ = true;
     }
+}
+
+bool Exchange::mayStandForRequest() const {
+    return !failure_ && answer_.status != 401 && !isBusy(answer_.status);
+}
+
+std::optional<Exchange::Clock::time_point> Exchange::graceEnd() const {
+    return transfer_ ? transfer_->graceEnd() : std::nullopt;
+}
+
+void Exchange::begin(EasyPtr easy, CURLM* multi) {
+    guardedly([&] {
+        easy_ = std::move(easy);
+        setOption(easy_.get(), CURLOPT_PRIVATE, this);
+        transfer_.emplace(easy_.get(), multi, sender_, request_, attempts_);
+    });
+}
+
+void Exchange::breakOff() {
+    transfer_.reset();
+    easy_.reset();
+}
+
+void Exchange::resume() {
+    if (transfer_) transfer_->resume();
+}
+
+void Exchange::watch() noexcept {
+    guardedly([this] {
+        if (transfer_) return transfer_->watch();
+        if (!over_ && !request_.policy.uninterrupted) throwIfInterrupted(sender_.settings);
+    });
+}
+
+EasyPtr Exchange::end(CURLcode code, Authentication& authentication) noexcept {
+    guardedly([&] {
+        try {
+            settle(endAttempt(code, authentication), authentication);
+        } catch (const Failure& failure) {
+            const bool may = repeats_ && mayRepeat(request_, failure.status());
+            const auto wait = may ? repeats_->next({}) : std::nullopt;
+            if (!wait) throw;
+            tryAgain(failure.what(), *wait);
+        }
+    });
+    return std::move(easy_);
+}
+
+Answer Exchange::endAttempt(CURLcode code, Authentication& authentication) {
+    authentication.noteChallenges(easy_.get(), transfer_->askedForDigest());
+    const struct Release {
+        ~Release() { transfer.reset(); }
+        std::optional<Transfer>& transfer;
+    } release{transfer_};
+    return transfer_->end(code);
+}
+
+void Exchange::settle(Answer answer, Authentication& authentication) {
+    UploadSource* upload = request_.upload;
+    foundServerBusy_ = isBusy(answer.status);
+    if (answer.status != 401) authentication.learn(easy_.get());
+    if (answer.status == 417 && upload && attempts_.awaitsContinue) {
+        attempts_.awaitsContinue = false;
+        upload->rewind();
+        restart("417");
+    } else if (answer.status == 411 && upload && !upload->length()) {
+        // It takes no chunks, and stored nothing (RFC 9110, 15.5.12).
+        upload->measure();
+        restart("411");
+    } else if (answer.status == 401) {
+        settleChallenge(std::move(answer), authentication);
+    } else if (isBusy(answer.status) && request_.policy.repeatable && repeats_) {
+        settleBusy(std::move(answer));
+    } else {
+        follow(std::move(answer));
+    }
+}
+
+// A server may begin anew (another key for its nonces, another scheme): what was known of it is
+// then worthless, and a 401 says that nothing was done yet.
+void Exchange::settleChallenge(Answer answer, Authentication& authentication) {
+    const bool mayAskAgain = attempts_.challenges < Attempts::mostChallenges;
+    if (authentication.forget() && mayAskAgain) {
+        if (request_.upload) request_.upload->rewind();
+        return restart("401");
+    }
+    if (authentication.refusesOfferedBasic(easy_.get())) {
+        journalSentence(
+            sender_.journal, vx::JOURNAL_FAILURE,
+            fmt::format("{} {}: this server asked for Digest before, and asks for Basic now, which "
+                        "would send the password in clear. Somebody on the line may want it; it "
+                        "was not sent.",
+                        request_.method, request_.url));
+    }
+    finish(std::move(answer));
+}
+
+void Exchange::settleBusy(Answer answer) {
+    const auto asked =
+        parseRetryAfter(answer.headers.first("Retry-After"), std::chrono::system_clock::now());
+    const auto wait = repeats_->next(asked);
+    if (!wait) return finish(std::move(answer));
+    tryAgain(std::to_string(answer.status), *wait);
+}
+
+void Exchange::follow(Answer answer) {
+    std::string url = redirectTarget(request_, answer);
+    if (url.empty() || !follows(request_, answer.status, url)) return finish(std::move(answer));
+    if (hops_++ == mostHops) {
+        throw Failure(WEBLNK_BAD_ANSWER, fmt::format("{} {}: more than {} redirects.",
+                                                     request_.method, url_, mostHops));
+    }
+    logLine(sender_.logger, vx::LOG_TRACE, request_.url + " redirects to " + url);
+    request_.url = std::move(url);
+    attempts_.challenges = 0;
+    if (request_.upload) request_.upload->rewind();
+}
+
+void Exchange::restart(std::string_view why) {
+    logLine(sender_.logger, vx::LOG_TRACE,
+            fmt::format("{} {} again: {}", request_.method, request_.url, why));
+}
+
+void Exchange::tryAgain(std::string_view why, std::chrono::milliseconds wait) {
+    restart(why);
+    attempts_.challenges = 0;
+    notBefore_ = Clock::now() + wait;
+}
+
+void Exchange::finish(Answer answer) {
+    answer_ = std::move(answer);
+    over_ = true;
+}
+
+Answer Exchange::take() {
+    if (failure_) std::rethrow_exception(failure_);
+    return std::move(answer_);
 }
 
 }  // namespace vxhost

@@ -1,22 +1,32 @@
-// A request with what HTTP adds to it: redirects within the origin, and repeats.
+// A request on the way to its last answer: redirects within the origin, and repeats.
 #pragma once
 
+#include <curl/curl.h>
+
+#include <chrono>
+#include <exception>
+#include <optional>
 #include <string_view>
 
+#include "platform/http/authentication.hpp"
+#include "platform/http/curl_handles.hpp"
+#include "platform/http/repeats.hpp"
 #include "platform/http/request.hpp"
 #include "platform/http/target.hpp"
+#include "platform/http/transfer.hpp"
 
 namespace vxhost {
 
-// A request of that method for the target's URL. Throws when that is no URL, or one with a dot
-// segment: curl would remove it, and ask for another resource than the caller named.
-Request requestFor(const Target& target, std::string_view method);
+// The target's URL. Throws when that is none, or one with a dot segment: curl would remove it, and
+// ask for another resource than the caller named.
+const std::string& usableUrl(const Target& target);
 
 // Throws when a request cannot name the URL, as above. spelt: the same as the caller spelt it.
 void requireUsable(const std::string& url, std::string_view spelt);
 
-// Throws a Failure whose text is a sentence when no complete answer came, or when the server sends
-// the request to another origin, where neither it nor its credentials may go.
+// Sends it by the target's engine. Throws a Failure whose text is a sentence when no complete
+// answer came, or when the server sends the request to another origin, where neither it nor its
+// credentials may go.
 Answer exchange(const Target& target, Request request);
 
 inline bool isSuccess(int32_t status) {
@@ -25,5 +35,74 @@ inline bool isSuccess(int32_t status) {
 inline bool isRedirect(int32_t status) {
     return status == 301 || status == 302 || status == 307 || status == 308;
 }
+inline bool isBusy(int32_t status) {
+    return status == 429 || status == 503;
+}
+
+// Driven by its engine: attempts begin, are watched and end, until the exchange is over.
+class Exchange {
+public:
+    using Clock = Transfer::Clock;
+
+    Exchange(const Sender& sender, Request request);
+    Exchange(const Exchange&) = delete;  // curl holds on to it
+    Exchange& operator=(const Exchange&) = delete;
+
+    const Request& request() const { return request_; }
+    const std::string& url() const { return url_; }  // as first asked
+    bool isOver() const { return over_; }
+    bool isRunning() const { return transfer_.has_value(); }
+    bool isAnswered() const { return over_ || (transfer_ && transfer_->isAnswered()); }
+    // Whether its answer, or the one that is on its way, says what the same request would be told
+    // if it were sent now.
+    bool mayStandForRequest() const;
+    Clock::time_point notBefore() const { return notBefore_; }  // the next attempt may begin
+    std::optional<Clock::time_point> graceEnd() const;          // of a running attempt
+    bool foundServerBusy() const { return foundServerBusy_; }
+
+    // From here on the request is sent again by the rules of its kind. One that nobody has asked
+    // for yet is tried but once.
+    void allowRepeats() { repeats_.emplace(); }
+    void setJournal(vx::Journal* journal) { sender_.journal = journal; }
+    // Before the body came: where it goes.
+    void setSink(BodySink* sink) { request_.sink = sink; }
+    void resume();  // a body whose sink was full
+
+    // The next attempt, over a handle that has the credentials.
+    void begin(EasyPtr easy, CURLM* multi);
+    void watch() noexcept;
+    // The attempt is over. Gives back its handle.
+    EasyPtr end(CURLcode code, Authentication& authentication) noexcept;
+    void breakOff();  // the running attempt; another may begin
+
+    Answer take();  // once it is over; throws what the exchange failed with
+
+private:
+    template <class Body>
+    void guardedly(Body&& body) noexcept;
+    Answer endAttempt(CURLcode code, Authentication& authentication);
+    void settle(Answer answer, Authentication& authentication);
+    void settleChallenge(Answer answer, Authentication& authentication);
+    void settleBusy(Answer answer);
+    void follow(Answer answer);
+    void restart(std::string_view why);
+    void tryAgain(std::string_view why, std::chrono::milliseconds wait);
+    void finish(Answer answer);
+
+    Sender sender_;
+    Request request_;
+    const std::string url_;
+    EasyPtr easy_;
+    Attempts attempts_;
+    std::optional<Transfer> transfer_;
+    std::optional<Repeats> repeats_;
+    int hops_ = 0;
+    bool foundServerBusy_ = false;
+    Clock::time_point notBefore_{};
+
+    bool over_ = false;
+    Answer answer_;
+    std::exception_ptr failure_;
+};
 
 }  // namespace vxhost

@@ -38,15 +38,14 @@ void pause(const Settings& settings, milliseconds time) {
     }
 }
 
-bool Repeats::wait(std::optional<std::chrono::seconds> asked) {
-    if (tries_ >= mostTries) return false;
+std::optional<milliseconds> Repeats::next(std::optional<std::chrono::seconds> asked) {
+    if (tries_ >= mostTries) return std::nullopt;
     const milliseconds backOff = jittered(firstWait * (1 << (2 * tries_ - 2)));
     const milliseconds wait = asked ? *asked + jittered(firstWait) : backOff;
-    if (wait > mostWaiting - waited_) return false;
+    if (wait > mostWaiting - waited_) return std::nullopt;
     ++tries_;
     waited_ += wait;
-    pause(settings_, wait);
-    return true;
+    return wait;
 }
 
 }  // namespace vxhost

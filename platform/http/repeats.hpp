@@ -16,14 +16,11 @@ void pause(const Settings& settings, std::chrono::milliseconds time);
 
 class Repeats {
 public:
-    explicit Repeats(const Settings& settings) : settings_(settings) {}
-
-    // Waits for the next try: as long as the server asked, else longer each time, with jitter so
-    // that many clients do not come back at once. False, without a wait, when there is no next try.
-    bool wait(std::optional<std::chrono::seconds> asked);
+    // How long to wait for the next try: as the server asked, else longer each time, with jitter so
+    // that many clients do not come back at once. Nothing when there is no next try.
+    std::optional<std::chrono::milliseconds> next(std::optional<std::chrono::seconds> asked);
 
 private:
-    const Settings& settings_;
     int tries_ = 1;
     std::chrono::milliseconds waited_{0};
 };

@@ -1,6 +1,8 @@
 // One request and its answer, as the operations of a client see them.
 #pragma once
 
+#include <chrono>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,7 +17,8 @@ struct Answer {
     int32_t status = -1;
     std::string url;  // that was asked, behind redirects
     Headers headers;
-    std::string text;  // of the body, when no sink took it: its beginning, up to 256 KiB
+    std::string text;         // of the body, when no sink took it: its beginning, up to 256 KiB
+    bool isRecalled = false;  // it was given before, to the same request
 };
 
 // Takes the body of a 2xx answer as it arrives. What it throws ends the exchange.
@@ -26,27 +29,48 @@ public:
     virtual void write(std::string_view piece) = 0;
     // Whether the exchange may be begun again after pieces were written.
     virtual bool restartable() const { return false; }
+    // Whether it can take no piece at present; the answer then waits.
+    virtual bool isFull() const { return false; }
 };
+
+// How a kind of request is treated on its way.
+struct Policy {
+    // Sent again on a failing connection, 429 or 503; else never, since it might be done twice.
+    bool repeatable = false;
+    // Ends by itself, within a short time, when the program is interrupted.
+    bool uninterrupted = false;
+    bool follows301 = false;      // and 302; else only 307, 308 and an added final slash
+    bool headerSuffices = false;  // a body of unknown length is not waited for
+    // For a member alone: a redirect to a URL with a final slash, which this one has not, leads to
+    // a collection, and is not followed: the answer is what counts.
+    bool endsAtSlash = false;
+    bool content = false;  // its success carries the member's bytes, which may take their time
+};
+
+inline constexpr Policy looking{.repeatable = true, .follows301 = true};
+// What is asked about locks when the program ends.
+inline constexpr Policy lookingAtTheEnd{
+    .repeatable = true, .uninterrupted = true, .follows301 = true};
+inline constexpr Policy askingOptions{
+    .repeatable = true, .follows301 = true, .headerSuffices = true};
+inline constexpr Policy fetchingContent{
+    .repeatable = true, .follows301 = true, .endsAtSlash = true, .content = true};
+inline constexpr Policy changing{};
+inline constexpr Policy removingMember{.endsAtSlash = true};  // or a whole tree would go
+// An UNLOCK still goes out when the program was interrupted, and the answer of a LOCK holds the
+// token without which nobody can unlock.
+inline constexpr Policy locking{.uninterrupted = true};
 
 struct Request {
     std::string method;
     std::string url;  // as the request carries it
+    Policy policy;
     std::vector<std::string> headers;
     std::string document;            // an XML body; empty: none
     UploadSource* upload = nullptr;  // the body of a PUT
-    bool expects = true;             // a large upload waits for 100 Continue
     BodySink* sink = nullptr;
-    // Sent again on a failing connection, 429 or 503; else never, since it might be done twice.
-    bool repeatable = false;
-    // Ends by itself, within a short time, when the program is interrupted: an UNLOCK, which then
-    // still goes out, and a LOCK, whose answer holds the token without which nobody can unlock.
-    bool uninterrupted = false;
-    bool follows301 = false;      // and 302; else only 307, 308 and an added final slash
-    bool headerSuffices = false;  // a body of unknown length is not waited for
-    // For a member alone: a redirect to a URL with a final slash, which this one has not, leads to a
-    // collection, and is not followed: the answer is what counts.
-    bool endsAtSlash = false;
-    bool content = false;  // its success carries the member's bytes, which may take their time
+    // How old an answer may be that was given to the same request, and is given again.
+    std::chrono::milliseconds recalled{0};
 };
 
 }  // namespace vxhost

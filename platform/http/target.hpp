@@ -14,7 +14,7 @@
 
 namespace vxhost {
 
-class Session;
+class Engine;
 struct HeldLock;
 
 struct Credentials {
@@ -24,18 +24,22 @@ struct Credentials {
     bool operator==(const Credentials&) const = default;
 };
 
-struct Target {
+// On whose behalf a request goes out.
+struct Sender {
     const Settings& settings;
-    std::shared_ptr<Session> session;
-    std::string spelt;  // the client's URL, UTF-8
-    std::string url;    // the same as a request carries it, without credentials; empty: no URL
     std::shared_ptr<const Credentials> credentials;
     vx::Journal* journal;  // may be null
     vx::Logger* logger;    // may be null
-    std::vector<HeldLock*> locks;
+};
+
+struct Target : Sender {
+    std::shared_ptr<Engine> engine;
+    std::string spelt;  // the client's URL, UTF-8
+    std::string url;    // the same as a request carries it, without credentials; empty: no URL
+    std::vector<HeldLock*> locks{};
     // Of a lock under which a PUT was answered 412, until the next LOCK, or empty: its holder takes
     // it for lost and asks for another one.
-    std::string forsakenToken;
+    std::string forsakenToken{};
 };
 
 // The client's URL as a request carries it: encoded, without credentials; empty for what is no

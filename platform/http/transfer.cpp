@@ -5,6 +5,7 @@
 
 #include <charconv>
 #include <new>
+#include <utility>
 
 #include "platform/base/logger.hpp"
 #include "platform/base/status.hpp"
@@ -19,34 +20,15 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr int pollInterval = 100;              // ms until an interrupt is noticed
 constexpr std::chrono::seconds graceTime{10};  // for a LOCK or UNLOCK of an interrupted program
 constexpr size_t keptText = 1 << 18;           // of an answer that no sink takes
 constexpr uint64_t readText = 4 * keptText;    // the rest is not waited for
 constexpr uint64_t mostHeaderBytes = 1 << 18;  // of one answer; curl itself takes 300 KB
-constexpr int tailGrace = 50;                  // ms for the end of an answer that nobody reads
+constexpr milliseconds tailGrace{50};          // for the end of an answer that nobody reads
 constexpr uint64_t expectThreshold = 1 << 20;  // bodies above it wait for 100 Continue
+constexpr uint64_t streamThreshold = 1 << 18;  // the windows of HTTP/2 slow longer uploads
 constexpr long idleSecondsRepeatable = 60;     // of a connection that is used again
 constexpr long idleSecondsOnce = 4;            // Apache's default closes after 5
-
-// The handle is in the multi handle for the time of a run; taking it out of a running transfer
-// closes its connection.
-class Attached {
-public:
-    Attached(CURLM* multi, CURL* easy) : multi_(multi), easy_(easy) {
-        require(curl_multi_add_handle(multi, easy));
-    }
-    Attached(const Attached&) = delete;
-    Attached& operator=(const Attached&) = delete;
-    ~Attached() {
-        curl_multi_remove_handle(multi_, easy_);
-        curl_easy_setopt(easy_, CURLOPT_ERRORBUFFER, nullptr);  // its owner goes next
-    }
-
-private:
-    CURLM* multi_;
-    CURL* easy_;
-};
 
 int parseStatusLine(std::string_view line) {
     int status = -1;
@@ -71,14 +53,29 @@ in_port_t portOf(const curl_sockaddr& peer) {
 
 }  // namespace
 
-Transfer::Transfer(CURL* easy, CURLM* multi, const Target& target, const Request& request,
-                   int& challenges)
+Transfer::Transfer(CURL* easy, CURLM* multi, const Sender& sender, const Request& request,
+                   Attempts& attempts)
     : easy_(easy),
       multi_(multi),
-      target_(target),
+      sender_(sender),
       request_(request),
-      challenges_(challenges),
-      stall_(target.settings.stallTimeout, target.settings.leastSpeed) {}
+      attempts_(attempts),
+      stall_(sender.settings.stallTimeout, sender.settings.leastSpeed) {
+    setHeaders();
+    setMethod();
+    setCallbacks();
+    setWireTrace(easy_, sender_.logger);
+    setOption(easy_, CURLOPT_URL, request_.url.c_str());
+    setOption(easy_, CURLOPT_ERRORBUFFER, static_cast<char*>(error_));
+    setOption(easy_, CURLOPT_MAXAGE_CONN,
+              request_.policy.repeatable ? idleSecondsRepeatable : idleSecondsOnce);
+    require(curl_multi_add_handle(multi, easy));
+}
+
+Transfer::~Transfer() {
+    curl_multi_remove_handle(multi_, easy_);
+    curl_easy_setopt(easy_, CURLOPT_ERRORBUFFER, nullptr);  // its owner goes next
+}
 
 template <class Body>
 bool Transfer::kept(Body&& body) noexcept {
@@ -104,7 +101,7 @@ void Transfer::addHeader(const char* line) {
 void Transfer::setHeaders() {
     for (const auto& line : request_.headers) addHeader(line.c_str());
     if (!request_.document.empty()) addHeader("Content-Type: application/xml; charset=utf-8");
-    const bool large = request_.upload && request_.expects &&
+    const bool large = request_.upload && attempts_.awaitsContinue &&
                        request_.upload->length().value_or(expectThreshold + 1) > expectThreshold;
     addHeader(large ? "Expect: 100-continue" : "Expect:");
     setOption(easy_, CURLOPT_HTTPHEADER, headers_.get());
@@ -113,8 +110,12 @@ void Transfer::setHeaders() {
 void Transfer::setMethod() {
     setOption(easy_, CURLOPT_HTTPGET, 1L);  // takes back what another request has set
     setOption(easy_, CURLOPT_CUSTOMREQUEST, nullptr);
+    setOption(easy_, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
     if (request_.upload) {
         const auto length = request_.upload->length();
+        if (length.value_or(streamThreshold + 1) > streamThreshold) {
+            setOption(easy_, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+        }
         setOption(easy_, CURLOPT_UPLOAD, 1L);
         setOption(easy_, CURLOPT_INFILESIZE_LARGE, length ? static_cast<curl_off_t>(*length) : -1);
         return;
@@ -140,6 +141,8 @@ void Transfer::setCallbacks() {
     };
     const auto write = +[](char* piece, size_t, size_t size, void* self) noexcept -> size_t {
         auto& transfer = *static_cast<Self*>(self);
+        const BodySink* sink = transfer.request_.sink;
+        if (sink && sink->isFull()) return transfer.paused_ = true, CURL_WRITEFUNC_PAUSE;
         return transfer.kept([&] { return transfer.takeBody({piece, size}); }) ? size : 0;
     };
     const auto read = +[](char* to, size_t, size_t room, void* self) noexcept -> size_t {
@@ -175,7 +178,8 @@ void Transfer::setCallbacks() {
     setOption(easy_, CURLOPT_PREREQDATA, this);
 }
 
-// What curl connects to: of a connection that fails it tells nothing else.
+// What curl connects to: of a connection that fails it tells nothing else. A program that is
+// started meanwhile, such as an editor, does not get the connection.
 curl_socket_t Transfer::openSocket(const curl_sockaddr& peer) {
     peerPort_ = portOf(peer);
     return socket(peer.family, peer.socktype | SOCK_CLOEXEC, peer.protocol);
@@ -184,21 +188,26 @@ curl_socket_t Transfer::openSocket(const curl_sockaddr& peer) {
 // The environment may name a proxy, and hosts that need none.
 bool Transfer::viaProxy() const {
     const bool elsewhere = peerPort_ != 0 && peerPort_ != portOf(request_.url);
-    return elsewhere || !target_.credentials->proxy.empty();
+    return elsewhere || !sender_.credentials->proxy.empty();
 }
 
 // curl sends a request again by itself when a kept connection ends without a byte of an answer. The
 // server may have done its work all the same, so what must not be done twice ends here.
 bool Transfer::beginAttempt() {
-    if (sent_ && !answered_ && !request_.repeatable) {
+    if (sent_ && !answered_ && !request_.policy.repeatable) {
         fail(WEBLNK_CUT_OFF, "the connection ended before the server answered");
     }
     // After a 417 curl goes on over the same connection, but some servers end it there, or still
     // wait for the body: the caller begins anew.
-    enough_ = sent_ && answer_.status == 417;
+    if (sent_ && answer_.status == 417) return stop(Enough::expectRefused);
     sent_ = true;
     answered_ = headerEnded_ = false;
-    return !enough_;
+    return true;
+}
+
+bool Transfer::stop(Enough why) {
+    enough_ = why;
+    return false;
 }
 
 bool Transfer::takeHeader(std::string_view line) {
@@ -235,12 +244,16 @@ bool Transfer::endHeader() {
         fail(WEBLNK_BAD_ANSWER, "the answer's length cannot be read");
     }
     // A server can find the credentials too old for ever, for which curl would always try anew.
-    if (answer_.status == 401) enough_ = ++challenges_ >= mostChallenges || isTalkedDown();
-    // lighttpd 1.4.69 announces chunks after OPTIONS on a missing member, and never sends one.
-    if (isSuccess() && request_.headerSuffices && answer_.headers.has("Transfer-Encoding")) {
-        graceEnd_ = Clock::now() + milliseconds(tailGrace);
+    if (answer_.status == 401) {
+        const bool talkedDown = isTalkedDown();
+        if (++attempts_.challenges >= Attempts::mostChallenges || talkedDown) {
+            return stop(Enough::lastChallenge);
+        }
     }
-    return !enough_;
+    // lighttpd 1.4.69 announces chunks after OPTIONS on a missing member, and never sends one.
+    const bool suffices = isSuccess() && request_.policy.headerSuffices;
+    if (suffices && answer_.headers.has("Transfer-Encoding")) graceEnd_ = Clock::now() + tailGrace;
+    return true;
 }
 
 bool Transfer::takeBody(std::string_view piece) {
@@ -254,17 +267,17 @@ bool Transfer::takeBody(std::string_view piece) {
     if (answer_.text.size() < keptText) {
         answer_.text += piece.substr(0, keptText - answer_.text.size());
     }
-    enough_ = bodyBytes_ > readText;
-    return !enough_;
+    return bodyBytes_ <= readText || stop(Enough::longText);
 }
 
 void Transfer::watch() {
-    const Settings& settings = target_.settings;
+    const Settings& settings = sender_.settings;
     if (settings.interrupted && settings.interrupted->load(std::memory_order_relaxed)) {
-        if (!request_.uninterrupted || Clock::now() - begun_ > graceTime) {
+        if (!request_.policy.uninterrupted || Clock::now() - begun_ > graceTime) {
             fail(WEBLNK_INTERRUPTED, "interrupted");
         }
     }
+    if (paused_) return;  // nobody waits for it yet
     if (sent_) watchSpeed();
     watchAnswer();
 }
@@ -272,19 +285,19 @@ void Transfer::watch() {
 void Transfer::watchSpeed() {
     const auto moved = stall_.stalled(easy_, headerBytes_);
     if (!moved) return;
-    const double limit = std::chrono::duration<double>(target_.settings.stallTimeout).count();
+    const double limit = std::chrono::duration<double>(sender_.settings.stallTimeout).count();
     fail(WEBLNK_TIMED_OUT, *moved == 0
                                ? fmt::format("no byte moved for {:g} seconds", limit)
                                : fmt::format("only {} bytes moved in {:g} seconds", *moved, limit));
 }
 
 bool Transfer::movesContent() const {
-    return request_.upload ? !request_.upload->finished() : request_.content && bodyBegun_;
+    return request_.upload ? !request_.upload->finished() : request_.policy.content && bodyBegun_;
 }
 
 // What a person waits for may be large; any other answer that goes on for ever holds a command.
 void Transfer::watchAnswer() {
-    const auto limit = target_.settings.answerTimeout;
+    const auto limit = sender_.settings.answerTimeout;
     const auto now = Clock::now();
     if (movesContent()) waiting_ = now;
     if (now - waiting_ < limit) return;
@@ -292,29 +305,13 @@ void Transfer::watchAnswer() {
                                        std::chrono::duration<double>(limit).count()));
 }
 
-CURLcode Transfer::drive() {
-    for (int running = 1;;) {
-        watch();
-        if (graceEnd_ && Clock::now() >= *graceEnd_) {
-            enough_ = true;
-            return CURLE_OK;
-        }
-        require(curl_multi_perform(multi_, &running));
-        int left = 0;
-        while (const CURLMsg* message = curl_multi_info_read(multi_, &left)) {
-            if (message->msg == CURLMSG_DONE) return message->data.result;
-        }
-        const int interval = graceEnd_ ? tailGrace : pollInterval;
-        require(curl_multi_poll(multi_, nullptr, 0, interval, nullptr));
-    }
-}
-
 void Transfer::trace(CURLcode code) const {
-    if (!logWanted(target_.logger, vx::LOG_TRACE)) return;
+    if (!logWanted(sender_.logger, vx::LOG_TRACE)) return;
     const auto took = std::chrono::duration_cast<milliseconds>(Clock::now() - begun_).count();
-    const std::string end =
-        code == CURLE_OK || enough_ ? std::to_string(answer_.status) : curl_easy_strerror(code);
-    logLine(target_.logger, vx::LOG_TRACE,
+    const std::string end = code == CURLE_OK || enough_ != Enough::no
+                                ? std::to_string(answer_.status)
+                                : curl_easy_strerror(code);
+    logLine(sender_.logger, vx::LOG_TRACE,
             fmt::format("{} {} {}, {} ms", request_.method, request_.url, end, took));
 }
 
@@ -328,12 +325,13 @@ bool Transfer::headerTooLong(CURLcode code) const {
 void Transfer::judge(CURLcode code) {
     if (failure_) std::rethrow_exception(failure_);
     if (headerTooLong(code)) fail(WEBLNK_BAD_ANSWER, "a line of the answer's header is too long");
-    if (code != CURLE_OK && !enough_) {
+    const bool whole = enough_ == Enough::no;
+    if (code != CURLE_OK && whole) {
         const auto failure = curlFailure(easy_, code, error_, sent_, viaProxy());
         fail(failure.status, failure.why);
     }
     // curl takes an end inside the header for that of the answer.
-    if (!headerEnded_ && !enough_) {
+    if (!headerEnded_ && whole) {
         fail(WEBLNK_CUT_OFF, "the connection ended inside the answer's header");
     }
     if (answer_.status == 407) fail(WEBLNK_PROXY_REFUSED, "the proxy asks for other credentials");
@@ -343,20 +341,18 @@ void Transfer::judge(CURLcode code) {
     if (request_.sink && isSuccess() && !bodyBegun_) request_.sink->begin(answer_);  // empty body
 }
 
-Answer Transfer::run() {
-    setHeaders();
-    setMethod();
-    setCallbacks();
-    setWireTrace(easy_, target_.logger);
-    setOption(easy_, CURLOPT_URL, request_.url.c_str());
-    setOption(easy_, CURLOPT_ERRORBUFFER, static_cast<char*>(error_));
-    setOption(easy_, CURLOPT_MAXAGE_CONN,
-              request_.repeatable ? idleSecondsRepeatable : idleSecondsOnce);
-    const Attached attached(multi_, easy_);
-    const CURLcode code = drive();
+Answer Transfer::end(CURLcode code) {
+    if (graceEnd_ && Clock::now() >= *graceEnd_) enough_ = Enough::graceOver;
     trace(code);
     judge(code);
     return std::move(answer_);
+}
+
+void Transfer::resume() {
+    if (!std::exchange(paused_, false)) return;
+    stall_ = StallWatch(sender_.settings.stallTimeout, sender_.settings.leastSpeed);
+    waiting_ = Clock::now();
+    curl_easy_pause(easy_, CURLPAUSE_CONT);
 }
 
 }  // namespace vxhost

@@ -6,43 +6,59 @@
 
 #include <chrono>
 #include <exception>
-#include <memory>
 #include <optional>
 #include <string_view>
 
 #include "host/status.h"
+#include "platform/http/curl_handles.hpp"
 #include "platform/http/request.hpp"
 #include "platform/http/stall_watch.hpp"
 #include "platform/http/target.hpp"
 
 namespace vxhost {
 
-// Credentials and proxy are set in the handle already. Lives for one run.
+// What is known from the runs for the same request before.
+struct Attempts {
+    static constexpr int mostChallenges = 3;
+
+    int challenges = 0;          // so far; a run counts on, and ends at the last that may be
+    bool awaitsContinue = true;  // a large upload does, until a server refused that
+};
+
+// Credentials and proxy are set in the handle already.
 class Transfer {
 public:
-    static constexpr int mostChallenges = 3;  // of one request
+    using Clock = std::chrono::steady_clock;
 
-    // challenges: of the request so far. A run counts on, and ends at the last that may be.
-    Transfer(CURL* easy, CURLM* multi, const Target& target, const Request& request,
-             int& challenges);
+    // The run begins with the next curl_multi_perform. All that is handed in outlives the transfer.
+    Transfer(CURL* easy, CURLM* multi, const Sender& sender, const Request& request,
+             Attempts& attempts);
+    // Breaks off a run that has not ended, with its connection or stream.
+    ~Transfer();
     Transfer(const Transfer&) = delete;
     Transfer& operator=(const Transfer&) = delete;
 
-    Answer run();
+    // Asked again and again while the run lasts: throws a Failure when it has to end.
+    void watch();
+    // When the rest of an answer is waited for no longer, and end() may be called.
+    std::optional<Clock::time_point> graceEnd() const { return graceEnd_; }
+    // The answer of a run that curl says is over, or that has come to its grace's end. Throws a
+    // Failure, too.
+    Answer end(CURLcode code);
+    // Goes on with a body that its sink was too full for.
+    void resume();
+
+    bool isAnswered() const { return answered_; }            // a status line came
     bool askedForDigest() const { return askedForDigest_; }  // by a challenge of this run
 
 private:
-    using Clock = std::chrono::steady_clock;
-    struct ListFree {
-        void operator()(curl_slist* list) const { curl_slist_free_all(list); }
-    };
+    // Why the rest of an answer is not wanted.
+    enum class Enough { no, expectRefused, lastChallenge, longText, graceOver };
 
     void addHeader(const char* line);
     void setHeaders();
     void setMethod();
     void setCallbacks();
-    CURLcode drive();
-    void watch();
     void watchSpeed();
     void watchAnswer();
     void judge(CURLcode code);
@@ -58,18 +74,19 @@ private:
     bool isTalkedDown();
     bool takeBody(std::string_view piece);
     bool movesContent() const;  // now, and not what comes before and after
+    bool stop(Enough why);      // false
     bool isSuccess() const { return answer_.status >= 200 && answer_.status < 300; }
 
-    // Runs the body of a callback, in which nothing may be thrown; what is, run() throws again.
+    // Runs the body of a callback, in which nothing may be thrown; what is, end() throws again.
     template <class Body>
     bool kept(Body&& body) noexcept;
 
     CURL* easy_;
     CURLM* multi_;
-    const Target& target_;
+    const Sender& sender_;
     const Request& request_;
-    int& challenges_;
-    std::unique_ptr<curl_slist, ListFree> headers_;
+    Attempts& attempts_;
+    HeaderListPtr headers_;
     char error_[CURL_ERROR_SIZE] = "";
 
     Answer answer_;
@@ -86,7 +103,8 @@ private:
     bool headerEnded_ = false;
     bool askedForDigest_ = false;
     bool bodyBegun_ = false;
-    bool enough_ = false;  // of an answer that nobody reads to its end
+    bool paused_ = false;  // until resume()
+    Enough enough_ = Enough::no;
 };
 
 }  // namespace vxhost

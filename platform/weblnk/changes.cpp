@@ -6,6 +6,7 @@
 #include "platform/weblnk/client.hpp"
 #include "platform/weblnk/lock.hpp"
 #include "platform/weblnk/properties.hpp"
+#include "platform/weblnk/requests.hpp"
 
 namespace vxhost {
 namespace {
@@ -30,8 +31,7 @@ void submitLocks(const Target& target, Request& request) {
 void remove(CurlClient& client, int32_t& status) {
     Target& target = *client.target;
     refreshLocks(target);
-    Request request = requestFor(target, "DELETE");
-    request.endsAtSlash = true;  // or the whole tree behind the slash would go
+    Request request = changeRequest(target, "DELETE", removingMember);
     if (request.url.ends_with('/')) request.headers.push_back("Depth: infinity");
     submitLocks(target, request);
     change(target, std::move(request), status);
@@ -40,7 +40,7 @@ void remove(CurlClient& client, int32_t& status) {
 void move(CurlClient& client, std::u32string_view destination, int32_t& status) {
     Target& target = *client.target;
     refreshLocks(target);
-    Request request = requestFor(target, "MOVE");
+    Request request = changeRequest(target, "MOVE");
     const std::string spelt = toUtf8(destination), url = requestUrl(spelt);
     requireUsable(url, spelt);
     request.headers = {"Destination: " + url, "Overwrite: F"};
@@ -53,7 +53,7 @@ void move(CurlClient& client, std::u32string_view destination, int32_t& status) 
 
 void makeCollection(CurlClient& client, int32_t& status) {
     Target& target = *client.target;
-    Request request = requestFor(target, "MKCOL");
+    Request request = changeRequest(target, "MKCOL");
     if (!request.url.ends_with('/')) request.url += '/';
     change(target, std::move(request), status);
 }

@@ -20,6 +20,12 @@ struct CurlClient : vx::Client {
     const uint8_t option;  // CLIENT_ bits
     KnownMember known;
     std::optional<uint64_t> toldSize;  // in bytes, by the latest HEAD
+    bool optionsRecalled = false;      // its latest OPTIONS was
+    bool hasLooked = false;            // it fetched, locked, or asked for properties
+
+    // A HEAD that follows an OPTIONS at once asks again what was asked with the OPTIONS before.
+    // What was looked at since is compared with what HEAD says now.
+    bool mayRecallHead() const { return optionsRecalled && !hasLooked && target->locks.empty(); }
 
     // Where an operation tells the person: to its own journal, if its caller handed one in.
     vx::Journal* journalOr(vx::Journal* own) const { return own ? own : target->journal; }

@@ -9,6 +9,7 @@
 #include "platform/base/status.hpp"
 #include "platform/http/exchange.hpp"
 #include "platform/http/repeats.hpp"
+#include "platform/weblnk/requests.hpp"
 
 namespace vxhost {
 namespace {
@@ -51,20 +52,13 @@ void noteFetched(KnownMember& known, const Answer& answer, const DigestingSink& 
                       KnownMember::Clock::now());
 }
 
-Request contentRequest(const Target& target) {
-    Request request = requestFor(target, "GET");
-    request.headers = {"Accept-Encoding: identity"};  // the member's own bytes
-    request.repeatable = request.follows301 = request.endsAtSlash = request.content = true;
-    return request;
-}
-
 bool sameContent(CurlClient& client) {
     const Target& target = *client.target;
     KnownMember& known = client.known;
     pause(target.settings, std::chrono::ceil<std::chrono::milliseconds>(known.racyUntil() -
                                                                         KnownMember::Clock::now()));
     DigestingSink sink;
-    Request request = contentRequest(target);
+    Request request = contentRequest(usableUrl(target));
     request.sink = &sink;
     const Answer answer = exchange(target, std::move(request));
     if (answer.status == 404) {

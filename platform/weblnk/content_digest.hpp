@@ -29,9 +29,6 @@ private:
     crypto_generichash_state state_{};
 };
 
-// For a member's content, as it is stored.
-Request contentRequest(const Target& target);
-
 // Notes what came of a successful GET whose body the sink took.
 void noteFetched(KnownMember& known, const Answer& answer, const DigestingSink& sink);
 

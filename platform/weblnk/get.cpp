@@ -6,6 +6,7 @@
 #include "platform/weblnk/content_digest.hpp"
 #include "platform/weblnk/lock.hpp"
 #include "platform/weblnk/properties.hpp"
+#include "platform/weblnk/requests.hpp"
 
 namespace vxhost {
 namespace {
@@ -80,7 +81,8 @@ void get(CurlClient& client, int32_t& status, vx::WriteCallback* callback, vx::G
     refreshLocks(target);
     CallbackSink sink(target, callback, report);
     DigestingSink digesting(&sink);
-    Request request = contentRequest(target);
+    client.hasLooked = true;
+    Request request = contentRequest(usableUrl(target));
     request.sink = &digesting;
     const Answer answer = exchange(target, std::move(request));
     status = answer.status;

@@ -2,14 +2,15 @@
 #include "platform/weblnk/client.hpp"
 #include "platform/weblnk/lock.hpp"
 #include "platform/weblnk/properties.hpp"
+#include "platform/weblnk/requests.hpp"
 
 namespace vxhost {
 
 void head(CurlClient& client, int32_t& status) {
     const Target& target = *client.target;
     refreshLocks(*client.target);
-    Request request = requestFor(target, "HEAD");
-    request.repeatable = request.follows301 = true;
+    Request request = headRequest(usableUrl(target));
+    if (client.mayRecallHead()) request.recalled = std::chrono::seconds(1);
     const Answer answer = exchange(target, std::move(request));
     const int32_t answered = answer.status;
     client.toldSize = isSuccess(answered) ? parseFraming(answer.headers).length : std::nullopt;

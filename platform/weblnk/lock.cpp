@@ -15,8 +15,10 @@
 #include "platform/markup/serialize.hpp"
 #include "platform/weblnk/active_lock.hpp"
 #include "platform/weblnk/client.hpp"
+#include "platform/weblnk/expecting.hpp"
 #include "platform/weblnk/operate.hpp"
 #include "platform/weblnk/properties.hpp"
+#include "platform/weblnk/requests.hpp"
 
 namespace vxhost {
 namespace {
@@ -107,9 +109,8 @@ bool mayStillBeHeld(const Target& target, const std::string& token, int32_t refu
 }
 
 Request unlockRequest(const Target& target, const std::string& token) {
-    Request request = requestFor(target, "UNLOCK");
+    Request request = changeRequest(target, "UNLOCK", locking);
     request.headers = {fmt::format("Lock-Token: <{}>", token)};
-    request.uninterrupted = true;
     return request;
 }
 
@@ -147,10 +148,9 @@ void tellLocksOf(const Target& target, const vx::LockParms& parms, vx::Journal* 
 }
 
 Answer sendLock(const Target& target, const vx::LockParms& parms, vx::Journal* journal) {
-    Request request = requestFor(target, "LOCK");
+    Request request = changeRequest(target, "LOCK", locking);
     request.headers = {"Depth: 0", timeoutHeader(wantedTimeout(parms.block))};
     request.document = lockInfo(ownerOf(parms), parms.option == 0 ? "shared" : "exclusive");
-    request.uninterrupted = true;
     try {
         return exchange(target, std::move(request));
     } catch (const Failure& failure) {
@@ -265,7 +265,7 @@ void HeldLock::refresh() {
     if (timeout_) {
         retry_ = Clock::now() + (*timeout_ == 0 ? pauseWithoutTime : reserve() / 8);
     }
-    Request request = requestFor(*target, "LOCK");
+    Request request = changeRequest(*target, "LOCK");
     request.headers = {condition(), timeoutHeader(timeout_.value_or(defaultTimeout))};
     const Answer answer = exchange(*target, std::move(request));
     if (!isSuccess(answer.status)) {
@@ -315,6 +315,7 @@ vx::LockObject* lock(CurlClient& client, const vx::LockParms& parms, int32_t& st
         return adopted.release();
     }
     throwIfInterrupted(target->settings);
+    client.hasLooked = true;
     const auto watch = watchLock(*target, {});  // until the lock itself is watched
     const Answer answer = askForLock(*target, parms, journal, forsaken);
     try {
@@ -329,6 +330,7 @@ vx::LockObject* lock(CurlClient& client, const vx::LockParms& parms, int32_t& st
     }
     if (!isSuccess(status)) return nullptr;
     client.known.noteLock(again, status == 201);
+    announceExpectedAfterLock(*target);
     auto held = grantedLock(target, answer, parms);
     if (!held) {
         journalSentence(journal, vx::JOURNAL_FAILURE,

@@ -24,7 +24,7 @@ Status operate(const Settings& settings, vx::Journal* journal, int32_t* status,
         }
     });
     guarded(WEBLNK_CUT_OFF, [&]() -> Status {
-        if (settings.exchanged) settings.exchanged({result, *status});
+        if (settings.requestEnded) settings.requestEnded({result, *status});
         return vx::VX_SUCCESS;
     });
     return result;

@@ -4,15 +4,10 @@
 #include "platform/http/exchange.hpp"
 #include "platform/weblnk/client.hpp"
 #include "platform/weblnk/lock.hpp"
+#include "platform/weblnk/requests.hpp"
 
 namespace vxhost {
 namespace {
-
-Request optionsRequest(const Target& target) {
-    Request request = requestFor(target, "OPTIONS");
-    request.repeatable = request.follows301 = request.headerSuffices = true;
-    return request;
-}
 
 // The URL of the collection that the URL's resource is a member of.
 std::string parentOf(const std::string& url) {
@@ -35,8 +30,10 @@ uint32_t allowedForNew(const Headers& parent) {
 void options(CurlClient& client, int32_t& status, uint32_t& allow) {
     const Target& target = *client.target;
     refreshLocks(*client.target);
-    Request request = optionsRequest(target);
+    Request request = optionsRequest(usableUrl(target));
+    request.recalled = std::chrono::seconds(5);
     const Answer answer = exchange(target, request);
+    client.optionsRecalled = answer.isRecalled;
     status = answer.status;
     allow = isSuccess(status) ? parseAllowed(answer.headers) : 0;
 

@@ -1,5 +1,7 @@
 #include "platform/weblnk/properties.hpp"
 
+#include <fmt/format.h>
+
 #include <charconv>
 
 #include "platform/base/ascii.hpp"
@@ -8,6 +10,7 @@
 #include "platform/http/exchange.hpp"
 #include "platform/markup/tree_builder.hpp"
 #include "platform/markup/walk.hpp"
+#include "platform/weblnk/requests.hpp"
 
 namespace vxhost {
 namespace {
@@ -48,14 +51,12 @@ Described describe(const std::string& multistatus) {
 }  // namespace
 
 PropertyAnswer askProperty(const Target& target, std::string_view property, bool uninterrupted) {
-    Request request = requestFor(target, "PROPFIND");
-    request.headers = {"Depth: 0"};
-    request.document =
-        "<?xml version=\"1.0\" encoding=\"utf-8\"?><D:propfind xmlns:D=\"DAV:\">"
-        "<D:prop><D:" +
-        std::string(property) + "/></D:prop></D:propfind>";
-    request.repeatable = request.follows301 = true;
-    request.uninterrupted = uninterrupted;
+    Request request = propertiesRequest(
+        usableUrl(target), 0,
+        fmt::format("<?xml version=\"1.0\" encoding=\"utf-8\"?><D:propfind xmlns:D=\"DAV:\">"
+                    "<D:prop><D:{}/></D:prop></D:propfind>",
+                    property));
+    if (uninterrupted) request.policy = lookingAtTheEnd;
     Answer answer = exchange(target, std::move(request));
     const bool useful = answer.status == 207;
     return {answer.status, useful ? std::move(answer.text) : std::string()};

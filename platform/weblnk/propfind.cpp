@@ -11,6 +11,7 @@
 #include "platform/text/href_resolver.hpp"
 #include "platform/weblnk/client.hpp"
 #include "platform/weblnk/lock.hpp"
+#include "platform/weblnk/requests.hpp"
 
 namespace vxhost {
 namespace {
@@ -81,11 +82,9 @@ vx::Document* propFind(CurlClient& client, uint32_t depth, const vx::Document& r
                        int32_t& status) {
     refreshLocks(*client.target);
     MultistatusSink sink(*client.target);
-    Request ask = requestFor(*client.target, "PROPFIND");
-    ask.headers = {fmt::format("Depth: {}", depth)};
-    ask.document = serialize(request);
+    Request ask = propertiesRequest(usableUrl(*client.target), depth, serialize(request));
     ask.sink = &sink;
-    ask.repeatable = ask.follows301 = true;
+    client.hasLooked = true;
     const int32_t answered = exchange(*client.target, std::move(ask)).status;
     vx::Document* document = isSuccess(answered) ? sink.finish() : nullptr;
     if (document && depth == 0) client.known.noteProperties(sink.latest());

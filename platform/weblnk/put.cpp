@@ -7,6 +7,7 @@
 #include "platform/weblnk/client.hpp"
 #include "platform/weblnk/content_digest.hpp"
 #include "platform/weblnk/lock.hpp"
+#include "platform/weblnk/requests.hpp"
 
 namespace vxhost {
 namespace {
@@ -50,7 +51,7 @@ void put(CurlClient& client, const vx::PutOptions& options, const vx::LockObject
         status = 412;
         return;
     }
-    Request request = requestFor(target, "PUT");
+    Request request = changeRequest(target, "PUT");
     request.headers = conditions(client.known, held, options.flags);
     std::optional<uint64_t> announced;
     if (options.flags & vx::PUT_LENGTH_KNOWN) announced = options.contentLength;

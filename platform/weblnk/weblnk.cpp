@@ -7,22 +7,23 @@
 #include "platform/base/slots.hpp"
 #include "platform/base/status.hpp"
 #include "platform/base/transcoder.hpp"
-#include "platform/http/session.hpp"
+#include "platform/http/engine.hpp"
 #include "platform/text/date.hpp"
 #include "platform/weblnk/client.hpp"
+#include "platform/weblnk/expecting.hpp"
 
 namespace vxhost {
 namespace {
 
 struct CurlContext : vx::HttpContext {
-    explicit CurlContext(const Settings& settings) : session(std::make_shared<Session>(settings)) {
+    explicit CurlContext(const Settings& settings) : engine(std::make_shared<Engine>(settings)) {
         fillSlots<vx::HttpContext>(*this);
         Destroy = [](vx::HttpContext* self) noexcept -> Status {
             delete static_cast<CurlContext*>(self);
             return vx::VX_SUCCESS;
         };
     }
-    const std::shared_ptr<Session> session;
+    const std::shared_ptr<Engine> engine;
 };
 
 struct CurlWeblnk : vx::Weblnk {
@@ -41,17 +42,13 @@ std::shared_ptr<Target> makeTarget(const Settings& settings, const vx::ClientPar
     credentials->password = SecretText(view(parms.password, parms.passwordLength));
     credentials->proxy = SecretText(view(parms.proxy, parms.proxyLength));
     auto* context = static_cast<CurlContext*>(parms.httpContext);
-    auto session = context ? context->session : std::make_shared<Session>(settings);
+    auto engine = context ? context->engine : std::make_shared<Engine>(settings);
+    vx::Logger* logger = findLogger(view(parms.channel, parms.channelLength));
     return std::make_shared<Target>(
-        Target{.settings = settings,
-               .session = std::move(session),
-               .spelt = spelt,
-               .url = requestUrl(spelt),
-               .credentials = std::move(credentials),
-               .journal = parms.journal,
-               .logger = findLogger(view(parms.channel, parms.channelLength)),
-               .locks = {},
-               .forsakenToken = {}});
+        Target{{settings, std::move(credentials), parms.journal, logger},
+               std::move(engine),
+               spelt,
+               requestUrl(spelt)});
 }
 
 vx::Client* createClient(const Settings& settings, const vx::ClientParms& parms,
@@ -59,8 +56,9 @@ vx::Client* createClient(const Settings& settings, const vx::ClientParms& parms,
     vx::Client* client = nullptr;
     guarded(WEBLNK_NO_CONNECTION, [&]() -> Status {
         try {
-            client = std::make_unique<CurlClient>(makeTarget(settings, parms), parms.clientOption)
-                         .release();
+            auto target = makeTarget(settings, parms);
+            announceExpected(*target);
+            client = std::make_unique<CurlClient>(std::move(target), parms.clientOption).release();
             return vx::VX_SUCCESS;
         } catch (const Failure& failure) {
             journalSentence(journal, vx::JOURNAL_FAILURE, failure.what());

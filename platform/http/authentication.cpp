@@ -1,0 +1,102 @@
+#include "platform/http/authentication.hpp"
+
+#include <mutex>
+#include <set>
+#include <utility>
+
+#include "platform/http/curl_options.hpp"
+#include "platform/text/url.hpp"
+
+namespace vxhost {
+namespace {
+
+// The origins that were given a Digest, of all contexts of the process.
+class DigestOrigins {
+public:
+    void add(const std::string& origin) {
+        const std::lock_guard lock(mutex_);
+        origins_.insert(origin);
+    }
+    bool has(const std::string& origin) const {
+        const std::lock_guard lock(mutex_);
+        return origins_.count(origin) > 0;
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::set<std::string> origins_;
+};
+
+DigestOrigins& digestOrigins() {
+    static DigestOrigins origins;
+    return origins;
+}
+
+bool isClear(const std::string& origin) {
+    return origin.starts_with("http:");
+}
+
+}  // namespace
+
+void Authentication::begin(const std::string& url, std::shared_ptr<const Credentials> credentials) {
+    forget();
+    origin_ = origin(url);
+    credentials_ = std::move(credentials);
+    const bool may = hasUser() && !isClear(origin_) && settings_.knowsBasic;
+    if (may && settings_.knowsBasic(url)) scheme_ = Scheme::basic;
+}
+
+bool Authentication::forget() {
+    ++generation_;
+    answered_ = false;
+    return std::exchange(scheme_, Scheme::unknown) != Scheme::unknown;
+}
+
+void Authentication::apply(CURL* easy) const {
+    setOption(easy, CURLOPT_USERNAME, credentials_->user.get());
+    // An empty password is sent as such; without a user name none may be set.
+    const char* empty = hasUser() ? "" : nullptr;
+    setOption(easy, CURLOPT_PASSWORD,
+              credentials_->password.empty() ? empty : credentials_->password.get());
+    // With several schemes curl sends none before it knows what the server wants.
+    unsigned long schemes = CURLAUTH_BASIC | CURLAUTH_DIGEST;
+    if (scheme_ == Scheme::basic) schemes = CURLAUTH_BASIC;
+    if (scheme_ == Scheme::digest || refusesBasic()) schemes = CURLAUTH_DIGEST;
+    setOption(easy, CURLOPT_HTTPAUTH, static_cast<long>(schemes));
+    setOption(easy, CURLOPT_PROXY, credentials_->proxy.get());
+}
+
+// The scheme that curl answers the latest challenge with; it may have come before the answer.
+Authentication::Scheme Authentication::offered(CURL* easy) {
+    long schemes = 0;
+    curl_easy_getinfo(easy, CURLINFO_HTTPAUTH_AVAIL, &schemes);
+    if (schemes & static_cast<long>(CURLAUTH_DIGEST)) return Scheme::digest;
+    if (schemes & static_cast<long>(CURLAUTH_BASIC)) return Scheme::basic;
+    return Scheme::unknown;
+}
+
+void Authentication::noteChallenges(CURL* easy, bool askedForDigest) {
+    if (!hasUser()) return;
+    if (askedForDigest) digestOrigins().add(origin_);
+    const bool clear = isClear(origin_) && offered(easy) == Scheme::basic && !refusesBasic();
+    if (clear && settings_.passwordInClear) settings_.passwordInClear(origin_);
+}
+
+void Authentication::learn(CURL* easy) {
+    answered_ = true;
+    if (hasUser() && !isKnown()) scheme_ = offered(easy);
+}
+
+bool Authentication::refusesBasic() const {
+    return isClear(origin_) && digestOrigins().has(origin_);
+}
+
+bool Authentication::refusesOfferedBasic(CURL* easy) const {
+    return hasUser() && offered(easy) == Scheme::basic && refusesBasic();
+}
+
+bool Authentication::isInTurn() const {
+    return hasUser() && (isDigest() || (!isKnown() && !answered_));
+}
+
+}  // namespace vxhost

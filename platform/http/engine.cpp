@@ -1,0 +1,234 @@
+#include "platform/http/engine.hpp"
+
+#include <algorithm>
+#include <mutex>
+#include <new>
+#include <utility>
+
+#include "platform/base/logger.hpp"
+#include "platform/base/status.hpp"
+#include "platform/http/curl_options.hpp"
+#include "platform/text/url.hpp"
+
+namespace vxhost {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds pollInterval{100};  // until an interrupt is noticed
+constexpr long mostConnections = 8;        // to the origin at once
+constexpr long keptConnections = 8;        // idle ones
+// A question that costs a server nothing is answered by then over a second connection, or the
+// server serves one connection at a time and waits for the end of the first.
+constexpr milliseconds patience{1500};
+
+void startCurl() {
+    static std::once_flag once;  // curl_global_init is not safe on every platform
+    std::call_once(once, [] {
+        if (const auto code = curl_global_init(CURL_GLOBAL_DEFAULT)) refuseOption(code);
+    });
+}
+
+SharePtr makeShare() {
+    SharePtr share(curl_share_init());
+    if (!share) throw std::bad_alloc();
+    curl_share_setopt(share.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
+    curl_share_setopt(share.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_COOKIE);
+    return share;
+}
+
+bool isSafe(const Request& request) {  // RFC 9110, 9.2.1
+    const std::string_view method = request.method;
+    return method == "GET" || method == "HEAD" || method == "OPTIONS" || method == "PROPFIND";
+}
+
+bool isCheap(const Request& request) {
+    return request.method == "HEAD" || request.method == "OPTIONS";
+}
+
+}  // namespace
+
+Engine::Engine(const Settings& settings) : settings_(settings), authentication_(settings) {
+    startCurl();
+    multi_.reset(curl_multi_init());
+    if (!multi_) throw std::bad_alloc();
+    curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, keptConnections);
+    curl_multi_setopt(multi_.get(), CURLMOPT_MAX_HOST_CONNECTIONS, mostConnections);
+    curl_multi_setopt(multi_.get(), CURLMOPT_PIPELINING, static_cast<long>(CURLPIPE_MULTIPLEX));
+}
+
+Engine::~Engine() = default;
+
+void Engine::bind(const Sender& sender, const std::string& url) {
+    std::string wanted = origin(url);
+    const bool same = credentials_ && wanted == origin_ &&
+                      (credentials_ == sender.credentials || *credentials_ == *sender.credentials);
+    if (same) return;
+    expectations_.drop();
+    recall_.drop();
+    idle_.clear();
+    share_ = makeShare();
+    origin_ = std::move(wanted);
+    credentials_ = sender.credentials;
+    authentication_.begin(url, credentials_);
+    oneByOne_ = false;
+}
+
+void Engine::expect(std::vector<Request> requests) {
+    expectations_.drop();
+    plan_ = std::move(requests);
+}
+
+// What takes a server long begins first: were it to serve fewer connections than we open, a
+// question that costs nothing would be left waiting, and tell.
+void Engine::beginExpected(const Sender& sender) {
+    std::vector<Request> plan = std::exchange(plan_, {});
+    std::ranges::stable_partition(plan, [](const Request& request) { return !isCheap(request); });
+    for (Request& request : plan) {
+        if (sameOrigin(request.url, origin_)) expectations_.add(sender, std::move(request));
+    }
+}
+
+Answer Engine::perform(const Sender& sender, Request request) {
+    bind(sender, request.url);
+    if (!isSafe(request)) {
+        plan_.clear();
+        expectations_.drop();
+        recall_.drop();
+    }
+    if (auto recalled = recall_.find(request)) {
+        logLine(sender.logger, vx::LOG_TRACE,
+                request.method + ' ' + request.url + ": the same as a moment ago");
+        return std::move(*recalled);
+    }
+    beginExpected(sender);
+    if (const auto expected = expectations_.take(request)) {
+        expected->becomeThat(sender, request);
+        return await(expected->exchange, true);
+    }
+    Exchange exchange(sender, request);
+    exchange.allowRepeats();
+    return await(exchange, false);
+}
+
+Answer Engine::await(Exchange& wanted, bool wasExpected) {
+    wanted_ = &wanted;
+    const struct Reset {
+        ~Reset() { wanted = nullptr; }
+        Exchange*& wanted;
+    } reset{wanted_};
+    drive(wasExpected);
+    Answer answer = wanted.take();
+    recall_.note(wanted.request(), wanted.url(), answer);
+    return answer;
+}
+
+template <class Function>
+void Engine::forEach(Function&& function) {
+    if (wanted_) function(*wanted_);
+    for (const auto& expected : expectations_) function(expected->exchange);
+}
+
+EasyPtr Engine::takeHandle() {
+    EasyPtr easy;
+    if (idle_.empty()) {
+        easy.reset(curl_easy_init());
+        if (!easy) throw std::bad_alloc();
+        setConnectionOptions(easy.get(), settings_);
+        setOption(easy.get(), CURLOPT_SHARE, share_.get());
+        setOption(easy.get(), CURLOPT_COOKIEFILE, "");  // kept in memory
+    } else {
+        easy = std::move(idle_.back());
+        idle_.pop_back();
+    }
+    authentication_.apply(easy.get());
+    return easy;
+}
+
+// Gives whether an attempt began.
+bool Engine::beginDue() {
+    if (oneByOne_ || authentication_.isDigest()) expectations_.drop();
+    const auto now = Clock::now();
+    bool anyRuns = false, began = false;
+    forEach([&](const Exchange& exchange) { anyRuns = anyRuns || exchange.isRunning(); });
+    forEach([&](Exchange& exchange) {
+        if (exchange.isOver() || exchange.isRunning() || now < exchange.notBefore()) return;
+        if (anyRuns && authentication_.isInTurn()) return;
+        exchange.begin(takeHandle(), multi_.get());
+        anyRuns = began = true;
+    });
+    return began;
+}
+
+void Engine::run() {
+    int running = 0;
+    require(curl_multi_perform(multi_.get(), &running));
+    int left = 0;
+    while (const CURLMsg* message = curl_multi_info_read(multi_.get(), &left)) {
+        if (message->msg != CURLMSG_DONE) continue;
+        const CURLcode code = message->data.result;  // the message goes with its handle
+        char* data = nullptr;
+        curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &data);
+        endAttempt(*reinterpret_cast<Exchange*>(data), code);
+    }
+    endThoseInGrace();
+}
+
+// One at a time, since an end may drop others.
+void Engine::endThoseInGrace() {
+    for (Exchange* ripe = nullptr;; ripe = nullptr) {
+        forEach([&](Exchange& exchange) {
+            const auto end = exchange.graceEnd();
+            if (end && Clock::now() >= *end) ripe = &exchange;
+        });
+        if (!ripe) return;
+        endAttempt(*ripe, CURLE_OK);
+    }
+}
+
+void Engine::endAttempt(Exchange& exchange, CURLcode code) {
+    const bool wasKnown = authentication_.isKnown();
+    const unsigned generation = authentication_.generation();
+    EasyPtr easy = exchange.end(code, authentication_);
+    if (exchange.foundServerBusy()) oneByOne_ = true;
+    if (generation != authentication_.generation()) {
+        idle_.clear();  // curl would take every later challenge for another refusal
+    } else if (easy) {
+        idle_.push_back(std::move(easy));
+    }
+    // What others were told without credentials may be less than with them.
+    if (!wasKnown && authentication_.isKnown()) expectations_.dropBegun();
+}
+
+void Engine::goOneByOneIfStuck(Clock::time_point since) {
+    if (!isCheap(wanted_->request()) || wanted_->isAnswered()) return;
+    if (Clock::now() - since < patience) return;
+    oneByOne_ = true;
+    wanted_->breakOff();
+}
+
+milliseconds Engine::untilNext() const {
+    auto next = Clock::now() + pollInterval;
+    if (const auto end = wanted_->graceEnd()) next = std::min(next, *end);
+    if (!wanted_->isRunning()) next = std::min(next, wanted_->notBefore());
+    return std::max(milliseconds(0), std::chrono::ceil<milliseconds>(next - Clock::now()));
+}
+
+void Engine::drive(bool wasExpected) {
+    const auto since = Clock::now();
+    for (;;) {
+        forEach([](Exchange& exchange) { exchange.watch(); });
+        if (wanted_->isOver()) return;
+        beginDue();
+        run();
+        if (wanted_->isOver()) {
+            if (beginDue()) run();  // the others go out while the caller thinks
+            return;
+        }
+        if (wasExpected && !oneByOne_) goOneByOneIfStuck(since);
+        const int wait = static_cast<int>(untilNext().count());
+        require(curl_multi_poll(multi_.get(), nullptr, 0, wait, nullptr));
+    }
+}
+
+}  // namespace vxhost
