@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "client/expected_calls.hpp"
 #include "client/state.hpp"
 #include "platform/base/system_failure.hpp"
 #include "platform/base/transcoder.hpp"
@@ -52,6 +53,7 @@ Result<Collection> Collection::open(const Extension& extension, const Address& a
     auto parms = parmsFor<vx::CollectionParms>(state->url, login);
     setText(parms.cacheParent, parms.cacheParentLength, cacheParent);
     parms.options = vx::LIST_COLLECTIONS_OPTION | (options.cache ? 0 : vx::NO_CACHE);
+    const vxhost::Expecting expecting(callsToOpen(state->url, address.segment(), options.purpose));
     state->handle = state->operations().quillonCollectionHandleAcquire(
         extension.state()->handle(), &parms, begin(state->journal));
     if (state->handle == nullptr) return withCacheHint(failure(parms.rc, state->journal), options);
@@ -59,6 +61,7 @@ Result<Collection> Collection::open(const Extension& extension, const Address& a
 }
 
 Result<Listing> Collection::list() {
+    const vxhost::Expecting expecting(callsToList(state_->url));
     vx::CollectionListHandle* opened = state_->operations().quillonCollectionListOpen(
         state_->handle, &vxhost::utf32ToUtf8(), nullptr, begin(state_->journal));
     // The operation tells no status.
@@ -66,7 +69,7 @@ Result<Listing> Collection::list() {
     return Listing(std::make_shared<const Listing::State>(state_, opened));
 }
 
-Result<Member> Collection::member(std::string_view segment) {
+Result<Member> Collection::member(std::string_view segment, Purpose purpose) {
     auto state = std::make_unique<Member::State>(state_, std::string(segment));
     vx::FileHandleParms parms{};
     parms.memberName = state->segment.data();  // empty is a name, null is none
@@ -76,6 +79,7 @@ Result<Member> Collection::member(std::string_view segment) {
     parms.clientOption = CLIENT_OPTION;
     parms.putOptions = &state->putOptions;
     parms.putOptionsLength = sizeof state->putOptions;
+    const vxhost::Expecting expecting(callsForMember(state_->url + state->segment, purpose));
     state->handle = state_->operations().quillonFileHandleAcquire(state_->handle, &parms,
                                                                   begin(state->journal));
     if (state->handle == nullptr) return failure(parms.rc, state->journal);

@@ -11,6 +11,7 @@
 #include "client/extension.hpp"
 #include "client/listing.hpp"
 #include "client/member.hpp"
+#include "client/purpose.hpp"
 
 namespace quillon {
 
@@ -21,13 +22,15 @@ struct Login {
 };
 
 struct OpenOptions {
-    bool cache = true;                  // without, listings alone: no members
-    std::filesystem::path cacheParent;  // where the cache directory is made; empty: the usual place
+    bool cache = true;  // without, listings alone: no members
+    std::filesystem::path
+        cacheParent{};               // where the cache directory is made; empty: the usual place
+    Purpose purpose = Purpose::any;  // of the collection, or of the address's member
 };
 
 class Collection {
 public:
-    // Opens the address's collection; its segment does not matter here.
+    // Opens the address's collection.
     static Result<Collection> open(const Extension& extension, const Address& address,
                                    const Login& login, const OpenOptions& options = {});
 
@@ -36,7 +39,7 @@ public:
 
     // A member by its encoded segment, whether it exists or not (then it can be stored or locked
     // into being). An empty segment is the collection itself, for its properties.
-    Result<Member> member(std::string_view segment);
+    Result<Member> member(std::string_view segment, Purpose purpose = Purpose::change);
 
     const std::string& url() const;  // ends in "/"
 

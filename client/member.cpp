@@ -5,6 +5,7 @@
 #include <system_error>
 #include <utility>
 
+#include "client/expected_calls.hpp"
 #include "client/methods.hpp"
 #include "client/moment.hpp"
 #include "client/name.hpp"
@@ -149,6 +150,7 @@ Result<Protection> Member::lock(const LockOptions& options) {
     }
     // For the empty member that LOCK_CREATE puts; somebody else's, made meanwhile, is not emptied.
     state_->putOptions = {vx::PUT_LENGTH_KNOWN | vx::PUT_ONLY_NEW, 0, 0};
+    const vxhost::Expecting expecting({}, callsAfterLock(url(), exists(), options.purpose));
     const vx::Status status =
         state_->operations().quillonFileLock(state_->handle, &request, begin(state_->journal));
     if (status == vx::QUILLON_LOCK_NOT_SUPPORTED) return Protection::dateCheck;
@@ -205,6 +207,7 @@ void Member::abandonLock() {
 
 Result<void> Member::remove(std::optional<Time> olderThan) {
     // DELETE without a final slash takes a whole collection with it, too.
+    const vxhost::LookingTwice twice;  // the operation below asks the same again
     const Result<Properties> properties = info();
     if (!properties) return properties.error();
     if (properties->exists && properties->isCollection) {

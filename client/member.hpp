@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "client/local_file.hpp"
+#include "client/purpose.hpp"
 #include "client/result.hpp"
 #include "client/time.hpp"
 
@@ -42,7 +43,8 @@ struct StoreOptions {
 struct LockOptions {
     bool create = false;  // a missing member is made, empty
     bool shared = false;
-    std::chrono::seconds timeout{0};  // asked for; 0: the default
+    std::chrono::seconds timeout{0};    // asked for; 0: the default
+    Purpose purpose = Purpose::change;  // Purpose::fetch: the content is fetched next
 };
 
 // What protects a member between its lock and its store.

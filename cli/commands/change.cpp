@@ -140,7 +140,7 @@ int changeMember(Session& session, const Address& address, const Changer& change
         return report(changer.attempt, address.url(),
                       explainNoPlace(session, address, member.error()));
     }
-    Result<Hold> hold = Hold::take(**member);
+    Result<Hold> hold = Hold::take(**member, {.purpose = Purpose::fetch});
     if (!hold) return report(changer.attempt, address.url(), hold.error());
     if ((*member)->locked()) session.leftWork().noteLockTaken(address.url());
     // The note outlives the change, since it goes only when the lock is off.

@@ -69,7 +69,7 @@ Result<std::optional<Destination>> destinationOf(const Address& address,
 
 // The cache goes where a rename to the destination suffices.
 OpenOptions openOptions(const std::optional<Destination>& destination) {
-    OpenOptions options;
+    OpenOptions options{.purpose = Purpose::fetch};
     std::error_code problem;
     if (!destination || fs::is_other(destination->path, problem)) return options;
     const fs::path target = fs::canonical(destination->path, problem);

@@ -47,7 +47,7 @@ void printJson(const Address& address, const Properties& properties) {
 }
 
 Result<Properties> readProperties(Session& session, const Address& address) {
-    Result<Member> member = session.openMember(address);
+    Result<Member> member = session.openMember(address, {.purpose = Purpose::look});
     if (!member) return std::move(member).error();
     Result<Properties> properties = member->info();
     if (properties && !properties->exists) {

@@ -27,7 +27,7 @@ Result<void> tryOut(Session& session, const CommonOptions& options, const Addres
     const Result<Extension> extension = session.extension(options);
     if (!extension) return extension.error();
     const Result<Collection> opened =
-        Collection::open(*extension, address, login, {.cache = false, .cacheParent = {}});
+        Collection::open(*extension, address, login, {.cache = false});
     if (opened) return {};
     return explainNotOpened(*extension, login, address, opened.error());
 }

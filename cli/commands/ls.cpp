@@ -112,7 +112,7 @@ void printMember(const Address& address, const Properties& member, const LsOptio
 // Nothing when the address names no member, or one that is a collection.
 std::optional<Properties> findMember(Session& session, const Address& address) {
     if (!address.namesMember()) return std::nullopt;
-    Result<Member> member = session.openMember(address);
+    Result<Member> member = session.openMember(address, {.purpose = Purpose::look});
     if (!member) return std::nullopt;
     Result<Properties> properties = member->info();
     const bool isMember = properties && properties->exists && !properties->isCollection;

@@ -21,7 +21,7 @@ Result<void> make(Session& session, const Address& address) {
 }
 
 bool isThere(Session& session, const Address& address) {
-    return static_cast<bool>(session.open(address, {.cache = false, .cacheParent = {}}));
+    return static_cast<bool>(session.open(address, {.cache = false}));
 }
 
 // From the innermost outwards: most often the parent is there.

@@ -33,7 +33,7 @@ Error explained(Error error) {
 
 Result<void> remove(Session& session, const Address& address, std::optional<Time> olderThan) {
     if (!address.namesMember()) return collectionMeant(Kind::usage);
-    const auto member = session.member(address);
+    const auto member = session.member(address, Purpose::look);
     if (!member) return member.error();
     Result<void> removed = (*member)->remove(olderThan);
     if (!removed) {

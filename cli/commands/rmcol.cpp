@@ -23,7 +23,7 @@ Error explained(Error error) {
 
 // Some servers delete a member, too, when its name comes with a final slash.
 Result<void> checkIsCollection(Session& session, const Address& address) {
-    Result<Member> itself = session.openMember(address);
+    Result<Member> itself = session.openMember(address, {.purpose = Purpose::look});
     if (!itself) return std::move(itself).error();
     const Result<Properties> properties = itself->info();
     if (!properties) return properties.error();

@@ -22,7 +22,9 @@ There whatIsAt(const OpenMember& open, const Address& address) {
 }
 
 OpenMember throughSession(Session& session) {
-    return [&session](const Address& address) { return session.openMember(address); };
+    return [&session](const Address& address) {
+        return session.openMember(address, {.purpose = Purpose::look});
+    };
 }
 
 Error withSentence(Error error, std::string sentence) {

@@ -164,7 +164,7 @@ Result<std::shared_ptr<Collection>> Session::open(const Address& address,
 }
 
 Result<Listing> Session::list(const Address& address) {
-    const auto collection = open(address, {.cache = false, .cacheParent = {}});
+    const auto collection = open(address, {.cache = false, .purpose = Purpose::list});
     if (!collection) return collection.error();
     return (*collection)->list();
 }
@@ -173,16 +173,16 @@ Result<Member> Session::openMember(const Address& address, const OpenOptions& op
     leftWork_.tell(address.url());
     const auto collection = open(address, options);
     if (!collection) return collection.error();
-    return (*collection)->member(address.segment());
+    return (*collection)->member(address.segment(), options.purpose);
 }
 
-Result<std::shared_ptr<Member>> Session::member(const Address& address) {
+Result<std::shared_ptr<Member>> Session::member(const Address& address, Purpose purpose) {
     if (auto locked = lockedMember(address)) return locked;
     if (!address.namesMember()) {
         return localError(Kind::usage,
                           "This is a collection, which has no content. Name a member of it.");
     }
-    Result<Member> member = openMember(address);
+    Result<Member> member = openMember(address, {.purpose = purpose});
     if (!member) return std::move(member).error();
     return std::make_shared<Member>(std::move(*member));
 }

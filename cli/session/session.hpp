@@ -66,7 +66,8 @@ public:
     Result<Member> openMember(const Address& address, const OpenOptions& options = {});
 
     // The address's member, for its change; one that is remembered with its lock serves again.
-    Result<std::shared_ptr<Member>> member(const Address& address);
+    Result<std::shared_ptr<Member>> member(const Address& address,
+                                           Purpose purpose = Purpose::change);
 
     // Locks that outlive the command that took them, until they are given back.
     void rememberLocked(const Address& address, std::shared_ptr<Member> member);

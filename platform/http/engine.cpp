@@ -75,8 +75,7 @@ void Engine::bind(const Sender& sender, const std::string& url) {
 }
 
 void Engine::expect(std::vector<Request> requests) {
-    expectations_.drop();
-    plan_ = std::move(requests);
+    plan_ = expectations_.keepOnly(std::move(requests));
 }
 
 // What takes a server long begins first: were it to serve fewer connections than we open, a

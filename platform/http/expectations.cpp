@@ -11,11 +11,7 @@ constexpr size_t mostHeld = 256 << 10;  // bytes of a body; curl holds the next 
 
 bool isSame(const Request& a, const Request& b) {
     return a.method == b.method && a.url == b.url && a.headers == b.headers &&
-           a.document == b.document;
-}
-
-bool takesBody(const Request& request) {
-    return request.method == "GET" || request.method == "PROPFIND";
+           a.document == b.document && a.isStreamed == b.isStreamed;
 }
 
 }  // namespace
@@ -44,7 +40,7 @@ void HeldBody::passTo(BodySink& sink) {
 
 ExpectedExchange::ExpectedExchange(const Sender& sender, Request request)
     : asked(request), exchange(sender, std::move(request)) {
-    if (takesBody(asked)) exchange.setSink(&body);
+    if (asked.isStreamed) exchange.setSink(&body);
 }
 
 void ExpectedExchange::becomeThat(const Sender& sender, const Request& request) {
@@ -60,10 +56,20 @@ void Expectations::add(const Sender& sender, Request request) {
     expected_.push_back(std::make_unique<ExpectedExchange>(silent, std::move(request)));
 }
 
-Expectations::Pointer Expectations::take(const Request& request) {
-    const auto found = std::ranges::find_if(expected_, [&](const Pointer& expected) {
-        return isSame(expected->asked, request) && takesBody(request) == (request.sink != nullptr);
+std::vector<Request> Expectations::keepOnly(std::vector<Request> requests) {
+    std::erase_if(expected_, [&](const Pointer& expected) {
+        const auto found = std::ranges::find_if(
+            requests, [&](const Request& request) { return isSame(expected->asked, request); });
+        const bool kept = found != requests.end();
+        if (kept) requests.erase(found);
+        return !kept;
     });
+    return requests;
+}
+
+Expectations::Pointer Expectations::take(const Request& request) {
+    const auto found = std::ranges::find_if(
+        expected_, [&](const Pointer& expected) { return isSame(expected->asked, request); });
     if (found == expected_.end()) return nullptr;
     Pointer expected = std::move(*found);
     expected_.erase(found);

@@ -46,6 +46,8 @@ public:
 
     void add(const Sender& sender, Request request);
     void drop() { expected_.clear(); }
+    // Drops all but those. Gives those that are not expected yet.
+    std::vector<Request> keepOnly(std::vector<Request> requests);
     // The one that this request was expected as: the same method, URL, header fields and document.
     // One that is too old, or did not come to an answer that can stand for the request's, is
     // dropped. Null: there is none.

@@ -69,6 +69,7 @@ struct Request {
     std::string document;            // an XML body; empty: none
     UploadSource* upload = nullptr;  // the body of a PUT
     BodySink* sink = nullptr;
+    bool isStreamed = false;  // a sink takes its answer, as soon as somebody has one
     // How old an answer may be that was given to the same request, and is given again.
     std::chrono::milliseconds recalled{0};
 };

@@ -1,6 +1,7 @@
 #include "platform/weblnk/client.hpp"
 
 #include "platform/base/slots.hpp"
+#include "platform/weblnk/expecting.hpp"
 #include "platform/weblnk/operate.hpp"
 
 namespace vxhost {
@@ -102,6 +103,11 @@ CurlClient::CurlClient(std::shared_ptr<Target> served, uint8_t itsOption)
         delete &own(self);
         return vx::VX_SUCCESS;
     };
+}
+
+bool CurlClient::mayRecallHead() const {
+    const bool noted = hasSeenProperties && !LookingTwice::isOn();
+    return optionsRecalled && !noted && !hasContent && target->locks.empty();
 }
 
 }  // namespace vxhost

@@ -21,11 +21,12 @@ struct CurlClient : vx::Client {
     KnownMember known;
     std::optional<uint64_t> toldSize;  // in bytes, by the latest HEAD
     bool optionsRecalled = false;      // its latest OPTIONS was
-    bool hasLooked = false;            // it fetched, locked, or asked for properties
+    bool hasSeenProperties = false;
+    bool hasContent = false;  // it fetched or locked
 
     // A HEAD that follows an OPTIONS at once asks again what was asked with the OPTIONS before.
-    // What was looked at since is compared with what HEAD says now.
-    bool mayRecallHead() const { return optionsRecalled && !hasLooked && target->locks.empty(); }
+    // What was fetched, locked or noted since is compared with what HEAD says now.
+    bool mayRecallHead() const;
 
     // Where an operation tells the person: to its own journal, if its caller handed one in.
     vx::Journal* journalOr(vx::Journal* own) const { return own ? own : target->journal; }

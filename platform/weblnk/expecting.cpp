@@ -9,11 +9,12 @@ namespace vxhost {
 namespace {
 
 thread_local Expecting* current = nullptr;
+thread_local bool lookingTwice = false;
 
-// As the extension asks for properties.
+// As the extension asks for properties, to the byte: another text would be another request.
 constexpr std::string_view allProperties =
-    "<?xml version=\"1.0\" encoding=\"utf-8\"?><D:propfind xmlns:D=\"DAV:\"><D:allprop/>"
-    "</D:propfind>";
+    "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
+    "<D:propfind xmlns:D=\"DAV:\"><D:allprop/></D:propfind>";
 
 Request requestFor(const ExpectedCall& expected) {
     std::string url = requestUrl(expected.url);
@@ -22,6 +23,8 @@ Request requestFor(const ExpectedCall& expected) {
             return headRequest(std::move(url));
         case SafeCall::options:
             return optionsRequest(std::move(url));
+        case SafeCall::kind:
+            return propertyRequest(std::move(url), "resourcetype");
         case SafeCall::properties:
             return propertiesRequest(std::move(url), 0, std::string(allProperties));
         case SafeCall::listing:
@@ -50,6 +53,18 @@ Expecting::Expecting(std::vector<ExpectedCall> callsNow, std::vector<ExpectedCal
 
 Expecting::~Expecting() {
     current = outer_;
+}
+
+LookingTwice::LookingTwice() {
+    lookingTwice = true;
+}
+
+LookingTwice::~LookingTwice() {
+    lookingTwice = false;
+}
+
+bool LookingTwice::isOn() {
+    return lookingTwice;
 }
 
 void announceExpected(const Target& target) {

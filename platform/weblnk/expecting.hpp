@@ -11,7 +11,14 @@
 
 namespace vxhost {
 
-enum class SafeCall : uint8_t { head, options, properties, listing, get };
+enum class SafeCall : uint8_t {
+    head,
+    options,
+    kind,  // whether there is a collection, or anything, where HEAD tells nothing
+    properties,
+    listing,
+    get
+};
 
 struct ExpectedCall {
     SafeCall call;
@@ -33,6 +40,17 @@ public:
 
 private:
     Expecting* const outer_;
+};
+
+// While it lives, HEAD may be answered from memory on this thread though the client has seen the
+// member's properties: the caller does not compare what it saw with what HEAD says.
+class LookingTwice {
+public:
+    LookingTwice();
+    ~LookingTwice();
+    LookingTwice(const LookingTwice&) = delete;
+    LookingTwice& operator=(const LookingTwice&) = delete;
+    static bool isOn();
 };
 
 // Tells the target's engine what is expected on this thread, once.

@@ -81,7 +81,7 @@ void get(CurlClient& client, int32_t& status, vx::WriteCallback* callback, vx::G
     refreshLocks(target);
     CallbackSink sink(target, callback, report);
     DigestingSink digesting(&sink);
-    client.hasLooked = true;
+    client.hasContent = true;
     Request request = contentRequest(usableUrl(target));
     request.sink = &digesting;
     const Answer answer = exchange(target, std::move(request));

@@ -315,7 +315,7 @@ vx::LockObject* lock(CurlClient& client, const vx::LockParms& parms, int32_t& st
         return adopted.release();
     }
     throwIfInterrupted(target->settings);
-    client.hasLooked = true;
+    client.hasContent = true;
     const auto watch = watchLock(*target, {});  // until the lock itself is watched
     const Answer answer = askForLock(*target, parms, journal, forsaken);
     try {

@@ -1,7 +1,5 @@
 #include "platform/weblnk/properties.hpp"
 
-#include <fmt/format.h>
-
 #include <charconv>
 
 #include "platform/base/ascii.hpp"
@@ -51,11 +49,7 @@ Described describe(const std::string& multistatus) {
 }  // namespace
 
 PropertyAnswer askProperty(const Target& target, std::string_view property, bool uninterrupted) {
-    Request request = propertiesRequest(
-        usableUrl(target), 0,
-        fmt::format("<?xml version=\"1.0\" encoding=\"utf-8\"?><D:propfind xmlns:D=\"DAV:\">"
-                    "<D:prop><D:{}/></D:prop></D:propfind>",
-                    property));
+    Request request = propertyRequest(usableUrl(target), property);
     if (uninterrupted) request.policy = lookingAtTheEnd;
     Answer answer = exchange(target, std::move(request));
     const bool useful = answer.status == 207;

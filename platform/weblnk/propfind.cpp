@@ -84,7 +84,7 @@ vx::Document* propFind(CurlClient& client, uint32_t depth, const vx::Document& r
     MultistatusSink sink(*client.target);
     Request ask = propertiesRequest(usableUrl(*client.target), depth, serialize(request));
     ask.sink = &sink;
-    client.hasLooked = true;
+    client.hasSeenProperties = true;
     const int32_t answered = exchange(*client.target, std::move(ask)).status;
     vx::Document* document = isSuccess(answered) ? sink.finish() : nullptr;
     if (document && depth == 0) client.known.noteProperties(sink.latest());

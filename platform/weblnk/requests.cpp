@@ -30,6 +30,7 @@ Request optionsRequest(std::string url) {
 Request contentRequest(std::string url) {
     Request request = makeRequest("GET", std::move(url), fetchingContent);
     request.headers = {"Accept-Encoding: identity"};  // the member's own bytes
+    request.isStreamed = true;
     return request;
 }
 
@@ -37,6 +38,17 @@ Request propertiesRequest(std::string url, uint32_t depth, std::string document)
     Request request = makeRequest("PROPFIND", std::move(url), looking);
     request.headers = {fmt::format("Depth: {}", depth)};
     request.document = std::move(document);
+    request.isStreamed = true;
+    return request;
+}
+
+Request propertyRequest(std::string url, std::string_view property) {
+    Request request = propertiesRequest(
+        std::move(url), 0,
+        fmt::format("<?xml version=\"1.0\" encoding=\"utf-8\"?><D:propfind xmlns:D=\"DAV:\">"
+                    "<D:prop><D:{}/></D:prop></D:propfind>",
+                    property));
+    request.isStreamed = false;
     return request;
 }
 

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "platform/http/request.hpp"
 #include "platform/http/target.hpp"
@@ -14,6 +15,7 @@ Request headRequest(std::string url);
 Request optionsRequest(std::string url);
 Request contentRequest(std::string url);  // for a member's content, as it is stored
 Request propertiesRequest(std::string url, uint32_t depth, std::string document);
+Request propertyRequest(std::string url, std::string_view property);  // a live one, by its name
 
 // That changes the target. Throws as usableUrl() does.
 Request changeRequest(const Target& target, const char* method, const Policy& policy = changing);
