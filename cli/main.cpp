@@ -122,7 +122,9 @@ int runProgram(int argc, char** argv) {
         return withOutputWritten(exitDone);
     }
     Session session(invocation.common);
-    return withOutputWritten(invocation.run(session));
+    const int code = withOutputWritten(invocation.run(session));
+    if (invocation.common.verbosity > 0) complain(session.cost().text());
+    return code;
 }
 
 }  // namespace

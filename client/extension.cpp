@@ -16,6 +16,8 @@ vxhost::Settings settingsFrom(ExtensionOptions& options) {
     settings.connectTimeout = options.connectTimeout;
     settings.stallTimeout = options.stallTimeout;
     settings.mostListingBytes = options.mostListingBytes;
+    settings.mostSpeed = options.mostSpeed;
+    settings.senders = options.senders;
     settings.interrupted = options.interrupted;
     settings.cacheRoot = options.cacheRoot.string();
     settings.watchLock = std::move(options.watchLock);
@@ -26,6 +28,13 @@ vxhost::Settings settingsFrom(ExtensionOptions& options) {
     }
     settings.requestEnded = &hear;
     settings.strayLock = &noteStrayLock;
+    settings.knowsBasic = std::move(options.knowsBasic);
+    settings.foundBasic = std::move(options.foundBasic);
+    if (options.traffic) {
+        settings.traffic = [told = std::move(options.traffic)](const vxhost::Traffic& now) {
+            told({now.requests, now.roundTrips, now.connections, now.bytesUp, now.bytesDown});
+        };
+    }
     settings.passwordInClear = std::move(options.passwordInClear);
     return settings;
 }

@@ -21,6 +21,14 @@ using ProgressSink = std::function<void(uint64_t moved, uint64_t total)>;
 using LockWatch =
     std::function<std::shared_ptr<void>(const std::string& url, const std::string& token)>;
 
+struct Traffic {
+    uint64_t requests = 0;
+    uint64_t roundTrips = 0;  // that were waited for; those of requests at the same time are one
+    uint64_t connections = 0;
+    uint64_t bytesUp = 0;  // headers and bodies, without TLS
+    uint64_t bytesDown = 0;
+};
+
 struct ExtensionOptions {
     std::filesystem::path library;  // empty: the one that came with this program
     std::string caFile;             // PEM file of trusted authorities; empty: the system's
@@ -28,12 +36,21 @@ struct ExtensionOptions {
     std::chrono::milliseconds connectTimeout{30'000};
     std::chrono::milliseconds stallTimeout{60'000};  // hardly a byte moved for so long: give up
     uint64_t mostListingBytes = uint64_t{1} << 30;   // of memory; a larger listing is refused
-    std::filesystem::path cacheRoot;                 // empty: the person's own cache directory
-    int logThreshold = 0;                            // 0: nothing is logged
-    LogSink log;                                     // of the whole process, when it is given
+    uint64_t mostSpeed = 0;                          // bytes a second, each way; 0: no limit
+    // How many threads send requests at the same time: they share speed and connections. Null: one.
+    const std::atomic<unsigned>* senders = nullptr;
+    std::filesystem::path cacheRoot;  // empty: the person's own cache directory
+    int logThreshold = 0;             // 0: nothing is logged
+    LogSink log;                      // of the whole process, when it is given
     ProgressSink progress;
     // Told when a password went to that origin as it is, over http. From any thread that works.
     std::function<void(std::string_view origin)> passwordInClear;
+    // Whether Basic is known to be asked for at a URL: over TLS it then goes with the first
+    // request.
+    std::function<bool(std::string_view url)> knowsBasic;
+    std::function<void(std::string_view origin)> foundBasic;  // told when a server asked for it
+    // What requests cost, since it was told last. From any thread that works.
+    std::function<void(const Traffic&)> traffic;
     // Told of a LOCK that is on its way (no token yet) and of each lock that is held; what it
     // returns is destroyed when the answer is there, or the lock is not held any more.
     LockWatch watchLock;

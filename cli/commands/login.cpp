@@ -83,6 +83,9 @@ Result<void> store(Session& session, Site site, const std::optional<Site>& befor
         site.password = std::move(*encoded);
     }
     takeOptions(site, session.options());
+    const Result<Address> address = Address::parse(site.url);
+    const bool asksForBasic = address && session.foundBasic(address->origin());
+    site.auth = asksForBasic && !login.user.empty() ? "basic" : "";
     session.sites().forgetLoaded();
     return storeSite(site, before);
 }

@@ -19,6 +19,10 @@ std::string urlProblem(const Site& site) {
     return fmt::format("holds a password; take it out, then: quillon login {}", site.name);
 }
 
+std::string authProblem(const Site& site) {
+    return site.auth == "basic" ? "" : "must be \"basic\", or left out";
+}
+
 constexpr SiteKey keys[] = {
     {"url", &Site::url, false, urlProblem},
     {"user", &Site::user},
@@ -29,6 +33,7 @@ constexpr SiteKey keys[] = {
      [](const Site& site) { return rangeProblem(site.timeoutSeconds, 86'400); }},
     {"jobs", &Site::jobs, false, [](const Site& site) { return rangeProblem(site.jobs, 64); }},
     {"insecure-basic", &Site::insecureBasic},
+    {"auth", &Site::auth, false, authProblem},
 };
 
 constexpr std::string_view nameCharacters =

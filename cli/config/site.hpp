@@ -19,6 +19,7 @@ struct Site {
     int timeoutSeconds = 0;
     int jobs = 0;
     bool insecureBasic = false;  // no warning of passwords that go over http
+    std::string auth{};          // "basic": over TLS the password goes with the first request
 
     bool operator==(const Site&) const = default;
 };

@@ -1,6 +1,8 @@
 #include "cli/parser/options.hpp"
 
+#include <charconv>
 #include <chrono>
+#include <cmath>
 
 #include "cli/parser/time_argument.hpp"
 #include "client/address.hpp"
@@ -10,6 +12,21 @@ namespace {
 
 constexpr int mostJobs = 64;
 constexpr int mostSeconds = 86400;
+
+// "500K", "2M", "1.5M" or plain bytes; the units are powers of 1024.
+Result<uint64_t> parseSpeed(const std::string& text) {
+    const std::string wrong = "Say how many bytes a second: 500K, 2M, 1.5M.";
+    double number = 0;
+    const char* end = text.data() + text.size();
+    const auto [rest, problem] = std::from_chars(text.data(), end, number);
+    const std::string unit(rest, end);
+    const size_t power = unit.empty() ? 0 : std::string_view("KMG").find(unit.front()) + 1;
+    const bool hasUnit = unit.size() == 1 && power > 0;
+    if (problem != std::errc{} || !(unit.empty() || hasUnit)) return localError(Kind::usage, wrong);
+    const double bytes = number * std::pow(1024.0, static_cast<double>(power));
+    if (!(bytes >= 1) || bytes > 1e15) return localError(Kind::usage, wrong);
+    return static_cast<uint64_t>(bytes);
+}
 
 }  // namespace
 
@@ -41,8 +58,18 @@ void addCommonOptions(CommandDefinition program, CommonOptions& options) {
                    "Give up when nothing moves for so long (30 to connect, 60 in a transfer)")
         .typeName("SECONDS")
         .within(1, mostSeconds);
+    const auto takeSpeed = [&options](const std::string& text) -> Result<void> {
+        const Result<uint64_t> speed = parseSpeed(text);
+        if (!speed) return speed.error();
+        options.mostSpeed = *speed;
+        return {};
+    };
+    program
+        .addOption("--limit-rate", takeSpeed,
+                   "Move no more than so many bytes a second, up or down: 500K, 2M")
+        .typeName("SPEED");
     program.addFlag("-v,--verbose", options.verbosity,
-                    "Show what is done; twice: the requests, too");
+                    "Show what is done, and in the end what it cost; twice: the requests, too");
 }
 
 void addJobsOption(CommandDefinition command, size_t& jobs, const std::string& theDefault) {

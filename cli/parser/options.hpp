@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -17,6 +18,8 @@ struct CommonOptions {
     std::string caFile;
     bool insecure = false;
     bool insecureBasic = false;  // a site's: no warning of passwords that go over http
+    std::string basicUrl;        // a site's, which is known to ask for Basic below it
+    uint64_t mostSpeed = 0;      // bytes a second; 0: no limit
     int timeoutSeconds = 0;      // 0: the defaults
     int verbosity = 0;           // 1: the extension's log, 2: the requests too
 };

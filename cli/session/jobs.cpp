@@ -121,7 +121,9 @@ void meetServers(Session& session, const std::vector<Address>& addresses,
 
 int runTasks(size_t count, size_t jobs, Session& session, const Task& task) {
     session.progress().startAll(count);
+    session.setSenders(jobs);
     const int code = Workers(count, session, task).run(jobs);
+    session.setSenders(1);
     session.progress().finishAll();
     session.closeCollectionsBesideFiles();
     return code;

@@ -43,6 +43,11 @@ std::string lockLeft(const std::string& url, const std::string& token) {
                        harmless(unlockAdvice("To unlock it", url, token)));
 }
 
+// Whether the URL is the site's, or below it.
+bool liesIn(std::string_view url, const std::string& site) {
+    return !site.empty() && url.starts_with(site);
+}
+
 ExtensionOptions extensionOptions(const CommonOptions& options, Progress& progress) {
     ExtensionOptions wanted;
     wanted.caFile = options.caFile;
@@ -59,6 +64,10 @@ ExtensionOptions extensionOptions(const CommonOptions& options, Progress& progre
     };
     wanted.watchLock = [](const std::string& url, const std::string& token) {
         return std::make_shared<LastWords>(lockLeft(url, token));
+    };
+    wanted.mostSpeed = options.mostSpeed;
+    wanted.knowsBasic = [site = options.basicUrl](std::string_view url) {
+        return liesIn(url, site);
     };
     wanted.interrupted = &interruptFlag();
     return wanted;
@@ -97,17 +106,29 @@ Result<Extension> Session::extension(const Address& address) {
 }
 
 Result<Extension> Session::extension(const CommonOptions& options) {
-    const std::string key = fmt::format("{}\n{}\n{}\n{}", options.caFile, options.insecure,
-                                        options.timeoutSeconds, options.insecureBasic);
+    const std::string key =
+        fmt::format("{}\n{}\n{}\n{}\n{}", options.caFile, options.insecure, options.timeoutSeconds,
+                    options.insecureBasic, options.basicUrl);
     const std::lock_guard lock(mutex_);
     if (const auto found = extensions_.find(key); found != extensions_.end()) return found->second;
     ExtensionOptions wanted = extensionOptions(options, progress_);
+    wanted.senders = &senders_;
+    wanted.traffic = [this](const Traffic& traffic) { cost_.add(traffic); };
+    wanted.foundBasic = [this](std::string_view origin) {
+        const std::lock_guard schemes(schemesMutex_);
+        basicOrigins_.emplace(origin);
+    };
     if (!options.insecureBasic) {
         wanted.passwordInClear = [this](std::string_view origin) { warnOfClearPassword(origin); };
     }
     Result<Extension> loaded = Extension::load(std::move(wanted));
     if (loaded) extensions_.emplace(key, *loaded);
     return loaded;
+}
+
+bool Session::foundBasic(const std::string& origin) const {
+    const std::lock_guard lock(schemesMutex_);
+    return basicOrigins_.contains(origin);
 }
 
 void Session::warnOfClearPassword(std::string_view origin) {

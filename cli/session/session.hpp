@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "cli/parser/options.hpp"
+#include "cli/session/cost.hpp"
 #include "cli/session/credentials.hpp"
 #include "cli/session/left_work.hpp"
 #include "cli/session/sites.hpp"
@@ -80,6 +81,11 @@ public:
     // Tells what to do about it.
     Error refusal(const Address& address, const Login& login, Error error) const;
 
+    // How many threads work at the same time: they share what one would have.
+    void setSenders(size_t count) { senders_ = static_cast<unsigned>(count); }
+    const Cost& cost() const { return cost_; }         // of all requests so far
+    bool foundBasic(const std::string& origin) const;  // the server there asked for it
+
     // Where the names of a shell's arguments are; nothing when arguments are URLs.
     std::optional<Address> base;
 
@@ -97,6 +103,8 @@ private:
     Sites sites_;
     Credentials credentials_;
     Progress progress_;
+    Cost cost_;
+    std::atomic<unsigned> senders_ = 1;
     std::atomic<bool> warned_ = false;             // of a password in clear
     std::map<std::string, Extension> extensions_;  // by the options that make them differ
 
@@ -110,6 +118,9 @@ private:
         std::shared_ptr<Member> member;
     };
     std::deque<OpenCollection>& collectionsOfThisThread();
+
+    mutable std::mutex schemesMutex_;
+    std::set<std::string, std::less<>> basicOrigins_;
 
     // Guards the credentials, the extensions and the map open_, not the lists in it: each belongs
     // to its thread, and a map's elements stay where they are when others come or go.

@@ -103,6 +103,8 @@ CommonOptions withDefaultsOf(const Site& site, CommonOptions options) {
     if (options.user.empty()) options.user = site.user;
     if (options.proxy.empty()) options.proxy = site.proxy;
     options.insecureBasic = site.insecureBasic;
+    const Result<Address> address = Address::parse(site.url);
+    if (address && site.auth == "basic") options.basicUrl = address->collection();
     if (options.timeoutSeconds == 0) options.timeoutSeconds = site.timeoutSeconds;
     if (options.caFile.empty() && !site.caFile.empty()) {
         options.caFile = siteFile(site.name).parent_path() / site.caFile;

@@ -18,6 +18,15 @@ struct Progress {
     uint64_t total;
 };
 
+// What requests cost, since it was told last.
+struct Traffic {
+    uint64_t requests = 0;
+    uint64_t roundTrips = 0;  // that somebody waited for; those of requests at the same time are one
+    uint64_t connections = 0;
+    uint64_t bytesUp = 0;  // headers and bodies, without TLS
+    uint64_t bytesDown = 0;
+};
+
 // What came of a request of weblnk, however the operation around it sums that up.
 struct RequestEnd {
     uint32_t result;     // the request operation's status
@@ -43,6 +52,10 @@ struct Settings {
     std::chrono::milliseconds answerTimeout{600'000};
     uint64_t mostListingBytes = uint64_t{1} << 30;  // of memory that one listing's document takes
     std::string userAgent = "quillon";
+    uint64_t mostSpeed = 0;  // bytes a second of contents, in each direction; 0: no limit
+    // How many threads send requests at the same time. They share the connections that a server is
+    // asked for, and the speed. Null: one.
+    const std::atomic<unsigned>* senders = nullptr;
 
     // Set by a signal handler: the running request ends at once and no new one begins, but for the
     // UNLOCKs that give back what is held. Null: never.
@@ -50,9 +63,12 @@ struct Settings {
     std::function<void(const Progress&)> progress;    // called from inside a transfer; may be empty
     std::function<void(const RequestEnd&)> requestEnded;  // told at each request's end; may be empty
     std::function<void(const StrayLock&)> strayLock;  // may be empty
+    std::function<void(const Traffic&)> traffic;      // from any thread; may be empty
     // Whether the server is known to ask for Basic at that URL, so that over TLS credentials go out
     // with the first request; may be empty: never.
     std::function<bool(std::string_view url)> knowsBasic;
+    // Told when a server was found to ask for Basic; may be empty.
+    std::function<void(std::string_view origin)> foundBasic;
     // Told when the user's password went to that origin as it is, over http; may be empty.
     std::function<void(std::string_view origin)> passwordInClear;
     // Told of a LOCK that is on its way, when nobody knows the token yet, and of each lock that is

@@ -84,7 +84,9 @@ void Authentication::noteChallenges(CURL* easy, bool askedForDigest) {
 
 void Authentication::learn(CURL* easy) {
     answered_ = true;
-    if (hasUser() && !isKnown()) scheme_ = offered(easy);
+    if (!hasUser() || isKnown()) return;
+    scheme_ = offered(easy);
+    if (scheme_ == Scheme::basic && settings_.foundBasic) settings_.foundBasic(origin_);
 }
 
 bool Authentication::refusesBasic() const {

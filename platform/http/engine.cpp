@@ -16,8 +16,7 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr milliseconds pollInterval{100};  // until an interrupt is noticed
-constexpr long mostConnections = 8;        // to the origin at once
-constexpr long keptConnections = 8;        // idle ones
+constexpr unsigned mostConnections = 8;    // to the origin at once, of all that send
 // A question that costs a server nothing is answered by then over a second connection, or the
 // server serves one connection at a time and waits for the end of the first.
 constexpr milliseconds patience{1500};
@@ -52,8 +51,7 @@ Engine::Engine(const Settings& settings) : settings_(settings), authentication_(
     startCurl();
     multi_.reset(curl_multi_init());
     if (!multi_) throw std::bad_alloc();
-    curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, keptConnections);
-    curl_multi_setopt(multi_.get(), CURLMOPT_MAX_HOST_CONNECTIONS, mostConnections);
+    curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, static_cast<long>(mostConnections));
     curl_multi_setopt(multi_.get(), CURLMOPT_PIPELINING, static_cast<long>(CURLPIPE_MULTIPLEX));
 }
 
@@ -100,6 +98,7 @@ Answer Engine::perform(const Sender& sender, Request request) {
                 request.method + ' ' + request.url + ": the same as a moment ago");
         return std::move(*recalled);
     }
+    limitConnections();
     beginExpected(sender);
     if (const auto expected = expectations_.take(request)) {
         expected->becomeThat(sender, request);
@@ -154,6 +153,10 @@ bool Engine::beginDue() {
         if (exchange.isOver() || exchange.isRunning() || now < exchange.notBefore()) return;
         if (anyRuns && authentication_.isInTurn()) return;
         exchange.begin(takeHandle(), multi_.get());
+        if (!anyRuns) {
+            tellRoundTrips(1);
+            handshakeTold_ = false;
+        }
         anyRuns = began = true;
     });
     return began;
@@ -189,6 +192,7 @@ void Engine::endAttempt(Exchange& exchange, CURLcode code) {
     const bool wasKnown = authentication_.isKnown();
     const unsigned generation = authentication_.generation();
     EasyPtr easy = exchange.end(code, authentication_);
+    if (easy) countRoundTrips(easy.get(), exchange.requestsOfAttempt());
     if (exchange.foundServerBusy()) oneByOne_ = true;
     if (generation != authentication_.generation()) {
         idle_.clear();  // curl would take every later challenge for another refusal
@@ -197,6 +201,26 @@ void Engine::endAttempt(Exchange& exchange, CURLcode code) {
     }
     // What others were told without credentials may be less than with them.
     if (!wasKnown && authentication_.isKnown()) expectations_.dropBegun();
+}
+
+void Engine::countRoundTrips(CURL* easy, int requests) {
+    long connections = 0;
+    curl_easy_getinfo(easy, CURLINFO_NUM_CONNECTS, &connections);
+    uint64_t trips = requests > 1 ? static_cast<uint64_t>(requests) - 1 : 0;  // after a challenge
+    if (connections > 0 && !std::exchange(handshakeTold_, true)) {
+        trips += origin_.starts_with("https:") ? 2 : 1;  // TLS 1.3 adds one to TCP's
+    }
+    tellRoundTrips(trips);
+}
+
+void Engine::tellRoundTrips(uint64_t count) const {
+    if (settings_.traffic && count > 0) settings_.traffic({.roundTrips = count});
+}
+
+void Engine::limitConnections() {
+    const unsigned senders = settings_.senders ? std::max(1u, settings_.senders->load()) : 1;
+    const long most = std::max(2u, mostConnections / senders);
+    curl_multi_setopt(multi_.get(), CURLMOPT_MAX_HOST_CONNECTIONS, most);
 }
 
 void Engine::goOneByOneIfStuck(Clock::time_point since) {

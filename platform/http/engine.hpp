@@ -50,6 +50,9 @@ private:
     void endAttempt(Exchange& exchange, CURLcode code);
     void goOneByOneIfStuck(Clock::time_point since);
     std::chrono::milliseconds untilNext() const;
+    void limitConnections();
+    void countRoundTrips(CURL* easy, int requests);
+    void tellRoundTrips(uint64_t count) const;
 
     // The one that is waited for, and those that are expected.
     template <class Function>
@@ -63,6 +66,8 @@ private:
     std::shared_ptr<const Credentials> credentials_;
     Authentication authentication_;
     bool oneByOne_ = false;  // the server does not serve several requests at once, or is busy
+
+    bool handshakeTold_ = false;  // of the round trip that is under way
 
     std::vector<Request> plan_;  // of what begins with the next request
     Exchange* wanted_ = nullptr;

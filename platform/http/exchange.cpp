@@ -52,12 +52,6 @@ bool follows(const Request& request, int32_t status, const std::string& url) {
     return request.policy.follows301 || status == 307 || status == 308 || addsSlash;
 }
 
-bool mayRepeat(const Request& request, Status failure) {
-    const bool connectionFailed = failure == WEBLNK_NO_CONNECTION || failure == WEBLNK_CUT_OFF;
-    return request.policy.repeatable && connectionFailed &&
-           (!request.sink || request.sink->restartable());
-}
-
 }  // namespace
 
 void requireUsable(const std::string& url, std::string_view spelt) {
@@ -79,7 +73,10 @@ Answer exchange(const Target& target, Request request) {
 }
 
 Exchange::Exchange(const Sender& sender, Request request)
-    : sender_(sender), request_(std::move(request)), url_(request_.url) {}
+    : sender_(sender),
+      request_(std::move(request)),
+      url_(request_.url),
+      ownHeaders_(request_.headers.size()) {}
 
 template <class Body>
 void Exchange::guardedly(Body&& body) noexcept {
@@ -103,6 +100,7 @@ std::optional<Exchange::Clock::time_point> Exchange::graceEnd() const {
 void Exchange::begin(EasyPtr easy, CURLM* multi) {
     guardedly([&] {
         easy_ = std::move(easy);
+        attempts_.requests = 0;
         setOption(easy_.get(), CURLOPT_PRIVATE, this);
         transfer_.emplace(easy_.get(), multi, sender_, request_, attempts_);
     });
@@ -129,7 +127,7 @@ EasyPtr Exchange::end(CURLcode code, Authentication& authentication) noexcept {
         try {
             settle(endAttempt(code, authentication), authentication);
         } catch (const Failure& failure) {
-            const bool may = repeats_ && mayRepeat(request_, failure.status());
+            const bool may = repeats_ && prepareRepeat(failure.status());
             const auto wait = may ? repeats_->next({}) : std::nullopt;
             if (!wait) throw;
             tryAgain(failure.what(), *wait);
@@ -145,6 +143,20 @@ Answer Exchange::endAttempt(CURLcode code, Authentication& authentication) {
         std::optional<Transfer>& transfer;
     } release{transfer_};
     return transfer_->end(code);
+}
+
+// What never found a connection was not done, whatever it is.
+bool Exchange::prepareRepeat(Status failure) {
+    request_.headers.resize(ownHeaders_);
+    if (failure == WEBLNK_NO_CONNECTION) {
+        if (request_.upload) request_.upload->rewind();
+    } else if (failure != WEBLNK_CUT_OFF || !request_.policy.repeatable) {
+        return false;
+    }
+    if (!request_.sink || request_.sink->restartable()) return true;
+    const auto more = request_.sink->continuation();
+    request_.headers.insert(request_.headers.end(), more.begin(), more.end());
+    return !more.empty();
 }
 
 void Exchange::settle(Answer answer, Authentication& authentication) {

@@ -58,6 +58,7 @@ public:
     bool mayStandForRequest() const;
     Clock::time_point notBefore() const { return notBefore_; }  // the next attempt may begin
     std::optional<Clock::time_point> graceEnd() const;          // of a running attempt
+    int requestsOfAttempt() const { return attempts_.requests; }
     bool foundServerBusy() const { return foundServerBusy_; }
 
     // From here on the request is sent again by the rules of its kind. One that nobody has asked
@@ -87,11 +88,13 @@ private:
     void follow(Answer answer);
     void restart(std::string_view why);
     void tryAgain(std::string_view why, std::chrono::milliseconds wait);
+    bool prepareRepeat(vx::Status failure);
     void finish(Answer answer);
 
     Sender sender_;
     Request request_;
     const std::string url_;
+    const size_t ownHeaders_;  // those of a continuation follow
     EasyPtr easy_;
     Attempts attempts_;
     std::optional<Transfer> transfer_;

@@ -27,6 +27,10 @@ void HeldBody::write(std::string_view piece) {
     held_ += piece;
 }
 
+std::vector<std::string> HeldBody::continuation() const {
+    return to_ ? to_->continuation() : std::vector<std::string>();
+}
+
 bool HeldBody::isFull() const {
     return !to_ && held_.size() >= mostHeld;
 }

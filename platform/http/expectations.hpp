@@ -19,6 +19,7 @@ public:
     void begin(const Answer& answer) override;
     void write(std::string_view piece) override;
     bool restartable() const override { return !to_ || to_->restartable(); }
+    std::vector<std::string> continuation() const override;
     bool isFull() const override;
 
     void passTo(BodySink& sink);

@@ -110,6 +110,16 @@ Framing parseFraming(const Headers& headers) {
     return framing;
 }
 
+std::optional<ContentRange> parseContentRange(std::string_view value) {
+    const size_t unit = value.find(' '), dash = value.find('-'), slash = value.find('/');
+    if (!sameName(value.substr(0, unit), "bytes") || dash == value.npos || slash == value.npos) {
+        return {};
+    }
+    const auto first = parseNumber<uint64_t>(trim(value.substr(unit + 1, dash - unit - 1)));
+    if (!first || dash < unit) return {};
+    return ContentRange{*first, parseNumber<uint64_t>(trim(value.substr(slash + 1)))};
+}
+
 bool offersScheme(const Headers& headers, std::string_view scheme) {
     std::string bare;  // of what is in quotes, which may look like a scheme
     bool quoted = false;

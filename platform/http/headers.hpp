@@ -43,6 +43,13 @@ struct Framing {
 };
 Framing parseFraming(const Headers& headers);
 
+// Content-Range of a single part (RFC 9110, 14.4).
+struct ContentRange {
+    uint64_t first = 0;             // byte of the whole
+    std::optional<uint64_t> whole;  // length in bytes, when it is told
+};
+std::optional<ContentRange> parseContentRange(std::string_view value);
+
 // Whether a challenge is of that scheme (RFC 9110, 11.6.1).
 bool offersScheme(const Headers& headers, std::string_view scheme);
 

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <charconv>
 #include <new>
 #include <utility>
@@ -64,6 +65,7 @@ Transfer::Transfer(CURL* easy, CURLM* multi, const Sender& sender, const Request
     setHeaders();
     setMethod();
     setCallbacks();
+    setSpeed();
     setWireTrace(easy_, sender_.logger);
     setOption(easy_, CURLOPT_URL, request_.url.c_str());
     setOption(easy_, CURLOPT_ERRORBUFFER, static_cast<char*>(error_));
@@ -73,6 +75,7 @@ Transfer::Transfer(CURL* easy, CURLM* multi, const Sender& sender, const Request
 }
 
 Transfer::~Transfer() {
+    tellTraffic();
     curl_multi_remove_handle(multi_, easy_);
     curl_easy_setopt(easy_, CURLOPT_ERRORBUFFER, nullptr);  // its owner goes next
 }
@@ -105,6 +108,8 @@ void Transfer::setHeaders() {
                        request_.upload->length().value_or(expectThreshold + 1) > expectThreshold;
     addHeader(large ? "Expect: 100-continue" : "Expect:");
     setOption(easy_, CURLOPT_HTTPHEADER, headers_.get());
+    // A listing shrinks to a tenth. A member's bytes come as they are stored.
+    setOption(easy_, CURLOPT_ACCEPT_ENCODING, isListing() ? "gzip, deflate" : nullptr);
 }
 
 void Transfer::setMethod() {
@@ -131,6 +136,16 @@ void Transfer::setMethod() {
         setOption(easy_, CURLOPT_POSTFIELDS, request_.document.data());
     }
     if (request_.method != "GET") setOption(easy_, CURLOPT_CUSTOMREQUEST, request_.method.c_str());
+}
+
+void Transfer::setSpeed() {
+    const Settings& settings = sender_.settings;
+    const bool moves = request_.upload || request_.policy.content;
+    const uint64_t senders = settings.senders ? std::max(1u, settings.senders->load()) : 1;
+    const auto most =
+        static_cast<curl_off_t>(moves ? (settings.mostSpeed + senders - 1) / senders : 0);
+    setOption(easy_, CURLOPT_MAX_SEND_SPEED_LARGE, most);
+    setOption(easy_, CURLOPT_MAX_RECV_SPEED_LARGE, most);
 }
 
 void Transfer::setCallbacks() {
@@ -201,6 +216,7 @@ bool Transfer::beginAttempt() {
     // wait for the body: the caller begins anew.
     if (sent_ && answer_.status == 417) return stop(Enough::expectRefused);
     sent_ = true;
+    ++attempts_.requests;
     answered_ = headerEnded_ = false;
     return true;
 }
@@ -261,6 +277,9 @@ bool Transfer::takeBody(std::string_view piece) {
     if (request_.sink && isSuccess()) {
         if (!bodyBegun_) request_.sink->begin(answer_);
         bodyBegun_ = true;
+        if (isListing() && bodyBytes_ > sender_.settings.mostListingBytes) {
+            fail(WEBLNK_BAD_ANSWER, "the answer is too long");
+        }
         request_.sink->write(piece);
         return true;
     }
@@ -320,6 +339,21 @@ bool Transfer::headerTooLong(CURLcode code) const {
     curl_off_t firstByte = 0;  // microseconds until it came
     curl_easy_getinfo(easy_, CURLINFO_STARTTRANSFER_TIME_T, &firstByte);
     return code == CURLE_OUT_OF_MEMORY && sent_ && !headerEnded_ && firstByte > 0;
+}
+
+void Transfer::tellTraffic() const {
+    if (!sender_.settings.traffic) return;
+    curl_off_t up = 0, down = 0;
+    long headersUp = 0, connections = 0;
+    curl_easy_getinfo(easy_, CURLINFO_SIZE_UPLOAD_T, &up);
+    curl_easy_getinfo(easy_, CURLINFO_SIZE_DOWNLOAD_T, &down);
+    curl_easy_getinfo(easy_, CURLINFO_REQUEST_SIZE, &headersUp);
+    curl_easy_getinfo(easy_, CURLINFO_NUM_CONNECTS, &connections);
+    sender_.settings.traffic({.requests = static_cast<uint64_t>(attempts_.requests),
+                              .roundTrips = 0,
+                              .connections = static_cast<uint64_t>(connections),
+                              .bytesUp = static_cast<uint64_t>(headersUp + up),
+                              .bytesDown = headerBytes_ + static_cast<uint64_t>(down)});
 }
 
 void Transfer::judge(CURLcode code) {

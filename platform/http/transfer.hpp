@@ -21,6 +21,7 @@ namespace vxhost {
 struct Attempts {
     static constexpr int mostChallenges = 3;
 
+    int requests = 0;            // that went out in the latest run
     int challenges = 0;          // so far; a run counts on, and ends at the last that may be
     bool awaitsContinue = true;  // a large upload does, until a server refused that
 };
@@ -58,12 +59,14 @@ private:
     void addHeader(const char* line);
     void setHeaders();
     void setMethod();
+    void setSpeed();
     void setCallbacks();
     void watchSpeed();
     void watchAnswer();
     void judge(CURLcode code);
     bool headerTooLong(CURLcode code) const;
     void trace(CURLcode code) const;
+    void tellTraffic() const;
     [[noreturn]] void fail(vx::Status status, std::string_view why) const;
 
     curl_socket_t openSocket(const curl_sockaddr& peer);
@@ -73,6 +76,7 @@ private:
     bool endHeader();
     bool isTalkedDown();
     bool takeBody(std::string_view piece);
+    bool isListing() const { return request_.isStreamed && !request_.policy.content; }
     bool movesContent() const;  // now, and not what comes before and after
     bool stop(Enough why);      // false
     bool isSuccess() const { return answer_.status >= 200 && answer_.status < 300; }

@@ -28,8 +28,7 @@ void UploadSource::pull() {
     if (status == vx::VX_END_OF_DATA) {
         ended_ = true;
     } else if (status != vx::VX_SUCCESS) {
-        throw Failure(
-            status, fmt::format("The content to store could not be read: {}", statusText(status)));
+        fail(status, fmt::format("The content to store could not be read: {}", statusText(status)));
     } else {
         piece_ = {static_cast<const char*>(data), size};
         pulled_ += size;
@@ -37,11 +36,16 @@ void UploadSource::pull() {
     checkLength();
 }
 
-void UploadSource::checkLength() const {
+void UploadSource::fail(Status status, const std::string& why) {
+    failed_ = true;
+    throw Failure(status, why);
+}
+
+void UploadSource::checkLength() {
     if (!announced_ || (ended_ ? pulled_ == *announced_ : pulled_ <= *announced_)) return;
-    throw Failure(WEBLNK_CUT_OFF, fmt::format("The content to store has {} {} bytes instead of {}.",
-                                              ended_ ? "only" : "more than",
-                                              ended_ ? pulled_ : *announced_, *announced_));
+    fail(WEBLNK_CUT_OFF,
+         fmt::format("The content to store has {} {} bytes instead of {}.",
+                     ended_ ? "only" : "more than", ended_ ? pulled_ : *announced_, *announced_));
 }
 
 void UploadSource::gather() {

@@ -22,15 +22,17 @@ public:
 
     std::optional<uint64_t> length() const { return length_; }  // of the whole body, when known
 
-    size_t read(char* to, size_t room);  // the next bytes; 0 at the end
-    void rewind();                       // begins anew
-    void measure();                      // the same, and the length is known then
+    size_t read(char* to, size_t room);         // the next bytes; 0 at the end
+    void rewind();                              // begins anew
+    void measure();                             // the same, and the length is known then
+    bool hasFailed() const { return failed_; }  // to give the body that was promised
     bool finished() const { return position_ == gathered_.size() && piece_.empty() && ended_; }
 
 private:
     void gather();
     void pull();
-    void checkLength() const;
+    void checkLength();
+    [[noreturn]] void fail(vx::Status status, const std::string& why);
 
     const Settings& settings_;
     vx::ReadCallback* callback_;
@@ -42,6 +44,7 @@ private:
     std::string_view piece_;  // what is left of the callback's latest piece
     bool beyond_ = false;     // pieces were taken after gathered_
     bool ended_ = false;
+    bool failed_ = false;
     uint64_t pulled_ = 0;
     uint64_t sent_ = 0;
 };

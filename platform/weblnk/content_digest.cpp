@@ -12,21 +12,24 @@
 #include "platform/weblnk/requests.hpp"
 
 namespace vxhost {
-namespace {
+namespace {}  // namespace
 
 std::optional<std::chrono::duration<double>> racyTimeOf(const Headers& headers) {
     return racyTime(parseHttpDate(headers.first("Last-Modified")),
                     parseHttpDate(headers.first("Date")));
 }
 
-}  // namespace
-
 void DigestingSink::begin(const Answer& answer) {
+    if (next_) next_->begin(answer);
+    if (answer.status == 206) return;  // it goes on behind what came
     size_ = 0;
     wanted_ = !next_ || racyTimeOf(answer.headers);
     if (sodium_init() < 0) throw std::bad_alloc();
     crypto_generichash_init(&state_, nullptr, 0, sizeof(ContentDigest));
-    if (next_) next_->begin(answer);
+}
+
+std::vector<std::string> DigestingSink::continuation() const {
+    return next_ ? next_->continuation() : std::vector<std::string>();
 }
 
 void DigestingSink::write(std::string_view piece) {
@@ -43,6 +46,17 @@ ContentDigest DigestingSink::digest() const {
     crypto_generichash_state state = state_;
     crypto_generichash_final(&state, digest.data(), digest.size());
     return digest;
+}
+
+ContentDigest digestOf(UploadSource& source) {
+    source.rewind();
+    DigestingSink sink;
+    sink.begin(Answer{});
+    std::vector<char> piece(size_t{1} << 16);
+    while (const size_t size = source.read(piece.data(), piece.size())) {
+        sink.write({piece.data(), size});
+    }
+    return sink.digest();
 }
 
 void noteFetched(KnownMember& known, const Answer& answer, const DigestingSink& sink) {

@@ -3,7 +3,13 @@
 
 #include <sodium.h>
 
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
 #include "platform/http/request.hpp"
+#include "platform/http/upload_source.hpp"
 #include "platform/weblnk/client.hpp"
 #include "platform/weblnk/known_member.hpp"
 
@@ -18,6 +24,7 @@ public:
     void begin(const Answer& answer) override;
     void write(std::string_view piece) override;
     bool restartable() const override { return !next_ || next_->restartable(); }
+    std::vector<std::string> continuation() const override;
 
     uint64_t size() const { return size_; }
     ContentDigest digest() const;  // of the body so far
@@ -28,6 +35,12 @@ private:
     uint64_t size_ = 0;
     crypto_generichash_state state_{};
 };
+
+// racyTime() of an answer.
+std::optional<std::chrono::duration<double>> racyTimeOf(const Headers& headers);
+
+// Of a body that was sent or is to be sent, which is read anew.
+ContentDigest digestOf(UploadSource& source);
 
 // Notes what came of a successful GET whose body the sink took.
 void noteFetched(KnownMember& known, const Answer& answer, const DigestingSink& sink);

@@ -11,12 +11,21 @@
 namespace vxhost {
 namespace {
 
+// A strong tag, of a version that can have had no other within the second of its date: some servers
+// make tags of size and second.
+std::string tagToGoOn(const Answer& answer) {
+    const EntityTag tag = parseMemberState(answer.headers).tag;
+    const bool proves = answer.status == 200 && !tag.text.empty() && !tag.weak;
+    return proves && !racyTimeOf(answer.headers) ? tag.sent() : std::string();
+}
+
 class CallbackSink : public BodySink {
 public:
     CallbackSink(const Target& target, vx::WriteCallback* callback, vx::GetReport& report)
         : target_(target), callback_(callback), report_(report) {}
 
     void begin(const Answer& answer) override {
+        if (report_.length > 0) return goOn(answer);
         // A part that was not asked for must not pass for the whole, nor a page about it.
         if (answer.status != 200 && answer.status != 203 && answer.status != 204) {
             throw Failure(WEBLNK_BAD_ANSWER,
@@ -24,6 +33,7 @@ public:
                                       target_.url, answer.status));
         }
         total_ = parseFraming(answer.headers).length.value_or(0);
+        tag_ = tagToGoOn(answer);
     }
     void write(std::string_view piece) override {
         hand(piece);
@@ -32,11 +42,35 @@ public:
         if (progress) progress({report_.length, total_});
     }
     bool restartable() const override { return report_.length == 0; }
+    std::vector<std::string> continuation() const override {
+        if (tag_.empty() || total_ == 0) return {};
+        return {fmt::format("Range: bytes={}-", report_.length), "If-Range: " + tag_};
+    }
 
     // A file that gathers pieces stores them now, while its failure can still fail the GET.
-    void end() { hand(""); }
+    void end() {
+        if (isContinued_ && report_.length != total_) {
+            throw Failure(WEBLNK_CUT_OFF, fmt::format("GET {}: {} bytes came of {}.", target_.url,
+                                                      report_.length, total_));
+        }
+        hand("");
+    }
 
 private:
+    // The rest of what came, to the byte; else bytes of two versions would be one file.
+    void goOn(const Answer& answer) {
+        const auto range = parseContentRange(answer.headers.first("Content-Range"));
+        const bool fits = answer.status == 206 && range && range->first == report_.length &&
+                          range->whole.value_or(total_) == total_;
+        isContinued_ = true;
+        if (fits) return;
+        tag_.clear();
+        throw Failure(WEBLNK_CUT_OFF,
+                      fmt::format("GET {}: the connection was cut off after {} bytes, and the "
+                                  "server does not go on behind them.",
+                                  target_.url, report_.length));
+    }
+
     void hand(std::string_view piece) {
         const Status status = callback_->callback(callback_, piece.data(), piece.size());
         if (status != vx::VX_SUCCESS) throw Failure(status, {});  // the callback has told why
@@ -46,6 +80,8 @@ private:
     vx::WriteCallback* callback_;
     vx::GetReport& report_;
     uint64_t total_ = 0;  // 0: not known
+    bool isContinued_ = false;
+    std::string tag_;  // as If-Range takes it; empty: nothing proves that the rest is of the same
 };
 
 [[noreturn]] void refuse(const Target& target, const Answer& answer, bool isCollection) {
@@ -85,7 +121,7 @@ void get(CurlClient& client, int32_t& status, vx::WriteCallback* callback, vx::G
     Request request = contentRequest(usableUrl(target));
     request.sink = &digesting;
     const Answer answer = exchange(target, std::move(request));
-    status = answer.status;
+    status = answer.status == 206 ? 200 : answer.status;  // the sink has the whole
     if (status == 404) client.known.noteHead(MemberState::missing(), !target.locks.empty());
     if (!isSuccess(status)) {
         // Redirects elsewhere were followed, or are no redirects for want of a Location.

@@ -1,6 +1,11 @@
 #include <fmt/format.h>
 
+#include <optional>
+#include <utility>
+
 #include "platform/base/journal.hpp"
+#include "platform/base/logger.hpp"
+#include "platform/base/status.hpp"
 #include "platform/http/exchange.hpp"
 #include "platform/http/upload_source.hpp"
 #include "platform/weblnk/active_lock.hpp"
@@ -35,6 +40,47 @@ std::vector<std::string> conditions(const KnownMember& known, const HeldLock* lo
     return lines;
 }
 
+// What a server made of a PUT that was cut off, as the answer that would have come; nothing when
+// the content that was there before still is. sentTag: that the PUT made its condition.
+std::optional<Answer> findOutcome(const Target& target, const EntityTag& sentTag,
+                                  UploadSource& source) {
+    const Answer head = exchange(target, headRequest(usableUrl(target)));
+    const bool there = isSuccess(head.status);
+    if (there && parseMemberState(head.headers).tag.text == sentTag.text) return {};
+    Answer outcome;
+    outcome.status = 412;
+    if (!there) return outcome;
+    DigestingSink sink;
+    Request request = contentRequest(usableUrl(target));
+    request.sink = &sink;
+    const Answer found = exchange(target, std::move(request));
+    if (found.status != 200 || sink.digest() != digestOf(source)) return outcome;
+    outcome.status = 204;
+    outcome.headers = found.headers;
+    return outcome;
+}
+
+// Under a lock nobody else writes, so what was cut off may be sent once more. Where the old tag was
+// its condition, and the server stored the content before it was cut off, that would be refused.
+Answer send(const CurlClient& client, const Request& request, bool underLock) {
+    const Target& target = *client.target;
+    try {
+        return exchange(target, request);
+    } catch (const Failure& failure) {
+        const bool cutOff = failure.status() == WEBLNK_CUT_OFF && !request.upload->hasFailed();
+        if (!cutOff || !underLock) throw;
+        logLine(target.logger, vx::LOG_FAILURE, failure.what());
+    }
+    auto tag = client.known.tagForLock();
+    if (!tag) tag = client.known.tagForMatch(true);
+    if (tag) {
+        auto outcome = findOutcome(target, *tag, *request.upload);
+        if (outcome) return std::move(*outcome);
+    }
+    request.upload->rewind();
+    return exchange(target, request);
+}
+
 }  // namespace
 
 void put(CurlClient& client, const vx::PutOptions& options, const vx::LockObject* lock,
@@ -57,7 +103,7 @@ void put(CurlClient& client, const vx::PutOptions& options, const vx::LockObject
     if (options.flags & vx::PUT_LENGTH_KNOWN) announced = options.contentLength;
     UploadSource source(target.settings, callback, announced);
     request.upload = &source;
-    const Answer answer = exchange(target, std::move(request));
+    const Answer answer = send(client, request, held != nullptr);
     status = answer.status;
     if (isSuccess(status)) {
         client.known.noteStored(parseEntityTag(answer.headers.first("ETag")));

@@ -81,6 +81,7 @@ std::vector<std::string> Apache::commandLine() const {
     if (!open)
         words.push_back(options_.authentication == Authentication::basic ? "-Dbasic" : "-Ddigest");
     if (options_.withoutLocks) words.emplace_back("-DwithoutLocks");
+    if (options_.http2) words.emplace_back("-Dhttp2");
     if (options_.tls) {
         words.emplace_back("-Dtls");
         define("certificate", certificate().file);

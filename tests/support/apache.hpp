@@ -24,6 +24,7 @@ struct ApacheOptions {
     Authentication authentication = Authentication::none;
     Account account{};
     bool tls = false;                      // with certificate() of certificate.hpp
+    bool http2 = false;                    // over TLS, beside HTTP/1.1
     bool withoutLocks = false;             // DAV class 1: no LOCK in Allow, 405 for it
     std::filesystem::path documentRoot{};  // empty: one of its own
 };

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tests/support/apache.hpp"
+#include "tests/support/certificate.hpp"
 
 namespace support {
 namespace {
@@ -24,6 +25,7 @@ void serve(const ApacheOptions& options) {
     if (options.authentication != Authentication::none)
         line.append(" ").append(options.account.user).append(" ").append(options.account.password);
     std::puts(line.c_str());
+    if (options.tls) std::puts(certificate().file.c_str());
     std::fflush(stdout);
     int number = 0;
     sigwait(&ends, &number);
@@ -37,6 +39,8 @@ constexpr auto help =
     "Usage: testserver [OPTIONS]\n"
     "  --directory DIRECTORY   of the members\n"
     "  --auth basic|digest     takes a user and a password\n"
+    "  --tls                   over TLS; a second line has the file of its certificate\n"
+    "  --http2                 the same, with HTTP/2 besides\n"
     "  --without-locks         is of DAV class 1\n";
 
 int runServer(const std::vector<std::string>& words) {
@@ -44,6 +48,9 @@ int runServer(const std::vector<std::string>& words) {
     for (size_t i = 1; i < words.size(); ++i) {
         if (words[i] == "--without-locks") {
             options.withoutLocks = true;
+        } else if (words[i] == "--tls" || words[i] == "--http2") {
+            options.tls = true;
+            options.http2 = options.http2 || words[i] == "--http2";
         } else if (words[i] == "--directory" && i + 1 < words.size()) {
             options.documentRoot = words[++i];
         } else if (words[i] == "--auth" && i + 1 < words.size()) {

@@ -161,9 +161,9 @@ std::string seen(const support::ScriptedServer& server) {
     std::string text;
     for (const auto& request : server.requests()) {
         text += (text.empty() ? "" : ", ") + request.method + ' ' + request.target;
-        for (const char* name :
-             {"Depth", "Destination", "Overwrite", "Timeout", "If", "If-Match", "If-None-Match",
-              "Lock-Token", "Expect", "Authorization", "Proxy-Authorization"}) {
+        for (const char* name : {"Depth", "Destination", "Overwrite", "Timeout", "If", "If-Match",
+                                 "If-None-Match", "Lock-Token", "Range", "If-Range", "Expect",
+                                 "Authorization", "Proxy-Authorization"}) {
             if (const auto value = request.field(name); !value.empty()) {
                 text.append(" ").append(value);
             }

@@ -123,7 +123,8 @@ TEST(WeblnkPut, whatOthersStoredMeanwhileIsNotOverwritten) {
     };
     const std::string begin = lock + "200, GET /a 200, PUT /a (<urn:t:1> [",
                       middle = "]) 412, " + lock + "200, HEAD /a 200, PROPFIND /a 0 207",
-                      again = ", PUT /a (<urn:t:1>", end = ") [012] 204", told = "is not what was there";
+                      again = ", PUT /a (<urn:t:1>", end = ") [012] 204",
+                      told = "is not what was there";
     checkAll({
         {run, cycle("\"1\"", "\"1\"", "1"), "412, 204",
          begin + "\"1\"" + middle + again + " [\"1\"]" + end},
@@ -275,11 +276,7 @@ TEST(WeblnkLock, theTokenComesFromHeaderOrBody) {
          lock + "200" + asked + "200",
          none},
         {locking, {Answer::xml(200, "<prop")}, "200", lock + "200" + asked + "200", none},
-        {locking,
-         {Answer::xml(207, "<x"), found},
-         "-1",
-         lock + "207" + asked + "207",
-         left},
+        {locking, {Answer::xml(207, "<x"), found}, "-1", lock + "207" + asked + "207", left},
         {locking, {Answer(200), found}, "200", lock + "200" + asked + "207", left},
         {locking, {Answer(403)}, "403", lock + "403"},
         {sharing, {bare}, "201", lock + "201" + asked + "201", none},  // somebody else's

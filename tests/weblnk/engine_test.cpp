@@ -1,0 +1,216 @@
+// Requests that are sent before they are asked for, answers that are given again, and transfers
+// that go on after a cut.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/base/logger.hpp"
+#include "platform/weblnk/expecting.hpp"
+#include "tests/support/apache.hpp"
+#include "tests/support/certificate.hpp"
+#include "tests/weblnk/driven.hpp"
+
+using support::Answer;
+using support::Request;
+using support::ScriptedServer;
+using vxhost::Expecting;
+using vxhost::SafeCall;
+
+namespace weblnk_test {
+namespace {
+
+const std::string lockToken = "<prop xmlns='DAV:'/>";
+const Answer granted = Answer::xml(200, lockToken).with("Lock-Token", "<urn:t:1>");
+
+long count(const ScriptedServer& server, const std::string& method, bool answered = false) {
+    const auto all = server.requests();
+    return std::ranges::count_if(all, [&](const Request& request) {
+        return request.method == method && (!answered || request.answered > 0);
+    });
+}
+
+TEST(WeblnkEngine, anExpectedAnswerServesOneCallAndNoneAfterAChange) {
+    using Run = std::function<void(Driven&)>;
+    const std::pair<Run, std::string> rows[] = {
+        // what is between the expectation and its GET
+        {[](Driven& driven) { driven.head(); }, "old"},
+        {[](Driven& driven) { EXPECT_EQ(driven.get(), "200 [old]"); }, "new"},
+        {[](Driven& driven) { driven.put("x"); }, "new"},
+        {[](Driven& driven) { driven.remove(); }, "new"},
+        {[](Driven& driven) { driven.move("http://h/b"); }, "new"},
+        {[](Driven& driven) { driven.makeCollection(); }, "new"},
+        {[](Driven& driven) { EXPECT_EQ(driven.takeLock(), "200 lock"); }, "new"},
+        {[](Driven& driven) { driven.at(driven.url).user = "ann"; }, "new"},
+    };
+    for (const auto& [between, content] : rows) {
+        ScriptedServer server;
+        server.on("*", "*", Answer(204)).on("LOCK", "*", granted);
+        server.inTurn("GET", "*", {Answer(200, "old"), Answer(200, "new")});
+        const std::string url = server.url("a");
+        Driven driven;
+        const Expecting expecting({{SafeCall::options, url}, {SafeCall::get, url}});
+        EXPECT_EQ(driven.at(url).options(), "204");
+        EXPECT_TRUE(support::eventually([&] { return count(server, "GET", true) == 1; }));
+        between(driven);
+        if (driven.user.empty()) {
+            EXPECT_EQ(driven.get(), "200 [" + content + "]");
+        } else {
+            EXPECT_EQ(driven.at(url).get(), "200 [" + content + "]");
+        }
+        EXPECT_EQ(count(server, "OPTIONS"), 1);
+    }
+}
+
+// The body of what nobody asked for yet is not taken whole, and is whole in the end.
+TEST(WeblnkEngine, whatFollowsALockIsNotAskedForBefore) {
+    const std::string large = pattern(3 << 20);
+    ScriptedServer server;
+    server.on("*", "*", Answer(204)).on("LOCK", "*", granted).on("GET", "*", Answer(200, large));
+    const std::string url = server.url("a");
+    Driven driven;
+    const Expecting expecting({{SafeCall::head, url}},
+                              {{SafeCall::options, url}, {SafeCall::get, url}});
+    driven.at(url).head();
+    EXPECT_EQ(driven.takeLock(), "200 lock");
+    driven.options();
+    EXPECT_EQ(driven.get(), "200 [" + large + "]");
+    const auto all = server.requests();
+    ASSERT_EQ(all.size(), 4u);
+    EXPECT_EQ(all[0].method + all[1].method, "HEADLOCK");
+}
+
+// One that serves a connection at a time leaves the second one waiting for the end of the first.
+TEST(WeblnkEngine, aServerThatServesOneConnectionAtATimeIsAskedInTurn) {
+    ScriptedServer server;
+    server.on("*", "*", [&](const Request& request) {
+        const bool waits = request.method == "HEAD" && count(server, "HEAD") == 1;
+        return waits ? Answer(200, "x").stalledAfter(0).replacedBy("").stalledAfter(0)
+                     : Answer(200, "x");
+    });
+    const std::string url = server.url("a");
+    Driven driven;
+    const Expecting expecting({{SafeCall::get, url}, {SafeCall::head, url}});
+    EXPECT_EQ(driven.at(url).head(), "200");
+    EXPECT_EQ(driven.get(), "200 [x]");
+}
+
+TEST(WeblnkEngine, answersAreGivenAgainForAMoment) {
+    ScriptedServer server;
+    server.on("*", "*", Answer(200)).on("LOCK", "*", granted);
+    Driven driven;
+    driven.at(server.url("a"));
+    const auto look = [&] {
+        driven.options();
+        driven.head();
+        return std::pair(count(server, "OPTIONS"), count(server, "HEAD"));
+    };
+    EXPECT_EQ(look(), std::pair(1l, 1l));
+    EXPECT_EQ(look(), std::pair(1l, 1l));
+    driven.get();
+    EXPECT_EQ(look(), std::pair(1l, 2l));  // what was fetched is compared with what HEAD says
+    driven.put("x");
+    EXPECT_EQ(look(), std::pair(2l, 3l));
+    driven.at(server.url("b")).head();
+    driven.at(server.url("a"));
+    server.on("HEAD", "/b", Answer(404));
+    EXPECT_EQ(driven.at(server.url("b")).head(), "404");
+    driven.at(server.url("a")).options();
+    EXPECT_EQ(count(server, "OPTIONS"), 3);
+}
+
+Answer version(const std::string& tag, int status = 200,
+               const std::string& content = "0123456789") {
+    return Answer(status, content)
+        .with("ETag", tag)
+        .with("Date", "Mon, 06 Jan 2025 10:20:30 GMT")
+        .with("Last-Modified", "Mon, 06 Jan 2025 10:19:30 GMT");
+}
+
+TEST(WeblnkEngine, aFetchGoesOnBehindWhatCame) {
+    constexpr auto get = &Driven::get;
+    const Answer strong = version("\"1\""), cut = Answer(strong).truncatedAfter(4);
+    const auto rest = [](const std::string& range, const std::string& content) {
+        return version("\"1\"", 206, content).with("Content-Range", range);
+    };
+    const std::string first = "GET /a 200, ", on = "GET /a bytes=4- \"1\" ",
+                      whole = "200 [0123456789]", part = "CUT_OFF [0123";
+    checkAll({
+        {get, {cut, rest("bytes 4-9/10", "456789")}, whole, first + on + "206"},
+        {get,
+         {cut, rest("bytes 4-9/10", "456789").truncatedAfter(2), rest("bytes 6-9/10", "6789")},
+         whole,
+         first + on + "206, GET /a bytes=6- \"1\" 206"},
+        {get, {cut, rest("bytes 4-5/10", "45")}, "CUT_OFF [012345", first + on + "206", "6 bytes"},
+        {get, {cut, rest("bytes 3-9/10", "3456789")}, part, first + on + "206", "behind them"},
+        {get, {cut, rest("bytes 4-9/11", "456789")}, part, first + on + "206", "behind them"},
+        {get, {cut, version("\"2\"")}, part, first + on + "200", "behind them"},
+        {get, {version("W/\"1\"").truncatedAfter(4)}, part, "GET /a 200", "cut off"},
+        {get,
+         {Answer(200, "0123456789").with("ETag", "\"1\"").truncatedAfter(4)},
+         part,
+         "GET /a 200",
+         "cut off"},
+    });
+}
+
+TEST(WeblnkEngine, aStoreThatWasCutOffUnderALockIsFoundOrRepeated) {
+    const auto storing = [](Driven& driven) {
+        if (driven.takeLock() != "200 lock") return std::string("no lock");
+        return driven.put("0123456789");
+    };
+    const auto storingOver = [=](Driven& driven) {
+        driven.get();
+        return storing(driven);
+    };
+    const Answer lost = Answer().dropped(), old = version("\"1\"", 200, "old");
+    const std::string lock = "LOCK /a 0 Second-7200 200, ", fetched = "GET /a 200, " + lock,
+                      put = "PUT /a (<urn:t:1> [\"1\"]) ", stored = "[another 10] ";
+    checkAll({
+        {storing,
+         {granted, lost, Answer(201)},
+         "201",
+         lock + "PUT /a (<urn:t:1>) [another 10] 0, PUT /a (<urn:t:1>) [another 10] 201"},
+        {storingOver,
+         {old, granted, lost, old, Answer(204)},
+         "204",
+         fetched + put + stored + "0, HEAD /a 200, " + put + stored + "204"},
+        {storingOver,
+         {old, granted, lost, version("\"2\"")},
+         "204",
+         fetched + put + stored + "0, HEAD /a 200, GET /a 200"},
+        {storingOver,
+         {old, granted, lost, version("\"2\"", 200, "theirs")},
+         "412",
+         fetched + put + stored + "0, HEAD /a 200, GET /a 200"},
+    });
+}
+
+TEST(WeblnkEngine, speaksBothProtocols) {
+    const support::Apache server({.tls = true, .http2 = true});
+    Driven driven;
+    driven.settings.caFile = support::certificate().file;
+    std::vector<std::string> lines;
+    vxhost::configureLogging(
+        {1,
+         [&](uint32_t, std::string_view, std::string_view text) { lines.emplace_back(text); },
+         {}});
+    const auto versions = [&] {
+        std::string all;
+        for (const std::string& line : std::exchange(lines, {}))
+            if (line.starts_with("< HTTP/") && line.find(" 100 ") == line.npos)
+                all += line.substr(7, 3) + ' ';
+        return all;
+    };
+    driven.at(server.url("a"));
+    for (const auto& [size, protocols] : {std::pair(1000, "2 2 "), std::pair(1 << 20, "1.1 2 ")}) {
+        const std::string content = pattern(static_cast<size_t>(size));
+        driven.put(content);
+        EXPECT_EQ(driven.get(), "200 [" + content + "]");
+        EXPECT_EQ(versions(), protocols);
+    }
+    vxhost::configureLogging({});
+}
+
+}  // namespace
+}  // namespace weblnk_test
