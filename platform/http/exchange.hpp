@@ -5,6 +5,7 @@
 
 #include "platform/http/request.hpp"
 #include "platform/http/target.hpp"
+#include "platform/text/http_status.hpp"
 
 namespace vxhost {
 
@@ -18,12 +19,5 @@ void requireUsable(const std::string& url, std::string_view spelt);
 // Throws a Failure whose text is a sentence when no complete answer came, or when the server sends
 // the request to another origin, where neither it nor its credentials may go.
 Answer exchange(const Target& target, Request request);
-
-inline bool isSuccess(int32_t status) {
-    return status >= 200 && status < 300;
-}
-inline bool isRedirect(int32_t status) {
-    return status == 301 || status == 302 || status == 307 || status == 308;
-}
 
 }  // namespace vxhost

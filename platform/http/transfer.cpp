@@ -48,14 +48,6 @@ private:
     CURL* easy_;
 };
 
-int parseStatusLine(std::string_view line) {
-    int status = -1;
-    const size_t blank = line.find(' ');
-    if (blank == line.npos) return -1;
-    std::from_chars(line.data() + blank + 1, line.data() + line.size(), status);
-    return status;
-}
-
 in_port_t portOf(std::string_view url) {
     const std::string from = origin(url);
     in_port_t port = from.starts_with("https") ? 443 : 80;
@@ -210,7 +202,7 @@ bool Transfer::takeHeader(std::string_view line) {
         bodyBytes_ = 0;
         graceEnd_.reset();
         answer_ = Answer{};
-        answer_.status = parseStatusLine(line);
+        answer_.status = parseStatusLine(line).value_or(-1);
         answer_.url = request_.url;
     } else if (line == "\r\n" || line == "\n") {
         return endHeader();

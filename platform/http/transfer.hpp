@@ -14,6 +14,7 @@
 #include "platform/http/request.hpp"
 #include "platform/http/stall_watch.hpp"
 #include "platform/http/target.hpp"
+#include "platform/text/http_status.hpp"
 
 namespace vxhost {
 
@@ -58,7 +59,7 @@ private:
     bool isTalkedDown();
     bool takeBody(std::string_view piece);
     bool movesContent() const;  // now, and not what comes before and after
-    bool isSuccess() const { return answer_.status >= 200 && answer_.status < 300; }
+    bool isSuccess() const { return vxhost::isSuccess(answer_.status); }
 
     // Runs the body of a callback, in which nothing may be thrown; what is, run() throws again.
     template <class Body>

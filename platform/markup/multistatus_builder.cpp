@@ -9,6 +9,7 @@
 #include "platform/base/ascii.hpp"
 #include "platform/base/status.hpp"
 #include "platform/markup/tree_builder.hpp"
+#include "platform/text/http_status.hpp"
 
 namespace vxhost {
 namespace {
@@ -16,11 +17,9 @@ namespace {
 constexpr XmlLimits LIMITS = {.bytes = uint64_t{64} << 30};  // it streams: time is the limit
 constexpr size_t LONGEST_VALUE = 1 << 20;                    // bytes of an href or a property
 
-// "HTTP/1.1 200 OK" (RFC 4918, 14.28). An empty one refuses nothing.
-bool isSuccess(std::string_view status) {
-    status = trim(status);
-    const size_t blank = status.find(' ');
-    return status.empty() || (blank != status.npos && trim(status.substr(blank)).starts_with('2'));
+// An empty status line refuses nothing.
+bool grants(std::string_view statusLine) {
+    return trim(statusLine).empty() || isSuccess(parseStatusLine(statusLine).value_or(0));
 }
 
 // The extension's arithmetic has 64 bits.
@@ -149,7 +148,7 @@ void MultistatusBuilder::end(Place place) {
     if (place == Place::href) {
         hasHref_ = true;
     } else if (place == Place::propstat) {
-        if (isSuccess(foundStatus_)) mergeFound();
+        if (grants(foundStatus_)) mergeFound();
     } else if (place == Place::response) {
         appendResponse();
     }
@@ -164,7 +163,7 @@ void MultistatusBuilder::mergeFound() {
 
 void MultistatusBuilder::appendResponse() {
     const auto href = trim(href_);
-    if (!hasPropstat_ && !isSuccess(status_)) {
+    if (!hasPropstat_ && !grants(status_)) {
         if (skipped_++ == 0) firstSkipped_ = href;
         return;
     }

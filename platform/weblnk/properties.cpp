@@ -1,13 +1,12 @@
 #include "platform/weblnk/properties.hpp"
 
-#include <charconv>
-
 #include "platform/base/ascii.hpp"
 #include "platform/base/status.hpp"
 #include "platform/base/transcoder.hpp"
 #include "platform/http/exchange.hpp"
 #include "platform/markup/tree_builder.hpp"
 #include "platform/markup/walk.hpp"
+#include "platform/text/http_status.hpp"
 
 namespace vxhost {
 namespace {
@@ -24,12 +23,7 @@ struct Described {
 
 // Of a "status" element; otherwise when it holds none.
 int32_t statusIn(const vx::Node* element, int32_t otherwise) {
-    const std::string line = shownUtf8(content(element));
-    const size_t blank = line.find(' ');
-    if (blank != line.npos) {
-        std::from_chars(line.data() + blank + 1, line.data() + line.size(), otherwise);
-    }
-    return otherwise;
+    return parseStatusLine(shownUtf8(content(element))).value_or(otherwise);
 }
 
 Described describe(const std::string& multistatus) {
