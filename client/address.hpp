@@ -28,6 +28,17 @@ bool userNameValid(std::string_view user);
 inline constexpr std::string_view userNameRule =
     "A user name holds no colon. Give the password at the prompt, in a file or in the netrc file.";
 
+// The one path segment of a URL that stands for the name of a member, all of whose characters are
+// taken as they are. Fails with Kind::usage for what no member can be called.
+Result<std::string> segmentFor(std::string_view name);
+
+// The last segment of an href, whether it ends in "/" or not. Text is a string view.
+template <class Text>
+Text lastSegment(Text href) {
+    if (!href.empty() && href.back() == '/') href.remove_suffix(1);
+    return href.substr(href.rfind('/') + 1);
+}
+
 class Address {
 public:
     // Credentials before the host ("user:password@") are taken out of the URL; a caller that still

@@ -89,3 +89,7 @@ Error interruption();
 Kind kindOf(Code code, int httpStatus);
 
 }  // namespace quillon
+// "The server answered 409 (Conflict). ...", of an HTTP status that refuses, with what to do about
+// it where something can be done.
+std::string answerText(int httpStatus);
+

@@ -2,8 +2,7 @@
 
 #include <string_view>
 
-#include "client/moment.hpp"
-#include "client/name.hpp"
+#include "client/address.hpp"
 #include "client/state.hpp"
 #include "platform/base/transcoder.hpp"
 #include "platform/text/url.hpp"

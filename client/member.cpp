@@ -5,10 +5,9 @@
 #include <system_error>
 #include <utility>
 
-#include "client/methods.hpp"
-#include "client/moment.hpp"
-#include "client/name.hpp"
+#include "client/address.hpp"
 #include "client/state.hpp"
+#include "platform/text/methods.hpp"
 #include "platform/base/transcoder.hpp"
 #include "platform/text/url.hpp"
 
@@ -31,6 +30,16 @@ std::string displayNameOf(const vx::FileInfo& info, std::string_view url) {
     return name == plain || vxhost::decodeSegment(name) == plain ? std::string()
                                                                  : std::string(name);
 }
+// A PUT that would make the member has a bit of its own.
+std::vector<std::string_view> methodNames(uint32_t allow) {
+    if ((allow & vx::ALLOW_PUT_NEW) != 0) allow |= vx::ALLOW_PUT;
+    std::vector<std::string_view> allowed;
+    for (const vxhost::Method& method : vxhost::methods) {
+        if ((allow & method.bit) != 0) allowed.push_back(method.name);
+    }
+    return allowed;
+}
+
 
 Properties propertiesOf(const vx::FileHandle& handle, std::string_view url) {
     Properties properties;

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "client/http_status.hpp"
 #include "platform/base/status.hpp"
 
 namespace quillon {

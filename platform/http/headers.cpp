@@ -1,10 +1,10 @@
 #include "platform/http/headers.hpp"
 
 #include <algorithm>
-#include <array>
 
 #include "platform/base/ascii.hpp"
 #include "platform/text/date.hpp"
+#include "platform/text/methods.hpp"
 
 namespace vxhost {
 namespace {
@@ -24,26 +24,6 @@ void eachElement(std::string_view list, Visit visit) {
         begin = end + 1;
     }
 }
-
-struct Method {
-    std::string_view name;
-    uint32_t bit;
-};
-constexpr std::array methods{
-    Method{"COPY", vx::ALLOW_COPY},
-    Method{"DELETE", vx::ALLOW_DELETE},
-    Method{"GET", vx::ALLOW_GET},
-    Method{"HEAD", vx::ALLOW_HEAD},
-    Method{"LOCK", vx::ALLOW_LOCK},
-    Method{"MKCOL", vx::ALLOW_MKCOL},
-    Method{"MOVE", vx::ALLOW_MOVE},
-    Method{"OPTIONS", vx::ALLOW_OPTIONS},
-    Method{"POST", vx::ALLOW_POST},
-    Method{"PROPFIND", vx::ALLOW_PROPFIND},
-    Method{"PROPPATCH", vx::ALLOW_PROPPATCH},
-    Method{"PUT", vx::ALLOW_PUT},
-    Method{"UNLOCK", vx::ALLOW_UNLOCK},
-};
 
 constexpr uint32_t lockMethods = vx::ALLOW_LOCK | vx::ALLOW_UNLOCK;
 constexpr uint32_t plainMethods = vx::ALLOW_GET | vx::ALLOW_HEAD | vx::ALLOW_OPTIONS;

@@ -9,7 +9,7 @@
 #include "cli/terminal/suggestion.hpp"
 #include "cli/terminal/table.hpp"
 #include "cli/terminal/terminal.hpp"
-#include "client/moment.hpp"
+#include "client/time.hpp"
 
 namespace quillon::cli {
 namespace {
