@@ -63,6 +63,8 @@ enum class Code : uint32_t {
     proxyRefused = 0x80FFD00B,
     noAuthorities = 0x80FFD00F,  // their file cannot be used
     lockLeft = 0x80FFD010,       // it could not be given back, and is still there
+    // This library's own.
+    unguarded = 0x80FFD101,  // nothing here could tell that storing loses somebody's change
 };
 
 // A lock that is on the server and in the person's way.
@@ -88,8 +90,8 @@ Error interruption();
 // The kind of a code and the HTTP status that came with it (0: none).
 Kind kindOf(Code code, int httpStatus);
 
-}  // namespace quillon
 // "The server answered 409 (Conflict). ...", of an HTTP status that refuses, with what to do about
 // it where something can be done.
 std::string answerText(int httpStatus);
 
+}  // namespace quillon

@@ -107,10 +107,11 @@ Result<void> Hold::store() {
     // Without a date a change counts as made; the person shall not look for it in vain.
     const bool counted = !underLock && !properties_.modified;
     if (!stored && stored.error().code == Code::fileLost && counted) {
-        return localError(Kind::changedOnServer,
-                          "This server neither locks the member nor keeps a date of its last "
-                          "change, so that a change of somebody else's could be lost; nothing was "
-                          "stored. Use put --force if nobody else writes it.");
+        return Error{Kind::changedOnServer,
+                     Code::unguarded,
+                     0,
+                     {"This server neither locks the member nor keeps a date of its last change, "
+                      "so that a change of somebody else's could be lost; nothing was stored."}};
     }
     return stored;
 }
