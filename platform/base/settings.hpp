@@ -61,16 +61,14 @@ struct Settings {
     std::string cacheRoot;  // parent of cache directories; empty: the person's cache directory
 };
 
-// What a program decides once for all its handles, since the kernel is the whole process's
-// (configureKernel in kernel.hpp).
-struct KernelSettings {
+// What a program decides once for all its handles, since the log is the whole process's
+// (configureLogging in logger.hpp).
+struct LogSettings {
     // Records of the logging channels at or above the threshold, one rendered line each, one call
     // at a time; the function must not log itself. Levels: 1 weblnk's wire trace (credentials
     // masked), 2 trace, 3 failures; 0: nothing is wanted.
-    uint32_t logThreshold = 0;
-    std::function<void(uint32_t level, std::string_view channel, std::string_view text)> log;
-
-    std::string configDirectory;  // of the key of stored passwords; empty: the person's own
+    uint32_t threshold = 0;
+    std::function<void(uint32_t level, std::string_view channel, std::string_view text)> sink;
 };
 
 }  // namespace vxhost

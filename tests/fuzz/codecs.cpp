@@ -5,7 +5,9 @@
 #include <vector>
 
 #include "platform/base/transcoder.hpp"
+#include "platform/files/directories.hpp"
 #include "platform/host/checked_pool.hpp"
+#include "platform/host/encoding/encoding.hpp"
 #include "platform/host/kernel.hpp"
 #include "runtime/base64.hpp"
 #include "runtime/block_coder.hpp"
@@ -92,11 +94,11 @@ void checkBlockCoder(const Bytes& bytes) {
 
 // The same key in every run, so that a stored text of the corpus can be opened.
 void configure(const std::filesystem::path& directory) {
-    std::ofstream(directory / "key", std::ios::binary) << "a key of thirty-two known bytes.";
-    std::filesystem::permissions(directory / "key", std::filesystem::perms{0600});
-    vxhost::KernelSettings settings;
-    settings.configDirectory = directory;
-    vxhost::configureKernel(settings);
+    setenv("XDG_CONFIG_HOME", directory.c_str(), 1);
+    const std::filesystem::path key = vxhost::keyFileIn(vxhost::configHome());
+    std::filesystem::create_directories(key.parent_path());
+    std::ofstream(key, std::ios::binary) << "a key of thirty-two known bytes.";
+    std::filesystem::permissions(key, std::filesystem::perms{0600});
     vxextent(&vxhost::kernel());
 }
 
