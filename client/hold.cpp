@@ -50,19 +50,19 @@ Hold::~Hold() {
     }
 }
 
-Result<Hold> Hold::take(Member& member, const LockOptions& options) {
+Result<Hold> Hold::take(Member& member) {
     const bool wasMissing = !member.exists();
     const bool lockedBefore = member.locked();
     Hold hold(member);
-    if (Result<void> locked = hold.lock(options); !locked) return std::move(locked).error();
+    if (Result<void> locked = hold.lock(); !locked) return std::move(locked).error();
     if (Result<void> looked = hold.look(wasMissing, lockedBefore); !looked)
         return std::move(looked).error();
     return hold;
 }
 
-Result<void> Hold::lock(const LockOptions& options) {
+Result<void> Hold::lock() {
     if (member_->locked()) return {};
-    Result<Protection> protection = member_->lock(options);
+    Result<Protection> protection = member_->lock();
     if (protection) {
         locked_ = *protection == Protection::lock;
         return {};

@@ -29,13 +29,6 @@ std::string Entry::href() const {
     return vxhost::shownUtf8(hrefOf(*info_));
 }
 
-std::string Entry::displayName() const {
-    const std::u32string_view href = hrefOf(*info_);
-    if (info_->name == nullptr) return {};
-    const bool fromHref = info_->name >= href.data() && info_->name < href.data() + href.size();
-    return fromHref ? std::string() : vxhost::shownUtf8({info_->name, info_->nameLength});
-}
-
 uint64_t Entry::size() const {
     return info_->size;
 }

@@ -1,14 +1,13 @@
 #include "client/member.hpp"
 
-#include <algorithm>
 #include <string>
 #include <system_error>
 #include <utility>
 
 #include "client/address.hpp"
 #include "client/state.hpp"
-#include "platform/text/methods.hpp"
 #include "platform/base/transcoder.hpp"
+#include "platform/text/methods.hpp"
 #include "platform/text/url.hpp"
 
 namespace quillon {
@@ -30,6 +29,7 @@ std::string displayNameOf(const vx::FileInfo& info, std::string_view url) {
     return name == plain || vxhost::decodeSegment(name) == plain ? std::string()
                                                                  : std::string(name);
 }
+
 // A PUT that would make the member has a bit of its own.
 std::vector<std::string_view> methodNames(uint32_t allow) {
     if ((allow & vx::ALLOW_PUT_NEW) != 0) allow |= vx::ALLOW_PUT;
@@ -39,7 +39,6 @@ std::vector<std::string_view> methodNames(uint32_t allow) {
     }
     return allowed;
 }
-
 
 Properties propertiesOf(const vx::FileHandle& handle, std::string_view url) {
     Properties properties;
@@ -147,17 +146,8 @@ Result<void> Member::copyFrom(const std::filesystem::path& source) {
     return linkOrCopy(source, state_->file);
 }
 
-Result<Protection> Member::lock(const LockOptions& options) {
+Result<Protection> Member::lock() {
     vx::LockRequest request{};
-    if (options.shared) request.flags |= vx::LOCK_OPTION_ZERO;
-    if (options.create) request.flags |= vx::LOCK_CREATE;
-    if (options.timeout.count() > 0) {
-        request.flags |= vx::LOCK_WITH_BLOCK;
-        request.block.timeoutSeconds = static_cast<uint32_t>(
-            std::min<int64_t>(options.timeout.count(), vx::LOCK_TIMEOUT_INFINITE));
-    }
-    // For the empty member that LOCK_CREATE puts; somebody else's, made meanwhile, is not emptied.
-    state_->putOptions = {vx::PUT_LENGTH_KNOWN | vx::PUT_ONLY_NEW, 0, 0};
     const vx::Status status =
         state_->operations().quillonFileLock(state_->handle, &request, begin(state_->journal));
     if (status == vx::QUILLON_LOCK_NOT_SUPPORTED) return Protection::dateCheck;

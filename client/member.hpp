@@ -1,7 +1,6 @@
 // A member of an open collection, and its local copy.
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -39,12 +38,6 @@ struct StoreOptions {
                                // as the server's entity tags, sizes and dates tell
 };
 
-struct LockOptions {
-    bool create = false;  // a missing member is made, empty
-    bool shared = false;
-    std::chrono::seconds timeout{0};  // asked for; 0: the default
-};
-
 // What protects a member between its lock and its store.
 enum class Protection : uint8_t {
     lock,      // nobody else can write
@@ -76,7 +69,7 @@ public:
     // but for what is no regular file, which is read to its end now.
     Result<void> copyFrom(const std::filesystem::path& source);
 
-    Result<Protection> lock(const LockOptions& options = {});
+    Result<Protection> lock();  // nobody else may hold one beside it
     // No lock: notes the member's date, so that a store refuses to overwrite a later change.
     Result<void> noteDate();
     Result<void> unlock();  // nothing happens without a lock
