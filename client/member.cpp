@@ -70,10 +70,6 @@ Member& Member::operator=(Member&& other) noexcept {
     return *this;
 }
 
-const std::string& Member::segment() const {
-    return state_->segment;
-}
-
 std::string Member::url() const {
     return state_->collection->url + state_->segment;
 }

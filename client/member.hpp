@@ -50,7 +50,6 @@ public:
     Member& operator=(Member&& other) noexcept;  // the old one lives until other goes
     ~Member();                                   // gives back a held lock, as well as can be done
 
-    const std::string& segment() const;
     std::string url() const;
     bool exists() const;  // as last heard
 
