@@ -10,17 +10,24 @@ namespace {
 
 using support::Answer;
 
-const std::string TOKEN = "opaquelocktoken:9f2c7d10-6a1b-4c3d-8e5f-0a1b2c3d4e5f";
-const std::string DATE = "Mon, 06 Jan 2025 10:20:30 GMT";
+const std::string lockToken = "opaquelocktoken:9f2c7d10-6a1b-4c3d-8e5f-0a1b2c3d4e5f";
+const std::string lastModified = "Mon, 06 Jan 2025 10:20:30 GMT";
 
 Answer multistatus(const std::string& href, const std::string& displayName = "") {
     return Answer::xml(207, "<multistatus xmlns=\"DAV:\"><response><href>" + href +
                                 "</href><propstat><prop><displayname>" + displayName +
                                 "</displayname><getcontentlength>4</getcontentlength>" +
-                                "<getlastmodified>" + DATE + "</getlastmodified><resourcetype>" +
+                                "<getlastmodified>" + lastModified +
+                                "</getlastmodified><resourcetype>" +
                                 (href.ends_with('/') ? "<collection/>" : "") +
                                 "</resourcetype></prop><status>HTTP/1.1 200 OK</status>" +
                                 "</propstat></response></multistatus>");
+}
+
+// Of a member that is there.
+Answer tellNothing(const support::Request& request) {
+    return Answer::xml(207, "<multistatus xmlns=\"DAV:\"><response><href>" + request.target +
+                                "</href><propstat><prop/></propstat></response></multistatus>");
 }
 
 // Unless a test says otherwise, every name in a collection is a member with the content "old ";
@@ -29,14 +36,14 @@ class Faults : public ProgramTest {
 protected:
     Faults() {
         const Answer content =
-            Answer(200, "old ").with("Last-Modified", DATE).with("ETag", "\"1\"");
+            Answer(200, "old ").with("Last-Modified", lastModified).with("ETag", "\"1\"");
         const auto methods = "OPTIONS,HEAD,GET,PROPFIND,PUT,DELETE,LOCK,UNLOCK";
         server.on("OPTIONS", "/c/*", Answer(200).with("Allow", methods).with("DAV", "1,2"))
             .on("HEAD", "/c/*", content)
             .on("GET", "/c/*", content)
             .on("PROPFIND", "/c/*", [](const auto& request) { return multistatus(request.target); })
             .on("PUT", "/c/*", Answer(204))
-            .on("LOCK", "/c/*", Answer(200).with("Lock-Token", "<" + TOKEN + ">"))
+            .on("LOCK", "/c/*", Answer(200).with("Lock-Token", "<" + lockToken + ">"))
             .on("UNLOCK", "/c/*", Answer(204));
         for (const char* name : {"a", "b", "c"}) writeFile(work / name, "new");
         editWith("printf mine >> \"$1\"");
@@ -118,12 +125,7 @@ TEST_F(Faults, contentThatMayBeCutShortIsNotHandedToWhatChangesIt) {
     const Answer bare = Answer().replacedBy("HTTP/1.1 200 OK\r\n\r\nold ");
     server.on("HEAD", "/c/*", Answer().replacedBy("HTTP/1.1 200 OK\r\n\r\n"))
         .on("GET", "/c/*", bare)
-        .on("PROPFIND", "/c/*", [](const support::Request& request) {
-            return Answer::xml(207, "<multistatus xmlns=\"DAV:\"><response><href>" +
-                                        request.target +
-                                        "</href><propstat><prop/></propstat></response>"
-                                        "</multistatus>");
-        });
+        .on("PROPFIND", "/c/*", tellNothing);
     editWith("touch begun");
     expect({{{"edit", url}, 7, "Look at it with quillon get."},
             {{"lock", url, "--", "touch", "begun"}, 7, "Look at it with quillon get."}});
@@ -132,6 +134,13 @@ TEST_F(Faults, contentThatMayBeCutShortIsNotHandedToWhatChangesIt) {
     expect(got, 0, "");
     EXPECT_NE(got.errors.find("check that all of it came"), std::string::npos) << got.errors;
     EXPECT_EQ(support::readFile(work / "file"), "old ");
+}
+
+TEST_F(Faults, whereNothingTellsOfAChangeNothingIsStored) {
+    server.on("LOCK", "/c/*", Answer(403)).on("HEAD", "/c/*", Answer(200, "old "));
+    server.on("PROPFIND", "/c/*", tellNothing);
+    expect({{{"put", "a", url}, 6, "nothing was stored.\n  Use put --force if nobody else"}});
+    EXPECT_EQ(answered("PUT"), 0);
 }
 
 TEST_F(Faults, namesCannotCommandATerminalNorPassForOthers) {
@@ -221,7 +230,7 @@ TEST_F(Faults, aSlowFetchShowsItsProgressOnATerminalAlone) {
 TEST_F(Faults, signalsDuringRequests) {
     const std::string& c = collection;
     const Answer slowToken = Answer(200, std::string(50, ' '))
-                                 .with("Lock-Token", "<" + TOKEN + ">")
+                                 .with("Lock-Token", "<" + lockToken + ">")
                                  .slowly(5, std::chrono::milliseconds(50));
     server.on("GET", "/c/*", Answer(200, std::string(1'000'000, 'x')).stalledAfter(500'000))
         .on("PUT", "/c/*", Answer(201, "stored").stalledAfter(0))
@@ -256,7 +265,7 @@ TEST_F(Faults, signalsDuringRequests) {
 TEST_F(Faults, twoSignalsLeaveALockThatIsToldOf) {
     const std::pair<const char*, std::string> rows[] = {
         {"LOCK", url + " may be locked now"},
-        {"UNLOCK", "quillon unlock " + url + " --token " + TOKEN}};
+        {"UNLOCK", "quillon unlock " + url + " --token " + lockToken}};
     for (const auto& [method, told] : rows) {
         server.on(method, "/c/file", Answer(200, "x").stalledAfter(0));
         support::RunningProcess program(command({"put", "a", url}));
@@ -266,7 +275,7 @@ TEST_F(Faults, twoSignalsLeaveALockThatIsToldOf) {
         endsBy(SIGTERM, program);
         EXPECT_NE(program.errors().find(told), std::string::npos) << program.errors();
         EXPECT_EQ(std::ranges::count(program.errors(), '\n'), 1);
-        server.on(method, "/c/file", Answer(200).with("Lock-Token", "<" + TOKEN + ">"));
+        server.on(method, "/c/file", Answer(200).with("Lock-Token", "<" + lockToken + ">"));
     }
 }
 
@@ -301,12 +310,13 @@ TEST_F(Faults, signalsEndTheEditorButNotTheVersion) {
 
 TEST_F(Faults, locksAreRenewedWhileAPersonTakesTheirTime) {
     server.on("LOCK", "/c/*", [&](const support::Request& request) {
-        if (request.field("If") == "(<" + TOKEN + ">)") writeFile(home / "renewed", "");
+        if (request.field("If") == "(<" + lockToken + ">)") writeFile(home / "renewed", "");
         return Answer::xml(200,
                            "<prop xmlns=\"DAV:\"><lockdiscovery><activelock><timeout>Second-2"
                            "</timeout><locktoken><href>" +
-                               TOKEN + "</href></locktoken></activelock></lockdiscovery></prop>")
-            .with("Lock-Token", "<" + TOKEN + ">");
+                               lockToken +
+                               "</href></locktoken></activelock></lockdiscovery></prop>")
+            .with("Lock-Token", "<" + lockToken + ">");
     });
     editWith("for i in $(seq 200); do [ -e ~/renewed ] && break; sleep 0.1; done; rm ~/renewed");
     expect(quillon({"edit", url}), 0, url + ": unchanged, nothing was stored\n");
