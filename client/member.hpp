@@ -16,7 +16,7 @@
 namespace quillon {
 
 struct Properties {
-    bool exists = false;  // when not, the rest says nothing
+    bool exists = false;  // when not, the rest says nothing but what the server allows there
     bool isCollection = false;
     bool canLock = false;
     uint64_t size = 0;  // in bytes; 0 when not known

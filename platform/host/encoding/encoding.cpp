@@ -33,8 +33,7 @@ bool hasTag(Text text, std::string_view tag) {
     return text.size() >= tag.size() && std::equal(tag.begin(), tag.end(), text.begin(), same);
 }
 
-template <class Text>
-bool isTagged(Text text) {
+bool isTagged(std::u32string_view text) {
     return hasTag(text, base64Tag) ||
            std::ranges::any_of(foreignTags, [&](auto tag) { return hasTag(text, tag); });
 }
@@ -95,7 +94,7 @@ private:
 
 Secret decodeTagged(std::string_view text, const std::filesystem::path& keyFile) {
     if (hasTag(text, base64Tag)) return decodeBase64(text.substr(base64Tag.size()));
-    if (!hasTag(text, sealTag)) throw Failure(ENCODING_REFUSED, "sealed by another program");
+    if (!hasTag(text, sealTag)) throw Failure(ENCODING_REFUSED, "no tag of ours stands before it");
     return unseal(text.substr(sealTag.size()), loadKey(keyFile));
 }
 
@@ -150,7 +149,6 @@ std::filesystem::path keyFileIn(const std::filesystem::path& configDirectory) {
 }
 
 Secret decodeStored(std::string_view text, const std::filesystem::path& keyFile) {
-    if (!isTagged(text)) throw Failure(ENCODING_REFUSED, "a stored password carries no tag");
     Secret clear = decodeTagged(text, keyFile);
     if (!utf8::is_valid(clear.text(), clear.text() + clear.size())) {
         throw Failure(ENCODING_REFUSED, "a stored password is no text");
