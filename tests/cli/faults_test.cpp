@@ -101,7 +101,7 @@ TEST_F(Faults, answersThatFailOrLie) {
         {"LOCK /c/file", Answer(500), {put, 7, "500"}},
         {"LOCK /c/file", Answer(403), {put, 0, ""}},  // then the date is what protects
         {"GET /c/file", Answer(200, "content").truncatedAfter(3), {get, 7, "GET"}},
-        {"GET /c/file", Answer(200, "content").stalledAfter(3), {get, 7, "no byte moved"}},
+        {"GET /c/file", Answer(200, "content").stalledAfter(3), {get, 7, "did not answer in time"}},
         {"GET /c/file", Answer(403), {get, 1, "cannot fetch " + url}},
         {"GET /c/file", Answer(301).with("Location", "http://h/"), {get, 1, "http://h/"}},
         {"PROPFIND /c/", Answer::xml(207, "<multistatus xmlns=\"DAV:\">"), {ls, 7, "list"}},
