@@ -270,7 +270,7 @@ TEST_F(Faults, twoSignalsLeaveALockThatIsToldOf) {
     for (const auto& [method, told] : rows) {
         server.on(method, "/c/file", Answer(200, "x").stalledAfter(0));
         support::RunningProcess program(command({"put", "a", url}));
-        ASSERT_TRUE(support::eventually([&] { return answered(method) == 1; }));
+        ASSERT_TRUE(support::eventually([&, method = method] { return answered(method) == 1; }));
         program.signal(SIGTERM);
         EXPECT_FALSE(program.wait(support::Duration{100}));
         endsBy(SIGTERM, program);
