@@ -10,7 +10,7 @@ void Table::addCell(std::string_view cell) {
     size_t& width = widths_[cellLengths_.size() % columns_.size()];
     width = std::max(width, displayWidth(cell));
     cells_ += cell;
-    cellLengths_.push_back(cell.size());
+    cellLengths_.push_back(static_cast<uint32_t>(cell.size()));
 }
 
 template <class EndLine>

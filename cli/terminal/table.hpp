@@ -3,6 +3,7 @@
 
 #include <concepts>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -31,9 +32,9 @@ private:
     void compose(std::string& text, EndLine&& endLine) const;
 
     std::vector<Align> columns_;
-    std::vector<size_t> widths_;       // of the columns
-    std::string cells_;                // row after row, all in one: a listing has millions
-    std::vector<size_t> cellLengths_;  // bytes
+    std::vector<size_t> widths_;         // of the columns
+    std::string cells_;                  // row after row, all in one: a listing has millions
+    std::vector<uint32_t> cellLengths_;  // bytes
 };
 
 // Names down columns that are as wide as the widest of them, as many as fit the width.
