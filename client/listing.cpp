@@ -25,8 +25,12 @@ std::string Entry::name() const {
     return vxhost::decodeSegment(segment());
 }
 
+// The document holds it as short as it can be told: a segment, a path, or a whole URL.
 std::string Entry::href() const {
-    return vxhost::shownUtf8(hrefOf(*info_));
+    std::string href = vxhost::shownUtf8(hrefOf(*info_));
+    if (href.starts_with('/')) return std::string(vxhost::splitSpelt(*collectionUrl_).root) + href;
+    const bool isSegment = href.find('/') >= href.size() - 1;
+    return isSegment ? *collectionUrl_ + href : href;
 }
 
 uint64_t Entry::size() const {
@@ -51,7 +55,7 @@ Listing::Iterator& Listing::Iterator::operator++() {
 }
 
 Listing::Iterator Listing::begin() const {
-    return Iterator(state_->handle->first);
+    return {state_->handle->first, &state_->collection->url};
 }
 
 size_t Listing::size() const {

@@ -22,7 +22,8 @@ namespace quillon {
 // among the member's Properties.
 class Entry {
 public:
-    explicit Entry(const vx::FileInfo* info) : info_(info) {}
+    Entry(const vx::FileInfo* info, const std::string* collectionUrl)
+        : info_(info), collectionUrl_(collectionUrl) {}
 
     std::string name() const;     // decoded, UTF-8 if the server's is
     std::string segment() const;  // still percent-encoded, without a final slash
@@ -34,6 +35,7 @@ public:
 
 private:
     const vx::FileInfo* info_;
+    const std::string* collectionUrl_;
 };
 
 // Entries come in the extension's order: by segment as code points, longer ones before their
@@ -47,14 +49,16 @@ public:
         using iterator_category = std::input_iterator_tag;
 
         Iterator() = default;
-        explicit Iterator(const vx::FileInfo* info) : info_(info) {}
-        Entry operator*() const { return Entry(info_); }
+        Iterator(const vx::FileInfo* info, const std::string* collectionUrl)
+            : info_(info), collectionUrl_(collectionUrl) {}
+        Entry operator*() const { return {info_, collectionUrl_}; }
         Iterator& operator++();
         void operator++(int) { ++*this; }
-        bool operator==(const Iterator&) const = default;
+        bool operator==(const Iterator& other) const { return info_ == other.info_; }
 
     private:
         const vx::FileInfo* info_ = nullptr;
+        const std::string* collectionUrl_ = nullptr;
     };
 
     Iterator begin() const;

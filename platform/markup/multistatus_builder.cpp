@@ -77,6 +77,10 @@ MultistatusBuilder::MultistatusBuilder(RewriteHref rewrite, uint64_t mostBytes)
 
 void MultistatusBuilder::startElement(std::string_view name) {
     const Place parent = open_.empty() ? Place::outside : open_.back();
+    if (parent == Place::ignored) {  // as half of all elements of most answers
+        open_.push_back(parent);
+        return;
+    }
     const auto local = davName(name);
     const auto found = std::find_if(
         std::begin(transitions), std::end(transitions),
@@ -85,7 +89,7 @@ void MultistatusBuilder::startElement(std::string_view name) {
     if (parent == Place::outside) {
         const auto root = place == Place::multistatus ? std::u32string_view(U"multistatus")
                                                       : document_->keep(nodeName(name));
-        document_->firstChild = document_->create(vx::NODE_ELEMENT, root);
+        document_->firstChild = nodes_.create(vx::NODE_ELEMENT, root);
     }
     open_.push_back(place);
     begin(place);
@@ -171,25 +175,26 @@ void MultistatusBuilder::appendResponse() {
     append(href, saysNothing ? nullptr : makePropstat());
 }
 
-void MultistatusBuilder::append(std::string_view href, vx::Node* propstat) {
+void MultistatusBuilder::append(std::string_view href, const vx::Node* propstat) {
     if (document_->bytes() > mostBytes_) {
         throw Failure(WEBLNK_BAD_ANSWER,
                       fmt::format("it names so many members that {} MiB of memory, the most that "
                                   "one listing may take, do not hold them",
                                   mostBytes_ >> 20));
     }
-    auto* response = document_->create(vx::NODE_ELEMENT, U"response");
-    (lastResponse_ ? lastResponse_->nextSibling : document_->firstChild->firstChild) = response;
-    lastResponse_ = response;
-    if (href.empty()) {
-        response->firstChild = propstat;
-        return;
+    const vx::Node* child = propstat;
+    if (!href.empty()) {
+        const auto text = document_->keep(rewrite_ ? rewrite_(href) : href);
+        child =
+            nodes_.create(vx::NODE_ELEMENT, U"href", nodes_.create(vx::NODE_TEXT, text), propstat);
     }
-    auto* node = document_->create(vx::NODE_ELEMENT, U"href");
-    const auto text = document_->keep(rewrite_ ? rewrite_(href) : href);
-    node->firstChild = document_->create(vx::NODE_TEXT, text);
-    node->nextSibling = propstat;
-    response->firstChild = node;
+    auto* response = nodes_.create(vx::NODE_ELEMENT, U"response", child);
+    if (lastResponse_) {
+        NodeArena::setNextSibling(lastResponse_, response);
+    } else {
+        NodeArena::setFirstChild(document_->firstChild, response);
+    }
+    lastResponse_ = response;
 }
 
 // The extension would take such a display name for what it has already.
@@ -200,10 +205,10 @@ bool MultistatusBuilder::repeatsName(std::string_view name) const {
 }
 
 // From the last property, which most members share, to the first.
-vx::Node* MultistatusBuilder::makePropstat() {
+const vx::Node* MultistatusBuilder::makePropstat() {
     static constexpr std::array<std::u32string_view, entityTag> names = {
         U"displayname", U"getcontentlength", U"getlastmodified", U"creationdate"};
-    vx::Node* properties = nullptr;
+    const vx::Node* properties = nullptr;
     if (kept_.isCollection) {
         auto* collection = sharer_.element(U"collection", nullptr, nullptr);
         properties = sharer_.element(U"resourcetype", collection, nullptr);

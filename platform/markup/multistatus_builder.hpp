@@ -72,14 +72,15 @@ private:
     void end(Place place);
     void mergeFound();
     void appendResponse();
-    void append(std::string_view href, vx::Node* propstat);
-    vx::Node* makePropstat();
+    void append(std::string_view href, const vx::Node* propstat);
+    const vx::Node* makePropstat();
     bool repeatsName(std::string_view name) const;
 
     RewriteHref rewrite_;
     uint64_t mostBytes_;
     DocumentPtr document_ = std::make_unique<TreeDocument>();
-    NodeSharer sharer_{*document_};
+    NodeArena nodes_{*document_};
+    NodeSharer sharer_{*document_, nodes_};
     vx::Node* lastResponse_ = nullptr;
 
     std::vector<Place> open_;  // from the root inwards

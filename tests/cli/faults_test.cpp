@@ -151,6 +151,21 @@ TEST_F(Faults, namesCannotCommandATerminalNorPassForOthers) {
     EXPECT_EQ(shown.wait()->output, "\\x1B[2J\\x0Ax\r\n");
 }
 
+TEST_F(Faults, aListingTellsWholeUrlsHoweverTheServerWroteThem) {
+    const std::string root = collection.substr(0, collection.size() - 3);
+    const std::pair<std::string, std::string> hrefs[] = {
+        {"/c/x:y", collection + "x:y"},
+        {"sub/", collection + "sub/"},
+        {collection + "z", collection + "z"},
+        {"/%63/z", root + "/%63/z"},
+        {"http://inside.example/c/z", "http://inside.example/c/z"}};
+    for (const auto& [href, told] : hrefs) {
+        server.on("PROPFIND", "/c/", multistatus(href));
+        const std::string output = quillon({"ls", "--json", collection}).output;
+        EXPECT_NE(output.find("\"url\":\"" + told + '"'), output.npos) << output;
+    }
+}
+
 TEST_F(Faults, credentialsOfAUrlDoNotStayAmongTheArguments) {
     server.on("GET", "/c/file", Answer(200, "content").stalledAfter(3));
     const std::string typed = "http://ann:secret@" + url.substr(7);

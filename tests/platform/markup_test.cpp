@@ -19,11 +19,11 @@ using Row = std::pair<std::string, std::string>;  // given, expected
 // a(b("text") c)
 std::string shown(const vx::Node* node) {
     std::string text;
-    for (; node; node = node->nextSibling) {
-        const char* quote = node->nodeType == vx::NODE_ELEMENT ? "" : "\"";
+    for (; node; node = nodeNextSibling(node)) {
+        const char* quote = nodeType(node) == vx::NODE_ELEMENT ? "" : "\"";
         text.append(quote).append(shownUtf8(textOf(*node))).append(quote);
-        if (node->firstChild) text += '(' + shown(node->firstChild) + ')';
-        if (node->nextSibling) text += ' ';
+        if (const auto* child = nodeFirstChild(node)) text += '(' + shown(child) + ')';
+        if (nodeNextSibling(node)) text += ' ';
     }
     return text;
 }

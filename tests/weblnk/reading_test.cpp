@@ -193,7 +193,7 @@ TEST(WeblnkReading, propFindTakesWholeDocumentsOnly) {
     checkAll({
         {list, {two}, "207 URL/a URL/x%20y", once},
         // Self, in the spelling of the URL that was asked for: behind a redirect, too.
-        {list, {moved(302, "/new/b/"), there}, "207 URL/a URL/new/b/c", "PROPFIND /a 1 302, " + at},
+        {list, {moved(302, "/new/b/"), there}, "207 URL/a /new/b/c", "PROPFIND /a 1 302, " + at},
         // Begun anew, not gone on with.
         {list, {Answer(two).truncatedAfter(90), two}, "207 URL/a URL/x%20y", once + ", " + once},
         {list, {good}, "200 no document", "PROPFIND /a 1 200"},
