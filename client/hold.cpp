@@ -85,7 +85,8 @@ Result<void> Hold::look(bool wasMissing, bool lockedBefore) {
                           "This is a collection, which has no content. End its URL with a slash "
                           "to name what is in it.");
     }
-    madeEmpty_ = wasMissing && locked_ && properties_.exists && properties_.size == 0;
+    const bool empty = properties_.size.value_or(0) == 0;
+    madeEmpty_ = wasMissing && locked_ && properties_.exists && empty;
     isNew_ = !properties_.exists || madeEmpty_;
     if (wasMissing && !isNew_ && !lockedBefore) {
         return localError(Kind::changedOnServer,

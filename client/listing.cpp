@@ -37,8 +37,8 @@ std::string Entry::displayName() const {
     return fromHref ? std::string() : vxhost::shownUtf8({info_->name, info_->nameLength});
 }
 
-uint64_t Entry::size() const {
-    return info_->size;
+std::optional<uint64_t> Entry::size() const {
+    return sizeOf(*info_);
 }
 
 std::optional<Time> Entry::created() const {
@@ -50,7 +50,7 @@ std::optional<Time> Entry::modified() const {
 }
 
 bool Entry::isCollection() const {
-    return (info_->flags & vx::FILEINFO_COLLECTION) != 0;
+    return quillon::isCollection(*info_);
 }
 
 Listing::Iterator& Listing::Iterator::operator++() {

@@ -23,11 +23,11 @@ class Entry {
 public:
     explicit Entry(const vx::FileInfo* info) : info_(info) {}
 
-    std::string name() const;         // decoded, UTF-8 if the server's is
-    std::string segment() const;      // still percent-encoded, without a final slash
-    std::string href() const;         // the whole URL
-    std::string displayName() const;  // empty: the server gives none of its own
-    uint64_t size() const;            // in bytes; 0 when not known
+    std::string name() const;              // decoded, UTF-8 if the server's is
+    std::string segment() const;           // still percent-encoded, without a final slash
+    std::string href() const;              // the whole URL
+    std::string displayName() const;       // empty: the server gives none of its own
+    std::optional<uint64_t> size() const;  // in bytes; nothing when not known
     std::optional<Time> created() const;
     std::optional<Time> modified() const;
     bool isCollection() const;

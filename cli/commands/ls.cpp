@@ -53,10 +53,9 @@ std::vector<Line> sortedLines(const Listing& listing, bool hidden) {
     return lines;
 }
 
-void addRow(Table& table, const std::string& name, bool isCollection, uint64_t size,
+void addRow(Table& table, const std::string& name, bool isCollection, std::optional<uint64_t> size,
             std::optional<Time> modified) {
-    table.add(isCollection ? "-" : shortSize(size), localDate(modified),
-              shownName(name, isCollection));
+    table.add(shortSize(size), localDate(modified), shownName(name, isCollection));
 }
 
 Table detailTable() {

@@ -141,6 +141,20 @@ TEST_F(Faults, namesCannotCommandATerminalNorPassForOthers) {
     EXPECT_EQ(shown.wait()->output, "\\x1B[2J\\x0Ax\r\n");
 }
 
+TEST_F(Faults, whatAListingDoesNotTellIsNotInvented) {
+    const auto response = [](const std::string& href, const std::string& size) {
+        return "<response><href>" + href + "</href><propstat><prop><getcontentlength>" + size +
+               "</getcontentlength></prop><status>HTTP/1.1 200 OK</status></propstat></response>";
+    };
+    server.on(
+        "PROPFIND", "/c/",
+        Answer::xml(207, "<multistatus xmlns=\"DAV:\">" + response("", "1") +
+                             response("/c/a", "-5") + response("/c/b", "0") + "</multistatus>"));
+    expect({{{"ls", "-l", collection}, 0, "  -  -  a\n0 B  -  b\n"}});
+    const std::string json = quillon({"ls", "--json", collection}).output;
+    EXPECT_NE(json.find("\"size\":null"), std::string::npos) << json;
+}
+
 TEST_F(Faults, credentialsOfAUrlDoNotStayAmongTheArguments) {
     server.on("GET", "/c/file", Answer(200, "content").stalledAfter(3));
     const std::string typed = "http://ann:secret@" + url.substr(7);
