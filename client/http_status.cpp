@@ -16,8 +16,16 @@ struct Row {
 };
 
 constexpr std::array rows{
+    Row{300, "Multiple Choices", "It has several things there; use the URL of one of them."},
     Row{301, "Moved Permanently", "Use the URL that the server's administrator names."},
     Row{302, "Found", "Use the URL that the server's administrator names."},
+    Row{303, "See Other", "It shows a page instead; use the URL at which it speaks WebDAV."},
+    Row{304, "Not Modified",
+        "Nobody asked whether it is; a cache on the way may be in the way. Try again without it."},
+    Row{305, "Use Proxy",
+        "It wants a proxy; give one that you trust, if its administrator agrees."},
+    Row{307, "Temporary Redirect", "Use the URL that the server's administrator names."},
+    Row{308, "Permanent Redirect", "Use the URL that the server's administrator names."},
     Row{400, "Bad Request", "It did not understand the request; check the URL."},
     Row{403, "Forbidden", "This account may lack the right to it."},
     Row{404, "Not Found", "Check the URL's spelling, or list its collection."},
