@@ -197,6 +197,21 @@ TEST_F(Faults, credentialsOfACommandLineAreNotShown) {
     }
 }
 
+TEST_F(Faults, aWordThatMayBeAPasswordIsNotRepeated) {
+    for (const Arguments& line : std::vector<Arguments>{{"--password=secret"},
+                                                        {"-psecret", "ls", url},
+                                                        {"-u", "ann", "secret", "ls", url},
+                                                        {"ls", "--password=secret", url},
+                                                        {"ls", url, "secret"},
+                                                        {"encode", "secret"},
+                                                        {"login", "work", "secret"},
+                                                        {"login", "work", url, "secret"}}) {
+        const support::Outcome outcome = quillon(line);
+        EXPECT_EQ(outcome.exitCode, 2) << outcome.errors;
+        EXPECT_EQ(outcome.errors.find("secret"), std::string::npos) << outcome.errors;
+    }
+}
+
 TEST_F(Faults, aLockTokenIsOneWordOfACommandOrNotShown) {
     server.on("UNLOCK", "/c/*", Answer().dropped());
     const std::pair<std::string, std::string> rows[] = {
