@@ -105,6 +105,10 @@ Kind kindOf(Code code, int httpStatus) {
     return row->http == Http::asked && refusal ? kindOfAnswer(httpStatus) : row->kind;
 }
 
+bool lockIsGone(const Error& notUnlocked) {
+    return notUnlocked.httpStatus != 0 && notUnlocked.locks.empty();
+}
+
 Error localError(Kind kind, std::string sentence) {
     return {kind, Code::success, 0, {std::move(sentence)}};
 }

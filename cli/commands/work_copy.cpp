@@ -80,11 +80,13 @@ Result<fs::path> saveFile(const fs::path& file) {
 Result<WorkCopy> WorkCopy::make(const fs::path& original, const std::string& name) {
     std::error_code problem;
     fs::path folder = original;
-    folder += ".work";
+    folder += workSuffix;
     fs::create_directory(folder, problem);
     if (problem) return failure("make the folder", folder, problem);
     fs::permissions(folder, fs::perms::owner_all, problem);
-    WorkCopy copy(original, folder / localName(name));
+    Result<FolderHold> hold = FolderHold::take(folder);
+    if (!hold) return std::move(hold).error();
+    WorkCopy copy(original, folder / localName(name), std::move(*hold));
     fs::copy_file(original, copy.file_, problem);
     if (problem) return failure("write", copy.file_, problem);
     return copy;

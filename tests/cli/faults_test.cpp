@@ -1,5 +1,6 @@
 // Servers that fail or lie, a machine without room, and signals at any time.
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 
 #include "tests/cli/program.hpp"
@@ -303,6 +304,45 @@ TEST_F(Faults, twoSignalsLeaveALockThatIsToldOf) {
         EXPECT_EQ(std::ranges::count(program.errors(), '\n'), 1);
         server.on(method, "/c/file", Answer(200).with("Lock-Token", "<" + TOKEN + ">"));
     }
+}
+
+TEST_F(Faults, aSignalWhileALockIsGivenBackIsAnInterrupt) {
+    std::atomic<pid_t> process = 0;
+    server.on("UNLOCK", "/c/file", [&](const support::Request&) {
+        support::eventually([&] { return process != 0; });
+        kill(process, SIGTERM);
+        return Answer().dropped();
+    });
+    support::RunningProcess program(command({"put", "a", url}));
+    process = program.pid();
+    EXPECT_EQ(program.wait()->exitCode, 130) << program.errors();
+    EXPECT_NE(program.errors().find("--token " + TOKEN), std::string::npos) << program.errors();
+}
+
+TEST_F(Faults, aNoteOfALockStaysAsLongAsTheLockMay) {
+    const std::filesystem::path notes = home / "state/quillon/locks";
+    const auto properties = [&](const std::string& more) {
+        return Answer::xml(207, "<multistatus xmlns=\"DAV:\"><response><href/><propstat><prop>" +
+                                    more + "<getlastmodified>" + DATE +
+                                    "</getlastmodified></prop></propstat></response>"
+                                    "</multistatus>");
+    };
+    server.on("UNLOCK", "/c/*", Answer(500));
+    server.on("PROPFIND", "/c/file", properties("<lockdiscovery/>"));
+    expect({{{"edit", url}, 0, ""}});
+    EXPECT_TRUE(std::filesystem::is_empty(notes));
+    server.on("PROPFIND", "/c/file", properties(""));  // which tells nothing of locks
+    expect({{{"edit", url}, 7, "--token " + TOKEN}});
+    EXPECT_FALSE(std::filesystem::is_empty(notes));
+    std::filesystem::remove_all(notes);
+
+    // No name for the version that is kept is short enough, so that it stays where it is.
+    server.on("UNLOCK", "/c/*", Answer(204)).on("PUT", "/c/*", Answer(507));
+    const std::string longName = server.url("c/" + std::string(253, 'n'));
+    EXPECT_NE(quillon({"edit", longName}).errors.find("your version stays in"), std::string::npos);
+    const std::string told = quillon({"info", longName}).errors;
+    EXPECT_NE(told.find("did not store is in"), std::string::npos) << told;
+    EXPECT_EQ(told.find(TOKEN), std::string::npos) << told;
 }
 
 TEST_F(Faults, aSignalEndsTheWaitForAPipe) {
