@@ -21,7 +21,7 @@ constexpr std::array rows{
     Row{302, "Found", "Use the URL that the server's administrator names."},
     Row{303, "See Other", "It shows a page instead; use the URL at which it speaks WebDAV."},
     Row{304, "Not Modified",
-        "Nobody asked whether it is; a cache on the way may be in the way. Try again without it."},
+        "Nobody asked whether it was: perhaps a cache on the way answers. Try again without it."},
     Row{305, "Use Proxy",
         "It wants a proxy; give one that you trust, if its administrator agrees."},
     Row{307, "Temporary Redirect", "Use the URL that the server's administrator names."},

@@ -1,14 +1,12 @@
 #include "client/left_caches.hpp"
 
-#include <sys/stat.h>
-
 #include <optional>
 #include <string>
 #include <system_error>
 #include <utility>
 
+#include "client/local_file.hpp"
 #include "client/outcome.hpp"
-#include "platform/files/content.hpp"
 #include "platform/files/directories.hpp"
 #include "platform/files/living_directory.hpp"
 
@@ -18,7 +16,7 @@ namespace {
 namespace fs = std::filesystem;
 using Paths = std::vector<fs::path>;
 
-// Of a cache, or of a folder in it; nothing when it cannot be read, or somebody works in there.
+// Nothing when it cannot be read.
 std::optional<Paths> entriesOf(const fs::path& folder) {
     std::error_code problem;
     Paths entries;
@@ -34,31 +32,6 @@ bool isFile(const fs::path& path) {
     return fs::symlink_status(path, none).type() == fs::file_type::regular;
 }
 
-bool sameContent(const fs::path& a, const fs::path& b) {
-    try {
-        const vxhost::Descriptor other(b, O_RDONLY | O_NOFOLLOW);
-        const vxhost::Descriptor one(a, O_RDONLY | O_NOFOLLOW);
-        std::string expected;
-        bool same = true;
-        vxhost::readPieces(one, a, [&](std::string_view piece) {
-            expected.resize(piece.size());
-            size_t got = 0;
-            while (got < piece.size()) {
-                const ssize_t more = vxhost::readPiece(other, expected.data() + got,
-                                                       piece.size() - got, vxhost::OnSignal::end);
-                if (more <= 0) break;
-                got += static_cast<size_t>(more);
-            }
-            same = got == piece.size() && expected == piece;
-            return same;
-        });
-        char next = 0;
-        return same && vxhost::readPiece(other, &next, 1, vxhost::OnSignal::end) == 0;
-    } catch (const vxhost::Failure&) {  // what cannot be compared may differ
-        return false;
-    }
-}
-
 // Adds what may be somebody's work. False: a program still works there.
 bool addWork(const fs::path& folder, Paths& work) {
     const auto taken = vxhost::takeLeftDirectory(folder);
@@ -66,8 +39,11 @@ bool addWork(const fs::path& folder, Paths& work) {
     if (!files) return false;
     fs::path original = folder;
     original.replace_extension();  // workSuffix is the last one
-    const bool untouched = files->size() == 1 && isFile(files->front()) && isFile(original) &&
-                           sameContent(files->front(), original);
+    bool untouched = files->size() == 1 && isFile(files->front()) && isFile(original);
+    if (untouched) {
+        const Result<bool> same = sameContent(files->front(), original);
+        untouched = same && *same;
+    }
     if (!untouched) work.insert(work.end(), files->begin(), files->end());
     return true;
 }
@@ -119,8 +95,14 @@ int FolderHold::descriptor() const {
 }
 
 Paths removeLeftCaches() {
+    const fs::path root = vxhost::cacheHome();
+    const Result<void> own = caught([&]() -> Result<void> {
+        vxhost::checkOwnDirectory(root);
+        return {};
+    });
     Paths kept;
-    for (const fs::path& cache : entriesOf(vxhost::cacheHome()).value_or(Paths())) {
+    if (!own) return kept;  // which is said when the next cache is made
+    for (const fs::path& cache : entriesOf(root).value_or(Paths())) {
         if (!cache.filename().string().starts_with(vxhost::cachePrefix)) continue;
         const auto taken = vxhost::takeLeftDirectory(cache);
         const auto work = taken ? workIn(cache) : std::nullopt;
