@@ -86,8 +86,17 @@ struct Refusal {
 };
 
 constexpr std::array refusals{
+    Refusal{300, "Multiple Choices", "It has several things there; use the URL of one of them."},
     Refusal{301, "Moved Permanently", "Use the URL that the server's administrator names."},
     Refusal{302, "Found", "Use the URL that the server's administrator names."},
+    Refusal{303, "See Other", "It shows a page instead; use the URL at which it speaks WebDAV."},
+    Refusal{
+        304, "Not Modified",
+        "Nobody asked whether it was: perhaps a cache on the way answers. Try again without it."},
+    Refusal{305, "Use Proxy",
+            "It wants a proxy; give one that you trust, if its administrator agrees."},
+    Refusal{307, "Temporary Redirect", "Use the URL that the server's administrator names."},
+    Refusal{308, "Permanent Redirect", "Use the URL that the server's administrator names."},
     Refusal{400, "Bad Request", "It did not understand the request; check the URL."},
     Refusal{403, "Forbidden", "This account may lack the right to it."},
     Refusal{404, "Not Found", "Check the URL's spelling, or list its collection."},
@@ -148,6 +157,10 @@ std::string answerText(int httpStatus) {
     const std::string_view gap = refusal->advice.empty() ? "" : " ";
     return fmt::format("The server answered {} ({}).{}{}", httpStatus, refusal->phrase, gap,
                        refusal->advice);
+}
+
+bool lockIsGone(const Error& notUnlocked) {
+    return notUnlocked.httpStatus != 0 && notUnlocked.locks.empty();
 }
 
 Error localError(Kind kind, std::string sentence) {

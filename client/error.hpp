@@ -83,6 +83,9 @@ struct Error {
     std::vector<StrayLock> locks{};      // that the person may take off, by unlock
 };
 
+// Whether an unlock that failed so left no lock all the same, as the server says that was asked.
+bool lockIsGone(const Error& notUnlocked);
+
 // A failure on this side, in one sentence.
 Error localError(Kind kind, std::string sentence);
 Error interruption();

@@ -25,6 +25,7 @@ vxhost::Settings settingsFrom(ExtensionOptions& options) {
     }
     settings.exchanged = &hear;
     settings.strayLock = &noteStrayLock;
+    settings.unknownSchemes = &noteUnknownSchemes;
     settings.passwordInClear = std::move(options.passwordInClear);
     return settings;
 }

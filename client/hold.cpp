@@ -20,19 +20,6 @@ bool noLockHere(const Error& error) {
     return false;
 }
 
-// The lock is not there any more: it ran out, was taken away, or went with the member.
-bool lockGone(const Error& error) {
-    if (error.code == Code::lockLeft) return false;
-    switch (error.httpStatus) {
-        case 400:
-        case 404:
-        case 409:
-        case 412:
-            return true;
-    }
-    return false;
-}
-
 }  // namespace
 
 Hold::Hold(Hold&& other) noexcept
@@ -85,7 +72,8 @@ Result<void> Hold::look(bool wasMissing, bool lockedBefore) {
                           "This is a collection, which has no content. End its URL with a slash "
                           "to name what is in it.");
     }
-    madeEmpty_ = wasMissing && locked_ && properties_.exists && properties_.size == 0;
+    const bool empty = properties_.size.value_or(0) == 0;
+    madeEmpty_ = wasMissing && locked_ && properties_.exists && empty;
     isNew_ = !properties_.exists || madeEmpty_;
     if (wasMissing && !isNew_ && !lockedBefore) {
         return localError(Kind::changedOnServer,
@@ -126,7 +114,7 @@ Result<void> Hold::release() {
     if (!std::exchange(locked_, false)) return {};
     if (madeEmpty_) dropEmpty();
     Result<void> unlocked = member_->unlock();
-    if (!unlocked && lockGone(unlocked.error())) return {};
+    if (!unlocked && lockIsGone(unlocked.error())) return {};
     return unlocked;
 }
 

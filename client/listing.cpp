@@ -33,8 +33,8 @@ std::string Entry::href() const {
     return isSegment ? *collectionUrl_ + href : href;
 }
 
-uint64_t Entry::size() const {
-    return info_->size;
+std::optional<uint64_t> Entry::size() const {
+    return sizeOf(*info_);
 }
 
 std::optional<Time> Entry::created() const {
@@ -46,7 +46,7 @@ std::optional<Time> Entry::modified() const {
 }
 
 bool Entry::isCollection() const {
-    return (info_->flags & vx::FILEINFO_COLLECTION) != 0;
+    return quillon::isCollection(*info_);
 }
 
 Listing::Iterator& Listing::Iterator::operator++() {

@@ -25,10 +25,10 @@ public:
     Entry(const vx::FileInfo* info, const std::string* collectionUrl)
         : info_(info), collectionUrl_(collectionUrl) {}
 
-    std::string name() const;     // decoded, UTF-8 if the server's is
-    std::string segment() const;  // still percent-encoded, without a final slash
-    std::string href() const;     // the whole URL
-    uint64_t size() const;        // in bytes; 0 when not known
+    std::string name() const;              // decoded, UTF-8 if the server's is
+    std::string segment() const;           // still percent-encoded, without a final slash
+    std::string href() const;              // the whole URL
+    std::optional<uint64_t> size() const;  // in bytes; nothing when not known
     std::optional<Time> created() const;
     std::optional<Time> modified() const;
     bool isCollection() const;

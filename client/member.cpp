@@ -47,8 +47,8 @@ Properties propertiesOf(const vx::FileHandle& handle, std::string_view url) {
     properties.canLock = (handle.allow & vx::ALLOW_LOCK) != 0;
     const vx::FileInfo* info = handle.fileInfo;
     if (info == nullptr) return properties;
-    properties.isCollection = (info->flags & vx::FILEINFO_COLLECTION) != 0;
-    properties.size = info->size;
+    properties.isCollection = isCollection(*info);
+    properties.size = sizeOf(*info);
     properties.created = timeOf(info->created);
     properties.modified = timeOf(info->modified);
     properties.displayName = displayNameOf(*info, url);

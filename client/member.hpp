@@ -19,7 +19,7 @@ struct Properties {
     bool exists = false;  // when not, the rest says nothing but what the server allows there
     bool isCollection = false;
     bool canLock = false;
-    uint64_t size = 0;  // in bytes; 0 when not known
+    std::optional<uint64_t> size;  // in bytes; nothing when not known
     std::optional<Time> created;
     std::optional<Time> modified;
     std::string displayName;                // empty: the server gives none of its own

@@ -70,10 +70,9 @@ std::unique_ptr<Lines> sortedLines(const Listing& listing, bool hidden) {
     return lines;
 }
 
-void addRow(Table& table, std::string_view name, bool isCollection, uint64_t size,
+void addRow(Table& table, std::string_view name, bool isCollection, std::optional<uint64_t> size,
             std::optional<Time> modified) {
-    table.add(isCollection ? "-" : shortSize(size), localDate(modified),
-              shownName(name, isCollection));
+    table.add(shortSize(size), localDate(modified), shownName(name, isCollection));
 }
 
 Table detailTable() {

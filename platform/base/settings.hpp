@@ -52,6 +52,9 @@ struct Settings {
     std::function<void(const StrayLock&)> strayLock;  // may be empty
     // Told when the user's password went to that origin as it is, over http; may be empty.
     std::function<void(std::string_view origin)> passwordInClear;
+    // Told of a 401 that nobody here can answer: the schemes it asks for, as they are shown to a
+    // person; may be empty.
+    std::function<void(std::string_view schemes)> unknownSchemes;
     // Told of a LOCK that is on its way, when nobody knows the token yet, and of each lock that is
     // held; what it returns is destroyed when the answer is there, or the lock is not held any
     // more.

@@ -27,15 +27,22 @@ std::string cleaned(std::string_view location) {
     return url;
 }
 
+// Of a redirect that is not followed. A URL of another kind than http's is no advice.
+Failure redirectRefused(const Request& request, const std::string& url) {
+    const std::string what =
+        fmt::format("{} {}: the server sends this request to {}", request.method, request.url, url);
+    if (requestUrl(url).empty()) {
+        return {WEBLNK_BAD_ANSWER, what + ", which is no http or https URL."};
+    }
+    return {WEBLNK_REDIRECTED_AWAY, what + "; give that URL if you trust it."};
+}
+
 std::string redirectTarget(const Request& request, const Answer& answer) {
     const auto location = answer.headers.first("Location");
     if (!isRedirect(answer.status) || location.empty()) return {};
     std::string url = withoutCredentials(resolve(request.url, cleaned(location)));
     if (sameOrigin(url, request.url)) return url;
-    throw Failure(WEBLNK_REDIRECTED_AWAY,
-                  fmt::format("{} {}: the server sends this request to {}; give that URL if you "
-                              "trust it.",
-                              request.method, request.url, url));
+    throw redirectRefused(request, url);
 }
 
 bool endsInSlash(std::string_view url) {

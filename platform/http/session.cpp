@@ -116,6 +116,8 @@ Answer Session::attempt(const Target& target, const Request& request) {
     }
     tellPasswordInClear();
     if (answer.status == 401) {
+        const std::string schemes = unknownSchemes(answer.headers);
+        if (!schemes.empty() && settings_.unknownSchemes) settings_.unknownSchemes(schemes);
         const bool wantsBasic = !credentials_->user.empty() && offered() == AuthScheme::BASIC;
         if (wantsBasic && refusesBasic()) tellDowngrade(target, request);
         forget();  // or curl would take every later challenge for another refusal

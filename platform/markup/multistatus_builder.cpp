@@ -3,8 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
-#include <system_error>
 
 #include "platform/base/ascii.hpp"
 #include "platform/base/status.hpp"
@@ -22,11 +20,10 @@ bool grants(std::string_view statusLine) {
     return trim(statusLine).empty() || isSuccess(parseStatusLine(statusLine).value_or(0));
 }
 
-// The extension's arithmetic has 64 bits.
-bool isTooLarge(std::string_view size) {
-    uint64_t number = 0;
-    const auto result = std::from_chars(size.data(), size.data() + size.size(), number);
-    return result.ec == std::errc::result_out_of_range;
+// Of a member: the extension would take what is no number for 0, and what is missing, too.
+std::string_view sizeOrUnknown(std::string_view size) {
+    static const std::string unknown = std::to_string(unknownSize);
+    return parseNumber<uint64_t>(size) ? size : unknown;
 }
 
 }  // namespace
@@ -215,9 +212,9 @@ const vx::Node* MultistatusBuilder::makePropstat() {
     }
     for (size_t i = names.size(); i-- > 0;) {
         const std::string_view raw = kept_.values[i];
-        const auto value = i == displayName ? raw : trim(raw);
+        auto value = i == displayName ? raw : trim(raw);
+        if (i == contentLength && !kept_.isCollection) value = sizeOrUnknown(value);
         if (value.empty() || (i == displayName && repeatsName(value))) continue;
-        if (i == contentLength && isTooLarge(value)) continue;
         properties = sharer_.element(names[i], sharer_.text(value), properties);
     }
     return sharer_.element(U"propstat", sharer_.element(U"prop", properties, nullptr), nullptr);

@@ -55,6 +55,19 @@ PropertyAnswer askProperty(const Target& target, std::string_view property, bool
     return {answer.status, useful ? std::move(answer.text) : std::string()};
 }
 
+bool tellsProperty(const std::string& multistatus, std::u32string_view property) {
+    TreeBuilder builder;
+    builder.feed(multistatus);
+    const auto document = builder.finish();
+    const vx::Node* propstat =
+        childElement(childElement(document->firstChild, U"response"), U"propstat");
+    for (; propstat; propstat = propstat->nextSibling) {
+        const bool found = isSuccess(statusIn(childElement(propstat, U"status"), 200));
+        if (found && childElement(childElement(propstat, U"prop"), property)) return true;
+    }
+    return false;
+}
+
 std::optional<uint64_t> sizeByProperties(const Target& target) {
     try {
         const PropertyAnswer answer = askProperty(target, "getcontentlength");

@@ -1,5 +1,6 @@
 // Servers that fail or lie, a machine without room, and signals at any time.
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 
 #include "tests/cli/program.hpp"
@@ -104,6 +105,12 @@ TEST_F(Faults, answersThatFailOrLie) {
         {"GET /c/file", Answer(200, "content").stalledAfter(3), {get, 7, "did not answer in time"}},
         {"GET /c/file", Answer(403), {get, 1, "cannot fetch " + url}},
         {"GET /c/file", Answer(301).with("Location", "http://h/"), {get, 1, "http://h/"}},
+        {"GET /c/file", Answer(301).with("Location", "ftp://h/"), {get, 7, "no http or https URL"}},
+        {"GET /c/file", Answer(303).with("Location", "/c/b"), {get, 1, "303 (See Other). It"}},
+        {"GET /c/file", Answer(305), {get, 1, "305 (Use Proxy). It"}},
+        {"GET /c/file",
+         Answer(401).with("WWW-Authenticate", "Negotiate, Digest algorithm=X"),
+         {get, 1, "by Negotiate, Digest with X, but quillon knows only Basic and Digest"}},
         {"PROPFIND /c/", Answer::xml(207, "<multistatus xmlns=\"DAV:\">"), {ls, 7, "list"}},
         {"PROPFIND /c/", Answer(405), {ls, 1, "cannot list"}},
         {"DELETE /c/file", Answer(204), {old, 1, "keeps no dates of creation"}},
@@ -166,6 +173,20 @@ TEST_F(Faults, aListingTellsWholeUrlsHoweverTheServerWroteThem) {
     }
 }
 
+TEST_F(Faults, whatAListingDoesNotTellIsNotInvented) {
+    const auto response = [](const std::string& href, const std::string& size) {
+        return "<response><href>" + href + "</href><propstat><prop><getcontentlength>" + size +
+               "</getcontentlength></prop><status>HTTP/1.1 200 OK</status></propstat></response>";
+    };
+    server.on(
+        "PROPFIND", "/c/",
+        Answer::xml(207, "<multistatus xmlns=\"DAV:\">" + response("", "1") +
+                             response("/c/a", "-5") + response("/c/b", "0") + "</multistatus>"));
+    expect({{{"ls", "-l", collection}, 0, "  -  -  a\n0 B  -  b\n"}});
+    const std::string json = quillon({"ls", "--json", collection}).output;
+    EXPECT_NE(json.find("\"size\":null"), std::string::npos) << json;
+}
+
 TEST_F(Faults, credentialsOfAUrlDoNotStayAmongTheArguments) {
     server.on("GET", "/c/file", Answer(200, "content").stalledAfter(3));
     const std::string typed = "http://ann:secret@" + url.substr(7);
@@ -199,6 +220,21 @@ TEST_F(Faults, credentialsOfACommandLineAreNotShown) {
         }
         const std::string told = quillon({"shell", collection}, "ls '" + typed + "'\n").errors;
         EXPECT_EQ(told.find("secret"), std::string::npos) << told;
+    }
+}
+
+TEST_F(Faults, aWordThatMayBeAPasswordIsNotRepeated) {
+    for (const Arguments& line : std::vector<Arguments>{{"--password=secret"},
+                                                        {"-psecret", "ls", url},
+                                                        {"-u", "ann", "secret", "ls", url},
+                                                        {"ls", "--password=secret", url},
+                                                        {"ls", url, "secret"},
+                                                        {"encode", "secret"},
+                                                        {"login", "work", "secret"},
+                                                        {"login", "work", url, "secret"}}) {
+        const support::Outcome outcome = quillon(line);
+        EXPECT_EQ(outcome.exitCode, 2) << outcome.errors;
+        EXPECT_EQ(outcome.errors.find("secret"), std::string::npos) << outcome.errors;
     }
 }
 
@@ -293,6 +329,45 @@ TEST_F(Faults, twoSignalsLeaveALockThatIsToldOf) {
         EXPECT_EQ(std::ranges::count(program.errors(), '\n'), 1);
         server.on(method, "/c/file", Answer(200).with("Lock-Token", "<" + lockToken + ">"));
     }
+}
+
+TEST_F(Faults, aSignalWhileALockIsGivenBackIsAnInterrupt) {
+    std::atomic<pid_t> process = 0;
+    server.on("UNLOCK", "/c/file", [&](const support::Request&) {
+        support::eventually([&] { return process != 0; });
+        kill(process, SIGTERM);
+        return Answer().dropped();
+    });
+    support::RunningProcess program(command({"put", "a", url}));
+    process = program.pid();
+    EXPECT_EQ(program.wait()->exitCode, 130) << program.errors();
+    EXPECT_NE(program.errors().find("--token " + TOKEN), std::string::npos) << program.errors();
+}
+
+TEST_F(Faults, aNoteOfALockStaysAsLongAsTheLockMay) {
+    const std::filesystem::path notes = home / "state/quillon/locks";
+    const auto properties = [&](const std::string& more) {
+        return Answer::xml(207, "<multistatus xmlns=\"DAV:\"><response><href/><propstat><prop>" +
+                                    more + "<getlastmodified>" + DATE +
+                                    "</getlastmodified></prop></propstat></response>"
+                                    "</multistatus>");
+    };
+    server.on("UNLOCK", "/c/*", Answer(500));
+    server.on("PROPFIND", "/c/file", properties("<lockdiscovery/>"));
+    expect({{{"edit", url}, 0, ""}});
+    EXPECT_TRUE(std::filesystem::is_empty(notes));
+    server.on("PROPFIND", "/c/file", properties(""));  // which tells nothing of locks
+    expect({{{"edit", url}, 7, "--token " + TOKEN}});
+    EXPECT_FALSE(std::filesystem::is_empty(notes));
+    std::filesystem::remove_all(notes);
+
+    // No name for the version that is kept is short enough, so that it stays where it is.
+    server.on("UNLOCK", "/c/*", Answer(204)).on("PUT", "/c/*", Answer(507));
+    const std::string longName = server.url("c/" + std::string(253, 'n'));
+    EXPECT_NE(quillon({"edit", longName}).errors.find("your version stays in"), std::string::npos);
+    const std::string told = quillon({"info", longName}).errors;
+    EXPECT_NE(told.find("did not store is in"), std::string::npos) << told;
+    EXPECT_EQ(told.find(TOKEN), std::string::npos) << told;
 }
 
 TEST_F(Faults, aSignalEndsTheWaitForAPipe) {

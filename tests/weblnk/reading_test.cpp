@@ -70,7 +70,7 @@ TEST(WeblnkReading, anAnswerIsWholeOrAskedForAgainOrRefused) {
          "more than 5 redirects"},
         {head, {moved(302, "//h.invalid/")}, "REDIRECTED_AWAY", "HEAD /a 302", "http://h.invalid/"},
         {head, {moved(302, "http://127.0.0.1:1/a")}, "REDIRECTED_AWAY", "HEAD /a 302", ":1/a"},
-        {head, {moved(302, "file:///etc")}, "REDIRECTED_AWAY", "HEAD /a 302", "file:///etc"},
+        {head, {moved(302, "file:///etc")}, "BAD_ANSWER", "HEAD /a 302", "no http or https URL"},
         {at("http://127.0.0.1:1/"), {good}, "NO_CONNECTION", "", "no connection"},
         {at("http://nowhere.invalid/"), {good}, "NO_SUCH_HOST", "", "no such host"},
         {at("http://h/c/.."), {good}, "BAD_URL", "", "are no names"},
