@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """quillon beside its peers on a private Apache: medians of time, processor time and peak memory.
 
-bench/run.py BUILD [--quick]: BUILD is the folder of a release build with its test support. Every
+bench/run.py BUILD [--quick] [--listings]: BUILD is the folder of a release build with its test
+support. --listings leaves out all other rows. Every
 round runs all programs of a row in turn, each time another one first, so that what else the machine
 does and what is cached meet all of them. The table goes to standard output in Markdown, everything
 measured to bench/results/."""
@@ -165,17 +166,26 @@ class Bench:
         self.empty(folder)
         for i in range(count):
             (folder / f"report-{i:06}.txt").touch()
-        answer = self.local / "answer.xml"
         with Server(self.testserver, "--directory", self.root) as server:
             url = server.url + "listed/"
             self.row(f"ls -l of {count} members", {
                 "quillon": lambda: measure([self.quillon, "ls", "-l", url]),
-                "curl, unread": lambda: measure(["curl", "-sf", "-X", "PROPFIND", "-H", "Depth: 1",
-                                                 "-o", answer, url]),
+                "curl, unread": lambda: self.propfind(url),
                 "rclone": lambda: self.rclone("lsl", "--max-depth", "1", "--webdav-url", url,
                                               ":webdav:")},
                      times=5 if count <= 1000 else 1)
         shutil.rmtree(folder)
+
+    def propfind(self, url):
+        """What curl takes to get the answer, and nothing more."""
+        return measure(["curl", "-sf", "-X", "PROPFIND", "-H", "Depth: 1", "-o", os.devnull, url])
+
+    def ready_listing(self, count, kind):
+        """The time is the program's own, and the answer's size is that of the memory to compare."""
+        with Server(HERE / "canned_server.py", count, kind) as server:
+            self.row(f"ls -l of {count} members, {kind}, from a server that has the answer ready", {
+                "quillon": lambda: measure([self.quillon, "ls", "-l", server.url]),
+                "curl, unread": lambda: self.propfind(server.url)})
 
     def cost(self, round_trip=100):
         """What open, list, close cost on an empty collection; round trips as a far server has it."""
@@ -211,6 +221,7 @@ def main():
     parser.add_argument("build", type=pathlib.Path)
     parser.add_argument("--rounds", type=int, default=5)
     parser.add_argument("--quick", action="store_true", help="smaller, and each once")
+    parser.add_argument("--listings", action="store_true", help="listings only")
     wanted = parser.parse_args()
     with tempfile.TemporaryDirectory() as home:
         os.chmod(home, 0o755)
@@ -221,12 +232,17 @@ def main():
         root.chmod(0o777)
         bench = Bench(wanted.build.resolve(), 1 if wanted.quick else wanted.rounds, root)
         count = 200 if wanted.quick else 1000
-        for size in (16, 64) if wanted.quick else (16, 1024):  # peak memory shall not follow it
-            bench.large(size << 20)
-        bench.small(count, 0)
-        bench.small(count, 10)
+        if not wanted.listings:
+            for size in (16, 64) if wanted.quick else (16, 1024):  # peak memory shall not follow it
+                bench.large(size << 20)
+            bench.small(count, 0)
+            bench.small(count, 10)
         for members in (1000, 10_000) if wanted.quick else (1000, 10_000, 100_000):
             bench.listing(members)
+        for kind in ("alike", "distinct", "least"):
+            bench.ready_listing(10_000 if wanted.quick else 100_000, kind)
+        if not wanted.quick:
+            bench.ready_listing(1_000_000, "alike")
         cost = bench.cost()
     print(file=sys.stderr)
     load = os.getloadavg()[0]

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "client/name.hpp"
 #include "platform/base/ascii.hpp"
 #include "platform/text/url.hpp"
 
@@ -138,6 +137,13 @@ std::string withoutCredentials(std::string_view typed) {
 
 bool userNameValid(std::string_view user) {
     return user.find(':') == user.npos;
+}
+
+Result<std::string> segmentFor(std::string_view name) {
+    if (name.empty() || name == "." || name == "..") {
+        return localError(Kind::usage, fmt::format("\"{}\" cannot be a member's name.", name));
+    }
+    return vxhost::encodeSegment(name);
 }
 
 Result<Address> Address::parse(std::string_view typed) {

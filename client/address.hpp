@@ -25,8 +25,17 @@ std::string withoutCredentials(std::string_view typed);
 
 // RFC 7617, 2: the colon divides it from the password, which belongs nowhere near it.
 bool userNameValid(std::string_view user);
-inline constexpr std::string_view userNameRule =
-    "A user name holds no colon. Give the password at the prompt, in a file or in the netrc file.";
+
+// The one path segment of a URL that stands for the name of a member, all of whose characters are
+// taken as they are. Fails with Kind::usage for what no member can be called.
+Result<std::string> segmentFor(std::string_view name);
+
+// The last segment of an href, whether it ends in "/" or not. Text is a string view.
+template <class Text>
+Text lastSegment(Text href) {
+    if (!href.empty() && href.back() == '/') href.remove_suffix(1);
+    return href.substr(href.rfind('/') + 1);
+}
 
 class Address {
 public:

@@ -62,8 +62,9 @@ Result<Collection> Collection::open(const Extension& extension, const Address& a
 
 Result<Listing> Collection::list() {
     const vxhost::Expecting expecting(callsToList(state_->url));
+    // Nobody reads the narrow names, so none are made: an Entry converts what it is asked for.
     vx::CollectionListHandle* opened = state_->operations().quillonCollectionListOpen(
-        state_->handle, &vxhost::utf32ToUtf8(), nullptr, begin(state_->journal));
+        state_->handle, nullptr, nullptr, begin(state_->journal));
     // The operation tells no status.
     if (opened == nullptr) return failure(vx::QUILLON_REQUEST_FAILED, state_->journal);
     return Listing(std::make_shared<const Listing::State>(state_, opened));

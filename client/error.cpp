@@ -1,7 +1,10 @@
 #include "client/error.hpp"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
+#include <string_view>
 #include <utility>
 
 #include "host/status.h"
@@ -73,6 +76,47 @@ constexpr std::array rows{
     Row{vxhost::WEBLNK_NO_TLS, Kind::network, Http::ignored},
     Row{vxhost::WEBLNK_LOCK_LEFT, Kind::refused, Http::ignored},
     Row{vxhost::TRANSCODE_INVALID, Kind::usage, Http::ignored},
+    Row{static_cast<Status>(Code::unguarded), Kind::changedOnServer, Http::ignored},
+};
+
+struct Refusal {
+    int status;
+    std::string_view phrase;  // RFC 9110, 15, and RFC 4918, 11
+    std::string_view advice;  // may be empty
+};
+
+constexpr std::array refusals{
+    Refusal{300, "Multiple Choices", "It has several things there; use the URL of one of them."},
+    Refusal{301, "Moved Permanently", "Use the URL that the server's administrator names."},
+    Refusal{302, "Found", "Use the URL that the server's administrator names."},
+    Refusal{303, "See Other", "It shows a page instead; use the URL at which it speaks WebDAV."},
+    Refusal{
+        304, "Not Modified",
+        "Nobody asked whether it was: perhaps a cache on the way answers. Try again without it."},
+    Refusal{305, "Use Proxy",
+            "It wants a proxy; give one that you trust, if its administrator agrees."},
+    Refusal{307, "Temporary Redirect", "Use the URL that the server's administrator names."},
+    Refusal{308, "Permanent Redirect", "Use the URL that the server's administrator names."},
+    Refusal{400, "Bad Request", "It did not understand the request; check the URL."},
+    Refusal{403, "Forbidden", "This account may lack the right to it."},
+    Refusal{404, "Not Found", "Check the URL's spelling, or list its collection."},
+    Refusal{405, "Method Not Allowed", "It does not do this at this URL; is WebDAV enabled there?"},
+    Refusal{407, "Proxy Authentication Required", "Give the proxy's URL with user and password."},
+    Refusal{409, "Conflict", "A collection on the way to it is missing."},
+    Refusal{410, "Gone", "It was there once, and was removed."},
+    Refusal{412, "Precondition Failed",
+            "It was changed, made or removed meanwhile; look at it anew."},
+    Refusal{413, "Content Too Large", "It takes no file of this size."},
+    Refusal{414, "URI Too Long", "Choose a shorter name."},
+    Refusal{415, "Unsupported Media Type", ""},
+    Refusal{424, "Failed Dependency", ""},
+    Refusal{429, "Too Many Requests", "Wait a while and try again."},
+    Refusal{500, "Internal Server Error",
+            "It may lack permission or room there; its log says why."},
+    Refusal{501, "Not Implemented", "It does not do this."},
+    Refusal{502, "Bad Gateway", "What stands behind it does not answer. Try again later."},
+    Refusal{503, "Service Unavailable", "Try again later."},
+    Refusal{504, "Gateway Timeout", "What stands behind it does not answer. Try again later."},
 };
 
 Kind kindOfAnswer(int httpStatus) {
@@ -103,6 +147,20 @@ Kind kindOf(Code code, int httpStatus) {
     if (row == rows.end()) return Kind::local;
     const bool refusal = httpStatus >= 300;
     return row->http == Http::asked && refusal ? kindOfAnswer(httpStatus) : row->kind;
+}
+
+std::string answerText(int httpStatus) {
+    const auto* refusal = std::find_if(
+        refusals.begin(), refusals.end(),
+        [httpStatus](const Refusal& candidate) { return candidate.status == httpStatus; });
+    if (refusal == refusals.end()) return fmt::format("The server answered {}.", httpStatus);
+    const std::string_view gap = refusal->advice.empty() ? "" : " ";
+    return fmt::format("The server answered {} ({}).{}{}", httpStatus, refusal->phrase, gap,
+                       refusal->advice);
+}
+
+bool lockIsGone(const Error& notUnlocked) {
+    return notUnlocked.httpStatus != 0 && notUnlocked.locks.empty();
 }
 
 Error localError(Kind kind, std::string sentence) {

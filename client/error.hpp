@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "host/status.h"
+
 namespace quillon {
 
 // What a failure means to whoever asked: the classes that a program acts upon.
@@ -24,35 +26,36 @@ enum class Kind : uint8_t {
 // Outcomes that a program tells apart by more than their kind. An Error may carry other numbers,
 // those of the host and its siblings.
 enum class Code : uint32_t {
-    success = 0,
-    noMemory = 0x803FC002,
-    invalidArgument = 0x803FC003,
-    badUrl = 0x81FFC801,
-    notAuthorized = 0x81FFC802,
-    collectionNotFound = 0x81FFC803,
-    locked = 0x81FFC804,
-    alreadyLocked = 0x81FFC805,
-    fileNotFound = 0x81FFC806,
-    unexpectedStatus = 0x81FFC808,
-    lockNotSupported = 0x81FFC809,
-    lockFailed = 0x81FFC80A,
-    methodNotAllowed = 0x81FFC80B,
-    noCreationDate = 0x81FFC80C,
-    newerFile = 0x81FFC80D,
-    preconditionFailed = 0x81FFC80E,
-    fileLost = 0x81FFC80F,
-    putLockFailed = 0x81FFC810,
-    requestFailed = 0x81FFC811,
-    insufficientStorage = 0x81FFC812,
-    badResponse = 0x81FFC813,
-    noLocalCache = 0x81FFC815,
-    noMemberName = 0x81FFC817,
-    mkcolForbidden = 0x81FFC818,
-    mkcolNotAllowed = 0x81FFC819,
-    mkcolConflict = 0x81FFC81A,
-    deleteRefused = 0x81FFC81B,
-    deleteNotAllowed = 0x81FFC81C,
-    deleteConflict = 0x81FFC81D,
+    success = vx::VX_SUCCESS,
+    noMemory = vx::VX_NO_MEMORY,
+    invalidArgument = vx::VX_INVALID_ARGUMENT,
+    badUrl = vx::QUILLON_BAD_URL,
+    notAuthorized = vx::QUILLON_NOT_AUTHORIZED,
+    collectionNotFound = vx::QUILLON_COLLECTION_NOT_FOUND,
+    locked = vx::QUILLON_LOCKED,
+    alreadyLocked = vx::QUILLON_ALREADY_LOCKED,
+    fileNotFound = vx::QUILLON_FILE_NOT_FOUND,
+    unexpectedStatus = vx::QUILLON_UNEXPECTED_STATUS,
+    lockNotSupported = vx::QUILLON_LOCK_NOT_SUPPORTED,
+    lockFailed = vx::QUILLON_LOCK_FAILED,
+    methodNotAllowed = vx::QUILLON_METHOD_NOT_ALLOWED,
+    noCreationDate = vx::QUILLON_NO_CREATION_DATE,
+    newerFile = vx::QUILLON_NEWER_FILE,
+    preconditionFailed = vx::QUILLON_PRECONDITION_FAILED,
+    fileLost = vx::QUILLON_FILE_LOST,
+    putLockFailed = vx::QUILLON_PUT_LOCK_FAILED,
+    requestFailed = vx::QUILLON_REQUEST_FAILED,
+    insufficientStorage = vx::QUILLON_INSUFFICIENT_STORAGE,
+    badResponse = vx::QUILLON_BAD_RESPONSE,
+    noLocalCache = vx::QUILLON_NO_LOCAL_CACHE,
+    noMemberName = vx::QUILLON_NO_MEMBER_NAME,
+    mkcolForbidden = vx::QUILLON_MKCOL_FORBIDDEN,
+    mkcolNotAllowed = vx::QUILLON_MKCOL_NOT_ALLOWED,
+    mkcolConflict = vx::QUILLON_MKCOL_CONFLICT,
+    deleteRefused = vx::QUILLON_DELETE_REFUSED,
+    deleteNotAllowed = vx::QUILLON_DELETE_NOT_ALLOWED,
+    deleteConflict = vx::QUILLON_DELETE_CONFLICT,
+    // Of what stands beneath the extension.
     storedPasswordRefused = 0x813FC110,  // altered, or of another key
     noKey = 0x813FC112,                  // of the stored passwords
     untrusted = 0x80FFD004,              // the server's certificate
@@ -60,6 +63,8 @@ enum class Code : uint32_t {
     proxyRefused = 0x80FFD00B,
     noAuthorities = 0x80FFD00F,  // their file cannot be used
     lockLeft = 0x80FFD010,       // it could not be given back, and is still there
+    // This library's own.
+    unguarded = 0x80FFD101,  // nothing here could tell that storing loses somebody's change
 };
 
 // A lock that is on the server and in the person's way.
@@ -78,11 +83,18 @@ struct Error {
     std::vector<StrayLock> locks{};      // that the person may take off, by unlock
 };
 
+// Whether an unlock that failed so left no lock all the same, as the server says that was asked.
+bool lockIsGone(const Error& notUnlocked);
+
 // A failure on this side, in one sentence.
 Error localError(Kind kind, std::string sentence);
 Error interruption();
 
 // The kind of a code and the HTTP status that came with it (0: none).
 Kind kindOf(Code code, int httpStatus);
+
+// "The server answered 409 (Conflict). ...", of an HTTP status that refuses, with what to do about
+// it where something can be done.
+std::string answerText(int httpStatus);
 
 }  // namespace quillon

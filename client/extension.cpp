@@ -3,8 +3,7 @@
 #include <utility>
 
 #include "client/state.hpp"
-#include "platform/base/status.hpp"
-#include "platform/host/kernel.hpp"
+#include "platform/base/logger.hpp"
 
 namespace quillon {
 namespace {
@@ -35,6 +34,7 @@ vxhost::Settings settingsFrom(ExtensionOptions& options) {
             told({now.requests, now.roundTrips, now.connections, now.bytesUp, now.bytesDown});
         };
     }
+    settings.unknownSchemes = &noteUnknownSchemes;
     settings.passwordInClear = std::move(options.passwordInClear);
     return settings;
 }
@@ -44,13 +44,12 @@ vxhost::Settings settingsFrom(ExtensionOptions& options) {
 Result<Extension> Extension::load(ExtensionOptions options) {
     try {
         if (options.log) {
-            vxhost::configureKernel(
+            vxhost::configureLogging(
                 {static_cast<uint32_t>(options.logThreshold),
                  [sink = std::move(options.log)](uint32_t level, std::string_view channel,
                                                  std::string_view text) {
                      sink(static_cast<int>(level), channel, text);
-                 },
-                 {}});
+                 }});
         }
         return Extension(std::make_shared<State>(settingsFrom(options), options.library));
     } catch (const std::exception& problem) {

@@ -20,19 +20,6 @@ bool noLockHere(const Error& error) {
     return false;
 }
 
-// The lock is not there any more: it ran out, was taken away, or went with the member.
-bool lockGone(const Error& error) {
-    if (error.code == Code::lockLeft) return false;
-    switch (error.httpStatus) {
-        case 400:
-        case 404:
-        case 409:
-        case 412:
-            return true;
-    }
-    return false;
-}
-
 }  // namespace
 
 Hold::Hold(Hold&& other) noexcept
@@ -50,19 +37,19 @@ Hold::~Hold() {
     }
 }
 
-Result<Hold> Hold::take(Member& member, const LockOptions& options) {
+Result<Hold> Hold::take(Member& member, Purpose next) {
     const bool wasMissing = !member.exists();
     const bool lockedBefore = member.locked();
     Hold hold(member);
-    if (Result<void> locked = hold.lock(options); !locked) return std::move(locked).error();
+    if (Result<void> locked = hold.lock(next); !locked) return std::move(locked).error();
     if (Result<void> looked = hold.look(wasMissing, lockedBefore); !looked)
         return std::move(looked).error();
     return hold;
 }
 
-Result<void> Hold::lock(const LockOptions& options) {
+Result<void> Hold::lock(Purpose next) {
     if (member_->locked()) return {};
-    Result<Protection> protection = member_->lock(options);
+    Result<Protection> protection = member_->lock(next);
     if (protection) {
         locked_ = *protection == Protection::lock;
         return {};
@@ -85,7 +72,8 @@ Result<void> Hold::look(bool wasMissing, bool lockedBefore) {
                           "This is a collection, which has no content. End its URL with a slash "
                           "to name what is in it.");
     }
-    madeEmpty_ = wasMissing && locked_ && properties_.exists && properties_.size == 0;
+    const bool empty = properties_.size.value_or(0) == 0;
+    madeEmpty_ = wasMissing && locked_ && properties_.exists && empty;
     isNew_ = !properties_.exists || madeEmpty_;
     if (wasMissing && !isNew_ && !lockedBefore) {
         return localError(Kind::changedOnServer,
@@ -107,10 +95,11 @@ Result<void> Hold::store() {
     // Without a date a change counts as made; the person shall not look for it in vain.
     const bool counted = !underLock && !properties_.modified;
     if (!stored && stored.error().code == Code::fileLost && counted) {
-        return localError(Kind::changedOnServer,
-                          "This server neither locks the member nor keeps a date of its last "
-                          "change, so that a change of somebody else's could be lost; nothing was "
-                          "stored. Use put --force if nobody else writes it.");
+        return Error{Kind::changedOnServer,
+                     Code::unguarded,
+                     0,
+                     {"This server neither locks the member nor keeps a date of its last change, "
+                      "so that a change of somebody else's could be lost; nothing was stored."}};
     }
     return stored;
 }
@@ -125,7 +114,7 @@ Result<void> Hold::release() {
     if (!std::exchange(locked_, false)) return {};
     if (madeEmpty_) dropEmpty();
     Result<void> unlocked = member_->unlock();
-    if (!unlocked && lockGone(unlocked.error())) return {};
+    if (!unlocked && lockIsGone(unlocked.error())) return {};
     return unlocked;
 }
 

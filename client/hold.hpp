@@ -13,9 +13,9 @@ namespace quillon {
 class Hold {
 public:
     // The member must outlive the hold. A lock that it holds already serves, and stays.
-    // Fails with changedOnServer when somebody made the member since it was opened, and with
-    // refused for a collection.
-    static Result<Hold> take(Member& member, const LockOptions& options = {});
+    // next: as of Member::lock(). Fails with changedOnServer when somebody made the member since it
+    // was opened, and with refused for a collection.
+    static Result<Hold> take(Member& member, Purpose next = Purpose::change);
 
     Hold(Hold&& other) noexcept;
     Hold& operator=(Hold&&) = delete;
@@ -27,13 +27,13 @@ public:
     Result<void> store();                            // the member's local copy
     bool storedAnew() const { return storedAnew_; }  // what somebody had removed meanwhile
 
-    // Gives the lock back. A failure means that it may still be there: its sentences tell how to
-    // remove it. A name that was locked for nothing is free again.
+    // Gives the lock back. A failure means that it may still be there, and names it. A name that
+    // was locked for nothing is free again.
     Result<void> release();
 
 private:
     explicit Hold(Member& member) : member_(&member) {}
-    Result<void> lock(const LockOptions& options);
+    Result<void> lock(Purpose next);
     Result<void> look(bool wasMissing, bool lockedBefore);
     void dropEmpty();
 

@@ -2,8 +2,7 @@
 
 #include <string_view>
 
-#include "client/moment.hpp"
-#include "client/name.hpp"
+#include "client/address.hpp"
 #include "client/state.hpp"
 #include "platform/base/transcoder.hpp"
 #include "platform/text/url.hpp"
@@ -26,19 +25,16 @@ std::string Entry::name() const {
     return vxhost::decodeSegment(segment());
 }
 
+// The document holds it as short as it can be told: a segment, a path, or a whole URL.
 std::string Entry::href() const {
-    return vxhost::shownUtf8(hrefOf(*info_));
+    std::string href = vxhost::shownUtf8(hrefOf(*info_));
+    if (href.starts_with('/')) return std::string(vxhost::splitSpelt(*collectionUrl_).root) + href;
+    const bool isSegment = href.find('/') >= href.size() - 1;
+    return isSegment ? *collectionUrl_ + href : href;
 }
 
-std::string Entry::displayName() const {
-    const std::u32string_view href = hrefOf(*info_);
-    if (info_->name == nullptr) return {};
-    const bool fromHref = info_->name >= href.data() && info_->name < href.data() + href.size();
-    return fromHref ? std::string() : vxhost::shownUtf8({info_->name, info_->nameLength});
-}
-
-uint64_t Entry::size() const {
-    return info_->size;
+std::optional<uint64_t> Entry::size() const {
+    return sizeOf(*info_);
 }
 
 std::optional<Time> Entry::created() const {
@@ -50,7 +46,7 @@ std::optional<Time> Entry::modified() const {
 }
 
 bool Entry::isCollection() const {
-    return (info_->flags & vx::FILEINFO_COLLECTION) != 0;
+    return quillon::isCollection(*info_);
 }
 
 Listing::Iterator& Listing::Iterator::operator++() {
@@ -59,7 +55,7 @@ Listing::Iterator& Listing::Iterator::operator++() {
 }
 
 Listing::Iterator Listing::begin() const {
-    return Iterator(state_->handle->first);
+    return {state_->handle->first, &state_->collection->url};
 }
 
 size_t Listing::size() const {

@@ -18,26 +18,28 @@ namespace quillon {
 
 // One member, a view into its listing, which it must not outlive. Nothing is converted before it is
 // asked for. The name is the last segment of the member's href, for that is what the other
-// operations take; the server's display name is a text of its own that may say anything.
+// operations take; the server's display name is a text of its own that may say anything, and stands
+// among the member's Properties.
 class Entry {
 public:
-    explicit Entry(const vx::FileInfo* info) : info_(info) {}
+    Entry(const vx::FileInfo* info, const std::string* collectionUrl)
+        : info_(info), collectionUrl_(collectionUrl) {}
 
-    std::string name() const;         // decoded, UTF-8 if the server's is
-    std::string segment() const;      // still percent-encoded, without a final slash
-    std::string href() const;         // the whole URL
-    std::string displayName() const;  // empty: the server gives none of its own
-    uint64_t size() const;            // in bytes; 0 when not known
+    std::string name() const;              // decoded, UTF-8 if the server's is
+    std::string segment() const;           // still percent-encoded, without a final slash
+    std::string href() const;              // the whole URL
+    std::optional<uint64_t> size() const;  // in bytes; nothing when not known
     std::optional<Time> created() const;
     std::optional<Time> modified() const;
     bool isCollection() const;
 
 private:
     const vx::FileInfo* info_;
+    const std::string* collectionUrl_;
 };
 
-// Entries come in the extension's order: by name as code points, longer names before their
-// prefixes, sub-collections without a display name last.
+// Entries come in the extension's order: by segment as code points, longer ones before their
+// prefixes, sub-collections last.
 class Listing {
 public:
     class Iterator {
@@ -47,14 +49,16 @@ public:
         using iterator_category = std::input_iterator_tag;
 
         Iterator() = default;
-        explicit Iterator(const vx::FileInfo* info) : info_(info) {}
-        Entry operator*() const { return Entry(info_); }
+        Iterator(const vx::FileInfo* info, const std::string* collectionUrl)
+            : info_(info), collectionUrl_(collectionUrl) {}
+        Entry operator*() const { return {info_, collectionUrl_}; }
         Iterator& operator++();
         void operator++(int) { ++*this; }
-        bool operator==(const Iterator&) const = default;
+        bool operator==(const Iterator& other) const { return info_ == other.info_; }
 
     private:
         const vx::FileInfo* info_ = nullptr;
+        const std::string* collectionUrl_ = nullptr;
     };
 
     Iterator begin() const;

@@ -2,6 +2,8 @@
 
 #include <chrono>
 #include <ctime>
+#include <fstream>
+#include <string>
 
 #include "client/outcome.hpp"
 #include "platform/files/content.hpp"
@@ -51,6 +53,21 @@ Result<void> readPieces(const fs::path& path, const std::function<bool(std::stri
         vxhost::readPieces(vxhost::openForReading(path), path, take);
         return {};
     });
+}
+
+Result<bool> sameContent(const fs::path& file, const fs::path& other) {
+    std::ifstream expectedFile(other, std::ios::binary);
+    bool same = expectedFile.is_open();
+    std::string expected;
+    const Result<void> read = readPieces(file, [&](std::string_view piece) {
+        expected.resize(piece.size());
+        expectedFile.read(expected.data(), static_cast<std::streamsize>(expected.size()));
+        same = expectedFile.good() && piece == expected;
+        return same;
+    });
+    if (!read) return read.error();
+    const bool both = expectedFile.peek() == std::ifstream::traits_type::eof();
+    return same && both && !expectedFile.bad();
 }
 
 }  // namespace quillon

@@ -37,4 +37,8 @@ Result<void> linkOrCopy(const std::filesystem::path& source, const std::filesyst
 Result<void> readPieces(const std::filesystem::path& path,
                         const std::function<bool(std::string_view piece)>& take);
 
+// Whether both hold the same. Fails when the first cannot be read; the other counts as different
+// then.
+Result<bool> sameContent(const std::filesystem::path& file, const std::filesystem::path& other);
+
 }  // namespace quillon

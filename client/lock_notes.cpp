@@ -31,6 +31,12 @@ fs::path notesDirectory() {
     return stateDirectory() / "locks";
 }
 
+// Who can change one of the two directories can put other notes in the place of ours.
+void checkNotesDirectory() {
+    vxhost::checkOwnDirectory(stateDirectory());
+    vxhost::checkOwnDirectory(notesDirectory());
+}
+
 // The text's path is the last line and goes to the end: a file's name may hold a line break.
 std::string contentOf(const LockNote& note) {
     return fmt::format("{}{}\n{}{}\n{}{}\n{}{}", URL, note.url, TOKEN, note.token, PROCESS,
@@ -86,8 +92,10 @@ void removeFile(const fs::path& path) {
 // The open file holds the lock that tells the others of a living process. A program that we start
 // does not inherit it.
 struct WrittenNote::File {
-    explicit File(const LockNote& note) : path(notesDirectory() / vxhost::randomName()) {
+    explicit File(const LockNote& whole)
+        : note(whole), path(notesDirectory() / vxhost::randomName()) {
         vxhost::makePrivateDirectories(path.parent_path());
+        checkNotesDirectory();
         vxhost::CompleteFile complete(path, contentOf(note));
         if (flock(complete.file().number(), LOCK_EX | LOCK_NB) != 0) {
             vxhost::throwSystemFailure(errno, "Cannot lock " + path.string());
@@ -95,6 +103,7 @@ struct WrittenNote::File {
         complete.becomeDestination();
         held = complete.takeFile();
     }
+    const LockNote note;
     const fs::path path;
     std::optional<vxhost::Descriptor> held;
 };
@@ -116,7 +125,17 @@ void WrittenNote::leave() {
     file_.reset();
 }
 
-std::vector<FoundNote> findLeftNotes() {
+void WrittenNote::leaveText() {
+    forgetLock({file_->note, file_->path});
+    leave();
+}
+
+Result<std::vector<FoundNote>> findLeftNotes() {
+    Result<void> own = caught([]() -> Result<void> {
+        checkNotesDirectory();
+        return {};
+    });
+    if (!own) return std::move(own).error();
     std::vector<FoundNote> found;
     std::error_code none;
     for (const auto& entry : fs::directory_iterator(notesDirectory(), none)) {

@@ -30,7 +30,8 @@ public:
     WrittenNote& operator=(WrittenNote&&) = delete;
     ~WrittenNote();  // removes it
 
-    void leave();  // for others to find after this process
+    void leave();      // for others to find after this process
+    void leaveText();  // the same, of the text alone: the lock is off
 
 private:
     struct File;
@@ -44,8 +45,8 @@ struct FoundNote {
 };
 
 // The notes of processes that are no more, but for those that nothing is left of (no lock, and a
-// text that is gone), which are removed.
-std::vector<FoundNote> findLeftNotes();
+// text that is gone), which are removed. Fails when others could have put theirs there.
+Result<std::vector<FoundNote>> findLeftNotes();
 
 // The lock is off, as its owner knows; without a text that is left the note goes.
 void forgetLock(const FoundNote& found);

@@ -1,16 +1,14 @@
 #include "client/member.hpp"
 
-#include <algorithm>
 #include <string>
 #include <system_error>
 #include <utility>
 
+#include "client/address.hpp"
 #include "client/expected_calls.hpp"
-#include "client/methods.hpp"
-#include "client/moment.hpp"
-#include "client/name.hpp"
 #include "client/state.hpp"
 #include "platform/base/transcoder.hpp"
+#include "platform/text/methods.hpp"
 #include "platform/text/url.hpp"
 
 namespace quillon {
@@ -33,6 +31,16 @@ std::string displayNameOf(const vx::FileInfo& info, std::string_view url) {
                                                                  : std::string(name);
 }
 
+// A PUT that would make the member has a bit of its own.
+std::vector<std::string_view> methodNames(uint32_t allow) {
+    if ((allow & vx::ALLOW_PUT_NEW) != 0) allow |= vx::ALLOW_PUT;
+    std::vector<std::string_view> allowed;
+    for (const vxhost::Method& method : vxhost::methods) {
+        if ((allow & method.bit) != 0) allowed.push_back(method.name);
+    }
+    return allowed;
+}
+
 Properties propertiesOf(const vx::FileHandle& handle, std::string_view url) {
     Properties properties;
     properties.exists = (handle.flags & vx::FILE_EXISTS) != 0;
@@ -40,8 +48,8 @@ Properties propertiesOf(const vx::FileHandle& handle, std::string_view url) {
     properties.canLock = (handle.allow & vx::ALLOW_LOCK) != 0;
     const vx::FileInfo* info = handle.fileInfo;
     if (info == nullptr) return properties;
-    properties.isCollection = (info->flags & vx::FILEINFO_COLLECTION) != 0;
-    properties.size = info->size;
+    properties.isCollection = isCollection(*info);
+    properties.size = sizeOf(*info);
     properties.created = timeOf(info->created);
     properties.modified = timeOf(info->modified);
     properties.displayName = displayNameOf(*info, url);
@@ -61,10 +69,6 @@ Member::~Member() {
 Member& Member::operator=(Member&& other) noexcept {
     std::swap(state_, other.state_);
     return *this;
-}
-
-const std::string& Member::segment() const {
-    return state_->segment;
 }
 
 std::string Member::url() const {
@@ -139,18 +143,9 @@ Result<void> Member::copyFrom(const std::filesystem::path& source) {
     return linkOrCopy(source, state_->file);
 }
 
-Result<Protection> Member::lock(const LockOptions& options) {
+Result<Protection> Member::lock(Purpose next) {
     vx::LockRequest request{};
-    if (options.shared) request.flags |= vx::LOCK_OPTION_ZERO;
-    if (options.create) request.flags |= vx::LOCK_CREATE;
-    if (options.timeout.count() > 0) {
-        request.flags |= vx::LOCK_WITH_BLOCK;
-        request.block.timeoutSeconds = static_cast<uint32_t>(
-            std::min<int64_t>(options.timeout.count(), vx::LOCK_TIMEOUT_INFINITE));
-    }
-    // For the empty member that LOCK_CREATE puts; somebody else's, made meanwhile, is not emptied.
-    state_->putOptions = {vx::PUT_LENGTH_KNOWN | vx::PUT_ONLY_NEW, 0, 0};
-    const vxhost::Expecting expecting({}, callsAfterLock(url(), exists(), options.purpose));
+    const vxhost::Expecting expecting({}, callsAfterLock(url(), exists(), next));
     const vx::Status status =
         state_->operations().quillonFileLock(state_->handle, &request, begin(state_->journal));
     if (status == vx::QUILLON_LOCK_NOT_SUPPORTED) return Protection::dateCheck;

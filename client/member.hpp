@@ -1,7 +1,6 @@
 // A member of an open collection, and its local copy.
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -18,10 +17,10 @@
 namespace quillon {
 
 struct Properties {
-    bool exists = false;  // when not, the rest says nothing
+    bool exists = false;  // when not, the rest says nothing but what the server allows there
     bool isCollection = false;
     bool canLock = false;
-    uint64_t size = 0;  // in bytes; 0 when not known
+    std::optional<uint64_t> size;  // in bytes; nothing when not known
     std::optional<Time> created;
     std::optional<Time> modified;
     std::string displayName;                // empty: the server gives none of its own
@@ -40,13 +39,6 @@ struct StoreOptions {
                                // as the server's entity tags, sizes and dates tell
 };
 
-struct LockOptions {
-    bool create = false;  // a missing member is made, empty
-    bool shared = false;
-    std::chrono::seconds timeout{0};    // asked for; 0: the default
-    Purpose purpose = Purpose::change;  // Purpose::fetch: the content is fetched next
-};
-
 // What protects a member between its lock and its store.
 enum class Protection : uint8_t {
     lock,      // nobody else can write
@@ -59,7 +51,6 @@ public:
     Member& operator=(Member&& other) noexcept;  // the old one lives until other goes
     ~Member();                                   // gives back a held lock, as well as can be done
 
-    const std::string& segment() const;
     std::string url() const;
     bool exists() const;  // as last heard
 
@@ -78,7 +69,8 @@ public:
     // but for what is no regular file, which is read to its end now.
     Result<void> copyFrom(const std::filesystem::path& source);
 
-    Result<Protection> lock(const LockOptions& options = {});
+    // Nobody else may hold one beside it. next: Purpose::fetch when the content is fetched then.
+    Result<Protection> lock(Purpose next = Purpose::change);
     // No lock: notes the member's date, so that a store refuses to overwrite a later change.
     Result<void> noteDate();
     Result<void> unlock();  // nothing happens without a lock

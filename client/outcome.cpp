@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "client/http_status.hpp"
 #include "platform/base/status.hpp"
 
 namespace quillon {
@@ -51,6 +50,22 @@ std::string explanation(Status cause, int refusal) {
     return namesake != vx::VX_SUCCESS ? vxhost::statusText(namesake) : answerText(refusal);
 }
 
+// With what was heard beneath.
+std::string explanation(Status cause, const Heard& last) {
+    const std::string text = explanation(cause, last.refusal);
+    if (text == vxhost::statusText(vx::QUILLON_NOT_AUTHORIZED) && !last.unknownSchemes.empty()) {
+        return fmt::format(
+            "The server takes logins by {}, but quillon knows only Basic and Digest (with MD5 or "
+            "SHA-256). Its administrator can allow one of these.",
+            last.unknownSchemes);
+    }
+    const bool own = std::ranges::any_of(last.locks, [](auto& lock) { return !lock.taken; });
+    if (own && text == vxhost::statusText(vx::QUILLON_LOCKED)) {
+        return "It is a lock under your own name: of another program of yours, or left over.";
+    }
+    return text;
+}
+
 // "GET method failed. Status = -1", "GET URL: the server answered 403.": the last sentence says
 // more.
 bool tellsBareStatus(const std::string& text, int refusal) {
@@ -88,6 +103,10 @@ void noteStrayLock(const vxhost::StrayLock& lock) {
     if (std::ranges::count(known, stray) == 0) known.push_back(std::move(stray));
 }
 
+void noteUnknownSchemes(std::string_view schemes) {
+    heard().unknownSchemes = schemes;
+}
+
 std::string detailOf(Status cause) {
     const vxhost::LastFailure& latest = vxhost::lastFailure();
     const bool tells = latest.status == cause && kindOf(static_cast<Code>(cause), 0) == Kind::local;
@@ -108,8 +127,11 @@ Error failure(Status status, vxhost::UserJournal& journal) {
     error.httpStatus = last.refusal;
     error.code = static_cast<Code>(cause);
     error.kind = kindOf(error.code, error.httpStatus);
-    error.sentences = sentencesOf(journal, status, last.refusal, detailOf(cause),
-                                  explanation(cause, last.refusal));
+    // No password helps then, so that none is to be asked for.
+    const bool unknown = !last.unknownSchemes.empty();
+    if (unknown && error.kind == Kind::notAuthorized) error.kind = Kind::refused;
+    error.sentences =
+        sentencesOf(journal, status, last.refusal, detailOf(cause), explanation(cause, last));
     error.locks = last.locks;
     return error;
 }

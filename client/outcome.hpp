@@ -3,6 +3,8 @@
 #pragma once
 
 #include <exception>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "client/error.hpp"
@@ -18,10 +20,12 @@ struct Heard {
     vx::Status failure = vx::VX_SUCCESS;  // of the latest request without a complete answer
     int refusal = 0;                      // the latest HTTP status that is none of 2xx
     std::vector<StrayLock> locks;
+    std::string unknownSchemes;  // that the server wants a login by; empty: none, or a known one
 };
 
 void hear(const vxhost::RequestEnd& end);
 void noteStrayLock(const vxhost::StrayLock& lock);
+void noteUnknownSchemes(std::string_view schemes);
 
 // Begins an operation: forgets what was heard and written before. HTTP clients hold on to the
 // journal, so it lives as long as the record that is made with it.

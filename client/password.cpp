@@ -1,11 +1,11 @@
 #include "client/password.hpp"
 
-#include <exception>
 #include <utility>
 
 #include "client/state.hpp"
 #include "platform/base/status.hpp"
 #include "platform/base/transcoder.hpp"
+#include "platform/files/directories.hpp"
 #include "platform/host/encoding/encoding.hpp"
 
 namespace quillon {
@@ -62,19 +62,20 @@ Result<std::string> encodePassword(const Extension& extension, const Secret& pas
 
 Result<Secret> decodePassword(std::string_view stored) {
     vxhost::lastFailure() = {};
-    try {
-        const vxhost::Secret clear = vxhost::decodeStored(stored);
-        return Secret({reinterpret_cast<const char*>(clear.data()), clear.size()});
-    } catch (const vxhost::Failure& problem) {
-        Error error{Kind::local, static_cast<Code>(problem.status()), 0, {}};
-        if (std::string detail = detailOf(problem.status()); !detail.empty()) {
-            error.sentences.push_back(std::move(detail));
-        }
-        error.sentences.push_back(vxhost::statusText(problem.status()));
-        return error;
-    } catch (const std::exception& problem) {
-        return localError(Kind::local, problem.what());
+    Secret clear;
+    const vx::Status status = vxhost::guarded(vxhost::ENCODING_REFUSED, [&] {
+        vxhost::Secret decoded =
+            vxhost::decodeStored(stored, vxhost::keyFileIn(vxhost::configHome()));
+        clear = Secret({decoded.text(), decoded.size()});
+        return vx::VX_SUCCESS;
+    });
+    if (status == vx::VX_SUCCESS) return clear;
+    Error error{Kind::local, static_cast<Code>(status), 0, {}};
+    if (std::string detail = detailOf(status); !detail.empty()) {
+        error.sentences.push_back(std::move(detail));
     }
+    error.sentences.push_back(vxhost::statusText(status));
+    return error;
 }
 
 }  // namespace quillon

@@ -1,13 +1,17 @@
 #include "client/secret.hpp"
 
-#include <sys/mman.h>
-#include <unistd.h>
-
+#include <algorithm>
 #include <cstring>
-#include <new>
 #include <utility>
 
+#include "platform/base/secret.hpp"
+
 namespace quillon {
+namespace {
+
+constexpr size_t leastCapacity = 64;  // most passwords, as they are typed
+
+}  // namespace
 
 Secret::Secret(std::string_view text) {
     if (text.empty()) return;
@@ -16,9 +20,7 @@ Secret::Secret(std::string_view text) {
 }
 
 Secret::~Secret() {
-    if (data_ == nullptr) return;
-    explicit_bzero(data_, capacity_);
-    munmap(data_, capacity_);
+    vxhost::freeSecret(data_);
 }
 
 void Secret::append(char byte) {
@@ -38,17 +40,9 @@ void Secret::swap(Secret& other) noexcept {
 
 void Secret::reserve(size_t bytes) {
     if (bytes <= capacity_) return;
-    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
     Secret grown;
-    const size_t capacity = (bytes + page - 1) / page * page;
-    void* memory =
-        mmap(nullptr, capacity, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (memory == MAP_FAILED) throw std::bad_alloc();
-    grown.data_ = static_cast<char*>(memory);
-    grown.capacity_ = capacity;
-    // Best effort: a person's limit on locked memory may be 0.
-    mlock(memory, capacity);
-    madvise(memory, capacity, MADV_DONTDUMP);
+    grown.capacity_ = std::max({bytes, 2 * capacity_, leastCapacity});
+    grown.data_ = static_cast<char*>(vxhost::allocateSecret(grown.capacity_));
     if (size_ > 0) std::memcpy(grown.data_, data_, size_);
     grown.size_ = size_;
     swap(grown);

@@ -1,5 +1,5 @@
-// A password in memory: in pages of its own that are neither swapped out nor dumped, and zeroed
-// before they are given back.
+// A password in memory, in pages of its own: neither dumped nor, where the system permits it,
+// swapped out, and zeroed before they are given back.
 #pragma once
 
 #include <cstddef>
@@ -34,7 +34,7 @@ private:
 
     char* data_ = nullptr;
     size_t size_ = 0;
-    size_t capacity_ = 0;  // in bytes, whole pages
+    size_t capacity_ = 0;  // in bytes
 };
 
 // Zeroes the text, which the optimiser cannot drop, and empties it.

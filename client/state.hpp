@@ -2,13 +2,16 @@
 // destroyed after the record that was made with it, a parent after its children.
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "client/collection.hpp"
 #include "client/outcome.hpp"
 #include "host/quillon.h"
 #include "platform/host/host.hpp"
+#include "platform/markup/multistatus_builder.hpp"
 
 namespace quillon {
 
@@ -67,6 +70,16 @@ struct Member::State {
     vx::FileHandle* handle = nullptr;
     std::filesystem::path file;
 };
+
+inline bool isCollection(const vx::FileInfo& info) {
+    return (info.flags & vx::FILEINFO_COLLECTION) != 0;
+}
+
+// Of a member's content; nothing where the server tells none.
+inline std::optional<uint64_t> sizeOf(const vx::FileInfo& info) {
+    if (isCollection(info) || info.size == vxhost::unknownSize) return std::nullopt;
+    return info.size;
+}
 
 // UTF-8 text as the pairs of a parameter record take it.
 template <class Length>

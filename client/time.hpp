@@ -12,4 +12,12 @@ using Time = std::chrono::sys_time<std::chrono::milliseconds>;
 // RFC 3339 and the date forms of HTTP; nothing for what is no date.
 std::optional<Time> parseTime(std::string_view text);
 
+// The host's: seconds since 1970. Nothing for a NaN, which stands for none there, and outside the
+// years 0 to 9999, which RFC 3339 has no words for.
+std::optional<Time> timeOf(double seconds);
+
+// The reference of delete and rename: the same moment on the local scale that those take. Never 0,
+// which would mean no check.
+double localReference(Time time);
+
 }  // namespace quillon

@@ -19,7 +19,9 @@ static const uint32_t NODE_TEXT = 3;
 static const uint32_t NODE_CDATA = 4;
 
 /* A node belongs to its document. Element names come without prefix; a name outside "DAV:" carries
- * its namespace in front ("{uri}name"), so that it can never pass for one of DAV's. */
+ * its namespace in front ("{uri}name"), so that it can never pass for one of DAV's. What lies
+ * between the named fields is the document's own, and may hold fields of other nodes: a Node that
+ * somebody else made is never read or copied whole, but field by field with the functions below. */
 struct Node {
     Unnamed at00[4];
     Node* nextSibling;
@@ -37,6 +39,36 @@ ABI_AT(Node, firstChild, 48);
 ABI_AT(Node, nodeType, 72);
 ABI_AT(Node, text, 136);
 ABI_AT(Node, textLength, 144);
+
+/* The built-in, since a freestanding compiler makes a call of the function. */
+static inline void nodeCopyField(const Node* node, size_t offset, void* field, size_t bytes) {
+    __builtin_memcpy(field, (const char*)node + offset, bytes);
+}
+static inline const Node* nodeNextSibling(const Node* node) {
+    const Node* sibling;
+    nodeCopyField(node, offsetof(Node, nextSibling), &sibling, sizeof sibling);
+    return sibling;
+}
+static inline const Node* nodeFirstChild(const Node* node) {
+    const Node* child;
+    nodeCopyField(node, offsetof(Node, firstChild), &child, sizeof child);
+    return child;
+}
+static inline uint32_t nodeType(const Node* node) {
+    uint32_t type;
+    nodeCopyField(node, offsetof(Node, nodeType), &type, sizeof type);
+    return type;
+}
+static inline const char32_t* nodeText(const Node* node) {
+    const char32_t* text;
+    nodeCopyField(node, offsetof(Node, text), &text, sizeof text);
+    return text;
+}
+static inline uint64_t nodeTextLength(const Node* node) {
+    uint64_t bytes;
+    nodeCopyField(node, offsetof(Node, textLength), &bytes, sizeof bytes);
+    return bytes;
+}
 
 struct Document {
     Unnamed at00[2];

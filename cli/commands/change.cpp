@@ -9,7 +9,6 @@
 #include <utility>
 
 #include "cli/commands/what_is_there.hpp"
-#include "cli/commands/work_copy.hpp"
 #include "cli/terminal/last_words.hpp"
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
@@ -26,6 +25,7 @@ public:
     Change(Session& session, const Address& address, const Changer& changer, Member& member,
            Hold& hold, std::optional<WrittenNote>& note)
         : session_(session),
+          address_(address),
           url_(address.url()),
           changer_(changer),
           member_(member),
@@ -41,7 +41,7 @@ public:
         noteVersion(copy->file());
         const LastWords words(
             fmt::format("quillon: your version is in {}\n", harmless(copy->file().string())));
-        const int code = changer_.run(copy->file(), [this] { renewLocks(); });
+        const int code = changer_.run(*copy, [this] { renewLocks(); });
         const Result<bool> changed = copy->changed();
         const int end =
             !changed ? reportFailure(changed.error()) : storeIfChanged(*copy, code, *changed, name);
@@ -120,11 +120,17 @@ private:
         complain(fmt::format("your version stays in {}", copy.file().string()));
         // An orderly end would remove the file with the cache. The lock is given back here, since
         // no destructor runs any more.
-        (void)hold_.release();
+        Result<void> gone = hold_.release();
+        if (!gone) {
+            reportNotUnlocked(address_, std::move(gone).error());
+        } else if (note_) {
+            note_->leaveText();
+        }
         std::_Exit(exitLocal);
     }
 
     Session& session_;
+    const Address& address_;
     const std::string url_;
     const Changer& changer_;
     Member& member_;
@@ -140,7 +146,7 @@ int changeMember(Session& session, const Address& address, const Changer& change
         return report(changer.attempt, address.url(),
                       explainNoPlace(session, address, member.error()));
     }
-    Result<Hold> hold = Hold::take(**member, {.purpose = Purpose::fetch});
+    Result<Hold> hold = Hold::take(**member, Purpose::fetch);
     if (!hold) return report(changer.attempt, address.url(), hold.error());
     if ((*member)->locked()) session.leftWork().noteLockTaken(address.url());
     // The note outlives the change, since it goes only when the lock is off.
@@ -151,7 +157,8 @@ int changeMember(Session& session, const Address& address, const Changer& change
 
 ExitCode reportNotUnlocked(const Address& address, Error error) {
     if (error.kind == Kind::interrupted) error.kind = Kind::network;
-    return report("unlock", address.url(), error);
+    const ExitCode code = report("unlock", address.url(), error);
+    return interrupted() ? exitInterrupted : code;
 }
 
 int releaseHold(Hold& hold, const Address& address, int code, WrittenNote* note) {

@@ -1,10 +1,10 @@
 // What commands share that change a member while nobody else can, and the ends of their holds.
 #pragma once
 
-#include <filesystem>
 #include <functional>
 #include <string_view>
 
+#include "cli/commands/work_copy.hpp"
 #include "cli/session/session.hpp"
 #include "cli/terminal/exit_code.hpp"
 #include "client/address.hpp"
@@ -18,7 +18,7 @@ struct Changer {
     std::string_view attempt;  // for a failure's report: "edit"
     bool tellsUnchanged = false;
     // Its exit code. While it waits it calls what it is given about once a second.
-    std::function<int(const std::filesystem::path&, const std::function<void()>& eachSecond)> run;
+    std::function<int(const WorkCopy&, const std::function<void()>& eachSecond)> run;
 };
 
 // Holds the member, hands its content to the program as a local file, and stores what that made of

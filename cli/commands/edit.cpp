@@ -13,8 +13,8 @@ namespace quillon::cli {
 namespace {
 
 // An editor's exit code says no more than that it failed.
-int runEditor(const std::filesystem::path& file, const std::function<void()>& eachSecond) {
-    const int code = runForeground(editorWords(file), eachSecond);
+int runEditor(const WorkCopy& copy, const std::function<void()>& eachSecond) {
+    const int code = runForeground(editorWords(copy.file()), copy.descriptor(), eachSecond);
     if (code == 0) return exitDone;
     if (!interrupted()) complain(fmt::format("the editor ended with the code {}", code));
     return exitLocal;

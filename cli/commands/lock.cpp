@@ -37,10 +37,10 @@ std::vector<std::string> withFile(std::vector<std::string> words, const std::str
 
 int runUnderLock(Session& session, const Address& address,
                  const std::vector<std::string>& command) {
-    const auto run = [&](const std::filesystem::path& file,
-                         const std::function<void()>& eachSecond) {
-        return runForeground(withFile(command, file), eachSecond,
-                             {"QUILLON_FILE=" + file.string()});
+    const auto run = [&](const WorkCopy& copy, const std::function<void()>& eachSecond) {
+        const std::string file = copy.file();
+        return runForeground(withFile(command, file), copy.descriptor(), eachSecond,
+                             {"QUILLON_FILE=" + file});
     };
     return changeMember(session, address, {.attempt = "change", .run = run});
 }

@@ -105,6 +105,13 @@ Error nameProblem(const std::string& name) {
     return localError(Kind::usage, std::string(siteNameRule));
 }
 
+// What stands in its place may be a password, and is not repeated.
+Error noUrlBehindName() {
+    return localError(Kind::usage,
+                      "Behind the site's name stands its URL, which begins with https:// or "
+                      "http://. The password is asked for.");
+}
+
 Result<std::optional<Site>> siteBefore(const LoginOptions& options, bool hasUrl) {
     if (!siteNameValid(options.name)) return nameProblem(options.name);
     Result<std::optional<Site>> known = loadSite(options.name);
@@ -127,8 +134,11 @@ Site siteFor(const std::optional<Site>& before, const std::string& name, const s
 int run(Session& session, LoginOptions& options) {
     Result<Address> address = Address::parse(options.url);
     const bool typed = !options.url.empty();
+    const bool likeUrl = options.url.find("://") != options.url.npos;
     wipe(options.url);
-    if (typed && !address) return nothingStored("this URL", address.error());
+    if (typed && !address) {
+        return nothingStored("this URL", likeUrl ? address.error() : noUrlBehindName());
+    }
     const bool isUrl = options.name.find("://") != options.name.npos;  // perhaps with a password
     const Result<std::optional<Site>> before = siteBefore(options, typed);
     if (!before) return nothingStored(isUrl ? "this URL" : options.name, before.error());

@@ -4,7 +4,11 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <memory_resource>
+#include <string>
+#include <string_view>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "cli/commands/command.hpp"
@@ -25,76 +29,102 @@ struct LsOptions {
     bool json = false;
 };
 
+// Of one member; the texts are in the Lines.
 struct Line {
-    std::string name, key;
+    std::string_view name, key;
     Entry entry;
 };
 
-std::string shownName(const std::string& name, bool isCollection) {
+struct Lines {
+    std::pmr::monotonic_buffer_resource texts;
+    std::vector<Line> all;
+
+    std::string_view keep(std::string_view text) {
+        auto* kept = static_cast<char*>(texts.allocate(text.size(), 1));
+        text.copy(kept, text.size());
+        return {kept, text.size()};
+    }
+};
+
+std::string shownName(std::string_view name, bool isCollection) {
     return forOutput(name) + (isCollection ? "/" : "");
 }
 
-std::vector<Line> sortedLines(const Listing& listing, bool hidden) {
-    std::vector<Line> lines;
-    lines.reserve(listing.size());
+std::unique_ptr<Lines> sortedLines(const Listing& listing, bool hidden) {
+    auto lines = std::make_unique<Lines>();
+    lines->all.reserve(listing.size());
     for (const Entry entry : listing) {
-        std::string name = entry.name();
+        const std::string name = entry.name();
         if (!hidden && name.starts_with('.')) continue;
-        std::string key = collationKey(name);
-        lines.push_back({std::move(name), std::move(key), entry});
+        const std::string key = collationKey(name);
+        const auto kept = lines->keep(name);
+        lines->all.push_back({kept, key == name ? kept : lines->keep(key), entry});
     }
     const auto before = [](const Line& a, const Line& b) {
         return std::tie(a.key, a.name) < std::tie(b.key, b.name);
     };
     // The listing's own order is often this one already.
-    if (!std::is_sorted(lines.begin(), lines.end(), before)) {
-        std::sort(lines.begin(), lines.end(), before);
+    if (!std::is_sorted(lines->all.begin(), lines->all.end(), before)) {
+        std::sort(lines->all.begin(), lines->all.end(), before);
     }
     return lines;
 }
 
-void addRow(Table& table, const std::string& name, bool isCollection, uint64_t size,
+void addRow(Table& table, std::string_view name, bool isCollection, std::optional<uint64_t> size,
             std::optional<Time> modified) {
-    table.add(isCollection ? "-" : shortSize(size), localDate(modified),
-              shownName(name, isCollection));
+    table.add(shortSize(size), localDate(modified), shownName(name, isCollection));
 }
 
 Table detailTable() {
     return Table({Align::right, Align::left, Align::left});
 }
 
-std::string asJson(const std::vector<Line>& lines) {
-    if (lines.empty()) return "[]\n";
-    std::string text;
+void printJson(const std::vector<Line>& lines) {
+    LineOutput output;
+    bool first = true;
     for (const Line& line : lines) {
-        text += text.empty() ? "[" : ",\n ";
-        text += describe(line.entry).text();
+        output.text() += std::exchange(first, false) ? "[" : ",\n ";
+        output.text() += describe(line.entry).text();
+        output.endLine();
     }
-    return text + "]\n";
+    output.text() += first ? "[]\n" : "]\n";
 }
 
-std::string asTable(const std::vector<Line>& lines) {
+void printTable(const std::vector<Line>& lines) {
     Table table = detailTable();
     for (const Line& line : lines) {
         addRow(table, line.name, line.entry.isCollection(), line.entry.size(),
                line.entry.modified());
     }
-    return table.text();
+    table.print();
 }
 
-// A name a line for other programs.
-std::string asNames(const std::vector<Line>& lines) {
+void printColumns(const std::vector<Line>& lines) {
     std::vector<std::string> names;
     names.reserve(lines.size());
     for (const Line& line : lines) names.push_back(shownName(line.name, line.entry.isCollection()));
-    return inColumns(names, isTerminal(stdout) ? terminalWidth() : 0);
+    fmt::print("{}", inColumns(names, terminalWidth()));
+}
+
+// A name a line for other programs.
+void printNames(const std::vector<Line>& lines) {
+    LineOutput output;
+    for (const Line& line : lines) {
+        output.text() += shownName(line.name, line.entry.isCollection()) + '\n';
+        output.endLine();
+    }
 }
 
 void print(const std::vector<Line>& lines, const LsOptions& options) {
-    const std::string text = options.json      ? asJson(lines)
-                             : options.details ? asTable(lines)
-                                               : asNames(lines);
-    std::fwrite(text.data(), 1, text.size(), stdout);
+    if (options.json) {
+        printJson(lines);
+    } else if (options.details) {
+        printTable(lines);
+    } else if (isTerminal(stdout)) {
+        printColumns(lines);
+    } else {
+        printNames(lines);
+    }
 }
 
 void printMember(const Address& address, const Properties& member, const LsOptions& options) {
@@ -138,7 +168,7 @@ int run(Session& session, LsOptions& options) {
         return report("list", address->url(),
                       explainNotOpened(session, address->asCollection(), listing.error()));
     }
-    print(sortedLines(*listing, options.hidden), options);
+    print(sortedLines(*listing, options.hidden)->all, options);
     return exitDone;
 }
 

@@ -153,7 +153,8 @@ int Shell::unlockAll() {
     for (const Address& address : session_.lockedAddresses()) {
         Result<void> unlocked = session_.lockedMember(address)->unlock();
         session_.forgetLocked(address);
-        if (!unlocked) code = reportNotUnlocked(address, std::move(unlocked).error());
+        if (unlocked || lockIsGone(unlocked.error())) continue;
+        code = reportNotUnlocked(address, std::move(unlocked).error());
     }
     return code;
 }

@@ -12,12 +12,6 @@ struct UnlockOptions {
     std::string token;
 };
 
-bool isGone(const Error& error) {
-    if (error.code == Code::lockLeft) return false;
-    return error.httpStatus == 400 || error.httpStatus == 404 || error.httpStatus == 409 ||
-           error.httpStatus == 412;
-}
-
 Result<void> unlock(Session& session, const Address& address, const std::string& token) {
     if (const auto locked = session.lockedMember(address); locked && token.empty()) {
         Result<void> unlocked = locked->unlock();
@@ -34,7 +28,7 @@ Result<void> unlock(Session& session, const Address& address, const std::string&
     Result<void> adopted = (*member)->adoptLock(token);
     if (!adopted) return adopted;
     Result<void> unlocked = (*member)->unlock();
-    if (!unlocked && !isGone(unlocked.error())) return unlocked;
+    if (!unlocked && !lockIsGone(unlocked.error())) return unlocked;
     session.leftWork().noteLockOff(address.url(), token);
     if (!unlocked) {
         return localError(Kind::notFound,

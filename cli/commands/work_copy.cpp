@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <fstream>
 #include <system_error>
 #include <vector>
 
@@ -80,11 +79,13 @@ Result<fs::path> saveFile(const fs::path& file) {
 Result<WorkCopy> WorkCopy::make(const fs::path& original, const std::string& name) {
     std::error_code problem;
     fs::path folder = original;
-    folder += ".work";
+    folder += workSuffix;
     fs::create_directory(folder, problem);
     if (problem) return failure("make the folder", folder, problem);
     fs::permissions(folder, fs::perms::owner_all, problem);
-    WorkCopy copy(original, folder / localName(name));
+    Result<FolderHold> hold = FolderHold::take(folder);
+    if (!hold) return std::move(hold).error();
+    WorkCopy copy(original, folder / localName(name), std::move(*hold));
     fs::copy_file(original, copy.file_, problem);
     if (problem) return failure("write", copy.file_, problem);
     return copy;
@@ -99,17 +100,9 @@ Result<bool> WorkCopy::changed() const {
     std::error_code problem;
     if (!fs::exists(file_, problem)) return false;
     // An original that cannot be read is no proof that nothing changed: it counts as another one.
-    std::ifstream original(original_, std::ios::binary);
-    bool same = original.is_open();
-    std::string expected;
-    const Result<void> read = readPieces(file_, [&](std::string_view piece) {
-        expected.resize(piece.size());
-        original.read(expected.data(), static_cast<std::streamsize>(expected.size()));
-        same = original.good() && piece == expected;
-        return same;
-    });
-    if (!read) return read.error();
-    return !same || original.peek() != std::ifstream::traits_type::eof() || original.bad();
+    const Result<bool> same = sameContent(file_, original_);
+    if (!same) return same.error();
+    return !*same;
 }
 
 Result<fs::path> WorkCopy::save() const {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "client/left_caches.hpp"
 #include "client/result.hpp"
 
 namespace quillon::cli {
@@ -19,6 +20,8 @@ public:
     ~WorkCopy();  // with everything that programs left beside it
 
     const std::filesystem::path& file() const { return file_; }
+    // Of its folder: a program that inherits it keeps the copy from being taken for left over.
+    int descriptor() const { return hold_.descriptor(); }
     Result<bool> changed() const;  // a file that is gone has not changed
 
     // Moves the file to where it stays: to the working directory, else the person's home, else the
@@ -28,11 +31,12 @@ public:
     std::vector<std::filesystem::path> saveLeftovers() const;
 
 private:
-    WorkCopy(std::filesystem::path original, std::filesystem::path file)
-        : original_(std::move(original)), file_(std::move(file)) {}
+    WorkCopy(std::filesystem::path original, std::filesystem::path file, FolderHold hold)
+        : original_(std::move(original)), file_(std::move(file)), hold_(std::move(hold)) {}
 
     std::filesystem::path original_;
     std::filesystem::path file_;  // empty: moved from
+    FolderHold hold_;
 };
 
 }  // namespace quillon::cli

@@ -17,17 +17,28 @@ Error problemAt(const toml::source_region& where, std::string_view what) {
     return localError(Kind::local, fmt::format("Line {}: {}.", where.begin.line, what));
 }
 
+// What a value must be for its field.
+std::string_view rule(const std::string&) {
+    return "must be a text in quotes";
+}
+std::string_view rule(int) {
+    return "must be a whole number";
+}
+std::string_view rule(bool) {
+    return "must be true or false";
+}
+
 // Stores a value in its field. What is wrong with its type; empty: nothing.
 std::string_view take(const toml::node& value, std::string& field) {
     const auto* given = value.as_string();
-    if (given == nullptr) return "must be a text in quotes";
+    if (given == nullptr) return rule(field);
     field = given->get();
     return "";
 }
 
 std::string_view take(const toml::node& value, int& field) {
     const auto* given = value.as_integer();
-    if (given == nullptr) return "must be a whole number";
+    if (given == nullptr) return rule(field);
     using Limits = std::numeric_limits<int>;
     field = static_cast<int>(std::clamp<int64_t>(given->get(), Limits::min(), Limits::max()));
     return "";
@@ -35,7 +46,7 @@ std::string_view take(const toml::node& value, int& field) {
 
 std::string_view take(const toml::node& value, bool& field) {
     const auto* given = value.as_boolean();
-    if (given == nullptr) return "must be true or false";
+    if (given == nullptr) return rule(field);
     field = given->get();
     return "";
 }
@@ -65,6 +76,27 @@ bool isSetting(const std::string& line) {
     return false;
 }
 
+std::string lineOf(std::string_view text, size_t number) {
+    std::istringstream lines{std::string(text)};
+    std::string line;
+    for (size_t i = 0; i < number; ++i) std::getline(lines, line);
+    return line;
+}
+
+// Of what is no TOML. The library's words are for who knows its grammar, and a line may hold a
+// password, so that only the key is told.
+std::string syntaxProblem(const std::string& line) {
+    const std::string_view before = std::string_view(line).substr(0, line.find('='));
+    const std::string_view name = before.substr(0, before.find_last_not_of(" \t") + 1);
+    for (const SiteKey& key : siteKeys()) {
+        if (key.name != name) continue;
+        if (isSetting(line)) return fmt::format("{} stands there twice", name);
+        const auto wanted = std::visit([](auto field) { return rule(Site().*field); }, key.field);
+        return fmt::format("{} {}, with nothing behind it", name, wanted);
+    }
+    return "it is none that sets a key, such as url = \"https://example.org/dav/\" or jobs = 4";
+}
+
 }  // namespace
 
 Result<Site> parseSite(std::string_view name, std::string_view text) {
@@ -79,7 +111,8 @@ Result<Site> parseSite(std::string_view name, std::string_view text) {
             return problemAt(value->source(), fmt::format("{} {}", key.name, problem));
         }
     } catch (const toml::parse_error& problem) {
-        return problemAt(problem.source(), problem.description());
+        const std::string line = lineOf(text, problem.source().begin.line);
+        return problemAt(problem.source(), syntaxProblem(line));
     }
     if (site.url.empty()) return localError(Kind::local, "It has no url.");
     return site;

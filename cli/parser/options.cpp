@@ -30,11 +30,17 @@ Result<uint64_t> parseSpeed(const std::string& text) {
 
 }  // namespace
 
+Result<void> checkUserName(std::string_view name) {
+    if (userNameValid(name)) return {};
+    return localError(Kind::usage,
+                      "A user name holds no colon. Give the password at the prompt, in a file or "
+                      "in the netrc file.");
+}
+
 void addCommonOptions(CommandDefinition program, CommonOptions& options) {
     const auto takeUser = [&options](const std::string& name) -> Result<void> {
-        if (!userNameValid(name)) return localError(Kind::usage, std::string(userNameRule));
         options.user = name;
-        return {};
+        return checkUserName(name);
     };
     program.addOption("-u,--user", takeUser, "User name; the password is asked for")
         .typeName("NAME");

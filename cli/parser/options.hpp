@@ -5,11 +5,16 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "cli/parser/parser.hpp"
+#include "client/result.hpp"
 #include "client/time.hpp"
 
 namespace quillon::cli {
+
+// Fails with Kind::usage for a name that hides a password.
+Result<void> checkUserName(std::string_view name);
 
 struct CommonOptions {
     std::string user;

@@ -43,13 +43,29 @@ std::string optionProblem(const CLI::Error& problem) {
     }
 }
 
-// What is wrong with a line, for the person who typed it.
-std::string lineProblem(const CLI::App& program, const CLI::Error& problem) {
+// Without what may be its value: "--password=x", "-px".
+std::string optionName(const std::string& word) {
+    return word.substr(0, word.starts_with("--") ? word.find('=') : 2);
+}
+
+// Words that nobody asked for may be a password, but for the one that should be a command, and for
+// URLs, whose credentials a report conceals.
+std::string wordProblem(const std::string& word, bool isFirst) {
+    if (word.starts_with('-'))
+        return fmt::format("There is no option \"{}\" here.", optionName(word));
+    if (isFirst) return fmt::format("There is no command \"{}\".", word);
+    const std::string shown = word.find("://") == word.npos ? "There" : fmt::format("\"{}\"", word);
+    return shown + " is one word too many. A name with blanks stands in quotes.";
+}
+
+// What is wrong with a line, for the person who typed it, whose first word is given.
+std::string lineProblem(const CLI::App& program, const CLI::Error& problem,
+                        const std::string& first) {
     std::vector<std::string> words = program.remaining(true);
     std::transform(words.begin(), words.end(), words.begin(), withoutMark);
     if (program.get_subcommands().empty()) {
         if (words.empty()) return "A command is missing.";
-        return fmt::format("There is no command or option \"{}\".", words.front());
+        return wordProblem(words.front(), words.front() == first);
     }
     const auto about = static_cast<CLI::ExitCodes>(problem.get_exit_code());
     const bool ofWords =
@@ -57,8 +73,7 @@ std::string lineProblem(const CLI::App& program, const CLI::Error& problem) {
     if (words.empty() || !ofWords) return optionProblem(problem);
     const auto option = std::find_if(words.begin(), words.end(),
                                      [](const auto& word) { return word.starts_with('-'); });
-    if (option != words.end()) return fmt::format("There is no option \"{}\" here.", *option);
-    return fmt::format("\"{}\" is one word too many.", words.front());
+    return wordProblem(option != words.end() ? *option : words.front(), false);
 }
 
 // An operand whose name has dots gets no more.
@@ -292,6 +307,7 @@ Result<std::string> Parser::parse(std::vector<std::string> words) {
         for (CLI::Option* option : command->get_options()) option->transform(withoutMark);
     }
     for (CLI::Option* option : app_->get_options()) option->transform(withoutMark);
+    const std::string first = words.empty() ? std::string() : words.front();
     for (std::string& word : words) {
         if (word.starts_with('[') && word.ends_with(']')) word += bracketMark;
     }
@@ -300,7 +316,7 @@ Result<std::string> Parser::parse(std::vector<std::string> words) {
         app_->parse(std::move(words));
     } catch (const CLI::ParseError& problem) {
         if (problem.get_exit_code() != static_cast<int>(CLI::ExitCodes::Success))
-            return localError(Kind::usage, lineProblem(*app_, problem));
+            return localError(Kind::usage, lineProblem(*app_, problem, first));
         std::ostringstream answer;
         app_->exit(problem, answer, answer);
         return answer.str();

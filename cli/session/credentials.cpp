@@ -3,6 +3,7 @@
 #include <optional>
 #include <utility>
 
+#include "cli/parser/options.hpp"
 #include "cli/session/netrc.hpp"
 #include "cli/session/password_file.hpp"
 #include "cli/session/prompt.hpp"
@@ -58,9 +59,7 @@ Result<Credentials::Known> Credentials::findKnown(const Address& address) const 
     known.login.proxy = sites_.optionsFor(address).proxy;
     concealInReports(credentialsIn(known.login.proxy));  // libcurl repeats one that it cannot use
     known.login.user = address.hasCredentials() ? address.user() : options_.user;
-    if (!userNameValid(known.login.user)) {
-        return localError(Kind::usage, std::string(userNameRule));
-    }
+    if (const Result<void> valid = checkUserName(known.login.user); !valid) return valid.error();
     if (!address.password().empty()) {
         known.login.password = address.password();
         return known;

@@ -2,8 +2,11 @@
 
 #include <fmt/format.h>
 
+#include <utility>
+
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/suggestion.hpp"
+#include "client/left_caches.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -11,7 +14,7 @@ namespace {
 void tellNote(const LockNote& note) {
     if (!note.text.empty()) {
         complain(
-            fmt::format("{}: what you wrote when quillon was killed is in {}; move it or "
+            fmt::format("{}: what you wrote and quillon did not store is in {}; move it or "
                         "delete it, and this is not told again",
                         note.url, note.text.string()));
     }
@@ -24,7 +27,13 @@ void tellNote(const LockNote& note) {
 }  // namespace
 
 std::vector<FoundNote>& LeftWork::notes() {
-    if (!notes_) notes_ = findLeftNotes();
+    if (!notes_) {
+        files_ = removeLeftCaches();
+        Result<std::vector<FoundNote>> found = findLeftNotes();
+        if (!found) report("look for what was left behind", {}, found.error());
+        notes_ = found ? std::move(*found) : std::vector<FoundNote>();
+        for (const FoundNote& each : *notes_) std::erase(files_, each.note.text);
+    }
     return *notes_;
 }
 
@@ -45,6 +54,12 @@ void LeftWork::tellAll() {
         urls.insert(found.note.url);
     }
     told_.merge(urls);
+    for (const std::filesystem::path& file : std::exchange(files_, {})) {
+        complain(
+            fmt::format("a quillon that was killed left {}; move it or delete it, and this is "
+                        "not told again",
+                        file.string()));
+    }
 }
 
 void LeftWork::markTold(const std::string& url) {

@@ -1,6 +1,7 @@
 // What processes of the person's own left behind when they were killed: texts and locks.
 #pragma once
 
+#include <filesystem>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -15,8 +16,8 @@ namespace quillon::cli {
 // Any thread may use it. Each note is told of once.
 class LeftWork {
 public:
-    void tell(const std::string& url);  // of the member
-    void tellAll();
+    void tell(const std::string& url);      // of the member
+    void tellAll();                         // and of files in left caches
     void markTold(const std::string& url);  // the person knows
 
     // What was noted of the member's lock is over: it was given back, or could not be there any
@@ -25,13 +26,14 @@ public:
     void noteLockTaken(const std::string& url);
 
 private:
-    // The notes are read when they are first asked for, which a listing never does. The caller has
-    // locked the mutex.
+    // The notes are read when they are first asked for, which a listing never does; left caches
+    // that hold no work are removed before. The caller has locked the mutex.
     std::vector<FoundNote>& notes();
 
     std::mutex mutex_;  // guards what follows
     std::optional<std::vector<FoundNote>> notes_;
-    std::set<std::string> told_;  // the URLs of members whose notes the person knows
+    std::vector<std::filesystem::path> files_;  // that no note names, and that may be work
+    std::set<std::string> told_;                // the URLs of members whose notes the person knows
 };
 
 }  // namespace quillon::cli

@@ -78,7 +78,10 @@ std::vector<std::string> environmentWith(const std::vector<std::string>& more) {
 
 // 0 or an errno.
 int start(pid_t& pid, const std::vector<std::string>& words,
-          const std::vector<std::string>& environment, const sigset_t& mask) {
+          const std::vector<std::string>& environment, const sigset_t& mask, int inherited) {
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, inherited, inherited);  // without close-on-exec
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
     const sigset_t defaults =
@@ -86,9 +89,10 @@ int start(pid_t& pid, const std::vector<std::string>& words,
     posix_spawnattr_setsigdefault(&attributes, &defaults);
     posix_spawnattr_setsigmask(&attributes, &mask);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-    const int failed = posix_spawnp(&pid, words.front().c_str(), nullptr, &attributes,
+    const int failed = posix_spawnp(&pid, words.front().c_str(), &actions, &attributes,
                                     pointers(words).data(), pointers(environment).data());
     posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&actions);
     return failed;
 }
 
@@ -116,11 +120,13 @@ int waitFor(pid_t pid, const sigset_t& mask, const std::function<void()>& eachSe
 
 }  // namespace
 
-int runForeground(const std::vector<std::string>& words, const std::function<void()>& eachSecond,
+int runForeground(const std::vector<std::string>& words, int inherited,
+                  const std::function<void()>& eachSecond,
                   const std::vector<std::string>& moreEnvironment) {
     const SignalsAside aside;
     pid_t pid = 0;
-    const int failed = start(pid, words, environmentWith(moreEnvironment), aside.maskBefore());
+    const int failed =
+        start(pid, words, environmentWith(moreEnvironment), aside.maskBefore(), inherited);
     if (failed == 0) return waitFor(pid, aside.maskBefore(), eachSecond);
     complain(fmt::format("cannot run {}: {}", words.front(), std::strerror(failed)));
     return failed == ENOENT ? notFoundCode : notRunCode;

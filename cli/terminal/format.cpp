@@ -24,19 +24,21 @@ std::string local(std::optional<Time> time, const char* pattern) {
 
 }  // namespace
 
-std::string shortSize(uint64_t bytes) {
+std::string shortSize(std::optional<uint64_t> bytes) {
     constexpr std::array<std::string_view, 6> units{"KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
-    if (bytes < 1024) return fmt::format("{} B", bytes);
-    double value = static_cast<double>(bytes) / 1024;
+    if (!bytes) return "-";
+    if (*bytes < 1024) return fmt::format("{} B", *bytes);
+    double value = static_cast<double>(*bytes) / 1024;
     size_t unit = 0;
     // 1023.95 would be rounded to 1024.0.
     for (; value >= 1023.95 && unit + 1 < units.size(); ++unit) value /= 1024;
     return fmt::format("{:.1f} {}", value, units[unit]);
 }
 
-std::string longSize(uint64_t bytes) {
-    if (bytes < 1024) return fmt::format("{} {}", bytes, bytes == 1 ? "byte" : "bytes");
-    return fmt::format("{} ({} bytes)", shortSize(bytes), bytes);
+std::string longSize(std::optional<uint64_t> bytes) {
+    if (!bytes) return "-";
+    if (*bytes < 1024) return fmt::format("{} {}", *bytes, *bytes == 1 ? "byte" : "bytes");
+    return fmt::format("{} ({} bytes)", shortSize(bytes), *bytes);
 }
 
 std::string localDate(std::optional<Time> time) {

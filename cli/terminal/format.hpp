@@ -9,8 +9,8 @@
 
 namespace quillon::cli {
 
-std::string shortSize(uint64_t bytes);  // "312 B", "12.3 KiB"
-std::string longSize(uint64_t bytes);   // "12.3 KiB (12595 bytes)"
+std::string shortSize(std::optional<uint64_t> bytes);  // "312 B", "12.3 KiB", "-"
+std::string longSize(std::optional<uint64_t> bytes);   // "12.3 KiB (12595 bytes)", "-"
 
 std::string localDate(std::optional<Time> time);  // "2026-11-24 20:32", "-" for none
 std::string longDate(std::optional<Time> time);   // with seconds and time zone

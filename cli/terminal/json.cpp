@@ -9,7 +9,8 @@ namespace quillon::cli {
 namespace {
 
 JsonObject describe(const std::string& name, const std::string& url, bool isCollection,
-                    uint64_t size, std::optional<Time> created, std::optional<Time> modified) {
+                    std::optional<uint64_t> size, std::optional<Time> created,
+                    std::optional<Time> modified) {
     JsonObject object;
     object.addText("name", name);
     object.addText("url", url);
@@ -38,8 +39,12 @@ void JsonObject::addTexts(const std::string& key, const std::vector<std::string_
     members_->json[key] = values;
 }
 
-void JsonObject::addNumber(const std::string& key, uint64_t value) {
-    members_->json[key] = value;
+void JsonObject::addNumber(const std::string& key, std::optional<uint64_t> value) {
+    if (value) {
+        members_->json[key] = *value;
+    } else {
+        members_->json[key] = nullptr;
+    }
 }
 
 void JsonObject::addFlag(const std::string& key, bool value) {

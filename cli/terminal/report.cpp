@@ -36,6 +36,11 @@ void writeReport(const std::string& lines) {
 // What helps in this program; empty: nothing special.
 std::string_view remedy(const Error& error, std::string_view url) {
     switch (error.code) {
+        case Code::unexpectedStatus:
+            if (error.httpStatus == 0) return "The log is shown by -v.";
+            break;
+        case Code::unguarded:
+            return "Use put --force if nobody else writes it.";
         case Code::untrusted:
             return "Use --ca-file for that.";
         case Code::timedOut:

@@ -6,23 +6,39 @@
 
 namespace quillon::cli {
 
-std::string Table::text() const {
-    const size_t columns = columns_.size();
-    std::vector<size_t> widths(columns, 0);
-    for (size_t i = 0; i < cells_.size(); ++i) {
-        widths[i % columns] = std::max(widths[i % columns], displayWidth(cells_[i]));
-    }
-    std::string text;
-    for (size_t i = 0; i < cells_.size(); ++i) {
-        const size_t column = i % columns;
-        const bool last = column + 1 == columns;
-        const size_t gap = widths[column] - displayWidth(cells_[i]);
+void Table::addCell(std::string_view cell) {
+    size_t& width = widths_[cellLengths_.size() % columns_.size()];
+    width = std::max(width, displayWidth(cell));
+    cells_ += cell;
+    cellLengths_.push_back(static_cast<uint32_t>(cell.size()));
+}
+
+template <class EndLine>
+void Table::compose(std::string& text, EndLine&& endLine) const {
+    std::string_view left = cells_;
+    for (size_t i = 0; i < cellLengths_.size(); ++i) {
+        const auto cell = left.substr(0, cellLengths_[i]);
+        left.remove_prefix(cell.size());
+        const size_t column = i % columns_.size();
+        const bool last = column + 1 == columns_.size();
+        const size_t gap = widths_[column] - displayWidth(cell);
         if (columns_[column] == Align::right) text.append(gap, ' ');
-        text += cells_[i];
+        text += cell;
         if (columns_[column] == Align::left && !last) text.append(gap, ' ');
         text += last ? "\n" : "  ";
+        if (last) endLine();
     }
+}
+
+std::string Table::text() const {
+    std::string text;
+    compose(text, [] {});
     return text;
+}
+
+void Table::print() const {
+    LineOutput output;
+    compose(output.text(), [&] { output.endLine(); });
 }
 
 std::string inColumns(const std::vector<std::string>& names, size_t width) {

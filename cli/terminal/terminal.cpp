@@ -90,6 +90,11 @@ bool outputAbandoned() {
     return poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
 }
 
+void LineOutput::write() {
+    std::fwrite(text_.data(), 1, text_.size(), stdout);
+    text_.clear();
+}
+
 size_t terminalWidth() {
     for (const int descriptor : {STDOUT_FILENO, STDERR_FILENO}) {
         winsize size{};

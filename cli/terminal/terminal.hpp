@@ -15,6 +15,26 @@ bool isTerminal(std::FILE* stream);
 // Whether the reader of a pipe on standard output has left, as "head" does.
 bool outputAbandoned();
 
+// Lines to standard output in large pieces, the last one at the end of its life.
+class LineOutput {
+public:
+    LineOutput() = default;
+    LineOutput(const LineOutput&) = delete;
+    LineOutput& operator=(const LineOutput&) = delete;
+    ~LineOutput() { write(); }
+
+    std::string& text() { return text_; }  // what is not written yet, to append to
+    void endLine() {
+        if (text_.size() >= piece) write();
+    }
+
+private:
+    static constexpr size_t piece = 64 << 10;  // bytes
+    void write();
+
+    std::string text_;
+};
+
 size_t terminalWidth();  // in columns; 80 when it is not known
 
 // With control characters, text direction marks and bytes that are no UTF-8 written out as "\x1B":

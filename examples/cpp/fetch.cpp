@@ -26,8 +26,9 @@ quillon::Login readLogin(const char* user) {
 
 void print(const quillon::Listing& listing) {
     for (const quillon::Entry entry : listing) {
-        std::cout << entry.name() << (entry.isCollection() ? "/" : "") << '\t' << entry.size()
-                  << '\n';
+        std::cout << entry.name() << (entry.isCollection() ? "/" : "");
+        if (const auto size = entry.size()) std::cout << '\t' << *size;
+        std::cout << '\n';
     }
 }
 

@@ -40,7 +40,7 @@ void message(vx::Journal* journal, uint32_t severity, const char32_t* text, ...)
 
 }  // namespace
 
-UserJournal::UserJournal(std::function<void(const Sentence&)> told) : told_(std::move(told)) {
+UserJournal::UserJournal() {
     fillSlots<vx::Journal>(*this);
     MessageToJournal = [](vx::Journal* self, uint32_t severity, const char32_t* text,
                           uint64_t length, va_list arguments) noexcept {
@@ -76,8 +76,7 @@ UserJournal::UserJournal(std::function<void(const Sentence&)> told) : told_(std:
 }
 
 void UserJournal::write(uint32_t severity, std::string text) {
-    const Sentence& sentence = sentences_.emplace_back(Sentence{severity, std::move(text)});
-    if (told_) told_(sentence);
+    sentences_.push_back({severity, std::move(text)});
 }
 
 std::vector<Sentence> UserJournal::take() {

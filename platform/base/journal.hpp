@@ -1,7 +1,6 @@
-// The user journal of the host: sentences for the person, kept in order and told as they come.
+// The user journal of the host: sentences for the person, kept in order.
 #pragma once
 
-#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,7 +17,7 @@ struct Sentence {
 // Handed to an operation by its address, so it stays where it is; one thread at a time.
 class UserJournal : public vx::Journal {
 public:
-    explicit UserJournal(std::function<void(const Sentence&)> told = {});
+    UserJournal();
     UserJournal(const UserJournal&) = delete;
     UserJournal& operator=(const UserJournal&) = delete;
 
@@ -28,7 +27,6 @@ public:
 
 private:
     std::vector<Sentence> sentences_;
-    std::function<void(const Sentence&)> told_;
 };
 
 // Writes a UTF-8 sentence as it stands to any host's journal. A null journal: nothing happens.

@@ -40,7 +40,7 @@ struct ChannelLogger : vx::Logger {
 struct Channels : vx::LoggerFactory {
     Channels();
     vx::Logger* find(std::u32string_view channel);
-    void configure(const KernelSettings& settings);
+    void configure(const LogSettings& settings);
     void deliver(uint32_t level, const ChannelLogger& logger, const std::string& text);
 
 private:
@@ -133,10 +133,10 @@ vx::Logger* Channels::find(std::u32string_view channel) {
     return found->second.get();
 }
 
-void Channels::configure(const KernelSettings& settings) {
+void Channels::configure(const LogSettings& settings) {
     const std::scoped_lock lock(mutex_, sinkMutex_);
-    threshold_ = settings.logThreshold != 0 && settings.log ? settings.logThreshold : nothingWanted;
-    sink_ = settings.log;
+    threshold_ = settings.threshold != 0 && settings.sink ? settings.threshold : nothingWanted;
+    sink_ = settings.sink;
     for (const auto& entry : loggers_) entry.second->setThreshold(wantedFrom());
 }
 
@@ -187,7 +187,7 @@ void logLine(vx::Logger* logger, uint32_t level, std::string_view text) noexcept
     });
 }
 
-void configureLogging(const KernelSettings& settings) {
+void configureLogging(const LogSettings& settings) {
     channels().configure(settings);
 }
 

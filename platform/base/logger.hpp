@@ -1,5 +1,5 @@
 // The logging channels of the process: one logger a channel, all with the one threshold and sink of
-// the KernelSettings. Everything here may be called from several threads.
+// the LogSettings. Everything here may be called from several threads.
 #pragma once
 
 #include <string>
@@ -25,7 +25,7 @@ bool logWanted(vx::Logger* logger, uint32_t level) noexcept;
 void logLine(vx::Logger* logger, uint32_t level, std::string_view text) noexcept;
 
 // Threshold and sink from now on, for the loggers that exist and for later ones.
-void configureLogging(const KernelSettings& settings);
+void configureLogging(const LogSettings& settings);
 
 // Keeps the failure records that this thread writes while it lives, wanted or not: the text for an
 // error whose cause is told to the log alone. One at a time in a thread.

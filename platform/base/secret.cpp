@@ -6,14 +6,15 @@
 
 namespace vxhost {
 
-Secret::Secret(size_t bytes) : size_(bytes) {
+void* allocateSecret(size_t bytes) {
     if (sodium_init() < 0) throw std::bad_alloc();
-    data_ = static_cast<unsigned char*>(sodium_malloc(bytes));
-    if (data_ == nullptr) throw std::bad_alloc();
+    void* memory = sodium_malloc(bytes);
+    if (memory == nullptr) throw std::bad_alloc();
+    return memory;
 }
 
-Secret::~Secret() {
-    sodium_free(data_);
+void freeSecret(void* memory) noexcept {
+    sodium_free(memory);
 }
 
 }  // namespace vxhost

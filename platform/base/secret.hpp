@@ -7,9 +7,13 @@
 
 namespace vxhost {
 
+void* allocateSecret(size_t bytes);      // uninitialised; throws std::bad_alloc
+void freeSecret(void* memory) noexcept;  // null is accepted
+
 class Secret {
 public:
-    explicit Secret(size_t bytes);  // uninitialised; throws std::bad_alloc
+    explicit Secret(size_t bytes)  // as above
+        : data_(static_cast<unsigned char*>(allocateSecret(bytes))), size_(bytes) {}
     Secret(Secret&& other) noexcept
         : data_(std::exchange(other.data_, nullptr)), size_(std::exchange(other.size_, 0)) {}
     Secret& operator=(Secret&& other) noexcept {
@@ -17,7 +21,7 @@ public:
         std::swap(size_, other.size_);
         return *this;
     }
-    ~Secret();
+    ~Secret() { freeSecret(data_); }
 
     unsigned char* data() { return data_; }
     const unsigned char* data() const { return data_; }

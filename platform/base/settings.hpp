@@ -21,7 +21,8 @@ struct Progress {
 // What requests cost, since it was told last.
 struct Traffic {
     uint64_t requests = 0;
-    uint64_t roundTrips = 0;  // that somebody waited for; those of requests at the same time are one
+    uint64_t roundTrips =
+        0;  // that somebody waited for; those of requests at the same time are one
     uint64_t connections = 0;
     uint64_t bytesUp = 0;  // headers and bodies, without TLS
     uint64_t bytesDown = 0;
@@ -60,8 +61,9 @@ struct Settings {
     // Set by a signal handler: the running request ends at once and no new one begins, but for the
     // UNLOCKs that give back what is held. Null: never.
     const std::atomic<bool>* interrupted = nullptr;
-    std::function<void(const Progress&)> progress;    // called from inside a transfer; may be empty
-    std::function<void(const RequestEnd&)> requestEnded;  // told at each request's end; may be empty
+    std::function<void(const Progress&)> progress;  // called from inside a transfer; may be empty
+    std::function<void(const RequestEnd&)>
+        requestEnded;                                 // told at each request's end; may be empty
     std::function<void(const StrayLock&)> strayLock;  // may be empty
     std::function<void(const Traffic&)> traffic;      // from any thread; may be empty
     // Whether the server is known to ask for Basic at that URL, so that over TLS credentials go out
@@ -71,6 +73,9 @@ struct Settings {
     std::function<void(std::string_view origin)> foundBasic;
     // Told when the user's password went to that origin as it is, over http; may be empty.
     std::function<void(std::string_view origin)> passwordInClear;
+    // Told of a 401 that nobody here can answer: the schemes it asks for, as they are shown to a
+    // person; may be empty.
+    std::function<void(std::string_view schemes)> unknownSchemes;
     // Told of a LOCK that is on its way, when nobody knows the token yet, and of each lock that is
     // held; what it returns is destroyed when the answer is there, or the lock is not held any
     // more.
@@ -80,16 +85,14 @@ struct Settings {
     std::string cacheRoot;  // parent of cache directories; empty: the person's cache directory
 };
 
-// What a program decides once for all its handles, since the kernel is the whole process's
-// (configureKernel in kernel.hpp).
-struct KernelSettings {
+// What a program decides once for all its handles, since the log is the whole process's
+// (configureLogging in logger.hpp).
+struct LogSettings {
     // Records of the logging channels at or above the threshold, one rendered line each, one call
     // at a time; the function must not log itself. Levels: 1 weblnk's wire trace (credentials
     // masked), 2 trace, 3 failures; 0: nothing is wanted.
-    uint32_t logThreshold = 0;
-    std::function<void(uint32_t level, std::string_view channel, std::string_view text)> log;
-
-    std::string configDirectory;  // of the key of stored passwords; empty: the person's own
+    uint32_t threshold = 0;
+    std::function<void(uint32_t level, std::string_view channel, std::string_view text)> sink;
 };
 
 }  // namespace vxhost

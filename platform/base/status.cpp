@@ -42,7 +42,7 @@ constexpr StatusText texts[] = {
     {vx::QUILLON_NO_FILE_HANDLE,
      "The member could not be opened. The messages before this one say why."},
     {vx::QUILLON_UNEXPECTED_STATUS,
-     "The server gave an answer that does not fit the request. The log (-v) shows which; the "
+     "The server gave an answer that does not fit the request. The log shows which; the "
      "server's administrator can tell why."},
     {vx::QUILLON_LOCK_NOT_SUPPORTED,
      "The server does not offer locks for this member. Work without a lock."},
@@ -164,7 +164,7 @@ std::string statusText(Status status) {
     const auto* found = std::find_if(std::begin(texts), std::end(texts),
                                      [&](const StatusText& each) { return each.status == status; });
     if (found != std::end(texts)) return found->text;
-    return fmt::format("This failed with the code {:08X}. The log (-v) may show why.", status);
+    return fmt::format("This failed with the code {:08X}. The log may show why.", status);
 }
 
 }  // namespace vxhost

@@ -66,7 +66,7 @@ void makePrivateDirectories(const fs::path& directory) {
 void checkOwnDirectory(const fs::path& directory) {
     struct stat entry {};
     if (stat(directory.c_str(), &entry) != 0) {
-        if (errno == ENOENT) return;
+        if (errno == ENOENT || errno == ENOTDIR) return;
         throwSystemFailure(errno, directory);
     }
     if (entry.st_uid != geteuid()) {

@@ -5,6 +5,9 @@
 
 namespace vxhost {
 
+// Of the directories in cacheHome() that are held while they are in use (living_directory.hpp).
+inline constexpr const char* cachePrefix = "cache-";
+
 std::filesystem::path cacheHome();   // $XDG_CACHE_HOME/quillon, else ~/.cache/quillon
 std::filesystem::path configHome();  // $XDG_CONFIG_HOME/quillon, else ~/.config/quillon
 std::filesystem::path stateHome();   // $XDG_STATE_HOME/quillon, else ~/.local/state/quillon

@@ -3,7 +3,11 @@
 
 #include <sys/stat.h>
 
+#include <exception>
 #include <filesystem>
+#include <map>
+#include <mutex>
+#include <utility>
 
 #include "platform/base/descriptor.hpp"
 #include "platform/base/journal.hpp"
@@ -11,6 +15,7 @@
 #include "platform/base/siblings.hpp"
 #include "platform/base/slots.hpp"
 #include "platform/base/transcoder.hpp"
+#include "platform/files/living_directory.hpp"
 #include "platform/files/random_name.hpp"
 #include "platform/fsbox/file.hpp"
 
@@ -23,7 +28,25 @@ struct FileSystem : vx::Fsbox {
 
     // Reserved files and names of directories, by their kind in NameParms.
     LentTexts names;
+
+    void hold(const std::string& directory);
+    void letGo(const std::string& directory);
+
+private:
+    std::mutex mutex_;
+    std::map<std::string, Descriptor> held_;  // directories that were made here, by their paths
 };
+
+void FileSystem::hold(const std::string& directory) {
+    Descriptor held = holdDirectory(directory);
+    const std::lock_guard lock(mutex_);
+    held_.insert_or_assign(directory, std::move(held));
+}
+
+void FileSystem::letGo(const std::string& directory) {
+    const std::lock_guard lock(mutex_);
+    held_.erase(directory);
+}
 
 FileSystem& own(vx::Fsbox* self) {
     return *static_cast<FileSystem*>(self);
@@ -100,18 +123,29 @@ void fillFiles(vx::Fsbox& fsbox) {
 }
 
 void fillDirectories(vx::Fsbox& fsbox) {
-    fsbox.CreateDirectory = [](vx::Fsbox*, const char32_t* path, uint64_t length,
+    fsbox.CreateDirectory = [](vx::Fsbox* self, const char32_t* path, uint64_t length,
                                vx::Word) noexcept {
         return guarded(FSBOX_IO, [&] {
             const std::string directory = toUtf8({path, length});
-            if (mkdir(directory.c_str(), 0700) == 0) return vx::VX_SUCCESS;
-            throwSystemFailure(errno, "Cannot make the directory " + directory);
+            if (mkdir(directory.c_str(), 0700) != 0) {
+                throwSystemFailure(errno, "Cannot make the directory " + directory);
+            }
+            try {
+                own(self).hold(directory);
+            } catch (const std::exception&) {
+                rmdir(directory.c_str());
+                throw;
+            }
+            return vx::VX_SUCCESS;
         });
     };
-    fsbox.DeleteDirectory = [](vx::Fsbox*, const char32_t* path, uint64_t length,
+    fsbox.DeleteDirectory = [](vx::Fsbox* self, const char32_t* path, uint64_t length,
                                uint32_t withContents, vx::Word) noexcept {
         return guarded(FSBOX_IO, [&] {
-            return deleteDirectory(toUtf8({path, length}), withContents != 0);
+            const std::string directory = toUtf8({path, length});
+            const vx::Status status = deleteDirectory(directory, withContents != 0);
+            if (status == vx::VX_SUCCESS) own(self).letGo(directory);
+            return status;
         });
     };
 }

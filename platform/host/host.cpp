@@ -67,8 +67,4 @@ ExtensionHost::~ExtensionHost() {
     handle_->Destroy(handle_);
 }
 
-const Settings& ExtensionHost::settings() const {
-    return interface_->settings;
-}
-
 }  // namespace vxhost

@@ -21,7 +21,6 @@ public:
     ExtensionHost& operator=(const ExtensionHost&) = delete;
 
     vx::ExtensionHandle& handle() { return *handle_; }
-    const Settings& settings() const;
 
 private:
     struct Interface;

@@ -12,12 +12,9 @@ namespace {
 
 struct ProcessKernel : vx::Kernel {
     ProcessKernel();
-    void setConfigDirectory(const std::filesystem::path& directory) {
-        encoding.keyFile = (directory.empty() ? configHome() : directory) / "key";
-    }
 
 private:
-    EncodingContext encoding;
+    EncodingContext encoding{keyFileIn(configHome())};
 };
 
 ProcessKernel::ProcessKernel() {
@@ -25,7 +22,6 @@ ProcessKernel::ProcessKernel() {
     LoadExtension = [](vx::Kernel*, const char32_t* name, uint64_t length, void*) noexcept {
         return loadSibling({name, length}, nullptr);
     };
-    setConfigDirectory({});
     encodingContext = &encoding;
     encodingService = &vxhost::encodingService();
     caseService = nullptr;
@@ -33,20 +29,11 @@ ProcessKernel::ProcessKernel() {
     DateTime = &dateTime;
 }
 
-ProcessKernel& processKernel() {
-    static ProcessKernel one;
-    return one;
-}
-
 }  // namespace
 
 vx::Kernel& kernel() {
-    return processKernel();
-}
-
-void configureKernel(const KernelSettings& settings) {
-    configureLogging(settings);
-    processKernel().setConfigDirectory(settings.configDirectory);
+    static ProcessKernel one;
+    return one;
 }
 
 }  // namespace vxhost

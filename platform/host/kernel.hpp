@@ -2,13 +2,9 @@
 #pragma once
 
 #include "host/kernel.h"
-#include "platform/base/settings.hpp"
 
 namespace vxhost {
 
 vx::Kernel& kernel();
-
-// From now on; before the first handle at best.
-void configureKernel(const KernelSettings& settings);
 
 }  // namespace vxhost

@@ -27,7 +27,7 @@ std::u32string Locations::freeLocation() const {
     std::filesystem::path root = settings.cacheRoot;
     if (root.empty()) root = cacheHome();
     makePrivateDirectories(root);
-    return toUtf32((root / randomName()).string());
+    return toUtf32((root / (cachePrefix + randomName())).string());
 }
 
 Locations::Locations(const Settings& settingsOfHost) : settings(settingsOfHost) {

@@ -21,6 +21,11 @@ CurlFailure curlFailure(CURL* easy, CURLcode code, const std::string& detail, bo
     if (const auto refusal = proxyAnswer(easy); !refusal.empty() && !sent) {
         return {WEBLNK_PROXY_REFUSED, refusal};
     }
+    // "Unsupported proxy scheme for 'URL'": with the password that the URL may hold.
+    if (words.starts_with("Unsupported proxy")) {
+        return {WEBLNK_PROXY_REFUSED,
+                "the proxy's URL is of no kind that can be used, such as http, https or socks5"};
+    }
     switch (code) {
         case CURLE_OUT_OF_MEMORY:
             throw std::bad_alloc();

@@ -30,15 +30,22 @@ std::string cleaned(std::string_view location) {
     return url;
 }
 
+// Of a redirect that is not followed. A URL of another kind than http's is no advice.
+Failure redirectRefused(const Request& request, const std::string& url) {
+    const std::string what =
+        fmt::format("{} {}: the server sends this request to {}", request.method, request.url, url);
+    if (requestUrl(url).empty()) {
+        return {WEBLNK_BAD_ANSWER, what + ", which is no http or https URL."};
+    }
+    return {WEBLNK_REDIRECTED_AWAY, what + "; give that URL if you trust it."};
+}
+
 std::string redirectTarget(const Request& request, const Answer& answer) {
     const auto location = answer.headers.first("Location");
     if (!isRedirect(answer.status) || location.empty()) return {};
     std::string url = withoutCredentials(resolve(request.url, cleaned(location)));
     if (sameOrigin(url, request.url)) return url;
-    throw Failure(WEBLNK_REDIRECTED_AWAY,
-                  fmt::format("{} {}: the server sends this request to {}; give that URL if you "
-                              "trust it.",
-                              request.method, request.url, url));
+    throw redirectRefused(request, url);
 }
 
 bool endsInSlash(std::string_view url) {
@@ -187,6 +194,10 @@ void Exchange::settleChallenge(Answer answer, Authentication& authentication) {
     if (authentication.forget() && mayAskAgain) {
         if (request_.upload) request_.upload->rewind();
         return restart("401");
+    }
+    const std::string schemes = unknownSchemes(answer.headers);
+    if (!schemes.empty() && sender_.settings.unknownSchemes) {
+        sender_.settings.unknownSchemes(schemes);
     }
     if (authentication.refusesOfferedBasic(easy_.get())) {
         journalSentence(

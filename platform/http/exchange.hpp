@@ -14,6 +14,7 @@
 #include "platform/http/request.hpp"
 #include "platform/http/target.hpp"
 #include "platform/http/transfer.hpp"
+#include "platform/text/http_status.hpp"
 
 namespace vxhost {
 
@@ -29,12 +30,6 @@ void requireUsable(const std::string& url, std::string_view spelt);
 // credentials may go.
 Answer exchange(const Target& target, Request request);
 
-inline bool isSuccess(int32_t status) {
-    return status >= 200 && status < 300;
-}
-inline bool isRedirect(int32_t status) {
-    return status == 301 || status == 302 || status == 307 || status == 308;
-}
 inline bool isBusy(int32_t status) {
     return status == 429 || status == 503;
 }

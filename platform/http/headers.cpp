@@ -1,10 +1,11 @@
 #include "platform/http/headers.hpp"
 
 #include <algorithm>
-#include <array>
+#include <iterator>
 
 #include "platform/base/ascii.hpp"
 #include "platform/text/date.hpp"
+#include "platform/text/methods.hpp"
 
 namespace vxhost {
 namespace {
@@ -25,25 +26,44 @@ void eachElement(std::string_view list, Visit visit) {
     }
 }
 
-struct Method {
-    std::string_view name;
-    uint32_t bit;
-};
-constexpr std::array methods{
-    Method{"COPY", vx::ALLOW_COPY},
-    Method{"DELETE", vx::ALLOW_DELETE},
-    Method{"GET", vx::ALLOW_GET},
-    Method{"HEAD", vx::ALLOW_HEAD},
-    Method{"LOCK", vx::ALLOW_LOCK},
-    Method{"MKCOL", vx::ALLOW_MKCOL},
-    Method{"MOVE", vx::ALLOW_MOVE},
-    Method{"OPTIONS", vx::ALLOW_OPTIONS},
-    Method{"POST", vx::ALLOW_POST},
-    Method{"PROPFIND", vx::ALLOW_PROPFIND},
-    Method{"PROPPATCH", vx::ALLOW_PROPPATCH},
-    Method{"PUT", vx::ALLOW_PUT},
-    Method{"UNLOCK", vx::ALLOW_UNLOCK},
-};
+// Commas in quotes end no element.
+template <class Visit>
+void eachQuotedElement(std::string_view list, Visit visit) {
+    bool quoted = false;
+    size_t begin = 0;
+    for (size_t at = 0; at <= list.size(); ++at) {
+        const char c = at < list.size() ? list[at] : ',';
+        if (quoted && c == '\\') {
+            ++at;
+        } else if (c == '"') {
+            quoted = !quoted;
+        } else if (at >= list.size() || (c == ',' && !quoted)) {
+            visit(trim(list.substr(begin, at - begin)));
+            begin = at + 1;
+        }
+    }
+}
+
+bool isToken(std::string_view text) {  // RFC 9110, 5.6.2
+    constexpr std::string_view signs = "!#$%&'*+-.^_`|~";
+    return !text.empty() && std::all_of(text.begin(), text.end(), [&](char c) {
+        const bool letter = lower(c) >= 'a' && lower(c) <= 'z';
+        return letter || (c >= '0' && c <= '9') || signs.find(c) != signs.npos;
+    });
+}
+
+std::string_view unquoted(std::string_view text) {
+    const bool quoted = text.size() >= 2 && text.front() == '"' && text.back() == '"';
+    return quoted ? text.substr(1, text.size() - 2) : text;
+}
+
+// What curl answers: it knows more of Digest by name than it computes.
+bool canAnswer(const Challenge& challenge) {
+    if (!sameName(challenge.scheme, "Digest")) return sameName(challenge.scheme, "Basic");
+    constexpr std::string_view known[] = {"", "MD5", "MD5-sess", "SHA-256", "SHA-256-sess"};
+    return std::any_of(std::begin(known), std::end(known),
+                       [&](std::string_view name) { return sameName(challenge.algorithm, name); });
+}
 
 constexpr uint32_t lockMethods = vx::ALLOW_LOCK | vx::ALLOW_UNLOCK;
 constexpr uint32_t plainMethods = vx::ALLOW_GET | vx::ALLOW_HEAD | vx::ALLOW_OPTIONS;
@@ -120,18 +140,42 @@ std::optional<ContentRange> parseContentRange(std::string_view value) {
     return ContentRange{*first, parseNumber<uint64_t>(trim(value.substr(slash + 1)))};
 }
 
-bool offersScheme(const Headers& headers, std::string_view scheme) {
-    std::string bare;  // of what is in quotes, which may look like a scheme
-    bool quoted = false;
-    for (const char c : headers.joined("WWW-Authenticate")) {
-        if (c == '"') quoted = !quoted;
-        if (c != '"' && !quoted) bare += c;
-    }
-    bool offered = false;
-    eachElement(bare, [&](std::string_view element) {
-        offered = offered || sameName(element.substr(0, element.find(' ')), scheme);
+std::vector<Challenge> parseChallenges(const Headers& headers) {
+    std::vector<Challenge> challenges;
+    eachQuotedElement(headers.joined("WWW-Authenticate"), [&](std::string_view element) {
+        const auto word = element.substr(0, element.find_first_of(" \t"));
+        const auto rest = trim(element.substr(word.size()));
+        const bool begins = isToken(word) && !rest.starts_with('=');
+        if (begins) challenges.push_back({std::string(word), {}});
+        const auto parameter = begins ? rest : element;
+        const size_t sign = parameter.find('=');
+        if (challenges.empty() || sign == parameter.npos) return;
+        if (!sameName(trim(parameter.substr(0, sign)), "algorithm")) return;
+        challenges.back().algorithm = unquoted(trim(parameter.substr(sign + 1)));
     });
-    return offered;
+    return challenges;
+}
+
+bool offersScheme(const Headers& headers, std::string_view scheme) {
+    const auto challenges = parseChallenges(headers);
+    return std::any_of(challenges.begin(), challenges.end(), [&](const Challenge& challenge) {
+        return sameName(challenge.scheme, scheme);
+    });
+}
+
+std::string unknownSchemes(const Headers& headers) {
+    constexpr size_t most = 4, longest = 40;
+    std::vector<std::string> names;
+    for (const Challenge& challenge : parseChallenges(headers)) {
+        if (canAnswer(challenge)) return {};
+        const bool told = isToken(challenge.algorithm) && sameName(challenge.scheme, "Digest");
+        const std::string name = challenge.scheme + (told ? " with " + challenge.algorithm : "");
+        const bool isNew = std::find(names.begin(), names.end(), name) == names.end();
+        if (isNew && names.size() < most && name.size() <= longest) names.push_back(name);
+    }
+    std::string text;
+    for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
+    return text;
 }
 
 uint32_t parseAllow(std::string_view allow) {

@@ -50,8 +50,17 @@ struct ContentRange {
 };
 std::optional<ContentRange> parseContentRange(std::string_view value);
 
-// Whether a challenge is of that scheme (RFC 9110, 11.6.1).
+struct Challenge {          // of WWW-Authenticate (RFC 9110, 11.6.1)
+    std::string scheme;     // a token
+    std::string algorithm;  // of Digest; empty: none is named, which means MD5
+};
+std::vector<Challenge> parseChallenges(const Headers& headers);
+
 bool offersScheme(const Headers& headers, std::string_view scheme);
+
+// The first schemes of the challenges, as "Negotiate, Digest with FOO", where none of all can be
+// answered; empty when one can, or when there is none.
+std::string unknownSchemes(const Headers& headers);
 
 uint32_t parseAllow(std::string_view allow);  // ALLOW_ bits of the listed methods
 

@@ -31,14 +31,6 @@ constexpr uint64_t streamThreshold = 1 << 18;  // the windows of HTTP/2 slow lon
 constexpr long idleSecondsRepeatable = 60;     // of a connection that is used again
 constexpr long idleSecondsOnce = 4;            // Apache's default closes after 5
 
-int parseStatusLine(std::string_view line) {
-    int status = -1;
-    const size_t blank = line.find(' ');
-    if (blank == line.npos) return -1;
-    std::from_chars(line.data() + blank + 1, line.data() + line.size(), status);
-    return status;
-}
-
 in_port_t portOf(std::string_view url) {
     const std::string from = origin(url);
     in_port_t port = from.starts_with("https") ? 443 : 80;
@@ -235,7 +227,7 @@ bool Transfer::takeHeader(std::string_view line) {
         bodyBytes_ = 0;
         graceEnd_.reset();
         answer_ = Answer{};
-        answer_.status = parseStatusLine(line);
+        answer_.status = parseStatusLine(line).value_or(-1);
         answer_.url = request_.url;
     } else if (line == "\r\n" || line == "\n") {
         return endHeader();

@@ -14,6 +14,7 @@
 #include "platform/http/request.hpp"
 #include "platform/http/stall_watch.hpp"
 #include "platform/http/target.hpp"
+#include "platform/text/http_status.hpp"
 
 namespace vxhost {
 
@@ -79,7 +80,7 @@ private:
     bool isListing() const { return request_.isStreamed && !request_.policy.content; }
     bool movesContent() const;  // now, and not what comes before and after
     bool stop(Enough why);      // false
-    bool isSuccess() const { return answer_.status >= 200 && answer_.status < 300; }
+    bool isSuccess() const { return vxhost::isSuccess(answer_.status); }
 
     // Runs the body of a callback, in which nothing may be thrown; what is, end() throws again.
     template <class Body>

@@ -1,12 +1,12 @@
 // A document of ours: nodes and texts in one arena.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <memory_resource>
 #include <string_view>
 
 #include "host/markup.h"
-#include "platform/markup/node_arena.hpp"
 
 namespace vxhost {
 
@@ -17,21 +17,18 @@ public:
     TreeDocument(const TreeDocument&) = delete;
     TreeDocument& operator=(const TreeDocument&) = delete;
 
+    std::byte* allocate(size_t bytes, size_t alignment);
+
     // A node that has no place in the tree yet. The text must live as long as the document: a
     // constant, or kept by it.
-    vx::Node* create(uint32_t nodeType, std::u32string_view text) {
-        bytes_ += NodeArena::BYTES_PER_NODE;
-        return nodes_.create(nodeType, text);
-    }
+    vx::Node* create(uint32_t nodeType, std::u32string_view text);
 
     std::u32string_view keep(std::string_view wellFormedUtf8);
-    std::u32string_view keep(std::u32string_view text);
 
-    uint64_t bytes() const { return bytes_; }  // of nodes and texts so far
+    uint64_t bytes() const { return bytes_; }  // allocated so far
 
 private:
     std::pmr::monotonic_buffer_resource memory_;
-    NodeArena nodes_;
     uint64_t bytes_ = 0;
 };
 

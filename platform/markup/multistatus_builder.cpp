@@ -3,12 +3,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
-#include <system_error>
 
 #include "platform/base/ascii.hpp"
 #include "platform/base/status.hpp"
 #include "platform/markup/tree_builder.hpp"
+#include "platform/text/http_status.hpp"
 
 namespace vxhost {
 namespace {
@@ -16,18 +15,15 @@ namespace {
 constexpr XmlLimits LIMITS = {.bytes = uint64_t{64} << 30};  // it streams: time is the limit
 constexpr size_t LONGEST_VALUE = 1 << 20;                    // bytes of an href or a property
 
-// "HTTP/1.1 200 OK" (RFC 4918, 14.28). An empty one refuses nothing.
-bool isSuccess(std::string_view status) {
-    status = trim(status);
-    const size_t blank = status.find(' ');
-    return status.empty() || (blank != status.npos && trim(status.substr(blank)).starts_with('2'));
+// An empty status line refuses nothing.
+bool grants(std::string_view statusLine) {
+    return trim(statusLine).empty() || isSuccess(parseStatusLine(statusLine).value_or(0));
 }
 
-// The extension's arithmetic has 64 bits.
-bool isTooLarge(std::string_view size) {
-    uint64_t number = 0;
-    const auto result = std::from_chars(size.data(), size.data() + size.size(), number);
-    return result.ec == std::errc::result_out_of_range;
+// Of a member: the extension would take what is no number for 0, and what is missing, too.
+std::string_view sizeOrUnknown(std::string_view size) {
+    static const std::string unknown = std::to_string(unknownSize);
+    return parseNumber<uint64_t>(size) ? size : unknown;
 }
 
 }  // namespace
@@ -78,6 +74,10 @@ MultistatusBuilder::MultistatusBuilder(RewriteHref rewrite, uint64_t mostBytes)
 
 void MultistatusBuilder::startElement(std::string_view name) {
     const Place parent = open_.empty() ? Place::outside : open_.back();
+    if (parent == Place::ignored) {  // as half of all elements of most answers
+        open_.push_back(parent);
+        return;
+    }
     const auto local = davName(name);
     const auto found = std::find_if(
         std::begin(transitions), std::end(transitions),
@@ -86,7 +86,7 @@ void MultistatusBuilder::startElement(std::string_view name) {
     if (parent == Place::outside) {
         const auto root = place == Place::multistatus ? std::u32string_view(U"multistatus")
                                                       : document_->keep(nodeName(name));
-        document_->firstChild = document_->create(vx::NODE_ELEMENT, root);
+        document_->firstChild = nodes_.create(vx::NODE_ELEMENT, root);
     }
     open_.push_back(place);
     begin(place);
@@ -149,7 +149,7 @@ void MultistatusBuilder::end(Place place) {
     if (place == Place::href) {
         hasHref_ = true;
     } else if (place == Place::propstat) {
-        if (isSuccess(foundStatus_)) mergeFound();
+        if (grants(foundStatus_)) mergeFound();
     } else if (place == Place::response) {
         appendResponse();
     }
@@ -164,7 +164,7 @@ void MultistatusBuilder::mergeFound() {
 
 void MultistatusBuilder::appendResponse() {
     const auto href = trim(href_);
-    if (!hasPropstat_ && !isSuccess(status_)) {
+    if (!hasPropstat_ && !grants(status_)) {
         if (skipped_++ == 0) firstSkipped_ = href;
         return;
     }
@@ -172,25 +172,26 @@ void MultistatusBuilder::appendResponse() {
     append(href, saysNothing ? nullptr : makePropstat());
 }
 
-void MultistatusBuilder::append(std::string_view href, vx::Node* propstat) {
+void MultistatusBuilder::append(std::string_view href, const vx::Node* propstat) {
     if (document_->bytes() > mostBytes_) {
         throw Failure(WEBLNK_BAD_ANSWER,
                       fmt::format("it names so many members that {} MiB of memory, the most that "
                                   "one listing may take, do not hold them",
                                   mostBytes_ >> 20));
     }
-    auto* response = document_->create(vx::NODE_ELEMENT, U"response");
-    (lastResponse_ ? lastResponse_->nextSibling : document_->firstChild->firstChild) = response;
-    lastResponse_ = response;
-    if (href.empty()) {
-        response->firstChild = propstat;
-        return;
+    const vx::Node* child = propstat;
+    if (!href.empty()) {
+        const auto text = document_->keep(rewrite_ ? rewrite_(href) : href);
+        child =
+            nodes_.create(vx::NODE_ELEMENT, U"href", nodes_.create(vx::NODE_TEXT, text), propstat);
     }
-    auto* node = document_->create(vx::NODE_ELEMENT, U"href");
-    const auto text = document_->keep(rewrite_ ? rewrite_(href) : href);
-    node->firstChild = document_->create(vx::NODE_TEXT, text);
-    node->nextSibling = propstat;
-    response->firstChild = node;
+    auto* response = nodes_.create(vx::NODE_ELEMENT, U"response", child);
+    if (lastResponse_) {
+        NodeArena::setNextSibling(lastResponse_, response);
+    } else {
+        NodeArena::setFirstChild(document_->firstChild, response);
+    }
+    lastResponse_ = response;
 }
 
 // The extension would take such a display name for what it has already.
@@ -201,19 +202,19 @@ bool MultistatusBuilder::repeatsName(std::string_view name) const {
 }
 
 // From the last property, which most members share, to the first.
-vx::Node* MultistatusBuilder::makePropstat() {
+const vx::Node* MultistatusBuilder::makePropstat() {
     static constexpr std::array<std::u32string_view, entityTag> names = {
         U"displayname", U"getcontentlength", U"getlastmodified", U"creationdate"};
-    vx::Node* properties = nullptr;
+    const vx::Node* properties = nullptr;
     if (kept_.isCollection) {
         auto* collection = sharer_.element(U"collection", nullptr, nullptr);
         properties = sharer_.element(U"resourcetype", collection, nullptr);
     }
     for (size_t i = names.size(); i-- > 0;) {
         const std::string_view raw = kept_.values[i];
-        const auto value = i == displayName ? raw : trim(raw);
+        auto value = i == displayName ? raw : trim(raw);
+        if (i == contentLength && !kept_.isCollection) value = sizeOrUnknown(value);
         if (value.empty() || (i == displayName && repeatsName(value))) continue;
-        if (i == contentLength && isTooLarge(value)) continue;
         properties = sharer_.element(names[i], sharer_.text(value), properties);
     }
     return sharer_.element(U"propstat", sharer_.element(U"prop", properties, nullptr), nullptr);

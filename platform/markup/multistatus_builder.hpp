@@ -14,13 +14,17 @@
 
 namespace vxhost {
 
+// In the document, and so in the record of a member: 0 is that of an empty one.
+inline constexpr uint64_t unknownSize = UINT64_MAX;
+
 // The document is a multistatus of response elements alone, each with
-//   - its first href, rewritten;
+//   - its first href, rewritten; an empty one, or none, is rewritten, too, and names what was asked
+//     (RFC 3986, 4.4);
 //   - one propstat with one prop, which holds what the response's propstats of status 2xx say of
 //     displayname, getcontentlength, getlastmodified, creationdate and resourcetype (only for a
 //     collection); empty when there is none of 2xx: the member exists, and tells nothing.
-// Values lose the blanks around them, displayname excepted; an empty one is left out, and so is a
-// size of more than 64 bits.
+// Values lose the blanks around them, displayname excepted; an empty one is left out. The size of
+// what is no collection is always there, and unknownSize where the server tells no number.
 // A response of no propstat but a status of its own other than 2xx (RFC 4918, 14.24) is skipped,
 // unless nothing else would be left: it speaks of a member that cannot be read, and must not cost
 // the listing of the others. A response with neither stays, without propstat.
@@ -72,14 +76,15 @@ private:
     void end(Place place);
     void mergeFound();
     void appendResponse();
-    void append(std::string_view href, vx::Node* propstat);
-    vx::Node* makePropstat();
+    void append(std::string_view href, const vx::Node* propstat);
+    const vx::Node* makePropstat();
     bool repeatsName(std::string_view name) const;
 
     RewriteHref rewrite_;
     uint64_t mostBytes_;
     DocumentPtr document_ = std::make_unique<TreeDocument>();
-    NodeSharer sharer_{*document_};
+    NodeArena nodes_{*document_};
+    NodeSharer sharer_{*document_, nodes_};
     vx::Node* lastResponse_ = nullptr;
 
     std::vector<Place> open_;  // from the root inwards

@@ -1,5 +1,7 @@
 #include "platform/markup/node_arena.hpp"
 
+#include <cstring>
+
 namespace vxhost {
 namespace {
 
@@ -46,6 +48,11 @@ static_assert(allAligned());
 constexpr size_t BLOCK_BYTES =
     (PERIODS_PER_BLOCK - 1) * NodeArena::PERIOD + NodeArena::PLACES.back() + sizeof(vx::Node);
 
+template <class Field>
+void copyField(vx::Node* node, size_t offset, Field field) {
+    std::memcpy(reinterpret_cast<std::byte*>(node) + offset, &field, sizeof field);
+}
+
 }  // namespace
 
 std::byte* NodeArena::nextPlace() {
@@ -55,21 +62,30 @@ std::byte* NodeArena::nextPlace() {
             period_ += PERIOD;
             --periodsLeft_;
         } else {
-            period_ = static_cast<std::byte*>(memory_.allocate(BLOCK_BYTES, alignof(vx::Node)));
+            period_ = document_.allocate(BLOCK_BYTES, alignof(vx::Node));
             periodsLeft_ = PERIODS_PER_BLOCK - 1;
         }
     }
     return period_ + PLACES[place_++];
 }
 
-vx::Node* NodeArena::create(uint32_t nodeType, std::u32string_view text) {
+vx::Node* NodeArena::create(uint32_t nodeType, std::u32string_view text, const vx::Node* firstChild,
+                            const vx::Node* nextSibling) {
     auto* node = reinterpret_cast<vx::Node*>(nextPlace());
-    node->nextSibling = nullptr;
-    node->firstChild = nullptr;
-    node->nodeType = nodeType;
-    node->text = text.data();
-    node->textLength = text.size() * sizeof(char32_t);
+    setNextSibling(node, nextSibling);
+    setFirstChild(node, firstChild);
+    copyField(node, offsetof(vx::Node, nodeType), nodeType);
+    copyField(node, offsetof(vx::Node, text), text.data());
+    copyField(node, offsetof(vx::Node, textLength), uint64_t{text.size() * sizeof(char32_t)});
     return node;
+}
+
+void NodeArena::setFirstChild(vx::Node* node, const vx::Node* child) {
+    copyField(node, offsetof(vx::Node, firstChild), child);
+}
+
+void NodeArena::setNextSibling(vx::Node* node, const vx::Node* sibling) {
+    copyField(node, offsetof(vx::Node, nextSibling), sibling);
 }
 
 }  // namespace vxhost

@@ -1,34 +1,37 @@
-// Memory of a document's nodes.
+// Nodes of a large document, packed.
 #pragma once
 
 #include <array>
 #include <cstddef>
-#include <memory_resource>
 #include <string_view>
 
-#include "host/markup.h"
+#include "platform/markup/document.hpp"
 
 namespace vxhost {
 
-// A node is 152 bytes of which 36 are named; the others are the owner's own. Nodes therefore lie
-// inside one another, each with its named fields in unnamed bytes of its neighbours: four in every
-// 208 bytes, the closest packing with a period of up to 480, which is a third of the memory. So a
-// node is only ever made here, and only its named fields are written, never a whole vx::Node.
+// A node is 152 bytes of which 36 are named, and is read by these fields alone. A vx::Node* from
+// here is an address whose fields lie at their offsets, four such in every 208 bytes, each with its
+// fields in gaps of the others; that is the closest packing with a period of up to 700 bytes, and a
+// third of the memory of whole records. No object of type vx::Node is there: the fields are copied
+// to and from plain bytes.
 class NodeArena {
 public:
     static constexpr size_t PERIOD = 208;
     static constexpr std::array<size_t, 4> PLACES = {0, 32, 80, 160};  // repeated every PERIOD
-    static constexpr size_t BYTES_PER_NODE = PERIOD / PLACES.size();
 
-    explicit NodeArena(std::pmr::memory_resource& memory) : memory_(memory) {}
+    explicit NodeArena(TreeDocument& document) : document_(document) {}
 
-    // A node without child and sibling. The text is not copied. Throws std::bad_alloc.
-    vx::Node* create(uint32_t nodeType, std::u32string_view text);
+    // The text is not copied; it must live as long as the document. Throws std::bad_alloc.
+    vx::Node* create(uint32_t nodeType, std::u32string_view text,
+                     const vx::Node* firstChild = nullptr, const vx::Node* nextSibling = nullptr);
+
+    static void setFirstChild(vx::Node* node, const vx::Node* child);
+    static void setNextSibling(vx::Node* node, const vx::Node* sibling);
 
 private:
     std::byte* nextPlace();
 
-    std::pmr::memory_resource& memory_;
+    TreeDocument& document_;
     std::byte* period_ = nullptr;  // the current one
     size_t periodsLeft_ = 0;       // in the block, behind the current one
     size_t place_ = PLACES.size();

@@ -3,7 +3,6 @@
 #include <utf8.h>
 
 #include <functional>
-#include <iterator>
 
 #include "platform/markup/walk.hpp"
 
@@ -17,28 +16,33 @@ size_t mix(size_t hash, const void* address) {
     return mixed ^ (mixed >> 32);
 }
 
-}  // namespace
-
-vx::Node* NodeSharer::element(std::u32string_view name, vx::Node* firstChild,
-                              vx::Node* nextSibling) {
-    vx::Node*& recent = slot(mix(mix(mix(0, name.data()), firstChild), nextSibling));
-    if (recent && recent->text == name.data() && recent->nodeType == vx::NODE_ELEMENT &&
-        recent->firstChild == firstChild && recent->nextSibling == nextSibling) {
-        return recent;
+bool equals(std::u32string_view wide, std::string_view wellFormedUtf8) {
+    const char* at = wellFormedUtf8.data();
+    const char* const end = at + wellFormedUtf8.size();
+    for (const char32_t character : wide) {
+        if (at == end || utf8::unchecked::next(at) != character) return false;
     }
-    auto* node = document_.create(vx::NODE_ELEMENT, name);
-    node->firstChild = firstChild;
-    node->nextSibling = nextSibling;
-    return recent = node;
+    return at == end;
 }
 
-vx::Node* NodeSharer::text(std::string_view wellFormedUtf8) {
-    vx::Node*& recent = slot(std::hash<std::string_view>{}(wellFormedUtf8));
-    wide_.clear();
-    utf8::unchecked::utf8to32(wellFormedUtf8.begin(), wellFormedUtf8.end(),
-                              std::back_inserter(wide_));
-    if (recent && recent->nodeType == vx::NODE_TEXT && textOf(*recent) == wide_) return recent;
-    return recent = document_.create(vx::NODE_TEXT, document_.keep(wide_));
+}  // namespace
+
+const vx::Node* NodeSharer::element(std::u32string_view name, const vx::Node* firstChild,
+                                    const vx::Node* nextSibling) {
+    const vx::Node*& recent = slot(mix(mix(mix(0, name.data()), firstChild), nextSibling));
+    if (recent && nodeText(recent) == name.data() && nodeType(recent) == vx::NODE_ELEMENT &&
+        nodeFirstChild(recent) == firstChild && nodeNextSibling(recent) == nextSibling) {
+        return recent;
+    }
+    return recent = nodes_.create(vx::NODE_ELEMENT, name, firstChild, nextSibling);
+}
+
+const vx::Node* NodeSharer::text(std::string_view wellFormedUtf8) {
+    const vx::Node*& recent = slot(std::hash<std::string_view>{}(wellFormedUtf8));
+    if (recent && nodeType(recent) == vx::NODE_TEXT && equals(textOf(*recent), wellFormedUtf8)) {
+        return recent;
+    }
+    return recent = nodes_.create(vx::NODE_TEXT, document_.keep(wellFormedUtf8));
 }
 
 }  // namespace vxhost

@@ -2,10 +2,10 @@
 #pragma once
 
 #include <array>
-#include <string>
 #include <string_view>
 
 #include "platform/markup/document.hpp"
+#include "platform/markup/node_arena.hpp"
 
 namespace vxhost {
 
@@ -14,18 +14,19 @@ namespace vxhost {
 // nodes made, only the most recent with the same hash is remembered.
 class NodeSharer {
 public:
-    explicit NodeSharer(TreeDocument& document) : document_(document) {}
+    NodeSharer(TreeDocument& document, NodeArena& nodes) : document_(document), nodes_(nodes) {}
 
     // name: a constant; the same one for the same name.
-    vx::Node* element(std::u32string_view name, vx::Node* firstChild, vx::Node* nextSibling);
-    vx::Node* text(std::string_view wellFormedUtf8);
+    const vx::Node* element(std::u32string_view name, const vx::Node* firstChild,
+                            const vx::Node* nextSibling);
+    const vx::Node* text(std::string_view wellFormedUtf8);
 
 private:
-    vx::Node*& slot(size_t hash) { return recent_[hash % recent_.size()]; }
+    const vx::Node*& slot(size_t hash) { return recent_[hash % recent_.size()]; }
 
     TreeDocument& document_;
-    std::array<vx::Node*, 4096> recent_{};
-    std::u32string wide_;
+    NodeArena& nodes_;
+    std::array<const vx::Node*, 4096> recent_{};
 };
 
 }  // namespace vxhost

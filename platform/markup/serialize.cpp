@@ -26,18 +26,18 @@ Tag tagOf(const vx::Node& element, bool isRoot) {
 }
 
 void append(std::string& xml, const vx::Node& node, bool isRoot) {
-    if (node.nodeType != vx::NODE_ELEMENT) {
+    if (nodeType(&node) != vx::NODE_ELEMENT) {
         xml += escapeXml(toUtf8(textOf(node)));
         return;
     }
     const auto [name, attributes] = tagOf(node, isRoot);
     xml.append("<").append(name).append(attributes);
-    if (!node.firstChild) {
+    if (!nodeFirstChild(&node)) {
         xml += "/>";
         return;
     }
     xml += '>';
-    for (auto* child = node.firstChild; child; child = child->nextSibling) {
+    for (auto* child = nodeFirstChild(&node); child; child = nodeNextSibling(child)) {
         append(xml, *child, false);
     }
     xml.append("</").append(name).append(">");

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "platform/base/status.hpp"
 #include "platform/markup/byte_encoding.hpp"
@@ -12,11 +13,9 @@ namespace vxhost {
 namespace {
 
 constexpr char NAMESPACE_SEPARATOR = '\n';
-// Bytes of a piece for expat, which reads markup that has not ended again with every piece: small
-// ones are gathered, since the time would grow with their square, and large ones are cut, since the
-// longest markup must be noticed.
-constexpr size_t LEAST_PIECE = 16 << 10;
-constexpr size_t LARGEST_PIECE = 64 << 10;
+// Bytes of a piece for expat, which reads markup that has not ended again with every piece: the
+// time for smaller ones would grow with their square, and the longest markup must be noticed.
+constexpr size_t PIECE = 16 << 10;
 
 XmlReader& readerOf(void* data) {
     return *static_cast<XmlReader*>(data);
@@ -83,19 +82,13 @@ void XmlReader::feed(std::string_view bytes) {
     if (bytes.size() > limits_.bytes - taken_) refuse("the document is too large");
     taken_ += bytes.size();
     // Scripts on servers print empty lines in front of the declaration, where XML allows nothing.
-    const bool begun = fed_ > 0 || !gathered_.empty();
+    const bool begun = fed_ > 0 || gathered_ > 0;
     if (!begun) bytes.remove_prefix(std::min(bytes.size(), bytes.find_first_not_of("\r\n\t ")));
     while (!bytes.empty()) {
-        const bool gathers = !gathered_.empty() || bytes.size() < LEAST_PIECE;
-        const auto piece =
-            bytes.substr(0, gathers ? LEAST_PIECE - gathered_.size() : LARGEST_PIECE);
-        bytes.remove_prefix(piece.size());
-        if (gathers) {
-            gathered_ += piece;
-            if (gathered_.size() == LEAST_PIECE) parseGathered(false);
-        } else {
-            parse(piece, false);
-        }
+        const size_t taken = bytes.copy(room() + gathered_, PIECE - gathered_);
+        bytes.remove_prefix(taken);
+        gathered_ += taken;
+        if (gathered_ == PIECE) parseGathered(false);
     }
 }
 
@@ -103,15 +96,18 @@ void XmlReader::finish() {
     parseGathered(true);
 }
 
-void XmlReader::parseGathered(bool last) {
-    parse(gathered_, last);
-    gathered_.clear();
+// Expat's own buffer, so that nothing is copied twice.
+char* XmlReader::room() {
+    if (!buffer_) buffer_ = static_cast<char*>(XML_GetBuffer(parser_.get(), PIECE));
+    if (!buffer_) throw std::bad_alloc();
+    return buffer_;
 }
 
-void XmlReader::parse(std::string_view piece, bool last) {
-    const auto status =
-        XML_Parse(parser_.get(), piece.data(), static_cast<int>(piece.size()), last);
-    fed_ += piece.size();
+void XmlReader::parseGathered(bool last) {
+    room();
+    buffer_ = nullptr;
+    const auto status = XML_ParseBuffer(parser_.get(), static_cast<int>(gathered_), last);
+    fed_ += std::exchange(gathered_, 0);
     if (failure_) std::rethrow_exception(failure_);
     if (status != XML_STATUS_OK) refuse(XML_ErrorString(XML_GetErrorCode(parser_.get())));
     // expat keeps markup that has not ended yet, and reads it again with every piece.

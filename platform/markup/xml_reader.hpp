@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <exception>
 #include <memory>
-#include <string>
 #include <string_view>
 
 namespace vxhost {
@@ -56,7 +55,7 @@ private:
     template <class Body>
     void call(Body&& body) noexcept;
     void setHandlers();
-    void parse(std::string_view piece, bool last);
+    char* room();
     void parseGathered(bool last);
     void enter(std::string_view name);
     [[noreturn]] void refuse(std::string_view reason) const;
@@ -64,9 +63,10 @@ private:
     XmlHandler& handler_;
     XmlLimits limits_;
     std::unique_ptr<XML_ParserStruct, ParserFree> parser_;
-    uint64_t taken_ = 0;    // bytes from the caller
-    uint64_t fed_ = 0;      // to expat
-    std::string gathered_;  // for it
+    uint64_t taken_ = 0;      // bytes from the caller
+    uint64_t fed_ = 0;        // to expat
+    char* buffer_ = nullptr;  // expat's, for the next piece; null: not asked for yet
+    size_t gathered_ = 0;     // bytes in it
     unsigned depth_ = 0;
     std::exception_ptr failure_;  // thrown inside a handler, carried past expat
 };

@@ -20,6 +20,11 @@ bool namesMember(std::string_view path) {
     return !segment.empty() && !isDotSegment(segment);
 }
 
+// A reference that is a member's name and nothing else.
+bool isPlainSegment(std::string_view href) {
+    return href.find_first_of("/:?#") == href.npos && namesMember(href);
+}
+
 // Most servers take several for one, and answer so.
 std::string withSingleSlashes(std::string_view path) {
     std::string text;
@@ -38,29 +43,35 @@ HrefResolver::HrefResolver(std::string_view spelt, std::string asked)
     path_ = parts.path;
     askedPath_ = withSingleSlashes(splitReference(base_).path);
     redirected_ = !samePath(path_, askedPath_);
+    hasSegments_ = !redirected_ && path_.ends_with('/');
 }
 
-// Nearly every href is a member's: it begins with the very spelling of its collection and goes on,
-// which one comparison of memory tells.
 bool HrefResolver::isRequested(std::string_view path) const {
-    if (!redirected_ && path_.ends_with('/') && path.starts_with(path_)) {
-        return path.size() == path_.size();
-    }
     return samePath(path, path_) || (redirected_ && samePath(path, askedPath_));
 }
 
+// Nearly every href is a member's: it begins with the very spelling of its collection and goes on,
+// which one comparison of memory tells. A member of a member is none that a listing names.
+std::string_view HrefResolver::segmentIn(std::string_view path) const {
+    const bool inside = hasSegments_ && path.starts_with(path_);
+    const auto rest = inside ? path.substr(path_.size()) : std::string_view();
+    return rest.find('/') < rest.size() - 1 ? std::string_view() : rest;
+}
+
 std::string_view HrefResolver::resolve(std::string_view href) {
-    if (isPlainPath(href)) {
-        if (isRequested(href) || !namesMember(href)) return spelt_;
-        result_.assign(root_).append(href);
-        return result_;
+    if (hasSegments_ && isPlainSegment(href)) return href;
+    const auto path = href.substr(href.starts_with(root_) ? root_.size() : 0);
+    if (isPlainPath(path)) {
+        const auto segment = segmentIn(path);
+        if (!segment.empty()) return namesMember(segment) ? segment : spelt_;
+        return isRequested(path) || !namesMember(path) ? spelt_ : path;
     }
     if (!namesMember(splitReference(href).path)) return spelt_;
     result_ = vxhost::resolve(base_, href);
     const auto spelt = splitSpelt(result_).path;
-    const auto path = removeDotSegments(spelt);
-    const bool isSelf = samePath(path, removeDotSegments(path_)) ||
-                        (redirected_ && samePath(path, removeDotSegments(askedPath_)));
+    const auto plain = removeDotSegments(spelt);
+    const bool isSelf = samePath(plain, removeDotSegments(path_)) ||
+                        (redirected_ && samePath(plain, removeDotSegments(askedPath_)));
     return isSelf || !namesMember(spelt) ? spelt_ : result_;
 }
 

@@ -100,6 +100,7 @@ bool mayStillBeHeld(const Target& target, const std::string& token, int32_t refu
         const PropertyAnswer answer = askProperty(target, "lockdiscovery", true);
         if (answer.multistatus.empty()) return otherwise && answer.status != 404;
         const auto locks = parseActiveLocks(answer.multistatus);
+        if (locks.empty() && !tellsProperty(answer.multistatus, U"lockdiscovery")) return otherwise;
         return std::any_of(locks.begin(), locks.end(), [&](const ActiveLock& active) {
             return active.token.empty() ? otherwise : active.token == token;
         });

@@ -1,13 +1,12 @@
 #include "platform/weblnk/properties.hpp"
 
-#include <charconv>
-
 #include "platform/base/ascii.hpp"
 #include "platform/base/status.hpp"
 #include "platform/base/transcoder.hpp"
 #include "platform/http/exchange.hpp"
 #include "platform/markup/tree_builder.hpp"
 #include "platform/markup/walk.hpp"
+#include "platform/text/http_status.hpp"
 #include "platform/weblnk/requests.hpp"
 
 namespace vxhost {
@@ -25,12 +24,7 @@ struct Described {
 
 // Of a "status" element; otherwise when it holds none.
 int32_t statusIn(const vx::Node* element, int32_t otherwise) {
-    const std::string line = shownUtf8(content(element));
-    const size_t blank = line.find(' ');
-    if (blank != line.npos) {
-        std::from_chars(line.data() + blank + 1, line.data() + line.size(), otherwise);
-    }
-    return otherwise;
+    return parseStatusLine(shownUtf8(content(element))).value_or(otherwise);
 }
 
 Described describe(const std::string& multistatus) {
@@ -54,6 +48,19 @@ PropertyAnswer askProperty(const Target& target, std::string_view property, bool
     Answer answer = exchange(target, std::move(request));
     const bool useful = answer.status == 207;
     return {answer.status, useful ? std::move(answer.text) : std::string()};
+}
+
+bool tellsProperty(const std::string& multistatus, std::u32string_view property) {
+    TreeBuilder builder;
+    builder.feed(multistatus);
+    const auto document = builder.finish();
+    const vx::Node* propstat =
+        childElement(childElement(document->firstChild, U"response"), U"propstat");
+    for (; propstat; propstat = propstat->nextSibling) {
+        const bool found = isSuccess(statusIn(childElement(propstat, U"status"), 200));
+        if (found && childElement(childElement(propstat, U"prop"), property)) return true;
+    }
+    return false;
 }
 
 std::optional<uint64_t> sizeByProperties(const Target& target) {

@@ -20,6 +20,9 @@ struct PropertyAnswer {
 PropertyAnswer askProperty(const Target& target, std::string_view property,
                            bool uninterrupted = false);
 
+// Whether that tells the property, be it empty: a server may keep quiet about it.
+bool tellsProperty(const std::string& multistatus, std::u32string_view property);
+
 // What HEAD should have answered: 200 when the resource has properties, 404 when it is not there;
 // headStatus when nothing can be told. A 404 is believed but for a collection.
 int32_t statusByProperties(const Target& target, int32_t headStatus);

@@ -1,5 +1,6 @@
 // Servers that fail or lie, a machine without room, and signals at any time.
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 
 #include "tests/cli/program.hpp"
@@ -10,17 +11,24 @@ namespace {
 
 using support::Answer;
 
-const std::string TOKEN = "opaquelocktoken:9f2c7d10-6a1b-4c3d-8e5f-0a1b2c3d4e5f";
-const std::string DATE = "Mon, 06 Jan 2025 10:20:30 GMT";
+const std::string lockToken = "opaquelocktoken:9f2c7d10-6a1b-4c3d-8e5f-0a1b2c3d4e5f";
+const std::string lastModified = "Mon, 06 Jan 2025 10:20:30 GMT";
 
 Answer multistatus(const std::string& href, const std::string& displayName = "") {
     return Answer::xml(207, "<multistatus xmlns=\"DAV:\"><response><href>" + href +
                                 "</href><propstat><prop><displayname>" + displayName +
                                 "</displayname><getcontentlength>4</getcontentlength>" +
-                                "<getlastmodified>" + DATE + "</getlastmodified><resourcetype>" +
+                                "<getlastmodified>" + lastModified +
+                                "</getlastmodified><resourcetype>" +
                                 (href.ends_with('/') ? "<collection/>" : "") +
                                 "</resourcetype></prop><status>HTTP/1.1 200 OK</status>" +
                                 "</propstat></response></multistatus>");
+}
+
+// Of a member that is there.
+Answer tellNothing(const support::Request& request) {
+    return Answer::xml(207, "<multistatus xmlns=\"DAV:\"><response><href>" + request.target +
+                                "</href><propstat><prop/></propstat></response></multistatus>");
 }
 
 // Unless a test says otherwise, every name in a collection is a member with the content "old ";
@@ -29,14 +37,14 @@ class Faults : public ProgramTest {
 protected:
     Faults() {
         const Answer content =
-            Answer(200, "old ").with("Last-Modified", DATE).with("ETag", "\"1\"");
+            Answer(200, "old ").with("Last-Modified", lastModified).with("ETag", "\"1\"");
         const auto methods = "OPTIONS,HEAD,GET,PROPFIND,PUT,DELETE,LOCK,UNLOCK";
         server.on("OPTIONS", "/c/*", Answer(200).with("Allow", methods).with("DAV", "1,2"))
             .on("HEAD", "/c/*", content)
             .on("GET", "/c/*", content)
             .on("PROPFIND", "/c/*", [](const auto& request) { return multistatus(request.target); })
             .on("PUT", "/c/*", Answer(204))
-            .on("LOCK", "/c/*", Answer(200).with("Lock-Token", "<" + TOKEN + ">"))
+            .on("LOCK", "/c/*", Answer(200).with("Lock-Token", "<" + lockToken + ">"))
             .on("UNLOCK", "/c/*", Answer(204));
         for (const char* name : {"a", "b", "c"}) writeFile(work / name, "new");
         editWith("printf mine >> \"$1\"");
@@ -94,12 +102,19 @@ TEST_F(Faults, answersThatFailOrLie) {
         {"LOCK /c/file", Answer(500), {put, 7, "500"}},
         {"LOCK /c/file", Answer(403), {put, 0, ""}},  // then the date is what protects
         {"GET /c/file", Answer(200, "content").truncatedAfter(3), {get, 7, "GET"}},
-        {"GET /c/file", Answer(200, "content").stalledAfter(3), {get, 7, "no byte moved"}},
+        {"GET /c/file", Answer(200, "content").stalledAfter(3), {get, 7, "did not answer in time"}},
         {"GET /c/file", Answer(403), {get, 1, "cannot fetch " + url}},
         {"GET /c/file", Answer(301).with("Location", "http://h/"), {get, 1, "http://h/"}},
+        {"GET /c/file", Answer(301).with("Location", "ftp://h/"), {get, 7, "no http or https URL"}},
+        {"GET /c/file", Answer(303).with("Location", "/c/b"), {get, 1, "303 (See Other). It"}},
+        {"GET /c/file", Answer(305), {get, 1, "305 (Use Proxy). It"}},
+        {"GET /c/file",
+         Answer(401).with("WWW-Authenticate", "Negotiate, Digest algorithm=X"),
+         {get, 1, "by Negotiate, Digest with X, but quillon knows only Basic and Digest"}},
         {"PROPFIND /c/", Answer::xml(207, "<multistatus xmlns=\"DAV:\">"), {ls, 7, "list"}},
         {"PROPFIND /c/", Answer(405), {ls, 1, "cannot list"}},
         {"DELETE /c/file", Answer(204), {old, 1, "keeps no dates of creation"}},
+        {"MKCOL /c/d/", Answer(200), {{"mkcol", collection + "d"}, 7, "The log is shown by -v."}},
         {"PROPFIND /c/file/", multistatus("/c/file"), {{"rmcol", url}, 2, "no collection"}},
     };
     for (const auto& [request, answer, row] : cases) {
@@ -118,12 +133,7 @@ TEST_F(Faults, contentThatMayBeCutShortIsNotHandedToWhatChangesIt) {
     const Answer bare = Answer().replacedBy("HTTP/1.1 200 OK\r\n\r\nold ");
     server.on("HEAD", "/c/*", Answer().replacedBy("HTTP/1.1 200 OK\r\n\r\n"))
         .on("GET", "/c/*", bare)
-        .on("PROPFIND", "/c/*", [](const support::Request& request) {
-            return Answer::xml(207, "<multistatus xmlns=\"DAV:\"><response><href>" +
-                                        request.target +
-                                        "</href><propstat><prop/></propstat></response>"
-                                        "</multistatus>");
-        });
+        .on("PROPFIND", "/c/*", tellNothing);
     editWith("touch begun");
     expect({{{"edit", url}, 7, "Look at it with quillon get."},
             {{"lock", url, "--", "touch", "begun"}, 7, "Look at it with quillon get."}});
@@ -134,11 +144,47 @@ TEST_F(Faults, contentThatMayBeCutShortIsNotHandedToWhatChangesIt) {
     EXPECT_EQ(support::readFile(work / "file"), "old ");
 }
 
+TEST_F(Faults, whereNothingTellsOfAChangeNothingIsStored) {
+    server.on("LOCK", "/c/*", Answer(403)).on("HEAD", "/c/*", Answer(200, "old "));
+    server.on("PROPFIND", "/c/*", tellNothing);
+    expect({{{"put", "a", url}, 6, "nothing was stored.\n  Use put --force if nobody else"}});
+    EXPECT_EQ(answered("PUT"), 0);
+}
+
 TEST_F(Faults, namesCannotCommandATerminalNorPassForOthers) {
     server.on("PROPFIND", "/c/", multistatus("/c/%1B%5B2J%0Ax", "../../etc/passwd"));
     expect({{{"ls", collection}, 0, "\x1B[2J\nx\n"}});
     support::RunningProcess shown(command({"ls", collection}), support::Streams::terminal);
     EXPECT_EQ(shown.wait()->output, "\\x1B[2J\\x0Ax\r\n");
+}
+
+TEST_F(Faults, aListingTellsWholeUrlsHoweverTheServerWroteThem) {
+    const std::string root = collection.substr(0, collection.size() - 3);
+    const std::pair<std::string, std::string> hrefs[] = {
+        {"/c/x:y", collection + "x:y"},
+        {"sub/", collection + "sub/"},
+        {collection + "z", collection + "z"},
+        {"/%63/z", root + "/%63/z"},
+        {"http://inside.example/c/z", "http://inside.example/c/z"}};
+    for (const auto& [href, told] : hrefs) {
+        server.on("PROPFIND", "/c/", multistatus(href));
+        const std::string output = quillon({"ls", "--json", collection}).output;
+        EXPECT_NE(output.find("\"url\":\"" + told + '"'), output.npos) << output;
+    }
+}
+
+TEST_F(Faults, whatAListingDoesNotTellIsNotInvented) {
+    const auto response = [](const std::string& href, const std::string& size) {
+        return "<response><href>" + href + "</href><propstat><prop><getcontentlength>" + size +
+               "</getcontentlength></prop><status>HTTP/1.1 200 OK</status></propstat></response>";
+    };
+    server.on(
+        "PROPFIND", "/c/",
+        Answer::xml(207, "<multistatus xmlns=\"DAV:\">" + response("", "1") +
+                             response("/c/a", "-5") + response("/c/b", "0") + "</multistatus>"));
+    expect({{{"ls", "-l", collection}, 0, "  -  -  a\n0 B  -  b\n"}});
+    const std::string json = quillon({"ls", "--json", collection}).output;
+    EXPECT_NE(json.find("\"size\":null"), std::string::npos) << json;
 }
 
 TEST_F(Faults, credentialsOfAUrlDoNotStayAmongTheArguments) {
@@ -174,6 +220,21 @@ TEST_F(Faults, credentialsOfACommandLineAreNotShown) {
         }
         const std::string told = quillon({"shell", collection}, "ls '" + typed + "'\n").errors;
         EXPECT_EQ(told.find("secret"), std::string::npos) << told;
+    }
+}
+
+TEST_F(Faults, aWordThatMayBeAPasswordIsNotRepeated) {
+    for (const Arguments& line : std::vector<Arguments>{{"--password=secret"},
+                                                        {"-psecret", "ls", url},
+                                                        {"-u", "ann", "secret", "ls", url},
+                                                        {"ls", "--password=secret", url},
+                                                        {"ls", url, "secret"},
+                                                        {"encode", "secret"},
+                                                        {"login", "work", "secret"},
+                                                        {"login", "work", url, "secret"}}) {
+        const support::Outcome outcome = quillon(line);
+        EXPECT_EQ(outcome.exitCode, 2) << outcome.errors;
+        EXPECT_EQ(outcome.errors.find("secret"), std::string::npos) << outcome.errors;
     }
 }
 
@@ -221,7 +282,7 @@ TEST_F(Faults, aSlowFetchShowsItsProgressOnATerminalAlone) {
 TEST_F(Faults, signalsDuringRequests) {
     const std::string& c = collection;
     const Answer slowToken = Answer(200, std::string(50, ' '))
-                                 .with("Lock-Token", "<" + TOKEN + ">")
+                                 .with("Lock-Token", "<" + lockToken + ">")
                                  .slowly(5, std::chrono::milliseconds(50));
     server.on("GET", "/c/*", Answer(200, std::string(1'000'000, 'x')).stalledAfter(500'000))
         .on("PUT", "/c/*", Answer(201, "stored").stalledAfter(0))
@@ -256,18 +317,57 @@ TEST_F(Faults, signalsDuringRequests) {
 TEST_F(Faults, twoSignalsLeaveALockThatIsToldOf) {
     const std::pair<const char*, std::string> rows[] = {
         {"LOCK", url + " may be locked now"},
-        {"UNLOCK", "quillon unlock " + url + " --token " + TOKEN}};
+        {"UNLOCK", "quillon unlock " + url + " --token " + lockToken}};
     for (const auto& [method, told] : rows) {
         server.on(method, "/c/file", Answer(200, "x").stalledAfter(0));
         support::RunningProcess program(command({"put", "a", url}));
-        ASSERT_TRUE(support::eventually([&] { return answered(method) == 1; }));
+        ASSERT_TRUE(support::eventually([&, method = method] { return answered(method) == 1; }));
         program.signal(SIGTERM);
         EXPECT_FALSE(program.wait(support::Duration{100}));
         endsBy(SIGTERM, program);
         EXPECT_NE(program.errors().find(told), std::string::npos) << program.errors();
         EXPECT_EQ(std::ranges::count(program.errors(), '\n'), 1);
-        server.on(method, "/c/file", Answer(200).with("Lock-Token", "<" + TOKEN + ">"));
+        server.on(method, "/c/file", Answer(200).with("Lock-Token", "<" + lockToken + ">"));
     }
+}
+
+TEST_F(Faults, aSignalWhileALockIsGivenBackIsAnInterrupt) {
+    std::atomic<pid_t> process = 0;
+    server.on("UNLOCK", "/c/file", [&](const support::Request&) {
+        support::eventually([&] { return process != 0; });
+        kill(process, SIGTERM);
+        return Answer().dropped();
+    });
+    support::RunningProcess program(command({"put", "a", url}));
+    process = program.pid();
+    EXPECT_EQ(program.wait()->exitCode, 130) << program.errors();
+    EXPECT_NE(program.errors().find("--token " + TOKEN), std::string::npos) << program.errors();
+}
+
+TEST_F(Faults, aNoteOfALockStaysAsLongAsTheLockMay) {
+    const std::filesystem::path notes = home / "state/quillon/locks";
+    const auto properties = [&](const std::string& more) {
+        return Answer::xml(207, "<multistatus xmlns=\"DAV:\"><response><href/><propstat><prop>" +
+                                    more + "<getlastmodified>" + DATE +
+                                    "</getlastmodified></prop></propstat></response>"
+                                    "</multistatus>");
+    };
+    server.on("UNLOCK", "/c/*", Answer(500));
+    server.on("PROPFIND", "/c/file", properties("<lockdiscovery/>"));
+    expect({{{"edit", url}, 0, ""}});
+    EXPECT_TRUE(std::filesystem::is_empty(notes));
+    server.on("PROPFIND", "/c/file", properties(""));  // which tells nothing of locks
+    expect({{{"edit", url}, 7, "--token " + TOKEN}});
+    EXPECT_FALSE(std::filesystem::is_empty(notes));
+    std::filesystem::remove_all(notes);
+
+    // No name for the version that is kept is short enough, so that it stays where it is.
+    server.on("UNLOCK", "/c/*", Answer(204)).on("PUT", "/c/*", Answer(507));
+    const std::string longName = server.url("c/" + std::string(253, 'n'));
+    EXPECT_NE(quillon({"edit", longName}).errors.find("your version stays in"), std::string::npos);
+    const std::string told = quillon({"info", longName}).errors;
+    EXPECT_NE(told.find("did not store is in"), std::string::npos) << told;
+    EXPECT_EQ(told.find(TOKEN), std::string::npos) << told;
 }
 
 TEST_F(Faults, aSignalEndsTheWaitForAPipe) {
@@ -301,12 +401,13 @@ TEST_F(Faults, signalsEndTheEditorButNotTheVersion) {
 
 TEST_F(Faults, locksAreRenewedWhileAPersonTakesTheirTime) {
     server.on("LOCK", "/c/*", [&](const support::Request& request) {
-        if (request.field("If") == "(<" + TOKEN + ">)") writeFile(home / "renewed", "");
+        if (request.field("If") == "(<" + lockToken + ">)") writeFile(home / "renewed", "");
         return Answer::xml(200,
                            "<prop xmlns=\"DAV:\"><lockdiscovery><activelock><timeout>Second-2"
                            "</timeout><locktoken><href>" +
-                               TOKEN + "</href></locktoken></activelock></lockdiscovery></prop>")
-            .with("Lock-Token", "<" + TOKEN + ">");
+                               lockToken +
+                               "</href></locktoken></activelock></lockdiscovery></prop>")
+            .with("Lock-Token", "<" + lockToken + ">");
     });
     editWith("for i in $(seq 200); do [ -e ~/renewed ] && break; sleep 0.1; done; rm ~/renewed");
     expect(quillon({"edit", url}), 0, url + ": unchanged, nothing was stored\n");

@@ -67,7 +67,10 @@ TEST_F(Messages, nameTheCauseAndTheWayOut) {
         {{"info", file}, 0, {" 1 byte\n"}},
         {{"edit", file}, 8, {"code 3", file + ": nothing was stored"}},
         {{"lock", "-u", "ann", "--password-file", home / "password", file}, 0, {"opaquelocktoken"}},
-        {{"rm", file}, 5, {"locked by ann, with quillon, until"}},
+        {{"rm", file}, 5, {"locked by ann, with quillon, until", "Somebody else"}},
+        {{"rm", "-u", "ann", "--password-file", home / "password", file},
+         5,
+         {"locked by ann, with quillon, until", "a lock under your own name"}},
     };
     for (const auto& [arguments, exitCode, told, environment] : cases) {
         SCOPED_TRACE(testing::PrintToString(arguments));

@@ -9,7 +9,7 @@
 #include "cli/terminal/suggestion.hpp"
 #include "cli/terminal/table.hpp"
 #include "cli/terminal/terminal.hpp"
-#include "client/moment.hpp"
+#include "client/time.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -54,6 +54,7 @@ TEST(Output, sizesAndDates) {
         {1023, "1023 B"},       {1024, "1.0 KiB"},          {1'048'524, "1023.9 KiB"},
         {1'048'525, "1.0 MiB"}, {5'000'000'000, "4.7 GiB"}, {UINT64_MAX, "16.0 EiB"}};
     for (const auto& [bytes, text] : rows) EXPECT_EQ(shortSize(bytes), text);
+    EXPECT_EQ(shortSize({}) + longSize({}), "--");
     setenv("TZ", "UTC-2", 1);
     tzset();
     const Time time{std::chrono::milliseconds(1'700'000'000'250)};

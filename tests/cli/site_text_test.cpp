@@ -36,11 +36,18 @@ TEST(SiteText, whatIsWrongIsToldByLineAndKey) {
         {"url = 'https://u:geheim@h/'\n",
          "Line 1: url holds a password; take it out, then: quillon login work."},
         {"user = 'ann'\n", "It has no url."},
-        {"url = \"\n", "Line 1: "},
+        {"url = \"\n", "Line 1: url must be a text in quotes, with nothing behind it."},
+        {"jobs = 4\npassword = geheim\n", "Line 2: password must be a text in quotes, with"},
+        {"timeout =\njobs = 1\n", "Line 1: timeout must be a whole number, with nothing"},
+        {"jobs = 4 5\n", "Line 1: jobs must be a whole number, with nothing"},
+        {"insecure-basic = yes\n", "Line 1: insecure-basic must be true or false, with nothing"},
+        {"jobs = 4\njobs = 5\n", "Line 2: jobs stands there twice."},
+        {"job\n", "Line 1: it is none that sets a key"},
     };
     for (const auto& [text, problem] : rows) {
         const std::string told = parseSite("work", text).error().sentences.front();
         EXPECT_TRUE(told.starts_with(problem)) << told;
+        EXPECT_EQ(told.find("geheim"), told.npos) << told;
     }
 }
 

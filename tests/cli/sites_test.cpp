@@ -7,12 +7,12 @@
 namespace quillon::cli {
 namespace {
 
-constexpr const char* PASSWORD = "geheim \xC3\xBC\" \\x: 100%";
+constexpr const char* password = "geheim \xC3\xBC\" \\x: 100%";
 
 class Sites : public ProgramTest {
 protected:
     Sites() {
-        writeFile(work / "right", std::string(PASSWORD) + "\n");
+        writeFile(work / "right", std::string(password) + "\n");
         writeFile(work / "wrong", "falsch\n");
     }
     static Arguments login(const std::string& url, const std::string& name = "work",
@@ -33,7 +33,7 @@ protected:
     const std::filesystem::path siteFile = config / "sites" / "work.toml";
     const std::filesystem::path keyFile = config / "key";
     const Apache open;
-    const Apache server{{.authentication = Authentication::basic, .account = {"ann", PASSWORD}}};
+    const Apache server{{.authentication = Authentication::basic, .account = {"ann", password}}};
     const std::string url = server.url();
 };
 
@@ -110,7 +110,7 @@ TEST_F(Sites, thePasswordIsNowhereInClear) {
 }
 
 TEST_F(Sites, aPasswordIsAskedForWithoutEchoOnceTheServerWantsOne) {
-    const Apache digest({.authentication = Authentication::digest, .account = {"ann", PASSWORD}});
+    const Apache digest({.authentication = Authentication::digest, .account = {"ann", password}});
     digest.addMember("file", "");
     const std::pair<Arguments, const char*> rows[] = {
         {{"ls", digest.url()}, "\nfile"}, {{"login", "work", digest.url()}, "work: is "}};
@@ -119,7 +119,7 @@ TEST_F(Sites, aPasswordIsAskedForWithoutEchoOnceTheServerWantsOne) {
         ASSERT_TRUE(program.expect("User name at http://127.0.0.1:"));
         program.send("ann\n");
         ASSERT_TRUE(program.expect("Password of ann"));
-        program.send(std::string(PASSWORD) + "\n");
+        program.send(std::string(password) + "\n");
         EXPECT_TRUE(program.expect(told));
         EXPECT_EQ(program.wait()->exitCode, 0) << program.output();
         EXPECT_EQ(program.output().find("geheim"), std::string::npos);
@@ -197,7 +197,7 @@ TEST_F(Sites, aPersonsOwnTextSurvives) {
                                     support::Streams::terminal);
     ASSERT_TRUE(program.expect("Password of ann"));
     writeSite(line + "jobs = 4\n");
-    program.send(std::string(PASSWORD) + "\n");
+    program.send(std::string(password) + "\n");
     EXPECT_TRUE(program.expect("It was changed meanwhile"));
     EXPECT_EQ(program.wait()->exitCode, 8);
     EXPECT_EQ(siteText(), line + "jobs = 4\n");
@@ -253,7 +253,7 @@ TEST_F(Sites, aSiteHasItsOwnAuthorityAndProxy) {
 }
 
 TEST_F(Sites, encodedTextsServeInAFile) {
-    const std::string encoded = quillon({"encode"}, std::string(PASSWORD) + "\nmore\n").output;
+    const std::string encoded = quillon({"encode"}, std::string(password) + "\nmore\n").output;
     writeSite("url = '" + url + "'\nuser = 'ann'\npassword = '" +
               encoded.substr(0, encoded.size() - 1) + "'\n");
     expect({{{"ls", "work:"}, 0, ""}});

@@ -235,7 +235,7 @@ TEST_F(Writing, whatAKilledEditLeftIsTold) {
     const auto told = [&](const Arguments& arguments, std::string_view text) {
         return quillon(arguments).errors.find(text) != std::string::npos;
     };
-    EXPECT_FALSE(told({"info", a}, "quillon was killed"));
+    EXPECT_FALSE(told({"info", a}, "quillon did not store"));
     program.signal(SIGKILL);
     program.wait();
 
@@ -243,17 +243,50 @@ TEST_F(Writing, whatAKilledEditLeftIsTold) {
     const std::string unlocking = "quillon unlock " + a + " --token " + token;
     std::smatch place;
     const std::string errors = quillon({"info", a}).errors;
-    ASSERT_TRUE(std::regex_search(errors, place, std::regex("was killed is in (.+); move")));
+    ASSERT_TRUE(std::regex_search(errors, place, std::regex("did not store is in (.+); move")));
     EXPECT_EQ(support::readFile(place[1].str()), "old mine");
     EXPECT_NE(errors.find(unlocking + "\n"), std::string::npos) << errors;
     editWith(":");
     EXPECT_TRUE(told({"edit", url + "b"}, unlocking));
-    EXPECT_FALSE(told({"unlock", a, "--token", token}, "killed"));
+    EXPECT_FALSE(told({"unlock", a, "--token", token}, "did not store"));
     EXPECT_FALSE(told({"edit", a}, "unlock"));
     EXPECT_TRUE(told({"edit", a}, place[1].str()));
+    chmod((home / "state/quillon").c_str(), 0777);
+    EXPECT_TRUE(told({"info", a}, "Others can change the directory"));
+    chmod((home / "state/quillon").c_str(), 0700);
     std::filesystem::remove(place[1].str());
-    EXPECT_FALSE(told({"edit", a}, "killed"));
+    EXPECT_FALSE(told({"edit", a}, "did not store"));
     EXPECT_TRUE(std::filesystem::is_empty(home / "state/quillon/locks"));
+}
+
+TEST_F(Writing, aKilledEditsCacheGoesWhenNobodyWorksThere) {
+    server.addMember("a", "old ");
+    const std::string a = url + "a";
+    const std::filesystem::path cache = home / "cache/quillon";
+    for (const bool changed : {false, true}) {
+        const std::string change = changed ? "printf mine >> \"$1\"; " : "";
+        editWith(change + "echo editing $$.; exec sleep 1000 >&- 2>&-");
+        support::RunningProcess program(command({"edit", a}));
+        ASSERT_TRUE(program.expect("."));
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(cache)) {
+            const auto old = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
+            if (entry.is_directory()) std::filesystem::last_write_time(entry, old);
+        }
+        const Names all = cacheDirectories();
+        quillon({"info", a});
+        EXPECT_EQ(cacheDirectories(), all) << "of a living process";
+        program.signal(SIGKILL);
+        const std::string output = program.wait()->output;
+        quillon({"info", a});
+        EXPECT_EQ(cacheDirectories(), all) << "of a living editor";
+        kill(std::stoi(output.substr(output.find(' '))), SIGKILL);
+        quillon({"unlock", a, "--token", lockTokens(server).at(0)});
+        const auto gone = [&] { return quillon({"info", a}), cacheDirectories().empty(); };
+        EXPECT_NE(support::eventually(gone, support::Duration(changed ? 0 : 10'000)), changed);
+    }
+    std::filesystem::remove_all(home / "state");  // the note, without which the file is found, too
+    editWith(":");
+    EXPECT_NE(quillon({"edit", a}).errors.find("killed left " + cache.string()), std::string::npos);
 }
 
 TEST_F(Writing, theShellAtATerminal) {

@@ -1,9 +1,12 @@
 // Members on a real server, as far as the program's own tests do not reach.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "client/collection.hpp"
 #include "tests/support/apache.hpp"
 #include "tests/support/files.hpp"
+#include "tests/support/scripted_server.hpp"
 
 namespace quillon {
 namespace {
@@ -13,13 +16,13 @@ protected:
     void TearDown() override { EXPECT_TRUE(std::filesystem::is_empty(home.path())); }
 
     // A view of its own on the collection, as another person has it.
-    Collection open() {
+    Collection open(const std::string& url) {
         ExtensionOptions options;
         options.library = QUILLON_LIBRARY_PATH;
         options.cacheRoot = home.path();
-        return *Collection::open(*Extension::load(options), *Address::parse(server.url()), {});
+        return *Collection::open(*Extension::load(options), *Address::parse(url), {});
     }
-    Member member(std::string_view segment) { return *open().member(segment); }
+    Member member(std::string_view segment) { return *open(server.url()).member(segment); }
 
     support::Apache server;
     support::TemporaryDirectory home;
@@ -62,14 +65,22 @@ TEST_F(Cycle, aMemberIsRenamedOrRemovedUnlessItIsYounger) {
     EXPECT_TRUE(std::filesystem::is_empty(server.documentRoot()));
 }
 
+TEST_F(Cycle, aMemberThatIsNotThereMayBePut) {
+    support::ScriptedServer strict;  // answers no OPTIONS there
+    strict.on("*", "/", support::Answer(200).with("Allow", "PUT"));
+    strict.on("*", "/none", support::Answer(404));
+    Member none = *open(strict.url()).member("none");
+    EXPECT_EQ(std::ranges::count(none.info()->methods, "PUT"), 1);
+}
+
 TEST_F(Cycle, aListingOutlivesTheObjectsItCameFrom) {
     server.addMember("a%b", "123");
     server.addCollection("sub");
-    const Result<Listing> listing = open().list();
+    const Result<Listing> listing = open(server.url()).list();
     std::string seen;
     for (const Entry entry : *listing) {
         seen += entry.name() + " " + entry.segment() + " " + entry.href() + " " +
-                std::to_string(entry.size()) + (entry.isCollection() ? " collection\n" : "\n");
+                std::to_string(entry.size().value_or(0)) + (entry.isCollection() ? " collection\n" : "\n");
         EXPECT_TRUE(entry.modified());
     }
     EXPECT_EQ(seen, "a%b a%25b " + server.url("a%25b") + " 3\nsub sub " + server.url("sub/") +

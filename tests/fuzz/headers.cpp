@@ -34,11 +34,22 @@ void checkToken(const std::string& token) {
         "a token ends neither the field nor its brackets");
 }
 
+void checkSchemes(std::string_view value) {
+    Headers headers;
+    headers.add(std::string("WWW-Authenticate: ").append(value));
+    const std::string shown = unknownSchemes(headers);
+    require(std::all_of(shown.begin(), shown.end(),
+                        [](unsigned char c) { return c >= ' ' && c < 0x7F && c != '"'; }),
+            "schemes are shown as words");
+    require(shown.empty() || (!offersScheme(headers, "Basic") && shown.size() < 200), "and few");
+}
+
 void checkValue(std::string_view value) {
     require(value.empty() || (value.front() != ' ' && value.back() != ' '), "values are trimmed");
     checkToken(parseLockToken(value));
     checkToken(parseTokenUri(value));
     parseTimeout(value);
+    checkSchemes(value);
     const auto wait = parseRetryAfter(value, NOW);
     require(!wait || (wait->count() >= 0 && wait->count() <= UINT32_MAX), "a wait is bounded");
     const std::string tag = parseEntityTag(value).text;

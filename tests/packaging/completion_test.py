@@ -3,14 +3,14 @@
 gets: completion_test.py SHELL QUILLON TESTSERVER COMPLETIONS_DIR"""
 import os
 import pathlib
-import pty
 import re
-import select
 import shlex
 import shutil
 import subprocess
 import sys
 import tempfile
+
+import pexpect
 
 # What is typed, with the Tab as "^", and the words that come of it, quoted where they hold blanks.
 ROWS = r"""
@@ -54,31 +54,21 @@ START = {
 PATIENCE = 60  # seconds
 
 
-class Shell:
-    def __init__(self, name, scripts, home):
-        arguments, setup = START[name]
-        pid, self.terminal = pty.fork()
-        if pid == 0:
-            os.chdir(home)
-            os.execvpe(name, [name, *arguments], {
-                "HOME": home, "PATH": f"{home}/bin:{os.environ['PATH']}", "TERM": "dumb",
-                "LC_ALL": "C.UTF-8", "SHELL": shutil.which(name)})
-        self.seen = ""
-        self.type(setup.format(scripts=scripts) + "\n", "@READY@(?!;)")
+def start(name, scripts, home):
+    arguments, setup = START[name]
+    shell = pexpect.spawn(name, arguments, cwd=home, encoding="utf-8", timeout=PATIENCE,
+                          dimensions=(24, 500), env={
+        "HOME": home, "PATH": f"{home}/bin:{os.environ['PATH']}", "TERM": "dumb",
+        "LC_ALL": "C.UTF-8", "SHELL": shutil.which(name)})
+    shell.sendline(setup.format(scripts=scripts))
+    shell.expect("@READY@(?!;)")
+    return shell
 
-    def type(self, text, pattern):
-        """Waits for the pattern to appear, and takes what came up to its end for read."""
-        os.write(self.terminal, text.encode())
-        while not (match := re.search(pattern, self.seen, re.S)):
-            if not select.select([self.terminal], [], [], PATIENCE)[0]:
-                sys.exit(f"no {pattern!r} came in {self.seen!r}")
-            self.seen += os.read(self.terminal, 65536).decode(errors="replace")
-        self.seen = self.seen[match.end():]
-        return match
 
-    def words_of(self, typed):
-        words = self.type("quillon " + typed.replace("^", "\t") + "\n", "<<<(.*?)>>>.*?@READY@")
-        return words.group(1).replace("\r\n", "\n").split("\n")[:-1]
+def words_of(shell, typed):
+    shell.sendline("quillon " + typed.replace("^", "\t"))
+    shell.expect("<<<(.*?)>>>.*?@READY@")
+    return shell.match[1].splitlines()
 
 
 def make(path, content=""):
@@ -110,10 +100,10 @@ def main(name, quillon, testserver, scripts):
             subprocess.run([quillon, "login", "work", private, *login], cwd=home, check=True,
                            env={"HOME": home}, stdout=sys.stderr)
             rows = ROWS.format(url=url, private=private, login=" ".join(login))
-            shell = Shell(name, scripts, str(home))
+            shell = start(name, scripts, str(home))
             failed = 0
             for typed, expected in re.findall("(.*?) +-> (.*)", rows):
-                if (words := shell.words_of(typed)) != shlex.split(expected):
+                if (words := words_of(shell, typed)) != shlex.split(expected):
                     print(f"{typed}: {words} instead of {expected}")
                     failed = 1
             return failed

@@ -71,7 +71,7 @@ IFS=' ' read -r url user password <&3
 mkdir "$work/local"
 cd "$work/local"
 for fetch in "$work/cpp/fetch" "$work/fetch"; do
-    same "the output of $fetch" "$(printf 'empty\t0\ngröße.txt\t10\nsub dir/\t0\nfetched größe.txt')" \
+    same "the output of $fetch" "$(printf 'empty\t0\ngröße.txt\t10\nsub dir/\nfetched größe.txt')" \
         "$("$fetch" "${url}größe.txt" "$user" <<<"$password")"
     cmp größe.txt "$members/größe.txt"
     rm größe.txt

@@ -6,10 +6,29 @@
 
 using namespace vxhost;
 
+namespace {
+
+std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> easyHandle() {
+    return {curl_easy_init(), curl_easy_cleanup};
+}
+
+TEST(CurlFailure, aProxysUrlWithItsPasswordIsNotRepeated) {
+    const auto easy = easyHandle();
+    for (const auto& [code, words] :
+         {std::pair(CURLE_COULDNT_CONNECT, "Unsupported proxy scheme for 'ftp://u:secret@h/'"),
+          std::pair(CURLE_COULDNT_RESOLVE_PROXY,
+                    "Unsupported proxy syntax in 'http://u:secret'")}) {
+        const CurlFailure failure = curlFailure(easy.get(), code, words, false, false);
+        EXPECT_EQ(failure.status, WEBLNK_PROXY_REFUSED);
+        EXPECT_EQ(failure.why.find("secret"), std::string::npos) << failure.why;
+    }
+}
+
 TEST(CurlFailure, whatCurlCannotDoIsNeitherTheServersNorMemorys) {
-    const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> easy(curl_easy_init(),
-                                                                   curl_easy_cleanup);
+    const auto easy = easyHandle();
     for (const auto code : {CURLE_FAILED_INIT, CURLE_NOT_BUILT_IN, CURLE_UNKNOWN_OPTION}) {
         EXPECT_EQ(curlFailure(easy.get(), code, "", false, false).status, WEBLNK_LIBRARY_FAILED);
     }
 }
+
+}  // namespace

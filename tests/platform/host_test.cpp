@@ -4,8 +4,8 @@
 
 #include <thread>
 
+#include "platform/base/logger.hpp"
 #include "platform/base/status.hpp"
-#include "platform/host/kernel.hpp"
 
 namespace {
 
@@ -13,8 +13,7 @@ using namespace vxhost;
 
 TEST(host, several_start_and_end_beside_each_other_and_leave_nothing) {
     size_t records = 0;
-    configureKernel(
-        {.logThreshold = vx::LOG_TRACE, .log = [&](auto...) { ++records; }, .configDirectory = {}});
+    configureLogging({.threshold = vx::LOG_TRACE, .sink = [&](auto...) { ++records; }});
     setenv("QUILLON_POOL_CHECK", "1", 1);
     testing::internal::CaptureStderr();
     const auto startTwo = [] {
@@ -27,7 +26,7 @@ TEST(host, several_start_and_end_beside_each_other_and_leave_nothing) {
     beside.join();
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     unsetenv("QUILLON_POOL_CHECK");
-    configureKernel({});
+    configureLogging({});
     EXPECT_EQ(records, 4u * 3);  // called, returning, destroyed
 }
 

@@ -15,7 +15,7 @@ TEST(logger, threshold_holds_for_old_and_new_channels_and_failure_records_for_no
         const auto sink = [&](uint32_t level, auto channel, auto text) {
             written << level << ' ' << channel << ": " << text << '\n';
         };
-        configureLogging({.logThreshold = threshold, .log = sink, .configDirectory = {}});
+        configureLogging({threshold, sink});
     };
     const auto logAll = [](vx::Logger* to) {
         for (const uint32_t level : {LOG_WIRE, vx::LOG_TRACE, vx::LOG_FAILURE})

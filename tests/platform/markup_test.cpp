@@ -19,11 +19,11 @@ using Row = std::pair<std::string, std::string>;  // given, expected
 // a(b("text") c)
 std::string shown(const vx::Node* node) {
     std::string text;
-    for (; node; node = node->nextSibling) {
-        const char* quote = node->nodeType == vx::NODE_ELEMENT ? "" : "\"";
+    for (; node; node = nodeNextSibling(node)) {
+        const char* quote = nodeType(node) == vx::NODE_ELEMENT ? "" : "\"";
         text.append(quote).append(shownUtf8(textOf(*node))).append(quote);
-        if (node->firstChild) text += '(' + shown(node->firstChild) + ')';
-        if (node->nextSibling) text += ' ';
+        if (const auto* child = nodeFirstChild(node)) text += '(' + shown(child) + ')';
+        if (nodeNextSibling(node)) text += ' ';
     }
     return text;
 }
@@ -93,25 +93,28 @@ TEST(Multistatus, keepsWhatIsRead) {
         "<creationdate>D\n</creationdate><getlastmodified>M</getlastmodified>";
     const std::string collection = "<resourcetype> <collection/> </resourcetype>";
     const std::string one = "getcontentlength(\"1\")";
+    const std::string unknown = "getcontentlength(\"" + std::to_string(unknownSize) + "\")";
     // What follows the href "/a" in a response, and the properties that are kept of it.
     const Row properties[] = {
         {begin + size + end, one},
-        {begin + size + gone, ""},
+        {begin + size + gone, unknown},
         {begin + collection + dates + gone + begin + size + ok, one},
         {begin + size + ok + begin + "<displayname> n </displayname>" + dates + collection + ok,
          "displayname(\" n \") getcontentlength(\"1\") getlastmodified(\"M\") creationdate(\"D\") "
          "resourcetype(collection)"},
         {begin + "<getcontentlength>2</getcontentlength>" + size + ok, one},
-        {begin + "<getcontentlength>18446744073709551616</getcontentlength>" + ok, ""},
-        {begin + "<resourcetype> </resourcetype><displayname>a</displayname>" + ok, ""},
-        {begin + "<displayname>/a</displayname>" + ok, "displayname(\"/a\")"},
+        {begin + "<getcontentlength>18446744073709551616</getcontentlength>" + ok, unknown},
+        {begin + "<getcontentlength>-5</getcontentlength>" + ok, unknown},
+        {begin + "<getcontentlength>1e3</getcontentlength>" + ok, unknown},
+        {begin + "<resourcetype> </resourcetype><displayname>a</displayname>" + ok, unknown},
+        {begin + "<displayname>/a</displayname>" + ok, "displayname(\"/a\") " + unknown},
         {begin +
              "<x:creationdate>1</x:creationdate><x:y><displayname>n</displayname></x:y>"
              "<resourcetype><x:collection/></resourcetype><getetag>e</getetag>" +
              ok,
-         ""},
-        {"<href>/c</href>" + begin + ok + "<status>HTTP/1.1 404 Gone</status>", ""},
-        {"<status>HTTP/1.1 200 OK</status>", ""},
+         unknown},
+        {"<href>/c</href>" + begin + ok + "<status>HTTP/1.1 404 Gone</status>", unknown},
+        {"<status>HTTP/1.1 200 OK</status>", unknown},
     };
     for (const auto& [given, kept] : properties)
         EXPECT_EQ(read<MultistatusBuilder>(
@@ -125,7 +128,7 @@ TEST(Multistatus, keepsWhatIsRead) {
     const Row documents[] = {
         {multistatus(""), "multistatus"},
         {multistatus("<response>" + begin + ok + "</response>"),
-         "multistatus(response(propstat(prop)))"},
+         "multistatus(response(propstat(prop(" + unknown + "))))"},
         {multistatus("<x:response/>" + refused + member + "<responsedescription/>"),
          "multistatus(response(href(\"/ää\")))"},
         {multistatus(refused + "<response><status>HTTP/1.1 403 No</status></response>"),

@@ -56,6 +56,12 @@ std::string framing(std::string_view fields) {
     return found.chunked ? "chunked" : found.length ? std::to_string(*found.length) : "-";
 }
 
+std::string schemes(std::string_view challenges) {
+    Headers headers;
+    headers.add(std::string("WWW-Authenticate: ").append(challenges));
+    return unknownSchemes(headers);
+}
+
 TEST(WeblnkHeaders, areReadOrRefusedWhole) {
     const struct {
         std::string (*parse)(std::string_view);
@@ -79,6 +85,14 @@ TEST(WeblnkHeaders, areReadOrRefusedWhole) {
         {timeout, "Infinite, Second-60", "4294967295"},
         {timeout, "Extend-1, Second-60", "60"},
         {timeout, "Second-4294967296", "-"},
+        {schemes, "Negotiate, bearer realm=\"a, Basic\"", "Negotiate, bearer"},
+        {schemes, "Negotiate YWJj=, Basic realm=\"r\"", ""},
+        {schemes, "Digest realm=\"\\\", Basic\", algorithm=FOO", "Digest with FOO"},
+        {schemes, "Digest algorithm = \"x\\y\"", "Digest"},
+        {schemes, "NTLM, digest qop=auth, Algorithm=\"md5-Sess\"", ""},
+        {schemes, "Digest nonce=n", ""},
+        {schemes, "a, a, b, c/d, e\x1B[0m, f, g, h", "a, b, f, g"},
+        {schemes, "realm=\"r\", \"Negotiate\"", ""},
         {framing, "Content-Length: 5|Content-Length: 5, 5", "5"},
         {framing, "Content-Length: 5|Content-Length: 6", "!"},
         {framing, "Content-Length: 0x64", "!"},

@@ -142,7 +142,7 @@ TEST(WeblnkAuth, theWireTraceMasksCredentials) {
     const auto log = [&](uint32_t, auto channel, auto text) {
         trace.append(channel).append(" ").append(text).append("\n");
     };
-    vxhost::configureLogging({.logThreshold = vxhost::LOG_WIRE, .log = log, .configDirectory = {}});
+    vxhost::configureLogging({vxhost::LOG_WIRE, log});
     EXPECT_EQ(Driven("u", "secret").at(server.url("a")).head(), "200");
     vxhost::configureLogging({});
     for (const char* line :

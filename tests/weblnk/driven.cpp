@@ -97,8 +97,8 @@ std::string Driven::propFind(uint32_t depth) {
         told(client->InstPropFind(client.get(), depth, request.get(), &status, &document));
     if (!document) return text + " no document";
     const Owned<vx::Document> owned(document);
-    for (const vx::Node* response = document->firstChild->firstChild; response;
-         response = response->nextSibling) {
+    for (const vx::Node* response = nodeFirstChild(document->firstChild); response;
+         response = nodeNextSibling(response)) {
         text += ' ' + shownUtf8(content(childElement(response, U"href")));
     }
     return text;

@@ -83,11 +83,8 @@ TEST(WeblnkEngine, whatFollowsALockIsNotAskedForBefore) {
 // One that serves a connection at a time leaves the second one waiting for the end of the first.
 TEST(WeblnkEngine, aServerThatServesOneConnectionAtATimeIsAskedInTurn) {
     ScriptedServer server;
-    server.on("*", "*", [&](const Request& request) {
-        const bool waits = request.method == "HEAD" && count(server, "HEAD") == 1;
-        return waits ? Answer(200, "x").stalledAfter(0).replacedBy("").stalledAfter(0)
-                     : Answer(200, "x");
-    });
+    server.on("*", "*", Answer(200, "x"));
+    server.inTurn("HEAD", "*", {Answer().dropped().stalledAfter(0), Answer(200)});
     const std::string url = server.url("a");
     Driven driven;
     const Expecting expecting({{SafeCall::get, url}, {SafeCall::head, url}});

@@ -70,7 +70,7 @@ TEST(WeblnkReading, anAnswerIsWholeOrAskedForAgainOrRefused) {
          "more than 5 redirects"},
         {head, {moved(302, "//h.invalid/")}, "REDIRECTED_AWAY", "HEAD /a 302", "http://h.invalid/"},
         {head, {moved(302, "http://127.0.0.1:1/a")}, "REDIRECTED_AWAY", "HEAD /a 302", ":1/a"},
-        {head, {moved(302, "file:///etc")}, "REDIRECTED_AWAY", "HEAD /a 302", "file:///etc"},
+        {head, {moved(302, "file:///etc")}, "BAD_ANSWER", "HEAD /a 302", "no http or https URL"},
         {at("http://127.0.0.1:1/"), {good}, "NO_CONNECTION", "", "no connection"},
         {at("http://nowhere.invalid/"), {good}, "NO_SUCH_HOST", "", "no such host"},
         {at("http://h/c/.."), {good}, "BAD_URL", "", "are no names"},
@@ -193,7 +193,7 @@ TEST(WeblnkReading, propFindTakesWholeDocumentsOnly) {
     checkAll({
         {list, {two}, "207 URL/a URL/x%20y", once},
         // Self, in the spelling of the URL that was asked for: behind a redirect, too.
-        {list, {moved(302, "/new/b/"), there}, "207 URL/a URL/new/b/c", "PROPFIND /a 1 302, " + at},
+        {list, {moved(302, "/new/b/"), there}, "207 URL/a /new/b/c", "PROPFIND /a 1 302, " + at},
         // Begun anew, not gone on with.
         {list, {Answer(two).truncatedAfter(90), two}, "207 URL/a URL/x%20y", once + ", " + once},
         {list, {good}, "200 no document", "PROPFIND /a 1 200"},

@@ -34,6 +34,10 @@ Answer dated(const std::string& text, const char* tag, const std::string& time) 
         .with("Date", day + "10:20:30 GMT");
 }
 
+Answer moved(int status, const char* location = "/b") {
+    return Answer(status).with("Location", location);
+}
+
 auto putting(size_t size, vx::PutOptions options = {}, vx::Status end = vx::VX_END_OF_DATA) {
     return [=](Driven& driven) { return driven.put(pattern(size), options, end); };
 }
@@ -142,20 +146,17 @@ TEST(WeblnkPut, aMemberChangedJustNowIsFetchedAgainAndCompared) {
         return driven.put("012", {vx::PUT_IF_UNCHANGED, 0, 0});
     };
     const auto now = [](const char* text) { return dated(text, "\"1\"", "10:20:29"); };
-    const std::string twice = "GET /a 200, GET /a 200", put = ", PUT /a \"1\" [012] 204";
+    const Answer old = now("old"), none(404);
+    const std::string got = "GET /a 200, GET /a ";
     checkAll({
-        {run, {now("old"), now("old"), Answer(204)}, "204", twice + put},
-        {run, {now("old"), now("odd"), Answer(204)}, "412", twice, "is not what was there"},
-        {run,
-         {now("old"), Answer(404), Answer(204)},
-         "204",
-         "GET /a 200, GET /a 404, PUT /a [012] 204"},
-        {run, {now("old"), Answer(403)}, "BAD_ANSWER", "GET /a 200, GET /a 403", "answered 403"},
+        {run, {old, old, done}, "204", got + "200, PUT /a \"1\" [012] 204"},
+        {run, {old, now("odd"), done}, "412", got + "200", "is not what was there"},
+        {run, {old, none, done}, "204", got + "404, PUT /a [012] 204"},
+        {run, {old, Answer(403)}, "BAD_ANSWER", got + "403", "answered 403"},
     });
 }
 
 TEST(WeblnkPut, goesOutWholeOrNotAtAll) {
-    const auto moved = [](int status) { return Answer(status).with("Location", "/b"); };
     const Answer stored(201), busy = Answer(503).with("Retry-After", "0");
     // For want of a 100; then it ends the connection, or still waits for the body there.
     const Answer ends = Answer(417).beforeBody(), waits = Answer(ends).stalledAfter(0);
@@ -166,19 +167,16 @@ TEST(WeblnkPut, goesOutWholeOrNotAtAll) {
                    large = sized(3 * MiB);
         const std::string asks = "PUT /a 100-continue ",
                           whole = flags ? "3145728" : "chunked 3145728";
-        const std::string goes = ", PUT /a [" + whole + "] 201";
+        const std::string all = "[" + whole + "] 201", goes = ", PUT /a " + all;
         const std::string measured = flags ? "" : ", PUT /a 100-continue [3145728] 201";
         checkAll({
             {empty, {stored}, "201", "PUT /a [] 201"},
             {gathered, {stored}, "201", "PUT /a [1048575] 201"},
-            {large, {stored}, "201", asks + "[" + whole + "] 201"},
+            {large, {stored}, "201", asks + all},
             {small, {moved(307), stored}, "201", "PUT /a 307, PUT /b [012] 201"},
             {small, {moved(301)}, "301", "PUT /a 301"},
             {small, {busy}, "503", "PUT /a 503"},
-            {large,
-             {moved(308), stored},
-             "201",
-             asks + "308, PUT /b 100-continue [" + whole + "] 201"},
+            {large, {moved(308), stored}, "201", asks + "308, PUT /b 100-continue " + all},
             {large, {moved(301)}, "301", asks + "301"},
             {large, {ends, stored}, "201", asks + "417" + goes},
             {large, {noChunks, stored}, flags ? "411" : "201", asks + "411" + measured},
@@ -203,13 +201,9 @@ TEST(WeblnkWriting, whatMayHaveBeenDoneIsNotRepeated) {
             const std::string first = operation(driven);
             return first + ", " + operation(driven);  // over a new connection
         };
+        const std::vector<Answer> answers{Answer(200), Answer().dropped()};
         const std::string requests = "HEAD /a/ 200, " + request + " 0, " + request + " 0";
-        check({run,
-               {Answer(200), Answer().dropped()},
-               "CUT_OFF, CUT_OFF",
-               requests,
-               "the connection",
-               "a/"});
+        check({run, answers, "CUT_OFF, CUT_OFF", requests, "the connection", "a/"});
     }
 }
 
@@ -230,11 +224,8 @@ TEST(WeblnkWriting, aMultistatusTellsWhatFailed) {
         {removing, {saying("<response>")}, "BAD_ANSWER", "DELETE /a 207", "XML"},
         {removing, {saying(status("403 No"))}, "207", "DELETE /a/ infinity 207", "", "a/"},
         // Not a tree in place of a member.
-        {removing, {Answer(307).with("Location", "/b/")}, "307", "DELETE /a 307"},
-        {removing,
-         {Answer(307).with("Location", "/b"), done},
-         "204",
-         "DELETE /a 307, DELETE /b 204"},
+        {removing, {moved(307, "/b/")}, "307", "DELETE /a 307"},
+        {removing, {moved(307), done}, "204", "DELETE /a 307, DELETE /b 204"},
         {movingUp, {done}, "BAD_URL", "", "are no names"},
     });
 }
@@ -251,8 +242,8 @@ TEST(WeblnkWriting, collectionsAreMadeMovedAndDeletedAsSuch) {
         return driven.move("http://h/d/%41?");
     };
     check({run,
-           {Answer(201), Answer(204), Answer(201), Answer(301).with("Location", "/a/"),
-            granted("Infinite"), Answer(204), Answer(201)},
+           {Answer(201), done, Answer(201), moved(301, "/a/"), granted("Infinite"), done,
+            Answer(201)},
            "201",
            "MKCOL /a/c/ 201, DELETE /a/c/ infinity 204, "
            "MOVE /a/c/ infinity http://h/n%23%C3%A4%201/ F 201, DELETE /a 301, "
@@ -266,17 +257,15 @@ TEST(WeblnkLock, theTokenComesFromHeaderOrBody) {
     const Answer found = Answer::xml(207, lockAnswer("Infinite", "urn:t:9", ""));
     const Answer bare = Answer::xml(201, lockAnswer("Infinite", " urn:t:2 "));
     const Answer header = Answer(200).with("Lock-Token", "<urn:t:3>");
+    const Answer tokenless = Answer::xml(200, lockAnswer("9", "")), torn = Answer::xml(207, "<x");
+    const std::string looked = lock + "200" + asked + "200";
     checkAll({
         {locking, {granted("9"), done}, "200 lock, 204", lock + "200, UNLOCK /a <urn:t:1> 204"},
         {locking, {bare, done}, "201 lock, 204", lock + "201, UNLOCK /a <urn:t:2> 204"},
         {locking, {header, done}, "200 lock, 204", lock + "200, UNLOCK /a <urn:t:3> 204"},
-        {locking,
-         {Answer::xml(200, lockAnswer("9", ""))},
-         "200",
-         lock + "200" + asked + "200",
-         none},
-        {locking, {Answer::xml(200, "<prop")}, "200", lock + "200" + asked + "200", none},
-        {locking, {Answer::xml(207, "<x"), found}, "-1", lock + "207" + asked + "207", left},
+        {locking, {tokenless}, "200", looked, none},
+        {locking, {Answer::xml(200, "<prop")}, "200", looked, none},
+        {locking, {torn, found}, "-1", lock + "207" + asked + "207", left},
         {locking, {Answer(200), found}, "200", lock + "200" + asked + "207", left},
         {locking, {Answer(403)}, "403", lock + "403"},
         {sharing, {bare}, "201", lock + "201" + asked + "201", none},  // somebody else's
@@ -306,11 +295,10 @@ TEST(WeblnkLock, aLockNearItsEndIsRenewedBeforeTheNextRequest) {
                                                    {Answer(200), "200"},
                                                    {granted("Second-0"), "200"},
                                                    {granted("Second-600"), "200"}};
-    for (const auto& [answer, status] : rows)
-        check({run,
-               {granted("Second-0"), answer, Answer(200)},
-               "200",
-               lock + "200, " + renewal + status + heads});
+    for (const auto& [answer, status] : rows) {
+        const std::vector<Answer> answers{granted("Second-0"), answer, Answer(200)};
+        check({run, answers, "200", lock + "200, " + renewal + status + heads});
+    }
 }
 
 TEST(WeblnkLock, whoHoldsItIsTold) {
@@ -349,24 +337,15 @@ TEST(WeblnkLock, aLockWhoseAnswerWasLostIsNamed) {
     const std::pair<const char*, bool> rows[] = {{"<owner> ZEB &lt;1&gt;\n&amp; co</owner>", true},
                                                  {"", true},
                                                  {"<owner>ada</owner>", false}};
-    const std::pair<Answer, std::string> losses[] = {{Answer().dropped(), "-1"},
-                                                     {Answer(504), "504"},
-                                                     {Answer(408), "408"},
-                                                     {Answer(412), "412"},
-                                                     {Answer(429), "429"}};
-    for (const auto& [loss, status] : losses) {
+    for (const std::string status : {"-1", "504", "408", "412", "429"}) {
+        const bool cut = status == "-1";
+        const Answer loss = cut ? Answer().dropped() : Answer(std::stoi(status));
         for (const auto& [owner, named] : rows) {
             const Answer found = Answer::xml(207, lockAnswer("Infinite", "urn:t:9", owner));
-            const bool cut = status == "-1";
             const std::string requests = lock + (cut ? "0" : status) + ", PROPFIND /a 0 207",
                               command = "a lock of ours: URL/a urn:t:9\n";
-            const std::string told = check({locking,
-                                            {loss, found},
-                                            status,
-                                            requests,
-                                            named ? command
-                                            : cut ? "the connection"
-                                                  : ""});
+            const std::string said = named ? command : cut ? "the connection" : "";
+            const std::string told = check({locking, {loss, found}, status, requests, said});
             EXPECT_EQ(told.find(command) != told.npos, named) << told;
         }
     }
@@ -417,21 +396,15 @@ TEST(WeblnkLock, aForsakenLockIsGivenBackForTheNextOne) {
     const std::string got = lock + "200, ", put = "PUT /a (<urn:t:1>) 412, ",
                       unlock = "UNLOCK /a <urn:t:1> 204, ", head = "HEAD /a 200",
                       inTheWay = lock + "423, " + unlock;
+    const auto owning = run(false, "", true), beside = run(true, "", true),
+               adopting = run(false, "urn:t:1", true), leaving = run(false, "urn:t:1", false);
+    const std::string held = "200 lock";
     checkAll({
-        {run(false, "", true),
-         {first, refusal, locked, done, ours, ok},
-         "200 lock",
-         got + put + inTheWay + got + head},
-        {run(false, "", true), {first, refusal, ours, ok}, "200 lock", got + put + got + head},
-        {run(true, "", true),
-         {first, refusal, ours, done, ok},
-         "200 lock",
-         got + put + got + unlock + head},
-        {run(false, "urn:t:1", true),
-         {refusal, locked, done, ours, ok},
-         "200 lock",
-         put + inTheWay + got + head},
-        {run(false, "urn:t:1", false), {ok}, "200 lock", head},
+        {owning, {first, refusal, locked, done, ours, ok}, held, got + put + inTheWay + got + head},
+        {owning, {first, refusal, ours, ok}, held, got + put + got + head},
+        {beside, {first, refusal, ours, done, ok}, held, got + put + got + unlock + head},
+        {adopting, {refusal, locked, done, ours, ok}, held, put + inTheWay + got + head},
+        {leaving, {ok}, held, head},
     });
 }
 

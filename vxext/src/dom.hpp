@@ -18,36 +18,37 @@ struct ElementName {
 };
 
 inline bool squillonNamed(const Node* element, const ElementName& name) {
-    return element->textLength == name.bytes &&
-           std::memcmp(element->text, name.text, name.bytes) == 0;
+    return nodeTextLength(element) == name.bytes &&
+           std::memcmp(nodeText(element), name.text, name.bytes) == 0;
 }
 
 // The node, which may be null, or the first of its following siblings that is an element.
 inline const Node* squillonElementFrom(const Node* node) {
-    while (node && node->nodeType != NODE_ELEMENT) node = node->nextSibling;
+    while (node && nodeType(node) != NODE_ELEMENT) node = nodeNextSibling(node);
     return node;
 }
 
 inline const Node* squillonNextElement(const Node* node) {
-    return squillonElementFrom(node->nextSibling);
+    return squillonElementFrom(nodeNextSibling(node));
 }
 
 // The first child element of that name.
 inline const Node* squillonChildNamed(const Node* parent, const ElementName& name) {
-    const Node* child = squillonElementFrom(parent->firstChild);
+    const Node* child = squillonElementFrom(nodeFirstChild(parent));
     while (child && !squillonNamed(child, name)) child = squillonNextElement(child);
     return child;
 }
 
 // The first child, if it is text.
 inline const Node* squillonTextChild(const Node* element) {
-    const Node* child = element->firstChild;
-    return child && (child->nodeType == NODE_TEXT || child->nodeType == NODE_CDATA) ? child
-                                                                                    : nullptr;
+    const Node* child = nodeFirstChild(element);
+    if (!child) return nullptr;
+    const uint32_t type = nodeType(child);
+    return type == NODE_TEXT || type == NODE_CDATA ? child : nullptr;
 }
 
 inline uint64_t squillonCharacters(const Node* text) {
-    return text->textLength / sizeof(char32_t);
+    return nodeTextLength(text) / sizeof(char32_t);
 }
 
 inline const Node* squillonRoot(const Document* document) {
@@ -57,7 +58,8 @@ inline const Node* squillonRoot(const Document* document) {
 // The first response of a multistatus: the root itself, or the first one that is met by going down
 // from first element to first element.
 inline const Node* squillonFirstResponse(const Node* root) {
-    while (root && !squillonNamed(root, U"response")) root = squillonElementFrom(root->firstChild);
+    while (root && !squillonNamed(root, U"response"))
+        root = squillonElementFrom(nodeFirstChild(root));
     return root;
 }
 

@@ -19,7 +19,7 @@ struct Retrieval {
 // collection ends in "/" and gives none. The name is there without a transcoder, too, since the
 // listing is sorted by it.
 void takeHref(FileInfo* info, const Node* text) {
-    info->href = text->text;
+    info->href = nodeText(text);
     info->hrefLength = squillonCharacters(text);
     uint64_t start = info->hrefLength;
     while (start > 0 && info->href[start - 1] != U'/') --start;
@@ -57,20 +57,21 @@ Status retrieveHref(const Retrieval& retrieval, const Node* response) {
 
 bool alreadyNamed(const FileInfo* info, const Node* text) {
     return squillonCharacters(text) == info->nameLength &&
-           std::memcmp(text->text, info->name, text->textLength) == 0;
+           std::memcmp(nodeText(text), info->name, nodeTextLength(text)) == 0;
 }
 
 // A display name replaces the one of the href, but only with its narrow form: one that cannot be
 // narrowed is no reason to lose the member.
 Status takeDisplayName(const Retrieval& retrieval, const Node* text) {
     FileInfo* info = retrieval.info;
-    if (text->textLength == 0 || !retrieval.transcoder || alreadyNamed(info, text))
+    if (nodeTextLength(text) == 0 || !retrieval.transcoder || alreadyNamed(info, text))
         return VX_SUCCESS;
 
     char* narrow = nullptr;
     uint64_t narrowLength = 0;
-    Status rc = squillonNarrow(retrieval.extension, retrieval.transcoder, text->text,
-                               squillonCharacters(text), text->textLength, &narrow, &narrowLength);
+    Status rc =
+        squillonNarrow(retrieval.extension, retrieval.transcoder, nodeText(text),
+                       squillonCharacters(text), nodeTextLength(text), &narrow, &narrowLength);
     if (!narrow) {
         squillonLogFailure(retrieval.extension,
                            U"squillonFileInfoRetrieve no memory for narrow member name(2)");
@@ -86,7 +87,7 @@ Status takeDisplayName(const Retrieval& retrieval, const Node* text) {
     squillonFree(retrieval.extension->pool, info->narrowName);
     info->narrowName = narrow;
     info->narrowNameLength = narrowLength;
-    info->name = text->text;
+    info->name = nodeText(text);
     info->nameLength = squillonCharacters(text);
     return VX_SUCCESS;
 }
@@ -94,7 +95,7 @@ Status takeDisplayName(const Retrieval& retrieval, const Node* text) {
 double parseDate(const Retrieval& retrieval, const Node* text) {
     Weblnk* weblnk = retrieval.extension->weblnk;
     double date = squillonMissingDate;
-    Status status = weblnk->ParseDate(weblnk, text->text, text->textLength, &date);
+    Status status = weblnk->ParseDate(weblnk, nodeText(text), nodeTextLength(text), &date);
     return status == VX_SUCCESS ? date : squillonMissingDate;
 }
 
@@ -102,7 +103,7 @@ double parseDate(const Retrieval& retrieval, const Node* text) {
 uint64_t parseSize(const Node* text) {
     uint64_t size = 0;
     for (uint64_t i = 0; i < squillonCharacters(text); ++i) {
-        const char32_t digit = text->text[i];
+        const char32_t digit = nodeText(text)[i];
         if (digit < U'0' || digit > U'9') return 0;
         size = size * 10 + (digit - U'0');
     }
@@ -111,8 +112,8 @@ uint64_t parseSize(const Node* text) {
 
 // A resource type that begins with text is none, so the first child is looked at as it is.
 bool isCollection(const Node* resourceType) {
-    const Node* first = resourceType->firstChild;
-    return first && first->nodeType == NODE_ELEMENT &&
+    const Node* first = nodeFirstChild(resourceType);
+    return first && nodeType(first) == NODE_ELEMENT &&
            squillonChildNamed(resourceType, U"collection");
 }
 
@@ -172,7 +173,7 @@ Status squillonFileInfoRetrieve(ExtensionHandle* extension, Transcoder* transcod
                                 U"prop element could not be found.");
         return QUILLON_BAD_RESPONSE;
     }
-    for (const Node* property = squillonElementFrom(prop->firstChild); property;
+    for (const Node* property = squillonElementFrom(nodeFirstChild(prop)); property;
          property = squillonNextElement(property))
         if (Status status = retrieveProperty(retrieval, property)) return status;
     return VX_SUCCESS;

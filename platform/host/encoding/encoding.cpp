@@ -1,10 +1,10 @@
 #include "platform/host/encoding/encoding.hpp"
 
 #include <sodium.h>
+#include <utf8.h>
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
 #include <string_view>
 
 #include "platform/base/slots.hpp"
@@ -12,8 +12,6 @@
 #include "platform/base/transcoder.hpp"
 #include "platform/host/encoding/key.hpp"
 #include "platform/host/encoding/sealed_text.hpp"
-#include "platform/host/kernel.hpp"
-#include "platform/host/pool.hpp"
 
 namespace vxhost {
 namespace {
@@ -26,14 +24,13 @@ const std::filesystem::path& keyFile(void* context) {
     return static_cast<EncodingContext*>(context)->keyFile;
 }
 
-// The beginning of the text, in any case, is the tag (in lower case).
-bool hasTag(std::u32string_view text, std::string_view tag) {
-    const auto same = [](char32_t unit, char wanted) {
-        const char32_t lower = unit >= U'A' && unit <= U'Z' ? unit + (U'a' - U'A') : unit;
-        return lower == static_cast<unsigned char>(wanted);
+// The beginning of the text, in any case, is the tag (in lower case). Text is UTF-8 or UTF-32.
+template <class Text>
+bool hasTag(Text text, std::string_view tag) {
+    const auto same = [](char32_t wanted, char32_t unit) {
+        return wanted == (unit >= U'A' && unit <= U'Z' ? unit + (U'a' - U'A') : unit);
     };
-    return text.size() >= tag.size() && std::equal(tag.begin(), tag.end(), text.begin(),
-                                                   [&](char w, char32_t u) { return same(u, w); });
+    return text.size() >= tag.size() && std::equal(tag.begin(), tag.end(), text.begin(), same);
 }
 
 bool isTagged(std::u32string_view text) {
@@ -62,9 +59,6 @@ public:
         block_ = static_cast<char32_t*>(pool->Alloc(pool, bytes_, vx::POOL_PLAIN));
         if (block_ == nullptr) throw std::bad_alloc();
     }
-    // Takes over what a service has handed out.
-    Result(vx::Pool* pool, char32_t* text, uint64_t count)
-        : pool_(pool), bytes_(count * sizeof(char32_t)), block_(text), count_(count) {}
     Result(const Result&) = delete;
     Result& operator=(const Result&) = delete;
     ~Result() {
@@ -98,14 +92,10 @@ private:
     uint64_t count_ = 0;
 };
 
-Secret decodeTagged(std::u32string_view text, void* context) {
-    if (hasTag(text, base64Tag)) {
-        Secret narrow = toSecret(text.substr(base64Tag.size()));
-        return decodeBase64({narrow.text(), narrow.size()});
-    }
-    if (!hasTag(text, sealTag)) throw Failure(ENCODING_REFUSED, "sealed by another program");
-    Secret narrow = toSecret(text.substr(sealTag.size()));
-    return unseal({narrow.text(), narrow.size()}, loadKey(keyFile(context)));
+Secret decodeTagged(std::string_view text, const std::filesystem::path& keyFile) {
+    if (hasTag(text, base64Tag)) return decodeBase64(text.substr(base64Tag.size()));
+    if (!hasTag(text, sealTag)) throw Failure(ENCODING_REFUSED, "no tag of ours stands before it");
+    return unseal(text.substr(sealTag.size()), loadKey(keyFile));
 }
 
 struct Service : vx::EncodingService {
@@ -137,7 +127,8 @@ Service::Service() {
                 unchanged.handOver(result, resultCount);
                 return vx::VX_SUCCESS;
             }
-            const Secret clear = decodeTagged(stored, context);
+            Secret narrow = toSecret(stored);
+            const Secret clear = decodeTagged({narrow.text(), narrow.size()}, keyFile(context));
             Result decoded(pool, clear.size());
             if (!decoded.fill(clear)) return ENCODING_REFUSED;
             decoded.handOver(result, resultCount);
@@ -153,20 +144,16 @@ vx::EncodingService& encodingService() {
     return service;
 }
 
-Secret decodeStored(std::string_view text) {
-    const std::u32string stored = toUtf32(text);
-    if (!isTagged(stored)) throw Failure(ENCODING_REFUSED, "a stored password carries no tag");
-    const vx::Kernel& owner = kernel();
-    const std::unique_ptr<vx::Pool, void (*)(vx::Pool*)> pool(
-        createPool(), [](vx::Pool* one) { one->DestroyPool(one); });
-    char32_t* clear = nullptr;
-    uint64_t count = 0;
-    const vx::Status status =
-        owner.encodingService->DecodeText(owner.encodingService, pool.get(), stored.data(),
-                                          stored.size(), &clear, &count, owner.encodingContext);
-    if (status != vx::VX_SUCCESS) throw Failure(status, "a stored password cannot be decoded");
-    const Result decoded(pool.get(), clear, count);
-    return toSecret({clear, count});
+std::filesystem::path keyFileIn(const std::filesystem::path& configDirectory) {
+    return configDirectory / "key";
+}
+
+Secret decodeStored(std::string_view text, const std::filesystem::path& keyFile) {
+    Secret clear = decodeTagged(text, keyFile);
+    if (!utf8::is_valid(clear.text(), clear.text() + clear.size())) {
+        throw Failure(ENCODING_REFUSED, "a stored password is no text");
+    }
+    return clear;
 }
 
 }  // namespace vxhost

@@ -27,8 +27,11 @@ struct EncodingContext {
     std::filesystem::path keyFile;
 };
 
-// A stored password in clear, as UTF-8, through the service of this process's kernel. A text
-// without any of the tags above is refused, too: it may be what is left of one. Throws a Failure.
-Secret decodeStored(std::string_view text);
+// The key file of the person whose configuration is in that directory.
+std::filesystem::path keyFileIn(const std::filesystem::path& configDirectory);
+
+// A stored password in clear, as UTF-8. A text without any of the tags above is refused, too: it
+// may be what is left of one. Throws a Failure.
+Secret decodeStored(std::string_view text, const std::filesystem::path& keyFile);
 
 }  // namespace vxhost

@@ -1,4 +1,4 @@
-#include "client/moment.hpp"
+#include "client/time.hpp"
 
 #include <cmath>
 #include <ctime>
