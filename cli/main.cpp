@@ -121,9 +121,13 @@ int runProgram(int argc, char** argv) {
         fmt::print("{}", *answer);
         return withOutputWritten(exitDone);
     }
-    Session session(invocation.common);
-    const int code = withOutputWritten(invocation.run(session));
-    if (invocation.common.verbosity > 0) complain(session.cost().text());
+    Cost cost;
+    int code = exitDone;
+    {
+        Session session(invocation.common, &cost);
+        code = withOutputWritten(invocation.run(session));
+    }  // which may send requests
+    if (invocation.common.verbosity > 0) complain(cost.text());
     return code;
 }
 

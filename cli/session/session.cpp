@@ -75,8 +75,8 @@ ExtensionOptions extensionOptions(const CommonOptions& options, Progress& progre
 
 }  // namespace
 
-Session::Session(const CommonOptions& options)
-    : options_(options), sites_(options), credentials_(options, sites_) {}
+Session::Session(const CommonOptions& options, Cost* cost)
+    : options_(options), sites_(options), credentials_(options, sites_), cost_(cost) {}
 
 Error Session::refusal(const Address& address, const Login& login, Error error) const {
     const Site* site = sites_.of(address);
@@ -113,7 +113,7 @@ Result<Extension> Session::extension(const CommonOptions& options) {
     if (const auto found = extensions_.find(key); found != extensions_.end()) return found->second;
     ExtensionOptions wanted = extensionOptions(options, progress_);
     wanted.senders = &senders_;
-    wanted.traffic = [this](const Traffic& traffic) { cost_.add(traffic); };
+    if (cost_ != nullptr) wanted.traffic = [this](const Traffic& now) { cost_->add(now); };
     wanted.foundBasic = [this](std::string_view origin) {
         const std::lock_guard schemes(schemesMutex_);
         basicOrigins_.emplace(origin);

@@ -29,7 +29,8 @@ namespace quillon::cli {
 // command, which changes them only while no worker runs.
 class Session {
 public:
-    explicit Session(const CommonOptions& options);
+    // cost: where the requests are counted; null: nowhere.
+    explicit Session(const CommonOptions& options, Cost* cost = nullptr);
 
     // Started with the options for the address, or with others; those with the same share one.
     Result<Extension> extension(const Address& address);
@@ -83,7 +84,6 @@ public:
 
     // How many threads work at the same time: they share what one would have.
     void setSenders(size_t count) { senders_ = static_cast<unsigned>(count); }
-    const Cost& cost() const { return cost_; }         // of all requests so far
     bool foundBasic(const std::string& origin) const;  // the server there asked for it
 
     // Where the names of a shell's arguments are; nothing when arguments are URLs.
@@ -103,7 +103,7 @@ private:
     Sites sites_;
     Credentials credentials_;
     Progress progress_;
-    Cost cost_;
+    Cost* const cost_;
     std::atomic<unsigned> senders_ = 1;
     std::atomic<bool> warned_ = false;             // of a password in clear
     std::map<std::string, Extension> extensions_;  // by the options that make them differ

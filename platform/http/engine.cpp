@@ -52,6 +52,9 @@ Engine::Engine(const Settings& settings) : settings_(settings), authentication_(
     multi_.reset(curl_multi_init());
     if (!multi_) throw std::bad_alloc();
     curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, static_cast<long>(mostConnections));
+    // Before it is known whether the server speaks HTTP/2, requests at the same time go over a
+    // connection each: to wait for the first handshake would cost the others two round trips where
+    // it does not.
     curl_multi_setopt(multi_.get(), CURLMOPT_PIPELINING, static_cast<long>(CURLPIPE_MULTIPLEX));
 }
 

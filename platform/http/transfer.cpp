@@ -25,6 +25,7 @@ constexpr std::chrono::seconds graceTime{10};  // for a LOCK or UNLOCK of an int
 constexpr size_t keptText = 1 << 18;           // of an answer that no sink takes
 constexpr uint64_t readText = 4 * keptText;    // the rest is not waited for
 constexpr uint64_t mostHeaderBytes = 1 << 18;  // of one answer; curl itself takes 300 KB
+constexpr uint64_t mostUnpacking = 4;          // times the memory that a listing may take
 constexpr milliseconds tailGrace{50};          // for the end of an answer that nobody reads
 constexpr uint64_t expectThreshold = 1 << 20;  // bodies above it wait for 100 Continue
 constexpr uint64_t streamThreshold = 1 << 18;  // the windows of HTTP/2 slow longer uploads
@@ -229,6 +230,7 @@ bool Transfer::takeHeader(std::string_view line) {
         answer_ = Answer{};
         answer_.status = parseStatusLine(line).value_or(-1);
         answer_.url = request_.url;
+        answer_.isFramed = line.starts_with("HTTP/2");
     } else if (line == "\r\n" || line == "\n") {
         return endHeader();
     } else {
@@ -269,8 +271,9 @@ bool Transfer::takeBody(std::string_view piece) {
     if (request_.sink && isSuccess()) {
         if (!bodyBegun_) request_.sink->begin(answer_);
         bodyBegun_ = true;
-        if (isListing() && bodyBytes_ > sender_.settings.mostListingBytes) {
-            fail(WEBLNK_BAD_ANSWER, "the answer is too long");
+        const uint64_t most = mostUnpacking * sender_.settings.mostListingBytes;
+        if (isListing() && bodyBytes_ > most && answer_.headers.has("Content-Encoding")) {
+            fail(WEBLNK_BAD_ANSWER, "the answer is too long when it is unpacked");
         }
         request_.sink->write(piece);
         return true;

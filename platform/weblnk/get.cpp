@@ -95,7 +95,8 @@ private:
 void requireWhole(const CurlClient& client, const Answer& answer, vx::GetReport& report) {
     const Target& target = *client.target;
     const bool empty = answer.status == 204;
-    if (!empty && parseFraming(answer.headers).provesEnd()) return;
+    const bool proven = answer.isFramed || parseFraming(answer.headers).provesEnd();
+    if (!empty && proven) return;
     if (client.toldSize == report.length) return;
     const auto size = sizeByProperties(target);
     if (size == report.length) return;

@@ -341,14 +341,14 @@ TEST_F(Faults, aSignalWhileALockIsGivenBackIsAnInterrupt) {
     support::RunningProcess program(command({"put", "a", url}));
     process = program.pid();
     EXPECT_EQ(program.wait()->exitCode, 130) << program.errors();
-    EXPECT_NE(program.errors().find("--token " + TOKEN), std::string::npos) << program.errors();
+    EXPECT_NE(program.errors().find("--token " + lockToken), std::string::npos) << program.errors();
 }
 
 TEST_F(Faults, aNoteOfALockStaysAsLongAsTheLockMay) {
     const std::filesystem::path notes = home / "state/quillon/locks";
     const auto properties = [&](const std::string& more) {
         return Answer::xml(207, "<multistatus xmlns=\"DAV:\"><response><href/><propstat><prop>" +
-                                    more + "<getlastmodified>" + DATE +
+                                    more + "<getlastmodified>" + lastModified +
                                     "</getlastmodified></prop></propstat></response>"
                                     "</multistatus>");
     };
@@ -357,7 +357,7 @@ TEST_F(Faults, aNoteOfALockStaysAsLongAsTheLockMay) {
     expect({{{"edit", url}, 0, ""}});
     EXPECT_TRUE(std::filesystem::is_empty(notes));
     server.on("PROPFIND", "/c/file", properties(""));  // which tells nothing of locks
-    expect({{{"edit", url}, 7, "--token " + TOKEN}});
+    expect({{{"edit", url}, 7, "--token " + lockToken}});
     EXPECT_FALSE(std::filesystem::is_empty(notes));
     std::filesystem::remove_all(notes);
 
@@ -367,7 +367,7 @@ TEST_F(Faults, aNoteOfALockStaysAsLongAsTheLockMay) {
     EXPECT_NE(quillon({"edit", longName}).errors.find("your version stays in"), std::string::npos);
     const std::string told = quillon({"info", longName}).errors;
     EXPECT_NE(told.find("did not store is in"), std::string::npos) << told;
-    EXPECT_EQ(told.find(TOKEN), std::string::npos) << told;
+    EXPECT_EQ(told.find(lockToken), std::string::npos) << told;
 }
 
 TEST_F(Faults, aSignalEndsTheWaitForAPipe) {
