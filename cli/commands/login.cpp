@@ -84,7 +84,8 @@ Result<void> store(Session& session, Site site, const std::optional<Site>& befor
     }
     takeOptions(site, session.options());
     const Result<Address> address = Address::parse(site.url);
-    const bool asksForBasic = address && session.foundBasic(address->origin());
+    const bool overTls = address && address->origin().starts_with("https:");
+    const bool asksForBasic = overTls && session.foundBasic(address->origin());
     site.auth = asksForBasic && !login.user.empty() ? "basic" : "";
     session.sites().forgetLoaded();
     return storeSite(site, before);

@@ -180,8 +180,9 @@ void MultistatusBuilder::append(std::string_view href, const vx::Node* propstat)
                                   mostBytes_ >> 20));
     }
     const vx::Node* child = propstat;
+    if (rewrite_) href = rewrite_(href);
     if (!href.empty()) {
-        const auto text = document_->keep(rewrite_ ? rewrite_(href) : href);
+        const auto text = document_->keep(href);
         child =
             nodes_.create(vx::NODE_ELEMENT, U"href", nodes_.create(vx::NODE_TEXT, text), propstat);
     }

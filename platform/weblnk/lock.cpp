@@ -134,31 +134,39 @@ bool mayHideALock(int32_t refusal) {
 }
 
 // A LOCK whose answer was lost may have been done; its token then stands in the properties. Nothing
-// but the owner tells the lock from those of others, so that a person must decide.
-void tellLocksOf(const Target& target, const vx::LockParms& parms, vx::Journal* journal,
+// but the owner tells the lock from those of others, so that a person must decide. Gives whether
+// the server tells that nothing is locked.
+bool tellLocksOf(const Target& target, const vx::LockParms& parms, vx::Journal* journal,
                  std::string_view why) noexcept {
+    bool unlocked = false;
     guarded(WEBLNK_BAD_ANSWER, [&]() -> Status {
         const std::string owner = singleBlanks(ownerOf(parms));
-        for (const auto& lock :
-             parseActiveLocks(askProperty(target, "lockdiscovery", true).multistatus)) {
+        const std::string found = askProperty(target, "lockdiscovery", true).multistatus;
+        const auto locks = parseActiveLocks(found);
+        for (const auto& lock : locks) {
             if (lock.token.empty() || (!lock.owner.empty() && lock.owner != owner)) continue;
             tellLockLeft(target, journal, lock.token, why);
         }
+        unlocked = locks.empty() && !found.empty() && tellsProperty(found, U"lockdiscovery");
         return vx::VX_SUCCESS;
     });
+    return unlocked;
 }
 
 Answer sendLock(const Target& target, const vx::LockParms& parms, vx::Journal* journal) {
     Request request = changeRequest(target, "LOCK", locking);
     request.headers = {"Depth: 0", timeoutHeader(wantedTimeout(parms.block))};
     request.document = lockInfo(ownerOf(parms), parms.option == 0 ? "shared" : "exclusive");
-    try {
-        return exchange(target, std::move(request));
-    } catch (const Failure& failure) {
-        if (mayHaveArrived(failure.status())) {
-            tellLocksOf(target, parms, journal, "the answer to LOCK was lost");
+    for (bool again = false;; again = true) {
+        try {
+            return exchange(target, request);
+        } catch (const Failure& failure) {
+            if (!mayHaveArrived(failure.status())) throw;
+            const bool unlocked =
+                tellLocksOf(target, parms, journal, "the answer to LOCK was lost");
+            // A connection that was kept may end just as it is used again.
+            if (again || !unlocked || failure.status() != WEBLNK_CUT_OFF) throw;
         }
-        throw;
     }
 }
 
@@ -174,11 +182,16 @@ struct GivenBack {
 // Throws when no answer came, after telling of the lock, too.
 GivenBack giveBack(const Target& target, const std::string& token, vx::Journal* journal) {
     GivenBack back{};
-    try {
-        back.status = exchange(target, unlockRequest(target, token)).status;
-    } catch (const Failure& failure) {
-        tellLockLeft(target, journal, token, failure.what());
-        throw;
+    for (bool again = false;; again = true) {
+        try {
+            back.status = exchange(target, unlockRequest(target, token)).status;
+            break;
+        } catch (const Failure& failure) {
+            // Done twice it is done: the second time the server has no such lock.
+            if (failure.status() == WEBLNK_CUT_OFF && !again) continue;
+            tellLockLeft(target, journal, token, failure.what());
+            throw;
+        }
     }
     back.isLeft = !isSuccess(back.status) && mayStillBeHeld(target, token, back.status);
     if (back.isLeft) {

@@ -131,7 +131,8 @@ TEST_F(Faults, answersThatFailOrLie) {
 
 TEST_F(Faults, contentThatMayBeCutShortIsNotHandedToWhatChangesIt) {
     const Answer bare = Answer().replacedBy("HTTP/1.1 200 OK\r\n\r\nold ");
-    server.on("HEAD", "/c/*", Answer().replacedBy("HTTP/1.1 200 OK\r\n\r\n"))
+    const auto unsized = [](const auto&) { return std::string("HTTP/1.1 200 OK\r\n\r\n"); };
+    server.on("HEAD", "/c/*", Answer().madeBy(unsized))
         .on("GET", "/c/*", bare)
         .on("PROPFIND", "/c/*", tellNothing);
     editWith("touch begun");

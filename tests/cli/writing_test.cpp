@@ -46,9 +46,9 @@ TEST_F(Writing, memoryDoesNotGrowWithTheFile) {
 
 TEST_F(Writing, severalFilesShareConnectionsAndOneFailureIsNotTheEnd) {
     const std::pair<Arguments, int> rows[] = {
-        {{"put", "a", "[none]", "b", "c", url}, 4},
-        {{"put", "--force", "-j3", "a", "[none]", "b", "c", url}, 8},
-        {{"put", "--force", "a", "[none]", "b", "c", url}, 4},  // not worth more
+        {{"put", "a", "[none]", "b", "c", url}, 8},
+        {{"put", "--force", "-j3", "a", "[none]", "b", "c", url}, 12},
+        {{"put", "--force", "a", "[none]", "b", "c", url}, 8},  // not worth more
     };
     for (const auto& [arguments, connections] : rows) {
         const std::string text = std::to_string(arguments.size());

@@ -257,6 +257,10 @@ TEST(WeblnkLock, theTokenComesFromHeaderOrBody) {
     const Answer found = Answer::xml(207, lockAnswer("Infinite", "urn:t:9", ""));
     const Answer bare = Answer::xml(201, lockAnswer("Infinite", " urn:t:2 "));
     const Answer header = Answer(200).with("Lock-Token", "<urn:t:3>");
+    const Answer unlocked =
+        Answer::xml(207,
+                    "<multistatus xmlns='DAV:'><response><propstat><prop><lockdiscovery/></prop>"
+                    "</propstat></response></multistatus>");
     const Answer tokenless = Answer::xml(200, lockAnswer("9", "")), torn = Answer::xml(207, "<x");
     const std::string looked = lock + "200" + asked + "200";
     checkAll({
@@ -270,6 +274,10 @@ TEST(WeblnkLock, theTokenComesFromHeaderOrBody) {
         {locking, {Answer(403)}, "403", lock + "403"},
         {sharing, {bare}, "201", lock + "201" + asked + "201", none},  // somebody else's
         {locking, {Answer().dropped(), Answer(404)}, "-1", lost, "the connection"},
+        {locking,
+         {Answer().dropped(), unlocked, granted("9"), done},
+         "200 lock, 204",
+         lock + "0" + asked + "207, " + lock + "200, UNLOCK /a <urn:t:1> 204"},
     });
 
     support::ScriptedServer server;
@@ -358,6 +366,7 @@ TEST(WeblnkLock, aLockThatIsLeftIsNamed) {
         driven.interrupted = true;  // what is held is given back all the same
         return first + ", " + driven.unlock();
     };
+    const Answer lost = Answer().dropped();
     const Answer same = Answer::xml(207, lockAnswer("Infinite", "urn:t:9"));
     const Answer another = Answer::xml(207, lockAnswer("Infinite", "urn:another"));
     const std::string unlock = "UNLOCK /a <urn:t:9> ", again = ", UNLOCK /a <urn:t:9> 204";
@@ -371,7 +380,8 @@ TEST(WeblnkLock, aLockThatIsLeftIsNamed) {
         {run, {Answer(409), same, done}, "80FFD010 409, 204", unlock + gone + again, command},
         {run, {Answer(403), same, done}, "403, 204", unlock + looked + again, command},
         {run, {Answer(403), another, done}, "403, 204", unlock + looked + again},
-        {run, {Answer().dropped(), done}, "CUT_OFF, 204", unlock + "0" + again, command},
+        {run, {lost, done}, "204, 204", unlock + "0" + again + again},
+        {run, {lost, lost, done}, "CUT_OFF, 204", unlock + "0, " + unlock + "0" + again, command},
     });
 }
 
