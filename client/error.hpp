@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -75,12 +77,20 @@ struct StrayLock {
     bool operator==(const StrayLock&) const = default;
 };
 
+// The beginning of what could not be fetched whole, from which the next fetch to the same place
+// goes on.
+struct KeptPart {
+    std::filesystem::path file;
+    uint64_t size;  // in bytes
+};
+
 struct Error {
     Kind kind = Kind::local;
     Code code = Code::success;           // success: a failure that never reached the extension
     int httpStatus = 0;                  // of the last answer; 0: none came, or none was asked for
     std::vector<std::string> sentences;  // for a person, in order; never empty
     std::vector<StrayLock> locks{};      // that the person may take off, by unlock
+    std::optional<KeptPart> part{};
 };
 
 // Whether an unlock that failed so left no lock all the same, as the server says that was asked.

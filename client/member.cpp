@@ -6,10 +6,12 @@
 
 #include "client/address.hpp"
 #include "client/expected_calls.hpp"
+#include "client/part_file.hpp"
 #include "client/state.hpp"
 #include "platform/base/transcoder.hpp"
 #include "platform/text/methods.hpp"
 #include "platform/text/url.hpp"
+#include "platform/weblnk/resuming.hpp"
 
 namespace quillon {
 namespace {
@@ -119,13 +121,33 @@ Result<Fetched> Member::fetch() {
                    (report.flags & vx::GET_END_UNPROVEN) == 0};
 }
 
-Result<Fetched> Member::fetchTo(const std::filesystem::path& destination, Naming naming) {
+Result<Fetched> Member::fetchTo(const std::filesystem::path& destination, Naming naming,
+                                bool resumes) {
+    const PartFile part(url(), destination);
+    const auto kept = resumes ? part.find() : std::nullopt;
+    const vxhost::Resuming resuming(part.path(), kept ? kept->size : 0,
+                                    kept ? kept->tag : std::string());
     Result<Fetched> fetched = fetch();
-    if (!fetched) return fetched;
+    if (!fetched) {
+        Error error = std::move(fetched).error();
+        if (resumes) keepPart(part, resuming.latestTag, error);
+        return error;
+    }
     Result<void> placed = putInPlace(fetched->file, destination, naming, fetched->modified);
     if (!placed) return std::move(placed).error();
+    if (kept) part.remove();
     fetched->file = destination;
     return fetched;
+}
+
+// What came of a fetch that broke off, unless it was this machine that failed.
+void Member::keepPart(const PartFile& part, const std::string& tag, Error& error) const {
+    const bool brokeOff = error.kind == Kind::network || error.kind == Kind::interrupted;
+    const Result<uint64_t> size = sizeOfCopy(state_->file);
+    if (!brokeOff || tag.empty() || !size || *size < leastPart) return;
+    const Result<void> kept = part.keep(state_->file, tag);
+    if (!kept) return error.sentences.push_back(kept.error().sentences.front());
+    error.part = KeptPart{part.path(), *size};
 }
 
 Result<void> Member::store(const StoreOptions& options) {

@@ -16,6 +16,8 @@
 
 namespace quillon {
 
+class PartFile;
+
 struct Properties {
     bool exists = false;  // when not, the rest says nothing but what the server allows there
     bool isCollection = false;
@@ -62,8 +64,10 @@ public:
     Result<Fetched> fetch();
     // Fetches and moves the copy to a path, as putInPlace has it; one rename when the collection's
     // cache is on the same file system.
+    // resumes: what came stays beside the destination when the fetch breaks off, and the next one
+    // goes on behind it (part_file.hpp); the error then says so.
     Result<Fetched> fetchTo(const std::filesystem::path& destination,
-                            Naming naming = Naming::byPerson);
+                            Naming naming = Naming::byPerson, bool resumes = false);
     Result<void> store(const StoreOptions& options = {});
     // Makes another local file the one that store sends; it must stay until then. It is not copied
     // but for what is no regular file, which is read to its end now.
@@ -94,6 +98,7 @@ public:
     explicit Member(std::unique_ptr<State> state);
 
 private:
+    void keepPart(const PartFile& part, const std::string& tag, Error& error) const;
     std::unique_ptr<State> state_;
 };
 

@@ -18,6 +18,7 @@
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
+#include "client/part_file.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -30,10 +31,11 @@ constexpr std::string_view standardOutputPaths[] = {"/dev/stdout", "/dev/fd/1", 
 
 struct GetOptions {
     std::vector<std::string> urls;
-    std::string file;       // -o
-    std::string directory;  // -O
-    std::string pattern;    // of names in the collections that the URLs are then
-    size_t jobs = 0;        // 0: not given
+    std::string file;         // -o
+    std::string directory;    // -O
+    std::string pattern;      // of names in the collections that the URLs are then
+    size_t jobs = 0;          // 0: not given
+    bool startsOver = false;  // what an interrupted run had does not count, and nothing stays
 };
 
 // Where a member goes, by -o or under its own name.
@@ -104,15 +106,19 @@ Result<void> fetch(Session& session, const Address& address, const GetOptions& o
     }
     const auto destination = destinationOf(address, options);
     if (!destination) return destination.error();
-    const OpenOptions opening = openOptions(*destination);
+    OpenOptions opening = openOptions(*destination);
+    const bool resumes =
+        *destination && !options.startsOver && PartFile(address.url(), (*destination)->path).find();
+    if (resumes) opening.purpose = Purpose::change;  // the whole will not be asked for
     if (Result<void> checked = checkPlace(opening.cacheParent); !checked) return checked;
     Result<Member> member = session.openMember(address, opening);
     if (!member) return std::move(member).error();
 
     session.progress().start(address.name());
-    Result<Fetched> fetched = *destination
-                                  ? member->fetchTo((*destination)->path, (*destination)->naming)
-                                  : member->fetch();
+    Result<Fetched> fetched =
+        *destination
+            ? member->fetchTo((*destination)->path, (*destination)->naming, !options.startsOver)
+            : member->fetch();
     session.progress().finish();
     if (!fetched) return std::move(fetched).error();
     if (!fetched->endProven) {
@@ -225,6 +231,8 @@ void addGet(CommandDefinition program, Invocation& invocation) {
         .addOption("--match", options->pattern,
                    "The URLs are collections: fetch their members whose names match; \"*\" is all")
         .typeName("PATTERN");
+    command.addFlag("--no-resume", options->startsOver,
+                    "Begin anew, and keep nothing of what breaks off");
     addJobsOption(command, options->jobs, std::to_string(defaultJobs));
     command.setFooter(
         "A local file appears when all of it has come, with the server's date; one that is\n"
@@ -232,6 +240,9 @@ void addGet(CommandDefinition program, Invocation& invocation) {
         "only a regular file is replaced, and no symbolic link of somebody else's followed; what\n"
         "-o names is written to as it is. Where the server tells neither the length nor the size\n"
         "of a member, a warning says that a part may have come.\n\n"
+        "When a transfer of more than 8 MiB breaks off, what came stays beside its destination in\n"
+        "a hidden file, and the same command goes on behind it, within a week and as long as the\n"
+        "member is the same.\n\n"
         "In a shell, --match without a URL means the collection that you are in.\n\n"
         "Examples:\n"
         "  quillon get https://example.org/dav/report.txt\n"

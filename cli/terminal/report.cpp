@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "cli/terminal/format.hpp"
 #include "cli/terminal/suggestion.hpp"
 #include "cli/terminal/terminal.hpp"
 #include "client/secret.hpp"
@@ -77,6 +78,11 @@ std::string withoutEndlessWords(std::string_view text) {
     return shown;
 }
 
+std::string partAdvice(const KeptPart& part) {
+    return fmt::format("{} of it are kept in {}. The same command goes on behind them.",
+                       shortSize(part.size), part.file.string());
+}
+
 std::string shown(std::string text) {
     return harmless(withoutEndlessWords(concealed(std::move(text))));
 }
@@ -87,11 +93,13 @@ ExitCode report(std::string_view attempt, std::string_view url, const Error& err
     const std::string_view target = url.empty() ? "" : " ";
     if (error.kind == Kind::interrupted) {
         complain(fmt::format("interrupted: could not {}{}{}", attempt, target, url));
+        if (error.part) complain(partAdvice(*error.part));
         return exitInterrupted;
     }
     std::string text = shown(fmt::format("quillon: cannot {}{}{}:", attempt, target, url));
     for (const std::string& sentence : error.sentences) text += "\n  " + shown(sentence);
     if (const auto help = remedy(error, url); !help.empty()) text += fmt::format("\n  {}", help);
+    if (error.part) text += "\n  " + shown(partAdvice(*error.part));
     for (const StrayLock& lock : error.locks) {
         text += "\n  " +
                 shown(unlockAdvice(lock.taken ? "To unlock it" : "If it is yours and was left over",

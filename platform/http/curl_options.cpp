@@ -28,7 +28,6 @@ void setConnectionOptions(CURL* easy, const Settings& settings) {
     setOption(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(settings.connectTimeout.count()));
     setOption(easy, CURLOPT_EXPECT_100_TIMEOUT_MS, 3000L);
     setOption(easy, CURLOPT_TCP_KEEPALIVE, 1L);
-    setOption(easy, CURLOPT_BUFFERSIZE, pieceBytes);
     setOption(easy, CURLOPT_UPLOAD_BUFFERSIZE, pieceBytes);
     setOption(easy, CURLOPT_USERAGENT, settings.userAgent.c_str());
     for (const auto option : {CURLOPT_SSL_VERIFYPEER, CURLOPT_PROXY_SSL_VERIFYPEER}) {

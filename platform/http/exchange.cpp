@@ -106,6 +106,11 @@ std::optional<Exchange::Clock::time_point> Exchange::graceEnd() const {
 
 void Exchange::begin(EasyPtr easy, CURLM* multi) {
     guardedly([&] {
+        if (request_.sink) {
+            const auto more = request_.sink->continuation();
+            request_.headers.resize(ownHeaders_);
+            request_.headers.insert(request_.headers.end(), more.begin(), more.end());
+        }
         easy_ = std::move(easy);
         attempts_.requests = 0;
         setOption(easy_.get(), CURLOPT_PRIVATE, this);
@@ -154,16 +159,13 @@ Answer Exchange::endAttempt(CURLcode code, Authentication& authentication) {
 
 // What never found a connection was not done, whatever it is.
 bool Exchange::prepareRepeat(Status failure) {
-    request_.headers.resize(ownHeaders_);
     if (failure == WEBLNK_NO_CONNECTION) {
         if (request_.upload) request_.upload->rewind();
     } else if (failure != WEBLNK_CUT_OFF || !request_.policy.repeatable) {
         return false;
     }
-    if (!request_.sink || request_.sink->restartable()) return true;
-    const auto more = request_.sink->continuation();
-    request_.headers.insert(request_.headers.end(), more.begin(), more.end());
-    return !more.empty();
+    const BodySink* sink = request_.sink;
+    return !sink || sink->restartable() || !sink->continuation().empty();
 }
 
 void Exchange::settle(Answer answer, Authentication& authentication) {

@@ -30,8 +30,8 @@ public:
     virtual void write(std::string_view piece) = 0;
     // Whether the exchange may be begun again after pieces were written.
     virtual bool restartable() const { return false; }
-    // What a request that goes on behind the bytes that came carries besides (RFC 9110, 13.1.5 and
-    // 14.2): then begin() is told of a 206, too. Empty: it cannot go on.
+    // What an attempt carries besides to go on behind the bytes that came before (RFC 9110, 13.1.5
+    // and 14.2): then begin() is told of a 206, too. Empty: nothing, or it cannot go on.
     virtual std::vector<std::string> continuation() const { return {}; }
     // Whether it can take no piece at present; the answer then waits.
     virtual bool isFull() const { return false; }

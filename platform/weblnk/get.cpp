@@ -1,12 +1,16 @@
 #include <fmt/format.h>
 
+#include <utility>
+
 #include "platform/base/status.hpp"
+#include "platform/files/content.hpp"
 #include "platform/http/exchange.hpp"
 #include "platform/weblnk/client.hpp"
 #include "platform/weblnk/content_digest.hpp"
 #include "platform/weblnk/lock.hpp"
 #include "platform/weblnk/properties.hpp"
 #include "platform/weblnk/requests.hpp"
+#include "platform/weblnk/resuming.hpp"
 
 namespace vxhost {
 namespace {
@@ -19,6 +23,11 @@ std::string tagToGoOn(const Answer& answer) {
     return proves && !racyTimeOf(answer.headers) ? tag.sent() : std::string();
 }
 
+// The request goes on behind the first bytes, if the member is still what had that tag.
+std::vector<std::string> rangeFrom(uint64_t first, const std::string& tag) {
+    return {fmt::format("Range: bytes={}-", first), "If-Range: " + tag};
+}
+
 class CallbackSink : public BodySink {
 public:
     CallbackSink(const Target& target, vx::WriteCallback* callback, vx::GetReport& report)
@@ -26,6 +35,7 @@ public:
 
     void begin(const Answer& answer) override {
         if (report_.length > 0) return goOn(answer);
+        if (answer.status == 206 && resumes()) return beginBehind(answer);
         // A part that was not asked for must not pass for the whole, nor a page about it.
         if (answer.status != 200 && answer.status != 203 && answer.status != 204) {
             throw Failure(WEBLNK_BAD_ANSWER,
@@ -33,19 +43,20 @@ public:
                                       target_.url, answer.status));
         }
         total_ = parseFraming(answer.headers).length.value_or(0);
-        tag_ = tagToGoOn(answer);
+        noteTag(tagToGoOn(answer));
     }
-    void write(std::string_view piece) override {
-        hand(piece);
-        report_.length += piece.size();
-        const auto& progress = target_.settings.progress;
-        if (progress) progress({report_.length, total_});
-    }
+    void write(std::string_view piece) override { take(piece); }
     bool restartable() const override { return report_.length == 0; }
     std::vector<std::string> continuation() const override {
+        if (report_.length == 0) {
+            return resumes() ? rangeFrom(resuming_->size, resuming_->tag)
+                             : std::vector<std::string>();
+        }
         if (tag_.empty() || total_ == 0) return {};
-        return {fmt::format("Range: bytes={}-", report_.length), "If-Range: " + tag_};
+        return rangeFrom(report_.length, tag_);
     }
+    // The server has less than what an earlier GET had, or cannot go on behind it.
+    bool startsOver() { return resumes() && std::exchange(mayResume_, false); }
 
     // A file that gathers pieces stores them now, while its failure can still fail the GET.
     void end() {
@@ -57,6 +68,38 @@ public:
     }
 
 private:
+    bool resumes() const { return mayResume_ && resuming_ && !resuming_->tag.empty(); }
+
+    void noteTag(std::string tag) {
+        tag_ = std::move(tag);
+        if (resuming_) resuming_->latestTag = tag_;
+    }
+
+    // What an earlier GET had, to the byte, comes before the rest.
+    void beginBehind(const Answer& answer) {
+        const auto range = parseContentRange(answer.headers.first("Content-Range"));
+        const bool fits = range && range->first == resuming_->size && range->whole;
+        if (!fits || *range->whole < range->first) {
+            throw Failure(WEBLNK_BAD_ANSWER,
+                          fmt::format("GET {}: the server answered another part than the one "
+                                      "that was asked for.",
+                                      target_.url));
+        }
+        total_ = *range->whole;
+        isContinued_ = true;
+        noteTag(resuming_->tag);
+        readPieces(openForReading(resuming_->beginning), resuming_->beginning,
+                   [this](std::string_view piece) {
+                       take(piece.substr(0, resuming_->size - report_.length));
+                       return report_.length < resuming_->size;
+                   });
+        if (report_.length != resuming_->size) {
+            throw Failure(
+                WEBLNK_CUT_OFF,
+                fmt::format("GET {}: what came before is not there any more.", target_.url));
+        }
+    }
+
     // The rest of what came, to the byte; else bytes of two versions would be one file.
     void goOn(const Answer& answer) {
         const auto range = parseContentRange(answer.headers.first("Content-Range"));
@@ -71,6 +114,13 @@ private:
                                   target_.url, report_.length));
     }
 
+    void take(std::string_view piece) {
+        hand(piece);
+        report_.length += piece.size();
+        const auto& progress = target_.settings.progress;
+        if (progress) progress({report_.length, total_});
+    }
+
     void hand(std::string_view piece) {
         const Status status = callback_->callback(callback_, piece.data(), piece.size());
         if (status != vx::VX_SUCCESS) throw Failure(status, {});  // the callback has told why
@@ -81,6 +131,8 @@ private:
     vx::GetReport& report_;
     uint64_t total_ = 0;  // 0: not known
     bool isContinued_ = false;
+    Resuming* const resuming_ = Resuming::current();
+    bool mayResume_ = true;
     std::string tag_;  // as If-Range takes it; empty: nothing proves that the rest is of the same
 };
 
@@ -121,7 +173,8 @@ void get(CurlClient& client, int32_t& status, vx::WriteCallback* callback, vx::G
     client.hasContent = true;
     Request request = contentRequest(usableUrl(target));
     request.sink = &digesting;
-    const Answer answer = exchange(target, std::move(request));
+    Answer answer = exchange(target, request);
+    if (answer.status == 416 && sink.startsOver()) answer = exchange(target, std::move(request));
     status = answer.status == 206 ? 200 : answer.status;  // the sink has the whole
     if (status == 404) client.known.noteHead(MemberState::missing(), !target.locks.empty());
     if (!isSuccess(status)) {

@@ -1,4 +1,6 @@
 // Servers that fail or lie, a machine without room, and signals at any time.
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <atomic>
 #include <csignal>
@@ -143,6 +145,61 @@ TEST_F(Faults, contentThatMayBeCutShortIsNotHandedToWhatChangesIt) {
     expect(got, 0, "");
     EXPECT_NE(got.errors.find("check that all of it came"), std::string::npos) << got.errors;
     EXPECT_EQ(support::readFile(work / "file"), "old ");
+}
+
+// The part is whole again in the end, or the file is not; what changed on either side begins anew.
+TEST_F(Faults, anInterruptedFetchGoesOnBehindWhatItHad) {
+    std::string content(10 << 20, 'a');
+    for (size_t i = 0; i < content.size(); i += 1000)
+        content.replace(i, 8, fmt::format("{:08}", i));
+    const size_t cut = 9 << 20;
+    const auto member = [&](const std::string& tag) {
+        return Answer(200, content)
+            .with("ETag", tag)
+            .with("Last-Modified", lastModified)
+            .with("Date", "Mon, 06 Jan 2031 10:20:30 GMT");
+    };
+    server.on("HEAD", "/c/*", member("\"1\""));
+    const auto hidden = [&] { return localFiles().size() - 3; };
+    const auto breakOff = [&](const Arguments& more = {}) {
+        server.inTurn("GET", "/c/*", {member("\"1\"").truncatedAfter(cut), Answer().dropped()});
+        Arguments arguments{"get", url};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        EXPECT_EQ(quillon(arguments).exitCode, 7);
+    };
+    const auto rest = [&](const support::Request& request) {
+        const bool goesOn = request.field("Range") == fmt::format("bytes={}-", cut) &&
+                            request.field("If-Range") == "\"1\"";
+        return !goesOn
+                   ? member("\"1\"")
+                   : Answer(206, content.substr(cut))
+                         .with("Content-Range", fmt::format("bytes {}-{}/{}", cut,
+                                                            content.size() - 1, content.size()));
+    };
+    const auto finish = [&](const support::ScriptedServer::Handler& answer) {
+        server.clearRequests();
+        server.on("GET", "/c/*", answer);
+        expect({{{"get", url}, 0, ""}});
+        EXPECT_TRUE(support::readFile(work / "file") == content);
+        std::filesystem::remove(work / "file");
+        EXPECT_EQ(hidden(), 0u);
+        return server.requests().back().answered;
+    };
+    breakOff({"--no-resume"});
+    EXPECT_EQ(hidden(), 0u);
+    breakOff();
+    EXPECT_EQ(hidden(), 1u);
+    EXPECT_EQ(finish(rest), 206);
+    breakOff();
+    EXPECT_EQ(finish([&](const auto&) { return member("\"2\""); }), 200);
+    breakOff();
+    for (const std::string& name : localFiles())
+        if (name.starts_with('.')) writeFile(work / name, "somebody's");
+    EXPECT_EQ(hidden(), 1u);
+    server.on("GET", "/c/*", rest);
+    expect({{{"get", url}, 0, ""}});
+    EXPECT_TRUE(support::readFile(work / "file") == content);
+    EXPECT_EQ(hidden(), 2u);  // and theirs
 }
 
 TEST_F(Faults, whereNothingTellsOfAChangeNothingIsStored) {
