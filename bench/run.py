@@ -1,9 +1,8 @@
 #!/usr/bin/env python3
 """quillon beside its peers on a private Apache: medians of time, processor time and peak memory.
 
-bench/run.py BUILD [--quick] [--listings]: BUILD is the folder of a release build with its test
-support. --listings leaves out all other rows. Every
-round runs all programs of a row in turn, each time another one first, so that what else the machine
+bench/run.py BUILD [--quick] [--only listings|distant]: BUILD is the folder of a release build with
+its test support. Every round runs all programs of a row in turn, each time another one first, so that what else the machine
 does and what is cached meet all of them. The table goes to standard output in Markdown, everything
 measured to bench/results/."""
 
@@ -50,7 +49,10 @@ class Server:
     def __init__(self, program, *words):
         self.child = subprocess.Popen([program, *map(str, words)], stdin=subprocess.PIPE,
                                       stdout=subprocess.PIPE, text=True)
-        self.url = self.child.stdout.readline().split()[0]
+        self.url, *account = self.child.stdout.readline().split(maxsplit=2)
+        self.account = [word.strip() for word in account]
+        tls = self.url.startswith("https:")
+        self.certificate = self.child.stdout.readline().strip() if tls else None
         self.port = self.url.rstrip("/").rsplit(":", 1)[1]
 
     def end(self):
@@ -187,6 +189,83 @@ class Bench:
                 "quillon": lambda: measure([self.quillon, "ls", "-l", server.url]),
                 "curl, unread": lambda: self.propfind(server.url)})
 
+    def curl(self, *words):
+        return measure(["curl", "-sf", "-o", os.devnull, *words])
+
+    def far_member(self):
+        """A member that was changed long ago, an editor, and how each round begins."""
+        self.empty(self.root / "far")
+        editor = self.local / "editor"
+        editor.write_text("#!/bin/sh\necho more >>\"$1\"\n")
+        editor.chmod(0o755)
+        os.environ["EDITOR"] = str(editor)
+
+        def begin():
+            for name in ("old", "old2"):
+                member = self.root / "far" / name
+                member.write_text("text\n")
+                member.chmod(0o666)
+                os.utime(member, (1e9, 1e9))
+            (self.root / "far" / "new").unlink(missing_ok=True)
+        return begin
+
+    def distant(self, round_trip):
+        """A command each, on one member or a small collection."""
+        begin = self.far_member()
+        source = self.local / "source"
+        source.write_text("content\n")
+        with Server(self.testserver, "--directory", self.root) as server, \
+                Server(HERE / "delay_proxy.py", server.port, round_trip) as proxy:
+            far = proxy.url + "far/"
+            quillon = lambda *words: lambda: measure([self.quillon, *words])
+            get = lambda: self.curl(far + "old")
+            put = lambda name: lambda: self.curl("-T", source, far + name)
+            rows = {
+                "get": (quillon("get", "-o", os.devnull, far + "old"), "curl", get),
+                "info": (quillon("info", far + "old"), "curl's GET", get),
+                "ls": (quillon("ls", far), "curl's PROPFIND",
+                       lambda: self.curl("-X", "PROPFIND", "-H", "Depth: 1", far)),
+                "put --force": (quillon("put", "--force", source, far + "old"), "curl",
+                                put("old")),
+                "put --force, new": (quillon("put", "--force", source, far + "new"), "curl",
+                                     put("new")),
+                "put": (quillon("put", source, far + "old"), "curl, without a lock", put("old")),
+                "edit": (quillon("edit", far + "old"), "cadaver",
+                         lambda: self.cadaver(far, "edit old")),
+                "rm": (quillon("rm", far + "old"), "cadaver",
+                       lambda: self.cadaver(far, "delete old")),
+                "mv": (quillon("mv", far + "old", "new"), "cadaver",
+                       lambda: self.cadaver(far, "move old new"))}
+            for name, (ours, peer, theirs) in rows.items():
+                self.row(f"{name}, {round_trip} ms away", {"quillon": ours, peer: theirs}, begin)
+
+    def distant_over_tls(self, round_trip):
+        """HTTP/2, anonymous and with a site whose Basic is known."""
+        begin = self.far_member()
+        for login in ([], ["--auth", "basic"]):
+            with Server(self.testserver, "--http2", *login, "--directory", self.root) as server, \
+                    Server(HERE / "delay_proxy.py", server.port, round_trip) as proxy:
+                far = proxy.url.replace("http:", "https:") + "far/"
+                options, account, ours = ["--ca-file", server.certificate], [], far
+                if login:
+                    user, password = server.account
+                    secret = self.local / "password"
+                    secret.write_text(password)
+                    secret.chmod(0o600)
+                    measure([self.quillon, "login", "far", far, "--user", user, "--password-file",
+                             secret, *options])
+                    options, account, ours = [], ["-u", f"{user}:{password}"], "far:"
+                how = "HTTP/2, known Basic" if login else "HTTP/2"
+                curl = ["--cacert", server.certificate, *account]
+                self.row(f"get, {how}, {round_trip} ms away", {
+                    "quillon": lambda: measure([self.quillon, *options, "get", "-o", os.devnull,
+                                                ours + "old"]),
+                    "curl": lambda: self.curl(*curl, far + "old")}, begin)
+                self.row(f"ls, {how}, {round_trip} ms away", {
+                    "quillon": lambda: measure([self.quillon, *options, "ls", ours]),
+                    "curl's PROPFIND": lambda: self.curl(*curl, "-X", "PROPFIND", "-H", "Depth: 1",
+                                                         far)}, begin)
+
     def cost(self, round_trip=100):
         """What open, list, close cost on an empty collection; round trips as a far server has it."""
         self.empty(self.root / "empty")
@@ -221,7 +300,7 @@ def main():
     parser.add_argument("build", type=pathlib.Path)
     parser.add_argument("--rounds", type=int, default=5)
     parser.add_argument("--quick", action="store_true", help="smaller, and each once")
-    parser.add_argument("--listings", action="store_true", help="listings only")
+    parser.add_argument("--only", choices=("listings", "distant"), help="these rows alone")
     wanted = parser.parse_args()
     with tempfile.TemporaryDirectory() as home:
         os.chmod(home, 0o755)
@@ -232,17 +311,21 @@ def main():
         root.chmod(0o777)
         bench = Bench(wanted.build.resolve(), 1 if wanted.quick else wanted.rounds, root)
         count = 200 if wanted.quick else 1000
-        if not wanted.listings:
+        if not wanted.only:
             for size in (16, 64) if wanted.quick else (16, 1024):  # peak memory shall not follow it
                 bench.large(size << 20)
             bench.small(count, 0)
             bench.small(count, 10)
-        for members in (1000, 10_000) if wanted.quick else (1000, 10_000, 100_000):
-            bench.listing(members)
-        for kind in ("alike", "distinct", "least"):
-            bench.ready_listing(10_000 if wanted.quick else 100_000, kind)
-        if not wanted.quick:
-            bench.ready_listing(1_000_000, "alike")
+        if wanted.only != "listings":
+            bench.distant(100)
+            bench.distant_over_tls(100)
+        if wanted.only != "distant":
+            for members in (1000, 10_000) if wanted.quick else (1000, 10_000, 100_000):
+                bench.listing(members)
+            for kind in ("alike", "distinct", "least"):
+                bench.ready_listing(10_000 if wanted.quick else 100_000, kind)
+            if not wanted.quick:
+                bench.ready_listing(1_000_000, "alike")
         cost = bench.cost()
     print(file=sys.stderr)
     load = os.getloadavg()[0]
