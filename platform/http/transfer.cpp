@@ -153,8 +153,7 @@ void Transfer::setCallbacks() {
     };
     const auto write = +[](char* piece, size_t, size_t size, void* self) noexcept -> size_t {
         auto& transfer = *static_cast<Self*>(self);
-        const BodySink* sink = transfer.request_.sink;
-        if (sink && sink->isFull()) return transfer.paused_ = true, CURL_WRITEFUNC_PAUSE;
+        if (transfer.mustWait()) return CURL_WRITEFUNC_PAUSE;
         return transfer.kept([&] { return transfer.takeBody({piece, size}); }) ? size : 0;
     };
     const auto read = +[](char* to, size_t, size_t room, void* self) noexcept -> size_t {
@@ -270,9 +269,17 @@ bool Transfer::endHeader() {
     return true;
 }
 
+// A paused stream would hold up the others of its HTTP/2 connection, on which somebody may wait:
+// such a body is taken no further, which ends the transfer.
+bool Transfer::mustWait() {
+    paused_ = request_.sink && request_.sink->isFull() && !answer_.isFramed;
+    return paused_;
+}
+
 bool Transfer::takeBody(std::string_view piece) {
     bodyBytes_ += piece.size();
     if (request_.sink && isSuccess()) {
+        if (request_.sink->isFull()) fail(WEBLNK_CUT_OFF, "nobody has asked for so much yet");
         if (!bodyBegun_) request_.sink->begin(answer_);
         bodyBegun_ = true;
         const uint64_t most = mostUnpacking * sender_.settings.mostListingBytes;

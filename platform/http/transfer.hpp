@@ -76,6 +76,7 @@ private:
     bool takeHeader(std::string_view line);  // false, as from the next two: no more is wanted
     bool endHeader();
     bool isTalkedDown();
+    bool mustWait();
     bool takeBody(std::string_view piece);
     bool isListing() const { return request_.isStreamed && !request_.policy.content; }
     bool movesContent() const;  // now, and not what comes before and after

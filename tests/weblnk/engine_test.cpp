@@ -207,6 +207,12 @@ TEST(WeblnkEngine, speaksBothProtocols) {
         driven.put(content);
         EXPECT_EQ(driven.get(), "200 [" + content + "]");
         EXPECT_EQ(versions(), protocols);
+        // A body that nobody asked for yet holds up no other answer.
+        const Expecting expecting({{SafeCall::options, driven.url}, {SafeCall::get, driven.url}});
+        driven.at(driven.url).options();
+        EXPECT_EQ(driven.head(), "200");
+        EXPECT_EQ(driven.get(), "200 [" + content + "]");
+        lines.clear();
     }
     vxhost::configureLogging({});
 }
