@@ -18,12 +18,13 @@ Result<uint64_t> parseSpeed(const std::string& text) {
     const std::string wrong = "Say how many bytes a second: 500K, 2M, 1.5M.";
     double number = 0;
     const char* end = text.data() + text.size();
-    const auto [rest, problem] = std::from_chars(text.data(), end, number);
+    const auto [rest, problem] =
+        std::from_chars(text.data(), end, number, std::chars_format::fixed);
     const std::string unit(rest, end);
-    const size_t power = unit.empty() ? 0 : std::string_view("KMG").find(unit.front()) + 1;
-    const bool hasUnit = unit.size() == 1 && power > 0;
-    if (problem != std::errc{} || !(unit.empty() || hasUnit)) return localError(Kind::usage, wrong);
-    const double bytes = number * std::pow(1024.0, static_cast<double>(power));
+    const size_t nth = unit.size() == 1 ? std::string_view("KMGkmg").find(unit.front()) : 6;
+    const bool known = unit.empty() || nth < 6;
+    if (problem != std::errc{} || !known) return localError(Kind::usage, wrong);
+    const double bytes = unit.empty() ? number : number * std::pow(1024.0, nth % 3 + 1);
     if (!(bytes >= 1) || bytes > 1e15) return localError(Kind::usage, wrong);
     return static_cast<uint64_t>(bytes);
 }
@@ -72,7 +73,7 @@ void addCommonOptions(CommandDefinition program, CommonOptions& options) {
     };
     program
         .addOption("--limit-rate", takeSpeed,
-                   "Move no more than so many bytes a second, up or down: 500K, 2M")
+                   "Let long transfers move no more than so many bytes a second: 500K, 2M")
         .typeName("SPEED");
     program.addFlag("-v,--verbose", options.verbosity,
                     "Show what is done, and in the end what it cost; twice: the requests, too");

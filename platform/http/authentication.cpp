@@ -43,16 +43,17 @@ void Authentication::begin(const std::string& url, std::shared_ptr<const Credent
     origin_ = origin(url);
     credentials_ = std::move(credentials);
     const bool may = hasUser() && !isClear(origin_) && settings_.knowsBasic;
-    if (may && settings_.knowsBasic(url)) scheme_ = Scheme::basic;
+    presumed_ = may && settings_.knowsBasic(url);
+    if (presumed_) scheme_ = Scheme::basic;
 }
 
 bool Authentication::forget() {
     ++generation_;
-    answered_ = false;
+    answered_ = presumed_ = false;
     return std::exchange(scheme_, Scheme::unknown) != Scheme::unknown;
 }
 
-void Authentication::apply(CURL* easy) const {
+void Authentication::apply(CURL* easy, const std::string& url) const {
     setOption(easy, CURLOPT_USERNAME, credentials_->user.get());
     // An empty password is sent as such; without a user name none may be set.
     const char* empty = hasUser() ? "" : nullptr;
@@ -60,7 +61,9 @@ void Authentication::apply(CURL* easy) const {
               credentials_->password.empty() ? empty : credentials_->password.get());
     // With several schemes curl sends none before it knows what the server wants.
     unsigned long schemes = CURLAUTH_BASIC | CURLAUTH_DIGEST;
-    if (scheme_ == Scheme::basic) schemes = CURLAUTH_BASIC;
+    // A redirect may lead out of where the scheme is known.
+    const bool asksFirst = presumed_ && !settings_.knowsBasic(url);
+    if (scheme_ == Scheme::basic && !asksFirst) schemes = CURLAUTH_BASIC;
     if (scheme_ == Scheme::digest || refusesBasic()) schemes = CURLAUTH_DIGEST;
     setOption(easy, CURLOPT_HTTPAUTH, static_cast<long>(schemes));
     setOption(easy, CURLOPT_PROXY, credentials_->proxy.get());

@@ -23,7 +23,7 @@ public:
     // A refusal makes what was known worthless. Gives whether anything was.
     bool forget();
 
-    void apply(CURL* easy) const;
+    void apply(CURL* easy, const std::string& url) const;
     // From the handle of a request at its end: what challenges before the answer offered.
     void noteChallenges(CURL* easy, bool askedForDigest);
     void learn(CURL* easy);  // the same, after an answer that was none
@@ -47,6 +47,7 @@ private:
     std::shared_ptr<const Credentials> credentials_;
     Scheme scheme_ = Scheme::unknown;
     bool answered_ = false;
+    bool presumed_ = false;  // the scheme: no answer has shown it yet
     unsigned generation_ = 0;
 };
 

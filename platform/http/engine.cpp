@@ -73,6 +73,7 @@ void Engine::bind(const Sender& sender, const std::string& url) {
     credentials_ = sender.credentials;
     authentication_.begin(url, credentials_);
     oneByOne_ = false;
+    trustsConnections_ = true;
 }
 
 void Engine::expect(std::vector<Request> requests) {
@@ -130,7 +131,7 @@ void Engine::forEach(Function&& function) {
     for (const auto& expected : expectations_) function(expected->exchange);
 }
 
-EasyPtr Engine::takeHandle() {
+EasyPtr Engine::takeHandle(const std::string& url) {
     EasyPtr easy;
     if (idle_.empty()) {
         easy.reset(curl_easy_init());
@@ -142,7 +143,7 @@ EasyPtr Engine::takeHandle() {
         easy = std::move(idle_.back());
         idle_.pop_back();
     }
-    authentication_.apply(easy.get());
+    authentication_.apply(easy.get(), url);
     return easy;
 }
 
@@ -155,7 +156,7 @@ bool Engine::beginDue() {
     forEach([&](Exchange& exchange) {
         if (exchange.isOver() || exchange.isRunning() || now < exchange.notBefore()) return;
         if (anyRuns && authentication_.isInTurn()) return;
-        exchange.begin(takeHandle(), multi_.get());
+        exchange.begin(takeHandle(exchange.request().url), multi_.get(), trustsConnections_);
         if (!anyRuns) {
             tellRoundTrips(1);
             handshakeTold_ = false;
@@ -197,6 +198,7 @@ void Engine::endAttempt(Exchange& exchange, CURLcode code) {
     EasyPtr easy = exchange.end(code, authentication_);
     if (easy) countRoundTrips(easy.get(), exchange.requestsOfAttempt());
     if (exchange.foundServerBusy()) oneByOne_ = true;
+    if (exchange.lostConnection()) trustsConnections_ = false;
     if (generation != authentication_.generation()) {
         idle_.clear();  // curl would take every later challenge for another refusal
     } else if (easy) {

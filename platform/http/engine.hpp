@@ -41,7 +41,7 @@ private:
 
     void bind(const Sender& sender, const std::string& url);
     void beginExpected(const Sender& sender);
-    EasyPtr takeHandle();
+    EasyPtr takeHandle(const std::string& url);
     Answer await(Exchange& wanted, bool wasExpected);
     void drive(bool wasExpected);
     void run();
@@ -67,7 +67,8 @@ private:
     Authentication authentication_;
     bool oneByOne_ = false;  // the server does not serve several requests at once, or is busy
 
-    bool handshakeTold_ = false;  // of the round trip that is under way
+    bool trustsConnections_ = true;  // the server closes none right behind an answer
+    bool handshakeTold_ = false;     // of the round trip that is under way
 
     std::vector<Request> plan_;  // of what begins with the next request
     Exchange* wanted_ = nullptr;

@@ -104,7 +104,7 @@ std::optional<Exchange::Clock::time_point> Exchange::graceEnd() const {
     return transfer_ ? transfer_->graceEnd() : std::nullopt;
 }
 
-void Exchange::begin(EasyPtr easy, CURLM* multi) {
+void Exchange::begin(EasyPtr easy, CURLM* multi, bool trustsConnections) {
     guardedly([&] {
         if (request_.sink) {
             const auto more = request_.sink->continuation();
@@ -113,6 +113,7 @@ void Exchange::begin(EasyPtr easy, CURLM* multi) {
         }
         easy_ = std::move(easy);
         attempts_.requests = 0;
+        attempts_.trustsConnections = trustsConnections;
         setOption(easy_.get(), CURLOPT_PRIVATE, this);
         transfer_.emplace(easy_.get(), multi, sender_, request_, attempts_);
     });
@@ -149,6 +150,7 @@ EasyPtr Exchange::end(CURLcode code, Authentication& authentication) noexcept {
 }
 
 Answer Exchange::endAttempt(CURLcode code, Authentication& authentication) {
+    lostConnection_ = transfer_->lostConnection();
     authentication.noteChallenges(easy_.get(), transfer_->askedForDigest());
     const struct Release {
         ~Release() { transfer.reset(); }

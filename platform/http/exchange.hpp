@@ -54,6 +54,7 @@ public:
     Clock::time_point notBefore() const { return notBefore_; }  // the next attempt may begin
     std::optional<Clock::time_point> graceEnd() const;          // of a running attempt
     int requestsOfAttempt() const { return attempts_.requests; }
+    bool lostConnection() const { return lostConnection_; }  // in its latest attempt
     bool foundServerBusy() const { return foundServerBusy_; }
 
     // From here on the request is sent again by the rules of its kind. One that nobody has asked
@@ -65,7 +66,7 @@ public:
     void resume();  // a body whose sink was full
 
     // The next attempt, over a handle that has the credentials.
-    void begin(EasyPtr easy, CURLM* multi);
+    void begin(EasyPtr easy, CURLM* multi, bool trustsConnections);
     void watch() noexcept;
     // The attempt is over. Gives back its handle.
     EasyPtr end(CURLcode code, Authentication& authentication) noexcept;
@@ -96,6 +97,7 @@ private:
     std::optional<Repeats> repeats_;
     int hops_ = 0;
     bool foundServerBusy_ = false;
+    bool lostConnection_ = false;
     Clock::time_point notBefore_{};
 
     bool over_ = false;

@@ -64,6 +64,8 @@ Transfer::Transfer(CURL* easy, CURLM* multi, const Sender& sender, const Request
     setWireTrace(easy_, sender_.logger);
     setOption(easy_, CURLOPT_URL, request_.url.c_str());
     setOption(easy_, CURLOPT_ERRORBUFFER, static_cast<char*>(error_));
+    const bool fresh = !attempts_.trustsConnections && !request_.policy.repeatable;
+    setOption(easy_, CURLOPT_FRESH_CONNECT, fresh ? 1L : 0L);
     setOption(easy_, CURLOPT_MAXAGE_CONN,
               request_.policy.repeatable ? idleSecondsRepeatable : idleSecondsOnce);
     require(curl_multi_add_handle(multi, easy));
@@ -205,6 +207,7 @@ bool Transfer::viaProxy() const {
 // curl sends a request again by itself when a kept connection ends without a byte of an answer. The
 // server may have done its work all the same, so what must not be done twice ends here.
 bool Transfer::beginAttempt() {
+    lostConnection_ = lostConnection_ || (sent_ && !answered_);
     if (sent_ && !answered_ && !request_.policy.repeatable) {
         fail(WEBLNK_CUT_OFF, "the connection ended before the server answered");
     }

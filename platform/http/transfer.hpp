@@ -22,9 +22,10 @@ namespace vxhost {
 struct Attempts {
     static constexpr int mostChallenges = 3;
 
-    int requests = 0;            // that went out in the latest run
-    int challenges = 0;          // so far; a run counts on, and ends at the last that may be
-    bool awaitsContinue = true;  // a large upload does, until a server refused that
+    int requests = 0;               // that went out in the latest run
+    int challenges = 0;             // so far; a run counts on, and ends at the last that may be
+    bool awaitsContinue = true;     // a large upload does, until a server refused that
+    bool trustsConnections = true;  // else what may not be repeated goes over a new one
 };
 
 // Credentials and proxy are set in the handle already.
@@ -50,7 +51,9 @@ public:
     // Goes on with a body that its sink was too full for.
     void resume();
 
-    bool isAnswered() const { return answered_; }            // a status line came
+    bool isAnswered() const { return answered_; }  // a status line came
+    // A connection that was kept ended as it was used again, or before it was answered.
+    bool lostConnection() const { return lostConnection_ || (sent_ && !answered_); }
     bool askedForDigest() const { return askedForDigest_; }  // by a challenge of this run
 
 private:
@@ -109,6 +112,7 @@ private:
     bool headerEnded_ = false;
     bool askedForDigest_ = false;
     bool bodyBegun_ = false;
+    bool lostConnection_ = false;
     bool paused_ = false;  // until resume()
     Enough enough_ = Enough::no;
 };

@@ -28,6 +28,13 @@ std::vector<std::string> rangeFrom(uint64_t first, const std::string& tag) {
     return {fmt::format("Range: bytes={}-", first), "If-Range: " + tag};
 }
 
+// Parts are joined only when both are of one strong tag (RFC 9110, 15.3.7.3): some servers take no
+// notice of If-Range.
+bool isOf(const Answer& part, const std::string& tag) {
+    const EntityTag its = parseEntityTag(part.headers.first("ETag"));
+    return !its.text.empty() && !its.weak && its.sent() == tag;
+}
+
 class CallbackSink : public BodySink {
 public:
     CallbackSink(const Target& target, vx::WriteCallback* callback, vx::GetReport& report)
@@ -56,7 +63,11 @@ public:
         return rangeFrom(report_.length, tag_);
     }
     // The server has less than what an earlier GET had, or cannot go on behind it.
-    bool startsOver() { return resumes() && std::exchange(mayResume_, false); }
+    bool startsOver() {
+        const bool may = resumes() && report_.length == 0;
+        if (may) mayResume_ = false;
+        return may;
+    }
 
     // A file that gathers pieces stores them now, while its failure can still fail the GET.
     void end() {
@@ -78,7 +89,8 @@ private:
     // What an earlier GET had, to the byte, comes before the rest.
     void beginBehind(const Answer& answer) {
         const auto range = parseContentRange(answer.headers.first("Content-Range"));
-        const bool fits = range && range->first == resuming_->size && range->whole;
+        const bool fits = range && range->first == resuming_->size && range->whole &&
+                          isOf(answer, resuming_->tag);
         if (!fits || *range->whole < range->first) {
             throw Failure(WEBLNK_BAD_ANSWER,
                           fmt::format("GET {}: the server answered another part than the one "
@@ -104,7 +116,7 @@ private:
     void goOn(const Answer& answer) {
         const auto range = parseContentRange(answer.headers.first("Content-Range"));
         const bool fits = answer.status == 206 && range && range->first == report_.length &&
-                          range->whole.value_or(total_) == total_;
+                          range->whole.value_or(total_) == total_ && isOf(answer, tag_);
         isContinued_ = true;
         if (fits) return;
         tag_.clear();
@@ -135,6 +147,17 @@ private:
     bool mayResume_ = true;
     std::string tag_;  // as If-Range takes it; empty: nothing proves that the rest is of the same
 };
+
+// Begins anew, while nothing was handed on, when the server does not go on behind what came before.
+Answer fetch(const Target& target, const Request& request, CallbackSink& sink) {
+    try {
+        Answer answer = exchange(target, request);
+        if (answer.status != 416 || !sink.startsOver()) return answer;
+    } catch (const Failure& failure) {
+        if (failure.status() != WEBLNK_BAD_ANSWER || !sink.startsOver()) throw;
+    }
+    return exchange(target, request);
+}
 
 [[noreturn]] void refuse(const Target& target, const Answer& answer, bool isCollection) {
     const std::string why = isCollection ? "it is a collection, not a member"
@@ -173,8 +196,12 @@ void get(CurlClient& client, int32_t& status, vx::WriteCallback* callback, vx::G
     client.hasContent = true;
     Request request = contentRequest(usableUrl(target));
     request.sink = &digesting;
-    Answer answer = exchange(target, request);
-    if (answer.status == 416 && sink.startsOver()) answer = exchange(target, std::move(request));
+    const Answer answer = fetch(target, request, sink);
+    if (answer.status == 416 && report.length > 0) {
+        throw Failure(WEBLNK_CUT_OFF, fmt::format("GET {}: the connection was cut off after {} "
+                                                  "bytes, and there are no more now.",
+                                                  target.url, report.length));
+    }
     status = answer.status == 206 ? 200 : answer.status;  // the sink has the whole
     if (status == 404) client.known.noteHead(MemberState::missing(), !target.locks.empty());
     if (!isSuccess(status)) {

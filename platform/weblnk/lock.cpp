@@ -292,6 +292,12 @@ void HeldLock::refresh() {
     granted(timeout_);
 }
 
+bool HeldLock::isThere() const {
+    const auto locks = parseActiveLocks(askProperty(*target, "lockdiscovery").multistatus);
+    return std::any_of(locks.begin(), locks.end(),
+                       [this](const ActiveLock& active) { return active.token == token; });
+}
+
 void HeldLock::unlock(int32_t& status) {
     if (target->forsakenToken == token) target->forsakenToken.clear();
     const GivenBack back = giveBack(*target, token, target->journal);

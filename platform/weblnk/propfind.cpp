@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <optional>
 
 #include "platform/base/ascii.hpp"
@@ -24,10 +25,15 @@ MemberState parseMemberState(const MultistatusBuilder::Told& told) {
     return state;
 }
 
+constexpr uint64_t mostOfOne = 16 << 20;  // bytes of memory for the properties of one resource
+
 // Builds the document while the answer arrives.
 class MultistatusSink : public BodySink {
 public:
-    explicit MultistatusSink(const Target& target) : target_(target) {}
+    MultistatusSink(const Target& target, uint32_t depth)
+        : target_(target),
+          mostBytes_(depth == 0 ? std::min(mostOfOne, target.settings.mostListingBytes)
+                                : target.settings.mostListingBytes) {}
 
     void begin(const Answer& answer) override {
         const bool isXml = answer.headers.first("Content-Type").find("xml") != std::string::npos;
@@ -35,7 +41,7 @@ public:
         if (answer.status == 207 || isXml) {
             resolver_.emplace(target_.spelt, answer.url);
             builder_.emplace([this](std::string_view href) { return resolver_->resolve(href); },
-                             target_.settings.mostListingBytes);
+                             mostBytes_);
         }
     }
     void write(std::string_view piece) override {
@@ -72,6 +78,7 @@ private:
     }
 
     const Target& target_;
+    const uint64_t mostBytes_;
     std::optional<HrefResolver> resolver_;
     std::optional<MultistatusBuilder> builder_;
 };
@@ -81,7 +88,7 @@ private:
 vx::Document* propFind(CurlClient& client, uint32_t depth, const vx::Document& request,
                        int32_t& status) {
     refreshLocks(*client.target);
-    MultistatusSink sink(*client.target);
+    MultistatusSink sink(*client.target, depth);
     Request ask = propertiesRequest(usableUrl(*client.target), depth, serialize(request));
     ask.sink = &sink;
     client.hasSeenProperties = true;

@@ -40,16 +40,20 @@ std::vector<std::string> conditions(const KnownMember& known, const HeldLock* lo
     return lines;
 }
 
-// What a server made of a PUT that was cut off, as the answer that would have come; nothing when
-// the content that was there before still is. sentTag: that the PUT made its condition.
-std::optional<Answer> findOutcome(const Target& target, const EntityTag& sentTag,
+// What a server made of a PUT that was cut off, as the answer that would have come; nothing when it
+// may be sent again. As long as the lock is there nobody else can have written: what is there is
+// the old content, or ours. sentTag: that was its condition, and is refused once ours is stored.
+std::optional<Answer> findOutcome(const HeldLock& lock, const std::optional<EntityTag>& sentTag,
                                   UploadSource& source) {
-    const Answer head = exchange(target, headRequest(usableUrl(target)));
-    const bool there = isSuccess(head.status);
-    if (there && parseMemberState(head.headers).tag.text == sentTag.text) return {};
+    const Target& target = *lock.target;
     Answer outcome;
     outcome.status = 412;
-    if (!there) return outcome;
+    if (lock.isThere()) {
+        if (!sentTag) return {};
+        const Answer head = exchange(target, headRequest(usableUrl(target)));
+        const EntityTag now = parseMemberState(head.headers).tag;
+        if (isSuccess(head.status) && now.text == sentTag->text) return {};
+    }
     DigestingSink sink;
     Request request = contentRequest(usableUrl(target));
     request.sink = &sink;
@@ -60,23 +64,18 @@ std::optional<Answer> findOutcome(const Target& target, const EntityTag& sentTag
     return outcome;
 }
 
-// Under a lock nobody else writes, so what was cut off may be sent once more. Where the old tag was
-// its condition, and the server stored the content before it was cut off, that would be refused.
-Answer send(const CurlClient& client, const Request& request, bool underLock) {
+Answer send(const CurlClient& client, const Request& request, const HeldLock* lock) {
     const Target& target = *client.target;
     try {
         return exchange(target, request);
     } catch (const Failure& failure) {
         const bool cutOff = failure.status() == WEBLNK_CUT_OFF && !request.upload->hasFailed();
-        if (!cutOff || !underLock) throw;
+        if (!cutOff || !lock) throw;
         logLine(target.logger, vx::LOG_FAILURE, failure.what());
     }
     auto tag = client.known.tagForLock();
     if (!tag) tag = client.known.tagForMatch(true);
-    if (tag) {
-        auto outcome = findOutcome(target, *tag, *request.upload);
-        if (outcome) return std::move(*outcome);
-    }
+    if (auto outcome = findOutcome(*lock, tag, *request.upload)) return std::move(*outcome);
     request.upload->rewind();
     return exchange(target, request);
 }
@@ -103,7 +102,7 @@ void put(CurlClient& client, const vx::PutOptions& options, const vx::LockObject
     if (options.flags & vx::PUT_LENGTH_KNOWN) announced = options.contentLength;
     UploadSource source(target.settings, callback, announced);
     request.upload = &source;
-    const Answer answer = send(client, request, held != nullptr);
+    const Answer answer = send(client, request, held);
     status = answer.status;
     if (isSuccess(status)) {
         client.known.noteStored(parseEntityTag(answer.headers.first("ETag")));

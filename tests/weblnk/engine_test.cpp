@@ -129,6 +129,7 @@ TEST(WeblnkEngine, aFetchGoesOnBehindWhatCame) {
     const auto rest = [](const std::string& range, const std::string& content) {
         return version("\"1\"", 206, content).with("Content-Range", range);
     };
+    const Answer another = version("\"2\"", 206, "456789").with("Content-Range", "bytes 4-9/10");
     const std::string first = "GET /a 200, ", on = "GET /a bytes=4- \"1\" ",
                       whole = "200 [0123456789]", part = "CUT_OFF [0123";
     checkAll({
@@ -145,6 +146,8 @@ TEST(WeblnkEngine, aFetchGoesOnBehindWhatCame) {
         {get, {cut, rest("bytes 3-9/10", "3456789")}, part, first + on + "206", "behind them"},
         {get, {cut, rest("bytes 4-9/11", "456789")}, part, first + on + "206", "behind them"},
         {get, {cut, version("\"2\"")}, part, first + on + "200", "behind them"},
+        {get, {cut, another}, part, first + on + "206", "behind them"},
+        {get, {cut, Answer(416)}, "CUT_OFF [0123", first + on + "416", "no more now"},
         {get, {version("W/\"1\"").truncatedAfter(4)}, part, "GET /a 200", "cut off"},
         {get,
          {Answer(200, "0123456789").with("ETag", "\"1\"").truncatedAfter(4)},
@@ -152,6 +155,11 @@ TEST(WeblnkEngine, aFetchGoesOnBehindWhatCame) {
          "GET /a 200",
          "cut off"},
     });
+}
+
+std::string locks(const std::string& active) {
+    return "<multistatus xmlns='DAV:'><response><propstat><prop><lockdiscovery>" + active +
+           "</lockdiscovery></prop></propstat></response></multistatus>";
 }
 
 TEST(WeblnkEngine, aStoreThatWasCutOffUnderALockIsFoundOrRepeated) {
@@ -163,26 +171,26 @@ TEST(WeblnkEngine, aStoreThatWasCutOffUnderALockIsFoundOrRepeated) {
         driven.get();
         return storing(driven);
     };
-    const Answer lost = Answer().dropped(), old = version("\"1\"", 200, "old");
-    const std::string lock = "LOCK /a 0 Second-7200 200, ", fetched = "GET /a 200, " + lock,
-                      put = "PUT /a (<urn:t:1> [\"1\"]) ", stored = "[10] ";
+    const Answer lost = Answer().dropped(), old = version("\"1\"", 200, "old"), done(204),
+                 ours = version("\"2\""), theirs = version("\"2\"", 200, "theirs"),
+                 held = Answer::xml(207, locks("<activelock><locktoken><href>urn:t:1</href>"
+                                               "</locktoken></activelock>")),
+                 gone = Answer::xml(207, locks(""));
+    const std::string lock = "LOCK /a 0 Second-7200 200, ", bare = "PUT /a (<urn:t:1>) [10] ",
+                      put = "PUT /a (<urn:t:1> [\"1\"]) [10] ", look = "0, PROPFIND /a 0 207",
+                      first = lock + bare + look, over = "GET /a 200, " + lock + put + look,
+                      head = ", HEAD /a 200", get = ", GET /a 200";
     checkAll({
-        {storing,
-         {granted, lost, Answer(201)},
-         "201",
-         lock + "PUT /a (<urn:t:1>) [10] 0, PUT /a (<urn:t:1>) [10] 201"},
+        {storing, {granted, lost, held, done}, "204", first + ", " + bare + "204"},
+        {storing, {granted, lost, gone, ours}, "204", first + get},
+        {storing, {granted, lost, gone, theirs}, "412", first + get},
         {storingOver,
-         {old, granted, lost, old, Answer(204)},
+         {old, granted, lost, held, old, done},
          "204",
-         fetched + put + stored + "0, HEAD /a 200, " + put + stored + "204"},
-        {storingOver,
-         {old, granted, lost, version("\"2\"")},
-         "204",
-         fetched + put + stored + "0, HEAD /a 200, GET /a 200"},
-        {storingOver,
-         {old, granted, lost, version("\"2\"", 200, "theirs")},
-         "412",
-         fetched + put + stored + "0, HEAD /a 200, GET /a 200"},
+         over + head + ", " + put + "204"},
+        {storingOver, {old, granted, lost, held, ours}, "204", over + head + get},
+        {storingOver, {old, granted, lost, held, theirs}, "412", over + head + get},
+        {storingOver, {old, granted, lost, gone, theirs}, "412", over + get},
     });
 }
 
