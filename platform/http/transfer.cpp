@@ -75,6 +75,7 @@ Transfer::~Transfer() {
 
 template <class Body>
 bool Transfer::kept(Body&& body) noexcept {
+    if (failure_) return false;  // curl goes on when the rest of a paused body was refused
     try {
         return body();
     } catch (...) {
@@ -106,7 +107,10 @@ void Transfer::setHeaders() {
 }
 
 void Transfer::setMethod() {
-    setOption(easy_, CURLOPT_HTTPGET, 1L);  // takes back what another request has set
+    // Takes back what another request has set. With the document of one, curl would not rewind an
+    // upload that it has to send again.
+    setOption(easy_, CURLOPT_POSTFIELDS, nullptr);
+    setOption(easy_, CURLOPT_HTTPGET, 1L);
     setOption(easy_, CURLOPT_CUSTOMREQUEST, nullptr);
     setOption(easy_, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
     if (request_.upload) {
