@@ -108,7 +108,7 @@ Answer Engine::perform(const Sender& sender, Request request) {
         expected->becomeThat(sender, request);
         return await(expected->exchange, true);
     }
-    Exchange exchange(sender, request);
+    Exchange exchange(sender, std::move(request));
     exchange.allowRepeats();
     return await(exchange, false);
 }
