@@ -75,7 +75,6 @@ Transfer::~Transfer() {
 
 template <class Body>
 bool Transfer::kept(Body&& body) noexcept {
-    if (failure_) return false;  // curl goes on when the rest of a paused body was refused
     try {
         return body();
     } catch (...) {
@@ -385,7 +384,8 @@ void Transfer::resume() {
     if (!std::exchange(paused_, false)) return;
     stall_ = StallWatch(sender_.settings.stallTimeout, sender_.settings.leastSpeed);
     waiting_ = Clock::now();
-    curl_easy_pause(easy_, CURLPAUSE_CONT);
+    curl_easy_pause(easy_, CURLPAUSE_CONT);  // which hands out what it held back
+    if (failure_) std::rethrow_exception(failure_);
 }
 
 }  // namespace vxhost
