@@ -44,15 +44,16 @@ ABI_AT(Node, textLength, 144);
 static inline void nodeCopyField(const Node* node, size_t offset, void* field, size_t bytes) {
     __builtin_memcpy(field, (const char*)node + offset, bytes);
 }
+static inline const Node* nodeCopyLink(const Node* node, size_t offset) {
+    const void* linked;
+    nodeCopyField(node, offset, &linked, sizeof linked);
+    return (const Node*)linked;
+}
 static inline const Node* nodeNextSibling(const Node* node) {
-    const Node* sibling;
-    nodeCopyField(node, offsetof(Node, nextSibling), &sibling, sizeof sibling);
-    return sibling;
+    return nodeCopyLink(node, offsetof(Node, nextSibling));
 }
 static inline const Node* nodeFirstChild(const Node* node) {
-    const Node* child;
-    nodeCopyField(node, offsetof(Node, firstChild), &child, sizeof child);
-    return child;
+    return nodeCopyLink(node, offsetof(Node, firstChild));
 }
 static inline uint32_t nodeType(const Node* node) {
     uint32_t type;

@@ -84,7 +84,8 @@ void Engine::expect(std::vector<Request> requests) {
 // question that costs nothing would be left waiting, and tell.
 void Engine::beginExpected(const Sender& sender) {
     std::vector<Request> plan = std::exchange(plan_, {});
-    std::ranges::stable_partition(plan, [](const Request& request) { return !isCheap(request); });
+    std::stable_partition(plan.begin(), plan.end(),
+                          [](const Request& request) { return !isCheap(request); });
     for (Request& request : plan) {
         if (sameOrigin(request.url, origin_)) expectations_.add(sender, std::move(request));
     }
@@ -108,7 +109,7 @@ Answer Engine::perform(const Sender& sender, Request request) {
         expected->becomeThat(sender, request);
         return await(expected->exchange, true);
     }
-    Exchange exchange(sender, request);
+    Exchange exchange(sender, std::move(request));
     exchange.allowRepeats();
     return await(exchange, false);
 }

@@ -110,7 +110,10 @@ void Transfer::setHeaders() {
 }
 
 void Transfer::setMethod() {
-    setOption(easy_, CURLOPT_HTTPGET, 1L);  // takes back what another request has set
+    // Takes back what another request has set. With the document of one, curl would not rewind an
+    // upload that it has to send again.
+    setOption(easy_, CURLOPT_POSTFIELDS, nullptr);
+    setOption(easy_, CURLOPT_HTTPGET, 1L);
     setOption(easy_, CURLOPT_CUSTOMREQUEST, nullptr);
     setOption(easy_, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
     if (request_.upload) {
@@ -395,7 +398,8 @@ void Transfer::resume() {
     if (!std::exchange(paused_, false)) return;
     stall_ = StallWatch(sender_.settings.stallTimeout, sender_.settings.leastSpeed);
     waiting_ = Clock::now();
-    curl_easy_pause(easy_, CURLPAUSE_CONT);
+    curl_easy_pause(easy_, CURLPAUSE_CONT);  // which hands out what it held back
+    if (failure_) std::rethrow_exception(failure_);
 }
 
 }  // namespace vxhost

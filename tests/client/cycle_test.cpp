@@ -80,7 +80,8 @@ TEST_F(Cycle, aListingOutlivesTheObjectsItCameFrom) {
     std::string seen;
     for (const Entry entry : *listing) {
         seen += entry.name() + " " + entry.segment() + " " + entry.href() + " " +
-                std::to_string(entry.size().value_or(0)) + (entry.isCollection() ? " collection\n" : "\n");
+                std::to_string(entry.size().value_or(0)) +
+                (entry.isCollection() ? " collection\n" : "\n");
         EXPECT_TRUE(entry.modified());
     }
     EXPECT_EQ(seen, "a%b a%25b " + server.url("a%25b") + " 3\nsub sub " + server.url("sub/") +

@@ -21,6 +21,7 @@ using namespace vxhost;
 
 struct Kept : vx::WriteCallback {
     std::string bytes;
+    int room;  // for so many pieces
 };
 
 struct Supplied : vx::ReadCallback {
@@ -107,9 +108,14 @@ std::string Driven::propFind(uint32_t depth) {
 std::string Driven::get() {
     Kept kept{};
     kept.journal = running;
+    kept.room = piecesTaken;
     kept.callback = [](vx::WriteCallback* self, const void* data, uint64_t length) {
-        auto& bytes = static_cast<Kept*>(self)->bytes;
-        bytes += length > 0 ? std::string_view(static_cast<const char*>(data), length) : "]";
+        auto& taker = *static_cast<Kept*>(self);
+        if (taker.room-- <= 0) {
+            taker.bytes += '!';
+            return vx::VX_NO_MEMORY;
+        }
+        taker.bytes += length > 0 ? std::string_view(static_cast<const char*>(data), length) : "]";
         return vx::VX_SUCCESS;
     };
     const auto options = reinterpret_cast<vx::Word>(&report);

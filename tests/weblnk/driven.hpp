@@ -59,6 +59,7 @@ struct Driven {
     vx::Journal* running = nullptr;  // of the next GET or PUT, if it is to have one
     std::string url, user, password, proxy;
     std::string passwordsInClear;  // the origins that got one
+    int piecesTaken = 1 << 20;     // of a GET; each more is a "!", and refused
     uint8_t clientOption = 0;
     bool sharesLock = false;
     std::unique_ptr<vx::Weblnk, Unloader> weblnk;

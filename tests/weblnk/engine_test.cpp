@@ -77,6 +77,14 @@ TEST(WeblnkEngine, whatFollowsALockIsNotAskedForBefore) {
     const auto all = server.requests();
     ASSERT_EQ(all.size(), 4u);
     EXPECT_EQ(all[0].method + all[1].method, "HEADLOCK");
+
+    const Expecting again({{SafeCall::get, url}});
+    driven.at(url).head();
+    EXPECT_TRUE(support::eventually([&] { return count(server, "GET") == 2; }));
+    driven.list();  // what has arrived is taken in
+    driven.piecesTaken = 1;
+    const std::string got = driven.get();
+    EXPECT_EQ(std::ranges::count(got, '!'), 1) << "no more comes behind what was refused";
 }
 
 // One that serves a connection at a time leaves the second one waiting for the end of the first.
