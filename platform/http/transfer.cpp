@@ -29,8 +29,6 @@ constexpr uint64_t mostUnpacking = 4;          // times the memory that a listin
 constexpr milliseconds tailGrace{50};          // for the end of an answer that nobody reads
 constexpr uint64_t expectThreshold = 1 << 20;  // bodies above it wait for 100 Continue
 constexpr uint64_t streamThreshold = 1 << 18;  // the windows of HTTP/2 slow longer uploads
-constexpr long fastPiece = 256L << 10;         // bytes that curl hands over at a time
-constexpr long slowPiece = 16L << 10;          // the same under a limit
 constexpr long idleSecondsRepeatable = 60;     // of a connection that is used again
 constexpr long idleSecondsOnce = 4;            // Apache's default closes after 5
 
@@ -144,8 +142,6 @@ void Transfer::setSpeed() {
     const uint64_t senders = settings.senders ? std::max(1u, settings.senders->load()) : 1;
     const auto most =
         static_cast<curl_off_t>(moves ? (settings.mostSpeed + senders - 1) / senders : 0);
-    // Small pieces keep to a speed, large ones spare system calls.
-    setOption(easy_, CURLOPT_BUFFERSIZE, most > 0 ? slowPiece : fastPiece);
     setOption(easy_, CURLOPT_MAX_SEND_SPEED_LARGE, most);
     setOption(easy_, CURLOPT_MAX_RECV_SPEED_LARGE, most);
 }

@@ -292,8 +292,10 @@ void HeldLock::refresh() {
     granted(timeout_);
 }
 
-bool HeldLock::isThere() const {
-    const auto locks = parseActiveLocks(askProperty(*target, "lockdiscovery").multistatus);
+std::optional<bool> HeldLock::isThere() const {
+    const std::string told = askProperty(*target, "lockdiscovery").multistatus;
+    if (told.empty() || !tellsProperty(told, U"lockdiscovery")) return {};
+    const auto locks = parseActiveLocks(told);
     return std::any_of(locks.begin(), locks.end(),
                        [this](const ActiveLock& active) { return active.token == token; });
 }

@@ -23,7 +23,7 @@ struct HeldLock : vx::LockObject {
     // failure, which may have taken its time.
     void refresh();
     void unlock(int32_t& status);
-    bool isThere() const;  // as the server tells that is asked now; false when it does not tell
+    std::optional<bool> isThere() const;  // as the server tells that is asked now, if it tells
     // The If header that submits the token (10.4), beside a tag that must fit.
     std::string condition(const std::optional<EntityTag>& tag = {}) const;
     // The same for this resource alone, where a request is about another one, too.

@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include <exception>
 #include <optional>
 #include <utility>
 
@@ -40,42 +41,60 @@ std::vector<std::string> conditions(const KnownMember& known, const HeldLock* lo
     return lines;
 }
 
-// What a server made of a PUT that was cut off, as the answer that would have come; nothing when it
-// may be sent again. As long as the lock is there nobody else can have written: what is there is
-// the old content, or ours. sentTag: that was its condition, and is refused once ours is stored.
-std::optional<Answer> findOutcome(const HeldLock& lock, const std::optional<EntityTag>& sentTag,
-                                  UploadSource& source) {
+enum class CutPut : uint8_t { stored, notStored, conflict, unknown };
+
+// What came of a PUT that was cut off. As long as the lock is there nobody else can have written:
+// what is there is the old content, or ours. sentTag: that was its condition, and is refused once
+// ours is stored.
+CutPut findOutcome(const HeldLock& lock, const std::optional<EntityTag>& sentTag,
+                   UploadSource& source, Headers& stored) {
     const Target& target = *lock.target;
-    Answer outcome;
-    outcome.status = 412;
-    if (lock.isThere()) {
-        if (!sentTag) return {};
+    const auto isLocked = lock.isThere();
+    if (isLocked == true) {
+        if (!sentTag) return CutPut::notStored;
         const Answer head = exchange(target, headRequest(usableUrl(target)));
         const EntityTag now = parseMemberState(head.headers).tag;
-        if (isSuccess(head.status) && now.text == sentTag->text) return {};
+        if (isSuccess(head.status) && now.text == sentTag->text) return CutPut::notStored;
     }
     DigestingSink sink;
     Request request = contentRequest(usableUrl(target));
     request.sink = &sink;
     const Answer found = exchange(target, std::move(request));
-    if (found.status != 200 || sink.digest() != digestOf(source)) return outcome;
-    outcome.status = 204;
-    outcome.headers = found.headers;
-    return outcome;
+    if (found.status == 200 && sink.digest() == digestOf(source)) {
+        stored = found.headers;
+        return CutPut::stored;
+    }
+    return isLocked ? CutPut::conflict : CutPut::unknown;
 }
 
+// What was cut off under a lock is sent once more where that is safe; a conflict ends as a 412
+// does.
 Answer send(const CurlClient& client, const Request& request, const HeldLock* lock) {
     const Target& target = *client.target;
+    std::exception_ptr cut;
     try {
         return exchange(target, request);
     } catch (const Failure& failure) {
         const bool cutOff = failure.status() == WEBLNK_CUT_OFF && !request.upload->hasFailed();
         if (!cutOff || !lock) throw;
         logLine(target.logger, vx::LOG_FAILURE, failure.what());
+        cut = std::current_exception();
     }
     auto tag = client.known.tagForLock();
     if (!tag) tag = client.known.tagForMatch(true);
-    if (auto outcome = findOutcome(*lock, tag, *request.upload)) return std::move(*outcome);
+    Answer answer;
+    switch (findOutcome(*lock, tag, *request.upload, answer.headers)) {
+        case CutPut::stored:
+            answer.status = 204;
+            return answer;
+        case CutPut::conflict:
+            answer.status = 412;
+            return answer;
+        case CutPut::unknown:
+            std::rethrow_exception(cut);
+        case CutPut::notStored:
+            break;
+    }
     request.upload->rewind();
     return exchange(target, request);
 }

@@ -173,6 +173,7 @@ TEST_F(Faults, anInterruptedFetchGoesOnBehindWhatItHad) {
         return !goesOn
                    ? member("\"1\"")
                    : Answer(206, content.substr(cut))
+                         .with("ETag", "\"1\"")
                          .with("Content-Range", fmt::format("bytes {}-{}/{}", cut,
                                                             content.size() - 1, content.size()));
     };
