@@ -52,7 +52,7 @@ std::string explanation(Status cause, int refusal) {
 
 // With what was heard beneath.
 std::string explanation(Status cause, const Heard& last) {
-    const std::string text = explanation(cause, last.refusal);
+    std::string text = explanation(cause, last.refusal);
     if (text == vxhost::statusText(vx::QUILLON_NOT_AUTHORIZED) && !last.unknownSchemes.empty()) {
         return fmt::format(
             "The server takes logins by {}, but quillon knows only Basic and Digest (with MD5 or "
