@@ -21,7 +21,7 @@ std::optional<std::chrono::duration<double>> racyTimeOf(const Headers& headers) 
 
 void DigestingSink::begin(const Answer& answer) {
     if (next_) next_->begin(answer);
-    if (answer.status == 206) return;  // it goes on behind what came
+    if (answer.status == 206 && size_ > 0) return;  // it goes on behind what came
     size_ = 0;
     wanted_ = !next_ || racyTimeOf(answer.headers);
     if (sodium_init() < 0) throw std::bad_alloc();
@@ -59,10 +59,11 @@ ContentDigest digestOf(UploadSource& source) {
     return sink.digest();
 }
 
-void noteFetched(KnownMember& known, const Answer& answer, const DigestingSink& sink) {
+void noteFetched(KnownMember& known, const Answer& answer, uint64_t size,
+                 const ContentDigest& digest) {
     MemberState state = parseMemberState(answer.headers);
-    state.size = sink.size();
-    known.noteFetched(std::move(state), parseHttpDate(answer.headers.first("Date")), sink.digest(),
+    state.size = size;
+    known.noteFetched(std::move(state), parseHttpDate(answer.headers.first("Date")), digest,
                       KnownMember::Clock::now());
 }
 
@@ -86,7 +87,7 @@ bool sameContent(CurlClient& client) {
                                   target.url, answer.status));
     }
     if (!known.hasContent(sink.digest())) return false;
-    noteFetched(known, answer, sink);
+    noteFetched(known, answer, sink.size(), sink.digest());
     return true;
 }
 

@@ -42,8 +42,9 @@ std::optional<std::chrono::duration<double>> racyTimeOf(const Headers& headers);
 // Of a body that was sent or is to be sent, which is read anew.
 ContentDigest digestOf(UploadSource& source);
 
-// Notes what came of a successful GET whose body the sink took.
-void noteFetched(KnownMember& known, const Answer& answer, const DigestingSink& sink);
+// Notes what came of a successful GET: so many bytes, of which some may have come before it.
+void noteFetched(KnownMember& known, const Answer& answer, uint64_t size,
+                 const ContentDigest& digest);
 
 // Waits until a change would show, fetches the member again and compares. Gone counts as the same:
 // it is written anew. Throws as exchange() does, and when the server does not hand it out.

@@ -212,7 +212,7 @@ void get(CurlClient& client, int32_t& status, vx::WriteCallback* callback, vx::G
     }
     requireWhole(client, answer, report);
     sink.end();
-    noteFetched(client.known, answer, digesting);
+    noteFetched(client.known, answer, report.length, digesting.digest());
     report.modified = parseHttpDate(answer.headers.first("Last-Modified")).value_or(missingDate);
 }
 

@@ -7,8 +7,11 @@
 
 #include "platform/base/logger.hpp"
 #include "platform/weblnk/expecting.hpp"
+#include "platform/weblnk/resuming.hpp"
 #include "tests/support/apache.hpp"
 #include "tests/support/certificate.hpp"
+#include "tests/support/files.hpp"
+#include "tests/support/temporary_directory.hpp"
 #include "tests/weblnk/driven.hpp"
 
 using support::Answer;
@@ -140,7 +143,23 @@ TEST(WeblnkEngine, aFetchGoesOnBehindWhatCame) {
     const Answer another = version("\"2\"", 206, "456789").with("Content-Range", "bytes 4-9/10");
     const std::string first = "GET /a 200, ", on = "GET /a bytes=4- \"1\" ",
                       whole = "200 [0123456789]", part = "CUT_OFF [0123";
+    // What an earlier fetch had counts, too, for what is known of the member.
+    const support::TemporaryDirectory folder;
+    support::writeFile(folder / "part", "0123");
+    const auto resumingThenStoring = [&](Driven& driven) {
+        std::string got;
+        {
+            const vxhost::Resuming resuming(folder / "part", 4, "\"1\"");
+            got = driven.get();
+        }
+        driven.head();
+        return got + ", " + driven.put("0", {vx::PUT_IF_UNCHANGED, 0, 0});
+    };
     checkAll({
+        {resumingThenStoring,
+         {rest("bytes 4-9/10", "456789"), strong, Answer(204)},
+         whole + ", 204",
+         on.substr(0, on.size() - 1) + " 206, HEAD /a 200, PUT /a \"1\" [0] 204"},
         {get, {cut, rest("bytes 4-9/10", "456789")}, whole, first + on + "206"},
         {get,
          {cut, rest("bytes 4-9/10", "456789").truncatedAfter(2), rest("bytes 6-9/10", "6789")},
