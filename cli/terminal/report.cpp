@@ -50,7 +50,8 @@ std::string_view remedy(const Error& error, std::string_view url) {
         case Code::noKey:
             return "Use quillon login for that.";
         case Code::noAuthorities:
-            return "It is that of --ca-file, or of the site's ca-file.";
+            return "It is that of --ca-file, or of the site's ca-file; where neither is given, the "
+                   "system's, which the package ca-certificates brings.";
         case Code::proxyRefused:
             return "It is that of --proxy, of the site, or of the environment (http_proxy, "
                    "https_proxy, all_proxy; no_proxy names hosts to reach without it).";

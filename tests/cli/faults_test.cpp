@@ -332,7 +332,9 @@ TEST_F(Faults, whatCannotBeWrittenIsNoSuccessAndNoCrash) {
 TEST_F(Faults, aSlowFetchShowsItsProgressOnATerminalAlone) {
     server.on("GET", "/c/file",
               Answer(200, std::string(1000, 'x')).slowly(100, std::chrono::milliseconds(200)));
-    support::RunningProcess shown(command({"get", url}), support::Streams::terminal);
+    support::Command get = command({"get", url});
+    get.environment["TERM"] = "xterm";
+    support::RunningProcess shown(get, support::Streams::terminal);
     EXPECT_TRUE(shown.expect("file [####"));
     EXPECT_EQ(shown.wait()->exitCode, 0);
     EXPECT_EQ(quillon({"get", url}).errors, "");
