@@ -117,9 +117,9 @@ std::string forOutput(std::string_view text) {
 
 std::string harmlessJson(std::string_view json) {
     return withEscapes(json, [](std::string& to, const Character& character, std::string_view) {
-        const auto code = static_cast<uint32_t>(character.value);
+        const auto code = static_cast<char32_t>(character.value);
         if (code < 0x10000) {
-            fmt::format_to(std::back_inserter(to), "\\u{:04X}", code);
+            fmt::format_to(std::back_inserter(to), "\\u{:04X}", uint32_t{code});
         } else {  // a surrogate pair (RFC 8259, 7)
             fmt::format_to(std::back_inserter(to), "\\u{:04X}\\u{:04X}", 0xD7C0 + (code >> 10),
                            0xDC00 + (code & 0x3FF));
