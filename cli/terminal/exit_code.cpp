@@ -41,6 +41,7 @@ ExitCode exitCode(Kind kind) {
         case Kind::locked:
             return exitLocked;
         case Kind::changedOnServer:
+        case Kind::changedHere:
             return exitChanged;
         case Kind::network:
             return exitNetwork;
