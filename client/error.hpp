@@ -20,6 +20,7 @@ enum class Kind : uint8_t {
     notAuthorized,    // wrong or missing credentials
     locked,           // somebody else holds a lock
     changedOnServer,  // doing it would have lost somebody's change
+    changedHere,      // the same, of a file on this side
     network,          // no complete answer, or a server that failed
     local,            // this machine: files, memory, the extension itself
     interrupted,

@@ -1,7 +1,5 @@
 #include "client/local_file.hpp"
 
-#include <chrono>
-#include <ctime>
 #include <fstream>
 #include <string>
 
@@ -18,12 +16,6 @@ vxhost::Naming hostNaming(Naming naming) {
     return naming == Naming::byPerson ? vxhost::Naming::byPerson : vxhost::Naming::byOthers;
 }
 
-timespec hostTime(Time time) {
-    const auto whole = std::chrono::floor<std::chrono::seconds>(time);
-    return {static_cast<time_t>(whole.time_since_epoch().count()),
-            static_cast<long>(std::chrono::nanoseconds(time - whole).count())};
-}
-
 }  // namespace
 
 Result<fs::path> resolvePlace(const fs::path& destination, Naming naming) {
@@ -36,7 +28,7 @@ Result<void> putInPlace(const fs::path& source, const fs::path& destination, Nam
                         std::optional<Time> modified) {
     return caught([&]() -> Result<void> {
         vxhost::placeFile(source, destination, hostNaming(naming),
-                          modified ? std::optional(hostTime(*modified)) : std::nullopt);
+                          modified ? std::optional(timespecOf(*modified)) : std::nullopt);
         return {};
     });
 }

@@ -11,6 +11,7 @@
 #include "platform/base/transcoder.hpp"
 #include "platform/text/methods.hpp"
 #include "platform/text/url.hpp"
+#include "platform/weblnk/client.hpp"
 #include "platform/weblnk/resuming.hpp"
 
 namespace quillon {
@@ -93,6 +94,13 @@ std::optional<Properties> Member::lastInfo() const {
     return propertiesOf(*state_->handle, url());
 }
 
+// All clients are made by this library's own host.
+std::string Member::latestTag() const {
+    const auto* client = static_cast<const vxhost::CurlClient*>(state_->handle->client);
+    const vxhost::EntityTag tag = client->known.latestTag();
+    return tag.text.empty() ? std::string() : tag.sent();
+}
+
 const std::filesystem::path& Member::file() const {
     return state_->file;
 }
@@ -122,7 +130,7 @@ Result<Fetched> Member::fetch() {
 }
 
 Result<Fetched> Member::fetchTo(const std::filesystem::path& destination, Naming naming,
-                                bool resumes) {
+                                bool resumes, const std::function<Result<void>()>& mayPlace) {
     const PartFile part(url(), destination);
     const auto kept = resumes ? part.find() : std::nullopt;
     const vxhost::Resuming resuming(part.path(), kept ? kept->size : 0,
@@ -132,6 +140,9 @@ Result<Fetched> Member::fetchTo(const std::filesystem::path& destination, Naming
         Error error = std::move(fetched).error();
         if (resumes) keepPart(part, resuming.latestTag, error);
         return error;
+    }
+    if (mayPlace) {
+        if (Result<void> may = mayPlace(); !may) return std::move(may).error();
     }
     Result<void> placed = putInPlace(fetched->file, destination, naming, fetched->modified);
     if (!placed) return std::move(placed).error();

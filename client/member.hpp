@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -59,6 +60,10 @@ public:
     Result<Properties> info();
     std::optional<Properties> lastInfo() const;  // what info and lock read last; asks nothing
 
+    // The entity tag of what was seen, fetched or stored last, as a condition carries it. Empty:
+    // none is known, or it proves nothing.
+    std::string latestTag() const;
+
     // The local copy: fetch makes it, store sends it. It may be written to at any time.
     const std::filesystem::path& file() const;
     Result<Fetched> fetch();
@@ -66,8 +71,10 @@ public:
     // cache is on the same file system.
     // resumes: what came stays beside the destination when the fetch breaks off, and the next one
     // goes on behind it (part_file.hpp); the error then says so.
+    // mayPlace: asked when all has come; its error leaves the destination as it is.
     Result<Fetched> fetchTo(const std::filesystem::path& destination,
-                            Naming naming = Naming::byPerson, bool resumes = false);
+                            Naming naming = Naming::byPerson, bool resumes = false,
+                            const std::function<Result<void>()>& mayPlace = {});
     Result<void> store(const StoreOptions& options = {});
     // Makes another local file the one that store sends; it must stay until then. It is not copied
     // but for what is no regular file, which is read to its end now.

@@ -31,6 +31,12 @@ std::optional<Time> timeOf(double seconds) {
     return Time(std::chrono::milliseconds(static_cast<int64_t>(milliseconds)));
 }
 
+timespec timespecOf(Time time) {
+    const auto whole = std::chrono::floor<std::chrono::seconds>(time);
+    return {static_cast<time_t>(whole.time_since_epoch().count()),
+            static_cast<long>(std::chrono::nanoseconds(time - whole).count())};
+}
+
 double localReference(Time time) {
     const double seconds = static_cast<double>(time.time_since_epoch().count()) / 1000;
     const double local = seconds + zoneSeconds();

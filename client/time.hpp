@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <ctime>
 #include <optional>
 #include <string_view>
 
@@ -15,6 +16,9 @@ std::optional<Time> parseTime(std::string_view text);
 // The host's: seconds since 1970. Nothing for a NaN, which stands for none there, and outside the
 // years 0 to 9999, which RFC 3339 has no words for.
 std::optional<Time> timeOf(double seconds);
+
+// As the times of a file are set.
+timespec timespecOf(Time time);
 
 // The reference of delete and rename: the same moment on the local scale that those take. Never 0,
 // which would mean no check.

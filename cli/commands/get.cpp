@@ -18,6 +18,7 @@
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
+#include "client/memory/remembered_copy.hpp"
 #include "client/part_file.hpp"
 
 namespace quillon::cli {
@@ -31,10 +32,12 @@ constexpr std::string_view standardOutputPaths[] = {"/dev/stdout", "/dev/fd/1", 
 
 struct GetOptions {
     std::vector<std::string> urls;
-    std::string file;         // -o
-    std::string directory;    // -O
-    std::string pattern;      // of names in the collections that the URLs are then
-    size_t jobs = 0;          // 0: not given
+    std::string file;       // -o
+    std::string directory;  // -O
+    std::string pattern;    // of names in the collections that the URLs are then
+    size_t jobs = 0;        // 0: not given
+    bool force = false;     // a local file that was changed since does not count
+    bool noMemory = false;
     bool startsOver = false;  // what an interrupted run had does not count, and nothing stays
 };
 
@@ -99,13 +102,22 @@ Result<void> copyToOutput(const fs::path& path) {
                                                std::strerror(failed)));
 }
 
-Result<void> fetch(Session& session, const Address& address, const GetOptions& options) {
+// memory: null for none.
+Result<void> fetch(Session& session, const Address& address, const GetOptions& options,
+                   FileMemory* memory) {
     if (!address.namesMember()) {
         return localError(Kind::usage,
                           "This is a collection, which has no content. Name a member of it.");
     }
     const auto destination = destinationOf(address, options);
     if (!destination) return destination.error();
+    const auto mayPlace = [&]() -> Result<void> {
+        if (memory == nullptr || options.force) return {};
+        return mayReplaceCopy(*memory, (*destination)->path, address.url());
+    };
+    if (*destination) {
+        if (Result<void> may = mayPlace(); !may) return may;
+    }
     OpenOptions opening = openOptions(*destination);
     const bool resumes =
         *destination && !options.startsOver && PartFile(address.url(), (*destination)->path).find();
@@ -115,10 +127,10 @@ Result<void> fetch(Session& session, const Address& address, const GetOptions& o
     if (!member) return std::move(member).error();
 
     session.progress().start(address.name());
-    Result<Fetched> fetched =
-        *destination
-            ? member->fetchTo((*destination)->path, (*destination)->naming, !options.startsOver)
-            : member->fetch();
+    Result<Fetched> fetched = *destination
+                                  ? member->fetchTo((*destination)->path, (*destination)->naming,
+                                                    !options.startsOver, mayPlace)
+                                  : member->fetch();
     session.progress().finish();
     if (!fetched) return std::move(fetched).error();
     if (!fetched->endProven) {
@@ -127,7 +139,12 @@ Result<void> fetch(Session& session, const Address& address, const GetOptions& o
                         "all of it came",
                         address.url()));
     }
-    return *destination ? Result<void>() : copyToOutput(fetched->file);
+    if (!*destination) return copyToOutput(fetched->file);
+    if (memory != nullptr && fetched->endProven) {
+        rememberCopy(*memory, (*destination)->path, address.url(), member->latestTag(),
+                     fetched->modified);
+    }
+    return {};
 }
 
 // "-" among the URLs is short for "-o -".
@@ -183,9 +200,11 @@ int fetchAll(Session& session, const std::vector<Address>& members, const GetOpt
         const auto destination = destinationOf(members.front(), options);
         if (destination) meetServers(session, members, openOptions(*destination));
     }
+    FileMemory memory;
+    FileMemory* const used = options.noMemory ? nullptr : &memory;
     return runTasks(members.size(), jobs, session, [&](size_t i) -> int {
         if (inOrder && outputAbandoned()) return exitUnread;
-        const Result<void> fetched = fetch(session, members[i], options);
+        const Result<void> fetched = fetch(session, members[i], options, used);
         return fetched ? exitDone : report("fetch", members[i].url(), fetched.error());
     });
 }
@@ -231,6 +250,10 @@ void addGet(CommandDefinition program, Invocation& invocation) {
         .addOption("--match", options->pattern,
                    "The URLs are collections: fetch their members whose names match; \"*\" is all")
         .typeName("PATTERN");
+    command.addFlag("--force", options->force,
+                    "Replace a local file that was changed since it came from there");
+    command.addFlag("--no-memory", options->noMemory,
+                    "Neither note where a file came from, nor look such notes up");
     command.addFlag("--no-resume", options->startsOver,
                     "Begin anew, and keep nothing of what breaks off");
     addJobsOption(command, options->jobs, std::to_string(defaultJobs));
@@ -240,6 +263,9 @@ void addGet(CommandDefinition program, Invocation& invocation) {
         "only a regular file is replaced, and no symbolic link of somebody else's followed; what\n"
         "-o names is written to as it is. Where the server tells neither the length nor the size\n"
         "of a member, a warning says that a part may have come.\n\n"
+        "Where a file came from is noted in its extended attributes (user.quillon.origin) and in\n"
+        "$XDG_STATE_HOME/quillon. When it was changed since, it is kept, and the exit code is "
+        "6.\n\n"
         "When a transfer of more than 8 MiB breaks off, what came stays beside its destination in\n"
         "a hidden file, and the same command goes on behind it, within a week and as long as the\n"
         "member is the same.\n\n"

@@ -10,6 +10,7 @@
 #include "cli/parser/options.hpp"
 #include "cli/session/jobs.hpp"
 #include "cli/terminal/report.hpp"
+#include "client/memory/remembered_copy.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -22,6 +23,7 @@ struct PutOptions {
     std::vector<std::string> operands;  // the last is the URL
     std::optional<Time> unchangedSince;
     bool force = false;
+    bool noMemory = false;
     size_t jobs = 0;  // 0: not given
 };
 
@@ -36,38 +38,98 @@ Result<void> checkUnchanged(const Hold& hold, std::optional<Time> limit) {
                             "overwritten.");
 }
 
-// The code of the store; a failing release is the caller's.
-Result<void> storeHeld(Hold& hold, const PutOptions& options) {
-    Result<void> unchanged = checkUnchanged(hold, options.unchangedSince);
-    return unchanged ? hold.store() : unchanged;
-}
-
-int store(Session& session, Member& member, const Address& address, const PutOptions& options) {
-    session.progress().start(address.name());
-    if (options.force) {
-        const Result<void> stored = member.store();
-        session.progress().finish();
-        return stored ? exitDone : report("store", address.url(), stored.error());
+// One file on its way to a member.
+class Upload {
+public:
+    // memory: null for none.
+    Upload(Session& session, Member& member, const Address& address, const fs::path& source,
+           const PutOptions& options, FileMemory* memory)
+        : session_(session),
+          member_(member),
+          address_(address),
+          source_(source),
+          options_(options),
+          memory_(memory) {
+        if (memory_ != nullptr) note_ = noteOf(*memory_, source_, address.url());
     }
-    Result<Hold> hold = Hold::take(member);
-    if (!hold) return report("store", address.url(), hold.error());
-    const Result<void> stored = storeHeld(*hold, options);
-    session.progress().finish();
-    return releaseHold(*hold, address,
-                       stored ? exitDone : report("store", address.url(), stored.error()));
-}
+
+    int run() {
+        if (Result<void> copied = member_.copyFrom(source_); !copied) {
+            return reportFailure(copied.error());
+        }
+        session_.progress().start(address_.name());
+        if (options_.force) {
+            const Result<void> stored = remembering([this] { return member_.store(); });
+            session_.progress().finish();
+            return stored ? exitDone : reportFailure(stored.error());
+        }
+        Result<Hold> hold = Hold::take(member_);
+        if (!hold) return reportFailure(hold.error());
+        const Result<void> stored = storeHeld(*hold);
+        session_.progress().finish();
+        return releaseHold(*hold, address_, stored ? exitDone : reportFailure(stored.error()));
+    }
+
+private:
+    int reportFailure(const Error& error) { return report("store", address_.url(), error); }
+
+    // A failing release is the caller's.
+    Result<void> storeHeld(Hold& hold) {
+        if (Result<void> unchanged = checkUnchanged(hold, options_.unchangedSince); !unchanged) {
+            return unchanged;
+        }
+        if (note_ && !hold.isNew()) {
+            if (Result<void> may = mayReplaceMember(member_, *note_); !may) return may;
+            // A comparison of contents left the member's own in the place of the local copy.
+            if (Result<void> copied = member_.copyFrom(source_); !copied) return copied;
+        }
+        return remembering([&hold] { return hold.store(); });
+    }
+
+    // A file that was changed while it was sent is not what is stored there.
+    template <class Store>
+    Result<void> remembering(Store&& store) {
+        const auto before = lookAtFile(source_);
+        Result<void> stored = store();
+        if (!stored || !before || memory_ == nullptr) return stored;
+        std::string tag = member_.latestTag();
+        if (tag.empty() && note_ && member_.locked()) tag = askForTag(*before);
+        const auto after = lookAtFile(source_);
+        if (after && isSameVersion(*before, *after)) {
+            rememberCopy(*memory_, source_, address_.url(), std::move(tag), {});
+        }
+        return stored;
+    }
+
+    // Under the lock, so that it is that of what was stored.
+    std::string askForTag(const LocalEntry& sent) {
+        const Result<Properties> now = member_.info();
+        if (!now) return {};
+        if (now->size && *now->size != sent.size) {
+            complain(address_.url() +
+                     ": the server stores something else than was sent; fetch it to see what");
+        }
+        return member_.latestTag();
+    }
+
+    Session& session_;
+    Member& member_;
+    const Address& address_;
+    const fs::path& source_;
+    const PutOptions& options_;
+    FileMemory* const memory_;
+    std::optional<FileNote> note_;  // that the file came from this member
+};
 
 int put(Session& session, const std::string& file, const Address& address,
-        const PutOptions& options) {
+        const PutOptions& options, FileMemory* memory) {
     const auto member = session.member(address);
     if (!member) {
         return report("store", address.url(), explainNoPlace(session, address, member.error()));
     }
-    const fs::path source = file == standardInput ? "/dev/stdin" : file;
-    if (Result<void> copied = (*member)->copyFrom(source); !copied) {
-        return report("store", address.url(), copied.error());
-    }
-    return store(session, **member, address, options);
+    const bool isInput = file == standardInput;
+    const fs::path source = isInput ? "/dev/stdin" : file;
+    return Upload(session, **member, address, source, options, isInput ? nullptr : memory).run();
 }
 
 // The member that a file becomes: one of its name in a collection, or the one that is named.
@@ -92,8 +154,10 @@ int putAll(Session& session, const std::vector<std::string>& files, const Addres
     const Jobs wanted{options.jobs, options.force ? defaultJobs : 1};
     const size_t jobs = jobsFor(session, url, wanted, std::move(places));
     if (jobs > 1) meetServers(session, {url}, {});
+    FileMemory memory;
+    FileMemory* const used = options.noMemory ? nullptr : &memory;
     return runTasks(files.size(), jobs, session, [&](size_t i) -> int {
-        return members[i] ? put(session, files[i], *members[i], options)
+        return members[i] ? put(session, files[i], *members[i], options, used)
                           : report("store " + files[i] + " in", url.url(), members[i].error());
     });
 }
@@ -135,15 +199,19 @@ void addPut(CommandDefinition program, Invocation& invocation) {
                       "Replace only what was last changed by TIME");
     command.addFlag("--force", options->force, "Write without a lock, whatever is there")
         .excludes(since);
+    command.addFlag("--no-memory", options->noMemory,
+                    "Neither note what was stored where, nor look such notes up");
     addJobsOption(command, options->jobs,
                   "1, since some servers confuse locks that are taken at the same time, or with "
                   "--force " +
                       std::to_string(defaultJobs) + ",");
     command.setFooter(
         "A member that exists is replaced: under a lock, so that nobody else writes at the same\n"
-        "time, or where the server has no locks unless it changes while this runs. What was in\n"
-        "it before is not asked about: use edit, or --if-unchanged-since, where that matters. A\n"
-        "new member is made only if nobody else makes it meanwhile.\n\n" +
+        "time, or where the server has no locks unless it changes while this runs. When FILE came\n"
+        "from it, by get or an earlier put, and somebody stored another version since, nothing is\n"
+        "overwritten, and the exit code is 6. Of another FILE it is not asked what was there: use\n"
+        "edit, or --if-unchanged-since, where that matters. A new member is made only if nobody\n"
+        "else makes it meanwhile.\n\n" +
         std::string(timeHelp) +
         "\nExamples:\n"
         "  quillon put report.txt https://example.org/dav/\n"

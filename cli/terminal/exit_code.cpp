@@ -19,7 +19,7 @@ constexpr Row rows[] = {
     {exitNotFound, "no such member or collection"},
     {exitNotAuthorized, "user name or password are wrong or missing"},
     {exitLocked, "locked by somebody else"},
-    {exitChanged, "changed on the server meanwhile; nothing was overwritten"},
+    {exitChanged, "changed meanwhile, on the server or here; nothing was overwritten"},
     {exitNetwork, "no connection, no complete answer, or a server that failed"},
     {exitLocal, "this machine: files, disk, memory, installation"},
     {exitInterrupted, "interrupted by a signal"},
@@ -41,6 +41,7 @@ ExitCode exitCode(Kind kind) {
         case Kind::locked:
             return exitLocked;
         case Kind::changedOnServer:
+        case Kind::changedHere:
             return exitChanged;
         case Kind::network:
             return exitNetwork;

@@ -5,6 +5,7 @@
 
 #include "platform/files/content.hpp"
 #include "platform/files/random_name.hpp"
+#include "platform/files/rename.hpp"
 
 namespace vxhost {
 namespace {
@@ -13,17 +14,6 @@ namespace fs = std::filesystem;
 
 std::string writing(const fs::path& path) {
     return "Cannot write " + path.string();
-}
-
-// Whether the new name is there: false when it was taken. Not every file system knows hard links,
-// nor each the renaming that replaces nothing.
-bool moveToFreeName(const fs::path& from, const fs::path& to) {
-    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
-    if (errno == EINVAL || errno == ENOSYS) {
-        if (link(from.c_str(), to.c_str()) == 0) return true;
-    }
-    if (errno == EEXIST) return false;
-    throwSystemFailure(errno, writing(to));
 }
 
 }  // namespace
@@ -55,7 +45,7 @@ void CompleteFile::replaceDestination() {
 
 void CompleteFile::becomeDestination() {
     store();
-    if (moveToFreeName(path_, destination_)) storeDirectory();
+    if (renameToFree(AT_FDCWD, path_, destination_)) storeDirectory();
 }
 
 void CompleteFile::store() {

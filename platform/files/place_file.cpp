@@ -15,16 +15,6 @@ namespace fs = std::filesystem;
 
 constexpr int mostLinks = 40;  // as many as the system follows
 
-// The mask can be read by changing it alone, which two threads must not do at a time.
-mode_t modeOfNewFiles() {
-    static const mode_t mask = [] {
-        const mode_t before = umask(0);
-        umask(before);
-        return before;
-    }();
-    return 0666 & ~mask;
-}
-
 [[noreturn]] void refusePlace(const fs::path& place, const char* what) {
     throw Failure(FSBOX_DENIED, place.string() + " is " + what +
                                     ", so nothing is written there. Choose another name or place");
@@ -82,6 +72,16 @@ void copyToPlace(const Descriptor& from, const fs::path& source, const fs::path&
 }
 
 }  // namespace
+
+// The mask can be read by changing it alone, which two threads must not do at a time.
+mode_t modeOfNewFiles() {
+    static const mode_t mask = [] {
+        const mode_t before = umask(0);
+        umask(before);
+        return before;
+    }();
+    return 0666 & ~mask;
+}
 
 fs::path resolvePlace(const fs::path& destination, Naming naming) {
     const fs::path last =

@@ -2,6 +2,8 @@
 // a pipe or a device, a signal handler that runs while it makes us wait ends that.
 #pragma once
 
+#include <sys/types.h>
+
 #include <ctime>
 #include <filesystem>
 #include <optional>
@@ -12,6 +14,9 @@ namespace vxhost {
 // elsewhere a symbolic link is followed when it is the person's own, and only a regular file is
 // replaced; anything else is refused, for it was put there to be written to by mistake.
 enum class Naming : bool { byPerson, byOthers };
+
+// The permissions that the umask leaves.
+mode_t modeOfNewFiles();
 
 // Where a file for the destination goes: links that lead to something are followed.
 std::filesystem::path resolvePlace(const std::filesystem::path& destination, Naming naming);

@@ -162,6 +162,11 @@ PutStep KnownMember::nextStep(bool underLock, uint32_t flags) const {
     return now != Verdict::gone && note_->racyUntil ? PutStep::compareContent : PutStep::send;
 }
 
+EntityTag KnownMember::latestTag() const {
+    if (head_) return head_->tag;
+    return note_ && !note_->racyUntil ? note_->state.tag : EntityTag();
+}
+
 std::optional<EntityTag> KnownMember::usableTag(bool underLock) const {
     const bool told = note_ && !note_->state.tag.text.empty();
     if (!told || verdict(underLock) == Verdict::gone) return {};

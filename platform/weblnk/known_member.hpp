@@ -65,6 +65,10 @@ public:
     Clock::time_point racyUntil() const { return note_->racyUntil.value_or(Clock::time_point()); }
     bool hasContent(const ContentDigest& content) const { return note_->content == content; }
 
+    // The tag of what was heard last, by a look, a fetch or a store; none of a fetch after which a
+    // change could have got the same one. Empty: not known.
+    EntityTag latestTag() const;
+
     // What a PUT carries as conditions: none that was told, or none when the member is gone and is
     // written anew. A weak tag goes with a lock's token into the first PUT alone, since some
     // servers refuse the weak form of their own tags; If-Match takes only a strong one, of a GET or

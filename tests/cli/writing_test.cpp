@@ -1,4 +1,6 @@
 // The writing commands against a real server; tests/interoperability.py shows that they work.
+#include <sys/xattr.h>
+
 #include <algorithm>
 #include <csignal>
 #include <future>
@@ -111,6 +113,46 @@ TEST_F(Writing, conflictsLoseNothing) {
         EXPECT_TRUE(stored || support::readFile(kept) == "old mine");
         EXPECT_EQ(std::filesystem::remove(kept), !stored);
         EXPECT_TRUE(row.withoutLocks || lockTokens(shared).empty());
+    }
+}
+
+// Neither side's change is lost between a get and a put, whatever is left of the note.
+TEST_F(Writing, aFileRemembersWhereItCameFrom) {
+    const std::string attribute = "user.quillon.origin", f = work / "a";
+    for (const std::string deed : {"", "rewritten", "hostile", "without locks"}) {
+        SCOPED_TRACE(deed);
+        const Apache classOne({.withoutLocks = true});
+        const Apache& used = deed == "without locks" ? classOne : server;
+        const std::string member = used.url() + "a";
+        std::filesystem::remove(work / "a");
+        addOldMember(used, "a", "old");
+        expect({{{"get", member}, 0, ""}});
+        if (deed == "rewritten") std::filesystem::remove(work / "a");  // the path alone remembers
+        writeFile(work / "a", "mine");
+        if (deed == "hostile") setxattr(f.c_str(), attribute.c_str(), "http://\n\n\n", 10, 0);
+        expect({{{"get", member}, 6, "was changed since"}});
+        EXPECT_EQ(support::readFile(work / "a"), "mine");
+        expect({{{"put", "a", member}, 0, ""}});
+        writeFile(work / "a", "mine again");
+        expect({{{"put", "a", member}, 0, ""}});
+        EXPECT_EQ(content(used, "a"), "mine again");
+
+        addOldMember(used, "a", "theirs, later");
+        writeFile(work / "a", "mine at last");
+        expect({{{"put", "a", member}, 6, "changed on the server since"}});
+        EXPECT_EQ(content(used, "a"), "theirs, later");
+        expect({{{"put", "--force", "a", member}, 0, ""}});
+        EXPECT_EQ(content(used, "a"), "mine at last");
+        writeFile(work / "a", "edited");
+        addOldMember(used, "a", "theirs");
+        expect({{{"put", "--no-memory", "a", member}, 0, ""}});
+        addOldMember(used, "a", "theirs");
+        expect({{{"get", "--force", member}, 0, ""}});
+        EXPECT_EQ(support::readFile(work / "a"), "theirs");
+        // The same content under another tag is no change.
+        addOldMember(used, "a", "theirs");
+        writeFile(work / "a", "mine");
+        expect({{{"put", "a", member}, 0, ""}});
     }
 }
 

@@ -1,0 +1,106 @@
+#include "client/memory/file_memory.hpp"
+
+#include <sys/xattr.h>
+
+#include <exception>
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include "platform/base/logger.hpp"
+
+namespace quillon {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* attribute = "user.quillon.origin";
+constexpr size_t mostBytes = 16384;  // of an attribute
+constexpr size_t mostWaiting = 512;  // notes
+
+fs::path keyOf(const fs::path& file) {
+    std::error_code problem;
+    fs::path whole = fs::weakly_canonical(fs::absolute(file), problem);
+    return problem ? fs::absolute(file) : whole;
+}
+
+std::optional<FileNote> readAttribute(const fs::path& file) {
+    std::string text(mostBytes, '\0');
+    const ssize_t size = getxattr(file.c_str(), attribute, text.data(), text.size());
+    if (size < 0) return std::nullopt;
+    return parseNote(std::string_view(text).substr(0, static_cast<size_t>(size)));
+}
+
+}  // namespace
+
+template <class Body>
+void FileMemory::attempt(Body&& body) {
+    try {
+        body();
+    } catch (const std::exception& problem) {
+        if (std::exchange(toldOnce_, true)) return;
+        vxhost::logLine(vxhost::findLogger(U"App.WebDAV.quillon"), vx::LOG_FAILURE,
+                        std::string("Not remembered: ") + problem.what());
+    }
+}
+
+std::optional<FileNote> FileMemory::find(const fs::path& file) {
+    const std::lock_guard lock(mutex_);
+    std::optional<FileNote> note = readAttribute(file);
+    if (note) return note;
+    attempt([&] {
+        flushLocked();
+        const auto store = NoteStore::open(NoteStore::Missing::left);
+        if (store) note = store->find(keyOf(file));
+    });
+    return note;
+}
+
+void FileMemory::keep(const fs::path& file, const vxhost::Descriptor& open, const FileNote& note) {
+    const std::lock_guard lock(mutex_);
+    const std::string text = textOf(note);
+    if (!parseNote(text)) return;  // a URL or tag that no note can have
+    attempt([&] {
+        if (fsetxattr(open.number(), attribute, text.data(), text.size(), 0) != 0) {
+            const int error = errno;
+            // An older one would speak for this content.
+            fremovexattr(open.number(), attribute);
+            vxhost::throwSystemFailure(error, file.string() + " has no extended attributes");
+        }
+    });
+    add({keyOf(file), note});
+}
+
+void FileMemory::forget(const fs::path& file) {
+    const std::lock_guard lock(mutex_);
+    add({keyOf(file), std::nullopt});
+}
+
+void FileMemory::add(NoteStore::Change change) {
+    waiting_.push_back(std::move(change));
+    if (waiting_.size() >= mostWaiting) attempt([this] { flushLocked(); });
+}
+
+void FileMemory::flush() {
+    const std::lock_guard lock(mutex_);
+    attempt([this] { flushLocked(); });
+}
+
+void FileMemory::flushLocked() {
+    if (waiting_.empty()) return;
+    const auto changes = std::exchange(waiting_, {});
+    NoteStore::open(NoteStore::Missing::made)->write(changes);
+}
+
+void FileMemory::forEachBelow(
+    const fs::path& folder,
+    const std::function<void(const fs::path& file, const FileNote&)>& take) {
+    const std::lock_guard lock(mutex_);
+    attempt([&] {
+        flushLocked();
+        const auto store = NoteStore::open(NoteStore::Missing::left);
+        if (store) store->forEachBelow(keyOf(folder), take);
+    });
+}
+
+}  // namespace quillon

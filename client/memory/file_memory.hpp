@@ -1,0 +1,48 @@
+// What is remembered of local files: in extended attributes of each, which go where it goes, and by
+// its path, which stays when an editor writes it anew.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include "client/memory/file_note.hpp"
+#include "client/memory/note_store.hpp"
+
+namespace quillon {
+
+// Usable from several threads. Nothing here fails: what cannot be kept or read is not remembered,
+// which the log tells once.
+class FileMemory {
+public:
+    FileMemory() = default;
+    FileMemory(const FileMemory&) = delete;
+    FileMemory& operator=(const FileMemory&) = delete;
+    ~FileMemory() { flush(); }
+
+    std::optional<FileNote> find(const std::filesystem::path& file);
+    // file: where it is, or is going to be; open: the same.
+    void keep(const std::filesystem::path& file, const vxhost::Descriptor& open,
+              const FileNote& note);
+    void forget(const std::filesystem::path& file);  // that is gone
+    void flush();                                    // what is kept by path, many at once
+
+    // Those by path, of files below a folder.
+    void forEachBelow(
+        const std::filesystem::path& folder,
+        const std::function<void(const std::filesystem::path& file, const FileNote&)>& take);
+
+private:
+    template <class Body>
+    void attempt(Body&& body);
+    void add(NoteStore::Change change);
+    void flushLocked();
+
+    std::mutex mutex_;
+    std::vector<NoteStore::Change> waiting_;
+    bool toldOnce_ = false;
+};
+
+}  // namespace quillon

@@ -1,0 +1,39 @@
+// Where a local file came from, or was stored.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "client/time.hpp"
+#include "client/tree/local_entry.hpp"
+#include "platform/base/descriptor.hpp"
+
+namespace quillon {
+
+struct FileNote {
+    std::string url;                 // without user, password and query
+    std::string tag;                 // as a condition carries it; empty: not known
+    std::optional<Time> serverDate;  // of the last change there
+    std::string hash;                // ContentHash, in hexadecimal digits; empty: not known
+    uint64_t size = 0;               // of the file, in bytes
+    int64_t modifiedNs = 0;          // the file's own, since 1970
+
+    bool operator==(const FileNote&) const = default;
+};
+
+// As it is kept, and back. Others can write where it is kept: nothing for what has not the form.
+std::string textOf(const FileNote& note);
+std::optional<FileNote> parseNote(std::string_view text);
+
+// Whether the file is surely as it was noted; if not, its hash decides.
+bool isUnchanged(const FileNote& note, const LocalEntry& file);
+
+// Whether two tags, as conditions carry them, are of one version. Apache's lose the W/ with time.
+bool isSameTag(std::string_view a, std::string_view b);
+
+// ContentHash of all of a file. Throws a Failure.
+std::string hashFile(const vxhost::Descriptor& file, const std::string& shown);
+
+}  // namespace quillon

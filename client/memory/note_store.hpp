@@ -1,0 +1,48 @@
+// Notes of files by their paths, in $XDG_STATE_HOME/quillon/notes.db: there they outlive editors
+// that write a file anew.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "client/memory/file_note.hpp"
+
+struct sqlite3;
+
+namespace quillon {
+
+// For one thread at a time; processes wait for one another. Everything throws a Failure. Paths are
+// absolute, in bytes.
+class NoteStore {
+public:
+    enum class Missing : bool { left, made };
+    // Nothing when there is none and none is to be made.
+    static std::optional<NoteStore> open(Missing missing);
+
+    std::optional<FileNote> find(const std::filesystem::path& file) const;
+    // Those of files below a folder, by their paths.
+    void forEachBelow(
+        const std::filesystem::path& folder,
+        const std::function<void(const std::filesystem::path& file, const FileNote&)>& take) const;
+
+    // All of them or none. A note that is nothing is removed.
+    using Change = std::pair<std::filesystem::path, std::optional<FileNote>>;
+    void write(const std::vector<Change>& changes);
+
+private:
+    struct Closer {
+        void operator()(sqlite3* database) const;
+    };
+    explicit NoteStore(sqlite3* database) : database_(database) {}
+    void prepareTables();
+    void removeOld();
+
+    std::unique_ptr<sqlite3, Closer> database_;
+};
+
+}  // namespace quillon

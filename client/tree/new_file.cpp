@@ -1,0 +1,177 @@
+#include "client/tree/new_file.hpp"
+
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <utility>
+
+#include "client/outcome.hpp"
+#include "platform/files/complete_file.hpp"
+#include "platform/files/content.hpp"
+#include "platform/files/place_file.hpp"
+#include "platform/files/random_name.hpp"
+#include "platform/files/rename.hpp"
+
+namespace quillon {
+namespace {
+
+std::string writing(const std::string& shown) {
+    return "Cannot write " + shown;
+}
+
+Error changedError(const std::string& shown) {
+    return localError(Kind::changedHere,
+                      shown + " was changed, made or removed here meanwhile, and was left alone.");
+}
+
+// Nothing is known of what somebody did between two steps of ours but that it is in this file now.
+Error strandedError(const std::string& shown, const std::string& hidden) {
+    return localError(Kind::changedHere,
+                      fmt::format("{} was changed here again and again; a version of it that is "
+                                  "not ours is in the file {} beside it.",
+                                  shown, hidden));
+}
+
+std::string hiddenName() {
+    return vxhost::hiddenPrefix + vxhost::randomName();
+}
+
+// What stands under both names changes place at once. False where the file system does not do it.
+bool exchangeNames(const vxhost::Descriptor& folder, const std::string& a, const std::string& b,
+                   const std::string& shown) {
+    const int number = folder.number();
+    if (renameat2(number, a.c_str(), number, b.c_str(), RENAME_EXCHANGE) == 0) return true;
+    if (errno == EINVAL || errno == ENOSYS) return false;
+    vxhost::throwSystemFailure(errno, writing(shown));
+}
+
+}  // namespace
+
+Result<NewFile> NewFile::make(vxhost::Descriptor folder, std::string name, std::string shown) {
+    return caught([&]() -> Result<NewFile> {
+        return NewFile(std::move(folder), std::move(name), std::move(shown));
+    });
+}
+
+NewFile::NewFile(vxhost::Descriptor folder, std::string name, std::string shown)
+    : folder_(std::move(folder)),
+      name_(std::move(name)),
+      shown_(std::move(shown)),
+      hidden_(hiddenName()),
+      file_(openat(folder_.number(), hidden_.c_str(),
+                   O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600),
+            writing(shown_)) {}
+
+NewFile::NewFile(NewFile&& other) noexcept
+    : folder_(std::move(other.folder_)),
+      name_(std::move(other.name_)),
+      shown_(std::move(other.shown_)),
+      hidden_(std::exchange(other.hidden_, {})),
+      file_(std::move(other.file_)),
+      hash_(other.hash_),
+      size_(other.size_) {}
+
+NewFile::~NewFile() {
+    if (!hidden_.empty()) unlinkat(folder_.number(), hidden_.c_str(), 0);
+}
+
+Result<void> NewFile::write(std::string_view piece) {
+    return caught([&]() -> Result<void> {
+        if (const int error = vxhost::writeWhole(file_, piece)) {
+            vxhost::throwSystemFailure(error, writing(shown_));
+        }
+        hash_.add(piece);
+        size_ += piece.size();
+        return {};
+    });
+}
+
+Result<void> NewFile::restart() {
+    return caught([&]() -> Result<void> {
+        const int number = file_.number();
+        if (ftruncate(number, 0) != 0 || lseek(number, 0, SEEK_SET) != 0) {
+            vxhost::throwSystemFailure(errno, writing(shown_));
+        }
+        hash_.reset();
+        size_ = 0;
+        return {};
+    });
+}
+
+Result<LocalEntry> NewFile::place(std::optional<Time> modified,
+                                  const std::optional<LocalEntry>& seen, Durability durability) {
+    return caught([&]() -> Result<LocalEntry> {
+        if (seen && seen->kind != LocalKind::file) {
+            return localError(Kind::local, shown_ + " is no regular file, and was left alone.");
+        }
+        // Bytes from elsewhere shall not run with somebody's rights.
+        if (fchmod(file_.number(), seen ? seen->mode & 0777 : vxhost::modeOfNewFiles()) != 0) {
+            vxhost::throwSystemFailure(errno, writing(shown_));
+        }
+        if (modified) {
+            const timespec times[2] = {{0, UTIME_OMIT}, timespecOf(*modified)};
+            futimens(file_.number(), times);  // a file system without times is no failure
+        }
+        if (durability == Durability::content) vxhost::storeData(file_, shown_);
+        if (seen) {
+            if (Result<void> replaced = replace(*seen); !replaced) {
+                return std::move(replaced).error();
+            }
+        } else {
+            if (!vxhost::renameToFree(folder_.number(), hidden_, name_)) {
+                return changedError(shown_);
+            }
+            hidden_.clear();
+        }
+        return lookAt(file_);
+    });
+}
+
+Result<void> NewFile::replace(const LocalEntry& seen) {
+    const auto now = lookAt(folder_, name_);
+    if (!now || !isUntouched(seen, *now)) return changedError(shown_);
+    if (!exchangeNames(folder_, hidden_, name_, shown_)) {
+        if (renameat(folder_.number(), hidden_.c_str(), folder_.number(), name_.c_str()) != 0) {
+            vxhost::throwSystemFailure(errno, writing(shown_));
+        }
+        hidden_.clear();
+        return {};
+    }
+    // From here on what is hidden is the person's, until it has been looked at.
+    const std::string hidden = std::exchange(hidden_, {});
+    const auto cameOut = lookAt(folder_, hidden);
+    if (cameOut && isSameVersion(seen, *cameOut)) {
+        unlinkat(folder_.number(), hidden.c_str(), 0);
+        return {};
+    }
+    (void)exchangeNames(folder_, hidden, name_, shown_);
+    const auto wentIn = lookAt(folder_, hidden);
+    if (!wentIn || wentIn->inode != lookAt(file_).inode) return strandedError(shown_, hidden);
+    hidden_ = hidden;
+    return changedError(shown_);
+}
+
+Result<void> removeSeen(const vxhost::Descriptor& folder, const std::string& name,
+                        const std::string& shown, const LocalEntry& seen) {
+    return caught([&]() -> Result<void> {
+        const auto now = lookAt(folder, name);
+        if (!now || !isUntouched(seen, *now)) return changedError(shown);
+        if (seen.kind == LocalKind::folder) {
+            return localError(Kind::local, shown + " is a folder, and was left alone.");
+        }
+        // Under another name nobody writes it anew between the look and the removal.
+        const std::string hidden = hiddenName();
+        if (!vxhost::renameToFree(folder.number(), name, hidden)) return changedError(shown);
+        const auto taken = lookAt(folder, hidden);
+        if (taken && isSameVersion(seen, *taken)) {
+            if (unlinkat(folder.number(), hidden.c_str(), 0) == 0) return {};
+            vxhost::throwSystemFailure(errno, "Cannot remove " + shown);
+        }
+        if (!vxhost::renameToFree(folder.number(), hidden, name)) {
+            return strandedError(shown, hidden);
+        }
+        return changedError(shown);
+    });
+}
+
+}  // namespace quillon

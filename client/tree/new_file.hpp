@@ -1,0 +1,63 @@
+// A file of a local folder while it is written: nobody sees a part of it under its name.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "client/result.hpp"
+#include "client/time.hpp"
+#include "client/tree/local_entry.hpp"
+#include "platform/base/descriptor.hpp"
+#include "platform/files/content_hash.hpp"
+
+namespace quillon {
+
+// What is certain to be on the disk when a file is placed. Not by default: of many small files it
+// takes most of the time. After a power cut a replaced file may be empty then; its content is on
+// the server, and the next run, which sees the size, fetches it again.
+enum class Durability : bool { none, content };
+
+// Hidden beside its place, with mode 0600, and removed at the end of its scope unless it was
+// placed.
+class NewFile {
+public:
+    // Only of a folder's descriptor, which LocalFolder::newFile() opens. shown: the path for
+    // people.
+    static Result<NewFile> make(vxhost::Descriptor folder, std::string name, std::string shown);
+
+    NewFile(NewFile&& other) noexcept;
+    NewFile& operator=(NewFile&&) = delete;
+    ~NewFile();
+
+    Result<void> write(std::string_view piece);
+    Result<void> restart();                           // what was written is worth nothing
+    std::string hash() const { return hash_.hex(); }  // of what was written
+    uint64_t size() const { return size_; }           // in bytes
+    const vxhost::Descriptor& descriptor() const { return file_; }
+
+    // Gives it its name, the date and the permissions of the file that it replaces, or those that
+    // the umask leaves. seen: what was there when the decision was made, nothing for nothing. What
+    // is there now and is another version, or is no regular file, stays as it is:
+    // Kind::changedHere, Kind::local. What is returned is the file as it is in its place.
+    Result<LocalEntry> place(std::optional<Time> modified, const std::optional<LocalEntry>& seen,
+                             Durability durability = Durability::none);
+
+private:
+    NewFile(vxhost::Descriptor folder, std::string name, std::string shown);
+    Result<void> replace(const LocalEntry& seen);
+
+    vxhost::Descriptor folder_;
+    std::string name_, shown_;
+    std::string hidden_;  // its name so far; empty: there is none any more
+    vxhost::Descriptor file_;
+    vxhost::ContentHash hash_;
+    uint64_t size_ = 0;
+};
+
+// Removes what was seen, and no other version of it. name: in the folder.
+Result<void> removeSeen(const vxhost::Descriptor& folder, const std::string& name,
+                        const std::string& shown, const LocalEntry& seen);
+
+}  // namespace quillon

@@ -1,0 +1,89 @@
+#include "client/memory/file_memory.hpp"
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <sys/xattr.h>
+
+#include "tests/support/files.hpp"
+#include "tests/support/temporary_directory.hpp"
+
+namespace quillon {
+namespace {
+
+namespace fs = std::filesystem;
+
+const FileNote whole{"https://host/a%20b", "W/\"t\"", Time(std::chrono::milliseconds(5)),
+                     std::string(64, 'a'), 7,         -1};
+
+TEST(FileNote, onlyItsOwnFormIsRead) {
+    EXPECT_EQ(parseNote(textOf(whole)), whole);
+    const FileNote least{"http://h", "", {}, "", 0, 0};
+    EXPECT_EQ(parseNote(textOf(least)), least);
+    const std::string hash(64, 'a');
+    const std::string rows[] = {
+        "",
+        textOf(whole) + "\n",
+        "ftp://h/a\n\n\n\n0\n0",
+        "http://ann@h/a\n\n\n\n0\n0",
+        "http://h/a?b\n\n\n\n0\n0",
+        "http://h/\x1b[2J\n\n\n\n0\n0",
+        "http://h/" + std::string(9000, 'a') + "\n\n\n\n0\n0",
+        "http://h/a\nt\n\n\n0\n0",
+        "http://h/a\n\"t\"\r\n\n\n0\n0",
+        "http://h/a\n\nx\n\n0\n0",
+        "http://h/a\n\n\n" + hash + "a\n0\n0",
+        "http://h/a\n\n\n\n-1\n0",
+    };
+    for (const std::string& text : rows) EXPECT_FALSE(parseNote(text)) << text;
+}
+
+class FileMemoryTest : public testing::Test {
+protected:
+    FileMemoryTest() {
+        setenv("XDG_STATE_HOME", state.path().c_str(), 1);
+        for (const char* name : {"a", "b"}) support::writeFile(folder / name, name);
+        FileMemory memory;
+        for (const char* name : {"a", "b"}) {
+            memory.keep(folder / name, {(folder / name).string(), O_RDONLY}, whole);
+        }
+    }
+    ~FileMemoryTest() override { unsetenv("XDG_STATE_HOME"); }
+    void execute(const char* text) const {
+        sqlite3* database = nullptr;
+        sqlite3_open((state / "quillon/notes.db").c_str(), &database);
+        EXPECT_EQ(sqlite3_exec(database, text, nullptr, nullptr, nullptr), SQLITE_OK);
+        sqlite3_close(database);
+    }
+    size_t countByPath() const {
+        size_t count = 0;
+        FileMemory().forEachBelow(folder.path(), [&](const auto&, const FileNote&) { ++count; });
+        return count;
+    }
+    const support::TemporaryDirectory state, folder;
+};
+
+TEST_F(FileMemoryTest, eitherPlaceServes) {
+    EXPECT_EQ(support::modeOf(state / "quillon/notes.db"), 0600u);
+    fs::remove(folder / "a");
+    support::writeFile(folder / "a", "written anew");
+    EXPECT_EQ(FileMemory().find(folder / "a"), whole);  // by path
+    fs::rename(folder / "b", folder / "c");
+    EXPECT_EQ(FileMemory().find(folder / "c"), whole);  // by its attributes
+    EXPECT_FALSE(FileMemory().find(folder / "b/none"));
+    EXPECT_EQ(countByPath(), 2u);
+}
+
+TEST_F(FileMemoryTest, whatIsLongGoneAndWhatIsOfALaterVersionIsNotUsed) {
+    fs::remove(folder / "b");
+    execute("UPDATE notes SET seen = 1");
+    FileMemory().keep(folder / "a", {(folder / "a").string(), O_RDONLY}, whole);
+    EXPECT_EQ(countByPath(), 1u);
+    execute("PRAGMA user_version = 2");
+    EXPECT_EQ(countByPath(), 0u);
+    EXPECT_THROW(NoteStore::open(NoteStore::Missing::left), vxhost::Failure);
+    EXPECT_EQ(FileMemory().find(folder / "a"), whole);
+    EXPECT_FALSE(FileMemory().find(folder / "b"));
+}
+
+}  // namespace
+}  // namespace quillon
