@@ -2,15 +2,13 @@
 // reads becomes a node.
 #pragma once
 
-#include <array>
 #include <functional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "platform/markup/document.hpp"
+#include "platform/markup/multistatus_reader.hpp"
 #include "platform/markup/node_sharer.hpp"
-#include "platform/markup/xml_reader.hpp"
 
 namespace vxhost {
 
@@ -29,7 +27,7 @@ inline constexpr uint64_t unknownSize = UINT64_MAX;
 // unless nothing else would be left: it speaks of a member that cannot be read, and must not cost
 // the listing of the others. A response with neither stays, without propstat.
 // A root that is no multistatus comes alone, under its own name.
-class MultistatusBuilder final : private XmlHandler {
+class MultistatusBuilder {
 public:
     // From an href's text to the one to keep, which must stay valid until the next call.
     using RewriteHref = std::function<std::string_view(std::string_view)>;
@@ -37,7 +35,7 @@ public:
     // mostBytes: of memory that the document may take.
     explicit MultistatusBuilder(RewriteHref rewrite = {}, uint64_t mostBytes = UINT64_MAX);
 
-    // Throw as XmlReader does; then there is no document.
+    // Throw as MultistatusReader does; then there is no document.
     void feed(std::string_view bytes) { reader_.feed(bytes); }
     DocumentPtr finish();
 
@@ -50,35 +48,10 @@ public:
     Told latest() const;
 
 private:
-    enum class Place : uint8_t;
-    enum Value : uint8_t {
-        displayName,
-        contentLength,
-        lastModified,
-        creationDate,
-        entityTag,
-        valueCount
-    };
-    struct Transition;
-    static const Transition transitions[];
-
-    struct Properties {
-        std::array<std::string, valueCount> values;
-        bool isCollection = false;
-    };
-
-    void startElement(std::string_view name) override;
-    void endElement() override;
-    void characters(std::string_view text) override;
-
-    std::string* textAt(Place place);  // where the text of an element goes; null: nowhere
-    void begin(Place place);
-    void end(Place place);
-    void mergeFound();
-    void appendResponse();
+    void beginDocument(std::string_view root);
+    void appendResponse(const MultistatusResponse& response);
     void append(std::string_view href, const vx::Node* propstat);
-    const vx::Node* makePropstat();
-    bool repeatsName(std::string_view name) const;
+    const vx::Node* makePropstat(const MultistatusResponse& response);
 
     RewriteHref rewrite_;
     uint64_t mostBytes_;
@@ -87,21 +60,9 @@ private:
     NodeSharer sharer_{*document_, nodes_};
     vx::Node* lastResponse_ = nullptr;
 
-    std::vector<Place> open_;  // from the root inwards
-    std::string* text_ = nullptr;
-
-    // Of the response being read.
-    std::string href_;
-    std::string status_;  // its own
-    bool hasHref_ = false, hasPropstat_ = false;
-    Properties kept_;
-    // Of its propstat being read; the status comes after the properties.
-    std::string foundStatus_;
-    Properties found_;
-
     size_t skipped_ = 0;
     std::string firstSkipped_;  // its href
-    XmlReader reader_;
+    MultistatusReader reader_;
 };
 
 }  // namespace vxhost
