@@ -63,6 +63,10 @@ ExtensionHost::ExtensionHost(Settings settings, const std::filesystem::path& lib
     handle_->journalEnabled = 1;
 }
 
+const Settings& ExtensionHost::settings() const {
+    return interface_->settings;
+}
+
 ExtensionHost::~ExtensionHost() {
     handle_->Destroy(handle_);
 }

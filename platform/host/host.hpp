@@ -21,6 +21,7 @@ public:
     ExtensionHost& operator=(const ExtensionHost&) = delete;
 
     vx::ExtensionHandle& handle() { return *handle_; }
+    const Settings& settings() const;
 
 private:
     struct Interface;

@@ -16,7 +16,7 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr milliseconds pollInterval{100};  // until an interrupt is noticed
-constexpr unsigned mostConnections = 8;    // to the origin at once, of all that send
+constexpr unsigned usualConnections = 8;   // to the origin at once, of all that send
 // A question that costs a server nothing is answered by then over a second connection, or the
 // server serves one connection at a time and waits for the end of the first.
 constexpr milliseconds patience{1500};
@@ -45,13 +45,20 @@ bool isCheap(const Request& request) {
     return request.method == "HEAD" || request.method == "OPTIONS";
 }
 
+bool isHttp2(CURL* easy) {
+    long version = 0;
+    curl_easy_getinfo(easy, CURLINFO_HTTP_VERSION, &version);
+    return version == CURL_HTTP_VERSION_2_0;
+}
+
 }  // namespace
 
-Engine::Engine(const Settings& settings) : settings_(settings), authentication_(settings) {
+Engine::Engine(const Settings& settings)
+    : settings_(settings), authentication_(settings), mostConnections_(usualConnections) {
     startCurl();
     multi_.reset(curl_multi_init());
     if (!multi_) throw std::bad_alloc();
-    curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, static_cast<long>(mostConnections));
+    setMostConnections(usualConnections);
     // Before it is known whether the server speaks HTTP/2, requests at the same time go over a
     // connection each: to wait for the first handshake would cost the others two round trips where
     // it does not.
@@ -59,6 +66,11 @@ Engine::Engine(const Settings& settings) : settings_(settings), authentication_(
 }
 
 Engine::~Engine() = default;
+
+void Engine::setMostConnections(unsigned most) {
+    mostConnections_ = most;
+    curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, static_cast<long>(most));
+}
 
 void Engine::bind(const Sender& sender, const std::string& url) {
     std::string wanted = origin(url);
@@ -130,6 +142,7 @@ template <class Function>
 void Engine::forEach(Function&& function) {
     if (wanted_) function(*wanted_);
     for (const auto& expected : expectations_) function(expected->exchange);
+    for (Submitted& each : submitted_) function(each.exchange);
 }
 
 EasyPtr Engine::takeHandle(const std::string& url) {
@@ -198,8 +211,9 @@ void Engine::endAttempt(Exchange& exchange, CURLcode code) {
     const unsigned generation = authentication_.generation();
     EasyPtr easy = exchange.end(code, authentication_);
     if (easy) countRoundTrips(easy.get(), exchange.requestsOfAttempt());
-    if (exchange.foundServerBusy()) oneByOne_ = true;
+    if (exchange.foundServerBusy()) oneByOne_ = true, ++timesBusy_;
     if (exchange.lostConnection()) trustsConnections_ = false;
+    if (easy && code == CURLE_OK) multiplexed_ = isHttp2(easy.get());
     if (generation != authentication_.generation()) {
         idle_.clear();  // curl would take every later challenge for another refusal
     } else if (easy) {
@@ -225,7 +239,7 @@ void Engine::tellRoundTrips(uint64_t count) const {
 
 void Engine::limitConnections() {
     const unsigned senders = settings_.senders ? std::max(1u, settings_.senders->load()) : 1;
-    const long most = std::max(2u, mostConnections / senders);
+    const long most = std::max(2u, mostConnections_ / senders);
     curl_multi_setopt(multi_.get(), CURLMOPT_MAX_HOST_CONNECTIONS, most);
 }
 
@@ -236,11 +250,17 @@ void Engine::goOneByOneIfStuck(Clock::time_point since) {
     wanted_->breakOff();
 }
 
-milliseconds Engine::untilNext() const {
-    auto next = Clock::now() + pollInterval;
-    if (const auto end = wanted_->graceEnd()) next = std::min(next, *end);
-    if (!wanted_->isRunning()) next = std::min(next, wanted_->notBefore());
-    return std::max(milliseconds(0), std::chrono::ceil<milliseconds>(next - Clock::now()));
+// Who is due and does not run waits for the end of another.
+milliseconds Engine::untilNext() {
+    const auto now = Clock::now();
+    auto next = now + pollInterval;
+    forEach([&](const Exchange& exchange) {
+        const auto end = exchange.graceEnd();
+        if (end) next = std::min(next, *end);
+        const bool waits = !exchange.isRunning() && exchange.notBefore() > now;
+        if (waits) next = std::min(next, exchange.notBefore());
+    });
+    return std::max(milliseconds(0), std::chrono::ceil<milliseconds>(next - now));
 }
 
 void Engine::drive(bool wasExpected) {
@@ -255,6 +275,51 @@ void Engine::drive(bool wasExpected) {
             return;
         }
         if (wasExpected && !oneByOne_) goOneByOneIfStuck(since);
+        const int wait = static_cast<int>(untilNext().count());
+        require(curl_multi_poll(multi_.get(), nullptr, 0, wait, nullptr));
+    }
+}
+
+void Engine::submit(const Sender& sender, Request request, Ended ended) {
+    bind(sender, request.url);
+    if (!isSafe(request)) recall_.drop();
+    submitted_.emplace_back(sender, std::move(request), std::move(ended));
+    submitted_.back().exchange.allowRepeats();
+}
+
+// An end may submit more, or throw: what is told is no longer among them.
+bool Engine::tellEnds() {
+    std::list<Submitted> over;
+    for (auto each = submitted_.begin(); each != submitted_.end();) {
+        const auto next = std::next(each);
+        if (each->exchange.isOver()) over.splice(over.end(), submitted_, each);
+        each = next;
+    }
+    for (Submitted& each : over) {
+        Answer answer;
+        std::exception_ptr failure;
+        try {
+            answer = each.exchange.take();
+        } catch (...) {
+            failure = std::current_exception();
+        }
+        each.ended(std::move(answer), std::move(failure));
+    }
+    return !over.empty();
+}
+
+bool Engine::advance() {
+    if (submitted_.empty()) return false;
+    limitConnections();
+    for (;;) {
+        // Deadlines and interrupts are not so urgent that each of many is asked at each turn.
+        if (const auto now = Clock::now(); now - watched_ >= pollInterval / 2) {
+            watched_ = now;
+            forEach([](Exchange& exchange) { exchange.watch(); });
+        }
+        beginDue();
+        run();
+        if (tellEnds()) return true;
         const int wait = static_cast<int>(untilNext().count());
         require(curl_multi_poll(multi_.get(), nullptr, 0, wait, nullptr));
     }

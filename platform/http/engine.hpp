@@ -1,10 +1,16 @@
 // The requests of one http context. Several may be under way at once; the thread that waits for one
 // of them drives all: the engine has no thread of its own, and is for one thread at a time.
+//
+// Two manners of use, which do not mix: perform() waits for each answer in turn; submit() sends
+// many, whose ends advance() tells.
 #pragma once
 
 #include <curl/curl.h>
 
 #include <chrono>
+#include <exception>
+#include <functional>
+#include <list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -36,7 +42,32 @@ public:
     // expected when the next are, is cancelled.
     void expect(std::vector<Request> requests);
 
+    // A request's end: its answer or, not null, the Failure that it ended with.
+    using Ended = std::function<void(Answer answer, std::exception_ptr failure)>;
+
+    // Sends a request beside those that are under way, all of one origin and sender. What it refers
+    // to lives until its end is told. How many there may be at a time is for the caller to say.
+    void submit(const Sender& sender, Request request, Ended ended);
+    // Waits until some of them are over, and tells their ends, in which more may be submitted. It
+    // throws what they throw. False: none was under way.
+    bool advance();
+    // Ends all that are under way, without a word.
+    void cancelSubmitted() { submitted_.clear(); }
+
+    // To the origin at once; the default is for what a person waits for.
+    void setMostConnections(unsigned most);
+    // Whether answers come over HTTP/2; nothing before one has come.
+    std::optional<bool> isMultiplexed() const { return multiplexed_; }
+    unsigned timesBusy() const { return timesBusy_; }  // that a server answered 429 or 503
+
 private:
+    struct Submitted {
+        Submitted(const Sender& sender, Request request, Ended told)
+            : exchange(sender, std::move(request)), ended(std::move(told)) {}
+        Exchange exchange;
+        Ended ended;
+    };
+
     using Clock = Exchange::Clock;
 
     void bind(const Sender& sender, const std::string& url);
@@ -47,14 +78,15 @@ private:
     void run();
     void endThoseInGrace();
     bool beginDue();
+    bool tellEnds();
     void endAttempt(Exchange& exchange, CURLcode code);
     void goOneByOneIfStuck(Clock::time_point since);
-    std::chrono::milliseconds untilNext() const;
+    std::chrono::milliseconds untilNext();
     void limitConnections();
     void countRoundTrips(CURL* easy, int requests);
     void tellRoundTrips(uint64_t count) const;
 
-    // The one that is waited for, and those that are expected.
+    // The one that is waited for, and those that are expected or submitted.
     template <class Function>
     void forEach(Function&& function);
 
@@ -70,7 +102,13 @@ private:
     bool trustsConnections_ = true;  // the server closes none right behind an answer
     bool handshakeTold_ = false;     // of the round trip that is under way
 
-    std::vector<Request> plan_;  // of what begins with the next request
+    unsigned mostConnections_;
+    std::optional<bool> multiplexed_;
+    unsigned timesBusy_ = 0;
+
+    std::list<Submitted> submitted_;
+    Clock::time_point watched_{};  // when they were looked at last
+    std::vector<Request> plan_;    // of what begins with the next request
     Exchange* wanted_ = nullptr;
     Expectations expectations_;
     Recall recall_;

@@ -74,6 +74,7 @@ struct Request {
     UploadSource* upload = nullptr;  // the body of a PUT
     BodySink* sink = nullptr;
     bool isStreamed = false;  // a sink takes its answer, as soon as somebody has one
+    bool isLarge = false;     // its content is: over HTTP/1.1, where no other shares the connection
     // How old an answer may be that was given to the same request, and is given again.
     std::chrono::milliseconds recalled{0};
 };

@@ -18,6 +18,13 @@ SecretText::SecretText(std::u32string_view text) {
     bytes_ = std::move(bytes);
 }
 
+SecretText::SecretText(std::string_view utf8) {
+    if (utf8.empty()) return;
+    Secret bytes(utf8.size() + 1);
+    bytes.text()[utf8.copy(bytes.text(), utf8.size())] = '\0';
+    bytes_ = std::move(bytes);
+}
+
 bool SecretText::operator==(const SecretText& other) const {
     if (empty() || other.empty()) return empty() == other.empty();
     return std::string_view(get()) == other.get();

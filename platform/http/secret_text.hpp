@@ -13,6 +13,7 @@ class SecretText {
 public:
     SecretText() = default;
     explicit SecretText(std::u32string_view text);  // kept as UTF-8; throws when it has none
+    explicit SecretText(std::string_view utf8);     // no NUL in it
 
     bool empty() const { return !bytes_; }
     // NUL-terminated; null when empty, which is how libcurl is told that there is none.

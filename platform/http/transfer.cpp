@@ -113,12 +113,11 @@ void Transfer::setMethod() {
     setOption(easy_, CURLOPT_POSTFIELDS, nullptr);
     setOption(easy_, CURLOPT_HTTPGET, 1L);
     setOption(easy_, CURLOPT_CUSTOMREQUEST, nullptr);
-    setOption(easy_, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
+    const auto length = request_.upload ? request_.upload->length() : 0;
+    const bool isLarge = request_.isLarge || length.value_or(streamThreshold + 1) > streamThreshold;
+    const auto version = isLarge ? CURL_HTTP_VERSION_1_1 : CURL_HTTP_VERSION_2TLS;
+    setOption(easy_, CURLOPT_HTTP_VERSION, static_cast<long>(version));
     if (request_.upload) {
-        const auto length = request_.upload->length();
-        if (length.value_or(streamThreshold + 1) > streamThreshold) {
-            setOption(easy_, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
-        }
         setOption(easy_, CURLOPT_UPLOAD, 1L);
         setOption(easy_, CURLOPT_INFILESIZE_LARGE, length ? static_cast<curl_off_t>(*length) : -1);
         return;

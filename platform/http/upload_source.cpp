@@ -15,13 +15,13 @@ constexpr size_t gatheredBytes = 1 << 20;
 
 }  // namespace
 
-UploadSource::UploadSource(const Settings& settings, vx::ReadCallback* callback,
-                           std::optional<uint64_t> announced)
+CallbackUpload::CallbackUpload(const Settings& settings, vx::ReadCallback* callback,
+                               std::optional<uint64_t> announced)
     : settings_(settings), callback_(callback), announced_(announced) {
     gather();
 }
 
-void UploadSource::pull() {
+void CallbackUpload::pull() {
     const void* data = nullptr;
     uint64_t size = 0;
     const Status status = callback_->callback(callback_, &data, &size);
@@ -36,19 +36,19 @@ void UploadSource::pull() {
     checkLength();
 }
 
-void UploadSource::fail(Status status, const std::string& why) {
+void CallbackUpload::fail(Status status, const std::string& why) {
     failed_ = true;
     throw Failure(status, why);
 }
 
-void UploadSource::checkLength() {
+void CallbackUpload::checkLength() {
     if (!announced_ || (ended_ ? pulled_ == *announced_ : pulled_ <= *announced_)) return;
     fail(WEBLNK_CUT_OFF,
          fmt::format("The content to store has {} {} bytes instead of {}.",
                      ended_ ? "only" : "more than", ended_ ? pulled_ : *announced_, *announced_));
 }
 
-void UploadSource::gather() {
+void CallbackUpload::gather() {
     while (!ended_ && gathered_.size() < gatheredBytes) {
         pull();
         gathered_ += piece_;
@@ -58,7 +58,7 @@ void UploadSource::gather() {
     if (ended_) length_ = gathered_.size();
 }
 
-size_t UploadSource::read(char* to, size_t room) {
+size_t CallbackUpload::read(char* to, size_t room) {
     size_t size = std::min(room, gathered_.size() - position_);
     std::copy_n(gathered_.data() + position_, size, to);
     position_ += size;
@@ -80,7 +80,7 @@ size_t UploadSource::read(char* to, size_t room) {
     return size;
 }
 
-void UploadSource::rewind() {
+void CallbackUpload::rewind() {
     if (beyond_) {
         // The callback begins anew after its end, and only there.
         while (!ended_) pull();
@@ -94,7 +94,7 @@ void UploadSource::rewind() {
     sent_ = 0;
 }
 
-void UploadSource::measure() {
+void CallbackUpload::measure() {
     while (!ended_) pull();
     announced_ = pulled_;
     beyond_ = true;

@@ -1,4 +1,4 @@
-// The body of a PUT, pulled piece by piece from the caller's read callback.
+// The body of a PUT, asked for piece by piece while it is sent.
 #pragma once
 
 #include <cstddef>
@@ -13,20 +13,35 @@
 
 namespace vxhost {
 
+// What cannot be read as it was promised throws a Failure, which ends the request.
 class UploadSource {
+public:
+    virtual ~UploadSource() = default;
+
+    virtual std::optional<uint64_t> length() const = 0;  // of the whole body, when known
+    virtual size_t read(char* to, size_t room) = 0;      // the next bytes; 0 at the end
+    virtual void rewind() = 0;                           // begins anew
+    virtual void measure() = 0;                          // the same, and the length is known then
+    virtual bool hasFailed() const = 0;                  // to give the body that was promised
+    virtual bool finished() const = 0;
+};
+
+// Pulled from a caller's read callback.
+class CallbackUpload final : public UploadSource {
 public:
     // announced: the length that the caller promises; a body of another length is a failure before
     // its last byte is handed out, so that the server cannot take it for a whole one.
-    UploadSource(const Settings& settings, vx::ReadCallback* callback,
-                 std::optional<uint64_t> announced);
+    CallbackUpload(const Settings& settings, vx::ReadCallback* callback,
+                   std::optional<uint64_t> announced);
 
-    std::optional<uint64_t> length() const { return length_; }  // of the whole body, when known
-
-    size_t read(char* to, size_t room);         // the next bytes; 0 at the end
-    void rewind();                              // begins anew
-    void measure();                             // the same, and the length is known then
-    bool hasFailed() const { return failed_; }  // to give the body that was promised
-    bool finished() const { return position_ == gathered_.size() && piece_.empty() && ended_; }
+    std::optional<uint64_t> length() const override { return length_; }
+    size_t read(char* to, size_t room) override;
+    void rewind() override;
+    void measure() override;
+    bool hasFailed() const override { return failed_; }
+    bool finished() const override {
+        return position_ == gathered_.size() && piece_.empty() && ended_;
+    }
 
 private:
     void gather();

@@ -119,7 +119,7 @@ void put(CurlClient& client, const vx::PutOptions& options, const vx::LockObject
     request.headers = conditions(client.known, held, options.flags);
     std::optional<uint64_t> announced;
     if (options.flags & vx::PUT_LENGTH_KNOWN) announced = options.contentLength;
-    UploadSource source(target.settings, callback, announced);
+    CallbackUpload source(target.settings, callback, announced);
     request.upload = &source;
     const Answer answer = send(client, request, held);
     status = answer.status;
