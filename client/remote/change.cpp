@@ -1,0 +1,111 @@
+#include "client/remote/change.hpp"
+
+#include <fmt/format.h>
+
+#include <utility>
+
+#include "platform/base/status.hpp"
+#include "platform/markup/multistatus_reader.hpp"
+#include "platform/markup/serialize.hpp"
+#include "platform/text/http_status.hpp"
+#include "platform/weblnk/properties.hpp"
+
+namespace quillon {
+namespace {
+
+using vxhost::Answer;
+using vxhost::Request;
+
+Request changeOf(const char* method, std::string url,
+                 const Conditions& conditions = unconditional) {
+    Request request;
+    request.method = method;
+    request.url = std::move(url);
+    request.policy = vxhost::changing;
+    request.headers = headerLines(conditions);
+    return request;
+}
+
+// A 207 holds what was not done; the first of that is the answer.
+Result<void> resultOf(Result<Answer> answer) {
+    if (!answer) return std::move(answer).error();
+    try {
+        const int32_t status = vxhost::statusOfChange(*answer);
+        if (vxhost::isSuccess(status)) return {};
+        const bool partly = answer->status == 207;
+        answer->status = status;
+        Error error = refusal(*answer);
+        if (partly) error.sentences.insert(error.sentences.begin(), "A part of it was not done.");
+        return error;
+    } catch (const std::exception& thrown) {
+        return requestError(thrown);
+    }
+}
+
+Request transferOf(const char* method, std::string from, const std::string& to, Overwrite overwrite,
+                   const Conditions& conditions) {
+    Request request = changeOf(method, std::move(from), conditions);
+    request.headers.push_back("Destination: " + to);
+    request.headers.emplace_back(overwrite == Overwrite::yes ? "Overwrite: T" : "Overwrite: F");
+    if (request.url.ends_with('/')) request.headers.emplace_back("Depth: infinity");
+    return request;
+}
+
+}  // namespace
+
+Task<Result<void>> remove(Remote& remote, std::string url, Conditions conditions) {
+    Request request = changeOf("DELETE", std::move(url), conditions);
+    if (request.url.ends_with('/')) {
+        request.headers.emplace_back("Depth: infinity");
+    } else {
+        request.policy = vxhost::removingMember;
+    }
+    co_return resultOf(co_await remote.send(std::move(request)));
+}
+
+Task<Result<void>> makeCollection(Remote& remote, std::string url) {
+    if (!url.ends_with('/')) url += '/';
+    Request request = changeOf("MKCOL", std::move(url));
+    co_return resultOf(co_await remote.send(std::move(request)));
+}
+
+Task<Result<void>> copy(Remote& remote, std::string from, std::string to, Overwrite overwrite,
+                        Conditions conditions) {
+    Request request = transferOf("COPY", std::move(from), to, overwrite, conditions);
+    co_return resultOf(co_await remote.send(std::move(request)));
+}
+
+Task<Result<void>> move(Remote& remote, std::string from, std::string to, Overwrite overwrite,
+                        Conditions conditions) {
+    Request request = transferOf("MOVE", std::move(from), to, overwrite, conditions);
+    co_return resultOf(co_await remote.send(std::move(request)));
+}
+
+Task<Result<void>> setProperty(Remote& remote, std::string url, PropertyValue property) {
+    Request request = changeOf("PROPPATCH", std::move(url));
+    request.document = fmt::format(
+        "<?xml version=\"1.0\" encoding=\"utf-8\"?><D:propertyupdate "
+        "xmlns:D=\"DAV:\"><D:set><D:prop><P:{} xmlns:P=\"{}\">{}</P:{}></D:prop>"
+        "</D:set></D:propertyupdate>",
+        property.name, vxhost::escapeXml(property.nameSpace), vxhost::escapeXml(property.value),
+        property.name);
+    Result<Answer> answer = co_await remote.send(std::move(request));
+    if (!answer || answer->status != 207) co_return resultOf(std::move(answer));
+    // What is told of the one property, or of the resource, is in the propstat that refuses it.
+    int32_t refused = 0;
+    try {
+        vxhost::MultistatusReader reader([&](const vxhost::MultistatusResponse& response) {
+            if (response.isRefused()) refused = 409;
+            if (response.refusedStatus != 0) refused = response.refusedStatus;
+        });
+        reader.feed(answer->text);
+        reader.finish();
+    } catch (const vxhost::Failure& failure) {
+        co_return requestError(failure);
+    }
+    if (refused == 0) co_return Result<void>();
+    answer->status = refused;
+    co_return refusal(*answer);
+}
+
+}  // namespace quillon

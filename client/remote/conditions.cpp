@@ -1,0 +1,29 @@
+#include "client/remote/conditions.hpp"
+
+#include <fmt/format.h>
+
+namespace quillon {
+
+std::string speltTag(const vxhost::EntityTag& tag) {
+    if (tag.text.empty()) return {};
+    return (tag.weak ? "W/" : "") + tag.sent();
+}
+
+std::vector<std::string> headerLines(const Conditions& conditions) {
+    std::vector<std::string> lines;
+    if (conditions.onlyNew) lines.emplace_back("If-None-Match: *");
+    const bool tagged = !conditions.tag.text.empty();
+    const bool locked = !conditions.lockToken.empty();
+    const bool inIf = tagged && (conditions.tagInIf || locked);
+    const std::string tag = inIf ? fmt::format("[{}]", speltTag(conditions.tag)) : std::string();
+    if (locked) {
+        lines.push_back(fmt::format("If: (<{}>{}{})", conditions.lockToken, inIf ? " " : "", tag));
+    } else if (inIf) {
+        lines.push_back(fmt::format("If: ({})", tag));
+    } else if (tagged) {
+        lines.push_back("If-Match: " + speltTag(conditions.tag));
+    }
+    return lines;
+}
+
+}  // namespace quillon

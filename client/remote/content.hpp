@@ -1,0 +1,64 @@
+// A member's content, fetched and stored by one request.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "client/remote/conditions.hpp"
+#include "client/remote/remote.hpp"
+#include "client/time.hpp"
+#include "platform/http/headers.hpp"
+#include "platform/http/upload_source.hpp"
+
+namespace quillon {
+
+// Takes a content piece by piece. What it throws ends the request.
+class ContentTaker {
+public:
+    virtual ~ContentTaker() = default;
+    virtual void begin() = 0;  // also once more: what came before is worthless then
+    virtual void take(std::string_view piece) = 0;
+};
+
+struct Version {
+    vxhost::EntityTag tag;  // empty: none is told
+    std::optional<Time> modified;
+    std::optional<Time> date;  // of the answer, by the server's clock
+};
+
+// The tag as a condition carries it; empty when a later change could still get the same one, as one
+// within the same second does where tags are made of dates.
+std::string provenTag(const Version& version);
+
+struct FetchWish {
+    std::optional<uint64_t> size;  // that the server told otherwise, in bytes
+    std::string range{};           // "bytes=0-99"; empty: all of it
+};
+
+struct FetchedContent {
+    Version version;
+    uint64_t size = 0;      // in bytes
+    bool endProven = true;  // false: nothing shows whether all of it came
+};
+
+// The whole content, or a failure. Where the connection's end is all that ends it, what came must
+// have the size that the server told.
+Task<Result<FetchedContent>> fetch(Remote& remote, std::string url, ContentTaker& taker,
+                                   FetchWish wish);
+
+struct Stored {
+    bool isNew = false;  // it was made (201)
+    Version version;     // as far as the answer tells
+};
+
+// Above what size a content is large.
+inline constexpr uint64_t largeContent = uint64_t{1} << 20;  // bytes
+
+// extraHeaders: as "X-OC-Mtime: 1700000000". A condition that does not hold is
+// Kind::changedOnServer.
+Task<Result<Stored>> store(Remote& remote, std::string url, vxhost::UploadSource& content,
+                           Conditions conditions, std::vector<std::string> extraHeaders = {});
+
+}  // namespace quillon

@@ -1,0 +1,140 @@
+#include "client/remote/held_lock.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "platform/base/status.hpp"
+#include "platform/files/random_name.hpp"
+#include "platform/http/headers.hpp"
+#include "platform/markup/serialize.hpp"
+#include "platform/text/http_status.hpp"
+#include "platform/weblnk/active_lock.hpp"
+#include "platform/weblnk/requests.hpp"
+
+namespace quillon {
+namespace {
+
+using vxhost::Answer;
+using vxhost::Request;
+
+constexpr uint32_t timeoutSeconds = 2 * 3600;  // as long as a large content may take
+
+Request lockRequest(std::string url, Depth depth, const std::string& owner) {
+    Request request;
+    request.method = "LOCK";
+    request.url = std::move(url);
+    request.policy = vxhost::locking;
+    request.headers = {depth == Depth::zero ? "Depth: 0" : "Depth: infinity",
+                       fmt::format("Timeout: Second-{}", timeoutSeconds)};
+    request.document = fmt::format(
+        "<?xml version=\"1.0\" encoding=\"utf-8\"?><D:lockinfo xmlns:D=\"DAV:\">"
+        "<D:lockscope><D:exclusive/></D:lockscope><D:locktype><D:write/></D:locktype>"
+        "<D:owner>{}</D:owner></D:lockinfo>",
+        vxhost::escapeXml(owner));
+    return request;
+}
+
+Request unlockRequest(std::string url, const std::string& token) {
+    Request request;
+    request.method = "UNLOCK";
+    request.url = std::move(url);
+    request.policy = vxhost::locking;
+    request.headers = {fmt::format("Lock-Token: <{}>", token)};
+    return request;
+}
+
+std::string tokenOf(const Answer& answer, const std::string& owner) {
+    std::string token = vxhost::parseLockToken(answer.headers.first("Lock-Token"));
+    if (!token.empty()) return token;
+    for (const auto& lock : vxhost::parseActiveLocks(answer.text)) {
+        if (lock.owner == owner) return vxhost::parseTokenUri(lock.token);
+    }
+    return {};
+}
+
+bool mayHaveArrived(const Error& error) {
+    const auto status = static_cast<vxhost::Status>(error.code);
+    return error.kind == Kind::interrupted || status == vxhost::WEBLNK_CUT_OFF ||
+           status == vxhost::WEBLNK_TIMED_OUT || status == vxhost::WEBLNK_BAD_ANSWER;
+}
+
+// A proxy's word as often as the server's, which may have granted the lock.
+bool mayHideALock(int status) {
+    return status >= 500 || status == 408 || status == 429;
+}
+
+Task<Result<void>> unlock(Remote& remote, std::string url, std::string token) {
+    for (bool again = false;; again = true) {
+        Request request = unlockRequest(url, token);
+        Result<Answer> answer = co_await remote.send(std::move(request));
+        if (answer) {
+            // Where there is no such lock any more (9.11.1), there is none to give back.
+            const int status = answer->status;
+            const bool gone = status == 404 || status == 409 || status == 412 || status == 400;
+            if (vxhost::isSuccess(status) || gone) co_return Result<void>();
+            Error error = refusal(*answer);
+            error.locks.push_back({url, token, true});
+            co_return std::move(error);
+        }
+        // Done twice it is done: the second time the server has no such lock.
+        if (!again && mayHaveArrived(answer.error())) continue;
+        Error error = std::move(answer).error();
+        error.locks.push_back({url, token, true});
+        co_return std::move(error);
+    }
+}
+
+// After a LOCK whose outcome nobody knows. Gives the error with what may stay.
+Task<Error> lookForLost(Remote& remote, std::string url, std::string owner, Error error) {
+    Request ask = vxhost::propertyRequest(url, "lockdiscovery");
+    ask.policy = vxhost::lookingAtTheEnd;
+    Result<Answer> answer = co_await remote.send(std::move(ask));
+    if (!answer || !vxhost::isSuccess(answer->status)) {
+        error.sentences.emplace_back("It may be locked now, by a lock whose token did not come.");
+        co_return std::move(error);
+    }
+    for (const auto& lock : vxhost::parseActiveLocks(answer->text)) {
+        if (lock.owner != owner) continue;
+        std::string token = vxhost::parseTokenUri(lock.token);
+        Result<void> back = co_await unlock(remote, url, std::move(token));
+        if (!back) error.locks = back.error().locks;
+    }
+    co_return std::move(error);
+}
+
+}  // namespace
+
+Task<Result<HeldLock>> takeLock(Remote& remote, std::string url, Depth depth) {
+    const std::string owner = fmt::format("quillon {}", vxhost::randomName());
+    const auto& watch = remote.settings().watchLock;
+    const std::shared_ptr<void> underWay = watch ? watch(url, {}) : nullptr;
+    Request request = lockRequest(url, depth, owner);
+    Result<Answer> answer = co_await remote.send(std::move(request));
+    if (!answer) {
+        if (!mayHaveArrived(answer.error())) co_return std::move(answer).error();
+        co_return co_await lookForLost(remote, url, owner, std::move(answer).error());
+    }
+    if (!vxhost::isSuccess(answer->status) || answer->status == 207) {
+        Error error = refusal(*answer);
+        if (answer->status == 207) error.kind = Kind::locked;  // something below is
+        if (!mayHideALock(answer->status)) co_return std::move(error);
+        co_return co_await lookForLost(remote, url, owner, std::move(error));
+    }
+    std::string token = tokenOf(*answer, owner);
+    if (token.empty()) {
+        Error error = localError(Kind::network, "The server granted a lock without its token.");
+        co_return co_await lookForLost(remote, url, owner, std::move(error));
+    }
+    std::shared_ptr<void> held = watch ? watch(url, token) : nullptr;
+    co_return HeldLock(std::move(url), std::move(token), std::move(held));
+}
+
+Task<Result<void>> giveBack(Remote& remote, HeldLock lock) {
+    co_return co_await unlock(remote, lock.url(), lock.token());
+}
+
+}  // namespace quillon

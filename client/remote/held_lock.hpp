@@ -1,0 +1,32 @@
+// A write lock for the time of one change (RFC 4918, 9.10).
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "client/remote/remote.hpp"
+
+namespace quillon {
+
+class HeldLock {
+public:
+    HeldLock(std::string url, std::string token, std::shared_ptr<void> watch)
+        : url_(std::move(url)), token_(std::move(token)), watch_(std::move(watch)) {}
+    const std::string& url() const { return url_; }
+    const std::string& token() const { return token_; }
+
+private:
+    std::string url_, token_;
+    std::shared_ptr<void> watch_;  // the program's, while it is held
+};
+
+enum class Depth : bool { zero, infinity };
+
+// Exclusive. One that may have been granted though its answer was lost is looked for, by an owner's
+// text that is no other lock's, and given back. A lock that stays is among the error's locks.
+Task<Result<HeldLock>> takeLock(Remote& remote, std::string url, Depth depth);
+
+// Also after an interrupt. A lock that stays is among the error's locks.
+Task<Result<void>> giveBack(Remote& remote, HeldLock lock);
+
+}  // namespace quillon

@@ -1,0 +1,180 @@
+#include "client/remote/resource.hpp"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "client/address.hpp"
+#include "platform/base/ascii.hpp"
+#include "platform/base/status.hpp"
+#include "platform/markup/multistatus_reader.hpp"
+#include "platform/text/http_status.hpp"
+#include "platform/text/url.hpp"
+#include "platform/text/url_path.hpp"
+#include "platform/weblnk/requests.hpp"
+
+namespace quillon {
+namespace {
+
+using vxhost::Answer;
+using Response = vxhost::MultistatusResponse;
+
+constexpr const char* wantedProperties =
+    "<?xml version=\"1.0\" encoding=\"utf-8\"?><D:propfind xmlns:D=\"DAV:\"><D:prop>"
+    "<D:resourcetype/><D:getcontentlength/><D:getlastmodified/><D:getetag/>"
+    "</D:prop></D:propfind>";
+
+std::string_view pathOf(std::string_view href) {
+    return vxhost::splitReference(href).path;
+}
+
+std::string_view withoutFinalSlash(std::string_view path) {
+    if (path.size() > 1 && path.ends_with('/')) path.remove_suffix(1);
+    return path;
+}
+
+// Of an answer that arrives.
+class ResourceSink : public vxhost::BodySink {
+public:
+    ResourceSink(std::string_view url, uint64_t mostBytes) : url_(url), mostBytes_(mostBytes) {}
+
+    void begin(const Answer& answer) override {
+        members_ = {};
+        bytes_ = 0;
+        self_.reset();
+        reader_.reset();
+        askedPath_ = std::string(withoutFinalSlash(pathOf(answer.url)));
+        const bool isXml = answer.headers.first("Content-Type").find("xml") != std::string::npos;
+        if (answer.status != 207 && !isXml) return;
+        reader_.emplace([this](const Response& response) { add(response); });
+    }
+    void write(std::string_view piece) override {
+        if (reader_) reader_->feed(piece);
+    }
+    bool restartable() const override { return true; }
+
+    // Nothing when no multistatus came.
+    std::optional<Members> finish() {
+        if (!reader_) return {};
+        reader_->finish();
+        dropSelf();
+        std::vector<Resource>& all = members_.resources;
+        std::ranges::stable_sort(all, {}, &Resource::segment);
+        const auto twice = std::ranges::unique(all, {}, &Resource::segment);
+        all.erase(twice.begin(), twice.end());
+        std::erase_if(all, [](const Resource& each) { return each.segment.empty(); });
+        return std::move(members_);
+    }
+    // The resource that was asked for, at depth 0.
+    std::optional<Resource> finishOne() {
+        if (!reader_) return {};
+        reader_->finish();
+        if (members_.resources.empty()) return {};
+        return std::move(members_.resources.front());
+    }
+
+private:
+    void add(const Response& response) {
+        if (response.isRefused()) {
+            ++members_.unreadable;
+            return;
+        }
+        const std::string_view path = withoutFinalSlash(pathOf(response.href));
+        const std::string_view segment = lastSegment(path);
+        if (vxhost::isDotSegment(segment)) return;  // nobody's member
+        noteSelf(path);
+        Resource resource;
+        resource.segment = segment;
+        resource.isCollection = response.isCollection;
+        resource.size =
+            vxhost::parseNumber<uint64_t>(vxhost::trim(response.values[Response::contentLength]));
+        resource.modified = parseTime(vxhost::trim(response.values[Response::lastModified]));
+        resource.tag = vxhost::parseEntityTag(vxhost::trim(response.values[Response::entityTag]));
+        bytes_ += sizeof(Resource) + resource.segment.size() + resource.tag.text.size();
+        if (bytes_ > mostBytes_) {
+            throw vxhost::Failure(vxhost::WEBLNK_BAD_ANSWER,
+                                  "The collection has more members than memory may hold");
+        }
+        members_.resources.push_back(std::move(resource));
+    }
+
+    // The collection is among its members: under the path that was asked for, or, behind a proxy
+    // that rewrites paths, under the shortest of all, since it is above them.
+    void noteSelf(std::string_view path) {
+        const bool asked = vxhost::samePath(path, askedPath_);
+        const bool shorter = !self_ || (!self_->asked && path.size() < self_->length);
+        if (asked || shorter) self_ = {members_.resources.size(), path.size(), asked};
+    }
+
+    void dropSelf() {
+        if (!self_ || self_->index >= members_.resources.size()) return;
+        members_.resources.erase(members_.resources.begin() +
+                                 static_cast<std::ptrdiff_t>(self_->index));
+    }
+
+    struct Self {
+        size_t index;   // among the resources
+        size_t length;  // of its path
+        bool asked;     // by that path
+    };
+
+    const std::string url_;
+    const uint64_t mostBytes_;
+    std::string askedPath_;
+    std::optional<vxhost::MultistatusReader> reader_;
+    Members members_;
+    uint64_t bytes_ = 0;
+    std::optional<Self> self_;
+};
+
+Error notMultistatus(const Answer& answer) {
+    Error error = refusal(answer);
+    if (!vxhost::isSuccess(answer.status)) return error;
+    error.kind = Kind::network;
+    error.sentences = {
+        "The server's answer is no list of WebDAV. Is this the URL of a WebDAV "
+        "collection, and does nothing on the way answer in its place?"};
+    return error;
+}
+
+// The parser's complaints are thrown inside the request, and come as its failure.
+Task<Result<Answer>> ask(Remote& remote, std::string url, uint32_t depth, ResourceSink& sink) {
+    vxhost::Request request =
+        vxhost::propertiesRequest(std::move(url), depth, std::string(wantedProperties));
+    request.sink = &sink;
+    co_return co_await remote.send(std::move(request));
+}
+
+}  // namespace
+
+Task<Result<Members>> list(Remote& remote, std::string url) {
+    ResourceSink sink(url, remote.settings().mostListingBytes);
+    Result<Answer> answer = co_await ask(remote, url, 1, sink);
+    if (!answer) co_return answer.error();
+    if (!vxhost::isSuccess(answer->status)) co_return refusal(*answer);
+    try {
+        std::optional<Members> members = sink.finish();
+        if (!members) co_return notMultistatus(*answer);
+        members->asked = parseTime(answer->headers.first("Date"));
+        co_return std::move(*members);
+    } catch (const vxhost::Failure& failure) {
+        co_return requestError(failure);
+    }
+}
+
+Task<Result<std::optional<Resource>>> look(Remote& remote, std::string url) {
+    ResourceSink sink(url, remote.settings().mostListingBytes);
+    Result<Answer> answer = co_await ask(remote, url, 0, sink);
+    if (!answer) co_return answer.error();
+    if (answer->status == 404) co_return std::optional<Resource>();
+    if (!vxhost::isSuccess(answer->status)) co_return refusal(*answer);
+    try {
+        std::optional<Resource> found = sink.finishOne();
+        if (!found) co_return notMultistatus(*answer);
+        co_return std::move(found);
+    } catch (const vxhost::Failure& failure) {
+        co_return requestError(failure);
+    }
+}
+
+}  // namespace quillon

@@ -1,0 +1,35 @@
+// Resources as PROPFIND tells of them.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "client/remote/remote.hpp"
+#include "client/time.hpp"
+#include "platform/http/headers.hpp"
+
+namespace quillon {
+
+struct Resource {
+    std::string segment;  // its last one, encoded, without a final slash
+    bool isCollection = false;
+    std::optional<uint64_t> size;  // in bytes
+    std::optional<Time> modified;
+    vxhost::EntityTag tag;  // empty: none is told
+};
+
+struct Members {
+    std::vector<Resource> resources;  // of the collection, by their segments
+    size_t unreadable = 0;            // that the server itself cannot read
+    std::optional<Time> asked;        // by the server's clock
+};
+
+// What a collection holds: one PROPFIND of depth 1, parsed while it comes. The URL ends in a slash.
+Task<Result<Members>> list(Remote& remote, std::string url);
+
+// The one resource; nothing where there is none.
+Task<Result<std::optional<Resource>>> look(Remote& remote, std::string url);
+
+}  // namespace quillon
