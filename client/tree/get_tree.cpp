@@ -1,0 +1,399 @@
+#include "client/tree/get_tree.hpp"
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <utility>
+
+#include "client/outcome.hpp"
+#include "client/remote/content.hpp"
+#include "client/tree/walk.hpp"
+#include "platform/text/url.hpp"
+
+namespace quillon {
+namespace {
+
+constexpr size_t mostFilesAhead = 256;  // that are chosen, and wait for their turn
+
+// A member's content on its way into its folder.
+class FileTaker : public ContentTaker {
+public:
+    FileTaker(const LocalFolder& folder, const std::string& path, const TreeProgress& progress)
+        : folder_(folder), path_(path), progress_(progress) {}
+
+    void begin() override {
+        Result<void> begun;
+        if (file_) {
+            begun = file_->restart();
+        } else {
+            Result<NewFile> made = folder_.makeFile(path_);
+            if (made) {
+                file_.emplace(std::move(*made));
+            } else {
+                begun = std::move(made).error();
+            }
+        }
+        require(std::move(begun));
+    }
+    void take(std::string_view piece) override {
+        require(file_->write(piece));
+        if (progress_) progress_(piece.size());
+    }
+
+    std::optional<NewFile>& file() { return file_; }
+    // Why this side could not take it; empty: it could.
+    std::optional<Error>& failure() { return failure_; }
+
+private:
+    void require(Result<void> done) {
+        if (done) return;
+        failure_ = std::move(done).error();
+        throw std::runtime_error(failure_->sentences.front());
+    }
+
+    const LocalFolder& folder_;
+    const std::string& path_;
+    const TreeProgress& progress_;
+    std::optional<NewFile> file_;
+    std::optional<Error> failure_;
+};
+
+class Getting {
+public:
+    Getting(Remote& remote, const LocalFolder& folder, const TreeOptions& options)
+        : remote_(remote),
+          folder_(folder),
+          options_(options),
+          files_(remote.loop()),
+          slots_(remote.loop(), mostFilesAhead) {}
+
+    Task<Result<void>> run(std::string rootUrl) {
+        Walk walk(remote_, std::move(rootUrl), [this](std::string_view path, bool isCollection) {
+            return options_.filter.takes(path, isCollection);
+        });
+        Result<void> outcome;
+        for (bool isRoot = true;; isRoot = false) {
+            std::optional<WalkedCollection> walked = co_await walk.next();
+            if (!walked) break;
+            if (walked->members) {
+                co_await takeCollection(std::move(*walked));
+            } else if (isRoot || walked->members.error().kind == Kind::interrupted) {
+                outcome = walked->members.error();
+                break;
+            } else {
+                tellFailure(walked->path, walked->url, walked->members.error());
+            }
+        }
+        for (const std::string& path : walk.tooDeep()) {
+            tellUnfit(path, {}, "It lies too deep: does a collection hold itself?");
+        }
+        co_await walk.finish();
+        co_await files_.finish();
+        if (outcome && walk.isComplete()) removeLeftOver();
+        co_return std::move(outcome);
+    }
+
+private:
+    struct File {
+        std::string path, url;
+        Resource resource;
+        std::optional<LocalEntry> here;
+        std::optional<FileNote> note;
+        bool comparesContent;  // before it replaces what is here
+    };
+    struct LeftOver {
+        std::string path, url;
+        LocalEntry entry;
+    };
+
+    void tell(TreeEvent event) const { options_.tell(event); }
+    // The path in the folder of one in the tree.
+    std::string local(const std::string& path) const {
+        if (options_.base.empty()) return path;
+        return path.empty() ? options_.base : options_.base + '/' + path;
+    }
+    void tellFailure(const std::string& path, const std::string& url, const Error& error) const {
+        tell({TreeDeed::failed, path, url, {}, error});
+    }
+    void tellUnfit(const std::string& path, const std::string& url, std::string why) const {
+        tellFailure(path, url, localError(Kind::local, std::move(why)));
+    }
+
+    // By their names; empty where the folder is not there.
+    Result<std::map<std::string, ScannedEntry>> scan(const std::string& path) const {
+        std::map<std::string, ScannedEntry> entries;
+        Result<std::vector<ScannedEntry>> found = folder_.scan(local(path), options_.links);
+        if (!found) return std::move(found).error();
+        for (ScannedEntry& entry : *found) {
+            std::string name = entry.name;
+            entries.emplace(std::move(name), std::move(entry));
+        }
+        return entries;
+    }
+
+    // Names of which another one is the same file here: neither may replace the other.
+    std::set<std::string> clashing(const std::vector<Resource>& resources) const {
+        const Result<Folding> folding = folder_.folding();
+        std::set<std::string> clashes;
+        std::map<std::string, std::string> byKey;
+        for (const Resource& resource : resources) {
+            const std::string name = vxhost::decodeSegment(resource.segment);
+            const std::string key = foldedName(name, folding ? *folding : Folding{});
+            const auto [at, isFirst] = byKey.emplace(key, name);
+            if (!isFirst) clashes.insert({name, at->second});
+        }
+        return clashes;
+    }
+
+    Task<> takeCollection(WalkedCollection walked) {
+        if (!madeFolder(walked)) co_return;
+        std::map<std::string, ScannedEntry> here;
+        if (Result<std::map<std::string, ScannedEntry>> found = scan(walked.path); found) {
+            here = std::move(*found);
+        } else if (!options_.dryRun) {
+            tellFailure(walked.path, walked.url, found.error());
+            co_return;
+        }
+        const std::vector<Resource>& resources = walked.members->resources;
+        const std::set<std::string> clashes = clashing(resources);
+        for (const Resource& resource : resources) {
+            const std::string name = vxhost::decodeSegment(resource.segment);
+            const std::string path = Walk::pathOf(walked.path, resource);
+            const std::string url = walked.url + resource.segment;
+            const auto found = here.find(name);
+            std::optional<ScannedEntry> entry;
+            if (found != here.end()) {
+                entry = std::move(found->second);
+                here.erase(found);
+            }
+            if (std::string why = whyNotLocal(name); !why.empty()) {
+                tellUnfit(path, url, std::move(why));
+            } else if (clashes.contains(name)) {
+                tellUnfit(path, url, "Another member's name is the same file here.");
+            } else if (!resource.isCollection) {
+                File file{path, url, resource, {}, {}, false};
+                co_await takeFile(std::move(file), std::move(entry));
+            }
+        }
+        for (auto& [name, entry] : here) noteLeftOver(walked, std::move(entry));
+    }
+
+    // Makes the collection's folder, unless it is there. What its parent could not have, it cannot.
+    bool madeFolder(const WalkedCollection& walked) {
+        if (local(walked.path).empty()) return true;
+        const size_t slash = walked.path.rfind('/');
+        const std::string parent = slash == walked.path.npos ? "" : walked.path.substr(0, slash);
+        const std::string name = walked.path.substr(slash + 1);
+        const bool isRoot = walked.path.empty();
+        const bool impossible =
+            !isRoot && (refused_.contains(parent) || !whyNotLocal(name).empty());
+        const Result<std::optional<LocalEntry>> found =
+            impossible ? std::optional<LocalEntry>() : folder_.look(local(walked.path));
+        if (!impossible && found && *found && (*found)->kind == LocalKind::folder) return true;
+        if (!impossible && found && !*found) {
+            const Result<void> made =
+                options_.dryRun ? Result<void>() : folder_.makeFolder(local(walked.path));
+            if (made) {
+                tell({TreeDeed::made, walked.path, walked.url, {}, {}, true});
+                return true;
+            }
+            tellFailure(walked.path, walked.url, made.error());
+        } else if (!impossible) {
+            tellUnfit(walked.path, walked.url, "A file is here under its name.");
+        }
+        refused_.insert(walked.path);
+        return false;
+    }
+
+    Task<> takeFile(File file, std::optional<ScannedEntry> entry) {
+        if (entry) {
+            file.here = entry->entry;
+            const bool isUnfit = entry->unfit != Unfit::none;
+            if (isUnfit || entry->entry.kind != LocalKind::file) {
+                tellUnfit(file.path, file.url,
+                          isUnfit ? std::string(whyUnfit(entry->unfit))
+                                  : std::string("A folder is here under its name."));
+                co_return;
+            }
+            file.note = noteOf(file);
+        }
+        std::optional<bool> unchanged;
+        if (file.note && isUnchanged(*file.note, *file.here)) unchanged = true;
+        const FileNote* note = file.note ? &*file.note : nullptr;
+        Step step = chooseDown(file.resource, file.here, note, unchanged, options_.compare);
+        if (step == Step::compareContent) {
+            unchanged = hashHere(file) == note->hash;
+            step = chooseDown(file.resource, file.here, note, unchanged, options_.compare);
+        }
+        if (step == Step::none) {
+            tell({TreeDeed::same, file.path, file.url});
+        } else if (step == Step::keep) {
+            tell({TreeDeed::kept,
+                  file.path,
+                  file.url,
+                  {},
+                  localError(Kind::changedOnServer,
+                             "It was changed here since it was fetched, and was left alone.")});
+        } else if (options_.dryRun) {
+            tell({TreeDeed::fetched, file.path, file.url, file.resource.size});
+        } else {
+            file.comparesContent = options_.compare.checksum && file.here;
+            Gate::Pass slot = co_await slots_.enter();
+            files_.spawn(fetchFile(std::move(file), std::move(slot)));
+        }
+    }
+
+    std::optional<FileNote> noteOf(const File& file) const {
+        if (!options_.memory) return {};
+        std::optional<FileNote> note = options_.memory->find(folder_.shown(local(file.path)));
+        if (note && !vxhost::sameResource(note->url, file.url)) note.reset();
+        return note;
+    }
+
+    // Empty when it cannot be read.
+    std::string hashHere(const File& file) const {
+        const auto opened = folder_.openForReading(local(file.path), Links::left);
+        const Result<std::string> hash =
+            !opened ? opened.error()
+                    : caught([&]() -> Result<std::string> { return hashFile(*opened, file.path); });
+        return hash ? *hash : std::string();
+    }
+
+    Task<> fetchFile(File file, Gate::Pass slot) {
+        const Gate::Pass within = std::move(slot);  // until here, not until the task is taken away
+        const std::string place = local(file.path);
+        FileTaker taker(folder_, place, options_.progress);
+        const FetchWish wish{.size = file.resource.size};
+        Result<FetchedContent> fetched = co_await fetch(remote_, file.url, taker, wish);
+        if (!fetched) {
+            const Error& error = taker.failure() ? *taker.failure() : fetched.error();
+            tellFailure(file.path, file.url, error);
+            co_return;
+        }
+        finishFile(file, *fetched, *taker.file());
+    }
+
+    void finishFile(const File& file, const FetchedContent& fetched, NewFile& content) const {
+        const auto modified =
+            fetched.version.modified ? fetched.version.modified : file.resource.modified;
+        if (file.comparesContent && hashHere(file) == content.hash()) {
+            return tell({TreeDeed::same, file.path, file.url});
+        }
+        const Result<LocalEntry> placed = content.place(modified, file.here);
+        if (!placed) return tellNotPlaced(file, placed.error());
+        if (options_.memory) {
+            FileNote note;
+            note.url = file.url;
+            note.tag = provenTag(fetched.version);
+            note.serverDate = fetched.version.modified;
+            note.hash = content.hash();
+            note.size = content.size();
+            note.modifiedNs = placed->modifiedNs;
+            options_.memory->keep(folder_.shown(local(file.path)), content.descriptor(), note);
+        }
+        tell({TreeDeed::fetched, file.path, file.url, content.size()});
+    }
+
+    void tellNotPlaced(const File& file, const Error& error) const {
+        const bool changed = error.kind == Kind::changedHere;
+        tell({changed ? TreeDeed::kept : TreeDeed::failed, file.path, file.url, {}, error});
+    }
+
+    // What is here alone: it may have been removed there.
+    void noteLeftOver(const WalkedCollection& walked, ScannedEntry entry) {
+        if (entry.unfit != Unfit::none) return;
+        const std::string path = walked.path.empty() ? entry.name : walked.path + '/' + entry.name;
+        if (!options_.filter.takes(path, entry.entry.kind == LocalKind::folder)) return;
+        leftOver_.push_back({path, walked.url + vxhost::encodeSegment(entry.name), entry.entry});
+    }
+
+    void removeLeftOver() {
+        const auto known = [this](const LeftOver& each) { return wasOnBothSides(each); };
+        const auto unknown =
+            leftOver_.size() - static_cast<size_t>(std::ranges::count_if(leftOver_, known));
+        removesUnknown_ = options_.remove && unknown > 0 && options_.mayRemoveUnknown &&
+                          options_.mayRemoveUnknown(unknown);
+        for (const LeftOver& each : leftOver_) {
+            if (each.entry.kind == LocalKind::folder) {
+                removeFolder(each);
+            } else {
+                removeFile(each);
+            }
+        }
+    }
+
+    // Whether everything in it went.
+    bool removeFolder(const LeftOver& folder) {
+        const Result<std::vector<ScannedEntry>> found =
+            folder_.scan(local(folder.path), options_.links);
+        if (!found) {
+            tellFailure(folder.path, folder.url, found.error());
+            return false;
+        }
+        bool allWent = true;
+        for (const ScannedEntry& entry : *found) {
+            const LeftOver each{folder.path + '/' + entry.name,
+                                folder.url + '/' + vxhost::encodeSegment(entry.name), entry.entry};
+            const bool counts =
+                entry.unfit == Unfit::none &&
+                options_.filter.takes(each.path, entry.entry.kind == LocalKind::folder);
+            const bool isFolder = entry.entry.kind == LocalKind::folder;
+            const bool went = counts && (isFolder ? removeFolder(each) : removeFile(each));
+            allWent = allWent && went;
+        }
+        if (!options_.remove || !allWent) return false;
+        const Result<void> removed =
+            options_.dryRun ? Result<void>() : folder_.removeFolder(local(folder.path));
+        if (removed) {
+            tell({TreeDeed::removed, folder.path, folder.url, {}, {}, true});
+        } else {
+            tellFailure(folder.path, folder.url, removed.error());
+        }
+        return bool(removed);
+    }
+
+    bool removeFile(const LeftOver& each) {
+        const bool known = removesUnknown_ || wasOnBothSides(each);
+        if (!options_.remove || !known) {
+            tell({TreeDeed::leftOver, each.path, each.url});
+            return false;
+        }
+        const Result<void> removed =
+            options_.dryRun ? Result<void>() : folder_.removeFile(local(each.path), each.entry);
+        if (removed) {
+            if (options_.memory && !options_.dryRun) {
+                options_.memory->forget(folder_.shown(local(each.path)));
+            }
+            tell({TreeDeed::removed, each.path, each.url});
+        } else {
+            tellFailure(each.path, each.url, removed.error());
+        }
+        return bool(removed);
+    }
+
+    // And has not changed here since.
+    bool wasOnBothSides(const LeftOver& each) const {
+        const File file{each.path, each.url, {}, each.entry, {}, false};
+        const std::optional<FileNote> note = noteOf(file);
+        return note && (isUnchanged(*note, each.entry) || hashHere(file) == note->hash);
+    }
+
+    Remote& remote_;
+    const LocalFolder& folder_;
+    const TreeOptions& options_;
+    TaskGroup files_;
+    Gate slots_;
+    std::set<std::string> refused_;  // folders that could not be made
+    std::vector<LeftOver> leftOver_;
+    bool removesUnknown_ = false;
+};
+
+}  // namespace
+
+Task<Result<void>> getTree(Remote& remote, std::string rootUrl, const LocalFolder& folder,
+                           const TreeOptions& options) {
+    Getting getting(remote, folder, options);
+    co_return co_await getting.run(std::move(rootUrl));
+}
+
+}  // namespace quillon

@@ -1,0 +1,464 @@
+#include "client/tree/put_tree.hpp"
+
+#include <algorithm>
+#include <chrono>
+#include <map>
+#include <utility>
+
+#include "client/outcome.hpp"
+#include "client/remote/change.hpp"
+#include "client/tree/walk.hpp"
+#include "platform/http/file_upload.hpp"
+#include "platform/text/url.hpp"
+
+namespace quillon {
+namespace {
+
+constexpr size_t mostFilesAhead = 256;  // that are chosen, and wait for their turn
+constexpr size_t mostFoldersAhead = 16;
+
+// Takes the hash of a content that a server has.
+class HashTaker : public ContentTaker {
+public:
+    void begin() override { hash_.reset(); }
+    void take(std::string_view piece) override { hash_.add(piece); }
+    std::string hash() const { return hash_.hex(); }
+
+private:
+    vxhost::ContentHash hash_;
+};
+
+class Putting {
+public:
+    Putting(Remote& remote, const LocalFolder& folder, const TreeOptions& options,
+            AskFacts askFacts)
+        : remote_(remote),
+          folder_(folder),
+          options_(options),
+          askFacts_(std::move(askFacts)),
+          files_(remote.loop()),
+          slots_(remote.loop(), mostFilesAhead),
+          folders_(remote.loop(), mostFoldersAhead),
+          locks_(remote.loop(), 1) {}
+
+    Task<Result<void>> run(std::string rootUrl) {
+        const Result<std::optional<Resource>> root = co_await look(remote_, rootUrl);
+        if (!root) co_return root.error();
+        if (*root && !(*root)->isCollection) {
+            co_return localError(Kind::refused, "A file is there under its name.");
+        }
+        Result<void> outcome;
+        if (*root) {
+            outcome = co_await putExisting(rootUrl);
+        } else {
+            const std::string rootPath;
+            outcome = co_await makeFolder(rootPath, rootUrl);
+            if (outcome) co_await putNew(rootPath, rootUrl);
+        }
+        co_await files_.finish();
+        if (outcome && complete_) co_await removeLeftOver();
+        co_await files_.finish();
+        co_return std::move(outcome);
+    }
+
+private:
+    struct File {
+        std::string path, url;
+        LocalEntry here;
+        std::optional<Resource> there;
+        std::optional<FileNote> note;
+    };
+    struct LeftOver {
+        std::string path, url;
+        Resource resource;
+    };
+
+    void tell(TreeEvent event) const { options_.tell(event); }
+    void tellFailure(const std::string& path, const std::string& url, const Error& error) const {
+        const bool changed = error.kind == Kind::changedOnServer || error.kind == Kind::changedHere;
+        tell({changed ? TreeDeed::kept : TreeDeed::failed, path, url, {}, error});
+    }
+    void tellClash(const std::string& path, const std::string& url, std::string why) const {
+        tellFailure(path, url, localError(Kind::refused, std::move(why)));
+    }
+
+    // What is no part of a tree is passed over; what could be one, and cannot be read, has failed.
+    void tellUnfit(const std::string& path, const std::string& url, Unfit unfit) const {
+        if (unfit == Unfit::unfinished) return;
+        const bool failed = unfit == Unfit::noUtf8 || unfit == Unfit::unreadable;
+        const TreeDeed deed = failed ? TreeDeed::failed : TreeDeed::skipped;
+        tell({deed, path, url, {}, localError(Kind::local, std::string(whyUnfit(unfit)))});
+    }
+
+    static std::string pathIn(const std::string& parent, const std::string& name) {
+        return parent.empty() ? name : parent + '/' + name;
+    }
+
+    // Those that can be on the other side.
+    Result<std::vector<ScannedEntry>> scan(const std::string& path, const std::string& url) {
+        Result<std::vector<ScannedEntry>> found = folder_.scan(path, options_.links);
+        if (!found) return found;
+        std::erase_if(*found, [&](const ScannedEntry& entry) {
+            const std::string its = pathIn(path, entry.name);
+            const bool isFolder = entry.entry.kind == LocalKind::folder;
+            if (!options_.filter.takes(its, isFolder)) return true;
+            if (entry.unfit == Unfit::none) return false;
+            tellUnfit(its, url, entry.unfit);
+            return true;
+        });
+        return found;
+    }
+
+    Task<Result<void>> makeFolder(std::string path, std::string url) {
+        if (!options_.dryRun) {
+            Result<void> made = co_await makeCollection(remote_, url);
+            // Somebody made it meanwhile: it is there, as it should be.
+            const bool isThere = !made && made.error().httpStatus == 405;
+            if (!made && !isThere) co_return std::move(made);
+        }
+        tell({TreeDeed::made, std::move(path), std::move(url), {}, {}, true});
+        co_return Result<void>();
+    }
+
+    // A folder of which nothing is there.
+    Task<> putNew(std::string path, std::string url) {
+        const Result<std::vector<ScannedEntry>> found = scan(path, url);
+        if (!found) {
+            tellFailure(path, url, found.error());
+            co_return;
+        }
+        for (const ScannedEntry& entry : *found) {
+            const std::string its = pathIn(path, entry.name);
+            std::string itsUrl = url + vxhost::encodeSegment(entry.name);
+            if (entry.entry.kind == LocalKind::folder) {
+                Gate::Pass pass = co_await folders_.enter();
+                files_.spawn(putNewFolder(its, itsUrl + '/', std::move(pass)));
+            } else {
+                File file{its, std::move(itsUrl), entry.entry, {}, {}};
+                co_await chooseFile(std::move(file));
+            }
+        }
+    }
+
+    // The pass is for its own request: what is in it takes others.
+    Task<> putNewFolder(std::string path, std::string url, Gate::Pass pass) {
+        const Result<void> made = co_await makeFolder(path, url);
+        { const Gate::Pass ended = std::move(pass); }
+        if (made) {
+            co_await putNew(path, url);
+        } else {
+            tellFailure(path, url, made.error());
+        }
+    }
+
+    bool isFolderHere(std::string_view path) const {
+        const Result<std::optional<LocalEntry>> found = folder_.look(path);
+        return found && *found && (*found)->kind == LocalKind::folder;
+    }
+
+    // What is on both sides: only those collections are walked that are folders here.
+    Task<Result<void>> putExisting(std::string rootUrl) {
+        Walk walk(remote_, std::move(rootUrl), {}, [this](std::string_view path) {
+            return options_.filter.takes(path, true) && isFolderHere(path);
+        });
+        Result<void> outcome;
+        for (bool isRoot = true;; isRoot = false) {
+            std::optional<WalkedCollection> walked = co_await walk.next();
+            if (!walked) break;
+            if (walked->members) {
+                if (walked->members->asked) noteClock(*walked->members->asked);
+                co_await putInto(std::move(*walked));
+            } else if (isRoot || walked->members.error().kind == Kind::interrupted) {
+                outcome = walked->members.error();
+                break;
+            } else {
+                tellFailure(walked->path, walked->url, walked->members.error());
+            }
+        }
+        co_await walk.finish();
+        complete_ = walk.isComplete();
+        co_return std::move(outcome);
+    }
+
+    void noteClock(Time serverNow) {
+        const auto now = std::chrono::system_clock::now();
+        clock_.skewSeconds = std::chrono::duration<double>(serverNow - now).count();
+    }
+
+    Task<> putInto(WalkedCollection walked) {
+        Result<std::vector<ScannedEntry>> found = scan(walked.path, walked.url);
+        if (!found) {
+            tellFailure(walked.path, walked.url, found.error());
+            complete_ = false;
+            co_return;
+        }
+        std::map<std::string, Resource> there;  // by their names
+        for (Resource& resource : walked.members->resources) {
+            std::string name = vxhost::decodeSegment(resource.segment);
+            there.emplace(std::move(name), std::move(resource));
+        }
+        for (const ScannedEntry& entry : *found) {
+            const std::string path = pathIn(walked.path, entry.name);
+            const auto other = there.find(entry.name);
+            std::optional<Resource> resource;
+            if (other != there.end()) {
+                resource = std::move(other->second);
+                there.erase(other);
+            }
+            std::string url =
+                walked.url + (resource ? resource->segment : vxhost::encodeSegment(entry.name));
+            if (entry.entry.kind == LocalKind::file) {
+                File file{path, std::move(url), entry.entry, std::move(resource), {}};
+                co_await chooseFile(std::move(file));
+            } else if (resource && !resource->isCollection) {
+                tellClash(path, url, "A file is there under its name.");
+            } else if (!resource) {
+                Gate::Pass pass = co_await folders_.enter();
+                files_.spawn(putNewFolder(path, url + '/', std::move(pass)));
+            }
+        }
+        for (auto& [name, resource] : there) {
+            const std::string path = pathIn(walked.path, name);
+            if (!options_.filter.takes(path, resource.isCollection)) continue;
+            std::string url = walked.url + resource.segment;
+            leftOver_.push_back({path, std::move(url), std::move(resource)});
+        }
+    }
+
+    std::optional<FileNote> noteOf(const File& file) const {
+        if (!options_.memory) return {};
+        std::optional<FileNote> note = options_.memory->find(folder_.shown(file.path));
+        if (note && !vxhost::sameResource(note->url, file.url)) note.reset();
+        return note;
+    }
+
+    // Empty when it cannot be read.
+    std::string hashHere(const File& file) const {
+        const auto opened = folder_.openForReading(file.path, options_.links);
+        const Result<std::string> hash =
+            !opened ? opened.error()
+                    : caught([&]() -> Result<std::string> { return hashFile(*opened, file.path); });
+        return hash ? *hash : std::string();
+    }
+
+    Task<> chooseFile(File file) {
+        if (file.there) file.note = noteOf(file);
+        std::optional<bool> unchanged;
+        const FileNote* note = file.note ? &*file.note : nullptr;
+        if (note) unchanged = isUnchanged(*note, file.here) || hashHere(file) == note->hash;
+        const Step step =
+            chooseUp(file.here, file.there, note, unchanged, clock_, options_.compare);
+        if (step == Step::none) {
+            tell({TreeDeed::same, file.path, file.url});
+        } else if (step == Step::clash) {
+            tellClash(file.path, file.url, "A collection is there under its name.");
+        } else if (options_.dryRun) {
+            tell({TreeDeed::stored, file.path, file.url, file.here.size});
+        } else {
+            Gate::Pass slot = co_await slots_.enter();
+            files_.spawn(putFile(std::move(file), step, std::move(slot)));
+        }
+    }
+
+    Task<> putFile(File file, Step step, Gate::Pass slot) {
+        const Gate::Pass within = std::move(slot);  // until here, not until the task is taken away
+        if (step == Step::compareContent) {
+            const Result<bool> mayStore = co_await compareContent(file);
+            if (!mayStore) tellFailure(file.path, file.url, mayStore.error());
+            if (!mayStore || !*mayStore) co_return;
+        }
+        Result<vxhost::Descriptor> opened = folder_.openForReading(file.path, options_.links);
+        if (!opened) {
+            tellFailure(file.path, file.url, opened.error());
+            co_return;
+        }
+        vxhost::FileUpload content(std::move(*opened), folder_.shown(file.path));
+        const Result<Stored> stored = co_await send(file, content);
+        if (!stored) {
+            tellFailure(file.path, file.url, stored.error());
+            co_return;
+        }
+        if (options_.progress) options_.progress(*content.length());
+        noteStored(file, content, *stored);
+        tell({TreeDeed::stored, file.path, file.url, content.length()});
+    }
+
+    // Whether what is here is to be stored, by the content that is there: not when it is the same,
+    // which is told and noted, and not when it is another one than the file's note tells.
+    Task<Result<bool>> compareContent(const File& file) {
+        HashTaker taker;
+        const FetchWish wish{.size = file.there->size};
+        const Result<FetchedContent> fetched = co_await fetch(remote_, file.url, taker, wish);
+        if (!fetched) co_return fetched.error();
+        const std::string there = taker.hash();
+        if (there == hashHere(file)) {
+            keepNote(file, makeNote(file, fetched->version, there), file.here);
+            tell({TreeDeed::same, file.path, file.url});
+            co_return false;
+        }
+        if (!file.note || there == file.note->hash) co_return true;
+        co_return localError(Kind::changedOnServer,
+                             "Somebody changed it on the server since this file came from there, "
+                             "and it was left alone. Fetch it under another name, and look at both "
+                             "(or overwrite it with --force).");
+    }
+
+    Task<Result<Stored>> send(const File& file, vxhost::FileUpload& content) {
+        std::vector<std::string> headers;
+        if (!file.there) {
+            const Conditions nothingThere{.onlyNew = true};
+            co_return co_await store(remote_, file.url, content, nothingThere, headers);
+        }
+        const Result<PutFacts> facts = co_await askFacts_();
+        if (!facts) co_return facts.error();
+        if (facts->guard != Guard::lock) {
+            co_return co_await replaceMember(remote_, file.url, content, *file.there, facts->guard,
+                                             headers);
+        }
+        // One after another: some servers lose locks that are taken at the same time.
+        const Gate::Pass alone = co_await locks_.enter();
+        co_return co_await replaceMember(remote_, file.url, content, *file.there, Guard::lock,
+                                         headers);
+    }
+
+    FileNote makeNote(const File& file, const Version& version, std::string hash) const {
+        FileNote note;
+        note.url = file.url;
+        note.tag = provenTag(version);
+        note.serverDate = version.modified ? version.modified : version.date;
+        note.hash = std::move(hash);
+        return note;
+    }
+
+    void noteStored(const File& file, const vxhost::FileUpload& content, const Stored& stored) {
+        FileNote note = makeNote(file, stored.version, content.hash());
+        // It is of what was stored, and of nothing that came after it.
+        note.tag = speltTag(stored.version.tag);
+        keepNote(file, std::move(note), localEntryOf(content.begun()));
+    }
+
+    void keepNote(const File& file, FileNote note, const LocalEntry& here) const {
+        if (!options_.memory) return;
+        note.size = here.size;
+        note.modifiedNs = here.modifiedNs;
+        const auto opened = folder_.openForReading(file.path, options_.links);
+        if (opened) options_.memory->keep(folder_.shown(file.path), *opened, note);
+    }
+
+    // What is there alone: it may have been removed here.
+    Task<> removeLeftOver() {
+        const auto known = [this](const LeftOver& each) { return wasOnBothSides(each); };
+        const auto unknown =
+            leftOver_.size() - static_cast<size_t>(std::ranges::count_if(leftOver_, known));
+        removesUnknown_ = options_.remove && unknown > 0 && options_.mayRemoveUnknown &&
+                          options_.mayRemoveUnknown(unknown);
+        for (const LeftOver& each : leftOver_) {
+            if (each.resource.isCollection) {
+                std::string url = each.url + '/';
+                co_await removeCollection(each.path, std::move(url));
+            } else if (mayRemove(each)) {
+                Gate::Pass slot = co_await slots_.enter();
+                files_.spawn(removeBeside(each, std::move(slot)));
+            }
+        }
+    }
+
+    bool mayRemove(const LeftOver& each) const {
+        const bool known = removesUnknown_ || wasOnBothSides(each);
+        if (!options_.remove || !known) {
+            tell({TreeDeed::leftOver, each.path, each.url});
+            return false;
+        }
+        if (options_.dryRun) tell({TreeDeed::removed, each.path, each.url});
+        return !options_.dryRun;
+    }
+
+    // And has not changed there since. The file here is gone, and its attributes with it.
+    bool wasOnBothSides(const LeftOver& each) const {
+        if (!options_.memory) return false;
+        const auto note = options_.memory->find(folder_.shown(each.path));
+        return note && vxhost::sameResource(note->url, each.url) &&
+               compareWithNote(each.resource, *note) == Likeness::same;
+    }
+
+    Task<> removeBeside(LeftOver each, Gate::Pass slot) {
+        const Gate::Pass within = std::move(slot);
+        co_await removeFile(std::move(each));
+    }
+
+    Task<bool> removeFile(LeftOver each) {
+        const Result<PutFacts> facts = co_await askFacts_();
+        Result<void> removed;
+        if (!facts) {
+            removed = facts.error();
+        } else if (facts->guard == Guard::lock) {
+            const Gate::Pass alone = co_await locks_.enter();
+            removed = co_await removeMember(remote_, each.url, each.resource, Guard::lock);
+        } else {
+            removed = co_await removeMember(remote_, each.url, each.resource, facts->guard);
+        }
+        if (removed) {
+            tell({TreeDeed::removed, each.path, each.url});
+        } else {
+            tellFailure(each.path, each.url, removed.error());
+        }
+        co_return bool(removed);
+    }
+
+    // Its members first; itself when a look finds it empty.
+    Task<> removeCollection(std::string path, std::string url) {
+        const Result<Members> members = co_await list(remote_, url);
+        if (!members) {
+            tellFailure(path, url, members.error());
+            co_return;
+        }
+        bool mayGo = members->unreadable == 0;
+        for (const Resource& resource : members->resources) {
+            LeftOver each{Walk::pathOf(path, resource), url + resource.segment, resource};
+            if (resource.isCollection) {
+                std::string inner = each.url + '/';
+                co_await removeCollection(each.path, std::move(inner));
+            } else if (mayRemove(each)) {
+                const bool went = co_await removeFile(std::move(each));
+                mayGo = mayGo && went;
+            } else {
+                mayGo = mayGo && options_.remove && options_.dryRun;
+            }
+        }
+        if (!mayGo || !options_.remove) co_return;
+        const Result<Members> left = co_await list(remote_, url);
+        if (options_.dryRun || (left && !left->resources.empty())) co_return;
+        Result<void> removed;
+        if (left) {
+            removed = co_await remove(remote_, url);
+        } else {
+            removed = left.error();
+        }
+        if (removed) {
+            tell({TreeDeed::removed, std::move(path), std::move(url), {}, {}, true});
+        } else {
+            tellFailure(path, url, removed.error());
+        }
+    }
+
+    Remote& remote_;
+    const LocalFolder& folder_;
+    const TreeOptions& options_;
+    AskFacts askFacts_;
+    TaskGroup files_;
+    Gate slots_, folders_, locks_;
+    ServerClock clock_;
+    bool complete_ = false;  // all of the tree there was seen
+    std::vector<LeftOver> leftOver_;
+    bool removesUnknown_ = false;
+};
+
+}  // namespace
+
+Task<Result<void>> putTree(Remote& remote, std::string rootUrl, const LocalFolder& folder,
+                           const TreeOptions& options, AskFacts askFacts) {
+    Putting putting(remote, folder, options, std::move(askFacts));
+    co_return co_await putting.run(std::move(rootUrl));
+}
+
+}  // namespace quillon

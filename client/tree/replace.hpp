@@ -1,0 +1,33 @@
+// A member that is there gets a new content, unless somebody changed it since it was looked at.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "client/remote/content.hpp"
+#include "client/remote/resource.hpp"
+
+namespace quillon {
+
+// What makes sure that nobody else's change is overwritten.
+enum class Guard : uint8_t {
+    condition,      // If-Match, on a server that looks at it again after the body
+    conditionInIf,  // the same in the If header
+    lock,           // and the tag beside its token
+    look,           // nothing better is there: a look right before, and a gap behind it
+};
+
+// The content is stored, or the error is Kind::changedOnServer where the member is not what was
+// seen. The version in the result is what was stored, where that is certain; else its tag is empty.
+Task<Result<Stored>> replaceMember(Remote& remote, std::string url, vxhost::UploadSource& content,
+                                   Resource seen, Guard guard,
+                                   std::vector<std::string> extraHeaders);
+
+// The member goes, or the error is Kind::changedOnServer as above. Without locks and conditions a
+// gap is between the look and the request.
+Task<Result<void>> removeMember(Remote& remote, std::string url, Resource seen, Guard guard);
+
+// Whether both are of the same content, as far as a server tells.
+bool isSameVersion(const Resource& seen, const Resource& now);
+
+}  // namespace quillon

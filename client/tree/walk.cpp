@@ -1,0 +1,102 @@
+#include "client/tree/walk.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/text/url.hpp"
+
+namespace quillon {
+namespace {
+
+// No tree that people make is so deep; a collection that holds itself is, and so is a hostile one.
+constexpr size_t mostDepth = 100;
+constexpr size_t mostAhead = 64;  // collections that are asked for before their turn
+constexpr size_t mostWaitingResources = 1 << 16;  // of those, until their turn
+
+}  // namespace
+
+Walk::Walk(Remote& remote, std::string rootUrl, Filter filter, Enters enters)
+    : remote_(remote),
+      filter_(std::move(filter)),
+      enters_(std::move(enters)),
+      asking_(remote.loop()) {
+    nodes_.push_back({{}, std::move(rootUrl)});
+}
+
+Walk::~Walk() = default;
+
+void Walk::filterMembers(Node& node) const {
+    if (!filter_ || !*node.members) return;
+    std::erase_if((*node.members)->resources, [&](const Resource& resource) {
+        return !filter_(pathOf(node.path, resource), resource.isCollection);
+    });
+}
+
+std::string Walk::pathOf(const std::string& parent, const Resource& resource) {
+    const std::string name = vxhost::decodeSegment(resource.segment);
+    return parent.empty() ? name : parent + '/' + name;
+}
+
+Task<> Walk::ask(Place node) {
+    node->members = co_await list(remote_, node->url);
+    filterMembers(*node);
+    if (*node->members) waitingResources_ += (*node->members)->resources.size();
+    if (node->waiting) remote_.loop().post(std::exchange(node->waiting, nullptr));
+}
+
+// Its collections become nodes right behind it.
+void Walk::enter(Place node) {
+    const auto behind = std::next(node);
+    if (!*node->members) return;
+    for (const Resource& resource : (*node->members)->resources) {
+        if (!resource.isCollection) continue;
+        std::string path = pathOf(node->path, resource);
+        if (enters_ && !enters_(path)) continue;
+        if (node->depth == mostDepth) {
+            tooDeep_.push_back(std::move(path));
+            continue;
+        }
+        nodes_.insert(behind,
+                      {std::move(path), node->url + resource.segment + '/', node->depth + 1});
+    }
+}
+
+// The next ones in their order, as long as what came before its turn is not too much to keep.
+void Walk::askAhead() {
+    size_t ahead = 0;
+    for (auto node = nodes_.begin(); node != nodes_.end() && ahead < mostAhead; ++node, ++ahead) {
+        if (node->members && !std::exchange(node->entered, true)) enter(node);
+        if (node->asked) continue;
+        if (node != nodes_.begin() && waitingResources_ > mostWaitingResources) return;
+        node->asked = true;
+        asking_.spawn(ask(node));
+    }
+}
+
+Task<std::optional<WalkedCollection>> Walk::next() {
+    if (nodes_.empty()) co_return std::nullopt;
+    askAhead();
+    const Place first = nodes_.begin();
+    if (!first->members) {
+        struct Waiting {
+            Node& node;
+            bool await_ready() const { return node.members.has_value(); }
+            void await_suspend(std::coroutine_handle<> task) { node.waiting = task; }
+            void await_resume() const {}
+        };
+        co_await Waiting{*first};
+        askAhead();
+    }
+    WalkedCollection walked{std::move(first->path), std::move(first->url),
+                            std::move(*first->members)};
+    nodes_.erase(first);
+    if (walked.members) {
+        waitingResources_ -= walked.members->resources.size();
+        complete_ = complete_ && walked.members->unreadable == 0;
+    } else {
+        complete_ = false;
+    }
+    co_return std::move(walked);
+}
+
+}  // namespace quillon

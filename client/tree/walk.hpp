@@ -1,0 +1,76 @@
+// The collections of a tree on a server, one after the other in a fixed order, while those that
+// follow are being asked for.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <list>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "client/remote/remote.hpp"
+#include "client/remote/resource.hpp"
+
+namespace quillon {
+
+// A collection of the tree and what it holds. Its members' collections come right behind it, each
+// before the next, by their segments.
+struct WalkedCollection {
+    std::string path;  // decoded names with "/" between them; empty: the root
+    std::string url;   // ends in a slash; made of the root's and of segments alone
+    Result<Members> members;
+};
+
+class Walk {
+public:
+    // Whether a member is told at all; may be empty: all are.
+    using Filter = std::function<bool(std::string_view path, bool isCollection)>;
+    // Whether a collection that is told is asked for what it holds; may be empty: all are.
+    using Enters = std::function<bool(std::string_view path)>;
+
+    Walk(Remote& remote, std::string rootUrl, Filter filter = {}, Enters enters = {});
+    ~Walk();
+    Walk(const Walk&) = delete;
+    Walk& operator=(const Walk&) = delete;
+
+    // The next one; nothing after the last. What is asked for ahead is bounded by what waits.
+    Task<std::optional<WalkedCollection>> next();
+    // To be awaited before the walk goes: what was asked for ahead is answered.
+    auto finish() { return asking_.finish(); }
+
+    // Whether everything was told so far: nothing failed, and nothing was too deep to be entered.
+    bool isComplete() const { return complete_ && tooDeep_.empty(); }
+    // Collections that are too deep, as those that hold themselves are.
+    const std::vector<std::string>& tooDeep() const { return tooDeep_; }
+
+    // Of a member of the collection with that path.
+    static std::string pathOf(const std::string& parent, const Resource& resource);
+
+private:
+    struct Node {
+        std::string path, url;
+        size_t depth = 0;
+        bool asked = false;
+        bool entered = false;  // its collections are among the nodes
+        std::optional<Result<Members>> members{};
+        std::coroutine_handle<> waiting{};  // for them
+    };
+    using Place = std::list<Node>::iterator;
+
+    void askAhead();
+    Task<> ask(Place node);
+    void enter(Place node);
+    void filterMembers(Node& node) const;
+
+    Remote& remote_;
+    Filter filter_;
+    Enters enters_;
+    std::list<Node> nodes_;        // in their order; the first is the next
+    size_t waitingResources_ = 0;  // of collections that came before their turn
+    bool complete_ = true;
+    std::vector<std::string> tooDeep_;
+    TaskGroup asking_;
+};
+
+}  // namespace quillon
