@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "cli/commands/command.hpp"
+#include "cli/commands/trees.hpp"
 #include "cli/commands/what_is_there.hpp"
 #include "cli/session/jobs.hpp"
 #include "cli/terminal/process.hpp"
@@ -39,6 +40,7 @@ struct GetOptions {
     bool force = false;     // a local file that was changed since does not count
     bool noMemory = false;
     bool startsOver = false;  // what an interrupted run had does not count, and nothing stays
+    TreeChoice tree;
 };
 
 // Where a member goes, by -o or under its own name.
@@ -218,6 +220,11 @@ int run(Session& session, GetOptions& options) {
         complain("get needs a URL. See quillon get --help.");
         return exitUsage;
     }
+    if (options.tree.isTree) {
+        options.tree.force = options.force;
+        options.tree.forgets = options.noMemory;
+        return getTrees(session, options.urls, options.directory, options.tree);
+    }
     int code = exitDone;
     const std::vector<Address> members = wantedMembers(session, options, code);
     if (members.empty() || code == exitInterrupted) return code;
@@ -257,6 +264,7 @@ void addGet(CommandDefinition program, Invocation& invocation) {
     command.addFlag("--no-resume", options->startsOver,
                     "Begin anew, and keep nothing of what breaks off");
     addJobsOption(command, options->jobs, std::to_string(defaultJobs));
+    addTreeOptions(command, options->tree);
     command.setFooter(
         "A local file appears when all of it has come, with the server's date; one that is\n"
         "replaced stays whole until then, and keeps its permissions. Under the member's own name\n"

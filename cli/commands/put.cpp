@@ -6,6 +6,7 @@
 
 #include "cli/commands/change.hpp"
 #include "cli/commands/command.hpp"
+#include "cli/commands/trees.hpp"
 #include "cli/commands/what_is_there.hpp"
 #include "cli/parser/options.hpp"
 #include "cli/session/jobs.hpp"
@@ -25,6 +26,7 @@ struct PutOptions {
     bool force = false;
     bool noMemory = false;
     size_t jobs = 0;  // 0: not given
+    TreeChoice tree;
 };
 
 Result<void> checkUnchanged(const Hold& hold, std::optional<Time> limit) {
@@ -176,6 +178,11 @@ int run(Session& session, PutOptions& options) {
     }
     const Result<Address> url = parseUrl(session, typed);
     if (!url) return exitCode(url.error().kind);
+    if (options.tree.isTree) {
+        options.tree.force = options.force;
+        options.tree.forgets = options.noMemory;
+        return putTrees(session, files, *url, options.tree);
+    }
     if (files.size() > 1 && url->namesMember()) {
         complain("several files go into a collection: end its URL with a slash.");
         return exitUsage;
@@ -205,6 +212,8 @@ void addPut(CommandDefinition program, Invocation& invocation) {
                   "1, since some servers confuse locks that are taken at the same time, or with "
                   "--force " +
                       std::to_string(defaultJobs) + ",");
+    addTreeOptions(command, options->tree);
+    addFollowOption(command, options->tree);
     command.setFooter(
         "A member that exists is replaced: under a lock, so that nobody else writes at the same\n"
         "time, or where the server has no locks unless it changes while this runs. When FILE came\n"

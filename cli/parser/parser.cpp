@@ -222,7 +222,9 @@ OptionDefinition CommandDefinition::addOption(const std::string& names, Taker ta
         const Result<void> taken = take(text);
         if (!taken) throw CLI::ValidationError(names, taken.error().sentences.front());
     };
-    return OptionDefinition(app_->add_option_function<std::string>(names, takeOrThrow, meaning));
+    // Several options with takers may be one list, whose order counts.
+    CLI::Option* option = app_->add_option_function<std::string>(names, takeOrThrow, meaning);
+    return OptionDefinition(option->trigger_on_parse());
 }
 
 OptionDefinition CommandDefinition::addFlag(const std::string& names, bool& given,

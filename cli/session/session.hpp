@@ -22,6 +22,10 @@
 #include "cli/terminal/progress.hpp"
 #include "client/collection.hpp"
 
+namespace quillon {
+class Remote;
+}
+
 namespace quillon::cli {
 
 // Worker threads (jobs.hpp) share a session: findLogin, extension, open, list and openMember may be
@@ -50,6 +54,13 @@ public:
         if (other.error().kind == Kind::interrupted) return other.error();
         return refusal(address, *login, std::move(result).error());
     }
+
+    // Runs an action on bare requests to the address's server, which gives a Result. It must be safe
+    // to be run again where the first thing that it asked for was refused for want of a password.
+    // Defined in remote_access.hpp.
+    template <class Action>
+    auto withRemote(const Address& address, Action&& action)
+        -> decltype(action(std::declval<Remote&>()));
 
     // The address's collection; those that this thread opened last stay open for its later calls
     // that ask for the same.

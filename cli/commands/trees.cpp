@@ -1,0 +1,229 @@
+#include "cli/commands/trees.hpp"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <utility>
+
+#include "cli/commands/command.hpp"
+#include "cli/session/question.hpp"
+#include "cli/session/remote_access.hpp"
+#include "cli/terminal/events.hpp"
+#include "cli/terminal/exit_code.hpp"
+#include "cli/terminal/process.hpp"
+#include "cli/terminal/report.hpp"
+#include "client/tree/get_tree.hpp"
+#include "client/tree/put_facts.hpp"
+#include "client/tree/put_tree.hpp"
+
+namespace quillon::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string_view wordOf(TreeDeed deed) {
+    switch (deed) {
+        case TreeDeed::fetched:
+            return "fetched";
+        case TreeDeed::stored:
+            return "stored";
+        case TreeDeed::made:
+            return "made";
+        case TreeDeed::removed:
+            return "removed";
+        case TreeDeed::same:
+            return "the same";
+        case TreeDeed::kept:
+            return "kept";
+        case TreeDeed::leftOver:
+            return "on one side alone";
+        case TreeDeed::skipped:
+            return "skipped";
+        case TreeDeed::failed:
+            return "failed";
+    }
+    return "";
+}
+
+// Tells a person, or a program, what happens to a tree; the code is that of its first failure.
+class TreeTeller {
+public:
+    TreeTeller(Session& session, const TreeChoice& choice, std::string_view attempt)
+        : session_(session),
+          attempt_(attempt),
+          events_(mannerOf(session, choice), session.progress()) {}
+
+    void tell(const TreeEvent& event) {
+        if (event.deed == TreeDeed::same || event.deed == TreeDeed::leftOver) {
+            events_.count(wordOf(event.deed));
+        } else {
+            const std::string why = event.error ? event.error->sentences.front() : std::string();
+            events_.tell({wordOf(event.deed), event.isFolder ? event.path + '/' : event.path,
+                          event.url, event.size, why});
+        }
+        if (event.error) tellError(event);
+    }
+    int finish(const Result<void>& outcome, const Address& root) {
+        session_.progress().finish();
+        events_.sumUp();
+        if (outcome) return code_;
+        return report(attempt_, root.url(), outcome.error());
+    }
+
+private:
+    static Events::Manner mannerOf(const Session& session, const TreeChoice& choice) {
+        if (choice.json) return Events::Manner::json;
+        if (choice.quiet) return Events::Manner::quiet;
+        const bool lines = choice.dryRun || session.options().verbosity > 0;
+        return lines ? Events::Manner::lines : Events::Manner::summary;
+    }
+
+    void tellError(const TreeEvent& event) {
+        session_.progress().hide();
+        if (event.deed == TreeDeed::skipped) {
+            complain(fmt::format("{}: {}", event.path, event.error->sentences.front()));
+            return;
+        }
+        const int code = report(attempt_, event.url, *event.error);
+        if (code_ == exitDone || code == exitInterrupted) code_ = code;
+    }
+
+    Session& session_;
+    const std::string attempt_;
+    Events events_;
+    int code_ = exitDone;
+};
+
+TreeOptions treeOptions(const TreeChoice& choice, FileMemory& memory, TreeTeller& teller,
+                        Progress& progress) {
+    TreeOptions options;
+    options.compare = {choice.all, choice.checksum, choice.force};
+    options.filter = choice.filter;
+    options.dryRun = choice.dryRun;
+    options.remove = choice.remove || choice.removeUnknown;
+    options.links = choice.follow ? Links::followed : Links::left;
+    options.memory = choice.forgets ? nullptr : &memory;
+    options.tell = [&teller](const TreeEvent& event) { teller.tell(event); };
+    options.progress = [&progress, moved = uint64_t{0}](uint64_t bytes) mutable {
+        moved += bytes;
+        progress.update(moved, 0);
+    };
+    options.mayRemoveUnknown = [&choice](size_t count) {
+        if (!choice.removeUnknown) return false;
+        if (choice.yes || choice.dryRun) return true;
+        const Result<bool> answer = askPerson(
+            fmt::format("Remove also {} that nobody noted to have been on the other side?", count),
+            "--yes");
+        if (!answer) complain(answer.error().sentences.front());
+        return answer && *answer;
+    };
+    return options;
+}
+
+int getTree(Session& session, const Address& address, const std::string& directory,
+            const TreeChoice& choice, FileMemory& memory) {
+    const Address root = address.asCollection();
+    TreeTeller teller(session, choice, "fetch");
+    const Result<LocalFolder> folder = LocalFolder::open(directory.empty() ? "." : directory);
+    if (!folder) return teller.finish(folder.error(), root);
+    TreeOptions options = treeOptions(choice, memory, teller, session.progress());
+    const bool isRoot = !root.asMember().namesMember();
+    if (!isRoot) options.base = root.name();
+    if (std::string why = isRoot ? "" : whyNotLocal(options.base); !why.empty()) {
+        return teller.finish(localError(Kind::usage, std::move(why)), root);
+    }
+    session.progress().start(root.name());
+    const Result<void> outcome = session.withRemote(root, [&](Remote& remote) -> Result<void> {
+        return remote.run(getTree(remote, root.url(), *folder, options));
+    });
+    return teller.finish(outcome, root);
+}
+
+int putTree(Session& session, const std::string& path, const Address& url, const TreeChoice& choice,
+            FileMemory& memory) {
+    TreeTeller teller(session, choice, "store");
+    std::error_code none;
+    const fs::path absolute = fs::weakly_canonical(path, none);
+    const std::string name = absolute.filename().string();
+    const Result<Address> member =
+        name.empty() ? url.asCollection() : url.asCollection().member(name);
+    if (!member) return teller.finish(member.error(), url);
+    const Address root = member->asCollection();
+    const Result<LocalFolder> folder = LocalFolder::open(path);
+    if (!folder) return teller.finish(folder.error(), root);
+    const TreeOptions options = treeOptions(choice, memory, teller, session.progress());
+    session.progress().start(name);
+    const Result<void> outcome = session.withRemote(root, [&](Remote& remote) -> Result<void> {
+        PutFactsOnce facts(remote, root.url());
+        return remote.run(
+            putTree(remote, root.url(), *folder, options, [&facts] { return facts.ask(); }));
+    });
+    return teller.finish(outcome, root);
+}
+
+}  // namespace
+
+void addTreeOptions(CommandDefinition command, TreeChoice& choice) {
+    command.addFlag("-r,--recursive", choice.isTree, "Whole trees");
+    command.addFlag("--all", choice.all, "Of a tree: transfer also what is the same already");
+    command.addFlag("--checksum", choice.checksum,
+                    "Of a tree: compare contents, not sizes and dates");
+    command.addFlag("--delete", choice.remove,
+                    "Of a tree: remove what was on both sides and is no more on the other");
+    command.addFlag("--delete-unknown", choice.removeUnknown,
+                    "The same, also of what nobody noted to have been there, after a question");
+    command.addFlag("-y,--yes", choice.yes, "Answer that question with yes");
+    command
+        .addOption(
+            "-x,--exclude",
+            [&choice](const std::string& text) { return choice.filter.exclude(text); },
+            "Leave out what matches, as a line of .gitignore does; the last one decides")
+        .typeName("PATTERN");
+    command
+        .addOption(
+            "-i,--include",
+            [&choice](const std::string& text) { return choice.filter.include(text); },
+            "Take what matches all the same")
+        .typeName("PATTERN");
+    command
+        .addOption(
+            "--exclude-from",
+            [&choice](const std::string& text) { return choice.filter.excludeFrom(text); },
+            "Leave out what its lines match")
+        .typeName("FILE");
+    command.addFlag("-n,--dry-run", choice.dryRun, "Say what would be done, and do nothing");
+    command.addFlag("--json", choice.json, "An object a file and line, for other programs");
+    command.addFlag("-q,--quiet", choice.quiet, "Tell of failures alone");
+}
+
+void addFollowOption(CommandDefinition command, TreeChoice& choice) {
+    command.addFlag("--follow", choice.follow, "Store what symbolic links lead to");
+}
+
+int getTrees(Session& session, std::vector<std::string>& urls, const std::string& directory,
+             TreeChoice& choice) {
+    FileMemory memory;
+    int code = exitDone;
+    for (std::string& url : urls) {
+        const Result<Address> address = parseUrl(session, url);
+        const int its = address ? getTree(session, *address, directory, choice, memory)
+                                : exitCode(address.error().kind);
+        if (code == exitDone || its == exitInterrupted) code = its;
+        if (its == exitInterrupted) break;
+    }
+    return code;
+}
+
+int putTrees(Session& session, const std::vector<std::string>& folders, const Address& url,
+             TreeChoice& choice) {
+    FileMemory memory;
+    int code = exitDone;
+    for (const std::string& folder : folders) {
+        const int its = putTree(session, folder, url, choice, memory);
+        if (code == exitDone || its == exitInterrupted) code = its;
+        if (its == exitInterrupted) break;
+    }
+    return code;
+}
+
+}  // namespace quillon::cli
