@@ -3,12 +3,13 @@
 #include <fmt/format.h>
 
 #include <utility>
+#include <vector>
 
 #include "platform/base/status.hpp"
 #include "platform/markup/multistatus_reader.hpp"
 #include "platform/markup/serialize.hpp"
 #include "platform/text/http_status.hpp"
-#include "platform/weblnk/properties.hpp"
+#include "platform/text/url.hpp"
 
 namespace quillon {
 namespace {
@@ -22,20 +23,48 @@ Request changeOf(const char* method, std::string url,
     request.method = method;
     request.url = std::move(url);
     request.policy = vxhost::changing;
-    request.headers = headerLines(conditions);
+    request.headers = headerLines(conditions, vxhost::encodeForRequest(request.url));
     return request;
 }
 
-// A 207 holds what was not done; the first of that is the answer.
+constexpr size_t mostRefusalsTold = 5;
+
+// A 207 holds what was not done (RFC 4918, 9.6.1): the first of that, but for what failed because
+// of something else, is the answer, and the first few are told.
+Error partlyDone(Answer& answer) {
+    std::vector<std::string> told;
+    size_t refused = 0;
+    int32_t first = 0;
+    vxhost::MultistatusReader reader([&](const vxhost::MultistatusResponse& response) {
+        const int32_t status = vxhost::parseStatusLine(response.status).value_or(200);
+        if (vxhost::isSuccess(status)) return;
+        const bool isCause = status != 424;
+        if (first == 0 || (first == 424 && isCause)) first = status;
+        if (!isCause || ++refused > mostRefusalsTold) return;
+        told.push_back(fmt::format("{}: {}", response.href, answerText(status)));
+    });
+    reader.feed(answer.text);
+    reader.finish();
+    if (first == 0) return localError(Kind::local, {});  // all of it was done
+    answer.status = first;
+    Error error = refusal(answer);
+    if (!told.empty()) error.sentences = std::move(told);
+    error.sentences.insert(error.sentences.begin(), "A part of it was not done:");
+    if (refused > mostRefusalsTold) {
+        error.sentences.push_back(fmt::format("and {} more.", refused - mostRefusalsTold));
+    }
+    return error;
+}
+
 Result<void> resultOf(Result<Answer> answer) {
     if (!answer) return std::move(answer).error();
+    if (answer->status != 207) {
+        if (vxhost::isSuccess(answer->status)) return {};
+        return refusal(*answer);
+    }
     try {
-        const int32_t status = vxhost::statusOfChange(*answer);
-        if (vxhost::isSuccess(status)) return {};
-        const bool partly = answer->status == 207;
-        answer->status = status;
-        Error error = refusal(*answer);
-        if (partly) error.sentences.insert(error.sentences.begin(), "A part of it was not done.");
+        Error error = partlyDone(*answer);
+        if (error.httpStatus == 0) return {};
         return error;
     } catch (const std::exception& thrown) {
         return requestError(thrown);
@@ -45,7 +74,7 @@ Result<void> resultOf(Result<Answer> answer) {
 Request transferOf(const char* method, std::string from, const std::string& to, Overwrite overwrite,
                    const Conditions& conditions) {
     Request request = changeOf(method, std::move(from), conditions);
-    request.headers.push_back("Destination: " + to);
+    request.headers.push_back("Destination: " + vxhost::encodeForRequest(to));
     request.headers.emplace_back(overwrite == Overwrite::yes ? "Overwrite: T" : "Overwrite: F");
     if (request.url.ends_with('/')) request.headers.emplace_back("Depth: infinity");
     return request;

@@ -9,7 +9,7 @@ std::string speltTag(const vxhost::EntityTag& tag) {
     return (tag.weak ? "W/" : "") + tag.sent();
 }
 
-std::vector<std::string> headerLines(const Conditions& conditions) {
+std::vector<std::string> headerLines(const Conditions& conditions, const std::string& resource) {
     std::vector<std::string> lines;
     if (conditions.onlyNew) lines.emplace_back("If-None-Match: *");
     const bool tagged = !conditions.tag.text.empty();
@@ -17,7 +17,9 @@ std::vector<std::string> headerLines(const Conditions& conditions) {
     const bool inIf = tagged && (conditions.tagInIf || locked);
     const std::string tag = inIf ? fmt::format("[{}]", speltTag(conditions.tag)) : std::string();
     if (locked) {
-        lines.push_back(fmt::format("If: (<{}>{}{})", conditions.lockToken, inIf ? " " : "", tag));
+        const std::string whose = resource.empty() ? "" : fmt::format("<{}> ", resource);
+        lines.push_back(
+            fmt::format("If: {}(<{}>{}{})", whose, conditions.lockToken, inIf ? " " : "", tag));
     } else if (inIf) {
         lines.push_back(fmt::format("If: ({})", tag));
     } else if (tagged) {

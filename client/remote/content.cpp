@@ -39,6 +39,7 @@ public:
                             answer.url, coding));
         }
         size_ = 0;
+        taker_.announce(vxhost::parseFraming(answer.headers).length);
         taker_.begin();
     }
     void write(std::string_view piece) override {

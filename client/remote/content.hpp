@@ -18,6 +18,8 @@ namespace quillon {
 class ContentTaker {
 public:
     virtual ~ContentTaker() = default;
+    // The length of what begins next, where the answer tells it, in bytes.
+    virtual void announce(std::optional<uint64_t> /*length*/) {}
     virtual void begin() = 0;  // also once more: what came before is worthless then
     virtual void take(std::string_view piece) = 0;
 };

@@ -84,7 +84,8 @@ private:
         if (vxhost::isDotSegment(segment)) return;  // nobody's member
         noteSelf(path);
         Resource resource;
-        resource.segment = segment;
+        // What a URL cannot carry must not get into a header either.
+        resource.segment = vxhost::encodeForRequest(segment);
         resource.isCollection = response.isCollection;
         resource.size =
             vxhost::parseNumber<uint64_t>(vxhost::trim(response.values[Response::contentLength]));

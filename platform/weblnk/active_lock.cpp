@@ -98,6 +98,10 @@ std::vector<ActiveLock> parseActiveLocks(std::string_view xml) {
     return locks;
 }
 
+std::string holderSentence(const std::string& url, const ActiveLock& lock) {
+    return fmt::format("{}: locked by {}{}.", url, holder(lock), until(lock));
+}
+
 void tellHolder(const Target& target, vx::Journal* journal, const Answer& refusal) noexcept {
     guarded(WEBLNK_BAD_ANSWER, [&]() -> Status {
         auto locks = parseActiveLocks(refusal.text);
@@ -105,9 +109,7 @@ void tellHolder(const Target& target, vx::Journal* journal, const Answer& refusa
             locks = parseActiveLocks(askProperty(target, "lockdiscovery").multistatus);
         }
         for (const auto& lock : locks) {
-            journalSentence(
-                journal, vx::JOURNAL_FAILURE,
-                fmt::format("{}: locked by {}{}.", target.url, holder(lock), until(lock)));
+            journalSentence(journal, vx::JOURNAL_FAILURE, holderSentence(target.url, lock));
             tellIfLeftOver(target, lock);
         }
         return vx::VX_SUCCESS;

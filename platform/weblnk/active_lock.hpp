@@ -24,6 +24,9 @@ std::string singleBlanks(std::string_view text);
 // Every activelock of a lockdiscovery in the document, in its order; none when it is no XML.
 std::vector<ActiveLock> parseActiveLocks(std::string_view xml);
 
+// "http://...: locked by ann until 20:32:05."
+std::string holderSentence(const std::string& url, const ActiveLock& lock);
+
 // After a 423: a sentence about who holds the lock, from the answer or from the resource's own
 // properties. Never throws.
 void tellHolder(const Target& target, vx::Journal* journal, const Answer& refusal) noexcept;

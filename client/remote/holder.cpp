@@ -1,0 +1,27 @@
+#include "client/remote/holder.hpp"
+
+#include <utility>
+
+#include "platform/text/http_status.hpp"
+#include "platform/weblnk/active_lock.hpp"
+#include "platform/weblnk/requests.hpp"
+
+namespace quillon {
+
+Task<Error> withHolder(Remote& remote, std::vector<std::string> urls, Error error) {
+    if (error.kind != Kind::locked) co_return std::move(error);
+    for (const std::string& url : urls) {
+        Result<vxhost::Answer> answer =
+            co_await remote.send(vxhost::propertyRequest(url, "lockdiscovery"));
+        if (!answer || !vxhost::isSuccess(answer->status)) continue;
+        const auto locks = vxhost::parseActiveLocks(answer->text);
+        for (const auto& lock : locks) {
+            error.sentences.push_back(vxhost::holderSentence(url, lock));
+            error.locks.push_back({url, lock.token, false});
+        }
+        if (!locks.empty()) break;
+    }
+    co_return std::move(error);
+}
+
+}  // namespace quillon

@@ -1,0 +1,15 @@
+// Who holds the lock that is in the way.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "client/remote/remote.hpp"
+
+namespace quillon {
+
+// The error of a change that a lock forbade, with who holds it, as the first of the resources that
+// is locked tells. Other errors come back as they are.
+Task<Error> withHolder(Remote& remote, std::vector<std::string> urls, Error error);
+
+}  // namespace quillon
