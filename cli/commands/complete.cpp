@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "cli/parser/options.hpp"
+#include "cli/parser/position.hpp"
 #include "cli/session/name_candidates.hpp"
 
 namespace quillon::cli {
@@ -14,48 +15,6 @@ namespace {
 constexpr std::string_view localFiles = ":files";
 constexpr std::string_view localDirectories = ":directories";
 
-// What the words so far amount to.
-struct Position {
-    CommandDefinition program;
-    CommandDefinition command;               // the program itself until one is named
-    std::optional<OptionDefinition> awaits;  // the option whose value comes next
-    size_t operands = 0;
-    bool optionsEnded = false;  // behind "--"
-};
-
-// Commands take the program's options, too.
-std::optional<OptionDefinition> findOption(const Position& position, const std::string& name) {
-    const auto own = position.command.findOption(name);
-    return own ? own : position.program.findOption(name);
-}
-
-// "--user", "--user=ann", "-u", "-uann", or flags in one word: the option that still lacks a value.
-std::optional<OptionDefinition> awaitingOption(const Position& position, const std::string& word) {
-    if (word.starts_with("--")) {
-        const auto option = findOption(position, word);
-        return option && option->takesValue() ? option : std::nullopt;
-    }
-    for (size_t i = 1; i < word.size(); ++i) {
-        const auto option = findOption(position, std::string("-") + word[i]);
-        if (option && option->takesValue()) return i + 1 == word.size() ? option : std::nullopt;
-    }
-    return std::nullopt;
-}
-
-void advance(Position& position, const std::string& word) {
-    if (position.awaits) {
-        position.awaits.reset();
-    } else if (!position.optionsEnded && word == "--") {
-        position.optionsEnded = true;
-    } else if (!position.optionsEnded && word.size() > 1 && word.front() == '-') {
-        position.awaits = awaitingOption(position, word);
-    } else if (position.command == position.program) {
-        position.command = position.program.findCommand(word).value_or(position.program);
-    } else {
-        ++position.operands;
-    }
-}
-
 class Completer {
 public:
     Completer(const Position& position, std::string typed, const CommonOptions& options)
@@ -63,11 +22,10 @@ public:
 
     void run() {
         if (position_.awaits) return offerValue(*position_.awaits);
-        const bool mayBeOption = !position_.optionsEnded && typed_.starts_with('-');
-        if (!mayBeOption) return offerOperand();
+        if (!position_.mayBeOption(typed_)) return offerOperand();
         const size_t end = typed_.find('=');
         const auto given =
-            end == std::string::npos ? std::nullopt : findOption(position_, typed_.substr(0, end));
+            end == std::string::npos ? std::nullopt : position_.findOption(typed_.substr(0, end));
         if (!given || !given->takesValue()) return offerOptions();
         lead_ = typed_.substr(0, end + 1);
         typed_.erase(0, end + 1);
@@ -87,7 +45,7 @@ private:
 
     // Without the program's own where a command has one of the same name.
     void offerOption(OptionDefinition option, const std::string& name) const {
-        if (findOption(position_, name) == option) offer(name, option.meaning());
+        if (position_.findOption(name) == option) offer(name, option.meaning());
     }
 
     void offerOptions() const {
@@ -106,14 +64,9 @@ private:
         if (type.find("DIR") != std::string::npos) fmt::print("{}\n", localDirectories);
     }
 
-    // The last operand may be repeated.
     void offerOperand() const {
         if (position_.command == position_.program) return offerCommands();
-        const auto operands = position_.command.operands();
-        if (operands.empty()) return;
-        const bool beyond = position_.operands >= operands.size();
-        if (beyond && !operands.back().mayBeRepeated()) return;
-        const std::string name = (beyond ? operands.back() : operands[position_.operands]).name();
+        const std::string name = position_.operandName();
         const auto means = [&name](std::string_view kind) {
             return name.find(kind) != std::string::npos;
         };
@@ -154,8 +107,8 @@ void complete(const Parser& parser, std::vector<std::string> words) {
     if (words.empty()) words.emplace_back();
     const std::string typed = std::move(words.back());
     words.pop_back();
-    Position position{parser.program(), parser.program(), {}};
-    for (const std::string& word : words) advance(position, word);
+    Position position(parser.program());
+    for (const std::string& word : words) position.advance(word);
     // The words are read twice: first for their places, by the parser's definitions alone since the
     // line is not complete, then for the options that tell how to reach a server.
     const CommonOptions options = optionsAmong(std::move(words));

@@ -1,6 +1,5 @@
 // quillon get: members into local files.
 #include <fmt/format.h>
-#include <fnmatch.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,8 +12,8 @@
 #include <vector>
 
 #include "cli/commands/command.hpp"
+#include "cli/commands/matching.hpp"
 #include "cli/commands/trees.hpp"
-#include "cli/commands/what_is_there.hpp"
 #include "cli/session/jobs.hpp"
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
@@ -156,24 +155,6 @@ void takeOutput(GetOptions& options) {
     if (byPath || (removed > 0 && options.file.empty())) options.file = standardOutput;
 }
 
-// Like a shell's pattern: a dot at the beginning has to be said.
-Result<std::vector<Address>> matching(Session& session, const Address& typed,
-                                      const GetOptions& options) {
-    const Address address = typed.asCollection();
-    const Result<Listing> listing = session.list(address);
-    if (!listing) return explainNotOpened(session, address, listing.error());
-    std::vector<Address> members;
-    for (const Entry entry : *listing) {
-        const bool matches =
-            fnmatch(options.pattern.c_str(), entry.name().c_str(), FNM_PERIOD) == 0;
-        if (matches && !entry.isCollection()) {
-            members.push_back(address.memberBySegment(entry.segment()));
-        }
-    }
-    if (!members.empty() || options.pattern == "*") return members;
-    return localError(Kind::notFound, "None of its members matches " + options.pattern + ".");
-}
-
 // What the URLs stand for; code is that of the first that stands for nothing.
 std::vector<Address> wantedMembers(Session& session, GetOptions& options, int& code) {
     std::vector<Address> members;
@@ -182,9 +163,9 @@ std::vector<Address> wantedMembers(Session& session, GetOptions& options, int& c
             members.push_back(address);
             return {};
         }
-        const auto found = matching(session, address, options);
+        const auto found = matchingMembers(session, address, options.pattern, Collections::left);
         if (!found) return found.error();
-        members.insert(members.end(), found->begin(), found->end());
+        for (const MatchedMember& member : *found) members.push_back(member.address);
         return {};
     };
     code = forEachUrl(session, options.urls, "fetch members of", add);
@@ -253,10 +234,7 @@ void addGet(CommandDefinition program, Invocation& invocation) {
         .typeName("DIRECTORY")
         .existingDirectory()
         .excludes(file);
-    command
-        .addOption("--match", options->pattern,
-                   "The URLs are collections: fetch their members whose names match; \"*\" is all")
-        .typeName("PATTERN");
+    addMatchOption(command, options->pattern, "fetch");
     command.addFlag("--force", options->force,
                     "Replace a local file that was changed since it came from there");
     command.addFlag("--no-memory", options->noMemory,

@@ -1,16 +1,25 @@
 // quillon shell: the commands in a collection, one after another.
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "cli/commands/change.hpp"
 #include "cli/commands/command.hpp"
+#include "cli/commands/expand.hpp"
 #include "cli/commands/what_is_there.hpp"
+#include "cli/parser/position.hpp"
 #include "cli/parser/shell_path.hpp"
 #include "cli/parser/words.hpp"
+#include "cli/terminal/foreground.hpp"
 #include "cli/terminal/line_reader.hpp"
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
@@ -40,18 +49,24 @@ public:
 
 private:
     int runLine(const std::string& line);
-    int runWords(std::vector<std::string> words);
+    int runWords(std::vector<ShellWord> words);
+    void addLocalCommands(CommandDefinition program, Invocation& invocation);
     void addShellCommands(const Parser& parser, Invocation& invocation);
     int changeCollection(std::string& path);
+    int changeLocalDirectory(const std::string& path) const;
+    int runLocally(const std::vector<std::string>& words);
     int unlockAll();
     std::string prompt() const;
 
     Completion complete(std::string_view line);
     std::vector<std::string> candidates(const LastWord& word);
+    std::vector<std::string> commandNames();
     std::vector<std::string> memberNames(const std::string& path);
+    static std::vector<std::string> localNames(const std::string& path);
 
     Session& session_;
     const Address start_;
+    std::optional<Address> before_;  // the collection that cd left last
     bool done_ = false;
     std::optional<std::string> listed_;  // the collection whose names are known
     std::vector<std::string> names_;     // collections with a final slash
@@ -82,7 +97,11 @@ int Shell::run() {
 }
 
 int Shell::runLine(const std::string& line) {
-    Result<std::vector<std::string>> words = splitWords(line);
+    const size_t begun = line.find_first_not_of(" \t");
+    if (begun != std::string::npos && line[begun] == '!') {
+        return runLocally({"sh", "-c", line.substr(begun + 1)});
+    }
+    Result<std::vector<ShellWord>> words = splitShellWords(line);
     if (!words) {
         complain(words.error().sentences.front());
         return exitUsage;
@@ -90,15 +109,25 @@ int Shell::runLine(const std::string& line) {
     return words->empty() ? exitDone : runWords(std::move(*words));
 }
 
-int Shell::runWords(std::vector<std::string> words) {
-    Parser parser("", "Names are relative to the collection, as ls shows them; quote blanks.");
+int Shell::runLocally(const std::vector<std::string>& words) {
+    std::fflush(stdout);
+    return runForeground(words, STDIN_FILENO, [this] { session_.renewLocks(); });
+}
+
+int Shell::runWords(std::vector<ShellWord> typed) {
+    Parser parser("",
+                  "Names are relative to the collection, as ls shows them; quote blanks, and *, ? "
+                  "and [ that are no pattern. A line that begins with ! is for the local shell.");
     Invocation invocation;
     invocation.inShell = true;
     parser.requireCommand();
     addCommands(parser.program(), invocation);
     addShellCommands(parser, invocation);
-    for (const std::string& word : words) concealInReports(credentialsIn(word));
-    const Result<std::string> answer = parser.parse(std::move(words));
+    for (const ShellWord& word : typed) concealInReports(credentialsIn(word.text));
+    Result<std::vector<std::string>> words =
+        expandWords(session_, parser.program(), std::move(typed));
+    if (!words) return report("use this pattern", {}, words.error());
+    const Result<std::string> answer = parser.parse(std::move(*words));
     if (!answer) {
         complain(answer.error().sentences.front());
         return exitUsage;
@@ -114,13 +143,14 @@ void Shell::addShellCommands(const Parser& parser, Invocation& invocation) {
     const CommandDefinition program = parser.program();
     const CommandDefinition cd =
         program.addCommand("cd", "Go to another collection, or to the first one");
-    cd.addOption("URL", *path, "A collection").typeName("");
+    cd.addOption("URL", *path, "A collection; - is the one before").typeName("");
     whenGiven(cd, invocation, [this, path](Session&) { return changeCollection(*path); });
     const CommandDefinition pwd = program.addCommand("pwd", "Print the collection's URL");
     whenGiven(pwd, invocation, [](Session& session) -> int {
         fmt::print("{}\n", session.base->url());
         return exitDone;
     });
+    addLocalCommands(program, invocation);
     const CommandDefinition help = program.addCommand("help", "Print this");
     whenGiven(help, invocation, [&parser](Session&) -> int {
         fmt::print("{}", parser.help());
@@ -135,8 +165,46 @@ void Shell::addShellCommands(const Parser& parser, Invocation& invocation) {
     });
 }
 
+void Shell::addLocalCommands(CommandDefinition program, Invocation& invocation) {
+    auto directory = std::make_shared<std::string>();
+    const CommandDefinition lcd =
+        program.addCommand("lcd", "Go to another local directory, or home");
+    lcd.addOption("DIRECTORY", *directory, "A local one").typeName("");
+    whenGiven(lcd, invocation,
+              [this, directory](Session&) { return changeLocalDirectory(*directory); });
+    auto files = std::make_shared<std::vector<std::string>>();
+    const CommandDefinition lls = program.addCommand("lls", "List local files");
+    lls.addOption("FILE", *files, "Local files and directories; options of ls stand behind --")
+        .typeName("");
+    whenGiven(lls, invocation, [this, files](Session&) {
+        std::vector<std::string> words{"ls"};
+        words.insert(words.end(), files->begin(), files->end());
+        return runLocally(words);
+    });
+    const CommandDefinition lpwd = program.addCommand("lpwd", "Print the local directory");
+    whenGiven(lpwd, invocation, [](Session&) -> int {
+        std::error_code failed;
+        fmt::print("{}\n", forOutput(std::filesystem::current_path(failed).string()));
+        return failed ? exitLocal : exitDone;
+    });
+}
+
+int Shell::changeLocalDirectory(const std::string& path) const {
+    const char* home = std::getenv("HOME");
+    const std::string to = path.empty() && home != nullptr ? home : path;
+    if (chdir(to.c_str()) == 0) return exitDone;
+    complain(fmt::format("cannot go to {}: {}", to, std::strerror(errno)));
+    return exitLocal;
+}
+
 int Shell::changeCollection(std::string& path) {
-    const Result<Address> address = path.empty() ? start_ : parseUrl(session_, path);
+    if (path == "-" && !before_) {
+        complain("there is no collection before this one");
+        return exitUsage;
+    }
+    const bool goesBack = path == "-";
+    const Result<Address> address =
+        path.empty() ? start_ : (goesBack ? *before_ : parseUrl(session_, path));
     if (!address) return exitCode(address.error().kind);
     const Address collection = address->asCollection();
     const auto opened = session_.open(collection);
@@ -144,7 +212,8 @@ int Shell::changeCollection(std::string& path) {
         return report("go to", collection.url(),
                       explainNotOpened(session_, collection, opened.error()));
     }
-    session_.base = collection;
+    before_ = std::exchange(session_.base, collection);
+    if (goesBack) fmt::print("{}\n", collection.url());
     return exitDone;
 }
 
@@ -173,23 +242,56 @@ std::vector<std::string> Shell::memberNames(const std::string& path) {
     return names_;
 }
 
-// Whole words that begin as the typed one does.
+std::vector<std::string> Shell::commandNames() {
+    const Parser parser("", "");
+    Invocation unused;
+    addCommands(parser.program(), unused);
+    addShellCommands(parser, unused);
+    std::vector<std::string> names;
+    for (const CommandDefinition command : parser.program().commands())
+        names.push_back(command.name());
+    return names;
+}
+
+std::vector<std::string> Shell::localNames(const std::string& path) {
+    std::vector<std::string> names;
+    std::error_code failed;
+    const std::filesystem::directory_iterator all(path.empty() ? "." : path, failed);
+    if (failed) return names;
+    for (const auto& entry : all) {
+        std::error_code none;
+        names.push_back(entry.path().filename().string() + (entry.is_directory(none) ? "/" : ""));
+    }
+    return names;
+}
+
+// Whole words that begin as the typed one does: files of this machine where they belong, else names
+// of the collection. What put takes first are files alone.
 std::vector<std::string> Shell::candidates(const LastWord& word) {
     std::vector<std::string> found;
     if (word.before == 0) {
+        found = commandNames();
+    } else {
         const Parser parser("", "");
         Invocation unused;
+        unused.inShell = true;
         addCommands(parser.program(), unused);
         addShellCommands(parser, unused);
-        for (const CommandDefinition command : parser.program().commands())
-            found.push_back(command.name());
-    } else {
+        Position position(parser.program());
+        for (const std::string& before : word.wordsBefore) position.advance(before);
         const size_t slash = word.text.rfind('/') + 1;  // 0: none
         const std::string path = word.text.substr(0, slash);
-        for (const std::string& name : memberNames(path)) found.push_back(path + name);
+        const bool isLocal = position.namesLocalFiles();
+        if (isLocal) found = localNames(path);
+        if (!isLocal || (position.namesUrls() && position.operands > 0)) {
+            const std::vector<std::string> members = memberNames(path);
+            found.insert(found.end(), members.begin(), members.end());
+        }
+        for (std::string& name : found) name.insert(0, path);
     }
     std::erase_if(found, [&](const std::string& text) { return !text.starts_with(word.text); });
     std::sort(found.begin(), found.end());
+    found.erase(std::unique(found.begin(), found.end()), found.end());
     return found;
 }
 
@@ -236,9 +338,13 @@ void addShell(CommandDefinition program, Invocation& invocation) {
         program.addCommand("shell", "Work in a collection interactively");
     addUrl(command, *url, "A collection");
     command.setFooter(
-        "Takes the other commands, with names in place of URLs, and cd, pwd, help and exit. A "
-        "lock\n"
-        "that lock takes is used by put and edit until unlock, and given back at the end. At a\n"
+        "Takes the other commands, with names in place of URLs, and cd (cd - goes back), pwd,\n"
+        "help and exit; lcd, lls and lpwd are for this machine's files, and what stands behind a "
+        "!\n"
+        "is for its shell. *, ? and [ without quotes make a pattern: of local files where put\n"
+        "takes them, else of members.\n\n"
+        "A lock that lock takes is used by put and edit until unlock, and given back at the end. "
+        "At a\n"
         "terminal lines can be edited, completed with Tab and recalled. Otherwise commands are\n"
         "read from the standard input, and the exit code is that of the first one that failed.\n\n"
         "Examples:\n"

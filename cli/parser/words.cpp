@@ -9,8 +9,14 @@ bool isBlank(char c) {
     return c == ' ' || c == '\t';
 }
 
+// With a meaning in a pattern.
+constexpr std::string_view patternSigns = "*?[]!^-\\";
+constexpr std::string_view patternStarts = "*?[";
+
 struct Word {
     std::string text;
+    std::string pattern;
+    bool isPattern;
     size_t start;
 };
 
@@ -22,12 +28,12 @@ public:
             const bool literal = quote_ == '\'';
             if (c == '\\' && !literal && at + 1 < line.size()) {
                 beginWord(at);
-                words_.back().text += line[++at];
+                addQuoted(line[++at]);
             } else if (quote_ != 0) {
                 if (c == quote_) {
                     quote_ = 0;
                 } else {
-                    words_.back().text += c;
+                    addQuoted(c);
                 }
             } else if (c == '\'' || c == '"') {
                 beginWord(at);
@@ -36,7 +42,7 @@ public:
                 inWord_ = false;
             } else {
                 beginWord(at);
-                words_.back().text += c;
+                addPlain(c);
             }
         }
     }
@@ -47,8 +53,21 @@ public:
 
 private:
     void beginWord(size_t at) {
-        if (!inWord_) words_.push_back({{}, at});
+        if (!inWord_) words_.push_back({{}, {}, false, at});
         inWord_ = true;
+    }
+
+    void addPlain(char c) {
+        Word& word = words_.back();
+        word.text += c;
+        word.pattern += c;
+        word.isPattern = word.isPattern || patternStarts.find(c) != std::string_view::npos;
+    }
+    void addQuoted(char c) {
+        Word& word = words_.back();
+        word.text += c;
+        if (patternSigns.find(c) != std::string_view::npos) word.pattern += '\\';
+        word.pattern += c;
     }
 
     std::vector<Word> words_;
@@ -58,13 +77,24 @@ private:
 
 }  // namespace
 
-Result<std::vector<std::string>> splitWords(std::string_view line) {
-    std::vector<std::string> words;
+Result<std::vector<ShellWord>> splitShellWords(std::string_view line) {
+    std::vector<ShellWord> words;
     if (line.starts_with('#')) return words;
     Splitter splitter(line);
     if (splitter.isQuoteOpen()) return localError(Kind::usage, "A quote is left open.");
-    for (Word& word : splitter.words()) words.push_back(std::move(word.text));
+    for (Word& word : splitter.words()) {
+        words.push_back(
+            {std::move(word.text), word.isPattern ? std::move(word.pattern) : std::string()});
+    }
     return words;
+}
+
+Result<std::vector<std::string>> splitWords(std::string_view line) {
+    Result<std::vector<ShellWord>> words = splitShellWords(line);
+    if (!words) return std::move(words).error();
+    std::vector<std::string> texts;
+    for (ShellWord& word : *words) texts.push_back(std::move(word.text));
+    return texts;
 }
 
 std::string quotedWord(std::string_view name) {
@@ -82,8 +112,13 @@ std::string quotedWord(std::string_view name) {
 LastWord lastWord(std::string_view line) {
     Splitter splitter(line);
     auto& words = splitter.words();
-    if (!splitter.inWord()) return {words.size(), {}, line.size()};
-    return {words.size() - 1, std::move(words.back().text), words.back().start};
+    LastWord last{words.size(), {}, line.size()};
+    if (splitter.inWord()) {
+        last = {words.size() - 1, std::move(words.back().text), words.back().start};
+        words.pop_back();
+    }
+    for (Word& word : words) last.wordsBefore.push_back(std::move(word.text));
+    return last;
 }
 
 }  // namespace quillon::cli

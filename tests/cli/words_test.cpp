@@ -24,6 +24,19 @@ TEST(Words, blanksPartWordsButInQuotes) {
     EXPECT_EQ(*splitWords(quotedWord(all)), Words{all});
 }
 
+TEST(Words, signsOfAPatternStandWithoutQuotes) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"a*", "a*"},
+        {"'a*'", ""},
+        {"a\\*", ""},
+        {"x", ""},
+        {"'*'[!a]?", "\\*[!a]?"},
+        {"\"[b]\"*", "\\[b\\]*"},
+    };
+    for (const auto& [word, pattern] : rows)
+        EXPECT_EQ(splitShellWords(word)->front().pattern, pattern) << word;
+}
+
 TEST(Words, theOneThatIsBeingTyped) {
     const std::tuple<const char*, size_t, const char*, size_t> rows[] = {
         {"", 0, "", 0},
