@@ -159,6 +159,14 @@ info --json ${U}c; prints '*"'${U}'a","type":"file","size":5,*"modified":"20*Z",
                                     r"holds a old; holds b new",
     "`mkcol`": r"q mkcol ${U}sub/; prints $'sub/\n' ls $U; fails 1 mkcol ${U}sub/",
     "`mkcol -p`": r"for i in 1 2; do q mkcol -p ${U}c/d/e/; done; prints $'e/\n' ls ${U}c/d/",
+    "`cp`, and `mv` to another collection": r"put a old; ask MKCOL ${U}c/; q cp ${U}a ${U}c/;"
+                                            r"fails 1 cp ${U}a ${U}c/; holds c/a old;"
+                                            r"q mv ${U}a ${U}c/b; gone a; holds c/b old",
+    "`cp -r` and `mv` of a tree": r"ask MKCOL ${U}c/; put c/a old; q cp -r ${U}c ${U}d;"
+                                  r"fails 1 cp -r ${U}c ${U}d; holds d/a old;"
+                                  r"q mv ${U}d ${U}c/; gone d/; holds c/d/a old",
+    "`rm -r`": r"ask MKCOL ${U}c/; put c/a old; fails 2 rm -r ${U}c; holds c/a old;"
+               r"q rm -r --yes ${U}c; prints '' ls $U",
     "`rm`": r"put a old; q rm ${U}a; gone a",
     "`rm --older-than`": r"put a old; fails 6 rm --older-than 2001-01-01 ${U}a; holds a old;"
                          r"q rm --older-than 2090-01-01 ${U}a; gone a",

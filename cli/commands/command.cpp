@@ -13,6 +13,7 @@ void addCommands(CommandDefinition program, Invocation& invocation) {
     addPut(program, invocation);
     addEdit(program, invocation);
     addRm(program, invocation);
+    addCp(program, invocation);
     addMv(program, invocation);
     addMkcol(program, invocation);
     addRmcol(program, invocation);

@@ -25,6 +25,7 @@ void addGet(CommandDefinition program, Invocation& invocation);
 void addPut(CommandDefinition program, Invocation& invocation);
 void addEdit(CommandDefinition program, Invocation& invocation);
 void addRm(CommandDefinition program, Invocation& invocation);
+void addCp(CommandDefinition program, Invocation& invocation);
 void addMv(CommandDefinition program, Invocation& invocation);
 void addMkcol(CommandDefinition program, Invocation& invocation);
 void addRmcol(CommandDefinition program, Invocation& invocation);

@@ -1,25 +1,16 @@
-// quillon mv: a member under another name.
+// quillon mv: a member under another name, or at another place.
 #include <memory>
 
-#include "cli/commands/command.hpp"
+#include "cli/commands/matching.hpp"
+#include "cli/commands/transfer.hpp"
 #include "cli/terminal/report.hpp"
 
 namespace quillon::cli {
 namespace {
 
-struct MvOptions {
-    std::string url;
-    std::string newName;
-};
-
 Result<void> rename(Session& session, const Address& address, const std::string& newName) {
     if (!address.namesMember()) {
         return localError(Kind::usage, "This is the server's root, which has no name.");
-    }
-    if (newName.find('/') != std::string::npos) {
-        return localError(Kind::usage,
-                          "The new name is a name, not a URL or a path: a member is renamed within "
-                          "its collection.");
     }
     const auto member = session.member(address);
     if (!member) return member.error();
@@ -30,27 +21,59 @@ Result<void> rename(Session& session, const Address& address, const std::string&
     return {};
 }
 
-int run(Session& session, MvOptions& options) {
-    const Result<Address> address = parseUrl(session, options.url);
+int rename(Session& session, std::string& url, const std::string& newName) {
+    const Result<Address> address = parseUrl(session, url);
     if (!address) return exitCode(address.error().kind);
-    const Result<void> renamed = rename(session, address->asMember(), options.newName);
+    const Result<void> renamed = rename(session, address->asMember(), newName);
     return renamed ? exitDone : report("rename", address->url(), renamed.error());
+}
+
+// A new name is told from a place by the slash that it has not.
+int run(Session& session, TransferOptions& options) {
+    std::vector<std::string>& words = options.operands;
+    const bool isPlace = words.back().find('/') != std::string::npos;
+    const bool several = words.size() > 2 || !options.pattern.empty();
+    if (several && !words.back().ends_with('/')) {
+        complain("several go into a collection: end its URL with a slash.");
+        return exitUsage;
+    }
+    const Telling& telling = options.telling;
+    const bool isPlain = !options.force && !telling.dryRun && !telling.json;
+    if (words.size() != 2 || isPlace) return transfer(session, Deed::move, options);
+    if (isPlain) return rename(session, words[0], words[1]);
+    complain(
+        "a rename within the collection takes no --force, --dry-run or --json. Name the "
+        "place by its URL.");
+    return exitUsage;
 }
 
 }  // namespace
 
 void addMv(CommandDefinition program, Invocation& invocation) {
-    auto options = std::make_shared<MvOptions>();
+    auto options = std::make_shared<TransferOptions>();
     const CommandDefinition command =
-        program.addCommand("mv", "Rename a member within its collection");
-    addUrl(command, options->url, "A member or a collection");
-    command.addOption("NEWNAME", options->newName, "As it is read: every character is the name's")
+        program.addCommand("mv", "Rename a member, or move members and collections elsewhere");
+    command
+        .addOption("URL... NEWNAME", options->operands,
+                   "What is moved; then its new name, as it is read: every character is the "
+                   "name's; or, since it has a slash, where it goes: a collection that is there, "
+                   "or its own new URL")
         .typeName("")
         .required();
+    command.addFlag("--force", options->force, "Replace members that are there");
+    addMatchOption(command, options->pattern, "move");
+    addTellingOptions(command, options->telling);
     command.setFooter(
         "A name that is taken is left alone, and nothing is renamed.\n\n"
+        "What has a slash is a place: a URL, work:/, or in a shell ../other/. Several go into a\n"
+        "collection, whose URL ends in a slash. A collection moves with all that is in it.\n\n"
+        "From one server to another each member is copied, fetched again and compared; then it\n"
+        "is removed where it was, unless somebody changed it meanwhile. Of a collection nothing\n"
+        "is removed before all of it has been copied.\n\n"
         "Examples:\n"
-        "  quillon mv https://example.org/dav/draft.txt \"Report 100%.txt\"\n");
+        "  quillon mv https://example.org/dav/draft.txt \"Report 100%.txt\"\n"
+        "  quillon mv https://example.org/dav/2025/ https://example.org/dav/archive/\n"
+        "  quillon mv --match '*.bak' https://example.org/dav/ https://example.org/dav/old/\n");
     whenGiven(command, invocation, [options](Session& session) { return run(session, *options); });
 }
 

@@ -1,21 +1,37 @@
-// quillon rm: members deleted.
+// quillon rm: members deleted, and collections when told so.
+#include <fmt/format.h>
+
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "cli/commands/command.hpp"
+#include "cli/commands/matching.hpp"
+#include "cli/commands/transfer.hpp"
 #include "cli/parser/options.hpp"
+#include "cli/session/question.hpp"
+#include "cli/session/servers.hpp"
+#include "cli/terminal/report.hpp"
+#include "client/remote/change.hpp"
+#include "client/remote/holder.hpp"
+#include "client/tree/walk.hpp"
 
 namespace quillon::cli {
 namespace {
 
 struct RmOptions {
     std::vector<std::string> urls;
+    std::string pattern;  // empty: the URLs are what is removed
     std::optional<Time> olderThan;
+    bool recursive = false;
+    bool yes = false;
+    Telling telling;
 };
 
 Error collectionMeant(Kind kind) {
-    return localError(kind, "This is a collection, and was left alone. Use rmcol for it.");
+    return localError(kind,
+                      "This is a collection, and was left alone. Use rmcol for it, or rm -r.");
 }
 
 // The creation date is what the check is about, and not every server keeps one.
@@ -47,24 +63,164 @@ Result<void> remove(Session& session, const Address& address, std::optional<Time
     return {};
 }
 
+struct Count {
+    size_t members = 0;
+    size_t collections = 0;
+    bool isComplete = true;
+};
+
+class Removal {
+public:
+    Removal(Session& session, const RmOptions& options)
+        : session_(session),
+          options_(options),
+          servers_(session),
+          events_(options.telling.manner(), session.progress()) {}
+
+    int run(std::vector<std::string>& urls) {
+        int code = forEachUrl(session_, urls, "delete", [&](const Address& address) {
+            return options_.pattern.empty() ? take(address) : takeMatching(address);
+        });
+        if (code == exitDone) code = code_;
+        events_.sumUp();
+        return code;
+    }
+
+private:
+    Result<void> takeMatching(const Address& address) {
+        const auto takes = options_.recursive ? Collections::taken : Collections::left;
+        const auto found = matchingMembers(session_, address, options_.pattern, takes);
+        if (!found) return found.error();
+        for (const MatchedMember& member : *found) {
+            Result<void> taken =
+                member.isCollection ? takeTree(member.address) : takeMember(member.address);
+            if (taken) continue;
+            const int failed = report("delete", member.address.url(), taken.error());
+            if (code_ == exitDone) code_ = failed;
+            if (failed == exitInterrupted) return taken;
+        }
+        return {};
+    }
+
+    // Without -r what is there shows when it is removed.
+    Result<void> take(const Address& address) {
+        if (!options_.recursive) return takeMember(address);
+        const auto found = servers_.look(address);
+        if (!found) return found.error();
+        if (!*found) return localError(Kind::notFound, "There is nothing of this name.");
+        if ((*found)->isCollection) return takeTree(address.asCollection());
+        // Some servers delete a member, too, when its name comes with a final slash.
+        if (!address.namesMember()) {
+            return localError(Kind::usage, "This is a file, not a collection, and was left alone.");
+        }
+        return takeMember(address);
+    }
+
+    Result<void> takeMember(const Address& address) {
+        if (!options_.telling.dryRun) {
+            Result<void> removed = remove(session_, address, options_.olderThan);
+            if (!removed) return removed;
+        }
+        tell(address.url());
+        return {};
+    }
+
+    void tell(const std::string& url) {
+        events_.tell({options_.telling.dryRun ? "delete" : "deleted", url});
+    }
+
+    Result<void> takeTree(const Address& collection) {
+        if (!collection.asMember().namesMember()) {
+            return localError(Kind::usage, "This is the server's root, and was left alone.");
+        }
+        const Result<Remote*> known = servers_.of(collection);
+        if (!known) return known.error();
+        Remote& remote = **known;
+        if (options_.telling.dryRun || !options_.yes) {
+            const Count count = countTree(remote, collection.url());
+            if (options_.telling.dryRun) return {};
+            const Result<bool> may = askPerson(question(collection.url(), count), "--yes");
+            if (!may) return may.error();
+            if (!*may) return {};
+        }
+        Result<void> removed = remote.run(quillon::remove(remote, collection.url()));
+        if (!removed) {
+            return remote.run(withHolder(remote, {collection.url(), collection.parent().url()},
+                                         std::move(removed).error()));
+        }
+        tell(collection.url());
+        return {};
+    }
+
+    // Tells each of a dry run.
+    Count countTree(Remote& remote, const std::string& url) {
+        Count count;
+        Walk walk(remote, url);
+        while (const auto walked = remote.run(walk.next())) {
+            ++count.collections;
+            if (options_.telling.dryRun) tell(walked->url);
+            if (!walked->members) continue;
+            for (const Resource& resource : walked->members->resources) {
+                if (resource.isCollection) continue;
+                ++count.members;
+                if (options_.telling.dryRun) tell(walked->url + resource.segment);
+            }
+        }
+        count.isComplete = walk.isComplete();
+        return count;
+    }
+
+    static std::string question(const std::string& url, const Count& count) {
+        return fmt::format("Delete {} with {} members in {} collections{}?", url, count.members,
+                           count.collections,
+                           count.isComplete ? "" : ", and others that cannot be listed");
+    }
+
+    Session& session_;
+    const RmOptions& options_;
+    Servers servers_;
+    Events events_;
+    int code_ = exitDone;
+};
+
 int run(Session& session, RmOptions& options) {
-    return forEachUrl(session, options.urls, "delete", [&](const Address& address) {
-        return remove(session, address, options.olderThan);
-    });
+    if (options.urls.empty() && session.base && !options.pattern.empty()) {
+        options.urls.emplace_back();  // the shell's own collection
+    }
+    if (options.urls.empty()) {
+        complain("rm needs a URL. See quillon rm --help.");
+        return exitUsage;
+    }
+    options.telling.isMany = options.recursive || !options.pattern.empty();
+    return Removal(session, options).run(options.urls);
 }
 
 }  // namespace
 
 void addRm(CommandDefinition program, Invocation& invocation) {
     auto options = std::make_shared<RmOptions>();
-    const CommandDefinition command = program.addCommand("rm", "Delete members");
-    addUrls(command, options->urls, "Members; collections are for rmcol");
-    addTimeOption(command, "--older-than", options->olderThan,
-                  "Only those that were created by TIME, on a server that keeps such dates");
-    command.setFooter(std::string(timeHelp) +
-                      "\nExamples:\n"
-                      "  quillon rm https://example.org/dav/old.txt\n"
-                      "  quillon rm --older-than 7d https://example.org/dav/draft.txt\n");
+    const CommandDefinition command =
+        program.addCommand("rm", "Delete members, and with -r collections");
+    addUrls(command, options->urls, "Members; with -r collections, too")
+        .required(!invocation.inShell);
+    const OptionDefinition recursive = command.addFlag("-r,--recursive", options->recursive,
+                                                       "Collections, with all that is in them");
+    const OptionDefinition olderThan =
+        addTimeOption(command, "--older-than", options->olderThan,
+                      "Only those that were created by TIME, on a server that keeps such dates");
+    olderThan.excludes(recursive);
+    command.addFlag("-y,--yes", options->yes, "Delete collections without asking");
+    addMatchOption(command, options->pattern, "delete");
+    addTellingOptions(command, options->telling);
+    command.setFooter(
+        "Before a collection goes, a person is told how much is in it, and asked. Without a\n"
+        "terminal nobody is asked and nothing deleted, unless --yes is given.\n\n" +
+        std::string(timeHelp) +
+        "\nExamples:\n"
+        "  quillon rm https://example.org/dav/old.txt\n"
+        "  quillon rm -r https://example.org/dav/2019/\n"
+        "  quillon rm --match '*.bak' https://example.org/dav/\n"
+        "  quillon rm --older-than 7d https://example.org/dav/draft.txt\n");
     whenGiven(command, invocation, [options](Session& session) { return run(session, *options); });
 }
 

@@ -1,0 +1,36 @@
+// What cp and mv share: members and collections that get a place elsewhere, on their server or on
+// another.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "cli/commands/command.hpp"
+#include "cli/terminal/events.hpp"
+
+namespace quillon::cli {
+
+// How a command on many members tells what it does.
+struct Telling {
+    bool dryRun = false;
+    bool json = false;
+    bool quiet = false;
+    bool isMany = false;
+
+    Events::Manner manner() const;
+};
+void addTellingOptions(CommandDefinition command, Telling& telling);
+
+enum class Deed : bool { copy, move };
+
+struct TransferOptions {
+    std::vector<std::string> operands;  // the last is the place
+    std::string pattern;                // empty: the URLs are the sources themselves
+    bool recursive = false;             // a move always is
+    bool force = false;
+    Telling telling;
+};
+
+int transfer(Session& session, Deed deed, TransferOptions& options);
+
+}  // namespace quillon::cli

@@ -1,0 +1,81 @@
+#include "cli/session/servers.hpp"
+
+#include <utility>
+
+namespace quillon::cli {
+namespace {
+
+using Found = Result<std::optional<Resource>>;
+
+Task<> lookInto(Remote& remote, std::string url, Found* found) {
+    *found = co_await quillon::look(remote, std::move(url));
+}
+
+Task<> finishAll(TaskGroup* group) {
+    co_await group->finish();
+}
+
+}  // namespace
+
+bool isSameServer(const Address& a, const Address& b) {
+    return identityOf(a) == identityOf(b);
+}
+
+Servers::Known* Servers::find(const Address& address) {
+    const auto known = known_.find(identityOf(address));
+    return known == known_.end() ? nullptr : &known->second;
+}
+
+Result<Remote*> Servers::of(const Address& address) {
+    if (const Known* known = find(address)) return known->remote.get();
+    const Found found = look(address.parent());
+    if (const Known* known = find(address)) return known->remote.get();
+    return found.error();
+}
+
+Result<std::unique_ptr<Remote>> Servers::openAnother(const Address& address) {
+    const Result<Remote*> first = of(address);
+    if (!first) return first.error();
+    const Result<Extension> loaded = session_.extension(address);
+    if (!loaded) return loaded.error();
+    return Remote::open(*loaded, address, find(address)->login);
+}
+
+Found Servers::look(const Address& address) {
+    if (const Known* known = find(address)) {
+        return known->remote->run(quillon::look(*known->remote, address.url()));
+    }
+    const Result<Extension> loaded = session_.extension(address);
+    if (!loaded) return loaded.error();
+    return session_.withLogin(address, [&](const Login& login) -> Found {
+        auto remote = Remote::open(*loaded, address, login);
+        if (!remote) return std::move(remote).error();
+        Found found = (*remote)->run(quillon::look(**remote, address.url()));
+        if (found || found.error().httpStatus != 401) {
+            known_.insert_or_assign(identityOf(address), Known{std::move(*remote), login});
+        }
+        return found;
+    });
+}
+
+std::vector<Found> Servers::look(const std::vector<Address>& addresses) {
+    std::vector<Found> found(addresses.size(), Found(interruption()));
+    std::map<Remote*, std::vector<size_t>> later;
+    for (size_t i = 0; i < addresses.size(); ++i) {
+        if (const Known* known = find(addresses[i])) {
+            later[known->remote.get()].push_back(i);
+        } else {
+            found[i] = look(addresses[i]);
+        }
+    }
+    for (const auto& [remote, indices] : later) {
+        TaskGroup group(remote->loop());
+        for (const size_t i : indices) {
+            group.spawn(lookInto(*remote, addresses[i].url(), &found[i]));
+        }
+        remote->run(finishAll(&group));
+    }
+    return found;
+}
+
+}  // namespace quillon::cli
