@@ -60,10 +60,6 @@ Task<> change(Remote& remote, Deed deed, Overwrite overwrite, Conditions conditi
     placement->error = co_await withHolder(remote, std::move(urls), std::move(error));
 }
 
-Task<> finishAll(TaskGroup* group) {
-    co_await group->finish();
-}
-
 class Transfer {
 public:
     Transfer(Session& session, Deed deed, TransferOptions& options)
@@ -89,6 +85,9 @@ public:
     }
 
 private:
+    Error advised(Error error) const {
+        return options_.force ? error : withForceAdvice(deed_, std::move(error));
+    }
     std::string_view attempt() const { return deed_ == Deed::copy ? "copy" : "move"; }
     std::string_view done() const { return deed_ == Deed::copy ? "copied" : "moved"; }
 
@@ -277,7 +276,7 @@ private:
             for (Placement* each : placements) {
                 group.spawn(change(remote, deed_, overwrite_, {}, each));
             }
-            remote.run(finishAll(&group));
+            remote.run(finishAll(group));
         }
         for (Placement* each : placements) {
             if (code_ == exitInterrupted) return;
@@ -330,7 +329,7 @@ private:
         member.segment = from.segment();
         member.size = placement.source.size;
         Result<void> done = copyMember(member, from.url(), placement.to.url(), Parent::existing);
-        if (!done) return fail(from, withForceAdvice(deed_, std::move(done).error()));
+        if (!done) return fail(from, advised(std::move(done).error()));
         if (deed_ == Deed::copy) {
             events_.tell({"copied", from.url(), placement.to.url(), member.size});
         }
@@ -351,16 +350,18 @@ private:
             **source, **destination,         overwrite_,
             isDry,    std::move(copyMember), [&](const TreeStep& step) { tell(step); }};
         const bool complete = copyTree(tree, placement.source.address.url(), placement.to.url());
-        if (!complete && !isDry && deed_ == Deed::move && code_ != exitInterrupted) {
-            complain(fmt::format("{} was left whole, since not all of it could be copied",
-                                 placement.source.address.url()));
+        if (!complete && !isDry) {
+            complain(fmt::format(
+                "{} {}; the same command with --force goes on", placement.source.address.url(),
+                deed_ == Deed::move ? "was left whole, since not all of it was copied"
+                                    : "was not copied whole"));
         }
         return complete;
     }
 
     void tell(const TreeStep& step) {
         if (step.error) {
-            return fail(step.from, withForceAdvice(deed_, *step.error));
+            return fail(step.from, advised(*step.error));
         }
         const bool isDry = options_.telling.dryRun;
         if (step.isCollection) collections_.push_back(step.from);

@@ -11,10 +11,6 @@ Task<> lookInto(Remote& remote, std::string url, Found* found) {
     *found = co_await quillon::look(remote, std::move(url));
 }
 
-Task<> finishAll(TaskGroup* group) {
-    co_await group->finish();
-}
-
 }  // namespace
 
 bool isSameServer(const Address& a, const Address& b) {
@@ -73,7 +69,7 @@ std::vector<Found> Servers::look(const std::vector<Address>& addresses) {
         for (const size_t i : indices) {
             group.spawn(lookInto(*remote, addresses[i].url(), &found[i]));
         }
-        remote->run(finishAll(&group));
+        remote->run(finishAll(group));
     }
     return found;
 }

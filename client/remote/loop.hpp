@@ -162,4 +162,9 @@ private:
     std::exception_ptr thrown_;
 };
 
+// For who is no task.
+inline Task<> finishAll(TaskGroup& group) {
+    co_await group.finish();
+}
+
 }  // namespace quillon
