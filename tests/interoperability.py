@@ -163,8 +163,9 @@ info --json ${U}c; prints '*"'${U}'a","type":"file","size":5,*"modified":"20*Z",
                                             r"fails 1 cp ${U}a ${U}c/; holds c/a old;"
                                             r"q mv ${U}a ${U}c/b; gone a; holds c/b old",
     "`cp -r` and `mv` of a tree": r"ask MKCOL ${U}c/; put c/a old; q cp -r ${U}c ${U}d;"
-                                  r"fails 1 cp -r ${U}c ${U}d; holds d/a old;"
-                                  r"q mv ${U}d ${U}c/; gone d/; holds c/d/a old",
+                                  r"q cp -r ${U}c ${U}d; fails 1 cp -r ${U}c ${U}d;"
+                                  r"holds d/a old; holds d/c/a old;"
+                                  r"q mv ${U}d ${U}c/; gone d/; holds c/d/c/a old",
     "`rm -r`": r"ask MKCOL ${U}c/; put c/a old; fails 2 rm -r ${U}c; holds c/a old;"
                r"q rm -r --yes ${U}c; prints '' ls $U",
     "`rm`": r"put a old; q rm ${U}a; gone a",
