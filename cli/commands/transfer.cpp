@@ -414,9 +414,9 @@ Events::Manner Telling::manner() const {
 }
 
 void addTellingOptions(CommandDefinition command, Telling& telling) {
-    command.addFlag("--dry-run", telling.dryRun, "Tell what would be done, and do nothing");
-    command.addFlag("--json", telling.json, "Tell it as objects, one a line");
-    command.addFlag("--quiet", telling.quiet, "No sum in the end");
+    command.addFlag("-n,--dry-run", telling.dryRun, "Say what would be done, and do nothing");
+    command.addFlag("--json", telling.json, "An object a file and line, for other programs");
+    command.addFlag("-q,--quiet", telling.quiet, "Tell of failures alone");
 }
 
 int transfer(Session& session, Deed deed, TransferOptions& options) {

@@ -221,7 +221,7 @@ TEST_F(Writing, refusals) {
             {{"edit", c + "/"}, 2, "This is a collection"},
             {{"edit", c}, 1, "This is a collection"},
             {{"mv", a, "c"}, 1, "taken already"},
-            {{"mv", a, "c/a"}, 2, "no http or https URL"},
+            {{"mv", a, "c/a"}, 2, "cannot use this URL"},
             {{"mv", url, "d"}, 2, "root"},
             {{"rm", c + "/"}, 2, "Use rmcol"},
             {{"rmcol", "-r", a}, 3, "no collection"},
