@@ -43,6 +43,8 @@ struct Framing {
 };
 Framing parseFraming(const Headers& headers);
 
+bool isCoded(const Headers& headers);  // by Content-Encoding (RFC 9110, 8.4)
+
 // Content-Range of a single part (RFC 9110, 14.4).
 struct ContentRange {
     uint64_t first = 0;             // byte of the whole

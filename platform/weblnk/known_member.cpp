@@ -22,11 +22,6 @@ Verdict same(const Value& noted, const Value& found) {
     return noted == found ? Verdict::unchanged : Verdict::changed;
 }
 
-bool isCoded(const Headers& headers) {
-    const auto coding = headers.first("Content-Encoding");
-    return !coding.empty() && coding != "identity";
-}
-
 void fillOpen(MemberState& state, const MemberState& more) {
     if (state.tag.text.empty()) state.tag = more.tag;
     if (!state.size) state.size = more.size;
