@@ -168,6 +168,13 @@ bool offersScheme(const Headers& headers, std::string_view scheme) {
     });
 }
 
+bool offersUsableDigest(const Headers& headers) {
+    const auto challenges = parseChallenges(headers);
+    return std::any_of(challenges.begin(), challenges.end(), [](const Challenge& challenge) {
+        return sameName(challenge.scheme, "Digest") && canAnswer(challenge);
+    });
+}
+
 std::string unknownSchemes(const Headers& headers) {
     constexpr size_t most = 4, longest = 40;
     std::vector<std::string> names;

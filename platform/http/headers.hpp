@@ -60,6 +60,9 @@ std::vector<Challenge> parseChallenges(const Headers& headers);
 
 bool offersScheme(const Headers& headers, std::string_view scheme);
 
+// Whether a challenge of Digest is one that can be answered.
+bool offersUsableDigest(const Headers& headers);
+
 // The first schemes of the challenges, as "Negotiate, Digest with FOO", where none of all can be
 // answered; empty when one can, or when there is none.
 std::string unknownSchemes(const Headers& headers);
