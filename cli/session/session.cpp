@@ -192,6 +192,7 @@ Result<Listing> Session::list(const Address& address) {
 
 Result<Member> Session::openMember(const Address& address, const OpenOptions& options) {
     leftWork_.tell(address.url());
+    if (!options.cacheParent.empty()) leftWork_.clearPlace(options.cacheParent);
     const auto collection = open(address, options);
     if (!collection) return collection.error();
     return (*collection)->member(address.segment(), options.purpose);
