@@ -58,6 +58,10 @@ void CompleteFile::becomeDestination() {
     if (moveToFreeName(path_, destination_)) storeDirectory();
 }
 
+void CompleteFile::becomeDestinationUnstored() {
+    moveToFreeName(path_, destination_);
+}
+
 void CompleteFile::store() {
     storeData(file_, destination_);
 }

@@ -390,6 +390,27 @@ TEST_F(Faults, twoSignalsLeaveALockThatIsToldOf) {
     }
 }
 
+TEST_F(Faults, whatAKilledProgramLeftIsFoundByTheNext) {
+    server.on("PUT", "/c/*", Answer(201, "x").stalledAfter(0));
+    server.on("GET", "/c/*", Answer(200, "content").stalledAfter(3));
+    for (const Arguments& arguments : {Arguments{"put", "a", url}, Arguments{"get", url}}) {
+        support::RunningProcess program(command(arguments));
+        const char* method = arguments[0] == "put" ? "PUT" : "GET";
+        ASSERT_TRUE(support::eventually([&] { return answered(method) == 1; }));
+        program.signal(SIGKILL);
+        program.wait();
+    }
+    ASSERT_GT(localFiles().size(), 3u);
+    for (const auto& entry : std::filesystem::directory_iterator(work.path())) {
+        const auto old = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
+        if (entry.is_directory()) std::filesystem::last_write_time(entry, old);
+    }
+    server.on("GET", "/c/*", Answer(200, "new"));
+    const std::string told = quillon({"get", "-o", "a", url}).errors;
+    EXPECT_NE(told.find("--token " + lockToken), told.npos) << told;
+    EXPECT_EQ(localFiles(), (Names{"a", "b", "c"}));
+}
+
 TEST_F(Faults, aSignalWhileALockIsGivenBackIsAnInterrupt) {
     std::atomic<pid_t> process = 0;
     server.on("UNLOCK", "/c/file", [&](const support::Request&) {
