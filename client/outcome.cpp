@@ -98,6 +98,10 @@ void hear(const vxhost::RequestEnd& end) {
     if (end.httpStatus >= 300) heard().refusal = end.httpStatus;
 }
 
+bool hasTimedOut() {
+    return heard().failure == vxhost::WEBLNK_TIMED_OUT;
+}
+
 void noteStrayLock(const vxhost::StrayLock& lock) {
     StrayLock stray{std::string(lock.url), std::string(lock.token), lock.taken};
     std::vector<StrayLock>& known = heard().locks;

@@ -129,6 +129,13 @@ TEST_F(Faults, answersThatFailOrLie) {
         if (row.arguments == edit) versionStays();
         nothingStays();
     }
+    server.inTurn("HEAD", "/c/", {Answer(200), Answer(500)});
+    expect({{ls, 7, collection + ":\n  The server answered 500"}});
+    server.on("HEAD", "/c/", Answer(200));
+    server.on("PROPFIND", "/c/b", Answer(207, "x").stalledAfter(0));
+    server.clearRequests();
+    expect({{{"put", "--timeout", "1", "a", collection + "b"}, 7, "PROPFIND"}});
+    EXPECT_EQ(answered("PROPFIND"), 2);  // in vain, and early in case that there is no member
 }
 
 TEST_F(Faults, contentThatMayBeCutShortIsNotHandedToWhatChangesIt) {
