@@ -62,6 +62,8 @@ Result<void> Hold::look(bool wasMissing, bool lockedBefore) {
     // What an earlier lock read is out of date.
     std::optional<Properties> found = lockedBefore ? std::nullopt : member_->lastInfo();
     if (!found) {
+        auto inVain = lockedBefore ? std::nullopt : member_->lookTimedOut();
+        if (inVain) return std::move(*inVain);
         Result<Properties> asked = member_->info();
         if (!asked) return std::move(asked).error();
         found = std::move(*asked);

@@ -9,6 +9,7 @@
 #include "client/outcome.hpp"
 #include "platform/files/directories.hpp"
 #include "platform/files/living_directory.hpp"
+#include "platform/files/random_name.hpp"
 
 namespace quillon {
 namespace {
@@ -74,6 +75,14 @@ std::optional<Paths> workIn(const fs::path& cache) {
     return work;
 }
 
+// hiddenPrefix and a random name.
+bool isFetchFolder(std::string_view name) {
+    const std::string_view prefix = vxhost::hiddenPrefix;
+    if (!name.starts_with(prefix)) return false;
+    name.remove_prefix(prefix.size());
+    return name.size() == 32 && name.find_first_not_of("0123456789abcdef") == name.npos;
+}
+
 }  // namespace
 
 struct FolderHold::Open {
@@ -112,6 +121,15 @@ Paths removeLeftCaches() {
         kept.insert(kept.end(), work->begin(), work->end());
     }
     return kept;
+}
+
+void removeLeftFetches(const fs::path& place) {
+    for (const fs::path& entry : entriesOf(place).value_or(Paths())) {
+        if (!isFetchFolder(entry.filename().native())) continue;
+        const auto taken = vxhost::takeLeftDirectory(entry);
+        std::error_code none;
+        if (taken) fs::remove_all(entry, none);
+    }
 }
 
 }  // namespace quillon

@@ -1,4 +1,5 @@
-// Caches of the person's own that processes left when they were killed, in $XDG_CACHE_HOME/quillon.
+// Caches of the person's own that processes left when they were killed, in $XDG_CACHE_HOME/quillon
+// and beside the destinations of fetches.
 #pragma once
 
 #include <filesystem>
@@ -32,5 +33,8 @@ private:
 // Removes the caches that nobody holds and in which nothing can be anybody's work: what was fetched
 // and copied for a program that did not change it. The files in the others, which may be.
 std::vector<std::filesystem::path> removeLeftCaches();
+
+// The same of what fetches left beside their destinations in a directory, which is nobody's work.
+void removeLeftFetches(const std::filesystem::path& place);
 
 }  // namespace quillon

@@ -87,6 +87,19 @@ void removeFile(const fs::path& path) {
     fs::remove(path, none);
 }
 
+// A lock is noted when it is granted, and again with the text that is written under it.
+void removeBareDoubles(std::vector<FoundNote>& found) {
+    std::erase_if(found, [&](const FoundNote& bare) {
+        const bool isDouble =
+            bare.note.text.empty() && std::ranges::any_of(found, [&](const FoundNote& other) {
+                return !other.note.text.empty() && other.note.url == bare.note.url &&
+                       other.note.token == bare.note.token;
+            });
+        if (isDouble) removeFile(bare.file);
+        return isDouble;
+    });
+}
+
 }  // namespace
 
 // The open file holds the lock that tells the others of a living process. A program that we start
@@ -100,7 +113,12 @@ struct WrittenNote::File {
         if (flock(complete.file().number(), LOCK_EX | LOCK_NB) != 0) {
             vxhost::throwSystemFailure(errno, "Cannot lock " + path.string());
         }
-        complete.becomeDestination();
+        // There may be thousands of bare ones in a run, each gone in a moment.
+        if (note.text.empty()) {
+            complete.becomeDestinationUnstored();
+        } else {
+            complete.becomeDestination();
+        }
         held = complete.takeFile();
     }
     const LockNote note;
@@ -149,6 +167,7 @@ Result<std::vector<FoundNote>> findLeftNotes() {
             found.push_back({std::move(*note), entry.path()});
         }
     }
+    removeBareDoubles(found);
     return found;
 }
 

@@ -8,6 +8,7 @@
 #include "client/expected_calls.hpp"
 #include "client/part_file.hpp"
 #include "client/state.hpp"
+#include "platform/base/status.hpp"
 #include "platform/base/transcoder.hpp"
 #include "platform/text/methods.hpp"
 #include "platform/text/url.hpp"
@@ -184,6 +185,11 @@ Result<Protection> Member::lock(Purpose next) {
     if (status == vx::QUILLON_LOCK_NOT_SUPPORTED) return Protection::dateCheck;
     if (status == vx::VX_SUCCESS) return Protection::lock;
     return failure(status, state_->journal);
+}
+
+std::optional<Error> Member::lookTimedOut() {
+    if (!hasTimedOut()) return std::nullopt;
+    return failure(vxhost::WEBLNK_TIMED_OUT, state_->journal);
 }
 
 Result<void> Member::noteDate() {

@@ -82,6 +82,8 @@ public:
 
     // Nobody else may hold one beside it. next: Purpose::fetch when the content is fetched then.
     Result<Protection> lock(Purpose next = Purpose::change);
+    // Of the lock() before: what the member is under it was asked for, and not answered in time.
+    std::optional<Error> lookTimedOut();
     // No lock: notes the member's date, so that a store refuses to overwrite a later change.
     Result<void> noteDate();
     Result<void> unlock();  // nothing happens without a lock

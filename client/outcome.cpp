@@ -67,8 +67,9 @@ std::string explanation(Status cause, const Heard& last) {
 }
 
 // "GET method failed. Status = -1", "GET URL: the server answered 403.": the last sentence says
-// more.
+// more. A listing says of every refused HEAD that there is no such collection.
 bool tellsBareStatus(const std::string& text, int refusal) {
+    if (text == "Collection URL does not exist.") return refusal != 404;
     return text.find("Status = ") != std::string::npos ||
            text.ends_with(fmt::format(": the server answered {}.", refusal));
 }
@@ -95,6 +96,10 @@ std::vector<std::string> sentencesOf(vxhost::UserJournal& journal, Status status
 void hear(const vxhost::RequestEnd& end) {
     if (end.result != vx::VX_SUCCESS) heard().failure = end.result;
     if (end.httpStatus >= 300) heard().refusal = end.httpStatus;
+}
+
+bool hasTimedOut() {
+    return heard().failure == vxhost::WEBLNK_TIMED_OUT;
 }
 
 void noteStrayLock(const vxhost::StrayLock& lock) {

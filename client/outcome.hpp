@@ -27,6 +27,9 @@ void hear(const vxhost::RequestEnd& end);
 void noteStrayLock(const vxhost::StrayLock& lock);
 void noteUnknownSchemes(std::string_view schemes);
 
+// Whether a request of the operation that ran last was not answered in time, whatever came of it.
+bool hasTimedOut();
+
 // Begins an operation: forgets what was heard and written before. HTTP clients hold on to the
 // journal, so it lives as long as the record that is made with it.
 vx::Journal* begin(vxhost::UserJournal& journal);

@@ -62,6 +62,11 @@ void LeftWork::tellAll() {
     }
 }
 
+void LeftWork::clearPlace(const std::filesystem::path& place) {
+    const std::lock_guard lock(mutex_);
+    if (cleared_.insert(place).second) removeLeftFetches(place);
+}
+
 void LeftWork::markTold(const std::string& url) {
     const std::lock_guard lock(mutex_);
     told_.insert(url);

@@ -16,9 +16,10 @@ namespace quillon::cli {
 // Any thread may use it. Each note is told of once.
 class LeftWork {
 public:
-    void tell(const std::string& url);      // of the member
-    void tellAll();                         // and of files in left caches
-    void markTold(const std::string& url);  // the person knows
+    void tell(const std::string& url);                    // of the member
+    void tellAll();                                       // and of files in left caches
+    void clearPlace(const std::filesystem::path& place);  // of what fetches into it left
+    void markTold(const std::string& url);                // the person knows
 
     // What was noted of the member's lock is over: it was given back, or could not be there any
     // more since another one was granted.
@@ -34,6 +35,7 @@ private:
     std::optional<std::vector<FoundNote>> notes_;
     std::vector<std::filesystem::path> files_;  // that no note names, and that may be work
     std::set<std::string> told_;                // the URLs of members whose notes the person knows
+    std::set<std::filesystem::path> cleared_;
 };
 
 }  // namespace quillon::cli

@@ -48,6 +48,10 @@ void CompleteFile::becomeDestination() {
     if (renameToFree(AT_FDCWD, path_, destination_)) storeDirectory();
 }
 
+void CompleteFile::becomeDestinationUnstored() {
+    moveToFreeName(path_, destination_);
+}
+
 void CompleteFile::store() {
     storeData(file_, destination_);
 }

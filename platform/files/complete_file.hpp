@@ -25,6 +25,8 @@ public:
     // Both have all of the content on the disk before.
     void replaceDestination();  // with this file, whatever is there
     void becomeDestination();   // unless there is one: then it stays, which is no failure
+    // The same, for what need only outlive this process: nothing is waited for.
+    void becomeDestinationUnstored();
 
 private:
     void store();

@@ -92,6 +92,17 @@ void Authentication::learn(CURL* easy) {
     if (scheme_ == Scheme::basic && settings_.foundBasic) settings_.foundBasic(origin_);
 }
 
+bool Authentication::fallBackToBasic(const Headers& challenges) {
+    const bool basicAlone = offersScheme(challenges, "Basic") && !offersUsableDigest(challenges);
+    const bool passedOver = basicAlone && offersScheme(challenges, "Digest");
+    if (!hasUser() || !passedOver || refusesBasic()) return false;
+    forget();
+    scheme_ = Scheme::basic;
+    if (settings_.foundBasic) settings_.foundBasic(origin_);
+    if (isClear(origin_) && settings_.passwordInClear) settings_.passwordInClear(origin_);
+    return true;
+}
+
 bool Authentication::refusesBasic() const {
     return isClear(origin_) && digestOrigins().has(origin_);
 }

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/http/headers.hpp"
 #include "platform/http/target.hpp"
 
 namespace vxhost {
@@ -22,6 +23,9 @@ public:
     void begin(const std::string& url, std::shared_ptr<const Credentials> credentials);
     // A refusal makes what was known worthless. Gives whether anything was.
     bool forget();
+    // After a refusal that asks for Digest in a way that nobody here can answer, and for Basic,
+    // too: curl would answer neither. Gives whether Basic is tried.
+    bool fallBackToBasic(const Headers& challenges);
 
     void apply(CURL* easy, const std::string& url) const;
     // From the handle of a request at its end: what challenges before the answer offered.

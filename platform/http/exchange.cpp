@@ -195,7 +195,8 @@ void Exchange::settle(Answer answer, Authentication& authentication) {
 // then worthless, and a 401 says that nothing was done yet.
 void Exchange::settleChallenge(Answer answer, Authentication& authentication) {
     const bool mayAskAgain = attempts_.challenges < Attempts::mostChallenges;
-    if (authentication.forget() && mayAskAgain) {
+    const bool wasKnown = authentication.forget();
+    if (mayAskAgain && (wasKnown || authentication.fallBackToBasic(answer.headers))) {
         if (request_.upload) request_.upload->rewind();
         return restart("401");
     }

@@ -130,6 +130,11 @@ Framing parseFraming(const Headers& headers) {
     return framing;
 }
 
+bool isCoded(const Headers& headers) {
+    const std::string codings = headers.joined("Content-Encoding");
+    return !codings.empty() && !sameName(codings, "identity");
+}
+
 std::optional<ContentRange> parseContentRange(std::string_view value) {
     const size_t unit = value.find(' '), dash = value.find('-'), slash = value.find('/');
     if (!sameName(value.substr(0, unit), "bytes") || dash == value.npos || slash == value.npos) {
@@ -160,6 +165,13 @@ bool offersScheme(const Headers& headers, std::string_view scheme) {
     const auto challenges = parseChallenges(headers);
     return std::any_of(challenges.begin(), challenges.end(), [&](const Challenge& challenge) {
         return sameName(challenge.scheme, scheme);
+    });
+}
+
+bool offersUsableDigest(const Headers& headers) {
+    const auto challenges = parseChallenges(headers);
+    return std::any_of(challenges.begin(), challenges.end(), [](const Challenge& challenge) {
+        return sameName(challenge.scheme, "Digest") && canAnswer(challenge);
     });
 }
 

@@ -43,6 +43,8 @@ struct Framing {
 };
 Framing parseFraming(const Headers& headers);
 
+bool isCoded(const Headers& headers);  // by Content-Encoding (RFC 9110, 8.4)
+
 // Content-Range of a single part (RFC 9110, 14.4).
 struct ContentRange {
     uint64_t first = 0;             // byte of the whole
@@ -57,6 +59,9 @@ struct Challenge {          // of WWW-Authenticate (RFC 9110, 11.6.1)
 std::vector<Challenge> parseChallenges(const Headers& headers);
 
 bool offersScheme(const Headers& headers, std::string_view scheme);
+
+// Whether a challenge of Digest is one that can be answered.
+bool offersUsableDigest(const Headers& headers);
 
 // The first schemes of the challenges, as "Negotiate, Digest with FOO", where none of all can be
 // answered; empty when one can, or when there is none.

@@ -246,7 +246,7 @@ bool Transfer::takeHeader(std::string_view line) {
 // Whether the server, having asked for Digest over a line that others may change, now asks for the
 // password itself.
 bool Transfer::isTalkedDown() {
-    const bool digest = offersScheme(answer_.headers, "Digest");
+    const bool digest = offersUsableDigest(answer_.headers);
     askedForDigest_ = askedForDigest_ || digest;
     return askedForDigest_ && !digest && request_.url.starts_with("http:");
 }

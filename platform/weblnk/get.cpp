@@ -186,6 +186,18 @@ void requireWhole(const CurlClient& client, const Answer& answer, vx::GetReport&
                     told ? fmt::format("a size of {}", *told) : "no size"));
 }
 
+// The member's own bytes are asked for. A server may label them with a coding that they were stored
+// in, as Apache does with archives; but one that coded them on the way hands out other bytes. The
+// size that it tells otherwise shows which (RFC 4918, 15.4).
+void requireAsStored(const Target& target, const Answer& answer, uint64_t length) {
+    if (!isCoded(answer.headers) || sizeByProperties(target) == length) return;
+    throw Failure(
+        WEBLNK_BAD_ANSWER,
+        fmt::format("GET {}: the bytes came in the coding {}, and not as they are stored, which "
+                    "was asked for. A filter of the server or a proxy on the way does that.",
+                    target.url, answer.headers.joined("Content-Encoding")));
+}
+
 }  // namespace
 
 void get(CurlClient& client, int32_t& status, vx::WriteCallback* callback, vx::GetReport& report) {
@@ -211,6 +223,7 @@ void get(CurlClient& client, int32_t& status, vx::WriteCallback* callback, vx::G
         refuse(target, answer, isCollection);
     }
     requireWhole(client, answer, report);
+    requireAsStored(target, answer, report.length);
     sink.end();
     noteFetched(client.known, answer, report.length, digesting.digest());
     report.modified = parseHttpDate(answer.headers.first("Last-Modified")).value_or(missingDate);

@@ -22,11 +22,6 @@ Verdict same(const Value& noted, const Value& found) {
     return noted == found ? Verdict::unchanged : Verdict::changed;
 }
 
-bool isCoded(const Headers& headers) {
-    const auto coding = headers.first("Content-Encoding");
-    return !coding.empty() && coding != "identity";
-}
-
 void fillOpen(MemberState& state, const MemberState& more) {
     if (state.tag.text.empty()) state.tag = more.tag;
     if (!state.size) state.size = more.size;
@@ -81,7 +76,7 @@ void KnownMember::forgetLooks() {
 
 void KnownMember::noteFetched(MemberState state, std::optional<double> date,
                               const ContentDigest& content, Clock::time_point now) {
-    Note note{std::move(state), true, content, {}};
+    Note note{std::move(state), true, false, content, {}};
     if (const auto left = racyTime(note.state.modified, date)) {
         note.racyUntil = now + std::chrono::ceil<Clock::duration>(*left);
     }
@@ -95,7 +90,7 @@ void KnownMember::noteStored(EntityTag tag) {
     if (!tag.text.empty()) {
         MemberState stored;
         stored.tag = std::move(tag);
-        note_ = Note{std::move(stored), true, {}, {}};
+        note_ = Note{std::move(stored), true, false, {}, {}};
     }
     refused_ = lockMade_ = false;
     forgetLooks();
@@ -118,7 +113,7 @@ void KnownMember::noteHead(const MemberState& found, bool underLock) {
     forgetLooks();
     head_ = found;
     noting_ = underLock && !note_;
-    if (noting_) note_ = Note{found, false, {}, {}};
+    if (noting_) note_ = Note{found, false, lockMade_, {}, {}};
 }
 
 void KnownMember::noteProperties(const MemberState& found) {
@@ -169,7 +164,11 @@ EntityTag KnownMember::latestTag() const {
 
 std::optional<EntityTag> KnownMember::usableTag(bool underLock) const {
     const bool told = note_ && !note_->state.tag.text.empty();
-    if (!told || verdict(underLock) == Verdict::gone) return {};
+    if (!told) return {};
+    // What the LOCK itself made counts as no member, but nothing else may have come in its place.
+    // Not every server compares the tag of such a thing, so that it goes into the first PUT alone.
+    const bool goes = note_->isMade ? !refused_ : verdict(underLock) != Verdict::gone;
+    if (!goes) return {};
     return note_->state.tag;
 }
 

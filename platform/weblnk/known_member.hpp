@@ -71,15 +71,16 @@ public:
 
     // What a PUT carries as conditions: none that was told, or none when the member is gone and is
     // written anew. A weak tag goes with a lock's token into the first PUT alone, since some
-    // servers refuse the weak form of their own tags; If-Match takes only a strong one, of a GET or
-    // PUT.
+    // servers refuse the weak form of their own tags, and so does that of an empty member that the
+    // LOCK made; If-Match takes only a strong one, of a GET or PUT.
     std::optional<EntityTag> tagForLock() const;
     std::optional<EntityTag> tagForMatch(bool underLock) const;
 
 private:
     struct Note {
         MemberState state;
-        bool ours = false;  // the person has this content, fetched or stored
+        bool ours = false;    // the person has this content, fetched or stored
+        bool isMade = false;  // by the LOCK, and empty
         ContentDigest content{};
         std::optional<Clock::time_point> racyUntil;
     };

@@ -129,6 +129,13 @@ TEST_F(Faults, answersThatFailOrLie) {
         if (row.arguments == edit) versionStays();
         nothingStays();
     }
+    server.inTurn("HEAD", "/c/", {Answer(200), Answer(500)});
+    expect({{ls, 7, collection + ":\n  The server answered 500"}});
+    server.on("HEAD", "/c/", Answer(200));
+    server.on("PROPFIND", "/c/b", Answer(207, "x").stalledAfter(0));
+    server.clearRequests();
+    expect({{{"put", "--timeout", "1", "a", collection + "b"}, 7, "PROPFIND"}});
+    EXPECT_EQ(answered("PROPFIND"), 2);  // in vain, and early in case that there is no member
 }
 
 TEST_F(Faults, contentThatMayBeCutShortIsNotHandedToWhatChangesIt) {
@@ -390,6 +397,27 @@ TEST_F(Faults, twoSignalsLeaveALockThatIsToldOf) {
         EXPECT_EQ(std::ranges::count(program.errors(), '\n'), 1);
         server.on(method, "/c/file", Answer(200).with("Lock-Token", "<" + lockToken + ">"));
     }
+}
+
+TEST_F(Faults, whatAKilledProgramLeftIsFoundByTheNext) {
+    server.on("PUT", "/c/*", Answer(201, "x").stalledAfter(0));
+    server.on("GET", "/c/*", Answer(200, "content").stalledAfter(3));
+    for (const Arguments& arguments : {Arguments{"put", "a", url}, Arguments{"get", url}}) {
+        support::RunningProcess program(command(arguments));
+        const char* method = arguments[0] == "put" ? "PUT" : "GET";
+        ASSERT_TRUE(support::eventually([&] { return answered(method) == 1; }));
+        program.signal(SIGKILL);
+        program.wait();
+    }
+    ASSERT_GT(localFiles().size(), 3u);
+    for (const auto& entry : std::filesystem::directory_iterator(work.path())) {
+        const auto old = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
+        if (entry.is_directory()) std::filesystem::last_write_time(entry, old);
+    }
+    server.on("GET", "/c/*", Answer(200, "new"));
+    const std::string told = quillon({"get", "-o", "a", url}).errors;
+    EXPECT_NE(told.find("--token " + lockToken), told.npos) << told;
+    EXPECT_EQ(localFiles(), (Names{"a", "b", "c"}));
 }
 
 TEST_F(Faults, aSignalWhileALockIsGivenBackIsAnInterrupt) {

@@ -124,6 +124,15 @@ TEST(WeblnkAuth, digestIsNeverTalkedDownToBasic) {
     EXPECT_EQ(atOnce.requests().size(), 2u);
 }
 
+TEST(WeblnkAuth, basicIsTriedBesideADigestThatNobodyKnows) {
+    ScriptedServer server;
+    const std::string digest = "Digest realm=\"r\", nonce=\"n\", algorithm=X";
+    server.inTurn("HEAD", "/a",
+                  {Answer(askForBasic).with("WWW-Authenticate", digest), Answer(200)});
+    EXPECT_EQ(Driven("u", "p").at(server.url("a")).head(), "200");
+    EXPECT_EQ(seen(server), "HEAD /a 401, HEAD /a Basic dTpw 200");
+}
+
 TEST(WeblnkAuth, challengesEnd) {
     ScriptedServer server;
     server.on("HEAD", "/a", [n = 0](const support::Request&) mutable {

@@ -124,9 +124,11 @@ TEST(KnownMember, whatIsDoneBeforeAPut) {
         {"l-R-", "+++"},
         {"l-Rt", "!!!"},  // 404 has become 200
         {"l-N0", "+++"},
-        {"n0R0", "+++ \"0\""},
+        {"n0", "+++ \"0\""},  // so that it is still the empty one
+        {"lsgn0", "+++"},
+        {"n0R0", "+++"},
         {"n0N0", "+++"},
-        {"n0Rt", "!!! \"0\""},
+        {"n0Rt", "!!!"},
         {"lsgqRt", "+++ \"b\""},  // our own PUT has voided it, and what was seen then counts
         {"lsgpRt", "!!! \"a\""},
         {"dgd", "++! \"a\""},  // always, so it is no change

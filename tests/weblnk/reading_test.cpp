@@ -100,7 +100,12 @@ TEST(WeblnkReading, contentThatMayBeCutShortMustHaveTheSizeThatIsTold) {
     const Answer bare = raw("\r\n0123"), none(204), no(405);
     const Answer chunked = raw("Transfer-Encoding: chunked\r\n\r\n4\r\n0123\r\n0\r\n\r\n");
     const std::string asked = "GET /a 0, PROPFIND /a 0 ";
+    // A label on what is stored so, as of an archive, is no coding on the way.
+    const Answer coded = Answer(200, "0123").with("Content-Encoding", "gzip");
+    const std::string decoding = "GET /a 200, PROPFIND /a 0 207";
     checkAll({
+        {get, {coded, sized("4")}, "200 [0123]", decoding},
+        {get, {coded, sized("9")}, "BAD_ANSWER 200 [0123", decoding, "in the coding gzip"},
         {unproven, {chunked}, "200 [0123]", "GET /a 0"},
         {unproven, {bare, no}, "200 [0123] unproven", asked + "405"},
         {unproven, {bare, sized(" ")}, "200 [0123] unproven", asked + "207"},
