@@ -407,18 +407,6 @@ private:
 
 }  // namespace
 
-Events::Manner Telling::manner() const {
-    if (json) return Events::Manner::json;
-    if (dryRun) return Events::Manner::lines;
-    return quiet || !isMany ? Events::Manner::quiet : Events::Manner::summary;
-}
-
-void addTellingOptions(CommandDefinition command, Telling& telling) {
-    command.addFlag("-n,--dry-run", telling.dryRun, "Say what would be done, and do nothing");
-    command.addFlag("--json", telling.json, "An object a file and line, for other programs");
-    command.addFlag("-q,--quiet", telling.quiet, "Tell of failures alone");
-}
-
 int transfer(Session& session, Deed deed, TransferOptions& options) {
     // In a shell --match has a collection without one.
     if (options.operands.size() == 1 && session.base && !options.pattern.empty()) {

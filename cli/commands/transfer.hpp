@@ -6,20 +6,9 @@
 #include <vector>
 
 #include "cli/commands/command.hpp"
-#include "cli/terminal/events.hpp"
+#include "cli/commands/telling.hpp"
 
 namespace quillon::cli {
-
-// How a command on many members tells what it does.
-struct Telling {
-    bool dryRun = false;
-    bool json = false;
-    bool quiet = false;
-    bool isMany = false;
-
-    Events::Manner manner() const;
-};
-void addTellingOptions(CommandDefinition command, Telling& telling);
 
 enum class Deed : bool { copy, move };
 

@@ -51,7 +51,7 @@ public:
     TreeTeller(Session& session, const TreeChoice& choice, std::string_view attempt)
         : session_(session),
           attempt_(attempt),
-          events_(mannerOf(session, choice), session.progress()) {}
+          events_(choice.telling.manner(session.options().verbosity > 0), session.progress()) {}
 
     void tell(const TreeEvent& event) {
         if (event.deed == TreeDeed::same || event.deed == TreeDeed::leftOver) {
@@ -71,13 +71,6 @@ public:
     }
 
 private:
-    static Events::Manner mannerOf(const Session& session, const TreeChoice& choice) {
-        if (choice.json) return Events::Manner::json;
-        if (choice.quiet) return Events::Manner::quiet;
-        const bool lines = choice.dryRun || session.options().verbosity > 0;
-        return lines ? Events::Manner::lines : Events::Manner::summary;
-    }
-
     void tellError(const TreeEvent& event) {
         session_.progress().hide();
         if (event.deed == TreeDeed::skipped) {
@@ -99,7 +92,7 @@ TreeOptions treeOptions(const TreeChoice& choice, FileMemory& memory, TreeTeller
     TreeOptions options;
     options.compare = {choice.all, choice.checksum, choice.force};
     options.filter = choice.filter;
-    options.dryRun = choice.dryRun;
+    options.dryRun = choice.telling.dryRun;
     options.remove = choice.remove || choice.removeUnknown;
     options.links = choice.follow ? Links::followed : Links::left;
     options.memory = choice.forgets ? nullptr : &memory;
@@ -110,7 +103,7 @@ TreeOptions treeOptions(const TreeChoice& choice, FileMemory& memory, TreeTeller
     };
     options.mayRemoveUnknown = [&choice](size_t count) {
         if (!choice.removeUnknown) return false;
-        if (choice.yes || choice.dryRun) return true;
+        if (choice.yes || choice.telling.dryRun) return true;
         const Result<bool> answer = askPerson(
             fmt::format("Remove also {} that nobody noted to have been on the other side?", count),
             "--yes");
@@ -191,9 +184,7 @@ void addTreeOptions(CommandDefinition command, TreeChoice& choice) {
             [&choice](const std::string& text) { return choice.filter.excludeFrom(text); },
             "Leave out what its lines match")
         .typeName("FILE");
-    command.addFlag("-n,--dry-run", choice.dryRun, "Say what would be done, and do nothing");
-    command.addFlag("--json", choice.json, "An object a file and line, for other programs");
-    command.addFlag("-q,--quiet", choice.quiet, "Tell of failures alone");
+    addTellingOptions(command, choice.telling);
 }
 
 void addFollowOption(CommandDefinition command, TreeChoice& choice) {

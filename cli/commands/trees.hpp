@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/commands/telling.hpp"
 #include "cli/parser/parser.hpp"
 #include "cli/session/session.hpp"
 #include "client/tree/filter.hpp"
@@ -14,7 +15,7 @@ struct TreeChoice {
     bool isTree = false;  // -r
     bool all = false, checksum = false, force = false;
     bool remove = false, removeUnknown = false, yes = false;
-    bool dryRun = false, json = false, quiet = false;
+    Telling telling{.isMany = true};
     bool follow = false;   // links on this side, on the way up
     bool forgets = false;  // no notes are made or believed
     Filter filter;

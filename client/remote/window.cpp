@@ -15,6 +15,7 @@ constexpr double queueing = 2.5;
 }  // namespace
 
 void Window::noteEnd(Duration took, bool multiplexed) {
+    if (isLimited_) return;
     if (most_ == 1) {
         most_ = multiplexed ? mostStreams : mostConnections;
         width_ = firstWidth;

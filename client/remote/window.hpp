@@ -11,6 +11,9 @@ class Window {
 public:
     using Duration = std::chrono::duration<double>;  // seconds
 
+    // limited: to a speed, which one request at a time keeps to.
+    explicit Window(bool limited) : isLimited_(limited) {}
+
     // The first goes alone: it learns the scheme of authentication and the protocol.
     size_t width() const { return width_; }
 
@@ -19,6 +22,7 @@ public:
     void noteBusy();  // a server answered 429 or 503
 
 private:
+    const bool isLimited_;
     size_t most_ = 1;
     size_t width_ = 1;
     size_t ends_ = 0;  // since the width was looked at

@@ -1,0 +1,195 @@
+// get -r and put -r: what moves, what stays, and what nobody may overwrite.
+#include <fmt/format.h>
+
+#include "tests/cli/program.hpp"
+#include "tests/support/scripted_server.hpp"
+
+namespace quillon::cli {
+namespace {
+
+namespace fs = std::filesystem;
+using support::Answer;
+
+const std::string awkward[] = {"a b%[x]*\xC3\xBC.txt", "dots..", "q?#.txt", "empty", "%41"};
+
+// Of a tree, as "path=content" or "path/".
+Names tree(const fs::path& root) {
+    Names found;
+    std::error_code none;
+    for (const auto& entry : fs::recursive_directory_iterator(root, none)) {
+        const std::string path = entry.path().lexically_relative(root);
+        if (path.find(".DAV") != path.npos) continue;
+        found.insert(entry.is_directory() ? path + "/"
+                                          : path + "=" + support::readFile(entry.path()));
+    }
+    return found;
+}
+
+class Trees : public ProgramTest {
+protected:
+    Trees() {
+        fs::create_directories(work / "up/sub/none");
+        for (const std::string& name : awkward) {
+            writeFile(work / ("up/" + name), name == "empty" ? "" : name);
+        }
+        writeFile(work / "up/sub/f", "first");
+        whole = tree(work / "up");
+    }
+    void put(int exitCode, Arguments more = {}) const { run("put", "up", url, exitCode, more); }
+    void get(int exitCode, Arguments more = {}) const {
+        run("get", url + "up/", {}, exitCode, more);
+    }
+
+    const Apache server;
+    const std::string url = server.url();
+    const std::string f = "up/sub/f";
+    Names whole;
+
+private:
+    void run(const char* verb, const std::string& from, const std::string& to, int exitCode,
+             const Arguments& more) const {
+        Arguments line{verb, "-r", from};
+        if (!to.empty()) line.push_back(to);
+        line.insert(line.end(), more.begin(), more.end());
+        const support::Outcome outcome = quillon(line);
+        EXPECT_EQ(outcome.exitCode, exitCode) << outcome.output << outcome.errors;
+        EXPECT_EQ(lockTokens(server), Arguments{});
+    }
+};
+
+TEST_F(Trees, goUpAndDownAndNothingMovesTwice) {
+    fs::create_symlink("/etc/passwd", work / "up/link");
+    put(0, {"--dry-run"});
+    EXPECT_EQ(tree(server.documentRoot() / "up"), Names{});
+    put(0);
+    EXPECT_EQ(tree(server.documentRoot() / "up"), whole);
+    const std::string walk =
+        "PROPFIND /up/ 207\nPROPFIND /up/ 207\nPROPFIND /up/sub/ 207\n"
+        "PROPFIND /up/sub/none/ 207\n";
+    server.clearTranscript();
+    put(0);
+    EXPECT_EQ(server.transcript(), walk);
+    fs::rename(work / "up", work / "before");
+    get(0);
+    EXPECT_EQ(tree(work / "up"), whole);
+    server.clearTranscript();
+    get(0);
+    EXPECT_EQ(server.transcript(), walk.substr(walk.find('\n') + 1));
+    put(0, {"-x", "sub/", "-i", "*.txt", "--all"});
+}
+
+TEST_F(Trees, nobodysChangeIsOverwritten) {
+    put(0);
+    // Theirs, where ours is as it was, and where both changed.
+    server.addMember(f, "theirs, longer");
+    put(6);
+    writeFile(work / f, "ours");
+    put(6);
+    get(6);
+    EXPECT_EQ(content(server, f), "theirs, longer");
+    EXPECT_EQ(support::readFile(work / f), "ours");
+    put(0, {"--force"});
+    EXPECT_EQ(content(server, f), "ours");
+    // Ours alone goes up under a lock, with the tag that is known from there.
+    writeFile(work / f, "ours again");
+    put(0);
+    EXPECT_EQ(content(server, f), "ours again");
+    // Theirs alone comes down; the same on both sides is no conflict.
+    server.addMember(f, "theirs anew");
+    get(0);
+    EXPECT_EQ(support::readFile(work / f), "theirs anew");
+    server.addMember(f, "the same here");
+    writeFile(work / f, "the same here");
+    put(0);
+    writeFile(work / f, "mine");
+    get(6);
+    get(0, {"--force"});
+    EXPECT_EQ(support::readFile(work / f), "the same here");
+    // Somebody's lock.
+    const std::string token = quillon({"lock", url + f}).output;
+    writeFile(work / f, "under a lock");
+    const auto locked = quillon({"put", "-r", "up", url});
+    EXPECT_EQ(locked.exitCode, 5) << locked.errors;
+    EXPECT_EQ(content(server, f), "the same here");
+}
+
+TEST_F(Trees, onlyWhatBothHadIsRemoved) {
+    put(0);
+    fs::remove(work / f);
+    fs::remove(work / "up/empty");
+    fs::remove(work / "up/sub/none");
+    server.addMember("up/theirs", "new");
+    server.addMember("up/empty", "changed since");
+    put(0);
+    EXPECT_EQ(content(server, f), "first");
+    put(0, {"--delete"});
+    EXPECT_FALSE(fs::exists(server.documentRoot() / f));
+    EXPECT_EQ(content(server, "up/theirs") + content(server, "up/empty"), "newchanged since");
+    get(0);
+    writeFile(work / "up/mine", "never there");
+    fs::remove(server.documentRoot() / "up/theirs");
+    get(0, {"--delete"});
+    EXPECT_FALSE(fs::exists(work / "up/theirs"));
+    EXPECT_TRUE(fs::exists(work / "up/mine"));
+    get(0, {"--delete-unknown"});  // there is nobody to ask
+    EXPECT_TRUE(fs::exists(work / "up/mine"));
+    get(0, {"--delete-unknown", "--yes"});
+    EXPECT_FALSE(fs::exists(work / "up/mine"));
+}
+
+// What a server says of its members' names is data, and its trees may have no end.
+TEST_F(Trees, hostileNamesStayInTheFolder) {
+    support::ScriptedServer hostile;
+    const auto response = [](const std::string& href, bool isCollection) {
+        return fmt::format(
+            "<D:response><D:href>{}</D:href><D:propstat><D:prop><D:resourcetype>{}"
+            "</D:resourcetype></D:prop><D:status>HTTP/1.1 200 OK</D:status></D:propstat>"
+            "</D:response>",
+            href, isCollection ? "<D:collection/>" : "");
+    };
+    const auto list = [&](const std::string& members) {
+        return Answer::xml(207, "<D:multistatus xmlns:D=\"DAV:\">" + members + "</D:multistatus>");
+    };
+    std::string members = response("/c/", true);
+    for (const char* name : {"..", "%2e%2e", "..%2f..%2fout", "a%2Fb", "%00", "", "link/x", "~"}) {
+        members += response(std::string("/c/") + name, false);
+    }
+    members += response("/elsewhere/inside", false) + response("/c/self/", true);
+    hostile.on("PROPFIND", "/c/", list(members));
+    hostile.on("PROPFIND", "/c/self/*", [&](const support::Request& request) {
+        return list(response(request.target, true) + response(request.target + "self/", true));
+    });
+    hostile.on("GET", "/c/*", Answer(200, "theirs"));
+    fs::create_directories(work / "in/c");
+    fs::create_directory_symlink(work.path(), work / "in/c/link");
+    const Names around = tree(home.path());
+    const auto outcome = quillon({"get", "-r", hostile.url("c/"), "-O", "in"});
+    EXPECT_EQ(outcome.exitCode, 8) << outcome.errors;
+    EXPECT_NE(outcome.errors.find("too deep"), std::string::npos) << outcome.errors;
+    for (const fs::path& outside : {work / "out", work / "x", work / "in/b", work / "in/inside"}) {
+        EXPECT_FALSE(fs::exists(outside)) << outside;
+    }
+    EXPECT_EQ(support::readFile(work / "in/c/~"), "theirs");
+    EXPECT_EQ(support::readFile(work / "in/c/inside"), "theirs");
+    EXPECT_LT(hostile.requests().size(), 130u);
+}
+
+// A content that breaks off leaves nothing, and the others come.
+TEST_F(Trees, filesAreWholeOrNotThere) {
+    put(0);
+    fs::remove_all(work / "up");
+    support::ScriptedServer broken;
+    const std::string listed = support::ask(server.port(), "PROPFIND", "/up/sub/", "Depth: 1\r\n");
+    const std::string body = listed.substr(listed.find("<?xml"));
+    broken.on(
+        "PROPFIND", "/up/sub/",
+        Answer(207, body.substr(0, body.rfind('>') + 1)).with("Content-Type", "application/xml"));
+    broken.on("PROPFIND", "/up/sub/none/", Answer(500));
+    broken.on("GET", "/up/sub/f", Answer(200, "first").truncatedAfter(3));
+    const auto outcome = quillon({"get", "-r", broken.url("up/sub/")});
+    EXPECT_EQ(outcome.exitCode, 7) << outcome.errors;
+    EXPECT_EQ(tree(work / "sub"), Names{"none/"});
+}
+
+}  // namespace
+}  // namespace quillon::cli
