@@ -49,7 +49,7 @@ void CompleteFile::becomeDestination() {
 }
 
 void CompleteFile::becomeDestinationUnstored() {
-    moveToFreeName(path_, destination_);
+    renameToFree(AT_FDCWD, path_, destination_);
 }
 
 void CompleteFile::store() {
