@@ -5,8 +5,7 @@
 namespace quillon {
 
 std::string speltTag(const vxhost::EntityTag& tag) {
-    if (tag.text.empty()) return {};
-    return (tag.weak ? "W/" : "") + tag.sent();
+    return tag.text.empty() ? std::string() : tag.sent();
 }
 
 std::vector<std::string> headerLines(const Conditions& conditions, const std::string& resource) {
