@@ -181,6 +181,7 @@ bool Engine::beginDue() {
 }
 
 void Engine::run() {
+    forEach([](Exchange& exchange) { exchange.goOnSending(); });
     int running = 0;
     require(curl_multi_perform(multi_.get(), &running));
     int left = 0;

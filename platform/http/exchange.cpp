@@ -128,6 +128,10 @@ void Exchange::resume() {
     if (transfer_) transfer_->resume();
 }
 
+void Exchange::goOnSending() {
+    if (transfer_) transfer_->goOnSending();
+}
+
 void Exchange::watch() noexcept {
     guardedly([this] {
         if (transfer_) return transfer_->watch();

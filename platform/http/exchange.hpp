@@ -63,7 +63,8 @@ public:
     void setJournal(vx::Journal* journal) { sender_.journal = journal; }
     // Before the body came: where it goes.
     void setSink(BodySink* sink) { request_.sink = sink; }
-    void resume();  // a body whose sink was full
+    void resume();       // a body whose sink was full
+    void goOnSending();  // one whose source had to wait, if it need not any more
 
     // The next attempt, over a handle that has the credentials.
     void begin(EasyPtr easy, CURLM* multi, bool trustsConnections);

@@ -158,6 +158,7 @@ void Transfer::setCallbacks() {
     };
     const auto read = +[](char* to, size_t, size_t room, void* self) noexcept -> size_t {
         auto& transfer = *static_cast<Self*>(self);
+        if (transfer.mustHold()) return CURL_READFUNC_PAUSE;
         size_t size = CURL_READFUNC_ABORT;
         transfer.kept([&] { return size = transfer.request_.upload->read(to, room), true; });
         return size;
@@ -275,6 +276,15 @@ bool Transfer::endHeader() {
 bool Transfer::mustWait() {
     paused_ = request_.sink && request_.sink->isFull() && !answer_.isFramed;
     return paused_;
+}
+
+bool Transfer::mustHold() {
+    held_ = request_.upload->mustWait();
+    return held_;
+}
+
+void Transfer::goOnSending() {
+    if (held_ && !mustHold()) curl_easy_pause(easy_, CURLPAUSE_CONT);
 }
 
 bool Transfer::takeBody(std::string_view piece) {

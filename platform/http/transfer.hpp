@@ -50,6 +50,8 @@ public:
     Answer end(CURLcode code);
     // Goes on with a body that its sink was too full for.
     void resume();
+    // The same with a body on its way to the server, once its source need not wait.
+    void goOnSending();
 
     bool isAnswered() const { return answered_; }  // a status line came
     // A connection that was kept ended as it was used again, or before it was answered.
@@ -80,6 +82,7 @@ private:
     bool endHeader();
     bool isTalkedDown();
     bool mustWait();
+    bool mustHold();
     bool takeBody(std::string_view piece);
     bool isListing() const { return request_.isStreamed && !request_.policy.content; }
     bool movesContent() const;  // now, and not what comes before and after
@@ -114,6 +117,7 @@ private:
     bool bodyBegun_ = false;
     bool lostConnection_ = false;
     bool paused_ = false;  // until resume()
+    bool held_ = false;    // until goOnSending()
     Enough enough_ = Enough::no;
 };
 

@@ -24,6 +24,8 @@ public:
     virtual void measure() = 0;                          // the same, and the length is known then
     virtual bool hasFailed() const = 0;                  // to give the body that was promised
     virtual bool finished() const = 0;
+    // Whether the next bytes are not to be had yet; the body then waits, and asks again.
+    virtual bool mustWait() { return false; }
 };
 
 // Pulled from a caller's read callback.
