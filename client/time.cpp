@@ -1,5 +1,7 @@
 #include "client/time.hpp"
 
+#include <fmt/chrono.h>
+
 #include <cmath>
 #include <ctime>
 #include <limits>
@@ -29,6 +31,11 @@ std::optional<Time> timeOf(double seconds) {
     const bool shown = milliseconds >= FIRST_SECOND * 1000 && milliseconds < END_OF_YEARS * 1000;
     if (!shown) return std::nullopt;
     return Time(std::chrono::milliseconds(static_cast<int64_t>(milliseconds)));
+}
+
+std::string httpDate(Time time) {
+    return fmt::format("{:%a, %d %b %Y %H:%M:%S} GMT",
+                       fmt::gmtime(std::chrono::system_clock::to_time_t(time)));
 }
 
 timespec timespecOf(Time time) {

@@ -148,8 +148,7 @@ int putTree(Session& session, const std::string& path, const Address& url, const
     session.progress().start(name);
     const Result<void> outcome = session.withRemote(root, [&](Remote& remote) -> Result<void> {
         PutFactsOnce facts(remote, root.url());
-        return remote.run(
-            putTree(remote, root.url(), *folder, options, [&facts] { return facts.ask(); }));
+        return remote.run(putTree(remote, root.url(), *folder, options, facts));
     });
     return teller.finish(outcome, root);
 }

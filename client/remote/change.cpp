@@ -110,6 +110,10 @@ Task<Result<void>> move(Remote& remote, std::string from, std::string to, Overwr
     co_return resultOf(co_await remote.send(std::move(request)));
 }
 
+PropertyValue dateProperty(Time modified) {
+    return {"urn:schemas-microsoft-com:", "Win32LastModifiedTime", httpDate(modified)};
+}
+
 Task<Result<void>> setProperty(Remote& remote, std::string url, PropertyValue property) {
     Request request = changeOf("PROPPATCH", std::move(url));
     request.document = fmt::format(

@@ -5,6 +5,7 @@
 
 #include "client/remote/conditions.hpp"
 #include "client/remote/remote.hpp"
+#include "client/time.hpp"
 
 namespace quillon {
 
@@ -29,6 +30,8 @@ struct PropertyValue {
     std::string nameSpace, name;
     std::string value;  // plain text
 };
+// The date of its file, as some servers take it.
+PropertyValue dateProperty(Time modified);
 Task<Result<void>> setProperty(Remote& remote, std::string url, PropertyValue property);
 
 }  // namespace quillon

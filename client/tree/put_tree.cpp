@@ -31,15 +31,17 @@ private:
 class Putting {
 public:
     Putting(Remote& remote, const LocalFolder& folder, const TreeOptions& options,
-            AskFacts askFacts)
+            PutFactsOnce& facts)
         : remote_(remote),
           folder_(folder),
           options_(options),
-          askFacts_(std::move(askFacts)),
+          facts_(facts),
           files_(remote.loop()),
           slots_(remote.loop(), mostFilesAhead),
           folders_(remote.loop(), mostFoldersAhead),
-          locks_(remote.loop(), 1) {}
+          locks_(remote.loop(), 1) {
+        clock_.datesKept = facts.dates() != DatesBy::none;
+    }
 
     Task<Result<void>> run(std::string rootUrl) {
         const Result<std::optional<Resource>> root = co_await look(remote_, rootUrl);
@@ -304,21 +306,49 @@ private:
     }
 
     Task<Result<Stored>> send(const File& file, vxhost::FileUpload& content) {
+        Result<ServerFacts> facts = ServerFacts{};
+        if (file.there) facts = co_await facts_.ask();
+        if (!facts) co_return facts.error();
+        const DatesBy dates = facts_.dates();
+        const Time modified(std::chrono::floor<std::chrono::seconds>(
+            std::chrono::nanoseconds(localEntryOf(content.begun()).modifiedNs)));
         std::vector<std::string> headers;
+        if (std::string line = dateLine(dates, modified); !line.empty()) headers.push_back(line);
+        Result<Stored> stored = co_await sendGuarded(file, content, *facts, std::move(headers));
+        if (!stored || dates == DatesBy::none) co_return std::move(stored);
+        if (dates == DatesBy::property) {
+            PropertyValue date = dateProperty(modified);
+            const Result<void> set = co_await setProperty(remote_, file.url, std::move(date));
+            if (!set) co_return std::move(stored);  // it is stored all the same
+            stored->version.tag = {};               // another one may be of the new date
+        }
+        stored->version.modified = modified;
+        co_return std::move(stored);
+    }
+
+    Task<Result<Stored>> sendGuarded(const File& file, vxhost::FileUpload& content,
+                                     ServerFacts facts, std::vector<std::string> headers) {
         if (!file.there) {
             const Conditions nothingThere{.onlyNew = true};
-            co_return co_await store(remote_, file.url, content, nothingThere, headers);
+            co_return co_await store(remote_, file.url, content, nothingThere, std::move(headers));
         }
-        const Result<PutFacts> facts = co_await askFacts_();
-        if (!facts) co_return facts.error();
-        if (facts->guard != Guard::lock) {
-            co_return co_await replaceMember(remote_, file.url, content, *file.there, facts->guard,
-                                             headers);
+        const Guard guard = guardOfReplacing(facts);
+        if (guard != Guard::lock) {
+            Result<Stored> stored = co_await replaceMember(remote_, file.url, content, *file.there,
+                                                           guard, std::move(headers));
+            if (!stored && stored.error().httpStatus == 412) co_await doubtFacts(file);
+            co_return std::move(stored);
         }
         // One after another: some servers lose locks that are taken at the same time.
         const Gate::Pass alone = co_await locks_.enter();
         co_return co_await replaceMember(remote_, file.url, content, *file.there, Guard::lock,
-                                         headers);
+                                         std::move(headers));
+    }
+
+    // After a 412: when nobody has changed the member, the condition is not obeyed as it was.
+    Task<> doubtFacts(const File& file) {
+        const Result<std::optional<Resource>> now = co_await look(remote_, file.url);
+        if (now && *now && isSameVersion(*file.there, **now)) facts_.forget();
     }
 
     FileNote makeNote(const File& file, const Version& version, std::string hash) const {
@@ -387,15 +417,16 @@ private:
     }
 
     Task<bool> removeFile(LeftOver each) {
-        const Result<PutFacts> facts = co_await askFacts_();
+        const Result<ServerFacts> facts = co_await facts_.ask();
+        const Guard guard = facts ? guardOfRemoving(*facts) : Guard::look;
         Result<void> removed;
         if (!facts) {
             removed = facts.error();
-        } else if (facts->guard == Guard::lock) {
+        } else if (guard == Guard::lock) {
             const Gate::Pass alone = co_await locks_.enter();
             removed = co_await removeMember(remote_, each.url, each.resource, Guard::lock);
         } else {
-            removed = co_await removeMember(remote_, each.url, each.resource, facts->guard);
+            removed = co_await removeMember(remote_, each.url, each.resource, guard);
         }
         if (removed) {
             tell({TreeDeed::removed, each.path, each.url});
@@ -444,7 +475,7 @@ private:
     Remote& remote_;
     const LocalFolder& folder_;
     const TreeOptions& options_;
-    AskFacts askFacts_;
+    PutFactsOnce& facts_;
     TaskGroup files_;
     Gate slots_, folders_, locks_;
     ServerClock clock_;
@@ -456,8 +487,8 @@ private:
 }  // namespace
 
 Task<Result<void>> putTree(Remote& remote, std::string rootUrl, const LocalFolder& folder,
-                           const TreeOptions& options, AskFacts askFacts) {
-    Putting putting(remote, folder, options, std::move(askFacts));
+                           const TreeOptions& options, PutFactsOnce& facts) {
+    Putting putting(remote, folder, options, facts);
     co_return co_await putting.run(std::move(rootUrl));
 }
 

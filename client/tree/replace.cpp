@@ -92,9 +92,11 @@ Task<Result<Stored>> replaceMember(Remote& remote, std::string url, vxhost::Uplo
 }
 
 Task<Result<void>> removeMember(Remote& remote, std::string url, Resource seen, Guard guard) {
-    Conditions conditions{.tag = seen.tag, .tagInIf = seen.tag.weak};
+    const bool byIf = guard == Guard::conditionInIf;
+    Conditions conditions{.tag = seen.tag, .tagInIf = byIf || seen.tag.weak};
     if (guard != Guard::lock) {
-        const bool proves = guard != Guard::look && !seen.tag.text.empty();
+        const bool byMatch = guard == Guard::condition && !seen.tag.weak;
+        const bool proves = (byMatch || byIf) && !seen.tag.text.empty();
         Result<void> same;
         if (!proves) same = co_await lookAgain(remote, url, std::move(seen));
         if (!same) co_return std::move(same);

@@ -99,9 +99,10 @@ void Transfer::addHeader(const char* line) {
 void Transfer::setHeaders() {
     for (const auto& line : request_.headers) addHeader(line.c_str());
     if (!request_.document.empty()) addHeader("Content-Type: application/xml; charset=utf-8");
-    const bool large = request_.upload && attempts_.awaitsContinue &&
-                       request_.upload->length().value_or(expectThreshold + 1) > expectThreshold;
-    addHeader(large ? "Expect: 100-continue" : "Expect:");
+    const bool large = request_.upload &&
+                       (request_.isLarge ||
+                        request_.upload->length().value_or(expectThreshold + 1) > expectThreshold);
+    addHeader(large && attempts_.awaitsContinue ? "Expect: 100-continue" : "Expect:");
     setOption(easy_, CURLOPT_HTTPHEADER, headers_.get());
     // A listing shrinks to a tenth. A member's bytes come as they are stored.
     setOption(easy_, CURLOPT_ACCEPT_ENCODING, isListing() ? "gzip, deflate" : nullptr);

@@ -67,6 +67,20 @@ std::string handOn(uint16_t server, const Request& request, Fault fault) {
     return fault == Fault::inAnswer ? half(answer) : "";
 }
 
+// Hands requests on, of which the nth goes wrong, unless it is 0.
+support::ScriptedServer::Handler faultyHandler(const Apache& server, Fault way, size_t nth) {
+    return [&server, way, left = nth](const Request&) mutable {
+        const Fault fault = left-- == 1 ? way : Fault::none;
+        if (fault == Fault::beforeRequest) return Answer().dropped();
+        Answer answer;
+        answer.madeBy([&server, fault](const Request& request) {
+            return handOn(server.port(), request, fault);
+        });
+        if (fault == Fault::stall) return answer.stalledAfter(0);
+        return fault == Fault::none ? answer : answer.truncatedAfter(0);
+    };
+}
+
 class FaultCampaign : public ProgramTest,
                       public testing::WithParamInterface<std::tuple<Cycle, Way>> {
 protected:
@@ -84,17 +98,7 @@ protected:
 
     // In which the nth request goes wrong, unless it is 0.
     support::Outcome runCycle(size_t nth = 0) {
-        const Fault way = std::get<Way>(GetParam()).second;
-        proxy.on("*", "*", [this, way, left = nth](const Request&) mutable {
-            const Fault fault = left-- == 1 ? way : Fault::none;
-            if (fault == Fault::beforeRequest) return Answer().dropped();
-            Answer answer;
-            answer.madeBy([this, fault](const Request& request) {
-                return handOn(server.port(), request, fault);
-            });
-            if (fault == Fault::stall) return answer.stalledAfter(0);
-            return fault == Fault::none ? answer : answer.truncatedAfter(0);
-        });
+        proxy.on("*", "*", faultyHandler(server, std::get<Way>(GetParam()).second, nth));
         proxy.clearRequests();
         std::filesystem::remove(server.documentRoot() / "member");
         if (!cycle.isNew) server.addMember("member", before);
@@ -162,6 +166,49 @@ INSTANTIATE_TEST_SUITE_P(, FaultCampaign,
                              return fmt::format("{}_{}", std::get<0>(row.param).name,
                                                 std::get<1>(row.param).first);
                          });
+
+// A server is found out by a scratch member, which goes whatever happens.
+class ScratchCampaign : public ProgramTest, public testing::WithParamInterface<Way> {
+protected:
+    support::Outcome putTree(size_t nth = 0) {
+        std::filesystem::remove_all(home / "state/quillon/servers");
+        proxy.on("*", "*", faultyHandler(server, GetParam().second, nth));
+        proxy.clearRequests();
+        server.addMember("tree/file", "old");
+        const auto outcome = quillon({"--timeout", "2", "put", "-r", "--no-memory", "tree", url});
+        server.waitUntilIdle();
+        return outcome;
+    }
+
+    const Apache server;
+    support::ScriptedServer proxy;
+    const std::string url = proxy.url();
+};
+
+TEST_P(ScratchCampaign, leavesNothing) {
+    std::filesystem::create_directory(work / "tree");
+    std::filesystem::create_directory(server.documentRoot() / "tree");
+    std::filesystem::permissions(server.documentRoot() / "tree", std::filesystem::perms::all);
+    writeFile(work / "tree/file", "newer");
+    ASSERT_EQ(putTree().exitCode, exitDone);
+    const auto requests = proxy.requests();
+    ASSERT_GE(requests.size(), 20u);
+    for (size_t nth = 1; nth <= requests.size(); ++nth) {
+        const auto outcome = putTree(nth);
+        SCOPED_TRACE(
+            fmt::format("request {}, {}: {}", nth, requests[nth - 1].method, outcome.errors));
+        const std::filesystem::directory_iterator members(server.documentRoot() / "tree");
+        for (const auto& member : members) {
+            const std::string name = member.path().filename();
+            EXPECT_TRUE(name == "file" || name == ".DAV") << name;
+        }
+        const std::string now = content(server, "tree/file");
+        EXPECT_TRUE(now == "newer" || (now == "old" && outcome.exitCode != exitDone)) << now;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(, ScratchCampaign, testing::ValuesIn(ways),
+                         [](const auto& row) { return row.param.first; });
 
 }  // namespace
 }  // namespace quillon::cli

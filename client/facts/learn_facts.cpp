@@ -1,0 +1,476 @@
+#include "client/facts/learn_facts.hpp"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <iterator>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "client/facts/probe_body.hpp"
+#include "client/remote/change.hpp"
+#include "client/remote/content.hpp"
+#include "client/remote/held_lock.hpp"
+#include "client/remote/resource.hpp"
+#include "platform/base/logger.hpp"
+#include "platform/base/status.hpp"
+#include "platform/files/random_name.hpp"
+#include "platform/text/http_status.hpp"
+#include "platform/weblnk/properties.hpp"
+#include "platform/weblnk/requests.hpp"
+
+namespace quillon {
+namespace {
+
+using std::chrono::seconds;
+using vxhost::Answer;
+using vxhost::Request;
+
+// They end by themselves after an interrupt, so that the scratch member is removed behind them.
+constexpr vxhost::Policy storingScratch{.uninterrupted = true};
+constexpr vxhost::Policy removingScratch{
+    .repeatable = true, .uninterrupted = true, .endsAtSlash = true};
+
+// Dates in the past that no server gives by itself, each told by another way.
+constexpr Time byMtime{seconds(1'000'000'000)}, byDateField{seconds(1'100'000'000)},
+    byProperty{seconds(1'200'000'000)};
+
+constexpr int mostWaits = 5;  // round trips until bodies that are held back are under way
+
+const vxhost::EntityTag wrongTag{"quillon-no-such-tag", false};
+
+// This machine's, as far as it can be part of a member's name anywhere.
+std::string hostName() {
+    std::array<char, 64> name{};
+    if (gethostname(name.data(), name.size() - 1) != 0) return "host";
+    std::string text(name.data());
+    std::erase_if(text, [](char c) {
+        return !(c >= 'a' && c <= 'z') && !(c >= 'A' && c <= 'Z') && !(c >= '0' && c <= '9') &&
+               c != '-';
+    });
+    return text.empty() ? "host" : text;
+}
+
+// Ends the answer as soon as it is one, since it may be of a whole server.
+class FirstPieceSink : public vxhost::BodySink {
+public:
+    void begin(const Answer& answer) override { status_ = answer.status; }
+    void write(std::string_view) override {
+        throw vxhost::Failure(vxhost::WEBLNK_BAD_ANSWER, "The beginning was enough.");
+    }
+    bool isListing() const { return status_ == 207; }
+
+private:
+    int32_t status_ = 0;
+};
+
+bool isRefused(const Answer& answer) {
+    return answer.status == 412;
+}
+
+bool isDone(const Answer& answer) {
+    return vxhost::isSuccess(answer.status);
+}
+
+class Learning {
+public:
+    Learning(Remote& remote, std::string url, FactsFor purpose)
+        : remote_(remote),
+          url_(std::move(url)),
+          member_(fmt::format("{}{}scratch-{}-{}", url_, vxhost::hiddenPrefix, hostName(),
+                              vxhost::randomName())),
+          purpose_(purpose) {}
+
+    Task<Result<ServerFacts>> run() {
+        using Step = Task<> (Learning::*)();
+        constexpr Step steps[] = {&Learning::begin,         &Learning::look,
+                                  &Learning::tryWrongTags,  &Learning::tryRightTag,
+                                  &Learning::tryHeldBodies, &Learning::tryOtherChanges,
+                                  &Learning::tryLock};
+        for (const Step step : steps) {
+            co_await (this->*step)();
+            if (failure_ || isInterrupted() || !facts_.probed) break;
+        }
+        co_await removeScratch();
+        if (isInterrupted()) co_return interruption();
+        if (failure_ && facts_.learned == Time()) co_return std::move(*failure_);
+        facts_.probed = facts_.probed && !failure_;
+        co_return std::move(facts_);
+    }
+
+private:
+    bool isInterrupted() const {
+        const auto* flag = remote_.settings().interrupted;
+        return flag && flag->load(std::memory_order_relaxed);
+    }
+
+    // The answer has the status -1 when none came.
+    Task<> send(Request request, Answer* answer) {
+        Result<Answer> came = co_await remote_.send(std::move(request));
+        if (came) {
+            if (came->status == 429 || came->status == 503) failure_ = refusal(*came);
+            *answer = std::move(*came);
+        } else {
+            failure_ = std::move(came).error();
+        }
+    }
+
+    Request putRequest(ProbeBody& body, const Conditions& conditions) const {
+        Request request;
+        request.method = "PUT";
+        request.url = member_;
+        request.policy = storingScratch;
+        request.headers = headerLines(conditions);
+        request.upload = &body;
+        return request;
+    }
+    // Its body goes out once the server has asked for it, by when it has seen the conditions.
+    Request heldRequest(ProbeBody& body, const Conditions& conditions) const {
+        Request request = putRequest(body, conditions);
+        request.isLarge = true;
+        return request;
+    }
+    Request deleteRequest(const Conditions& conditions) const {
+        Request request;
+        request.method = "DELETE";
+        request.url = member_;
+        request.policy = removingScratch;
+        request.headers = headerLines(conditions);
+        return request;
+    }
+    Request getRequest() const {
+        Request request = vxhost::contentRequest(member_);
+        request.isStreamed = false;
+        return request;
+    }
+    // Of the tag that the member has.
+    Conditions rightTag(bool inIf) const { return {.tag = tag_, .tagInIf = inIf}; }
+
+    // The scratch member, and what is asked of the collection.
+    Task<> begin() {
+        ProbeBody body(letter());
+        const Conditions nothingThere{.onlyNew = true};
+        Request put = putRequest(body, nothingThere);
+        for (const DatesBy each : {DatesBy::mtime, DatesBy::dateField}) {
+            put.headers.push_back(dateLine(each, each == DatesBy::mtime ? byMtime : byDateField));
+        }
+        Answer options, stored, quota;
+        FirstPieceSink everything;
+        TaskGroup asked(remote_.loop());
+        mayBeThere_ = true;
+        asked.spawn(send(vxhost::optionsRequest(url_), &options));
+        asked.spawn(send(std::move(put), &stored));
+        if (purpose_ == FactsFor::showing) {
+            asked.spawn(send(vxhost::propertyRequest(url_, "quota-available-bytes"), &quota));
+            asked.spawn(askForEverything(&everything));
+        }
+        auto ended = asked.finish();
+        co_await ended;
+        if (options.status != -1) noteServer(options);
+        if (purpose_ == FactsFor::showing) {
+            facts_.quota =
+                isDone(quota) && vxhost::tellsProperty(quota.text, U"quota-available-bytes");
+            facts_.depthInfinity = everything.isListing();
+        }
+        facts_.probed = isDone(stored);
+        facts_.putTellsTag = !vxhost::parseEntityTag(stored.headers.first("ETag")).text.empty();
+        // What a server refuses in its own words is not there.
+        if (stored.status >= 400 && stored.status < 500) mayBeThere_ = false;
+    }
+
+    void noteServer(const Answer& options) {
+        facts_.learned =
+            std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now());
+        facts_.server = notedValue(options.headers.first("Server"));
+        facts_.dav = notedValue(options.headers.joined("DAV"));
+        facts_.classTwo = vxhost::parseDavClasses(options.headers.joined("DAV")).two;
+        facts_.http2 = options.isFramed;
+        if (const auto date = parseTime(options.headers.first("Date"))) {
+            const auto ahead = std::chrono::round<seconds>(*date - facts_.learned).count();
+            facts_.skewSeconds = std::abs(ahead) > 1 ? ahead : 0;  // dates are of whole seconds
+        }
+    }
+
+    Task<> askForEverything(FirstPieceSink* sink) {
+        Request request = vxhost::propertyRequest(url_, "resourcetype");
+        request.headers = {"Depth: infinity"};
+        request.sink = sink;
+        const Result<Answer> ended = co_await remote_.send(std::move(request));
+        (void)ended;  // the sink knows
+    }
+
+    // The member as it is told of.
+    Task<> look() {
+        Answer content;
+        TaskGroup asked(remote_.loop());
+        asked.spawn(lookAtProperties());
+        asked.spawn(send(getRequest(), &content));
+        auto ended = asked.finish();
+        co_await ended;
+        const vxhost::EntityTag told = vxhost::parseEntityTag(content.headers.first("ETag"));
+        const bool isOther = !told.text.empty() && tag_.text != told.text;
+        facts_.tagsInProperties = !tag_.text.empty() && !isOther;
+        facts_.weakTags = tag_.weak || told.weak;
+        if (tag_.text.empty()) tag_ = told;
+        if (modified_ == byMtime) facts_.dates = DatesBy::mtime;
+        if (modified_ == byDateField) facts_.dates = DatesBy::dateField;
+    }
+
+    Task<> lookAtProperties() {
+        const Result<std::optional<Resource>> found = co_await quillon::look(remote_, member_);
+        if (!found) {
+            // A server whose PROPFIND fails may store all the same.
+            if (found.error().httpStatus == 0) failure_ = found.error();
+            co_return;
+        }
+        tag_ = *found ? (*found)->tag : vxhost::EntityTag();
+        modified_ = *found ? (*found)->modified : std::nullopt;
+    }
+
+    // Of a member that may have changed: as the answer to its PUT tells, else as it is told of.
+    Task<> learnTag(const Answer& stored) {
+        vxhost::EntityTag told = vxhost::parseEntityTag(stored.headers.first("ETag"));
+        if (!told.text.empty()) {
+            tag_ = std::move(told);
+        } else {
+            co_await lookAtProperties();
+        }
+    }
+
+    Task<> tryWrongTags() {
+        const std::array<Conditions, 3> wrong{
+            {{.tag = wrongTag}, {.tag = wrongTag, .tagInIf = true}, {.onlyNew = true}}};
+        ProbeBody bodies[] = {ProbeBody(letter()), ProbeBody(letter()), ProbeBody(letter())};
+        Answer answers[3];
+        TaskGroup asked(remote_.loop());
+        for (size_t each = 0; each < wrong.size(); ++each) {
+            asked.spawn(send(putRequest(bodies[each], wrong[each]), &answers[each]));
+        }
+        auto ended = asked.finish();
+        co_await ended;
+        facts_.putIfMatch = isRefused(answers[0]);
+        facts_.putTagInIf = isRefused(answers[1]);
+        facts_.putIfNoneMatch = isRefused(answers[2]);
+        if (!std::ranges::all_of(answers, isRefused)) co_await lookAtProperties();
+    }
+
+    // One that refuses every tag obeys none. If-Match never fits a weak one (RFC 9110, 13.1.1).
+    Task<> tryRightTag() {
+        const bool byMatch = facts_.putIfMatch && !tag_.weak, inIf = facts_.putTagInIf;
+        const std::pair<bool, bool> ways[] = {{byMatch, inIf}, {byMatch, false}, {false, inIf}};
+        bool anyTried = false, done = false;
+        for (const auto& [match, tagInIf] : ways) {
+            const bool isOther = !anyTried || (byMatch && inIf);
+            if (tag_.text.empty() || !isOther || (!match && !tagInIf)) continue;
+            anyTried = true;
+            ProbeBody body(letter());
+            Request put = putRequest(body, match ? rightTag(false) : rightTag(true));
+            if (match && tagInIf) put.headers.push_back(headerLines(rightTag(true)).front());
+            Answer stored;
+            co_await send(std::move(put), &stored);
+            done = isDone(stored);
+            if (!done) continue;
+            facts_.putIfMatch = match || (tag_.weak && facts_.putIfMatch);
+            facts_.putTagInIf = tagInIf;
+            co_await learnTag(stored);
+            break;
+        }
+        if (!done) facts_.putIfMatch = facts_.putTagInIf = false;
+    }
+
+    // Conditions that hold when the header comes, and no more when the last half of the body does,
+    // since another PUT came between.
+    Task<> tryHeldBodies() {
+        struct Held {
+            bool inIf;
+            bool wanted;
+            bool* holds;
+            ProbeBody body;
+            Answer answer{};
+        };
+        Hold hold;
+        Held both[] = {{false, facts_.putIfMatch && !tag_.weak, &facts_.ifMatchHolds,
+                        ProbeBody(letter(), &hold)},
+                       {true, facts_.putTagInIf, &facts_.tagInIfHolds, ProbeBody(letter(), &hold)}};
+        ProbeBody plain(letter(), &hold);
+        Answer plainAnswer;
+        const bool anyWanted = both[0].wanted || both[1].wanted;
+        TaskGroup held(remote_.loop());
+        for (Held& each : both) {
+            if (!each.wanted) continue;
+            held.spawn(send(heldRequest(each.body, rightTag(each.inIf)), &each.answer));
+        }
+        if (!anyWanted) held.spawn(send(heldRequest(plain, unconditional), &plainAnswer));
+        const auto areHeld = [&] {
+            return anyWanted ? std::ranges::all_of(both,
+                                                   [](const Held& each) {
+                                                       return !each.wanted || each.body.isHeld();
+                                                   })
+                             : plain.isHeld();
+        };
+        co_await tryToRemove();
+        // What is asked behind a request that is under way is answered behind it.
+        bool wereHeld = false;
+        for (int trip = 0; trip < mostWaits && !hold.isOver() && !failure_; ++trip) {
+            const bool areHeldNow = areHeld();
+            Answer meanwhile;
+            Request get = getRequest();
+            co_await send(std::move(get), &meanwhile);
+            facts_.replacesAtOnce = isDone(meanwhile) && ProbeBody::letterOf(meanwhile.text);
+            wereHeld = areHeldNow && areHeld();
+            if (wereHeld) break;
+        }
+        bool isReplaced = false;
+        if (anyWanted && wereHeld && !failure_) {
+            isReplaced = co_await replaceByOneOfTwo();
+            wereHeld = areHeld();
+        }
+        hold.end();
+        auto ended = held.finish();
+        co_await ended;
+        facts_.replacesAtOnce = facts_.replacesAtOnce && wereHeld;
+        for (const Held& each : both) {
+            *each.holds = wereHeld && isReplaced && isRefused(each.answer);
+            (each.inIf ? heldInIf_ : heldByMatch_) = each.body.letter();
+        }
+    }
+
+    // Two PUTs at once for the same tag, of which one alone may be obeyed. Something on the way
+    // that sends bodies on when they are whole hides from the other test what this one may still
+    // see.
+    Task<bool> replaceByOneOfTwo() {
+        const Conditions right = rightTag(!facts_.putIfMatch || tag_.weak);
+        ProbeBody one(letter()), other(letter());
+        Answer answers[2];
+        TaskGroup asked(remote_.loop());
+        asked.spawn(send(putRequest(one, right), &answers[0]));
+        asked.spawn(send(putRequest(other, right), &answers[1]));
+        auto ended = asked.finish();
+        co_await ended;
+        co_return isDone(answers[0]) != isDone(answers[1]);
+    }
+
+    // By a tag that the member has not. A server that obeys no condition of a PUT is not given the
+    // chance.
+    Task<> tryToRemove() {
+        Answer byMatch, byIf;
+        const Conditions wrong{.tag = wrongTag}, wrongInIf{.tag = wrongTag, .tagInIf = true};
+        TaskGroup asked(remote_.loop());
+        if (facts_.putIfMatch) asked.spawn(send(deleteRequest(wrong), &byMatch));
+        if (facts_.putTagInIf) asked.spawn(send(deleteRequest(wrongInIf), &byIf));
+        auto ended = asked.finish();
+        co_await ended;
+        facts_.deleteIfMatch = isRefused(byMatch);
+        facts_.deleteTagInIf = isRefused(byIf);
+    }
+
+    // What is there now, and a date of its own.
+    Task<> tryOtherChanges() {
+        Answer content;
+        bool dateIsSet = false;
+        TaskGroup asked(remote_.loop());
+        asked.spawn(send(getRequest(), &content));
+        if (facts_.dates == DatesBy::none) asked.spawn(setDate(&dateIsSet));
+        auto ended = asked.finish();
+        co_await ended;
+        dateIsSet_ = dateIsSet;
+        const std::optional<char> letter = ProbeBody::letterOf(content.text);
+        facts_.replacesAtOnce = facts_.replacesAtOnce && letter.has_value();
+        // What was refused has left no trace, be it a half.
+        facts_.ifMatchHolds = facts_.ifMatchHolds && letter && letter != heldByMatch_;
+        facts_.tagInIfHolds = facts_.tagInIfHolds && letter && letter != heldInIf_;
+    }
+
+    Task<> setDate(bool* done) {
+        PropertyValue date = dateProperty(byProperty);
+        const Result<void> set = co_await setProperty(remote_, member_, std::move(date));
+        *done = bool(set);
+        if (!set && set.error().httpStatus == 0) failure_ = set.error();
+    }
+
+    Task<> tryLock() {
+        std::optional<HeldLock> lock;
+        TaskGroup asked(remote_.loop());
+        asked.spawn(lookAtProperties());
+        if (facts_.classTwo) asked.spawn(take(&lock));
+        auto ended = asked.finish();
+        co_await ended;
+        if (dateIsSet_ && modified_ == byProperty) facts_.dates = DatesBy::property;
+        if (!lock) co_return;
+        token_ = lock->token();
+        co_await tryToken();
+        const Result<void> back = co_await giveBack(remote_, std::move(*lock));
+        if (back) token_.clear();
+        facts_.locks = facts_.locks && back;
+    }
+
+    Task<> take(std::optional<HeldLock>* lock) {
+        Result<HeldLock> taken = co_await takeLock(remote_, member_, Depth::zero);
+        if (taken) {
+            lock->emplace(std::move(*taken));
+        } else if (taken.error().httpStatus == 0) {
+            failure_ = std::move(taken).error();
+        }
+    }
+
+    // Some servers refuse the weak form of their own tags.
+    Task<> tryToken() {
+        ProbeBody without(letter()), with(letter());
+        Conditions locked{.lockToken = token_};
+        if (!tag_.weak) locked.tag = tag_;
+        Answer withoutToken, withToken;
+        TaskGroup asked(remote_.loop());
+        asked.spawn(send(putRequest(without, unconditional), &withoutToken));
+        asked.spawn(send(putRequest(with, locked), &withToken));
+        auto ended = asked.finish();
+        co_await ended;
+        facts_.locks = withoutToken.status == 423 && isDone(withToken);
+    }
+
+    Task<> removeScratch() {
+        if (!mayBeThere_) co_return;
+        const Conditions conditions{.lockToken = token_};
+        Request request = deleteRequest(conditions);
+        const Result<Answer> removed = co_await remote_.send(std::move(request));
+        if (removed && (isDone(*removed) || removed->status == 404)) co_return;
+        vxhost::logLine(vxhost::findLogger(U"App.WebDAV.quillon"), vx::LOG_FAILURE,
+                        member_ + " may have stayed on the server, and can be removed.");
+    }
+
+    char letter() { return next_++; }
+
+    Remote& remote_;
+    const std::string url_, member_;
+    const FactsFor purpose_;
+    ServerFacts facts_;
+    std::optional<Error> failure_;
+    char next_ = 'a';
+    bool mayBeThere_ = false;
+    vxhost::EntityTag tag_;                       // of the member as it is
+    std::optional<Time> modified_;                // the same
+    std::optional<char> heldByMatch_, heldInIf_;  // the letters of those bodies
+    bool dateIsSet_ = false;
+    std::string token_;  // of a lock that is held there; empty: none
+};
+
+}  // namespace
+
+Task<Result<ServerFacts>> learnFacts(Remote& remote, std::string url, FactsFor purpose) {
+    Learning learning(remote, std::move(url), purpose);
+    co_return co_await learning.run();
+}
+
+Task<Result<bool>> isTheirServer(Remote& remote, std::string url, ServerFacts facts) {
+    Request request = vxhost::optionsRequest(std::move(url));
+    const Result<Answer> answer = co_await remote.send(std::move(request));
+    if (!answer) co_return answer.error();
+    co_return notedValue(answer->headers.first("Server")) ==
+        facts.server&& notedValue(answer->headers.joined("DAV")) == facts.dav;
+}
+
+}  // namespace quillon
