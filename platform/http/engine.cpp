@@ -171,10 +171,7 @@ bool Engine::beginDue() {
         if (exchange.isOver() || exchange.isRunning() || now < exchange.notBefore()) return;
         if (anyRuns && authentication_.isInTurn()) return;
         exchange.begin(takeHandle(exchange.request().url), multi_.get(), trustsConnections_);
-        if (!anyRuns) {
-            tellRoundTrips(1);
-            handshakeTold_ = false;
-        }
+        if (!anyRuns) roundTripTold_ = handshakeTold_ = false;
         anyRuns = began = true;
     });
     return began;
@@ -224,9 +221,11 @@ void Engine::endAttempt(Exchange& exchange, CURLcode code) {
 }
 
 void Engine::countRoundTrips(CURL* easy, int requests) {
+    if (requests == 0) return;  // nobody was there
     long connections = 0;
     curl_easy_getinfo(easy, CURLINFO_NUM_CONNECTS, &connections);
-    uint64_t trips = requests > 1 ? static_cast<uint64_t>(requests) - 1 : 0;  // after a challenge
+    uint64_t trips = static_cast<uint64_t>(requests) - 1;  // after a challenge
+    if (!std::exchange(roundTripTold_, true)) ++trips;
     if (connections > 0 && !std::exchange(handshakeTold_, true)) {
         trips += origin_.starts_with("https:") ? 2 : 1;  // TLS 1.3 adds one to TCP's
     }

@@ -100,7 +100,8 @@ private:
     bool oneByOne_ = false;  // the server does not serve several requests at once, or is busy
 
     bool trustsConnections_ = true;  // the server closes none right behind an answer
-    bool handshakeTold_ = false;     // of the round trip that is under way
+    bool roundTripTold_ = false;     // the one that is under way
+    bool handshakeTold_ = false;     // that it began with
 
     unsigned mostConnections_;
     std::optional<bool> multiplexed_;
