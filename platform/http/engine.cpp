@@ -82,6 +82,7 @@ void Engine::bind(const Sender& sender, const std::string& url) {
     idle_.clear();
     share_ = makeShare();
     origin_ = std::move(wanted);
+    pace_ = Pace::of(origin_);
     credentials_ = sender.credentials;
     authentication_.begin(url, credentials_);
     oneByOne_ = false;
@@ -170,6 +171,7 @@ bool Engine::beginDue() {
     forEach([&](Exchange& exchange) {
         if (exchange.isOver() || exchange.isRunning() || now < exchange.notBefore()) return;
         if (anyRuns && authentication_.isInTurn()) return;
+        if (exchange.keepsPace() && !pace_->beginsNext(now)) return;
         exchange.begin(takeHandle(exchange.request().url), multi_.get(), trustsConnections_);
         if (!anyRuns) roundTripTold_ = handshakeTold_ = false;
         anyRuns = began = true;
@@ -208,7 +210,13 @@ void Engine::endAttempt(Exchange& exchange, CURLcode code) {
     const unsigned generation = authentication_.generation();
     EasyPtr easy = exchange.end(code, authentication_);
     if (easy) countRoundTrips(easy.get(), exchange.requestsOfAttempt());
-    if (exchange.foundServerBusy()) oneByOne_ = true, ++timesBusy_;
+    if (exchange.foundServerBusy()) {
+        oneByOne_ = true;
+        ++timesBusy_;
+        pace_->noteBusy(Clock::now(), exchange.notBefore());
+    } else {
+        pace_->noteAnswer();
+    }
     if (exchange.lostConnection()) trustsConnections_ = false;
     if (easy && code == CURLE_OK) multiplexed_ = isHttp2(easy.get());
     if (generation != authentication_.generation()) {

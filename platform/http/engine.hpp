@@ -97,6 +97,7 @@ private:
     std::string origin_;
     std::shared_ptr<const Credentials> credentials_;
     Authentication authentication_;
+    std::shared_ptr<Pace> pace_;
     bool oneByOne_ = false;  // the server does not serve several requests at once, or is busy
 
     bool trustsConnections_ = true;  // the server closes none right behind an answer
