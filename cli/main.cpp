@@ -104,9 +104,8 @@ int runProgram(int argc, char** argv) {
     Parser parser("quillon", "WebDAV at the command line: list, fetch, change and write back");
     Invocation invocation;
     describe(parser, invocation.common);
-    addCommands(parser.program(), invocation);
-    addShell(parser.program(), invocation);
     std::vector<std::string> words = takeWords(argc, argv);
+    addCommandsFor(words, parser.program(), invocation);
     if (const auto code = runHidden(parser, words)) {
         return withOutputWritten(*code);
     }

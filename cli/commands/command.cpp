@@ -1,28 +1,45 @@
 #include "cli/commands/command.hpp"
 
+#include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include "cli/parser/shell_path.hpp"
 #include "cli/terminal/report.hpp"
 
 namespace quillon::cli {
+namespace {
+
+struct Adder {
+    std::string_view name;  // of the command that it adds
+    void (*add)(CommandDefinition program, Invocation& invocation);
+};
+
+constexpr Adder adders[] = {{"ls", addLs},         {"info", addInfo},     {"get", addGet},
+                            {"put", addPut},       {"edit", addEdit},     {"rm", addRm},
+                            {"cp", addCp},         {"mv", addMv},         {"mkcol", addMkcol},
+                            {"rmcol", addRmcol},   {"lock", addLock},     {"unlock", addUnlock},
+                            {"login", addLogin},   {"logout", addLogout}, {"sites", addSites},
+                            {"encode", addEncode}, {"shell", addShell}};
+
+}  // namespace
+
 void addCommands(CommandDefinition program, Invocation& invocation) {
-    addLs(program, invocation);
-    addInfo(program, invocation);
-    addGet(program, invocation);
-    addPut(program, invocation);
-    addEdit(program, invocation);
-    addRm(program, invocation);
-    addCp(program, invocation);
-    addMv(program, invocation);
-    addMkcol(program, invocation);
-    addRmcol(program, invocation);
-    addLock(program, invocation);
-    addUnlock(program, invocation);
-    addLogin(program, invocation);
-    addLogout(program, invocation);
-    addSites(program, invocation);
-    addEncode(program, invocation);
+    for (const Adder& adder : adders) {
+        if (adder.add != addShell) adder.add(program, invocation);
+    }
+}
+
+void addCommandsFor(const std::vector<std::string>& words, CommandDefinition program,
+                    Invocation& invocation) {
+    const auto isMeant = [&words](const Adder& adder) {
+        return std::ranges::find(words, adder.name) != words.end();
+    };
+    const bool hidden = !words.empty() && words.front().starts_with("__");
+    const bool all = hidden || std::ranges::none_of(adders, isMeant);
+    for (const Adder& adder : adders) {
+        if (all || isMeant(adder)) adder.add(program, invocation);
+    }
 }
 
 void whenGiven(CommandDefinition command, Invocation& invocation,

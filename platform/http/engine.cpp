@@ -82,6 +82,7 @@ void Engine::bind(const Sender& sender, const std::string& url) {
     idle_.clear();
     share_ = makeShare();
     origin_ = std::move(wanted);
+    pace_ = Pace::of(origin_);
     credentials_ = sender.credentials;
     authentication_.begin(url, credentials_);
     oneByOne_ = false;
@@ -170,11 +171,9 @@ bool Engine::beginDue() {
     forEach([&](Exchange& exchange) {
         if (exchange.isOver() || exchange.isRunning() || now < exchange.notBefore()) return;
         if (anyRuns && authentication_.isInTurn()) return;
+        if (exchange.keepsPace() && !pace_->beginsNext(now)) return;
         exchange.begin(takeHandle(exchange.request().url), multi_.get(), trustsConnections_);
-        if (!anyRuns) {
-            tellRoundTrips(1);
-            handshakeTold_ = false;
-        }
+        if (!anyRuns) roundTripTold_ = handshakeTold_ = false;
         anyRuns = began = true;
     });
     return began;
@@ -212,7 +211,13 @@ void Engine::endAttempt(Exchange& exchange, CURLcode code) {
     const unsigned generation = authentication_.generation();
     EasyPtr easy = exchange.end(code, authentication_);
     if (easy) countRoundTrips(easy.get(), exchange.requestsOfAttempt());
-    if (exchange.foundServerBusy()) oneByOne_ = true, ++timesBusy_;
+    if (exchange.foundServerBusy()) {
+        oneByOne_ = true;
+        ++timesBusy_;
+        pace_->noteBusy(Clock::now(), exchange.notBefore());
+    } else {
+        pace_->noteAnswer();
+    }
     if (exchange.lostConnection()) trustsConnections_ = false;
     if (easy && code == CURLE_OK) multiplexed_ = isHttp2(easy.get());
     if (generation != authentication_.generation()) {
@@ -225,9 +230,11 @@ void Engine::endAttempt(Exchange& exchange, CURLcode code) {
 }
 
 void Engine::countRoundTrips(CURL* easy, int requests) {
+    if (requests == 0) return;  // nobody was there
     long connections = 0;
     curl_easy_getinfo(easy, CURLINFO_NUM_CONNECTS, &connections);
-    uint64_t trips = requests > 1 ? static_cast<uint64_t>(requests) - 1 : 0;  // after a challenge
+    uint64_t trips = static_cast<uint64_t>(requests) - 1;  // after a challenge
+    if (!std::exchange(roundTripTold_, true)) ++trips;
     if (connections > 0 && !std::exchange(handshakeTold_, true)) {
         trips += origin_.starts_with("https:") ? 2 : 1;  // TLS 1.3 adds one to TCP's
     }

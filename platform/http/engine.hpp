@@ -97,10 +97,12 @@ private:
     std::string origin_;
     std::shared_ptr<const Credentials> credentials_;
     Authentication authentication_;
+    std::shared_ptr<Pace> pace_;
     bool oneByOne_ = false;  // the server does not serve several requests at once, or is busy
 
     bool trustsConnections_ = true;  // the server closes none right behind an answer
-    bool handshakeTold_ = false;     // of the round trip that is under way
+    bool roundTripTold_ = false;     // the one that is under way
+    bool handshakeTold_ = false;     // that it began with
 
     unsigned mostConnections_;
     std::optional<bool> multiplexed_;

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "platform/base/journal.hpp"
@@ -104,6 +105,27 @@ std::optional<Exchange::Clock::time_point> Exchange::graceEnd() const {
     return transfer_ ? transfer_->graceEnd() : std::nullopt;
 }
 
+SpeedLimit* Exchange::speedLimit() const {
+    if (sender_.settings.mostSpeed == 0) return nullptr;
+    if (request_.upload) return &SpeedLimit::ofUploads();
+    return request_.policy.content ? &SpeedLimit::ofDownloads() : nullptr;
+}
+
+Exchange::Clock::time_point Exchange::notBefore() const {
+    const SpeedLimit* limit = speedLimit();
+    return limit ? std::max(notBefore_, limit->notBefore()) : notBefore_;
+}
+
+void Exchange::noteSpeed() const {
+    SpeedLimit* limit = speedLimit();
+    if (!limit) return;
+    curl_off_t up = 0, down = 0;
+    curl_easy_getinfo(easy_.get(), CURLINFO_SIZE_UPLOAD_T, &up);
+    curl_easy_getinfo(easy_.get(), CURLINFO_SIZE_DOWNLOAD_T, &down);
+    limit->noteMoved(begun_, static_cast<uint64_t>(request_.upload ? up : down),
+                     sender_.settings.mostSpeed);
+}
+
 void Exchange::begin(EasyPtr easy, CURLM* multi, bool trustsConnections) {
     guardedly([&] {
         if (request_.sink) {
@@ -113,6 +135,7 @@ void Exchange::begin(EasyPtr easy, CURLM* multi, bool trustsConnections) {
         }
         easy_ = std::move(easy);
         attempts_.requests = 0;
+        begun_ = Clock::now();
         attempts_.trustsConnections = trustsConnections;
         setOption(easy_.get(), CURLOPT_PRIVATE, this);
         transfer_.emplace(easy_.get(), multi, sender_, request_, attempts_);
@@ -156,6 +179,7 @@ EasyPtr Exchange::end(CURLcode code, Authentication& authentication) noexcept {
 Answer Exchange::endAttempt(CURLcode code, Authentication& authentication) {
     lostConnection_ = transfer_->lostConnection();
     authentication.noteChallenges(easy_.get(), transfer_->askedForDigest());
+    noteSpeed();
     const struct Release {
         ~Release() { transfer.reset(); }
         std::optional<Transfer>& transfer;

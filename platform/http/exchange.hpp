@@ -10,6 +10,7 @@
 
 #include "platform/http/authentication.hpp"
 #include "platform/http/curl_handles.hpp"
+#include "platform/http/pace.hpp"
 #include "platform/http/repeats.hpp"
 #include "platform/http/request.hpp"
 #include "platform/http/target.hpp"
@@ -51,8 +52,9 @@ public:
     // Whether its answer, or the one that is on its way, says what the same request would be told
     // if it were sent now.
     bool mayStandForRequest() const;
-    Clock::time_point notBefore() const { return notBefore_; }  // the next attempt may begin
-    std::optional<Clock::time_point> graceEnd() const;          // of a running attempt
+    bool keepsPace() const { return !request_.policy.uninterrupted; }  // with a busy server
+    Clock::time_point notBefore() const;                               // the next attempt may begin
+    std::optional<Clock::time_point> graceEnd() const;                 // of a running attempt
     int requestsOfAttempt() const { return attempts_.requests; }
     bool lostConnection() const { return lostConnection_; }  // in its latest attempt
     bool foundServerBusy() const { return foundServerBusy_; }
@@ -86,6 +88,8 @@ private:
     void restart(std::string_view why);
     void tryAgain(std::string_view why, std::chrono::milliseconds wait);
     bool prepareRepeat(vx::Status failure);
+    SpeedLimit* speedLimit() const;  // null: none
+    void noteSpeed() const;
     void finish(Answer answer);
 
     Sender sender_;
@@ -95,6 +99,7 @@ private:
     EasyPtr easy_;
     Attempts attempts_;
     std::optional<Transfer> transfer_;
+    Clock::time_point begun_{};  // the latest attempt
     std::optional<Repeats> repeats_;
     int hops_ = 0;
     bool foundServerBusy_ = false;

@@ -60,6 +60,7 @@ TEST_F(Messages, nameTheCauseAndTheWayOut) {
         {{"ls", url, "--timeout"}, 2, {"--timeout needs a value."}},
         {{"ls", "--long=x", url}, 2, {"--long takes no value."}},
         {{"ls", "-u", "a", "-u", "b", url}, 2, {"--user may be given once."}},
+        {{"ls", "-v", "http://127.0.0.1:1/"}, 7, {"0 requests, 0 round trips, 0 connections"}},
         {{"get", "-O", "none", file}, 2, {"--directory: \"none\" is no directory."}},
         {{"get", "-O", ".", "-o", "x", file}, 2, {"--output and --directory do not go together."}},
         {{"mv", file}, 2, {"NEWNAME is missing."}},

@@ -131,9 +131,19 @@ ScriptedServer::ScriptedServer(bool tls)
 template <class Stream>
 void ScriptedServer::talk(Stream& client) {
     {
-        const std::lock_guard lock(mutex_);
+        std::unique_lock lock(mutex_);
         ++connections_;
+        ended_.wait(lock, [this] { return ending_ || served_ < mostServed_; });
+        ++served_;
     }
+    const struct Leave {
+        ~Leave() {
+            const std::lock_guard lock(server.mutex_);
+            --server.served_;
+            server.ended_.notify_all();
+        }
+        ScriptedServer& server;
+    } leave{*this};
     for (Conversation talk(*this, client); talk.exchange();) continue;
 }
 
@@ -181,6 +191,11 @@ Answer ScriptedServer::answerTo(const std::shared_ptr<Request>& request) {
 void ScriptedServer::pauseFor(Duration time) {
     std::unique_lock lock(mutex_);
     ended_.wait_for(lock, time, [this] { return ending_; });
+}
+
+ScriptedServer& ScriptedServer::serveAtOnce(int connections) {
+    mostServed_ = connections;
+    return *this;
 }
 
 std::vector<Request> ScriptedServer::requests() const {

@@ -100,6 +100,8 @@ public:
     ScriptedServer& inTurn(std::string method, std::string target,
                            std::vector<Answer> answers);  // the last is repeated
 
+    ScriptedServer& serveAtOnce(int connections);  // no more; others wait for the end of one
+
     std::vector<Request> requests() const;
     int connections() const;         // that were made
     std::string transcript() const;  // lines "METHOD target status", status 0: no answer
@@ -123,7 +125,7 @@ private:
     std::vector<Rule> rules_;
     std::vector<std::shared_ptr<Request>> requests_;
     const bool tls_;
-    int connections_ = 0;
+    int connections_ = 0, served_ = 0, mostServed_ = INT32_MAX;
     bool ending_ = false;
     std::unique_ptr<ConnectionServer> server_;
 };

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/base/logger.hpp"
+#include "platform/http/pace.hpp"
 #include "platform/weblnk/expecting.hpp"
 #include "platform/weblnk/resuming.hpp"
 #include "tests/support/apache.hpp"
@@ -100,6 +101,58 @@ TEST(WeblnkEngine, aServerThatServesOneConnectionAtATimeIsAskedInTurn) {
     const Expecting expecting({{SafeCall::get, url}, {SafeCall::head, url}});
     EXPECT_EQ(driven.at(url).head(), "200");
     EXPECT_EQ(driven.get(), "200 [x]");
+}
+
+// However a server serves what comes at the same time, each call gets its own answer.
+TEST(WeblnkEngine, theOrderOfAServersAnswersIsItsOwn) {
+    const std::string content = pattern(3 << 20);
+    const std::function<void(ScriptedServer&)> rows[] = {
+        [](ScriptedServer& server) {  // the last question first
+            server.on("HEAD", "*", Answer().madeBy([&server](const Request&) {
+                support::eventually([&] { return count(server, "GET", true) == 1; });
+                return std::string("HTTP/1.1 200 OK\r\n\r\n");
+            }));
+        },
+        [](ScriptedServer& server) { server.serveAtOnce(2); },
+        [&](ScriptedServer& server) {  // each nonce serves once
+            server.on("*", "*", [&, n = 0](const Request& request) mutable {
+                const auto nonce = "nonce=\"" + std::to_string(n) + '"';
+                const auto given = request.field("Authorization");
+                if (given.find(nonce) != given.npos && ++n) return Answer(200, content);
+                return Answer(401).with("WWW-Authenticate", "Digest realm=\"r\", " + nonce);
+            });
+        }};
+    for (const auto& row : rows) {
+        ScriptedServer server;
+        server.on("*", "*", Answer(200, content));
+        row(server);
+        const std::string url = server.url("a");
+        Driven driven(&row == std::end(rows) - 1 ? "u" : "", "p");
+        const Expecting expecting(
+            {{SafeCall::head, url}, {SafeCall::options, url}, {SafeCall::get, url}});
+        EXPECT_EQ(driven.at(url).head(), "200");
+        EXPECT_EQ(driven.options(), "200");
+        EXPECT_TRUE(driven.get() == "200 [" + content + "]") << &row - rows;
+    }
+}
+
+// A busy server is busy for all, and small contents count as large ones do.
+TEST(WeblnkEngine, theWholeProcessKeepsToOnePace) {
+    const auto pace = vxhost::Pace::of("http://h");
+    const vxhost::Pace::Clock::time_point now{}, later = now + std::chrono::seconds(2);
+    EXPECT_TRUE(pace->beginsNext(now) && pace->beginsNext(now));
+    pace->noteBusy(now, later);
+    const auto again = vxhost::Pace::of("http://h");
+    EXPECT_FALSE(again->beginsNext(now));
+    EXPECT_TRUE(again->beginsNext(later));
+    EXPECT_FALSE(pace->beginsNext(later));
+    for (int i = 0; i < 100; ++i) pace->noteAnswer();
+    EXPECT_TRUE(pace->beginsNext(later + std::chrono::seconds(1)));
+    EXPECT_TRUE(pace->beginsNext(later + std::chrono::seconds(1)));
+
+    vxhost::SpeedLimit limit;
+    for (int i = 0; i < 4; ++i) limit.noteMoved(now, 500, 1000);
+    EXPECT_EQ(limit.notBefore(), later);
 }
 
 TEST(WeblnkEngine, answersAreGivenAgainForAMoment) {
