@@ -170,19 +170,22 @@ void addTreeOptions(CommandDefinition command, TreeChoice& choice) {
             "-x,--exclude",
             [&choice](const std::string& text) { return choice.filter.exclude(text); },
             "Leave out what matches, as a line of .gitignore does; the last one decides")
-        .typeName("PATTERN");
+        .typeName("PATTERN")
+        .eachInTurn();
     command
         .addOption(
             "-i,--include",
             [&choice](const std::string& text) { return choice.filter.include(text); },
             "Take what matches all the same")
-        .typeName("PATTERN");
+        .typeName("PATTERN")
+        .eachInTurn();
     command
         .addOption(
             "--exclude-from",
             [&choice](const std::string& text) { return choice.filter.excludeFrom(text); },
             "Leave out what its lines match")
-        .typeName("FILE");
+        .typeName("FILE")
+        .eachInTurn();
     addTellingOptions(command, choice.telling);
 }
 

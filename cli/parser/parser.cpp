@@ -136,6 +136,11 @@ OptionDefinition OptionDefinition::existingDirectory() const {
     return *this;
 }
 
+OptionDefinition OptionDefinition::eachInTurn() const {
+    option_->trigger_on_parse();
+    return *this;
+}
+
 OptionDefinition OptionDefinition::within(int least, int most) const {
     option_->check(
         orIsNo(fmt::format("number from {} to {}", least, most), CLI::Range(least, most)));
@@ -222,9 +227,7 @@ OptionDefinition CommandDefinition::addOption(const std::string& names, Taker ta
         const Result<void> taken = take(text);
         if (!taken) throw CLI::ValidationError(names, taken.error().sentences.front());
     };
-    // Several options with takers may be one list, whose order counts.
-    CLI::Option* option = app_->add_option_function<std::string>(names, takeOrThrow, meaning);
-    return OptionDefinition(option->trigger_on_parse());
+    return OptionDefinition(app_->add_option_function<std::string>(names, takeOrThrow, meaning));
 }
 
 OptionDefinition CommandDefinition::addFlag(const std::string& names, bool& given,

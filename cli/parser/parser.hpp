@@ -34,6 +34,8 @@ public:
     OptionDefinition existingFile() const;
     OptionDefinition existingDirectory() const;
     OptionDefinition within(int least, int most) const;
+    // May be given again, and is taken where it stands: such options are one list with others.
+    OptionDefinition eachInTurn() const;
 
     std::string name() const;                    // of an operand
     std::vector<std::string> longNames() const;  // without their dashes

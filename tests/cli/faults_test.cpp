@@ -87,7 +87,7 @@ protected:
 TEST_F(Faults, answersThatFailOrLie) {
     const Arguments get{"get", "--timeout", "1", "-o", "a", url};
     const Arguments edit{"edit", url};
-    const Arguments put{"put", "a", url};
+    const Arguments put{"put", "--no-memory", "a", url};
     const Arguments ls{"ls", collection}, old{"rm", "--older-than", "0s", url};
     struct Case {
         const char* request;
@@ -312,7 +312,7 @@ TEST_F(Faults, aLockTokenIsOneWordOfACommandOrNotShown) {
         {"--force", "Its token cannot be shown"}};
     for (const auto& [token, told] : rows) {
         server.on("LOCK", "/c/*", Answer(200).with("Lock-Token", "<" + token + ">"));
-        expect({{{"put", "a", url}, 7, told}});
+        expect({{{"put", "--no-memory", "a", url}, 7, told}});
     }
     server.on("UNLOCK", "/c/*", Answer(204));
     expect({{{"lock", url}, 7, "given back"}});

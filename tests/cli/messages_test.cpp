@@ -63,7 +63,7 @@ TEST_F(Messages, nameTheCauseAndTheWayOut) {
         {{"ls", "-v", "http://127.0.0.1:1/"}, 7, {"0 requests, 0 round trips, 0 connections"}},
         {{"get", "-O", "none", file}, 2, {"--directory: \"none\" is no directory."}},
         {{"get", "-O", ".", "-o", "x", file}, 2, {"--output and --directory do not go together."}},
-        {{"mv", file}, 2, {"NEWNAME is missing."}},
+        {{"mv", file}, 2, {"mv needs a URL and where it goes"}},
         {{"ls", "work"}, 2, {"its URLs begin with work:"}},
         {{"info", file}, 0, {" 1 byte\n"}},
         {{"edit", file}, 8, {"code 3", file + ": nothing was stored"}},
