@@ -106,7 +106,7 @@ private:
         LocalEntry entry;
     };
 
-    void tell(TreeEvent event) const { options_.tell(event); }
+    void tell(const TreeEvent& event) const { options_.tell(event); }
     // The path in the folder of one in the tree.
     std::string local(const std::string& path) const {
         if (options_.base.empty()) return path;
@@ -175,7 +175,7 @@ private:
                 co_await takeFile(std::move(file), std::move(entry));
             }
         }
-        for (auto& [name, entry] : here) noteLeftOver(walked, std::move(entry));
+        for (const auto& [name, entry] : here) noteLeftOver(walked, entry);
     }
 
     // Makes the collection's folder, unless it is there. What its parent could not have, it cannot.
@@ -300,7 +300,7 @@ private:
     }
 
     // What is here alone: it may have been removed there.
-    void noteLeftOver(const WalkedCollection& walked, ScannedEntry entry) {
+    void noteLeftOver(const WalkedCollection& walked, const ScannedEntry& entry) {
         if (entry.unfit != Unfit::none) return;
         const std::string path = walked.path.empty() ? entry.name : walked.path + '/' + entry.name;
         if (!options_.filter.takes(path, entry.entry.kind == LocalKind::folder)) return;

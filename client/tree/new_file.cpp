@@ -63,13 +63,13 @@ NewFile::NewFile(vxhost::Descriptor folder, std::string name, std::string shown)
             writing(shown_)) {}
 
 NewFile::NewFile(NewFile&& other) noexcept
-    : folder_(std::move(other.folder_)),
+    : hash_(other.hash_),
+      size_(other.size_),
+      folder_(std::move(other.folder_)),
       name_(std::move(other.name_)),
       shown_(std::move(other.shown_)),
       hidden_(std::exchange(other.hidden_, {})),
-      file_(std::move(other.file_)),
-      hash_(other.hash_),
-      size_(other.size_) {}
+      file_(std::move(other.file_)) {}
 
 NewFile::~NewFile() {
     if (!hidden_.empty()) unlinkat(folder_.number(), hidden_.c_str(), 0);

@@ -23,7 +23,7 @@ enum class Durability : bool { none, content };
 // placed.
 class NewFile {
 public:
-    // Only of a folder's descriptor, which LocalFolder::newFile() opens. shown: the path for
+    // Only of a folder's descriptor, which LocalFolder::makeFile() opens. shown: the path for
     // people.
     static Result<NewFile> make(vxhost::Descriptor folder, std::string name, std::string shown);
 
@@ -48,12 +48,12 @@ private:
     NewFile(vxhost::Descriptor folder, std::string name, std::string shown);
     Result<void> replace(const LocalEntry& seen);
 
+    vxhost::ContentHash hash_;  // is aligned widely: first, it leaves no gap
+    uint64_t size_ = 0;
     vxhost::Descriptor folder_;
     std::string name_, shown_;
     std::string hidden_;  // its name so far; empty: there is none any more
     vxhost::Descriptor file_;
-    vxhost::ContentHash hash_;
-    uint64_t size_ = 0;
 };
 
 // Removes what was seen, and no other version of it. name: in the folder.

@@ -75,7 +75,7 @@ private:
         Resource resource;
     };
 
-    void tell(TreeEvent event) const { options_.tell(event); }
+    void tell(const TreeEvent& event) const { options_.tell(event); }
     void tellFailure(const std::string& path, const std::string& url, const Error& error) const {
         const bool changed = error.kind == Kind::changedOnServer || error.kind == Kind::changedHere;
         tell({changed ? TreeDeed::kept : TreeDeed::failed, path, url, {}, error});
