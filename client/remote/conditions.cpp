@@ -15,12 +15,12 @@ std::vector<std::string> headerLines(const Conditions& conditions, const std::st
     const bool locked = !conditions.lockToken.empty();
     const bool inIf = tagged && (conditions.tagInIf || locked);
     const std::string tag = inIf ? fmt::format("[{}]", speltTag(conditions.tag)) : std::string();
+    const std::string whose = resource.empty() ? "" : fmt::format("<{}> ", resource);
     if (locked) {
-        const std::string whose = resource.empty() ? "" : fmt::format("<{}> ", resource);
         lines.push_back(
             fmt::format("If: {}(<{}>{}{})", whose, conditions.lockToken, inIf ? " " : "", tag));
     } else if (inIf) {
-        lines.push_back(fmt::format("If: ({})", tag));
+        lines.push_back(fmt::format("If: {}({})", whose, tag));
     } else if (tagged) {
         lines.push_back("If-Match: " + speltTag(conditions.tag));
     }

@@ -403,12 +403,31 @@ private:
         return !options_.dryRun;
     }
 
-    // And has not changed there since. The file here is gone, and its attributes with it.
+    // Of a file that is gone here, and its attributes with it.
+    std::optional<FileNote> noteOfGone(const LeftOver& each) const {
+        if (!options_.memory) return {};
+        std::optional<FileNote> note = options_.memory->find(folder_.shown(each.path));
+        if (note && !vxhost::sameResource(note->url, each.url)) note.reset();
+        return note;
+    }
+
+    // And has not changed there since, as far as the listing tells.
     bool wasOnBothSides(const LeftOver& each) const {
-        if (!options_.memory) return false;
-        const auto note = options_.memory->find(folder_.shown(each.path));
-        return note && vxhost::sameResource(note->url, each.url) &&
-               compareWithNote(each.resource, *note) == Likeness::same;
+        const std::optional<FileNote> note = noteOfGone(each);
+        return note && compareWithNote(each.resource, *note) != Likeness::other;
+    }
+
+    // Where the listing does not prove it, the content does.
+    Task<Result<bool>> isProvenUnchanged(const LeftOver& each) {
+        const std::optional<FileNote> note = noteOfGone(each);
+        if (removesUnknown_) co_return true;
+        if (!note) co_return false;
+        if (compareWithNote(each.resource, *note) == Likeness::same) co_return true;
+        HashTaker taker;
+        const FetchWish wish{.size = each.resource.size};
+        const Result<FetchedContent> fetched = co_await fetch(remote_, each.url, taker, wish);
+        if (!fetched) co_return fetched.error();
+        co_return taker.hash() == note->hash;
     }
 
     Task<> removeBeside(LeftOver each, Gate::Pass slot) {
@@ -417,6 +436,10 @@ private:
     }
 
     Task<bool> removeFile(LeftOver each) {
+        const Result<bool> unchanged = co_await isProvenUnchanged(each);
+        if (!unchanged) tellFailure(each.path, each.url, unchanged.error());
+        if (unchanged && !*unchanged) tell({TreeDeed::leftOver, each.path, each.url});
+        if (!unchanged || !*unchanged) co_return false;
         const Result<ServerFacts> facts = co_await facts_.ask();
         const Guard guard = facts ? guardOfRemoving(*facts) : Guard::look;
         Result<void> removed;
