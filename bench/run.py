@@ -163,6 +163,58 @@ class Bench:
             self.row(f"PUT {label}", programs, gone, lambda: whole(into))
         shutil.rmtree(members)
 
+    def trees(self, count, round_trip, http2=False):
+        """A folder of small files up and down, beside a client that moves the members of one
+        collection, and again when nothing has changed."""
+        up, back, into = self.local / "up", self.local / "back", self.root / "into"
+        self.empty(up)
+        for i in range(count):
+            (up / f"m{i:04}.bin").write_bytes(os.urandom(SMALL))
+        there, here = into / "up", back / "up"
+        whole = lambda folder: len(list(folder.glob("m*.bin"))) == count
+        with Server(self.testserver, *(["--http2"] if http2 else []), "--directory",
+                    self.root) as server, \
+                Server(HERE / "delay_proxy.py", server.port, round_trip) as proxy:
+            base = (proxy.url.replace("http:", "https:") if http2 else
+                    proxy.url if round_trip else server.url)
+            options = ["--ca-file", server.certificate] if http2 else []
+            label = f"{count} files of {SMALL >> 10} KiB" + \
+                (f", {round_trip} ms away" if round_trip else "") + (", HTTP/2" if http2 else "")
+            ours = lambda *words: lambda: measure([self.quillon, *options, *words])
+            peers = {} if http2 else {
+                "cadaver": lambda: self.cadaver(base + "into/", f"lcd {up}", "mput *.bin")}
+            self.row(f"put -r, new, {label}", {"quillon": ours("put", "-r", up, base + "into/"),
+                                               **peers}, lambda: self.empty(into),
+                     lambda: whole(there) or whole(into))
+            self.empty(into)
+            measure([self.quillon, *options, "put", "-r", up, base + "into/"])
+            self.row(f"put -r, nothing changed, {label}",
+                     {"quillon": ours("put", "-r", up, base + "into/")})
+            peers = {} if http2 else {
+                "cadaver": lambda: self.cadaver(base + "into/up/", f"lcd {back}", "mget *.bin"),
+                "rclone": lambda: self.rclone("copy", "--webdav-url", base, ":webdav:into/up",
+                                              here)}
+            self.row(f"get -r, {label}", {
+                "quillon": ours("get", "-r", base + "into/up/", "-O", back), **peers},
+                     lambda: self.empty(back), lambda: whole(here) or whole(back))
+            self.row(f"get -r, nothing changed, {label}",
+                     {"quillon": ours("get", "-r", base + "into/up/", "-O", back)},
+                     lambda: whole(here) or ours("get", "-r", base + "into/up/", "-O", back)())
+
+    def wide_tree(self, files, collections):
+        """The memory of many files in many collections."""
+        wide, back = self.root / "wide", self.local / "wide"
+        self.empty(wide)
+        for i in range(collections):
+            (wide / f"c{i:04}").mkdir()
+            for j in range(files // collections):
+                (wide / f"c{i:04}" / f"m{j:02}").write_bytes(b"%d %d" % (i, j))
+        with Server(self.testserver, "--directory", self.root) as server:
+            self.row(f"get -r, {files} files in {collections} collections", {
+                "quillon": lambda: measure([self.quillon, "get", "-r", server.url + "wide/", "-O",
+                                            back])}, lambda: self.empty(back))
+        shutil.rmtree(wide)
+
     def listing(self, count):
         folder = self.root / "listed"
         self.empty(folder)
@@ -300,7 +352,7 @@ def main():
     parser.add_argument("build", type=pathlib.Path)
     parser.add_argument("--rounds", type=int, default=5)
     parser.add_argument("--quick", action="store_true", help="smaller, and each once")
-    parser.add_argument("--only", choices=("listings", "distant"), help="these rows alone")
+    parser.add_argument("--only", choices=("listings", "distant", "trees"), help="these rows alone")
     wanted = parser.parse_args()
     with tempfile.TemporaryDirectory() as home:
         os.chmod(home, 0o755)
@@ -316,10 +368,16 @@ def main():
                 bench.large(size << 20)
             bench.small(count, 0)
             bench.small(count, 10)
-        if wanted.only != "listings":
+        if wanted.only in (None, "trees"):
+            bench.trees(count, 0)
+            bench.trees(count, 10)
+            bench.trees(count, 50, http2=True)
+            for files in (500, 2000) if wanted.quick else (5_000, 20_000):
+                bench.wide_tree(files, files // 10)
+        if wanted.only in (None, "distant"):
             bench.distant(100)
             bench.distant_over_tls(100)
-        if wanted.only != "distant":
+        if wanted.only in (None, "listings"):
             for members in (1000, 10_000) if wanted.quick else (1000, 10_000, 100_000):
                 bench.listing(members)
             for kind in ("alike", "distinct", "least"):
