@@ -21,9 +21,9 @@ inline const Conditions unconditional{};
 // The tag with its quotes and, of a weak one, its "W/"; empty for none.
 std::string speltTag(const vxhost::EntityTag& tag);
 
-// The header lines that ask for them. resource: whose lock it is, where the request asks for more
-// than that resource alone, as a DELETE, which changes the collection above, too, and Apache has to
-// be told (RFC 4918, 10.4.3); empty: the request's.
+// The header lines that ask for them. resource: which one they are of, where the request is about
+// more than that one, as a DELETE is, which changes the collection above, too (RFC 4918, 10.4.3);
+// empty: the request's.
 std::vector<std::string> headerLines(const Conditions& conditions,
                                      const std::string& resource = {});
 

@@ -5,8 +5,8 @@
 #include <set>
 #include <utility>
 
-#include "client/outcome.hpp"
 #include "client/remote/content.hpp"
+#include "client/tree/known_file.hpp"
 #include "client/tree/walk.hpp"
 #include "platform/text/url.hpp"
 
@@ -244,19 +244,10 @@ private:
     }
 
     std::optional<FileNote> noteOf(const File& file) const {
-        if (!options_.memory) return {};
-        std::optional<FileNote> note = options_.memory->find(folder_.shown(local(file.path)));
-        if (note && !vxhost::sameResource(note->url, file.url)) note.reset();
-        return note;
+        return noteAbout(options_.memory, folder_, local(file.path), file.url);
     }
-
-    // Empty when it cannot be read.
     std::string hashHere(const File& file) const {
-        const auto opened = folder_.openForReading(local(file.path), Links::left);
-        const Result<std::string> hash =
-            !opened ? opened.error()
-                    : caught([&]() -> Result<std::string> { return hashFile(*opened, file.path); });
-        return hash ? *hash : std::string();
+        return hashOf(folder_, local(file.path), Links::left);
     }
 
     Task<> fetchFile(File file, Gate::Pass slot) {

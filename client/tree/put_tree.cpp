@@ -5,8 +5,8 @@
 #include <map>
 #include <utility>
 
-#include "client/outcome.hpp"
 #include "client/remote/change.hpp"
+#include "client/tree/known_file.hpp"
 #include "client/tree/walk.hpp"
 #include "platform/http/file_upload.hpp"
 #include "platform/text/url.hpp"
@@ -228,19 +228,10 @@ private:
     }
 
     std::optional<FileNote> noteOf(const File& file) const {
-        if (!options_.memory) return {};
-        std::optional<FileNote> note = options_.memory->find(folder_.shown(file.path));
-        if (note && !vxhost::sameResource(note->url, file.url)) note.reset();
-        return note;
+        return noteAbout(options_.memory, folder_, file.path, file.url);
     }
-
-    // Empty when it cannot be read.
     std::string hashHere(const File& file) const {
-        const auto opened = folder_.openForReading(file.path, options_.links);
-        const Result<std::string> hash =
-            !opened ? opened.error()
-                    : caught([&]() -> Result<std::string> { return hashFile(*opened, file.path); });
-        return hash ? *hash : std::string();
+        return hashOf(folder_, file.path, options_.links);
     }
 
     Task<> chooseFile(File file) {
@@ -405,10 +396,7 @@ private:
 
     // Of a file that is gone here, and its attributes with it.
     std::optional<FileNote> noteOfGone(const LeftOver& each) const {
-        if (!options_.memory) return {};
-        std::optional<FileNote> note = options_.memory->find(folder_.shown(each.path));
-        if (note && !vxhost::sameResource(note->url, each.url)) note.reset();
-        return note;
+        return noteAbout(options_.memory, folder_, each.path, each.url);
     }
 
     // And has not changed there since, as far as the listing tells.

@@ -1,0 +1,20 @@
+// What is known of a file of a local folder beside what it is: its note, and its content's hash.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "client/memory/file_memory.hpp"
+#include "client/tree/local_folder.hpp"
+
+namespace quillon {
+
+// The note of the file, or of one that was there, if it is about that URL. memory: null for none.
+std::optional<FileNote> noteAbout(FileMemory* memory, const LocalFolder& folder,
+                                  const std::string& path, std::string_view url);
+
+// ContentHash of all of it; empty when it cannot be read.
+std::string hashOf(const LocalFolder& folder, const std::string& path, Links links);
+
+}  // namespace quillon
