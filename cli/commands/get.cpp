@@ -255,11 +255,17 @@ void addGet(CommandDefinition program, Invocation& invocation) {
         "When a transfer of more than 8 MiB breaks off, what came stays beside its destination in\n"
         "a hidden file, and the same command goes on behind it, within a week and as long as the\n"
         "member is the same.\n\n"
+        "-r fetches collections into folders of their names, of the root of a server what it "
+        "holds.\n"
+        "Only what differs moves; a file that was changed here since it was fetched is kept (6), "
+        "and\n"
+        "the rest goes on. The same command goes on after an interrupt.\n\n"
         "In a shell, --match without a URL means the collection that you are in.\n\n"
         "Examples:\n"
         "  quillon get https://example.org/dav/report.txt\n"
         "  quillon get -O /tmp https://example.org/dav/a.txt https://example.org/dav/b.txt\n"
         "  quillon get --match '*.csv' https://example.org/dav/reports/\n"
+        "  quillon get -r -x '*.bak' -O ~/Documents https://example.org/dav/plans/\n"
         "  quillon get https://example.org/dav/data.csv - | sort\n");
     whenGiven(command, invocation, [options](Session& session) { return run(session, *options); });
 }

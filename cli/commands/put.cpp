@@ -220,11 +220,15 @@ void addPut(CommandDefinition program, Invocation& invocation) {
         "from it, by get or an earlier put, and somebody stored another version since, nothing is\n"
         "overwritten, and the exit code is 6. Of another FILE it is not asked what was there: use\n"
         "edit, or --if-unchanged-since, where that matters. A new member is made only if nobody\n"
-        "else makes it meanwhile.\n\n" +
+        "else makes it meanwhile.\n\n"
+        "-r stores folders under their names in the collection. Only what differs moves; what "
+        "somebody\n"
+        "changed on the server since is kept (6), and the rest goes on.\n\n" +
         std::string(timeHelp) +
         "\nExamples:\n"
         "  quillon put report.txt https://example.org/dav/\n"
         "  quillon put a.txt b.txt https://example.org/dav/drafts/\n"
+        "  quillon put -r --delete plans https://example.org/dav/\n"
         "  date | quillon put - https://example.org/dav/now.txt\n"
         "  quillon put --if-unchanged-since 2026-11-24T20:32:05Z q3.csv "
         "https://example.org/dav/q3.csv\n");

@@ -2,10 +2,13 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <initializer_list>
 #include <utility>
 
 #include "cli/commands/command.hpp"
+#include "cli/commands/what_is_there.hpp"
 #include "cli/session/question.hpp"
 #include "cli/session/remote_access.hpp"
 #include "cli/terminal/events.hpp"
@@ -21,28 +24,39 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string_view wordOf(TreeDeed deed) {
+// planned: of what would be done.
+std::string_view wordOf(TreeDeed deed, bool planned) {
     switch (deed) {
         case TreeDeed::fetched:
-            return "fetched";
+            return planned ? "fetch" : "fetched";
         case TreeDeed::stored:
-            return "stored";
+            return planned ? "store" : "stored";
         case TreeDeed::made:
-            return "made";
+            return planned ? "make" : "made";
         case TreeDeed::removed:
-            return "removed";
+            return planned ? "remove" : "removed";
         case TreeDeed::same:
             return "the same";
         case TreeDeed::kept:
-            return "kept";
+            return planned ? "keep" : "kept";
         case TreeDeed::leftOver:
             return "on one side alone";
         case TreeDeed::skipped:
-            return "skipped";
+            return planned ? "skip" : "skipped";
         case TreeDeed::failed:
             return "failed";
     }
     return "";
+}
+
+// The error of a collection that is not there, for who can say what is.
+Result<void> asNotFound(Result<void> outcome, std::initializer_list<int> statuses) {
+    if (outcome || std::ranges::count(statuses, outcome.error().httpStatus) == 0) return outcome;
+    Error error = std::move(outcome).error();
+    error.code = Code::collectionNotFound;
+    error.kind = Kind::notFound;
+    error.httpStatus = 0;  // which could have meant another thing
+    return error;
 }
 
 // Tells a person, or a program, what happens to a tree; the code is that of its first failure.
@@ -50,16 +64,18 @@ class TreeTeller {
 public:
     TreeTeller(Session& session, const TreeChoice& choice, std::string_view attempt)
         : session_(session),
+          isPlanned_(choice.telling.dryRun),
           attempt_(attempt),
           events_(choice.telling.manner(session.options().verbosity > 0), session.progress()) {}
 
     void tell(const TreeEvent& event) {
         if (event.deed == TreeDeed::same || event.deed == TreeDeed::leftOver) {
-            events_.count(wordOf(event.deed));
+            events_.count(wordOf(event.deed, isPlanned_));
         } else {
             const std::string why = event.error ? event.error->sentences.front() : std::string();
-            events_.tell({wordOf(event.deed), event.isFolder ? event.path + '/' : event.path,
-                          event.url, event.size, why});
+            events_.tell({wordOf(event.deed, isPlanned_),
+                          event.isFolder ? event.path + '/' : event.path, event.url, event.size,
+                          why});
         }
         if (event.error) tellError(event);
     }
@@ -82,6 +98,7 @@ private:
     }
 
     Session& session_;
+    const bool isPlanned_;
     const std::string attempt_;
     Events events_;
     int code_ = exitDone;
@@ -129,6 +146,9 @@ int getTree(Session& session, const Address& address, const std::string& directo
     const Result<void> outcome = session.withRemote(root, [&](Remote& remote) -> Result<void> {
         return remote.run(getTree(remote, root.url(), *folder, options));
     });
+    if (const auto missing = asNotFound(outcome, {400, 404}); !missing) {
+        return teller.finish(explainNotOpened(session, root, missing.error()), root);
+    }
     return teller.finish(outcome, root);
 }
 
@@ -136,7 +156,8 @@ int putTree(Session& session, const std::string& path, const Address& url, const
             FileMemory& memory) {
     TreeTeller teller(session, choice, "store");
     std::error_code none;
-    const fs::path absolute = fs::weakly_canonical(path, none);
+    fs::path absolute = fs::absolute(path, none).lexically_normal();
+    if (!absolute.has_filename()) absolute = absolute.parent_path();  // it ended in a slash
     const std::string name = absolute.filename().string();
     const Result<Address> member =
         name.empty() ? url.asCollection() : url.asCollection().member(name);
@@ -150,6 +171,9 @@ int putTree(Session& session, const std::string& path, const Address& url, const
         PutFactsOnce facts(remote, root.url());
         return remote.run(putTree(remote, root.url(), *folder, options, facts));
     });
+    if (const auto missing = asNotFound(outcome, {404, 409}); !missing) {
+        return teller.finish(explainNoPlace(session, root.asMember(), missing.error()), root);
+    }
     return teller.finish(outcome, root);
 }
 

@@ -174,6 +174,15 @@ TEST_F(Trees, hostileNamesStayInTheFolder) {
     EXPECT_LT(hostile.requests().size(), 130u);
 }
 
+TEST_F(Trees, sayWhatIsMissing) {
+    server.addMember("file", "x");
+    expect({{{"get", "-r", url + "file"}, 3, "file is a file, not a collection"},
+            {{"get", "-r", url + "none"}, 3, "no collection " + url + "none/"},
+            {{"put", "-r", "up", url + "none/"}, 3, "mkcol -p"},
+            {{"put", "-r", "none", url}, 8, "No such file"},
+            {{"put", "-r", "up/sub", url, "-n"}, 0, "make /\nstore f\nmake none/\n"}});
+}
+
 // A content that breaks off leaves nothing, and the others come.
 TEST_F(Trees, filesAreWholeOrNotThere) {
     put(0);
