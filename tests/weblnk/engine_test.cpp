@@ -77,6 +77,7 @@ TEST(WeblnkEngine, whatFollowsALockIsNotAskedForBefore) {
     driven.at(url).head();
     EXPECT_EQ(driven.takeLock(), "200 lock");
     driven.options();
+    EXPECT_TRUE(support::eventually([&] { return count(server, "GET") == 1; })) << "but then";
     EXPECT_EQ(driven.get(), "200 [" + large + "]");
     const auto all = server.requests();
     ASSERT_EQ(all.size(), 4u);
