@@ -40,8 +40,8 @@ void addShell(CommandDefinition program, Invocation& invocation);
 // All but the shell, which has them too.
 void addCommands(CommandDefinition program, Invocation& invocation);
 
-// Those that a line of the program can mean, the shell among them: to define all would take a tenth
-// of the time of a short command. All where no word names one, or where the line asks about them.
+// Those that a line of the program can mean, the shell among them. All where no word names one, or
+// where the line asks about them.
 void addCommandsFor(const std::vector<std::string>& words, CommandDefinition program,
                     Invocation& invocation);
 

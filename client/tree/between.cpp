@@ -34,9 +34,9 @@ Error lengthChanged() {
     return localError(Kind::network, "Its length is not what the server told before. Try again.");
 }
 
-// Runs on the fetching thread, which no exception may leave.
+// Runs on the fetching thread.
 Result<FetchedContent> fetchInto(ContentPipe& pipe, Remote& source, const std::string& from,
-                                 std::optional<uint64_t> size) noexcept {
+                                 std::optional<uint64_t> size) {
     const auto body = [&]() -> Result<FetchedContent> {
         Result<FetchedContent> fetched = source.run(fetch(source, from, pipe, {size}));
         if (!fetched || fetched->endProven) return fetched;
@@ -101,9 +101,16 @@ Result<CopiedMember> Between::copy(std::string from, std::optional<uint64_t> siz
     ContentPipe pipe(destination_.settings(), size);
     std::optional<Result<FetchedContent>> fetched;
     std::optional<Result<Stored>> stored;
-    std::exception_ptr thrown;
+    std::exception_ptr thrown, thrownByFetch;  // no exception may leave a thread
     {
-        const std::jthread fetching([&] { fetched = fetchInto(pipe, source_, from, size); });
+        const std::jthread fetching([&] {
+            try {
+                fetched = fetchInto(pipe, source_, from, size);
+            } catch (...) {
+                thrownByFetch = std::current_exception();
+                pipe.end(false);
+            }
+        });
         try {
             const bool begun = pipe.awaitBeginning();
             Conditions conditions;
@@ -115,6 +122,7 @@ Result<CopiedMember> Between::copy(std::string from, std::optional<uint64_t> siz
         pipe.close();
     }
     if (thrown) std::rethrow_exception(thrown);
+    if (thrownByFetch) std::rethrow_exception(thrownByFetch);
     if (*fetched && !pipe.isWhole()) fetched = lengthChanged();
     if (stored && *stored && *fetched) {
         return CopiedMember{std::move(from),  std::move(to), (*fetched)->version,
