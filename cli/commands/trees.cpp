@@ -69,6 +69,7 @@ public:
           events_(choice.telling.manner(session.options().verbosity > 0), session.progress()) {}
 
     void tell(const TreeEvent& event) {
+        if (event.error && event.error->kind == Kind::interrupted) return tellInterrupt();
         if (event.deed == TreeDeed::same || event.deed == TreeDeed::leftOver) {
             events_.count(wordOf(event.deed, isPlanned_));
         } else {
@@ -83,10 +84,20 @@ public:
         session_.progress().finish();
         events_.sumUp();
         if (outcome) return code_;
+        if (outcome.error().kind == Kind::interrupted) tellInterrupt();
+        if (code_ == exitInterrupted) return code_;
         return report(attempt_, root.url(), outcome.error());
     }
 
 private:
+    // Once, whatever was under way.
+    void tellInterrupt() {
+        if (code_ == exitInterrupted) return;
+        session_.progress().hide();
+        complain("interrupted. The same command goes on.");
+        code_ = exitInterrupted;
+    }
+
     void tellError(const TreeEvent& event) {
         session_.progress().hide();
         if (event.deed == TreeDeed::skipped) {
@@ -94,7 +105,7 @@ private:
             return;
         }
         const int code = report(attempt_, event.url, *event.error);
-        if (code_ == exitDone || code == exitInterrupted) code_ = code;
+        if (code_ == exitDone) code_ = code;
     }
 
     Session& session_;
