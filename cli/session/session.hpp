@@ -55,9 +55,9 @@ public:
         return refusal(address, *login, std::move(result).error());
     }
 
-    // Runs an action on bare requests to the address's server, which gives a Result. It must be safe
-    // to be run again where the first thing that it asked for was refused for want of a password.
-    // Defined in remote_access.hpp.
+    // Runs an action on bare requests to the address's server, which gives a Result. It must be
+    // safe to be run again where the first thing that it asked for was refused for want of a
+    // password. Defined in remote_access.hpp.
     template <class Action>
     auto withRemote(const Address& address, Action&& action)
         -> decltype(action(std::declval<Remote&>()));
