@@ -24,16 +24,17 @@ TEST_F(Writing, requestsOfAnEdit) {
     addOldMember(server, "a", "old");
     editWith("echo >> \"$1\"");
     expect({{{"edit", url + "a"}, 0, ""}});
-    // What is asked at the same time ends in any order: before the lock, and under it.
+    // What is asked at the same time ends in any order: before the lock, and under it. Apache may
+    // note the LOCK itself behind what followed it at once.
     std::istringstream transcript(server.transcript());
     std::vector<std::string> lines;
     for (std::string line; std::getline(transcript, line);) lines.push_back(line + '\n');
     ASSERT_EQ(lines.size(), 11u);
     std::sort(lines.begin(), lines.begin() + 4);
-    std::sort(lines.begin() + 5, lines.begin() + 9);
+    std::sort(lines.begin() + 4, lines.begin() + 9);
     EXPECT_EQ(std::accumulate(lines.begin(), lines.end(), std::string()),
-              "HEAD / 200\nHEAD /a 200\nOPTIONS /a 200\nPROPFIND /a 207\nLOCK /a 200\n"
-              "GET /a 200\nHEAD /a 200\nOPTIONS /a 200\nPROPFIND /a 207\nPUT /a 204\n"
+              "HEAD / 200\nHEAD /a 200\nOPTIONS /a 200\nPROPFIND /a 207\n"
+              "GET /a 200\nHEAD /a 200\nLOCK /a 200\nOPTIONS /a 200\nPROPFIND /a 207\nPUT /a 204\n"
               "UNLOCK /a 204\n");
 }
 
