@@ -7,22 +7,12 @@
 
 #include "client/outcome.hpp"
 #include "client/remote/content_pipe.hpp"
+#include "client/remote/hash_taker.hpp"
 #include "client/remote/held_lock.hpp"
 #include "client/remote/holder.hpp"
-#include "platform/files/content_hash.hpp"
 
 namespace quillon {
 namespace {
-
-class HashingTaker : public ContentTaker {
-public:
-    void begin() override { hash_.reset(); }
-    void take(std::string_view piece) override { hash_.add(piece); }
-    std::string hash() const { return hash_.hex(); }
-
-private:
-    vxhost::ContentHash hash_;
-};
 
 Error changed() {
     return localError(Kind::changedOnServer,
@@ -142,7 +132,7 @@ Result<CopiedMember> Between::copy(std::string from, std::optional<uint64_t> siz
 }
 
 Result<std::string> Between::hashOf(Remote& remote, const std::string& url, uint64_t size) {
-    HashingTaker taker;
+    HashTaker taker;
     const Result<FetchedContent> fetched = remote.run(fetch(remote, url, taker, {size}));
     if (!fetched) return fetched.error();
     return taker.hash();

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "client/remote/change.hpp"
+#include "client/remote/hash_taker.hpp"
 #include "client/tree/known_file.hpp"
 #include "client/tree/walk.hpp"
 #include "platform/http/file_upload.hpp"
@@ -16,17 +17,6 @@ namespace {
 
 constexpr size_t mostFilesAhead = 256;  // that are chosen, and wait for their turn
 constexpr size_t mostFoldersAhead = 16;
-
-// Takes the hash of a content that a server has.
-class HashTaker : public ContentTaker {
-public:
-    void begin() override { hash_.reset(); }
-    void take(std::string_view piece) override { hash_.add(piece); }
-    std::string hash() const { return hash_.hex(); }
-
-private:
-    vxhost::ContentHash hash_;
-};
 
 class Putting {
 public:
@@ -178,7 +168,7 @@ private:
             }
         }
         co_await walk.finish();
-        complete_ = walk.isComplete();
+        complete_ = complete_ && walk.isComplete();
         co_return std::move(outcome);
     }
 
@@ -222,6 +212,9 @@ private:
         for (auto& [name, resource] : there) {
             const std::string path = pathIn(walked.path, name);
             if (!options_.filter.takes(path, resource.isCollection)) continue;
+            // What is here and cannot be stored, as what cannot be read, was not removed here.
+            const Result<std::optional<LocalEntry>> here = folder_.look(path);
+            if (!here || *here) continue;
             std::string url = walked.url + resource.segment;
             leftOver_.push_back({path, std::move(url), std::move(resource)});
         }
@@ -490,7 +483,7 @@ private:
     TaskGroup files_;
     Gate slots_, folders_, locks_;
     ServerClock clock_;
-    bool complete_ = false;  // all of the tree there was seen
+    bool complete_ = true;  // all of the tree there was seen
     std::vector<LeftOver> leftOver_;
     bool removesUnknown_ = false;
 };

@@ -122,7 +122,12 @@ TEST_F(Trees, onlyWhatBothHadIsRemoved) {
     server.addMember("up/empty", "changed since");
     put(0);
     EXPECT_EQ(content(server, f), "first");
+    // What is here and cannot be stored is not what was removed.
+    fs::remove(work / "up/dots..");
+    fs::create_symlink("nowhere", work / "up/dots..");
     put(0, {"--delete"});
+    EXPECT_EQ(content(server, "up/dots.."), "dots..");
+    fs::remove(work / "up/dots..");
     EXPECT_FALSE(fs::exists(server.documentRoot() / f));
     EXPECT_EQ(content(server, "up/theirs") + content(server, "up/empty"), "newchanged since");
     get(0);
