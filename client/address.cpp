@@ -15,7 +15,7 @@ constexpr std::string_view REFUSED_IN_HOSTS = " \"%<>\\^`{|}?#@:[]";
 constexpr std::string_view ADDRESS_CHARACTERS = "0123456789abcdefABCDEF:.";
 constexpr std::string_view SCHEME_CHARACTERS = "abcdefghijklmnopqrstuvwxyz0123456789+-.";
 
-Error refusal(std::string_view typed, std::string_view why) {
+Error refusalOf(std::string_view typed, std::string_view why) {
     return localError(Kind::usage, fmt::format("\"{}\" is not the URL of a WebDAV server: {}",
                                                withoutCredentials(typed), why));
 }
@@ -149,7 +149,7 @@ Result<std::string> segmentFor(std::string_view name) {
 Result<Address> Address::parse(std::string_view typed) {
     Parts parts;
     if (const auto problem = splitUrl(typed, parts); !problem.empty()) {
-        return refusal(typed, problem);
+        return refusalOf(typed, problem);
     }
     const vxhost::Authority& authority = parts.authority;
     Address address;

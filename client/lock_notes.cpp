@@ -44,7 +44,7 @@ std::string contentOf(const LockNote& note) {
 }
 
 // Lines that a later version may add are passed over.
-std::optional<LockNote> parseNote(std::string_view content) {
+std::optional<LockNote> parseLockNote(std::string_view content) {
     LockNote note;
     while (!content.empty()) {
         if (content.starts_with(TEXT)) {
@@ -71,7 +71,7 @@ std::optional<LockNote> readLeftNote(const fs::path& path) {
         const bool own = fstat(file.number(), &entry) == 0 && S_ISREG(entry.st_mode) &&
                          entry.st_uid == geteuid() && (entry.st_mode & 022) == 0;
         if (!own || flock(file.number(), LOCK_SH | LOCK_NB) != 0) return std::nullopt;
-        return parseNote(vxhost::readWhole(file, path, MOST_BYTES));
+        return parseLockNote(vxhost::readWhole(file, path, MOST_BYTES));
     } catch (const vxhost::Failure&) {  // removed meanwhile
         return std::nullopt;
     }

@@ -20,7 +20,7 @@ int runEditor(const WorkCopy& copy, const std::function<void()>& eachSecond) {
     return exitLocal;
 }
 
-int run(Session& session, std::string& url) {
+int runEdit(Session& session, std::string& url) {
     const Result<Address> address = parseUrl(session, url);
     if (!address) return exitCode(address.error().kind);
     session.leftWork().tellAll();
@@ -45,7 +45,7 @@ void addEdit(CommandDefinition program, Invocation& invocation) {
         "Examples:\n"
         "  quillon edit https://example.org/dav/plan.txt\n"
         "  EDITOR=nano quillon edit https://example.org/dav/plan.txt\n");
-    whenGiven(command, invocation, [url](Session& session) { return run(session, *url); });
+    whenGiven(command, invocation, [url](Session& session) { return runEdit(session, *url); });
 }
 
 }  // namespace quillon::cli

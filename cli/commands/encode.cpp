@@ -18,7 +18,7 @@ Result<Secret> password(const CommonOptions& options) {
     return isatty(STDIN_FILENO) != 0 ? promptSecret("Password: ") : readPasswordFile(standardInput);
 }
 
-int run(Session& session) {
+int runEncode(Session& session) {
     const Result<Extension> extension = session.extension(session.options());
     if (!extension) return report("encode a password", {}, extension.error());
     const Result<Secret> clear = password(session.options());
@@ -40,7 +40,7 @@ void addEncode(CommandDefinition program, Invocation& invocation) {
         "Examples:\n"
         "  quillon encode\n"
         "  pass show dav | quillon encode\n");
-    whenGiven(command, invocation, run);
+    whenGiven(command, invocation, runEncode);
 }
 
 }  // namespace quillon::cli

@@ -192,7 +192,7 @@ int fetchAll(Session& session, const std::vector<Address>& members, const GetOpt
     });
 }
 
-int run(Session& session, GetOptions& options) {
+int runGet(Session& session, GetOptions& options) {
     takeOutput(options);
     if (options.urls.empty() && session.base && !options.pattern.empty()) {
         options.urls.emplace_back();  // the shell's own collection
@@ -267,7 +267,7 @@ void addGet(CommandDefinition program, Invocation& invocation) {
         "  quillon get --match '*.csv' https://example.org/dav/reports/\n"
         "  quillon get -r -x '*.bak' -O ~/Documents https://example.org/dav/plans/\n"
         "  quillon get https://example.org/dav/data.csv - | sort\n");
-    whenGiven(command, invocation, [options](Session& session) { return run(session, *options); });
+    whenGiven(command, invocation, [options](Session& session) { return runGet(session, *options); });
 }
 
 }  // namespace quillon::cli

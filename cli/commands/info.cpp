@@ -63,7 +63,7 @@ bool parentMayBeClosed(Kind kind) {
     return kind == Kind::notFound || kind == Kind::refused || kind == Kind::notAuthorized;
 }
 
-int run(Session& session, InfoOptions& options) {
+int runInfo(Session& session, InfoOptions& options) {
     Result<Address> address = parseUrl(session, options.url);
     if (!address) return exitCode(address.error().kind);
     Result<Properties> properties = readProperties(session, *address);
@@ -92,7 +92,7 @@ void addInfo(CommandDefinition program, Invocation& invocation) {
         "Examples:\n"
         "  quillon info https://example.org/dav/report.txt\n"
         "  quillon info --json https://example.org/dav/report.txt | jq .modified\n");
-    whenGiven(command, invocation, [options](Session& session) { return run(session, *options); });
+    whenGiven(command, invocation, [options](Session& session) { return runInfo(session, *options); });
 }
 
 }  // namespace quillon::cli

@@ -62,7 +62,7 @@ void printJson(const std::vector<Site>& sites) {
     fmt::print("[{}]\n", fmt::join(objects, ","));
 }
 
-int run(Session& session, bool json) {
+int runListSites(Session& session, bool json) {
     const Result<std::vector<std::string>> names = siteNames();
     if (!names) return report("list the sites", {}, names.error());
     int code = exitDone;
@@ -93,7 +93,7 @@ void addSites(CommandDefinition program, Invocation& invocation) {
         "Examples:\n"
         "  quillon sites\n"
         "  quillon sites --json | jq -r '.[].name'\n");
-    whenGiven(command, invocation, [json](Session& session) { return run(session, *json); });
+    whenGiven(command, invocation, [json](Session& session) { return runListSites(session, *json); });
 }
 
 }  // namespace quillon::cli

@@ -80,7 +80,7 @@ int lockForLater(Session& session, const Address& address) {
     return exitDone;
 }
 
-int run(Session& session, LockWords& words) {
+int runLock(Session& session, LockWords& words) {
     const Result<Address> address = parseUrl(session, words.url);
     if (!address) return exitCode(address.error().kind);
     return words.command.empty() ? lockForLater(session, *address)
@@ -108,7 +108,7 @@ void addLock(CommandDefinition program, Invocation& invocation) {
         "Examples:\n"
         "  quillon lock https://example.org/dav/list.txt -- sort -o {} {}\n"
         "  quillon lock https://example.org/dav/q3.csv -- sh -c 'make >> \"$QUILLON_FILE\"'\n");
-    whenGiven(command, invocation, [words](Session& session) { return run(session, *words); });
+    whenGiven(command, invocation, [words](Session& session) { return runLock(session, *words); });
 }
 
 }  // namespace quillon::cli

@@ -132,7 +132,7 @@ Site siteFor(const std::optional<Site>& before, const std::string& name, const s
     return site;
 }
 
-int run(Session& session, LoginOptions& options) {
+int runLogin(Session& session, LoginOptions& options) {
     Result<Address> address = Address::parse(options.url);
     const bool typed = !options.url.empty();
     const bool likeUrl = options.url.find("://") != options.url.npos;
@@ -175,7 +175,7 @@ void addLogin(CommandDefinition program, Invocation& invocation) {
         "  quillon login work https://example.org/dav/ --user ann\n"
         "  quillon ls work:reports/\n"
         "  quillon login work                  # the password has changed\n");
-    whenGiven(command, invocation, [options](Session& session) { return run(session, *options); });
+    whenGiven(command, invocation, [options](Session& session) { return runLogin(session, *options); });
 }
 
 }  // namespace quillon::cli

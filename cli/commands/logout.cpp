@@ -8,7 +8,7 @@
 namespace quillon::cli {
 namespace {
 
-int run(Session& session, const std::string& name) {
+int runLogout(Session& session, const std::string& name) {
     const Result<Site> site = session.sites().find(name);
     if (!site) return report("log out of", name, site.error());
     const Result<void> removed = removeSite(name);
@@ -27,7 +27,7 @@ void addLogout(CommandDefinition program, Invocation& invocation) {
         "Its file is removed, unless it holds more than quillon writes.\n\n"
         "Example:\n"
         "  quillon logout work\n");
-    whenGiven(command, invocation, [name](Session& session) { return run(session, *name); });
+    whenGiven(command, invocation, [name](Session& session) { return runLogout(session, *name); });
 }
 
 }  // namespace quillon::cli

@@ -151,7 +151,7 @@ std::optional<Properties> findMember(Session& session, const Address& address) {
 
 // A URL without a final slash may mean either: a listing that fails or holds nothing is not enough
 // to tell, since some servers list a member as an empty collection.
-int run(Session& session, LsOptions& options) {
+int runLs(Session& session, LsOptions& options) {
     const Result<Address> address = parseUrl(session, options.url);
     if (!address) return exitCode(address.error().kind);
     const Result<Listing> listing = session.list(address->asCollection());
@@ -189,7 +189,7 @@ void addLs(CommandDefinition program, Invocation& invocation) {
         "  quillon ls https://example.org/dav/\n"
         "  quillon ls -l --user ann https://example.org/dav/reports/\n"
         "  quillon ls --json https://example.org/dav/ | jq -r '.[].url'\n");
-    whenGiven(command, invocation, [options](Session& session) { return run(session, *options); });
+    whenGiven(command, invocation, [options](Session& session) { return runLs(session, *options); });
 }
 
 }  // namespace quillon::cli

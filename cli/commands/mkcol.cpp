@@ -36,7 +36,7 @@ Result<void> makeWithParents(Session& session, const Address& address) {
     return make(session, address);
 }
 
-int run(Session& session, MkcolOptions& options) {
+int runMkcol(Session& session, MkcolOptions& options) {
     return forEachUrl(session, options.urls, "create", [&](const Address& typed) {
         const Address address = typed.asCollection();
         Result<void> made =
@@ -58,7 +58,7 @@ void addMkcol(CommandDefinition program, Invocation& invocation) {
         "Examples:\n"
         "  quillon mkcol https://example.org/dav/reports/\n"
         "  quillon mkcol -p https://example.org/dav/2026/11/24/\n");
-    whenGiven(command, invocation, [options](Session& session) { return run(session, *options); });
+    whenGiven(command, invocation, [options](Session& session) { return runMkcol(session, *options); });
 }
 
 }  // namespace quillon::cli

@@ -29,7 +29,7 @@ int rename(Session& session, std::string& url, const std::string& newName) {
 }
 
 // A new name is told from a place by the slash that it has not.
-int run(Session& session, TransferOptions& options) {
+int runMv(Session& session, TransferOptions& options) {
     std::vector<std::string>& words = options.operands;
     const bool isPlace = words.back().find('/') != std::string::npos;
     const bool several = words.size() > 2 || !options.pattern.empty();
@@ -74,7 +74,7 @@ void addMv(CommandDefinition program, Invocation& invocation) {
         "  quillon mv https://example.org/dav/draft.txt \"Report 100%.txt\"\n"
         "  quillon mv https://example.org/dav/2025/ https://example.org/dav/archive/\n"
         "  quillon mv --match '*.bak' https://example.org/dav/ https://example.org/dav/old/\n");
-    whenGiven(command, invocation, [options](Session& session) { return run(session, *options); });
+    whenGiven(command, invocation, [options](Session& session) { return runMv(session, *options); });
 }
 
 }  // namespace quillon::cli

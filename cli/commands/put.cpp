@@ -164,7 +164,7 @@ int putAll(Session& session, const std::vector<std::string>& files, const Addres
     });
 }
 
-int run(Session& session, PutOptions& options) {
+int runPut(Session& session, PutOptions& options) {
     std::vector<std::string> files(options.operands);
     std::string typed;  // in a shell, a single file goes into its collection
     if (files.size() > 1 || !session.base) {
@@ -232,7 +232,7 @@ void addPut(CommandDefinition program, Invocation& invocation) {
         "  date | quillon put - https://example.org/dav/now.txt\n"
         "  quillon put --if-unchanged-since 2026-11-24T20:32:05Z q3.csv "
         "https://example.org/dav/q3.csv\n");
-    whenGiven(command, invocation, [options](Session& session) { return run(session, *options); });
+    whenGiven(command, invocation, [options](Session& session) { return runPut(session, *options); });
 }
 
 }  // namespace quillon::cli

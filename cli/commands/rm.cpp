@@ -35,7 +35,7 @@ Error collectionMeant(Kind kind) {
 }
 
 // The creation date is what the check is about, and not every server keeps one.
-Error explained(Error error) {
+Error withAgeExplained(Error error) {
     if (error.code == Code::noCreationDate) {
         error.sentences.assign(1,
                                "This server keeps no dates of creation, so --older-than cannot be "
@@ -56,7 +56,7 @@ Result<void> remove(Session& session, const Address& address, std::optional<Time
         const auto found = (*member)->lastInfo();
         const bool isCollection = found && found->exists && found->isCollection;
         return isCollection ? collectionMeant(Kind::refused)
-                            : explained(std::move(removed).error());
+                            : withAgeExplained(std::move(removed).error());
     }
     (*member)->abandonLock();  // it went with the member
     session.forgetLocked(address);
@@ -183,7 +183,7 @@ private:
     int code_ = exitDone;
 };
 
-int run(Session& session, RmOptions& options) {
+int runRm(Session& session, RmOptions& options) {
     if (options.urls.empty() && session.base && !options.pattern.empty()) {
         options.urls.emplace_back();  // the shell's own collection
     }
@@ -221,7 +221,8 @@ void addRm(CommandDefinition program, Invocation& invocation) {
         "  quillon rm -r https://example.org/dav/2019/\n"
         "  quillon rm --match '*.bak' https://example.org/dav/\n"
         "  quillon rm --older-than 7d https://example.org/dav/draft.txt\n");
-    whenGiven(command, invocation, [options](Session& session) { return run(session, *options); });
+    whenGiven(command, invocation,
+              [options](Session& session) { return runRm(session, *options); });
 }
 
 }  // namespace quillon::cli

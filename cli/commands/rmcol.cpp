@@ -12,7 +12,7 @@ struct RmcolOptions {
     bool recursive = false;
 };
 
-Error explained(Error error) {
+Error withMembersExplained(Error error) {
     if (error.code == Code::deleteRefused && error.httpStatus == 0) {
         error.sentences.assign(1,
                                "It holds members, so it was left alone. Use --recursive to delete "
@@ -38,11 +38,11 @@ Result<void> remove(Session& session, const Address& address, bool recursive) {
     Result<void> removed = session.withLogin(address, [&](const Login& login) {
         return removeCollection(*extension, address, login, recursive);
     });
-    if (!removed) return explained(std::move(removed).error());
+    if (!removed) return withMembersExplained(std::move(removed).error());
     return {};
 }
 
-int run(Session& session, RmcolOptions& options) {
+int runRmcol(Session& session, RmcolOptions& options) {
     return forEachUrl(session, options.urls, "delete", [&](const Address& address) {
         return remove(session, address.asCollection(), options.recursive);
     });
@@ -59,7 +59,8 @@ void addRmcol(CommandDefinition program, Invocation& invocation) {
         "Examples:\n"
         "  quillon rmcol https://example.org/dav/empty/\n"
         "  quillon rmcol --recursive https://example.org/dav/old-reports/\n");
-    whenGiven(command, invocation, [options](Session& session) { return run(session, *options); });
+    whenGiven(command, invocation,
+              [options](Session& session) { return runRmcol(session, *options); });
 }
 
 }  // namespace quillon::cli

@@ -318,7 +318,7 @@ Completion Shell::complete(std::string_view line) {
     return completion;
 }
 
-int run(Session& session, std::string& url) {
+int runShell(Session& session, std::string& url) {
     const Result<Address> address = parseUrl(session, url);
     if (!address) return exitCode(address.error().kind);
     const Address collection = address->asCollection();
@@ -350,7 +350,7 @@ void addShell(CommandDefinition program, Invocation& invocation) {
         "Examples:\n"
         "  quillon shell https://example.org/dav/\n"
         "  printf 'cd drafts\\nput a.txt\\nls -l\\n' | quillon shell https://example.org/dav/\n");
-    whenGiven(command, invocation, [url](Session& session) { return run(session, *url); });
+    whenGiven(command, invocation, [url](Session& session) { return runShell(session, *url); });
 }
 
 }  // namespace quillon::cli

@@ -38,7 +38,7 @@ Result<void> unlock(Session& session, const Address& address, const std::string&
     return {};
 }
 
-int run(Session& session, UnlockOptions& options) {
+int runUnlock(Session& session, UnlockOptions& options) {
     const Result<Address> address = parseUrl(session, options.url);
     if (!address) return exitCode(address.error().kind);
     const Result<void> unlocked = unlock(session, *address, options.token);
@@ -57,7 +57,7 @@ void addUnlock(CommandDefinition program, Invocation& invocation) {
         "token.\n\n"
         "Examples:\n"
         "  quillon unlock https://example.org/dav/plan.txt --token opaquelocktoken:e71d4fae-...\n");
-    whenGiven(command, invocation, [options](Session& session) { return run(session, *options); });
+    whenGiven(command, invocation, [options](Session& session) { return runUnlock(session, *options); });
 }
 
 }  // namespace quillon::cli

@@ -20,7 +20,7 @@ constexpr size_t worthAConnection = 4;  // members
 
 class Workers {
 public:
-    Workers(size_t count, Session& session, const Task& task)
+    Workers(size_t count, Session& session, const NumberedTask& task)
         : ends_(count), session_(session), task_(task) {}
 
     int run(size_t jobs) {
@@ -94,7 +94,7 @@ private:
     int code_ = exitDone;
 
     Session& session_;
-    const Task& task_;
+    const NumberedTask& task_;
 };
 
 }  // namespace
@@ -119,7 +119,7 @@ void meetServers(Session& session, const std::vector<Address>& addresses,
     }
 }
 
-int runTasks(size_t count, size_t jobs, Session& session, const Task& task) {
+int runTasks(size_t count, size_t jobs, Session& session, const NumberedTask& task) {
     session.progress().startAll(count);
     session.setSenders(jobs);
     const int code = Workers(count, session, task).run(jobs);

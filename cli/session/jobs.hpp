@@ -28,11 +28,11 @@ size_t jobsFor(Session& session, const Address& first, Jobs jobs, std::vector<st
 void meetServers(Session& session, const std::vector<Address>& addresses,
                  const OpenOptions& options);
 
-using Task = std::function<int(size_t)>;  // the exit code of the n-th task
+using NumberedTask = std::function<int(size_t)>;  // the exit code of the n-th task
 
 // Runs the tasks 0 to count - 1, at most so many at a time, one of them on this thread. What they
 // report comes in their order. A failure is not the end of the others, an interrupt is; the code is
 // exitInterrupted then, else that of the first failure.
-int runTasks(size_t count, size_t jobs, Session& session, const Task& task);
+int runTasks(size_t count, size_t jobs, Session& session, const NumberedTask& task);
 
 }  // namespace quillon::cli

@@ -5,9 +5,9 @@
 namespace quillon {
 namespace {
 
-constexpr size_t mostStreams = 64;      // of one HTTP/2 connection
-constexpr size_t mostConnections = 16;  // of HTTP/1.1
-constexpr size_t firstWidth = 8;        // once the first was answered
+constexpr size_t mostStreams = 64;  // of one HTTP/2 connection
+constexpr size_t mostAtOnce = 16;   // requests of HTTP/1.1
+constexpr size_t firstWidth = 8;    // once the first was answered
 // A longer way shows in each answer; a queue shows in answers that take so much longer than those
 // of a narrower window took.
 constexpr double queueing = 2.5;
@@ -17,7 +17,7 @@ constexpr double queueing = 2.5;
 void Window::noteEnd(Duration took, bool multiplexed) {
     if (isLimited_) return;
     if (most_ == 1) {
-        most_ = multiplexed ? mostStreams : mostConnections;
+        most_ = multiplexed ? mostStreams : mostAtOnce;
         width_ = firstWidth;
         return;
     }

@@ -9,7 +9,7 @@ LocalKind kindOf(mode_t mode) {
     return S_ISLNK(mode) ? LocalKind::link : LocalKind::special;
 }
 
-int64_t nanoseconds(const timespec& time) {
+int64_t nanosecondsOf(const timespec& time) {
     return int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
 }
 
@@ -18,8 +18,8 @@ int64_t nanoseconds(const timespec& time) {
 LocalEntry localEntryOf(const struct stat& found) {
     return {kindOf(found.st_mode),
             static_cast<uint64_t>(found.st_size),
-            nanoseconds(found.st_mtim),
-            nanoseconds(found.st_ctim),
+            nanosecondsOf(found.st_mtim),
+            nanosecondsOf(found.st_ctim),
             found.st_ino,
             found.st_dev,
             found.st_mode & 0777};

@@ -8,7 +8,7 @@
 namespace vxhost {
 namespace {
 
-constexpr size_t bufferBytes = size_t{256} * 1024;
+constexpr size_t gatheredBytes = size_t{256} * 1024;
 constexpr size_t largePiece = size_t{64} * 1024;  // not worth a copy
 
 struct WrittenFile : vx::File {
@@ -24,7 +24,7 @@ private:
     const std::string path_;
     vx::Journal* const journal_;
     Descriptor file_;
-    const std::unique_ptr<char[]> buffer_ = std::make_unique_for_overwrite<char[]>(bufferBytes);
+    const std::unique_ptr<char[]> buffer_ = std::make_unique_for_overwrite<char[]>(gatheredBytes);
     size_t gathered_ = 0;
     vx::Status failed_ = vx::VX_SUCCESS;  // the first failure stays
 };
@@ -46,7 +46,7 @@ WrittenFile::WrittenFile(const std::string& path, vx::Journal* journal)
 }
 
 vx::Status WrittenFile::store(const char* data, uint64_t length) {
-    if (length == 0 || length >= largePiece || length > bufferBytes - gathered_) {
+    if (length == 0 || length >= largePiece || length > gatheredBytes - gathered_) {
         if (const vx::Status status = flush()) return status;
         if (length >= largePiece) return pass(data, length);
     }

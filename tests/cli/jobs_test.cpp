@@ -16,7 +16,7 @@ struct Outcome {
     bool operator==(const Outcome&) const = default;
 };
 
-Outcome outcomeOf(size_t count, size_t jobs, const Task& task) {
+Outcome outcomeOf(size_t count, size_t jobs, const NumberedTask& task) {
     const CommonOptions options{};
     Session session(options);
     testing::internal::CaptureStderr();

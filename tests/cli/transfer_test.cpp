@@ -9,7 +9,7 @@ namespace {
 
 using support::Answer;
 
-const std::string awkward[] = {"a b%[x]*\xC3\xBC.txt", "dots..", "q?#.txt", "empty"};
+const std::string oddNames[] = {"a b%[x]*\xC3\xBC.txt", "dots..", "q?#.txt", "empty"};
 const std::string taken = "Something has this name there already";
 
 class Transfers : public ProgramTest {
@@ -17,7 +17,7 @@ protected:
     Transfers() {
         for (const std::string folder : {"src", "src/sub", "src/sub/none", "dst"})
             server.addCollection(folder);
-        for (const std::string& name : awkward) {
+        for (const std::string& name : oddNames) {
             server.addMember("src/" + name, name == "empty" ? "" : name);
         }
         server.addMember("src/sub/f", std::string(3 << 20, 'f'));
@@ -45,7 +45,7 @@ protected:
 };
 
 TEST_F(Transfers, onOneServer) {
-    const std::string& name = awkward[0];
+    const std::string& name = oddNames[0];
     const std::string locked = quillon({"lock", dst + "q?#.txt"}).output;
     server.addMember("src/one", "1");
     server.addMember("dst/two", "2");
@@ -79,7 +79,7 @@ TEST_F(Transfers, onOneServer) {
     expect({{{"unlock", dst + "q?#.txt", "--token", locked.substr(0, locked.size() - 1)}, 0, ""},
             {{"cp", "--match", "*.txt", src, dst + "src/sub/none/"}, 0, ""},
             {{"mv", "--match", "tw*", dst, dst + "src/"}, 0, ""},
-            {{"ls", dst + "src/sub/none/"}, 0, awkward[0] + "\nq?#.txt\n"},
+            {{"ls", dst + "src/sub/none/"}, 0, oddNames[0] + "\nq?#.txt\n"},
             {{"mv", dst + "src/sub/f", dst + "src/" + name, url + "dst/"}, 1, taken},
             {{"mv", dst + "src/sub", url + "moved"}, 0, ""},
             {{"ls", url}, 0, "dst/\nmoved/\nsrc/\n"}});

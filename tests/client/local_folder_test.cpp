@@ -23,18 +23,18 @@ TEST(LocalNames, someCannotBe) {
 }
 
 TEST(LocalNames, someAreOneFile) {
-    struct Row {
+    struct Spellings {
         const char *a, *b;
         bool byCase, byForm;  // they are one where that is folded
     };
-    const Row rows[] = {{"A", "a", true, false},
-                        {"\xC3\xA9", "e\xCC\x81", false, true},
-                        {"STRASSE",
-                         "stra\xC3\x9F"
-                         "e",
-                         true, false},
-                        {"a", "b", false, false},
-                        {"\xFF", "\xFE", false, false}};
+    const Spellings rows[] = {{"A", "a", true, false},
+                              {"\xC3\xA9", "e\xCC\x81", false, true},
+                              {"STRASSE",
+                               "stra\xC3\x9F"
+                               "e",
+                               true, false},
+                              {"a", "b", false, false},
+                              {"\xFF", "\xFE", false, false}};
     for (const auto& [a, b, byCase, byForm] : rows) {
         const auto areOne = [&](Folding folding) {
             return foldedName(a, folding) == foldedName(b, folding);

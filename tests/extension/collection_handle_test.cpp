@@ -7,7 +7,7 @@ using namespace test;
 // Opens and releases, with a line between them of what was opened. "parent": the cache is made
 // below one, not wherever the toolbox keeps them; "uncached": nowhere; "kept": it is to outlive the
 // handle.
-vx::Status open(FakeHost& host) {
+vx::Status openCollection(FakeHost& host) {
     auto parms = collectionParms<vx::CollectionParms>(host);
     parms.cacheParent = "/p";
     parms.cacheParentLength = host.script.has("parent") ? 2 : 0;
@@ -37,7 +37,7 @@ TEST(CollectionHandle, is_opened_in_order_and_released_in_order) {
         {"", "uncached", "kept", "utilloc rc=80000010", "url null", "url length=0", "url length=-1",
          "url length=10", "credentials null", "credentials length=0", "credentials length=-1",
          "HEAD 404"},
-        open);
+        openCollection);
     FakeHost host;
     EXPECT_EQ(host.extension->operations.quillonCollectionHandleRelease(nullptr), vx::VX_SUCCESS);
     EXPECT_EQ(host.transcript(), "");
@@ -46,7 +46,7 @@ TEST(CollectionHandle, is_opened_in_order_and_released_in_order) {
 TEST(CollectionHandle, gives_up_after_256_names_for_its_cache) {
     for (const int taken : {255, 256}) {
         FakeHost host{fmt::format("Exists present *{}", taken)};
-        EXPECT_EQ(open(host), taken < 256 ? vx::VX_SUCCESS : vx::QUILLON_REQUEST_FAILED);
+        EXPECT_EQ(openCollection(host), taken < 256 ? vx::VX_SUCCESS : vx::QUILLON_REQUEST_FAILED);
         EXPECT_EQ(host.counts["/cache/"], 256);
         const std::string record =
             "3 \"quillonCollectionHandleAcquire error creating unique cache directory\"";

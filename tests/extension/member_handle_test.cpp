@@ -6,7 +6,7 @@ using namespace test;
 
 // Opens and releases, with a line between them of what was opened, and one at the end of the
 // collection's HTTP status. "name" in the script: none, or one of a length of its own.
-vx::Status open(CollectionHost& host) {
+vx::Status openMember(CollectionHost& host) {
     static const vx::PutOptions options{};
     auto parms = memberParms<vx::FileHandleParms>(host);
     const Answer name = host.script.word("name");
@@ -37,7 +37,7 @@ vx::Status open(CollectionHost& host) {
 
 TEST(MemberHandle, is_made_step_by_step_and_unmade) {
     expectTranscripts<CollectionHost>(
-        "member_handle", {""}, {"uncached", "name null", "name length=-1", "name length=0"}, open);
+        "member_handle", {""}, {"uncached", "name null", "name length=-1", "name length=0"}, openMember);
     CollectionHost host;
     EXPECT_EQ(host.operations.quillonFileHandleRelease(nullptr), vx::VX_SUCCESS);
     EXPECT_EQ(host.transcript(), "");
