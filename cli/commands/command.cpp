@@ -11,22 +11,36 @@ namespace quillon::cli {
 namespace {
 
 struct Adder {
-    std::string_view name;  // of the command that it adds
+    std::string_view group;  // its title in help
+    std::string_view name;   // of the command that it adds
     void (*add)(CommandDefinition program, Invocation& invocation);
 };
 
-constexpr Adder adders[] = {{"ls", addLs},         {"info", addInfo},     {"get", addGet},
-                            {"put", addPut},       {"edit", addEdit},     {"rm", addRm},
-                            {"cp", addCp},         {"mv", addMv},         {"mkcol", addMkcol},
-                            {"rmcol", addRmcol},   {"lock", addLock},     {"unlock", addUnlock},
-                            {"login", addLogin},   {"logout", addLogout}, {"sites", addSites},
-                            {"encode", addEncode}, {"shell", addShell}};
+constexpr std::string_view look = "Look", move = "Move", change = "Change together",
+                           settings = "Settings";
+
+constexpr Adder adders[] = {{look, "ls", addLs},           {look, "info", addInfo},
+                            {move, "get", addGet},         {move, "put", addPut},
+                            {move, "cp", addCp},           {move, "mv", addMv},
+                            {move, "rm", addRm},           {move, "mkcol", addMkcol},
+                            {move, "rmcol", addRmcol},     {change, "edit", addEdit},
+                            {change, "lock", addLock},     {change, "unlock", addUnlock},
+                            {settings, "login", addLogin}, {settings, "logout", addLogout},
+                            {settings, "sites", addSites}, {settings, "encode", addEncode},
+                            {look, "shell", addShell}};
+
+void addFrom(const Adder& adder, CommandDefinition program, Invocation& invocation) {
+    adder.add(program, invocation);
+    if (const auto added = program.findCommand(std::string(adder.name))) {
+        added->setGroup(std::string(adder.group));
+    }
+}
 
 }  // namespace
 
 void addCommands(CommandDefinition program, Invocation& invocation) {
     for (const Adder& adder : adders) {
-        if (adder.add != addShell) adder.add(program, invocation);
+        if (adder.add != addShell) addFrom(adder, program, invocation);
     }
 }
 
@@ -38,7 +52,7 @@ void addCommandsFor(const std::vector<std::string>& words, CommandDefinition pro
     const bool hidden = !words.empty() && words.front().starts_with("__");
     const bool all = hidden || std::ranges::none_of(adders, isMeant);
     for (const Adder& adder : adders) {
-        if (all || isMeant(adder)) adder.add(program, invocation);
+        if (all || isMeant(adder)) addFrom(adder, program, invocation);
     }
 }
 

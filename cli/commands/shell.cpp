@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "cli/commands/change.hpp"
+#include "cli/commands/change/change.hpp"
 #include "cli/commands/command.hpp"
 #include "cli/commands/expand.hpp"
 #include "cli/commands/what_is_there.hpp"

@@ -192,6 +192,10 @@ void CommandDefinition::addAlias(const std::string& name) const {
     app_->alias(name);
 }
 
+void CommandDefinition::setGroup(const std::string& title) const {
+    app_->group(title);
+}
+
 void CommandDefinition::setFooter(const std::string& text) const {
     app_->footer(text);
 }

@@ -2,7 +2,7 @@
 #include <memory>
 
 #include "cli/commands/matching.hpp"
-#include "cli/commands/transfer.hpp"
+#include "cli/commands/move/transfer.hpp"
 
 namespace quillon::cli {
 

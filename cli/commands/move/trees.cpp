@@ -1,4 +1,4 @@
-#include "cli/commands/trees.hpp"
+#include "cli/commands/move/trees.hpp"
 
 #include <fmt/format.h>
 

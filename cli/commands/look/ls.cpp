@@ -189,7 +189,8 @@ void addLs(CommandDefinition program, Invocation& invocation) {
         "  quillon ls https://example.org/dav/\n"
         "  quillon ls -l --user ann https://example.org/dav/reports/\n"
         "  quillon ls --json https://example.org/dav/ | jq -r '.[].url'\n");
-    whenGiven(command, invocation, [options](Session& session) { return runLs(session, *options); });
+    whenGiven(command, invocation,
+              [options](Session& session) { return runLs(session, *options); });
 }
 
 }  // namespace quillon::cli

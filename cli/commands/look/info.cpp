@@ -92,7 +92,8 @@ void addInfo(CommandDefinition program, Invocation& invocation) {
         "Examples:\n"
         "  quillon info https://example.org/dav/report.txt\n"
         "  quillon info --json https://example.org/dav/report.txt | jq .modified\n");
-    whenGiven(command, invocation, [options](Session& session) { return runInfo(session, *options); });
+    whenGiven(command, invocation,
+              [options](Session& session) { return runInfo(session, *options); });
 }
 
 }  // namespace quillon::cli

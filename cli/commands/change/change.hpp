@@ -4,7 +4,7 @@
 #include <functional>
 #include <string_view>
 
-#include "cli/commands/work_copy.hpp"
+#include "cli/commands/change/work_copy.hpp"
 #include "cli/session/session.hpp"
 #include "cli/terminal/exit_code.hpp"
 #include "client/address.hpp"

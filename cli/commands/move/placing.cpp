@@ -1,4 +1,4 @@
-#include "cli/commands/placing.hpp"
+#include "cli/commands/move/placing.hpp"
 
 #include <fmt/format.h>
 

@@ -1,4 +1,4 @@
-#include "cli/commands/transfer.hpp"
+#include "cli/commands/move/transfer.hpp"
 
 #include <fmt/format.h>
 
@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "cli/commands/matching.hpp"
-#include "cli/commands/placing.hpp"
+#include "cli/commands/move/placing.hpp"
 #include "cli/session/servers.hpp"
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "cli/commands/command.hpp"
-#include "cli/commands/telling.hpp"
+#include "cli/commands/move/telling.hpp"
 
 namespace quillon::cli {
 

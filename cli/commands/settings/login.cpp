@@ -175,7 +175,8 @@ void addLogin(CommandDefinition program, Invocation& invocation) {
         "  quillon login work https://example.org/dav/ --user ann\n"
         "  quillon ls work:reports/\n"
         "  quillon login work                  # the password has changed\n");
-    whenGiven(command, invocation, [options](Session& session) { return runLogin(session, *options); });
+    whenGiven(command, invocation,
+              [options](Session& session) { return runLogin(session, *options); });
 }
 
 }  // namespace quillon::cli

@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "cli/commands/change.hpp"
+#include "cli/commands/change/change.hpp"
 #include "cli/commands/command.hpp"
 #include "cli/terminal/foreground.hpp"
 #include "cli/terminal/format.hpp"

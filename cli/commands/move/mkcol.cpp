@@ -58,7 +58,8 @@ void addMkcol(CommandDefinition program, Invocation& invocation) {
         "Examples:\n"
         "  quillon mkcol https://example.org/dav/reports/\n"
         "  quillon mkcol -p https://example.org/dav/2026/11/24/\n");
-    whenGiven(command, invocation, [options](Session& session) { return runMkcol(session, *options); });
+    whenGiven(command, invocation,
+              [options](Session& session) { return runMkcol(session, *options); });
 }
 
 }  // namespace quillon::cli

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/commands/telling.hpp"
+#include "cli/commands/move/telling.hpp"
 #include "cli/parser/parser.hpp"
 #include "cli/session/session.hpp"
 #include "client/tree/filter.hpp"

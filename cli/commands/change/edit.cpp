@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "cli/commands/change.hpp"
+#include "cli/commands/change/change.hpp"
 #include "cli/commands/command.hpp"
 #include "cli/terminal/foreground.hpp"
 #include "cli/terminal/process.hpp"

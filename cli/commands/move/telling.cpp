@@ -1,4 +1,4 @@
-#include "cli/commands/telling.hpp"
+#include "cli/commands/move/telling.hpp"
 
 namespace quillon::cli {
 

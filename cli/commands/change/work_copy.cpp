@@ -1,4 +1,4 @@
-#include "cli/commands/work_copy.hpp"
+#include "cli/commands/change/work_copy.hpp"
 
 #include <fcntl.h>
 #include <fmt/format.h>

@@ -93,7 +93,8 @@ void addSites(CommandDefinition program, Invocation& invocation) {
         "Examples:\n"
         "  quillon sites\n"
         "  quillon sites --json | jq -r '.[].name'\n");
-    whenGiven(command, invocation, [json](Session& session) { return runListSites(session, *json); });
+    whenGiven(command, invocation,
+              [json](Session& session) { return runListSites(session, *json); });
 }
 
 }  // namespace quillon::cli

@@ -57,7 +57,8 @@ void addUnlock(CommandDefinition program, Invocation& invocation) {
         "token.\n\n"
         "Examples:\n"
         "  quillon unlock https://example.org/dav/plan.txt --token opaquelocktoken:e71d4fae-...\n");
-    whenGiven(command, invocation, [options](Session& session) { return runUnlock(session, *options); });
+    whenGiven(command, invocation,
+              [options](Session& session) { return runUnlock(session, *options); });
 }
 
 }  // namespace quillon::cli

@@ -2,7 +2,7 @@
 #include <memory>
 
 #include "cli/commands/matching.hpp"
-#include "cli/commands/transfer.hpp"
+#include "cli/commands/move/transfer.hpp"
 #include "cli/terminal/report.hpp"
 
 namespace quillon::cli {
@@ -74,7 +74,8 @@ void addMv(CommandDefinition program, Invocation& invocation) {
         "  quillon mv https://example.org/dav/draft.txt \"Report 100%.txt\"\n"
         "  quillon mv https://example.org/dav/2025/ https://example.org/dav/archive/\n"
         "  quillon mv --match '*.bak' https://example.org/dav/ https://example.org/dav/old/\n");
-    whenGiven(command, invocation, [options](Session& session) { return runMv(session, *options); });
+    whenGiven(command, invocation,
+              [options](Session& session) { return runMv(session, *options); });
 }
 
 }  // namespace quillon::cli

@@ -13,7 +13,7 @@
 
 #include "cli/commands/command.hpp"
 #include "cli/commands/matching.hpp"
-#include "cli/commands/trees.hpp"
+#include "cli/commands/move/trees.hpp"
 #include "cli/session/jobs.hpp"
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
@@ -267,7 +267,8 @@ void addGet(CommandDefinition program, Invocation& invocation) {
         "  quillon get --match '*.csv' https://example.org/dav/reports/\n"
         "  quillon get -r -x '*.bak' -O ~/Documents https://example.org/dav/plans/\n"
         "  quillon get https://example.org/dav/data.csv - | sort\n");
-    whenGiven(command, invocation, [options](Session& session) { return runGet(session, *options); });
+    whenGiven(command, invocation,
+              [options](Session& session) { return runGet(session, *options); });
 }
 
 }  // namespace quillon::cli

@@ -1,4 +1,4 @@
-#include "cli/commands/change.hpp"
+#include "cli/commands/change/change.hpp"
 
 #include <fmt/format.h>
 

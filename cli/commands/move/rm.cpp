@@ -8,7 +8,7 @@
 
 #include "cli/commands/command.hpp"
 #include "cli/commands/matching.hpp"
-#include "cli/commands/transfer.hpp"
+#include "cli/commands/move/transfer.hpp"
 #include "cli/parser/options.hpp"
 #include "cli/session/question.hpp"
 #include "cli/session/servers.hpp"

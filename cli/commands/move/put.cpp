@@ -4,9 +4,9 @@
 #include <optional>
 #include <vector>
 
-#include "cli/commands/change.hpp"
+#include "cli/commands/change/change.hpp"
 #include "cli/commands/command.hpp"
-#include "cli/commands/trees.hpp"
+#include "cli/commands/move/trees.hpp"
 #include "cli/commands/what_is_there.hpp"
 #include "cli/parser/options.hpp"
 #include "cli/session/jobs.hpp"
@@ -232,7 +232,8 @@ void addPut(CommandDefinition program, Invocation& invocation) {
         "  date | quillon put - https://example.org/dav/now.txt\n"
         "  quillon put --if-unchanged-since 2026-11-24T20:32:05Z q3.csv "
         "https://example.org/dav/q3.csv\n");
-    whenGiven(command, invocation, [options](Session& session) { return runPut(session, *options); });
+    whenGiven(command, invocation,
+              [options](Session& session) { return runPut(session, *options); });
 }
 
 }  // namespace quillon::cli
