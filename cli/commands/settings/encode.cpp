@@ -11,11 +11,12 @@
 namespace quillon::cli {
 namespace {
 
-constexpr const char* standardInput = "-";
+constexpr const char* passwordFromInput = "-";
 
 Result<Secret> password(const CommonOptions& options) {
     if (!options.passwordFile.empty()) return readPasswordFile(options.passwordFile);
-    return isatty(STDIN_FILENO) != 0 ? promptSecret("Password: ") : readPasswordFile(standardInput);
+    return isatty(STDIN_FILENO) != 0 ? promptSecret("Password: ")
+                                     : readPasswordFile(passwordFromInput);
 }
 
 int runEncode(Session& session) {
