@@ -50,8 +50,9 @@ std::optional<FileNote> FileMemory::find(const fs::path& file) {
     if (note) return note;
     attempt([&] {
         flushLocked();
-        const auto store = NoteStore::open(NoteStore::Missing::left);
-        if (store) note = store->find(keyOf(file));
+        if (const NoteStore* store = openLocked(NoteStore::Missing::left)) {
+            note = store->find(keyOf(file));
+        }
     });
     return note;
 }
@@ -89,7 +90,12 @@ void FileMemory::flush() {
 void FileMemory::flushLocked() {
     if (waiting_.empty()) return;
     const auto changes = std::exchange(waiting_, {});
-    NoteStore::open(NoteStore::Missing::made)->write(changes);
+    openLocked(NoteStore::Missing::made)->write(changes);
+}
+
+NoteStore* FileMemory::openLocked(NoteStore::Missing missing) {
+    if (!store_) store_ = NoteStore::open(missing);
+    return store_ ? &*store_ : nullptr;
 }
 
 void FileMemory::forEachBelow(
@@ -98,7 +104,7 @@ void FileMemory::forEachBelow(
     const std::lock_guard lock(mutex_);
     attempt([&] {
         flushLocked();
-        const auto store = NoteStore::open(NoteStore::Missing::left);
+        const NoteStore* store = openLocked(NoteStore::Missing::left);
         if (store) store->forEachBelow(keyOf(folder), take);
     });
 }

@@ -39,8 +39,10 @@ private:
     void attempt(Body&& body);
     void add(NoteStore::Change change);
     void flushLocked();
+    NoteStore* openLocked(NoteStore::Missing missing);  // null: there is none
 
     std::mutex mutex_;
+    std::optional<NoteStore> store_;  // once it was needed
     std::vector<NoteStore::Change> waiting_;
     bool toldOnce_ = false;
 };
