@@ -36,6 +36,7 @@ void describe(Parser& parser, CommonOptions& options) {
         "collection.\n\n"
         "After \"quillon login NAME URL\" the name and a colon stand for the URL: NAME:reports/\n\n"
         "Passwords come from --password-file, the site, the netrc file, or the terminal.\n\n"
+        "quillon help COMMAND tells more of a command.\n\n"
         "Examples:\n"
         "  quillon ls -l https://example.org/dav/\n"
         "  quillon get \"https://example.org/dav/My report.txt\"\n"
@@ -100,8 +101,16 @@ std::optional<int> runHidden(const Parser& parser, const std::vector<std::string
     return page.empty() ? exitUsage : exitDone;
 }
 
+// "help get" is "get --help"; a command that is not there is told as anywhere.
+void askForHelp(CommandDefinition program, std::vector<std::string>& words) {
+    if (words.empty() || words.front() != "help") return;
+    words.erase(words.begin());
+    if (words.empty() || program.findCommand(words.front())) words.emplace_back("--help");
+}
+
 int runProgram(int argc, char** argv) {
     Parser parser("quillon", "WebDAV at the command line: list, fetch, change and write back");
+    parser.setWidth(textWidth());
     Invocation invocation;
     describe(parser, invocation.common);
     std::vector<std::string> words = takeWords(argc, argv);
@@ -109,6 +118,7 @@ int runProgram(int argc, char** argv) {
     if (const auto code = runHidden(parser, words)) {
         return withOutputWritten(*code);
     }
+    askForHelp(parser.program(), words);
     const Result<std::string> answer = parser.parse(std::move(words));
     if (!answer) {
         complain(answer.error().sentences.front());

@@ -38,8 +38,14 @@ bool portValid(std::string_view port) {
     return digits && (port.empty() || (port.size() <= 5 && std::stoi(std::string(port)) <= 65535));
 }
 
+// File managers write dav:// and davs://.
+std::string plainScheme(std::string scheme) {
+    if (scheme == "dav" || scheme == "webdav") return "http";
+    return scheme == "davs" || scheme == "webdavs" ? "https" : scheme;
+}
+
 struct Parts {
-    std::string scheme;  // in lower case
+    std::string scheme;  // in lower case, http or https
     vxhost::Authority authority;
     std::string_view path;
 };
@@ -48,7 +54,7 @@ struct Parts {
 std::string_view splitUrl(std::string_view typed, Parts& parts) {
     const vxhost::SpeltUrl spelt = vxhost::splitSpelt(typed);
     const size_t colon = spelt.root.find("://");
-    parts.scheme = vxhost::lowerCase(spelt.root.substr(0, colon));
+    parts.scheme = plainScheme(vxhost::lowerCase(spelt.root.substr(0, colon)));
     if (colon == std::string_view::npos || (parts.scheme != "https" && parts.scheme != "http")) {
         return "it must begin with https:// or http://.";
     }

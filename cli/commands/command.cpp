@@ -14,25 +14,39 @@ struct Adder {
     std::string_view group;  // its title in help
     std::string_view name;   // of the command that it adds
     void (*add)(CommandDefinition program, Invocation& invocation);
+    std::string_view alias = {};  // as other programs call it; empty: none
+
+    bool isCalled(std::string_view word) const {
+        return word == name || (!alias.empty() && word == alias);
+    }
 };
 
 constexpr std::string_view look = "Look", move = "Move", change = "Change together",
                            settings = "Settings";
 
-constexpr Adder adders[] = {{look, "ls", addLs},           {look, "info", addInfo},
-                            {move, "get", addGet},         {move, "put", addPut},
-                            {move, "cp", addCp},           {move, "mv", addMv},
-                            {move, "rm", addRm},           {move, "mkcol", addMkcol},
-                            {move, "rmcol", addRmcol},     {change, "edit", addEdit},
-                            {change, "lock", addLock},     {change, "unlock", addUnlock},
-                            {settings, "login", addLogin}, {settings, "logout", addLogout},
-                            {settings, "sites", addSites}, {settings, "encode", addEncode},
+constexpr Adder adders[] = {{look, "ls", addLs},
+                            {look, "info", addInfo},
+                            {move, "get", addGet},
+                            {move, "put", addPut},
+                            {move, "cp", addCp},
+                            {move, "mv", addMv},
+                            {move, "rm", addRm},
+                            {move, "mkcol", addMkcol, "mkdir"},
+                            {move, "rmcol", addRmcol, "rmdir"},
+                            {change, "edit", addEdit},
+                            {change, "lock", addLock},
+                            {change, "unlock", addUnlock},
+                            {settings, "login", addLogin},
+                            {settings, "logout", addLogout},
+                            {settings, "sites", addSites},
+                            {settings, "encode", addEncode},
                             {look, "shell", addShell}};
 
 void addFrom(const Adder& adder, CommandDefinition program, Invocation& invocation) {
     adder.add(program, invocation);
     if (const auto added = program.findCommand(std::string(adder.name))) {
         added->setGroup(std::string(adder.group));
+        if (!adder.alias.empty()) added->addAlias(std::string(adder.alias));
     }
 }
 
@@ -47,7 +61,7 @@ void addCommands(CommandDefinition program, Invocation& invocation) {
 void addCommandsFor(const std::vector<std::string>& words, CommandDefinition program,
                     Invocation& invocation) {
     const auto isMeant = [&words](const Adder& adder) {
-        return std::ranges::find(words, adder.name) != words.end();
+        return std::ranges::any_of(words, [&](const auto& word) { return adder.isCalled(word); });
     };
     const bool hidden = !words.empty() && words.front().starts_with("__");
     const bool all = hidden || std::ranges::none_of(adders, isMeant);

@@ -43,18 +43,9 @@ private:
         }
     }
 
-    // Without the program's own where a command has one of the same name.
-    void offerOption(OptionDefinition option, const std::string& name) const {
-        if (position_.findOption(name) == option) offer(name, option.meaning());
-    }
-
     void offerOptions() const {
-        for (const CommandDefinition command : {position_.command, position_.program}) {
-            for (const OptionDefinition option : command.options()) {
-                for (const std::string& name : option.longNames()) offerOption(option, "--" + name);
-                for (const std::string& name : option.shortNames()) offerOption(option, "-" + name);
-            }
-            if (position_.command == position_.program) return;
+        for (const std::string& name : position_.optionNames()) {
+            offer(name, position_.findOption(name)->meaning());
         }
     }
 

@@ -36,7 +36,7 @@ bool hasSigns(std::string_view pattern) {
 }
 
 // So that it is taken for a name, whatever it is.
-std::string asName(std::string name) {
+std::string asName(const std::string& name) {
     const bool isOther = name.starts_with('-') || name.find(':') != std::string::npos;
     return isOther ? "./" + name : name;
 }
@@ -47,7 +47,7 @@ Result<Names> localNames(const ShellWord& word) {
     Names names(found.gl_pathv, found.gl_pathv + (failed == 0 ? found.gl_pathc : 0));
     globfree(&found);
     if (names.empty()) return nothingMatches(word.text);
-    for (std::string& name : names) name = asName(std::move(name));
+    for (std::string& name : names) name = asName(name);
     return names;
 }
 

@@ -72,8 +72,9 @@ private:
     std::vector<std::string> names_;     // collections with a final slash
 };
 
+// Where one is: the site or the server, and the path there.
 std::string Shell::prompt() const {
-    return harmless(session_.base->name()) + "> ";
+    return harmless(session_.sites().shortName(*session_.base)) + "> ";
 }
 
 int Shell::run() {
@@ -120,10 +121,16 @@ int Shell::runWords(std::vector<ShellWord> typed) {
                   "and [ that are no pattern. A line that begins with ! is for the local shell.");
     Invocation invocation;
     invocation.inShell = true;
+    parser.setWidth(textWidth());
     parser.requireCommand();
     addCommands(parser.program(), invocation);
     addShellCommands(parser, invocation);
     for (const ShellWord& word : typed) concealInReports(credentialsIn(word.text));
+    if (typed.size() > 1 && typed.front().text == "help") {
+        typed.erase(typed.begin());
+        typed.resize(1);
+        if (parser.program().findCommand(typed.front().text)) typed.push_back({"--help", ""});
+    }
     Result<std::vector<std::string>> words =
         expandWords(session_, parser.program(), std::move(typed));
     if (!words) return report("use this pattern", {}, words.error());
@@ -151,7 +158,8 @@ void Shell::addShellCommands(const Parser& parser, Invocation& invocation) {
         return exitDone;
     });
     addLocalCommands(program, invocation);
-    const CommandDefinition help = program.addCommand("help", "Print this");
+    const CommandDefinition help =
+        program.addCommand("help", "Print this; help COMMAND tells more of one");
     whenGiven(help, invocation, [&parser](Session&) -> int {
         fmt::print("{}", parser.help());
         return exitDone;
@@ -265,6 +273,14 @@ std::vector<std::string> Shell::localNames(const std::string& path) {
     return names;
 }
 
+// Those that begin as the typed word does, each once and sorted.
+std::vector<std::string> matching(std::vector<std::string> words, const std::string& typed) {
+    std::erase_if(words, [&](const std::string& word) { return !word.starts_with(typed); });
+    std::sort(words.begin(), words.end());
+    words.erase(std::unique(words.begin(), words.end()), words.end());
+    return words;
+}
+
 // Whole words that begin as the typed one does: files of this machine where they belong, else names
 // of the collection. What put takes first are files alone.
 std::vector<std::string> Shell::candidates(const LastWord& word) {
@@ -279,6 +295,8 @@ std::vector<std::string> Shell::candidates(const LastWord& word) {
         addShellCommands(parser, unused);
         Position position(parser.program());
         for (const std::string& before : word.wordsBefore) position.advance(before);
+        if (!position.awaits && position.mayBeOption(word.text))
+            return matching(position.optionNames(), word.text);
         const size_t slash = word.text.rfind('/') + 1;  // 0: none
         const std::string path = word.text.substr(0, slash);
         const bool isLocal = position.namesLocalFiles();
@@ -289,10 +307,13 @@ std::vector<std::string> Shell::candidates(const LastWord& word) {
         }
         for (std::string& name : found) name.insert(0, path);
     }
-    std::erase_if(found, [&](const std::string& text) { return !text.starts_with(word.text); });
-    std::sort(found.begin(), found.end());
-    found.erase(std::unique(found.begin(), found.end()), found.end());
-    return found;
+    return matching(std::move(found), word.text);
+}
+
+// Behind the last slash but one that ends a name: what is before is typed already.
+std::string lastPart(const std::string& path) {
+    const size_t end = path.ends_with('/') && path.size() > 1 ? path.size() - 2 : path.npos;
+    return path.substr(path.rfind('/', end) + 1);
 }
 
 Completion Shell::complete(std::string_view line) {
@@ -314,7 +335,7 @@ Completion Shell::complete(std::string_view line) {
     completion.word = quotedWord(common);
     if (sure && !common.ends_with('/')) completion.word += ' ';
     if (sure || common.size() > word.text.size()) return completion;
-    for (const std::string& text : found) completion.choices += harmless(text) + "\n";
+    for (const std::string& text : found) completion.choices.push_back(lastPart(text));
     return completion;
 }
 

@@ -7,11 +7,15 @@
 #include <sstream>
 #include <utility>
 
+#include "cli/parser/nearest.hpp"
+
 namespace quillon::cli {
 namespace {
 
 // Behind a word like "[a,b]", which the library would take for a list of two; no word has it.
 constexpr char bracketMark = '\0';
+
+constexpr size_t usualWidth = 80;  // columns
 
 std::string withoutMark(std::string word) {
     if (word.ends_with(bracketMark)) word.pop_back();
@@ -48,12 +52,46 @@ std::string optionName(const std::string& word) {
     return word.substr(0, word.starts_with("--") ? word.find('=') : 2);
 }
 
+std::string didYouMean(const std::string& typed, const std::vector<std::string>& words) {
+    const std::string nearest = nearestWord(typed, words);
+    return nearest.empty() ? std::string() : fmt::format(" Did you mean {}?", nearest);
+}
+
+// As they are typed, the program's behind those of the command.
+std::vector<std::string> optionNames(const CLI::App& program) {
+    std::vector<const CLI::App*> apps{&program};
+    for (const CLI::App* command : program.get_subcommands()) apps.insert(apps.begin(), command);
+    std::vector<std::string> names;
+    for (const CLI::App* app : apps) {
+        for (const CLI::Option* option : app->get_options()) {
+            for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+        }
+    }
+    return names;
+}
+
+std::vector<std::string> commandNames(const CLI::App& program) {
+    std::vector<std::string> names;
+    for (const CLI::App* command : program.get_subcommands({})) {
+        names.push_back(command->get_name());
+        const auto& aliases = command->get_aliases();
+        names.insert(names.end(), aliases.begin(), aliases.end());
+    }
+    return names;
+}
+
 // Words that nobody asked for may be a password, but for the one that should be a command, and for
 // URLs, whose credentials a report conceals.
-std::string wordProblem(const std::string& word, bool isFirst) {
-    if (word.starts_with('-'))
-        return fmt::format("There is no option \"{}\" here.", optionName(word));
-    if (isFirst) return fmt::format("There is no command \"{}\".", word);
+std::string wordProblem(const CLI::App& program, const std::string& word, bool isFirst) {
+    if (word.starts_with('-')) {
+        const std::string name = optionName(word);
+        return fmt::format("There is no option \"{}\" here.{}", name,
+                           didYouMean(name, optionNames(program)));
+    }
+    if (isFirst) {
+        return fmt::format("There is no command \"{}\".{}", word,
+                           didYouMean(word, commandNames(program)));
+    }
     const std::string shown = word.find("://") == word.npos ? "There" : fmt::format("\"{}\"", word);
     return shown + " is one word too many. A name with blanks stands in quotes.";
 }
@@ -65,7 +103,7 @@ std::string lineProblem(const CLI::App& program, const CLI::Error& problem,
     std::transform(words.begin(), words.end(), words.begin(), withoutMark);
     if (program.get_subcommands().empty()) {
         if (words.empty()) return "A command is missing.";
-        return wordProblem(words.front(), words.front() == first);
+        return wordProblem(program, words.front(), words.front() == first);
     }
     const auto about = static_cast<CLI::ExitCodes>(problem.get_exit_code());
     const bool ofWords =
@@ -73,15 +111,52 @@ std::string lineProblem(const CLI::App& program, const CLI::Error& problem,
     if (words.empty() || !ofWords) return optionProblem(problem);
     const auto option = std::find_if(words.begin(), words.end(),
                                      [](const auto& word) { return word.starts_with('-'); });
-    return wordProblem(option != words.end() ? *option : words.front(), false);
+    return wordProblem(program, option != words.end() ? *option : words.front(), false);
 }
 
-// An operand whose name has dots gets no more.
+// Lines as long as they may be; a word that is longer keeps one to itself.
+std::string wrapped(const std::string& text, size_t columns) {
+    std::string result;
+    size_t lineStart = 0;
+    for (size_t at = 0; at < text.size();) {
+        const size_t end = std::min(text.find(' ', at), text.size());
+        const bool fits = result.size() - lineStart + 1 + (end - at) <= columns;
+        if (at > 0) result += fits ? ' ' : '\n';
+        if (at > 0 && !fits) lineStart = result.size();
+        result.append(text, at, end - at);
+        at = end + 1;
+    }
+    return result;
+}
+
 class Usage : public CLI::Formatter {
+public:
+    explicit Usage(size_t columns)
+        : forMeaning_(std::max(columns, get_column_width() + leastForMeaning) -
+                      get_column_width()) {}
+
+private:
+    static constexpr size_t leastForMeaning = 30;  // columns
+
+    std::string make_option_desc(const CLI::Option* option) const override {
+        return wrapped(CLI::Formatter::make_option_desc(option), forMeaning_);
+    }
+
+    std::string make_subcommand(const CLI::App* command) const override {
+        std::ostringstream line;
+        CLI::detail::format_help(line, command->get_name(),
+                                 wrapped(command->get_description(), forMeaning_),
+                                 get_column_width());
+        return line.str();
+    }
+
+    // An operand whose name has dots gets no more.
     std::string make_option_usage(const CLI::Option* operand) const override {
         const bool dotted = operand->get_name().find("...") != std::string::npos;
         return dotted ? operand->get_name() : CLI::Formatter::make_option_usage(operand);
     }
+
+    const size_t forMeaning_;  // columns
 };
 
 // The check with a person's words; help does not tell of it.
@@ -272,7 +347,7 @@ std::vector<OptionDefinition> CommandDefinition::options() const {
 
 std::optional<CommandDefinition> CommandDefinition::findCommand(const std::string& name) const {
     for (CLI::App* each : app_->get_subcommands({})) {
-        if (each->get_name() == name) return CommandDefinition(each);
+        if (each->check_name(name)) return CommandDefinition(each);
     }
     return std::nullopt;
 }
@@ -285,7 +360,11 @@ std::optional<OptionDefinition> CommandDefinition::findOption(const std::string&
 Parser::Parser(const std::string& name, const std::string& meaning)
     : app_(std::make_unique<CLI::App>(meaning)) {
     app_->name(name);
-    app_->formatter(std::make_shared<Usage>());
+    setWidth(usualWidth);
+}
+
+void Parser::setWidth(size_t columns) {
+    app_->formatter(std::make_shared<Usage>(columns));
 }
 
 Parser::~Parser() = default;

@@ -104,6 +104,7 @@ public:
 
     CommandDefinition program() const { return CommandDefinition(app_.get()); }
 
+    void setWidth(size_t columns);             // of help, before commands are added; 80 at first
     void setVersion(const std::string& text);  // which --version prints
     std::string version() const;
     void requireCommand();

@@ -46,6 +46,22 @@ std::string Position::operandName() const {
     return all.back().mayBeRepeated() ? all.back().name() : std::string();
 }
 
+std::vector<std::string> Position::optionNames() const {
+    std::vector<std::string> names;
+    const auto add = [&](OptionDefinition option, const std::string& name) {
+        if (findOption(name) == option) names.push_back(name);
+    };
+    const auto addOf = [&](CommandDefinition owner) {
+        for (const OptionDefinition option : owner.options()) {
+            for (const std::string& name : option.longNames()) add(option, "--" + name);
+            for (const std::string& name : option.shortNames()) add(option, "-" + name);
+        }
+    };
+    addOf(command);
+    if (command != program) addOf(program);
+    return names;
+}
+
 bool Position::namesLocalFiles() const {
     const std::string name = awaits ? awaits->typeText() : operandName();
     const auto means = [&name](const char* kind) { return name.find(kind) != name.npos; };

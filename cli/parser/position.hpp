@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "cli/parser/parser.hpp"
 
@@ -26,6 +27,8 @@ struct Position {
     // What the next word is called unless it is an option or the value of one: "URL", "FILE...".
     // The last operand may be repeated. Empty: none can follow.
     std::string operandName() const;
+    // As they are typed: the command's, then those of the program's that no own one hides.
+    std::vector<std::string> optionNames() const;
     // What that says of the next word.
     bool namesLocalFiles() const;
     bool namesUrls() const;

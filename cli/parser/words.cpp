@@ -1,5 +1,7 @@
 #include "cli/parser/words.hpp"
 
+#include <fmt/format.h>
+
 namespace quillon::cli {
 namespace {
 
@@ -49,6 +51,7 @@ public:
 
     std::vector<Word>& words() { return words_; }
     bool isQuoteOpen() const { return quote_ != 0; }
+    char redirection() const { return redirection_; }  // the first of the signs; 0: none
     bool inWord() const { return inWord_; }
 
 private:
@@ -58,6 +61,7 @@ private:
     }
 
     void addPlain(char c) {
+        if (redirection_ == 0 && (c == '>' || c == '|')) redirection_ = c;
         Word& word = words_.back();
         word.text += c;
         word.pattern += c;
@@ -72,6 +76,7 @@ private:
 
     std::vector<Word> words_;
     char quote_ = 0;
+    char redirection_ = 0;
     bool inWord_ = false;
 };
 
@@ -82,6 +87,14 @@ Result<std::vector<ShellWord>> splitShellWords(std::string_view line) {
     if (line.starts_with('#')) return words;
     Splitter splitter(line);
     if (splitter.isQuoteOpen()) return localError(Kind::usage, "A quote is left open.");
+    if (const char sign = splitter.redirection(); sign != 0) {
+        return localError(
+            Kind::usage,
+            fmt::format(
+                "There is no {} in this shell: run quillon in your own for it, or quote the "
+                "sign where it is part of a name.",
+                sign));
+    }
     for (Word& word : splitter.words()) {
         words.push_back(
             {std::move(word.text), word.isPattern ? std::move(word.pattern) : std::string()});

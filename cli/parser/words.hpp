@@ -17,7 +17,8 @@ struct ShellWord {
 
 // Blanks part words but inside quotes of either kind; a backslash takes the next character as it
 // stands, but between single quotes. Nothing is expanded. A line that begins with # has no words.
-// Fails with Kind::usage when a quote is left open.
+// Fails with Kind::usage when a quote is left open, and for > and | without quotes, by which people
+// mean what there is not here.
 Result<std::vector<ShellWord>> splitShellWords(std::string_view line);
 Result<std::vector<std::string>> splitWords(std::string_view line);  // their texts
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "cli/config/site_file.hpp"
+#include "platform/text/url.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -88,6 +89,19 @@ Result<Site> Sites::find(std::string_view name) {
 const Site* Sites::of(const Address& address) const {
     const auto found = used_.find(identityOf(address));
     return found == used_.end() ? nullptr : &found->second;
+}
+
+std::string Sites::shortName(const Address& address) const {
+    const std::string url = address.url();
+    if (const Site* site = of(address)) {
+        const Result<Address> root = Address::parse(site->url);
+        const std::string start = root ? root->asCollection().url() : std::string();
+        if (root && url.starts_with(start)) {
+            return site->name + ":" + vxhost::decodeSegment(url.substr(start.size()));
+        }
+    }
+    const size_t path = url.find('/', url.find("://") + 3);
+    return address.host() + vxhost::decodeSegment(url.substr(path));
 }
 
 CommonOptions Sites::optionsFor(const Address& address) const {

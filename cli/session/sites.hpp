@@ -32,6 +32,9 @@ public:
     // The options for the address: the command line's, and the site's where that has none.
     CommonOptions optionsFor(const Address& address) const;
 
+    // As a person would say where it is: "work:reports/", or the host and the path. Decoded.
+    std::string shortName(const Address& address) const;
+
 private:
     Result<Address> parseUrlOrTellColon(std::string_view typed);
 

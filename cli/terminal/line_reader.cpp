@@ -20,7 +20,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int mostLines = 1000;  // of history
+constexpr int mostLines = 1000;      // of history
+constexpr size_t manyChoices = 100;  // of a word
 
 class FileReader : public LineReader {
 public:
@@ -112,7 +113,11 @@ private:
                                      static_cast<size_t>(line->cursor - line->buffer));
         const Completion completion = readerOf(edit).completer_(typed);
         if (!completion.choices.empty()) {
-            fmt::print("\n{}", completion.choices);
+            fmt::print("\n");
+            if (wantsToSee(edit, completion.choices.size())) {
+                for (const std::string& choice : completion.choices)
+                    fmt::print("{}\n", harmless(choice));
+            }
             std::fflush(stdout);
             return CC_REDISPLAY;
         }
@@ -122,6 +127,16 @@ private:
             edit, static_cast<int>(characters(typed.substr(typed.size() - completion.replaced))));
         el_insertstr(edit, completion.word.c_str());
         return CC_REFRESH;
+    }
+
+    static bool wantsToSee(EditLine* edit, size_t count) {
+        if (count < manyChoices) return true;
+        fmt::print("Show all {} names? y/n ", count);
+        std::fflush(stdout);
+        wchar_t answer = L'n';
+        (void)readCharacter(edit, &answer);
+        fmt::print("\n");
+        return answer == L'y' || answer == L'Y';
     }
 
     static size_t characters(std::string_view text) {

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace quillon::cli {
 
@@ -20,9 +21,9 @@ public:
 
 // What comes in place of the end of a line, or the choices that there are for it.
 struct Completion {
-    size_t replaced = 0;  // bytes
-    std::string word;     // quoted; empty: nothing fits
-    std::string choices;  // lines to show; empty: none
+    size_t replaced = 0;                 // bytes
+    std::string word;                    // quoted; empty: nothing fits
+    std::vector<std::string> choices{};  // to show, as they are; a person is asked before many
 };
 using LineCompleter = std::function<Completion(std::string_view line)>;
 

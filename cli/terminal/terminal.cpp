@@ -103,6 +103,11 @@ size_t terminalWidth() {
     return 80;
 }
 
+size_t textWidth() {
+    constexpr size_t longest = 100;
+    return std::min(terminalWidth(), longest);
+}
+
 std::string harmless(std::string_view text) {
     return withEscapes(text, [](std::string& to, const Character&, std::string_view bytes) {
         for (const char byte : bytes) {

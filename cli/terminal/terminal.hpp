@@ -36,6 +36,7 @@ private:
 };
 
 size_t terminalWidth();  // in columns; 80 when it is not known
+size_t textWidth();      // the same for text to be read, which no eye follows over long lines
 
 // With control characters, text direction marks and bytes that are no UTF-8 written out as "\x1B":
 // a name must not be able to move the cursor or to pass for another.

@@ -39,7 +39,7 @@ TEST_F(Reading, collectionsAreToldFromMembers) {
             {{"get", url + "a%2Fb"}, 2, "Choose one with -o"},
             {{"get", "-"}, 2, "needs a URL"},
             {{"ls", file, "http://u:pw@h/"}, 2, "\"http://***@h/\" is one word too many"},
-            {{"gte", file}, 2, "There is no command \"gte\".\nSee quillon --help."}});
+            {{"gte", file}, 2, "There is no command \"gte\". Did you mean get?\nSee quillon --help."}});
     EXPECT_EQ(localFiles(), Names{"into"});
     expect({{{"get", "-O", "into", file}, 0, ""}});
     EXPECT_EQ(support::readFile(work / "into/file"), "1234567");

@@ -214,7 +214,10 @@ TEST_F(Transfers, theShellHasPatternsAndTheLocalSide) {
         expect(quillon({"shell", url}, lines), end.first, end.first == 0 ? end.second : "");
     }
     support::RunningProcess shell(command({"shell", url}), support::Streams::terminal);
-    const std::pair<const char*, const char*> typed[] = {{"", "/> "},
+    const std::pair<const char*, const char*> typed[] = {{"", "127.0.0.1/> "},
+                                                         {"get --fo\t --help\n", "--force"},
+                                                         {"help mv\n", "mv [OPTIONS]"},
+                                                         {"ls | sort\n", "no | in this shell"},
                                                          {"put l2\tds\t\n", "/> "},
                                                          {"cp dst/l\t src/s\t\n", "/> "},
                                                          {"lcd fo\t\n", "/> "},

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "cli/parser/nearest.hpp"
 #include "cli/parser/shell_path.hpp"
 
 namespace quillon::cli {
@@ -18,7 +19,9 @@ TEST(Words, blanksPartWordsButInQuotes) {
         {"end\\", {"end\\"}},
     };
     for (const auto& [line, words] : rows) EXPECT_EQ(*splitWords(line), words) << line;
-    EXPECT_FALSE(splitWords("get 'a b"));
+    for (const char* line : {"get 'a b", "ls >out", "ls | sort", "get a>b"})
+        EXPECT_FALSE(splitWords(line)) << line;
+    EXPECT_EQ(*splitWords("get 'a>b' c\\|d"), (Words{"get", "a>b", "c|d"}));
     std::string all = "\xC3\xBC";
     for (char c = ' '; c < '\x7F'; ++c) all += c;
     EXPECT_EQ(*splitWords(quotedWord(all)), Words{all});
@@ -35,6 +38,20 @@ TEST(Words, signsOfAPatternStandWithoutQuotes) {
     };
     for (const auto& [word, pattern] : rows)
         EXPECT_EQ(splitShellWords(word)->front().pattern, pattern) << word;
+}
+
+TEST(Words, aSlipIsToldFromAnotherWord) {
+    const Words words{"ls", "get", "put", "login", "logout", "--json", "--user"};
+    const std::pair<const char*, const char*> rows[] = {{"lss", "ls"},
+                                                        {"gte", "get"},
+                                                        {"lgoin", "login"},
+                                                        {"--jsno", "--json"},
+                                                        {"logoutt", "logout"},
+                                                        {"xyz", ""},
+                                                        {"x", ""},
+                                                        {"", ""},
+                                                        {"cat", ""}};
+    for (const auto& [typed, meant] : rows) EXPECT_EQ(nearestWord(typed, words), meant) << typed;
 }
 
 TEST(Words, theOneThatIsBeingTyped) {

@@ -18,6 +18,8 @@ TEST(Address, whatIsTypedIsSplitAndEncoded) {
         {"https://host/dav/", "https://host/dav/|"},
         {"https://host", "https://host/|"},
         {"HTTP://Host:8080/a", "http://host:8080/|a"},
+        {"davs://host/a", "https://host/|a"},
+        {"webdav://ann:p@host/a", "http://host/|a ann|p"},
         {"https://host/dav/My file.txt", "https://host/dav/|My%20file.txt"},
         {"https://host/50% off", "https://host/|50%25%20off"},
         {"https://host/what? #1", "https://host/|what%3F%20%231"},

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include <memory>
+#include <utility>
 
 #include "cli/commands/command.hpp"
 #include "cli/terminal/format.hpp"
@@ -14,7 +15,7 @@ namespace quillon::cli {
 namespace {
 
 struct InfoOptions {
-    std::string url;
+    std::vector<std::string> urls;
     bool json = false;
 };
 
@@ -64,30 +65,33 @@ bool parentMayBeClosed(Kind kind) {
 }
 
 int runInfo(Session& session, InfoOptions& options) {
-    Result<Address> address = parseUrl(session, options.url);
-    if (!address) return exitCode(address.error().kind);
-    Result<Properties> properties = readProperties(session, *address);
-    if (!properties && address->namesMember() && parentMayBeClosed(properties.error().kind)) {
-        Result<Properties> itself = readProperties(session, address->asCollection());
-        if (itself) properties = std::move(itself);
-    }
-    if (!properties) return report("read the properties of", address->url(), properties.error());
-    if (properties->isCollection) address = address->asCollection();
-    if (options.json) {
-        printJson(*address, *properties);
-    } else {
-        print(*address, *properties);
-    }
-    return exitDone;
+    bool isFirst = true;
+    const auto show = [&](const Address& address) -> Result<void> {
+        Result<Properties> properties = readProperties(session, address);
+        if (!properties && address.namesMember() && parentMayBeClosed(properties.error().kind)) {
+            Result<Properties> itself = readProperties(session, address.asCollection());
+            if (itself) properties = std::move(itself);
+        }
+        if (!properties) return std::move(properties).error();
+        const Address shown = properties->isCollection ? address.asCollection() : address;
+        if (options.json) {
+            printJson(shown, *properties);
+        } else {
+            if (!std::exchange(isFirst, false)) fmt::print("\n");
+            print(shown, *properties);
+        }
+        return {};
+    };
+    return forEachUrl(session, options.urls, "read the properties of", show);
 }
 
 }  // namespace
 
 void addInfo(CommandDefinition program, Invocation& invocation) {
     auto options = std::make_shared<InfoOptions>();
-    const CommandDefinition command = program.addCommand("info", "Show the properties of a member");
-    addUrl(command, options->url, "A member or a collection");
-    command.addFlag("--json", options->json, "An object");
+    const CommandDefinition command = program.addCommand("info", "Show the properties of members");
+    addUrls(command, options->urls, "Members or collections");
+    command.addFlag("--json", options->json, "An object each, one a line");
     command.setFooter(
         "Examples:\n"
         "  quillon info https://example.org/dav/report.txt\n"
