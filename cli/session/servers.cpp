@@ -37,20 +37,13 @@ Result<std::unique_ptr<Remote>> Servers::openAnother(const Address& address) {
     return Remote::open(*loaded, address, find(address)->login);
 }
 
+void Servers::keep(const Address& address, std::unique_ptr<Remote>& remote, const Login& login) {
+    known_.insert_or_assign(identityOf(address), Known{std::move(remote), login});
+}
+
 Found Servers::look(const Address& address) {
-    if (const Known* known = find(address)) {
-        return known->remote->run(quillon::look(*known->remote, address.url()));
-    }
-    const Result<Extension> loaded = session_.extension(address);
-    if (!loaded) return loaded.error();
-    return session_.withLogin(address, [&](const Login& login) -> Found {
-        auto remote = Remote::open(*loaded, address, login);
-        if (!remote) return std::move(remote).error();
-        Found found = (*remote)->run(quillon::look(**remote, address.url()));
-        if (found || found.error().httpStatus != 401) {
-            known_.insert_or_assign(identityOf(address), Known{std::move(*remote), login});
-        }
-        return found;
+    return with(address, [&](Remote& remote) -> Found {
+        return remote.run(quillon::look(remote, address.url()));
     });
 }
 

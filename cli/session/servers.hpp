@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/session/session.hpp"
@@ -22,6 +23,24 @@ public:
     // One more, with connections of its own.
     Result<std::unique_ptr<Remote>> openAnother(const Address& address);
 
+    // As Session::withRemote(), by the one that is open. It must be safe to be run again where the
+    // first thing that it asked for was refused for want of a password.
+    template <class Action>
+    auto with(const Address& address, Action&& action)
+        -> decltype(action(std::declval<Remote&>())) {
+        using Outcome = decltype(action(std::declval<Remote&>()));
+        if (const Known* known = find(address)) return action(*known->remote);
+        const Result<Extension> loaded = session_.extension(address);
+        if (!loaded) return loaded.error();
+        return session_.withLogin(address, [&](const Login& login) -> Outcome {
+            auto remote = Remote::open(*loaded, address, login);
+            if (!remote) return std::move(remote).error();
+            Outcome outcome = action(**remote);
+            if (outcome || outcome.error().httpStatus != 401) keep(address, *remote, login);
+            return outcome;
+        });
+    }
+
     // What is at each; those of one server are asked for at the same time.
     std::vector<Result<std::optional<Resource>>> look(const std::vector<Address>& addresses);
     Result<std::optional<Resource>> look(const Address& address);
@@ -32,6 +51,7 @@ private:
         Login login;
     };
     Known* find(const Address& address);
+    void keep(const Address& address, std::unique_ptr<Remote>& remote, const Login& login);
 
     Session& session_;
     std::map<std::string, Known> known_;  // by identityOf

@@ -4,8 +4,10 @@
 
 #include <utility>
 
+#include "client/remote/resource.hpp"
 #include "platform/base/status.hpp"
 #include "platform/text/http_status.hpp"
+#include "platform/weblnk/going_on.hpp"
 #include "platform/weblnk/requests.hpp"
 
 namespace quillon {
@@ -15,57 +17,104 @@ using vxhost::Answer;
 
 constexpr std::chrono::seconds leastAge{1};  // of a version whose tag no other one gets
 
+Version versionOf(const vxhost::Headers& headers) {
+    return {vxhost::parseEntityTag(headers.first("ETag")),
+            parseTime(headers.first("Last-Modified")), parseTime(headers.first("Date"))};
+}
+
 // Passes a content on, and counts it.
 class TakenBody : public vxhost::BodySink {
 public:
-    TakenBody(ContentTaker& taker, bool isRange) : taker_(taker), isRange_(isRange) {}
+    TakenBody(ContentTaker& taker, const FetchWish& wish) : taker_(taker), wish_(wish) {}
 
     void begin(const Answer& answer) override {
+        if (size_ > 0 && answer.status == 206 && !isRange()) return goOn(answer);
+        if (size_ > 0 && taker_.takesOnce()) doNotGoOn(answer.url);
         // A part that was not asked for must not pass for the whole, nor a page about it.
         const bool isContent = answer.status == 200 || answer.status == 203 || answer.status == 204;
-        if (!isContent && !(isRange_ && answer.status == 206)) {
+        if (!isContent && !(isRange() && answer.status == 206)) {
             throw vxhost::Failure(
                 vxhost::WEBLNK_BAD_ANSWER,
                 fmt::format("GET {}: the server answered {}, which is not the content.", answer.url,
                             answer.status));
         }
-        // What is coded on its way is not what is stored there.
-        const std::string coding(answer.headers.first("Content-Encoding"));
-        if (!coding.empty() && coding != "identity") {
-            throw vxhost::Failure(
-                vxhost::WEBLNK_BAD_ANSWER,
-                fmt::format("GET {}: the server sends the content coded (Content-Encoding: {}), "
-                            "though it was asked for as it is stored.",
-                            answer.url, coding));
-        }
+        length_ = vxhost::parseFraming(answer.headers).length;
+        requireAsStored(answer);
         size_ = 0;
-        taker_.announce(vxhost::parseFraming(answer.headers).length);
+        isContinued_ = false;
+        version_ = versionOf(answer.headers);
+        tag_ = isRange() || !length_ ? std::string() : vxhost::tagToGoOn(answer);
+        taker_.announce(length_);
         taker_.begin();
     }
     void write(std::string_view piece) override {
         taker_.take(piece);
         size_ += piece.size();
     }
-    bool restartable() const override { return true; }
+    bool restartable() const override { return size_ == 0 || !taker_.takesOnce(); }
+    std::vector<std::string> continuation() const override {
+        if (size_ == 0 || tag_.empty()) return {};
+        return vxhost::rangeBehind(size_, tag_);
+    }
 
     uint64_t size() const { return size_; }
+    const Version& version() const { return version_; }
+    bool isWhole() const { return !isContinued_ || size_ == length_; }
+    uint64_t length() const { return length_.value_or(0); }
+    // Whether the size that the server tells otherwise could prove that a coding is a label.
+    bool wantsSize() const { return wantsSize_; }
 
 private:
-    ContentTaker& taker_;
-    const bool isRange_;
-    uint64_t size_ = 0;
-};
+    bool isRange() const { return !wish_.range.empty(); }
 
-Version versionOf(const vxhost::Headers& headers) {
-    return {vxhost::parseEntityTag(headers.first("ETag")),
-            parseTime(headers.first("Last-Modified")), parseTime(headers.first("Date"))};
-}
+    // A server may label a content with a coding that it was stored in, as Apache does with
+    // archives; one that coded it on the way sends other bytes. Its size shows which.
+    void requireAsStored(const Answer& answer) {
+        if (!vxhost::isCoded(answer.headers) || (wish_.size && length_ == wish_.size)) return;
+        wantsSize_ = !wish_.size;
+        throw vxhost::Failure(
+            vxhost::WEBLNK_BAD_ANSWER,
+            fmt::format("GET {}: the server sends the content coded (Content-Encoding: {}), though "
+                        "it was asked for as it is stored.",
+                        answer.url, answer.headers.joined("Content-Encoding")));
+    }
+
+    void goOn(const Answer& answer) {
+        const auto range = vxhost::restBehind(answer, size_, tag_);
+        if (!range || range->whole.value_or(*length_) != *length_) doNotGoOn(answer.url);
+        isContinued_ = true;
+    }
+
+    [[noreturn]] void doNotGoOn(const std::string& url) {
+        tag_.clear();
+        throw vxhost::Failure(vxhost::WEBLNK_CUT_OFF,
+                              fmt::format("GET {}: the connection was cut off after {} bytes, and "
+                                          "the server does not go on behind them.",
+                                          url, size_));
+    }
+
+    ContentTaker& taker_;
+    const FetchWish& wish_;
+    uint64_t size_ = 0;  // in bytes
+    std::optional<uint64_t> length_;
+    Version version_;
+    std::string tag_;  // as If-Range takes it; empty: it cannot go on
+    bool isContinued_ = false;
+    bool wantsSize_ = false;
+};
 
 Error cutOff(uint64_t came, uint64_t told) {
     Error error =
         localError(Kind::network, fmt::format("Only {} bytes came of {}. Try again.", came, told));
     error.code = static_cast<Code>(vxhost::WEBLNK_CUT_OFF);
     return error;
+}
+
+// As its properties tell it.
+Task<std::optional<uint64_t>> sizeOf(Remote& remote, std::string url) {
+    const Result<std::optional<Resource>> found = co_await look(remote, std::move(url));
+    const bool isTold = found && *found && !(*found)->isCollection;
+    co_return isTold ? (*found)->size : std::nullopt;
 }
 
 }  // namespace
@@ -78,17 +127,26 @@ std::string provenTag(const Version& version) {
 
 Task<Result<FetchedContent>> fetch(Remote& remote, std::string url, ContentTaker& taker,
                                    FetchWish wish) {
-    TakenBody body(taker, !wish.range.empty());
-    vxhost::Request request = vxhost::contentRequest(std::move(url));
+    TakenBody body(taker, wish);
+    vxhost::Request request = vxhost::contentRequest(url);
     request.sink = &body;
     request.isLarge = wish.size.value_or(0) > largeContent;
     if (!wish.range.empty()) request.headers.push_back("Range: " + wish.range);
     Result<Answer> answer = co_await remote.send(std::move(request));
+    if (!answer && body.wantsSize()) {
+        wish.size = co_await sizeOf(remote, url);
+        if (wish.size) co_return co_await fetch(remote, std::move(url), taker, std::move(wish));
+    }
     if (!answer) co_return answer.error();
+    if (vxhost::isRedirect(answer->status) && answer->headers.has("Location")) {
+        co_return localError(Kind::refused, "This is a collection, which has no content to fetch.");
+    }
     if (!vxhost::isSuccess(answer->status)) co_return refusal(*answer);
-    FetchedContent fetched{versionOf(answer->headers), body.size(), true};
+    if (!body.isWhole()) co_return cutOff(body.size(), body.length());
+    FetchedContent fetched{body.version(), body.size(), true};
     const bool proven = answer->isFramed || vxhost::parseFraming(answer->headers).provesEnd();
     if (!proven || answer->status == 204) {
+        if (!wish.size) wish.size = co_await sizeOf(remote, std::move(url));
         if (wish.size && *wish.size != body.size()) co_return cutOff(body.size(), *wish.size);
         fetched.endProven = wish.size.has_value();
     }

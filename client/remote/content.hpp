@@ -22,6 +22,8 @@ public:
     virtual void announce(std::optional<uint64_t> /*length*/) {}
     virtual void begin() = 0;  // also once more: what came before is worthless then
     virtual void take(std::string_view piece) = 0;
+    // Whether what it took is gone for good, so that it cannot begin once more.
+    virtual bool takesOnce() const { return false; }
 };
 
 struct Version {
@@ -45,8 +47,9 @@ struct FetchedContent {
     bool endProven = true;  // false: nothing shows whether all of it came
 };
 
-// The whole content, or a failure. Where the connection's end is all that ends it, what came must
-// have the size that the server told.
+// The whole content, or a failure. What breaks off goes on behind what came, where a strong tag
+// proves that the rest is of the same version, and else begins once more. Where the connection's
+// end is all that ends it, what came must have the size that the server tells.
 Task<Result<FetchedContent>> fetch(Remote& remote, std::string url, ContentTaker& taker,
                                    FetchWish wish);
 

@@ -7,6 +7,7 @@
 #include "platform/http/exchange.hpp"
 #include "platform/weblnk/client.hpp"
 #include "platform/weblnk/content_digest.hpp"
+#include "platform/weblnk/going_on.hpp"
 #include "platform/weblnk/lock.hpp"
 #include "platform/weblnk/properties.hpp"
 #include "platform/weblnk/requests.hpp"
@@ -14,26 +15,6 @@
 
 namespace vxhost {
 namespace {
-
-// A strong tag, of a version that can have had no other within the second of its date: some servers
-// make tags of size and second.
-std::string tagToGoOn(const Answer& answer) {
-    const EntityTag tag = parseMemberState(answer.headers).tag;
-    const bool proves = answer.status == 200 && !tag.text.empty() && !tag.weak;
-    return proves && !racyTimeOf(answer.headers) ? tag.sent() : std::string();
-}
-
-// The request goes on behind the first bytes, if the member is still what had that tag.
-std::vector<std::string> rangeFrom(uint64_t first, const std::string& tag) {
-    return {fmt::format("Range: bytes={}-", first), "If-Range: " + tag};
-}
-
-// Parts are joined only when both are of one strong tag (RFC 9110, 15.3.7.3): some servers take no
-// notice of If-Range.
-bool isOf(const Answer& part, const std::string& tag) {
-    const EntityTag its = parseEntityTag(part.headers.first("ETag"));
-    return !its.text.empty() && !its.weak && its.sent() == tag;
-}
 
 class CallbackSink : public BodySink {
 public:
@@ -56,11 +37,11 @@ public:
     bool restartable() const override { return report_.length == 0; }
     std::vector<std::string> continuation() const override {
         if (report_.length == 0) {
-            return resumes() ? rangeFrom(resuming_->size, resuming_->tag)
+            return resumes() ? rangeBehind(resuming_->size, resuming_->tag)
                              : std::vector<std::string>();
         }
         if (tag_.empty() || total_ == 0) return {};
-        return rangeFrom(report_.length, tag_);
+        return rangeBehind(report_.length, tag_);
     }
     // The server has less than what an earlier GET had, or cannot go on behind it.
     bool startsOver() {
@@ -88,10 +69,8 @@ private:
 
     // What an earlier GET had, to the byte, comes before the rest.
     void beginBehind(const Answer& answer) {
-        const auto range = parseContentRange(answer.headers.first("Content-Range"));
-        const bool fits = range && range->first == resuming_->size && range->whole &&
-                          isOf(answer, resuming_->tag);
-        if (!fits || *range->whole < range->first) {
+        const auto range = restBehind(answer, resuming_->size, resuming_->tag);
+        if (!range || range->whole.value_or(0) < range->first) {
             throw Failure(WEBLNK_BAD_ANSWER,
                           fmt::format("GET {}: the server answered another part than the one "
                                       "that was asked for.",
@@ -114,11 +93,9 @@ private:
 
     // The rest of what came, to the byte; else bytes of two versions would be one file.
     void goOn(const Answer& answer) {
-        const auto range = parseContentRange(answer.headers.first("Content-Range"));
-        const bool fits = answer.status == 206 && range && range->first == report_.length &&
-                          range->whole.value_or(total_) == total_ && isOf(answer, tag_);
+        const auto range = restBehind(answer, report_.length, tag_);
         isContinued_ = true;
-        if (fits) return;
+        if (range && range->whole.value_or(total_) == total_) return;
         tag_.clear();
         throw Failure(WEBLNK_CUT_OFF,
                       fmt::format("GET {}: the connection was cut off after {} bytes, and the "

@@ -208,6 +208,21 @@ TEST_F(Faults, anInterruptedFetchGoesOnBehindWhatItHad) {
     expect({{{"get", url}, 0, ""}});
     EXPECT_TRUE(support::readFile(work / "file") == content);
     EXPECT_EQ(hidden(), 2u);  // and theirs
+    // What went to the output is not taken back: the rest comes behind it, or nothing does.
+    const auto breakOffOnce = [&](const support::ScriptedServer::Handler& then) {
+        server.on("GET", "/c/*", [&, then](const support::Request& request) {
+            return request.field("Range").empty() ? member("\"1\"").truncatedAfter(cut)
+                                                  : then(request);
+        });
+    };
+    breakOffOnce(rest);
+    EXPECT_TRUE(quillon({"get", url, "-"}).output == content);
+    breakOffOnce([&](const auto&) { return member("\"2\""); });
+    expect({{{"get", url, "-"}, 7, "The first 9.0 MiB of it went"}});
+    support::Command unread = command({});
+    unread.arguments = {"sh", "-c", "'" QUILLON_PROGRAM "' get " + url + " - | head -c 10"};
+    server.on("GET", "/c/*", member("\"1\"").stalledAfter(1 << 20));
+    expect(support::run(unread), 0, "00000000aa");
 }
 
 TEST_F(Faults, whereNothingTellsOfAChangeNothingIsStored) {

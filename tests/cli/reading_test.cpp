@@ -48,7 +48,8 @@ TEST_F(Reading, collectionsAreToldFromMembers) {
     EXPECT_GT(age, std::chrono::minutes(59));  // the server's date
     std::filesystem::remove_all(home / "cache");
     writeFile(home / "cache", "");
-    expect({{{"get", file, "-"}, 8, "make the directory " + (home / "cache/quillon").string()}});
+    expect({{{"get", "-o", "/dev/null", file}, 8, "directory " + (home / "cache/quillon").string()},
+            {{"get", file, "-"}, 0, "1234567"}});  // of which nothing is kept
 }
 
 TEST_F(Reading, severalMembersShareConnectionsAndOneFailureIsNotTheEnd) {

@@ -4,20 +4,17 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <memory>
-#include <optional>
 #include <vector>
 
 #include "cli/commands/command.hpp"
+#include "cli/commands/content_output.hpp"
 #include "cli/commands/matching.hpp"
 #include "cli/commands/move/trees.hpp"
 #include "cli/session/jobs.hpp"
-#include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
-#include "cli/terminal/terminal.hpp"
 #include "client/memory/remembered_copy.hpp"
 #include "client/part_file.hpp"
 
@@ -48,17 +45,14 @@ struct Destination {
     Naming naming;
 };
 
-// Nothing stands for the standard output.
-Result<std::optional<Destination>> destinationOf(const Address& address,
-                                                 const GetOptions& options) {
-    if (options.file == standardOutput) return std::optional<Destination>();
+Result<Destination> destinationOf(const Address& address, const GetOptions& options) {
     if (!options.file.empty()) {
         std::error_code none;
         if (fs::is_directory(options.file, none)) {
             return localError(Kind::usage,
                               options.file + " is a directory. Use -O to fetch into it.");
         }
-        return std::optional(Destination{options.file, Naming::byPerson});
+        return Destination{options.file, Naming::byPerson};
     }
     const std::string name = address.name();
     if (name == "." || name == ".." ||
@@ -70,16 +64,16 @@ Result<std::optional<Destination>> destinationOf(const Address& address,
     const Destination destination{directory / name, Naming::byOthers};
     const Result<fs::path> place = resolvePlace(destination.path, destination.naming);
     if (!place) return place.error();
-    return std::optional(destination);
+    return destination;
 }
 
 // The cache goes where a rename to the destination suffices.
-OpenOptions openOptions(const std::optional<Destination>& destination) {
+OpenOptions openOptions(const Destination& destination) {
     OpenOptions options{.purpose = Purpose::fetch};
     std::error_code problem;
-    if (!destination || fs::is_other(destination->path, problem)) return options;
-    const fs::path target = fs::canonical(destination->path, problem);
-    options.cacheParent = fs::absolute(problem ? destination->path : target).parent_path();
+    if (fs::is_other(destination.path, problem)) return options;
+    const fs::path target = fs::canonical(destination.path, problem);
+    options.cacheParent = fs::absolute(problem ? destination.path : target).parent_path();
     return options;
 }
 
@@ -88,19 +82,6 @@ Result<void> checkPlace(const fs::path& directory) {
     if (directory.empty() || access(directory.c_str(), W_OK | X_OK) == 0) return {};
     return localError(Kind::local, fmt::format("Cannot write into {}: {}.", directory.string(),
                                                std::strerror(errno)));
-}
-
-Result<void> copyToOutput(const fs::path& path) {
-    int failed = 0;
-    Result<void> read = readPieces(path, [&failed](std::string_view piece) {
-        if (std::fwrite(piece.data(), 1, piece.size(), stdout) < piece.size()) failed = errno;
-        return failed == 0;
-    });
-    if (!read || failed == 0) return read;
-    if (interrupted()) return interruption();
-    if (outputAbandoned()) return {};  // the exit code tells enough
-    return localError(Kind::local, fmt::format("Cannot write to the standard output: {}.",
-                                               std::strerror(failed)));
 }
 
 // memory: null for none.
@@ -114,24 +95,19 @@ Result<void> fetch(Session& session, const Address& address, const GetOptions& o
     if (!destination) return destination.error();
     const auto mayPlace = [&]() -> Result<void> {
         if (memory == nullptr || options.force) return {};
-        return mayReplaceCopy(*memory, (*destination)->path, address.url());
+        return mayReplaceCopy(*memory, destination->path, address.url());
     };
-    if (*destination) {
-        if (Result<void> may = mayPlace(); !may) return may;
-    }
+    if (Result<void> may = mayPlace(); !may) return may;
     OpenOptions opening = openOptions(*destination);
-    const bool resumes =
-        *destination && !options.startsOver && PartFile(address.url(), (*destination)->path).find();
+    const bool resumes = !options.startsOver && PartFile(address.url(), destination->path).find();
     if (resumes) opening.purpose = Purpose::change;  // the whole will not be asked for
     if (Result<void> checked = checkPlace(opening.cacheParent); !checked) return checked;
     Result<Member> member = session.openMember(address, opening);
     if (!member) return std::move(member).error();
 
     session.progress().start(address.name());
-    Result<Fetched> fetched = *destination
-                                  ? member->fetchTo((*destination)->path, (*destination)->naming,
-                                                    !options.startsOver, mayPlace)
-                                  : member->fetch();
+    Result<Fetched> fetched =
+        member->fetchTo(destination->path, destination->naming, !options.startsOver, mayPlace);
     session.progress().finish();
     if (!fetched) return std::move(fetched).error();
     if (!fetched->endProven) {
@@ -140,9 +116,8 @@ Result<void> fetch(Session& session, const Address& address, const GetOptions& o
                         "all of it came",
                         address.url()));
     }
-    if (!*destination) return copyToOutput(fetched->file);
     if (memory != nullptr && fetched->endProven) {
-        rememberCopy(*memory, (*destination)->path, address.url(), member->latestTag(),
+        rememberCopy(*memory, destination->path, address.url(), member->latestTag(),
                      fetched->modified);
     }
     return {};
@@ -176,8 +151,7 @@ int fetchAll(Session& session, const std::vector<Address>& members, const GetOpt
     std::vector<std::string> names;
     names.reserve(members.size());
     for (const Address& member : members) names.push_back(member.name());
-    const bool inOrder = options.file == standardOutput;
-    const Jobs wanted{inOrder ? 1 : options.jobs, defaultJobs};
+    const Jobs wanted{options.jobs, defaultJobs};
     const size_t jobs = jobsFor(session, members.front(), wanted, std::move(names));
     if (jobs > 1) {
         const auto destination = destinationOf(members.front(), options);
@@ -186,7 +160,6 @@ int fetchAll(Session& session, const std::vector<Address>& members, const GetOpt
     FileMemory memory;
     FileMemory* const used = options.noMemory ? nullptr : &memory;
     return runTasks(members.size(), jobs, session, [&](size_t i) -> int {
-        if (inOrder && outputAbandoned()) return exitUnread;
         const Result<void> fetched = fetch(session, members[i], options, used);
         return fetched ? exitDone : report("fetch", members[i].url(), fetched.error());
     });
@@ -213,7 +186,8 @@ int runGet(Session& session, GetOptions& options) {
         complain("-o names one file for several members. Use -O to fetch into a directory.");
         return exitUsage;
     }
-    const int fetched = fetchAll(session, members, options);
+    const int fetched = options.file == standardOutput ? writeContents(session, members)
+                                                       : fetchAll(session, members, options);
     return code == exitDone || fetched == exitInterrupted ? fetched : code;
 }
 
@@ -249,6 +223,8 @@ void addGet(CommandDefinition program, Invocation& invocation) {
         "only a regular file is replaced, and no symbolic link of somebody else's followed; what\n"
         "-o names is written to as it is. Where the server tells neither the length nor the size\n"
         "of a member, a warning says that a part may have come.\n\n"
+        "What goes to the standard output goes there as it comes, and nothing is kept. When it\n"
+        "breaks off, the reader has a part of it, and the exit code is 7.\n\n"
         "Where a file came from is noted in its extended attributes (user.quillon.origin) and in\n"
         "$XDG_STATE_HOME/quillon. When it was changed since, it is kept, and the exit code is "
         "6.\n\n"

@@ -1,0 +1,103 @@
+#include "cli/commands/content_output.hpp"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <stdexcept>
+
+#include "cli/terminal/exit_code.hpp"
+#include "cli/terminal/format.hpp"
+#include "cli/terminal/process.hpp"
+#include "cli/terminal/report.hpp"
+#include "cli/terminal/terminal.hpp"
+#include "client/remote/content.hpp"
+
+namespace quillon::cli {
+namespace {
+
+class OutputTaker : public ContentTaker {
+public:
+    explicit OutputTaker(Progress& progress) : progress_(progress) {}
+
+    void announce(std::optional<uint64_t> length) override { total_ = length.value_or(0); }
+    void begin() override {}
+    void take(std::string_view piece) override {
+        const bool written = std::fwrite(piece.data(), 1, piece.size(), stdout) == piece.size() &&
+                             std::fflush(stdout) == 0;
+        if (!written) failure_ = errno;
+        if (!written) throw std::runtime_error("the output takes no more");
+        written_ += piece.size();
+        progress_.update(written_, total_);
+    }
+    bool takesOnce() const override { return true; }
+
+    int failure() const { return failure_; }       // of the output: errno, or 0
+    uint64_t written() const { return written_; }  // bytes
+
+private:
+    Progress& progress_;
+    uint64_t total_ = 0;  // bytes; 0: not known
+    uint64_t written_ = 0;
+    int failure_ = 0;
+};
+
+Result<void> outputFailure(int error) {
+    if (interrupted()) return interruption();
+    if (outputAbandoned()) return {};
+    return localError(
+        Kind::local, fmt::format("Cannot write to the standard output: {}.", std::strerror(error)));
+}
+
+}  // namespace
+
+Result<void> writeContent(Session& session, Servers& servers, const Address& address) {
+    if (!address.namesMember()) {
+        return localError(Kind::usage,
+                          "This is a collection, which has no content. Name a member of it.");
+    }
+    session.leftWork().tell(address.url());
+    OutputTaker taker(session.progress());
+    // On the same terminal it would stand in the midst of the content.
+    if (!isTerminal(stdout)) session.progress().start(address.name());
+    Result<FetchedContent> fetched =
+        servers.with(address, [&](Remote& remote) -> Result<FetchedContent> {
+            return remote.run(fetch(remote, address.url(), taker, {}));
+        });
+    session.progress().finish();
+    if (taker.failure() != 0) return outputFailure(taker.failure());
+    if (!fetched) {
+        Error error = std::move(fetched).error();
+        if (taker.written() > 0) {
+            error.sentences.push_back(fmt::format(
+                "The first {} of it went to the standard output, and whoever reads that may have "
+                "taken them for all.",
+                shortSize(taker.written())));
+        }
+        return error;
+    }
+    if (!fetched->endProven) {
+        complain(
+            fmt::format("{}: the server tells neither its length nor its size, so check that "
+                        "all of it came",
+                        address.url()));
+    }
+    return {};
+}
+
+int writeContents(Session& session, const std::vector<Address>& members) {
+    Servers servers(session);
+    int code = exitDone;
+    for (const Address& member : members) {
+        const Result<void> written = writeContent(session, servers, member);
+        if (outputAbandoned()) return exitUnread;
+        if (written) continue;
+        const int failed = report("fetch", member.url(), written.error());
+        if (failed == exitInterrupted) return failed;
+        if (code == exitDone) code = failed;
+    }
+    return code;
+}
+
+}  // namespace quillon::cli
