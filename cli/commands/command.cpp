@@ -72,7 +72,13 @@ void addCommandsFor(const std::vector<std::string>& words, CommandDefinition pro
 
 void whenGiven(CommandDefinition command, Invocation& invocation,
                std::function<int(Session&)> action) {
-    command.whenGiven([&invocation, action = std::move(action)] { invocation.run = action; });
+    command.whenGiven([&invocation, action = std::move(action)] {
+        invocation.run = [action](Session& session) {
+            session.progress().setSilent(
+                false);  // as a command before, in a shell, may have left it
+            return action(session);
+        };
+    });
 }
 
 void addUrl(CommandDefinition command, std::string& url, const std::string& meaning) {

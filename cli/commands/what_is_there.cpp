@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <functional>
 #include <utility>
 
@@ -48,6 +49,15 @@ Error explained(const OpenMember& open, const Address& collection, Error error,
 constexpr std::string_view checkSpelling = "Check the URL's spelling.";
 
 }  // namespace
+
+Result<void> asNotFound(Result<void> outcome, std::initializer_list<int> statuses) {
+    if (outcome || std::ranges::count(statuses, outcome.error().httpStatus) == 0) return outcome;
+    Error error = std::move(outcome).error();
+    error.code = Code::collectionNotFound;
+    error.kind = Kind::notFound;
+    error.httpStatus = 0;  // which could have meant another thing
+    return error;
+}
 
 Error explainNotOpened(Session& session, const Address& collection, Error error) {
     return explained(throughSession(session), collection, std::move(error), checkSpelling);

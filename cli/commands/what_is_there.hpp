@@ -1,9 +1,15 @@
 // Why a collection cannot be opened or made: what stands in its place. Asked after a failure alone.
 #pragma once
 
+#include <initializer_list>
+
 #include "cli/session/session.hpp"
 
 namespace quillon::cli {
+
+// The outcome of bare requests, whose answer with one of these statuses means that a collection is
+// not there.
+Result<void> asNotFound(Result<void> outcome, std::initializer_list<int> statuses);
 
 // A collection that could not be opened: which one it is, or that it is a file. Other errors come
 // back as they are.

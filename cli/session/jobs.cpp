@@ -120,7 +120,11 @@ void meetServers(Session& session, const std::vector<Address>& addresses,
 }
 
 int runTasks(size_t count, size_t jobs, Session& session, const NumberedTask& task) {
-    session.progress().startAll(count);
+    if (count > 1) {
+        session.progress().startAll({});
+        for (size_t i = 0; i < count; ++i) session.progress().expect(0);
+        session.progress().expectNoMore();
+    }
     session.setSenders(jobs);
     const int code = Workers(count, session, task).run(jobs);
     session.setSenders(1);

@@ -44,52 +44,84 @@ void Progress::begin(std::string name) {
     name_ = std::move(name);
     started_ = Clock::now();
     drawn_ = {};
-    wanted_ = isTerminal(stderr) && canErase();
+    moved_ = 0;
+    wanted_ = !silent_ && isTerminal(stderr) && canErase();
 }
 
 void Progress::start(std::string_view name) {
     movedBefore = 0;
     finish();
     const std::lock_guard lock(mutex_);
-    if (transfers_ == 0) begin(harmless(name));
+    if (!ofAll_) begin(harmless(name));
 }
 
-void Progress::startAll(size_t transfers) {
-    if (transfers < 2) return;
+void Progress::startAll(std::string_view name, size_t parts) {
     const std::lock_guard lock(mutex_);
-    transfers_ = transfers;
-    done_ = 0;
-    moved_ = 0;
-    begin({});
+    ofAll_ = true;
+    partsLeft_ = parts;
+    expected_ = done_ = 0;
+    total_ = 0;
+    begin(harmless(name));
+}
+
+void Progress::expect(uint64_t bytes) {
+    const std::lock_guard lock(mutex_);
+    ++expected_;
+    total_ += bytes;
+}
+
+void Progress::expectNoMore() {
+    const std::lock_guard lock(mutex_);
+    if (partsLeft_ > 0) --partsLeft_;
 }
 
 void Progress::countDone() {
     const std::lock_guard lock(mutex_);
     ++done_;
+    draw(0, 0);
 }
 
-std::string Progress::state(uint64_t moved, uint64_t total, double seconds) const {
-    const auto rate = [seconds](uint64_t amount) { return static_cast<double>(amount) / seconds; };
-    const std::string speed = shortSize(static_cast<uint64_t>(rate(moved))) + "/s";
-    if (transfers_ > 0) {
-        return fmt::format(" {} {} of {}  {}  {}{}", bar(done_, transfers_), done_, transfers_,
-                           shortSize(moved), speed, remaining(done_, transfers_, rate(done_)));
-    }
+std::string Progress::stateOfOne(uint64_t moved, uint64_t total, double seconds) const {
+    const double perSecond = static_cast<double>(moved) / seconds;
     const std::string share = total == 0 ? "" : bar(moved, total) + " ";
-    return fmt::format(" {}{}  {}{}", share, shortSize(moved), speed,
-                       remaining(moved, total, rate(moved)));
+    return fmt::format(" {}{}  {}/s{}", share, shortSize(moved),
+                       shortSize(static_cast<uint64_t>(perSecond)),
+                       remaining(moved, total, perSecond));
+}
+
+// What is left is told once all is known: by the bytes, or where nobody knows those by the count.
+std::string Progress::stateOfAll(double seconds) const {
+    const bool known = partsLeft_ == 0;
+    const uint64_t whole = total_ > 0 ? total_ : expected_;
+    const uint64_t part = total_ > 0 ? std::min(moved_, total_) : done_;
+    const auto perSecond = static_cast<uint64_t>(static_cast<double>(moved_) / seconds);
+    return fmt::format(" {}{} of {}{}  {}{}  {}/s{}", known ? bar(part, whole) + " " : "", done_,
+                       expected_, known ? "" : "+", shortSize(moved_),
+                       known && total_ > 0 ? " of " + shortSize(total_) : "", shortSize(perSecond),
+                       known ? remaining(part, whole, static_cast<double>(part) / seconds) : "");
 }
 
 void Progress::update(uint64_t moved, uint64_t total) {
     const uint64_t more = moved - std::min(moved, std::exchange(movedBefore, moved));
     const std::lock_guard lock(mutex_);
     moved_ += more;
+    draw(moved, total);
+}
+
+void Progress::move(int64_t bytes) {
+    const std::lock_guard lock(mutex_);
+    moved_ += static_cast<uint64_t>(bytes);  // modulo, where some go back
+    draw(moved_, 0);
+}
+
+// moved, total: of the one transfer. The caller has locked the mutex.
+void Progress::draw(uint64_t moved, uint64_t total) {
     const Clock::time_point now = Clock::now();
     if (!wanted_ || now - started_ < patience || now - drawn_ < redrawInterval) return;
     drawn_ = now;
     shown_ = true;
     const double seconds = std::chrono::duration<double>(now - started_).count();
-    std::string line = state(transfers_ > 0 ? moved_ : moved, total, seconds);
+    std::string line = ofAll_ ? stateOfAll(seconds) : stateOfOne(moved, total, seconds);
     const size_t width = terminalWidth();
     const bool fits = displayWidth(name_) + line.size() < width;
     if (line.size() >= width) line.resize(width - 1);  // a second line could not be taken away
@@ -104,14 +136,14 @@ void Progress::hide() {
 }
 
 void Progress::finish() {
-    if (std::unique_lock lock(mutex_); transfers_ > 0) return;
+    if (std::unique_lock lock(mutex_); ofAll_) return;
     finishAll();
 }
 
 void Progress::finishAll() {
     hide();
     const std::lock_guard lock(mutex_);
-    transfers_ = 0;
+    ofAll_ = false;
     wanted_ = false;
 }
 

@@ -1,5 +1,6 @@
 #include "client/tree/copy_tree.hpp"
 
+#include <list>
 #include <set>
 #include <utility>
 
@@ -20,6 +21,7 @@ public:
             if (!walked) break;
             take(*walked);
         }
+        if (copy_.meter) copy_.meter->expectNoMore();
         for (const std::string& path : walk.tooDeep()) {
             fail({path, from_ + path, {}, true},
                  localError(Kind::network, "It is too deep, as what holds itself is."));
@@ -47,8 +49,16 @@ private:
                                              "The server itself cannot read some "
                                              "of its members."));
         }
+        std::list<ExpectedTransfer> expected;  // in the order of the members
         for (const Resource& resource : walked.members->resources) {
-            if (!resource.isCollection && !stopped_) takeMember(walked, resource, place, *made);
+            if (!resource.isCollection) {
+                expected.emplace_back(copy_.meter, resource.size.value_or(0));
+            }
+        }
+        for (const Resource& resource : walked.members->resources) {
+            if (resource.isCollection) continue;
+            if (!stopped_) takeMember(walked, resource, place, *made);
+            expected.pop_front();
         }
     }
 

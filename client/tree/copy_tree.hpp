@@ -8,6 +8,7 @@
 #include "client/remote/change.hpp"
 #include "client/remote/remote.hpp"
 #include "client/remote/resource.hpp"
+#include "client/transfer_meter.hpp"
 #include "client/tree/between.hpp"
 
 namespace quillon {
@@ -30,6 +31,7 @@ struct TreeCopy {
                                const std::string& to, Parent parent)>
         copyMember;
     std::function<void(const TreeStep&)> tell;
+    TransferMeter* meter = nullptr;  // of the members; null: nobody wants to know
 };
 
 // Both URLs end in slashes. Gives whether all of it was copied; what was not is told, and the rest

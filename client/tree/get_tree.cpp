@@ -18,12 +18,13 @@ constexpr size_t mostFilesAhead = 256;  // that are chosen, and wait for their t
 // A member's content on its way into its folder.
 class FileTaker : public ContentTaker {
 public:
-    FileTaker(const LocalFolder& folder, const std::string& path, const TreeProgress& progress)
-        : folder_(folder), path_(path), progress_(progress) {}
+    FileTaker(const LocalFolder& folder, const std::string& path, TransferMeter* meter)
+        : folder_(folder), path_(path), meter_(meter) {}
 
     void begin() override {
         Result<void> begun;
         if (file_) {
+            if (meter_) meter_->move(-static_cast<int64_t>(file_->size()));
             begun = file_->restart();
         } else {
             Result<NewFile> made = folder_.makeFile(path_);
@@ -37,7 +38,7 @@ public:
     }
     void take(std::string_view piece) override {
         require(file_->write(piece));
-        if (progress_) progress_(piece.size());
+        if (meter_) meter_->move(static_cast<int64_t>(piece.size()));
     }
 
     std::optional<NewFile>& file() { return file_; }
@@ -53,7 +54,7 @@ private:
 
     const LocalFolder& folder_;
     const std::string& path_;
-    const TreeProgress& progress_;
+    TransferMeter* const meter_;
     std::optional<NewFile> file_;
     std::optional<Error> failure_;
 };
@@ -87,6 +88,7 @@ public:
         for (const std::string& path : walk.tooDeep()) {
             tellUnfit(path, {}, "It lies too deep: does a collection hold itself?");
         }
+        if (options_.meter) options_.meter->expectNoMore();
         co_await walk.finish();
         co_await files_.finish();
         if (outcome && walk.isComplete()) removeLeftOver();
@@ -100,6 +102,7 @@ private:
         std::optional<LocalEntry> here;
         std::optional<FileNote> note;
         bool comparesContent;  // before it replaces what is here
+        ExpectedTransfer expected{};
     };
     struct LeftOver {
         std::string path, url;
@@ -238,6 +241,7 @@ private:
             tell({TreeDeed::fetched, file.path, file.url, file.resource.size});
         } else {
             file.comparesContent = options_.compare.checksum && file.here;
+            file.expected = ExpectedTransfer(options_.meter, file.resource.size.value_or(0));
             Gate::Pass slot = co_await slots_.enter();
             files_.spawn(fetchFile(std::move(file), std::move(slot)));
         }
@@ -252,8 +256,9 @@ private:
 
     Task<> fetchFile(File file, Gate::Pass slot) {
         const Gate::Pass within = std::move(slot);  // until here, not until the task is taken away
+        const ExpectedTransfer expected = std::move(file.expected);
         const std::string place = local(file.path);
-        FileTaker taker(folder_, place, options_.progress);
+        FileTaker taker(folder_, place, options_.meter);
         const FetchWish wish{.size = file.resource.size};
         Result<FetchedContent> fetched = co_await fetch(remote_, file.url, taker, wish);
         if (!fetched) {

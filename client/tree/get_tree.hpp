@@ -7,6 +7,7 @@
 
 #include "client/memory/file_memory.hpp"
 #include "client/remote/remote.hpp"
+#include "client/transfer_meter.hpp"
 #include "client/tree/compare.hpp"
 #include "client/tree/filter.hpp"
 #include "client/tree/local_folder.hpp"
@@ -25,7 +26,7 @@ struct TreeOptions {
     Links links = Links::left;     // on this side
     FileMemory* memory = nullptr;  // null: nothing is noted, and no note is believed
     TreeListener tell;
-    TreeProgress progress{};  // may be empty
+    TransferMeter* meter = nullptr;  // null: nobody wants to know
 };
 
 // The root's URL ends in a slash. Fails when the root cannot be listed; what else fails is told of

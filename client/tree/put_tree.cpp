@@ -47,6 +47,7 @@ public:
             outcome = co_await makeFolder(rootPath, rootUrl);
             if (outcome) co_await putNew(rootPath, rootUrl);
         }
+        if (options_.meter) options_.meter->expectNoMore();
         co_await files_.finish();
         if (outcome && complete_) co_await removeLeftOver();
         co_await files_.finish();
@@ -59,6 +60,7 @@ private:
         LocalEntry here;
         std::optional<Resource> there;
         std::optional<FileNote> note;
+        ExpectedTransfer expected{};
     };
     struct LeftOver {
         std::string path, url;
@@ -241,6 +243,7 @@ private:
         } else if (options_.dryRun) {
             tell({TreeDeed::stored, file.path, file.url, file.here.size});
         } else {
+            file.expected = ExpectedTransfer(options_.meter, file.here.size);
             Gate::Pass slot = co_await slots_.enter();
             files_.spawn(putFile(std::move(file), step, std::move(slot)));
         }
@@ -248,6 +251,7 @@ private:
 
     Task<> putFile(File file, Step step, Gate::Pass slot) {
         const Gate::Pass within = std::move(slot);  // until here, not until the task is taken away
+        const ExpectedTransfer expected = std::move(file.expected);
         if (step == Step::compareContent) {
             const Result<bool> mayStore = co_await compareContent(file);
             if (!mayStore) tellFailure(file.path, file.url, mayStore.error());
@@ -258,13 +262,15 @@ private:
             tellFailure(file.path, file.url, opened.error());
             co_return;
         }
-        vxhost::FileUpload content(std::move(*opened), folder_.shown(file.path));
+        vxhost::FileUpload content(std::move(*opened), folder_.shown(file.path),
+                                   [meter = options_.meter](int64_t bytes) {
+                                       if (meter) meter->move(bytes);
+                                   });
         const Result<Stored> stored = co_await send(file, content);
         if (!stored) {
             tellFailure(file.path, file.url, stored.error());
             co_return;
         }
-        if (options_.progress) options_.progress(*content.length());
         noteStored(file, content, *stored);
         tell({TreeDeed::stored, file.path, file.url, content.length()});
     }

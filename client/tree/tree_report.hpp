@@ -33,7 +33,4 @@ struct TreeEvent {
 
 using TreeListener = std::function<void(const TreeEvent&)>;
 
-// Bytes of contents that moved since it was told last.
-using TreeProgress = std::function<void(uint64_t bytes)>;
-
 }  // namespace quillon

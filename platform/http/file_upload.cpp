@@ -18,8 +18,9 @@ bool isSameTime(const timespec& a, const timespec& b) {
 
 }  // namespace
 
-FileUpload::FileUpload(Descriptor file, std::filesystem::path shown)
-    : file_(std::move(file)), shown_(std::move(shown)) {
+FileUpload::FileUpload(Descriptor file, std::filesystem::path shown,
+                       std::function<void(int64_t bytes)> moved)
+    : file_(std::move(file)), shown_(std::move(shown)), moved_(std::move(moved)) {
     if (fstat(file_.number(), &begun_) != 0) throwSystemFailure(errno, shown_.string());
     size_ = static_cast<uint64_t>(begun_.st_size);
 }
@@ -50,11 +51,13 @@ size_t FileUpload::read(char* to, size_t room) {
     if (got == 0) fail(" became shorter while it was read, so it was not stored. Try again");
     hash_.add({to, static_cast<size_t>(got)});
     position_ += static_cast<uint64_t>(got);
+    if (moved_) moved_(got);
     if (position_ == size_) requireUnchanged();
     return static_cast<size_t>(got);
 }
 
 void FileUpload::rewind() {
+    if (moved_) moved_(-static_cast<int64_t>(position_));
     position_ = 0;
     hash_.reset();
 }

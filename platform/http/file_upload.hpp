@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <functional>
 #include <string>
 
 #include "platform/base/descriptor.hpp"
@@ -16,8 +17,10 @@ namespace vxhost {
 // the server cannot take a mixture for a content.
 class FileUpload final : public UploadSource {
 public:
-    // shown: its name in messages.
-    FileUpload(Descriptor file, std::filesystem::path shown);
+    // shown: its name in messages. moved: told of bytes as they are read, less than none where they
+    // have to be read again; may be empty.
+    FileUpload(Descriptor file, std::filesystem::path shown,
+               std::function<void(int64_t bytes)> moved = {});
 
     std::optional<uint64_t> length() const override { return size_; }
     size_t read(char* to, size_t room) override;
@@ -35,6 +38,7 @@ private:
 
     Descriptor file_;
     const std::filesystem::path shown_;
+    const std::function<void(int64_t)> moved_;
     struct stat begun_ {};
     uint64_t size_ = 0;      // in bytes
     uint64_t position_ = 0;  // of the next one

@@ -71,6 +71,7 @@ public:
           events_(options.telling.manner(), session.progress()) {}
 
     int run() {
+        session_.progress().setSilent(options_.telling.quiet);
         const std::optional<Place> place = findPlace();
         if (!place) return code_;
         const std::vector<Source> sources = findSources(*place);
@@ -205,7 +206,31 @@ private:
         copyTreeOf(placement, {});
     }
 
+    // What goes through this machine, in one line but for a single member, which has its name.
+    void expectTransfers(const std::vector<Placement>& placements) {
+        size_t trees = 0;
+        std::vector<uint64_t> sizes;
+        for (const Placement& each : placements) {
+            if (isSameServer(each.source.address, each.to)) continue;
+            if (each.source.isCollection) {
+                ++trees;
+            } else {
+                sizes.push_back(each.source.size.value_or(0));
+            }
+        }
+        if (trees == 0 && sizes.size() < 2) return;
+        session_.progress().startAll({}, trees + 1);
+        for (const uint64_t size : sizes) session_.progress().expect(size);
+        session_.progress().expectNoMore();
+    }
+
     void carryAll(std::vector<Placement>& placements) {
+        expectTransfers(placements);
+        carryEach(placements);
+        session_.progress().finishAll();
+    }
+
+    void carryEach(std::vector<Placement>& placements) {
         std::vector<Placement*> together;
         for (Placement& each : placements) {
             if (code_ == exitInterrupted) return;
@@ -322,13 +347,15 @@ private:
         };
         const Address& from = placement.source.address;
         if (placement.source.isCollection) {
-            if (copyTreeOf(placement, copyMember)) removeSources(between, copied);
+            const bool complete = copyTreeOf(placement, copyMember, &session_.progress());
+            if (complete) removeSources(between, copied);
             return;
         }
         Resource member;
         member.segment = from.segment();
         member.size = placement.source.size;
         Result<void> done = copyMember(member, from.url(), placement.to.url(), Parent::existing);
+        session_.progress().countDone();
         if (!done) return fail(from, advised(std::move(done).error()));
         if (deed_ == Deed::copy) {
             events_.tell({"copied", from.url(), placement.to.url(), member.size});
@@ -337,7 +364,8 @@ private:
     }
 
     // Gives whether all of it was copied.
-    bool copyTreeOf(const Placement& placement, decltype(TreeCopy::copyMember) copyMember) {
+    bool copyTreeOf(const Placement& placement, decltype(TreeCopy::copyMember) copyMember,
+                    TransferMeter* meter = nullptr) {
         const Result<Remote*> source = servers_.of(placement.source.address);
         const Result<Remote*> destination = servers_.of(placement.to);
         if (!source || !destination) {
@@ -348,7 +376,8 @@ private:
         const bool isDry = options_.telling.dryRun;
         const TreeCopy tree{
             **source, **destination,         overwrite_,
-            isDry,    std::move(copyMember), [&](const TreeStep& step) { tell(step); }};
+            isDry,    std::move(copyMember), [&](const TreeStep& step) { tell(step); },
+            meter};
         const bool complete = copyTree(tree, placement.source.address.url(), placement.to.url());
         if (!complete && !isDry) {
             complain(fmt::format(

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <initializer_list>
 #include <utility>
 
 #include "cli/commands/command.hpp"
@@ -49,16 +48,6 @@ std::string_view wordOf(TreeDeed deed, bool planned) {
     return "";
 }
 
-// The error of a collection that is not there, for who can say what is.
-Result<void> asNotFound(Result<void> outcome, std::initializer_list<int> statuses) {
-    if (outcome || std::ranges::count(statuses, outcome.error().httpStatus) == 0) return outcome;
-    Error error = std::move(outcome).error();
-    error.code = Code::collectionNotFound;
-    error.kind = Kind::notFound;
-    error.httpStatus = 0;  // which could have meant another thing
-    return error;
-}
-
 // Tells a person, or a program, what happens to a tree; the code is that of its first failure.
 class TreeTeller {
 public:
@@ -81,7 +70,6 @@ public:
         if (event.error) tellError(event);
     }
     int finish(const Result<void>& outcome, const Address& root) {
-        session_.progress().finish();
         events_.sumUp();
         if (outcome) return code_;
         if (outcome.error().kind == Kind::interrupted) tellInterrupt();
@@ -125,10 +113,7 @@ TreeOptions treeOptions(const TreeChoice& choice, FileMemory& memory, TreeTeller
     options.links = choice.follow ? Links::followed : Links::left;
     options.memory = choice.forgets ? nullptr : &memory;
     options.tell = [&teller](const TreeEvent& event) { teller.tell(event); };
-    options.progress = [&progress, moved = uint64_t{0}](uint64_t bytes) mutable {
-        moved += bytes;
-        progress.update(moved, 0);
-    };
+    options.meter = &progress;
     options.mayRemoveUnknown = [&choice](size_t count) {
         if (!choice.removeUnknown) return false;
         if (choice.yes || choice.telling.dryRun) return true;
@@ -153,7 +138,6 @@ int getTree(Session& session, const Address& address, const std::string& directo
     if (std::string why = isRoot ? "" : whyNotLocal(options.base); !why.empty()) {
         return teller.finish(localError(Kind::usage, std::move(why)), root);
     }
-    session.progress().start(root.name());
     const Result<void> outcome = session.withRemote(root, [&](Remote& remote) -> Result<void> {
         return remote.run(getTree(remote, root.url(), *folder, options));
     });
@@ -177,7 +161,6 @@ int putTree(Session& session, const std::string& path, const Address& url, const
     const Result<LocalFolder> folder = LocalFolder::open(path);
     if (!folder) return teller.finish(folder.error(), root);
     const TreeOptions options = treeOptions(choice, memory, teller, session.progress());
-    session.progress().start(name);
     const Result<void> outcome = session.withRemote(root, [&](Remote& remote) -> Result<void> {
         PutFactsOnce facts(remote, root.url());
         return remote.run(putTree(remote, root.url(), *folder, options, facts));
@@ -186,6 +169,21 @@ int putTree(Session& session, const std::string& path, const Address& url, const
         return teller.finish(explainNoPlace(session, root.asMember(), missing.error()), root);
     }
     return teller.finish(outcome, root);
+}
+
+// One after the other, with one line of progress. The code is that of the first failure, an
+// interrupt is the end.
+template <class Action>
+int eachTree(Session& session, std::vector<std::string>& roots, Action&& action) {
+    session.progress().startAll({}, roots.size());
+    int code = exitDone;
+    for (std::string& root : roots) {
+        const int its = action(root);
+        if (code == exitDone || its == exitInterrupted) code = its;
+        if (its == exitInterrupted) break;
+    }
+    session.progress().finishAll();
+    return code;
 }
 
 }  // namespace
@@ -231,27 +229,19 @@ void addFollowOption(CommandDefinition command, TreeChoice& choice) {
 int getTrees(Session& session, std::vector<std::string>& urls, const std::string& directory,
              TreeChoice& choice) {
     FileMemory memory;
-    int code = exitDone;
-    for (std::string& url : urls) {
+    return eachTree(session, urls, [&](std::string& url) {
         const Result<Address> address = parseUrl(session, url);
-        const int its = address ? getTree(session, *address, directory, choice, memory)
-                                : exitCode(address.error().kind);
-        if (code == exitDone || its == exitInterrupted) code = its;
-        if (its == exitInterrupted) break;
-    }
-    return code;
+        return address ? getTree(session, *address, directory, choice, memory)
+                       : exitCode(address.error().kind);
+    });
 }
 
-int putTrees(Session& session, const std::vector<std::string>& folders, const Address& url,
+int putTrees(Session& session, std::vector<std::string>& folders, const Address& url,
              TreeChoice& choice) {
     FileMemory memory;
-    int code = exitDone;
-    for (const std::string& folder : folders) {
-        const int its = putTree(session, folder, url, choice, memory);
-        if (code == exitDone || its == exitInterrupted) code = its;
-        if (its == exitInterrupted) break;
-    }
-    return code;
+    return eachTree(session, folders, [&](const std::string& folder) {
+        return putTree(session, folder, url, choice, memory);
+    });
 }
 
 }  // namespace quillon::cli

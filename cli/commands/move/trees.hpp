@@ -30,7 +30,7 @@ int getTrees(Session& session, std::vector<std::string>& urls, const std::string
              TreeChoice& choice);
 
 // Folders into the collection, under their names.
-int putTrees(Session& session, const std::vector<std::string>& folders, const Address& url,
+int putTrees(Session& session, std::vector<std::string>& folders, const Address& url,
              TreeChoice& choice);
 
 }  // namespace quillon::cli
