@@ -22,6 +22,26 @@ bool noLockHere(const Error& error) {
 
 }  // namespace
 
+Error isCollectionThere() {
+    return localError(Kind::refused,
+                      "This is a collection, which has no content. End its URL with a slash "
+                      "to name what is in it.");
+}
+
+Error madeMeanwhile() {
+    return localError(Kind::changedOnServer,
+                      "Somebody else made this member just now; nothing was overwritten. "
+                      "Look at it, or choose another name.");
+}
+
+Error nothingGuards() {
+    return {Kind::changedOnServer,
+            Code::unguarded,
+            0,
+            {"This server neither locks the member nor keeps a date of its last change, "
+             "so that a change of somebody else's could be lost; nothing was stored."}};
+}
+
 Hold::Hold(Hold&& other) noexcept
     : member_(other.member_),
       properties_(std::move(other.properties_)),
@@ -70,17 +90,13 @@ Result<void> Hold::look(bool wasMissing, bool lockedBefore) {
     }
     properties_ = std::move(*found);
     if (properties_.exists && properties_.isCollection) {
-        return localError(Kind::refused,
-                          "This is a collection, which has no content. End its URL with a slash "
-                          "to name what is in it.");
+        return isCollectionThere();
     }
     const bool empty = properties_.size.value_or(0) == 0;
     madeEmpty_ = wasMissing && locked_ && properties_.exists && empty;
     isNew_ = !properties_.exists || madeEmpty_;
     if (wasMissing && !isNew_ && !lockedBefore) {
-        return localError(Kind::changedOnServer,
-                          "Somebody else made this member just now; nothing was overwritten. "
-                          "Look at it, or choose another name.");
+        return madeMeanwhile();
     }
     return {};
 }
@@ -97,11 +113,7 @@ Result<void> Hold::store() {
     // Without a date a change counts as made; the person shall not look for it in vain.
     const bool counted = !underLock && !properties_.modified;
     if (!stored && stored.error().code == Code::fileLost && counted) {
-        return Error{Kind::changedOnServer,
-                     Code::unguarded,
-                     0,
-                     {"This server neither locks the member nor keeps a date of its last change, "
-                      "so that a change of somebody else's could be lost; nothing was stored."}};
+        return nothingGuards();
     }
     return stored;
 }

@@ -45,4 +45,9 @@ private:
     bool madeEmpty_ = false;  // the lock left an empty member, as it does on some servers
 };
 
+// Why nothing is stored.
+Error isCollectionThere();
+Error madeMeanwhile();
+Error nothingGuards();  // neither locks, nor what tells of a change
+
 }  // namespace quillon

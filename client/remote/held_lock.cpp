@@ -133,6 +133,11 @@ Task<Result<HeldLock>> takeLock(Remote& remote, std::string url, Depth depth) {
     co_return HeldLock(std::move(url), std::move(token), std::move(held));
 }
 
+bool meansNoLocks(const Error& refused) {
+    const bool isRefusal = refused.kind == Kind::refused || refused.httpStatus == 501;
+    return isRefusal && refused.locks.empty();
+}
+
 Task<Result<void>> giveBack(Remote& remote, HeldLock lock) {
     co_return co_await unlock(remote, lock.url(), lock.token());
 }

@@ -26,6 +26,9 @@ enum class Depth : bool { zero, infinity };
 // text that is no other lock's, and given back. A lock that stays is among the error's locks.
 Task<Result<HeldLock>> takeLock(Remote& remote, std::string url, Depth depth);
 
+// Whether a lock was refused for the server having none, or none here.
+bool meansNoLocks(const Error& refused);
+
 // Also after an interrupt. A lock that stays is among the error's locks.
 Task<Result<void>> giveBack(Remote& remote, HeldLock lock);
 

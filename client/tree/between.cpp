@@ -45,12 +45,6 @@ bool wouldShowStore(const Version& version) {
            *version.modified + std::chrono::seconds(2) < *version.date;
 }
 
-// Whether the server has no locks, or none here.
-bool hasNoLocks(const Error& error) {
-    const bool refused = error.kind == Kind::refused || error.httpStatus == 501;
-    return refused && error.locks.empty();
-}
-
 }  // namespace
 
 Error takenAlready() {
@@ -186,7 +180,7 @@ Result<Between::Removed> Between::removeSource(const CopiedMember& copied) {
 
 Result<Between::Removed> Between::removeUnderLock(const CopiedMember& copied) {
     Result<HeldLock> lock = source_.run(takeLock(source_, copied.from, Depth::zero));
-    if (!lock && !hasNoLocks(lock.error())) {
+    if (!lock && !meansNoLocks(lock.error())) {
         return source_.run(withHolder(source_, {copied.from}, std::move(lock).error()));
     }
     Result<void> done = requireUntouched(copied);
@@ -210,7 +204,7 @@ Result<Between::Removed> Between::removeUnderLock(const CopiedMember& copied) {
 
 Result<void> Between::removeEmptied(const std::string& url) {
     Result<HeldLock> lock = source_.run(takeLock(source_, url, Depth::infinity));
-    if (!lock && !hasNoLocks(lock.error())) {
+    if (!lock && !meansNoLocks(lock.error())) {
         return source_.run(withHolder(source_, {url}, std::move(lock).error()));
     }
     Conditions conditions;

@@ -285,7 +285,9 @@ bool Transfer::mustHold() {
 }
 
 void Transfer::goOnSending() {
-    if (held_ && !mustHold()) curl_easy_pause(easy_, CURLPAUSE_CONT);
+    if (!held_ || mustHold()) return;
+    stall_ = StallWatch(sender_.settings.stallTimeout, sender_.settings.leastSpeed);
+    curl_easy_pause(easy_, CURLPAUSE_CONT);
 }
 
 bool Transfer::takeBody(std::string_view piece) {
@@ -314,7 +316,7 @@ void Transfer::watch() {
             fail(WEBLNK_INTERRUPTED, "interrupted");
         }
     }
-    if (paused_) return;  // nobody waits for it yet
+    if (paused_ || held_) return;  // nobody waits for it yet, or who waits is the server
     if (sent_) watchSpeed();
     watchAnswer();
 }

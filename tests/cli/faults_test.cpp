@@ -154,6 +154,16 @@ TEST_F(Faults, contentThatMayBeCutShortIsNotHandedToWhatChangesIt) {
     EXPECT_EQ(support::readFile(work / "file"), "old ");
 }
 
+TEST_F(Faults, aStreamThatBreaksOffIsNotSentAgain) {
+    server.on("PUT", "/c/*", Answer(503));
+    support::Command piped = command({});
+    piped.arguments = {"sh", "-c",
+                       "head -c 3000000 /dev/zero | '" QUILLON_PROGRAM "' put --stream - " + url};
+    expect(support::run(piped), 7, "The input is spent");
+    EXPECT_EQ(answered("PUT"), 1);
+    nothingStays();
+}
+
 // The part is whole again in the end, or the file is not; what changed on either side begins anew.
 TEST_F(Faults, anInterruptedFetchGoesOnBehindWhatItHad) {
     std::string content(10 << 20, 'a');

@@ -68,6 +68,28 @@ TEST_F(Writing, severalFilesShareConnectionsAndOneFailureIsNotTheEnd) {
     EXPECT_EQ(content(server, "piped"), piped);
 }
 
+TEST_F(Writing, aStreamIsSentOnceAndWholeOrNotAtAll) {
+    server.addMember("f", "old");
+    const auto pipe = [this](const std::string& input, const std::string& line, int exitCode) {
+        support::Command piped = command({});
+        piped.arguments = {"sh", "-c", input + " '" QUILLON_PROGRAM "' put --stream " + line};
+        EXPECT_EQ(support::run(piped).exitCode, exitCode);
+        EXPECT_EQ(cacheDirectories(), Names{});
+        EXPECT_EQ(lockTokens(server), Arguments{});
+    };
+    server.clearTranscript();
+    pipe("head -c 3000000 /dev/zero |", "- " + url + "f", 0);
+    EXPECT_EQ(content(server, "f"), std::string(3'000'000, '\0'));
+    EXPECT_EQ(server.transcript(),
+              "PROPFIND /f 207\nLOCK /f 200\nPROPFIND /f 207\nPUT /f 204\nPROPFIND /f 207\n"
+              "UNLOCK /f 204\nPROPFIND / 207\n");
+    pipe("echo small |", "- " + url + "new", 0);
+    EXPECT_EQ(content(server, "new"), "small\n");
+    pipe("", "- " + url + "new < .", 8);
+    pipe("", "a " + url, 2);
+    EXPECT_EQ(content(server, "new"), "small\n");
+}
+
 // What others stored while the editor was open stays, and so does what the person wrote.
 TEST_F(Writing, conflictsLoseNothing) {
     struct Conflict {

@@ -10,8 +10,10 @@
 #include "cli/commands/what_is_there.hpp"
 #include "cli/parser/options.hpp"
 #include "cli/session/jobs.hpp"
+#include "cli/session/remote_access.hpp"
 #include "cli/terminal/report.hpp"
 #include "client/memory/remembered_copy.hpp"
+#include "client/remote/store_stream.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -25,16 +27,16 @@ struct PutOptions {
     std::optional<Time> unchangedSince;
     bool force = false;
     bool noMemory = false;
-    size_t jobs = 0;  // 0: not given
+    bool stream = false;  // the standard input, as it comes
+    size_t jobs = 0;      // 0: not given
     TreeChoice tree;
 };
 
-Result<void> checkUnchanged(const Hold& hold, std::optional<Time> limit) {
-    if (!limit || hold.isNew()) return {};
-    const Properties& properties = hold.properties();
-    if (properties.modified && *properties.modified <= *limit) return {};
+// modified: of what is there.
+Result<void> checkUnchanged(std::optional<Time> modified, std::optional<Time> limit) {
+    if (!limit || (modified && *modified <= *limit)) return {};
     return localError(Kind::changedOnServer,
-                      properties.modified
+                      modified
                           ? "It was changed on the server later than that; nothing was overwritten."
                           : "This server keeps no date of its last change; nothing was "
                             "overwritten.");
@@ -77,8 +79,10 @@ private:
 
     // A failing release is the caller's.
     Result<void> storeHeld(Hold& hold) {
-        if (Result<void> unchanged = checkUnchanged(hold, options_.unchangedSince); !unchanged) {
-            return unchanged;
+        if (!hold.isNew()) {
+            Result<void> unchanged =
+                checkUnchanged(hold.properties().modified, options_.unchangedSince);
+            if (!unchanged) return unchanged;
         }
         if (note_ && !hold.isNew()) {
             if (Result<void> may = mayReplaceMember(member_, *note_); !may) return may;
@@ -134,6 +138,31 @@ int put(Session& session, const std::string& file, const Address& address,
     return Upload(session, **member, address, source, options, isInput ? nullptr : memory).run();
 }
 
+int putStream(Session& session, const Address& address, const PutOptions& options) {
+    if (!address.namesMember()) {
+        return report("store", address.url(),
+                      localError(Kind::usage, "Name the member that the standard input becomes."));
+    }
+    StreamWish wish{.force = options.force};
+    wish.mayReplace = [&options](const Resource& there) {
+        return checkUnchanged(there.modified, options.unchangedSince);
+    };
+    if (const auto locked = session.lockedMember(address)) wish.heldToken = locked->lockToken();
+    session.leftWork().tell(address.url());
+    session.progress().start(address.name());
+    std::unique_ptr<vxhost::StreamUpload> input;
+    Result<void> stored = session.withRemote(address, [&](Remote& remote) -> Result<void> {
+        Result<void> opened = openInput(remote, input);
+        if (!opened) return opened;
+        return remote.run(storeStream(remote, address.url(), *input, wish));
+    });
+    session.progress().finish();
+    if (const auto missing = asNotFound(stored, {404, 409}); !missing) {
+        return report("store", address.url(), explainNoPlace(session, address, missing.error()));
+    }
+    return exitDone;
+}
+
 // The member that a file becomes: one of its name in a collection, or the one that is named.
 Result<Address> destinationOf(const std::string& file, const Address& url) {
     if (url.namesMember()) return url;
@@ -165,6 +194,7 @@ int putAll(Session& session, const std::vector<std::string>& files, const Addres
 }
 
 int runPut(Session& session, PutOptions& options) {
+    session.progress().setSilent(options.tree.telling.quiet);
     std::vector<std::string> files(options.operands);
     std::string typed;  // in a shell, a single file goes into its collection
     if (files.size() > 1 || !session.base) {
@@ -182,6 +212,13 @@ int runPut(Session& session, PutOptions& options) {
         options.tree.force = options.force;
         options.tree.forgets = options.noMemory;
         return putTrees(session, files, *url, options.tree);
+    }
+    if (options.stream) {
+        if (files.size() == 1 && files.front() == standardInput) {
+            return putStream(session, *url, options);
+        }
+        complain("--stream is for the standard input alone: quillon put --stream - URL");
+        return exitUsage;
     }
     if (files.size() > 1 && url->namesMember()) {
         complain("several files go into a collection: end its URL with a slash.");
@@ -208,6 +245,8 @@ void addPut(CommandDefinition program, Invocation& invocation) {
         .excludes(since);
     command.addFlag("--no-memory", options->noMemory,
                     "Neither note what was stored where, nor look such notes up");
+    command.addFlag("--stream", options->stream,
+                    "Send the standard input as it comes, and keep nothing of it");
     addJobsOption(command, options->jobs,
                   "1, since some servers confuse locks that are taken at the same time, or with "
                   "--force " +
@@ -221,6 +260,9 @@ void addPut(CommandDefinition program, Invocation& invocation) {
         "overwritten, and the exit code is 6. Of another FILE it is not asked what was there: use\n"
         "edit, or --if-unchanged-since, where that matters. A new member is made only if nobody\n"
         "else makes it meanwhile.\n\n"
+        "The standard input is kept on disk until it is stored. With --stream it is sent as it\n"
+        "comes, after a request that logs in, and so but once: what breaks off is not repeated,\n"
+        "the member stays as it was, and the exit code is 7.\n\n"
         "-r stores folders under their names in the collection. Only what differs moves; what "
         "somebody\n"
         "changed on the server since is kept (6), and the rest goes on.\n\n" +
@@ -230,6 +272,7 @@ void addPut(CommandDefinition program, Invocation& invocation) {
         "  quillon put a.txt b.txt https://example.org/dav/drafts/\n"
         "  quillon put -r --delete plans https://example.org/dav/\n"
         "  date | quillon put - https://example.org/dav/now.txt\n"
+        "  tar cz src | quillon put --stream - https://example.org/dav/src.tar.gz\n"
         "  quillon put --if-unchanged-since 2026-11-24T20:32:05Z q3.csv "
         "https://example.org/dav/q3.csv\n");
     whenGiven(command, invocation,
