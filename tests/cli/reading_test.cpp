@@ -43,6 +43,13 @@ TEST_F(Reading, collectionsAreToldFromMembers) {
     EXPECT_EQ(localFiles(), Names{"into"});
     expect({{{"get", "-O", "into", file}, 0, ""}});
     EXPECT_EQ(support::readFile(work / "into/file"), "1234567");
+    expect({{{"get", file, "copy"}, 0, ""},
+            {{"get", file, "into/"}, 0, ""},
+            {{"get", file, "no/"}, 2, "There is no folder no/ here"},
+            {{"get", file, "no/x"}, 2, "neither a URL"},
+            {{"get", file, "no:x"}, 2, "There is no site"},
+            {{"get", "--match", "f*", url, "copy"}, 2, "no folder"}});
+    EXPECT_EQ(support::readFile(work / "copy"), "1234567");
     const auto age = std::filesystem::file_time_type::clock::now() -
                      std::filesystem::last_write_time(work / "into/file");
     EXPECT_GT(age, std::chrono::minutes(59));  // the server's date

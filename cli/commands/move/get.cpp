@@ -130,6 +130,41 @@ void takeOutput(GetOptions& options) {
     if (byPath || (removed > 0 && options.file.empty())) options.file = standardOutput;
 }
 
+// Of two operands the last may be a place here, as cp has it, where it can be nothing else.
+Result<void> takePlace(Session& session, GetOptions& options) {
+    const bool isTaken = !options.file.empty() || !options.directory.empty();
+    if (session.base || options.urls.size() != 2 || isTaken) return {};
+    const std::string typed = options.urls.back();
+    const size_t colon = typed.find(':');
+    const bool isRemote = typed.find("://") != typed.npos || session.sites().knows(typed) ||
+                          (colon != typed.npos && typed.find('/') > colon);
+    if (isRemote || typed == standardOutput) return {};
+    const std::string shown = withoutCredentials(typed);
+    const fs::path path = typed;
+    std::error_code none;
+    const bool isFolder = fs::is_directory(path, none);
+    if (!isFolder && session.sites().knows(typed + ":")) {
+        return localError(Kind::usage,
+                          fmt::format("{0} may be the site, whose URLs begin with {0}:, or a file "
+                                      "here, which is ./{0} then.",
+                                      shown));
+    }
+    const bool wantsFolder =
+        options.tree.isTree || !options.pattern.empty() || typed.ends_with('/');
+    if (!isFolder && wantsFolder) {
+        return localError(Kind::usage, fmt::format("There is no folder {} here.", shown));
+    }
+    if (!isFolder && path.has_parent_path() && !fs::is_directory(path.parent_path(), none)) {
+        return localError(Kind::usage, fmt::format("{} is neither a URL, which begins with "
+                                                   "https:// or http://, nor a file in a folder "
+                                                   "that is here.",
+                                                   shown));
+    }
+    (isFolder ? options.directory : options.file) = typed;
+    options.urls.pop_back();
+    return {};
+}
+
 // What the URLs stand for; code is that of the first that stands for nothing.
 std::vector<Address> wantedMembers(Session& session, GetOptions& options, int& code) {
     std::vector<Address> members;
@@ -166,6 +201,10 @@ int fetchAll(Session& session, const std::vector<Address>& members, const GetOpt
 }
 
 int runGet(Session& session, GetOptions& options) {
+    session.progress().setSilent(options.tree.telling.quiet);
+    if (const Result<void> taken = takePlace(session, options); !taken) {
+        return report("fetch", {}, taken.error());
+    }
     takeOutput(options);
     if (options.urls.empty() && session.base && !options.pattern.empty()) {
         options.urls.emplace_back();  // the shell's own collection
@@ -197,7 +236,9 @@ void addGet(CommandDefinition program, Invocation& invocation) {
     auto options = std::make_shared<GetOptions>();
     const CommandDefinition command = program.addCommand("get", "Fetch members into local files");
     // In a shell --match has a collection without one; run() tells when it is missing.
-    addUrls(command, options->urls, "Members; - writes them to the standard output")
+    addUrls(command, options->urls,
+            "Members; then, of a single URL, perhaps a local file or folder, or - for the standard "
+            "output")
         .required(!invocation.inShell);
     const auto file = command
                           .addOption("-o,--output", options->file,
@@ -236,9 +277,13 @@ void addGet(CommandDefinition program, Invocation& invocation) {
         "Only what differs moves; a file that was changed here since it was fetched is kept (6), "
         "and\n"
         "the rest goes on. The same command goes on after an interrupt.\n\n"
+        "A second operand that is no URL is where the first one goes: a folder that is here, or "
+        "the\n"
+        "name of the file. In a shell, where it would be a member, -o and -O say that.\n\n"
         "In a shell, --match without a URL means the collection that you are in.\n\n"
         "Examples:\n"
         "  quillon get https://example.org/dav/report.txt\n"
+        "  quillon get https://example.org/dav/report.txt copy.txt\n"
         "  quillon get -O /tmp https://example.org/dav/a.txt https://example.org/dav/b.txt\n"
         "  quillon get --match '*.csv' https://example.org/dav/reports/\n"
         "  quillon get -r -x '*.bak' -O ~/Documents https://example.org/dav/plans/\n"
