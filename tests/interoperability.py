@@ -168,6 +168,8 @@ info --json ${U}c; prints '*"'${U}'a","type":"file","size":5,*"modified":"20*Z",
                                   r"q mv ${U}d ${U}c/; gone d/; holds c/d/c/a old",
     "`rm -r`": r"ask MKCOL ${U}c/; put c/a old; fails 2 rm -r ${U}c; holds c/a old;"
                r"q rm -r --yes ${U}c; prints '' ls $U",
+    "`doctor` leaves nothing": r"prints '*' doctor --json $U; prints '' ls -a $U",
+    "`doctor` finds locks that keep others out": r"""prints '*"locks":true,*' doctor --json $U""",
     "`rm`": r"put a old; q rm ${U}a; gone a",
     "`rm --older-than`": r"put a old; fails 6 rm --older-than 2001-01-01 ${U}a; holds a old;"
                          r"q rm --older-than 2090-01-01 ${U}a; gone a",
@@ -204,8 +206,17 @@ NO_LOCKS = ("Without locks nobody is kept out. What others stored meanwhile is n
             "overwritten.")
 LOCK_IGNORED = ("webdav-server lets a PUT without the token through while the member is locked "
                 "(RFC 4918, 7 wants 423).")
+NO_PROPERTIES = ("nginx knows no PROPPATCH, and rclone refuses it for properties that are not its own: "
+                 "neither keeps any (RFC 4918, 4.2).")
+NO_DISCOVERY = ("rclone tells nobody's locks (`lockdiscovery`; RFC 4918, 15.8), so that those of "
+                "others can neither be shown nor taken off. `locks` shows those that are noted "
+                "here.")
 NOTES = {  # by server and check
-    ("class-1", "`lock` keeps others out"): NO_LOCKS,
+    **{("class-1", check): NO_LOCKS
+       for check in ("`lock` keeps others out", "`doctor` finds locks that keep others out",
+                     "`locks`, and `unlock --mine`", "`unlock --steal`")},
+    **{(name, "`prop`"): NO_PROPERTIES for name in ("nginx", "rclone")},
+    ("rclone", "`unlock --steal`"): NO_DISCOVERY,
     **{(name, "`rm --older-than`"): NO_DATE for name in ("lighttpd", "nginx", "rclone")},
     ("rclone", "`mkcol`"): MKCOL_ALWAYS,
     ("webdav-server", "`lock` keeps others out"): LOCK_IGNORED,

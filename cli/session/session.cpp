@@ -1,12 +1,11 @@
 #include "cli/session/session.hpp"
 
-#include <arpa/inet.h>
 #include <fmt/format.h>
-#include <netinet/in.h>
 #include <unistd.h>
 
 #include <cstdio>
 
+#include "cli/session/this_machine.hpp"
 #include "cli/terminal/last_words.hpp"
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
@@ -24,15 +23,6 @@ constexpr size_t mostOpen = 8;  // open collections
 
 void logToStderr(int, std::string_view channel, std::string_view text) {
     fmt::print(stderr, "[{}] {}\n", channel, harmless(concealed(std::string(text))));
-}
-
-// 127.0.0.0/8, ::1 or localhost: nobody else is on the way.
-bool isThisMachine(const std::string& host) {
-    in_addr four{};
-    in6_addr six{};
-    if (inet_pton(AF_INET, host.c_str(), &four) == 1) return ntohl(four.s_addr) >> 24 == 127;
-    if (inet_pton(AF_INET6, host.c_str(), &six) == 1) return IN6_IS_ADDR_LOOPBACK(&six);
-    return host == "localhost";
 }
 
 // What stays when a request about a lock does not end in time.

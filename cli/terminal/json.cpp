@@ -47,6 +47,10 @@ void JsonObject::addNumber(const std::string& key, std::optional<uint64_t> value
     }
 }
 
+void JsonObject::addInteger(const std::string& key, int64_t value) {
+    members_->json[key] = value;
+}
+
 void JsonObject::addFlag(const std::string& key, bool value) {
     members_->json[key] = value;
 }

@@ -23,6 +23,7 @@ public:
     void addText(const std::string& key, const std::string& value);
     void addTexts(const std::string& key, const std::vector<std::string_view>& values);
     void addNumber(const std::string& key, std::optional<uint64_t> value);  // or null
+    void addInteger(const std::string& key, int64_t value);
     void addFlag(const std::string& key, bool value);
 
     // One line; bytes that are no UTF-8 appear as U+FFFD, and on a terminal what could steer it as

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <iterator>
 #include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -17,11 +18,12 @@
 #include "client/remote/content.hpp"
 #include "client/remote/held_lock.hpp"
 #include "client/remote/resource.hpp"
+#include "platform/base/ascii.hpp"
 #include "platform/base/logger.hpp"
 #include "platform/base/status.hpp"
 #include "platform/files/random_name.hpp"
+#include "platform/markup/multistatus_reader.hpp"
 #include "platform/text/http_status.hpp"
-#include "platform/weblnk/properties.hpp"
 #include "platform/weblnk/requests.hpp"
 
 namespace quillon {
@@ -79,15 +81,18 @@ bool isDone(const Answer& answer) {
 
 class Learning {
 public:
-    Learning(Remote& remote, std::string url, FactsFor purpose)
+    Learning(Remote& remote, std::string url, FactsFor purpose, CollectionState* state)
         : remote_(remote),
           url_(std::move(url)),
           member_(fmt::format("{}{}scratch-{}-{}", url_, vxhost::hiddenPrefix, hostName(),
                               vxhost::randomName())),
-          purpose_(purpose) {}
+          purpose_(purpose),
+          state_(state) {}
 
     Task<Result<ServerFacts>> run() {
         using Step = Task<> (Learning::*)();
+        if (purpose_ != FactsFor::writing) co_await lookAtCollection();
+        if (failure_ || isInterrupted()) co_return outcome();
         constexpr Step steps[] = {&Learning::begin,         &Learning::look,
                                   &Learning::tryWrongTags,  &Learning::tryRightTag,
                                   &Learning::tryHeldBodies, &Learning::tryOtherChanges,
@@ -97,13 +102,21 @@ public:
             if (failure_ || isInterrupted() || !facts_.probed) break;
         }
         co_await removeScratch();
-        if (isInterrupted()) co_return interruption();
-        if (failure_ && facts_.learned == Time()) co_return std::move(*failure_);
-        facts_.probed = facts_.probed && !failure_;
-        co_return std::move(facts_);
+        const bool isUnknown = !facts_.probed && !failure_ && !isInterrupted();
+        if (isUnknown && purpose_ != FactsFor::writing) co_await lookAtMembers();
+        co_return outcome();
     }
 
 private:
+    Result<ServerFacts> outcome() {
+        if (isInterrupted()) return interruption();
+        // Who writes can do so by what was learned before.
+        const bool isEnough = purpose_ == FactsFor::writing && facts_.learned != Time();
+        if (failure_ && !isEnough) return std::move(*failure_);
+        facts_.probed = facts_.probed && !failure_;
+        return std::move(facts_);
+    }
+
     bool isInterrupted() const {
         const auto* flag = remote_.settings().interrupted;
         return flag && flag->load(std::memory_order_relaxed);
@@ -151,6 +164,73 @@ private:
     // Of the tag that the member has.
     Conditions rightTag(bool inIf) const { return {.tag = tag_, .tagInIf = inIf}; }
 
+    // Nothing is written where there is none, for some servers make those that are missing.
+    Task<> lookAtCollection() {
+        Answer properties;
+        Request request = quotaRequest();
+        co_await send(std::move(request), &properties);
+        if (failure_) co_return;
+        if (properties.status == 207) {
+            noteQuota(properties.text);
+        } else {
+            failure_ = notListed(properties);
+        }
+    }
+
+    Request quotaRequest() const {
+        std::string document =
+            "<?xml version=\"1.0\" encoding=\"utf-8\"?><D:propfind xmlns:D=\"DAV:\"><D:prop>"
+            "<D:resourcetype/><D:quota-available-bytes/><D:quota-used-bytes/></D:prop>"
+            "</D:propfind>";
+        Request request = vxhost::propertiesRequest(url_, 0, std::move(document));
+        request.isStreamed = false;
+        return request;
+    }
+
+    void noteQuota(const std::string& multistatus) {
+        CollectionState found;
+        bool isCollection = false;
+        try {
+            vxhost::MultistatusReader reader(
+                [&](const vxhost::MultistatusResponse& response) {
+                    isCollection = response.isCollection;
+                    found.available = vxhost::parseNumber<uint64_t>((*response.others)[0]);
+                    found.used = vxhost::parseNumber<uint64_t>((*response.others)[1]);
+                },
+                {}, {"DAV:\nquota-available-bytes", "DAV:\nquota-used-bytes"});
+            reader.feed(multistatus);
+            reader.finish();
+        } catch (const vxhost::Failure& failure) {
+            failure_ = requestError(failure);
+            return;
+        }
+        if (!isCollection) failure_ = localError(Kind::refused, "This is no collection.");
+        facts_.quota = found.available.has_value();
+        if (state_) *state_ = found;
+    }
+
+    static Error notListed(const Answer& answer) {
+        Error error = refusal(answer);
+        const bool isOther = isDone(answer) || answer.status == 405 || answer.status == 501;
+        if (isOther) {
+            error.kind = Kind::refused;
+            error.sentences = {
+                "There is no WebDAV at this URL: the server answered a PROPFIND "
+                "with " +
+                std::to_string(answer.status) +
+                ". Is it the URL of a collection, and is WebDAV enabled there?"};
+        }
+        return error;
+    }
+
+    // Where there is no scratch member, others may tell of tags.
+    Task<> lookAtMembers() {
+        const Result<Members> members = co_await list(remote_, url_);
+        if (!members) co_return;
+        facts_.tagsInProperties = std::ranges::any_of(
+            members->resources, [](const Resource& each) { return !each.tag.text.empty(); });
+    }
+
     // The scratch member, and what is asked of the collection.
     Task<> begin() {
         ProbeBody body(letter());
@@ -159,25 +239,23 @@ private:
         for (const DatesBy each : {DatesBy::mtime, DatesBy::dateField}) {
             put.headers.push_back(dateLine(each, each == DatesBy::mtime ? byMtime : byDateField));
         }
-        Answer options, stored, quota;
+        Answer options, stored;
         FirstPieceSink everything;
         TaskGroup asked(remote_.loop());
-        mayBeThere_ = true;
         asked.spawn(send(vxhost::optionsRequest(url_), &options));
-        asked.spawn(send(std::move(put), &stored));
-        if (purpose_ == FactsFor::showing) {
-            asked.spawn(send(vxhost::propertyRequest(url_, "quota-available-bytes"), &quota));
-            asked.spawn(askForEverything(&everything));
+        if (purpose_ != FactsFor::writing) asked.spawn(askForEverything(&everything));
+        if (purpose_ != FactsFor::looking) {
+            mayBeThere_ = true;
+            asked.spawn(send(std::move(put), &stored));
         }
         auto ended = asked.finish();
         co_await ended;
         if (options.status != -1) noteServer(options);
-        if (purpose_ == FactsFor::showing) {
-            facts_.quota =
-                isDone(quota) && vxhost::tellsProperty(quota.text, U"quota-available-bytes");
-            facts_.depthInfinity = everything.isListing();
-        }
+        if (purpose_ != FactsFor::writing) facts_.depthInfinity = everything.isListing();
         facts_.probed = isDone(stored);
+        if (state_ && !facts_.probed) state_->scratchStatus = stored.status;
+        const bool asksWho = stored.status == 401 && purpose_ == FactsFor::showing;
+        if (asksWho) failure_ = refusal(stored);
         facts_.putTellsTag = !vxhost::parseEntityTag(stored.headers.first("ETag")).text.empty();
         // What a server refuses in its own words is not there.
         if (stored.status >= 400 && stored.status < 500) mayBeThere_ = false;
@@ -360,11 +438,10 @@ private:
     Task<> tryToRemove() {
         Answer byMatch, byIf;
         const Conditions wrong{.tag = wrongTag}, wrongInIf{.tag = wrongTag, .tagInIf = true};
-        TaskGroup asked(remote_.loop());
-        if (facts_.putIfMatch) asked.spawn(send(deleteRequest(wrong), &byMatch));
-        if (facts_.putTagInIf) asked.spawn(send(deleteRequest(wrongInIf), &byIf));
-        auto ended = asked.finish();
-        co_await ended;
+        // One after the other, since bodies that are held back need two round trips meanwhile.
+        Request match = deleteRequest(wrong), tagInIf = deleteRequest(wrongInIf);
+        if (facts_.putIfMatch) co_await send(std::move(match), &byMatch);
+        if (facts_.putTagInIf) co_await send(std::move(tagInIf), &byIf);
         facts_.deleteIfMatch = isRefused(byMatch);
         facts_.deleteTagInIf = isRefused(byIf);
     }
@@ -447,6 +524,7 @@ private:
     Remote& remote_;
     const std::string url_, member_;
     const FactsFor purpose_;
+    CollectionState* const state_;  // null: nobody wants to know
     ServerFacts facts_;
     std::optional<Error> failure_;
     char next_ = 'a';
@@ -460,8 +538,9 @@ private:
 
 }  // namespace
 
-Task<Result<ServerFacts>> learnFacts(Remote& remote, std::string url, FactsFor purpose) {
-    Learning learning(remote, std::move(url), purpose);
+Task<Result<ServerFacts>> learnFacts(Remote& remote, std::string url, FactsFor purpose,
+                                     CollectionState* state) {
+    Learning learning(remote, std::move(url), purpose, state);
     co_return co_await learning.run();
 }
 

@@ -70,6 +70,10 @@ Result<std::unique_ptr<Remote>> Remote::open(const Extension& extension, const A
     });
 }
 
+std::string Remote::authenticationScheme() const {
+    return engine_->authenticationScheme();
+}
+
 // Awaits one request.
 struct Remote::Sending {
     vxhost::Engine& engine;

@@ -44,6 +44,8 @@ public:
     Task<Result<vxhost::Answer>> send(vxhost::Request request);
 
     const std::string& origin() const { return origin_; }
+    // By which the server asked who this is, as "Basic"; empty: it asked for nothing so far.
+    std::string authenticationScheme() const;
     const vxhost::Settings& settings() const { return sender_.settings; }
 
 private:

@@ -23,7 +23,7 @@ Task<Result<ServerFacts>> PutFactsOnce::ask() {
 }
 
 Task<Result<ServerFacts>> PutFactsOnce::learn() {
-    Result<ServerFacts> learned = co_await learnFacts(remote_, url_, FactsFor::writing);
+    Result<ServerFacts> learned = co_await learnFacts(remote_, url_, FactsFor::writing, nullptr);
     if (!learned) co_return std::move(learned).error();
     facts_ = std::move(*learned);
     certain_ = true;

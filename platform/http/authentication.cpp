@@ -111,6 +111,11 @@ bool Authentication::refusesOfferedBasic(CURL* easy) const {
     return hasUser() && offered(easy) == Scheme::basic && refusesBasic();
 }
 
+const char* Authentication::schemeName() const {
+    if (!isKnown()) return "";
+    return isDigest() ? "Digest" : "Basic";
+}
+
 bool Authentication::isInTurn() const {
     return hasUser() && (isDigest() || (!isKnown() && !answered_));
 }

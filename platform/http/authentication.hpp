@@ -35,6 +35,7 @@ public:
 
     bool isKnown() const { return scheme_ != Scheme::unknown; }
     bool isDigest() const { return scheme_ == Scheme::digest; }
+    const char* schemeName() const;  // "Basic" or "Digest"; empty: it asked for none, or unknown
     // Whether requests have to go out one after another, over one handle: until one has been
     // answered, and under Digest, whose nonces belong to the handle.
     bool isInTurn() const;

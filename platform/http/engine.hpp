@@ -58,6 +58,7 @@ public:
     void setMostConnections(unsigned most);
     // Whether answers come over HTTP/2; nothing before one has come.
     std::optional<bool> isMultiplexed() const { return multiplexed_; }
+    const char* authenticationScheme() const { return authentication_.schemeName(); }
     unsigned timesBusy() const { return timesBusy_; }  // that a server answered 429 or 503
 
 private:

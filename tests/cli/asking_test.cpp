@@ -1,0 +1,64 @@
+// doctor, locks, check, prop, touch and open: against real servers and a hostile one.
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "tests/cli/program.hpp"
+#include "tests/support/scripted_server.hpp"
+
+namespace quillon::cli {
+namespace {
+
+namespace fs = std::filesystem;
+using support::Answer;
+
+const std::string awkward = "100% \xC3\x9C&[c] 'd'.txt";
+const std::string awkwardSegment = "100%25%20%C3%9C%26%5Bc%5D%20%27d%27.txt";
+
+bool contains(const std::string& text, std::string_view part) {
+    return text.find(part) != text.npos;
+}
+
+class Asking : public ProgramTest {
+protected:
+    void tells(const Arguments& arguments, int exitCode, const Arguments& parts) const {
+        const support::Outcome outcome = quillon(arguments);
+        const std::string all = outcome.output + outcome.errors;
+        EXPECT_EQ(outcome.exitCode, exitCode) << all;
+        for (const std::string& part : parts) EXPECT_TRUE(contains(all, part)) << part << all;
+    }
+
+    const Apache server;
+    const std::string url = server.url();
+    const std::string member = url + awkwardSegment;
+};
+
+TEST_F(Asking, aDoctorLeavesNothing) {
+    tells({"doctor", "--json", url}, 0,
+          {R"("locks":true)", R"("replacesBy":"lock")", R"("depthInfinity":false)"});
+    EXPECT_LE(std::ranges::count(server.transcript(), '\n'), 25);
+    expect({{{"ls", "-a", url}, 0, ""}});
+    server.clearTranscript();
+    tells({"doctor", "--no-write", url}, 0, {"not tried", "it says that it has them"});
+    EXPECT_FALSE(contains(server.transcript(), "PUT"));
+    const Apache lockless({.withoutLocks = true});
+    tells({"doctor", lockless.url()}, 0, {"DavLockDB", "by the entity tag in If, which leaves"});
+    server.addMember("f", "");
+    tells({"doctor", url + "f"}, 3, {"is a file"});
+    tells({"doctor", url + "no/"}, 3, {"no collection"});
+    // Of a person's own: read only.
+    support::ScriptedServer closed;
+    closed.on("OPTIONS", "*", Answer(200).with("DAV", "1").with("Server", "x\x1B[2J"));
+    closed.on("PUT", "*", Answer(403));
+    closed.on("PROPFIND", "*",
+              Answer::xml(207,
+                          "<multistatus xmlns=\"DAV:\"><response><href>/</href><propstat>"
+                          "<prop><resourcetype><collection/></resourcetype>"
+                          "<quota-available-bytes>1024</quota-available-bytes></prop>"
+                          "<status>HTTP/1.1 200 OK</status></propstat></response>"
+                          "</multistatus>"));
+    tells({"doctor", closed.url()}, 0, {"no: The server answered 403", "1.0 KiB free", "x?[2J"});
+}
+
+}  // namespace
+}  // namespace quillon::cli
