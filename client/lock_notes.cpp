@@ -25,7 +25,9 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr size_t MOST_BYTES = size_t{1} << 20;
-constexpr std::string_view URL = "url ", TOKEN = "token ", PROCESS = "process ", TEXT = "text ";
+constexpr std::string_view URL = "url ", TOKEN = "token ", PROCESS = "process ", KIND = "kind ",
+                           TEXT = "text ";
+constexpr std::string_view KEPT = "kept";  // a kind; others are a change's
 
 fs::path notesDirectory() {
     return stateDirectory() / "locks";
@@ -39,8 +41,9 @@ void checkNotesDirectory() {
 
 // The text's path is the last line and goes to the end: a file's name may hold a line break.
 std::string contentOf(const LockNote& note) {
-    return fmt::format("{}{}\n{}{}\n{}{}\n{}{}", URL, note.url, TOKEN, note.token, PROCESS,
-                       note.process, TEXT, note.text.string());
+    return fmt::format("{}{}\n{}{}\n{}{}\n{}{}\n{}{}", URL, note.url, TOKEN, note.token, PROCESS,
+                       note.process, KIND, note.kind == LockKind::kept ? KEPT : "change", TEXT,
+                       note.text.string());
 }
 
 // Lines that a later version may add are passed over.
@@ -55,6 +58,7 @@ std::optional<LockNote> parseLockNote(std::string_view content) {
         const std::string_view line = content.substr(0, end);
         if (line.starts_with(URL)) note.url = line.substr(URL.size());
         if (line.starts_with(TOKEN)) note.token = line.substr(TOKEN.size());
+        if (line == std::string(KIND).append(KEPT)) note.kind = LockKind::kept;
         if (line.starts_with(PROCESS)) {
             std::from_chars(line.data() + PROCESS.size(), line.data() + line.size(), note.process);
         }
@@ -63,15 +67,18 @@ std::optional<LockNote> parseLockNote(std::string_view content) {
     return note.url.empty() ? std::nullopt : std::optional(std::move(note));
 }
 
-// Nothing for a note whose process lives, which holds a lock on the file, and for what is no note.
-std::optional<LockNote> readLeftNote(const fs::path& path) {
+// Nothing for what is no note. A living process holds a lock on its file.
+std::optional<FoundNote> readNote(const fs::path& path) {
     try {
         const vxhost::Descriptor file(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
         struct stat entry {};
         const bool own = fstat(file.number(), &entry) == 0 && S_ISREG(entry.st_mode) &&
                          entry.st_uid == geteuid() && (entry.st_mode & 022) == 0;
-        if (!own || flock(file.number(), LOCK_SH | LOCK_NB) != 0) return std::nullopt;
-        return parseLockNote(vxhost::readWhole(file, path, MOST_BYTES));
+        if (!own) return std::nullopt;
+        const bool isAlive = flock(file.number(), LOCK_SH | LOCK_NB) != 0;
+        std::optional<LockNote> note = parseLockNote(vxhost::readWhole(file, path, MOST_BYTES));
+        if (!note) return std::nullopt;
+        return FoundNote{std::move(*note), path, isAlive};
     } catch (const vxhost::Failure&) {  // removed meanwhile
         return std::nullopt;
     }
@@ -90,11 +97,12 @@ void removeFile(const fs::path& path) {
 // A lock is noted when it is granted, and again with the text that is written under it.
 void removeBareDoubles(std::vector<FoundNote>& found) {
     std::erase_if(found, [&](const FoundNote& bare) {
-        const bool isDouble =
-            bare.note.text.empty() && std::ranges::any_of(found, [&](const FoundNote& other) {
-                return !other.note.text.empty() && other.note.url == bare.note.url &&
-                       other.note.token == bare.note.token;
-            });
+        const bool isDouble = !bare.isAlive && bare.note.text.empty() &&
+                              std::ranges::any_of(found, [&](const FoundNote& other) {
+                                  return !other.note.text.empty() &&
+                                         other.note.url == bare.note.url &&
+                                         other.note.token == bare.note.token;
+                              });
         if (isDouble) removeFile(bare.file);
         return isDouble;
     });
@@ -148,27 +156,34 @@ void WrittenNote::leaveText() {
     leave();
 }
 
-Result<std::vector<FoundNote>> findLeftNotes() {
+Result<std::vector<FoundNote>> findAllNotes() {
     Result<void> own = caught([]() -> Result<void> {
         checkNotesDirectory();
         return {};
     });
     if (!own) return std::move(own).error();
-    std::vector<FoundNote> found;
+    std::vector<FoundNote> all;
     std::error_code none;
     for (const auto& entry : fs::directory_iterator(notesDirectory(), none)) {
         if (entry.path().filename().native().starts_with('.')) continue;  // is being written
-        std::optional<LockNote> note = readLeftNote(entry.path());
-        if (!note) continue;
-        if (note->token.empty() && !isLeft(note->text)) {
+        std::optional<FoundNote> found = readNote(entry.path());
+        if (!found) continue;
+        const bool hasText = isLeft(found->note.text);
+        if (!found->isAlive && found->note.token.empty() && !hasText) {
             removeFile(entry.path());
         } else {
-            if (!isLeft(note->text)) note->text.clear();
-            found.push_back({std::move(*note), entry.path()});
+            if (!hasText) found->note.text.clear();
+            all.push_back(std::move(*found));
         }
     }
-    removeBareDoubles(found);
-    return found;
+    removeBareDoubles(all);
+    return all;
+}
+
+Result<std::vector<FoundNote>> findLeftNotes() {
+    Result<std::vector<FoundNote>> all = findAllNotes();
+    if (all) std::erase_if(*all, [](const FoundNote& each) { return each.isAlive; });
+    return all;
 }
 
 void forgetLock(const FoundNote& found) {

@@ -1,10 +1,11 @@
-// What outlives a process that cannot give its locks back: which member it locked, and where the
-// text is that a person was writing. A note is a file of its own, $XDG_STATE_HOME/quillon/locks/*,
-// mode 0600.
+// Which members a person's processes have locked, and where the text is that the person was
+// writing: what outlives a process that cannot give its locks back. A note is a file of its own,
+// $XDG_STATE_HOME/quillon/locks/*, mode 0600, which is locked while its process lives.
 #pragma once
 
 #include <sys/types.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -14,11 +15,17 @@
 
 namespace quillon {
 
+enum class LockKind : uint8_t {
+    change,  // for the time of a change, which ends with its process
+    kept,    // for the person, beyond the process that took it
+};
+
 struct LockNote {
     std::string url;             // the member's, without credentials
     std::string token;           // empty: nothing is locked
     std::filesystem::path text;  // of the person's own; empty: there is none
     pid_t process = 0;           // that wrote the note
+    LockKind kind = LockKind::change;
 };
 
 // A note of this process, which stays when the process is killed.
@@ -42,11 +49,14 @@ private:
 struct FoundNote {
     LockNote note;
     std::filesystem::path file;
+    bool isAlive = false;  // its process
 };
 
 // The notes of processes that are no more, but for those that nothing is left of (no lock, and a
 // text that is gone), which are removed. Fails when others could have put theirs there.
 Result<std::vector<FoundNote>> findLeftNotes();
+// Those of living processes, too.
+Result<std::vector<FoundNote>> findAllNotes();
 
 // The lock is off, as its owner knows; without a text that is left the note goes.
 void forgetLock(const FoundNote& found);

@@ -170,6 +170,10 @@ info --json ${U}c; prints '*"'${U}'a","type":"file","size":5,*"modified":"20*Z",
                r"q rm -r --yes ${U}c; prints '' ls $U",
     "`doctor` leaves nothing": r"prints '*' doctor --json $U; prints '' ls -a $U",
     "`doctor` finds locks that keep others out": r"""prints '*"locks":true,*' doctor --json $U""",
+    "`locks`, and `unlock --mine`": r"put a old; q lock ${U}a; prints '*yours, kept*' locks $U;"
+                                    r"q unlock --mine $U; holds a old",
+    "`unlock --steal`": r"put a old; q lock ${U}a; rm -rf .local; q unlock --steal -y ${U}a;"
+                        r"holds a old",
     "`rm`": r"put a old; q rm ${U}a; gone a",
     "`rm --older-than`": r"put a old; fails 6 rm --older-than 2001-01-01 ${U}a; holds a old;"
                          r"q rm --older-than 2090-01-01 ${U}a; gone a",

@@ -32,6 +32,7 @@ void addMkcol(CommandDefinition program, Invocation& invocation);
 void addRmcol(CommandDefinition program, Invocation& invocation);
 void addLock(CommandDefinition program, Invocation& invocation);
 void addUnlock(CommandDefinition program, Invocation& invocation);
+void addLocks(CommandDefinition program, Invocation& invocation);
 void addLogin(CommandDefinition program, Invocation& invocation);
 void addLogout(CommandDefinition program, Invocation& invocation);
 void addSites(CommandDefinition program, Invocation& invocation);

@@ -6,6 +6,7 @@
 
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/suggestion.hpp"
+#include "client/address.hpp"
 #include "client/left_caches.hpp"
 
 namespace quillon::cli {
@@ -19,9 +20,16 @@ void tellNote(const LockNote& note) {
                         note.url, note.text.string()));
     }
     if (!note.token.empty()) {
-        complain(fmt::format("{}: a lock that quillon could not give back may still be there. {}",
-                             note.url, unlockAdvice("To unlock it", note.url, note.token)));
+        complain(
+            fmt::format("{0}: a lock that quillon could not give back may still be there. To "
+                        "unlock it: quillon unlock --mine {1}",
+                        note.url, shellWord(note.url)));
     }
+}
+
+// What a person keeps, and knows of, is nothing that was left behind.
+bool isLeftBehind(const LockNote& note) {
+    return note.kind == LockKind::change;
 }
 
 }  // namespace
@@ -41,7 +49,7 @@ void LeftWork::tell(const std::string& url) {
     const std::lock_guard lock(mutex_);
     if (notes().empty() || !told_.insert(url).second) return;
     for (const FoundNote& found : notes()) {
-        if (found.note.url == url) tellNote(found.note);
+        if (found.note.url == url && isLeftBehind(found.note)) tellNote(found.note);
     }
 }
 
@@ -50,6 +58,8 @@ void LeftWork::tellAll() {
     // A member may have several notes, so its URL counts as told only after the last of them.
     std::set<std::string> urls;
     for (const FoundNote& found : notes()) {
+        // A lock that guards no text is given back by the next command on its server.
+        if (!isLeftBehind(found.note) || found.note.text.empty()) continue;
         if (!told_.contains(found.note.url)) tellNote(found.note);
         urls.insert(found.note.url);
     }
@@ -70,6 +80,42 @@ void LeftWork::clearPlace(const std::filesystem::path& place) {
 void LeftWork::markTold(const std::string& url) {
     const std::lock_guard lock(mutex_);
     told_.insert(url);
+}
+
+std::vector<LockNote> LeftWork::takeLeftLocks(const std::string& origin) {
+    const std::lock_guard lock(mutex_);
+    std::vector<LockNote> taken;
+    if (!takenOrigins_.insert(origin).second) return taken;
+    std::set<std::string> urls;
+    for (const FoundNote& found : notes()) {
+        const Result<Address> address = Address::parse(found.note.url);
+        const bool isThere = address && address->origin() == origin;
+        if (!isThere || !isLeftBehind(found.note) || told_.contains(found.note.url)) continue;
+        if (found.note.text.empty()) {
+            taken.push_back(found.note);
+        } else {
+            tellNote(found.note);
+            urls.insert(found.note.url);
+        }
+    }
+    told_.merge(urls);
+    return taken;
+}
+
+void LeftWork::untakeLeftLocks(const std::string& origin) {
+    const std::lock_guard lock(mutex_);
+    takenOrigins_.erase(origin);
+}
+
+std::vector<LockNote> LeftWork::findMine(const std::string& url) {
+    const std::lock_guard lock(mutex_);
+    std::vector<LockNote> mine;
+    for (const FoundNote& found : notes()) {
+        const bool isBelow = url.ends_with('/') && found.note.url.starts_with(url);
+        if (found.note.token.empty() || (found.note.url != url && !isBelow)) continue;
+        mine.push_back(found.note);
+    }
+    return mine;
 }
 
 void LeftWork::noteLockOff(const std::string& url, std::string_view token) {

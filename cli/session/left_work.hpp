@@ -21,13 +21,21 @@ public:
     void clearPlace(const std::filesystem::path& place);  // of what fetches into it left
     void markTold(const std::string& url);                // the person knows
 
+    // The locks on that server that dead processes hold and that guard no text: for who gives them
+    // back, the first time that it asks. Where there is a text, it and its lock are told. Neither
+    // is done of members that the person knows of.
+    std::vector<LockNote> takeLeftLocks(const std::string& origin);
+    void untakeLeftLocks(const std::string& origin);  // another one has to give them back
+    // Those that are of no living process, with a text or kept: on the resource or below it.
+    std::vector<LockNote> findMine(const std::string& url);
+
     // What was noted of the member's lock is over: it was given back, or could not be there any
     // more since another one was granted.
     void noteLockOff(const std::string& url, std::string_view token);
     void noteLockTaken(const std::string& url);
 
 private:
-    // The notes are read when they are first asked for, which a listing never does; left caches
+    // The notes are read when they are first asked for, as by the first request; left caches
     // that hold no work are removed before. The caller has locked the mutex.
     std::vector<FoundNote>& notes();
 
@@ -36,6 +44,7 @@ private:
     std::vector<std::filesystem::path> files_;  // that no note names, and that may be work
     std::set<std::string> told_;                // the URLs of members whose notes the person knows
     std::set<std::filesystem::path> cleared_;
+    std::set<std::string> takenOrigins_;
 };
 
 }  // namespace quillon::cli

@@ -12,6 +12,8 @@
 #include "cli/terminal/suggestion.hpp"
 #include "cli/terminal/terminal.hpp"
 #include "client/lock_notes.hpp"
+#include "client/remote/held_lock.hpp"
+#include "client/remote/remote.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -106,6 +108,29 @@ Result<Login> Session::askAgain(const Address& address) {
     return credentials_.askAgain(address);
 }
 
+void Session::giveBackLeft(const Address& address, const Login& login) {
+    const std::vector<LockNote> left = leftWork_.takeLeftLocks(address.origin());
+    if (left.empty()) return;
+    const Result<Extension> loaded = extension(address);
+    if (!loaded) return;
+    const auto remote = Remote::open(*loaded, address, login);
+    if (!remote) return;
+    for (const LockNote& note : left) {
+        HeldLock lock(note.url, note.token, nullptr);
+        const Result<void> back = (*remote)->run(giveBack(**remote, std::move(lock)));
+        if (back) {
+            leftWork_.noteLockOff(note.url, note.token);
+            complain(
+                fmt::format("{}: the lock is off that a quillon left which was killed", note.url));
+        } else if (back.error().kind == Kind::notAuthorized) {
+            leftWork_.untakeLeftLocks(address.origin());
+            return;
+        } else if (back.error().kind == Kind::network) {
+            return;  // and so will all others
+        }
+    }
+}
+
 Result<Extension> Session::extension(const Address& address) {
     return extension(sites_.optionsFor(address));
 }
@@ -196,9 +221,9 @@ Result<Listing> Session::list(const Address& address) {
 }
 
 Result<Member> Session::openMember(const Address& address, const OpenOptions& options) {
-    leftWork_.tell(address.url());
     if (!options.cacheParent.empty()) leftWork_.clearPlace(options.cacheParent);
     const auto collection = open(address, options);
+    leftWork_.tell(address.url());  // which has been given back where that could be done
     if (!collection) return collection.error();
     return (*collection)->member(address.segment(), options.purpose);
 }

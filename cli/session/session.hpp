@@ -47,9 +47,11 @@ public:
         -> decltype(action(std::declval<const Login&>())) {
         const Result<Login> login = findLogin(address);
         if (!login) return login.error();
+        giveBackLeft(address, *login);
         auto result = action(*login);
         if (result || result.error().kind != Kind::notAuthorized) return result;
         const Result<Login> other = askAgain(address);
+        if (other) giveBackLeft(address, *other);
         if (other) return action(*other);
         if (other.error().kind == Kind::interrupted) return other.error();
         return refusal(address, *login, std::move(result).error());
@@ -107,6 +109,8 @@ public:
 
 private:
     void warnOfClearPassword(std::string_view origin);  // once a run, and of another machine
+    // The locks on the server that processes left which were killed.
+    void giveBackLeft(const Address& address, const Login& login);
     Result<Login> findLogin(const Address& address);
     Result<Login> askAgain(const Address& address);
 

@@ -57,15 +57,6 @@ std::string until(const ActiveLock& lock) {
     return fmt::format(", until {:%Y-%m-%d %H:%M:%S} unless it is renewed", local);
 }
 
-// The owner as a person reads it: of our own locks, the user that their text names.
-std::string holder(const ActiveLock& lock) {
-    constexpr std::string_view ours = "ZEB DATADIR. User =";  // its blanks are single here
-    const bool isOurs = lock.owner.starts_with(ours);
-    std::string name = singleBlanks(isOurs ? lock.owner.substr(ours.size()) : lock.owner);
-    if (name.empty()) name = "someone";
-    return isOurs ? name + ", with quillon" : name;
-}
-
 // A program that was killed cannot give its lock back: the person who has its name may.
 void tellIfLeftOver(const Target& target, const ActiveLock& lock) {
     const char* user = target.credentials->user.get();
@@ -86,6 +77,14 @@ std::string singleBlanks(std::string_view text) {
     return words;
 }
 
+std::string holderName(std::string_view owner) {
+    constexpr std::string_view ours = "ZEB DATADIR. User =";  // its blanks are single here
+    const bool isOurs = owner.starts_with(ours);
+    std::string name = singleBlanks(isOurs ? owner.substr(ours.size()) : owner);
+    if (name.empty()) name = "someone";
+    return isOurs ? name + ", with quillon" : name;
+}
+
 std::vector<ActiveLock> parseActiveLocks(std::string_view xml) {
     std::vector<ActiveLock> locks;
     try {
@@ -99,7 +98,7 @@ std::vector<ActiveLock> parseActiveLocks(std::string_view xml) {
 }
 
 std::string holderSentence(const std::string& url, const ActiveLock& lock) {
-    return fmt::format("{}: locked by {}{}.", url, holder(lock), until(lock));
+    return fmt::format("{}: locked by {}{}.", url, holderName(lock.owner), until(lock));
 }
 
 void tellHolder(const Target& target, vx::Journal* journal, const Answer& refusal) noexcept {

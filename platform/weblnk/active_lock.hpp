@@ -21,6 +21,10 @@ struct ActiveLock {
 // The text without blanks at its ends, others reduced to single ones.
 std::string singleBlanks(std::string_view text);
 
+// The owner, with singleBlanks(), as a person reads it: of our own locks, the user that their text
+// names.
+std::string holderName(std::string_view owner);
+
 // Every activelock of a lockdiscovery in the document, in its order; none when it is no XML.
 std::vector<ActiveLock> parseActiveLocks(std::string_view xml);
 

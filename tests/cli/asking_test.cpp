@@ -60,5 +60,45 @@ TEST_F(Asking, aDoctorLeavesNothing) {
     tells({"doctor", closed.url()}, 0, {"no: The server answered 403", "1.0 KiB free", "x?[2J"});
 }
 
+TEST_F(Asking, locksAreShownAndTakenOff) {
+    server.addMember(awkward, "old");
+    const std::string token = quillon({"lock", member}).output;
+    tells({"locks", url}, 0, {awkward, "someone, with quillon", "yours, kept", token});
+    tells({"locks", "--json", member}, 0, {R"("mine":true,"running":false)"});
+    fs::remove_all(home / "state");  // now it is somebody else's
+    tells({"unlock", "--mine", member}, 3, {"No lock of yours"});
+    tells({"unlock", "--steal", member}, 2, {"--yes"});
+    tells({"unlock", "--steal", "--yes", member}, 0, {});
+    EXPECT_EQ(lockTokens(server), Arguments{});
+    tells({"unlock", "--steal", "--yes", member}, 3, {"Nobody"});
+    quillon({"lock", member});
+    tells({"unlock", "--mine", url}, 0, {});
+    EXPECT_EQ(lockTokens(server), Arguments{});
+}
+
+// The next command on the server gives back what guards no text.
+TEST_F(Asking, whatAKilledProgramHeldIsGivenBack) {
+    server.addMember(awkward, "old ");
+    editWith("printf mine >> \"$1\"; echo editing; exec sleep 1000 >&- 2>&-");
+    support::RunningProcess edit(command({"edit", member}));
+    ASSERT_TRUE(edit.expect("editing"));
+    tells({"locks", url}, 0, {fmt::format("yours, process {}", edit.pid())});
+    tells({"unlock", "--mine", url}, 3, {"still run"});
+    edit.signal(SIGKILL);
+    edit.wait();
+    tells({"locks", url}, 0, {"did not store", "quillon unlock --mine " + member, "your text is"});
+    EXPECT_EQ(lockTokens(server).size(), 1u);
+    tells({"unlock", "--mine", member}, 0, {"is still in"});
+    EXPECT_EQ(lockTokens(server), Arguments{});
+
+    support::RunningProcess shell(command({"shell", url}), support::Streams::terminal);
+    shell.send("lock new\n");
+    ASSERT_TRUE(shell.expect("until you unlock it"));
+    shell.signal(SIGKILL);
+    shell.wait();
+    tells({"ls", url}, 0, {"new: the lock is off"});
+    EXPECT_EQ(lockTokens(server), Arguments{});
+}
+
 }  // namespace
 }  // namespace quillon::cli

@@ -315,7 +315,7 @@ TEST_F(Writing, whatAKilledEditLeftIsTold) {
     program.wait();
 
     const std::string token = lockTokens(server).at(0);
-    const std::string unlocking = "quillon unlock " + a + " --token " + token;
+    const std::string unlocking = "quillon unlock --mine " + a;
     std::smatch place;
     const std::string errors = quillon({"info", a}).errors;
     ASSERT_TRUE(std::regex_search(errors, place, std::regex("did not store is in (.+); move")));

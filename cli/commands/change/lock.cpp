@@ -1,5 +1,6 @@
 // quillon lock: a command that runs while nobody else can write, or a lock for later.
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <memory>
 #include <vector>
@@ -58,6 +59,17 @@ Result<std::shared_ptr<Member>> takeLock(Session& session, const Address& addres
     return member;
 }
 
+// Without a note the lock is as good, but for --mine.
+void noteKept(const Address& address, const std::string& token) {
+    Result<WrittenNote> note =
+        WrittenNote::write({address.url(), token, {}, getpid(), LockKind::kept});
+    if (note) {
+        note->leave();
+    } else {
+        report("note that the lock is yours, on", address.url(), note.error());
+    }
+}
+
 int lockForLater(Session& session, const Address& address) {
     const auto member = takeLock(session, address);
     if (!member) return report("lock", address.url(), member.error());
@@ -76,6 +88,7 @@ int lockForLater(Session& session, const Address& address) {
                                : unlocked.error());
     }
     fmt::print("{}\n", token);
+    noteKept(address, token);
     (*member)->abandonLock();
     return exitDone;
 }
@@ -104,7 +117,8 @@ void addLock(CommandDefinition program, Invocation& invocation) {
         "the command fails, nothing is stored, the file is kept if it was changed, and the exit\n"
         "code is the command's.\n\n"
         "Without COMMAND the lock stays on the server, until it runs out, and its token is\n"
-        "printed, for quillon unlock. In the shell it stays until unlock, or the shell's end.\n\n"
+        "printed, for quillon unlock, which also knows it by --mine. In the shell it stays until\n"
+        "unlock, or the shell's end.\n\n"
         "Examples:\n"
         "  quillon lock https://example.org/dav/list.txt -- sort -o {} {}\n"
         "  quillon lock https://example.org/dav/q3.csv -- sh -c 'make >> \"$QUILLON_FILE\"'\n");

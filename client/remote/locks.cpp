@@ -1,0 +1,165 @@
+#include "client/remote/locks.hpp"
+
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+#include <utility>
+
+#include "client/address.hpp"
+#include "platform/base/ascii.hpp"
+#include "platform/base/status.hpp"
+#include "platform/http/headers.hpp"
+#include "platform/markup/xml_reader.hpp"
+#include "platform/text/http_status.hpp"
+#include "platform/text/url.hpp"
+#include "platform/text/url_path.hpp"
+#include "platform/weblnk/active_lock.hpp"
+#include "platform/weblnk/requests.hpp"
+
+namespace quillon {
+namespace {
+
+constexpr size_t mostText = 4096;  // bytes of an owner, or of another text of a lock
+
+// The activelocks of an answer, while it comes.
+class LockSink : public vxhost::BodySink, public vxhost::XmlHandler {
+public:
+    explicit LockSink(uint64_t mostBytes) : mostBytes_(mostBytes) {}
+
+    void begin(const vxhost::Answer& answer) override {
+        locks_.clear();
+        open_.clear();
+        bytes_ = 0;
+        base_ = answer.url;
+        reader_.reset();
+        if (answer.status == 207) reader_.emplace(*this, vxhost::XmlLimits{mostBytes_});
+    }
+    void write(std::string_view piece) override {
+        if (reader_) reader_->feed(piece);
+    }
+    bool restartable() const override { return true; }
+
+    // Nothing when no multistatus came.
+    std::optional<std::vector<FoundLock>> finish() {
+        if (!reader_) return {};
+        reader_->finish();
+        return std::move(locks_);
+    }
+
+private:
+    void startElement(std::string_view name) override {
+        const std::string_view local = vxhost::davName(name);
+        const std::string_view parent = open_.empty() ? std::string_view() : open_.back();
+        open_.emplace_back(local);
+        if (local == "response") href_.clear();
+        if (local == "activelock") lock_ = Read{};
+        if (local == "shared" && parent == "lockscope") lock_.isShared = true;
+        if (owner_ > 0) {
+            if (lock_.owner.size() < mostText) lock_.owner += ' ';
+        } else {
+            text_ = textOf(local, parent);
+        }
+        if (owner_ > 0 || local == "owner") ++owner_;
+    }
+    void endElement() override {
+        const std::string local = std::move(open_.back());
+        open_.pop_back();
+        if (owner_ > 0) --owner_;
+        if (owner_ > 0) return;
+        text_ = nullptr;
+        if (local == "activelock") take();
+    }
+    void characters(std::string_view text) override {
+        if (text_ && text_->size() < mostText) text_->append(text.substr(0, mostText));
+    }
+
+    std::string* textOf(std::string_view local, std::string_view parent) {
+        if (local == "href" && parent == "response") return &href_;
+        if (local == "href" && parent == "locktoken") return &lock_.token;
+        if (parent != "activelock") return nullptr;
+        if (local == "owner") return &lock_.owner;
+        if (local == "timeout") return &lock_.timeout;
+        return local == "depth" ? &lock_.depth : nullptr;
+    }
+
+    void take() {
+        FoundLock found;
+        found.segment = segmentOf(vxhost::splitReference(vxhost::trim(href_)).path);
+        found.url = found.segment.empty() ? base_ : member(found.segment);
+        found.token = vxhost::parseTokenUri(lock_.token);
+        found.owner = vxhost::holderName(vxhost::singleBlanks(lock_.owner));
+        found.timeout = vxhost::parseTimeout(vxhost::trim(lock_.timeout));
+        found.isShared = lock_.isShared;
+        found.isDeep = vxhost::lowerCase(vxhost::trim(lock_.depth)) == "infinity";
+        bytes_ += sizeof found + found.url.size() + found.token.size() + found.owner.size();
+        if (bytes_ > mostBytes_) {
+            throw vxhost::Failure(vxhost::WEBLNK_BAD_ANSWER,
+                                  "The collection has more locks than memory may hold");
+        }
+        addOnce(std::move(found));
+    }
+
+    // A lock of a collection is told of each member, too.
+    void addOnce(FoundLock found) {
+        const auto known = std::ranges::find_if(locks_, [&](const FoundLock& each) {
+            return !found.token.empty() && each.token == found.token;
+        });
+        if (known == locks_.end()) {
+            locks_.push_back(std::move(found));
+        } else if (found.segment.empty()) {
+            *known = std::move(found);
+        }
+    }
+
+    // Proxies rewrite paths, so that what is below the one that was asked for is told by its last
+    // segment alone.
+    std::string segmentOf(std::string_view path) const {
+        const std::string_view asked = vxhost::splitReference(base_).path;
+        if (vxhost::samePath(path, asked)) return {};
+        const std::string_view segment = lastSegment(path);
+        const bool isName = !segment.empty() && !vxhost::isDotSegment(segment);
+        return isName ? vxhost::encodeForRequest(segment) : std::string();
+    }
+    std::string member(const std::string& segment) const {
+        return base_ + (base_.ends_with('/') ? "" : "/") + segment;
+    }
+
+    struct Read {
+        std::string token, owner, timeout, depth;
+        bool isShared = false;
+    };
+
+    const uint64_t mostBytes_;
+    std::string base_;  // the URL that answered
+    std::optional<vxhost::XmlReader> reader_;
+    std::vector<std::string> open_;  // local names, of "DAV:" alone
+    std::string href_;               // of the response
+    Read lock_;
+    std::string* text_ = nullptr;  // null: goes nowhere
+    size_t owner_ = 0;             // elements of an owner that are open
+    std::vector<FoundLock> locks_;
+    uint64_t bytes_ = 0;
+};
+
+}  // namespace
+
+Task<Result<std::vector<FoundLock>>> findLocks(Remote& remote, std::string url) {
+    LockSink sink(remote.settings().mostListingBytes);
+    std::string document =
+        "<?xml version=\"1.0\" encoding=\"utf-8\"?><D:propfind xmlns:D=\"DAV:\"><D:prop>"
+        "<D:lockdiscovery/></D:prop></D:propfind>";
+    vxhost::Request request = vxhost::propertiesRequest(std::move(url), 1, std::move(document));
+    request.sink = &sink;
+    const Result<vxhost::Answer> answer = co_await remote.send(std::move(request));
+    if (!answer) co_return answer.error();
+    if (!vxhost::isSuccess(answer->status)) co_return refusal(*answer);
+    try {
+        std::optional<std::vector<FoundLock>> found = sink.finish();
+        if (found) co_return std::move(*found);
+        co_return localError(Kind::network, "The server's answer is no list of WebDAV.");
+    } catch (const vxhost::Failure& failure) {
+        co_return requestError(failure);
+    }
+}
+
+}  // namespace quillon
