@@ -26,6 +26,7 @@ constexpr std::string_view look = "Look", move = "Move", change = "Change togeth
 
 constexpr Adder adders[] = {{look, "ls", addLs},
                             {look, "info", addInfo},
+                            {look, "check", addCheck},
                             {look, "doctor", addDoctor},
                             {move, "get", addGet},
                             {move, "put", addPut},

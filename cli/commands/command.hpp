@@ -22,6 +22,7 @@ struct Invocation {
 void addLs(CommandDefinition program, Invocation& invocation);
 void addInfo(CommandDefinition program, Invocation& invocation);
 void addDoctor(CommandDefinition program, Invocation& invocation);
+void addCheck(CommandDefinition program, Invocation& invocation);
 void addGet(CommandDefinition program, Invocation& invocation);
 void addPut(CommandDefinition program, Invocation& invocation);
 void addEdit(CommandDefinition program, Invocation& invocation);

@@ -71,6 +71,10 @@ private:
                 offer(site.word, site.description);
         }
         if (means("FILE") || means("COMMAND")) fmt::print("{}\n", localFiles);
+        if (name == "ACTION") {
+            for (const char* action : {"get", "set", "rm", "ls"}) offer(action, "");
+        }
+        if (means("DIRECTORY")) fmt::print("{}\n", localDirectories);
     }
 
     const Position& position_;

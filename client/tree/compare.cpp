@@ -96,4 +96,20 @@ Step chooseUp(const LocalEntry& here, const std::optional<Resource>& there, Note
     return options.force ? Step::transfer : Step::compareContent;
 }
 
+Sameness compareSides(const LocalEntry& here, const Resource& there, NoteOf note,
+                      std::optional<bool> unchangedHere, const ServerClock& clock) {
+    if (there.size && *there.size != here.size) return Sameness::other;
+    if (note == nullptr) {
+        const bool isDated = hasItsDate(here, there) || isStoredSince(here, there, clock);
+        return isSameSize(here, there) && isDated ? Sameness::same : Sameness::unsure;
+    }
+    if (!unchangedHere) return Sameness::unsure;
+    const Likeness other = compareWithNote(there, *note);
+    if (*unchangedHere) {
+        const bool isSame = other == Likeness::same || other == Likeness::likely;
+        return isSame ? Sameness::same : Sameness::unsure;  // a tag may change without the content
+    }
+    return other == Likeness::same ? Sameness::other : Sameness::unsure;
+}
+
 }  // namespace quillon

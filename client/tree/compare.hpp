@@ -48,4 +48,10 @@ Step chooseUp(const LocalEntry& here, const std::optional<Resource>& there, Note
               std::optional<bool> unchangedHere, const ServerClock& clock,
               const CompareOptions& options);
 
+// Whether both have the same content, as far as it can be told without that. unchangedHere: as
+// above; nothing: it is not known, or there is no note.
+enum class Sameness : uint8_t { same, other, unsure };
+Sameness compareSides(const LocalEntry& here, const Resource& there, NoteOf note,
+                      std::optional<bool> unchangedHere, const ServerClock& clock);
+
 }  // namespace quillon

@@ -100,5 +100,31 @@ TEST_F(Asking, whatAKilledProgramHeldIsGivenBack) {
     EXPECT_EQ(lockTokens(server), Arguments{});
 }
 
+TEST_F(Asking, aFolderIsCheckedAgainstATree) {
+    fs::create_directories(work / "up/sub");
+    writeFile(work / ("up/" + awkward), "text");
+    writeFile(work / "up/sub/f", "first");
+    const std::string tree = url + "up/";
+    ASSERT_EQ(quillon({"put", "-r", "up", url}).exitCode, 0);
+    tells({"check", "up", tree}, 0, {"2 the same"});
+    server.addMember("up/sub/f", "changed");
+    server.addCollection("up/theirs");
+    server.addMember("up/theirs/a", "");
+    writeFile(work / "up/mine", "");
+    tells({"check", "-v", "up", tree}, 6,
+          {"different sub/f", "missing here theirs/\n", "missing here theirs/a",
+           "missing there mine", "1 the same"});
+    server.addMember("up/sub/f", "fir5t");
+    tells({"check", "--checksum", "-x", "theirs", "-x", "mine", "--json", "up", tree}, 6,
+          {R"({"event":"different","path":"sub/f",)"});
+    writeFile(work / "up/sub/f", "fir5t");
+    tells({"check", "--checksum", "-x", "theirs", "-x", "mine", "up", tree}, 0, {"2 the same"});
+    tells({"check", "up", url + "no"}, 3, {"no collection"});
+    tells({"check", "no", tree}, 8, {"no: No such file"});
+    server.addMember("up/sub2", "");
+    fs::create_directory(work / "up/sub2");
+    tells({"check", "-v", "up", tree}, 6, {"different sub2"});
+}
+
 }  // namespace
 }  // namespace quillon::cli

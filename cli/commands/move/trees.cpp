@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "cli/commands/command.hpp"
+#include "cli/commands/filter_options.hpp"
 #include "cli/commands/what_is_there.hpp"
 #include "cli/session/question.hpp"
 #include "cli/session/remote_access.hpp"
@@ -198,27 +199,7 @@ void addTreeOptions(CommandDefinition command, TreeChoice& choice) {
     command.addFlag("--delete-unknown", choice.removeUnknown,
                     "The same, also of what nobody noted to have been there, after a question");
     command.addFlag("-y,--yes", choice.yes, "Answer that question with yes");
-    command
-        .addOption(
-            "-x,--exclude",
-            [&choice](const std::string& text) { return choice.filter.exclude(text); },
-            "Leave out what matches, as a line of .gitignore does; the last one decides")
-        .typeName("PATTERN")
-        .eachInTurn();
-    command
-        .addOption(
-            "-i,--include",
-            [&choice](const std::string& text) { return choice.filter.include(text); },
-            "Take what matches all the same")
-        .typeName("PATTERN")
-        .eachInTurn();
-    command
-        .addOption(
-            "--exclude-from",
-            [&choice](const std::string& text) { return choice.filter.excludeFrom(text); },
-            "Leave out what its lines match")
-        .typeName("FILE")
-        .eachInTurn();
+    addFilterOptions(command, choice.filter);
     addTellingOptions(command, choice.telling);
 }
 
