@@ -170,6 +170,9 @@ info --json ${U}c; prints '*"'${U}'a","type":"file","size":5,*"modified":"20*Z",
                r"q rm -r --yes ${U}c; prints '' ls $U",
     "`doctor` leaves nothing": r"prints '*' doctor --json $U; prints '' ls -a $U",
     "`doctor` finds locks that keep others out": r"""prints '*"locks":true,*' doctor --json $U""",
+    "`prop`": r"put a old; q prop set ${U}a '{urn:x}b' 'text <&>' '{urn:x}c' '';"
+              r"prints $'text <&>\n' prop get ${U}a '{urn:x}b'; q prop rm ${U}a '{urn:x}b';"
+              r"fails 3 prop get ${U}a '{urn:x}b'; holds a old",
     "`locks`, and `unlock --mine`": r"put a old; q lock ${U}a; prints '*yours, kept*' locks $U;"
                                     r"q unlock --mine $U; holds a old",
     "`unlock --steal`": r"put a old; q lock ${U}a; rm -rf .local; q unlock --steal -y ${U}a;"

@@ -23,6 +23,7 @@ void addLs(CommandDefinition program, Invocation& invocation);
 void addInfo(CommandDefinition program, Invocation& invocation);
 void addDoctor(CommandDefinition program, Invocation& invocation);
 void addCheck(CommandDefinition program, Invocation& invocation);
+void addProp(CommandDefinition program, Invocation& invocation);
 void addGet(CommandDefinition program, Invocation& invocation);
 void addPut(CommandDefinition program, Invocation& invocation);
 void addEdit(CommandDefinition program, Invocation& invocation);

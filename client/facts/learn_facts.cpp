@@ -14,9 +14,9 @@
 #include <vector>
 
 #include "client/facts/probe_body.hpp"
-#include "client/remote/change.hpp"
 #include "client/remote/content.hpp"
 #include "client/remote/held_lock.hpp"
+#include "client/remote/property.hpp"
 #include "client/remote/resource.hpp"
 #include "platform/base/ascii.hpp"
 #include "platform/base/logger.hpp"
@@ -464,8 +464,7 @@ private:
     }
 
     Task<> setDate(bool* done) {
-        PropertyValue date = dateProperty(byProperty);
-        const Result<void> set = co_await setProperty(remote_, member_, std::move(date));
+        const Result<void> set = co_await setFileDate(remote_, member_, byProperty);
         *done = bool(set);
         if (!set && set.error().httpStatus == 0) failure_ = set.error();
     }

@@ -7,7 +7,6 @@
 
 #include "platform/base/status.hpp"
 #include "platform/markup/multistatus_reader.hpp"
-#include "platform/markup/serialize.hpp"
 #include "platform/text/http_status.hpp"
 #include "platform/text/url.hpp"
 
@@ -108,37 +107,6 @@ Task<Result<void>> move(Remote& remote, std::string from, std::string to, Overwr
                         Conditions conditions) {
     Request request = transferOf("MOVE", std::move(from), to, overwrite, conditions);
     co_return resultOf(co_await remote.send(std::move(request)));
-}
-
-PropertyValue dateProperty(Time modified) {
-    return {"urn:schemas-microsoft-com:", "Win32LastModifiedTime", httpDate(modified)};
-}
-
-Task<Result<void>> setProperty(Remote& remote, std::string url, PropertyValue property) {
-    Request request = changeOf("PROPPATCH", std::move(url));
-    request.document = fmt::format(
-        "<?xml version=\"1.0\" encoding=\"utf-8\"?><D:propertyupdate "
-        "xmlns:D=\"DAV:\"><D:set><D:prop><P:{} xmlns:P=\"{}\">{}</P:{}></D:prop>"
-        "</D:set></D:propertyupdate>",
-        property.name, vxhost::escapeXml(property.nameSpace), vxhost::escapeXml(property.value),
-        property.name);
-    Result<Answer> answer = co_await remote.send(std::move(request));
-    if (!answer || answer->status != 207) co_return resultOf(std::move(answer));
-    // What is told of the one property, or of the resource, is in the propstat that refuses it.
-    int32_t refused = 0;
-    try {
-        vxhost::MultistatusReader reader([&](const vxhost::MultistatusResponse& response) {
-            if (response.isRefused()) refused = 409;
-            if (response.refusedStatus != 0) refused = response.refusedStatus;
-        });
-        reader.feed(answer->text);
-        reader.finish();
-    } catch (const vxhost::Failure& failure) {
-        co_return requestError(failure);
-    }
-    if (refused == 0) co_return Result<void>();
-    answer->status = refused;
-    co_return refusal(*answer);
 }
 
 }  // namespace quillon

@@ -5,7 +5,6 @@
 
 #include "client/remote/conditions.hpp"
 #include "client/remote/remote.hpp"
-#include "client/time.hpp"
 
 namespace quillon {
 
@@ -24,14 +23,5 @@ Task<Result<void>> copy(Remote& remote, std::string from, std::string to, Overwr
                         Conditions conditions = unconditional);
 Task<Result<void>> move(Remote& remote, std::string from, std::string to, Overwrite overwrite,
                         Conditions conditions = unconditional);
-
-// Sets a property of "DAV:" or of another namespace (RFC 4918, 9.2).
-struct PropertyValue {
-    std::string nameSpace, name;
-    std::string value;  // plain text
-};
-// The date of its file, as some servers take it.
-PropertyValue dateProperty(Time modified);
-Task<Result<void>> setProperty(Remote& remote, std::string url, PropertyValue property);
 
 }  // namespace quillon

@@ -7,6 +7,7 @@
 
 #include "client/remote/change.hpp"
 #include "client/remote/hash_taker.hpp"
+#include "client/remote/property.hpp"
 #include "client/tree/known_file.hpp"
 #include "client/tree/walk.hpp"
 #include "platform/http/file_upload.hpp"
@@ -307,8 +308,7 @@ private:
         Result<Stored> stored = co_await sendGuarded(file, content, *facts, std::move(headers));
         if (!stored || dates == DatesBy::none) co_return std::move(stored);
         if (dates == DatesBy::property) {
-            PropertyValue date = dateProperty(modified);
-            const Result<void> set = co_await setProperty(remote_, file.url, std::move(date));
+            const Result<void> set = co_await setFileDate(remote_, file.url, modified);
             if (!set) co_return std::move(stored);  // it is stored all the same
             stored->version.tag = {};               // another one may be of the new date
         }

@@ -47,9 +47,9 @@ void XmlReader::setHandlers() {
     XML_SetUserData(parser_.get(), this);
     XML_SetElementHandler(
         parser_.get(),
-        [](void* data, const char* name, const char**) {
+        [](void* data, const char* name, const char** attributes) {
             auto& reader = readerOf(data);
-            reader.call([&] { reader.enter(name); });
+            reader.call([&] { reader.enter(name, attributes); });
         },
         [](void* data, const char*) {
             auto& reader = readerOf(data);
@@ -73,9 +73,10 @@ void XmlReader::setHandlers() {
         nullptr);
 }
 
-void XmlReader::enter(std::string_view name) {
+void XmlReader::enter(std::string_view name, const char** attributes) {
     if (++depth_ > limits_.depth) refuse("elements are nested too deeply");
     handler_.startElement(name);
+    for (; *attributes; attributes += 2) handler_.attribute(attributes[0], attributes[1]);
 }
 
 void XmlReader::feed(std::string_view bytes) {

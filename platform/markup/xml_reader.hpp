@@ -23,6 +23,8 @@ struct XmlLimits {
 class XmlHandler {
 public:
     virtual void startElement(std::string_view name) = 0;
+    // Of the element that was told last; its name is as an element's.
+    virtual void attribute(std::string_view /*name*/, std::string_view /*value*/) {}
     virtual void endElement() = 0;
     virtual void characters(std::string_view text) = 0;
 
@@ -57,7 +59,7 @@ private:
     void setHandlers();
     char* room();
     void parseGathered(bool last);
-    void enter(std::string_view name);
+    void enter(std::string_view name, const char** attributes);
     [[noreturn]] void refuse(std::string_view reason) const;
 
     XmlHandler& handler_;

@@ -126,5 +126,58 @@ TEST_F(Asking, aFolderIsCheckedAgainstATree) {
     tells({"check", "-v", "up", tree}, 6, {"different sub2"});
 }
 
+TEST_F(Asking, propertiesAreSetTogetherOrNotAtAll) {
+    server.addMember(awkward, "");
+    const std::string a = "{http://example.org/\"<&>}a", b = "{urn:b}b";
+    expect({{{"prop", "set", member, a, "1 < 2 & \xC3\xBC", b, ""}, 0, ""},
+            {{"prop", "get", member, a}, 0, "1 < 2 & \xC3\xBC\n"},
+            {{"prop", "rm", member, b}, 0, ""},
+            {{"prop", "get", member, b}, 3, "no such property"},
+            {{"prop", "set", "--xml", member, b, "<x xmlns=\"urn:b\" k=\"v\">1<y/></x>"}, 0, ""},
+            {{"prop", "get", member, b}, 0, "<x xmlns=\"urn:b\" k=\"v\">1<y/></x>\n"},
+            {{"prop", "set", "--xml", member, b, "</value><value>"}, 2, "cannot be sent"},
+            {{"prop", "set", "--xml", member, b, "<D:a>"}, 2, "cannot be sent"},
+            {{"prop", "set", member, b, "\x01"}, 2, "cannot be sent"},
+            {{"prop", "set", member, b}, 2, "needs a value"},
+            {{"prop", "get", member, "getetag"}, 2, "no name of a property"},
+            {{"prop", "get", member, "{urn:b}a b"}, 2, "no name that"},
+            {{"prop", "set", member, b, "new", "D:getetag", "x"}, 1, "D:getetag: the server"},
+            {{"prop", "get", member, b}, 0, "<x xmlns=\"urn:b\" k=\"v\">1<y/></x>\n"},
+            {{"prop", "get", url + "none", b}, 3, "404"}});
+    tells({"prop", "ls", member}, 0, {a + "\n", "D:getlastmodified\n"});
+    tells({"prop", "get", "--json", member}, 0, {R"("name":"a","xml":false,"value":"1 < 2 & )"});
+    quillon({"lock", member});
+    tells({"prop", "set", member, b, "2"}, 5, {"someone"});
+}
+
+// What a server says is shown on a terminal, and does not steer it.
+TEST_F(Asking, aHostileServerSteersNoTerminal) {
+    support::ScriptedServer hostile;
+    hostile.on("UNLOCK", "*", Answer(403));
+    const std::string bad = "&#x9B;2J\xE2\x80\xAE";
+    hostile.on("PROPFIND", "*",
+               Answer::xml(207,
+                           "<multistatus xmlns=\"DAV:\"><response><href>/a%1B[2J</href>"
+                           "<propstat><prop><x xmlns=\"urn:" +
+                               bad + "\">" + bad + "</x><lockdiscovery><activelock><owner>" + bad +
+                               "</owner><locktoken><href>x`touch`</href></locktoken>"
+                               "</activelock></lockdiscovery></prop>"
+                               "<status>HTTP/1.1 200 OK</status></propstat></response>"
+                               "</multistatus>"));
+    for (const Arguments& arguments :
+         {Arguments{"locks", hostile.url()}, Arguments{"locks", "--json", hostile.url()},
+          Arguments{"prop", "get", hostile.url()}, Arguments{"prop", "ls", hostile.url()},
+          Arguments{"prop", "get", "--json", hostile.url()},
+          Arguments{"unlock", "--steal", "--yes", hostile.url("a%1B%5B2J")}}) {
+        support::RunningProcess program(command(arguments), support::Streams::terminal);
+        const std::string shown = program.wait()->output;
+        for (const char* steering : {"\x1B", "\xC2\x9B", "\xE2\x80\xAE"}) {
+            EXPECT_FALSE(contains(shown, steering)) << arguments[0] << ": " << shown;
+        }
+        EXPECT_FALSE(arguments[0] != "prop" && contains(shown, "touch")) << shown;
+        EXPECT_GT(shown.size(), 10u);
+    }
+}
+
 }  // namespace
 }  // namespace quillon::cli
