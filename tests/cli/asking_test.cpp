@@ -150,6 +150,17 @@ TEST_F(Asking, propertiesAreSetTogetherOrNotAtAll) {
     tells({"prop", "set", member, b, "2"}, 5, {"someone"});
 }
 
+TEST_F(Asking, aTouchOverwritesNothing) {
+    expect({{{"touch", member}, 0, ""},
+            {{"touch", url + "no/a"}, 3, "no collection"},
+            {{"touch", url}, 2, "a collection"}});
+    EXPECT_EQ(content(server, awkward), "");
+    server.addMember(awkward, "text");
+    expect({{{"touch", "-d", "2001-01-01", member}, 1, "keeps no dates"}});
+    EXPECT_EQ(content(server, awkward), "text");
+    expect({{{"ls", "-a", url}, 0, awkward + "\n"}});
+}
+
 // What a server says is shown on a terminal, and does not steer it.
 TEST_F(Asking, aHostileServerSteersNoTerminal) {
     support::ScriptedServer hostile;
