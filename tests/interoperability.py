@@ -180,6 +180,8 @@ info --json ${U}c; prints '*"'${U}'a","type":"file","size":5,*"modified":"20*Z",
     "`check`": r"mkdir up; cp file up; q put -r up $U; q check up ${U}up; put up/file other;"
                r"fails 6 check up ${U}up; fails 6 check --checksum up ${U}up",
     "`touch`": r"q touch ${U}a; holds a ''; put a old; q touch ${U}a || :; holds a old",
+    "`open`": r"""put a old; export QUILLON_OPENER='sh -c "printf new >\$1" sh';"""
+              r"q open ${U}a </dev/null; holds a new",
     "`rm`": r"put a old; q rm ${U}a; gone a",
     "`rm --older-than`": r"put a old; fails 6 rm --older-than 2001-01-01 ${U}a; holds a old;"
                          r"q rm --older-than 2090-01-01 ${U}a; gone a",

@@ -27,6 +27,7 @@ void addProp(CommandDefinition program, Invocation& invocation);
 void addGet(CommandDefinition program, Invocation& invocation);
 void addPut(CommandDefinition program, Invocation& invocation);
 void addEdit(CommandDefinition program, Invocation& invocation);
+void addOpen(CommandDefinition program, Invocation& invocation);
 void addTouch(CommandDefinition program, Invocation& invocation);
 void addRm(CommandDefinition program, Invocation& invocation);
 void addCp(CommandDefinition program, Invocation& invocation);

@@ -161,6 +161,36 @@ TEST_F(Asking, aTouchOverwritesNothing) {
     expect({{{"ls", "-a", url}, 0, awkward + "\n"}});
 }
 
+TEST_F(Asking, eachSaveOfAnOpenMemberIsStored) {
+    server.addMember(awkward, "old ");
+    support::Command open = command({"open", member});
+    open.environment["QUILLON_OPENER"] =
+        "sh -c '(printf one >> \"$1\"; until [ -e go ]; do sleep 0.1; done; "
+        "printf two >> \"$1\") &' sh";
+    support::RunningProcess program(open, support::Streams::terminal);
+    ASSERT_TRUE(program.expect("press Enter"));
+    ASSERT_TRUE(program.expect("stored"));
+    EXPECT_EQ(content(server, awkward), "old one");
+    EXPECT_EQ(lockTokens(server).size(), 1u);
+    writeFile(work / "go", "");
+    ASSERT_TRUE(program.expect("stored"));
+    program.send("\n");
+    EXPECT_EQ(program.wait()->exitCode, 0);
+    EXPECT_EQ(content(server, awkward), "old onetwo");
+    EXPECT_EQ(lockTokens(server), Arguments{});
+    // Somebody else's change is not overwritten, by none of the saves.
+    const Apache lockless({.withoutLocks = true});
+    addOldMember(lockless, "a", "old ");
+    open.arguments.back() = lockless.url("a");
+    open.environment["QUILLON_OPENER"] = "sh -c 'printf mine >> \"$1\"; printf theirs > " +
+                                         (lockless.documentRoot() / "a").string() + "' sh";
+    const support::Outcome outcome = support::run(open);
+    EXPECT_EQ(outcome.exitCode, 6) << outcome.errors;
+    EXPECT_EQ(content(lockless, "a"), "theirs");
+    EXPECT_EQ(support::readFile(work / "a.mine"), "old mine");
+    EXPECT_EQ(cacheDirectories(), Names{});
+}
+
 // What a server says is shown on a terminal, and does not steer it.
 TEST_F(Asking, aHostileServerSteersNoTerminal) {
     support::ScriptedServer hostile;

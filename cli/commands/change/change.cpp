@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <optional>
 #include <utility>
@@ -13,6 +14,7 @@
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
+#include "client/local_file.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -41,7 +43,8 @@ public:
         noteVersion(copy->file());
         const LastWords words(
             fmt::format("quillon: your version is in {}\n", harmless(copy->file().string())));
-        const int code = changer_.run(*copy, [this] { renewLocks(); });
+        const WhileHeld held{[this] { renewLocks(); }, [&] { return storeWhileOpen(*copy, name); }};
+        const int code = changer_.run(*copy, held);
         const Result<bool> changed = copy->changed();
         const int end =
             !changed ? reportFailure(changed.error()) : storeIfChanged(*copy, code, *changed, name);
@@ -83,6 +86,34 @@ private:
         session_.renewLocks();
     }
 
+    // The program may write on while it is stored: what goes out is a copy.
+    int storeWhileOpen(WorkCopy& copy, const std::string& name) {
+        const Result<std::optional<fs::path>> taken = copy.takeSnapshot();
+        if (!taken) return reportFailure(taken.error());
+        if (!*taken) return exitDone;
+        int code = store(**taken, name);
+        if (code == exitDone && !member_.locked()) code = lookBehind(**taken, name);
+        copy.endSnapshot(code == exitDone);
+        if (code == exitDone) fmt::print("{}: stored\n", url_);
+        std::fflush(stdout);
+        return code;
+    }
+
+    // Without a lock the next store goes by what is there now. That has to be what was stored: what
+    // came between would be overwritten.
+    int lookBehind(const fs::path& stored, const std::string& name) {
+        Result<void> known = member_.noteDate();
+        if (known) known = fetch(name);
+        const Result<bool> same = known ? sameContent(stored, member_.file()) : known.error();
+        if (same && *same) return exitDone;
+        conflict_ = same ? localError(Kind::changedOnServer,
+                                      "Somebody stored another content right behind yours; nothing "
+                                      "is stored any more. Fetch the member again and bring both "
+                                      "versions together.")
+                         : same.error();
+        return reportFailure(*conflict_);
+    }
+
     int storeIfChanged(const WorkCopy& copy, int code, bool changed, const std::string& name) {
         if (interrupted()) return reportFailure(interruption());
         if (code != exitDone) {
@@ -90,14 +121,15 @@ private:
                 complain(fmt::format("{}: nothing was stored", url_));
             return code;
         }
-        if (changed) return store(copy, name);
+        if (changed) return store(copy.file(), name);
         if (changer_.tellsUnchanged) fmt::print("{}: unchanged, nothing was stored\n", url_);
         return exitDone;
     }
 
-    int store(const WorkCopy& copy, const std::string& name) {
+    int store(const fs::path& file, const std::string& name) {
+        if (conflict_) return reportFailure(*conflict_);
         session_.progress().start(name);
-        Result<void> stored = member_.copyFrom(copy.file());
+        Result<void> stored = member_.copyFrom(file);
         if (stored) stored = hold_.store();
         session_.progress().finish();
         if (!stored) return reportFailure(stored.error());
@@ -136,6 +168,7 @@ private:
     Member& member_;
     Hold& hold_;
     std::optional<WrittenNote>& note_;
+    std::optional<Error> conflict_;  // after which nothing may be stored
 };
 
 }  // namespace

@@ -13,12 +13,19 @@
 
 namespace quillon::cli {
 
-// For edit and lock: a program that changes a member's content.
+// What a changer may do while it has the file.
+struct WhileHeld {
+    std::function<void()> eachSecond;  // is to be called about once a second
+    // Stores what the file holds now, where that is another content than was stored last, and tells
+    // of it. The exit code.
+    std::function<int()> store;
+};
+
+// For edit, lock and open: a program that changes a member's content.
 struct Changer {
     std::string_view attempt;  // for a failure's report: "edit"
     bool tellsUnchanged = false;
-    // Its exit code. While it waits it calls what it is given about once a second.
-    std::function<int(const WorkCopy&, const std::function<void()>& eachSecond)> run;
+    std::function<int(const WorkCopy&, const WhileHeld& held)> run;  // its exit code
 };
 
 // Holds the member, hands its content to the program as a local file, and stores what that made of

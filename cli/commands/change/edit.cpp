@@ -13,8 +13,8 @@ namespace quillon::cli {
 namespace {
 
 // An editor's exit code says no more than that it failed.
-int runEditor(const WorkCopy& copy, const std::function<void()>& eachSecond) {
-    const int code = runForeground(editorWords(copy.file()), copy.descriptor(), eachSecond);
+int runEditor(const WorkCopy& copy, const WhileHeld& held) {
+    const int code = runForeground(editorWords(copy.file()), copy.descriptor(), held.eachSecond);
     if (code == 0) return exitDone;
     if (!interrupted()) complain(fmt::format("the editor ended with the code {}", code));
     return exitLocal;

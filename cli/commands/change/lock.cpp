@@ -38,9 +38,9 @@ std::vector<std::string> withFile(std::vector<std::string> words, const std::str
 
 int runUnderLock(Session& session, const Address& address,
                  const std::vector<std::string>& command) {
-    const auto run = [&](const WorkCopy& copy, const std::function<void()>& eachSecond) {
+    const auto run = [&](const WorkCopy& copy, const WhileHeld& held) {
         const std::string file = copy.file();
-        return runForeground(withFile(command, file), copy.descriptor(), eachSecond,
+        return runForeground(withFile(command, file), copy.descriptor(), held.eachSecond,
                              {"QUILLON_FILE=" + file});
     };
     return changeMember(session, address, {.attempt = "change", .run = run});

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "client/local_file.hpp"
+#include "client/memory/remembered_copy.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -22,6 +23,10 @@ constexpr int mostNumbers = 1000;
 Error failure(std::string_view what, const fs::path& path, const std::error_code& problem) {
     return localError(Kind::local,
                       fmt::format("Cannot {} {}: {}.", what, path.string(), problem.message()));
+}
+
+fs::path snapshotOf(fs::path original) {
+    return original += ".saved";
 }
 
 // Extensions survive, for editors go by them.
@@ -103,6 +108,30 @@ Result<bool> WorkCopy::changed() const {
     const Result<bool> same = sameContent(file_, original_);
     if (!same) return same.error();
     return !*same;
+}
+
+Result<std::optional<fs::path>> WorkCopy::takeSnapshot() const {
+    const Result<bool> isOther = changed();
+    if (!isOther) return isOther.error();
+    if (!*isOther) return std::optional<fs::path>();
+    const std::optional<LocalEntry> before = lookAtFile(file_);
+    fs::path snapshot = snapshotOf(original_);
+    std::error_code problem;
+    fs::copy_file(file_, snapshot, fs::copy_options::overwrite_existing, problem);
+    if (problem) return failure("write", snapshot, problem);
+    const std::optional<LocalEntry> after = lookAtFile(file_);
+    if (before && after && isSameVersion(*before, *after)) return std::optional(snapshot);
+    fs::remove(snapshot, problem);
+    return std::optional<fs::path>();
+}
+
+void WorkCopy::endSnapshot(bool wasStored) const {
+    std::error_code none;
+    if (wasStored) {
+        fs::rename(snapshotOf(original_), original_, none);
+    } else {
+        fs::remove(snapshotOf(original_), none);
+    }
 }
 
 Result<fs::path> WorkCopy::save() const {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,11 @@ public:
     // Of its folder: a program that inherits it keeps the copy from being taken for left over.
     int descriptor() const { return hold_.descriptor(); }
     Result<bool> changed() const;  // a file that is gone has not changed
+
+    // A copy of the file as it is, where it has changed; nothing also while it is being written.
+    // With endSnapshot it goes, or is what later changes are told from.
+    Result<std::optional<std::filesystem::path>> takeSnapshot() const;
+    void endSnapshot(bool wasStored) const;
 
     // Moves the file to where it stays: to the working directory, else the person's home, else the
     // one for temporary files; under its name with a number where that is taken.
