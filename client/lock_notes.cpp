@@ -68,7 +68,7 @@ std::optional<LockNote> parseLockNote(std::string_view content) {
 }
 
 // Nothing for what is no note. A living process holds a lock on its file.
-std::optional<FoundNote> readNote(const fs::path& path) {
+std::optional<FoundNote> readLockNote(const fs::path& path) {
     try {
         const vxhost::Descriptor file(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
         struct stat entry {};
@@ -166,7 +166,7 @@ Result<std::vector<FoundNote>> findAllNotes() {
     std::error_code none;
     for (const auto& entry : fs::directory_iterator(notesDirectory(), none)) {
         if (entry.path().filename().native().starts_with('.')) continue;  // is being written
-        std::optional<FoundNote> found = readNote(entry.path());
+        std::optional<FoundNote> found = readLockNote(entry.path());
         if (!found) continue;
         const bool hasText = isLeft(found->note.text);
         if (!found->isAlive && found->note.token.empty() && !hasText) {

@@ -19,7 +19,7 @@
 namespace quillon {
 namespace {
 
-constexpr size_t mostText = 4096;  // bytes of an owner, or of another text of a lock
+constexpr size_t mostLockText = 4096;  // bytes of an owner, or of another text of a lock
 
 // The activelocks of an answer, while it comes.
 class LockSink : public vxhost::BodySink, public vxhost::XmlHandler {
@@ -55,7 +55,7 @@ private:
         if (local == "activelock") lock_ = Read{};
         if (local == "shared" && parent == "lockscope") lock_.isShared = true;
         if (owner_ > 0) {
-            if (lock_.owner.size() < mostText) lock_.owner += ' ';
+            if (lock_.owner.size() < mostLockText) lock_.owner += ' ';
         } else {
             text_ = textOf(local, parent);
         }
@@ -70,7 +70,7 @@ private:
         if (local == "activelock") take();
     }
     void characters(std::string_view text) override {
-        if (text_ && text_->size() < mostText) text_->append(text.substr(0, mostText));
+        if (text_ && text_->size() < mostLockText) text_->append(text.substr(0, mostLockText));
     }
 
     std::string* textOf(std::string_view local, std::string_view parent) {

@@ -21,7 +21,7 @@ using vxhost::Request;
 constexpr std::string_view dav = "DAV:";
 constexpr std::string_view xmlNamespace = "http://www.w3.org/XML/1998/namespace";
 constexpr std::string_view declaration = "<?xml version=\"1.0\" encoding=\"utf-8\"?>";
-constexpr uint64_t mostBytes = 16 << 20;  // of an answer
+constexpr uint64_t mostAnswerBytes = 16 << 20;  // of an answer
 
 // As expat names an element: "uri\nlocal", or "local".
 PropertyName splitName(std::string_view name) {
@@ -99,7 +99,7 @@ public:
         told_ = {};
         open_.clear();
         reader_.reset();
-        if (answer.status == 207) reader_.emplace(*this, vxhost::XmlLimits{mostBytes});
+        if (answer.status == 207) reader_.emplace(*this, vxhost::XmlLimits{mostAnswerBytes});
     }
     void write(std::string_view piece) override {
         if (reader_) reader_->feed(piece);
@@ -224,7 +224,7 @@ std::string documentFor(AskedFor what, const std::vector<PropertyName>& names) {
     return fmt::format("{}<D:propfind xmlns:D=\"DAV:\">{}</D:propfind>", declaration, inside);
 }
 
-std::string contentOf(const PropertyChange& change) {
+std::string xmlOf(const PropertyChange& change) {
     const std::string value = change.value.value_or("");
     return change.isXml ? value : vxhost::escapeXml(value);
 }
@@ -232,7 +232,7 @@ std::string contentOf(const PropertyChange& change) {
 std::string documentFor(const std::vector<PropertyChange>& changes) {
     std::string inside;
     for (const PropertyChange& change : changes) {
-        const std::string its = element(change.name, contentOf(change));
+        const std::string its = element(change.name, xmlOf(change));
         const std::string_view verb = change.value ? "set" : "remove";
         inside += fmt::format("<D:{0}><D:prop>{1}</D:prop></D:{0}>", verb, its);
     }
@@ -240,11 +240,11 @@ std::string documentFor(const std::vector<PropertyChange>& changes) {
                        inside);
 }
 
-Error notMultistatus() {
+Error notProperties() {
     return localError(Kind::network, "The server's answer tells nothing of properties.");
 }
 
-std::string refusalOf(int status, const std::string& reason) {
+std::string refusalText(int status, const std::string& reason) {
     if (reason.empty()) return fmt::format("the server refused it with {}.", status);
     return fmt::format("the server refused it with {}: {}", status, reason);
 }
@@ -253,7 +253,7 @@ std::string refusalOf(int status, const std::string& reason) {
 Result<void> outcomeOf(const ToldProperties& told, Answer answer) {
     std::vector<std::string> sentences;
     int first = told.status >= 300 ? told.status : 0;
-    if (first != 0) sentences.push_back(refusalOf(first, told.reason));
+    if (first != 0) sentences.push_back(refusalText(first, told.reason));
     size_t done = 0;
     for (size_t i = 0; i < told.properties.size(); ++i) {
         const Property& each = told.properties[i];
@@ -261,7 +261,7 @@ Result<void> outcomeOf(const ToldProperties& told, Answer answer) {
         if (vxhost::isSuccess(each.status) || each.status == 424) continue;
         if (first == 0) first = each.status;
         sentences.push_back(
-            fmt::format("{}: {}", shownName(each.name), refusalOf(each.status, told.reasons[i])));
+            fmt::format("{}: {}", shownName(each.name), refusalText(each.status, told.reasons[i])));
     }
     const bool anyFailed = first != 0 || done < told.properties.size();
     if (!anyFailed) return {};
@@ -293,7 +293,7 @@ public:
 Result<void> checkXml(const std::string& document) {
     try {
         Nothing nothing;
-        vxhost::XmlReader reader(nothing, {mostBytes}, "UTF-8");
+        vxhost::XmlReader reader(nothing, {mostAnswerBytes}, "UTF-8");
         reader.feed(document);
         reader.finish();
         return {};
@@ -333,7 +333,7 @@ Result<PropertyName> parsePropertyName(std::string_view typed) {
 }
 
 Result<void> checkValue(const PropertyChange& change) {
-    return checkXml(fmt::format("<value xmlns:D=\"DAV:\">{}</value>", contentOf(change)));
+    return checkXml(fmt::format("<value xmlns:D=\"DAV:\">{}</value>", xmlOf(change)));
 }
 
 Task<Result<void>> setFileDate(Remote& remote, std::string url, Time modified) {
@@ -354,7 +354,7 @@ Task<Result<std::vector<Property>>> readProperties(Remote& remote, std::string u
     try {
         std::optional<ToldProperties> told = reader.finish();
         if (told) co_return std::move(told->properties);
-        co_return notMultistatus();
+        co_return notProperties();
     } catch (const vxhost::Failure& failure) {
         co_return requestError(failure);
     }
@@ -376,7 +376,7 @@ Task<Result<void>> changeProperties(Remote& remote, std::string url,
     if (answer->status != 207) co_return Result<void>();
     try {
         const std::optional<ToldProperties> told = reader.finish();
-        if (!told) co_return notMultistatus();
+        if (!told) co_return notProperties();
         co_return outcomeOf(*told, std::move(*answer));
     } catch (const vxhost::Failure& failure) {
         co_return requestError(failure);

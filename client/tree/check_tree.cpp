@@ -13,7 +13,7 @@
 namespace quillon {
 namespace {
 
-constexpr size_t mostFilesAhead = 256;  // whose contents wait to be compared
+constexpr size_t mostPairsAhead = 256;  // whose contents wait to be compared
 
 class Checking {
 public:
@@ -22,7 +22,7 @@ public:
           folder_(folder),
           options_(options),
           files_(remote.loop()),
-          slots_(remote.loop(), mostFilesAhead) {
+          slots_(remote.loop(), mostPairsAhead) {
         clock_.datesKept = options.datesKept;
     }
 

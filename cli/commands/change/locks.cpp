@@ -107,7 +107,7 @@ void print(const Address& address, const std::vector<ShownLock>& locks) {
     fmt::print("{}", table.text());
 }
 
-JsonObject describe(const ShownLock& shown) {
+JsonObject jsonOf(const ShownLock& shown) {
     const FoundLock& lock = shown.lock;
     JsonObject object;
     object.addText("url", lock.url);
@@ -134,7 +134,7 @@ JsonObject describe(const ShownLock& shown) {
 void printJson(const std::vector<ShownLock>& locks) {
     std::string text;
     for (const ShownLock& each : locks) {
-        text += (text.empty() ? "[" : ",\n ") + describe(each).text();
+        text += (text.empty() ? "[" : ",\n ") + jsonOf(each).text();
     }
     fmt::print("{}]\n", text.empty() ? "[" : text);
 }

@@ -10,9 +10,9 @@
 namespace quillon::cli {
 namespace {
 
-using Words = std::vector<std::string_view>;
+using Phrases = std::vector<std::string_view>;
 
-std::string listed(const Words& words, std::string_view none) {
+std::string listed(const Phrases& words, std::string_view none) {
     return words.empty() ? std::string(none) : fmt::format("{}", fmt::join(words, ", "));
 }
 
@@ -24,7 +24,7 @@ std::string locks(const ServerFacts& facts) {
 
 std::string tags(const ServerFacts& facts) {
     if (!facts.probed) return facts.tagsInProperties ? "told of members" : "not known";
-    Words words;
+    Phrases words;
     if (facts.weakTags) words.push_back("weak, at least at first");
     if (facts.tagsInProperties) words.push_back("in listings");
     if (facts.putTellsTag) words.push_back("in the answer to a PUT");
@@ -32,7 +32,7 @@ std::string tags(const ServerFacts& facts) {
 }
 
 std::string obeyedConditions(const ServerFacts& facts) {
-    Words words;
+    Phrases words;
     if (facts.putIfMatch) words.push_back("If-Match");
     if (facts.putTagInIf) words.push_back("a tag in If");
     if (facts.putIfNoneMatch) words.push_back("If-None-Match");
@@ -40,14 +40,14 @@ std::string obeyedConditions(const ServerFacts& facts) {
 }
 
 std::string lastingConditions(const ServerFacts& facts) {
-    Words words;
+    Phrases words;
     if (facts.ifMatchHolds) words.push_back("If-Match");
     if (facts.tagInIfHolds) words.push_back("a tag in If");
     return listed(words, "none is looked at again");
 }
 
 std::string removingConditions(const ServerFacts& facts) {
-    Words words;
+    Phrases words;
     if (facts.deleteIfMatch) words.push_back("If-Match");
     if (facts.deleteTagInIf) words.push_back("a tag in If");
     return listed(words, "none is obeyed");
@@ -118,7 +118,7 @@ std::string keptDates(DatesBy dates) {
 
 }  // namespace
 
-std::string wordOf(Guard guard) {
+std::string guardWord(Guard guard) {
     switch (guard) {
         case Guard::condition:
             return "if-match";
@@ -132,7 +132,7 @@ std::string wordOf(Guard guard) {
     return "look";
 }
 
-std::string wordOf(DatesBy dates) {
+std::string datesWord(DatesBy dates) {
     switch (dates) {
         case DatesBy::none:
             break;

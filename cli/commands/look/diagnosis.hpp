@@ -29,7 +29,7 @@ std::vector<Finding> whatQuillonDoes(const Examined& server);
 std::vector<std::string> whatCouldBeSet(const Examined& server);
 
 // "lock", "if-match", "if" or "look": of the guard, for other programs.
-std::string wordOf(Guard guard);
-std::string wordOf(DatesBy dates);
+std::string guardWord(Guard guard);
+std::string datesWord(DatesBy dates);
 
 }  // namespace quillon::cli

@@ -35,10 +35,10 @@ void print(const Address& address, const Examined& server) {
     printFindings(address.url(), whatItIs(server));
     printFindings("\nWhat it does", whatItDoes(server));
     printFindings("\nWhat quillon does", whatQuillonDoes(server));
-    const std::vector<std::string> settings = whatCouldBeSet(server);
-    if (settings.empty()) return;
+    const std::vector<std::string> advice = whatCouldBeSet(server);
+    if (advice.empty()) return;
     fmt::print("\nWhat its administrator could set\n");
-    for (const std::string& each : settings) fmt::print("  - {}\n", each);
+    for (const std::string& each : advice) fmt::print("  - {}\n", each);
 }
 
 void addSize(JsonObject& object, const char* key, std::optional<uint64_t> size) {
@@ -78,14 +78,14 @@ void printJson(const Address& address, const Examined& server) {
             {"replacesAtOnce", facts.replacesAtOnce},
         };
         for (const auto& [key, flag] : flags) object.addFlag(key, flag);
-        object.addText("dates", wordOf(facts.dates));
+        object.addText("dates", datesWord(facts.dates));
     } else if (server.triedToWrite) {
         object.addInteger("refusedWith", server.state.scratchStatus);
     }
-    object.addText("replacesBy", wordOf(guardOfReplacing(facts)));
-    object.addText("removesBy", wordOf(guardOfRemoving(facts)));
-    const std::vector<std::string> settings = whatCouldBeSet(server);
-    object.addTexts("settings", {settings.begin(), settings.end()});
+    object.addText("replacesBy", guardWord(guardOfReplacing(facts)));
+    object.addText("removesBy", guardWord(guardOfRemoving(facts)));
+    const std::vector<std::string> advice = whatCouldBeSet(server);
+    object.addTexts("settings", {advice.begin(), advice.end()});
     fmt::print("{}\n", object.text());
 }
 

@@ -59,7 +59,7 @@ Result<std::vector<PropertyChange>> parseChanges(const PropOptions& options) {
     return changes;
 }
 
-JsonObject describe(const Property& property, bool withValue) {
+JsonObject jsonOf(const Property& property, bool withValue) {
     JsonObject object;
     object.addText("namespace", property.name.nameSpace);
     object.addText("name", property.name.local);
@@ -76,7 +76,7 @@ JsonObject describe(const Property& property, bool withValue) {
 void printJson(const std::vector<Property>& properties, bool withValues) {
     std::string text;
     for (const Property& each : properties) {
-        text += (text.empty() ? "[" : ",\n ") + describe(each, withValues).text();
+        text += (text.empty() ? "[" : ",\n ") + jsonOf(each, withValues).text();
     }
     fmt::print("{}]\n", text.empty() ? "[" : text);
 }
