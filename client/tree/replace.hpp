@@ -23,6 +23,11 @@ Task<Result<Stored>> replaceMember(Remote& remote, std::string url, vxhost::Uplo
                                    Resource seen, Guard guard,
                                    std::vector<std::string> extraHeaders);
 
+// The same where nothing was seen: the member is made, or the error is Kind::changedOnServer where
+// somebody else made one. Guard::conditionInIf is none for that.
+Task<Result<Stored>> makeMember(Remote& remote, std::string url, vxhost::UploadSource& content,
+                                Guard guard, std::vector<std::string> extraHeaders);
+
 // The member goes, or the error is Kind::changedOnServer as above. Without locks and conditions a
 // gap is between the look and the request.
 Task<Result<void>> removeMember(Remote& remote, std::string url, Resource seen, Guard guard);

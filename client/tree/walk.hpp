@@ -7,6 +7,7 @@
 #include <list>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "client/remote/remote.hpp"
@@ -21,6 +22,12 @@ struct WalkedCollection {
     std::string url;   // ends in a slash; made of the root's and of segments alone
     Result<Members> members;
 };
+
+// No tree that people make is so deep; a collection that holds itself is, and so is a hostile one.
+inline constexpr size_t mostTreeDepth = 100;
+
+// That of a collection of which the server refuses to tell a part.
+Error unreadableMembers();
 
 class Walk {
 public:
@@ -39,10 +46,11 @@ public:
     // To be awaited before the walk goes: what was asked for ahead is answered.
     auto finish() { return asking_.finish(); }
 
-    // Whether everything was told so far: nothing failed, and nothing was too deep to be entered.
-    bool isComplete() const { return complete_ && tooDeep_.empty(); }
-    // Collections that are too deep, as those that hold themselves are.
-    const std::vector<std::string>& tooDeep() const { return tooDeep_; }
+    // Whether everything was told so far: nothing failed, and nothing was left out.
+    bool isComplete() const { return complete_ && leftOut_.empty(); }
+    // Collections whose own collections were not entered, and why: they are too deep, as those in
+    // what holds itself are, or too many.
+    const std::vector<std::pair<std::string, Error>>& leftOut() const { return leftOut_; }
 
     // Of a member of the collection with that path.
     static std::string pathOf(const std::string& parent, const Resource& resource);
@@ -57,6 +65,7 @@ private:
         std::coroutine_handle<> waiting{};  // for them
     };
     using Place = std::list<Node>::iterator;
+    static size_t bytesOf(const Node& node);
 
     void askAhead();
     Task<> ask(Place node);
@@ -69,7 +78,8 @@ private:
     std::list<Node> nodes_;        // in their order; the first is the next
     size_t waitingResources_ = 0;  // of collections that came before their turn
     bool complete_ = true;
-    std::vector<std::string> tooDeep_;
+    uint64_t nodeBytes_ = 0;  // of all nodes, but for their members
+    std::vector<std::pair<std::string, Error>> leftOut_;
     TaskGroup asking_;
 };
 
