@@ -22,9 +22,7 @@ public:
             take(*walked);
         }
         if (copy_.meter) copy_.meter->expectNoMore();
-        for (const auto& [path, error] : walk.leftOut()) {
-            fail({path, from_ + path, {}, true}, error);
-        }
+        for (const auto& [path, url, error] : walk.leftOut()) fail({path, url, {}, true}, error);
         return complete_ && walk.isComplete();
     }
 

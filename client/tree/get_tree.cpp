@@ -86,7 +86,7 @@ public:
                 tellFailure(walked->path, walked->url, walked->members.error());
             }
         }
-        for (const auto& [path, error] : walk.leftOut()) tellFailure(path, {}, error);
+        for (const auto& [path, url, error] : walk.leftOut()) tellFailure(path, url, error);
         if (options_.meter) options_.meter->expectNoMore();
         co_await walk.finish();
         co_await files_.finish();
@@ -225,11 +225,11 @@ private:
     Task<> takeFile(File file, std::optional<ScannedEntry> entry) {
         if (entry) {
             file.here = entry->entry;
-            const bool isUnfit = entry->unfit != Unfit::none;
-            if (isUnfit || entry->entry.kind != LocalKind::file) {
+            if (entry->unfit != Unfit::none || entry->entry.kind != LocalKind::file) {
                 tellUnfit(file.path, file.url,
-                          isUnfit ? std::string(whyUnfit(entry->unfit))
-                                  : std::string("A folder is here under its name."));
+                          entry->entry.kind == LocalKind::folder
+                              ? "A folder is here under its name."
+                              : "What is here under its name is no regular file.");
                 co_return;
             }
             file.note = noteOf(file);
@@ -289,7 +289,24 @@ private:
             tellFailure(file.path, file.url, error);
             co_return;
         }
+        if (file.resource.size && *file.resource.size != fetched->size) {
+            const Result<void> sized = co_await checkSize(file, fetched->size);
+            if (!sized) {
+                tellFailure(file.path, file.url, sized.error());
+                co_return;
+            }
+        }
         finishFile(file, *fetched, *taker.file());
+    }
+
+    // Where the listing told another size, the member was changed since, or an answer is cut short.
+    Task<Result<void>> checkSize(const File& file, uint64_t came) {
+        const Result<std::optional<Resource>> now = co_await look(remote_, file.url);
+        if (!now) co_return now.error();
+        if (!*now || !(*now)->size || *(*now)->size == came) co_return Result<void>();
+        co_return localError(Kind::network,
+                             "The server tells two sizes of it, so that a part of it could pass "
+                             "for the whole. Look at it with quillon get.");
     }
 
     // It is no conflict where both sides have the same, be it that its note did not get written.

@@ -176,7 +176,7 @@ private:
                 tellFailure(walked->path, walked->url, walked->members.error());
             }
         }
-        for (const auto& [path, error] : walk.leftOut()) tellFailure(path, {}, error);
+        for (const auto& [path, url, error] : walk.leftOut()) tellFailure(path, url, error);
         co_await walk.finish();
         complete_ = complete_ && walk.isComplete();
         co_return std::move(outcome);

@@ -60,12 +60,12 @@ void Walk::enter(Place node) {
         std::string path = pathOf(node->path, resource);
         if (enters_ && !enters_(path)) continue;
         const bool isTooDeep = node->depth == mostTreeDepth;
-        if (isTooDeep || nodeBytes_ > remote_.settings().mostListingBytes) {
-            leftOut_.emplace_back(
-                node->path,
-                localError(Kind::local, isTooDeep
-                                            ? "It lies too deep: does a collection hold itself?"
-                                            : "It holds more collections than memory may hold."));
+        if (isTooDeep || nodeBytes_ > remote_.settings().mostListingBytes / 8) {
+            leftOut_.push_back(
+                {node->path, node->url,
+                 localError(Kind::local, isTooDeep
+                                             ? "It lies too deep: does a collection hold itself?"
+                                             : "It holds more collections than memory may hold.")});
             return;
         }
         const auto made = nodes_.insert(

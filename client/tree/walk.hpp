@@ -7,7 +7,6 @@
 #include <list>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "client/remote/remote.hpp"
@@ -50,7 +49,11 @@ public:
     bool isComplete() const { return complete_ && leftOut_.empty(); }
     // Collections whose own collections were not entered, and why: they are too deep, as those in
     // what holds itself are, or too many.
-    const std::vector<std::pair<std::string, Error>>& leftOut() const { return leftOut_; }
+    struct LeftOut {
+        std::string path, url;
+        Error error;
+    };
+    const std::vector<LeftOut>& leftOut() const { return leftOut_; }
 
     // Of a member of the collection with that path.
     static std::string pathOf(const std::string& parent, const Resource& resource);
@@ -79,7 +82,7 @@ private:
     size_t waitingResources_ = 0;  // of collections that came before their turn
     bool complete_ = true;
     uint64_t nodeBytes_ = 0;  // of all nodes, but for their members
-    std::vector<std::pair<std::string, Error>> leftOut_;
+    std::vector<LeftOut> leftOut_;
     TaskGroup asking_;
 };
 
