@@ -79,11 +79,11 @@ private:
 }  // namespace
 
 Guard guardOfReplacing(const ServerFacts& facts) {
-    if (!facts.probed) return facts.classTwo ? Guard::lock : Guard::look;
+    if (!facts.probed) return facts.classTwo ? Guard::lockAndLook : Guard::look;
     const bool byMatch = facts.putIfMatch && !facts.weakTags;
     if (byMatch && facts.ifMatchHolds) return Guard::condition;
     if (facts.putTagInIf && facts.tagInIfHolds) return Guard::conditionInIf;
-    if (facts.locks) return Guard::lock;
+    if (facts.locks) return facts.putTagInIf ? Guard::lock : Guard::lockAndLook;
     if (byMatch) return Guard::condition;
     return facts.putTagInIf ? Guard::conditionInIf : Guard::look;
 }

@@ -340,10 +340,10 @@ private:
     Task<Result<Stored>> sendGuarded(const File& file, vxhost::FileUpload& content,
                                      ServerFacts facts, std::vector<std::string> headers) {
         const Guard guard = file.there ? guardOfReplacing(facts) : guardOfMaking(facts);
-        if (guard == Guard::lock) {
+        if (isLock(guard)) {
             // One after another: some servers lose locks that are taken at the same time.
             const Gate::Pass alone = co_await locks_.enter();
-            co_return co_await storeBy(Guard::lock, file, content, std::move(headers));
+            co_return co_await storeBy(guard, file, content, std::move(headers));
         }
         Result<Stored> stored = co_await storeBy(guard, file, content, std::move(headers));
         if (!stored && stored.error().httpStatus == 412) co_await doubtFacts(file);
@@ -456,9 +456,9 @@ private:
         Result<void> removed;
         if (!facts) {
             removed = facts.error();
-        } else if (guard == Guard::lock) {
+        } else if (isLock(guard)) {
             const Gate::Pass alone = co_await locks_.enter();
-            removed = co_await removeMember(remote_, each.url, each.resource, Guard::lock);
+            removed = co_await removeMember(remote_, each.url, each.resource, guard);
         } else {
             removed = co_await removeMember(remote_, each.url, each.resource, guard);
         }

@@ -26,10 +26,10 @@ Task<Result<void>> lookAgain(Remote& remote, std::string url, Resource seen) {
 }
 
 Task<Result<Stored>> storeUnder(Remote& remote, std::string url, std::string token,
-                                vxhost::UploadSource& content, Resource seen,
+                                vxhost::UploadSource& content, Resource seen, Guard guard,
                                 std::vector<std::string> extraHeaders) {
     Conditions conditions{.tag = seen.tag, .lockToken = token};
-    if (seen.tag.text.empty()) {
+    if (guard == Guard::lockAndLook || seen.tag.text.empty()) {
         Result<void> same = co_await lookAgain(remote, url, seen);
         if (!same) co_return std::move(same).error();
     }
@@ -61,7 +61,7 @@ Task<Result<Stored>> makeUnder(Remote& remote, const HeldLock& lock, vxhost::Upl
     if (!lock.madeMember()) {
         const Result<std::optional<Resource>> there = co_await look(remote, lock.url());
         if (!there) co_return there.error();
-        if (*there && (*there)->size != 0) co_return madeSince();
+        if (*there) co_return madeSince();
     }
     const Conditions conditions{.lockToken = lock.token()};
     Result<Stored> stored =
@@ -70,18 +70,19 @@ Task<Result<Stored>> makeUnder(Remote& remote, const HeldLock& lock, vxhost::Upl
         const Result<void> removed = co_await remove(remote, lock.url(), conditions);
         (void)removed;  // the store's failure tells more
     }
+    if (stored) stored->isNew = true;  // to the server it replaced what the lock made
     co_return std::move(stored);
 }
 
 // seen: nothing of a new one.
 Task<Result<Stored>> storeLocked(Remote& remote, std::string url, vxhost::UploadSource& content,
-                                 std::optional<Resource> seen,
+                                 std::optional<Resource> seen, Guard guard,
                                  std::vector<std::string> extraHeaders) {
     Result<HeldLock> lock = co_await takeLock(remote, url, Depth::zero);
     if (!lock) co_return std::move(lock).error();
     Result<Stored> stored = Stored{};
     if (seen) {
-        stored = co_await storeUnder(remote, url, lock->token(), content, std::move(*seen),
+        stored = co_await storeUnder(remote, url, lock->token(), content, std::move(*seen), guard,
                                      std::move(extraHeaders));
     } else {
         stored = co_await makeUnder(remote, *lock, content, std::move(extraHeaders));
@@ -98,6 +99,10 @@ Task<Result<Stored>> storeLocked(Remote& remote, std::string url, vxhost::Upload
 }
 
 }  // namespace
+
+bool isLock(Guard guard) {
+    return guard == Guard::lock || guard == Guard::lockAndLook;
+}
 
 bool isSameVersion(const Resource& seen, const Resource& now) {
     if (seen.isCollection != now.isCollection) return false;
@@ -117,9 +122,9 @@ Task<Result<Stored>> replaceMember(Remote& remote, std::string url, vxhost::Uplo
         co_return co_await store(remote, std::move(url), content, conditions,
                                  std::move(extraHeaders));
     }
-    if (guard == Guard::lock) {
+    if (isLock(guard)) {
         std::optional<Resource> something(std::move(seen));
-        co_return co_await storeLocked(remote, std::move(url), content, std::move(something),
+        co_return co_await storeLocked(remote, std::move(url), content, std::move(something), guard,
                                        std::move(extraHeaders));
     }
     Result<void> same = co_await lookAgain(remote, url, seen);
@@ -130,9 +135,9 @@ Task<Result<Stored>> replaceMember(Remote& remote, std::string url, vxhost::Uplo
 
 Task<Result<Stored>> makeMember(Remote& remote, std::string url, vxhost::UploadSource& content,
                                 Guard guard, std::vector<std::string> extraHeaders) {
-    if (guard == Guard::lock) {
+    if (isLock(guard)) {
         std::optional<Resource> nothing;
-        co_return co_await storeLocked(remote, std::move(url), content, std::move(nothing),
+        co_return co_await storeLocked(remote, std::move(url), content, std::move(nothing), guard,
                                        std::move(extraHeaders));
     }
     if (guard == Guard::look) {
@@ -148,7 +153,7 @@ Task<Result<Stored>> makeMember(Remote& remote, std::string url, vxhost::UploadS
 Task<Result<void>> removeMember(Remote& remote, std::string url, Resource seen, Guard guard) {
     const bool byIf = guard == Guard::conditionInIf;
     Conditions conditions{.tag = seen.tag, .tagInIf = byIf || seen.tag.weak};
-    if (guard != Guard::lock) {
+    if (!isLock(guard)) {
         const bool byMatch = guard == Guard::condition && !seen.tag.weak;
         const bool proves = (byMatch || byIf) && !seen.tag.text.empty();
         Result<void> same;
