@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <chrono>
 #include <iterator>
 #include <optional>
@@ -79,6 +78,10 @@ bool isDone(const Answer& answer) {
     return vxhost::isSuccess(answer.status);
 }
 
+std::string redirectOf(const Answer& answer, const std::string& asked) {
+    return answer.url == asked ? std::string() : notedValue(answer.url);
+}
+
 class Learning {
 public:
     Learning(Remote& remote, std::string url, FactsFor purpose, CollectionState* state)
@@ -99,27 +102,22 @@ public:
                                   &Learning::tryLock};
         for (const Step step : steps) {
             co_await (this->*step)();
-            if (failure_ || isInterrupted() || !facts_.probed) break;
+            if (failure_ || remote_.isInterrupted() || !facts_.probed) break;
         }
         co_await removeScratch();
-        const bool isUnknown = !facts_.probed && !failure_ && !isInterrupted();
+        const bool isUnknown = !facts_.probed && !failure_ && !remote_.isInterrupted();
         if (isUnknown && purpose_ != FactsFor::writing) co_await lookAtMembers();
         co_return outcome();
     }
 
 private:
     Result<ServerFacts> outcome() {
-        if (isInterrupted()) return interruption();
+        if (remote_.isInterrupted()) return interruption();
         // Who writes can do so by what was learned before.
         const bool isEnough = purpose_ == FactsFor::writing && facts_.learned != Time();
         if (failure_ && !isEnough) return std::move(*failure_);
         facts_.probed = facts_.probed && !failure_;
         return std::move(facts_);
-    }
-
-    bool isInterrupted() const {
-        const auto* flag = remote_.settings().interrupted;
-        return flag && flag->load(std::memory_order_relaxed);
     }
 
     // The answer has the status -1 when none came.
@@ -256,12 +254,14 @@ private:
         if (state_ && !facts_.probed) state_->scratchStatus = stored.status;
         const bool asksWho = stored.status == 401 && purpose_ == FactsFor::showing;
         if (asksWho) failure_ = refusal(stored);
+        facts_.putTellsNew = stored.status == 201;
         facts_.putTellsTag = !vxhost::parseEntityTag(stored.headers.first("ETag")).text.empty();
         // What a server refuses in its own words is not there.
         if (stored.status >= 400 && stored.status < 500) mayBeThere_ = false;
     }
 
     void noteServer(const Answer& options) {
+        facts_.redirect = redirectOf(options, url_);
         facts_.learned =
             std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now());
         facts_.server = notedValue(options.headers.first("Server"));
@@ -544,11 +544,13 @@ Task<Result<ServerFacts>> learnFacts(Remote& remote, std::string url, FactsFor p
 }
 
 Task<Result<bool>> isTheirServer(Remote& remote, std::string url, ServerFacts facts) {
-    Request request = vxhost::optionsRequest(std::move(url));
+    Request request = vxhost::optionsRequest(url);
     const Result<Answer> answer = co_await remote.send(std::move(request));
     if (!answer) co_return answer.error();
-    co_return notedValue(answer->headers.first("Server")) ==
-        facts.server&& notedValue(answer->headers.joined("DAV")) == facts.dav;
+    const bool isSame = notedValue(answer->headers.first("Server")) == facts.server &&
+                        notedValue(answer->headers.joined("DAV")) == facts.dav &&
+                        redirectOf(*answer, url) == facts.redirect;
+    co_return isSame;
 }
 
 }  // namespace quillon

@@ -10,7 +10,7 @@
 namespace quillon {
 namespace {
 
-constexpr std::string_view form = "quillon-server 1";
+constexpr std::string_view form = "quillon-server 2";
 constexpr size_t mostValue = 512, mostText = 16384;  // bytes
 
 constexpr std::pair<std::string_view, bool ServerFacts::*> flags[] = {
@@ -28,6 +28,7 @@ constexpr std::pair<std::string_view, bool ServerFacts::*> flags[] = {
     {"tags-in-properties", &ServerFacts::tagsInProperties},
     {"weak-tags", &ServerFacts::weakTags},
     {"put-tells-tag", &ServerFacts::putTellsTag},
+    {"put-tells-new", &ServerFacts::putTellsNew},
     {"http2", &ServerFacts::http2},
 };
 
@@ -78,13 +79,18 @@ private:
 }  // namespace
 
 Guard guardOfReplacing(const ServerFacts& facts) {
-    if (!facts.probed) return facts.classTwo ? Guard::lock : Guard::look;
+    if (!facts.probed) return facts.classTwo ? Guard::lockAndLook : Guard::look;
     const bool byMatch = facts.putIfMatch && !facts.weakTags;
     if (byMatch && facts.ifMatchHolds) return Guard::condition;
     if (facts.putTagInIf && facts.tagInIfHolds) return Guard::conditionInIf;
-    if (facts.locks) return Guard::lock;
+    if (facts.locks) return facts.putTagInIf ? Guard::lock : Guard::lockAndLook;
     if (byMatch) return Guard::condition;
     return facts.putTagInIf ? Guard::conditionInIf : Guard::look;
+}
+
+Guard guardOfMaking(const ServerFacts& facts) {
+    if (facts.putIfNoneMatch) return Guard::condition;
+    return facts.probed && facts.locks ? Guard::lock : Guard::look;
 }
 
 Guard guardOfRemoving(const ServerFacts& facts) {
@@ -112,10 +118,10 @@ std::string notedValue(std::string_view value) {
 std::string textOf(const ServerFacts& facts, std::string_view collection) {
     const auto learned =
         std::chrono::floor<std::chrono::seconds>(facts.learned).time_since_epoch().count();
-    std::string text =
-        fmt::format("form {}\nurl {}\nlearned {}\nserver {}\ndav {}\nskew {}\ndates {}\n", form,
-                    collection, learned, facts.server, facts.dav, facts.skewSeconds,
-                    datesWords[static_cast<size_t>(facts.dates)]);
+    std::string text = fmt::format(
+        "form {}\nurl {}\nlearned {}\nserver {}\ndav {}\nredirect {}\nskew {}\ndates {}\n", form,
+        collection, learned, facts.server, facts.dav, facts.redirect, facts.skewSeconds,
+        datesWords[static_cast<size_t>(facts.dates)]);
     for (const auto& [word, flag] : flags) {
         text += fmt::format("{} {}\n", word, wordOf(facts.*flag));
     }
@@ -136,7 +142,10 @@ std::optional<ServerFacts> parseFacts(std::string_view text, std::string_view co
     facts.learned = learned.value_or(Time());
     facts.server = lines.value("server");
     facts.dav = lines.value("dav");
-    lines.require(notedValue(facts.server) == facts.server && notedValue(facts.dav) == facts.dav);
+    facts.redirect = lines.value("redirect");
+    for (const std::string* value : {&facts.server, &facts.dav, &facts.redirect}) {
+        lines.require(notedValue(*value) == *value);
+    }
     facts.skewSeconds = lines.number("skew");
     const auto dates = std::ranges::find(datesWords, lines.value("dates"));
     lines.require(dates != std::end(datesWords));

@@ -22,6 +22,7 @@ enum class DatesBy : uint8_t {
 struct ServerFacts {
     // Of the answers in which they were seen; others are of another server, or of another version.
     std::string server{}, dav{};
+    std::string redirect{};  // where OPTIONS of the collection was sent on to; empty: nowhere
     Time learned{};
 
     bool probed = false;    // else all is unknown but for what OPTIONS says
@@ -38,6 +39,7 @@ struct ServerFacts {
     bool tagsInProperties = false;  // those that GET tells
     bool weakTags = false;          // of what was just stored
     bool putTellsTag = false;
+    bool putTellsNew = false;  // 201 for a member that it made
     DatesBy dates = DatesBy::none;
     bool http2 = false;
     int64_t skewSeconds = 0;  // that its clock is ahead
@@ -49,6 +51,9 @@ struct ServerFacts {
 // By which a member is replaced. Without locks, a condition alone is the best there is, though it
 // may cease to hold while the body comes.
 Guard guardOfReplacing(const ServerFacts& facts);
+// By which a new member is made, if nobody else has made it meanwhile. A condition is enough where
+// it is obeyed, though it may cease to hold while the body comes.
+Guard guardOfMaking(const ServerFacts& facts);
 // A DELETE has no body that takes its time.
 Guard guardOfRemoving(const ServerFacts& facts);
 

@@ -153,6 +153,16 @@ Task<Result<FetchedContent>> fetch(Remote& remote, std::string url, ContentTaker
     co_return std::move(fetched);
 }
 
+Task<Result<FetchedContent>> fetchWhole(Remote& remote, std::string url, ContentTaker& taker,
+                                        FetchWish wish) {
+    Result<FetchedContent> fetched =
+        co_await fetch(remote, std::move(url), taker, std::move(wish));
+    if (!fetched || fetched->endProven) co_return std::move(fetched);
+    co_return localError(Kind::network,
+                         "The server tells neither its length nor its size, so that a part of it "
+                         "could pass for the whole. Look at it with quillon get.");
+}
+
 Task<Result<Stored>> store(Remote& remote, std::string url, vxhost::UploadSource& content,
                            Conditions conditions, std::vector<std::string> extraHeaders) {
     vxhost::Request request;

@@ -53,6 +53,10 @@ struct FetchedContent {
 Task<Result<FetchedContent>> fetch(Remote& remote, std::string url, ContentTaker& taker,
                                    FetchWish wish);
 
+// The same where a part must not pass for the whole: what proves no end is a failure.
+Task<Result<FetchedContent>> fetchWhole(Remote& remote, std::string url, ContentTaker& taker,
+                                        FetchWish wish);
+
 struct Stored {
     bool isNew = false;  // it was made (201)
     Version version;     // as far as the answer tells

@@ -120,7 +120,10 @@ Task<Result<HeldLock>> takeLock(Remote& remote, std::string url, Depth depth) {
     }
     if (!vxhost::isSuccess(answer->status) || answer->status == 207) {
         Error error = refusal(*answer);
-        if (answer->status == 207) error.kind = Kind::locked;  // something below is
+        if (answer->status == 207) {
+            error.kind = Kind::locked;
+            error.sentences = {"Something in it is locked."};
+        }
         if (!mayHideALock(answer->status)) co_return std::move(error);
         co_return co_await lookForLost(remote, url, owner, std::move(error));
     }
@@ -130,7 +133,7 @@ Task<Result<HeldLock>> takeLock(Remote& remote, std::string url, Depth depth) {
         co_return co_await lookForLost(remote, url, owner, std::move(error));
     }
     std::shared_ptr<void> held = watch ? watch(url, token) : nullptr;
-    co_return HeldLock(std::move(url), std::move(token), std::move(held));
+    co_return HeldLock(std::move(url), std::move(token), answer->status == 201, std::move(held));
 }
 
 bool meansNoLocks(const Error& refused) {

@@ -10,13 +10,19 @@ namespace quillon {
 
 class HeldLock {
 public:
-    HeldLock(std::string url, std::string token, std::shared_ptr<void> watch)
-        : url_(std::move(url)), token_(std::move(token)), watch_(std::move(watch)) {}
+    HeldLock(std::string url, std::string token, bool madeMember, std::shared_ptr<void> watch)
+        : url_(std::move(url)),
+          token_(std::move(token)),
+          madeMember_(madeMember),
+          watch_(std::move(watch)) {}
     const std::string& url() const { return url_; }
     const std::string& token() const { return token_; }
+    // An empty one, where nothing was (RFC 4918, 7.3).
+    bool madeMember() const { return madeMember_; }
 
 private:
     std::string url_, token_;
+    bool madeMember_;
     std::shared_ptr<void> watch_;  // the program's, while it is held
 };
 

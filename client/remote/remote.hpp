@@ -2,6 +2,7 @@
 // does for one member at a time. One thread has it; its tasks share it.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -47,6 +48,10 @@ public:
     // By which the server asked who this is, as "Basic"; empty: it asked for nothing so far.
     std::string authenticationScheme() const;
     const vxhost::Settings& settings() const { return sender_.settings; }
+    bool isInterrupted() const {
+        const auto* flag = settings().interrupted;
+        return flag && flag->load(std::memory_order_relaxed);
+    }
 
 private:
     Remote(const Extension& extension, const Address& address, const Login& login);

@@ -7,7 +7,7 @@
 
 #include "client/outcome.hpp"
 #include "client/remote/content_pipe.hpp"
-#include "client/remote/hash_taker.hpp"
+#include "client/remote/fetch_hash.hpp"
 #include "client/remote/held_lock.hpp"
 #include "client/remote/holder.hpp"
 
@@ -27,14 +27,8 @@ Error lengthChanged() {
 // Runs on the fetching thread.
 Result<FetchedContent> fetchInto(ContentPipe& pipe, Remote& source, const std::string& from,
                                  std::optional<uint64_t> size) {
-    const auto body = [&]() -> Result<FetchedContent> {
-        Result<FetchedContent> fetched = source.run(fetch(source, from, pipe, {size}));
-        if (!fetched || fetched->endProven) return fetched;
-        return localError(Kind::network,
-                          "The server tells neither its length nor its size, so that a part of it "
-                          "could be stored as the whole.");
-    };
-    Result<FetchedContent> fetched = caught(body);
+    Result<FetchedContent> fetched = caught(
+        [&]() -> Result<FetchedContent> { return source.run(fetchWhole(source, from, pipe, {size})); });
     pipe.end(static_cast<bool>(fetched));
     return fetched;
 }
@@ -126,10 +120,9 @@ Result<CopiedMember> Between::copy(std::string from, std::optional<uint64_t> siz
 }
 
 Result<std::string> Between::hashOf(Remote& remote, const std::string& url, uint64_t size) {
-    HashTaker taker;
-    const Result<FetchedContent> fetched = remote.run(fetch(remote, url, taker, {size}));
-    if (!fetched) return fetched.error();
-    return taker.hash();
+    Result<HashedContent> fetched = remote.run(fetchHash(remote, url, size));
+    if (!fetched) return std::move(fetched).error();
+    return std::move(fetched->hash);
 }
 
 Result<void> Between::verify(const CopiedMember& copied) {

@@ -49,11 +49,13 @@ bool isNear(Time a, Time b) {
 }  // namespace
 
 Likeness compareWithNote(const Resource& there, const FileNote& note) {
-    if (there.size && *there.size != note.size) return Likeness::other;
     const std::string tag = speltTag(there.tag);
-    if (!note.tag.empty() && !tag.empty()) {
-        return isSameTag(note.tag, tag) ? Likeness::same : Likeness::other;
-    }
+    const bool tagged = !note.tag.empty() && !tag.empty();
+    const bool isOtherSize = there.size && *there.size != note.size;
+    // A server that stores something else than it is sent tells the size of that.
+    if (tagged && !there.tag.weak && note.tag == tag) return Likeness::same;
+    if (isOtherSize) return Likeness::other;
+    if (tagged) return isSameTag(note.tag, tag) ? Likeness::same : Likeness::other;
     if (!note.serverDate || !there.modified) return Likeness::unknown;
     const bool noTags = note.tag.empty() && tag.empty();
     if (noTags && *note.serverDate == *there.modified) return Likeness::same;

@@ -22,10 +22,7 @@ public:
             take(*walked);
         }
         if (copy_.meter) copy_.meter->expectNoMore();
-        for (const std::string& path : walk.tooDeep()) {
-            fail({path, from_ + path, {}, true},
-                 localError(Kind::network, "It is too deep, as what holds itself is."));
-        }
+        for (const auto& [path, url, error] : walk.leftOut()) fail({path, url, {}, true}, error);
         return complete_ && walk.isComplete();
     }
 
@@ -45,9 +42,7 @@ private:
         }
         copy_.tell(step);
         if (walked.members->unreadable > 0) {
-            fail(std::move(step), localError(Kind::refused,
-                                             "The server itself cannot read some "
-                                             "of its members."));
+            fail(std::move(step), unreadableMembers());
         }
         std::list<ExpectedTransfer> expected;  // in the order of the members
         for (const Resource& resource : walked.members->resources) {

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "client/remote/content.hpp"
+#include "client/remote/fetch_hash.hpp"
 #include "client/tree/known_file.hpp"
 #include "client/tree/walk.hpp"
 #include "platform/text/url.hpp"
@@ -85,23 +86,33 @@ public:
                 tellFailure(walked->path, walked->url, walked->members.error());
             }
         }
-        for (const std::string& path : walk.tooDeep()) {
-            tellUnfit(path, {}, "It lies too deep: does a collection hold itself?");
-        }
+        for (const auto& [path, url, error] : walk.leftOut()) tellFailure(path, url, error);
         if (options_.meter) options_.meter->expectNoMore();
         co_await walk.finish();
         co_await files_.finish();
-        if (outcome && walk.isComplete()) removeLeftOver();
+        if (outcome && !remote_.isInterrupted()) {
+            if (walk.isComplete()) {
+                removeLeftOver();
+            } else if (options_.remove) {
+                tell(nothingRemoved());
+            }
+        }
         co_return std::move(outcome);
     }
 
 private:
+    // What a content does when it has come, where a file is here.
+    enum class Arrival : uint8_t {
+        replaces,
+        replacesOther,  // unless it is the same
+        compares        // and nothing else
+    };
     struct File {
         std::string path, url;
         Resource resource;
         std::optional<LocalEntry> here;
         std::optional<FileNote> note;
-        bool comparesContent;  // before it replaces what is here
+        Arrival arrival = Arrival::replaces;
         ExpectedTransfer expected{};
     };
     struct LeftOver {
@@ -150,6 +161,9 @@ private:
 
     Task<> takeCollection(WalkedCollection walked) {
         if (!madeFolder(walked)) co_return;
+        if (walked.members->unreadable > 0) {
+            tellFailure(walked.path, walked.url, unreadableMembers());
+        }
         std::map<std::string, ScannedEntry> here;
         if (Result<std::map<std::string, ScannedEntry>> found = scan(walked.path); found) {
             here = std::move(*found);
@@ -174,7 +188,7 @@ private:
             } else if (clashes.contains(name)) {
                 tellUnfit(path, url, "Another member's name is the same file here.");
             } else if (!resource.isCollection) {
-                File file{path, url, resource, {}, {}, false};
+                File file{path, url, resource, {}, {}};
                 co_await takeFile(std::move(file), std::move(entry));
             }
         }
@@ -211,11 +225,11 @@ private:
     Task<> takeFile(File file, std::optional<ScannedEntry> entry) {
         if (entry) {
             file.here = entry->entry;
-            const bool isUnfit = entry->unfit != Unfit::none;
-            if (isUnfit || entry->entry.kind != LocalKind::file) {
+            if (entry->unfit != Unfit::none || entry->entry.kind != LocalKind::file) {
                 tellUnfit(file.path, file.url,
-                          isUnfit ? std::string(whyUnfit(entry->unfit))
-                                  : std::string("A folder is here under its name."));
+                          entry->entry.kind == LocalKind::folder
+                              ? "A folder is here under its name."
+                              : "What is here under its name is no regular file.");
                 co_return;
             }
             file.note = noteOf(file);
@@ -228,23 +242,32 @@ private:
             unchanged = hashHere(file) == note->hash;
             step = chooseDown(file.resource, file.here, note, unchanged, options_.compare);
         }
+        const std::optional<uint64_t> sizeThere = file.resource.size;
+        const bool mayBeSame = file.here && sizeThere.value_or(file.here->size) == file.here->size;
         if (step == Step::none) {
             tell({TreeDeed::same, file.path, file.url});
-        } else if (step == Step::keep) {
-            tell({TreeDeed::kept,
-                  file.path,
-                  file.url,
-                  {},
-                  localError(Kind::changedOnServer,
-                             "It was changed here since it was fetched, and was left alone.")});
+        } else if (step == Step::keep && (!mayBeSame || options_.dryRun)) {
+            tellKept(file);
         } else if (options_.dryRun) {
             tell({TreeDeed::fetched, file.path, file.url, file.resource.size});
         } else {
-            file.comparesContent = options_.compare.checksum && file.here;
+            if (options_.compare.checksum && file.here) file.arrival = Arrival::replacesOther;
+            if (step == Step::keep) file.arrival = Arrival::compares;
             file.expected = ExpectedTransfer(options_.meter, file.resource.size.value_or(0));
             Gate::Pass slot = co_await slots_.enter();
-            files_.spawn(fetchFile(std::move(file), std::move(slot)));
+            files_.spawn(file.arrival == Arrival::compares
+                             ? compareFile(std::move(file), std::move(slot))
+                             : fetchFile(std::move(file), std::move(slot)));
         }
+    }
+
+    void tellKept(const File& file) const {
+        tell({TreeDeed::kept,
+              file.path,
+              file.url,
+              {},
+              localError(Kind::changedHere,
+                         "It was changed here since it was fetched, and was left alone.")});
     }
 
     std::optional<FileNote> noteOf(const File& file) const {
@@ -266,28 +289,69 @@ private:
             tellFailure(file.path, file.url, error);
             co_return;
         }
+        if (file.resource.size && *file.resource.size != fetched->size) {
+            const Result<void> sized = co_await checkSize(file, fetched->size);
+            if (!sized) {
+                tellFailure(file.path, file.url, sized.error());
+                co_return;
+            }
+        }
         finishFile(file, *fetched, *taker.file());
+    }
+
+    // Where the listing told another size, the member was changed since, or an answer is cut short.
+    Task<Result<void>> checkSize(const File& file, uint64_t came) {
+        const Result<std::optional<Resource>> now = co_await look(remote_, file.url);
+        if (!now) co_return now.error();
+        if (!*now || !(*now)->size || *(*now)->size == came) co_return Result<void>();
+        co_return localError(Kind::network,
+                             "The server tells two sizes of it, so that a part of it could pass "
+                             "for the whole. Look at it with quillon get.");
+    }
+
+    // It is no conflict where both sides have the same, be it that its note did not get written.
+    Task<> compareFile(File file, Gate::Pass slot) {
+        const Gate::Pass within = std::move(slot);
+        const Result<HashedContent> there =
+            co_await fetchHash(remote_, file.url, file.resource.size);
+        if (!there) {
+            tellFailure(file.path, file.url, there.error());
+        } else if (there->hash == hashHere(file)) {
+            tellSame(file, there->version, there->hash);
+        } else {
+            tellKept(file);
+        }
+    }
+
+    void tellSame(const File& file, const Version& version, std::string hash) const {
+        const auto opened = folder_.openForReading(local(file.path), options_.links);
+        if (opened) keepNote(file, *opened, version, std::move(hash), *file.here);
+        tell({TreeDeed::same, file.path, file.url});
     }
 
     void finishFile(const File& file, const FetchedContent& fetched, NewFile& content) const {
         const auto modified =
             fetched.version.modified ? fetched.version.modified : file.resource.modified;
-        if (file.comparesContent && hashHere(file) == content.hash()) {
-            return tell({TreeDeed::same, file.path, file.url});
+        if (file.arrival == Arrival::replacesOther && hashHere(file) == content.hash()) {
+            return tellSame(file, fetched.version, content.hash());
         }
         const Result<LocalEntry> placed = content.place(modified, file.here);
         if (!placed) return tellNotPlaced(file, placed.error());
-        if (options_.memory) {
-            FileNote note;
-            note.url = file.url;
-            note.tag = provenTag(fetched.version);
-            note.serverDate = fetched.version.modified;
-            note.hash = content.hash();
-            note.size = content.size();
-            note.modifiedNs = placed->modifiedNs;
-            options_.memory->keep(folder_.shown(local(file.path)), content.descriptor(), note);
-        }
+        keepNote(file, content.descriptor(), fetched.version, content.hash(), *placed);
         tell({TreeDeed::fetched, file.path, file.url, content.size()});
+    }
+
+    void keepNote(const File& file, const vxhost::Descriptor& open, const Version& version,
+                  std::string hash, const LocalEntry& here) const {
+        if (!options_.memory) return;
+        FileNote note;
+        note.url = file.url;
+        note.tag = provenTag(version);
+        note.serverDate = version.modified;
+        note.hash = std::move(hash);
+        note.size = here.size;
+        note.modifiedNs = here.modifiedNs;
+        options_.memory->keep(folder_.shown(local(file.path)), open, note);
     }
 
     void tellNotPlaced(const File& file, const Error& error) const {
@@ -297,8 +361,15 @@ private:
 
     // What is here alone: it may have been removed there.
     void noteLeftOver(const WalkedCollection& walked, const ScannedEntry& entry) {
-        if (entry.unfit != Unfit::none) return;
         const std::string path = walked.path.empty() ? entry.name : walked.path + '/' + entry.name;
+        if (entry.unfit == Unfit::unfinished) {
+            tell({TreeDeed::skipped,
+                  path,
+                  {},
+                  {},
+                  localError(Kind::local, std::string(whyUnfit(entry.unfit)))});
+        }
+        if (entry.unfit != Unfit::none) return;
         if (!options_.filter.takes(path, entry.entry.kind == LocalKind::folder)) return;
         leftOver_.push_back({path, walked.url + vxhost::encodeSegment(entry.name), entry.entry});
     }
@@ -369,7 +440,7 @@ private:
 
     // And has not changed here since.
     bool wasOnBothSides(const LeftOver& each) const {
-        const File file{each.path, each.url, {}, each.entry, {}, false};
+        const File file{each.path, each.url, {}, each.entry, {}};
         const std::optional<FileNote> note = noteOf(file);
         return note && (isUnchanged(*note, each.entry) || hashHere(file) == note->hash);
     }

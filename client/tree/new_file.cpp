@@ -36,6 +36,14 @@ std::string hiddenName() {
     return vxhost::hiddenPrefix + vxhost::randomName();
 }
 
+// A file without a name goes by itself when this process ends, however it ends; it gets its name by
+// what /proc shows of it. -1 where that is not to be had.
+int openNameless(const vxhost::Descriptor& folder) {
+    static const bool canBeNamed = access("/proc/self/fd", X_OK) == 0;
+    if (!canBeNamed) return -1;
+    return openat(folder.number(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+}
+
 // What stands under both names changes place at once. False where the file system does not do it.
 bool exchangeNames(const vxhost::Descriptor& folder, const std::string& a, const std::string& b,
                    const std::string& shown) {
@@ -54,13 +62,15 @@ Result<NewFile> NewFile::make(vxhost::Descriptor folder, std::string name, std::
 }
 
 NewFile::NewFile(vxhost::Descriptor folder, std::string name, std::string shown)
-    : folder_(std::move(folder)),
-      name_(std::move(name)),
-      shown_(std::move(shown)),
-      hidden_(hiddenName()),
-      file_(openat(folder_.number(), hidden_.c_str(),
-                   O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600),
-            writing(shown_)) {}
+    : folder_(std::move(folder)), name_(std::move(name)), shown_(std::move(shown)), file_(open()) {}
+
+vxhost::Descriptor NewFile::open() {
+    const int nameless = openNameless(folder_);
+    if (nameless >= 0) return {nameless, writing(shown_)};
+    hidden_ = hiddenName();
+    const int flags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+    return {openat(folder_.number(), hidden_.c_str(), flags, 0600), writing(shown_)};
+}
 
 NewFile::NewFile(NewFile&& other) noexcept
     : hash_(other.hash_),
@@ -117,19 +127,35 @@ Result<LocalEntry> NewFile::place(std::optional<Time> modified,
             if (Result<void> replaced = replace(*seen); !replaced) {
                 return std::move(replaced).error();
             }
-        } else {
-            if (!vxhost::renameToFree(folder_.number(), hidden_, name_)) {
-                return changedError(shown_);
-            }
-            hidden_.clear();
+        } else if (!takeName(name_)) {
+            return changedError(shown_);
         }
         return lookAt(file_);
     });
 }
 
+bool NewFile::takeName(const std::string& name) {
+    if (!hidden_.empty()) {
+        if (!vxhost::renameToFree(folder_.number(), hidden_, name)) return false;
+        hidden_.clear();
+        return true;
+    }
+    const std::string self = fmt::format("/proc/self/fd/{}", file_.number());
+    if (linkat(AT_FDCWD, self.c_str(), folder_.number(), name.c_str(), AT_SYMLINK_FOLLOW) == 0) {
+        return true;
+    }
+    if (errno == EEXIST) return false;
+    vxhost::throwSystemFailure(errno, writing(shown_));
+}
+
 Result<void> NewFile::replace(const LocalEntry& seen) {
     const auto now = lookAt(folder_, name_);
     if (!now || !isUntouched(seen, *now)) return changedError(shown_);
+    if (hidden_.empty()) {
+        std::string hidden = hiddenName();
+        if (!takeName(hidden)) return changedError(shown_);
+        hidden_ = std::move(hidden);
+    }
     if (!exchangeNames(folder_, hidden_, name_, shown_)) {
         if (renameat(folder_.number(), hidden_.c_str(), folder_.number(), name_.c_str()) != 0) {
             vxhost::throwSystemFailure(errno, writing(shown_));

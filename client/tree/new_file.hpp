@@ -19,8 +19,8 @@ namespace quillon {
 // the server, and the next run, which sees the size, fetches it again.
 enum class Durability : bool { none, content };
 
-// Hidden beside its place, with mode 0600, and removed at the end of its scope unless it was
-// placed.
+// Without a name until it is placed, with mode 0600; where the file system has no such files,
+// hidden beside its place. It goes at the end of its scope unless it was placed.
 class NewFile {
 public:
     // Only of a folder's descriptor, which LocalFolder::makeFile() opens. shown: the path for
@@ -46,13 +46,15 @@ public:
 
 private:
     NewFile(vxhost::Descriptor folder, std::string name, std::string shown);
+    vxhost::Descriptor open();
+    bool takeName(const std::string& name);  // false: somebody has it
     Result<void> replace(const LocalEntry& seen);
 
     vxhost::ContentHash hash_;  // is aligned widely: first, it leaves no gap
     uint64_t size_ = 0;
     vxhost::Descriptor folder_;
     std::string name_, shown_;
-    std::string hidden_;  // its name so far; empty: there is none any more
+    std::string hidden_;  // its name so far; empty: there is none, or it is placed
     vxhost::Descriptor file_;
 };
 

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "client/remote/change.hpp"
-#include "client/remote/hash_taker.hpp"
+#include "client/remote/fetch_hash.hpp"
 #include "client/remote/property.hpp"
 #include "client/tree/known_file.hpp"
 #include "client/tree/walk.hpp"
@@ -50,7 +50,13 @@ public:
         }
         if (options_.meter) options_.meter->expectNoMore();
         co_await files_.finish();
-        if (outcome && complete_) co_await removeLeftOver();
+        if (outcome && !remote_.isInterrupted()) {
+            if (complete_) {
+                co_await removeLeftOver();
+            } else if (options_.remove) {
+                tell(nothingRemoved());
+            }
+        }
         co_await files_.finish();
         co_return std::move(outcome);
     }
@@ -170,6 +176,7 @@ private:
                 tellFailure(walked->path, walked->url, walked->members.error());
             }
         }
+        for (const auto& [path, url, error] : walk.leftOut()) tellFailure(path, url, error);
         co_await walk.finish();
         complete_ = complete_ && walk.isComplete();
         co_return std::move(outcome);
@@ -273,23 +280,38 @@ private:
             co_return;
         }
         noteStored(file, content, *stored);
-        tell({TreeDeed::stored, file.path, file.url, content.length()});
+        std::optional<Error> remark;
+        if (stored->isOther) {
+            remark = localError(Kind::network,
+                                "The server stores something else than was sent; fetch it to see "
+                                "what.");
+        }
+        tell({TreeDeed::stored, file.path, file.url, content.length(), std::move(remark)});
+        if (!file.there && !stored->isNew) co_await doubtNew(file);
+    }
+
+    // A condition was not obeyed, if the server tells at all what is new.
+    Task<> doubtNew(const File& file) {
+        const Result<ServerFacts> facts = co_await facts_.ask();
+        if (!facts || !facts->putTellsNew) co_return;
+        facts_.forget();
+        tellFailure(file.path, file.url,
+                    localError(Kind::network,
+                               "Somebody else made it at the same time, and the server replaced "
+                               "that, though it was asked not to: their version is lost."));
     }
 
     // Whether what is here is to be stored, by the content that is there: not when it is the same,
     // which is told and noted, and not when it is another one than the file's note tells.
     Task<Result<bool>> compareContent(const File& file) {
-        HashTaker taker;
-        const FetchWish wish{.size = file.there->size};
-        const Result<FetchedContent> fetched = co_await fetch(remote_, file.url, taker, wish);
-        if (!fetched) co_return fetched.error();
-        const std::string there = taker.hash();
-        if (there == hashHere(file)) {
-            keepNote(file, makeNote(file, fetched->version, there), file.here);
+        const Result<HashedContent> there = co_await fetchHash(remote_, file.url, file.there->size);
+        if (!there) co_return there.error();
+        if (there->hash == hashHere(file)) {
+            keepNote(file, makeNote(file, there->version, there->hash), file.here);
             tell({TreeDeed::same, file.path, file.url});
             co_return false;
         }
-        if (!file.note || there == file.note->hash) co_return true;
+        if (!file.note || there->hash == file.note->hash) co_return true;
         co_return localError(Kind::changedOnServer,
                              "Somebody changed it on the server since this file came from there, "
                              "and it was left alone. Fetch it under another name, and look at both "
@@ -297,10 +319,9 @@ private:
     }
 
     Task<Result<Stored>> send(const File& file, vxhost::FileUpload& content) {
-        Result<ServerFacts> facts = ServerFacts{};
-        if (file.there) facts = co_await facts_.ask();
+        const Result<ServerFacts> facts = co_await facts_.ask();
         if (!facts) co_return facts.error();
-        const DatesBy dates = facts_.dates();
+        const DatesBy dates = facts->dates;
         const Time modified(std::chrono::floor<std::chrono::seconds>(
             std::chrono::nanoseconds(localEntryOf(content.begun()).modifiedNs)));
         std::vector<std::string> headers;
@@ -318,27 +339,31 @@ private:
 
     Task<Result<Stored>> sendGuarded(const File& file, vxhost::FileUpload& content,
                                      ServerFacts facts, std::vector<std::string> headers) {
-        if (!file.there) {
-            const Conditions nothingThere{.onlyNew = true};
-            co_return co_await store(remote_, file.url, content, nothingThere, std::move(headers));
+        const Guard guard = file.there ? guardOfReplacing(facts) : guardOfMaking(facts);
+        if (isLock(guard)) {
+            // One after another: some servers lose locks that are taken at the same time.
+            const Gate::Pass alone = co_await locks_.enter();
+            co_return co_await storeBy(guard, file, content, std::move(headers));
         }
-        const Guard guard = guardOfReplacing(facts);
-        if (guard != Guard::lock) {
-            Result<Stored> stored = co_await replaceMember(remote_, file.url, content, *file.there,
-                                                           guard, std::move(headers));
-            if (!stored && stored.error().httpStatus == 412) co_await doubtFacts(file);
-            co_return std::move(stored);
+        Result<Stored> stored = co_await storeBy(guard, file, content, std::move(headers));
+        if (!stored && stored.error().httpStatus == 412) co_await doubtFacts(file);
+        co_return std::move(stored);
+    }
+    Task<Result<Stored>> storeBy(Guard guard, const File& file, vxhost::FileUpload& content,
+                                 std::vector<std::string> headers) {
+        if (file.there) {
+            co_return co_await replaceMember(remote_, file.url, content, *file.there, guard,
+                                             std::move(headers));
         }
-        // One after another: some servers lose locks that are taken at the same time.
-        const Gate::Pass alone = co_await locks_.enter();
-        co_return co_await replaceMember(remote_, file.url, content, *file.there, Guard::lock,
-                                         std::move(headers));
+        co_return co_await makeMember(remote_, file.url, content, guard, std::move(headers));
     }
 
-    // After a 412: when nobody has changed the member, the condition is not obeyed as it was.
+    // After a 412: when nobody has changed what is there, the condition is not obeyed as it was.
     Task<> doubtFacts(const File& file) {
         const Result<std::optional<Resource>> now = co_await look(remote_, file.url);
-        if (now && *now && isSameVersion(*file.there, **now)) facts_.forget();
+        const bool isSame =
+            now && (file.there && *now ? isSameVersion(*file.there, **now) : !file.there && !*now);
+        if (isSame) facts_.forget();
     }
 
     FileNote makeNote(const File& file, const Version& version, std::string hash) const {
@@ -373,9 +398,9 @@ private:
         removesUnknown_ = options_.remove && unknown > 0 && options_.mayRemoveUnknown &&
                           options_.mayRemoveUnknown(unknown);
         for (const LeftOver& each : leftOver_) {
-            if (each.resource.isCollection) {
+            if (each.resource.isCollection && options_.remove) {
                 std::string url = each.url + '/';
-                co_await removeCollection(each.path, std::move(url));
+                co_await removeCollection(each.path, std::move(url), 1);
             } else if (mayRemove(each)) {
                 Gate::Pass slot = co_await slots_.enter();
                 files_.spawn(removeBeside(each, std::move(slot)));
@@ -410,11 +435,10 @@ private:
         if (removesUnknown_) co_return true;
         if (!note) co_return false;
         if (compareWithNote(each.resource, *note) == Likeness::same) co_return true;
-        HashTaker taker;
-        const FetchWish wish{.size = each.resource.size};
-        const Result<FetchedContent> fetched = co_await fetch(remote_, each.url, taker, wish);
-        if (!fetched) co_return fetched.error();
-        co_return taker.hash() == note->hash;
+        const Result<HashedContent> there =
+            co_await fetchHash(remote_, each.url, each.resource.size);
+        if (!there) co_return there.error();
+        co_return there->hash == note->hash;
     }
 
     Task<> removeBeside(LeftOver each, Gate::Pass slot) {
@@ -432,9 +456,9 @@ private:
         Result<void> removed;
         if (!facts) {
             removed = facts.error();
-        } else if (guard == Guard::lock) {
+        } else if (isLock(guard)) {
             const Gate::Pass alone = co_await locks_.enter();
-            removed = co_await removeMember(remote_, each.url, each.resource, Guard::lock);
+            removed = co_await removeMember(remote_, each.url, each.resource, guard);
         } else {
             removed = co_await removeMember(remote_, each.url, each.resource, guard);
         }
@@ -447,7 +471,11 @@ private:
     }
 
     // Its members first; itself when a look finds it empty.
-    Task<> removeCollection(std::string path, std::string url) {
+    Task<> removeCollection(std::string path, std::string url, size_t depth) {
+        if (depth > mostTreeDepth) {
+            tellFailure(path, url, localError(Kind::local, "It lies too deep to be removed."));
+            co_return;
+        }
         const Result<Members> members = co_await list(remote_, url);
         if (!members) {
             tellFailure(path, url, members.error());
@@ -458,17 +486,17 @@ private:
             LeftOver each{Walk::pathOf(path, resource), url + resource.segment, resource};
             if (resource.isCollection) {
                 std::string inner = each.url + '/';
-                co_await removeCollection(each.path, std::move(inner));
+                co_await removeCollection(each.path, std::move(inner), depth + 1);
             } else if (mayRemove(each)) {
                 const bool went = co_await removeFile(std::move(each));
                 mayGo = mayGo && went;
             } else {
-                mayGo = mayGo && options_.remove && options_.dryRun;
+                mayGo = false;
             }
         }
-        if (!mayGo || !options_.remove) co_return;
+        if (!mayGo || options_.dryRun) co_return;
         const Result<Members> left = co_await list(remote_, url);
-        if (options_.dryRun || (left && !left->resources.empty())) co_return;
+        if (left && (!left->resources.empty() || left->unreadable > 0)) co_return;
         Result<void> removed;
         if (left) {
             removed = co_await remove(remote_, url);

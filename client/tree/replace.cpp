@@ -13,6 +13,11 @@ Error changedSince() {
                       "Somebody changed it on the server meanwhile; it was left alone.");
 }
 
+Error madeSince() {
+    return localError(Kind::changedOnServer,
+                      "Somebody made it on the server meanwhile; it was left alone.");
+}
+
 Task<Result<void>> lookAgain(Remote& remote, std::string url, Resource seen) {
     const Result<std::optional<Resource>> now = co_await look(remote, std::move(url));
     if (!now) co_return now.error();
@@ -21,10 +26,10 @@ Task<Result<void>> lookAgain(Remote& remote, std::string url, Resource seen) {
 }
 
 Task<Result<Stored>> storeUnder(Remote& remote, std::string url, std::string token,
-                                vxhost::UploadSource& content, Resource seen,
+                                vxhost::UploadSource& content, Resource seen, Guard guard,
                                 std::vector<std::string> extraHeaders) {
     Conditions conditions{.tag = seen.tag, .lockToken = token};
-    if (seen.tag.text.empty()) {
+    if (guard == Guard::lockAndLook || seen.tag.text.empty()) {
         Result<void> same = co_await lookAgain(remote, url, seen);
         if (!same) co_return std::move(same).error();
     }
@@ -37,22 +42,54 @@ Task<Result<Stored>> storeUnder(Remote& remote, std::string url, std::string tok
         conditions.tag = {};
         stored = co_await store(remote, url, content, conditions, std::move(extraHeaders));
     }
-    if (!stored || !stored->version.tag.text.empty()) co_return std::move(stored);
-    // Nobody else can have written since.
-    const Result<std::optional<Resource>> now = co_await look(remote, std::move(url));
-    if (now && *now) {
-        stored->version.tag = (*now)->tag;
-        stored->version.modified = (*now)->modified;
-    }
     co_return std::move(stored);
 }
 
+// What is there now, under the lock, so that it is what was stored. A server that stores something
+// else than it was sent tells no tag of it (RFC 9110, 9.3.4).
+Task<> lookAtStored(Remote& remote, std::string url, std::optional<uint64_t> sent, Stored* stored) {
+    const Result<std::optional<Resource>> now = co_await look(remote, std::move(url));
+    if (!now || !*now) co_return;
+    stored->version.tag = (*now)->tag;
+    stored->version.modified = (*now)->modified;
+    stored->isOther = sent && (*now)->size && *(*now)->size != *sent;
+}
+
+// What a LOCK made is empty, and was never anybody's.
+Task<Result<Stored>> makeUnder(Remote& remote, const HeldLock& lock, vxhost::UploadSource& content,
+                               std::vector<std::string> extraHeaders) {
+    if (!lock.madeMember()) {
+        const Result<std::optional<Resource>> there = co_await look(remote, lock.url());
+        if (!there) co_return there.error();
+        if (*there) co_return madeSince();
+    }
+    const Conditions conditions{.lockToken = lock.token()};
+    Result<Stored> stored =
+        co_await store(remote, lock.url(), content, conditions, std::move(extraHeaders));
+    if (!stored && lock.madeMember()) {
+        const Result<void> removed = co_await remove(remote, lock.url(), conditions);
+        (void)removed;  // the store's failure tells more
+    }
+    if (stored) stored->isNew = true;  // to the server it replaced what the lock made
+    co_return std::move(stored);
+}
+
+// seen: nothing of a new one.
 Task<Result<Stored>> storeLocked(Remote& remote, std::string url, vxhost::UploadSource& content,
-                                 Resource seen, std::vector<std::string> extraHeaders) {
+                                 std::optional<Resource> seen, Guard guard,
+                                 std::vector<std::string> extraHeaders) {
     Result<HeldLock> lock = co_await takeLock(remote, url, Depth::zero);
     if (!lock) co_return std::move(lock).error();
-    Result<Stored> stored = co_await storeUnder(remote, url, lock->token(), content,
-                                                std::move(seen), std::move(extraHeaders));
+    Result<Stored> stored = Stored{};
+    if (seen) {
+        stored = co_await storeUnder(remote, url, lock->token(), content, std::move(*seen), guard,
+                                     std::move(extraHeaders));
+    } else {
+        stored = co_await makeUnder(remote, *lock, content, std::move(extraHeaders));
+    }
+    if (stored && stored->version.tag.text.empty()) {
+        co_await lookAtStored(remote, url, content.length(), &*stored);
+    }
     Result<void> back = co_await giveBack(remote, std::move(*lock));
     if (back) co_return std::move(stored);
     if (stored) co_return std::move(back).error();
@@ -62,6 +99,10 @@ Task<Result<Stored>> storeLocked(Remote& remote, std::string url, vxhost::Upload
 }
 
 }  // namespace
+
+bool isLock(Guard guard) {
+    return guard == Guard::lock || guard == Guard::lockAndLook;
+}
 
 bool isSameVersion(const Resource& seen, const Resource& now) {
     if (seen.isCollection != now.isCollection) return false;
@@ -81,8 +122,9 @@ Task<Result<Stored>> replaceMember(Remote& remote, std::string url, vxhost::Uplo
         co_return co_await store(remote, std::move(url), content, conditions,
                                  std::move(extraHeaders));
     }
-    if (guard == Guard::lock) {
-        co_return co_await storeLocked(remote, std::move(url), content, std::move(seen),
+    if (isLock(guard)) {
+        std::optional<Resource> something(std::move(seen));
+        co_return co_await storeLocked(remote, std::move(url), content, std::move(something), guard,
                                        std::move(extraHeaders));
     }
     Result<void> same = co_await lookAgain(remote, url, seen);
@@ -91,10 +133,27 @@ Task<Result<Stored>> replaceMember(Remote& remote, std::string url, vxhost::Uplo
     co_return co_await store(remote, std::move(url), content, conditions, std::move(extraHeaders));
 }
 
+Task<Result<Stored>> makeMember(Remote& remote, std::string url, vxhost::UploadSource& content,
+                                Guard guard, std::vector<std::string> extraHeaders) {
+    if (isLock(guard)) {
+        std::optional<Resource> nothing;
+        co_return co_await storeLocked(remote, std::move(url), content, std::move(nothing), guard,
+                                       std::move(extraHeaders));
+    }
+    if (guard == Guard::look) {
+        const Result<std::optional<Resource>> there = co_await look(remote, url);
+        if (!there) co_return there.error();
+        if (*there) co_return madeSince();
+    }
+    const Conditions nothingThere{.onlyNew = true};
+    co_return co_await store(remote, std::move(url), content, nothingThere,
+                             std::move(extraHeaders));
+}
+
 Task<Result<void>> removeMember(Remote& remote, std::string url, Resource seen, Guard guard) {
     const bool byIf = guard == Guard::conditionInIf;
     Conditions conditions{.tag = seen.tag, .tagInIf = byIf || seen.tag.weak};
-    if (guard != Guard::lock) {
+    if (!isLock(guard)) {
         const bool byMatch = guard == Guard::condition && !seen.tag.weak;
         const bool proves = (byMatch || byIf) && !seen.tag.text.empty();
         Result<void> same;

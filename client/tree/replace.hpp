@@ -14,14 +14,22 @@ enum class Guard : uint8_t {
     condition,      // If-Match, on a server that looks at it again after the body
     conditionInIf,  // the same in the If header
     lock,           // and the tag beside its token
+    lockAndLook,    // where that tag is not obeyed
     look,           // nothing better is there: a look right before, and a gap behind it
 };
+
+bool isLock(Guard guard);
 
 // The content is stored, or the error is Kind::changedOnServer where the member is not what was
 // seen. The version in the result is what was stored, where that is certain; else its tag is empty.
 Task<Result<Stored>> replaceMember(Remote& remote, std::string url, vxhost::UploadSource& content,
                                    Resource seen, Guard guard,
                                    std::vector<std::string> extraHeaders);
+
+// The same where nothing was seen: the member is made, or the error is Kind::changedOnServer where
+// somebody else made one. Guard::conditionInIf is none for that.
+Task<Result<Stored>> makeMember(Remote& remote, std::string url, vxhost::UploadSource& content,
+                                Guard guard, std::vector<std::string> extraHeaders);
 
 // The member goes, or the error is Kind::changedOnServer as above. Without locks and conditions a
 // gap is between the look and the request.

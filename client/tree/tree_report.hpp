@@ -27,9 +27,18 @@ struct TreeEvent {
     std::string path;                // below the root; empty: the root
     std::string url;                 // of the other end
     std::optional<uint64_t> size{};  // of a content that was moved, in bytes
-    std::optional<Error> error{};    // of what is kept, skipped or failed
+    std::optional<Error> error{};    // of what is kept, skipped or failed; of others a remark
     bool isFolder = false;
 };
+
+// After a walk that did not tell everything.
+inline TreeEvent nothingRemoved() {
+    return {TreeDeed::skipped,
+            {},
+            {},
+            {},
+            localError(Kind::local, "Nothing was removed, since not all of the tree was seen.")};
+}
 
 using TreeListener = std::function<void(const TreeEvent&)>;
 

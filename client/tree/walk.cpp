@@ -8,12 +8,18 @@
 namespace quillon {
 namespace {
 
-// No tree that people make is so deep; a collection that holds itself is, and so is a hostile one.
-constexpr size_t mostDepth = 100;
 constexpr size_t mostAhead = 64;  // collections that are asked for before their turn
 constexpr size_t mostWaitingResources = 1 << 16;  // of those, until their turn
 
 }  // namespace
+
+Error unreadableMembers() {
+    return localError(Kind::refused, "The server itself cannot read some of its members.");
+}
+
+size_t Walk::bytesOf(const Node& node) {
+    return sizeof node + node.path.size() + node.url.size();
+}
 
 Walk::Walk(Remote& remote, std::string rootUrl, Filter filter, Enters enters)
     : remote_(remote),
@@ -21,6 +27,7 @@ Walk::Walk(Remote& remote, std::string rootUrl, Filter filter, Enters enters)
       enters_(std::move(enters)),
       asking_(remote.loop()) {
     nodes_.push_back({{}, std::move(rootUrl)});
+    nodeBytes_ = bytesOf(nodes_.front());
 }
 
 Walk::~Walk() = default;
@@ -52,12 +59,18 @@ void Walk::enter(Place node) {
         if (!resource.isCollection) continue;
         std::string path = pathOf(node->path, resource);
         if (enters_ && !enters_(path)) continue;
-        if (node->depth == mostDepth) {
-            tooDeep_.push_back(std::move(path));
-            continue;
+        const bool isTooDeep = node->depth == mostTreeDepth;
+        if (isTooDeep || nodeBytes_ > remote_.settings().mostListingBytes / 8) {
+            leftOut_.push_back(
+                {node->path, node->url,
+                 localError(Kind::local, isTooDeep
+                                             ? "It lies too deep: does a collection hold itself?"
+                                             : "It holds more collections than memory may hold.")});
+            return;
         }
-        nodes_.insert(behind,
-                      {std::move(path), node->url + resource.segment + '/', node->depth + 1});
+        const auto made = nodes_.insert(
+            behind, {std::move(path), node->url + resource.segment + '/', node->depth + 1});
+        nodeBytes_ += bytesOf(*made);
     }
 }
 
@@ -87,6 +100,7 @@ Task<std::optional<WalkedCollection>> Walk::next() {
         co_await Waiting{*first};
         askAhead();
     }
+    nodeBytes_ -= bytesOf(*first);
     WalkedCollection walked{std::move(first->path), std::move(first->url),
                             std::move(*first->members)};
     nodes_.erase(first);

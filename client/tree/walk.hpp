@@ -22,6 +22,12 @@ struct WalkedCollection {
     Result<Members> members;
 };
 
+// No tree that people make is so deep; a collection that holds itself is, and so is a hostile one.
+inline constexpr size_t mostTreeDepth = 100;
+
+// That of a collection of which the server refuses to tell a part.
+Error unreadableMembers();
+
 class Walk {
 public:
     // Whether a member is told at all; may be empty: all are.
@@ -39,10 +45,15 @@ public:
     // To be awaited before the walk goes: what was asked for ahead is answered.
     auto finish() { return asking_.finish(); }
 
-    // Whether everything was told so far: nothing failed, and nothing was too deep to be entered.
-    bool isComplete() const { return complete_ && tooDeep_.empty(); }
-    // Collections that are too deep, as those that hold themselves are.
-    const std::vector<std::string>& tooDeep() const { return tooDeep_; }
+    // Whether everything was told so far: nothing failed, and nothing was left out.
+    bool isComplete() const { return complete_ && leftOut_.empty(); }
+    // Collections whose own collections were not entered, and why: they are too deep, as those in
+    // what holds itself are, or too many.
+    struct LeftOut {
+        std::string path, url;
+        Error error;
+    };
+    const std::vector<LeftOut>& leftOut() const { return leftOut_; }
 
     // Of a member of the collection with that path.
     static std::string pathOf(const std::string& parent, const Resource& resource);
@@ -57,6 +68,7 @@ private:
         std::coroutine_handle<> waiting{};  // for them
     };
     using Place = std::list<Node>::iterator;
+    static size_t bytesOf(const Node& node);
 
     void askAhead();
     Task<> ask(Place node);
@@ -69,7 +81,8 @@ private:
     std::list<Node> nodes_;        // in their order; the first is the next
     size_t waitingResources_ = 0;  // of collections that came before their turn
     bool complete_ = true;
-    std::vector<std::string> tooDeep_;
+    uint64_t nodeBytes_ = 0;  // of all nodes, but for their members
+    std::vector<LeftOut> leftOut_;
     TaskGroup asking_;
 };
 

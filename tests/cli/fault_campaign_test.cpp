@@ -3,16 +3,14 @@
 #include <fmt/format.h>
 
 #include "cli/terminal/exit_code.hpp"
+#include "tests/cli/faulty_proxy.hpp"
 #include "tests/cli/program.hpp"
 #include "tests/support/certificate.hpp"
-#include "tests/support/scripted_server.hpp"
 
 namespace quillon::cli {
 namespace {
 
-using support::Answer;
 using support::certificate;
-using support::Request;
 
 struct Cycle {
     const char* name;
@@ -20,19 +18,6 @@ struct Cycle {
     bool isNew = false;   // no such member is there before
     bool secure = false;  // with a password, and over TLS
 };
-
-// What happens between the program and its server. Connections end in order, as those of a server
-// do that shuts down.
-enum class Fault {
-    none,
-    beforeRequest,  // the server never hears of the request
-    inRequest,      // the server gets half of the body; of the header when there is no body
-    beforeAnswer,   // the server did its work and answered; the program learns nothing
-    inAnswer,       // the program gets half of the body; of the header when there is no body
-    stall           // like beforeAnswer, but the connection stays, silent
-};
-
-using Way = std::pair<const char*, Fault>;
 
 const Cycle cycles[] = {
     {"edit", {"edit"}},
@@ -48,38 +33,6 @@ const Way ways[] = {
     {"cutInTheAnswer", Fault::inAnswer},
     {"stalled", Fault::stall},
 };
-
-std::string half(const std::string& message) {
-    const size_t header = message.find("\r\n\r\n") + 4;
-    return message.substr(0, (header < message.size() ? header + message.size() : header) / 2);
-}
-
-// The server's answer to the request, over a connection of their own that ends with it.
-std::string handOn(uint16_t server, const Request& request, Fault fault) {
-    std::string message = request.method + " " + request.target + " HTTP/1.1\r\n";
-    for (const auto& [name, value] : request.fields) message += name + ": " + value + "\r\n";
-    const std::string end = "Connection: close\r\n";
-    message += end + "\r\n" + request.body;
-    if (fault == Fault::inRequest) message = half(message);
-    std::string answer = support::exchange(server, message);
-    if (const size_t at = answer.find(end); at != answer.npos) answer.erase(at, end.size());
-    if (fault == Fault::none) return answer;
-    return fault == Fault::inAnswer ? half(answer) : "";
-}
-
-// Hands requests on, of which the nth goes wrong, unless it is 0.
-support::ScriptedServer::Handler faultyHandler(const Apache& server, Fault way, size_t nth) {
-    return [&server, way, left = nth](const Request&) mutable {
-        const Fault fault = left-- == 1 ? way : Fault::none;
-        if (fault == Fault::beforeRequest) return Answer().dropped();
-        Answer answer;
-        answer.madeBy([&server, fault](const Request& request) {
-            return handOn(server.port(), request, fault);
-        });
-        if (fault == Fault::stall) return answer.stalledAfter(0);
-        return fault == Fault::none ? answer : answer.truncatedAfter(0);
-    };
-}
 
 class FaultCampaign : public ProgramTest,
                       public testing::WithParamInterface<std::tuple<Cycle, Way>> {
@@ -98,7 +51,7 @@ protected:
 
     // In which the nth request goes wrong, unless it is 0.
     support::Outcome runCycle(size_t nth = 0) {
-        proxy.on("*", "*", faultyHandler(server, std::get<Way>(GetParam()).second, nth));
+        proxy.on("*", "*", faultyHandler(server, std::get<Way>(GetParam()).second, countdown(nth)));
         proxy.clearRequests();
         std::filesystem::remove(server.documentRoot() / "member");
         if (!cycle.isNew) server.addMember("member", before);
@@ -172,7 +125,7 @@ class ScratchCampaign : public ProgramTest, public testing::WithParamInterface<W
 protected:
     support::Outcome putTree(size_t nth = 0) {
         std::filesystem::remove_all(home / "state/quillon/servers");
-        proxy.on("*", "*", faultyHandler(server, GetParam().second, nth));
+        proxy.on("*", "*", faultyHandler(server, GetParam().second, countdown(nth)));
         proxy.clearRequests();
         server.addMember("tree/file", "old");
         const auto outcome = quillon({"--timeout", "2", "put", "-r", "--no-memory", "tree", url});

@@ -87,10 +87,11 @@ protected:
         std::filesystem::last_write_time(server.documentRoot() / path, now - std::chrono::hours(1));
     }
 
-    // Of all that is in the server's root.
-    static Arguments lockTokens(const Apache& server, const std::string& fields = "") {
+    // Of all that is in the server's root, or in another collection.
+    static Arguments lockTokens(const Apache& server, const std::string& fields = "",
+                                const std::string& collection = "/") {
         const std::string reply =
-            support::ask(server.port(), "PROPFIND", "/", "Depth: 1\r\n" + fields,
+            support::ask(server.port(), "PROPFIND", collection, "Depth: 1\r\n" + fields,
                          "<propfind xmlns=\"DAV:\"><prop><lockdiscovery/></prop></propfind>");
         static const std::regex token("opaquelocktoken:[-0-9a-f]+");
         const std::sregex_token_iterator first(reply.begin(), reply.end(), token), end;

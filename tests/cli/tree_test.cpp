@@ -1,6 +1,8 @@
 // get -r and put -r: what moves, what stays, and what nobody may overwrite.
 #include <fmt/format.h>
 
+#include <thread>
+
 #include "tests/cli/program.hpp"
 #include "tests/support/scripted_server.hpp"
 
@@ -101,8 +103,18 @@ TEST_F(Trees, nobodysChangeIsOverwritten) {
     server.addMember(f, "the same here");
     writeFile(work / f, "the same here");
     put(0);
+    server.addMember(f, "another same");
+    writeFile(work / f, "another same");
+    get(0);
     writeFile(work / f, "mine");
     get(6);
+    // An edit of the member is as anybody's: what is known of the file stays.
+    editWith("printf edited >\"$1\"");
+    expect({{{"edit", url + f}, 0, ""}});
+    put(6);
+    get(6);
+    EXPECT_EQ(content(server, f), "edited");
+    server.addMember(f, "the same here");
     get(0, {"--force"});
     EXPECT_EQ(support::readFile(work / f), "the same here");
     // Somebody's lock.
@@ -111,6 +123,26 @@ TEST_F(Trees, nobodysChangeIsOverwritten) {
     const auto locked = quillon({"put", "-r", "up", url});
     EXPECT_EQ(locked.exitCode, 5) << locked.errors;
     EXPECT_EQ(content(server, f), "the same here");
+}
+
+// Whenever they write. bench/races.py does this for longer, and on other servers.
+TEST_F(Trees, aSecondWriterLosesNothing) {
+    put(0);
+    for (int round = 0; round < 30; ++round) {
+        writeFile(work / f, fmt::format("ours {}", round));
+        const std::string theirs = fmt::format("theirs, {}", round);
+        std::string answer;
+        std::thread rival([&] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5 * round));
+            answer = support::ask(server.port(), "PUT", "/" + f, "", theirs);
+        });
+        const int code = quillon({"put", "-r", "up", url}).exitCode;
+        rival.join();
+        const bool isStored = answer.find(" 204 ") != answer.npos;
+        EXPECT_TRUE(code == 0 || code == 6) << code;
+        EXPECT_TRUE(content(server, f) == theirs || !isStored) << answer;
+        get(0, {"--force"});
+    }
 }
 
 TEST_F(Trees, onlyWhatBothHadIsRemoved) {

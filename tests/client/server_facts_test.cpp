@@ -23,9 +23,9 @@ TEST(ServerFacts, chooseTheGuard) {
         {"looks again in If", byIf, Guard::conditionInIf, Guard::lock},
         {"looks once", apache, Guard::lock, Guard::conditionInIf},
         {"looks once, no locks", lockless, Guard::conditionInIf, Guard::conditionInIf},
-        {"obeys nothing", locking, Guard::lock, Guard::lock},
+        {"obeys nothing", locking, Guard::lockAndLook, Guard::lock},
         {"does nothing", {.probed = true}, Guard::look, Guard::look},
-        {"refused the scratch member", promised, Guard::lock, Guard::lock},
+        {"refused the scratch member", promised, Guard::lockAndLook, Guard::lock},
         {"the same, no locks", {}, Guard::look, Guard::look},
     };
     for (const auto& row : rows) {

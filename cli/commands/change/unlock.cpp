@@ -12,6 +12,7 @@
 #include "cli/terminal/terminal.hpp"
 #include "client/lock_notes.hpp"
 #include "client/remote/held_lock.hpp"
+#include "platform/http/headers.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -24,7 +25,7 @@ struct UnlockOptions {
 
 // Gives back what is noted, and notes that.
 Result<void> giveBackNoted(Session& session, Remote& remote, const LockNote& note) {
-    HeldLock lock(note.url, note.token, nullptr);
+    HeldLock lock(note.url, note.token, false, nullptr);
     Result<void> back = remote.run(giveBack(remote, std::move(lock)));
     if (!back) return back;
     session.leftWork().noteLockOff(note.url, note.token);
@@ -110,6 +111,14 @@ Result<void> unlock(Session& session, const Address& address, const UnlockOption
                           "be yours. quillon locks shows them.");
     }
     session.leftWork().markTold(address.url());
+    if (!address.namesMember()) {
+        if (vxhost::parseTokenUri(token) != token) {
+            return localError(Kind::usage, "This is no lock token.");
+        }
+        return session.withRemote(address, [&](Remote& remote) -> Result<void> {
+            return giveBackNoted(session, remote, {address.url(), token, {}, 0});
+        });
+    }
     const auto member = session.member(address);
     if (!member) return member.error();
     Result<void> adopted = (*member)->adoptLock(token);
@@ -136,8 +145,8 @@ int runUnlock(Session& session, UnlockOptions& options) {
 
 void addUnlock(CommandDefinition program, Invocation& invocation) {
     auto options = std::make_shared<UnlockOptions>();
-    const CommandDefinition command = program.addCommand("unlock", "Take a lock off a member");
-    addUrl(command, options->url, "A member");
+    const CommandDefinition command = program.addCommand("unlock", "Take a lock off a member or collection");
+    addUrl(command, options->url, "A member or collection");
     const OptionDefinition token =
         command.addOption("--token", options->token, "The lock's, which lock prints")
             .typeName("TOKEN");

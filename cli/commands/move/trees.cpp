@@ -89,8 +89,9 @@ private:
 
     void tellError(const TreeEvent& event) {
         session_.progress().hide();
-        if (event.deed == TreeDeed::skipped) {
-            complain(fmt::format("{}: {}", event.path, event.error->sentences.front()));
+        if (event.deed == TreeDeed::skipped || event.deed == TreeDeed::stored) {
+            complain(fmt::format("{}{}{}", event.path, event.path.empty() ? "" : ": ",
+                                 event.error->sentences.front()));
             return;
         }
         const int code = report(attempt_, event.url, *event.error);
@@ -119,7 +120,9 @@ TreeOptions treeOptions(const TreeChoice& choice, FileMemory& memory, TreeTeller
         if (!choice.removeUnknown) return false;
         if (choice.yes || choice.telling.dryRun) return true;
         const Result<bool> answer = askPerson(
-            fmt::format("Remove also {} that nobody noted to have been on the other side?", count),
+            fmt::format("Remove also {} that nobody noted to have been on the other side, and what "
+                        "is in them?",
+                        count),
             "--yes");
         if (!answer) complain(answer.error().sentences.front());
         return answer && *answer;
