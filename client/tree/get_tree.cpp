@@ -5,8 +5,8 @@
 #include <set>
 #include <utility>
 
-#include "client/remote/content.hpp"
 #include "client/tree/known_file.hpp"
+#include "client/tree/new_file_taker.hpp"
 #include "client/tree/walk.hpp"
 #include "platform/text/url.hpp"
 
@@ -14,50 +14,6 @@ namespace quillon {
 namespace {
 
 constexpr size_t mostFilesAhead = 256;  // that are chosen, and wait for their turn
-
-// A member's content on its way into its folder.
-class FileTaker : public ContentTaker {
-public:
-    FileTaker(const LocalFolder& folder, const std::string& path, TransferMeter* meter)
-        : folder_(folder), path_(path), meter_(meter) {}
-
-    void begin() override {
-        Result<void> begun;
-        if (file_) {
-            if (meter_) meter_->move(-static_cast<int64_t>(file_->size()));
-            begun = file_->restart();
-        } else {
-            Result<NewFile> made = folder_.makeFile(path_);
-            if (made) {
-                file_.emplace(std::move(*made));
-            } else {
-                begun = std::move(made).error();
-            }
-        }
-        require(std::move(begun));
-    }
-    void take(std::string_view piece) override {
-        require(file_->write(piece));
-        if (meter_) meter_->move(static_cast<int64_t>(piece.size()));
-    }
-
-    std::optional<NewFile>& file() { return file_; }
-    // Why this side could not take it; empty: it could.
-    std::optional<Error>& failure() { return failure_; }
-
-private:
-    void require(Result<void> done) {
-        if (done) return;
-        failure_ = std::move(done).error();
-        throw std::runtime_error(failure_->sentences.front());
-    }
-
-    const LocalFolder& folder_;
-    const std::string& path_;
-    TransferMeter* const meter_;
-    std::optional<NewFile> file_;
-    std::optional<Error> failure_;
-};
 
 class Getting {
 public:
@@ -258,7 +214,7 @@ private:
         const Gate::Pass within = std::move(slot);  // until here, not until the task is taken away
         const ExpectedTransfer expected = std::move(file.expected);
         const std::string place = local(file.path);
-        FileTaker taker(folder_, place, options_.meter);
+        NewFileTaker taker(folder_, place, options_.meter);
         const FetchWish wish{.size = file.resource.size};
         Result<FetchedContent> fetched = co_await fetch(remote_, file.url, taker, wish);
         if (!fetched) {
@@ -278,14 +234,8 @@ private:
         const Result<LocalEntry> placed = content.place(modified, file.here);
         if (!placed) return tellNotPlaced(file, placed.error());
         if (options_.memory) {
-            FileNote note;
-            note.url = file.url;
-            note.tag = provenTag(fetched.version);
-            note.serverDate = fetched.version.modified;
-            note.hash = content.hash();
-            note.size = content.size();
-            note.modifiedNs = placed->modifiedNs;
-            options_.memory->keep(folder_.shown(local(file.path)), content.descriptor(), note);
+            options_.memory->keep(folder_.shown(local(file.path)), content.descriptor(),
+                                  noteOfFetched(file.url, fetched, content, *placed));
         }
         tell({TreeDeed::fetched, file.path, file.url, content.size()});
     }

@@ -13,6 +13,16 @@ std::optional<FileNote> noteAbout(FileMemory* memory, const LocalFolder& folder,
     return note;
 }
 
+FileNote noteOfFetched(const std::string& url, const FetchedContent& fetched,
+                       const NewFile& content, const LocalEntry& placed) {
+    return {url,
+            provenTag(fetched.version),
+            fetched.version.modified,
+            content.hash(),
+            content.size(),
+            placed.modifiedNs};
+}
+
 std::string hashOf(const LocalFolder& folder, const std::string& path, Links links) {
     const auto opened = folder.openForReading(path, links);
     if (!opened) return {};
