@@ -184,8 +184,10 @@ class Bench:
             programs["quillon"] = lambda: measure([self.quillon, "put", *files, base + "into/"])
             self.row(f"PUT {label}", programs, gone, lambda: whole(into))
             if not round_trip:
+                renew = lambda: [file.write_bytes(os.urandom(SMALL)) for file in files]
                 self.row(f"PUT {label}, over those that are there", {
-                    who: programs[who] for who in ("quillon", "quillon --force", "cadaver")})
+                    who: programs[who] for who in ("quillon", "quillon --force", "cadaver")},
+                         renew)
         shutil.rmtree(members)
 
     def trees(self, count, round_trip, http2=False):
