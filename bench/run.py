@@ -129,7 +129,31 @@ class Bench:
                 "cadaver": lambda: self.cadaver(server.url, f"put {source} into/x"),
                 "rclone": lambda: self.rclone("copyto", "--webdav-url", server.url, source,
                                               ":webdav:into/x")}, gone)
+            self.row(f"GET {label} to the output", {
+                "quillon": lambda: measure([self.quillon, "get", there, "-"], stdout=back),
+                "curl": lambda: measure(["curl", "-sf", there], stdout=back)}, gone)
+            self.row(f"PUT {label} of a stream", {
+                "quillon": lambda: measure([self.quillon, "put", "--stream", "-",
+                                            server.url + "into/x"], stdin=source),
+                "curl": lambda: measure(["curl", "-sf", "-T", "-", server.url + "into/x"],
+                                        stdin=source)}, gone)
         source.unlink()
+
+    def side_by_side(self, size, count=4):
+        """Large members into one folder."""
+        names = [f"large{i}" for i in range(count)]
+        for name in names:
+            (self.root / name).write_bytes(os.urandom(1 << 20) * (size >> 20))
+        back = self.local / "large"
+        with Server(self.testserver, "--directory", self.root) as server:
+            urls = [server.url + name for name in names]
+            self.row(f"GET {count} of {size >> 20} MiB", {
+                "quillon": lambda: measure([self.quillon, "get", "-O", back, *urls]),
+                "curl -Z": lambda: measure(["curl", "-sfZ", "--remote-name-all", "--output-dir",
+                                            back, *urls])}, lambda: self.empty(back),
+                     lambda: len(list(back.glob("large*"))) == count)
+        for name in names:
+            (self.root / name).unlink()
 
     def small(self, count, round_trip):
         members = self.root / "members"
@@ -157,10 +181,13 @@ class Bench:
                 "cadaver": lambda: self.cadaver(base + "into/", f"lcd {members}", "mput *.bin"),
                 "rclone": lambda: self.rclone("copy", "--webdav-url", base, members,
                                               ":webdav:into")}
-            if not round_trip:
-                programs["quillon, locking"] = lambda: measure([self.quillon, "put", *files,
-                                                                base + "into/"])
+            programs["quillon"] = lambda: measure([self.quillon, "put", *files, base + "into/"])
             self.row(f"PUT {label}", programs, gone, lambda: whole(into))
+            if not round_trip:
+                renew = lambda: [file.write_bytes(os.urandom(SMALL)) for file in files]
+                self.row(f"PUT {label}, over those that are there", {
+                    who: programs[who] for who in ("quillon", "quillon --force", "cadaver")},
+                         renew)
         shutil.rmtree(members)
 
     def trees(self, count, round_trip, http2=False):
@@ -366,6 +393,7 @@ def main():
         if not wanted.only:
             for size in (16, 64) if wanted.quick else (16, 1024):  # peak memory shall not follow it
                 bench.large(size << 20)
+            bench.side_by_side((16 if wanted.quick else 256) << 20)
             bench.small(count, 0)
             bench.small(count, 10)
         if wanted.only in (None, "trees"):

@@ -80,8 +80,7 @@ void whenGiven(CommandDefinition command, Invocation& invocation,
                std::function<int(Session&)> action) {
     command.whenGiven([&invocation, action = std::move(action)] {
         invocation.run = [action](Session& session) {
-            session.progress().setSilent(
-                false);  // as a command before, in a shell, may have left it
+            session.progress().setSilent(false);  // where another one of a shell was quiet
             return action(session);
         };
     });

@@ -21,7 +21,9 @@ class OutputTaker : public ContentTaker {
 public:
     explicit OutputTaker(Progress& progress) : progress_(progress) {}
 
-    void announce(std::optional<uint64_t> length) override { total_ = length.value_or(0); }
+    void announce(std::optional<uint64_t> length, const std::string&) override {
+        total_ = length.value_or(0);
+    }
     void begin() override {}
     void take(std::string_view piece) override {
         const bool written = std::fwrite(piece.data(), 1, piece.size(), stdout) == piece.size() &&
@@ -52,11 +54,18 @@ Result<void> outputFailure(int error) {
 
 }  // namespace
 
+Error noMember() {
+    return localError(Kind::usage,
+                      "This is a collection, which has no content. Name a member of it.");
+}
+
+std::string unprovenEnd(const std::string& url) {
+    return fmt::format(
+        "{}: the server tells neither its length nor its size, so check that all of it came", url);
+}
+
 Result<void> writeContent(Session& session, Servers& servers, const Address& address) {
-    if (!address.namesMember()) {
-        return localError(Kind::usage,
-                          "This is a collection, which has no content. Name a member of it.");
-    }
+    if (!address.namesMember()) return noMember();
     session.leftWork().tell(address.url());
     OutputTaker taker(session.progress());
     // On the same terminal it would stand in the midst of the content.
@@ -77,12 +86,7 @@ Result<void> writeContent(Session& session, Servers& servers, const Address& add
         }
         return error;
     }
-    if (!fetched->endProven) {
-        complain(
-            fmt::format("{}: the server tells neither its length nor its size, so check that "
-                        "all of it came",
-                        address.url()));
-    }
+    if (!fetched->endProven) complain(unprovenEnd(address.url()));
     return {};
 }
 

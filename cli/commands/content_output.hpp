@@ -1,6 +1,7 @@
 // Contents of members that go to the standard output as they come: nothing of them is kept.
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "cli/session/servers.hpp"
@@ -9,6 +10,10 @@
 #include "client/result.hpp"
 
 namespace quillon::cli {
+
+// Why a collection is not fetched; what is said of a content whose end nothing proves.
+Error noMember();
+std::string unprovenEnd(const std::string& url);
 
 // One member. Its failure tells how much of it went out before. Where the reader has left, that is
 // a success: outputAbandoned() tells it.

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <atomic>
 #include <exception>
-#include <mutex>
-#include <optional>
 #include <set>
 #include <system_error>
 #include <thread>
@@ -16,17 +14,15 @@
 namespace quillon::cli {
 namespace {
 
-constexpr size_t worthAConnection = 4;  // members
-
 class Workers {
 public:
     Workers(size_t count, Session& session, const NumberedTask& task)
-        : ends_(count), session_(session), task_(task) {}
+        : count_(count), ends_(count, session), session_(session), task_(task) {}
 
     int run(size_t jobs) {
         {
             // This thread is one of the workers. The block's end waits for the others, so that
-            // nobody writes to code_ any more when it is read.
+            // nobody records an end any more when the code is read.
             std::vector<std::jthread> others;
             others.reserve(jobs);
             try {
@@ -36,7 +32,7 @@ public:
             }
             takeTasks();
         }
-        return code_;
+        return ends_.code();
     }
 
 private:
@@ -52,7 +48,7 @@ private:
     }
 
     void takeTasks() {
-        for (size_t i; !stopped_ && (i = next_++) < ends_.size();) recordEnd(i, performTask(i));
+        for (size_t i; !stopped_ && (i = next_++) < count_;) recordEnd(i, performTask(i));
     }
 
     // An exception would end the process from a thread, and leave locks behind.
@@ -71,33 +67,34 @@ private:
     void recordEnd(size_t i, End how) {
         // Tasks that have begun go on to their own end, in which they give back their locks.
         if (how.code == exitInterrupted) stopped_ = true;
-        const std::lock_guard lock(mutex_);
-        ends_[i] = std::move(how);
         session_.progress().countDone();
-        // A task's reports wait for those of the tasks before it.
-        for (; printed_ < ends_.size() && ends_[printed_]; ++printed_) printEnd(*ends_[printed_]);
-    }
-
-    void printEnd(const End& how) {
-        if (code_ == exitDone || how.code == exitInterrupted) code_ = how.code;
-        if (how.reports.empty()) return;
-        session_.progress().hide();
-        printReports(how.reports);
+        ends_.record(i, how.code, std::move(how.reports));
     }
 
     std::atomic<size_t> next_{0};
     std::atomic<bool> stopped_{false};
 
-    std::mutex mutex_;  // guards what follows, but for the size of ends_, which never changes
-    std::vector<std::optional<End>> ends_;
-    size_t printed_ = 0;
-    int code_ = exitDone;
-
+    const size_t count_;
+    OrderedEnds ends_;
     Session& session_;
     const NumberedTask& task_;
 };
 
 }  // namespace
+
+void OrderedEnds::record(size_t n, int code, std::string reports) {
+    const std::lock_guard lock(mutex_);
+    ends_[n] = {code, std::move(reports)};
+    // A task's reports wait for those of the tasks before it.
+    for (; printed_ < ends_.size() && ends_[printed_]; ++printed_) print(*ends_[printed_]);
+}
+
+void OrderedEnds::print(const End& end) {
+    if (code_ == exitDone || end.code == exitInterrupted) code_ = end.code;
+    if (end.reports.empty()) return;
+    session_.progress().hide();
+    printReports(end.reports);
+}
 
 size_t jobsFor(Session& session, const Address& first, Jobs jobs, std::vector<std::string> places) {
     std::sort(places.begin(), places.end());
@@ -106,7 +103,7 @@ size_t jobsFor(Session& session, const Address& first, Jobs jobs, std::vector<st
     const Site* site = session.sites().of(first);
     if (jobs.asked == 0 && site != nullptr) jobs.asked = static_cast<size_t>(site->jobs);
     if (jobs.asked > 0) return std::min(jobs.asked, places.size());
-    return std::min(jobs.usual, (places.size() + worthAConnection - 1) / worthAConnection);
+    return std::min(jobs.usual, (places.size() + jobs.worth - 1) / jobs.worth);
 }
 
 void meetServers(Session& session, const std::vector<Address>& addresses,

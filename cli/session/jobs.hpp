@@ -4,10 +4,13 @@
 
 #include <cstddef>
 #include <functional>
+#include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "cli/session/session.hpp"
+#include "cli/terminal/exit_code.hpp"
 
 namespace quillon::cli {
 
@@ -20,6 +23,7 @@ inline constexpr size_t defaultJobs = 16;
 struct Jobs {
     size_t asked;  // 0: not
     size_t usual;
+    size_t worth = 4;  // so many members are worth one more
 };
 size_t jobsFor(Session& session, const Address& first, Jobs jobs, std::vector<std::string> places);
 
@@ -27,6 +31,29 @@ size_t jobsFor(Session& session, const Address& first, Jobs jobs, std::vector<st
 // need them. What fails here will fail again, and be reported, where it is needed.
 void meetServers(Session& session, const std::vector<Address>& addresses,
                  const OpenOptions& options);
+
+// How numbered tasks end, in any order. What they report is printed in their own; any thread may
+// record an end.
+class OrderedEnds {
+public:
+    OrderedEnds(size_t count, Session& session) : session_(session), ends_(count) {}
+    void record(size_t n, int code, std::string reports);
+    // That of the first failure in their order, or exitInterrupted, of those that have ended.
+    int code() const { return code_; }
+
+private:
+    struct End {
+        int code;
+        std::string reports;
+    };
+    void print(const End& end);
+
+    Session& session_;
+    std::mutex mutex_;
+    std::vector<std::optional<End>> ends_;
+    size_t printed_ = 0;
+    int code_ = exitDone;
+};
 
 using NumberedTask = std::function<int(size_t)>;  // the exit code of the n-th task
 

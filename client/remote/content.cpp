@@ -25,7 +25,8 @@ Version versionOf(const vxhost::Headers& headers) {
 // Passes a content on, and counts it.
 class TakenBody : public vxhost::BodySink {
 public:
-    TakenBody(ContentTaker& taker, const FetchWish& wish) : taker_(taker), wish_(wish) {}
+    TakenBody(ContentTaker& taker, const FetchWish& wish)
+        : taker_(taker), wish_(wish), size_(wish.beginning), tag_(wish.beginningTag) {}
 
     void begin(const Answer& answer) override {
         if (size_ > 0 && answer.status == 206 && !isRange()) return goOn(answer);
@@ -44,7 +45,7 @@ public:
         isContinued_ = false;
         version_ = versionOf(answer.headers);
         tag_ = isRange() || !length_ ? std::string() : vxhost::tagToGoOn(answer);
-        taker_.announce(length_);
+        taker_.announce(length_, tag_);
         taker_.begin();
     }
     void write(std::string_view piece) override {
@@ -81,8 +82,15 @@ private:
 
     void goOn(const Answer& answer) {
         const auto range = vxhost::restBehind(answer, size_, tag_);
-        if (!range || range->whole.value_or(*length_) != *length_) doNotGoOn(answer.url);
+        const auto whole = range && range->whole ? range->whole : length_;
+        if (!range || !whole || *whole < size_ || *whole != length_.value_or(*whole)) {
+            doNotGoOn(answer.url);
+        }
         isContinued_ = true;
+        if (length_) return;
+        length_ = whole;  // of what an earlier fetch began
+        version_ = versionOf(answer.headers);
+        taker_.announce(length_, tag_);
     }
 
     [[noreturn]] void doNotGoOn(const std::string& url) {
@@ -95,10 +103,10 @@ private:
 
     ContentTaker& taker_;
     const FetchWish& wish_;
-    uint64_t size_ = 0;  // in bytes
+    uint64_t size_;    // in bytes
+    std::string tag_;  // as If-Range takes it; empty: it cannot go on
     std::optional<uint64_t> length_;
     Version version_;
-    std::string tag_;  // as If-Range takes it; empty: it cannot go on
     bool isContinued_ = false;
     bool wantsSize_ = false;
 };
@@ -140,6 +148,13 @@ Task<Result<FetchedContent>> fetch(Remote& remote, std::string url, ContentTaker
     if (!answer) co_return answer.error();
     if (vxhost::isRedirect(answer->status) && answer->headers.has("Location")) {
         co_return localError(Kind::refused, "This is a collection, which has no content to fetch.");
+    }
+    if (answer->status == 416 && std::exchange(wish.beginning, 0) > 0) {
+        wish.beginningTag.clear();
+        co_return co_await fetch(remote, std::move(url), taker, std::move(wish));
+    }
+    if (answer->status == 416 && body.size() > 0) {
+        co_return localError(Kind::network, "It became shorter while it was fetched. Try again.");
     }
     if (!vxhost::isSuccess(answer->status)) co_return refusal(*answer);
     if (!body.isWhole()) co_return cutOff(body.size(), body.length());

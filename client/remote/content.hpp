@@ -18,8 +18,9 @@ namespace quillon {
 class ContentTaker {
 public:
     virtual ~ContentTaker() = default;
-    // The length of what begins next, where the answer tells it, in bytes.
-    virtual void announce(std::optional<uint64_t> /*length*/) {}
+    // Of what begins next: its length in bytes, where the answer tells it, and the tag by which a
+    // later fetch may go on behind a part of it, or none.
+    virtual void announce(std::optional<uint64_t> /*length*/, const std::string& /*tagToGoOn*/) {}
     virtual void begin() = 0;  // also once more: what came before is worthless then
     virtual void take(std::string_view piece) = 0;
     // Whether what it took is gone for good, so that it cannot begin once more.
@@ -39,6 +40,10 @@ std::string provenTag(const Version& version);
 struct FetchWish {
     std::optional<uint64_t> size;  // that the server told otherwise, in bytes
     std::string range{};           // "bytes=0-99"; empty: all of it
+    // Bytes that the taker has from an earlier fetch of what had that tag. It is told to begin
+    // where the server has another version now.
+    uint64_t beginning = 0;
+    std::string beginningTag{};
 };
 
 struct FetchedContent {

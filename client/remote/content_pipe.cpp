@@ -15,7 +15,7 @@ constexpr size_t capacity = 1 << 20;
 
 }  // namespace
 
-void ContentPipe::announce(std::optional<uint64_t> length) {
+void ContentPipe::announce(std::optional<uint64_t> length, const std::string&) {
     const std::lock_guard lock(mutex_);
     if (!begun_) {
         if (length) length_ = length;

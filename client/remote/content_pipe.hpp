@@ -26,7 +26,7 @@ public:
         : settings_(settings), length_(size) {}
 
     // For the thread that fetches.
-    void announce(std::optional<uint64_t> length) override;
+    void announce(std::optional<uint64_t> length, const std::string& tagToGoOn) override;
     void begin() override;
     void take(std::string_view piece) override;
     void end(bool isWhole);

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "client/outcome.hpp"
+#include "client/remote/content.hpp"
 #include "client/state.hpp"
 #include "platform/base/logger.hpp"
 #include "platform/base/status.hpp"
@@ -108,10 +109,11 @@ void Remote::noteEnd(std::chrono::steady_clock::duration took, bool isLarge) {
 Task<Result<Answer>> Remote::send(Request request) {
     const Gate::Pass within = co_await window_.enter();
     const auto since = std::chrono::steady_clock::now();
-    const bool isLarge = request.isLarge;
+    bool isLarge = request.isLarge;
     try {
         Sending sending{*engine_, sender_, std::move(request)};
         Answer answer = co_await sending;
+        isLarge = isLarge || vxhost::parseFraming(answer.headers).length.value_or(0) > largeContent;
         noteEnd(std::chrono::steady_clock::now() - since, isLarge);
         co_return std::move(answer);
     } catch (const std::bad_alloc&) {

@@ -109,7 +109,10 @@ Task<Result<void>> sendLocked(Remote& remote, std::string url, StreamUpload& con
 
 Result<void> openInput(const Remote& remote, std::unique_ptr<StreamUpload>& input) {
     return caught([&]() -> Result<void> {
-        if (input) return {};
+        if (input) {
+            input->rewind();  // after a login that was refused
+            return {};
+        }
         const std::filesystem::path standardInput = "/dev/stdin";
         input = std::make_unique<StreamUpload>(
             remote.settings(), vxhost::openForReading(standardInput), standardInput);

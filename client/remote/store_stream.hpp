@@ -19,7 +19,7 @@ struct StreamWish {
     std::string heldToken{};  // of a lock that the program has there already
 };
 
-// Reads the beginning of the standard input, unless that was done.
+// Reads the beginning of the standard input, or goes back to it where nothing behind it was read.
 Result<void> openInput(const Remote& remote, std::unique_ptr<vxhost::StreamUpload>& input);
 
 // A look comes first, so that no part of the content is spent on a login. Then as putting a file

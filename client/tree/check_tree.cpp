@@ -4,7 +4,7 @@
 #include <map>
 #include <utility>
 
-#include "client/remote/hash_taker.hpp"
+#include "client/remote/fetch_hash.hpp"
 #include "client/tree/compare.hpp"
 #include "client/tree/known_file.hpp"
 #include "client/tree/walk.hpp"
@@ -201,15 +201,15 @@ private:
             tellUnread(pair.path, pair.url, localError(Kind::local, "It cannot be read here."));
             co_return;
         }
-        HashTaker taker;
-        const FetchWish wish{.size = pair.there.size};
-        const Result<FetchedContent> fetched = co_await fetch(remote_, pair.url, taker, wish);
-        if (!fetched) {
-            tellUnread(pair.path, pair.url, fetched.error());
+        const Result<HashedContent> there = co_await fetchHash(remote_, pair.url, pair.there.size);
+        if (!there) {
+            tellUnread(pair.path, pair.url, there.error());
             co_return;
         }
-        if (options_.meter) options_.meter->move(static_cast<int64_t>(fetched->size));
-        const bool isSame = taker.hash() == here;
+        if (options_.meter) {
+            options_.meter->move(static_cast<int64_t>(pair.there.size.value_or(0)));
+        }
+        const bool isSame = there->hash == here;
         tell({isSame ? Checked::same : Checked::different, pair.path, pair.url});
     }
 

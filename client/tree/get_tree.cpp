@@ -8,6 +8,7 @@
 #include "client/remote/content.hpp"
 #include "client/remote/fetch_hash.hpp"
 #include "client/tree/known_file.hpp"
+#include "client/tree/new_file_taker.hpp"
 #include "client/tree/walk.hpp"
 #include "platform/text/url.hpp"
 
@@ -15,50 +16,6 @@ namespace quillon {
 namespace {
 
 constexpr size_t mostFilesAhead = 256;  // that are chosen, and wait for their turn
-
-// A member's content on its way into its folder.
-class FileTaker : public ContentTaker {
-public:
-    FileTaker(const LocalFolder& folder, const std::string& path, TransferMeter* meter)
-        : folder_(folder), path_(path), meter_(meter) {}
-
-    void begin() override {
-        Result<void> begun;
-        if (file_) {
-            if (meter_) meter_->move(-static_cast<int64_t>(file_->size()));
-            begun = file_->restart();
-        } else {
-            Result<NewFile> made = folder_.makeFile(path_);
-            if (made) {
-                file_.emplace(std::move(*made));
-            } else {
-                begun = std::move(made).error();
-            }
-        }
-        require(std::move(begun));
-    }
-    void take(std::string_view piece) override {
-        require(file_->write(piece));
-        if (meter_) meter_->move(static_cast<int64_t>(piece.size()));
-    }
-
-    std::optional<NewFile>& file() { return file_; }
-    // Why this side could not take it; empty: it could.
-    std::optional<Error>& failure() { return failure_; }
-
-private:
-    void require(Result<void> done) {
-        if (done) return;
-        failure_ = std::move(done).error();
-        throw std::runtime_error(failure_->sentences.front());
-    }
-
-    const LocalFolder& folder_;
-    const std::string& path_;
-    TransferMeter* const meter_;
-    std::optional<NewFile> file_;
-    std::optional<Error> failure_;
-};
 
 class Getting {
 public:
@@ -281,7 +238,7 @@ private:
         const Gate::Pass within = std::move(slot);  // until here, not until the task is taken away
         const ExpectedTransfer expected = std::move(file.expected);
         const std::string place = local(file.path);
-        FileTaker taker(folder_, place, options_.meter);
+        NewFileTaker taker(folder_, place, options_.meter);
         const FetchWish wish{.size = file.resource.size};
         Result<FetchedContent> fetched = co_await fetch(remote_, file.url, taker, wish);
         if (!fetched) {
@@ -344,14 +301,8 @@ private:
     void keepNote(const File& file, const vxhost::Descriptor& open, const Version& version,
                   std::string hash, const LocalEntry& here) const {
         if (!options_.memory) return;
-        FileNote note;
-        note.url = file.url;
-        note.tag = provenTag(version);
-        note.serverDate = version.modified;
-        note.hash = std::move(hash);
-        note.size = here.size;
-        note.modifiedNs = here.modifiedNs;
-        options_.memory->keep(folder_.shown(local(file.path)), open, note);
+        options_.memory->keep(folder_.shown(local(file.path)), open,
+                              noteOfFetched(file.url, version, std::move(hash), here));
     }
 
     void tellNotPlaced(const File& file, const Error& error) const {

@@ -13,6 +13,11 @@ std::optional<FileNote> noteAbout(FileMemory* memory, const LocalFolder& folder,
     return note;
 }
 
+FileNote noteOfFetched(const std::string& url, const Version& version, std::string hash,
+                       const LocalEntry& here) {
+    return {url, provenTag(version), version.modified, std::move(hash), here.size, here.modifiedNs};
+}
+
 std::string hashOf(const LocalFolder& folder, const std::string& path, Links links) {
     const auto opened = folder.openForReading(path, links);
     if (!opened) return {};

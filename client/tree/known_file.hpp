@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "client/memory/file_memory.hpp"
+#include "client/remote/content.hpp"
 #include "client/tree/local_folder.hpp"
 
 namespace quillon {
@@ -13,6 +14,10 @@ namespace quillon {
 // The note of the file, or of one that was there, if it is about that URL. memory: null for none.
 std::optional<FileNote> noteAbout(FileMemory* memory, const LocalFolder& folder,
                                   const std::string& path, std::string_view url);
+
+// Of a content that was fetched, and is here so.
+FileNote noteOfFetched(const std::string& url, const Version& version, std::string hash,
+                       const LocalEntry& here);
 
 // ContentHash of all of it; empty when it cannot be read.
 std::string hashOf(const LocalFolder& folder, const std::string& path, Links links);

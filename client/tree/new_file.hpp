@@ -32,9 +32,10 @@ public:
     ~NewFile();
 
     Result<void> write(std::string_view piece);
-    Result<void> restart();                           // what was written is worth nothing
-    std::string hash() const { return hash_.hex(); }  // of what was written
-    uint64_t size() const { return size_; }           // in bytes
+    Result<void> restart();                                   // what was written is worth nothing
+    std::string hash() const { return hash_.hex(); }          // of what was written
+    uint64_t size() const { return size_; }                   // in bytes
+    const std::string& nameSoFar() const { return hidden_; }  // in its folder, until it is placed
     const vxhost::Descriptor& descriptor() const { return file_; }
 
     // Gives it its name, the date and the permissions of the file that it replaces, or those that

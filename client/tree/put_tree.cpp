@@ -6,11 +6,9 @@
 #include <utility>
 
 #include "client/remote/change.hpp"
-#include "client/remote/fetch_hash.hpp"
-#include "client/remote/property.hpp"
 #include "client/tree/known_file.hpp"
+#include "client/tree/put_file.hpp"
 #include "client/tree/walk.hpp"
-#include "platform/http/file_upload.hpp"
 #include "platform/text/url.hpp"
 
 namespace quillon {
@@ -30,7 +28,7 @@ public:
           files_(remote.loop()),
           slots_(remote.loop(), mostFilesAhead),
           folders_(remote.loop(), mostFoldersAhead),
-          locks_(remote.loop(), 1) {
+          putter_(remote, facts, {options.links, options.memory, options.meter}) {
         clock_.datesKept = facts.dates() != DatesBy::none;
     }
 
@@ -62,13 +60,7 @@ public:
     }
 
 private:
-    struct File {
-        std::string path, url;
-        LocalEntry here;
-        std::optional<Resource> there;
-        std::optional<FileNote> note;
-        ExpectedTransfer expected{};
-    };
+    using File = FileToPut;
     struct LeftOver {
         std::string path, url;
         Resource resource;
@@ -233,15 +225,13 @@ private:
     std::optional<FileNote> noteOf(const File& file) const {
         return noteAbout(options_.memory, folder_, file.path, file.url);
     }
-    std::string hashHere(const File& file) const {
-        return hashOf(folder_, file.path, options_.links);
-    }
-
     Task<> chooseFile(File file) {
         if (file.there) file.note = noteOf(file);
         std::optional<bool> unchanged;
         const FileNote* note = file.note ? &*file.note : nullptr;
-        if (note) unchanged = isUnchanged(*note, file.here) || hashHere(file) == note->hash;
+        if (note)
+            unchanged =
+                isUnchanged(*note, file.here) || putter_.hashHere(folder_, file) == note->hash;
         const Step step =
             chooseUp(file.here, file.there, note, unchanged, clock_, options_.compare);
         if (step == Step::none) {
@@ -261,133 +251,18 @@ private:
         const Gate::Pass within = std::move(slot);  // until here, not until the task is taken away
         const ExpectedTransfer expected = std::move(file.expected);
         if (step == Step::compareContent) {
-            const Result<bool> mayStore = co_await compareContent(file);
+            const Result<bool> mayStore = co_await putter_.compareContent(folder_, file);
             if (!mayStore) tellFailure(file.path, file.url, mayStore.error());
+            if (mayStore && !*mayStore) tell({TreeDeed::same, file.path, file.url});
             if (!mayStore || !*mayStore) co_return;
         }
-        Result<vxhost::Descriptor> opened = folder_.openForReading(file.path, options_.links);
-        if (!opened) {
-            tellFailure(file.path, file.url, opened.error());
-            co_return;
-        }
-        vxhost::FileUpload content(std::move(*opened), folder_.shown(file.path),
-                                   [meter = options_.meter](int64_t bytes) {
-                                       if (meter) meter->move(bytes);
-                                   });
-        const Result<Stored> stored = co_await send(file, content);
+        Result<PutEnd> stored = co_await putter_.put(folder_, file);
         if (!stored) {
             tellFailure(file.path, file.url, stored.error());
             co_return;
         }
-        noteStored(file, content, *stored);
-        std::optional<Error> remark;
-        if (stored->isOther) {
-            remark = localError(Kind::network,
-                                "The server stores something else than was sent; fetch it to see "
-                                "what.");
-        }
-        tell({TreeDeed::stored, file.path, file.url, content.length(), std::move(remark)});
-        if (!file.there && !stored->isNew) co_await doubtNew(file);
-    }
-
-    // A condition was not obeyed, if the server tells at all what is new.
-    Task<> doubtNew(const File& file) {
-        const Result<ServerFacts> facts = co_await facts_.ask();
-        if (!facts || !facts->putTellsNew) co_return;
-        facts_.forget();
-        tellFailure(file.path, file.url,
-                    localError(Kind::network,
-                               "Somebody else made it at the same time, and the server replaced "
-                               "that, though it was asked not to: their version is lost."));
-    }
-
-    // Whether what is here is to be stored, by the content that is there: not when it is the same,
-    // which is told and noted, and not when it is another one than the file's note tells.
-    Task<Result<bool>> compareContent(const File& file) {
-        const Result<HashedContent> there = co_await fetchHash(remote_, file.url, file.there->size);
-        if (!there) co_return there.error();
-        if (there->hash == hashHere(file)) {
-            keepNote(file, makeNote(file, there->version, there->hash), file.here);
-            tell({TreeDeed::same, file.path, file.url});
-            co_return false;
-        }
-        if (!file.note || there->hash == file.note->hash) co_return true;
-        co_return localError(Kind::changedOnServer,
-                             "Somebody changed it on the server since this file came from there, "
-                             "and it was left alone. Fetch it under another name, and look at both "
-                             "(or overwrite it with --force).");
-    }
-
-    Task<Result<Stored>> send(const File& file, vxhost::FileUpload& content) {
-        const Result<ServerFacts> facts = co_await facts_.ask();
-        if (!facts) co_return facts.error();
-        const DatesBy dates = facts->dates;
-        const Time modified(std::chrono::floor<std::chrono::seconds>(
-            std::chrono::nanoseconds(localEntryOf(content.begun()).modifiedNs)));
-        std::vector<std::string> headers;
-        if (std::string line = dateLine(dates, modified); !line.empty()) headers.push_back(line);
-        Result<Stored> stored = co_await sendGuarded(file, content, *facts, std::move(headers));
-        if (!stored || dates == DatesBy::none) co_return std::move(stored);
-        if (dates == DatesBy::property) {
-            const Result<void> set = co_await setFileDate(remote_, file.url, modified);
-            if (!set) co_return std::move(stored);  // it is stored all the same
-            stored->version.tag = {};               // another one may be of the new date
-        }
-        stored->version.modified = modified;
-        co_return std::move(stored);
-    }
-
-    Task<Result<Stored>> sendGuarded(const File& file, vxhost::FileUpload& content,
-                                     ServerFacts facts, std::vector<std::string> headers) {
-        const Guard guard = file.there ? guardOfReplacing(facts) : guardOfMaking(facts);
-        if (isLock(guard)) {
-            // One after another: some servers lose locks that are taken at the same time.
-            const Gate::Pass alone = co_await locks_.enter();
-            co_return co_await storeBy(guard, file, content, std::move(headers));
-        }
-        Result<Stored> stored = co_await storeBy(guard, file, content, std::move(headers));
-        if (!stored && stored.error().httpStatus == 412) co_await doubtFacts(file);
-        co_return std::move(stored);
-    }
-    Task<Result<Stored>> storeBy(Guard guard, const File& file, vxhost::FileUpload& content,
-                                 std::vector<std::string> headers) {
-        if (file.there) {
-            co_return co_await replaceMember(remote_, file.url, content, *file.there, guard,
-                                             std::move(headers));
-        }
-        co_return co_await makeMember(remote_, file.url, content, guard, std::move(headers));
-    }
-
-    // After a 412: when nobody has changed what is there, the condition is not obeyed as it was.
-    Task<> doubtFacts(const File& file) {
-        const Result<std::optional<Resource>> now = co_await look(remote_, file.url);
-        const bool isSame =
-            now && (file.there && *now ? isSameVersion(*file.there, **now) : !file.there && !*now);
-        if (isSame) facts_.forget();
-    }
-
-    FileNote makeNote(const File& file, const Version& version, std::string hash) const {
-        FileNote note;
-        note.url = file.url;
-        note.tag = provenTag(version);
-        note.serverDate = version.modified ? version.modified : version.date;
-        note.hash = std::move(hash);
-        return note;
-    }
-
-    void noteStored(const File& file, const vxhost::FileUpload& content, const Stored& stored) {
-        FileNote note = makeNote(file, stored.version, content.hash());
-        // It is of what was stored, and of nothing that came after it.
-        note.tag = speltTag(stored.version.tag);
-        keepNote(file, std::move(note), localEntryOf(content.begun()));
-    }
-
-    void keepNote(const File& file, FileNote note, const LocalEntry& here) const {
-        if (!options_.memory) return;
-        note.size = here.size;
-        note.modifiedNs = here.modifiedNs;
-        const auto opened = folder_.openForReading(file.path, options_.links);
-        if (opened) options_.memory->keep(folder_.shown(file.path), *opened, note);
+        tell({TreeDeed::stored, file.path, file.url, stored->size, std::move(stored->remark)});
+        if (stored->lost) tellFailure(file.path, file.url, *stored->lost);
     }
 
     // What is there alone: it may have been removed here.
@@ -457,7 +332,7 @@ private:
         if (!facts) {
             removed = facts.error();
         } else if (isLock(guard)) {
-            const Gate::Pass alone = co_await locks_.enter();
+            const Gate::Pass alone = co_await putter_.locks().enter();
             removed = co_await removeMember(remote_, each.url, each.resource, guard);
         } else {
             removed = co_await removeMember(remote_, each.url, each.resource, guard);
@@ -515,7 +390,8 @@ private:
     const TreeOptions& options_;
     PutFactsOnce& facts_;
     TaskGroup files_;
-    Gate slots_, folders_, locks_;
+    Gate slots_, folders_;
+    FilePutter putter_;
     ServerClock clock_;
     bool complete_ = true;  // all of the tree there was seen
     std::vector<LeftOver> leftOver_;

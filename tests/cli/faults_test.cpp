@@ -210,6 +210,17 @@ TEST_F(Faults, anInterruptedFetchGoesOnBehindWhatItHad) {
     EXPECT_EQ(finish(rest), 206);
     breakOff();
     EXPECT_EQ(finish([&](const auto&) { return member("\"2\""); }), 200);
+    // The same of several at a time.
+    server.on("GET", "/c/b", Answer(200, "new"));
+    const Arguments several{"get", url, collection + "b"};
+    server.inTurn("GET", "/c/file", {member("\"1\"").truncatedAfter(cut), Answer().dropped()});
+    expect({{several, 7, "of it are kept"}});
+    EXPECT_EQ(hidden(), 1u);
+    server.on("GET", "/c/file", rest);
+    expect({{several, 0, ""}});
+    EXPECT_TRUE(support::readFile(work / "file") == content);
+    std::filesystem::remove(work / "file");
+    EXPECT_EQ(hidden(), 0u);
     breakOff();
     for (const std::string& name : localFiles())
         if (name.starts_with('.')) writeFile(work / name, "somebody's");
@@ -370,6 +381,13 @@ TEST_F(Faults, aSlowFetchShowsItsProgressOnATerminalAlone) {
     EXPECT_TRUE(shown.expect("file [####"));
     EXPECT_EQ(shown.wait()->exitCode, 0);
     EXPECT_EQ(quillon({"get", url}).errors, "");
+    for (const bool isQuiet : {false, true}) {
+        get.arguments = {QUILLON_PROGRAM, "get", isQuiet ? "--quiet" : "--force", url,
+                         collection + "b"};
+        support::RunningProcess ofAll(get, support::Streams::terminal);
+        EXPECT_EQ(ofAll.expect("50% 1 of 2 "), !isQuiet);
+        EXPECT_EQ(ofAll.wait()->exitCode, 0);
+    }
 }
 
 TEST_F(Faults, signalsDuringRequests) {

@@ -68,6 +68,39 @@ TEST_F(Writing, severalFilesShareConnectionsAndOneFailureIsNotTheEnd) {
     EXPECT_EQ(content(server, "piped"), piped);
 }
 
+TEST_F(Writing, manyFilesGoAtATimeOverNobodysChange) {
+    constexpr int count = 20;
+    const auto put = [&](const std::string& text, int exitCode, const Arguments& more = {}) {
+        Arguments line{"put"};
+        for (int i = 0; i < count; ++i) {
+            writeFile(work / std::to_string(i), text);
+            line.push_back(std::to_string(i));
+        }
+        line.insert(line.end(), more.begin(), more.end());
+        line.push_back(url);
+        server.clearTranscript();
+        const auto outcome = quillon(line);
+        EXPECT_EQ(outcome.exitCode, exitCode) << outcome.errors;
+        EXPECT_EQ(content(server, "7"), text);
+        EXPECT_EQ(lockTokens(server), Arguments{});
+        return outcome.errors;
+    };
+    put("1", 0);
+    EXPECT_EQ(server.transcript().find("LOCK"), std::string::npos);
+    put("2", 0);
+    EXPECT_NE(server.transcript().find("LOCK"), std::string::npos);  // what Apache obeys
+    server.addMember("3", "theirs");
+    server.addCollection("sub");
+    writeFile(work / "sub", "a file");
+    const std::string told = put("4", 6, {"[none]", "sub"});
+    EXPECT_NE(told.find("/3:\n  Somebody changed it"), std::string::npos) << told;
+    EXPECT_NE(told.find("/sub:\n  This is a collection"), std::string::npos) << told;
+    EXPECT_EQ(content(server, "3"), "theirs");
+    put("5", 0, {"--force"});
+    EXPECT_EQ(content(server, "3"), "5");
+    EXPECT_EQ(server.transcript().find("LOCK"), std::string::npos);
+}
+
 TEST_F(Writing, aStreamIsSentOnceAndWholeOrNotAtAll) {
     server.addMember("f", "old");
     const auto pipe = [this](const std::string& input, const std::string& line, int exitCode) {

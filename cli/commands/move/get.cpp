@@ -6,7 +6,10 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <memory>
+#include <optional>
+#include <set>
 #include <vector>
 
 #include "cli/commands/command.hpp"
@@ -14,9 +17,11 @@
 #include "cli/commands/matching.hpp"
 #include "cli/commands/move/trees.hpp"
 #include "cli/session/jobs.hpp"
+#include "cli/session/remote_access.hpp"
 #include "cli/terminal/report.hpp"
 #include "client/memory/remembered_copy.hpp"
 #include "client/part_file.hpp"
+#include "client/tree/get_several.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -24,6 +29,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view standardOutput = "-";
+constexpr size_t mostAtOnce = 64;  // members; how many requests they are is for the server to show
 // Resolved, they name the file behind it, which a rename would replace.
 constexpr std::string_view standardOutputPaths[] = {"/dev/stdout", "/dev/fd/1", "/proc/self/fd/1"};
 
@@ -87,10 +93,7 @@ Result<void> checkPlace(const fs::path& directory) {
 // memory: null for none.
 Result<void> fetch(Session& session, const Address& address, const GetOptions& options,
                    FileMemory* memory) {
-    if (!address.namesMember()) {
-        return localError(Kind::usage,
-                          "This is a collection, which has no content. Name a member of it.");
-    }
+    if (!address.namesMember()) return noMember();
     const auto destination = destinationOf(address, options);
     if (!destination) return destination.error();
     const auto mayPlace = [&]() -> Result<void> {
@@ -111,10 +114,7 @@ Result<void> fetch(Session& session, const Address& address, const GetOptions& o
     session.progress().finish();
     if (!fetched) return std::move(fetched).error();
     if (!fetched->endProven) {
-        complain(
-            fmt::format("{}: the server tells neither its length nor its size, so check that "
-                        "all of it came",
-                        address.url()));
+        complain(unprovenEnd(address.url()));
     }
     if (memory != nullptr && fetched->endProven) {
         rememberCopy(*memory, destination->path, address.url(), member->latestTag(),
@@ -165,39 +165,163 @@ Result<void> takePlace(Session& session, GetOptions& options) {
     return {};
 }
 
+struct Wanted {
+    Address address;
+    std::optional<uint64_t> size;  // in bytes, where a listing told it
+};
+
 // What the URLs stand for; code is that of the first that stands for nothing.
-std::vector<Address> wantedMembers(Session& session, GetOptions& options, int& code) {
-    std::vector<Address> members;
+std::vector<Wanted> wantedMembers(Session& session, GetOptions& options, int& code) {
+    std::vector<Wanted> members;
     const auto add = [&](const Address& address) -> Result<void> {
         if (options.pattern.empty()) {
-            members.push_back(address);
+            members.push_back({address, {}});
             return {};
         }
         const auto found = matchingMembers(session, address, options.pattern, Collections::left);
         if (!found) return found.error();
-        for (const MatchedMember& member : *found) members.push_back(member.address);
+        for (const MatchedMember& member : *found) {
+            members.push_back({member.address, member.size});
+        }
         return {};
     };
     code = forEachUrl(session, options.urls, "fetch members of", add);
     return members;
 }
 
-int fetchAll(Session& session, const std::vector<Address>& members, const GetOptions& options) {
-    std::vector<std::string> names;
-    names.reserve(members.size());
-    for (const Address& member : members) names.push_back(member.name());
-    const Jobs wanted{options.jobs, defaultJobs};
-    const size_t jobs = jobsFor(session, members.front(), wanted, std::move(names));
-    if (jobs > 1) {
-        const auto destination = destinationOf(members.front(), options);
-        if (destination) meetServers(session, members, openOptions(*destination));
+// By bare requests, many at a time.
+class SeveralGets {
+public:
+    SeveralGets(Session& session, const std::vector<Wanted>& members, const GetOptions& options)
+        : session_(session),
+          members_(members),
+          options_(options),
+          memory_(options.noMemory ? nullptr : &notes_),
+          ends_(members.size(), session) {}
+
+    int run() {
+        for (size_t n = 0; n < members_.size(); ++n) {
+            Result<bool> ready = prepare(n);
+            if (!ready) end(n, std::move(ready).error());
+        }
+        const bool sized = std::ranges::all_of(
+            members_, [](const Wanted& member) { return member.size.has_value(); });
+        session_.progress().startAll({}, servers_.size());
+        for (auto& [identity, part] : servers_) {
+            if (ends_.code() == exitInterrupted) break;
+            if (!sized) forgetSizes(part);
+            getFrom(part);
+        }
+        session_.progress().finishAll();
+        return ends_.code();
     }
+
+private:
+    // What comes from one server.
+    struct Part {
+        std::vector<size_t> numbers;
+        std::vector<WantedMember> wanted;
+    };
+
+    void end(size_t n, const Result<void>& outcome, bool endProven = true) {
+        const std::string url = members_[n].address.url();
+        std::string reports;
+        int code = exitDone;
+        {
+            const ReportsInto redirected(reports);
+            if (!outcome) code = report("fetch", url, outcome.error());
+            if (outcome && !endProven) complain(unprovenEnd(url));
+        }
+        ends_.record(n, code, std::move(reports));
+    }
+
+    // False: it is done already.
+    Result<bool> prepare(size_t n) {
+        const Address& address = members_[n].address;
+        if (!address.namesMember()) return noMember();
+        const Result<Destination> destination = destinationOf(address, options_);
+        if (!destination) return destination.error();
+        const fs::path folder = openOptions(*destination).cacheParent;
+        if (const Result<void> checked = checkPlace(folder); !checked) return checked.error();
+        const Result<fs::path> place = resolvePlace(destination->path, destination->naming);
+        if (!place) return place.error();
+        std::error_code none;
+        if (fs::is_symlink(*place, none)) {  // one that leads nowhere is replaced
+            getSingle(n);
+            return false;
+        }
+        session_.leftWork().tell(address.url());
+        if (cleared_.insert(folder).second) session_.leftWork().clearPlace(folder);
+        Part& part = servers_[identityOf(address)];
+        part.numbers.push_back(n);
+        part.wanted.push_back({address.url(), destination->path, *place, members_[n].size});
+        return true;
+    }
+
+    // By itself, with a question for a password where one is missing.
+    void getSingle(size_t n) { end(n, fetch(session_, members_[n].address, options_, memory_)); }
+
+    // Of all or of none, so that what is left can be told.
+    static void forgetSizes(Part& part) {
+        for (WantedMember& member : part.wanted) member.size.reset();
+    }
+
+    void getFrom(const Part& part) {
+        std::vector<std::string> places;
+        for (const WantedMember& member : part.wanted) places.push_back(member.place);
+        const Address& first = members_[part.numbers.front()].address;
+        SeveralOptions several;
+        several.atOnce = jobsFor(session_, first, {options_.jobs, mostAtOnce, 1}, places);
+        several.force = options_.force;
+        several.resumes = !options_.startsOver;
+        several.memory = memory_;
+        several.meter = &session_.progress();
+        std::vector<size_t> unauthorized;
+        several.ended = [&](size_t n, const Result<void>& outcome, bool endProven) {
+            if (!outcome && outcome.error().kind == Kind::notAuthorized) {
+                unauthorized.push_back(part.numbers[n]);
+            } else {
+                end(part.numbers[n], outcome, endProven);
+            }
+        };
+        const Result<void> got = session_.withRemote(first, [&](Remote& remote) -> Result<void> {
+            return remote.run(getSeveral(remote, part.wanted, several));
+        });
+        for (const size_t n : got ? unauthorized : part.numbers) {
+            if (ends_.code() == exitInterrupted) return;
+            if (got) {
+                getSingle(n);
+            } else {
+                end(n, got);  // none was begun
+            }
+        }
+    }
+
+    Session& session_;
+    const std::vector<Wanted>& members_;
+    const GetOptions& options_;
+    FileMemory notes_;
+    FileMemory* const memory_;  // null for none
+    OrderedEnds ends_;
+    std::map<std::string, Part> servers_;  // by identityOf
+    std::set<fs::path> cleared_;
+};
+
+int fetchAll(Session& session, const std::vector<Wanted>& members, const GetOptions& options) {
+    if (members.size() > 1) return SeveralGets(session, members, options).run();
     FileMemory memory;
     FileMemory* const used = options.noMemory ? nullptr : &memory;
-    return runTasks(members.size(), jobs, session, [&](size_t i) -> int {
-        const Result<void> fetched = fetch(session, members[i], options, used);
-        return fetched ? exitDone : report("fetch", members[i].url(), fetched.error());
+    return runTasks(1, 1, session, [&](size_t) -> int {
+        const Address& address = members.front().address;
+        const Result<void> fetched = fetch(session, address, options, used);
+        return fetched ? exitDone : report("fetch", address.url(), fetched.error());
     });
+}
+
+int writeAll(Session& session, const std::vector<Wanted>& members) {
+    std::vector<Address> addresses;
+    for (const Wanted& member : members) addresses.push_back(member.address);
+    return writeContents(session, addresses);
 }
 
 int runGet(Session& session, GetOptions& options) {
@@ -219,13 +343,13 @@ int runGet(Session& session, GetOptions& options) {
         return getTrees(session, options.urls, options.directory, options.tree);
     }
     int code = exitDone;
-    const std::vector<Address> members = wantedMembers(session, options, code);
+    const std::vector<Wanted> members = wantedMembers(session, options, code);
     if (members.empty() || code == exitInterrupted) return code;
     if (members.size() > 1 && !options.file.empty() && options.file != standardOutput) {
         complain("-o names one file for several members. Use -O to fetch into a directory.");
         return exitUsage;
     }
-    const int fetched = options.file == standardOutput ? writeContents(session, members)
+    const int fetched = options.file == standardOutput ? writeAll(session, members)
                                                        : fetchAll(session, members, options);
     return code == exitDone || fetched == exitInterrupted ? fetched : code;
 }
@@ -256,7 +380,7 @@ void addGet(CommandDefinition program, Invocation& invocation) {
                     "Neither note where a file came from, nor look such notes up");
     command.addFlag("--no-resume", options->startsOver,
                     "Begin anew, and keep nothing of what breaks off");
-    addJobsOption(command, options->jobs, std::to_string(defaultJobs));
+    addJobsOption(command, options->jobs, "as many as it answers fast");
     addTreeOptions(command, options->tree);
     command.setFooter(
         "A local file appears when all of it has come, with the server's date; one that is\n"

@@ -55,12 +55,14 @@ public:
     TreeTeller(Session& session, const TreeChoice& choice, std::string_view attempt)
         : session_(session),
           isPlanned_(choice.telling.dryRun),
+          tellsSame_(choice.tellsSame),
           attempt_(attempt),
           events_(choice.telling.manner(session.options().verbosity > 0), session.progress()) {}
 
     void tell(const TreeEvent& event) {
         if (event.error && event.error->kind == Kind::interrupted) return tellInterrupt();
-        if (event.deed == TreeDeed::same || event.deed == TreeDeed::leftOver) {
+        const bool isStill = event.deed == TreeDeed::same || event.deed == TreeDeed::leftOver;
+        if (isStill && !tellsSame_) {
             events_.count(wordOf(event.deed, isPlanned_));
         } else {
             const std::string why = event.error ? event.error->sentences.front() : std::string();
@@ -100,6 +102,7 @@ private:
 
     Session& session_;
     const bool isPlanned_;
+    const bool tellsSame_;
     const std::string attempt_;
     Events events_;
     int code_ = exitDone;
@@ -204,6 +207,9 @@ void addTreeOptions(CommandDefinition command, TreeChoice& choice) {
     command.addFlag("-y,--yes", choice.yes, "Answer that question with yes");
     addFilterOptions(command, choice.filter);
     addTellingOptions(command, choice.telling);
+    command.addFlag("--tell-same", choice.tellsSame,
+                    "Of a tree: tell also of what is the same already, and of what one side has "
+                    "alone, with --json, -n or -v");
 }
 
 void addFollowOption(CommandDefinition command, TreeChoice& choice) {

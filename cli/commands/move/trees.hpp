@@ -16,8 +16,9 @@ struct TreeChoice {
     bool all = false, checksum = false, force = false;
     bool remove = false, removeUnknown = false, yes = false;
     Telling telling{.isMany = true};
-    bool follow = false;   // links on this side, on the way up
-    bool forgets = false;  // no notes are made or believed
+    bool tellsSame = false;  // also what is the same already, and what one side has alone
+    bool follow = false;     // links on this side, on the way up
+    bool forgets = false;    // no notes are made or believed
     Filter filter;
 };
 
