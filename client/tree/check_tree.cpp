@@ -4,7 +4,7 @@
 #include <map>
 #include <utility>
 
-#include "client/remote/hash_taker.hpp"
+#include "client/remote/fetch_hash.hpp"
 #include "client/tree/compare.hpp"
 #include "client/tree/known_file.hpp"
 #include "client/tree/walk.hpp"
@@ -46,10 +46,7 @@ public:
                 tellUnread(walked->path, walked->url, walked->members.error());
             }
         }
-        for (const std::string& path : walk.tooDeep()) {
-            tellUnread(path, {},
-                       localError(Kind::local, "It lies too deep: does a collection hold itself?"));
-        }
+        for (const auto& [path, url, error] : walk.leftOut()) tellUnread(path, url, error);
         if (options_.meter) options_.meter->expectNoMore();
         co_await walk.finish();
         co_await files_.finish();
@@ -201,15 +198,14 @@ private:
             tellUnread(pair.path, pair.url, localError(Kind::local, "It cannot be read here."));
             co_return;
         }
-        HashTaker taker;
-        const FetchWish wish{.size = pair.there.size};
-        const Result<FetchedContent> fetched = co_await fetch(remote_, pair.url, taker, wish);
+        const Result<HashedContent> fetched =
+            co_await fetchHash(remote_, pair.url, pair.there.size);
         if (!fetched) {
             tellUnread(pair.path, pair.url, fetched.error());
             co_return;
         }
         if (options_.meter) options_.meter->move(static_cast<int64_t>(fetched->size));
-        const bool isSame = taker.hash() == here;
+        const bool isSame = fetched->hash == here;
         tell({isSame ? Checked::same : Checked::different, pair.path, pair.url});
     }
 

@@ -90,6 +90,7 @@ std::string way(Guard guard, bool holds, std::string_view deed) {
                                        condition);
         }
         case Guard::lock:
+        case Guard::lockAndLook:
             return "under a lock";
         case Guard::look:
             break;
