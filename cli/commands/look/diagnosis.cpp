@@ -126,6 +126,7 @@ std::string wordOf(Guard guard) {
         case Guard::conditionInIf:
             return "if";
         case Guard::lock:
+        case Guard::lockAndLook:
             return "lock";
         case Guard::look:
             break;
