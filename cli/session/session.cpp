@@ -116,7 +116,7 @@ void Session::giveBackLeft(const Address& address, const Login& login) {
     const auto remote = Remote::open(*loaded, address, login);
     if (!remote) return;
     for (const LockNote& note : left) {
-        HeldLock lock(note.url, note.token, nullptr);
+        HeldLock lock(note.url, note.token, false, nullptr);
         const Result<void> back = (*remote)->run(giveBack(**remote, std::move(lock)));
         if (back) {
             leftWork_.noteLockOff(note.url, note.token);

@@ -170,8 +170,7 @@ Task<Result<FetchedContent>> fetch(Remote& remote, std::string url, ContentTaker
 
 Task<Result<FetchedContent>> fetchWhole(Remote& remote, std::string url, ContentTaker& taker,
                                         FetchWish wish) {
-    Result<FetchedContent> fetched =
-        co_await fetch(remote, std::move(url), taker, std::move(wish));
+    Result<FetchedContent> fetched = co_await fetch(remote, std::move(url), taker, std::move(wish));
     if (!fetched || fetched->endProven) co_return std::move(fetched);
     co_return localError(Kind::network,
                          "The server tells neither its length nor its size, so that a part of it "

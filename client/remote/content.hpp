@@ -63,8 +63,9 @@ Task<Result<FetchedContent>> fetchWhole(Remote& remote, std::string url, Content
                                         FetchWish wish);
 
 struct Stored {
-    bool isNew = false;  // it was made (201)
-    Version version;     // as far as the answer tells
+    bool isNew = false;    // it was made (201)
+    Version version;       // as far as the answer tells
+    bool isOther = false;  // what is there has another size than what was sent
 };
 
 // Above what size a content is large.

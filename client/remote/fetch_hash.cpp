@@ -26,7 +26,7 @@ Task<Result<HashedContent>> fetchHash(Remote& remote, std::string url,
     const FetchWish wish{.size = size};
     Result<FetchedContent> fetched = co_await fetchWhole(remote, std::move(url), taker, wish);
     if (!fetched) co_return std::move(fetched).error();
-    co_return HashedContent{std::move(fetched->version), taker.hash()};
+    co_return HashedContent{std::move(fetched->version), fetched->size, taker.hash()};
 }
 
 }  // namespace quillon

@@ -11,7 +11,8 @@ namespace quillon {
 
 struct HashedContent {
     Version version;
-    std::string hash;  // ContentHash
+    uint64_t size = 0;  // in bytes
+    std::string hash;   // ContentHash
 };
 
 // size: that the server told otherwise, in bytes.

@@ -27,8 +27,9 @@ Error lengthChanged() {
 // Runs on the fetching thread.
 Result<FetchedContent> fetchInto(ContentPipe& pipe, Remote& source, const std::string& from,
                                  std::optional<uint64_t> size) {
-    Result<FetchedContent> fetched = caught(
-        [&]() -> Result<FetchedContent> { return source.run(fetchWhole(source, from, pipe, {size})); });
+    Result<FetchedContent> fetched = caught([&]() -> Result<FetchedContent> {
+        return source.run(fetchWhole(source, from, pipe, {size}));
+    });
     pipe.end(static_cast<bool>(fetched));
     return fetched;
 }

@@ -46,10 +46,7 @@ public:
                 tellUnread(walked->path, walked->url, walked->members.error());
             }
         }
-        for (const std::string& path : walk.tooDeep()) {
-            tellUnread(path, {},
-                       localError(Kind::local, "It lies too deep: does a collection hold itself?"));
-        }
+        for (const auto& [path, url, error] : walk.leftOut()) tellUnread(path, url, error);
         if (options_.meter) options_.meter->expectNoMore();
         co_await walk.finish();
         co_await files_.finish();
@@ -201,15 +198,14 @@ private:
             tellUnread(pair.path, pair.url, localError(Kind::local, "It cannot be read here."));
             co_return;
         }
-        const Result<HashedContent> there = co_await fetchHash(remote_, pair.url, pair.there.size);
-        if (!there) {
-            tellUnread(pair.path, pair.url, there.error());
+        const Result<HashedContent> fetched =
+            co_await fetchHash(remote_, pair.url, pair.there.size);
+        if (!fetched) {
+            tellUnread(pair.path, pair.url, fetched.error());
             co_return;
         }
-        if (options_.meter) {
-            options_.meter->move(static_cast<int64_t>(pair.there.size.value_or(0)));
-        }
-        const bool isSame = there->hash == here;
+        if (options_.meter) options_.meter->move(static_cast<int64_t>(fetched->size));
+        const bool isSame = fetched->hash == here;
         tell({isSame ? Checked::same : Checked::different, pair.path, pair.url});
     }
 

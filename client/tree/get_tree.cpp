@@ -240,7 +240,7 @@ private:
         const std::string place = local(file.path);
         NewFileTaker taker(folder_, place, options_.meter);
         const FetchWish wish{.size = file.resource.size};
-        Result<FetchedContent> fetched = co_await fetch(remote_, file.url, taker, wish);
+        Result<FetchedContent> fetched = co_await fetchWhole(remote_, file.url, taker, wish);
         if (!fetched) {
             const Error& error = taker.failure() ? *taker.failure() : fetched.error();
             tellFailure(file.path, file.url, error);

@@ -145,7 +145,8 @@ int runUnlock(Session& session, UnlockOptions& options) {
 
 void addUnlock(CommandDefinition program, Invocation& invocation) {
     auto options = std::make_shared<UnlockOptions>();
-    const CommandDefinition command = program.addCommand("unlock", "Take a lock off a member or collection");
+    const CommandDefinition command =
+        program.addCommand("unlock", "Take a lock off a member or collection");
     addUrl(command, options->url, "A member or collection");
     const OptionDefinition token =
         command.addOption("--token", options->token, "The lock's, which lock prints")

@@ -90,6 +90,7 @@ std::string way(Guard guard, bool holds, std::string_view deed) {
                                        condition);
         }
         case Guard::lock:
+        case Guard::lockAndLook:
             return "under a lock";
         case Guard::look:
             break;
@@ -125,6 +126,7 @@ std::string guardWord(Guard guard) {
         case Guard::conditionInIf:
             return "if";
         case Guard::lock:
+        case Guard::lockAndLook:
             return "lock";
         case Guard::look:
             break;
