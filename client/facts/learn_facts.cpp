@@ -95,7 +95,7 @@ public:
     Task<Result<ServerFacts>> run() {
         using Step = Task<> (Learning::*)();
         if (purpose_ != FactsFor::writing) co_await lookAtCollection();
-        if (failure_ || isInterrupted()) co_return outcome();
+        if (failure_ || remote_.isInterrupted()) co_return outcome();
         constexpr Step steps[] = {&Learning::begin,         &Learning::look,
                                   &Learning::tryWrongTags,  &Learning::tryRightTag,
                                   &Learning::tryHeldBodies, &Learning::tryOtherChanges,
