@@ -46,9 +46,8 @@ public:
                 tellUnread(walked->path, walked->url, walked->members.error());
             }
         }
-        for (const std::string& path : walk.tooDeep()) {
-            tellUnread(path, {},
-                       localError(Kind::local, "It lies too deep: does a collection hold itself?"));
+        for (const Walk::LeftOut& each : walk.leftOut()) {
+            tellUnread(each.path, each.url, each.error);
         }
         if (options_.meter) options_.meter->expectNoMore();
         co_await walk.finish();
