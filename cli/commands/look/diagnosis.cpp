@@ -92,6 +92,8 @@ std::string way(Guard guard, bool holds, std::string_view deed) {
         case Guard::lock:
         case Guard::lockAndLook:
             return "under a lock";
+        case Guard::lockAndLook:
+            return "under a lock, after a look in it";
         case Guard::look:
             break;
     }
@@ -128,6 +130,8 @@ std::string guardWord(Guard guard) {
         case Guard::lock:
         case Guard::lockAndLook:
             return "lock";
+        case Guard::lockAndLook:
+            return "lock-and-look";
         case Guard::look:
             break;
     }
@@ -191,9 +195,10 @@ std::vector<Finding> whatQuillonDoes(const Examined& server) {
         {"put -r --delete removes", way(guardOfRemoving(facts), true, "DELETE")},
     };
     if (facts.probed) {
-        all.push_back({"New members", facts.putIfNoneMatch
-                                          ? "by If-None-Match: *"
-                                          : "after a look, with a gap between that and the PUT"});
+        const Guard making = guardOfMaking(facts);
+        all.push_back({"New members of put -r", making == Guard::condition
+                                                    ? "by If-None-Match: *"
+                                                    : way(making, true, "PUT")});
         all.push_back({"Dates of put -r", keptDates(facts.dates)});
     }
     all.push_back({"At a time", facts.http2 ? "up to 64 requests, over one connection"

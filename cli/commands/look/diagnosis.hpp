@@ -28,7 +28,7 @@ std::vector<Finding> whatQuillonDoes(const Examined& server);
 // For its administrator; one sentence each.
 std::vector<std::string> whatCouldBeSet(const Examined& server);
 
-// "lock", "if-match", "if" or "look": of the guard, for other programs.
+// "lock", "lock-and-look", "if-match", "if" or "look": of the guard, for other programs.
 std::string guardWord(Guard guard);
 std::string datesWord(DatesBy dates);
 
