@@ -43,6 +43,8 @@ private:
     int failure_ = 0;
 };
 
+}  // namespace
+
 Result<void> outputFailure(int error) {
     if (interrupted()) return interruption();
     if (outputAbandoned()) return {};
@@ -50,13 +52,18 @@ Result<void> outputFailure(int error) {
         Kind::local, fmt::format("Cannot write to the standard output: {}.", std::strerror(error)));
 }
 
-}  // namespace
+Error noMember() {
+    return localError(Kind::usage,
+                      "This is a collection, which has no content. Name a member of it.");
+}
+
+std::string unprovenEnd(const std::string& url) {
+    return fmt::format(
+        "{}: the server tells neither its length nor its size, so check that all of it came", url);
+}
 
 Result<void> writeContent(Session& session, Servers& servers, const Address& address) {
-    if (!address.namesMember()) {
-        return localError(Kind::usage,
-                          "This is a collection, which has no content. Name a member of it.");
-    }
+    if (!address.namesMember()) return noMember();
     session.leftWork().tell(address.url());
     OutputTaker taker(session.progress());
     // On the same terminal it would stand in the midst of the content.
@@ -77,12 +84,7 @@ Result<void> writeContent(Session& session, Servers& servers, const Address& add
         }
         return error;
     }
-    if (!fetched->endProven) {
-        complain(
-            fmt::format("{}: the server tells neither its length nor its size, so check that "
-                        "all of it came",
-                        address.url()));
-    }
+    if (!fetched->endProven) complain(unprovenEnd(address.url()));
     return {};
 }
 

@@ -20,6 +20,8 @@ public:
     virtual ~ContentTaker() = default;
     // The length of what begins next, where the answer tells it, in bytes.
     virtual void announce(std::optional<uint64_t> /*length*/) {}
+    // That what begins next is that part, where one was asked for and is answered.
+    virtual void announcePart(const vxhost::ContentRange& /*part*/) {}
     virtual void begin() = 0;  // also once more: what came before is worthless then
     virtual void take(std::string_view piece) = 0;
     // Whether what it took is gone for good, so that it cannot begin once more.
