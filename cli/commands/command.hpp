@@ -30,6 +30,7 @@ void addDu(CommandDefinition program, Invocation& invocation);
 void addCat(CommandDefinition program, Invocation& invocation);
 void addHead(CommandDefinition program, Invocation& invocation);
 void addTail(CommandDefinition program, Invocation& invocation);
+void addDf(CommandDefinition program, Invocation& invocation);
 void addGet(CommandDefinition program, Invocation& invocation);
 void addPut(CommandDefinition program, Invocation& invocation);
 void addEdit(CommandDefinition program, Invocation& invocation);
