@@ -17,8 +17,6 @@ struct ContentPart {
     End end;
     Unit unit;
     uint64_t count;
-
-    bool operator==(const ContentPart&) const = default;
 };
 
 // Takes a content, or a part of it that may hold the wanted one. A line ends in a line feed; what

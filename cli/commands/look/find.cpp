@@ -73,7 +73,7 @@ Result<void> setType(FindOptions& options, const std::string& text) {
 }
 
 // Sizes are of files. What the server tells no date of is neither newer nor older.
-bool fits(const FindOptions& options, const std::string& name, const Resource& resource) {
+bool fitsAll(const FindOptions& options, const std::string& name, const Resource& resource) {
     if (!options.type.empty() && (options.type == "d") != resource.isCollection) return false;
     const bool hasSize = !resource.isCollection && resource.size;
     if (!options.sizes.empty() && !hasSize) return false;
@@ -92,7 +92,7 @@ public:
 
     void meet(const Visited& each) override {
         const bool isStart = each.depth == 0 && each.resource.isCollection;
-        if (isStart || !fits(options_, each.name, each.resource)) return;
+        if (isStart || !fitsAll(options_, each.name, each.resource)) return;
         output.text() += options_.json ? describe(each).text() : each.url;
         output.text() += options_.endsInNull ? '\0' : '\n';
         output.endLine();

@@ -29,9 +29,9 @@ using Unit = ContentPart::Unit;
 constexpr uint64_t usualLines = 10;
 // What is asked for first where lines are wanted, and by how much more each time that this was too
 // little; then all is asked for.
-constexpr uint64_t firstBytes = uint64_t{64} << 10;
+constexpr uint64_t firstAsked = uint64_t{64} << 10;
 constexpr uint64_t growth = 16;
-constexpr uint64_t mostBytes = uint64_t{1} << 30;
+constexpr uint64_t mostAsked = uint64_t{1} << 30;
 
 constexpr const char* anotherPart =
     "The server answered another part than the one that was asked for.";
@@ -72,7 +72,7 @@ Result<void> writePart(Session& session, Servers& servers, const Address& addres
                        const ContentPart& part) {
     if (!address.namesMember()) return noMember();
     session.leftWork().tell(address.url());
-    for (uint64_t bytes = firstBytes;; bytes *= growth) {
+    for (uint64_t bytes = firstAsked;; bytes *= growth) {
         PartTaker taker(part);
         const auto ask = [&](const std::string& range) {
             return servers.with(address, [&](Remote& remote) -> Result<FetchedContent> {
@@ -81,7 +81,7 @@ Result<void> writePart(Session& session, Servers& servers, const Address& addres
                 return remote.run(fetch(remote, address.url(), taker, std::move(wish)));
             });
         };
-        const std::string range = bytes > mostBytes ? std::string() : rangeOf(part, bytes);
+        const std::string range = bytes > mostAsked ? std::string() : rangeOf(part, bytes);
         Result<FetchedContent> fetched = ask(range);
         // So an empty content is answered, too: it has no part.
         const bool hasNoPart = !range.empty() && !fetched && fetched.error().httpStatus == 416;

@@ -11,20 +11,20 @@
 namespace quillon::cli {
 namespace {
 
-struct TreeOptions {
+struct DrawingOptions {
     std::vector<std::string> urls;
     bool collectionsOnly = false;
     std::optional<size_t> mostDepth;
     bool json = false;
 };
 
-std::string counted(size_t count, std::string_view what) {
+std::string countOf(size_t count, std::string_view what) {
     return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
 }
 
 class Drawing : public TreeVisitor {
 public:
-    explicit Drawing(const TreeOptions& options) : options_(options) {}
+    explicit Drawing(const DrawingOptions& options) : options_(options) {}
 
     bool wants(std::string_view, bool isCollection) const override {
         return isCollection || !options_.collectionsOnly;
@@ -54,8 +54,8 @@ public:
     void addCounts() {
         if (options_.json) return;
         add("");
-        add(counted(collections_, "collection") +
-            (options_.collectionsOnly ? "" : ", " + counted(files_, "file")));
+        add(countOf(collections_, "collection") +
+            (options_.collectionsOnly ? "" : ", " + countOf(files_, "file")));
     }
 
 private:
@@ -66,7 +66,7 @@ private:
         output.endLine();
     }
 
-    const TreeOptions& options_;
+    const DrawingOptions& options_;
     std::string lead_;  // of the lines in the innermost collection
     size_t collections_ = 0, files_ = 0;
 };
@@ -74,7 +74,7 @@ private:
 }  // namespace
 
 void addTree(CommandDefinition program, Invocation& invocation) {
-    auto options = std::make_shared<TreeOptions>();
+    auto options = std::make_shared<DrawingOptions>();
     const CommandDefinition command = program.addCommand("tree", "Draw trees");
     addTreeUrls(command, invocation, options->urls);
     command.addFlag("-d,--collections", options->collectionsOnly, "Collections alone");
