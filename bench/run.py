@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """quillon beside its peers on a private Apache: medians of time, processor time and peak memory.
 
-bench/run.py BUILD [--quick] [--only listings|distant]: BUILD is the folder of a release build with
+bench/run.py BUILD [--quick] [--only listings|distant|trees|looking]: BUILD is the folder of a release build with
 its test support. Every round runs all programs of a row in turn, each time another one first, so that what else the machine
 does and what is cached meet all of them. The table goes to standard output in Markdown, everything
 measured to bench/results/."""
@@ -242,6 +242,51 @@ class Bench:
                                             back])}, lambda: self.empty(back))
         shutil.rmtree(wide)
 
+    def looking(self, collections, each):
+        """Trees that are only looked at, beside the bare requests for them; and ends of contents."""
+        seen = self.root / "seen"
+        self.empty(seen)
+        for i in range(collections):
+            (seen / f"c{i:04}").mkdir()
+            for j in range(each):
+                (seen / f"c{i:04}" / f"m{j:02}").write_bytes(b"%d" % j)
+        label = f"{collections * each} members in {collections} collections"
+        with Server(self.testserver, "--directory", self.root) as server:
+            url = server.url + "seen/"
+            wanted = self.local / "propfinds"
+            wanted.write_text("".join(
+                f'url = "{url}{path}"\noutput = "{os.devnull}"\n'
+                for path in ["", *(f"c{i:04}/" for i in range(collections))]))
+            bare = lambda: measure(["curl", "-sf", "-Z", "--parallel-max", "16", "-X", "PROPFIND",
+                                    "-H", "Depth: 1", "-K", wanted])
+            for command in ("find", "du", "tree"):
+                self.row(f"{command}, {label}", {
+                    "quillon": lambda: measure([self.quillon, command, url]),
+                    "curl -Z, unread": bare})
+        shutil.rmtree(seen)
+
+    def looking_far(self, collections, each, round_trip):
+        seen, large = self.root / "seen", self.root / "large.bin"
+        self.empty(seen)
+        for i in range(collections):
+            (seen / f"c{i:04}").mkdir()
+            for j in range(each):
+                (seen / f"c{i:04}" / f"m{j:02}").touch()
+        with open(large, "wb") as file:
+            file.truncate(1 << 30)
+        for options in ([], ["--http2"]):
+            with Server(self.testserver, *options, "--directory", self.root) as server, \
+                    Server(HERE / "delay_proxy.py", server.port, round_trip) as proxy:
+                base = proxy.url.replace("http:", "https:") if options else proxy.url
+                ours = [self.quillon, *(["--ca-file", server.certificate] if options else [])]
+                how = f"{round_trip} ms away, {'TLS and HTTP/2' if options else 'HTTP/1.1'}"
+                self.row(f"ls -R of {collections} collections of {each}, {how}", {
+                    "quillon": lambda: measure([*ours, "ls", "-R", base + "seen/"])})
+                self.row(f"tail -c 4096 of 1 GiB, {how}", {
+                    "quillon": lambda: measure([*ours, "tail", "-c", "4096", base + "large.bin"])})
+        shutil.rmtree(seen)
+        large.unlink()
+
     def listing(self, count):
         folder = self.root / "listed"
         self.empty(folder)
@@ -379,7 +424,8 @@ def main():
     parser.add_argument("build", type=pathlib.Path)
     parser.add_argument("--rounds", type=int, default=5)
     parser.add_argument("--quick", action="store_true", help="smaller, and each once")
-    parser.add_argument("--only", choices=("listings", "distant", "trees"), help="these rows alone")
+    parser.add_argument("--only", choices=("listings", "distant", "trees", "looking"),
+                        help="these rows alone")
     wanted = parser.parse_args()
     with tempfile.TemporaryDirectory() as home:
         os.chmod(home, 0o755)
@@ -402,6 +448,9 @@ def main():
             bench.trees(count, 50, http2=True)
             for files in (500, 2000) if wanted.quick else (5_000, 20_000):
                 bench.wide_tree(files, files // 10)
+        if wanted.only in (None, "looking"):
+            bench.looking(200 if wanted.quick else 2000, 10)
+            bench.looking_far(100 if wanted.quick else 1000, 10, 50)
         if wanted.only in (None, "distant"):
             bench.distant(100)
             bench.distant_over_tls(100)

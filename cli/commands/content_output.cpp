@@ -45,14 +45,14 @@ private:
     int failure_ = 0;
 };
 
+}  // namespace
+
 Result<void> outputFailure(int error) {
     if (interrupted()) return interruption();
     if (outputAbandoned()) return {};
     return localError(
         Kind::local, fmt::format("Cannot write to the standard output: {}.", std::strerror(error)));
 }
-
-}  // namespace
 
 Error noMember() {
     return localError(Kind::usage,

@@ -23,4 +23,10 @@ Result<void> writeContent(Session& session, Servers& servers, const Address& add
 // exitUnread as soon as nobody reads any more.
 int writeContents(Session& session, const std::vector<Address>& members);
 
+// What is told of a collection, of an output that takes no more (by errno; nothing where its reader
+// has left), and of a content whose end nothing proves.
+Error noMember();
+Result<void> outputFailure(int error);
+std::string unprovenEnd(const std::string& url);
+
 }  // namespace quillon::cli

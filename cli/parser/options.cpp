@@ -1,9 +1,8 @@
 #include "cli/parser/options.hpp"
 
-#include <charconv>
 #include <chrono>
-#include <cmath>
 
+#include "cli/parser/byte_count.hpp"
 #include "cli/parser/time_argument.hpp"
 #include "client/address.hpp"
 
@@ -13,20 +12,10 @@ namespace {
 constexpr int mostJobs = 64;
 constexpr int mostSeconds = 86400;
 
-// "500K", "2M", "1.5M" or plain bytes; the units are powers of 1024.
 Result<uint64_t> parseSpeed(const std::string& text) {
-    const std::string wrong = "Say how many bytes a second: 500K, 2M, 1.5M.";
-    double number = 0;
-    const char* end = text.data() + text.size();
-    const auto [rest, problem] =
-        std::from_chars(text.data(), end, number, std::chars_format::fixed);
-    const std::string unit(rest, end);
-    const size_t nth = unit.size() == 1 ? std::string_view("KMGkmg").find(unit.front()) : 6;
-    const bool known = unit.empty() || nth < 6;
-    if (problem != std::errc{} || !known) return localError(Kind::usage, wrong);
-    const double bytes = unit.empty() ? number : number * std::pow(1024.0, nth % 3 + 1);
-    if (!(bytes >= 1) || bytes > 1e15) return localError(Kind::usage, wrong);
-    return static_cast<uint64_t>(bytes);
+    const std::optional<uint64_t> bytes = parseByteCount(text);
+    if (bytes && *bytes > 0) return *bytes;
+    return localError(Kind::usage, "Say how many bytes a second: 500K, 2M, 1.5M.");
 }
 
 }  // namespace

@@ -267,6 +267,10 @@ void CommandDefinition::addAlias(const std::string& name) const {
     app_->alias(name);
 }
 
+void CommandDefinition::takeShortHelp() const {
+    app_->set_help_flag("--help", "Print this help message and exit");
+}
+
 void CommandDefinition::setGroup(const std::string& title) const {
     app_->group(title);
 }

@@ -59,6 +59,7 @@ public:
 
     CommandDefinition addCommand(const std::string& name, const std::string& meaning) const;
     void addAlias(const std::string& name) const;
+    void takeShortHelp() const;  // -h is an option of its own, and help is --help alone
     void setGroup(const std::string& title) const;  // under which the program's help lists it
     void setFooter(const std::string& text) const;
     void whenGiven(std::function<void()> action) const;  // once the whole line is parsed

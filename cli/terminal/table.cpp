@@ -41,7 +41,8 @@ void Table::print() const {
     compose(output.text(), [&] { output.endLine(); });
 }
 
-std::string inColumns(const std::vector<std::string>& names, size_t width) {
+std::string inColumns(const std::vector<std::string>& names, size_t width,
+                      const std::function<std::string(size_t)>& paint) {
     size_t widest = 0;
     for (const std::string& name : names) widest = std::max(widest, displayWidth(name));
     const size_t columns = std::max<size_t>(1, (width + 2) / (widest + 2));
@@ -49,7 +50,7 @@ std::string inColumns(const std::vector<std::string>& names, size_t width) {
     std::string text;
     for (size_t line = 0; line < lines; ++line) {
         for (size_t at = line; at < names.size(); at += lines) {
-            text += names[at];
+            text += paint ? paint(at) : names[at];
             const bool last = at + lines >= names.size();
             text += last ? "\n" : std::string(widest - displayWidth(names[at]) + 2, ' ');
         }

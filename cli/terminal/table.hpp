@@ -4,6 +4,7 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -38,6 +39,8 @@ private:
 };
 
 // Names down columns that are as wide as the widest of them, as many as fit the width.
-std::string inColumns(const std::vector<std::string>& names, size_t width);
+// paint: what is written in place of the n-th, as wide as that.
+std::string inColumns(const std::vector<std::string>& names, size_t width,
+                      const std::function<std::string(size_t)>& paint = {});
 
 }  // namespace quillon::cli

@@ -95,6 +95,11 @@ void LineOutput::write() {
     text_.clear();
 }
 
+void LineOutput::flush() {
+    write();
+    std::fflush(stdout);
+}
+
 size_t terminalWidth() {
     for (const int descriptor : {STDOUT_FILENO, STDERR_FILENO}) {
         winsize size{};

@@ -27,6 +27,8 @@ public:
     void endLine() {
         if (text_.size() >= piece) write();
     }
+    // To be seen at once, before what takes time or goes to standard error.
+    void flush();
 
 private:
     static constexpr size_t piece = 64 << 10;  // bytes

@@ -41,6 +41,7 @@ public:
         }
         length_ = vxhost::parseFraming(answer.headers).length;
         requireAsStored(answer);
+        if (answer.status == 206) announcePart(answer);
         size_ = 0;
         isContinued_ = false;
         version_ = versionOf(answer.headers);
@@ -78,6 +79,17 @@ private:
             fmt::format("GET {}: the server sends the content coded (Content-Encoding: {}), though "
                         "it was asked for as it is stored.",
                         answer.url, answer.headers.joined("Content-Encoding")));
+    }
+
+    void announcePart(const Answer& answer) {
+        const auto part = vxhost::parseContentRange(answer.headers.first("Content-Range"));
+        if (!part) {
+            throw vxhost::Failure(vxhost::WEBLNK_BAD_ANSWER,
+                                  fmt::format("GET {}: the server does not tell which part of the "
+                                              "content it answers.",
+                                              answer.url));
+        }
+        taker_.announcePart(*part);
     }
 
     void goOn(const Answer& answer) {
@@ -160,7 +172,9 @@ Task<Result<FetchedContent>> fetch(Remote& remote, std::string url, ContentTaker
     if (!body.isWhole()) co_return cutOff(body.size(), body.length());
     FetchedContent fetched{body.version(), body.size(), true};
     const bool proven = answer->isFramed || vxhost::parseFraming(answer->headers).provesEnd();
-    if (!proven || answer->status == 204) {
+    if (answer->status == 206 && !wish.range.empty()) {
+        fetched.endProven = proven;  // the whole's size tells nothing of it
+    } else if (!proven || answer->status == 204) {
         if (!wish.size) wish.size = co_await sizeOf(remote, std::move(url));
         if (wish.size && *wish.size != body.size()) co_return cutOff(body.size(), *wish.size);
         fetched.endProven = wish.size.has_value();

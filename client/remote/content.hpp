@@ -21,6 +21,8 @@ public:
     // Of what begins next: its length in bytes, where the answer tells it, and the tag by which a
     // later fetch may go on behind a part of it, or none.
     virtual void announce(std::optional<uint64_t> /*length*/, const std::string& /*tagToGoOn*/) {}
+    // That what begins next is that part, where one was asked for and is answered.
+    virtual void announcePart(const vxhost::ContentRange& /*part*/) {}
     virtual void begin() = 0;  // also once more: what came before is worthless then
     virtual void take(std::string_view piece) = 0;
     // Whether what it took is gone for good, so that it cannot begin once more.

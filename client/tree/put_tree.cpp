@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "client/remote/change.hpp"
+#include "client/remote/fetch_hash.hpp"
 #include "client/tree/known_file.hpp"
 #include "client/tree/put_file.hpp"
 #include "client/tree/walk.hpp"

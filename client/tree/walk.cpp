@@ -54,7 +54,7 @@ Task<> Walk::ask(Place node) {
 // Its collections become nodes right behind it.
 void Walk::enter(Place node) {
     const auto behind = std::next(node);
-    if (!*node->members) return;
+    if (!*node->members || node->depth + 1 >= depthOfEnd_) return;
     for (const Resource& resource : (*node->members)->resources) {
         if (!resource.isCollection) continue;
         std::string path = pathOf(node->path, resource);

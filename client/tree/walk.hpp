@@ -37,6 +37,8 @@ public:
 
     Walk(Remote& remote, std::string rootUrl, Filter filter = {}, Enters enters = {});
     ~Walk();
+    // Collections that lie so deep are not asked for what they hold; the root's depth is 0.
+    void endAbove(size_t depth) { depthOfEnd_ = depth; }
     Walk(const Walk&) = delete;
     Walk& operator=(const Walk&) = delete;
 
@@ -78,6 +80,7 @@ private:
     Remote& remote_;
     Filter filter_;
     Enters enters_;
+    size_t depthOfEnd_ = static_cast<size_t>(-1);
     std::list<Node> nodes_;        // in their order; the first is the next
     size_t waitingResources_ = 0;  // of collections that came before their turn
     bool complete_ = true;

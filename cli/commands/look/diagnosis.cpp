@@ -90,7 +90,6 @@ std::string way(Guard guard, bool holds, std::string_view deed) {
                                        condition);
         }
         case Guard::lock:
-        case Guard::lockAndLook:
             return "under a lock";
         case Guard::lockAndLook:
             return "under a lock, after a look in it";
@@ -128,7 +127,6 @@ std::string guardWord(Guard guard) {
         case Guard::conditionInIf:
             return "if";
         case Guard::lock:
-        case Guard::lockAndLook:
             return "lock";
         case Guard::lockAndLook:
             return "lock-and-look";

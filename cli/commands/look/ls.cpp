@@ -3,8 +3,10 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <memory_resource>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -12,27 +14,47 @@
 #include <vector>
 
 #include "cli/commands/command.hpp"
+#include "cli/commands/look/visit_trees.hpp"
 #include "cli/commands/what_is_there.hpp"
+#include "cli/terminal/colours.hpp"
 #include "cli/terminal/format.hpp"
 #include "cli/terminal/json.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/table.hpp"
 #include "cli/terminal/terminal.hpp"
+#include "platform/text/url.hpp"
 
 namespace quillon::cli {
 namespace {
 
 struct LsOptions {
-    std::string url;
+    std::vector<std::string> urls;
     bool details = false;
+    bool exactSizes = false;
+    bool forPeople = false;  // as sizes are anyway
     bool hidden = false;
+    bool aLine = false;
+    bool byDate = false;
+    bool bySize = false;
+    bool reversed = false;
+    bool recursive = false;
     bool json = false;
 };
 
-// Of one member; the texts are in the Lines.
+// Of one member; the texts are in the Lines. It is an entry of a listing, or a resource.
 struct Line {
     std::string_view name, key;
-    Entry entry;
+    Entry entry{nullptr, nullptr};
+    const Resource* resource = nullptr;
+
+    bool isCollection() const { return resource ? resource->isCollection : entry.isCollection(); }
+    std::optional<uint64_t> size() const {
+        if (!resource) return entry.size();
+        return resource->isCollection ? std::nullopt : resource->size;
+    }
+    std::optional<Time> modified() const {
+        return resource ? resource->modified : entry.modified();
+    }
 };
 
 struct Lines {
@@ -44,100 +66,140 @@ struct Lines {
         text.copy(kept, text.size());
         return {kept, text.size()};
     }
+    void add(const std::string& name, Entry entry, const Resource* resource = nullptr) {
+        const std::string key = collationKey(name);
+        const auto kept = keep(name);
+        all.push_back({kept, key == name ? kept : keep(key), entry, resource});
+    }
+    void add(const std::string& name, const Resource& resource) {
+        add(name, {nullptr, nullptr}, &resource);
+    }
 };
 
 std::string shownName(std::string_view name, bool isCollection) {
     return forOutput(name) + (isCollection ? "/" : "");
 }
 
-std::unique_ptr<Lines> sortedLines(const Listing& listing, bool hidden) {
+// What has no size or date comes last.
+void sortLines(std::vector<Line>& lines, const LsOptions& options) {
+    const auto byName = [](const Line& a, const Line& b) {
+        return std::tie(a.key, a.name) < std::tie(b.key, b.name);
+    };
+    // The listing's own order is often this one already.
+    if (!std::is_sorted(lines.begin(), lines.end(), byName)) {
+        std::sort(lines.begin(), lines.end(), byName);
+    }
+    if (options.byDate) std::ranges::stable_sort(lines, std::greater(), &Line::modified);
+    if (options.bySize) std::ranges::stable_sort(lines, std::greater(), &Line::size);
+    if (options.reversed) std::ranges::reverse(lines);
+}
+
+bool isHidden(std::string_view name) {
+    return name.starts_with('.');
+}
+
+std::unique_ptr<Lines> linesOf(const Listing& listing, const LsOptions& options) {
     auto lines = std::make_unique<Lines>();
     lines->all.reserve(listing.size());
     for (const Entry entry : listing) {
         const std::string name = entry.name();
-        if (!hidden && name.starts_with('.')) continue;
-        const std::string key = collationKey(name);
-        const auto kept = lines->keep(name);
-        lines->all.push_back({kept, key == name ? kept : lines->keep(key), entry});
+        if (options.hidden || !isHidden(name)) lines->add(name, entry);
     }
-    const auto before = [](const Line& a, const Line& b) {
-        return std::tie(a.key, a.name) < std::tie(b.key, b.name);
-    };
-    // The listing's own order is often this one already.
-    if (!std::is_sorted(lines->all.begin(), lines->all.end(), before)) {
-        std::sort(lines->all.begin(), lines->all.end(), before);
-    }
+    sortLines(lines->all, options);
     return lines;
 }
 
-void addRow(Table& table, std::string_view name, bool isCollection, std::optional<uint64_t> size,
-            std::optional<Time> modified) {
-    table.add(shortSize(size), localDate(modified), shownName(name, isCollection));
-}
+// Lines as the options want them.
+class Printer {
+public:
+    explicit Printer(const LsOptions& options) : options_(options) {}
 
-Table detailTable() {
-    return Table({Align::right, Align::left, Align::left});
-}
-
-void printJson(const std::vector<Line>& lines) {
-    LineOutput output;
-    bool first = true;
-    for (const Line& line : lines) {
-        output.text() += std::exchange(first, false) ? "[" : ",\n ";
-        output.text() += describe(line.entry).text();
-        output.endLine();
+    void print(const std::vector<Line>& lines) const {
+        if (options_.details) {
+            printTable(lines);
+        } else if (isTerminal(stdout) && !options_.aLine) {
+            printColumns(lines);
+        } else {
+            printNames(lines);
+        }
     }
-    output.text() += first ? "[]\n" : "]\n";
-}
 
-void printTable(const std::vector<Line>& lines) {
-    Table table = detailTable();
-    for (const Line& line : lines) {
-        addRow(table, line.name, line.entry.isCollection(), line.entry.size(),
-               line.entry.modified());
+private:
+    std::string painted(const Line& line) const {
+        return colours_.painted(shownName(line.name, line.isCollection()), line.name,
+                                line.isCollection());
     }
-    table.print();
-}
-
-void printColumns(const std::vector<Line>& lines) {
-    std::vector<std::string> names;
-    names.reserve(lines.size());
-    for (const Line& line : lines) names.push_back(shownName(line.name, line.entry.isCollection()));
-    fmt::print("{}", inColumns(names, terminalWidth()));
-}
-
-// A name a line for other programs.
-void printNames(const std::vector<Line>& lines) {
-    LineOutput output;
-    for (const Line& line : lines) {
-        output.text() += shownName(line.name, line.entry.isCollection()) + '\n';
-        output.endLine();
+    std::string sizeText(std::optional<uint64_t> size) const {
+        return options_.exactSizes && size ? std::to_string(*size) : shortSize(size);
     }
-}
 
-void print(const std::vector<Line>& lines, const LsOptions& options) {
-    if (options.json) {
-        printJson(lines);
-    } else if (options.details) {
-        printTable(lines);
-    } else if (isTerminal(stdout)) {
-        printColumns(lines);
-    } else {
-        printNames(lines);
+    void printTable(const std::vector<Line>& lines) const {
+        Table table({Align::right, Align::left, Align::left});
+        for (const Line& line : lines) {
+            table.add(sizeText(line.size()), localDate(line.modified()), painted(line));
+        }
+        table.print();
     }
-}
 
-void printMember(const Address& address, const Properties& member, const LsOptions& options) {
-    if (options.json) {
-        fmt::print("[{}]\n", describe(address.name(), address.url(), member).text());
-    } else if (options.details) {
-        Table table = detailTable();
-        addRow(table, address.name(), false, member.size, member.modified);
-        fmt::print("{}", table.text());
-    } else {
-        fmt::print("{}\n", shownName(address.name(), false));
+    void printColumns(const std::vector<Line>& lines) const {
+        std::vector<std::string> names;
+        names.reserve(lines.size());
+        for (const Line& line : lines) names.push_back(shownName(line.name, line.isCollection()));
+        fmt::print("{}",
+                   inColumns(names, terminalWidth(), [&](size_t n) { return painted(lines[n]); }));
     }
-}
+
+    // A name a line for other programs.
+    void printNames(const std::vector<Line>& lines) const {
+        LineOutput output;
+        for (const Line& line : lines) {
+            output.text() += painted(line) + '\n';
+            output.endLine();
+        }
+    }
+
+    const LsOptions& options_;
+    const NameColours colours_ = NameColours::ofOutput();
+};
+
+// What stands before the members of a collection where several are listed.
+class Headings {
+public:
+    void print(const std::string& url) {
+        separate();
+        fmt::print("{}:\n", forOutput(url));
+    }
+    // From what was listed before.
+    void separate() {
+        if (!std::exchange(first_, false)) fmt::print("\n");
+    }
+
+private:
+    bool first_ = true;
+};
+
+// An array of all that is listed, an element a line; nothing where nothing could be.
+class JsonArray {
+public:
+    JsonArray() = default;
+    JsonArray(const JsonArray&) = delete;
+    JsonArray& operator=(const JsonArray&) = delete;
+    ~JsonArray() {
+        if (begun_) output_.text() += first_ ? "[]\n" : "]\n";
+    }
+
+    void begin() { begun_ = true; }
+    void add(const JsonObject& object) {
+        output_.text() += std::exchange(first_, false) ? "[" : ",\n ";
+        output_.text() += object.text();
+        output_.endLine();
+    }
+
+private:
+    LineOutput output_;
+    bool begun_ = false;
+    bool first_ = true;
+};
 
 // Nothing when the address names no member, or one that is a collection.
 std::optional<Properties> findMember(Session& session, const Address& address) {
@@ -149,27 +211,106 @@ std::optional<Properties> findMember(Session& session, const Address& address) {
     return isMember ? std::optional(*properties) : std::nullopt;
 }
 
-// A URL without a final slash may mean either: a listing that fails or holds nothing is not enough
-// to tell, since some servers list a member as an empty collection.
-int runLs(Session& session, LsOptions& options) {
-    const Result<Address> address = parseUrl(session, options.url);
-    if (!address) return exitCode(address.error().kind);
-    const Result<Listing> listing = session.list(address->asCollection());
-    const bool unsure =
-        listing ? listing->empty()
-                : listing.error().kind == Kind::notFound || listing.error().kind == Kind::refused;
-    if (unsure) {
-        if (const auto member = findMember(session, *address)) {
-            printMember(*address, *member, options);
-            return exitDone;
+// One collection after the other, by the operations of the extension.
+class Listings {
+public:
+    Listings(Session& session, const LsOptions& options)
+        : session_(session), options_(options), printer_(options) {
+        if (options.json) array_.emplace();
+    }
+
+    // A URL without a final slash may mean either: a listing that fails or holds nothing is not
+    // enough to tell, since some servers list a member as an empty collection.
+    Result<void> list(const Address& address) {
+        Result<Listing> listing = session_.list(address.asCollection());
+        const bool unsure = listing ? listing->empty()
+                                    : listing.error().kind == Kind::notFound ||
+                                          listing.error().kind == Kind::refused;
+        if (unsure) {
+            if (const auto member = findMember(session_, address)) {
+                if (array_) array_->begin();
+                printMember(address, *member);
+                return {};
+            }
+        }
+        if (!listing) {
+            return explainNotOpened(session_, address.asCollection(), std::move(listing).error());
+        }
+        if (options_.urls.size() > 1 && !array_) headings_.print(address.asCollection().url());
+        if (array_) array_->begin();
+        const auto lines = linesOf(*listing, options_);
+        if (!array_) {
+            printer_.print(lines->all);
+        } else {
+            for (const Line& line : lines->all) array_->add(describe(line.entry));
+        }
+        std::fflush(stdout);
+        return {};
+    }
+
+private:
+    void printMember(const Address& address, const Properties& member) {
+        if (array_) return array_->add(describe(address.name(), address.url(), member));
+        if (options_.urls.size() > 1) headings_.separate();
+        Resource resource;
+        resource.size = member.size;
+        resource.modified = member.modified;
+        Lines lines;
+        lines.add(address.name(), resource);
+        printer_.print(lines.all);
+    }
+
+    Session& session_;
+    const LsOptions& options_;
+    const Printer printer_;
+    Headings headings_;
+    std::optional<JsonArray> array_;
+};
+
+// Whole trees, many collections at a time.
+class TreeListing : public TreeVisitor {
+public:
+    explicit TreeListing(const LsOptions& options) : options_(options), printer_(options) {}
+
+    bool wants(std::string_view path, bool) const override {
+        return options_.hidden || !isHidden(path.substr(path.rfind('/') + 1));
+    }
+    void meet(const Visited& each) override {
+        const bool isStart = each.depth == 0 && each.resource.isCollection;
+        if (options_.json && !isStart) {
+            output.text() += describe(each).text() + '\n';
+            output.endLine();
+        } else if (!options_.json && each.depth == 0 && !isStart) {
+            Lines lines;
+            lines.add(each.name, each.resource);
+            printer_.print(lines.all);
         }
     }
-    if (!listing) {
-        return report("list", address->url(),
-                      explainNotOpened(session, address->asCollection(), listing.error()));
+    void open(const Visited& collection, const std::vector<Resource>& members) override {
+        if (options_.json) return;
+        Lines lines;
+        lines.all.reserve(members.size());
+        for (const Resource& each : members) lines.add(vxhost::decodeSegment(each.segment), each);
+        sortLines(lines.all, options_);
+        headings_.print(collection.url);
+        printer_.print(lines.all);
     }
-    print(sortedLines(*listing, options.hidden)->all, options);
-    return exitDone;
+
+private:
+    const LsOptions& options_;
+    const Printer printer_;
+    Headings headings_;
+};
+
+int runLs(Session& session, LsOptions& options) {
+    if (options.recursive) {
+        TreeListing listing(options);
+        return visitTrees(session, options.urls, std::nullopt, listing);
+    }
+    if (options.urls.empty()) options.urls.emplace_back();
+    Listings listings(session, options);
+    return forEachUrl(session, options.urls, "list",
+                      [&](const Address& address) { return listings.list(address); });
 }
 
 }  // namespace
@@ -177,17 +318,30 @@ int runLs(Session& session, LsOptions& options) {
 void addLs(CommandDefinition program, Invocation& invocation) {
     auto options = std::make_shared<LsOptions>();
     const CommandDefinition command = program.addCommand("ls", "List a collection");
-    command.addOption("URL", options->url, "A collection, or one member")
-        .typeName("")
-        .required(!invocation.inShell);
+    command.takeShortHelp();
+    addTreeUrls(command, invocation, options->urls);
     command.addFlag("-l,--long", options->details, "Sizes and dates of modification, too");
+    const auto people = command.addFlag("-h,--human-readable", options->forPeople,
+                                        "Sizes for people: 12.3 MiB, as they are anyway");
+    command.addFlag("--bytes", options->exactSizes, "With -l: sizes in bytes").excludes(people);
     command.addFlag("-a,--all", options->hidden, "Names that begin with a dot, too");
-    command.addFlag("--json", options->json, "An array of objects");
+    command.addFlag("-1", options->aLine, "A name a line, on a terminal too");
+    command.addFlag("-R,--recursive", options->recursive, "What lies in the collections, too");
+    const auto byDate = command.addFlag("-t", options->byDate, "The latest change first");
+    command.addFlag("-S", options->bySize, "The largest first").excludes(byDate);
+    command.addFlag("-r,--reverse", options->reversed, "In reverse order");
+    command.addFlag("--json", options->json,
+                    "An array of objects; with -R an object a line, with its path");
     command.setFooter(
         "Sub-collections end in \"/\". Names are shown decoded, as get takes them.\n\n"
+        "On a terminal names stand in columns, and in the colours of LS_COLORS unless NO_COLOR is\n"
+        "set. With -R, and for several URLs, the URL of each collection stands above its members.\n"
+        "A collection that cannot be listed is told on standard error, and the exit code says so;\n"
+        "the rest is listed.\n\n"
         "Examples:\n"
         "  quillon ls https://example.org/dav/\n"
-        "  quillon ls -l --user ann https://example.org/dav/reports/\n"
+        "  quillon ls -lt --user ann https://example.org/dav/reports/\n"
+        "  quillon ls -R https://example.org/dav/reports/\n"
         "  quillon ls --json https://example.org/dav/ | jq -r '.[].url'\n");
     whenGiven(command, invocation,
               [options](Session& session) { return runLs(session, *options); });

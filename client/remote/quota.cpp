@@ -1,0 +1,51 @@
+#include "client/remote/quota.hpp"
+
+#include <utility>
+
+#include "platform/base/ascii.hpp"
+#include "platform/base/status.hpp"
+#include "platform/markup/multistatus_reader.hpp"
+#include "platform/text/http_status.hpp"
+#include "platform/weblnk/requests.hpp"
+
+namespace quillon {
+namespace {
+
+constexpr const char* quotaProperties =
+    "<?xml version=\"1.0\" encoding=\"utf-8\"?><D:propfind xmlns:D=\"DAV:\"><D:prop>"
+    "<D:quota-available-bytes/><D:quota-used-bytes/></D:prop></D:propfind>";
+
+// Servers without a limit tell negative numbers, which are no quota.
+std::optional<uint64_t> bytesIn(std::string_view text) {
+    return vxhost::parseNumber<uint64_t>(vxhost::trim(text));
+}
+
+Quota parseQuota(const std::string& document) {
+    Quota quota;
+    const auto take = [&quota](const vxhost::MultistatusResponse& response) {
+        quota = {bytesIn((*response.others)[0]), bytesIn((*response.others)[1])};
+    };
+    vxhost::MultistatusReader reader(take, {},
+                                     {"DAV:\nquota-available-bytes", "DAV:\nquota-used-bytes"});
+    reader.feed(document);
+    reader.finish();
+    return quota;
+}
+
+}  // namespace
+
+Task<Result<Quota>> askQuota(Remote& remote, std::string url) {
+    vxhost::Request request =
+        vxhost::propertiesRequest(std::move(url), 0, std::string(quotaProperties));
+    request.isStreamed = false;
+    Result<vxhost::Answer> answer = co_await remote.send(std::move(request));
+    if (!answer) co_return answer.error();
+    if (!vxhost::isSuccess(answer->status)) co_return refusal(*answer);
+    try {
+        co_return parseQuota(answer->text);
+    } catch (const vxhost::Failure& failure) {
+        co_return requestError(failure);
+    }
+}
+
+}  // namespace quillon
