@@ -21,7 +21,7 @@ struct TreeRow {
     Arguments again{};    // what a rerun needs besides
 };
 
-const TreeRow rows[] = {
+const TreeRow treeRows[] = {
     {"get", {"get", "-r", "HERE/t/"}},
     {"put", {"put", "-r", "--delete", "t", "HERE/"}},
     {"copy", {"cp", "-r", "HERE/t/", "HERE/place/"}, {"--force"}},
@@ -220,7 +220,7 @@ TEST_P(TreeFaults, loseNothing) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, TreeFaults,
-                         testing::Combine(testing::ValuesIn(rows), testing::ValuesIn(ways)),
+                         testing::Combine(testing::ValuesIn(treeRows), testing::ValuesIn(ways)),
                          [](const auto& row) {
                              return fmt::format("{}_{}", std::get<0>(row.param).name,
                                                 std::get<1>(row.param).first);
@@ -260,7 +260,7 @@ TEST_P(TreeSignals, loseNothing) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , TreeSignals, testing::Combine(testing::ValuesIn(rows), testing::Values(SIGINT, SIGKILL)),
+    , TreeSignals, testing::Combine(testing::ValuesIn(treeRows), testing::Values(SIGINT, SIGKILL)),
     [](const auto& row) {
         return fmt::format("{}_{}", std::get<0>(row.param).name,
                            std::get<1>(row.param) == SIGINT ? "interrupted" : "killed");
