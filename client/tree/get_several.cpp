@@ -94,8 +94,9 @@ private:
         if (!placed) co_return placed.error();
         if (kept) part.remove();
         if (options_.memory && fetched->endProven) {
-            options_.memory->keep(member.place, content.descriptor(),
-                                  noteOfFetched(member.url, fetched->version, content.hash(), *placed));
+            options_.memory->keep(
+                member.place, content.descriptor(),
+                noteOfFetched(member.url, fetched->version, content.hash(), *placed));
         }
         co_return Result<void>();
     }
@@ -107,7 +108,9 @@ private:
         if (!brokeOff || !taker.file() || taker.tagToGoOn().empty()) return;
         NewFile& file = *taker.file();
         if (file.size() < leastPart) return;
-        const Result<void> kept = part.keep(folder / file.nameSoFar(), taker.tagToGoOn());
+        const Result<std::string> hidden = file.hide();
+        if (!hidden) return error.sentences.push_back(hidden.error().sentences.front());
+        const Result<void> kept = part.keep(folder / *hidden, taker.tagToGoOn());
         if (!kept) return error.sentences.push_back(kept.error().sentences.front());
         error.part = KeptPart{part.path(), file.size()};
     }

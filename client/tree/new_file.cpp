@@ -134,6 +134,17 @@ Result<LocalEntry> NewFile::place(std::optional<Time> modified,
     });
 }
 
+Result<std::string> NewFile::hide() {
+    return caught([&]() -> Result<std::string> {
+        if (hidden_.empty()) {
+            std::string hidden = hiddenName();
+            if (!takeName(hidden)) return changedError(shown_);
+            hidden_ = std::move(hidden);
+        }
+        return hidden_;
+    });
+}
+
 bool NewFile::takeName(const std::string& name) {
     if (!hidden_.empty()) {
         if (!vxhost::renameToFree(folder_.number(), hidden_, name)) return false;
@@ -151,11 +162,7 @@ bool NewFile::takeName(const std::string& name) {
 Result<void> NewFile::replace(const LocalEntry& seen) {
     const auto now = lookAt(folder_, name_);
     if (!now || !isUntouched(seen, *now)) return changedError(shown_);
-    if (hidden_.empty()) {
-        std::string hidden = hiddenName();
-        if (!takeName(hidden)) return changedError(shown_);
-        hidden_ = std::move(hidden);
-    }
+    if (const Result<std::string> hidden = hide(); !hidden) return hidden.error();
     if (!exchangeNames(folder_, hidden_, name_, shown_)) {
         if (renameat(folder_.number(), hidden_.c_str(), folder_.number(), name_.c_str()) != 0) {
             vxhost::throwSystemFailure(errno, writing(shown_));

@@ -35,7 +35,8 @@ public:
     Result<void> restart();                                   // what was written is worth nothing
     std::string hash() const { return hash_.hex(); }          // of what was written
     uint64_t size() const { return size_; }                   // in bytes
-    const std::string& nameSoFar() const { return hidden_; }  // in its folder, until it is placed
+    // The hidden name that it has, or gets now, in its folder, until it is placed.
+    Result<std::string> hide();
     const vxhost::Descriptor& descriptor() const { return file_; }
 
     // Gives it its name, the date and the permissions of the file that it replaces, or those that

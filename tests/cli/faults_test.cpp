@@ -330,7 +330,7 @@ TEST_F(Faults, aWordThatMayBeAPasswordIsNotRepeated) {
                                                         {"-psecret", "ls", url},
                                                         {"-u", "ann", "secret", "ls", url},
                                                         {"ls", "--password=secret", url},
-                                                        {"ls", url, "secret"},
+                                                        {"edit", url, "secret"},
                                                         {"encode", "secret"},
                                                         {"login", "work", "secret"},
                                                         {"login", "work", url, "secret"}}) {

@@ -38,7 +38,7 @@ TEST_F(Reading, collectionsAreToldFromMembers) {
             {{"get", "-o", "none/x", file}, 8, "none: No such file"},
             {{"get", url + "a%2Fb"}, 2, "Choose one with -o"},
             {{"get", "-"}, 2, "needs a URL"},
-            {{"ls", file, "http://u:pw@h/"}, 2, "\"http://***@h/\" is one word too many"},
+            {{"edit", file, "http://u:pw@h/"}, 2, "\"http://***@h/\" is one word too many"},
             {{"gte", file},
              2,
              "There is no command \"gte\". Did you mean get?\nSee quillon --help."}});
