@@ -248,7 +248,12 @@ TEST_P(TreeSignals, loseNothing) {
             program.signal(number);
             const auto outcome = program.wait();
             errors = outcome->errors;
-            EXPECT_EQ(outcome->exitCode, number == SIGKILL ? -1 : exitInterrupted) << errors;
+            // Behind the last change an interrupt may come too late to matter.
+            const bool isDone = outcome->exitCode == exitDone && now() == goal;
+            const int expected = number == SIGKILL ? -1 : exitInterrupted;
+            EXPECT_TRUE(outcome->exitCode == expected || isDone)
+                << fmt::format("request {} of {}: {}\n{}{}", nth, needed, outcome->exitCode, errors,
+                               here.transcript());
         }
         waitUntilIdle();
         SCOPED_TRACE(fmt::format("request {}: {}", nth, errors));
