@@ -18,8 +18,8 @@ namespace quillon {
 using LogSink = std::function<void(int level, std::string_view channel, std::string_view text)>;
 // Called from inside a transfer; total is 0 when it is not known.
 using ProgressSink = std::function<void(uint64_t moved, uint64_t total)>;
-using LockWatch =
-    std::function<std::shared_ptr<void>(const std::string& url, const std::string& token)>;
+using LockWatch = std::function<std::shared_ptr<void>(
+    const std::string& url, const std::string& token, const std::string& owner)>;
 
 struct Traffic {
     uint64_t requests = 0;
@@ -52,7 +52,8 @@ struct ExtensionOptions {
     // What requests cost, since it was told last. From any thread that works.
     std::function<void(const Traffic&)> traffic;
     // Told of a LOCK that is on its way (no token yet) and of each lock that is held; what it
-    // returns is destroyed when the answer is there, or the lock is not held any more.
+    // returns is destroyed when the answer is there, or the lock is not held any more. The owner
+    // is empty where other locks may have the same.
     LockWatch watchLock;
     // Once true, the running request ends and no new one begins but for the UNLOCKs that give back
     // what is held. Null: never.

@@ -25,8 +25,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr size_t MOST_BYTES = size_t{1} << 20;
-constexpr std::string_view URL = "url ", TOKEN = "token ", PROCESS = "process ", KIND = "kind ",
-                           TEXT = "text ";
+constexpr std::string_view URL = "url ", TOKEN = "token ", OWNER = "owner ", PROCESS = "process ",
+                           KIND = "kind ", TEXT = "text ";
 constexpr std::string_view KEPT = "kept";  // a kind; others are a change's
 
 fs::path notesDirectory() {
@@ -41,8 +41,8 @@ void checkNotesDirectory() {
 
 // The text's path is the last line and goes to the end: a file's name may hold a line break.
 std::string contentOf(const LockNote& note) {
-    return fmt::format("{}{}\n{}{}\n{}{}\n{}{}\n{}{}", URL, note.url, TOKEN, note.token, PROCESS,
-                       note.process, KIND, note.kind == LockKind::kept ? KEPT : "change", TEXT,
+    return fmt::format("{}{}\n{}{}\n{}{}\n{}{}\n{}{}\n{}{}", URL, note.url, TOKEN, note.token,
+                       OWNER, note.owner, PROCESS, note.process, KIND, note.kind == LockKind::kept ? KEPT : "change", TEXT,
                        note.text.string());
 }
 
@@ -58,6 +58,7 @@ std::optional<LockNote> parseLockNote(std::string_view content) {
         const std::string_view line = content.substr(0, end);
         if (line.starts_with(URL)) note.url = line.substr(URL.size());
         if (line.starts_with(TOKEN)) note.token = line.substr(TOKEN.size());
+        if (line.starts_with(OWNER)) note.owner = line.substr(OWNER.size());
         if (line == std::string(KIND).append(KEPT)) note.kind = LockKind::kept;
         if (line.starts_with(PROCESS)) {
             std::from_chars(line.data() + PROCESS.size(), line.data() + line.size(), note.process);
@@ -87,6 +88,10 @@ std::optional<FoundNote> readLockNote(const fs::path& path) {
 bool isLeft(const fs::path& text) {
     struct stat entry {};
     return !text.empty() && lstat(text.c_str(), &entry) == 0;
+}
+
+bool mayBeLocked(const LockNote& note) {
+    return !note.token.empty() || !note.owner.empty();
 }
 
 void removeFile(const fs::path& path) {
@@ -169,7 +174,7 @@ Result<std::vector<FoundNote>> findAllNotes() {
         std::optional<FoundNote> found = readLockNote(entry.path());
         if (!found) continue;
         const bool hasText = isLeft(found->note.text);
-        if (!found->isAlive && found->note.token.empty() && !hasText) {
+        if (!found->isAlive && !mayBeLocked(found->note) && !hasText) {
             removeFile(entry.path());
         } else {
             if (!hasText) found->note.text.clear();
@@ -190,6 +195,7 @@ void forgetLock(const FoundNote& found) {
     if (!isLeft(found.note.text)) return removeFile(found.file);
     LockNote rest = found.note;
     rest.token.clear();
+    rest.owner.clear();
     (void)replaceOwnFile(found.file, contentOf(rest));
 }
 

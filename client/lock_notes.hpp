@@ -22,7 +22,8 @@ enum class LockKind : uint8_t {
 
 struct LockNote {
     std::string url;             // the member's, without credentials
-    std::string token;           // empty: nothing is locked
+    std::string token;           // empty: nothing is locked, or its LOCK is not answered
+    std::string owner;           // of a lock whose text no other has; empty: not known
     std::filesystem::path text;  // of the person's own; empty: there is none
     pid_t process = 0;           // that wrote the note
     LockKind kind = LockKind::change;

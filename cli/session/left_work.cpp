@@ -130,9 +130,11 @@ void LeftWork::noteLockOff(const std::string& url, std::string_view token) {
 void LeftWork::noteLockTaken(const std::string& url) {
     const std::lock_guard lock(mutex_);
     for (FoundNote& found : notes()) {
-        if (found.note.url != url || found.note.token.empty()) continue;
+        const bool isNone = found.note.token.empty() && found.note.owner.empty();
+        if (found.note.url != url || isNone) continue;
         forgetLock(found);
         found.note.token.clear();
+        found.note.owner.clear();
     }
 }
 

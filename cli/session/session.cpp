@@ -39,16 +39,28 @@ std::string lockLeft(const std::string& url, const std::string& token) {
 
 // For the person who ends this by a second signal, and for who comes after a kill -9.
 struct LockTold {
-    LockTold(const std::string& url, const std::string& token) : words(lockLeft(url, token)) {
-        if (token.empty()) return;
+    LockTold(const std::string& url, const std::string& token, const std::string& owner)
+        : words(lockLeft(url, token)) {
+        if (token.empty() && owner.empty()) return;
         // Where notes cannot be written, edit complains of it; the lock is as good without.
-        if (auto written = WrittenNote::write({url, token, {}, getpid()})) {
+        if (auto written = WrittenNote::write({url, token, owner, {}, getpid()})) {
             note.emplace(std::move(*written));
         }
     }
     const LastWords words;
     std::optional<WrittenNote> note;
 };
+
+// Gives whether there was one.
+Task<Result<bool>> giveBackNoted(Remote& remote, LockNote note) {
+    if (note.token.empty()) {
+        co_return co_await giveBackOf(remote, std::move(note.url), std::move(note.owner));
+    }
+    HeldLock lock(std::move(note.url), std::move(note.token), false, nullptr);
+    const Result<void> back = co_await giveBack(remote, std::move(lock));
+    if (!back) co_return back.error();
+    co_return true;
+}
 
 // Whether the URL is the site's, or below it.
 bool liesIn(std::string_view url, const std::string& site) {
@@ -69,8 +81,9 @@ ExtensionOptions extensionOptions(const CommonOptions& options, Progress& progre
     wanted.progress = [&progress](uint64_t moved, uint64_t total) {
         progress.update(moved, total);
     };
-    wanted.watchLock = [](const std::string& url, const std::string& token) {
-        return std::make_shared<LockTold>(url, token);
+    wanted.watchLock = [](const std::string& url, const std::string& token,
+                          const std::string& owner) {
+        return std::make_shared<LockTold>(url, token, owner);
     };
     wanted.mostSpeed = options.mostSpeed;
     wanted.knowsBasic = [site = options.basicUrl](std::string_view url) {
@@ -116,10 +129,10 @@ void Session::giveBackLeft(const Address& address, const Login& login) {
     const auto remote = Remote::open(*loaded, address, login);
     if (!remote) return;
     for (const LockNote& note : left) {
-        HeldLock lock(note.url, note.token, false, nullptr);
-        const Result<void> back = (*remote)->run(giveBack(**remote, std::move(lock)));
+        const Result<bool> back = (*remote)->run(giveBackNoted(**remote, note));
         if (back) {
             leftWork_.noteLockOff(note.url, note.token);
+            if (!*back) continue;
             complain(
                 fmt::format("{}: the lock is off that a quillon left which was killed", note.url));
         } else if (back.error().kind == Kind::notAuthorized) {

@@ -90,18 +90,11 @@ Task<Result<void>> unlock(Remote& remote, std::string url, std::string token) {
 
 // After a LOCK whose outcome nobody knows. Gives the error with what may stay.
 Task<Error> lookForLost(Remote& remote, std::string url, std::string owner, Error error) {
-    Request ask = vxhost::propertyRequest(url, "lockdiscovery");
-    ask.policy = vxhost::lookingAtTheEnd;
-    Result<Answer> answer = co_await remote.send(std::move(ask));
-    if (!answer || !vxhost::isSuccess(answer->status)) {
+    const Result<bool> back = co_await giveBackOf(remote, std::move(url), std::move(owner));
+    if (!back && back.error().locks.empty()) {
         error.sentences.emplace_back("It may be locked now, by a lock whose token did not come.");
-        co_return std::move(error);
-    }
-    for (const auto& lock : vxhost::parseActiveLocks(answer->text)) {
-        if (lock.owner != owner) continue;
-        std::string token = vxhost::parseTokenUri(lock.token);
-        Result<void> back = co_await unlock(remote, url, std::move(token));
-        if (!back) error.locks = back.error().locks;
+    } else if (!back) {
+        error.locks = back.error().locks;
     }
     co_return std::move(error);
 }
@@ -111,7 +104,7 @@ Task<Error> lookForLost(Remote& remote, std::string url, std::string owner, Erro
 Task<Result<HeldLock>> takeLock(Remote& remote, std::string url, Depth depth) {
     const std::string owner = fmt::format("quillon {}", vxhost::randomName());
     const auto& watch = remote.settings().watchLock;
-    const std::shared_ptr<void> underWay = watch ? watch(url, {}) : nullptr;
+    const std::shared_ptr<void> underWay = watch ? watch(url, {}, owner) : nullptr;
     Request request = lockRequest(url, depth, owner);
     Result<Answer> answer = co_await remote.send(std::move(request));
     if (!answer) {
@@ -132,7 +125,7 @@ Task<Result<HeldLock>> takeLock(Remote& remote, std::string url, Depth depth) {
         Error error = localError(Kind::network, "The server granted a lock without its token.");
         co_return co_await lookForLost(remote, url, owner, std::move(error));
     }
-    std::shared_ptr<void> held = watch ? watch(url, token) : nullptr;
+    std::shared_ptr<void> held = watch ? watch(url, token, owner) : nullptr;
     co_return HeldLock(std::move(url), std::move(token), answer->status == 201, std::move(held));
 }
 
@@ -143,6 +136,23 @@ bool meansNoLocks(const Error& refused) {
 
 Task<Result<void>> giveBack(Remote& remote, HeldLock lock) {
     co_return co_await unlock(remote, lock.url(), lock.token());
+}
+
+Task<Result<bool>> giveBackOf(Remote& remote, std::string url, std::string owner) {
+    Request ask = vxhost::propertyRequest(url, "lockdiscovery");
+    ask.policy = vxhost::lookingAtTheEnd;
+    Result<Answer> answer = co_await remote.send(std::move(ask));
+    if (!answer) co_return std::move(answer).error();
+    if (answer->status == 404) co_return false;  // and no lock either
+    if (!vxhost::isSuccess(answer->status)) co_return refusal(*answer);
+    for (const auto& lock : vxhost::parseActiveLocks(answer->text)) {
+        if (lock.owner != owner) continue;
+        std::string token = vxhost::parseTokenUri(lock.token);
+        Result<void> back = co_await unlock(remote, url, std::move(token));
+        if (!back) co_return std::move(back).error();
+        co_return true;
+    }
+    co_return false;
 }
 
 }  // namespace quillon

@@ -38,4 +38,8 @@ bool meansNoLocks(const Error& refused);
 // Also after an interrupt. A lock that stays is among the error's locks.
 Task<Result<void>> giveBack(Remote& remote, HeldLock lock);
 
+// The lock of that owner's text, of a process that did not live to know its token. Gives whether
+// there was one.
+Task<Result<bool>> giveBackOf(Remote& remote, std::string url, std::string owner);
+
 }  // namespace quillon

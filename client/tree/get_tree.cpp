@@ -54,6 +54,7 @@ public:
                 tell(nothingRemoved());
             }
         }
+        if (outcome && remote_.isInterrupted()) outcome = interruption();  // what was left out
         co_return std::move(outcome);
     }
 

@@ -57,6 +57,7 @@ public:
             }
         }
         co_await files_.finish();
+        if (outcome && remote_.isInterrupted()) outcome = interruption();  // what was left out
         co_return std::move(outcome);
     }
 

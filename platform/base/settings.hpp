@@ -78,8 +78,9 @@ struct Settings {
     std::function<void(std::string_view schemes)> unknownSchemes;
     // Told of a LOCK that is on its way, when nobody knows the token yet, and of each lock that is
     // held; what it returns is destroyed when the answer is there, or the lock is not held any
-    // more.
-    std::function<std::shared_ptr<void>(const std::string& url, const std::string& token)>
+    // more. The owner is empty where other locks may have the same.
+    std::function<std::shared_ptr<void>(const std::string& url, const std::string& token,
+                                        const std::string& owner)>
         watchLock;
 
     std::string cacheRoot;  // parent of cache directories; empty: the person's cache directory

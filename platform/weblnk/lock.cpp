@@ -171,7 +171,7 @@ Answer sendLock(const Target& target, const vx::LockParms& parms, vx::Journal* j
 }
 
 std::shared_ptr<void> watchLock(const Target& target, const std::string& token) {
-    return target.settings.watchLock ? target.settings.watchLock(target.url, token) : nullptr;
+    return target.settings.watchLock ? target.settings.watchLock(target.url, token, {}) : nullptr;
 }
 
 struct GivenBack {

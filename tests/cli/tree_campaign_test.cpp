@@ -202,7 +202,7 @@ TEST_P(TreeFaults, loseNothing) {
     ASSERT_GE(needed, 2u);
     // Each way has its share of the requests, unless all are asked for.
     const Fault fault = std::get<Way>(GetParam()).second;
-    const size_t step = std::getenv("QUILLON_WHOLE_CAMPAIGN") != nullptr ? 1 : 1 + needed / 4;
+    const size_t step = std::getenv("QUILLON_WHOLE_CAMPAIGN") != nullptr ? 1 : 1 + needed / 15;
     for (size_t nth = 1 + static_cast<size_t>(fault) % step; nth <= needed; nth += step) {
         restore();
         handOnAll(fault, nth);
@@ -237,7 +237,7 @@ protected:
 TEST_P(TreeSignals, loseNothing) {
     runSmoothly();
     const int number = std::get<int>(GetParam());
-    for (size_t nth = 1; nth <= needed; nth += 1 + needed / 3) {
+    for (size_t nth = 1; nth <= needed; nth += 1 + needed / 4) {
         restore();
         handOnAll(Fault::stall, nth);
         std::string errors;
@@ -248,10 +248,7 @@ TEST_P(TreeSignals, loseNothing) {
             program.signal(number);
             const auto outcome = program.wait();
             errors = outcome->errors;
-            // Behind the last change an interrupt may come too late to matter.
-            const bool isDone = outcome->exitCode == exitDone && now() == goal;
-            const int expected = number == SIGKILL ? -1 : exitInterrupted;
-            EXPECT_TRUE(outcome->exitCode == expected || isDone)
+            EXPECT_EQ(outcome->exitCode, number == SIGKILL ? -1 : exitInterrupted)
                 << fmt::format("request {} of {}: {}\n{}{}", nth, needed, outcome->exitCode, errors,
                                here.transcript());
         }

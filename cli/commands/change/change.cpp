@@ -58,7 +58,7 @@ private:
     // For who comes after this process, should it be killed.
     void noteVersion(const fs::path& text) {
         Result<WrittenNote> written =
-            WrittenNote::write({url_, member_.lockToken(), text, getpid()});
+            WrittenNote::write({url_, member_.lockToken(), {}, text, getpid()});
         if (written) {
             note_.emplace(std::move(*written));
         } else {

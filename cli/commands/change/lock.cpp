@@ -62,7 +62,7 @@ Result<std::shared_ptr<Member>> takeLock(Session& session, const Address& addres
 // Without a note the lock is as good, but for --mine.
 void noteKept(const Address& address, const std::string& token) {
     Result<WrittenNote> note =
-        WrittenNote::write({address.url(), token, {}, getpid(), LockKind::kept});
+        WrittenNote::write({address.url(), token, {}, {}, getpid(), LockKind::kept});
     if (note) {
         note->leave();
     } else {

@@ -89,7 +89,7 @@ Result<void> stealLocks(Session& session, const Address& address, bool yes) {
     }
     return session.withRemote(address, [&](Remote& remote) -> Result<void> {
         for (const FoundLock& each : *found) {
-            Result<void> back = giveBackNoted(session, remote, {address.url(), each.token, {}, 0});
+            Result<void> back = giveBackNoted(session, remote, {address.url(), each.token, {}, {}, 0});
             if (!back) return back;
         }
         return {};
@@ -116,7 +116,7 @@ Result<void> unlock(Session& session, const Address& address, const UnlockOption
             return localError(Kind::usage, "This is no lock token.");
         }
         return session.withRemote(address, [&](Remote& remote) -> Result<void> {
-            return giveBackNoted(session, remote, {address.url(), token, {}, 0});
+            return giveBackNoted(session, remote, {address.url(), token, {}, {}, 0});
         });
     }
     const auto member = session.member(address);
