@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "client/facts/look_at_collection.hpp"
 #include "client/facts/probe_body.hpp"
 #include "client/remote/content.hpp"
 #include "client/remote/held_lock.hpp"
@@ -41,8 +42,6 @@ constexpr vxhost::Policy removingScratch{
 constexpr Time byMtime{seconds(1'000'000'000)}, byDateField{seconds(1'100'000'000)},
     byProperty{seconds(1'200'000'000)};
 
-constexpr int mostWaits = 5;  // round trips until bodies that are held back are under way
-
 const vxhost::EntityTag wrongTag{"quillon-no-such-tag", false};
 
 // This machine's, as far as it can be part of a member's name anywhere.
@@ -56,19 +55,6 @@ std::string hostName() {
     });
     return text.empty() ? "host" : text;
 }
-
-// Ends the answer as soon as it is one, since it may be of a whole server.
-class FirstPieceSink : public vxhost::BodySink {
-public:
-    void begin(const Answer& answer) override { status_ = answer.status; }
-    void write(std::string_view) override {
-        throw vxhost::Failure(vxhost::WEBLNK_BAD_ANSWER, "The beginning was enough.");
-    }
-    bool isListing() const { return status_ == 207; }
-
-private:
-    int32_t status_ = 0;
-};
 
 bool isRefused(const Answer& answer) {
     return answer.status == 412;
@@ -94,7 +80,10 @@ public:
 
     Task<Result<ServerFacts>> run() {
         using Step = Task<> (Learning::*)();
-        if (purpose_ != FactsFor::writing) co_await lookAtCollection();
+        if (purpose_ != FactsFor::writing) {
+            const Result<void> there = co_await lookAtCollection(remote_, url_, &facts_, state_);
+            if (!there) failure_ = there.error();
+        }
         if (failure_ || remote_.isInterrupted()) co_return outcome();
         constexpr Step steps[] = {&Learning::begin,         &Learning::look,
                                   &Learning::tryWrongTags,  &Learning::tryRightTag,
@@ -106,7 +95,9 @@ public:
         }
         co_await removeScratch();
         const bool isUnknown = !facts_.probed && !failure_ && !remote_.isInterrupted();
-        if (isUnknown && purpose_ != FactsFor::writing) co_await lookAtMembers();
+        if (isUnknown && purpose_ != FactsFor::writing) {
+            facts_.tagsInProperties = co_await tellsTags(remote_, url_);
+        }
         co_return outcome();
     }
 
@@ -129,6 +120,11 @@ private:
         } else {
             failure_ = std::move(came).error();
         }
+    }
+
+    Task<> sendHeld(Request request, Answer* answer, Hold* hold) {
+        co_await send(std::move(request), answer);
+        hold->noteAnswer();
     }
 
     Request putRequest(ProbeBody& body, const Conditions& conditions) const {
@@ -162,73 +158,6 @@ private:
     // Of the tag that the member has.
     Conditions rightTag(bool inIf) const { return {.tag = tag_, .tagInIf = inIf}; }
 
-    // Nothing is written where there is none, for some servers make those that are missing.
-    Task<> lookAtCollection() {
-        Answer properties;
-        Request request = quotaRequest();
-        co_await send(std::move(request), &properties);
-        if (failure_) co_return;
-        if (properties.status == 207) {
-            noteQuota(properties.text);
-        } else {
-            failure_ = notListed(properties);
-        }
-    }
-
-    Request quotaRequest() const {
-        std::string document =
-            "<?xml version=\"1.0\" encoding=\"utf-8\"?><D:propfind xmlns:D=\"DAV:\"><D:prop>"
-            "<D:resourcetype/><D:quota-available-bytes/><D:quota-used-bytes/></D:prop>"
-            "</D:propfind>";
-        Request request = vxhost::propertiesRequest(url_, 0, std::move(document));
-        request.isStreamed = false;
-        return request;
-    }
-
-    void noteQuota(const std::string& multistatus) {
-        CollectionState found;
-        bool isCollection = false;
-        try {
-            vxhost::MultistatusReader reader(
-                [&](const vxhost::MultistatusResponse& response) {
-                    isCollection = response.isCollection;
-                    found.available = vxhost::parseNumber<uint64_t>((*response.others)[0]);
-                    found.used = vxhost::parseNumber<uint64_t>((*response.others)[1]);
-                },
-                {}, {"DAV:\nquota-available-bytes", "DAV:\nquota-used-bytes"});
-            reader.feed(multistatus);
-            reader.finish();
-        } catch (const vxhost::Failure& failure) {
-            failure_ = requestError(failure);
-            return;
-        }
-        if (!isCollection) failure_ = localError(Kind::refused, "This is no collection.");
-        facts_.quota = found.available.has_value();
-        if (state_) *state_ = found;
-    }
-
-    static Error notListed(const Answer& answer) {
-        Error error = refusal(answer);
-        const bool isOther = isDone(answer) || answer.status == 405 || answer.status == 501;
-        if (isOther) {
-            error.kind = Kind::refused;
-            error.sentences = {
-                "There is no WebDAV at this URL: the server answered a PROPFIND "
-                "with " +
-                std::to_string(answer.status) +
-                ". Is it the URL of a collection, and is WebDAV enabled there?"};
-        }
-        return error;
-    }
-
-    // Where there is no scratch member, others may tell of tags.
-    Task<> lookAtMembers() {
-        const Result<Members> members = co_await list(remote_, url_);
-        if (!members) co_return;
-        facts_.tagsInProperties = std::ranges::any_of(
-            members->resources, [](const Resource& each) { return !each.tag.text.empty(); });
-    }
-
     // The scratch member, and what is asked of the collection.
     Task<> begin() {
         ProbeBody body(letter());
@@ -238,10 +167,9 @@ private:
             put.headers.push_back(dateLine(each, each == DatesBy::mtime ? byMtime : byDateField));
         }
         Answer options, stored;
-        FirstPieceSink everything;
         TaskGroup asked(remote_.loop());
         asked.spawn(send(vxhost::optionsRequest(url_), &options));
-        if (purpose_ != FactsFor::writing) asked.spawn(askForEverything(&everything));
+        if (purpose_ != FactsFor::writing) asked.spawn(tryDepthInfinity(remote_, url_, &facts_));
         if (purpose_ != FactsFor::looking) {
             mayBeThere_ = true;
             asked.spawn(send(std::move(put), &stored));
@@ -249,7 +177,6 @@ private:
         auto ended = asked.finish();
         co_await ended;
         if (options.status != -1) noteServer(options);
-        if (purpose_ != FactsFor::writing) facts_.depthInfinity = everything.isListing();
         facts_.probed = isDone(stored);
         if (state_ && !facts_.probed) state_->scratchStatus = stored.status;
         const bool asksWho = stored.status == 401 && purpose_ == FactsFor::showing;
@@ -272,14 +199,6 @@ private:
             const auto ahead = std::chrono::round<seconds>(*date - facts_.learned).count();
             facts_.skewSeconds = std::abs(ahead) > 1 ? ahead : 0;  // dates are of whole seconds
         }
-    }
-
-    Task<> askForEverything(FirstPieceSink* sink) {
-        Request request = vxhost::propertyRequest(url_, "resourcetype");
-        request.headers = {"Depth: infinity"};
-        request.sink = sink;
-        const Result<Answer> ended = co_await remote_.send(std::move(request));
-        (void)ended;  // the sink knows
     }
 
     // The member as it is told of.
@@ -371,7 +290,7 @@ private:
             ProbeBody body;
             Answer answer{};
         };
-        Hold hold;
+        Hold hold(remote_.loop());
         Held both[] = {{false, facts_.putIfMatch && !tag_.weak, &facts_.ifMatchHolds,
                         ProbeBody(letter(), &hold)},
                        {true, facts_.putTagInIf, &facts_.tagInIfHolds, ProbeBody(letter(), &hold)}};
@@ -381,9 +300,11 @@ private:
         TaskGroup held(remote_.loop());
         for (Held& each : both) {
             if (!each.wanted) continue;
-            held.spawn(send(heldRequest(each.body, rightTag(each.inIf)), &each.answer));
+            held.spawn(sendHeld(heldRequest(each.body, rightTag(each.inIf)), &each.answer, &hold));
         }
-        if (!anyWanted) held.spawn(send(heldRequest(plain, unconditional), &plainAnswer));
+        if (!anyWanted) {
+            held.spawn(sendHeld(heldRequest(plain, unconditional), &plainAnswer, &hold));
+        }
         const auto areHeld = [&] {
             return anyWanted ? std::ranges::all_of(both,
                                                    [](const Held& each) {
@@ -392,16 +313,18 @@ private:
                              : plain.isHeld();
         };
         co_await tryToRemove();
-        // What is asked behind a request that is under way is answered behind it.
-        bool wereHeld = false;
-        for (int trip = 0; trip < mostWaits && !hold.isOver() && !failure_; ++trip) {
-            const bool areHeldNow = areHeld();
+        while (!areHeld() && !hold.isAnswered()) {
+            auto change = hold.change();
+            co_await change;
+        }
+        bool wereHeld = areHeld();
+        if (wereHeld && !failure_) {
+            // What is asked behind a request that is under way is answered behind it.
             Answer meanwhile;
             Request get = getRequest();
             co_await send(std::move(get), &meanwhile);
             facts_.replacesAtOnce = isDone(meanwhile) && ProbeBody::letterOf(meanwhile.text);
-            wereHeld = areHeldNow && areHeld();
-            if (wereHeld) break;
+            wereHeld = areHeld();
         }
         bool isReplaced = false;
         if (anyWanted && wereHeld && !failure_) {

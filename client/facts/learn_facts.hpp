@@ -19,7 +19,7 @@ struct CollectionState {
     std::optional<uint64_t> available{}, used{};  // of its quota (RFC 4331), in bytes
 };
 
-// In the collection, whose URL ends in a slash: at most 26 requests, within 15 round trips. The
+// In the collection, whose URL ends in a slash: at most 25 requests, within 15 round trips. The
 // scratch member's name tells this machine's; it is gone afterwards, also after an interrupt, which
 // is the one failure beside that of the connection. Where the server refuses the scratch member,
 // what OPTIONS says, and what is told of other members, is all that is known. state: may be null.

@@ -4,9 +4,12 @@
 
 #include <algorithm>
 #include <chrono>
+#include <coroutine>
 #include <optional>
 #include <string_view>
+#include <utility>
 
+#include "client/remote/loop.hpp"
 #include "platform/http/upload_source.hpp"
 
 namespace quillon {
@@ -15,20 +18,46 @@ namespace quillon {
 // one request at a time.
 class Hold {
 public:
+    explicit Hold(Loop& loop) : loop_(loop) {}
+
     bool isOver() const { return over_ || std::chrono::steady_clock::now() >= end_; }
     void end() { over_ = true; }
+
+    // One of the requests was answered, be it before its body was held.
+    void noteAnswer() {
+        answered_ = true;
+        noteChange();
+    }
+    bool isAnswered() const { return answered_; }
+    // A body is held, or no more.
+    void noteChange() {
+        if (waiting_) loop_.post(std::exchange(waiting_, nullptr));
+    }
+
+    // To be awaited by one task, for either of these.
+    auto change() {
+        struct Waiting {
+            Hold& hold;
+            bool await_ready() const { return false; }
+            void await_suspend(std::coroutine_handle<> task) { hold.waiting_ = task; }
+            void await_resume() const {}
+        };
+        return Waiting{*this};
+    }
 
 private:
     static constexpr std::chrono::seconds longest{3};
     const std::chrono::steady_clock::time_point end_ = std::chrono::steady_clock::now() + longest;
-    bool over_ = false;
+    Loop& loop_;
+    std::coroutine_handle<> waiting_;
+    bool over_ = false, answered_ = false;
 };
 
 class ProbeBody final : public vxhost::UploadSource {
 public:
     static constexpr size_t size = 4096;  // in bytes
 
-    explicit ProbeBody(char letter, const Hold* hold = nullptr) : letter_(letter), hold_(hold) {}
+    explicit ProbeBody(char letter, Hold* hold = nullptr) : letter_(letter), hold_(hold) {}
 
     // The letter of a whole content; nothing for any other.
     static std::optional<char> letterOf(std::string_view content) {
@@ -54,13 +83,14 @@ public:
     bool hasFailed() const override { return false; }
     bool finished() const override { return position_ == size; }
     bool mustWait() override {
-        held_ = hold_ && position_ == size / 2 && !hold_->isOver();
-        return held_;
+        const bool held = hold_ && position_ == size / 2 && !hold_->isOver();
+        if (std::exchange(held_, held) != held) hold_->noteChange();
+        return held;
     }
 
 private:
     const char letter_;
-    const Hold* const hold_;
+    Hold* const hold_;
     size_t position_ = 0;
     bool held_ = false;
 };

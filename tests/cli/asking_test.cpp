@@ -36,7 +36,7 @@ protected:
 TEST_F(Asking, aDoctorLeavesNothing) {
     tells({"doctor", "--json", url}, 0,
           {R"("locks":true)", R"("replacesBy":"lock")", R"("depthInfinity":false)"});
-    EXPECT_LE(std::ranges::count(server.transcript(), '\n'), 26);
+    EXPECT_LE(std::ranges::count(server.transcript(), '\n'), 25);
     expect({{{"ls", "-a", url}, 0, ""}});
     server.clearTranscript();
     tells({"doctor", "--no-write", url}, 0, {"not tried", "it says that it has them"});
