@@ -42,8 +42,8 @@ void checkNotesDirectory() {
 // The text's path is the last line and goes to the end: a file's name may hold a line break.
 std::string contentOf(const LockNote& note) {
     return fmt::format("{}{}\n{}{}\n{}{}\n{}{}\n{}{}\n{}{}", URL, note.url, TOKEN, note.token,
-                       OWNER, note.owner, PROCESS, note.process, KIND, note.kind == LockKind::kept ? KEPT : "change", TEXT,
-                       note.text.string());
+                       OWNER, note.owner, PROCESS, note.process, KIND,
+                       note.kind == LockKind::kept ? KEPT : "change", TEXT, note.text.string());
 }
 
 // Lines that a later version may add are passed over.

@@ -149,7 +149,8 @@ std::optional<ServerFacts> parseFacts(std::string_view text, std::string_view co
     facts.skewSeconds = lines.number("skew");
     const auto dates = std::ranges::find(datesWords, lines.value("dates"));
     lines.require(dates != std::end(datesWords));
-    facts.dates = static_cast<DatesBy>((dates - std::begin(datesWords)) % std::size(datesWords));
+    const auto place = static_cast<size_t>(dates - std::begin(datesWords));
+    facts.dates = static_cast<DatesBy>(place % std::size(datesWords));
     for (const auto& [word, flag] : flags) {
         const std::optional<bool> said = lines.flag(word);
         lines.require(said.has_value());

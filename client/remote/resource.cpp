@@ -60,8 +60,10 @@ public:
         dropSelf();
         std::vector<Resource>& all = members_.resources;
         std::ranges::stable_sort(all, {}, &Resource::segment);
-        const auto twice = std::ranges::unique(all, {}, &Resource::segment);
-        all.erase(twice.begin(), twice.end());
+        const auto isTwice = [](const Resource& one, const Resource& other) {
+            return one.segment == other.segment;
+        };
+        all.erase(std::unique(all.begin(), all.end(), isTwice), all.end());
         std::erase_if(all, [](const Resource& each) { return each.segment.empty(); });
         return std::move(members_);
     }

@@ -32,9 +32,9 @@ public:
     ~NewFile();
 
     Result<void> write(std::string_view piece);
-    Result<void> restart();                                   // what was written is worth nothing
-    std::string hash() const { return hash_.hex(); }          // of what was written
-    uint64_t size() const { return size_; }                   // in bytes
+    Result<void> restart();                           // what was written is worth nothing
+    std::string hash() const { return hash_.hex(); }  // of what was written
+    uint64_t size() const { return size_; }           // in bytes
     // The hidden name that it has, or gets now, in its folder, until it is placed.
     Result<std::string> hide();
     const vxhost::Descriptor& descriptor() const { return file_; }

@@ -36,8 +36,9 @@ vx::Status openMember(CollectionHost& host) {
 }
 
 TEST(MemberHandle, is_made_step_by_step_and_unmade) {
-    expectTranscripts<CollectionHost>(
-        "member_handle", {""}, {"uncached", "name null", "name length=-1", "name length=0"}, openMember);
+    expectTranscripts<CollectionHost>("member_handle", {""},
+                                      {"uncached", "name null", "name length=-1", "name length=0"},
+                                      openMember);
     CollectionHost host;
     EXPECT_EQ(host.operations.quillonFileHandleRelease(nullptr), vx::VX_SUCCESS);
     EXPECT_EQ(host.transcript(), "");

@@ -89,7 +89,8 @@ Result<void> stealLocks(Session& session, const Address& address, bool yes) {
     }
     return session.withRemote(address, [&](Remote& remote) -> Result<void> {
         for (const FoundLock& each : *found) {
-            Result<void> back = giveBackNoted(session, remote, {address.url(), each.token, {}, {}, 0});
+            Result<void> back =
+                giveBackNoted(session, remote, {address.url(), each.token, {}, {}, 0});
             if (!back) return back;
         }
         return {};
