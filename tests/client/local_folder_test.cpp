@@ -36,8 +36,8 @@ TEST(LocalNames, someAreOneFile) {
                               {"a", "b", false, false},
                               {"\xFF", "\xFE", false, false}};
     for (const auto& [a, b, byCase, byForm] : rows) {
-        const auto areOne = [&](Folding folding) {
-            return foldedName(a, folding) == foldedName(b, folding);
+        const auto areOne = [one = a, other = b](Folding folding) {
+            return foldedName(one, folding) == foldedName(other, folding);
         };
         EXPECT_FALSE(areOne({})) << a;
         EXPECT_EQ(areOne({.letterCase = true}), byCase) << a;
