@@ -39,7 +39,7 @@ bool portValid(std::string_view port) {
 }
 
 // File managers write dav:// and davs://.
-std::string plainScheme(std::string scheme) {
+std::string plainScheme(const std::string& scheme) {
     if (scheme == "dav" || scheme == "webdav") return "http";
     return scheme == "davs" || scheme == "webdavs" ? "https" : scheme;
 }

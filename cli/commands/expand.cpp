@@ -69,7 +69,7 @@ Result<Names> memberNames(Session& session, const ShellWord& word) {
         std::string name = entry.name();
         const bool canBeTyped = name.find('/') == name.npos && name != "." && name != "..";
         if (!canBeTyped || !matchesPattern(pattern, name)) continue;
-        names.push_back(path.empty() ? asName(std::move(name)) : path + name);
+        names.push_back(path.empty() ? asName(name) : path + name);
     }
     if (names.empty()) return nothingMatches(word.text);
     std::sort(names.begin(), names.end());

@@ -24,7 +24,7 @@ std::string withoutMark(std::string word) {
 
 // The library's own words for what is wrong with a value or an option begin with its name.
 std::string optionProblem(const CLI::Error& problem) {
-    const std::string words = problem.what();
+    std::string words = problem.what();
     const std::string option = words.substr(0, words.find(": "));
     const auto before = [&words](std::string_view text) {
         return words.substr(0, words.find(text));

@@ -50,7 +50,7 @@ constexpr size_t BLOCK_BYTES =
 
 template <class Field>
 void copyField(vx::Node* node, size_t offset, Field field) {
-    std::memcpy(reinterpret_cast<std::byte*>(node) + offset, &field, sizeof field);
+    std::memcpy(reinterpret_cast<std::byte*>(node) + offset, &field, sizeof(Field));
 }
 
 }  // namespace

@@ -51,6 +51,7 @@ std::optional<FoundLock> lockNotedOn(const Address& address, const LockNote& not
 // Those that the server tells of, and those that are noted and that it keeps quiet about.
 std::vector<ShownLock> withNotes(const Address& address, std::vector<FoundLock> locks) {
     std::vector<ShownLock> shown;
+    shown.reserve(locks.size());
     for (FoundLock& lock : locks) shown.push_back({std::move(lock)});
     const Result<std::vector<FoundNote>> notes = findAllNotes();
     if (!notes) {

@@ -33,7 +33,12 @@ public:
                 }) {
         walk_.endAbove(mostDepth_);
     }
-    ~Tour() { remote_.run(finishWalk(walk_)); }
+    ~Tour() {
+        try {
+            remote_.run(finishWalk(walk_));
+        } catch (...) {  // what was asked ahead has failed, and nobody waits for it any more
+        }
+    }
     Tour(const Tour&) = delete;
     Tour& operator=(const Tour&) = delete;
 

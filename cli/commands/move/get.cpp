@@ -320,6 +320,7 @@ int fetchAll(Session& session, const std::vector<Wanted>& members, const GetOpti
 
 int writeAll(Session& session, const std::vector<Wanted>& members) {
     std::vector<Address> addresses;
+    addresses.reserve(members.size());
     for (const Wanted& member : members) addresses.push_back(member.address);
     return writeContents(session, addresses);
 }

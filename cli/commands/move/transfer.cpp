@@ -247,6 +247,7 @@ private:
     // What --force may not replace, and collections that are completed member by member.
     void settleReplaced(std::vector<Placement*>& placements) {
         std::vector<Address> places;
+        places.reserve(placements.size());
         for (const Placement* each : placements) places.push_back(each->to.asMember());
         const auto found = servers_.look(places);
         std::vector<Placement*> left;
