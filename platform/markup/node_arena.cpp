@@ -1,6 +1,7 @@
 #include "platform/markup/node_arena.hpp"
 
 #include <cstring>
+#include <span>
 
 namespace vxhost {
 namespace {
@@ -50,7 +51,8 @@ constexpr size_t BLOCK_BYTES =
 
 template <class Field>
 void copyField(vx::Node* node, size_t offset, Field field) {
-    std::memcpy(reinterpret_cast<std::byte*>(node) + offset, &field, sizeof(Field));
+    const auto bytes = std::as_bytes(std::span(&field, 1));
+    std::memcpy(reinterpret_cast<std::byte*>(node) + offset, bytes.data(), bytes.size());
 }
 
 }  // namespace
