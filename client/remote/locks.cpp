@@ -49,7 +49,7 @@ public:
 private:
     void startElement(std::string_view name) override {
         const std::string_view local = vxhost::davName(name);
-        const std::string_view parent = open_.empty() ? std::string_view() : open_.back();
+        const std::string parent = open_.empty() ? std::string() : open_.back();
         open_.emplace_back(local);
         if (local == "response") href_.clear();
         if (local == "activelock") lock_ = Read{};

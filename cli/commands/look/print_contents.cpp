@@ -58,6 +58,7 @@ public:
 
 private:
     void write(std::string_view text) {
+        if (text.empty()) return;  // which may be null
         const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size() &&
                              std::fflush(stdout) == 0;
         if (!written) failure_ = errno;
