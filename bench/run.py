@@ -1,10 +1,12 @@
 #!/usr/bin/env python3
 """quillon beside its peers on a private Apache: medians of time, processor time and peak memory.
 
-bench/run.py BUILD [--quick] [--only listings|distant|trees|looking]: BUILD is the folder of a release build with
-its test support. Every round runs all programs of a row in turn, each time another one first, so that what else the machine
-does and what is cached meet all of them. The table goes to standard output in Markdown, everything
-measured to bench/results/."""
+bench/run.py BUILD [--quick] [--only transfers|listings|distant|trees|looking]: BUILD is the folder
+of a release build with its test support. Every round runs all programs of a row in turn, each time
+another one first, so that what else the machine does and what is cached meet all of them. The table
+goes to standard output in Markdown, everything measured to bench/results/. Files lie in TMPDIR: ext4
+searches long for an inode where many were removed in the last minutes, as each round does, so that
+/dev/shm tells the programs apart better."""
 
 import argparse
 import collections
@@ -106,6 +108,17 @@ class Bench:
 
     def rclone(self, *words):
         return measure(["rclone", "--config", os.devnull, *words])
+
+    def tiny(self):
+        """What a program costs by itself."""
+        (self.root / "tiny").write_text("bytes\n")
+        with Server(self.testserver, "--directory", self.root) as server:
+            url = server.url + "tiny"
+            self.row("get of 6 bytes", {
+                "quillon": lambda: measure([self.quillon, "get", "-o", os.devnull, url]),
+                "quillon --no-memory": lambda: measure([self.quillon, "get", "--no-memory", "-o",
+                                                        os.devnull, url]),
+                "curl": lambda: measure(["curl", "-sf", "-o", os.devnull, url])}, times=20)
 
     def large(self, size):
         source = self.root / "large"
@@ -427,7 +440,7 @@ def main():
     parser.add_argument("build", type=pathlib.Path)
     parser.add_argument("--rounds", type=int, default=5)
     parser.add_argument("--quick", action="store_true", help="smaller, and each once")
-    parser.add_argument("--only", choices=("listings", "distant", "trees", "looking"),
+    parser.add_argument("--only", choices=("transfers", "listings", "distant", "trees", "looking"),
                         help="these rows alone")
     wanted = parser.parse_args()
     with tempfile.TemporaryDirectory() as home:
@@ -439,7 +452,8 @@ def main():
         root.chmod(0o777)
         bench = Bench(wanted.build.resolve(), 1 if wanted.quick else wanted.rounds, root)
         count = 200 if wanted.quick else 1000
-        if not wanted.only:
+        if wanted.only in (None, "transfers"):
+            bench.tiny()
             for size in (16, 64) if wanted.quick else (16, 1024):  # peak memory shall not follow it
                 bench.large(size << 20)
             bench.side_by_side((16 if wanted.quick else 256) << 20)
