@@ -18,11 +18,13 @@ enum class NodeKind : uint8_t {
     blocked  // something is there that cannot be on the other side; it is never touched
 };
 
-// A file's here.
+// A file's here; of a folder the inode alone counts.
 struct HereState {
-    uint64_t inode = 0, size = 0;           // size: in bytes
-    int64_t modifiedNs = 0, changedNs = 0;  // since 1970
-    std::string hash{};                     // ContentHash, in hexadecimal digits; empty: not known
+    uint64_t inode = 0, size = 0;  // size: in bytes
+    // Since 1970. changed: of the content or of what describes it; 0 in a base: the file was so
+    // young that its times prove nothing.
+    int64_t modifiedNs = 0, changedNs = 0;
+    std::string hash{};  // ContentHash, in hexadecimal digits; empty: not known
 
     bool operator==(const HereState&) const = default;
 };
@@ -54,7 +56,7 @@ struct ThereNode {
 struct BaseNode {
     NodeKind kind = NodeKind::file;  // or a folder
     HereState here{};                // its hash is known
-    ThereState there{};
+    ThereState there{};              // its hash is here's
 };
 
 // By their paths: decoded names with "/" between them, in the order of bytes. The root is not in
@@ -62,5 +64,11 @@ struct BaseNode {
 using HereTree = std::map<std::string, HereNode>;
 using ThereTree = std::map<std::string, ThereNode>;
 using BaseTree = std::map<std::string, BaseNode>;
+
+struct Trees {
+    BaseTree base;
+    HereTree here;
+    ThereTree there;
+};
 
 }  // namespace quillon::sync

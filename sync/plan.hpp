@@ -10,27 +10,26 @@
 namespace quillon::sync {
 
 enum class Act : uint8_t {
-    makeHere,    // a folder
-    makeThere,   // a collection
     moveHere,    // from, to path: what was moved there
     moveThere,   // the same the other way
+    makeHere,    // a folder
+    makeThere,   // a collection
     fetch,       // the content there goes here, over what the plan saw, or where nothing is
     store,       // the content here goes there
-    compare,     // only contents tell: the same is adopted, another one is a conflict
+    compare,     // only the content there tells; until its hash is known the rest is provisional
     adopt,       // both sides are the same: it is noted, and nothing is moved
     forget,      // both sides have lost it: its note goes
+    conflict,    // neither side is touched
+    blocked,     // neither side is touched, nor is anything above or below it removed
     removeHere,  // last, leaves first
     removeThere,
-    conflict,  // neither side is touched
-    blocked    // neither side is touched, nor is anything below it removed
 };
 
 enum class Conflict : uint8_t {
     none,
     bothChanged,
-    bothMade,    // contents differ, or cannot be compared
-    kinds,       // a file and a folder
-    changedGone  // kept for what content cannot win, as a folder that is gone with changes in it
+    bothMade,  // contents differ
+    kinds      // a file and a folder
 };
 
 enum class Direction : uint8_t { both, pull, push };
@@ -46,18 +45,26 @@ struct Action {
 
 struct PlanOptions {
     Direction direction = Direction::both;
-    bool hereComplete = true, thereComplete = true;  // all of a side was seen: what is gone is gone
+    bool mayRemove = true;  // all of both sides was seen, and what is gone is gone
 };
 
 struct Plan {
-    // In the order in which they can be done: folders before what is in them, moves before what
-    // fills their old places, removals last.
+    // In the order in which they can be done: moves, folders before what is in them, then contents,
+    // removals last.
     std::vector<Action> actions;
-    size_t removals = 0;  // of files that both sides had
-    size_t known = 0;     // files of the base
+    size_t removals = 0;     // of files that both sides had
+    size_t known = 0;        // files of the base
+    bool needsMore = false;  // a second plan, made of what this one leaves, does the rest
+    Trees trees;             // with what was moved under its new paths on all sides
 };
 
-Plan makePlan(const BaseTree& base, const HereTree& here, const ThereTree& there,
-              const PlanOptions& options = {});
+// Contents that have to be compared are asked for by Act::compare, at most once each: the caller
+// puts the hash into the node there, and plans anew of the trees that it gave.
+Plan makePlan(Trees trees, const PlanOptions& options = {});
+
+// Whether the file there still is what both sides had: the hash decides where it is known, then the
+// tags, then size and date. Nothing: only the content tells.
+std::optional<bool> isUnchangedThere(const BaseNode& base, const ThereNode& there);
+bool isUnchangedHere(const BaseNode& base, const HereNode& here);
 
 }  // namespace quillon::sync

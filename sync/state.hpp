@@ -1,0 +1,126 @@
+// What a pair remembers between its runs: what both sides had when they were last the same, what is
+// being changed, what was done, what failed.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "client/result.hpp"
+#include "client/time.hpp"
+#include "sync/node.hpp"
+#include "sync/plan.hpp"
+
+struct sqlite3;
+
+namespace quillon::sync {
+
+// A change that is about to be made. What is left of a run that was killed is looked at, not
+// believed.
+struct Intent {
+    int64_t id = 0;  // given by the state
+    Act act = Act::fetch;
+    std::string path{}, from{};
+    std::string hidden{};   // the name, in the path's folder, under which the old file here may be
+    std::string oldHash{};  // of what is replaced or removed, which the store has; empty: nothing
+    std::string newHash{};  // of what replaces it; empty: not known
+};
+
+// What a run did, so that it can be shown and given back.
+struct Deed {
+    int64_t id = 0;   // given by the state
+    int64_t run = 0;  // counted from 1
+    Time when{};
+    Act act = Act::fetch;
+    std::string path{}, from{};
+    std::string oldHash{};  // of what was replaced or removed; empty: nothing was
+    std::string newHash{};  // of what is there since; empty: nothing is, or it is not known
+    bool isFolder = false;
+    bool isCertain = true;       // false: the run was killed, and may have done it or not
+    vxhost::EntityTag newTag{};  // of what was stored there; empty: not known
+};
+
+struct Failed {
+    std::string path;
+    std::string why;     // one sentence
+    unsigned times = 0;  // in a row
+    Time notBefore{};    // when a run tries it again
+};
+
+// A version of theirs beside a file in conflict, under a name of ours, which is never sent.
+struct ConflictCopy {
+    std::string copy, path;  // both in the folder
+    ThereState there;        // the version; its hash is known
+};
+
+// What an old file that went into the store was; an editor may still have it open.
+struct LateFile {
+    std::string name;  // in the store's directory of such files
+    std::string path;  // where it was
+    std::string hash;
+    uint64_t size = 0;
+    int64_t modifiedNs = 0;
+};
+
+// Changes of the state that are made together or not at all.
+struct StateChange {
+    std::vector<Intent> intents;  // to be added; commit() gives them their ids
+    std::vector<int64_t> endedIntents;
+    std::vector<std::pair<std::string, std::optional<BaseNode>>> nodes;  // nothing: forgotten
+    std::vector<std::pair<std::string, std::string>> moves;  // of base paths, and all below them
+    std::vector<Deed> deeds;
+    std::vector<Failed> failures;
+    std::vector<std::string> mended;  // paths that failed before
+    std::vector<ConflictCopy> copies;
+    std::vector<std::string> goneCopies;  // by their own paths
+    std::vector<LateFile> late;
+    std::vector<std::string> goneLate;
+
+    bool isEmpty() const;
+};
+
+// For one thread. What cannot be read or written is an Error of Kind::local that names the file.
+class State {
+public:
+    // Made, if it is not there. One that a later quillon wrote is refused with a sentence.
+    static Result<State> open(const std::filesystem::path& directory);
+    State(State&&) noexcept;
+    State& operator=(State&&) noexcept;
+    ~State();
+
+    // By names such as "url" and "folder".
+    Result<std::optional<std::string>> setting(std::string_view name) const;
+    Result<void> set(std::string_view name, std::string_view value);
+
+    Result<BaseTree> base() const;
+    Result<std::optional<BaseNode>> node(const std::string& path) const;
+    Result<std::vector<Intent>> intents() const;
+    Result<std::vector<Deed>> deeds(int64_t run) const;  // 0: of all runs; in their order
+    Result<std::vector<Failed>> failures() const;
+    Result<std::vector<ConflictCopy>> copies() const;
+    Result<std::vector<LateFile>> late() const;
+
+    Result<int64_t> beginRun(Time when);  // its number
+    Result<int64_t> lastRun() const;      // 0: there was none
+    // Runs but for the last so many, and what they did, are forgotten.
+    Result<void> forgetRuns(int64_t keep);
+
+    // Durable when it returns: what follows it may change files. In one transaction.
+    Result<void> commit(StateChange& change);
+
+private:
+    struct Closer {
+        void operator()(sqlite3* database) const;
+    };
+    explicit State(sqlite3* database, std::filesystem::path shown);
+
+    std::unique_ptr<sqlite3, Closer> database_;
+    std::filesystem::path shown_;
+};
+
+}  // namespace quillon::sync
