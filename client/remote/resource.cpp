@@ -159,6 +159,7 @@ Task<Result<Members>> list(Remote& remote, std::string url) {
         std::optional<Members> members = sink.finish();
         if (!members) co_return notMultistatus(*answer);
         members->asked = parseTime(answer->headers.first("Date"));
+        members->server = answer->headers.first("Server");
         co_return std::move(*members);
     } catch (const vxhost::Failure& failure) {
         co_return requestError(failure);

@@ -24,6 +24,7 @@ struct Members {
     std::vector<Resource> resources;  // of the collection, by their segments
     size_t unreadable = 0;            // that the server itself cannot read
     std::optional<Time> asked;        // by the server's clock
+    std::string server;               // as it calls itself; anything
 };
 
 // What a collection holds: one PROPFIND of depth 1, parsed while it comes. The URL ends in a slash.

@@ -92,16 +92,20 @@ Result<void> Filter::addLine(std::string_view line) {
 }
 
 Result<void> Filter::excludeFrom(const std::filesystem::path& file) {
-    excludes_ = true;
     const Result<std::string> text = caught([&]() -> Result<std::string> {
         return vxhost::readWhole(vxhost::openForReading(file), file, mostBytes);
     });
     if (!text) return text.error();
-    std::string_view rest = *text;
+    return excludeLines(*text, file.string());
+}
+
+Result<void> Filter::excludeLines(std::string_view text, std::string_view shown) {
+    excludes_ = true;
+    std::string_view rest = text;
     for (size_t number = 1; !rest.empty(); ++number) {
         const size_t end = std::min(rest.find('\n'), rest.size());
         if (Result<void> added = addLine(rest.substr(0, end)); !added) {
-            return localError(Kind::usage, fmt::format("{}, line {}: {}", file.string(), number,
+            return localError(Kind::usage, fmt::format("{}, line {}: {}", shown, number,
                                                        added.error().sentences.front()));
         }
         rest.remove_prefix(std::min(end + 1, rest.size()));

@@ -25,6 +25,7 @@ public:
     Result<void> include(std::string_view pattern);
     // A pattern a line; "#" begins a comment, "!" a pattern of what counts all the same.
     Result<void> excludeFrom(const std::filesystem::path& file);
+    Result<void> excludeLines(std::string_view text, std::string_view shown);
 
     // path: from the root, with "/" between its segments and none at its end. A collection that
     // only leads to what is included counts.

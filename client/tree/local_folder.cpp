@@ -9,6 +9,7 @@
 #include "client/outcome.hpp"
 #include "platform/files/beneath.hpp"
 #include "platform/files/random_name.hpp"
+#include "platform/files/rename.hpp"
 
 namespace quillon {
 namespace {
@@ -194,10 +195,31 @@ Result<vxhost::Descriptor> LocalFolder::openForReading(std::string_view path, Li
     });
 }
 
-Result<void> LocalFolder::removeFile(std::string_view path, const LocalEntry& seen) const {
+Result<void> LocalFolder::removeFile(std::string_view path, const LocalEntry& seen,
+                                     const Removal& removal) const {
     return caught([&]() -> Result<void> {
         const auto [folder, name] = vxhost::splitBeneath(path);
-        return removeSeen(openFolder(folder), name, shown(path), seen);
+        return removeSeen(openFolder(folder), name, shown(path), seen, removal);
+    });
+}
+
+Result<void> LocalFolder::move(std::string_view from, std::string_view to) const {
+    return caught([&]() -> Result<void> {
+        const auto [oldParent, oldName] = vxhost::splitBeneath(from);
+        const auto [newParent, newName] = vxhost::splitBeneath(to);
+        if (vxhost::renameToFree(openFolder(oldParent).number(), oldName,
+                                 openFolder(newParent).number(), newName)) {
+            return {};
+        }
+        return localError(Kind::changedHere,
+                          shown(to).string() + " was made here meanwhile, and was left alone.");
+    });
+}
+
+Result<void> LocalFolder::storeAll() const {
+    return caught([&]() -> Result<void> {
+        if (syncfs(directory_.number()) == 0) return {};
+        vxhost::throwSystemFailure(errno, "Cannot write " + path_.string());
     });
 }
 

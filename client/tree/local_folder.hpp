@@ -59,8 +59,14 @@ public:
     Result<vxhost::Descriptor> openForReading(std::string_view path, Links links) const;
 
     // Only the version that was seen.
-    Result<void> removeFile(std::string_view path, const LocalEntry& seen) const;
+    Result<void> removeFile(std::string_view path, const LocalEntry& seen,
+                            const Removal& removal = {}) const;
+    // A file or a folder, to where nothing is; Kind::changedHere where something is.
+    Result<void> move(std::string_view from, std::string_view to) const;
     Result<void> removeFolder(std::string_view path) const;  // an empty one
+
+    // What was written and renamed in it is on the disk when it returns.
+    Result<void> storeAll() const;
 
     // Of the file system below it, tried out at the first call.
     Result<Folding> folding() const;

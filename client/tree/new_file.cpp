@@ -32,8 +32,12 @@ Error strandedError(const std::string& shown, const std::string& hidden) {
                                   shown, hidden));
 }
 
-std::string hiddenName() {
-    return vxhost::hiddenPrefix + vxhost::randomName();
+// The version that was seen, which is hidden now.
+Result<void> takeAway(const vxhost::Descriptor& folder, const std::string& hidden,
+                      const std::string& shown, const OldFileTaker& takeOld) {
+    if (takeOld) return takeOld(folder, hidden);
+    if (unlinkat(folder.number(), hidden.c_str(), 0) == 0) return {};
+    vxhost::throwSystemFailure(errno, "Cannot remove " + shown);
 }
 
 // A file without a name goes by itself when this process ends, however it ends; it gets its name by
@@ -55,6 +59,10 @@ bool exchangeNames(const vxhost::Descriptor& folder, const std::string& a, const
 
 }  // namespace
 
+std::string newHiddenName() {
+    return vxhost::hiddenPrefix + vxhost::randomName();
+}
+
 Result<NewFile> NewFile::make(vxhost::Descriptor folder, std::string name, std::string shown) {
     return caught([&]() -> Result<NewFile> {
         return NewFile(std::move(folder), std::move(name), std::move(shown));
@@ -67,7 +75,7 @@ NewFile::NewFile(vxhost::Descriptor folder, std::string name, std::string shown)
 vxhost::Descriptor NewFile::open() {
     const int nameless = openNameless(folder_);
     if (nameless >= 0) return {nameless, writing(shown_)};
-    hidden_ = hiddenName();
+    hidden_ = newHiddenName();
     const int flags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
     return {openat(folder_.number(), hidden_.c_str(), flags, 0600), writing(shown_)};
 }
@@ -109,7 +117,8 @@ Result<void> NewFile::restart() {
 }
 
 Result<LocalEntry> NewFile::place(std::optional<Time> modified,
-                                  const std::optional<LocalEntry>& seen, Durability durability) {
+                                  const std::optional<LocalEntry>& seen, Durability durability,
+                                  const OldFileTaker& takeOld) {
     return caught([&]() -> Result<LocalEntry> {
         if (seen && seen->kind != LocalKind::file) {
             return localError(Kind::local, shown_ + " is no regular file, and was left alone.");
@@ -124,7 +133,7 @@ Result<LocalEntry> NewFile::place(std::optional<Time> modified,
         }
         if (durability == Durability::content) vxhost::storeData(file_, shown_);
         if (seen) {
-            if (Result<void> replaced = replace(*seen); !replaced) {
+            if (Result<void> replaced = replace(*seen, takeOld); !replaced) {
                 return std::move(replaced).error();
             }
         } else if (!takeName(name_)) {
@@ -137,7 +146,7 @@ Result<LocalEntry> NewFile::place(std::optional<Time> modified,
 Result<std::string> NewFile::hide() {
     return caught([&]() -> Result<std::string> {
         if (hidden_.empty()) {
-            std::string hidden = hiddenName();
+            std::string hidden = newHiddenName();
             if (!takeName(hidden)) return changedError(shown_);
             hidden_ = std::move(hidden);
         }
@@ -159,11 +168,12 @@ bool NewFile::takeName(const std::string& name) {
     vxhost::throwSystemFailure(errno, writing(shown_));
 }
 
-Result<void> NewFile::replace(const LocalEntry& seen) {
+Result<void> NewFile::replace(const LocalEntry& seen, const OldFileTaker& takeOld) {
     const auto now = lookAt(folder_, name_);
     if (!now || !isUntouched(seen, *now)) return changedError(shown_);
     if (const Result<std::string> hidden = hide(); !hidden) return hidden.error();
     if (!exchangeNames(folder_, hidden_, name_, shown_)) {
+        if (takeOld) return replaceByRemoval(seen, takeOld);
         if (renameat(folder_.number(), hidden_.c_str(), folder_.number(), name_.c_str()) != 0) {
             vxhost::throwSystemFailure(errno, writing(shown_));
         }
@@ -174,8 +184,7 @@ Result<void> NewFile::replace(const LocalEntry& seen) {
     const std::string hidden = std::exchange(hidden_, {});
     const auto cameOut = lookAt(folder_, hidden);
     if (cameOut && isSameVersion(seen, *cameOut)) {
-        unlinkat(folder_.number(), hidden.c_str(), 0);
-        return {};
+        return takeAway(folder_, hidden, shown_, takeOld);
     }
     (void)exchangeNames(folder_, hidden, name_, shown_);
     const auto wentIn = lookAt(folder_, hidden);
@@ -184,21 +193,26 @@ Result<void> NewFile::replace(const LocalEntry& seen) {
     return changedError(shown_);
 }
 
+// Where names cannot be exchanged nothing has the name for a moment.
+Result<void> NewFile::replaceByRemoval(const LocalEntry& seen, const OldFileTaker& takeOld) {
+    Result<void> removed = removeSeen(folder_, name_, shown_, seen, {{}, takeOld});
+    if (removed && !takeName(name_)) return changedError(shown_);
+    return removed;
+}
+
 Result<void> removeSeen(const vxhost::Descriptor& folder, const std::string& name,
-                        const std::string& shown, const LocalEntry& seen) {
+                        const std::string& shown, const LocalEntry& seen, const Removal& removal) {
     return caught([&]() -> Result<void> {
         const auto now = lookAt(folder, name);
         if (!now || !isUntouched(seen, *now)) return changedError(shown);
         if (seen.kind == LocalKind::folder) {
             return localError(Kind::local, shown + " is a folder, and was left alone.");
         }
-        // Under another name nobody writes it anew between the look and the removal.
-        const std::string hidden = hiddenName();
+        const std::string hidden = removal.hidden.empty() ? newHiddenName() : removal.hidden;
         if (!vxhost::renameToFree(folder.number(), name, hidden)) return changedError(shown);
         const auto taken = lookAt(folder, hidden);
         if (taken && isSameVersion(seen, *taken)) {
-            if (unlinkat(folder.number(), hidden.c_str(), 0) == 0) return {};
-            vxhost::throwSystemFailure(errno, "Cannot remove " + shown);
+            return takeAway(folder, hidden, shown, removal.takeOld);
         }
         if (!vxhost::renameToFree(folder.number(), hidden, name)) {
             return strandedError(shown, hidden);

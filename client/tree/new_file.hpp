@@ -1,6 +1,7 @@
 // A file of a local folder while it is written: nobody sees a part of it under its name.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,6 +19,11 @@ namespace quillon {
 // takes most of the time. After a power cut a replaced file may be empty then; its content is on
 // the server, and the next run, which sees the size, fetches it again.
 enum class Durability : bool { none, content };
+
+// What becomes of a file that was replaced or removed: it has the hidden name in its folder, and is
+// the version that was seen. Without one it is deleted.
+using OldFileTaker =
+    std::function<Result<void>(const vxhost::Descriptor& folder, const std::string& hidden)>;
 
 // Without a name until it is placed, with mode 0600; where the file system has no such files,
 // hidden beside its place. It goes at the end of its scope unless it was placed.
@@ -42,15 +48,18 @@ public:
     // Gives it its name, the date and the permissions of the file that it replaces, or those that
     // the umask leaves. seen: what was there when the decision was made, nothing for nothing. What
     // is there now and is another version, or is no regular file, stays as it is:
-    // Kind::changedHere, Kind::local. What is returned is the file as it is in its place.
+    // Kind::changedHere, Kind::local. What is returned is the file as it is in its place. Where the
+    // old one cannot be taken the new one is in its place all the same, and the old one hidden.
     Result<LocalEntry> place(std::optional<Time> modified, const std::optional<LocalEntry>& seen,
-                             Durability durability = Durability::none);
+                             Durability durability = Durability::none,
+                             const OldFileTaker& takeOld = {});
 
 private:
     NewFile(vxhost::Descriptor folder, std::string name, std::string shown);
     vxhost::Descriptor open();
     bool takeName(const std::string& name);  // false: somebody has it
-    Result<void> replace(const LocalEntry& seen);
+    Result<void> replace(const LocalEntry& seen, const OldFileTaker& takeOld);
+    Result<void> replaceByRemoval(const LocalEntry& seen, const OldFileTaker& takeOld);
 
     vxhost::ContentHash hash_;  // is aligned widely: first, it leaves no gap
     uint64_t size_ = 0;
@@ -60,8 +69,15 @@ private:
     vxhost::Descriptor file_;
 };
 
+// How a file goes: under a hidden name, which nobody writes anew between the look and the removal.
+struct Removal {
+    std::string hidden{};  // that name; empty: a new one
+    OldFileTaker takeOld{};
+};
+std::string newHiddenName();
+
 // Removes what was seen, and no other version of it. name: in the folder.
 Result<void> removeSeen(const vxhost::Descriptor& folder, const std::string& name,
-                        const std::string& shown, const LocalEntry& seen);
+                        const std::string& shown, const LocalEntry& seen, const Removal& removal);
 
 }  // namespace quillon

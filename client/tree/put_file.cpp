@@ -46,10 +46,14 @@ Task<Result<PutEnd>> FilePutter::put(const LocalFolder& folder, const FileToPut&
     noteStored(folder, file, content, *stored);
     PutEnd end;
     end.size = content.length().value_or(0);
+    end.hash = content.hash();
+    end.begun = localEntryOf(content.begun());
+    end.isOther = stored->isOther;
     if (stored->isOther) {
         end.remark = localError(
             Kind::network, "The server stores something else than was sent; fetch it to see what.");
     }
+    end.version = stored->version;
     if (co_await replacedAnother(file, *stored)) {
         end.lost = localError(Kind::network,
                               "Somebody else made it at the same time, and the server replaced "

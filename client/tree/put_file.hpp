@@ -26,6 +26,10 @@ struct FileToPut {
 
 struct PutEnd {
     uint64_t size = 0;              // in bytes
+    Version version{};              // of what was stored, where that is certain; else without a tag
+    std::string hash{};             // of what was sent
+    LocalEntry begun{};             // the file that it was read from
+    bool isOther = false;           // the server stores something else
     std::optional<Error> remark{};  // the server stores something else than was sent
     std::optional<Error> lost{};    // it replaced what somebody made at the same time
 };

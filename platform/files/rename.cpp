@@ -10,14 +10,19 @@
 
 namespace vxhost {
 
-// Not every file system knows the renaming that replaces nothing, nor each hard links.
 bool renameToFree(int directory, const std::string& from, const std::string& to) {
-    if (renameat2(directory, from.c_str(), directory, to.c_str(), RENAME_NOREPLACE) == 0) {
+    return renameToFree(directory, from, directory, to);
+}
+
+// Not every file system knows the renaming that replaces nothing, nor each hard links.
+bool renameToFree(int fromDirectory, const std::string& from, int toDirectory,
+                  const std::string& to) {
+    if (renameat2(fromDirectory, from.c_str(), toDirectory, to.c_str(), RENAME_NOREPLACE) == 0) {
         return true;
     }
     if (errno == EINVAL || errno == ENOSYS) {
-        if (linkat(directory, from.c_str(), directory, to.c_str(), 0) == 0) {
-            unlinkat(directory, from.c_str(), 0);
+        if (linkat(fromDirectory, from.c_str(), toDirectory, to.c_str(), 0) == 0) {
+            unlinkat(fromDirectory, from.c_str(), 0);
             return true;
         }
     }
