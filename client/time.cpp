@@ -50,6 +50,10 @@ double localReference(Time time) {
     return local != 0 ? local : std::numeric_limits<double>::min();
 }
 
+Time timeNow() {
+    return std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now());
+}
+
 std::optional<Time> parseTime(std::string_view text) {
     const auto seconds = vxhost::parseDate(std::u32string(text.begin(), text.end()));
     return seconds ? timeOf(*seconds) : std::nullopt;

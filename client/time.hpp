@@ -11,6 +11,8 @@ namespace quillon {
 
 using Time = std::chrono::sys_time<std::chrono::milliseconds>;
 
+Time timeNow();  // by this machine's clock
+
 // RFC 3339 and the date forms of HTTP; nothing for what is no date.
 std::optional<Time> parseTime(std::string_view text);
 

@@ -46,6 +46,7 @@ struct Action {
 struct PlanOptions {
     Direction direction = Direction::both;
     bool mayRemove = true;  // all of both sides was seen, and what is gone is gone
+    bool mayMove = true;    // else what was moved is removed and made
 };
 
 struct Plan {

@@ -203,6 +203,13 @@ Result<void> LocalFolder::removeFile(std::string_view path, const LocalEntry& se
     });
 }
 
+Result<void> LocalFolder::takeFile(std::string_view path, const OldFileTaker& take) const {
+    return caught([&]() -> Result<void> {
+        const auto [folder, name] = vxhost::splitBeneath(path);
+        return take(openFolder(folder), name);
+    });
+}
+
 Result<void> LocalFolder::move(std::string_view from, std::string_view to) const {
     return caught([&]() -> Result<void> {
         const auto [oldParent, oldName] = vxhost::splitBeneath(from);

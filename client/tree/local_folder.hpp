@@ -61,6 +61,8 @@ public:
     // Only the version that was seen.
     Result<void> removeFile(std::string_view path, const LocalEntry& seen,
                             const Removal& removal = {}) const;
+    // Hands it out by its folder and name.
+    Result<void> takeFile(std::string_view path, const OldFileTaker& take) const;
     // A file or a folder, to where nothing is; Kind::changedHere where something is.
     Result<void> move(std::string_view from, std::string_view to) const;
     Result<void> removeFolder(std::string_view path) const;  // an empty one

@@ -195,7 +195,7 @@ Result<void> NewFile::replace(const LocalEntry& seen, const OldFileTaker& takeOl
 
 // Where names cannot be exchanged nothing has the name for a moment.
 Result<void> NewFile::replaceByRemoval(const LocalEntry& seen, const OldFileTaker& takeOld) {
-    Result<void> removed = removeSeen(folder_, name_, shown_, seen, {{}, takeOld});
+    Result<void> removed = removeSeen(folder_, name_, shown_, seen, {hidden_ + "-old", takeOld});
     if (removed && !takeName(name_)) return changedError(shown_);
     return removed;
 }

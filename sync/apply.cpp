@@ -1,0 +1,287 @@
+#include "sync/apply.hpp"
+
+#include <algorithm>
+#include <chrono>
+#include <set>
+#include <utility>
+
+#include "sync/change_here.hpp"
+#include "sync/change_there.hpp"
+#include "sync/scan.hpp"
+
+namespace quillon::sync {
+namespace {
+
+constexpr size_t mostActionsAhead =
+    256;                           // more than a group of the journal, which waits for all of them
+constexpr unsigned freeTries = 2;  // after which what fails waits
+constexpr std::chrono::minutes firstWait{1}, longestWait{60};
+
+Time nextTry(unsigned times) {
+    if (times <= freeTries) return timeNow();
+    const unsigned doublings = std::min(times - freeTries - 1, 6U);
+    return timeNow() + std::min<std::chrono::minutes>(firstWait * (1 << doublings), longestWait);
+}
+
+bool isMake(Act act) {
+    return act == Act::makeHere || act == Act::makeThere;
+}
+bool isMove(Act act) {
+    return act == Act::moveHere || act == Act::moveThere;
+}
+bool isRemoval(Act act) {
+    return act == Act::removeHere || act == Act::removeThere;
+}
+auto depthOf(const Action& action) {
+    return std::ranges::count(action.path, '/');
+}
+
+class Applying {
+public:
+    Applying(Work& work, std::map<std::string, Failed> earlier)
+        : work_(work),
+          earlier_(std::move(earlier)),
+          tasks_(work.remote.loop()),
+          slots_(work.remote.loop(), mostActionsAhead) {}
+
+    Task<Result<Applied>> run(const std::vector<Action>& actions) {
+        co_await moveAndMake(actions);
+        co_await moveContents(actions);
+        if (!isEnded()) co_await removeAll(actions);
+        Result<void> written = work_.journal.write();
+        if (work_.remote.isInterrupted()) co_return interruption();
+        if (!written) co_return std::move(written).error();
+        co_return applied_;
+    }
+
+private:
+    bool isEnded() const { return work_.remote.isInterrupted(); }
+
+    // What is below a folder that could not be made or moved cannot be done either, and was told
+    // with it.
+    bool isBelowFailed(const std::string& path) const {
+        for (size_t slash = path.find('/'); slash != path.npos; slash = path.find('/', slash + 1)) {
+            if (failedFolders_.contains(path.substr(0, slash))) return true;
+        }
+        return false;
+    }
+
+    SyncEvent eventOf(const Action& action) const {
+        SyncEvent event{.act = action.act, .path = action.path, .from = action.from};
+        event.isFolder = action.isFolder;
+        event.conflict = action.conflict;
+        return event;
+    }
+
+    void tellFailure(const Action& action, Error error) {
+        if (error.kind == Kind::interrupted) return;
+        ++applied_.failures;
+        if (action.isFolder) failedFolders_.insert(action.path);
+        if (isMove(action.act)) applied_.moveFailed = true;
+        Failed failed{action.path, error.sentences.front()};
+        const auto before = earlier_.find(action.path);
+        failed.times = before == earlier_.end() ? 1 : before->second.times + 1;
+        failed.notBefore = nextTry(failed.times);
+        work_.journal.next().failures.push_back(std::move(failed));
+        SyncEvent event = eventOf(action);
+        event.error = std::move(error);
+        work_.options.tell(event);
+    }
+
+    void tellDone(const Action& action, Done done) {
+        if (earlier_.contains(action.path)) work_.journal.next().mended.push_back(action.path);
+        SyncEvent event = eventOf(action);
+        if (done.size > 0) event.size = done.size;
+        event.error = std::move(done.remark);
+        work_.options.tell(event);
+    }
+
+    // Whether it is to be tried now.
+    bool mayTry(const Action& action) {
+        if (isBelowFailed(action.path)) {
+            ++applied_.failures;
+            return false;
+        }
+        const auto before = earlier_.find(action.path);
+        if (before == earlier_.end() || before->second.notBefore <= timeNow()) return true;
+        ++applied_.failures;
+        SyncEvent event = eventOf(action);
+        event.error =
+            localError(Kind::network,
+                       "It is tried again later, since it failed before: " + before->second.why);
+        work_.options.tell(event);
+        return false;
+    }
+
+    Task<Result<Done>> begin(const Action& action) {
+        switch (action.act) {
+            case Act::moveHere:
+                return moveHere(work_, action.from, action.path);
+            case Act::moveThere:
+                return moveThere(work_, action.from, action.path, action.isFolder);
+            case Act::makeHere:
+                return makeFolder(work_, action.path);
+            case Act::makeThere:
+                return makeCollection(work_, action.path);
+            case Act::fetch:
+                return fetchFile(work_, action.path);
+            case Act::store:
+                return storeFile(work_, action.path);
+            case Act::removeHere:
+                return action.isFolder ? removeFolder(work_, action.path)
+                                       : removeFile(work_, action.path);
+            case Act::removeThere:
+                return action.isFolder ? removeCollection(work_, action.path)
+                                       : removeMember(work_, action.path);
+            default:
+                return nothingToDo();
+        }
+    }
+    static Task<Result<Done>> nothingToDo() { co_return Done{}; }
+
+    uint64_t bytesOf(const Action& action) const {
+        if (action.act == Act::fetch) return work_.there(action.path)->state.size.value_or(0);
+        if (action.act == Act::store) return work_.here(action.path)->state.size;
+        return 0;
+    }
+
+    Task<> doOne(const Action& action) {
+        const ExpectedTransfer expected(work_.options.meter, bytesOf(action));
+        Result<Done> done = co_await begin(action);
+        if (done) {
+            tellDone(action, std::move(*done));
+        } else {
+            tellFailure(action, std::move(done).error());
+        }
+    }
+    Task<> doBeside(const Action& action, Gate::Pass slot) {
+        const Gate::Pass within = std::move(slot);
+        const Journal::Worker worker(work_.journal);
+        co_await doOne(action);
+    }
+
+    // All of them at the same time, in a window.
+    Task<> doAll(std::vector<const Action*> actions) {
+        {
+            const Journal::Worker worker(work_.journal);  // so that groups get full
+            for (const Action* each : actions) {
+                if (isEnded()) break;
+                if (!mayTry(*each)) continue;
+                Gate::Pass slot = co_await slots_.enter();
+                tasks_.spawn(doBeside(*each, std::move(slot)));
+            }
+        }
+        co_await tasks_.finish();
+    }
+
+    // In their order, but for what stands side by side.
+    Task<> moveAndMake(const std::vector<Action>& actions) {
+        std::map<std::ptrdiff_t, std::vector<const Action*>> makes;  // by their depths
+        for (const Action& each : actions) {
+            if (isMake(each.act)) makes[depthOf(each)].push_back(&each);
+            if (!isMove(each.act)) continue;
+            co_await makeCollected(makes);
+            std::vector<const Action*> alone{&each};
+            co_await doAll(std::move(alone));
+        }
+        co_await makeCollected(makes);
+    }
+    Task<> makeCollected(std::map<std::ptrdiff_t, std::vector<const Action*>>& makes) {
+        for (auto& [depth, level] : makes) co_await doAll(std::move(level));
+        makes.clear();
+    }
+
+    Task<> moveContents(const std::vector<Action>& actions) {
+        std::vector<const Action*> transfers;
+        for (const Action& each : actions) {
+            if (each.act == Act::fetch || each.act == Act::store) transfers.push_back(&each);
+            if (each.act == Act::adopt) adopt(each);
+            if (each.act == Act::forget) work_.noteNode(each.path, std::nullopt);
+            if (each.act == Act::blocked || each.act == Act::compare) tellBlocked(each);
+        }
+        co_await doAll(std::move(transfers));
+        for (const Action& each : actions) {
+            if (each.act == Act::conflict && !isEnded()) co_await takeConflict(each);
+        }
+    }
+
+    void adopt(const Action& action) {
+        BaseNode node{.kind = action.isFolder ? NodeKind::folder : NodeKind::file};
+        node.here = work_.here(action.path)->state;
+        node.there = work_.there(action.path)->state;
+        if (!action.isFolder) {
+            const std::string hash = work_.hashHere(action.path);
+            const BaseNode* base = work_.base(action.path);
+            // What the base proves is not doubted for being young.
+            const bool isBase = base && !base->there.tag.text.empty() &&
+                                base->there.tag.text == node.there.tag.text &&
+                                base->here.hash == hash;
+            if (!isBase) node.there = settled(node.there, work_.asked);
+            node.here = settled(node.here);
+            node.here.hash = node.there.hash = hash;
+            if (const auto open = work_.folder.openForReading(action.path, Links::left)) {
+                work_.store.keepCommon(*open, node.here.size, hash);
+            }
+        }
+        work_.noteNode(action.path, std::move(node));
+        if (earlier_.contains(action.path)) work_.journal.next().mended.push_back(action.path);
+        work_.options.tell(eventOf(action));
+    }
+
+    void tellBlocked(const Action& action) {
+        ++applied_.failures;
+        SyncEvent event = eventOf(action);
+        event.error = localError(Kind::local, action.why);
+        work_.options.tell(event);
+    }
+
+    Task<> takeConflict(const Action& action) {
+        ++applied_.conflicts;
+        SyncEvent event = eventOf(action);
+        if (action.conflict != Conflict::kinds) {
+            const Journal::Worker worker(work_.journal);
+            Result<std::string> copy = co_await fetchCopy(work_, action.path);
+            if (copy) {
+                event.copy = std::move(*copy);
+            } else {
+                event.error = std::move(copy).error();
+            }
+        }
+        work_.options.tell(event);
+    }
+
+    // Leaves first: the files, then folders from the deepest on.
+    Task<> removeAll(const std::vector<Action>& actions) {
+        std::vector<const Action*> files;
+        std::map<std::ptrdiff_t, std::vector<const Action*>, std::greater<>> folders;
+        for (const Action& each : actions) {
+            if (!isRemoval(each.act)) continue;
+            if (each.isFolder) {
+                folders[depthOf(each)].push_back(&each);
+            } else {
+                files.push_back(&each);
+            }
+        }
+        co_await doAll(std::move(files));
+        for (auto& [depth, level] : folders) {
+            if (!isEnded()) co_await doAll(std::move(level));
+        }
+    }
+
+    Work& work_;
+    std::map<std::string, Failed> earlier_;
+    TaskGroup tasks_;
+    Gate slots_;
+    std::set<std::string> failedFolders_;
+    Applied applied_;
+};
+
+}  // namespace
+
+Task<Result<Applied>> applyPlan(Work& work, const Plan& plan,
+                                std::map<std::string, Failed> earlier) {
+    Applying applying(work, std::move(earlier));
+    co_return co_await applying.run(plan.actions);
+}
+
+}  // namespace quillon::sync

@@ -1,0 +1,22 @@
+// Carries out a plan: moves and folders first, then contents, many at a time, removals last.
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "sync/work.hpp"
+
+namespace quillon::sync {
+
+struct Applied {
+    size_t conflicts = 0, failures = 0;
+    bool moveFailed = false;  // a plan without moves does it otherwise
+};
+
+// What cannot be done is told and noted, and the rest goes on. earlier: what failed before, by its
+// path; what is not to be tried again yet is left out. Fails when the state cannot be written, or
+// when it is interrupted.
+Task<Result<Applied>> applyPlan(Work& work, const Plan& plan,
+                                std::map<std::string, Failed> earlier);
+
+}  // namespace quillon::sync

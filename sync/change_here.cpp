@@ -1,0 +1,293 @@
+#include "sync/change_here.hpp"
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <ctime>
+#include <utility>
+
+#include "client/memory/file_note.hpp"
+#include "client/remote/conditions.hpp"
+#include "client/tree/new_file_taker.hpp"
+#include "sync/scan.hpp"
+
+namespace quillon::sync {
+namespace {
+
+constexpr int mostCopies = 100;  // of one file within a minute
+
+// An old file on its way to the store, or away. It has failed where the old file stays hidden: the
+// next run looks at it then.
+class OldFile {
+public:
+    OldFile(Work& work, const std::string& path, std::string hash)
+        : work_(work), path_(path), hash_(std::move(hash)) {}
+
+    OldFileTaker taker() {
+        if (!work_.options.keeps) return {};
+        return [this](const vxhost::Descriptor& folder, const std::string& hidden) -> Result<void> {
+            Result<LateFile> late = work_.store.take(folder, hidden, path_, hash_);
+            isStranded_ = !late;
+            if (!late) return std::move(late).error();
+            if (!late->name.empty()) work_.journal.next().late.push_back(std::move(*late));
+            return {};
+        };
+    }
+    bool isStranded() const { return isStranded_; }
+
+private:
+    Work& work_;
+    const std::string& path_;
+    const std::string hash_;
+    bool isStranded_ = false;
+};
+
+Result<void> reserveFor(Work& work, const std::optional<LocalEntry>& old) {
+    if (!old || !work.options.keeps) return {};
+    return work.store.reserve(old->size);
+}
+
+// Where the walk told another size, the member was changed since, or an answer is cut short.
+Task<Result<void>> checkSize(Remote& remote, std::string url, uint64_t came) {
+    const Result<std::optional<Resource>> now = co_await look(remote, std::move(url));
+    if (!now) co_return now.error();
+    if (!*now || !(*now)->size || *(*now)->size == came) co_return Result<void>();
+    co_return localError(Kind::network, "The server tells two sizes of it.");
+}
+
+Task<Result<FetchedContent>> fetchInto(Work& work, std::string url, ThereState listed,
+                                       NewFileTaker& taker) {
+    const FetchWish wish{.size = listed.size};
+    Result<FetchedContent> fetched = co_await fetchWhole(work.remote, url, taker, wish);
+    if (!fetched) {
+        if (taker.failure()) co_return std::move(*taker.failure());
+        co_return std::move(fetched);
+    }
+    if (listed.size && *listed.size != fetched->size) {
+        Result<void> sized = co_await checkSize(work.remote, std::move(url), fetched->size);
+        if (!sized) co_return std::move(sized).error();
+    }
+    co_return std::move(fetched);
+}
+
+std::optional<Time> dateOf(const FetchedContent& fetched, const ThereState& listed) {
+    return fetched.version.modified ? fetched.version.modified : listed.modified;
+}
+
+// "q3 (theirs, 2026-11-25 14.02).csv"; number: from the second on.
+std::string copyPath(const std::string& path, Time when, int number) {
+    const size_t slash = path.rfind('/');
+    const size_t begin = slash == path.npos ? 0 : slash + 1;
+    size_t dot = path.rfind('.');
+    if (dot == path.npos || dot <= begin) dot = path.size();
+    const time_t seconds = std::chrono::system_clock::to_time_t(when);
+    struct tm parts {};
+    localtime_r(&seconds, &parts);
+    const std::string again = number > 1 ? fmt::format(", {}", number) : "";
+    return fmt::format("{} (theirs, {:%Y-%m-%d %H.%M}{}){}", path.substr(0, dot), parts, again,
+                       path.substr(dot));
+}
+
+Result<std::string> freeCopyPath(const Work& work, const std::string& path, Time when) {
+    for (int number = 1; number <= mostCopies; ++number) {
+        std::string copy = copyPath(path, when, number);
+        const Result<std::optional<LocalEntry>> found = work.folder.look(copy);
+        if (!found) return found.error();
+        if (!*found) return copy;
+    }
+    return localError(Kind::local, "There are too many of theirs beside it. Settle some.");
+}
+
+}  // namespace
+
+ThereState fetchedState(ThereState listed, const FetchedContent& fetched, std::string hash) {
+    const Version& version = fetched.version;
+    const bool isListed = listed.size.value_or(fetched.size) == fetched.size;
+    const bool hasTag = isSameTag(speltTag(listed.tag), speltTag(version.tag));
+    const bool hasDate = listed.modified && listed.modified == version.modified;
+    if (!isListed || !(hasTag || hasDate)) listed.tag = {};
+    if (hasTag && !version.tag.text.empty()) listed.tag = version.tag;
+    listed.size = fetched.size;
+    listed.modified = version.modified;
+    listed = settled(std::move(listed), version.date);
+    listed.hash = std::move(hash);
+    return listed;
+}
+
+Task<Result<Done>> fetchFile(Work& work, std::string path) {
+    const ThereState listed = work.there(path)->state;
+    const Result<std::optional<LocalEntry>> seen = work.lookHere(path);
+    if (!seen) co_return seen.error();
+    Result<void> hasRoom = reserveFor(work, *seen);
+    if (!hasRoom) co_return std::move(hasRoom).error();
+    NewFileTaker taker(work.folder, path, work.options.meter);
+    std::string url = work.url(path);
+    Result<FetchedContent> fetched = co_await fetchInto(work, std::move(url), listed, taker);
+    if (!fetched) co_return std::move(fetched).error();
+    NewFile& file = *taker.file();
+    const std::string hash = file.hash(), oldHash = work.hashHere(path);
+    BaseNode node;
+    node.there = fetchedState(listed, *fetched, hash);
+    if (*seen && hash == oldHash) {  // it is the same in both places, whatever the dates say
+        node.here = settled(hereStateOf(**seen));
+        node.here.hash = hash;
+        work.noteNode(path, std::move(node));
+        co_return Done{};
+    }
+    Intent intent{.act = Act::fetch, .path = path, .oldHash = oldHash, .newHash = hash};
+    if (*seen) {
+        const Result<std::string> hidden = file.hide();
+        if (!hidden) co_return hidden.error();
+        intent.hidden = *hidden;
+    }
+    const Result<int64_t> id = co_await work.journal.note(std::move(intent));
+    if (!id) co_return id.error();
+    OldFile old(work, path, oldHash);
+    Result<LocalEntry> placed =
+        file.place(dateOf(*fetched, listed), *seen, Durability::none, old.taker());
+    if (!placed) {
+        if (!old.isStranded()) work.noteUndone(*id);
+        co_return std::move(placed).error();
+    }
+    node.here = settled(hereStateOf(*placed));
+    node.here.hash = hash;
+    work.store.keepCommon(file.descriptor(), file.size(), hash);
+    Deed deed = work.deed(Act::fetch, path);
+    deed.oldHash = oldHash;
+    deed.newHash = hash;
+    work.noteDone(*id, std::move(deed));
+    work.noteNode(path, std::move(node));
+    co_return Done{file.size()};
+}
+
+Task<Result<Done>> makeFolder(Work& work, std::string path) {
+    Intent intent{.act = Act::makeHere, .path = path};
+    const Result<int64_t> id = co_await work.journal.note(std::move(intent));
+    if (!id) co_return id.error();
+    Result<void> made = work.folder.makeFolder(path);
+    if (!made) {
+        work.noteUndone(*id);
+        co_return std::move(made).error();
+    }
+    const Result<std::optional<LocalEntry>> now = work.folder.look(path);
+    BaseNode node{.kind = NodeKind::folder};
+    if (now && *now) node.here.inode = (*now)->inode;
+    if (const ThereNode* there = work.there(path)) node.there = there->state;
+    Deed deed = work.deed(Act::makeHere, path);
+    deed.isFolder = true;
+    work.noteDone(*id, std::move(deed));
+    work.noteNode(path, std::move(node));
+    co_return Done{};
+}
+
+Task<Result<Done>> moveHere(Work& work, std::string from, std::string path) {
+    const Result<std::optional<LocalEntry>> before = work.folder.look(from);
+    if (!before) co_return before.error();
+    const HereNode* seen = work.here(path);  // where the plan has it already
+    if (!*before || !seen || !hasSameStat(seen->state, hereStateOf(**before))) {
+        co_return localError(Kind::changedHere,
+                             "It was changed here meanwhile; the next run takes it.");
+    }
+    Intent intent{.act = Act::moveHere, .path = path, .from = from};
+    const Result<int64_t> id = co_await work.journal.note(std::move(intent));
+    if (!id) co_return id.error();
+    Result<void> moved = work.folder.move(from, path);
+    if (!moved) {
+        work.noteUndone(*id);
+        co_return std::move(moved).error();
+    }
+    const Result<std::optional<LocalEntry>> now = work.folder.look(path);
+    BaseNode node = *work.base(path);
+    // What somebody wrote between the look and the renaming is read by the next run.
+    const bool isSame = now && *now && isSameVersion(**before, **now);
+    node.here.changedNs = isSame ? settled(hereStateOf(**now)).changedNs : 0;
+    const std::string hash = node.here.hash;
+    node.there = settled(work.there(path)->state, work.asked);
+    node.there.hash = hash;
+    Deed deed = work.deed(Act::moveHere, path);
+    deed.from = from;
+    deed.newHash = hash;
+    work.noteDone(*id, std::move(deed));
+    work.noteNode(from, std::nullopt);
+    work.noteNode(path, std::move(node));
+    co_return Done{};
+}
+
+Task<Result<Done>> removeFile(Work& work, std::string path) {
+    const Result<std::optional<LocalEntry>> seen = work.lookHere(path);
+    if (!seen) co_return seen.error();
+    if (!*seen) co_return Done{};
+    Result<void> hasRoom = reserveFor(work, *seen);
+    if (!hasRoom) co_return std::move(hasRoom).error();
+    const std::string hash = work.hashHere(path);
+    Intent intent{.act = Act::removeHere, .path = path, .hidden = newHiddenName(), .oldHash = hash};
+    const std::string hidden = intent.hidden;
+    const Result<int64_t> id = co_await work.journal.note(std::move(intent));
+    if (!id) co_return id.error();
+    OldFile old(work, path, hash);
+    Result<void> removed = work.folder.removeFile(path, **seen, {hidden, old.taker()});
+    if (!removed) {
+        if (!old.isStranded()) work.noteUndone(*id);
+        co_return std::move(removed).error();
+    }
+    Deed deed = work.deed(Act::removeHere, path);
+    deed.oldHash = hash;
+    work.noteDone(*id, std::move(deed));
+    work.noteNode(path, std::nullopt);
+    co_return Done{};
+}
+
+// A folder that holds what no side knows, as what is left out, stays.
+Task<Result<Done>> removeFolder(Work& work, std::string path) {
+    Intent intent{.act = Act::removeHere, .path = path};
+    const Result<int64_t> id = co_await work.journal.note(std::move(intent));
+    if (!id) co_return id.error();
+    Result<void> removed = work.folder.removeFolder(path);
+    if (!removed) {
+        work.noteUndone(*id);
+        co_return std::move(removed).error();
+    }
+    Deed deed = work.deed(Act::removeHere, path);
+    deed.isFolder = true;
+    work.noteDone(*id, std::move(deed));
+    work.noteNode(path, std::nullopt);
+    co_return Done{};
+}
+
+Task<Result<std::string>> fetchCopy(Work& work, std::string path) {
+    const ThereState listed = work.there(path)->state;
+    const Result<std::vector<ConflictCopy>> copies = work.pair.state().copies();
+    if (!copies) co_return copies.error();
+    for (const ConflictCopy& each : *copies) {
+        if (each.path != path) continue;
+        BaseNode version;
+        version.here.hash = each.there.hash;
+        version.there = each.there;
+        const ThereNode there{NodeKind::file, listed, {}};
+        if (!isUnchangedThere(version, there).value_or(false)) continue;
+        const Result<std::optional<LocalEntry>> found = work.folder.look(each.copy);
+        if (found && *found) co_return each.copy;
+    }
+    const Result<std::string> copy = freeCopyPath(work, path, listed.modified.value_or(timeNow()));
+    if (!copy) co_return copy.error();
+    NewFileTaker taker(work.folder, *copy, work.options.meter);
+    std::string url = work.url(path);
+    Result<FetchedContent> fetched = co_await fetchInto(work, std::move(url), listed, taker);
+    if (!fetched) co_return std::move(fetched).error();
+    NewFile& file = *taker.file();
+    // Its row comes before it does, so that it is never taken for the person's own.
+    ThereState version = fetchedState(listed, *fetched, file.hash());
+    ConflictCopy row{*copy, path, std::move(version)};
+    work.journal.next().copies.push_back(std::move(row));
+    Intent intent{.act = Act::conflict, .path = path, .newHash = file.hash()};
+    const Result<int64_t> id = co_await work.journal.note(std::move(intent));
+    if (!id) co_return id.error();
+    const std::optional<LocalEntry> nothing;
+    const Result<LocalEntry> placed = file.place(dateOf(*fetched, listed), nothing);
+    work.noteUndone(*id);
+    if (!placed) co_return placed.error();
+    co_return *copy;
+}
+
+}  // namespace quillon::sync

@@ -1,0 +1,81 @@
+#include "sync/compare_contents.hpp"
+
+#include <utility>
+
+#include "client/remote/fetch_hash.hpp"
+#include "sync/change_here.hpp"
+#include "sync/plan.hpp"
+
+namespace quillon::sync {
+namespace {
+
+constexpr size_t mostContentsAhead = 64;
+
+template <class Tree>
+const auto* fileIn(const Tree& tree, const std::string& path) {
+    const auto at = tree.find(path);
+    const bool isFile = at != tree.end() && at->second.kind == NodeKind::file;
+    return isFile ? &at->second : nullptr;
+}
+
+bool mayBeSame(const HereNode& here, const ThereNode& there) {
+    return there.state.size.value_or(here.state.size) == here.state.size;
+}
+
+bool needsContent(const BaseNode* base, const HereNode* here, const ThereNode& there) {
+    if (!there.state.hash.empty()) return false;
+    if (!base) return here && mayBeSame(*here, there);
+    const std::optional<bool> unchanged = isUnchangedThere(*base, there);
+    if (!unchanged) return true;
+    return !*unchanged && here && !isUnchangedHere(*base, *here) && mayBeSame(*here, there);
+}
+
+Task<> compareOne(Remote& remote, ThereNode& node, std::string url, TransferMeter* meter,
+                  Gate::Pass slot, bool* interrupted) {
+    const Gate::Pass within = std::move(slot);
+    const ExpectedTransfer expected(meter, node.state.size.value_or(0));
+    const Result<HashedContent> content =
+        co_await fetchHash(remote, std::move(url), node.state.size);
+    if (content) {
+        const FetchedContent fetched{content->version, content->size};
+        node.state = fetchedState(std::move(node.state), fetched, content->hash);
+    } else if (content.error().kind == Kind::interrupted) {
+        *interrupted = true;
+    } else {
+        node.kind = NodeKind::blocked;
+        node.why = content.error().sentences.front();
+    }
+}
+
+}  // namespace
+
+std::vector<std::string> contentsToCompare(const Trees& trees) {
+    std::vector<std::string> paths;
+    for (const auto& [path, there] : trees.there) {
+        if (there.kind != NodeKind::file) continue;
+        const BaseNode* base = fileIn(trees.base, path);
+        const HereNode* here = fileIn(trees.here, path);
+        const bool hasOther = !here && trees.here.contains(path);
+        if (!hasOther && needsContent(base, here, there)) paths.push_back(path);
+    }
+    return paths;
+}
+
+Task<Result<void>> compareContents(Remote& remote, Trees& trees,
+                                   std::function<std::string(const std::string& path)> url,
+                                   TransferMeter* meter) {
+    Gate slots(remote.loop(), mostContentsAhead);
+    TaskGroup comparing(remote.loop());
+    bool interrupted = false;
+    for (const std::string& path : contentsToCompare(trees)) {
+        Gate::Pass slot = co_await slots.enter();
+        if (interrupted) break;
+        comparing.spawn(compareOne(remote, trees.there.at(path), url(path), meter, std::move(slot),
+                                   &interrupted));
+    }
+    co_await comparing.finish();
+    if (interrupted || remote.isInterrupted()) co_return interruption();
+    co_return Result<void>();
+}
+
+}  // namespace quillon::sync

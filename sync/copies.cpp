@@ -1,0 +1,30 @@
+#include "sync/copies.hpp"
+
+#include <utility>
+
+#include "client/tree/known_file.hpp"
+
+namespace quillon::sync {
+
+Result<void> removeCopy(const LocalFolder& folder, Store& store, const ConflictCopy& copy,
+                        StateChange& change) {
+    const Result<std::optional<LocalEntry>> found = folder.look(copy.copy);
+    if (!found) return found.error();
+    if (*found && (*found)->kind == LocalKind::file &&
+        hashOf(folder, copy.copy, Links::left) == copy.there.hash) {
+        Removal removal;
+        removal.takeOld = [&](const vxhost::Descriptor& directory,
+                              const std::string& hidden) -> Result<void> {
+            Result<LateFile> late = store.take(directory, hidden, copy.copy, copy.there.hash);
+            if (!late) return std::move(late).error();
+            if (!late->name.empty()) change.late.push_back(std::move(*late));
+            return {};
+        };
+        const Result<void> removed = folder.removeFile(copy.copy, **found, removal);
+        if (!removed && removed.error().kind != Kind::changedHere) return removed.error();
+    }
+    change.goneCopies.push_back(copy.copy);
+    return {};
+}
+
+}  // namespace quillon::sync

@@ -1,0 +1,136 @@
+#include "sync/recover.hpp"
+
+#include <optional>
+#include <utility>
+
+#include "client/tree/known_file.hpp"
+#include "platform/files/content_hash.hpp"
+
+namespace quillon::sync {
+namespace {
+
+std::string besideOf(const std::string& path, const std::string& name) {
+    const size_t slash = path.rfind('/');
+    return slash == path.npos ? name : path.substr(0, slash + 1) + name;
+}
+
+class Recovering {
+public:
+    Recovering(const LocalFolder& folder, Store& store) : folder_(folder), store_(store) {}
+
+    Result<void> take(const Intent& intent) {
+        if (!intent.hidden.empty()) {
+            for (const std::string& name : {intent.hidden, intent.hidden + "-old"}) {
+                if (Result<void> taken = takeHidden(intent, name); !taken) return taken;
+            }
+        }
+        const std::optional<bool> done = wasDone(intent);
+        if (done.value_or(true)) noteDeed(intent, done.has_value());
+        if (intent.act == Act::store && intent.oldHash.empty()) halfMade_.insert(intent.path);
+        change_.endedIntents.push_back(intent.id);
+        return {};
+    }
+    StateChange& change() { return change_; }
+    std::set<std::string>& halfMade() { return halfMade_; }
+
+private:
+    // The old file, or a new one that did not get its name, which the server has.
+    Result<void> takeHidden(const Intent& intent, const std::string& name) {
+        const std::string path = besideOf(intent.path, name);
+        const Result<std::optional<LocalEntry>> found = folder_.look(path);
+        if (!found) return found.error();
+        if (!*found || (*found)->kind != LocalKind::file) return {};
+        const std::string hash = hashOf(folder_, path, Links::left);
+        if (!intent.newHash.empty() && hash == intent.newHash && hash != intent.oldHash) {
+            return folder_.removeFile(path, **found);
+        }
+        return folder_.takeFile(
+            path, [&](const vxhost::Descriptor& folder, const std::string& hidden) -> Result<void> {
+                Result<LateFile> late = store_.take(folder, hidden, intent.path, hash);
+                if (!late) return std::move(late).error();
+                if (!late->name.empty()) change_.late.push_back(std::move(*late));
+                return {};
+            });
+    }
+
+    // Nothing: only the server knows.
+    std::optional<bool> wasDone(const Intent& intent) const {
+        if (intent.act == Act::fetch) {
+            return hashOf(folder_, intent.path, Links::left) == intent.newHash;
+        }
+        if (intent.act == Act::removeHere) {
+            const auto found = folder_.look(intent.path);
+            return found && !*found;
+        }
+        if (intent.act == Act::store || intent.act == Act::removeThere) return std::nullopt;
+        return false;  // nothing that could be given back
+    }
+
+    void noteDeed(const Intent& intent, bool isCertain) {
+        if (intent.oldHash.empty()) return;
+        Deed deed;
+        deed.when = timeNow();
+        deed.act = intent.act;
+        deed.path = intent.path;
+        deed.oldHash = intent.oldHash;
+        deed.newHash = intent.newHash;
+        deed.isCertain = isCertain;
+        change_.deeds.push_back(std::move(deed));
+    }
+
+    const LocalFolder& folder_;
+    Store& store_;
+    StateChange change_;
+    std::set<std::string> halfMade_;
+};
+
+}  // namespace
+
+Result<Recovered> recover(const LocalFolder& folder, State& state, Store& store) {
+    Recovered recovered;
+    const Result<std::vector<LateFile>> late = state.late();
+    if (!late) return late.error();
+    if (!late->empty()) {
+        Result<std::vector<LateFile>> written = store.checkLate(*late);
+        if (!written) return std::move(written).error();
+        StateChange checked;
+        for (const LateFile& each : *late) checked.goneLate.push_back(each.name);
+        if (Result<void> noted = state.commit(checked); !noted) return std::move(noted).error();
+        recovered.writtenLate = std::move(*written);
+    }
+    const Result<std::vector<Intent>> intents = state.intents();
+    if (!intents) return intents.error();
+    if (intents->empty()) return recovered;
+    Recovering recovering(folder, store);
+    for (const Intent& each : *intents) {
+        if (Result<void> taken = recovering.take(each); !taken) return std::move(taken).error();
+    }
+    if (Result<void> stored = folder.storeAll(); !stored) return std::move(stored).error();
+    const Result<int64_t> run = state.lastRun();
+    if (!run) return run.error();
+    for (Deed& each : recovering.change().deeds) each.run = *run;
+    if (Result<void> noted = state.commit(recovering.change()); !noted) {
+        return std::move(noted).error();
+    }
+    recovered.halfMade = std::move(recovering.halfMade());
+    return recovered;
+}
+
+void adoptHalfMade(const Recovered& recovered, Trees& trees) {
+    const std::string hashOfNothing = vxhost::ContentHash().hex();
+    for (const std::string& path : recovered.halfMade) {
+        const auto there = trees.there.find(path);
+        const auto here = trees.here.find(path);
+        if (there == trees.there.end() || here == trees.here.end()) continue;
+        const bool areFiles =
+            there->second.kind == NodeKind::file && here->second.kind == NodeKind::file;
+        if (!areFiles || there->second.state.size != 0 || trees.base.contains(path)) continue;
+        there->second.state.hash = hashOfNothing;
+        BaseNode nothing;
+        nothing.here.hash = hashOfNothing;
+        nothing.there = there->second.state;
+        trees.base.emplace(path, std::move(nothing));
+    }
+}
+
+}  // namespace quillon::sync

@@ -1,0 +1,29 @@
+// What a run that was killed left: looked at, not believed.
+#pragma once
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "client/tree/local_folder.hpp"
+#include "sync/state.hpp"
+#include "sync/store.hpp"
+
+namespace quillon::sync {
+
+struct Recovered {
+    // New members that may have been made, and may be empty, as a lock makes them.
+    std::set<std::string> halfMade;
+    // Paths whose old version was taken out of the store's late files changed: somebody wrote into
+    // it after it had been replaced.
+    std::vector<LateFile> writtenLate;
+};
+
+// Old files go to the store, new ones that were not placed go away, and what may have been done is
+// noted so.
+Result<Recovered> recover(const LocalFolder& folder, State& state, Store& store);
+
+// A member that is half made, empty and faces a file here gets that content: it is nobody's.
+void adoptHalfMade(const Recovered& recovered, Trees& trees);
+
+}  // namespace quillon::sync

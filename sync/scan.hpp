@@ -1,0 +1,36 @@
+// What is in the folder of a pair.
+#pragma once
+
+#include <set>
+#include <string>
+
+#include "client/tree/filter.hpp"
+#include "client/tree/local_folder.hpp"
+#include "sync/node.hpp"
+
+namespace quillon::sync {
+
+struct HereScan {
+    HereTree tree;           // without hashes
+    bool isComplete = true;  // every folder could be read
+};
+
+// copies: paths that are never sent. What the filter does not take is passed over.
+Result<HereScan> scanHere(const LocalFolder& folder, const Filter& filter,
+                          const std::set<std::string>& copies);
+
+HereState hereStateOf(const LocalEntry& entry);
+
+// As it is written into a base: a file that was changed just now could be changed once more without
+// another time.
+HereState settled(HereState state);
+
+// Whether size, times and inode are those that the base tells.
+bool hasSameStat(const HereState& base, const HereState& here);
+
+// Waits until what was changed here is two seconds old, at most two seconds in all, and finds the
+// hashes that the plan needs: of what may have changed, of what has no base and faces a file there,
+// and of what may have been moved. What is still being written becomes blocked.
+void readChanged(const LocalFolder& folder, Trees& trees);
+
+}  // namespace quillon::sync

@@ -1,0 +1,375 @@
+#include "sync/sync.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <map>
+#include <set>
+#include <utility>
+
+#include "client/remote/change.hpp"
+#include "client/tree/put_facts.hpp"
+#include "sync/apply.hpp"
+#include "sync/compare_contents.hpp"
+#include "sync/copies.hpp"
+#include "sync/look_there.hpp"
+#include "sync/recover.hpp"
+#include "sync/scan.hpp"
+#include "sync/work.hpp"
+
+namespace quillon::sync {
+namespace {
+
+constexpr int mostPlans = 4;        // of one run
+constexpr size_t fewRemovals = 10;  // go without a question
+constexpr int64_t runsKept = 100;
+
+Result<std::set<std::string>> copiesOf(const State& state) {
+    const Result<std::vector<ConflictCopy>> copies = state.copies();
+    if (!copies) return copies.error();
+    std::set<std::string> paths;
+    for (const ConflictCopy& each : *copies) paths.insert(each.copy);
+    return paths;
+}
+
+// What both sides are, as far as looking tells.
+struct View {
+    Trees trees;
+    std::string filterText;
+    std::string server;  // empty: it was not asked
+    std::optional<Time> asked;
+    bool isComplete = true;
+};
+
+// What the filter leaves out counts as never having been synchronised.
+void leaveOut(const Filter& filter, BaseTree& base) {
+    std::erase_if(base, [&](const auto& each) {
+        return !filter.takes(each.first, each.second.kind == NodeKind::folder);
+    });
+}
+
+// The other side as it was when both were the same.
+ThereTree unchangedThere(const BaseTree& base) {
+    ThereTree there;
+    for (const auto& [path, node] : base) {
+        ThereState state = node.there;
+        state.hash = node.here.hash;
+        there.emplace_hint(there.end(), path, ThereNode{node.kind, std::move(state), {}});
+    }
+    return there;
+}
+
+Task<Result<ThereLook>> lookOrMake(Remote& remote, const Pair& pair, const Filter& filter,
+                                   Folding folding, bool isNew, bool mayMake) {
+    std::string url = pair.url();
+    Result<ThereLook> look = co_await lookThere(remote, url, filter, folding);
+    if (look || look.error().httpStatus != 404) co_return std::move(look);
+    if (isNew && !mayMake) co_return ThereLook{};
+    if (isNew) {
+        Result<void> made = co_await quillon::makeCollection(remote, url);
+        if (!made) co_return std::move(made).error();
+        co_return co_await lookThere(remote, std::move(url), filter, folding);
+    }
+    Error gone = std::move(look).error();
+    gone.sentences = {
+        "The collection is gone from the server, and nothing was changed here. Put "
+        "it back, or pair the folder with another one (quillon sync --forget "
+        "FOLDER)."};
+    co_return std::move(gone);
+}
+
+// remote: null asks nothing of the server. makesRoot: the collection, where nothing was ever
+// synchronised.
+Task<Result<View>> viewPair(Remote* remote, Pair& pair, const LocalFolder& folder, bool makesRoot) {
+    const Result<Pair::EffectiveFilter> filter = pair.filter();
+    if (!filter) co_return filter.error();
+    const Result<std::set<std::string>> copies = copiesOf(pair.state());
+    if (!copies) co_return copies.error();
+    Result<BaseTree> base = pair.state().base();
+    if (!base) co_return std::move(base).error();
+    View view;
+    view.filterText = filter->text;
+    view.trees.base = std::move(*base);
+    const bool isNew = view.trees.base.empty();
+    leaveOut(filter->filter, view.trees.base);
+    Result<HereScan> here = scanHere(folder, filter->filter, *copies);
+    if (!here) co_return std::move(here).error();
+    view.trees.here = std::move(here->tree);
+    view.isComplete = here->isComplete;
+    if (!remote) {
+        view.trees.there = unchangedThere(view.trees.base);
+        co_return std::move(view);
+    }
+    const Result<Folding> folding = folder.folding();
+    const Folding folds = folding ? *folding : Folding{};
+    Result<ThereLook> there =
+        co_await lookOrMake(*remote, pair, filter->filter, folds, isNew, makesRoot);
+    if (!there) co_return std::move(there).error();
+    view.trees.there = std::move(there->tree);
+    view.isComplete = view.isComplete && there->isComplete;
+    view.server = std::move(there->server);
+    view.asked = there->asked;
+    co_return std::move(view);
+}
+
+class Synchronising {
+public:
+    Synchronising(Remote& remote, Pair& pair, const SyncOptions& options, const LocalFolder& folder,
+                  Store& store)
+        : remote_(remote),
+          pair_(pair),
+          options_(options),
+          folder_(folder),
+          store_(store),
+          facts_(remote, pair.url()),
+          putter_(remote, facts_, {Links::left, nullptr, options.meter}) {}
+
+    Task<Result<SyncEnd>> run() {
+        const Result<Recovered> recovered = recoverUnlessDry();
+        if (!recovered) co_return recovered.error();
+        for (int count = 0; count < mostPlans && needsMore_; ++count) {
+            Result<void> done = co_await runOnce(*recovered, count == 0);
+            if (!done) co_return std::move(done).error();
+        }
+        if (options_.meter) options_.meter->expectNoMore();
+        co_return end_;
+    }
+
+private:
+    Result<Recovered> recoverUnlessDry() {
+        if (options_.dryRun) return Recovered{};
+        Result<Recovered> recovered = recover(folder_, pair_.state(), store_);
+        if (!recovered) return recovered;
+        for (const LateFile& each : recovered->writtenLate) {
+            options_.remark(
+                fmt::format("Somebody wrote into the old version of {} after it was "
+                            "replaced; that is kept, and quillon undo gives it back.",
+                            each.path));
+        }
+        return recovered;
+    }
+
+    Task<Result<void>> runOnce(const Recovered& recovered, bool isFirst) {
+        needsMore_ = false;
+        end_.conflicts = end_.failures = 0;
+        Result<View> view = co_await viewPair(&remote_, pair_, folder_, !options_.dryRun);
+        if (!view) co_return std::move(view).error();
+        readChanged(folder_, view->trees);
+        adoptHalfMade(recovered, view->trees);
+        if (remote_.isInterrupted()) co_return interruption();
+        if (!options_.dryRun) {
+            const Trees& trees = view->trees;
+            const auto urlOfPath = [this, &trees](const std::string& path) {
+                return urlOf(pair_.url(), trees.there, path, false);
+            };
+            Result<void> compared =
+                co_await compareContents(remote_, view->trees, urlOfPath, options_.meter);
+            if (!compared) co_return std::move(compared);
+        }
+        Result<Plan> plan = choosePlan(*view, isFirst);
+        if (!plan) co_return std::move(plan).error();
+        if (options_.dryRun) co_return tellPlan(*plan);
+        if (isFirst && options_.confirm && !options_.confirm(*plan)) {
+            end_.isDeclined = true;
+            co_return Result<void>();
+        }
+        co_return co_await apply(std::move(*plan), *view);
+    }
+
+    // Without removals where what is gone may not be meant to be gone.
+    Result<Plan> choosePlan(View& view, bool isFirst) {
+        const Result<std::string> why = whyNoRemovals(view);
+        if (!why) return why.error();
+        PlanOptions options{options_.direction, true, mayMove_};
+        const bool hereIsEmpty = view.trees.here.empty(), thereIsEmpty = view.trees.there.empty();
+        Plan plan = makePlan(view.trees, options);
+        const bool removes = std::ranges::any_of(plan.actions, [](const Action& each) {
+            return each.act == Act::removeHere || each.act == Act::removeThere;
+        });
+        std::string reason = *why;
+        if (reason.empty() && !options_.removesMany) {
+            if (removes && (hereIsEmpty || thereIsEmpty)) {
+                reason = hereIsEmpty ? "the folder is empty" : "the collection is empty";
+            } else if (plan.removals > fewRemovals && plan.removals * 2 > plan.known) {
+                reason = fmt::format("{} of {} files would go", plan.removals, plan.known);
+            }
+        }
+        if (reason.empty()) return plan;
+        options.mayRemove = false;
+        Plan careful = makePlan(std::move(view.trees), options);
+        if (removes && isFirst) {
+            options_.remark(
+                fmt::format("Nothing is removed, since {}. If that is meant to be so: quillon "
+                            "sync --delete-many",
+                            reason));
+        }
+        end_.leftRemovals = end_.leftRemovals || removes;
+        return careful;
+    }
+
+    // Whatever the plan; empty: nothing speaks against them.
+    Result<std::string> whyNoRemovals(const View& view) const {
+        if (!view.isComplete) return std::string("not all of both sides could be seen");
+        const Result<std::optional<std::string>> filter = pair_.state().setting("filter");
+        if (!filter) return filter.error();
+        if (*filter && **filter != view.filterText) {
+            return std::string(
+                "what is left out is chosen otherwise than last time; the next "
+                "run removes");
+        }
+        const Result<std::optional<std::string>> server = pair_.state().setting("server");
+        if (!server) return server.error();
+        if (!options_.removesMany && *server && **server != view.server) {
+            return fmt::format("the server calls itself {} now, and called itself {} last time",
+                               view.server.empty() ? "nothing" : view.server,
+                               (*server)->empty() ? "nothing" : **server);
+        }
+        return std::string();
+    }
+
+    Result<void> tellPlan(const Plan& plan) {
+        for (const Action& each : plan.actions) {
+            SyncEvent event{each.act, each.path, each.from, each.isFolder};
+            event.conflict = each.conflict;
+            if (each.act == Act::blocked) event.error = localError(Kind::local, each.why);
+            if (each.act == Act::conflict) ++end_.conflicts;
+            if (each.act == Act::blocked) ++end_.failures;
+            options_.tell(event);
+        }
+        return {};
+    }
+
+    Task<Result<void>> apply(Plan plan, const View& view) {
+        Result<std::map<std::string, Failed>> earlier = earlierFailures(plan);
+        if (!earlier) co_return std::move(earlier).error();
+        if (!plan.actions.empty() && run_ == 0) {
+            const Result<int64_t> run = pair_.state().beginRun(timeNow());
+            if (!run) co_return run.error();
+            run_ = *run;
+        }
+        Journal journal(remote_.loop(), pair_.state(), folder_);
+        Work work{remote_, pair_,  folder_,  store_, journal,
+                  putter_, facts_, options_, run_,   view.asked};
+        work.trees = std::move(plan.trees);
+        plan.trees = {};
+        Result<Applied> applied = co_await applyPlan(work, plan, std::move(*earlier));
+        if (!applied) co_return std::move(applied).error();
+        end_.conflicts = applied->conflicts;
+        end_.failures = applied->failures;
+        needsMore_ = plan.needsMore || (applied->moveFailed && mayMove_);
+        if (applied->moveFailed) mayMove_ = false;
+        co_return finish(plan, view);
+    }
+
+    // By their paths. What the plan has no action for has been mended.
+    Result<std::map<std::string, Failed>> earlierFailures(const Plan& plan) {
+        const Result<std::vector<Failed>> failures = pair_.state().failures();
+        if (!failures) return failures.error();
+        std::set<std::string> paths;
+        for (const Action& each : plan.actions) paths.insert(each.path);
+        std::map<std::string, Failed> earlier;
+        StateChange mended;
+        for (const Failed& each : *failures) {
+            if (paths.contains(each.path)) {
+                earlier.emplace(each.path, each);
+            } else {
+                mended.mended.push_back(each.path);
+            }
+        }
+        if (mended.mended.empty()) return earlier;
+        if (Result<void> noted = pair_.state().commit(mended); !noted) {
+            return std::move(noted).error();
+        }
+        return earlier;
+    }
+
+    Result<void> finish(const Plan& plan, const View& view) {
+        State& state = pair_.state();
+        if (Result<void> cleared = clearCopies(plan); !cleared) return cleared;
+        for (const auto& [name, value] :
+             {std::pair<const char*, const std::string*>{"filter", &view.filterText},
+              {"server", &view.server}}) {
+            const Result<std::optional<std::string>> before = state.setting(name);
+            if (!before) return before.error();
+            if (*before && **before == *value) continue;
+            // Another server is believed once a person has said so.
+            const bool isOther = std::string_view(name) == "server" && *before;
+            if (isOther && !options_.removesMany) continue;
+            if (Result<void> written = state.set(name, *value); !written) return written;
+        }
+        if (run_ == 0) return {};
+        store_.prune();
+        return state.forgetRuns(runsKept);
+    }
+
+    // Of conflicts that are no more. One that the person changed is a file like others from now on.
+    Result<void> clearCopies(const Plan& plan) {
+        const Result<std::vector<ConflictCopy>> copies = pair_.state().copies();
+        if (!copies) return copies.error();
+        if (copies->empty()) return {};
+        std::set<std::string> conflicts;
+        for (const Action& each : plan.actions) {
+            if (each.act == Act::conflict || each.act == Act::blocked) conflicts.insert(each.path);
+        }
+        StateChange change;
+        for (const ConflictCopy& each : *copies) {
+            if (conflicts.contains(each.path)) continue;
+            if (Result<void> gone = removeCopy(folder_, store_, each, change); !gone) return gone;
+        }
+        return change.isEmpty() ? Result<void>() : pair_.state().commit(change);
+    }
+
+    Remote& remote_;
+    Pair& pair_;
+    const SyncOptions& options_;
+    const LocalFolder& folder_;
+    Store& store_;
+    PutFactsOnce facts_;
+    FilePutter putter_;
+    int64_t run_ = 0;  // 0: nothing was to be done so far
+    bool mayMove_ = true;
+    bool needsMore_ = true;
+    SyncEnd end_;
+};
+
+Result<LocalFolder> openFolder(const Pair& pair) {
+    Result<LocalFolder> folder = LocalFolder::open(pair.folder());
+    if (folder) return folder;
+    return localError(Kind::local,
+                      fmt::format("The folder {} cannot be opened, and nothing was changed on the "
+                                  "server. Put it back, or forget the pair: quillon sync --forget "
+                                  "FOLDER",
+                                  pair.folder().string()));
+}
+
+}  // namespace
+
+Task<Result<SyncEnd>> synchronise(Remote& remote, Pair& pair, const SyncOptions& options) {
+    const Result<vxhost::Descriptor> held = pair.hold();
+    if (!held) co_return held.error();
+    const Result<LocalFolder> folder = openFolder(pair);
+    if (!folder) co_return folder.error();
+    Result<Store> store = Store::open(storeDirectory(), options.limits);
+    if (!store) co_return std::move(store).error();
+    Synchronising synchronising(remote, pair, options, *folder, *store);
+    co_return co_await synchronising.run();
+}
+
+Result<Plan> planPair(Remote* remote, Pair& pair) {
+    const Result<LocalFolder> folder = openFolder(pair);
+    if (!folder) return folder.error();
+    Result<View> view = localError(Kind::local, {});
+    if (remote) {
+        view = remote->run(viewPair(remote, pair, *folder, false));
+    } else {
+        Task<Result<View>> viewing = viewPair(nullptr, pair, *folder, false);
+        viewing.start();  // asks nothing, and so waits for nothing
+        view = viewing.take();
+    }
+    if (!view) return std::move(view).error();
+    readChanged(*folder, view->trees);
+    return makePlan(std::move(view->trees), {Direction::both, view->isComplete});
+}
+
+}  // namespace quillon::sync
