@@ -1,0 +1,203 @@
+#include "sync/resolve.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "client/local_file.hpp"
+#include "client/outcome.hpp"
+#include "client/tree/known_file.hpp"
+#include "platform/files/content.hpp"
+#include "sync/copies.hpp"
+#include "sync/scan.hpp"
+
+namespace quillon::sync {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr size_t mostTextBytes = size_t{64} << 20;
+
+bool isText(const fs::path& file) {
+    const Result<std::string> text = caught([&]() -> Result<std::string> {
+        return vxhost::readWhole(vxhost::openForReading(file), file, mostTextBytes);
+    });
+    return text && text->find('\0') == std::string::npos && isUtf8(*text);
+}
+
+Error theirsGone(const ConflictCopy& theirs) {
+    return localError(Kind::changedHere,
+                      fmt::format("{} is gone or was changed. quillon sync fetches theirs once "
+                                  "more.",
+                                  theirs.copy));
+}
+
+}  // namespace
+
+Result<Resolver> Resolver::open(Pair& pair, const StoreLimits& limits) {
+    Result<vxhost::Descriptor> held = pair.hold();
+    if (!held) return std::move(held).error();
+    Result<LocalFolder> folder = LocalFolder::open(pair.folder());
+    if (!folder) return std::move(folder).error();
+    Result<Store> store = Store::open(storeDirectory(), limits);
+    if (!store) return std::move(store).error();
+    return Resolver(pair, std::move(*held), std::move(*folder), std::move(*store));
+}
+
+Result<std::vector<std::string>> Resolver::conflicts() const {
+    const Result<std::vector<ConflictCopy>> copies = pair_.state().copies();
+    if (!copies) return copies.error();
+    std::vector<std::string> paths;
+    for (const ConflictCopy& each : *copies) {
+        if (std::ranges::find(paths, each.path) == paths.end()) paths.push_back(each.path);
+    }
+    return paths;
+}
+
+Result<OpenConflict> Resolver::find(const std::string& path) const {
+    Result<std::vector<ConflictCopy>> copies = pair_.state().copies();
+    if (!copies) return std::move(copies).error();
+    OpenConflict conflict{path, {}, {}};
+    for (ConflictCopy& each : *copies) {
+        if (each.path == path) conflict.all.push_back(std::move(each));
+    }
+    if (conflict.all.empty()) {
+        return localError(Kind::notFound,
+                          "It is in no conflict that can be settled so. quillon status shows what "
+                          "is; of a file against a folder, give one of them another name.");
+    }
+    conflict.theirs = conflict.all.back();
+    return conflict;
+}
+
+Result<void> Resolver::settle(const OpenConflict& conflict, const BaseNode& node,
+                              bool removesCopies) {
+    StateChange change;
+    change.nodes.emplace_back(conflict.path, node);
+    change.mended.push_back(conflict.path);
+    for (const ConflictCopy& each : conflict.all) {
+        Result<void> gone;
+        if (removesCopies) {
+            gone = removeCopy(folder_, store_, each, change);
+        } else {
+            change.goneCopies.push_back(each.copy);
+        }
+        if (!gone) return gone;
+    }
+    if (Result<void> stored = folder_.storeAll(); !stored) return stored;
+    return pair_.state().commit(change);
+}
+
+// As if theirs had been fetched and then changed here.
+Result<void> Resolver::takeMine(const OpenConflict& conflict) {
+    BaseNode node;
+    node.here.hash = conflict.theirs.there.hash;
+    node.there = conflict.theirs.there;
+    return settle(conflict, node, true);
+}
+
+Result<void> Resolver::takeBoth(const OpenConflict& conflict) {
+    BaseNode node;
+    node.here.hash = conflict.theirs.there.hash;
+    node.there = conflict.theirs.there;
+    return settle(conflict, node, false);
+}
+
+Result<NewFile> Resolver::copyOf(const fs::path& content, const std::string& path) const {
+    Result<NewFile> file = folder_.makeFile(path);
+    if (!file) return file;
+    Result<void> written;
+    const Result<void> read = readPieces(content, [&](std::string_view piece) {
+        written = file->write(piece);
+        return bool(written);
+    });
+    if (!read) return read.error();
+    if (!written) return std::move(written).error();
+    return file;
+}
+
+Result<void> Resolver::replaceMine(const OpenConflict& conflict, NewFile& file) {
+    const Result<std::optional<LocalEntry>> seen = folder_.look(conflict.path);
+    if (!seen) return seen.error();
+    const std::string oldHash = *seen ? hashOf(folder_, conflict.path, Links::left) : "";
+    if (*seen) {
+        if (Result<void> fits = store_.reserve((*seen)->size); !fits) return fits;
+    }
+    const Result<std::string> hidden = file.hide();
+    if (!hidden) return hidden.error();
+    const Result<int64_t> run = pair_.state().beginRun(timeNow());
+    if (!run) return run.error();
+    StateChange before;
+    before.intents.push_back({.act = Act::fetch,
+                              .path = conflict.path,
+                              .hidden = *hidden,
+                              .oldHash = oldHash,
+                              .newHash = file.hash()});
+    if (Result<void> noted = pair_.state().commit(before); !noted) return noted;
+    StateChange after;
+    const auto takeOld = [&](const vxhost::Descriptor& folder,
+                             const std::string& name) -> Result<void> {
+        Result<LateFile> late = store_.take(folder, name, conflict.path, oldHash);
+        if (!late) return std::move(late).error();
+        if (!late->name.empty()) after.late.push_back(std::move(*late));
+        return {};
+    };
+    const Result<LocalEntry> placed = file.place({}, *seen, Durability::content, takeOld);
+    if (!placed) return placed.error();  // the next run looks at what is left
+    after.endedIntents.push_back(before.intents.front().id);
+    Deed deed;
+    deed.run = *run;
+    deed.when = timeNow();
+    deed.act = Act::fetch;
+    deed.path = conflict.path;
+    deed.oldHash = oldHash;
+    deed.newHash = file.hash();
+    after.deeds.push_back(std::move(deed));
+    return pair_.state().commit(after);
+}
+
+Result<void> Resolver::takeTheirs(const OpenConflict& conflict) {
+    const std::string& hash = conflict.theirs.there.hash;
+    Result<NewFile> file = copyOf(folder_.shown(conflict.theirs.copy), conflict.path);
+    if (!file || file->hash() != hash) return theirsGone(conflict.theirs);
+    if (Result<void> replaced = replaceMine(conflict, *file); !replaced) return replaced;
+    const Result<std::optional<LocalEntry>> now = folder_.look(conflict.path);
+    BaseNode node;
+    if (now && *now) node.here = hereStateOf(**now);
+    node.here.changedNs = 0;  // the next run reads it
+    node.here.hash = hash;
+    node.there = conflict.theirs.there;
+    return settle(conflict, node, true);
+}
+
+Result<Resolver::MergeInput> Resolver::mergeInput(const OpenConflict& conflict) const {
+    const Result<std::optional<BaseNode>> base = pair_.state().node(conflict.path);
+    if (!base) return base.error();
+    const std::string hash = *base ? (*base)->here.hash : std::string();
+    const std::optional<fs::path> common = hash.empty() ? std::nullopt : store_.find(hash);
+    if (!common) {
+        return localError(Kind::refused,
+                          "The version that both sides had is not kept, so that they cannot be "
+                          "merged. --both keeps both.");
+    }
+    MergeInput input{folder_.shown(conflict.path), *common, folder_.shown(conflict.theirs.copy)};
+    if (hashOf(folder_, conflict.theirs.copy, Links::left) != conflict.theirs.there.hash) {
+        return theirsGone(conflict.theirs);
+    }
+    for (const fs::path& each : {input.mine, input.common, input.theirs}) {
+        if (isText(each)) continue;
+        return localError(Kind::refused, "It is no text, and cannot be merged. --both keeps both.");
+    }
+    return input;
+}
+
+Result<void> Resolver::takeMerged(const OpenConflict& conflict, std::string_view text) {
+    Result<NewFile> file = folder_.makeFile(conflict.path);
+    if (!file) return std::move(file).error();
+    if (Result<void> written = file->write(text); !written) return written;
+    if (Result<void> replaced = replaceMine(conflict, *file); !replaced) return replaced;
+    return takeMine(conflict);
+}
+
+}  // namespace quillon::sync

@@ -1,0 +1,257 @@
+#include "sync/undo.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <ranges>
+#include <utility>
+
+#include "client/local_file.hpp"
+#include "client/memory/file_note.hpp"
+#include "client/outcome.hpp"
+#include "client/remote/change.hpp"
+#include "client/remote/fetch_hash.hpp"
+#include "client/tree/known_file.hpp"
+#include "client/tree/put_facts.hpp"
+#include "client/tree/replace.hpp"
+#include "platform/http/file_upload.hpp"
+#include "platform/text/url.hpp"
+#include "sync/look_there.hpp"
+
+namespace quillon::sync {
+namespace {
+
+namespace fs = std::filesystem;
+
+bool isHere(Act act) {
+    return act == Act::fetch || act == Act::removeHere;
+}
+
+bool givesBack(const Deed& deed) {
+    const bool isChange =
+        isHere(deed.act) || deed.act == Act::store || deed.act == Act::removeThere;
+    return isChange && !deed.isFolder && !deed.oldHash.empty();
+}
+
+Error changedHereSince() {
+    return localError(Kind::changedHere, "It was changed here since, and was left alone.");
+}
+
+Error changedThereSince() {
+    return localError(Kind::changedOnServer,
+                      "It was changed on the server since, and was left alone.");
+}
+
+class Undoing {
+public:
+    Undoing(Remote& remote, Pair& pair, const SyncOptions& options, const LocalFolder& folder,
+            Store& store)
+        : remote_(remote),
+          pair_(pair),
+          options_(options),
+          folder_(folder),
+          store_(store),
+          facts_(remote, pair.url()) {}
+
+    Task<Result<SyncEnd>> run(std::vector<Deed> deeds) {
+        const Result<int64_t> run = pair_.state().beginRun(timeNow());
+        if (!run) co_return run.error();
+        run_ = *run;
+        for (const Deed& deed : std::views::reverse(deeds)) {
+            if (!givesBack(deed)) continue;
+            if (remote_.isInterrupted()) co_return interruption();
+            Result<void> done = co_await giveBack(deed);
+            if (!done) ++end_.failures;
+            SyncEvent event{deed.act, deed.path};
+            if (!done) event.error = std::move(done).error();
+            options_.tell(event);
+        }
+        co_return end_;
+    }
+
+private:
+    Task<Result<void>> giveBack(Deed deed) {
+        const std::optional<fs::path> content = store_.find(deed.oldHash);
+        if (!content) {
+            co_return localError(Kind::local, "What it was is no more in the store.");
+        }
+        if (isHere(deed.act)) co_return giveBackHere(deed, *content);
+        co_return co_await giveBackThere(std::move(deed), *content);
+    }
+
+    Result<void> giveBackHere(const Deed& deed, const fs::path& content) {
+        const Result<std::optional<LocalEntry>> seen = folder_.look(deed.path);
+        if (!seen) return seen.error();
+        const std::string hash = *seen ? hashOf(folder_, deed.path, Links::left) : "";
+        if (hash == deed.oldHash) return {};
+        if (hash != deed.newHash) return changedHereSince();
+        if (Result<void> made = makeFolders(deed.path); !made) return made;
+        Result<NewFile> file = folder_.makeFile(deed.path);
+        if (!file) return std::move(file).error();
+        Result<void> written;
+        const Result<void> read = readPieces(content, [&](std::string_view piece) {
+            written = file->write(piece);
+            return bool(written);
+        });
+        if (!read) return read.error();
+        if (!written) return written;
+        return place(deed, *file, *seen, hash);
+    }
+
+    Result<void> place(const Deed& deed, NewFile& file, const std::optional<LocalEntry>& seen,
+                       const std::string& hash) {
+        StateChange before;
+        Intent intent{
+            .act = Act::fetch, .path = deed.path, .oldHash = hash, .newHash = file.hash()};
+        if (seen) {
+            const Result<std::string> hidden = file.hide();
+            if (!hidden) return hidden.error();
+            intent.hidden = *hidden;
+        }
+        before.intents.push_back(std::move(intent));
+        if (Result<void> noted = pair_.state().commit(before); !noted) return noted;
+        StateChange after;
+        const auto takeOld = [&](const vxhost::Descriptor& folder,
+                                 const std::string& hidden) -> Result<void> {
+            Result<LateFile> late = store_.take(folder, hidden, deed.path, hash);
+            if (!late) return std::move(late).error();
+            if (!late->name.empty()) after.late.push_back(std::move(*late));
+            return {};
+        };
+        const Result<LocalEntry> placed = file.place({}, seen, Durability::content, takeOld);
+        if (!placed) return placed.error();
+        after.endedIntents.push_back(before.intents.front().id);
+        after.deeds.push_back(deedOf(Act::fetch, deed.path, hash, file.hash()));
+        return pair_.state().commit(after);
+    }
+
+    Result<void> makeFolders(const std::string& path) const {
+        for (size_t slash = path.find('/'); slash != path.npos; slash = path.find('/', slash + 1)) {
+            if (Result<void> made = folder_.makeFolder(path.substr(0, slash)); !made) return made;
+        }
+        return {};
+    }
+
+    Deed deedOf(Act act, const std::string& path, std::string oldHash, std::string newHash) const {
+        Deed deed;
+        deed.run = run_;
+        deed.when = timeNow();
+        deed.act = act;
+        deed.path = path;
+        deed.oldHash = std::move(oldHash);
+        deed.newHash = std::move(newHash);
+        return deed;
+    }
+
+    // Those above the member; that one is there is no failure.
+    Task<Result<void>> makeCollections(std::string path) {
+        const ThereTree none;
+        for (size_t slash = path.find('/'); slash != path.npos; slash = path.find('/', slash + 1)) {
+            std::string url = urlOf(pair_.url(), none, path.substr(0, slash), true);
+            Result<void> made = co_await quillon::makeCollection(remote_, std::move(url));
+            if (!made && made.error().httpStatus != 405) co_return std::move(made);
+        }
+        co_return Result<void>();
+    }
+
+    // Whether it still is what the run left, in the store then.
+    Task<Result<void>> checkThere(std::string url, Deed deed, Resource now) {
+        const bool hasTag = !deed.newTag.text.empty() && deed.newTag.text == now.tag.text;
+        if (hasTag && store_.has(deed.newHash)) co_return Result<void>();
+        if (hasTag && hashOf(folder_, deed.path, Links::left) == deed.newHash) {
+            const auto open = folder_.openForReading(deed.path, Links::left);
+            if (open) co_return store_.copy(*open, deed.path, deed.newHash);
+        }
+        const Result<HashedContent> content = co_await fetchHash(remote_, std::move(url), now.size);
+        if (!content) co_return content.error();
+        if (content->hash != deed.newHash) co_return changedThereSince();
+        if (store_.has(deed.newHash)) co_return Result<void>();
+        if (const auto open = folder_.openForReading(deed.path, Links::left)) {
+            co_return store_.copy(*open, deed.path, deed.newHash);
+        }
+        co_return localError(Kind::refused,
+                             "What is there now is nowhere else, and would be lost. Fetch it "
+                             "first.");
+    }
+
+    Task<Result<void>> giveBackThere(Deed deed, fs::path content) {
+        const ThereTree none;
+        std::string url = urlOf(pair_.url(), none, deed.path, false);
+        const Result<std::optional<Resource>> now = co_await look(remote_, url);
+        if (!now) co_return now.error();
+        const bool wasRemoved = deed.act == Act::removeThere;
+        if (wasRemoved == now->has_value()) co_return changedThereSince();
+        if (*now) {
+            Result<void> same = co_await checkThere(url, deed, **now);
+            if (!same) co_return std::move(same);
+        } else {
+            Result<void> made = co_await makeCollections(deed.path);
+            if (!made) co_return std::move(made);
+        }
+        const Result<ServerFacts> facts = co_await facts_.ask();
+        if (!facts) co_return facts.error();
+        Result<vxhost::Descriptor> open = caught([&]() -> Result<vxhost::Descriptor> {
+            return vxhost::Descriptor(content, O_RDONLY | O_NOFOLLOW);
+        });
+        if (!open) co_return std::move(open).error();
+        vxhost::FileUpload upload(std::move(*open), content);
+        std::vector<std::string> headers;
+        Result<Stored> stored = Stored{};
+        if (*now) {
+            stored = co_await replaceMember(remote_, url, upload, **now, guardOfReplacing(*facts),
+                                            std::move(headers));
+        } else {
+            stored = co_await makeMember(remote_, url, upload, guardOfMaking(*facts),
+                                         std::move(headers));
+        }
+        if (!stored) co_return std::move(stored).error();
+        StateChange after;
+        Deed done = deedOf(Act::store, deed.path, *now ? deed.newHash : "", deed.oldHash);
+        done.newTag = stored->version.tag;
+        after.deeds.push_back(std::move(done));
+        co_return pair_.state().commit(after);
+    }
+
+    Remote& remote_;
+    Pair& pair_;
+    const SyncOptions& options_;
+    const LocalFolder& folder_;
+    Store& store_;
+    PutFactsOnce facts_;
+    int64_t run_ = 0;
+    SyncEnd end_;
+};
+
+// Of the run, or of the last one that replaced or removed anything.
+Result<std::vector<Deed>> deedsToUndo(const State& state, int64_t run) {
+    Result<std::vector<Deed>> deeds = state.deeds(run);
+    if (!deeds) return deeds;
+    const auto last = std::find_if(deeds->rbegin(), deeds->rend(), givesBack);
+    if (last == deeds->rend()) {
+        return localError(Kind::notFound,
+                          run == 0 ? "No run has replaced or removed anything."
+                                   : fmt::format("Run {} replaced and removed nothing, or is not "
+                                                 "known any more. quillon log lists them.",
+                                                 run));
+    }
+    const int64_t chosen = last->run;
+    std::erase_if(*deeds, [chosen](const Deed& each) { return each.run != chosen; });
+    return deeds;
+}
+
+}  // namespace
+
+Task<Result<SyncEnd>> undoRun(Remote& remote, Pair& pair, int64_t run, const SyncOptions& options) {
+    const Result<vxhost::Descriptor> held = pair.hold();
+    if (!held) co_return held.error();
+    const Result<LocalFolder> folder = LocalFolder::open(pair.folder());
+    if (!folder) co_return folder.error();
+    Result<Store> store = Store::open(storeDirectory(), options.limits);
+    if (!store) co_return std::move(store).error();
+    Result<std::vector<Deed>> deeds = deedsToUndo(pair.state(), run);
+    if (!deeds) co_return std::move(deeds).error();
+    Undoing undoing(remote, pair, options, *folder, *store);
+    co_return co_await undoing.run(std::move(*deeds));
+}
+
+}  // namespace quillon::sync
