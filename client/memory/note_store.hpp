@@ -4,15 +4,13 @@
 
 #include <filesystem>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "client/memory/database.hpp"
 #include "client/memory/file_note.hpp"
-
-struct sqlite3;
 
 namespace quillon {
 
@@ -20,7 +18,7 @@ namespace quillon {
 // absolute, in bytes.
 class NoteStore {
 public:
-    enum class Missing : bool { left, made };
+    using Missing = Database::Missing;
     // Nothing when there is none and none is to be made.
     static std::optional<NoteStore> open(Missing missing);
 
@@ -35,14 +33,10 @@ public:
     void write(const std::vector<Change>& changes);
 
 private:
-    struct Closer {
-        void operator()(sqlite3* database) const;
-    };
-    explicit NoteStore(sqlite3* database) : database_(database) {}
-    void prepareTables();
+    explicit NoteStore(Database database) : database_(std::move(database)) {}
     void removeOld();
 
-    std::unique_ptr<sqlite3, Closer> database_;
+    Database database_;
 };
 
 }  // namespace quillon

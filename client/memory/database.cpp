@@ -1,0 +1,142 @@
+#include "client/memory/database.hpp"
+
+#include <fcntl.h>
+#include <sqlite3.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "platform/base/descriptor.hpp"
+#include "platform/files/directories.hpp"
+
+namespace quillon {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int waitMilliseconds = 5000;
+
+}  // namespace
+
+void Database::Closer::operator()(sqlite3* database) const {
+    sqlite3_close(database);
+}
+
+std::optional<Database> Database::open(fs::path path, std::string what, Missing missing) {
+    if (missing == Missing::made) vxhost::makePrivateDirectories(path.parent_path());
+    vxhost::checkOwnDirectory(path.parent_path());
+    // With the mode that the files beside it get, too.
+    const int create = missing == Missing::made ? O_CREAT : 0;
+    const int file = ::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | create, 0600);
+    if (file < 0 && errno == ENOENT) return std::nullopt;
+    (void)vxhost::Descriptor(file, "Cannot write " + path.string());
+    Database database(std::move(path), std::move(what));
+    database.connect();
+    return database;
+}
+
+void Database::connect() {
+    sqlite3* connection = nullptr;
+    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_NOMUTEX;
+    const int result = sqlite3_open_v2(path_.c_str(), &connection, flags, nullptr);
+    connection_.reset(connection);
+    check(result);
+    sqlite3_busy_timeout(connection, waitMilliseconds);
+}
+
+void Database::prepareTables(int version, const std::string& tables) const {
+    const auto found = [&] {
+        Statement statement(*this, "PRAGMA user_version");
+        statement.step();
+        return statement.number(0);
+    };
+    if (found() == version) return;
+    if (found() > version) {
+        throw vxhost::Failure(vxhost::FSBOX_DENIED,
+                              what_ + " were written by a later quillon; use that, or move " +
+                                  path_.string() + " away");
+    }
+    // A reader does not wait for a writer then. Not every file system can; it stays as it was
+    // there.
+    sqlite3_exec(connection_.get(), "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr);
+    Transaction transaction(*this);
+    execute((tables + "PRAGMA user_version = " + std::to_string(version)).c_str());
+    transaction.commit();
+}
+
+void Database::leaveLogOnClose() const {
+    sqlite3_db_config(connection_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+}
+
+void Database::execute(const char* text) const {
+    check(sqlite3_exec(connection_.get(), text, nullptr, nullptr, nullptr));
+}
+
+int64_t Database::lastRow() const {
+    return sqlite3_last_insert_rowid(connection_.get());
+}
+
+void Database::check(int result) const {
+    if (result == SQLITE_OK || result == SQLITE_ROW || result == SQLITE_DONE) return;
+    throw vxhost::Failure(vxhost::FSBOX_IO, what_ + " in " + path_.string() + " cannot be used: " +
+                                                sqlite3_errmsg(connection_.get()));
+}
+
+Statement::Statement(const Database& database, const char* text) : database_(database) {
+    database.check(sqlite3_prepare_v2(database.connection_.get(), text, -1, &statement_, nullptr));
+}
+
+Statement::~Statement() {
+    sqlite3_finalize(statement_);
+}
+
+void Statement::bindOne(int at, std::string_view bytes) {
+    database_.check(sqlite3_bind_blob64(statement_, at, bytes.data(), bytes.size(), SQLITE_STATIC));
+}
+
+void Statement::bindInteger(int at, int64_t number) {
+    database_.check(sqlite3_bind_int64(statement_, at, number));
+}
+
+void Statement::bindNull(int at) {
+    database_.check(sqlite3_bind_null(statement_, at));
+}
+
+bool Statement::step() {
+    const int result = sqlite3_step(statement_);
+    database_.check(result);
+    return result == SQLITE_ROW;
+}
+
+void Statement::reset() {
+    sqlite3_reset(statement_);
+}
+
+std::string Statement::bytes(int column) const {
+    const auto* data = static_cast<const char*>(sqlite3_column_blob(statement_, column));
+    return {data, data + sqlite3_column_bytes(statement_, column)};
+}
+
+int64_t Statement::integer(int column) const {
+    return sqlite3_column_int64(statement_, column);
+}
+
+bool Statement::isNull(int column) const {
+    return sqlite3_column_type(statement_, column) == SQLITE_NULL;
+}
+
+Transaction::Transaction(const Database& database) : database_(database) {
+    database.execute("BEGIN IMMEDIATE");
+}
+
+Transaction::~Transaction() {
+    if (!isOpen_) return;
+    sqlite3_exec(database_.connection_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+}
+
+void Transaction::commit() {
+    database_.execute("COMMIT");
+    isOpen_ = false;
+}
+
+}  // namespace quillon

@@ -1,0 +1,125 @@
+// Databases of the person's own, each a file of SQLite.
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace quillon {
+
+// For one thread at a time; processes wait for one another. Everything here throws a Failure that
+// names the file.
+class Database {
+public:
+    enum class Missing : bool { left, made };
+    // With mode 0600, in directories of the person's own, which are made, too. Nothing when there
+    // is none and none is to be made. what: it holds, at the begin of a sentence.
+    static std::optional<Database> open(std::filesystem::path path, std::string what,
+                                        Missing missing);
+
+    // Makes the tables of a new one. One that a later quillon wrote is refused.
+    void prepareTables(int version, const std::string& tables) const;
+    // What is in its log goes into it when that is much, and not at the end, too.
+    void leaveLogOnClose() const;
+    void execute(const char* text) const;
+    int64_t lastRow() const;  // that was inserted
+
+private:
+    friend class Statement;
+    friend class Transaction;
+    struct Closer {
+        void operator()(sqlite3* database) const;
+    };
+    Database(std::filesystem::path path, std::string what)
+        : path_(std::move(path)), what_(std::move(what)) {}
+    void connect();
+    void check(int result) const;
+
+    std::filesystem::path path_;
+    std::string what_;
+    std::unique_ptr<sqlite3, Closer> connection_;
+};
+
+// Stays with a database that stays where it is.
+class Statement {
+public:
+    Statement(const Database& database, const char* text);
+    Statement(const Statement&) = delete;
+    Statement& operator=(const Statement&) = delete;
+    ~Statement();
+
+    // Bytes, integers and optional integers, in their order. The bytes stay the caller's, and as
+    // they are, until the next reset.
+    template <class... Values>
+    Statement& bind(const Values&... values) {
+        int at = 0;
+        (bindOne(++at, values), ...);
+        return *this;
+    }
+    bool step();  // whether there is a row
+    template <class... Values>
+    void run(const Values&... values) {
+        bind(values...);
+        step();
+        reset();
+    }
+
+    // Of the row; columns count from 0.
+    std::string bytes(int column) const;
+    template <std::integral Number = int64_t>
+    Number number(int column) const {
+        return static_cast<Number>(integer(column));
+    }
+    template <std::integral Number = int64_t>
+    std::optional<Number> optionalNumber(int column) const {
+        if (isNull(column)) return std::nullopt;
+        return number<Number>(column);
+    }
+
+private:
+    void bindOne(int at, std::string_view bytes);
+    void bindInteger(int at, int64_t number);
+    void bindNull(int at);
+    template <std::integral Number>
+    void bindOne(int at, Number number) {
+        bindInteger(at, static_cast<int64_t>(number));
+    }
+    template <std::integral Number>
+    void bindOne(int at, const std::optional<Number>& number) {
+        if (number) {
+            bindOne(at, *number);
+        } else {
+            bindNull(at);
+        }
+    }
+    void reset();
+    int64_t integer(int column) const;
+    bool isNull(int column) const;
+
+    const Database& database_;
+    sqlite3_stmt* statement_ = nullptr;
+};
+
+// Ended by commit(), or taken back.
+class Transaction {
+public:
+    explicit Transaction(const Database& database);
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+    ~Transaction();
+    void commit();
+
+private:
+    const Database& database_;
+    bool isOpen_ = true;
+};
+
+}  // namespace quillon
