@@ -9,6 +9,7 @@
 
 namespace quillon::sync {
 
+// The state keeps them by their numbers.
 enum class Act : uint8_t {
     moveHere,    // from, to path: what was moved there
     moveThere,   // the same the other way

@@ -4,19 +4,17 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "client/memory/database.hpp"
 #include "client/result.hpp"
 #include "client/time.hpp"
 #include "sync/node.hpp"
 #include "sync/plan.hpp"
-
-struct sqlite3;
 
 namespace quillon::sync {
 
@@ -67,19 +65,20 @@ struct LateFile {
     int64_t modifiedNs = 0;
 };
 
-// Changes of the state that are made together or not at all.
+// Changes of the state that are made together or not at all: moves before nodes, and what goes
+// before what is added.
 struct StateChange {
-    std::vector<Intent> intents;  // to be added; commit() gives them their ids
-    std::vector<int64_t> endedIntents;
-    std::vector<std::pair<std::string, std::optional<BaseNode>>> nodes;  // nothing: forgotten
-    std::vector<std::pair<std::string, std::string>> moves;  // of base paths, and all below them
-    std::vector<Deed> deeds;
-    std::vector<Failed> failures;
-    std::vector<std::string> mended;  // paths that failed before
-    std::vector<ConflictCopy> copies;
-    std::vector<std::string> goneCopies;  // by their own paths
-    std::vector<LateFile> late;
-    std::vector<std::string> goneLate;
+    std::vector<Intent> intents{};  // to be added; commit() gives them their ids
+    std::vector<int64_t> endedIntents{};
+    std::vector<std::pair<std::string, std::optional<BaseNode>>> nodes{};  // nothing: forgotten
+    std::vector<std::pair<std::string, std::string>> moves{};  // of base paths, and all below them
+    std::vector<Deed> deeds{};
+    std::vector<Failed> failures{};
+    std::vector<std::string> mended{};  // paths that failed before
+    std::vector<ConflictCopy> copies{};
+    std::vector<std::string> goneCopies{};  // by their own paths
+    std::vector<LateFile> late{};
+    std::vector<std::string> goneLate{};
 
     bool isEmpty() const;
 };
@@ -89,9 +88,6 @@ class State {
 public:
     // Made, if it is not there. One that a later quillon wrote is refused with a sentence.
     static Result<State> open(const std::filesystem::path& directory);
-    State(State&&) noexcept;
-    State& operator=(State&&) noexcept;
-    ~State();
 
     // By names such as "url" and "folder".
     Result<std::optional<std::string>> setting(std::string_view name) const;
@@ -114,13 +110,9 @@ public:
     Result<void> commit(StateChange& change);
 
 private:
-    struct Closer {
-        void operator()(sqlite3* database) const;
-    };
-    explicit State(sqlite3* database, std::filesystem::path shown);
+    explicit State(Database database) : database_(std::move(database)) {}
 
-    std::unique_ptr<sqlite3, Closer> database_;
-    std::filesystem::path shown_;
+    Database database_;
 };
 
 }  // namespace quillon::sync

@@ -60,6 +60,7 @@ void Database::prepareTables(int version, const std::string& tables) const {
     // there.
     sqlite3_exec(connection_.get(), "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr);
     Transaction transaction(*this);
+    if (found() == version) return;  // another process was faster
     execute((tables + "PRAGMA user_version = " + std::to_string(version)).c_str());
     transaction.commit();
 }
