@@ -150,6 +150,11 @@ Result<Pair> Pair::make(const fs::path& folder, const std::string& url, const Fi
     return open(directory);
 }
 
+Result<void> Pair::setRules(const FilterRules& rules) {
+    rules_ = rules;
+    return state_.set("rules", joined(rules));
+}
+
 Result<void> Pair::forget(Pair pair) {
     const Result<vxhost::Descriptor> held = pair.hold();
     if (!held) return held.error();

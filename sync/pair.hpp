@@ -31,7 +31,9 @@ public:
     const std::filesystem::path& folder() const { return folder_; }
     const std::string& url() const { return url_; }
     const FilterRules& rules() const { return rules_; }
+    Result<void> setRules(const FilterRules& rules);
     State& state() { return state_; }
+    const State& state() const { return state_; }
     // Of a path that a person typed; nothing where it is not in the folder.
     std::optional<std::string> pathOf(const std::filesystem::path& typed) const;
 

@@ -22,7 +22,7 @@ struct Adder {
 };
 
 constexpr std::string_view look = "Look", move = "Move", change = "Change together",
-                           settings = "Settings";
+                           copy = "Keep a folder the same", settings = "Settings";
 
 constexpr Adder adders[] = {{look, "ls", addLs},
                             {look, "info", addInfo},
@@ -49,6 +49,11 @@ constexpr Adder adders[] = {{look, "ls", addLs},
                             {change, "unlock", addUnlock},
                             {change, "locks", addLocks},
                             {change, "open", addOpen},
+                            {copy, "sync", addSync},
+                            {copy, "status", addStatus},
+                            {copy, "resolve", addResolve},
+                            {copy, "log", addLog},
+                            {copy, "undo", addUndo},
                             {settings, "login", addLogin},
                             {settings, "logout", addLogout},
                             {settings, "sites", addSites},

@@ -1,0 +1,70 @@
+// quillon log: what the runs of a pair did.
+#include <fmt/format.h>
+
+#include <memory>
+#include <string>
+
+#include "cli/commands/command.hpp"
+#include "cli/commands/sync/pairs.hpp"
+#include "cli/terminal/format.hpp"
+#include "cli/terminal/json.hpp"
+#include "cli/terminal/report.hpp"
+#include "cli/terminal/terminal.hpp"
+
+namespace quillon::cli {
+namespace {
+
+struct LogChoice {
+    std::string folder;
+    bool json = false;
+};
+
+void printDeed(const sync::Deed& deed, bool json) {
+    const std::string path = deed.isFolder ? deed.path + '/' : deed.path;
+    if (json) {
+        JsonObject object;
+        object.addInteger("run", deed.run);
+        object.addText("when", rfc3339(deed.when));
+        object.addText("event", std::string(wordOf(deed.act, false)));
+        object.addText("path", path);
+        if (!deed.from.empty()) object.addText("from", deed.from);
+        object.addFlag("certain", deed.isCertain);
+        fmt::print("{}\n", object.text());
+        return;
+    }
+    const bool replaced = !deed.oldHash.empty() && !deed.newHash.empty();
+    fmt::print("{:>4}  {}  {}{} {}{}\n", deed.run, localDate(deed.when),
+               deed.isCertain ? "" : "perhaps ", wordOf(deed.act, false), forOutput(path),
+               !deed.from.empty() ? fmt::format(" (from {})", forOutput(deed.from))
+               : replaced         ? " (over another version)"
+                                  : "");
+}
+
+int runLog(const LogChoice& choice) {
+    const std::string folder = choice.folder.empty() ? "." : choice.folder;
+    const Result<sync::Pair> pair = findPair(folder);
+    if (!pair) return report("look at", folder, pair.error());
+    const Result<std::vector<sync::Deed>> deeds = pair->state().deeds(0);
+    if (!deeds) return report("look at", folder, deeds.error());
+    for (const sync::Deed& each : *deeds) printDeed(each, choice.json);
+    return exitDone;
+}
+
+}  // namespace
+
+void addLog(CommandDefinition program, Invocation& invocation) {
+    auto choice = std::make_shared<LogChoice>();
+    const CommandDefinition command =
+        program.addCommand("log", "Tell what quillon sync did, run by run");
+    command
+        .addOption("DIRECTORY", choice->folder,
+                   "A folder that is paired, or one in it; else the current one")
+        .typeName("");
+    command.addFlag("--json", choice->json, "An object a line, for other programs");
+    command.setFooter(
+        "A line a file: the run's number, when, what was done. The last run is the last. quillon\n"
+        "undo NUMBER gives back what a run replaced or removed.\n");
+    whenGiven(command, invocation, [choice](Session&) { return runLog(*choice); });
+}
+
+}  // namespace quillon::cli

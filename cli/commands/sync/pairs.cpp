@@ -1,0 +1,92 @@
+#include "cli/commands/sync/pairs.hpp"
+
+#include <fmt/format.h>
+
+#include <utility>
+
+#include "platform/base/ascii.hpp"
+
+namespace quillon::cli {
+
+using sync::Act;
+
+Result<sync::Pair> findPair(const std::string& folder) {
+    Result<std::optional<sync::Pair>> pair = sync::Pair::find(folder);
+    if (!pair) return std::move(pair).error();
+    if (*pair) return std::move(**pair);
+    return localError(Kind::usage,
+                      fmt::format("{} is not paired with a collection. This pairs a folder: "
+                                  "quillon sync FOLDER URL",
+                                  folder == "." ? "This folder" : folder));
+}
+
+Result<Address> addressOf(const sync::Pair& pair) {
+    Result<Address> address = Address::parse(pair.url());
+    const Result<std::optional<std::string>> user = pair.state().setting("user");
+    if (!user) return user.error();
+    if (address && *user && !(*user)->empty()) return address->withUser(**user);
+    return address;
+}
+
+std::string_view wordOf(Act act, bool planned) {
+    switch (act) {
+        case Act::moveHere:
+            return planned ? "move here" : "moved here";
+        case Act::moveThere:
+            return planned ? "move there" : "moved there";
+        case Act::makeHere:
+            return planned ? "make here" : "made here";
+        case Act::makeThere:
+            return planned ? "make there" : "made there";
+        case Act::fetch:
+            return planned ? "fetch" : "fetched";
+        case Act::store:
+            return planned ? "store" : "stored";
+        case Act::compare:
+            return planned ? "compare" : "compared";
+        case Act::adopt:
+            return "the same";
+        case Act::forget:
+            return "gone on both sides";
+        case Act::conflict:
+            return "in conflict";
+        case Act::blocked:
+            return planned ? "leave alone" : "left alone";
+        case Act::removeHere:
+            return planned ? "remove here" : "removed here";
+        case Act::removeThere:
+            return planned ? "remove there" : "removed there";
+    }
+    return "";
+}
+
+std::string_view reasonOf(sync::Conflict conflict) {
+    switch (conflict) {
+        case sync::Conflict::none:
+            return "";
+        case sync::Conflict::bothChanged:
+            return "changed on both sides";
+        case sync::Conflict::bothMade:
+            return "made on both sides";
+        case sync::Conflict::kinds:
+            return "a folder on one side, a file on the other";
+    }
+    return "";
+}
+
+Result<sync::StoreLimits> limitsOf(const sync::Pair& pair) {
+    sync::StoreLimits limits;
+    const Result<std::optional<std::string>> bytes = pair.state().setting("keep-size");
+    if (!bytes) return bytes.error();
+    if (const auto number = vxhost::parseNumber<uint64_t>(bytes->value_or(""))) {
+        limits.mostBytes = *number;
+    }
+    const Result<std::optional<std::string>> days = pair.state().setting("keep-days");
+    if (!days) return days.error();
+    if (const auto number = vxhost::parseNumber<uint32_t>(days->value_or(""))) {
+        limits.longest = std::chrono::hours(24) * *number;
+    }
+    return limits;
+}
+
+}  // namespace quillon::cli

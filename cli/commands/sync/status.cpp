@@ -1,0 +1,155 @@
+// quillon status: what differs between a folder and its collection.
+#include <fmt/format.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "cli/commands/command.hpp"
+#include "cli/commands/sync/pairs.hpp"
+#include "cli/session/remote_access.hpp"
+#include "cli/terminal/format.hpp"
+#include "cli/terminal/json.hpp"
+#include "cli/terminal/report.hpp"
+#include "cli/terminal/terminal.hpp"
+
+namespace quillon::cli {
+namespace {
+
+using sync::Act;
+using sync::Action;
+
+struct StatusChoice {
+    std::string folder;
+    bool isLocal = false, json = false;
+};
+
+// What happened, not what is going to be done about it.
+std::string_view stateOf(const sync::Plan& plan, const Action& action) {
+    const bool isKnown = plan.trees.base.contains(action.path);
+    switch (action.act) {
+        case Act::store:
+            return isKnown && plan.trees.there.contains(action.path) ? "changed here" : "new here";
+        case Act::fetch:
+            return isKnown && plan.trees.here.contains(action.path) ? "changed there" : "new there";
+        case Act::makeThere:
+            return "new here";
+        case Act::makeHere:
+            return "new there";
+        case Act::moveThere:
+            return "moved here";
+        case Act::moveHere:
+            return "moved there";
+        case Act::removeThere:
+            return "removed here";
+        case Act::removeHere:
+            return "removed there";
+        case Act::compare:
+            return "perhaps changed there";
+        case Act::conflict:
+            return "in conflict";
+        case Act::blocked:
+            return "left alone";
+        case Act::adopt:
+        case Act::forget:
+            return "";
+    }
+    return "";
+}
+
+class StatusTeller {
+public:
+    explicit StatusTeller(bool json) : json_(json) {}
+
+    void tell(std::string_view state, const std::string& path, const std::string& remark) const {
+        if (json_) {
+            JsonObject object;
+            object.addText("state", std::string(state));
+            object.addText("path", path);
+            if (!remark.empty()) object.addText("why", remark);
+            fmt::print("{}\n", object.text());
+            return;
+        }
+        fmt::print("{:<22} {}{}\n", state, forOutput(path),
+                   remark.empty() ? "" : fmt::format(" ({})", forOutput(remark)));
+    }
+
+private:
+    const bool json_;
+};
+
+std::string remarkOf(const Action& action) {
+    if (!action.from.empty()) return "from " + action.from;
+    if (action.act == Act::conflict) return std::string(reasonOf(action.conflict));
+    return action.why;
+}
+
+int tellAll(const sync::Plan& plan, const std::vector<sync::Failed>& failures, bool json) {
+    const StatusTeller teller(json);
+    int code = exitDone;
+    size_t count = 0;
+    for (const Action& each : plan.actions) {
+        const std::string_view state = stateOf(plan, each);
+        if (state.empty()) continue;
+        ++count;
+        teller.tell(state, each.isFolder ? each.path + '/' : each.path, remarkOf(each));
+        if (each.act == Act::conflict) code = exitChanged;
+    }
+    for (const sync::Failed& each : failures) {
+        ++count;
+        teller.tell("failed last time", each.path,
+                    each.notBefore > timeNow() ? fmt::format("{} Tried again from {}.", each.why,
+                                                             localDate(each.notBefore))
+                                               : each.why);
+    }
+    if (count == 0 && !json) fmt::print("Both sides are the same.\n");
+    return code;
+}
+
+int runStatus(Session& session, const StatusChoice& choice) {
+    const std::string folder = choice.folder.empty() ? "." : choice.folder;
+    Result<sync::Pair> pair = findPair(folder);
+    if (!pair) return report("look at", folder, pair.error());
+    const Result<Address> root = addressOf(*pair);
+    if (!root) return report("look at", pair->url(), root.error());
+    Result<sync::Plan> plan = localError(Kind::local, "");
+    if (choice.isLocal) {
+        plan = sync::planPair(nullptr, *pair);
+    } else {
+        plan = session.withRemote(*root, [&](Remote& remote) -> Result<sync::Plan> {
+            return sync::planPair(&remote, *pair);
+        });
+    }
+    if (!plan) return report("look at", root->url(), plan.error());
+    const Result<std::vector<sync::Failed>> failures = pair->state().failures();
+    if (!failures) return report("look at", folder, failures.error());
+    if (!choice.json) {
+        fmt::print("{} and {}{}\n", forOutput(pair->folder().string()), forOutput(root->url()),
+                   choice.isLocal ? ", this side alone" : "");
+    }
+    return tellAll(*plan, *failures, choice.json);
+}
+
+}  // namespace
+
+void addStatus(CommandDefinition program, Invocation& invocation) {
+    auto choice = std::make_shared<StatusChoice>();
+    const CommandDefinition command =
+        program.addCommand("status", "Tell what changed in a folder and its collection");
+    command
+        .addOption("DIRECTORY", choice->folder,
+                   "A folder that is paired, or one in it; else the current one")
+        .typeName("");
+    command.addFlag("--local", choice->isLocal, "Ask nothing of the server");
+    command.addFlag("--json", choice->json, "An object a line, for other programs");
+    command.setFooter(
+        "Tells what the next quillon sync will take over, what is in conflict, and what failed\n"
+        "last time and why. Nothing is changed. The exit code is 6 when something is in conflict.\n"
+        "\nExamples:\n"
+        "  quillon status\n"
+        "  quillon status --local ~/Plans\n");
+    whenGiven(command, invocation,
+              [choice](Session& session) { return runStatus(session, *choice); });
+}
+
+}  // namespace quillon::cli

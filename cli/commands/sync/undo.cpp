@@ -1,0 +1,80 @@
+// quillon undo: gives back what a run of sync replaced or removed.
+#include "sync/undo.hpp"
+
+#include <fmt/format.h>
+
+#include <memory>
+#include <string>
+
+#include "cli/commands/command.hpp"
+#include "cli/commands/sync/pairs.hpp"
+#include "cli/session/remote_access.hpp"
+#include "cli/terminal/report.hpp"
+#include "cli/terminal/terminal.hpp"
+
+namespace quillon::cli {
+namespace {
+
+struct UndoChoice {
+    size_t run = 0;
+    std::string folder;
+};
+
+std::string_view wordOfUndone(sync::Act act) {
+    return act == sync::Act::store || act == sync::Act::removeThere ? "given back there"
+                                                                    : "given back here";
+}
+
+int runUndo(Session& session, const UndoChoice& choice) {
+    const std::string folder = choice.folder.empty() ? "." : choice.folder;
+    Result<sync::Pair> pair = findPair(folder);
+    if (!pair) return report("undo a run of", folder, pair.error());
+    const Result<Address> root = addressOf(*pair);
+    if (!root) return report("undo a run of", pair->url(), root.error());
+    const Result<sync::StoreLimits> limits = limitsOf(*pair);
+    if (!limits) return report("undo a run of", folder, limits.error());
+    int code = exitDone;
+    sync::SyncOptions options;
+    options.limits = *limits;
+    options.tell = [&code](const sync::SyncEvent& event) {
+        if (!event.error) {
+            fmt::print("{} {}\n", wordOfUndone(event.act), forOutput(event.path));
+            return;
+        }
+        const int its = report("give back", event.path, *event.error);
+        if (code == exitDone) code = its;
+    };
+    const Result<sync::SyncEnd> end =
+        session.withRemote(*root, [&](Remote& remote) -> Result<sync::SyncEnd> {
+            return remote.run(
+                sync::undoRun(remote, *pair, static_cast<int64_t>(choice.run), options));
+        });
+    if (!end) return report("undo a run of", pair->folder().string(), end.error());
+    return code;
+}
+
+}  // namespace
+
+void addUndo(CommandDefinition program, Invocation& invocation) {
+    auto choice = std::make_shared<UndoChoice>();
+    const CommandDefinition command =
+        program.addCommand("undo", "Give back what a run of quillon sync replaced or removed");
+    command.addOption("NUMBER", choice->run, "Of the run, as quillon log tells it; else the last")
+        .typeName("");
+    command
+        .addOption("-C,--directory", choice->folder,
+                   "A folder that is paired, or one in it; else the current one")
+        .typeName("DIRECTORY");
+    command.setFooter(
+        "What was replaced or removed here or there comes back to where it was, and goes to the\n"
+        "other side with the next quillon sync. What has changed since stays as it is, which is\n"
+        "said, and the exit code is 6 then. What is in the way is kept, so that an undo can be\n"
+        "undone.\n\n"
+        "Examples:\n"
+        "  quillon undo\n"
+        "  quillon undo 12 -C ~/Plans\n");
+    whenGiven(command, invocation,
+              [choice](Session& session) { return runUndo(session, *choice); });
+}
+
+}  // namespace quillon::cli
