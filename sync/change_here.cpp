@@ -21,16 +21,16 @@ constexpr int mostCopies = 100;  // of one file within a minute
 // next run looks at it then.
 class OldFile {
 public:
-    OldFile(Work& work, const std::string& path, std::string hash)
-        : work_(work), path_(path), hash_(std::move(hash)) {}
+    OldFile(Work& work, const std::string& path, HereState version)
+        : work_(work), path_(path), version_(std::move(version)) {}
 
     OldFileTaker taker() {
         if (!work_.options.keeps) return {};
         return [this](const vxhost::Descriptor& folder, const std::string& hidden) -> Result<void> {
-            Result<LateFile> late = work_.store.take(folder, hidden, path_, hash_);
+            Result<LateFile> late = work_.store.take(folder, hidden, path_, version_);
             isStranded_ = !late;
             if (!late) return std::move(late).error();
-            if (!late->name.empty()) work_.journal.next().late.push_back(std::move(*late));
+            work_.journal.next().late.push_back(std::move(*late));
             return {};
         };
     }
@@ -39,7 +39,7 @@ public:
 private:
     Work& work_;
     const std::string& path_;
-    const std::string hash_;
+    const HereState version_;
     bool isStranded_ = false;
 };
 
@@ -143,7 +143,9 @@ Task<Result<Done>> fetchFile(Work& work, std::string path) {
     }
     const Result<int64_t> id = co_await work.journal.note(std::move(intent));
     if (!id) co_return id.error();
-    OldFile old(work, path, oldHash);
+    HereState version = *seen ? hereStateOf(**seen) : HereState{};
+    version.hash = oldHash;
+    OldFile old(work, path, std::move(version));
     Result<LocalEntry> placed =
         file.place(dateOf(*fetched, listed), *seen, Durability::none, old.taker());
     if (!placed) {
@@ -225,7 +227,9 @@ Task<Result<Done>> removeFile(Work& work, std::string path) {
     const std::string hidden = intent.hidden;
     const Result<int64_t> id = co_await work.journal.note(std::move(intent));
     if (!id) co_return id.error();
-    OldFile old(work, path, hash);
+    HereState version = hereStateOf(**seen);
+    version.hash = hash;
+    OldFile old(work, path, std::move(version));
     Result<void> removed = work.folder.removeFile(path, **seen, {hidden, old.taker()});
     if (!removed) {
         if (!old.isStranded()) work.noteUndone(*id);

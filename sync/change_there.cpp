@@ -64,7 +64,12 @@ Error changedThere() {
 Task<Result<std::string>> keepThere(Work& work, std::string path) {
     const ThereState there = work.there(path)->state;
     std::string hash = work.hashThere(path);
-    if (!work.options.keeps || (!hash.empty() && work.store.has(hash))) co_return std::move(hash);
+    if (!work.options.keeps) co_return std::move(hash);
+    if (!hash.empty()) {
+        const Result<bool> isKept = work.store.keep(hash);
+        if (!isKept) co_return isKept.error();
+        if (*isKept) co_return std::move(hash);
+    }
     Result<void> hasRoom = work.store.reserve(there.size.value_or(0));
     if (!hasRoom) co_return std::move(hasRoom).error();
     std::optional<KeptContent> content;

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "client/tree/known_file.hpp"
+#include "sync/scan.hpp"
 
 namespace quillon::sync {
 
@@ -12,12 +13,14 @@ Result<void> removeCopy(const LocalFolder& folder, Store& store, const ConflictC
     if (!found) return found.error();
     if (*found && (*found)->kind == LocalKind::file &&
         hashOf(folder, copy.copy, Links::left) == copy.there.hash) {
+        HereState version = hereStateOf(**found);
+        version.hash = copy.there.hash;
         Removal removal;
         removal.takeOld = [&](const vxhost::Descriptor& directory,
                               const std::string& hidden) -> Result<void> {
-            Result<LateFile> late = store.take(directory, hidden, copy.copy, copy.there.hash);
+            Result<LateFile> late = store.take(directory, hidden, copy.copy, version);
             if (!late) return std::move(late).error();
-            if (!late->name.empty()) change.late.push_back(std::move(*late));
+            change.late.push_back(std::move(*late));
             return {};
         };
         const Result<void> removed = folder.removeFile(copy.copy, **found, removal);

@@ -5,6 +5,7 @@
 
 #include "client/tree/known_file.hpp"
 #include "platform/files/content_hash.hpp"
+#include "sync/scan.hpp"
 
 namespace quillon::sync {
 namespace {
@@ -12,6 +13,17 @@ namespace {
 std::string besideOf(const std::string& path, const std::string& name) {
     const size_t slash = path.rfind('/');
     return slash == path.npos ? name : path.substr(0, slash + 1) + name;
+}
+
+// That quillon undo can give back.
+Deed lateDeed(const LateFile& late, int64_t run) {
+    Deed deed;
+    deed.run = run;
+    deed.when = timeNow();
+    deed.act = Act::removeHere;
+    deed.path = late.path;
+    deed.oldHash = late.hash;
+    return deed;
 }
 
 class Recovering {
@@ -46,9 +58,11 @@ private:
         }
         return folder_.takeFile(
             path, [&](const vxhost::Descriptor& folder, const std::string& hidden) -> Result<void> {
-                Result<LateFile> late = store_.take(folder, hidden, intent.path, hash);
+                HereState version = hereStateOf(**found);
+                version.hash = hash;
+                Result<LateFile> late = store_.take(folder, hidden, intent.path, version);
                 if (!late) return std::move(late).error();
-                if (!late->name.empty()) change_.late.push_back(std::move(*late));
+                change_.late.push_back(std::move(*late));
                 return {};
             });
     }
@@ -88,15 +102,19 @@ private:
 
 Result<Recovered> recover(const LocalFolder& folder, State& state, Store& store) {
     Recovered recovered;
+    const Result<int64_t> run = state.lastRun();
+    if (!run) return run.error();
     const Result<std::vector<LateFile>> late = state.late();
     if (!late) return late.error();
     if (!late->empty()) {
-        Result<std::vector<LateFile>> written = store.checkLate(*late);
-        if (!written) return std::move(written).error();
+        CheckedLate outcome = store.checkLate(*late);
         StateChange checked;
-        for (const LateFile& each : *late) checked.goneLate.push_back(each.name);
+        checked.goneLate = std::move(outcome.settled);
+        recovered.writtenLate = std::move(outcome.changed);
+        for (const LateFile& each : recovered.writtenLate) {
+            checked.deeds.push_back(lateDeed(each, *run));
+        }
         if (Result<void> noted = state.commit(checked); !noted) return std::move(noted).error();
-        recovered.writtenLate = std::move(*written);
     }
     const Result<std::vector<Intent>> intents = state.intents();
     if (!intents) return intents.error();
@@ -106,8 +124,6 @@ Result<Recovered> recover(const LocalFolder& folder, State& state, Store& store)
         if (Result<void> taken = recovering.take(each); !taken) return std::move(taken).error();
     }
     if (Result<void> stored = folder.storeAll(); !stored) return std::move(stored).error();
-    const Result<int64_t> run = state.lastRun();
-    if (!run) return run.error();
     for (Deed& each : recovering.change().deeds) each.run = *run;
     if (Result<void> noted = state.commit(recovering.change()); !noted) {
         return std::move(noted).error();

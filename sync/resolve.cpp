@@ -138,9 +138,11 @@ Result<void> Resolver::replaceMine(const OpenConflict& conflict, NewFile& file) 
     StateChange after;
     const auto takeOld = [&](const vxhost::Descriptor& folder,
                              const std::string& name) -> Result<void> {
-        Result<LateFile> late = store_.take(folder, name, conflict.path, oldHash);
+        HereState version = hereStateOf(**seen);
+        version.hash = oldHash;
+        Result<LateFile> late = store_.take(folder, name, conflict.path, version);
         if (!late) return std::move(late).error();
-        if (!late->name.empty()) after.late.push_back(std::move(*late));
+        after.late.push_back(std::move(*late));
         return {};
     };
     const Result<LocalEntry> placed = file.place({}, *seen, Durability::content, takeOld);

@@ -1,10 +1,7 @@
 #include "sync/scan.hpp"
 
-#include <fcntl.h>
-
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <ctime>
 #include <map>
 #include <utility>
@@ -12,6 +9,7 @@
 
 #include "client/memory/file_note.hpp"
 #include "client/outcome.hpp"
+#include "platform/files/writers.hpp"
 
 namespace quillon::sync {
 namespace {
@@ -66,17 +64,11 @@ private:
     HereScan scan_;
 };
 
-// A lease to read is refused while somebody has the file open for writing. Not every file can have
-// one: that is no answer then. Who opens the file while we have the lease is held up for a moment,
-// and we are sent a signal that must not end us.
-bool isBeingWritten(const vxhost::Descriptor& file) {
-    static const bool isReady = std::signal(SIGIO, SIG_IGN) != SIG_ERR;
-    if (!isReady) return false;
-    if (fcntl(file.number(), F_SETLEASE, F_RDLCK) == 0) {
-        fcntl(file.number(), F_SETLEASE, F_UNLCK);
-        return false;
-    }
-    return errno == EAGAIN;
+// What was copied or unpacked with its date, or moved, is as old as that. A date in the future tells
+// nothing.
+int64_t untilOld(const HereState& state) {
+    const int64_t age = nanosecondsNow() - state.modifiedNs;
+    return age < 0 ? 0 : std::max<int64_t>(young - age, 0);
 }
 
 void block(HereNode& node, std::string why) {
@@ -90,7 +82,7 @@ constexpr const char* beingWritten = "It is being written; the next run takes it
 void read(const LocalFolder& folder, const std::string& path, HereNode& node) {
     const Result<vxhost::Descriptor> file = folder.openForReading(path, Links::left);
     if (!file) return block(node, file.error().sentences.front());
-    if (isBeingWritten(*file)) return block(node, beingWritten);
+    if (vxhost::isOpenForWriting(*file)) return block(node, beingWritten);
     const Result<void> done = caught([&]() -> Result<void> {
         const LocalEntry before = lookAt(*file);
         std::string hash = hashFile(*file, folder.shown(path).string());
@@ -146,7 +138,7 @@ void readChanged(const LocalFolder& folder, Trees& trees) {
     };
     std::vector<Changed> changed;
     const std::map<uint64_t, size_t> gone = goneInodes(trees);
-    int64_t youngest = 0;
+    int64_t wait = 0;
     for (auto& [path, node] : trees.here) {
         if (node.kind != NodeKind::file) continue;
         const auto base = trees.base.find(path);
@@ -155,10 +147,9 @@ void readChanged(const LocalFolder& folder, Trees& trees) {
         const auto there = trees.there.find(path);
         const bool facesFile = there != trees.there.end() && there->second.kind == NodeKind::file;
         changed.push_back({path, node, isKnown || facesFile || gone.contains(node.state.inode)});
-        youngest = std::max(youngest, node.state.changedNs);
+        wait = std::max(wait, untilOld(node.state));
     }
-    const int64_t wait = std::min(youngest + young - nanosecondsNow(), young);
-    if (!changed.empty() && wait > 0) {
+    if (wait > 0) {
         const timespec time{wait / second, wait % second};
         nanosleep(&time, nullptr);  // a signal ends it, and the run soon after
     }
@@ -171,7 +162,7 @@ void readChanged(const LocalFolder& folder, Trees& trees) {
         const HereState seen = hereStateOf(**found);
         const bool isStill = hasSameStat(node.state, seen);
         node.state = seen;
-        if (!isStill && nanosecondsNow() - seen.changedNs < young) {
+        if (!isStill && untilOld(seen) > 0) {
             block(node, beingWritten);
         } else if (needsHash) {
             read(folder, path, node);

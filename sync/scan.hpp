@@ -28,7 +28,7 @@ HereState settled(HereState state);
 // Whether size, times and inode are those that the base tells.
 bool hasSameStat(const HereState& base, const HereState& here);
 
-// Waits until what was changed here is two seconds old, at most two seconds in all, and finds the
+// Waits until what was written here is two seconds old, at most two seconds in all, and finds the
 // hashes that the plan needs: of what may have changed, of what has no base and faces a file there,
 // and of what may have been moved. What is still being written becomes blocked.
 void readChanged(const LocalFolder& folder, Trees& trees);

@@ -17,6 +17,7 @@
 #include "platform/http/file_upload.hpp"
 #include "platform/text/url.hpp"
 #include "sync/look_there.hpp"
+#include "sync/scan.hpp"
 
 namespace quillon::sync {
 namespace {
@@ -113,9 +114,11 @@ private:
         StateChange after;
         const auto takeOld = [&](const vxhost::Descriptor& folder,
                                  const std::string& hidden) -> Result<void> {
-            Result<LateFile> late = store_.take(folder, hidden, deed.path, hash);
+            HereState version = hereStateOf(*seen);
+            version.hash = hash;
+            Result<LateFile> late = store_.take(folder, hidden, deed.path, version);
             if (!late) return std::move(late).error();
-            if (!late->name.empty()) after.late.push_back(std::move(*late));
+            after.late.push_back(std::move(*late));
             return {};
         };
         const Result<LocalEntry> placed = file.place({}, seen, Durability::content, takeOld);
