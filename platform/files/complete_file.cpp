@@ -40,12 +40,12 @@ void CompleteFile::replaceDestination() {
     if (rename(path_.c_str(), destination_.c_str()) != 0) {
         throwSystemFailure(errno, writing(destination_));
     }
-    storeDirectory();
+    storeDirectory(destination_.parent_path());
 }
 
 void CompleteFile::becomeDestination() {
     store();
-    if (renameToFree(AT_FDCWD, path_, destination_)) storeDirectory();
+    if (renameToFree(AT_FDCWD, path_, destination_)) storeDirectory(destination_.parent_path());
 }
 
 void CompleteFile::becomeDestinationUnstored() {
@@ -56,21 +56,19 @@ void CompleteFile::store() {
     storeData(file_, destination_);
 }
 
-// Best effort: one that can be written need not be open to reading, and where a file system cannot,
-// its own promise must do.
-void CompleteFile::storeDirectory() const {
-    const fs::path parent = destination_.parent_path();
-    const int directory =
-        open(parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (directory < 0) return;
-    fsync(directory);
-    close(directory);
-}
-
 void storeData(const Descriptor& file, const fs::path& shown) {
     // EINVAL and EROFS are of files that cannot be synchronised.
     if (fdatasync(file.number()) == 0 || errno == EINVAL || errno == EROFS) return;
     throwSystemFailure(errno, writing(shown));
+}
+
+// Best effort: one that can be written need not be open to reading.
+void storeDirectory(const fs::path& directory) {
+    const int number =
+        open(directory.empty() ? "." : directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (number < 0) return;
+    fsync(number);
+    close(number);
 }
 
 }  // namespace vxhost

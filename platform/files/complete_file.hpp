@@ -30,7 +30,6 @@ public:
 
 private:
     void store();
-    void storeDirectory() const;
 
     const std::filesystem::path destination_;
     const std::filesystem::path path_;
@@ -39,5 +38,8 @@ private:
 
 // Has what was written on the disk, as far as its file system can.
 void storeData(const Descriptor& file, const std::filesystem::path& shown);
+
+// The same of the names in a directory; what cannot be is left to the file system's own promise.
+void storeDirectory(const std::filesystem::path& directory);
 
 }  // namespace vxhost
