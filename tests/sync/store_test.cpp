@@ -56,6 +56,33 @@ protected:
     Result<void> copy(Store& store, std::string_view content) const {
         return store.copy(make("copied", content), "copied", hashOf(content));
     }
+    // As a run does, which then ends.
+    LateFile take(const fs::path& folder, bool hasCopy) const {
+        Store store = open();
+        const LocalEntry seen = lookAt({(folder / "hidden").string(), O_RDONLY});
+        const HereState version{seen.inode, seen.size, seen.modifiedNs, 0, hashOf("old")};
+        Result<LateFile> late = store.take({folder.string(), O_RDONLY}, "hidden", "a/b", version);
+        EXPECT_EQ(support::readFile(*store.find(version.hash)), "old");
+        EXPECT_TRUE(!hasCopy || copy(store, "old"));
+        return *late;
+    }
+    // As the next run does; and what is there then.
+    std::string check(const LateFile& late) const {
+        Store store = open();
+        const CheckedLate checked = store.checkLate({late});
+        std::string outcome = checked.settled.empty() ? "late" : "settled";
+        EXPECT_EQ(fs::exists(directory / "store/late/hidden"), checked.settled.empty());
+        for (const LateFile& changed : checked.changed) {
+            outcome += changed.hash == hashOf("old+") ? " changed" : " as what?";
+        }
+        for (const char* content : {"old", "old+"}) {
+            const auto found = store.find(hashOf(content));
+            if (!found) continue;
+            outcome += " " + support::readFile(*found);
+            EXPECT_EQ(support::modeOf(*found), 0600u);
+        }
+        return outcome;
+    }
     static void makeOlder(const fs::path& path, std::chrono::hours by) {
         fs::last_write_time(path, fs::file_time_type::clock::now() - by);
     }
@@ -112,49 +139,76 @@ TEST_F(StoreTest, looksAtLateFilesAgain) {
     enum class Then { nothing, written, beingWritten, linked, known, dropped };
     const struct {
         Then then;
-        bool isSettled, isChanged;
-        const char* content;  // that the store finds afterwards; null: none
+        const char* outcome;
     } rows[] = {
-        {Then::nothing, true, false, "old"},       {Then::written, true, true, "old+"},
-        {Then::beingWritten, false, false, "old"}, {Then::linked, true, false, "old"},
-        {Then::known, true, false, "old"},         {Then::dropped, true, false, nullptr},
+        {Then::nothing, "settled old"}, {Then::written, "settled changed old+"},
+        {Then::beingWritten, "late"},   {Then::linked, "settled old"},
+        {Then::known, "settled old"},   {Then::dropped, "settled"},
     };
-    for (const auto& row : rows) {
-        const support::TemporaryDirectory folder;
-        vxhost::Descriptor hidden((folder / "hidden").string(), O_WRONLY | O_CREAT, 0644);
-        support::writeFile(folder / "hidden", "old");
-        const LocalEntry seen = lookAt(hidden);
-        const HereState version{seen.inode, seen.size, seen.modifiedNs, 0, hashOf("old")};
-        const fs::path shared = folder / "store";
-        LateFile late;
-        if (row.then == Then::linked) fs::create_hard_link(folder / "hidden", folder / "other");
-        {
-            Store store = std::move(*Store::open(shared, {}));
-            late = *store.take({folder.path().string(), O_RDONLY}, "hidden", "a/b", version);
-            EXPECT_TRUE(store.has(version.hash));
-            EXPECT_EQ(support::readFile(*store.find(version.hash)), "old");
+    for (const fs::path& root : {directory.path(), fs::path("/dev/shm")}) {  // another file system
+        for (const auto& [then, outcome] : rows) {
+            fs::remove_all(directory / "store");
+            const fs::path folder = root / "quillon-test-folder";
+            fs::create_directory(folder);
+            support::writeFile(folder / "hidden", "old");
+            vxhost::Descriptor hidden((folder / "hidden").string(), O_WRONLY);
+            if (then == Then::linked) fs::create_hard_link(folder / "hidden", folder / "other");
+            const LateFile late = take(folder, then == Then::known);
             EXPECT_FALSE(fs::exists(folder / "hidden"));
-            if (row.then == Then::known) ASSERT_TRUE(copy(store, "old"));
-        }
-        if (row.then == Then::written) {
-            ASSERT_EQ(pwrite(hidden.number(), "old+", 4, 0), 4);
-        }
-        if (row.then != Then::beingWritten) hidden.shut();
-        if (row.then == Then::dropped) fs::remove(shared / "late/hidden");
-        Store store = std::move(*Store::open(shared, {}));
-        const CheckedLate checked = store.checkLate({late});
-        EXPECT_EQ(checked.settled.size(), row.isSettled ? 1u : 0u) << int(row.then);
-        ASSERT_EQ(checked.changed.size(), row.isChanged ? 1u : 0u) << int(row.then);
-        if (row.isChanged) EXPECT_EQ(checked.changed[0].hash, hashOf("old+"));
-        EXPECT_EQ(fs::exists(shared / "late/hidden"), !row.isSettled);
-        const bool isFound = row.isSettled && row.content;
-        ASSERT_EQ(isFound, isFound && store.has(hashOf(row.content))) << int(row.then);
-        if (isFound) EXPECT_EQ(support::modeOf(*store.find(hashOf(row.content))), 0600u);
-        if (row.then == Then::linked) {
-            EXPECT_EQ(support::modeOf(folder / "other"), 0644u);
-            EXPECT_EQ(fs::hard_link_count(folder / "other"), 1u);
+            const fs::path taken = directory / "store/late/hidden";
+            if (then == Then::written) support::writeFile(taken, "old+");
+            if (then != Then::beingWritten) hidden.shut();
+            if (then == Then::dropped) fs::remove(taken);
+            const bool isCopy = root != directory.path();
+            EXPECT_EQ(check(late), isCopy && then == Then::beingWritten ? "settled old" : outcome);
+            if (then == Then::linked) {
+                EXPECT_EQ(support::modeOf(folder / "other"), 0644u);
+                EXPECT_EQ(fs::hard_link_count(folder / "other"), 1u);
+            }
+            fs::remove_all(folder);
         }
     }
+}
+
+TEST_F(StoreTest, dropsTheOldestAndNothingOfItsOwn) {
+    const StoreLimits limits{.mostBytes = 160, .longest = std::chrono::hours(24)};
+    const std::string contents[] = {std::string(40, 'a'), std::string(40, 'b'),
+                                    std::string(40, 'c'), std::string(40, 'd')};
+    const auto held = [&](const Store& store) {
+        std::string names;
+        for (const std::string& content : contents) {
+            if (store.has(hashOf(content))) names += content[0];
+        }
+        return names;
+    };
+    {
+        Store store = open(limits);
+        for (int i = 0; i < 3; ++i) {
+            ASSERT_TRUE(copy(store, contents[i]));
+            makeOlder(*store.find(hashOf(contents[i])), std::chrono::hours(23 - i));
+        }
+    }
+    Store store = open(limits);
+    ASSERT_TRUE(copy(store, contents[3]));
+    ASSERT_TRUE(store.reserve(0));
+    EXPECT_EQ(held(store), "abcd");
+    ASSERT_TRUE(*store.keep(hashOf(contents[0])));
+    ASSERT_TRUE(store.reserve(30));
+    EXPECT_EQ(held(store), "acd") << "of which a was taken again";
+    const Result<void> tooMuch = store.reserve(81);
+    ASSERT_FALSE(tooMuch);
+    EXPECT_EQ(tooMuch.error().kind, Kind::local);
+    EXPECT_EQ(held(store), "acd");
+    const fs::path left = directory / "store/new/.quillon-left", young = store.newName();
+    for (const fs::path& path : {left, young}) support::writeFile(path, "");
+    for (const char content : {'a', 'c'}) {
+        makeOlder(*store.find(hashOf(std::string(40, content))), std::chrono::hours(25));
+    }
+    makeOlder(left, std::chrono::hours(25));
+    store.prune();
+    EXPECT_EQ(held(store), "ad");
+    EXPECT_FALSE(fs::exists(left));
+    EXPECT_TRUE(fs::exists(young));
 }
 
 }  // namespace
