@@ -1,0 +1,77 @@
+#include "sync/judge_files.hpp"
+
+#include <tuple>
+
+namespace quillon::sync {
+
+namespace {
+
+bool isSameTag(const vxhost::EntityTag& one, const vxhost::EntityTag& other) {
+    return one.text == other.text && one.weak == other.weak;
+}
+
+template <class Value>
+bool differ(const std::optional<Value>& one, const std::optional<Value>& other) {
+    return one && other && *one != *other;
+}
+
+// Of two that both changed, or that have no base.
+Verdict judgeContents(Conflict otherwise, const HereState& here, const ThereState& there) {
+    if (!there.hash.empty()) {
+        if (there.hash == here.hash) return {Act::adopt};
+        return {Act::conflict, otherwise};
+    }
+    if (there.size && *there.size != here.size) return {Act::conflict, otherwise};
+    return {Act::compare};
+}
+
+}  // namespace
+
+bool isUnchangedHere(const BaseNode& base, const HereNode& here) {
+    if (base.kind != here.kind) return false;
+    if (here.kind == NodeKind::folder) return true;
+    const HereState& now = here.state;
+    if (!now.hash.empty()) return now.hash == base.here.hash;
+    return now.size == base.here.size && now.modifiedNs == base.here.modifiedNs &&
+           now.changedNs == base.here.changedNs && base.here.changedNs != 0;
+}
+
+std::optional<bool> isUnchangedThere(const BaseNode& base, const ThereNode& there) {
+    if (base.kind != there.kind) return false;
+    if (there.kind == NodeKind::folder) return true;
+    const ThereState& now = there.state;
+    if (!now.hash.empty()) return now.hash == base.here.hash;
+    // The weak comparison of RFC 9110, 8.8.3.2: some tags only become strong with time.
+    if (!now.tag.text.empty() && !base.there.tag.text.empty())
+        return now.tag.text == base.there.tag.text;
+    if (differ(now.size, base.there.size) || differ(now.modified, base.there.modified))
+        return false;
+    return std::nullopt;
+}
+
+Verdict judgeFiles(const BaseNode* base, const HereNode& here, const ThereNode& there) {
+    if (!base || base->kind != NodeKind::file)
+        return judgeContents(Conflict::bothMade, here.state, there.state);
+    const auto unchangedThere = isUnchangedThere(*base, there);
+    if (!unchangedThere) return {Act::compare};
+    const bool unchangedHere = isUnchangedHere(*base, here);
+    if (unchangedHere && !*unchangedThere) return {Act::fetch};
+    if (!unchangedHere && *unchangedThere) return {Act::store};
+    if (!unchangedHere) return judgeContents(Conflict::bothChanged, here.state, there.state);
+    if (isStale(*base, here, there)) return {Act::adopt};
+    return {};
+}
+
+bool isStale(const BaseNode& base, const HereNode& here, const ThereNode& there) {
+    if (here.state.inode != base.here.inode || there.state.segment != base.there.segment ||
+        there.state.fileId != base.there.fileId)
+        return true;
+    if (here.kind == NodeKind::folder) return false;  // its times and tag move with its members
+    const auto stat = [](const HereState& state) {
+        return std::tie(state.size, state.modifiedNs, state.changedNs);
+    };
+    return stat(here.state) != stat(base.here) || !isSameTag(there.state.tag, base.there.tag) ||
+           there.state.size != base.there.size || there.state.modified != base.there.modified;
+}
+
+}  // namespace quillon::sync
