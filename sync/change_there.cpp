@@ -98,13 +98,16 @@ Task<Result<std::string>> keepThere(Work& work, std::string path) {
 }
 
 // As a base has it after a store of ours: the tag is the one of its answer, or of a look under the
-// lock. The date is too young to prove anything.
+// lock. Without one the date makes it likely that it still is that.
 ThereState storedState(const std::string& url, const PutEnd& end, bool tagsServe) {
     ThereState state;
     state.segment = url.substr(url.rfind('/') + 1);
     if (tagsServe) state.tag = end.version.tag;
     state.size = end.size;
     state.hash = end.hash;
+    state.isLikely = state.tag.text.empty();
+    state.modified = end.version.modified ? end.version.modified : end.version.date;
+    if (!state.isLikely) state.modified.reset();  // it is too young to prove anything
     if (end.isOther) state.size.reset();
     return state;
 }

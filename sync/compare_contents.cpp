@@ -26,8 +26,9 @@ bool needsContent(const BaseNode* base, const HereNode* here, const ThereNode& t
     if (!there.state.hash.empty()) return false;
     if (!base) return here && mayBeSame(*here, there);
     const std::optional<bool> unchanged = isUnchangedThere(*base, there);
-    if (!unchanged) return true;
-    return !*unchanged && here && !isUnchangedHere(*base, *here) && mayBeSame(*here, there);
+    const bool isSameHere = here && isUnchangedHere(*base, *here);
+    if (!unchanged) return !isSameHere || !isLikelyUnchangedThere(*base, there);
+    return !*unchanged && here && !isSameHere && mayBeSame(*here, there);
 }
 
 Task<> compareOne(Remote& remote, ThereNode& node, std::string url, TransferMeter* meter,

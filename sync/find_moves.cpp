@@ -233,7 +233,7 @@ void moveFilesHere(Trees& trees, Moves& moves) {
 
 Moves findMoves(Trees& trees, const PlanOptions& options) {
     Moves moves;
-    if (!options.mayRemove) return moves;
+    if (!options.mayRemove || !options.mayMove) return moves;
     if (options.direction != Direction::pull) {
         moveFoldersThere(trees, moves);
         moveFilesThere(trees, moves);

@@ -1,10 +1,13 @@
 #include "sync/judge_files.hpp"
 
+#include <chrono>
 #include <tuple>
 
 namespace quillon::sync {
 
 namespace {
+
+constexpr std::chrono::seconds dateGrain{2};  // of servers, and of their clocks beside their files'
 
 bool isSameTag(const vxhost::EntityTag& one, const vxhost::EntityTag& other) {
     return one.text == other.text && one.weak == other.weak;
@@ -44,17 +47,28 @@ std::optional<bool> isUnchangedThere(const BaseNode& base, const ThereNode& ther
     // The weak comparison of RFC 9110, 8.8.3.2: some tags only become strong with time.
     if (!now.tag.text.empty() && !base.there.tag.text.empty())
         return now.tag.text == base.there.tag.text;
-    if (differ(now.size, base.there.size) || differ(now.modified, base.there.modified))
-        return false;
-    return std::nullopt;
+    const ThereState& known = base.there;
+    if (differ(now.size, known.size)) return false;
+    if (known.isLikely || !known.modified || !now.modified || !known.tag.text.empty())
+        return std::nullopt;
+    return *now.modified == *known.modified;
+}
+
+bool isLikelyUnchangedThere(const BaseNode& base, const ThereNode& there) {
+    if (base.kind != there.kind || !base.there.isLikely) return false;
+    const auto& known = base.there.modified;
+    const auto& now = there.state.modified;
+    if (!known || !now || there.state.size != base.there.size) return false;
+    return std::chrono::abs(*now - *known) <= dateGrain;
 }
 
 Verdict judgeFiles(const BaseNode* base, const HereNode& here, const ThereNode& there) {
     if (!base || base->kind != NodeKind::file)
         return judgeContents(Conflict::bothMade, here.state, there.state);
     const auto unchangedThere = isUnchangedThere(*base, there);
-    if (!unchangedThere) return {Act::compare};
     const bool unchangedHere = isUnchangedHere(*base, here);
+    if (!unchangedThere && unchangedHere && isLikelyUnchangedThere(*base, there)) return {};
+    if (!unchangedThere) return {Act::compare};
     if (unchangedHere && !*unchangedThere) return {Act::fetch};
     if (!unchangedHere && *unchangedThere) return {Act::store};
     if (!unchangedHere) return judgeContents(Conflict::bothChanged, here.state, there.state);

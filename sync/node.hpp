@@ -38,6 +38,9 @@ struct ThereState {
     std::optional<Time> modified{};
     std::string hash{};    // of its content; empty: not known
     std::string fileId{};  // that the server keeps when a file is moved; empty: it tells none
+    // Of a base without a tag: the date is that of a store of ours, of which nobody told what
+    // became its version. Else the date proves which version it is.
+    bool isLikely = false;
 };
 
 struct HereNode {

@@ -67,6 +67,9 @@ Plan makePlan(Trees trees, const PlanOptions& options = {});
 // Whether the file there still is what both sides had: the hash decides where it is known, then the
 // tags, then size and date. Nothing: only the content tells.
 std::optional<bool> isUnchangedThere(const BaseNode& base, const ThereNode& there);
+// Whether it has the size and about the date of what we stored there: enough to transfer nothing,
+// and not enough to replace it.
+bool isLikelyUnchangedThere(const BaseNode& base, const ThereNode& there);
 bool isUnchangedHere(const BaseNode& base, const HereNode& here);
 
 }  // namespace quillon::sync

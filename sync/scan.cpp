@@ -64,8 +64,8 @@ private:
     HereScan scan_;
 };
 
-// What was copied or unpacked with its date, or moved, is as old as that. A date in the future tells
-// nothing.
+// What was copied or unpacked with its date, or moved, is as old as that. A date in the future
+// tells nothing.
 int64_t untilOld(const HereState& state) {
     const int64_t age = nanosecondsNow() - state.modifiedNs;
     return age < 0 ? 0 : std::max<int64_t>(young - age, 0);

@@ -13,13 +13,14 @@ std::optional<int64_t> optionalMilliseconds(const std::optional<Time>& time) {
     return time ? std::optional(millisecondsOf(*time)) : std::nullopt;
 }
 
-// Segment, tag and whether it is weak, size, date, file id, from a column on.
+// Segment, tag and whether it is weak, size, date, file id, how it is dated, from a column on.
 ThereState readThere(const Statement& row, int column) {
     ThereState there{row.bytes(column),
                      {row.bytes(column + 1), row.number(column + 2) != 0},
                      row.optionalNumber<uint64_t>(column + 3)};
     if (const auto date = row.optionalNumber(column + 4)) there.modified = timeFrom(*date);
     there.fileId = row.bytes(column + 5);
+    there.isLikely = row.number(column + 6) != 0;
     return there;
 }
 
@@ -60,7 +61,7 @@ void movePaths(const Database& database,
 void writeNodes(const Database& database, const StateChange& change) {
     if (change.nodes.empty()) return;
     Statement put(database,
-                  "INSERT OR REPLACE INTO nodes VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+                  "INSERT OR REPLACE INTO nodes VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
     Statement forget(database, "DELETE FROM nodes WHERE path = ?");
     for (const auto& [path, node] : change.nodes) {
         if (!node) {
@@ -71,7 +72,7 @@ void writeNodes(const Database& database, const StateChange& change) {
         const ThereState& there = node->there;
         put.run(path, static_cast<int>(node->kind), here.inode, here.size, here.modifiedNs,
                 here.changedNs, here.hash, there.segment, there.tag.text, there.tag.weak,
-                there.size, optionalMilliseconds(there.modified), there.fileId);
+                there.size, optionalMilliseconds(there.modified), there.fileId, there.isLikely);
     }
 }
 
@@ -85,11 +86,12 @@ void writeFailures(const Database& database, const StateChange& change) {
 
 void writeFiles(const Database& database, const StateChange& change) {
     runForEach(database, "DELETE FROM copies WHERE copy = ?", change.goneCopies);
-    runForEach(database, "INSERT OR REPLACE INTO copies VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)",
+    runForEach(database, "INSERT OR REPLACE INTO copies VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
                change.copies, [](const ConflictCopy& copy, auto run) {
                    const ThereState& there = copy.there;
                    run(copy.copy, copy.path, there.segment, there.tag.text, there.tag.weak,
-                       there.size, optionalMilliseconds(there.modified), there.fileId, there.hash);
+                       there.size, optionalMilliseconds(there.modified), there.fileId,
+                       there.isLikely, there.hash);
                });
     runForEach(database, "DELETE FROM late WHERE name = ?", change.goneLate);
     runForEach(database, "INSERT OR REPLACE INTO late VALUES (?, ?, ?, ?, ?)", change.late,
@@ -126,7 +128,8 @@ const char* const stateTables =
     "CREATE TABLE nodes (path BLOB PRIMARY KEY, kind INTEGER NOT NULL, inode INTEGER NOT NULL,"
     " size INTEGER NOT NULL, modified INTEGER NOT NULL, changed INTEGER NOT NULL,"
     " hash BLOB NOT NULL, segment BLOB NOT NULL, tag BLOB NOT NULL, weak INTEGER NOT NULL,"
-    " there_size INTEGER, there_modified INTEGER, file_id BLOB NOT NULL) WITHOUT ROWID;"
+    " there_size INTEGER, there_modified INTEGER, file_id BLOB NOT NULL,"
+    " likely INTEGER NOT NULL) WITHOUT ROWID;"
     "CREATE TABLE intents (id INTEGER PRIMARY KEY, act INTEGER NOT NULL, path BLOB NOT NULL,"
     " from_path BLOB NOT NULL, hidden BLOB NOT NULL, old_hash BLOB NOT NULL,"
     " new_hash BLOB NOT NULL);"
@@ -140,7 +143,7 @@ const char* const stateTables =
     " not_before INTEGER NOT NULL) WITHOUT ROWID;"
     "CREATE TABLE copies (copy BLOB PRIMARY KEY, path BLOB NOT NULL, segment BLOB NOT NULL,"
     " tag BLOB NOT NULL, weak INTEGER NOT NULL, size INTEGER, modified INTEGER,"
-    " file_id BLOB NOT NULL, hash BLOB NOT NULL) WITHOUT ROWID;"
+    " file_id BLOB NOT NULL, likely INTEGER NOT NULL, hash BLOB NOT NULL) WITHOUT ROWID;"
     "CREATE TABLE late (name BLOB PRIMARY KEY, path BLOB NOT NULL, hash BLOB NOT NULL,"
     " size INTEGER NOT NULL, modified INTEGER NOT NULL) WITHOUT ROWID;";
 
