@@ -80,7 +80,9 @@ private:
         if (isMove(action.act)) applied_.moveFailed = true;
         Failed failed{action.path, error.sentences.front()};
         const auto before = earlier_.find(action.path);
-        failed.times = before == earlier_.end() ? 1 : before->second.times + 1;
+        // What somebody changed meanwhile is another matter the next time.
+        const bool isOther = error.kind == Kind::changedHere || error.kind == Kind::changedOnServer;
+        if (!isOther) failed.times = before == earlier_.end() ? 1 : before->second.times + 1;
         failed.notBefore = nextTry(failed.times);
         work_.journal.next().failures.push_back(std::move(failed));
         SyncEvent event = eventOf(action);

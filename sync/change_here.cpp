@@ -89,6 +89,11 @@ std::string copyPath(const std::string& path, Time when, int number) {
                        path.substr(dot));
 }
 
+bool isHere(const LocalFolder& folder, const ConflictCopy& copy) {
+    const Result<std::optional<LocalEntry>> found = folder.look(copy.copy);
+    return found && *found;
+}
+
 Result<std::string> freeCopyPath(const Work& work, const std::string& path, Time when) {
     for (int number = 1; number <= mostCopies; ++number) {
         std::string copy = copyPath(path, when, number);
@@ -270,8 +275,7 @@ Task<Result<std::string>> fetchCopy(Work& work, std::string path) {
         version.there = each.there;
         const ThereNode there{NodeKind::file, listed, {}};
         if (!isUnchangedThere(version, there).value_or(false)) continue;
-        const Result<std::optional<LocalEntry>> found = work.folder.look(each.copy);
-        if (found && *found) co_return each.copy;
+        if (isHere(work.folder, each)) co_return each.copy;
     }
     const Result<std::string> copy = freeCopyPath(work, path, listed.modified.value_or(timeNow()));
     if (!copy) co_return copy.error();
@@ -280,8 +284,15 @@ Task<Result<std::string>> fetchCopy(Work& work, std::string path) {
     Result<FetchedContent> fetched = co_await fetchInto(work, std::move(url), listed, taker);
     if (!fetched) co_return std::move(fetched).error();
     NewFile& file = *taker.file();
-    // Its row comes before it does, so that it is never taken for the person's own.
     ThereState version = fetchedState(listed, *fetched, file.hash());
+    for (const ConflictCopy& each : *copies) {
+        const bool isSame = each.path == path && each.there.hash == file.hash();
+        if (!isSame || !isHere(work.folder, each)) continue;
+        ConflictCopy row{each.copy, path, std::move(version)};
+        work.journal.next().copies.push_back(std::move(row));
+        co_return each.copy;
+    }
+    // Its row comes before it does, so that it is never taken for the person's own.
     ConflictCopy row{*copy, path, std::move(version)};
     work.journal.next().copies.push_back(std::move(row));
     Intent intent{.act = Act::conflict, .path = path, .newHash = file.hash()};

@@ -2,8 +2,9 @@
 
 #include <utility>
 
+#include "client/memory/file_note.hpp"
+#include "client/remote/conditions.hpp"
 #include "client/remote/fetch_hash.hpp"
-#include "sync/change_here.hpp"
 #include "sync/plan.hpp"
 
 namespace quillon::sync {
@@ -31,6 +32,19 @@ bool needsContent(const BaseNode* base, const HereNode* here, const ThereNode& t
     return !*unchanged && here && !isSameHere && mayBeSame(*here, there);
 }
 
+// What comes may be a later version than the walk told.
+void takeVersion(ThereState& state, const HashedContent& content) {
+    const Version& version = content.version;
+    const bool isListed = state.size.value_or(content.size) == content.size &&
+                          (isSameTag(speltTag(state.tag), speltTag(version.tag)) ||
+                           (state.modified && state.modified == version.modified));
+    state.hash = content.hash;
+    if (isListed) return;
+    state.size = content.size;
+    state.tag = version.tag;
+    state.modified = version.modified;
+}
+
 Task<> compareOne(Remote& remote, ThereNode& node, std::string url, TransferMeter* meter,
                   Gate::Pass slot, bool* interrupted) {
     const Gate::Pass within = std::move(slot);
@@ -38,8 +52,7 @@ Task<> compareOne(Remote& remote, ThereNode& node, std::string url, TransferMete
     const Result<HashedContent> content =
         co_await fetchHash(remote, std::move(url), node.state.size);
     if (content) {
-        const FetchedContent fetched{content->version, content->size};
-        node.state = fetchedState(std::move(node.state), fetched, content->hash);
+        takeVersion(node.state, *content);
     } else if (content.error().kind == Kind::interrupted) {
         *interrupted = true;
     } else {

@@ -117,7 +117,8 @@ Result<NewFile> Resolver::copyOf(const fs::path& content, const std::string& pat
     return file;
 }
 
-Result<void> Resolver::replaceMine(const OpenConflict& conflict, NewFile& file) {
+Result<void> Resolver::replaceMine(const OpenConflict& conflict, NewFile& file,
+                                   std::optional<Time> modified) {
     const Result<std::optional<LocalEntry>> seen = folder_.look(conflict.path);
     if (!seen) return seen.error();
     const std::string oldHash = *seen ? hashOf(folder_, conflict.path, Links::left) : "";
@@ -145,7 +146,7 @@ Result<void> Resolver::replaceMine(const OpenConflict& conflict, NewFile& file) 
         after.late.push_back(std::move(*late));
         return {};
     };
-    const Result<LocalEntry> placed = file.place({}, *seen, Durability::content, takeOld);
+    const Result<LocalEntry> placed = file.place(modified, *seen, Durability::content, takeOld);
     if (!placed) return placed.error();  // the next run looks at what is left
     after.endedIntents.push_back(before.intents.front().id);
     Deed deed;
@@ -163,7 +164,8 @@ Result<void> Resolver::takeTheirs(const OpenConflict& conflict) {
     const std::string& hash = conflict.theirs.there.hash;
     Result<NewFile> file = copyOf(folder_.shown(conflict.theirs.copy), conflict.path);
     if (!file || file->hash() != hash) return theirsGone(conflict.theirs);
-    if (Result<void> replaced = replaceMine(conflict, *file); !replaced) return replaced;
+    const std::optional<Time> modified = conflict.theirs.there.modified;
+    if (Result<void> replaced = replaceMine(conflict, *file, modified); !replaced) return replaced;
     const Result<std::optional<LocalEntry>> now = folder_.look(conflict.path);
     BaseNode node;
     if (now && *now) node.here = hereStateOf(**now);
@@ -198,7 +200,7 @@ Result<void> Resolver::takeMerged(const OpenConflict& conflict, std::string_view
     Result<NewFile> file = folder_.makeFile(conflict.path);
     if (!file) return std::move(file).error();
     if (Result<void> written = file->write(text); !written) return written;
-    if (Result<void> replaced = replaceMine(conflict, *file); !replaced) return replaced;
+    if (Result<void> replaced = replaceMine(conflict, *file, {}); !replaced) return replaced;
     return takeMine(conflict);
 }
 

@@ -52,7 +52,8 @@ private:
           folder_(std::move(folder)),
           store_(std::move(store)) {}
     // The file here gets a new content, by what place does.
-    Result<void> replaceMine(const OpenConflict& conflict, NewFile& file);
+    Result<void> replaceMine(const OpenConflict& conflict, NewFile& file,
+                             std::optional<Time> modified);
     Result<void> settle(const OpenConflict& conflict, const BaseNode& node, bool removesCopies);
     Result<NewFile> copyOf(const std::filesystem::path& content, const std::string& path) const;
 

@@ -1,0 +1,107 @@
+// People who keep a folder each and one collection the same, as they have the program.
+#pragma once
+
+#include <fmt/format.h>
+
+#include <map>
+#include <set>
+#include <string>
+
+#include "cli/terminal/exit_code.hpp"
+#include "tests/cli/program.hpp"
+
+namespace quillon::cli {
+
+using Files = std::map<std::string, std::string>;  // contents by paths; of folders "/"
+
+class PairTest : public ProgramTest {
+protected:
+    PairTest() { server.addCollection("t"); }
+
+    std::filesystem::path folder(const std::string& person) const { return work / person; }
+    std::filesystem::path there() const { return server.documentRoot() / "t"; }
+
+    support::Command commandOf(const std::string& person, Arguments arguments) const {
+        support::Command all = command(std::move(arguments));
+        all.environment["XDG_STATE_HOME"] = home / person;
+        return all;
+    }
+    support::Outcome run(const std::string& person, Arguments arguments) const {
+        return support::run(commandOf(person, std::move(arguments)));
+    }
+    // url: of the collection; empty: the server's own.
+    void pair(const std::string& person, const std::string& url = {}) const {
+        std::filesystem::create_directory(folder(person));
+        const auto outcome =
+            run(person, {"sync", "-y", folder(person), url.empty() ? server.url("t/") : url});
+        ASSERT_EQ(outcome.exitCode, exitDone) << outcome.errors;
+    }
+    support::Outcome sync(const std::string& person, const Arguments& more = {}) const {
+        Arguments all{"sync", "--quiet", "--timeout", "3", folder(person)};
+        all.insert(all.end(), more.begin(), more.end());
+        return run(person, all);
+    }
+
+    // So long ago that nobody waits for it to be whole, and each at another moment.
+    void makeOld(const std::filesystem::path& file) const {
+        const auto now = std::filesystem::file_time_type::clock::now();
+        std::filesystem::last_write_time(
+            file, now - std::chrono::hours(5) + std::chrono::milliseconds(1500) * ++writes_);
+    }
+    void write(const std::filesystem::path& file, const std::string& content) const {
+        std::filesystem::create_directories(file.parent_path());
+        writeFile(file, content);
+        makeOld(file);
+    }
+    // By somebody who asks the server itself, and has no lock.
+    int ask(const std::string& method, const std::string& path, const std::string& fields = {},
+            const std::string& body = {}) const {
+        const std::string reply = support::ask(server.port(), method, "/t/" + path, fields, body);
+        return std::atoi(reply.substr(9, 3).c_str());
+    }
+    int storeThere(const std::string& path, const std::string& content) const {
+        const int status = ask("PUT", path, {}, content);
+        if (status < 300) makeOld(there() / path);
+        return status;
+    }
+
+    static bool isOurOwn(const std::string& path) { return path.find(".DAV") != path.npos; }
+    static Files filesIn(const std::filesystem::path& root) {
+        Files found;
+        std::error_code none;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(root, none)) {
+            const std::string path = entry.path().lexically_relative(root);
+            if (isOurOwn(path) || entry.is_symlink()) continue;
+            found[path] = entry.is_directory() ? "/" : support::readFile(entry.path());
+        }
+        return found;
+    }
+    // On the server, in the folders and in the stores of all.
+    std::set<std::string> contentsAnywhere() const {
+        std::set<std::string> contents;
+        for (const auto& root : {there(), work.path()})
+            for (const auto& [path, content] : filesIn(root))
+                if (path.find(".quillon-scratch-") == path.npos) contents.insert(content);
+        for (const auto& person : std::filesystem::directory_iterator(home.path()))
+            for (const auto& [path, content] : filesIn(person.path() / "quillon/sync/store"))
+                contents.insert(content);
+        return contents;
+    }
+    void nothingIsLost(const std::set<std::string>& before) const {
+        const std::set<std::string> after = contentsAnywhere();
+        for (const std::string& content : before)
+            EXPECT_TRUE(after.contains(content)) << "lost: " << content.substr(0, 60);
+    }
+    // What a run must not leave, however it ended.
+    void nothingIsLeft(const std::string& person) const {
+        for (const auto& root : {there(), folder(person)})
+            for (const auto& [path, content] : filesIn(root))
+                EXPECT_EQ(path.find(".quillon-"), path.npos) << path;
+        EXPECT_EQ(lockTokens(server, "", "/t/"), Arguments());
+    }
+
+    const Apache server;
+    mutable int64_t writes_ = 0;
+};
+
+}  // namespace quillon::cli
