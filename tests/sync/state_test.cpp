@@ -78,27 +78,22 @@ TEST_F(StateTest, keepsWhatItIsGiven) {
     EXPECT_EQ(textOf(base.at("n\xFF").there), textOf(nodeOf(1).there));
     EXPECT_TRUE(*state.node("d"));
     EXPECT_FALSE(*state.node("n"));
-    const std::vector<Intent> intents = *state.intents();
-    ASSERT_EQ(intents.size(), 2u);
-    const Intent& intent = intents[0];
-    EXPECT_EQ(intent.id, change.intents[0].id);
-    EXPECT_NE(intent.id, change.intents[1].id);
-    EXPECT_EQ(intent.act, Act::store);
-    EXPECT_EQ(intent.path + intent.from + intent.hidden + intent.oldHash + intent.newHash,
-              "pf.quillon-1" + hashA + hashB);
-    const Deed deed = (*state.deeds(1)).at(0);
+    const auto [id, act, path, from, hidden, oldHash, newHash] = state.intents()->at(0);
+    EXPECT_EQ(std::tuple(id, act, path + from + hidden + oldHash + newHash),
+              std::tuple(1, Act::store, "pf.quillon-1" + hashA + hashB));
+    EXPECT_EQ(change.intents[1].id, 2);
+    const Deed deed = state.deeds(1)->at(0);
     EXPECT_EQ(std::tuple(deed.run, deed.when, deed.act, deed.isFolder, deed.isCertain),
               std::tuple(1, noon, Act::fetch, true, false));
     EXPECT_EQ(deed.path + deed.from + deed.oldHash + deed.newHash + deed.newTag.sent(),
               "pf" + hashA + hashB + "W/\"t\"");
-    const Failed failed = (*state.failures()).at(0);
-    EXPECT_EQ(std::tuple(failed.path, failed.why, failed.times, failed.notBefore),
-              std::tuple("p", "It is busy.", 3u, noon));
-    const ConflictCopy copy = (*state.copies()).at(0);
+    const auto [failed, why, times, notBefore] = state.failures()->at(0);
+    EXPECT_EQ(std::tuple(failed + why, times, notBefore), std::tuple("pIt is busy.", 3u, noon));
+    const ConflictCopy copy = state.copies()->at(0);
     EXPECT_EQ(copy.copy + copy.path + textOf(copy.there), "p (theirs)p" + textOf(nodeOf(1).there));
-    const LateFile late = (*state.late()).at(0);
-    EXPECT_EQ(std::tuple(late.name, late.path, late.hash, late.size, late.modifiedNs),
-              std::tuple(".quillon-1", "p", hashA, 5u, -6));
+    const LateFile late = state.late()->at(0);
+    EXPECT_EQ(std::tuple(late.name + late.path + late.hash, late.size, late.modifiedNs),
+              std::tuple(".quillon-1p" + hashA, 5u, -6));
 }
 
 TEST_F(StateTest, movesAPathAndAllBelowIt) {
