@@ -95,7 +95,8 @@ std::optional<std::string> settleLate(const fs::path& directory, const LateFile&
     const vxhost::Descriptor file(path, openToLook);
     const LocalEntry entry = lookAt(file);
     if (vxhost::isOpenForWriting(file)) return std::nullopt;
-    const bool isAsNoted = entry.size == late.size && entry.modifiedNs == late.modifiedNs;
+    const bool isAsNoted =
+        isContentHash(late.hash) && entry.size == late.size && entry.modifiedNs == late.modifiedNs;
     std::string hash = isAsNoted ? late.hash : hashFile(file, path);
     if (!isUntouched(entry, lookAt(file))) return std::nullopt;
     const bool isSettled = settle(file, entry, path, makePlace(directory, hash), hash);
