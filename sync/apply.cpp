@@ -13,8 +13,9 @@ namespace quillon::sync {
 namespace {
 
 constexpr size_t mostActionsAhead =
-    256;                           // more than a group of the journal, which waits for all of them
-constexpr unsigned freeTries = 2;  // after which what fails waits
+    256;                            // more than a group of the journal, which waits for all of them
+constexpr size_t mostNotes = 1024;  // that wait in memory; what is not written waits on
+constexpr unsigned freeTries = 2;   // after which what fails waits
 constexpr std::chrono::minutes firstWait{1}, longestWait{60};
 
 Time nextTry(unsigned times) {
@@ -107,6 +108,7 @@ private:
         const auto before = earlier_.find(action.path);
         if (before == earlier_.end() || before->second.notBefore <= timeNow()) return true;
         ++applied_.failures;
+        if (action.isFolder) failedFolders_.insert(action.path);
         SyncEvent event = eventOf(action);
         event.error =
             localError(Kind::network,
@@ -226,6 +228,7 @@ private:
             }
         }
         work_.noteNode(action.path, std::move(node));
+        if (work_.journal.next().nodes.size() >= mostNotes) (void)work_.journal.write();
         if (earlier_.contains(action.path)) work_.journal.next().mended.push_back(action.path);
         work_.options.tell(eventOf(action));
     }

@@ -8,6 +8,7 @@ namespace quillon::sync {
 namespace {
 
 constexpr std::chrono::seconds dateGrain{2};  // of servers, and of their clocks beside their files'
+constexpr uint64_t mostCompared = uint64_t{1} << 20;  // bytes
 
 bool isSameTag(const vxhost::EntityTag& one, const vxhost::EntityTag& other) {
     return one.text == other.text && one.weak == other.weak;
@@ -58,8 +59,8 @@ bool isLikelyUnchangedThere(const BaseNode& base, const ThereNode& there) {
     if (base.kind != there.kind || !base.there.isLikely) return false;
     const auto& known = base.there.modified;
     const auto& now = there.state.modified;
-    if (!known || !now || there.state.size != base.there.size) return false;
-    return std::chrono::abs(*now - *known) <= dateGrain;
+    if (!known || !now || !base.there.size || there.state.size != base.there.size) return false;
+    return *base.there.size > mostCompared && *now <= *known && *known - *now <= dateGrain;
 }
 
 Verdict judgeFiles(const BaseNode* base, const HereNode& here, const ThereNode& there) {

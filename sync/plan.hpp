@@ -68,7 +68,8 @@ Plan makePlan(Trees trees, const PlanOptions& options = {});
 // tags, then size and date. Nothing: only the content tells.
 std::optional<bool> isUnchangedThere(const BaseNode& base, const ThereNode& there);
 // Whether it has the size and about the date of what we stored there: enough to transfer nothing,
-// and not enough to replace it.
+// and not enough to replace it. Of what is small the content is compared: two people may store as
+// many bytes within the same second.
 bool isLikelyUnchangedThere(const BaseNode& base, const ThereNode& there);
 bool isUnchangedHere(const BaseNode& base, const HereNode& here);
 

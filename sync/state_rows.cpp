@@ -185,7 +185,7 @@ Failed readFailed(const Statement& row) {
 
 ConflictCopy readCopy(const Statement& row) {
     ConflictCopy copy{row.bytes(0), row.bytes(1), readThere(row, 2)};
-    copy.there.hash = row.bytes(8);
+    copy.there.hash = row.bytes(9);
     return copy;
 }
 
