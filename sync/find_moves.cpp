@@ -98,16 +98,21 @@ Inodes newHere(const Trees& trees, NodeKind kind) {
     return made;
 }
 
-// An inode alone proves little, for a new folder soon gets that of a removed one: a member must
-// have come along.
+// A new folder soon gets the inode of a removed one, so a member must have come along: under its
+// name, or a file under another.
 bool holdsMember(const Trees& trees, const std::string& from, const std::string& to) {
-    bool isEmpty = true;
-    const bool holdsNone =
-        forAllBelow(trees.base, from, [&](const std::string& rest, const BaseNode&) {
-            isEmpty = false;
-            return !trees.here.contains(to + rest);
-        });
-    return isEmpty || !holdsNone;
+    bool isEmpty = true, isHeld = false;
+    std::set<std::pair<uint64_t, std::string_view>> files;
+    forAllBelow(trees.base, from, [&](const std::string& rest, const BaseNode& node) {
+        isEmpty = false;
+        isHeld = trees.here.contains(to + rest);
+        if (node.kind == NodeKind::file) files.emplace(node.here.inode, node.here.hash);
+        return !isHeld;
+    });
+    if (isEmpty || isHeld) return true;
+    return !forAllBelow(trees.here, to, [&](const std::string&, const HereNode& node) {
+        return !files.contains({node.state.inode, node.state.hash});
+    });
 }
 
 // Whether a folder there can be moved without touching what is blocked, and without a comparison
