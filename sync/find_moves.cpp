@@ -1,10 +1,9 @@
 #include "sync/find_moves.hpp"
 
+#include <set>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
-
-#include "sync/judge_files.hpp"
 
 namespace quillon::sync {
 
@@ -20,6 +19,10 @@ template <class Tree>
 bool isFileIn(const Tree& tree, const std::string& path) {
     const auto* node = findIn(tree, path);
     return node && node->kind == NodeKind::file;
+}
+
+bool isAtOrBelow(const std::string& path, const std::string& top) {
+    return path.starts_with(top) && (path.size() == top.size() || path[top.size()] == '/');
 }
 
 // Calls use(rest, node) for what is below a folder, until one says false.
@@ -115,35 +118,18 @@ bool holdsMember(const Trees& trees, const std::string& from, const std::string&
     });
 }
 
-// Whether a folder there can be moved without touching what is blocked, and without a comparison
-// that would be asked for under a name that is not there yet.
-bool mayMoveAll(const Trees& trees, const std::string& from, const std::string& to,
-                std::set<std::string>& doubtful) {
-    std::set<std::string> unsure;
-    const bool isFree =
-        forAllBelow(trees.there, from, [&](const std::string& rest, const ThereNode& there) {
-            const HereNode* here = findIn(trees.here, to + rest);
-            const BaseNode* base = findIn(trees.base, from + rest);
-            if (there.kind == NodeKind::blocked || (here && here->kind == NodeKind::blocked))
-                return false;
-            const bool isPair = here && here->kind == NodeKind::file;
-            if (there.kind == NodeKind::file &&
-                ((base && !isUnchangedThere(*base, there)) ||
-                 (isPair && judgeFiles(base, *here, there).act == Act::compare)))
-                unsure.insert(from + rest);
-            return true;
-        });
-    if (!isFree) return false;
-    const bool isSure = unsure.empty();
-    doubtful.merge(unsure);
-    return isSure;
+// Whether nothing that is blocked on a side would be touched there.
+bool mayMoveAll(const Trees& trees, const std::string& from, const std::string& to) {
+    return forAllBelow(trees.there, from, [&](const std::string& rest, const ThereNode& there) {
+        const HereNode* here = findIn(trees.here, to + rest);
+        return there.kind != NodeKind::blocked && !(here && here->kind == NodeKind::blocked);
+    });
 }
 
 // A path of before the moves, as they leave it.
-std::string pathAfter(const std::vector<Action>& moves, std::string path) {
+std::string pathAfter(const Moves& moves, std::string path) {
     for (const Action& move : moves)
-        if (path == move.from || path.starts_with(move.from + "/"))
-            path.replace(0, move.from.size(), move.path);
+        if (isAtOrBelow(path, move.from)) path.replace(0, move.from.size(), move.path);
     return path;
 }
 
@@ -156,17 +142,16 @@ void moveFoldersThere(Trees& trees, Moves& moves) {
             continue;
         const std::string* was = gone.find(here.state.inode);
         if (!was || !made.find(here.state.inode)) continue;
-        const std::string from = pathAfter(moves.actions, *was);
+        const std::string from = pathAfter(moves, *was);
         const ThereNode* there = findIn(trees.there, from);
         const bool hadNone = forAllBelow(trees.base, to, [](auto&&...) { return false; });
         if (!there || there->kind != NodeKind::folder || !hadNone ||
             !areFoldersAbove(trees, from) || !areFoldersAbove(trees, to) ||
-            !holdsMember(trees, from, to) || !mayMoveAll(trees, from, to, moves.doubtful))
+            !holdsMember(trees, from, to) || !mayMoveAll(trees, from, to))
             continue;
         renameAll(trees.base, from, to);
         renameAll(trees.there, from, to);
-        moves.actions.push_back(
-            {.act = Act::moveThere, .path = to, .from = from, .isFolder = true});
+        moves.push_back({.act = Act::moveThere, .path = to, .from = from, .isFolder = true});
     }
 }
 
@@ -186,7 +171,7 @@ void moveFilesThere(Trees& trees, Moves& moves) {
             continue;
         renameOne(trees.base, *from, to);
         renameOne(trees.there, *from, to);
-        moves.actions.push_back({.act = Act::moveThere, .path = to, .from = *from});
+        moves.push_back({.act = Act::moveThere, .path = to, .from = *from});
     }
 }
 
@@ -230,11 +215,18 @@ void moveFilesHere(Trees& trees, Moves& moves) {
             continue;
         renameOne(trees.base, *from, to);
         renameOne(trees.here, *from, to);
-        moves.actions.push_back({.act = Act::moveHere, .path = to, .from = *from});
+        moves.push_back({.act = Act::moveHere, .path = to, .from = *from});
     }
 }
 
 }  // namespace
+
+std::string pathBefore(const Moves& moves, std::string path) {
+    for (auto move = moves.rbegin(); move != moves.rend(); ++move)
+        if (move->act == Act::moveThere && isAtOrBelow(path, move->path))
+            path.replace(0, move->path.size(), move->from);
+    return path;
+}
 
 Moves findMoves(Trees& trees, const PlanOptions& options) {
     Moves moves;

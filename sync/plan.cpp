@@ -78,7 +78,7 @@ bool mayDo(Act act, const PlanOptions& options) {
     }
 }
 
-bool isFolder(const BaseNode* node) {
+bool isFolder(const auto* node) {
     return node && node->kind == NodeKind::folder;
 }
 
@@ -238,12 +238,11 @@ private:
         return isUnchanged ? Act::removeHere : Act::store;
     }
 
-    std::optional<Act> decideThere(const PlanRow& row) const {
+    static std::optional<Act> decideThere(const PlanRow& row) {
         if (row.there->kind == NodeKind::folder) {
             if (isFolder(row.base)) return std::nullopt;  // settleFolders()
             return Act::makeHere;
         }
-        if (moves_.doubtful.contains(*row.path)) return Act::compare;
         if (!row.base) return Act::fetch;
         const auto isUnchanged = isUnchangedThere(*row.base, *row.there);
         if (!isUnchanged) return Act::compare;
@@ -254,10 +253,10 @@ private:
     void settleFolders() {
         for (size_t i = rows_.size(); i-- > 0;) {  // members before their folder
             PlanRow& row = rows_[i];
-            const bool isHere = row.here != nullptr;
-            if (row.below == Below::plan && !row.verdict.act && isFolder(row.base) &&
-                isHere != (row.there != nullptr))
-                settleFolder(row, isHere);
+            if (row.below == Below::plan && isFolder(row.base)) {
+                if (isFolder(row.here) && !row.there) settleFolder(row, true);
+                if (isFolder(row.there) && !row.here) settleFolder(row, false);
+            }
             if (row.parent == noRow) continue;
             PlanRow& parent = rows_[row.parent];
             parent.keepsHere |=
@@ -292,7 +291,7 @@ private:
     }
 
     void addMoves(Plan& plan) {
-        for (const Action& move : moves_.actions) {
+        for (const Action& move : moves_) {
             addFoldersAbove(move, plan);
             plan.actions.push_back(move);
         }
@@ -318,6 +317,7 @@ private:
         if (action.act == Act::blocked)
             action.why =
                 row.here && row.here->kind == NodeKind::blocked ? row.here->why : row.there->why;
+        if (action.act == Act::compare) action.path = pathBefore(moves_, *row.path);
         if (isRemoval(row) && !action.isFolder) ++plan.removals;
         plan.actions.push_back(std::move(action));
     }

@@ -17,7 +17,8 @@ enum class Act : uint8_t {
     makeThere,   // a collection
     fetch,       // the content there goes here, over what the plan saw, or where nothing is
     store,       // the content here goes there
-    compare,     // only the content there tells; until its hash is known the rest is provisional
+    compare,     // only the content there tells, whose path is that of the trees given; until its
+                 // hash is known the rest is provisional
     adopt,       // both sides are the same: it is noted, and nothing is moved
     forget,      // both sides have lost it: its note goes
     conflict,    // neither side is touched
@@ -60,8 +61,9 @@ struct Plan {
     Trees trees;             // with what was moved under its new paths on all sides
 };
 
-// Contents that have to be compared are asked for by Act::compare, at most once each: the caller
-// puts the hash into the node there, and plans anew of the trees that it gave.
+// In each tree the folders above a node are in it, too. Contents that have to be compared are asked
+// for by Act::compare, at most once each: the caller puts the hash into the node there, and plans
+// anew of the trees that it gave.
 Plan makePlan(Trees trees, const PlanOptions& options = {});
 
 // Whether the file there still is what both sides had: the hash decides where it is known, then the
