@@ -41,6 +41,11 @@ bool isFolderIn(const Side& side, const std::string& path) {
     return path.empty() || (at != side.end() && at->second.kind == NodeKind::folder);
 }
 
+// Both sides stay what they are.
+bool isLeft(const Action& action) {
+    return action.act == Act::conflict || action.act == Act::blocked || action.act == Act::compare;
+}
+
 void removeAll(Side& side, const std::string& top) {
     std::erase_if(side, [&](const auto& entry) { return isAtOrBelow(entry.first, top); });
 }
@@ -57,19 +62,19 @@ void moveAll(Tree& tree, const std::string& from, const std::string& to) {
 
 // What a server tells.
 struct Server {
-    bool hasTags, tagsAreOfContent, hasIds, hasSizes;
+    bool hasTags, tagsAreOfContent, hasIds, hasSizes, refuses;  // refuses: to send some contents
 };
 
 // Both sides and the base, and what the plan may be told of them.
 class World {
 public:
     explicit World(uint64_t seed) : random_(seed) {
-        server_ = {flip(4, 5), flip(1, 4), flip(1, 3), flip(4, 5)};
-        for (uint64_t i = pick(9); i > 0; --i) make(here_);
+        server_ = {flip(4, 5), flip(1, 4), flip(1, 3), flip(4, 5), flip(1, 5)};
+        for (uint64_t i = pick(16); i > 0; --i) make(here_);
         there_ = here_;
         for (const auto& [path, thing] : here_) note(path);
-        for (uint64_t i = pick(6); i > 0; --i) change(here_);
-        for (uint64_t i = pick(6); i > 0; --i) change(there_);
+        for (uint64_t i = pick(8); i > 0; --i) change(here_);
+        for (uint64_t i = pick(8); i > 0; --i) change(there_);
         if (flip(1, 8)) spoilBase();
         if (flip(1, 2)) options_ = {Direction(pick(3)), flip(3, 4)};
     }
@@ -79,9 +84,6 @@ public:
         for (int round = 0; round < 4; ++round) {
             const Side oldHere = here_, oldThere = there_;
             const Plan plan = planSurely();
-            const auto isLeft = [](const Action& action) {
-                return action.act == Act::conflict || action.act == Act::blocked;
-            };
             if (std::ranges::all_of(plan.actions, isLeft)) {
                 demand(!plan.needsMore, "the end is told");
                 return checkSame(plan);
@@ -228,7 +230,9 @@ private:
                 demand(
                     there_.contains(action.path) && there_.at(action.path).kind == NodeKind::file,
                     "what is compared is a file there");
-                known_[action.path] = there_.at(action.path).content;
+                const Thing& thing = there_.at(action.path);
+                if (server_.refuses && thing.version % 3 == 0) continue;
+                known_[action.path] = thing.content;
                 ++asked;
             }
             demand(known_.size() == before + asked, "each is compared once");
@@ -267,24 +271,27 @@ private:
             const int of = phase(one.act);
             demand(of <= phase(next.act), "removals are last");
             if (of == 0 || of != phase(next.act)) continue;
+            if (one.act == Act::compare || next.act == Act::compare) continue;
             demand(of == 1 ? one.path < next.path : one.path > next.path, "paths are in order");
         }
     }
 
     void checkUntouched(const Plan& plan) const {
         for (const Action& left : plan.actions) {
-            if (left.act != Act::conflict && left.act != Act::blocked) continue;
-            for (const Action& action : plan.actions)
-                demand(&action == &left || action.act == Act::forget ||
-                           (!isAtOrBelow(action.path, left.path) &&
-                            !isAtOrBelow(action.from, left.path)),
-                       "what is in conflict or blocked is not touched");
+            if (!isLeft(left)) continue;
+            for (const Action& action : plan.actions) {
+                const bool isFree = &action == &left || action.act == Act::forget ||
+                                    (left.act == Act::compare && action.act <= Act::moveThere);
+                demand(isFree || !(isAtOrBelow(action.path, left.path) ||
+                                   isAtOrBelow(action.from, left.path)),
+                       "what is in conflict, blocked or uncertain is not touched");
+            }
         }
     }
 
     // But for what is left alone.
     void checkSame(const Plan& plan) const {
-        if (options_.direction != Direction::both || !options_.mayRemove) return;
+        if (options_.direction != Direction::both || !options_.mayRemove || server_.refuses) return;
         const auto without = [&](Side side) {
             for (const Action& action : plan.actions) removeAll(side, action.path);
             for (auto& [path, thing] : side) thing.id = thing.version = 0;
