@@ -25,11 +25,9 @@ constexpr int mostPlans = 4;        // of one run
 constexpr size_t fewRemovals = 10;  // go without a question
 constexpr int64_t runsKept = 100;
 
-Result<std::set<std::string>> copiesOf(const State& state) {
-    const Result<std::vector<ConflictCopy>> copies = state.copies();
-    if (!copies) return copies.error();
+std::set<std::string> pathsOf(const std::vector<ConflictCopy>& copies) {
     std::set<std::string> paths;
-    for (const ConflictCopy& each : *copies) paths.insert(each.copy);
+    for (const ConflictCopy& each : copies) paths.insert(each.copy);
     return paths;
 }
 
@@ -39,6 +37,7 @@ struct View {
     std::string filterText;
     std::string server;  // empty: it was not asked
     std::optional<Time> asked;
+    std::vector<ConflictCopy> copies;
     bool isComplete = true;
 };
 
@@ -84,8 +83,8 @@ Task<Result<ThereLook>> lookOrMake(Remote& remote, const Pair& pair, const Filte
 Task<Result<View>> viewPair(Remote* remote, Pair& pair, const LocalFolder& folder, bool makesRoot) {
     const Result<Pair::EffectiveFilter> filter = pair.filter();
     if (!filter) co_return filter.error();
-    const Result<std::set<std::string>> copies = copiesOf(pair.state());
-    if (!copies) co_return copies.error();
+    Result<std::vector<ConflictCopy>> copies = pair.state().copies();
+    if (!copies) co_return std::move(copies).error();
     Result<BaseTree> base = pair.state().base();
     if (!base) co_return std::move(base).error();
     View view;
@@ -93,7 +92,7 @@ Task<Result<View>> viewPair(Remote* remote, Pair& pair, const LocalFolder& folde
     view.trees.base = std::move(*base);
     const bool isNew = view.trees.base.empty();
     leaveOut(filter->filter, view.trees.base);
-    Result<HereScan> here = scanHere(folder, filter->filter, *copies);
+    Result<HereScan> here = scanHere(folder, filter->filter, pathsOf(*copies));
     if (!here) co_return std::move(here).error();
     view.trees.here = std::move(here->tree);
     view.isComplete = here->isComplete;
@@ -110,6 +109,7 @@ Task<Result<View>> viewPair(Remote* remote, Pair& pair, const LocalFolder& folde
     view.isComplete = view.isComplete && there->isComplete;
     view.server = std::move(there->server);
     view.asked = there->asked;
+    view.copies = std::move(*copies);
     co_return std::move(view);
 }
 
@@ -157,6 +157,7 @@ private:
         if (!view) co_return std::move(view).error();
         readChanged(folder_, view->trees);
         adoptHalfMade(recovered, view->trees);
+        knowCopies(view->copies, view->trees.there, false);
         if (remote_.isInterrupted()) co_return interruption();
         if (!options_.dryRun) {
             const Trees& trees = view->trees;
@@ -369,6 +370,7 @@ Result<Plan> planPair(Remote* remote, Pair& pair) {
     }
     if (!view) return std::move(view).error();
     readChanged(*folder, view->trees);
+    knowCopies(view->copies, view->trees.there, true);
     return makePlan(std::move(view->trees), {Direction::both, view->isComplete});
 }
 

@@ -13,7 +13,9 @@ namespace fs = std::filesystem;
 
 class Machine : public PairTest {
 protected:
-    size_t pick(size_t count) { return std::uniform_int_distribution<size_t>(0, count - 1)(random); }
+    size_t pick(size_t count) {
+        return std::uniform_int_distribution<size_t>(0, count - 1)(random);
+    }
     template <class Items>
     auto pickFrom(const Items& items) {
         return *std::next(items.begin(), static_cast<std::ptrdiff_t>(pick(items.size())));
@@ -68,8 +70,8 @@ protected:
                 ask("DELETE", path);
                 break;
             case 1:
-                ask("MOVE", path, fmt::format("Destination: {}{}\r\nOverwrite: F\r\n",
-                                              server.url("t/"), other));
+                ask("MOVE", path,
+                    fmt::format("Destination: {}{}\r\nOverwrite: F\r\n", server.url("t/"), other));
                 break;
             case 2:
                 ask("MKCOL", path + "/");
@@ -123,18 +125,19 @@ protected:
     bool settle(const std::string& person) {
         const auto outcome = sync(person, {"--delete-many"});
         if (outcome.exitCode == exitDone) return true;
+        if (outcome.exitCode != exitChanged) return false;
         const Arguments ways{"--mine", "--theirs", "--both"};
-        for (const auto& [path, content] : filesIn(folder(person)))
-            if (content != "/") run(person, {"resolve", pickFrom(ways), folder(person) / path});
-        // A file against a folder: one of them gets another name.
+        static const std::regex conflict("in conflict +(.*?)/? \\((.*)\\)");
         std::istringstream lines(run(person, {"status", folder(person)}).output);
+        std::smatch parts;
         for (std::string line; std::getline(lines, line);) {
-            const size_t end = line.find(" (a folder on one side");
-            if (end == line.npos) continue;
-            std::string path = line.substr(23, end - 23);
-            if (path.ends_with('/')) path.pop_back();
-            const fs::path file = folder(person) / path;
-            fs::rename(file, file.string() + fmt::format(".{}", ++contents));
+            if (!std::regex_match(line, parts, conflict)) continue;
+            const fs::path file = folder(person) / parts[1].str();
+            if (parts[2].str().starts_with("a folder")) {
+                fs::rename(file, file.string() + fmt::format(".{}", ++contents));
+            } else {
+                run(person, {"resolve", pickFrom(ways), file});
+            }
         }
         return false;
     }
