@@ -11,7 +11,7 @@
 namespace quillon::sync {
 namespace {
 
-constexpr std::chrono::seconds leastAge{2};
+constexpr std::chrono::seconds leastTold{2};
 
 ThereNode blockedNode(std::string why) {
     return {NodeKind::blocked, {}, std::move(why)};
@@ -53,7 +53,7 @@ Resource resourceOf(const ThereState& state) {
 }
 
 ThereState settled(ThereState state, std::optional<Time> asked) {
-    const bool isOld = asked && state.modified && *asked - *state.modified >= leastAge;
+    const bool isOld = asked && state.modified && *asked - *state.modified >= leastTold;
     if (isOld) return state;
     state.tag = {};
     state.modified.reset();

@@ -15,7 +15,7 @@ namespace quillon::sync {
 namespace {
 
 constexpr int64_t second = 1'000'000'000;  // nanoseconds
-constexpr int64_t young = 2 * second;
+constexpr int64_t leastAge = 2 * second;
 constexpr int64_t clockGrain = second / 50;  // of the times of files; no kernel's is coarser
 
 int64_t nanosecondsNow() {
@@ -68,7 +68,7 @@ private:
 // tells nothing.
 int64_t untilOld(const HereState& state) {
     const int64_t age = nanosecondsNow() - state.modifiedNs;
-    return age < 0 ? 0 : std::max<int64_t>(young - age, 0);
+    return age < 0 ? 0 : std::max<int64_t>(leastAge - age, 0);
 }
 
 void block(HereNode& node, std::string why) {
@@ -130,7 +130,7 @@ Result<HereScan> scanHere(const LocalFolder& folder, const Filter& filter,
     return scanning.take();
 }
 
-void readChanged(const LocalFolder& folder, Trees& trees) {
+void readChanged(const LocalFolder& folder, Trees& trees, Young young) {
     struct Changed {
         const std::string& path;
         HereNode& node;
@@ -149,7 +149,7 @@ void readChanged(const LocalFolder& folder, Trees& trees) {
         changed.push_back({path, node, isKnown || facesFile || gone.contains(node.state.inode)});
         wait = std::max(wait, untilOld(node.state));
     }
-    if (wait > 0) {
+    if (wait > 0 && young == Young::isWaitedFor) {
         const timespec time{wait / second, wait % second};
         nanosleep(&time, nullptr);  // a signal ends it, and the run soon after
     }

@@ -28,9 +28,12 @@ HereState settled(HereState state);
 // Whether size, times and inode are those that the base tells.
 bool hasSameStat(const HereState& base, const HereState& here);
 
+// Whether what was written a moment ago may be read as it is, for who only looks.
+enum class Young : bool { isRead, isWaitedFor };
+
 // Waits until what was written here is two seconds old, at most two seconds in all, and finds the
 // hashes that the plan needs: of what may have changed, of what has no base and faces a file there,
 // and of what may have been moved. What is still being written becomes blocked.
-void readChanged(const LocalFolder& folder, Trees& trees);
+void readChanged(const LocalFolder& folder, Trees& trees, Young young);
 
 }  // namespace quillon::sync

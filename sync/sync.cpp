@@ -155,7 +155,7 @@ private:
         end_.conflicts = end_.failures = 0;
         Result<View> view = co_await viewPair(&remote_, pair_, folder_, !options_.dryRun);
         if (!view) co_return std::move(view).error();
-        readChanged(folder_, view->trees);
+        readChanged(folder_, view->trees, Young::isWaitedFor);
         adoptHalfMade(recovered, view->trees);
         knowCopies(view->copies, view->trees.there, false);
         if (remote_.isInterrupted()) co_return interruption();
@@ -369,7 +369,7 @@ Result<Plan> planPair(Remote* remote, Pair& pair) {
         view = viewing.take();
     }
     if (!view) return std::move(view).error();
-    readChanged(*folder, view->trees);
+    readChanged(*folder, view->trees, Young::isRead);
     knowCopies(view->copies, view->trees.there, true);
     return makePlan(std::move(view->trees), {Direction::both, view->isComplete});
 }

@@ -77,7 +77,7 @@ protected:
                 ask("MKCOL", path + "/");
                 break;
             default:
-                if (ask("PUT", path, {}, newContent()) < 300 && pick(8) != 0)
+                if (ask("PUT", path, {}, newContent()) < 300 && pick(16) != 0)
                     makeOld(there() / plain);
         }
     }
