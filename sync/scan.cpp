@@ -71,6 +71,12 @@ int64_t untilOld(const HereState& state) {
     return age < 0 ? 0 : std::max<int64_t>(leastAge - age, 0);
 }
 
+// As a run left it a moment ago; only its content tells whether it still is that.
+bool hasOurStat(HereState base, const HereState& here) {
+    if (base.changedNs == 0) base.changedNs = here.changedNs;
+    return hasSameStat(base, here);
+}
+
 void block(HereNode& node, std::string why) {
     node.kind = NodeKind::blocked;
     node.why = std::move(why);
@@ -147,7 +153,8 @@ void readChanged(const LocalFolder& folder, Trees& trees, Young young) {
         const auto there = trees.there.find(path);
         const bool facesFile = there != trees.there.end() && there->second.kind == NodeKind::file;
         changed.push_back({path, node, isKnown || facesFile || gone.contains(node.state.inode)});
-        wait = std::max(wait, untilOld(node.state));
+        const bool isOurs = isKnown && hasOurStat(base->second.here, node.state);
+        if (!isOurs) wait = std::max(wait, untilOld(node.state));
     }
     if (wait > 0 && young == Young::isWaitedFor) {
         const timespec time{wait / second, wait % second};
