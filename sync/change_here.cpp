@@ -141,11 +141,7 @@ Task<Result<Done>> fetchFile(Work& work, std::string path) {
         co_return Done{};
     }
     Intent intent{.act = Act::fetch, .path = path, .oldHash = oldHash, .newHash = hash};
-    if (*seen) {
-        const Result<std::string> hidden = file.hide();
-        if (!hidden) co_return hidden.error();
-        intent.hidden = *hidden;
-    }
+    if (*seen) intent.hidden = file.hiddenName();
     const Result<int64_t> id = co_await work.journal.note(std::move(intent));
     if (!id) co_return id.error();
     HereState version = *seen ? hereStateOf(**seen) : HereState{};

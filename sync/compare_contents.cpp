@@ -12,26 +12,6 @@ namespace {
 
 constexpr size_t mostContentsAhead = 64;
 
-template <class Tree>
-const auto* fileIn(const Tree& tree, const std::string& path) {
-    const auto at = tree.find(path);
-    const bool isFile = at != tree.end() && at->second.kind == NodeKind::file;
-    return isFile ? &at->second : nullptr;
-}
-
-bool mayBeSame(const HereNode& here, const ThereNode& there) {
-    return there.state.size.value_or(here.state.size) == here.state.size;
-}
-
-bool needsContent(const BaseNode* base, const HereNode* here, const ThereNode& there) {
-    if (!there.state.hash.empty()) return false;
-    if (!base) return here && mayBeSame(*here, there);
-    const std::optional<bool> unchanged = isUnchangedThere(*base, there);
-    const bool isSameHere = here && isUnchangedHere(*base, *here);
-    if (!unchanged) return !isSameHere || !isLikelyUnchangedThere(*base, there);
-    return !*unchanged && here && !isSameHere && mayBeSame(*here, there);
-}
-
 // What comes may be a later version than the walk told.
 void takeVersion(ThereState& state, const HashedContent& content) {
     const Version& version = content.version;
@@ -63,25 +43,21 @@ Task<> compareOne(Remote& remote, ThereNode& node, std::string url, TransferMete
 
 }  // namespace
 
-std::vector<std::string> contentsToCompare(const Trees& trees) {
+std::vector<std::string> pathsToCompare(const Plan& plan) {
     std::vector<std::string> paths;
-    for (const auto& [path, there] : trees.there) {
-        if (there.kind != NodeKind::file) continue;
-        const BaseNode* base = fileIn(trees.base, path);
-        const HereNode* here = fileIn(trees.here, path);
-        const bool hasOther = !here && trees.here.contains(path);
-        if (!hasOther && needsContent(base, here, there)) paths.push_back(path);
+    for (const Action& each : plan.actions) {
+        if (each.act == Act::compare) paths.push_back(each.path);
     }
     return paths;
 }
 
-Task<Result<void>> compareContents(Remote& remote, Trees& trees,
+Task<Result<void>> compareContents(Remote& remote, std::vector<std::string> paths, Trees& trees,
                                    std::function<std::string(const std::string& path)> url,
                                    TransferMeter* meter) {
     Gate slots(remote.loop(), mostContentsAhead);
     TaskGroup comparing(remote.loop());
     bool interrupted = false;
-    for (const std::string& path : contentsToCompare(trees)) {
+    for (const std::string& path : paths) {
         Gate::Pass slot = co_await slots.enter();
         if (interrupted) break;
         comparing.spawn(compareOne(remote, trees.there.at(path), url(path), meter, std::move(slot),

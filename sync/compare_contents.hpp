@@ -7,17 +7,15 @@
 
 #include "client/remote/remote.hpp"
 #include "client/transfer_meter.hpp"
-#include "sync/node.hpp"
+#include "sync/plan.hpp"
 
 namespace quillon::sync {
 
-// Which these are: what is as big as the base's or the one here, and has neither its tag nor its
-// date. No I/O.
-std::vector<std::string> contentsToCompare(const Trees& trees);
+std::vector<std::string> pathsToCompare(const Plan& plan);
 
-// Puts their hashes into the nodes there. What cannot be fetched becomes blocked. Fails when it is
-// interrupted. url: of a path. meter: null for none.
-Task<Result<void>> compareContents(Remote& remote, Trees& trees,
+// Puts the hashes of what has these paths into the nodes there. What cannot be fetched becomes
+// blocked. Fails when it is interrupted. url: of a path. meter: null for none.
+Task<Result<void>> compareContents(Remote& remote, std::vector<std::string> paths, Trees& trees,
                                    std::function<std::string(const std::string& path)> url,
                                    TransferMeter* meter);
 

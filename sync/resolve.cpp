@@ -125,14 +125,12 @@ Result<void> Resolver::replaceMine(const OpenConflict& conflict, NewFile& file,
     if (*seen) {
         if (Result<void> fits = store_.reserve((*seen)->size); !fits) return fits;
     }
-    const Result<std::string> hidden = file.hide();
-    if (!hidden) return hidden.error();
     const Result<int64_t> run = pair_.state().beginRun(timeNow());
     if (!run) return run.error();
     StateChange before;
     before.intents.push_back({.act = Act::fetch,
                               .path = conflict.path,
-                              .hidden = *hidden,
+                              .hidden = file.hiddenName(),
                               .oldHash = oldHash,
                               .newHash = file.hash()});
     if (Result<void> noted = pair_.state().commit(before); !noted) return noted;

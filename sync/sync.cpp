@@ -159,17 +159,24 @@ private:
         adoptHalfMade(recovered, view->trees);
         knowCopies(view->copies, view->trees.there, false);
         if (remote_.isInterrupted()) co_return interruption();
-        if (!options_.dryRun) {
-            const Trees& trees = view->trees;
-            const auto urlOfPath = [this, &trees](const std::string& path) {
-                return urlOf(pair_.url(), trees.there, path, false);
-            };
-            Result<void> compared =
-                co_await compareContents(remote_, view->trees, urlOfPath, options_.meter);
+        std::string heldBack;
+        Result<Plan> plan = choosePlan(*view, heldBack);
+        for (int again = 0; plan && !options_.dryRun && again < mostPlans; ++again) {
+            const std::vector<std::string> paths = pathsToCompare(*plan);
+            if (paths.empty()) break;
+            Result<void> compared = co_await compare(paths, view->trees);
             if (!compared) co_return std::move(compared);
+            plan = choosePlan(*view, heldBack);
         }
-        Result<Plan> plan = choosePlan(*view, isFirst);
         if (!plan) co_return std::move(plan).error();
+        view->trees = {};
+        if (!heldBack.empty() && isFirst) {
+            options_.remark(
+                fmt::format("Nothing is removed, since {}. If that is meant to be so: quillon sync "
+                            "--delete-many",
+                            heldBack));
+        }
+        end_.leftRemovals = end_.leftRemovals || !heldBack.empty();
         if (options_.dryRun) co_return tellPlan(*plan);
         if (isFirst && options_.confirm && !options_.confirm(*plan)) {
             end_.isDeclined = true;
@@ -178,35 +185,39 @@ private:
         co_return co_await apply(std::move(*plan), *view);
     }
 
-    // Without removals where what is gone may not be meant to be gone.
-    Result<Plan> choosePlan(View& view, bool isFirst) {
+    Task<Result<void>> compare(std::vector<std::string> paths, Trees& trees) {
+        const auto urlOfPath = [this, &trees](const std::string& path) {
+            return urlOf(pair_.url(), trees.there, path, false);
+        };
+        co_return co_await compareContents(remote_, std::move(paths), trees, urlOfPath,
+                                           options_.meter);
+    }
+
+    // Without removals where what is gone may not be meant to be gone. heldBack: why there are
+    // none, where some would be; else empty.
+    Result<Plan> choosePlan(const View& view, std::string& heldBack) const {
         const Result<std::string> why = whyNoRemovals(view);
         if (!why) return why.error();
+        heldBack.clear();
         PlanOptions options{options_.direction, true, mayMove_};
-        const bool hereIsEmpty = view.trees.here.empty(), thereIsEmpty = view.trees.there.empty();
         Plan plan = makePlan(view.trees, options);
         const bool removes = std::ranges::any_of(plan.actions, [](const Action& each) {
             return each.act == Act::removeHere || each.act == Act::removeThere;
         });
-        std::string reason = *why;
-        if (reason.empty() && !options_.removesMany) {
-            if (removes && (hereIsEmpty || thereIsEmpty)) {
-                reason = hereIsEmpty ? "the folder is empty" : "the collection is empty";
-            } else if (plan.removals > fewRemovals && plan.removals * 2 > plan.known) {
-                reason = fmt::format("{} of {} files would go", plan.removals, plan.known);
-            }
-        }
+        const std::string reason = why->empty() ? whyTooMany(view, plan, removes) : *why;
         if (reason.empty()) return plan;
+        if (removes) heldBack = reason;
         options.mayRemove = false;
-        Plan careful = makePlan(std::move(view.trees), options);
-        if (removes && isFirst) {
-            options_.remark(
-                fmt::format("Nothing is removed, since {}. If that is meant to be so: quillon "
-                            "sync --delete-many",
-                            reason));
-        }
-        end_.leftRemovals = end_.leftRemovals || removes;
-        return careful;
+        return makePlan(view.trees, options);
+    }
+
+    // Empty: they are not.
+    std::string whyTooMany(const View& view, const Plan& plan, bool removes) const {
+        if (options_.removesMany || !removes) return {};
+        if (view.trees.here.empty()) return "the folder is empty";
+        if (view.trees.there.empty()) return "the collection is empty";
+        if (plan.removals <= fewRemovals || plan.removals * 2 <= plan.known) return {};
+        return fmt::format("{} of {} files would go", plan.removals, plan.known);
     }
 
     // Whatever the plan; empty: nothing speaks against them.

@@ -104,11 +104,7 @@ private:
         StateChange before;
         Intent intent{
             .act = Act::fetch, .path = deed.path, .oldHash = hash, .newHash = file.hash()};
-        if (seen) {
-            const Result<std::string> hidden = file.hide();
-            if (!hidden) return hidden.error();
-            intent.hidden = *hidden;
-        }
+        if (seen) intent.hidden = file.hiddenName();
         before.intents.push_back(std::move(intent));
         if (Result<void> noted = pair_.state().commit(before); !noted) return noted;
         StateChange after;

@@ -87,6 +87,7 @@ NewFile::NewFile(NewFile&& other) noexcept
       name_(std::move(other.name_)),
       shown_(std::move(other.shown_)),
       hidden_(std::exchange(other.hidden_, {})),
+      planned_(std::move(other.planned_)),
       file_(std::move(other.file_)) {}
 
 NewFile::~NewFile() {
@@ -143,12 +144,18 @@ Result<LocalEntry> NewFile::place(std::optional<Time> modified,
     });
 }
 
+const std::string& NewFile::hiddenName() {
+    if (!hidden_.empty()) return hidden_;
+    if (planned_.empty()) planned_ = newHiddenName();
+    return planned_;
+}
+
 Result<std::string> NewFile::hide() {
     return caught([&]() -> Result<std::string> {
         if (hidden_.empty()) {
-            std::string hidden = newHiddenName();
+            const std::string hidden = hiddenName();
             if (!takeName(hidden)) return changedError(shown_);
-            hidden_ = std::move(hidden);
+            hidden_ = hidden;
         }
         return hidden_;
     });

@@ -41,8 +41,9 @@ public:
     Result<void> restart();                           // what was written is worth nothing
     std::string hash() const { return hash_.hex(); }  // of what was written
     uint64_t size() const { return size_; }           // in bytes
-    // The hidden name that it has, or gets now, in its folder, until it is placed.
-    Result<std::string> hide();
+    // The hidden name in its folder that it has, or is going to have, until it is placed.
+    const std::string& hiddenName();
+    Result<std::string> hide();  // gives it that name
     const vxhost::Descriptor& descriptor() const { return file_; }
 
     // Gives it its name, the date and the permissions of the file that it replaces, or those that
@@ -65,7 +66,8 @@ private:
     uint64_t size_ = 0;
     vxhost::Descriptor folder_;
     std::string name_, shown_;
-    std::string hidden_;  // its name so far; empty: there is none, or it is placed
+    std::string hidden_;   // its name so far; empty: there is none, or it is placed
+    std::string planned_;  // the one that it gets
     vxhost::Descriptor file_;
 };
 
