@@ -88,6 +88,7 @@ private:
         work_.journal.next().failures.push_back(std::move(failed));
         SyncEvent event = eventOf(action);
         event.error = std::move(error);
+        event.isFailed = true;
         work_.options.tell(event);
     }
 
@@ -113,6 +114,7 @@ private:
         event.error =
             localError(Kind::network,
                        "It is tried again later, since it failed before: " + before->second.why);
+        event.isFailed = true;
         work_.options.tell(event);
         return false;
     }

@@ -78,6 +78,21 @@ Task<Result<ThereLook>> lookOrMake(Remote& remote, const Pair& pair, const Filte
     co_return std::move(gone);
 }
 
+// Tried out once: who is killed meanwhile leaves a file in the folder. What cannot be tried out is
+// taken for a file system that folds nothing, and asked again.
+Folding foldingOf(State& state, const LocalFolder& folder) {
+    const Result<std::optional<std::string>> known = state.setting("folding");
+    if (known && *known && (*known)->size() == 2) {
+        return {(*known)->front() == 'y', (*known)->back() == 'y'};
+    }
+    const Result<Folding> found = folder.folding();
+    if (!found) return {};
+    const std::string text{found->letterCase ? 'y' : 'n', found->form ? 'y' : 'n'};
+    const Result<void> noted = state.set("folding", text);
+    (void)noted;  // else it is tried out again
+    return *found;
+}
+
 // remote: null asks nothing of the server. makesRoot: the collection, where nothing was ever
 // synchronised.
 Task<Result<View>> viewPair(Remote* remote, Pair& pair, const LocalFolder& folder, bool makesRoot) {
@@ -100,10 +115,9 @@ Task<Result<View>> viewPair(Remote* remote, Pair& pair, const LocalFolder& folde
         view.trees.there = unchangedThere(view.trees.base);
         co_return std::move(view);
     }
-    const Result<Folding> folding = folder.folding();
-    const Folding folds = folding ? *folding : Folding{};
+    const Folding folding = foldingOf(pair.state(), folder);
     Result<ThereLook> there =
-        co_await lookOrMake(*remote, pair, filter->filter, folds, isNew, makesRoot);
+        co_await lookOrMake(*remote, pair, filter->filter, folding, isNew, makesRoot);
     if (!there) co_return std::move(there).error();
     view.trees.there = std::move(there->tree);
     view.isComplete = view.isComplete && there->isComplete;

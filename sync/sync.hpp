@@ -27,7 +27,8 @@ struct SyncEvent {
     std::optional<uint64_t> size{};  // of a content that was moved, in bytes
     Conflict conflict = Conflict::none;
     std::string copy{};            // theirs beside it, of a conflict
-    std::optional<Error> error{};  // why it was not done
+    std::optional<Error> error{};  // why it was not done, or a remark
+    bool isFailed = false;         // it was not done, and is no conflict and not blocked
 };
 
 struct SyncOptions {

@@ -149,12 +149,7 @@ protected:
 
     // A lock that stays is told of with the command that removes it, which works.
     void noLockStaysUnnoticed(const std::string& errors) const {
-        const std::regex told("quillon (unlock [^ ]+ --token [^ \n]+)");
-        for (std::sregex_iterator at(errors.begin(), errors.end(), told), end; at != end; ++at) {
-            std::istringstream words((*at)[1]);
-            Arguments unlock{std::istream_iterator<std::string>(words), {}};
-            expect({{unlock, exitDone, ""}});
-        }
+        removeToldLocks(errors);
         for (const auto* each : {&server, &other}) {
             for (const auto& [path, content] : filesIn(each->documentRoot())) {
                 if (content != "/") continue;

@@ -119,6 +119,8 @@ TEST_P(PairFaults, loseNothing) {
                                  outcome.errors, proxy.transcript()));
         EXPECT_TRUE(outcome.exitCode >= exitChanged && outcome.exitCode <= exitLocal);
         nothingIsLost(before);
+        handOnAll(Fault::none, 0);
+        removeToldLocks(outcome.errors);
         theNextRunsDoTheRest();
     }
 }

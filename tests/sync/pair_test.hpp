@@ -45,8 +45,9 @@ protected:
     // So long ago that nobody waits for it to be whole, and each at another moment.
     void makeOld(const std::filesystem::path& file) const {
         const auto now = std::filesystem::file_time_type::clock::now();
+        std::error_code gone;  // meanwhile
         std::filesystem::last_write_time(
-            file, now - std::chrono::hours(5) + std::chrono::milliseconds(1500) * ++writes_);
+            file, now - std::chrono::hours(5) + std::chrono::milliseconds(1500) * ++writes_, gone);
     }
     void write(const std::filesystem::path& file, const std::string& content) const {
         std::filesystem::create_directories(file.parent_path());

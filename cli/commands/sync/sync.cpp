@@ -52,7 +52,7 @@ public:
     void tell(const SyncEvent& event) {
         if (event.act == Act::forget) return;
         const bool isStill = event.act == Act::adopt && !isJson_;
-        const bool failed = event.error && event.act != Act::conflict && event.act != Act::blocked;
+        const bool failed = event.isFailed;
         const std::string_view word = failed ? "failed" : wordOf(event.act, isPlanned_);
         if (isStill) {
             events_.count(word);
@@ -65,6 +65,9 @@ public:
         }
         if (event.act == Act::conflict) {
             sayAside(event.path, conflictSentence(event));
+        } else if (failed) {
+            session_.progress().hide();
+            report(attemptOf(event.act), event.path, *event.error);
         } else if (event.error) {
             sayAside(event.path, event.error->sentences.front());
         }
@@ -88,6 +91,8 @@ public:
     }
 
 private:
+    // "cannot ... it".
+    static std::string attemptOf(Act act) { return std::string(wordOf(act, true)); }
     static std::string whyOf(const SyncEvent& event) {
         if (event.error) return event.error->sentences.front();
         if (!event.from.empty()) return "from " + event.from;
