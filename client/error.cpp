@@ -20,6 +20,9 @@ static_assert(static_cast<vx::Status>(Code::timedOut) == vxhost::WEBLNK_TIMED_OU
 static_assert(static_cast<vx::Status>(Code::proxyRefused) == vxhost::WEBLNK_PROXY_REFUSED);
 static_assert(static_cast<vx::Status>(Code::noAuthorities) == vxhost::WEBLNK_NO_AUTHORITIES);
 static_assert(static_cast<vx::Status>(Code::lockLeft) == vxhost::WEBLNK_LOCK_LEFT);
+static_assert(static_cast<vx::Status>(Code::otherKey) == vxhost::WEBLNK_OTHER_KEY);
+static_assert(static_cast<vx::Status>(Code::certificateWanted) ==
+              vxhost::WEBLNK_CERTIFICATE_WANTED);
 
 using vxhost::Status;
 
@@ -75,6 +78,8 @@ constexpr std::array rows{
     Row{vxhost::WEBLNK_BAD_DATE, Kind::network, Http::ignored},
     Row{vxhost::WEBLNK_NO_TLS, Kind::network, Http::ignored},
     Row{vxhost::WEBLNK_LOCK_LEFT, Kind::refused, Http::ignored},
+    Row{vxhost::WEBLNK_OTHER_KEY, Kind::network, Http::ignored},
+    Row{vxhost::WEBLNK_CERTIFICATE_WANTED, Kind::notAuthorized, Http::ignored},
     Row{vxhost::TRANSCODE_INVALID, Kind::usage, Http::ignored},
     Row{static_cast<Status>(Code::unguarded), Kind::changedOnServer, Http::ignored},
 };

@@ -64,8 +64,10 @@ enum class Code : uint32_t {
     untrusted = 0x80FFD004,              // the server's certificate
     timedOut = 0x80FFD005,
     proxyRefused = 0x80FFD00B,
-    noAuthorities = 0x80FFD00F,  // their file cannot be used
-    lockLeft = 0x80FFD010,       // it could not be given back, and is still there
+    noAuthorities = 0x80FFD00F,      // their file cannot be used
+    lockLeft = 0x80FFD010,           // it could not be given back, and is still there
+    otherKey = 0x80FFD011,           // of the server than the one that is pinned
+    certificateWanted = 0x80FFD012,  // of the person
     // This library's own.
     unguarded = 0x80FFD101,  // nothing here could tell that storing loses somebody's change
 };

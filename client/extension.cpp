@@ -12,6 +12,10 @@ vxhost::Settings settingsFrom(ExtensionOptions& options) {
     vxhost::Settings settings;
     settings.caFile = options.caFile;
     settings.insecure = options.insecure;
+    settings.wayIn = std::move(options.wayIn);
+    settings.proxyCaFile = options.proxyCaFile;
+    settings.noProxy = options.noProxy;
+    settings.proxyAuth = options.proxyAuth;
     settings.connectTimeout = options.connectTimeout;
     settings.stallTimeout = options.stallTimeout;
     settings.mostListingBytes = options.mostListingBytes;

@@ -12,6 +12,10 @@
 
 #include "client/result.hpp"
 
+namespace vxhost {
+struct WayIn;
+}
+
 namespace quillon {
 
 // Levels of the log: 1 the requests on the wire (credentials masked), 2 operations, 3 failures.
@@ -33,6 +37,13 @@ struct ExtensionOptions {
     std::filesystem::path library;  // empty: the one that came with this program
     std::string caFile;             // PEM file of trusted authorities; empty: the system's
     bool insecure = false;          // accept any certificate
+    // What opens one origin beside a user and a password; null: nothing. It is the host's own
+    // record (platform/http/way_in.hpp).
+    std::shared_ptr<const vxhost::WayIn> wayIn;
+    std::string proxyCaFile;  // as caFile, of an https proxy; empty: caFile
+    std::string noProxy;      // hosts that are reached without one; empty: $no_proxy says
+    std::string proxyAuth;    // how to log in to it: "basic" (so does empty), "digest", "ntlm",
+                              // "negotiate"
     std::chrono::milliseconds connectTimeout{30'000};
     std::chrono::milliseconds stallTimeout{60'000};  // hardly a byte moved for so long: give up
     uint64_t mostListingBytes = uint64_t{1} << 30;   // of memory; a larger listing is refused

@@ -56,7 +56,8 @@ std::string explanation(Status cause, const Heard& last) {
     if (text == vxhost::statusText(vx::QUILLON_NOT_AUTHORIZED) && !last.unknownSchemes.empty()) {
         return fmt::format(
             "The server takes logins by {}, but quillon knows only Basic and Digest (with MD5 or "
-            "SHA-256). Its administrator can allow one of these.",
+            "SHA-256) by itself. Negotiate and NTLM it uses where it is told to, Bearer where it "
+            "has a token.",
             last.unknownSchemes);
     }
     const bool own = std::ranges::any_of(last.locks, [](auto& lock) { return !lock.taken; });

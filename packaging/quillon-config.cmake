@@ -3,6 +3,7 @@
 include(CMakeFindDependencyMacro)
 find_dependency(CURL)
 find_dependency(EXPAT)
+find_dependency(OpenSSL)
 find_dependency(fmt)
 find_dependency(PkgConfig)
 foreach(library IN ITEMS SODIUM:libsodium UTF8PROC:libutf8proc SQLITE3:sqlite3)

@@ -2,7 +2,12 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <iterator>
+
 #include "client/address.hpp"
+#include "client/header_line.hpp"
+#include "client/pin.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -20,7 +25,61 @@ std::string urlProblem(const Site& site) {
 }
 
 std::string authProblem(const Site& site) {
-    return site.auth == "basic" ? "" : "must be \"basic\", or left out";
+    const bool known = site.auth == "basic" || site.auth == "negotiate" || site.auth == "ntlm";
+    return known ? "" : "must be \"basic\", \"negotiate\" or \"ntlm\", or left out";
+}
+
+std::string proxyAuthProblem(const Site& site) {
+    constexpr std::string_view known[] = {"basic", "digest", "ntlm", "negotiate"};
+    const bool isKnown = std::ranges::find(known, site.proxyAuth) != std::end(known);
+    return isKnown ? "" : "must be \"basic\", \"digest\", \"ntlm\" or \"negotiate\"";
+}
+
+template <Texts Site::*field>
+std::string commandProblem(const Site& site) {
+    const bool named = !(site.*field).empty() && !(site.*field).front().empty();
+    return named ? "" : "must begin with a program";
+}
+
+std::string keyProblem(const Site& site) {
+    return site.cert.empty() ? "is that of a certificate, and there is no cert" : "";
+}
+
+// Of two ways to the same secret one would never be gone.
+std::string passwordCommandProblem(const Site& site) {
+    if (!site.password.empty()) return "stands beside password; take one of them out";
+    if (site.user.empty() && site.cert.empty()) return "gives a password, and there is no user";
+    return commandProblem<&Site::passwordCommand>(site);
+}
+
+std::string tokenProblem(const Site& site) {
+    if (!site.auth.empty()) return "gives a token, which auth does not take; take one of them out";
+    return site.tokenFile.empty() || site.tokenCommand.empty()
+               ? ""
+               : "stands beside token-file; take one of them out";
+}
+
+std::string tokenCommandProblem(const Site& site) {
+    std::string problem = tokenProblem(site);
+    return problem.empty() ? commandProblem<&Site::tokenCommand>(site) : problem;
+}
+
+std::string headersProblem(const Site& site) {
+    for (size_t i = 0; i < site.headers.size(); ++i) {
+        const std::string problem = headerProblem(site.headers[i]);
+        if (problem.empty()) continue;
+        return fmt::format("must hold headers, and number {} {}", i + 1, problem);
+    }
+    return "";
+}
+
+std::string pinFieldProblem(const Site& site) {
+    return std::string(pinProblem(site.pin));
+}
+
+std::string unixSocketProblem(const Site& site) {
+    return site.unixSocket.size() <= 107 ? ""
+                                         : "is longer than the 107 bytes that a socket's may have";
 }
 
 constexpr SiteKey keys[] = {
@@ -34,6 +93,20 @@ constexpr SiteKey keys[] = {
     {"jobs", &Site::jobs, false, [](const Site& site) { return rangeProblem(site.jobs, 64); }},
     {"insecure-basic", &Site::insecureBasic},
     {"auth", &Site::auth, false, authProblem},
+    {"cert", &Site::cert},
+    {"key", &Site::key, false, keyProblem},
+    {"key-password-command", &Site::keyPasswordCommand, false,
+     commandProblem<&Site::keyPasswordCommand>},
+    {"password-command", &Site::passwordCommand, false, passwordCommandProblem},
+    {"token-file", &Site::tokenFile, false, tokenProblem},
+    {"token-command", &Site::tokenCommand, false, tokenCommandProblem},
+    {"headers", &Site::headers, true, headersProblem},
+    {"headers-command", &Site::headersCommand, false, commandProblem<&Site::headersCommand>},
+    {"pin", &Site::pin, false, pinFieldProblem},
+    {"unix-socket", &Site::unixSocket, false, unixSocketProblem},
+    {"proxy-auth", &Site::proxyAuth, false, proxyAuthProblem},
+    {"proxy-ca-file", &Site::proxyCaFile},
+    {"no-proxy", &Site::noProxy},
 };
 
 constexpr std::string_view nameCharacters =
@@ -43,6 +116,19 @@ constexpr std::string_view nameCharacters =
 
 std::span<const SiteKey> siteKeys() {
     return keys;
+}
+
+bool isSet(const Site& site, const SiteKey& key) {
+    const auto holds = [&site](auto field) {
+        const auto& value = site.*field;
+        return value != std::decay_t<decltype(value)>();
+    };
+    return std::visit(holds, key.field);
+}
+
+bool holdsSecret(const Site& site) {
+    return std::ranges::any_of(
+        keys, [&site](const SiteKey& key) { return key.isSecret && isSet(site, key); });
 }
 
 bool siteNameValid(std::string_view name) {

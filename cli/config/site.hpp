@@ -5,8 +5,11 @@
 #include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
 namespace quillon::cli {
+
+using Texts = std::vector<std::string>;  // of a command: the program and its arguments
 
 struct Site {
     std::string name{};
@@ -19,7 +22,22 @@ struct Site {
     int timeoutSeconds = 0;
     int jobs = 0;
     bool insecureBasic = false;  // no warning of passwords that go over http
-    std::string auth{};          // "basic": over TLS the password goes with the first request
+    // "basic": over TLS the password goes with the first request; "negotiate", "ntlm": connections
+    // log in.
+    std::string auth{};
+    std::string cert{};  // files, from the folder of the site's
+    std::string key{};
+    Texts keyPasswordCommand{};
+    Texts passwordCommand{};
+    std::string tokenFile{};
+    Texts tokenCommand{};
+    Texts headers{};  // lines "Name: value"
+    Texts headersCommand{};
+    std::string pin{};  // of the server's public key, "sha256//BASE64"
+    std::string unixSocket{};
+    std::string proxyAuth{};
+    std::string proxyCaFile{};
+    std::string noProxy{};
 
     bool operator==(const Site&) const = default;
 };
@@ -28,14 +46,17 @@ struct Site {
 // alternative here, and how it is read in site_text.cpp.
 struct SiteKey {
     std::string_view name;
-    std::variant<std::string Site::*, int Site::*, bool Site::*> field;
-    bool isSecret = false;  // listings tell whether it is set, and no more
+    std::variant<std::string Site::*, int Site::*, bool Site::*, Texts Site::*> field;
+    // Listings tell whether it is set, and no more; a file with it is the person's alone.
+    bool isSecret = false;
     // What is wrong with a value that is set, behind the key's name; empty: nothing. Null: any will
     // do.
     std::string (*problem)(const Site& site) = nullptr;
 };
 
 std::span<const SiteKey> siteKeys();
+bool isSet(const Site& site, const SiteKey& key);
+bool holdsSecret(const Site& site);
 
 // Two characters or more of A-Z, a-z, 0-9, "-", "_" and ".", the first no ".", none of the URL
 // schemes: what stands before the colon of "work:reports/", and names a file.

@@ -39,9 +39,9 @@ Result<std::optional<Loaded>> load(std::string_view name) {
     if (!*file) return std::optional<Loaded>();
     Result<Site> site = parseSite(name, (*file)->text);
     if (!site) return inFile(name, std::move(site).error());
-    if (!site->password.empty() && (*file)->readByOthers) {
+    if (holdsSecret(*site) && (*file)->readByOthers) {
         return localError(Kind::local,
-                          fmt::format("Others can read {0}, which holds a password, so it is not "
+                          fmt::format("Others can read {0}, which holds a secret, so it is not "
                                       "used. Make it yours alone: chmod 600 {0}",
                                       siteFile(name).string()));
     }

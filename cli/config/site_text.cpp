@@ -27,6 +27,9 @@ std::string_view rule(int) {
 std::string_view rule(bool) {
     return "must be true or false";
 }
+std::string_view rule(const Texts&) {
+    return "must be a list of texts in quotes, such as [\"pass\", \"show\", \"dav\"]";
+}
 
 // Stores a value in its field. What is wrong with its type; empty: nothing.
 std::string_view take(const toml::node& value, std::string& field) {
@@ -49,6 +52,32 @@ std::string_view take(const toml::node& value, bool& field) {
     if (given == nullptr) return rule(field);
     field = given->get();
     return "";
+}
+
+std::string_view take(const toml::node& value, Texts& field) {
+    const auto* given = value.as_array();
+    if (given == nullptr) return rule(field);
+    for (const toml::node& each : *given) {
+        const auto* text = each.as_string();
+        if (text == nullptr) return rule(field);
+        field.push_back(text->get());
+    }
+    return "";
+}
+
+template <class Value>
+std::string written(const Value& value) {
+    std::ostringstream text;
+    const toml::value node(value);
+    text << toml::toml_formatter(node, format_flags::allow_unicode_strings);
+    return text.str();
+}
+
+// In one line, however long it is.
+std::string written(const Texts& values) {
+    std::string text;
+    for (const std::string& value : values) text += (text.empty() ? "" : ", ") + written(value);
+    return fmt::format("[{}]", text);
 }
 
 std::string problemOf(const SiteKey& key, const toml::node& value, Site& site) {
@@ -122,13 +151,9 @@ std::string siteText(const Site& site) {
     std::ostringstream text;
     for (const SiteKey& key : siteKeys()) {
         const auto write = [&](auto field) {
-            const auto& value = site.*field;
-            if (value == std::decay_t<decltype(value)>()) return;
-            const toml::value node(value);
-            text << key.name << " = "
-                 << toml::toml_formatter(node, format_flags::allow_unicode_strings) << "\n";
+            text << key.name << " = " << written(site.*field) << "\n";
         };
-        std::visit(write, key.field);
+        if (isSet(site, key)) std::visit(write, key.field);
     }
     return text.str();
 }

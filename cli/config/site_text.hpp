@@ -7,6 +7,7 @@
 //     ca-file = "work.pem"
 //     timeout = 30                            # seconds
 //     jobs = 4                                # members at a time
+//     token-command = ["gcloud", "auth", "print-access-token"]
 //
 // Other keys are the person's own.
 #pragma once

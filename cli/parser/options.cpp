@@ -44,11 +44,26 @@ void addCommonOptions(CommandDefinition program, CommonOptions& options) {
                    "Go through this proxy; else as $http_proxy, $https_proxy and $no_proxy say")
         .typeName("URL");
     program
+        .addOption("--proxy-auth", options.proxyAuth,
+                   "How to log in to the proxy: basic (if not given), digest, ntlm, negotiate")
+        .typeName("SCHEME")
+        .oneOf({"basic", "digest", "ntlm", "negotiate"});
+    program
+        .addOption("--proxy-ca-file", options.proxyCaFile,
+                   "As --ca-file, for a proxy whose URL begins with https://")
+        .typeName("FILE")
+        .existingFile();
+    program
+        .addOption("--no-proxy", options.noProxy,
+                   "Hosts to reach without a proxy, parted by commas; * for all")
+        .typeName("HOSTS");
+    program
         .addOption("--ca-file", options.caFile,
                    "Trust the certificate authorities of this PEM file alone")
         .typeName("FILE")
         .existingFile();
     program.addFlag("--insecure", options.insecure, "Accept any certificate");
+    addAccessOptions(program, options.access);
     program
         .addOption("--timeout", options.timeoutSeconds,
                    "Give up when nothing moves for so long (30 to connect, 60 in a transfer)")

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "cli/parser/access_options.hpp"
 #include "cli/parser/parser.hpp"
 #include "client/result.hpp"
 #include "client/time.hpp"
@@ -18,10 +19,15 @@ Result<void> checkUserName(std::string_view name);
 
 struct CommonOptions {
     std::string user;
-    std::string passwordFile;  // "-": standard input
+    std::string passwordFile;                  // "-": standard input
+    std::vector<std::string> passwordCommand;  // a site's: the program and its arguments
     std::string proxy;
+    std::string proxyAuth;
+    std::string proxyCaFile;
+    std::string noProxy;
     std::string caFile;
     bool insecure = false;
+    AccessOptions access;
     bool insecureBasic = false;  // a site's: no warning of passwords that go over http
     std::string basicUrl;        // a site's, which is known to ask for Basic below it
     uint64_t mostSpeed = 0;      // bytes a second; 0: no limit

@@ -222,6 +222,14 @@ OptionDefinition OptionDefinition::within(int least, int most) const {
     return *this;
 }
 
+OptionDefinition OptionDefinition::oneOf(const std::vector<std::string>& words) const {
+    option_->check([words](const std::string& value) {
+        const bool known = std::find(words.begin(), words.end(), value) != words.end();
+        return known ? std::string() : fmt::format("it is one of {}.", fmt::join(words, ", "));
+    });
+    return *this;
+}
+
 std::string OptionDefinition::name() const {
     return option_->get_name();
 }

@@ -34,6 +34,7 @@ public:
     OptionDefinition existingFile() const;
     OptionDefinition existingDirectory() const;
     OptionDefinition within(int least, int most) const;
+    OptionDefinition oneOf(const std::vector<std::string>& words) const;
     // May be given again, and is taken where it stands: such options are one list with others.
     OptionDefinition eachInTurn() const;
 

@@ -1,12 +1,16 @@
 #include "cli/session/credentials.hpp"
 
+#include <fmt/format.h>
+
 #include <optional>
 #include <utility>
 
 #include "cli/parser/options.hpp"
+#include "cli/session/command_output.hpp"
 #include "cli/session/netrc.hpp"
 #include "cli/session/password_file.hpp"
 #include "cli/session/prompt.hpp"
+#include "cli/session/sources.hpp"
 #include "cli/terminal/report.hpp"
 #include "client/password.hpp"
 
@@ -30,7 +34,17 @@ Result<std::optional<Secret>> storedPassword(const Site* site, const std::string
 
 Result<Secret> givenPassword(const CommonOptions& options, const Address& address,
                              const std::string& user) {
-    if (!options.passwordFile.empty()) return readPasswordFile(options.passwordFile);
+    const auto tell = [&](std::string_view source) {
+        tellSource(options, fmt::format("the password of {} is {}", user, source));
+    };
+    if (!options.passwordFile.empty()) {
+        tell(fmt::format("the first line of {}", options.passwordFile));
+        return readPasswordFile(options.passwordFile);
+    }
+    if (!options.passwordCommand.empty()) {
+        tell("what the password-command prints");
+        return firstLineOf(options.passwordCommand, "password-command");
+    }
     if (!canPrompt()) {
         return localError(Kind::notAuthorized, "There is no terminal to ask for the password of " +
                                                    user + " on. Give it with --password-file.");
@@ -40,28 +54,47 @@ Result<Secret> givenPassword(const CommonOptions& options, const Address& addres
 
 Result<Secret> Credentials::passwordFor(const Address& address, const std::string& user,
                                         bool& asked) const {
-    if (!options_.passwordFile.empty()) return givenPassword(options_, address, user);
+    CommonOptions options = sites_.optionsFor(address);
+    if (options.user != user) options.passwordCommand.clear();
+    const bool isGiven = !options.passwordFile.empty() || !options.passwordCommand.empty();
+    if (isGiven) return givenPassword(options, address, user);
+    const auto tell = [&](std::string_view source) {
+        tellSource(options, fmt::format("the password of {} is {}", user, source));
+    };
     Result<std::optional<Secret>> stored = storedPassword(sites_.of(address), user);
     if (!stored) return std::move(stored).error();
-    if (*stored) return std::move(**stored);
-    if (auto entry = findInNetrcFile(address.host(), user)) return std::move(entry->password);
+    if (*stored) {
+        tell("the site's");
+        return std::move(**stored);
+    }
+    if (auto entry = findInNetrcFile(address.host(), user)) {
+        tell("that of the netrc file");
+        return std::move(entry->password);
+    }
     if (!canPrompt()) {
         return localError(Kind::notAuthorized, "The password of " + user +
                                                    " is missing. Give it with "
                                                    "--password-file or in the netrc file.");
     }
     asked = true;
-    return givenPassword(options_, address, user);
+    return givenPassword(options, address, user);
 }
 
 Result<Credentials::Known> Credentials::findKnown(const Address& address) const {
     Known known;
-    known.login.proxy = sites_.optionsFor(address).proxy;
+    const CommonOptions options = sites_.optionsFor(address);
+    known.login.proxy = options.proxy;
     concealInReports(credentialsIn(known.login.proxy));  // libcurl repeats one that it cannot use
+    if (options.access.hasToken()) return known;
     known.login.user = address.hasCredentials() ? address.user() : options_.user;
     if (const Result<void> valid = checkUserName(known.login.user); !valid) return valid.error();
     if (!address.password().empty()) {
+        tellSource(options, "the password is that of the URL");
         known.login.password = address.password();
+        return known;
+    }
+    if (options.access.usesTicket()) {
+        tellSource(options, "the Kerberos ticket is that of the credential cache (klist shows it)");
         return known;
     }
     if (!known.login.user.empty()) {
@@ -71,6 +104,7 @@ Result<Credentials::Known> Credentials::findKnown(const Address& address) const 
         return known;
     }
     if (auto entry = findInNetrcFile(address.host(), {})) {
+        tellSource(options, "user and password are those of the netrc file");
         known.login.user = std::move(entry->login);
         known.login.password = std::move(entry->password);
     }
@@ -88,7 +122,9 @@ Result<Login> Credentials::find(const Address& address) {
 Result<Login> Credentials::askAgain(const Address& address) {
     Known& known = known_[identityOf(address)];
     const bool fromElsewhere = !known.login.password.empty();
-    if (known.asked || fromElsewhere || !canPrompt()) {
+    const AccessOptions access = sites_.optionsFor(address).access;
+    const bool otherWay = access.hasToken() || access.usesTicket();
+    if (known.asked || fromElsewhere || otherWay || !canPrompt()) {
         return localError(Kind::notAuthorized, "Not authorized.");
     }
     known.asked = true;

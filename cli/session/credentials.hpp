@@ -17,8 +17,9 @@ public:
         : options_(options), sites_(sites) {}
 
     // From the first that has some: an earlier answer, the URL itself, --user and --password-file,
-    // the site, the netrc file; a password that is still missing is asked for on the terminal.
-    // Without any the login is empty.
+    // the site's command or its password, the netrc file; a password that is still missing is asked
+    // for on the terminal. Without any the login is empty, as it is where a token or a ticket says
+    // who it is.
     Result<Login> find(const Address& address);
 
     // After a refusal: asks the person, once an origin. Fails when that has been done, when what
@@ -38,7 +39,7 @@ private:
     std::map<std::string, Known> known_;  // by identityOf
 };
 
-// What the person gives now: from --password-file, else asked for on the terminal.
+// What the person gives now: from --password-file or the command, else asked for on the terminal.
 Result<Secret> givenPassword(const CommonOptions& options, const Address& address,
                              const std::string& user);
 

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "cli/config/site_file.hpp"
+#include "cli/session/command_output.hpp"
 #include "cli/session/prompt.hpp"
 #include "cli/session/session.hpp"
 
@@ -54,6 +55,7 @@ size_t endOfCollection(const std::string& typed) {
 // An impatient session that has nobody to ask.
 CommonOptions makeImpatient(CommonOptions options) {
     neverPrompt();
+    neverRunCommands();
     // A server may answer each request in time and still take too long in all.
     std::signal(SIGALRM, [](int) { _exit(0); });
     alarm(allSeconds);

@@ -24,7 +24,7 @@ void tellIfReadByOthers(std::FILE* file, const std::string& path) {
     if (fstat(fileno(file), &entry) != 0 || !S_ISREG(entry.st_mode)) return;
     if ((entry.st_mode & 044) == 0) return;
     const std::string shown = path == "-" ? "the standard input" : path;
-    complain(fmt::format("others can read {}, which holds a password{}", shown,
+    complain(fmt::format("others can read {}, which holds a secret{}", shown,
                          path == "-" ? "" : fmt::format(": chmod 600 {}", shellWord(path))));
 }
 

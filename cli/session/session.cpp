@@ -3,9 +3,11 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 
 #include "cli/session/this_machine.hpp"
+#include "cli/session/way_in.hpp"
 #include "cli/terminal/last_words.hpp"
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
@@ -71,6 +73,9 @@ ExtensionOptions extensionOptions(const CommonOptions& options, Progress& progre
     ExtensionOptions wanted;
     wanted.caFile = options.caFile;
     wanted.insecure = options.insecure;
+    wanted.proxyCaFile = options.proxyCaFile;
+    wanted.noProxy = options.noProxy;
+    wanted.proxyAuth = options.proxyAuth;
     if (options.timeoutSeconds > 0) {
         wanted.connectTimeout = wanted.stallTimeout = std::chrono::seconds(options.timeoutSeconds);
     }
@@ -100,7 +105,16 @@ Session::Session(const CommonOptions& options, Cost* cost)
 
 Error Session::refusal(const Address& address, const Login& login, Error error) const {
     const Site* site = sites_.of(address);
-    if (login.user.empty()) {
+    const AccessOptions access = sites_.optionsFor(address).access;
+    if (error.code == Code::certificateWanted) {
+        error.sentences.emplace_back("Give it with --cert, and --key where that is another file.");
+    } else if (access.hasToken()) {
+        error.sentences.assign(1, "The server does not take the token.");
+    } else if (access.usesTicket()) {
+        error.sentences.assign(1,
+                               "The server does not take your Kerberos ticket. klist shows it, "
+                               "kinit gets one.");
+    } else if (login.user.empty()) {
         error.sentences.assign(1, "The server asks who you are. Give a user name with --user.");
     } else if (site != nullptr && !site->password.empty()) {
         error.sentences.push_back(
@@ -150,22 +164,29 @@ Result<Extension> Session::extension(const Address& address) {
 
 Result<Extension> Session::extension(const CommonOptions& options) {
     const std::string key =
-        fmt::format("{}\n{}\n{}\n{}\n{}", options.caFile, options.insecure, options.timeoutSeconds,
-                    options.insecureBasic, options.basicUrl);
+        fmt::format("{}\n{}\n{}\n{}\n{}\n{}\n{}\n{}", options.caFile, options.insecure,
+                    options.timeoutSeconds, options.insecureBasic, options.basicUrl,
+                    options.proxyAuth, options.proxyCaFile, options.noProxy);
     const std::lock_guard lock(mutex_);
-    if (const auto found = extensions_.find(key); found != extensions_.end()) return found->second;
+    const auto found = std::ranges::find_if(extensions_, [&](const Started& each) {
+        return each.key == key && each.access == options.access;
+    });
+    if (found != extensions_.end()) return found->extension;
+    const auto wayIn = findWayIn(options);
+    if (!wayIn) return wayIn.error();
     ExtensionOptions wanted = extensionOptions(options, progress_);
+    wanted.wayIn = *wayIn;
     wanted.senders = &senders_;
     if (cost_ != nullptr) wanted.traffic = [this](const Traffic& now) { cost_->add(now); };
     wanted.foundBasic = [this](std::string_view origin) {
         const std::lock_guard schemes(schemesMutex_);
         basicOrigins_.emplace(origin);
     };
-    if (!options.insecureBasic) {
+    if (!options.insecureBasic && options.access.unixSocket.empty()) {
         wanted.passwordInClear = [this](std::string_view origin) { warnOfClearPassword(origin); };
     }
     Result<Extension> loaded = Extension::load(std::move(wanted));
-    if (loaded) extensions_.emplace(key, *loaded);
+    if (loaded) extensions_.push_back({key, options.access, *loaded});
     return loaded;
 }
 

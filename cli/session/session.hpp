@@ -50,7 +50,9 @@ public:
         giveBackLeft(address, *login);
         auto result = action(*login);
         if (result || result.error().kind != Kind::notAuthorized) return result;
-        const Result<Login> other = askAgain(address);
+        const bool byPassword = result.error().code != Code::certificateWanted;
+        const Result<Login> other =
+            byPassword ? askAgain(address) : Result<Login>(Error(result.error()));
         if (other) giveBackLeft(address, *other);
         if (other) return action(*other);
         if (other.error().kind == Kind::interrupted) return other.error();
@@ -120,8 +122,13 @@ private:
     Progress progress_;
     Cost* const cost_;
     std::atomic<unsigned> senders_ = 1;
-    std::atomic<bool> warned_ = false;             // of a password in clear
-    std::map<std::string, Extension> extensions_;  // by the options that make them differ
+    std::atomic<bool> warned_ = false;  // of a password in clear
+    struct Started {
+        std::string key;  // of the options that make them differ, and the rest of those
+        AccessOptions access;
+        Extension extension;
+    };
+    std::vector<Started> extensions_;
 
     struct OpenCollection {
         std::shared_ptr<Collection> collection;

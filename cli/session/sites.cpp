@@ -1,7 +1,9 @@
 #include "cli/session/sites.hpp"
 
 #include <fmt/format.h>
+#include <strings.h>
 
+#include <algorithm>
 #include <system_error>
 #include <utility>
 
@@ -40,6 +42,43 @@ Error unknown(std::string_view name) {
     return error;
 }
 
+// A path from the folder of the site's file; empty stays so.
+std::string besideSite(const Site& site, const std::string& path) {
+    return path.empty() ? path : (siteFile(site.name).parent_path() / path).string();
+}
+
+// Header lines of the site that the command line does not replace.
+void addHeaders(std::vector<std::string>& given, const std::vector<std::string>& more) {
+    const auto nameOf = [](const std::string& line) { return line.substr(0, line.find(':')); };
+    const size_t own = given.size();
+    for (const std::string& line : more) {
+        const bool replaced = std::any_of(
+            given.begin(), given.begin() + static_cast<long>(own), [&](const std::string& each) {
+                return strcasecmp(nameOf(each).c_str(), nameOf(line).c_str()) == 0;
+            });
+        if (!replaced) given.push_back(line);
+    }
+}
+
+// What the command line says of one way in replaces the site's: a token or a scheme, a certificate.
+void takeAccess(AccessOptions& access, const Site& site, const std::string& origin) {
+    access.origin = origin;
+    const bool said = access.hasToken() || !access.auth.empty();
+    if (!said && site.auth != "basic") access.auth = site.auth;
+    if (!said) access.tokenFile = besideSite(site, site.tokenFile);
+    if (!said) access.tokenCommand = site.tokenCommand;
+    if (access.cert.empty()) {
+        access.cert = besideSite(site, site.cert);
+        access.key = besideSite(site, site.key);
+        const bool isPasswords = site.keyPasswordCommand.empty() && site.user.empty();
+        access.keyPasswordCommand = isPasswords ? site.passwordCommand : site.keyPasswordCommand;
+    }
+    addHeaders(access.headers, site.headers);
+    access.headersCommand = site.headersCommand;
+    if (access.pin.empty()) access.pin = site.pin;
+    if (access.unixSocket.empty()) access.unixSocket = besideSite(site, site.unixSocket);
+}
+
 }  // namespace
 
 bool Sites::knows(std::string_view typed) {
@@ -48,9 +87,14 @@ bool Sites::knows(std::string_view typed) {
     return parts && std::filesystem::exists(siteFile(parts->name), none);
 }
 
+void Sites::noteFirst(const Address& address) {
+    if (firstOrigin_.empty()) firstOrigin_ = address.origin();
+}
+
 // A colon that was forgotten behind a site's name is told.
 Result<Address> Sites::parseUrlOrTellColon(std::string_view typed) {
     Result<Address> address = Address::parse(typed);
+    if (address) noteFirst(*address);
     if (address) return address;
     const std::string_view name = typed.substr(0, typed.find('/'));
     std::error_code none;
@@ -73,6 +117,7 @@ Result<Address> Sites::resolve(std::string_view typed) {
     Result<Address> address =
         Address::parse(root->asCollection().collection() + std::string(parts->path));
     if (!address) return address;
+    noteFirst(*address);
     if (options_.user.empty()) address = address->withUser(site->user);
     used_.insert_or_assign(identityOf(*address), std::move(*site));
     return address;
@@ -105,8 +150,17 @@ std::string Sites::shortName(const Address& address) const {
 }
 
 CommonOptions Sites::optionsFor(const Address& address) const {
+    CommonOptions options = options_;
+    options.access = accessTo(address.origin());
     const Site* site = of(address);
-    return site == nullptr ? options_ : withDefaultsOf(*site, options_);
+    return site == nullptr ? options : withDefaultsOf(*site, options);
+}
+
+AccessOptions Sites::accessTo(const std::string& origin) const {
+    const bool isFirst = firstOrigin_.empty() || origin == firstOrigin_;
+    AccessOptions access = isFirst ? options_.access : AccessOptions();
+    access.origin = origin;
+    return access;
 }
 
 std::string identityOf(const Address& address) {
@@ -116,13 +170,16 @@ std::string identityOf(const Address& address) {
 CommonOptions withDefaultsOf(const Site& site, CommonOptions options) {
     if (options.user.empty()) options.user = site.user;
     if (options.proxy.empty()) options.proxy = site.proxy;
+    if (options.proxyAuth.empty()) options.proxyAuth = site.proxyAuth;
+    if (options.proxyCaFile.empty()) options.proxyCaFile = besideSite(site, site.proxyCaFile);
+    if (options.noProxy.empty()) options.noProxy = site.noProxy;
     options.insecureBasic = site.insecureBasic;
     const Result<Address> address = Address::parse(site.url);
     if (address && site.auth == "basic") options.basicUrl = address->collection();
     if (options.timeoutSeconds == 0) options.timeoutSeconds = site.timeoutSeconds;
-    if (options.caFile.empty() && !site.caFile.empty()) {
-        options.caFile = siteFile(site.name).parent_path() / site.caFile;
-    }
+    if (options.caFile.empty()) options.caFile = besideSite(site, site.caFile);
+    if (options.user == site.user) options.passwordCommand = site.passwordCommand;
+    if (address) takeAccess(options.access, site, address->origin());
     return options;
 }
 

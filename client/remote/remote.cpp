@@ -43,10 +43,7 @@ Error refusal(const Answer& answer) {
     error.code = Code::requestFailed;
     error.httpStatus = answer.status;
     error.kind = kindOf(error.code, answer.status);
-    if (const auto schemes = vxhost::unknownSchemes(answer.headers);
-        answer.status == 401 && !schemes.empty()) {
-        error.kind = Kind::refused;  // no password helps
-    }
+    if (!answer.unknownSchemes.empty()) error.kind = Kind::refused;  // no password helps
     return error;
 }
 

@@ -42,7 +42,13 @@ struct StrayLock {
     bool taken;              // by this process; else it may be one of the person's earlier ones
 };
 
+struct WayIn;
+
 struct Settings {
+    std::shared_ptr<const WayIn> wayIn;  // to one origin (platform/http/way_in.hpp); null: none
+    std::string proxyCaFile;             // as caFile, of an https proxy; empty: caFile
+    std::string noProxy;    // hosts that are reached without a proxy, as $no_proxy; empty: it says
+    std::string proxyAuth;  // "basic" (so does empty), "digest", "ntlm" or "negotiate"
     std::string caFile;     // PEM file of trusted authorities; empty: the system's trust store
     bool insecure = false;  // accept any certificate
     std::chrono::milliseconds connectTimeout{30'000};

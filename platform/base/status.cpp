@@ -120,6 +120,11 @@ constexpr StatusText texts[] = {
      "The file of the authorities that you trust cannot be used. It must be there, be yours to "
      "read, and hold certificates in PEM form."},
     {WEBLNK_LOCK_LEFT, "The server says that it has no such lock, and still shows it."},
+    {WEBLNK_OTHER_KEY,
+     "The server shows another key than the one that you trusted, so nothing was sent to it. Ask "
+     "its administrator whether the key was changed; if not, somebody may be in between."},
+    {WEBLNK_CERTIFICATE_WANTED,
+     "The server wants a certificate of yours, or does not take the one that it was shown."},
 
     {FSBOX_DENIED,
      "The system does not permit access to a local file or directory. Check its owner and mode."},

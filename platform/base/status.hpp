@@ -31,6 +31,8 @@ inline constexpr Status WEBLNK_LIBRARY_FAILED = 0x80FFD00Du;  // libcurl itself
 inline constexpr Status WEBLNK_NO_TLS = 0x80FFD00Eu;  // the handshake failed before any certificate
 inline constexpr Status WEBLNK_NO_AUTHORITIES = 0x80FFD00Fu;  // the trusted ones cannot be read
 inline constexpr Status WEBLNK_LOCK_LEFT = 0x80FFD010u;  // UNLOCK says there is none, but there is
+inline constexpr Status WEBLNK_OTHER_KEY = 0x80FFD011u;  // than the one that is pinned
+inline constexpr Status WEBLNK_CERTIFICATE_WANTED = 0x80FFD012u;  // of the person, or another one
 
 // fsbox.
 inline constexpr Status FSBOX_DENIED = 0x80BFE811u;

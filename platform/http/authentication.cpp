@@ -42,18 +42,63 @@ void Authentication::begin(const std::string& url, std::shared_ptr<const Credent
     forget();
     origin_ = origin(url);
     credentials_ = std::move(credentials);
+    token_.reset();
+    if (const WayIn* wayIn = wayInTo(url, settings_)) begin(*wayIn);
+    if (isGiven()) return;
     const bool may = hasUser() && !isClear(origin_) && settings_.knowsBasic;
     presumed_ = may && settings_.knowsBasic(url);
     if (presumed_) scheme_ = Scheme::basic;
 }
 
+void Authentication::begin(const WayIn& wayIn) {
+    connectionScheme_ = wayIn.connectionScheme;
+    if (connectionScheme_ != 0) scheme_ = Scheme::connection;
+    if (!wayIn.token) return;
+    takeToken(nullptr);
+    if (!token_) return;
+    scheme_ = Scheme::bearer;
+    if (isClear(origin_) && settings_.passwordInClear) settings_.passwordInClear(origin_);
+}
+
+void Authentication::takeToken(const SecretText* refused) {
+    token_ = settings_.wayIn->token(refused);
+    tokenSince_ = std::chrono::steady_clock::now();
+    ++generation_;
+}
+
+bool Authentication::renewToken(std::chrono::steady_clock::time_point begun) {
+    if (tokenSince_ > begun) return true;
+    const auto refused = token_;
+    takeToken(refused.get());
+    if (token_) return true;
+    token_ = refused;
+    return false;
+}
+
 bool Authentication::forget() {
+    if (isGiven()) return false;
     ++generation_;
     answered_ = presumed_ = false;
     return std::exchange(scheme_, Scheme::unknown) != Scheme::unknown;
 }
 
+// curl answers challenges of connections once there is a user name, be it an empty one: then the
+// ticket says who it is.
+void Authentication::applyGiven(CURL* easy) const {
+    setOption(easy, CURLOPT_PROXY, credentials_->proxy.get());
+    if (isBearer()) {
+        setOption(easy, CURLOPT_XOAUTH2_BEARER, token_->get());
+        setOption(easy, CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_BEARER));
+        return;
+    }
+    setOption(easy, CURLOPT_USERNAME, hasUser() ? credentials_->user.get() : "");
+    setOption(easy, CURLOPT_PASSWORD,
+              credentials_->password.empty() ? "" : credentials_->password.get());
+    setOption(easy, CURLOPT_HTTPAUTH, static_cast<long>(connectionScheme_));
+}
+
 void Authentication::apply(CURL* easy, const std::string& url) const {
+    if (isGiven()) return applyGiven(easy);
     setOption(easy, CURLOPT_USERNAME, credentials_->user.get());
     // An empty password is sent as such; without a user name none may be set.
     const char* empty = hasUser() ? "" : nullptr;
@@ -79,7 +124,7 @@ Authentication::Scheme Authentication::offered(CURL* easy) {
 }
 
 void Authentication::noteChallenges(CURL* easy, bool askedForDigest) {
-    if (!hasUser()) return;
+    if (!hasUser() || isGiven()) return;
     if (askedForDigest) digestOrigins().add(origin_);
     const bool clear = isClear(origin_) && offered(easy) == Scheme::basic && !refusesBasic();
     if (clear && settings_.passwordInClear) settings_.passwordInClear(origin_);
@@ -95,7 +140,7 @@ void Authentication::learn(CURL* easy) {
 bool Authentication::fallBackToBasic(const Headers& challenges) {
     const bool basicAlone = offersScheme(challenges, "Basic") && !offersUsableDigest(challenges);
     const bool passedOver = basicAlone && offersScheme(challenges, "Digest");
-    if (!hasUser() || !passedOver || refusesBasic()) return false;
+    if (!hasUser() || isGiven() || !passedOver || refusesBasic()) return false;
     forget();
     scheme_ = Scheme::basic;
     if (settings_.foundBasic) settings_.foundBasic(origin_);
@@ -108,12 +153,13 @@ bool Authentication::refusesBasic() const {
 }
 
 bool Authentication::refusesOfferedBasic(CURL* easy) const {
-    return hasUser() && offered(easy) == Scheme::basic && refusesBasic();
+    return hasUser() && !isGiven() && offered(easy) == Scheme::basic && refusesBasic();
 }
 
 const char* Authentication::schemeName() const {
-    if (!isKnown()) return "";
-    return isDigest() ? "Digest" : "Basic";
+    if (isOfConnection()) return connectionScheme_ == CURLAUTH_NTLM ? "NTLM" : "Negotiate";
+    constexpr const char* names[] = {"", "Basic", "Digest", "Bearer"};
+    return names[static_cast<size_t>(scheme_)];
 }
 
 bool Authentication::isInTurn() const {

@@ -2,7 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <iterator>
 #include <new>
+#include <string_view>
 
 namespace vxhost {
 namespace {
@@ -11,6 +14,16 @@ std::string proxyAnswer(CURL* easy) {
     long status = 0;
     curl_easy_getinfo(easy, CURLINFO_HTTP_CONNECTCODE, &status);
     return status >= 300 ? fmt::format("the proxy answered {}", status) : std::string();
+}
+
+// Alerts about the certificate of who connects (RFC 8446, 6.2), as OpenSSL words them.
+bool isOfOwnCertificate(std::string_view words) {
+    constexpr std::string_view alerts[] = {
+        "alert certificate required",   "alert bad certificate",     "alert unknown ca",
+        "alert certificate unknown",    "alert certificate expired", "alert certificate revoked",
+        "alert unsupported certificate"};
+    return std::any_of(std::begin(alerts), std::end(alerts),
+                       [words](std::string_view alert) { return words.find(alert) != words.npos; });
 }
 
 }  // namespace
@@ -25,6 +38,9 @@ CurlFailure curlFailure(CURL* easy, CURLcode code, const std::string& detail, bo
     if (words.starts_with("Unsupported proxy")) {
         return {WEBLNK_PROXY_REFUSED,
                 "the proxy's URL is of no kind that can be used, such as http, https or socks5"};
+    }
+    if (isOfOwnCertificate(words)) {
+        return {WEBLNK_CERTIFICATE_WANTED, "the server ended the TLS connection (" + words + ")"};
     }
     switch (code) {
         case CURLE_OUT_OF_MEMORY:

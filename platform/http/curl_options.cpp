@@ -1,10 +1,27 @@
 #include "platform/http/curl_options.hpp"
 
 #include <new>
+#include <string_view>
 
 #include "platform/base/status.hpp"
 
 namespace vxhost {
+namespace {
+
+// The file alone, where there is one.
+void trust(CURL* easy, CURLoption file, CURLoption folder, const std::string& authorities) {
+    if (authorities.empty()) return;
+    setOption(easy, file, authorities.c_str());
+    setOption(easy, folder, nullptr);
+}
+
+unsigned long proxyScheme(std::string_view name) {
+    if (name == "digest") return CURLAUTH_DIGEST;
+    if (name == "ntlm") return CURLAUTH_NTLM;
+    return name == "negotiate" ? CURLAUTH_NEGOTIATE : CURLAUTH_BASIC;
+}
+
+}  // namespace
 
 void refuseOption(CURLcode code) {
     if (code == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
@@ -38,13 +55,13 @@ void setConnectionOptions(CURL* easy, const Settings& settings) {
     for (const auto option : {CURLOPT_SSL_VERIFYHOST, CURLOPT_PROXY_SSL_VERIFYHOST}) {
         setOption(easy, option, settings.insecure ? 0L : 2L);
     }
-    if (settings.caFile.empty()) return;
-    for (const auto option : {CURLOPT_CAINFO, CURLOPT_PROXY_CAINFO}) {
-        setOption(easy, option, settings.caFile.c_str());
-    }
-    for (const auto option : {CURLOPT_CAPATH, CURLOPT_PROXY_CAPATH}) {
-        setOption(easy, option, nullptr);  // the file alone is trusted
-    }
+    const std::string& ofProxy =
+        settings.proxyCaFile.empty() ? settings.caFile : settings.proxyCaFile;
+    trust(easy, CURLOPT_CAINFO, CURLOPT_CAPATH, settings.caFile);
+    trust(easy, CURLOPT_PROXY_CAINFO, CURLOPT_PROXY_CAPATH, ofProxy);
+    if (!settings.noProxy.empty()) setOption(easy, CURLOPT_NOPROXY, settings.noProxy.c_str());
+    setOption(easy, CURLOPT_PROXYAUTH, static_cast<long>(proxyScheme(settings.proxyAuth)));
+    setOption(easy, CURLOPT_HEADEROPT, CURLHEADER_SEPARATE);  // a proxy gets none of the server's
 }
 
 }  // namespace vxhost

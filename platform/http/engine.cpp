@@ -1,13 +1,14 @@
 #include "platform/http/engine.hpp"
 
 #include <algorithm>
-#include <mutex>
 #include <new>
 #include <utility>
 
 #include "platform/base/logger.hpp"
 #include "platform/base/status.hpp"
+#include "platform/http/curl_memory.hpp"
 #include "platform/http/curl_options.hpp"
+#include "platform/http/way_in.hpp"
 #include "platform/text/url.hpp"
 
 namespace vxhost {
@@ -20,13 +21,6 @@ constexpr unsigned usualConnections = 8;   // to the origin at once, of all that
 // A question that costs a server nothing is answered by then over a second connection, or the
 // server serves one connection at a time and waits for the end of the first.
 constexpr milliseconds patience{1500};
-
-void startCurl() {
-    static std::once_flag once;  // curl_global_init is not safe on every platform
-    std::call_once(once, [] {
-        if (const auto code = curl_global_init(CURL_GLOBAL_DEFAULT)) refuseOption(code);
-    });
-}
 
 SharePtr makeShare() {
     SharePtr share(curl_share_init());
@@ -152,6 +146,7 @@ EasyPtr Engine::takeHandle(const std::string& url) {
         easy.reset(curl_easy_init());
         if (!easy) throw std::bad_alloc();
         setConnectionOptions(easy.get(), settings_);
+        if (const WayIn* wayIn = wayInTo(url, settings_)) setWayIn(easy.get(), *wayIn);
         setOption(easy.get(), CURLOPT_SHARE, share_.get());
         setOption(easy.get(), CURLOPT_COOKIEFILE, "");  // kept in memory
     } else {

@@ -223,14 +223,16 @@ void Exchange::settle(Answer answer, Authentication& authentication) {
 // then worthless, and a 401 says that nothing was done yet.
 void Exchange::settleChallenge(Answer answer, Authentication& authentication) {
     const bool mayAskAgain = attempts_.challenges < Attempts::mostChallenges;
-    const bool wasKnown = authentication.forget();
+    const bool wasKnown = authentication.isBearer()
+                              ? attempts_.challenges == 1 && authentication.renewToken(begun_)
+                              : authentication.forget();
     if (mayAskAgain && (wasKnown || authentication.fallBackToBasic(answer.headers))) {
         if (request_.upload) request_.upload->rewind();
         return restart("401");
     }
-    const std::string schemes = unknownSchemes(answer.headers);
-    if (!schemes.empty() && sender_.settings.unknownSchemes) {
-        sender_.settings.unknownSchemes(schemes);
+    if (!authentication.isGiven()) answer.unknownSchemes = unknownSchemes(answer.headers);
+    if (!answer.unknownSchemes.empty() && sender_.settings.unknownSchemes) {
+        sender_.settings.unknownSchemes(answer.unknownSchemes);
     }
     if (authentication.refusesOfferedBasic(easy_.get())) {
         journalSentence(

@@ -17,6 +17,7 @@ struct Answer {
     int32_t status = -1;
     std::string url;  // that was asked, behind redirects
     Headers headers;
+    std::string unknownSchemes{};  // of a 401: those that it asks for where nobody can answer any
     std::string text;       // of the body, when no sink took it: its beginning, up to 256 KiB
     bool isFramed = false;  // HTTP/2: the end of its body is told apart from a cut (RFC 9113, 8.1)
     bool isRecalled = false;  // it was given before, to the same request
@@ -70,7 +71,8 @@ struct Request {
     std::string url;  // as the request carries it
     Policy policy;
     std::vector<std::string> headers;
-    std::string document;            // an XML body; empty: none
+    std::string document;  // the body, unless it is an upload; empty: none
+    const char* documentType = "application/xml; charset=utf-8";
     UploadSource* upload = nullptr;  // the body of a PUT
     BodySink* sink = nullptr;
     bool isStreamed = false;  // a sink takes its answer, as soon as somebody has one

@@ -13,7 +13,7 @@
 namespace vxhost {
 namespace {
 
-constexpr size_t gatheredBytes = 1 << 20;
+constexpr size_t gatheredStreamBytes = 1 << 20;
 // Of a wait for the next bytes, in which the server is not heard.
 constexpr int waitMilliseconds = 200;
 
@@ -21,10 +21,10 @@ constexpr int waitMilliseconds = 200;
 
 StreamUpload::StreamUpload(const Settings& settings, Descriptor input, std::filesystem::path shown)
     : settings_(settings), input_(std::move(input)), shown_(std::move(shown)) {
-    gathered_.resize(gatheredBytes);
+    gathered_.resize(gatheredStreamBytes);
     size_t size = 0;
-    while (!ended_ && size < gatheredBytes) {
-        size += readInput(gathered_.data() + size, gatheredBytes - size);
+    while (!ended_ && size < gatheredStreamBytes) {
+        size += readInput(gathered_.data() + size, gatheredStreamBytes - size);
     }
     gathered_.resize(size);
     if (ended_) length_ = size;

@@ -12,7 +12,9 @@
 #include "platform/base/status.hpp"
 #include "platform/http/curl_failure.hpp"
 #include "platform/http/curl_options.hpp"
+#include "platform/http/server_certificate.hpp"
 #include "platform/http/upload_source.hpp"
+#include "platform/http/way_in.hpp"
 #include "platform/http/wire_trace.hpp"
 #include "platform/text/url.hpp"
 
@@ -41,6 +43,7 @@ in_port_t portOf(std::string_view url) {
 }
 
 in_port_t portOf(const curl_sockaddr& peer) {
+    if (peer.family != AF_INET && peer.family != AF_INET6) return 0;
     // The port is at the same place in both (RFC 3493, 3.10).
     return ntohs(reinterpret_cast<const sockaddr_in&>(peer.addr).sin_port);
 }
@@ -59,7 +62,7 @@ Transfer::Transfer(CURL* easy, CURLM* multi, const Sender& sender, const Request
     setMethod();
     setCallbacks();
     setSpeed();
-    setWireTrace(easy_, sender_.logger);
+    setWireTrace(easy_, sender_);
     setOption(easy_, CURLOPT_URL, request_.url.c_str());
     setOption(easy_, CURLOPT_ERRORBUFFER, static_cast<char*>(error_));
     const bool fresh = !attempts_.trustsConnections && !request_.policy.repeatable;
@@ -98,7 +101,12 @@ void Transfer::addHeader(const char* line) {
 
 void Transfer::setHeaders() {
     for (const auto& line : request_.headers) addHeader(line.c_str());
-    if (!request_.document.empty()) addHeader("Content-Type: application/xml; charset=utf-8");
+    if (const WayIn* wayIn = wayInTo(request_.url, sender_.settings)) {
+        for (const SecretText& line : wayIn->headers) addHeader(line.get());
+    }
+    if (!request_.document.empty()) {
+        addHeader(fmt::format("Content-Type: {}", request_.documentType).c_str());
+    }
     const bool large = request_.upload &&
                        (request_.isLarge ||
                         request_.upload->length().value_or(expectThreshold + 1) > expectThreshold);
@@ -116,7 +124,9 @@ void Transfer::setMethod() {
     setOption(easy_, CURLOPT_CUSTOMREQUEST, nullptr);
     const auto length = request_.upload ? request_.upload->length() : 0;
     const bool isLarge = request_.isLarge || length.value_or(streamThreshold + 1) > streamThreshold;
-    const auto version = isLarge ? CURL_HTTP_VERSION_1_1 : CURL_HTTP_VERSION_2TLS;
+    const WayIn* wayIn = wayInTo(request_.url, sender_.settings);
+    const bool ofConnection = wayIn && wayIn->connectionScheme != 0;
+    const auto version = isLarge || ofConnection ? CURL_HTTP_VERSION_1_1 : CURL_HTTP_VERSION_2TLS;
     setOption(easy_, CURLOPT_HTTP_VERSION, static_cast<long>(version));
     if (request_.upload) {
         setOption(easy_, CURLOPT_UPLOAD, 1L);
@@ -127,7 +137,7 @@ void Transfer::setMethod() {
         setOption(easy_, CURLOPT_NOBODY, 1L);
         return;
     }
-    if (!request_.document.empty()) {
+    if (!request_.document.empty() || request_.method == "POST") {
         setOption(easy_, CURLOPT_POST, 1L);
         setOption(easy_, CURLOPT_POSTFIELDSIZE_LARGE,
                   static_cast<curl_off_t>(request_.document.size()));
@@ -376,10 +386,20 @@ void Transfer::tellTraffic() const {
                               .bytesDown = headerBytes_ + static_cast<uint64_t>(down)});
 }
 
+void Transfer::failForPin() const {
+    const auto shown = shownCertificate(easy_);
+    fail(WEBLNK_OTHER_KEY,
+         fmt::format("the server's public key is {}, and it was {} that you trusted; its "
+                     "certificate now has the SHA-256 fingerprint {}",
+                     shown ? shown->pin : "another one", sender_.settings.wayIn->pin,
+                     shown ? shown->fingerprint : "unknown"));
+}
+
 void Transfer::judge(CURLcode code) {
     if (failure_) std::rethrow_exception(failure_);
     if (headerTooLong(code)) fail(WEBLNK_BAD_ANSWER, "a line of the answer's header is too long");
     const bool whole = enough_ == Enough::no;
+    if (code == CURLE_SSL_PINNEDPUBKEYNOTMATCH) failForPin();
     if (code != CURLE_OK && whole) {
         const auto failure = curlFailure(easy_, code, error_, sent_, viaProxy());
         fail(failure.status, failure.why);

@@ -70,6 +70,7 @@ private:
     void watchSpeed();
     void watchAnswer();
     void judge(CURLcode code);
+    [[noreturn]] void failForPin() const;
     bool headerTooLong(CURLcode code) const;
     void trace(CURLcode code) const;
     void tellTraffic() const;

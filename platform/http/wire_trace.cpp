@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "platform/base/logger.hpp"
 #include "platform/http/curl_options.hpp"
+#include "platform/http/way_in.hpp"
 
 namespace vxhost {
 namespace {
@@ -35,7 +37,19 @@ std::string withoutUserinfo(std::string_view line) {
     return std::string(line.substr(0, begin)).append("***").append(line.substr(at));
 }
 
-std::string shown(std::string_view line) {
+// The fields that the person adds to requests, whose values may open the way in.
+std::optional<std::string_view> ownField(std::string_view line, const Settings& settings) {
+    if (!settings.wayIn) return std::nullopt;
+    for (const SecretText& field : settings.wayIn->headers) {
+        const std::string_view given = field.get();
+        const std::string_view name = given.substr(0, given.find(':') + 1);
+        if (begins(line, name)) return name;
+    }
+    return std::nullopt;
+}
+
+std::string shown(std::string_view line, const Settings& settings) {
+    if (const auto name = ownField(line, settings)) return std::string(*name) + " ***";
     const auto fits = [line](std::string_view name) { return begins(line, name); };
     if (const auto* name = std::find_if(std::begin(masked), std::end(masked), fits);
         name != std::end(masked)) {
@@ -45,16 +59,17 @@ std::string shown(std::string_view line) {
     return holdsUrl ? withoutUserinfo(line) : std::string(line);
 }
 
-int traceWire(CURL*, curl_infotype kind, char* data, size_t size, void* logger) noexcept {
+int traceWire(CURL*, curl_infotype kind, char* data, size_t size, void* of) noexcept {
     if (kind != CURLINFO_HEADER_OUT && kind != CURLINFO_HEADER_IN) return 0;
+    const Sender& sender = *static_cast<const Sender*>(of);
     try {
         const std::string prefix = kind == CURLINFO_HEADER_OUT ? "> " : "< ";
         const std::string_view text(data, size);
         for (size_t begin = 0; begin < size;) {
             const size_t end = std::min(text.find("\r\n", begin), size);
             if (end > begin) {
-                logLine(static_cast<vx::Logger*>(logger), LOG_WIRE,
-                        prefix + shown(text.substr(begin, end - begin)));
+                logLine(sender.logger, LOG_WIRE,
+                        prefix + shown(text.substr(begin, end - begin), sender.settings));
             }
             begin = end + 2;
         }
@@ -65,11 +80,11 @@ int traceWire(CURL*, curl_infotype kind, char* data, size_t size, void* logger) 
 
 }  // namespace
 
-void setWireTrace(CURL* easy, vx::Logger* logger) {
-    const bool wanted = logger && logWanted(logger, LOG_WIRE);
+void setWireTrace(CURL* easy, const Sender& sender) {
+    const bool wanted = sender.logger && logWanted(sender.logger, LOG_WIRE);
     setOption(easy, CURLOPT_VERBOSE, wanted ? 1L : 0L);
     setOption(easy, CURLOPT_DEBUGFUNCTION, &traceWire);
-    setOption(easy, CURLOPT_DEBUGDATA, logger);
+    setOption(easy, CURLOPT_DEBUGDATA, const_cast<Sender*>(&sender));
 }
 
 }  // namespace vxhost

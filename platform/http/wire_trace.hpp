@@ -3,11 +3,12 @@
 
 #include <curl/curl.h>
 
-#include "host/logger.h"
+#include "platform/http/target.hpp"
 
 namespace vxhost {
 
-// Turns the handle's trace on when the logger wants it, else off.
-void setWireTrace(CURL* easy, vx::Logger* logger);
+// Turns the handle's trace on when the sender's logger wants it, else off. The sender must live as
+// long as the handle runs.
+void setWireTrace(CURL* easy, const Sender& sender);
 
 }  // namespace vxhost

@@ -12,10 +12,14 @@ const Site WORK{.name = "work",
                 .proxy = "p",
                 .caFile = "#c",
                 .timeoutSeconds = 86400,
-                .jobs = 64};
+                .jobs = 64,
+                .tokenCommand = {std::string(100, 'x'), "\"a\", # b"},
+                .headers = {"X-A: b"}};
 const std::string TEXT =
     "url = \"https://h/\"\nuser = \"\xC3\xBC \\\"a\\\" \\\\\\u007F\"\npassword = \"{zeb}\"\n"
-    "proxy = \"p\"\nca-file = \"#c\"\ntimeout = 86400\njobs = 64\n";
+    "proxy = \"p\"\nca-file = \"#c\"\ntimeout = 86400\njobs = 64\n"
+    "token-command = [\"" +
+    std::string(100, 'x') + "\", \"\\\"a\\\", # b\"]\nheaders = [\"X-A: b\"]\n";
 
 TEST(SiteText, whatIsWrittenIsReadAgain) {
     EXPECT_EQ(siteText(WORK), TEXT);
@@ -43,6 +47,23 @@ TEST(SiteText, whatIsWrongIsToldByLineAndKey) {
         {"insecure-basic = yes\n", "Line 1: insecure-basic must be true or false, with nothing"},
         {"jobs = 4\njobs = 5\n", "Line 2: jobs stands there twice."},
         {"job\n", "Line 1: it is none that sets a key"},
+        {"auth = 'digest'\n", "Line 1: auth must be \"basic\", \"negotiate\" or \"ntlm\""},
+        {"password-command = 'pass'\n", "Line 1: password-command must be a list of texts in"},
+        {"user = 'a'\npassword-command = []\n", "Line 2: password-command must begin with a"},
+        {"user = 'a'\npassword-command = ['x', 1]\n", "Line 2: password-command must be a list"},
+        {"password-command = ['x']\n", "Line 1: password-command gives a password, and there is"},
+        {"user = 'a'\npassword-command = ['x']\npassword = 'p'\n",
+         "Line 2: password-command stands beside password"},
+        {"token-command = ['']\n", "Line 1: token-command must begin with a program"},
+        {"token-file = 'f'\ntoken-command = ['x']\n", "Line 2: token-command stands beside"},
+        {"auth = 'ntlm'\ntoken-file = 'f'\n", "Line 2: token-file gives a token, which auth"},
+        {"key = 'k'\n", "Line 1: key is that of a certificate, and there is no cert"},
+        {"headers = ['A: b', 'geheim']\n", "Line 1: headers must hold headers, and number 2 is no"},
+        {"headers = [\"A: geheim\\n\"]\n", "Line 1: headers must hold headers, and number 1 is A,"},
+        {"headers = ['If: geheim']\n", "Line 1: headers must hold headers, and number 1 is If, w"},
+        {"headers = ['A: ']\n", "Line 1: headers must hold headers, and number 1 is A, which has"},
+        {"pin = 'sha256//'\n", "Line 1: pin must be \"sha256//\" and 44 characters"},
+        {"proxy-auth = 'none'\n", "Line 1: proxy-auth must be \"basic\", \"digest\", \"ntlm\""},
     };
     for (const auto& [text, problem] : rows) {
         const std::string told = parseSite("work", text).error().sentences.front();

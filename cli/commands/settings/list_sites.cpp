@@ -7,17 +7,52 @@
 #include "cli/config/site_file.hpp"
 #include "cli/terminal/json.hpp"
 #include "cli/terminal/report.hpp"
+#include "cli/terminal/suggestion.hpp"
 #include "cli/terminal/table.hpp"
 #include "cli/terminal/terminal.hpp"
 
 namespace quillon::cli {
 namespace {
 
+std::string_view wayInto(const Site& site) {
+    if (!site.password.empty()) return "password stored";
+    if (!site.tokenFile.empty() || !site.tokenCommand.empty()) return "by token";
+    if (!site.auth.empty() && site.auth != "basic") return site.auth;
+    if (!site.cert.empty()) return "by certificate";
+    return site.passwordCommand.empty() ? "no password stored" : "password by command";
+}
+
 void print(const std::vector<Site>& sites) {
     Table table({Align::left, Align::left, Align::left, Align::left});
     for (const Site& site : sites) {
         table.add(site.name, forOutput(site.url), site.user.empty() ? "-" : forOutput(site.user),
-                  site.password.empty() ? "no password stored" : "password stored");
+                  wayInto(site));
+    }
+    fmt::print("{}", table.text());
+}
+
+std::string shown(const std::string& text) {
+    return forOutput(text);
+}
+std::string shown(int number) {
+    return std::to_string(number);
+}
+std::string shown(bool) {
+    return "true";
+}
+std::string shown(const Texts& words) {
+    std::vector<std::string> quoted;
+    for (const std::string& word : words) quoted.push_back(shellWord(word));
+    return forOutput(fmt::format("{}", fmt::join(quoted, " ")));
+}
+
+// A site by itself: each key that is set.
+void printKeys(const Site& site) {
+    Table table({Align::left, Align::left});
+    for (const SiteKey& key : siteKeys()) {
+        if (!isSet(site, key)) continue;
+        const auto text = [&site](auto field) { return shown(site.*field); };
+        table.add(std::string(key.name), key.isSecret ? "stored" : std::visit(text, key.field));
     }
     fmt::print("{}", table.text());
 }
@@ -37,18 +72,22 @@ void addTo(JsonObject& object, const SiteKey& key, const Site& site) {
     const auto add = [&](auto field) {
         const auto& value = site.*field;
         using Value = std::decay_t<decltype(value)>;
-        const bool isSet = value != Value();
-        if (key.isSecret) return object.addFlag(name + "Stored", isSet);
-        if (!isSet) return;
         if constexpr (std::is_same_v<Value, std::string>) {
             object.addText(name, value);
         } else if constexpr (std::is_same_v<Value, bool>) {
             object.addFlag(name, value);
+        } else if constexpr (std::is_same_v<Value, Texts>) {
+            object.addTexts(name, {value.begin(), value.end()});
         } else {
             object.addNumber(name, static_cast<uint64_t>(value));
         }
     };
-    std::visit(add, key.field);
+    // Of most sites it says something that there is none.
+    if (key.isSecret && (key.name == "password" || isSet(site, key))) {
+        object.addFlag(name + "Stored", isSet(site, key));
+    } else if (isSet(site, key)) {
+        std::visit(add, key.field);
+    }
 }
 
 void printJson(const std::vector<Site>& sites) {
@@ -60,6 +99,13 @@ void printJson(const std::vector<Site>& sites) {
         objects.push_back(object.text());
     }
     fmt::print("[{}]\n", fmt::join(objects, ","));
+}
+
+int runShowSite(Session& session, const std::string& name, bool json) {
+    const Result<Site> site = session.sites().find(name);
+    if (!site) return report("use the site", name, site.error());
+    json ? printJson({*site}) : printKeys(*site);
+    return exitDone;
 }
 
 int runListSites(Session& session, bool json) {
@@ -85,16 +131,20 @@ int runListSites(Session& session, bool json) {
 
 void addSites(CommandDefinition program, Invocation& invocation) {
     auto json = std::make_shared<bool>(false);
+    auto name = std::make_shared<std::string>();
     const CommandDefinition command = program.addCommand("sites", "List the sites that are stored");
+    command.addOption("NAME", *name, "Show all keys of this one, but for its secrets");
     command.addFlag("--json", *json, "An array of objects");
     command.setFooter(
         "Each has a file of its own, sites/NAME.toml in ~/.config/quillon, or where\n"
         "$XDG_CONFIG_HOME says.\n\n"
         "Examples:\n"
         "  quillon sites\n"
+        "  quillon sites work\n"
         "  quillon sites --json | jq -r '.[].name'\n");
-    whenGiven(command, invocation,
-              [json](Session& session) { return runListSites(session, *json); });
+    whenGiven(command, invocation, [json, name](Session& session) {
+        return name->empty() ? runListSites(session, *json) : runShowSite(session, *name, *json);
+    });
 }
 
 }  // namespace quillon::cli

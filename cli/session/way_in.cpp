@@ -1,0 +1,158 @@
+#include "cli/session/way_in.hpp"
+
+#include <fmt/format.h>
+
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "cli/session/command_output.hpp"
+#include "cli/session/password_file.hpp"
+#include "cli/session/prompt.hpp"
+#include "cli/session/sources.hpp"
+#include "cli/terminal/report.hpp"
+#include "client/header_line.hpp"
+#include "platform/base/status.hpp"
+#include "platform/http/client_certificate.hpp"
+#include "platform/http/way_in.hpp"
+
+namespace quillon::cli {
+namespace {
+
+using vxhost::ClientCertificate;
+using vxhost::SecretText;
+using vxhost::WayIn;
+using Token = std::shared_ptr<const SecretText>;
+
+// A shorter value of a header is no secret, and might be part of any word of a message.
+constexpr size_t shortestSecret = 6;
+
+// The token of a run, whichever engines use it: asked for again only by the first that is refused.
+class TokenSource {
+public:
+    explicit TokenSource(const AccessOptions& access)
+        : file_(access.tokenFile), command_(access.tokenCommand) {}
+
+    Result<void> fetch() {
+        const Result<Secret> token =
+            file_.empty() ? firstLineOf(command_, "token-command") : readPasswordFile(file_);
+        if (!token) return token.error();
+        now_ = std::make_shared<const SecretText>(token->view());
+        return {};
+    }
+
+    Token instead(const SecretText* refused) {
+        const std::lock_guard lock(mutex_);
+        if (refused == nullptr || !(*now_ == *refused)) return now_;
+        if (file_ == "-") return nullptr;  // that has been read
+        if (const Result<void> fetched = fetch(); !fetched) {
+            complain(fetched.error().sentences.front());
+            return nullptr;
+        }
+        return *now_ == *refused ? nullptr : now_;
+    }
+
+private:
+    const std::string file_;
+    const std::vector<std::string> command_;
+    std::mutex mutex_;
+    Token now_;
+};
+
+Result<void> addToken(WayIn& wayIn, const CommonOptions& options) {
+    if (!options.access.hasToken()) return {};
+    const auto source = std::make_shared<TokenSource>(options.access);
+    if (const Result<void> fetched = source->fetch(); !fetched) return fetched;
+    wayIn.token = [source](const SecretText* refused) { return source->instead(refused); };
+    tellSource(options, options.access.tokenFile.empty()
+                            ? "the token is what the site's token-command prints"
+                            : fmt::format("the token is that of {}", options.access.tokenFile));
+    return {};
+}
+
+Result<Secret> passphrase(const AccessOptions& access) {
+    const std::string& file = access.key.empty() ? access.cert : access.key;
+    if (!access.keyPasswordCommand.empty()) {
+        return firstLineOf(access.keyPasswordCommand, "command for the key's passphrase");
+    }
+    if (canPrompt()) return promptSecret(fmt::format("Passphrase of {}: ", file));
+    return localError(Kind::notAuthorized,
+                      fmt::format("{} has a passphrase, and there is no terminal to ask for it on. "
+                                  "A site's key-password-command can give it.",
+                                  file));
+}
+
+Result<void> addCertificate(WayIn& wayIn, const CommonOptions& options) {
+    const AccessOptions& access = options.access;
+    if (access.cert.empty()) {
+        if (access.key.empty()) return {};
+        return localError(Kind::usage, "--key is that of a certificate: give --cert, too.");
+    }
+    std::optional<Error> unanswered;
+    const auto ask = [&]() -> SecretText {
+        const Result<Secret> text = passphrase(access);
+        if (text) return SecretText(text->view());
+        unanswered = text.error();
+        throw vxhost::Failure(vxhost::WEBLNK_INTERRUPTED, "");
+    };
+    try {
+        wayIn.certificate = ClientCertificate::load(access.cert, access.key, ask);
+    } catch (const vxhost::Failure& failure) {
+        if (unanswered) return *unanswered;
+        return localError(Kind::local,
+                          fmt::format("The certificate cannot be used: {}", failure.what()));
+    }
+    tellSource(options, fmt::format("the certificate is that of {}", access.cert));
+    return {};
+}
+
+void addLine(WayIn& wayIn, std::string_view line) {
+    const size_t colon = line.find(':');
+    const size_t value = line.find_first_not_of(" \t", std::min(colon, line.size() - 1) + 1);
+    const std::string_view text = value == line.npos ? std::string_view() : line.substr(value);
+    if (text.size() >= shortestSecret) concealInReports(text);
+    wayIn.headers.emplace_back(line);
+}
+
+Result<void> addHeaders(WayIn& wayIn, const CommonOptions& options) {
+    for (const std::string& line : options.access.headers) addLine(wayIn, line);
+    const auto& command = options.access.headersCommand;
+    if (command.empty()) return {};
+    const Result<Secret> text = outputOf(command, "headers-command");
+    if (!text) return text.error();
+    for (std::string_view rest = text->view(); !rest.empty();) {
+        std::string_view line = rest.substr(0, rest.find('\n'));
+        rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+        if (line.ends_with('\r')) line.remove_suffix(1);
+        if (line.empty()) continue;
+        if (const std::string problem = headerProblem(line); !problem.empty()) {
+            return localError(Kind::local, fmt::format("A line of {}, the headers-command, {}.",
+                                                       command.front(), problem));
+        }
+        addLine(wayIn, line);
+    }
+    tellSource(options, "headers are what the site's headers-command prints");
+    return {};
+}
+
+}  // namespace
+
+Result<std::shared_ptr<const WayIn>> findWayIn(const CommonOptions& options) {
+    const AccessOptions& access = options.access;
+    if (access == AccessOptions{.origin = access.origin}) return std::shared_ptr<const WayIn>();
+    const auto wayIn = std::make_shared<WayIn>();
+    wayIn->origin = access.origin;
+    wayIn->pin = access.pin;
+    wayIn->unixSocket = access.unixSocket;
+    if (!access.auth.empty()) {
+        wayIn->connectionScheme = access.auth == "ntlm" ? CURLAUTH_NTLM : CURLAUTH_NEGOTIATE;
+    }
+    for (const auto add : {addToken, addCertificate, addHeaders}) {
+        if (const Result<void> added = add(*wayIn, options); !added) return added.error();
+    }
+    return std::shared_ptr<const WayIn>(wayIn);
+}
+
+}  // namespace quillon::cli
