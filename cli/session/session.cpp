@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "cli/session/refusal.hpp"
 #include "cli/session/this_machine.hpp"
 #include "cli/session/way_in.hpp"
 #include "cli/terminal/last_words.hpp"
@@ -104,23 +105,8 @@ Session::Session(const CommonOptions& options, Cost* cost)
     : options_(options), sites_(options), credentials_(options, sites_), cost_(cost) {}
 
 Error Session::refusal(const Address& address, const Login& login, Error error) const {
-    const Site* site = sites_.of(address);
-    const AccessOptions access = sites_.optionsFor(address).access;
-    if (error.code == Code::certificateWanted) {
-        error.sentences.emplace_back("Give it with --cert, and --key where that is another file.");
-    } else if (access.hasToken()) {
-        error.sentences.assign(1, "The server does not take the token.");
-    } else if (access.usesTicket()) {
-        error.sentences.assign(1,
-                               "The server does not take your Kerberos ticket. klist shows it, "
-                               "kinit gets one.");
-    } else if (login.user.empty()) {
-        error.sentences.assign(1, "The server asks who you are. Give a user name with --user.");
-    } else if (site != nullptr && !site->password.empty()) {
-        error.sentences.push_back(
-            fmt::format("If your password has changed: quillon login {}", site->name));
-    }
-    return error;
+    return explainRefusal(sites_.optionsFor(address).access, sites_.of(address), login,
+                          std::move(error));
 }
 
 // The mutex is held while a person is asked, so that a second worker waits for the answer to the
@@ -172,7 +158,7 @@ Result<Extension> Session::extension(const CommonOptions& options) {
         return each.key == key && each.access == options.access;
     });
     if (found != extensions_.end()) return found->extension;
-    const auto wayIn = findWayIn(options);
+    const auto wayIn = findWayIn(options, certificates_);
     if (!wayIn) return wayIn.error();
     ExtensionOptions wanted = extensionOptions(options, progress_);
     wanted.wayIn = *wayIn;

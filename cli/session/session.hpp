@@ -19,6 +19,7 @@
 #include "cli/session/credentials.hpp"
 #include "cli/session/left_work.hpp"
 #include "cli/session/sites.hpp"
+#include "cli/session/way_in.hpp"
 #include "cli/terminal/progress.hpp"
 #include "client/collection.hpp"
 
@@ -129,6 +130,7 @@ private:
         Extension extension;
     };
     std::vector<Started> extensions_;
+    Certificates certificates_;
 
     struct OpenCollection {
         std::shared_ptr<Collection> collection;

@@ -84,12 +84,13 @@ Result<Secret> passphrase(const AccessOptions& access) {
                                   file));
 }
 
-Result<void> addCertificate(WayIn& wayIn, const CommonOptions& options) {
+Result<void> addCertificate(WayIn& wayIn, const CommonOptions& options, Certificates& known) {
     const AccessOptions& access = options.access;
     if (access.cert.empty()) {
         if (access.key.empty()) return {};
         return localError(Kind::usage, "--key is that of a certificate: give --cert, too.");
     }
+    auto& certificate = known[access.cert + "\n" + access.key];
     std::optional<Error> unanswered;
     const auto ask = [&]() -> SecretText {
         const Result<Secret> text = passphrase(access);
@@ -98,7 +99,8 @@ Result<void> addCertificate(WayIn& wayIn, const CommonOptions& options) {
         throw vxhost::Failure(vxhost::WEBLNK_INTERRUPTED, "");
     };
     try {
-        wayIn.certificate = ClientCertificate::load(access.cert, access.key, ask);
+        if (!certificate) certificate = ClientCertificate::load(access.cert, access.key, ask);
+        wayIn.certificate = certificate;
     } catch (const vxhost::Failure& failure) {
         if (unanswered) return *unanswered;
         return localError(Kind::local,
@@ -139,7 +141,7 @@ Result<void> addHeaders(WayIn& wayIn, const CommonOptions& options) {
 
 }  // namespace
 
-Result<std::shared_ptr<const WayIn>> findWayIn(const CommonOptions& options) {
+Result<std::shared_ptr<const WayIn>> findWayIn(const CommonOptions& options, Certificates& known) {
     const AccessOptions& access = options.access;
     if (access == AccessOptions{.origin = access.origin}) return std::shared_ptr<const WayIn>();
     const auto wayIn = std::make_shared<WayIn>();
@@ -149,9 +151,10 @@ Result<std::shared_ptr<const WayIn>> findWayIn(const CommonOptions& options) {
     if (!access.auth.empty()) {
         wayIn->connectionScheme = access.auth == "ntlm" ? CURLAUTH_NTLM : CURLAUTH_NEGOTIATE;
     }
-    for (const auto add : {addToken, addCertificate, addHeaders}) {
+    for (const auto add : {addToken, addHeaders}) {
         if (const Result<void> added = add(*wayIn, options); !added) return added.error();
     }
+    if (const auto added = addCertificate(*wayIn, options, known); !added) return added.error();
     return std::shared_ptr<const WayIn>(wayIn);
 }
 

@@ -43,7 +43,10 @@ std::string_view remedy(const Error& error, std::string_view url) {
         case Code::unguarded:
             return "Use put --force if nobody else writes it.";
         case Code::untrusted:
-            return "Use --ca-file for that.";
+            return "Use --ca-file for that, or quillon login, which shows its certificate.";
+        case Code::otherKey:
+            return "If it was changed on purpose, quillon login with --pin and the new one trusts "
+                   "it.";
         case Code::timedOut:
             return "Use --timeout for that.";
         case Code::storedPasswordRefused:

@@ -5,7 +5,7 @@
 namespace quillon::cli {
 namespace {
 
-constexpr std::string_view TEXT =
+constexpr std::string_view NETRC =
     "# machine host login commented password out\n"
     "machine other login bob password wrong\n"
     "machine HOST login ann password secret\n"
@@ -22,7 +22,7 @@ TEST(Netrc, theFirstEntryThatFits) {
         {"elsewhere", "ann", ""},
     };
     for (const auto& [host, login, expected] : rows) {
-        const auto found = findInNetrc(TEXT, host, login);
+        const auto found = findInNetrc(NETRC, host, login);
         EXPECT_EQ(found ? found->login + " " + std::string(found->password.view()) : "", expected)
             << host << " " << login;
     }

@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 using support::Answer;
 using support::Request;
 
-const std::string token = "opaquelocktoken:1";
+const std::string heldToken = "opaquelocktoken:1";
 
 class TreeServer : public ProgramTest {
 protected:
@@ -47,7 +47,7 @@ protected:
 
     Answer lock() {
         locked = true;
-        return Answer(200).with("Lock-Token", "<" + token + ">");
+        return Answer(200).with("Lock-Token", "<" + heldToken + ">");
     }
     Answer unlock() {
         locked = false;
@@ -57,7 +57,7 @@ protected:
         const bool isThere = members.contains(request.target);
         if (obeys && isThere && !request.field("If-None-Match").empty()) return Answer(412);
         if (!request.field("If-Match").empty()) return Answer(412);
-        if (locked && request.field("If").find(token) == std::string::npos) return Answer(423);
+        if (locked && request.field("If").find(heldToken) == std::string::npos) return Answer(423);
         Member& member = members[request.target];
         member.size = std::stoull(std::string(request.field("Content-Length"))) + addsBytes;
         member.tag = fmt::format("\"{}\"", ++stores);

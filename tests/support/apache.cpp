@@ -10,7 +10,6 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "tests/support/certificate.hpp"
 #include "tests/support/files.hpp"
 #include "tests/support/http_probe.hpp"
 
@@ -84,8 +83,10 @@ std::vector<std::string> Apache::commandLine() const {
     if (options_.http2) words.emplace_back("-Dhttp2");
     if (options_.tls) {
         words.emplace_back("-Dtls");
-        define("certificate", certificate().file);
-        define("key", certificate().key);
+        const bool own = !options_.identity.file.empty();
+        define("certificate", own ? options_.identity.file : certificate().file);
+        define("key", own ? options_.identity.key : certificate().key);
+        if (!options_.clientAuthority.empty()) define("clientAuthority", options_.clientAuthority);
     }
     return words;
 }

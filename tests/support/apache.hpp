@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "tests/support/certificate.hpp"
 #include "tests/support/process.hpp"
 #include "tests/support/temporary_directory.hpp"
 
@@ -23,10 +24,12 @@ struct Account {
 struct ApacheOptions {
     Authentication authentication = Authentication::none;
     Account account{};
-    bool tls = false;                      // with certificate() of certificate.hpp
-    bool http2 = false;                    // over TLS, beside HTTP/1.1
-    bool withoutLocks = false;             // DAV class 1: no LOCK in Allow, 405 for it
-    std::filesystem::path documentRoot{};  // empty: one of its own
+    bool tls = false;                         // with certificate() of certificate.hpp
+    bool http2 = false;                       // over TLS, beside HTTP/1.1
+    Certificate identity{};                   // the server's; empty: certificate()
+    std::filesystem::path clientAuthority{};  // over TLS, clients show a certificate of its
+    bool withoutLocks = false;                // DAV class 1: no LOCK in Allow, 405 for it
+    std::filesystem::path documentRoot{};     // empty: one of its own
 };
 
 class Apache {

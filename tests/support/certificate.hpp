@@ -3,6 +3,7 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 
 namespace support {
 
@@ -11,5 +12,8 @@ struct Certificate {
 };
 
 const Certificate& certificate();
+
+// Another one of that kind, FOLDER/NAME.pem and FOLDER/NAME.key.
+Certificate makeCertificate(const std::filesystem::path& folder, const std::string& name);
 
 }  // namespace support

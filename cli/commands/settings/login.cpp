@@ -7,12 +7,12 @@
 #include <utility>
 
 #include "cli/commands/command.hpp"
-#include "cli/commands/what_is_there.hpp"
+#include "cli/commands/settings/trial.hpp"
 #include "cli/config/site_file.hpp"
-#include "cli/session/prompt.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
 #include "client/password.hpp"
+#include "platform/text/url.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -22,47 +22,23 @@ struct LoginOptions {
     std::string url;  // empty: as stored
 };
 
-Result<void> tryOut(Session& session, const CommonOptions& options, const Address& address,
-                    const Login& login) {
-    const Result<Extension> extension = session.extension(options);
-    if (!extension) return extension.error();
-    const Result<Collection> opened =
-        Collection::open(*extension, address, login, {.cache = false});
-    if (opened) return {};
-    return explainNotOpened(*extension, login, address, opened.error());
-}
-
-// What the server accepts. Only who is given or asked for now counts: no file, no earlier password.
-Result<Login> acceptedLogin(Session& session, const CommonOptions& options,
-                            const Address& address) {
-    Login login;
-    login.proxy = options.proxy;
-    login.user = address.hasCredentials() ? address.user() : options.user;
-    if (login.user.empty()) {
-        const Result<void> everybody = tryOut(session, options, address, login);
-        if (everybody) return login;
-        if (everybody.error().kind != Kind::notAuthorized) return everybody.error();
-        if (!canPrompt()) return session.refusal(address, login, everybody.error());
-        Result<std::string> user = promptLine("User name at " + address.origin() + ": ");
-        if (!user) return std::move(user).error();
-        login.user = std::move(*user);
-    }
-    if (address.password().empty()) {
-        Result<Secret> password = givenPassword(options, address, login.user);
-        if (!password) return std::move(password).error();
-        login.password = std::move(*password);
-    } else {
-        login.password = address.password();
-    }
-    const Result<void> tried = tryOut(session, options, address, login);
-    if (!tried) return tried.error();
-    return login;
-}
-
 // Command-line options become the site's own, but no password in clear does.
 void takeOptions(Site& site, const CommonOptions& options) {
     if (options.timeoutSeconds > 0) site.timeoutSeconds = options.timeoutSeconds;
-    if (!options.caFile.empty()) site.caFile = std::filesystem::absolute(options.caFile);
+    const AccessOptions& access = options.access;
+    const std::pair<const std::string&, std::string&> files[] = {
+        {options.caFile, site.caFile},      {options.proxyCaFile, site.proxyCaFile},
+        {access.cert, site.cert},           {access.key, site.key},
+        {access.tokenFile, site.tokenFile}, {access.unixSocket, site.unixSocket}};
+    for (const auto& [given, stored] : files) {
+        if (!given.empty()) stored = std::filesystem::absolute(given);
+    }
+    if (!access.tokenFile.empty()) site.tokenCommand.clear();
+    if (!options.proxyAuth.empty()) site.proxyAuth = options.proxyAuth;
+    if (!options.noProxy.empty()) site.noProxy = options.noProxy;
+    if (!access.headers.empty()) {
+        complain("--header is not stored; the site's headers-command can give it each time");
+    }
     if (options.insecure) complain("--insecure is not stored; give it each time");
     if (credentialsIn(options.proxy).empty()) {
         if (!options.proxy.empty()) site.proxy = options.proxy;
@@ -71,22 +47,30 @@ void takeOptions(Site& site, const CommonOptions& options) {
     }
 }
 
+Result<void> seal(Session& session, Site& site, const CommonOptions& options,
+                  const Secret& password) {
+    site.password.clear();
+    if (password.empty() || !site.passwordCommand.empty()) return {};
+    const Result<Extension> extension = session.extension(options);
+    if (!extension) return extension.error();
+    Result<std::string> encoded = encodePassword(*extension, password);
+    if (!encoded) return std::move(encoded).error();
+    site.password = std::move(*encoded);
+    return {};
+}
+
 Result<void> store(Session& session, Site site, const std::optional<Site>& before,
                    const CommonOptions& options, const Login& login) {
     site.user = login.user;
-    site.password.clear();
-    if (!login.password.empty()) {
-        const Result<Extension> extension = session.extension(options);
-        if (!extension) return extension.error();
-        Result<std::string> encoded = encodePassword(*extension, login.password);
-        if (!encoded) return std::move(encoded).error();
-        site.password = std::move(*encoded);
+    if (const Result<void> sealed = seal(session, site, options, login.password); !sealed) {
+        return sealed;
     }
     takeOptions(site, session.options());
+    site.pin = options.access.pin;
     const Result<Address> address = Address::parse(site.url);
     const bool overTls = address && address->origin().starts_with("https:");
     const bool asksForBasic = overTls && session.foundBasic(address->origin());
-    site.auth = asksForBasic && !login.user.empty() ? "basic" : "";
+    site.auth = asksForBasic && !login.user.empty() ? "basic" : options.access.auth;
     session.sites().forgetLoaded();
     return storeSite(site, before);
 }
@@ -122,13 +106,25 @@ Result<std::optional<Site>> siteBefore(const LoginOptions& options, bool hasUrl)
     return known;
 }
 
+// What opened one server is nothing to another one.
+Site withoutWayIn(Site site) {
+    return {.name = std::move(site.name),
+            .proxy = std::move(site.proxy),
+            .caFile = std::move(site.caFile),
+            .timeoutSeconds = site.timeoutSeconds,
+            .jobs = site.jobs,
+            .proxyAuth = std::move(site.proxyAuth),
+            .proxyCaFile = std::move(site.proxyCaFile),
+            .noProxy = std::move(site.noProxy)};
+}
+
 // The site as it is so far: only its name and URL when it is a new one.
 Site siteFor(const std::optional<Site>& before, const std::string& name, const std::string& url) {
     Site site = before.value_or(Site{.name = name});
-    if (!url.empty()) {
-        site.url = url;
-        site.user.clear();
-    }
+    if (url.empty()) return site;
+    if (!vxhost::sameOrigin(url, site.url)) site = withoutWayIn(std::move(site));
+    site.url = url;
+    site.user.clear();
     return site;
 }
 
@@ -149,10 +145,10 @@ int runLogin(Session& session, LoginOptions& options) {
     if (!address) return nothingStored(site.url, address.error());
     address = address->asCollection();
 
-    const CommonOptions common = withDefaultsOf(site, session.options());
-    const Result<Login> login = acceptedLogin(session, common, *address);
+    Trial trial(session, withDefaultsOf(site, session.options()), *address);
+    const Result<Login> login = trial.run();
     if (!login) return nothingStored(site.url, login.error());
-    const Result<void> stored = store(session, site, *before, common, *login);
+    const Result<void> stored = store(session, site, *before, trial.options(), *login);
     if (!stored) return nothingStored(site.url, stored.error());
     fmt::print("{}: is {}{}{}\n", site.name, site.url, login->user.empty() ? "" : ", user ",
                harmless(login->user));
@@ -169,8 +165,10 @@ void addLogin(CommandDefinition program, Invocation& invocation) {
     command.addOption("URL", options->url, "A collection; not needed for a site that is there");
     command.setFooter(
         "The password is asked for, tried on the server and stored encrypted, for you alone.\n"
-        "Afterwards the name and a colon stand for the URL in every command. The options\n"
-        "--proxy, --ca-file and --timeout become the site's own.\n\n"
+        "Afterwards the name and a colon stand for the URL in every command. The options by\n"
+        "which the server is reached (--proxy, --ca-file, --cert, --token-file and so on)\n"
+        "become the site's own. Of a server that nobody vouches for the certificate is shown;\n"
+        "if you know it, its public key is trusted from then on, and no other.\n\n"
         "Examples:\n"
         "  quillon login work https://example.org/dav/ --user ann\n"
         "  quillon ls work:reports/\n"

@@ -1,0 +1,99 @@
+#include "cli/commands/settings/trial.hpp"
+
+#include <fmt/format.h>
+
+#include <utility>
+
+#include "cli/commands/what_is_there.hpp"
+#include "cli/session/prompt.hpp"
+#include "cli/session/question.hpp"
+#include "cli/session/refusal.hpp"
+#include "cli/terminal/report.hpp"
+#include "client/certificate.hpp"
+
+namespace quillon::cli {
+namespace {
+
+std::vector<std::string> describe(const ServerCertificate& shown) {
+    return {fmt::format("Its certificate is for {}, from {}, valid from {} until {}.",
+                        shown.subject, shown.issuer, shown.validFrom, shown.validUntil),
+            fmt::format("SHA-256 fingerprint: {}", shown.fingerprint)};
+}
+
+}  // namespace
+
+Login Trial::nobody() const {
+    Login login;
+    login.proxy = options_.proxy;
+    return login;
+}
+
+Result<void> Trial::tryOut(const Login& login) {
+    const Result<Extension> extension = session_.extension(options_);
+    if (!extension) return extension.error();
+    const Result<Collection> opened =
+        Collection::open(*extension, address_, login, {.cache = false});
+    if (opened) return {};
+    return explainNotOpened(*extension, login, address_, opened.error());
+}
+
+Result<void> Trial::askForTrust(const Login& login, const Error& untrusted) {
+    const Result<Extension> extension = session_.extension(options_);
+    if (!extension) return extension.error();
+    const auto shown = lookAtCertificate(*extension, address_, login.proxy);
+    if (!shown) return untrusted;
+    std::vector<std::string> sentences = describe(*shown);
+    if (!canPrompt()) {
+        Error error = untrusted;
+        sentences.push_back(fmt::format("If that is the server's own: --pin {}", shown->pin));
+        error.sentences.insert(error.sentences.end(), sentences.begin(), sentences.end());
+        return error;
+    }
+    complain("nobody whom you trust vouches for this server.");
+    for (const std::string& sentence : sentences) complain(sentence);
+    const Result<bool> trusted =
+        askPerson("Compare it with what its administrator says. Is it the same?", "--pin");
+    if (!trusted) return trusted.error();
+    if (!*trusted) return untrusted;
+    options_.access.pin = shown->pin;
+    return {};
+}
+
+Result<void> Trial::accept(const Login& login) {
+    const Result<void> tried = tryOut(login);
+    if (tried || tried.error().code != Code::untrusted) return tried;
+    if (const Result<void> trusted = askForTrust(login, tried.error()); !trusted) return trusted;
+    return tryOut(login);
+}
+
+Result<Login> Trial::run() {
+    Login login = nobody();
+    const bool hasOtherWay = options_.access.hasToken() || options_.access.usesTicket();
+    login.user = address_.hasCredentials() ? address_.user() : options_.user;
+    if (login.user.empty() || hasOtherWay) {
+        if (hasOtherWay) login.user.clear();
+        const Result<void> everybody = accept(login);
+        if (everybody) return login;
+        const Error& error = everybody.error();
+        const bool byPassword = error.httpStatus == 401 && !hasOtherWay;
+        if (error.kind != Kind::notAuthorized) return error;
+        if (!byPassword || !canPrompt()) {
+            return explainRefusal(options_.access, nullptr, login, error);
+        }
+        Result<std::string> user = promptLine("User name at " + address_.origin() + ": ");
+        if (!user) return std::move(user).error();
+        login.user = std::move(*user);
+    }
+    if (address_.password().empty()) {
+        Result<Secret> password = givenPassword(options_, address_, login.user);
+        if (!password) return std::move(password).error();
+        login.password = std::move(*password);
+    } else {
+        login.password = address_.password();
+    }
+    const Result<void> accepted = accept(login);
+    if (!accepted) return accepted.error();
+    return login;
+}
+
+}  // namespace quillon::cli

@@ -1,0 +1,37 @@
+// A login that is tried on the server before it is stored.
+#pragma once
+
+#include <string>
+
+#include "cli/session/session.hpp"
+
+namespace quillon::cli {
+
+class Trial {
+public:
+    // options: those of the command line and of the site.
+    Trial(Session& session, CommonOptions options, Address address)
+        : session_(session), options_(std::move(options)), address_(std::move(address)) {}
+
+    // What the server accepts: who is given or asked for now, and nobody else. No file of other
+    // programs counts, and no earlier password. What is missing alone is asked for, and whether to
+    // trust a server that nobody vouches for.
+    Result<Login> run();
+
+    // The same of a login that is known.
+    Result<void> accept(const Login& login);
+
+    // With the pin of a server that the person trusts now.
+    const CommonOptions& options() const { return options_; }
+    Login nobody() const;  // with the proxy
+
+private:
+    Result<void> tryOut(const Login& login);
+    Result<void> askForTrust(const Login& login, const Error& untrusted);
+
+    Session& session_;
+    CommonOptions options_;
+    const Address address_;
+};
+
+}  // namespace quillon::cli
