@@ -77,11 +77,6 @@ std::string pinFieldProblem(const Site& site) {
     return std::string(pinProblem(site.pin));
 }
 
-std::string unixSocketProblem(const Site& site) {
-    return site.unixSocket.size() <= 107 ? ""
-                                         : "is longer than the 107 bytes that a socket's may have";
-}
-
 constexpr SiteKey keys[] = {
     {"url", &Site::url, false, urlProblem},
     {"user", &Site::user},
@@ -103,7 +98,7 @@ constexpr SiteKey keys[] = {
     {"headers", &Site::headers, true, headersProblem},
     {"headers-command", &Site::headersCommand, false, commandProblem<&Site::headersCommand>},
     {"pin", &Site::pin, false, pinFieldProblem},
-    {"unix-socket", &Site::unixSocket, false, unixSocketProblem},
+    {"unix-socket", &Site::unixSocket},
     {"proxy-auth", &Site::proxyAuth, false, proxyAuthProblem},
     {"proxy-ca-file", &Site::proxyCaFile},
     {"no-proxy", &Site::noProxy},

@@ -1,11 +1,14 @@
 #include "cli/session/way_in.hpp"
 
 #include <fmt/format.h>
+#include <sys/un.h>
 
+#include <filesystem>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "cli/session/command_output.hpp"
@@ -139,6 +142,22 @@ Result<void> addHeaders(WayIn& wayIn, const CommonOptions& options) {
     return {};
 }
 
+// Where curl would speak of a host that nobody asks.
+Result<void> addSocket(WayIn& wayIn, const CommonOptions& options) {
+    const std::string& path = options.access.unixSocket;
+    if (path.empty()) return {};
+    std::error_code none;
+    if (path.size() >= sizeof(sockaddr_un::sun_path)) {
+        return localError(Kind::local,
+                          fmt::format("{} is too long for the name of a socket.", path));
+    }
+    if (!std::filesystem::is_socket(path, none)) {
+        return localError(Kind::local, fmt::format("There is no socket {}.", path));
+    }
+    wayIn.unixSocket = path;
+    return {};
+}
+
 }  // namespace
 
 Result<std::shared_ptr<const WayIn>> findWayIn(const CommonOptions& options, Certificates& known) {
@@ -147,11 +166,10 @@ Result<std::shared_ptr<const WayIn>> findWayIn(const CommonOptions& options, Cer
     const auto wayIn = std::make_shared<WayIn>();
     wayIn->origin = access.origin;
     wayIn->pin = access.pin;
-    wayIn->unixSocket = access.unixSocket;
     if (!access.auth.empty()) {
         wayIn->connectionScheme = access.auth == "ntlm" ? CURLAUTH_NTLM : CURLAUTH_NEGOTIATE;
     }
-    for (const auto add : {addToken, addHeaders}) {
+    for (const auto add : {addSocket, addToken, addHeaders}) {
         if (const Result<void> added = add(*wayIn, options); !added) return added.error();
     }
     if (const auto added = addCertificate(*wayIn, options, known); !added) return added.error();

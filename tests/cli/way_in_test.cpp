@@ -164,6 +164,24 @@ TEST_F(WayIn, headersGoToTheirOriginAlone) {
     EXPECT_NE(line.find("X-Gate:  ******"), line.npos) << line;
 }
 
+TEST_F(WayIn, aSocketStandsForHostAndPort) {
+    const std::string socket = (home / "socket").string();
+    writeFile(work / "conf", "server.document-root = \"" + work.path().string() +
+                                 "\"\nserver.port = 0\nserver.bind = \"" + socket + "\"\n");
+    writeFile(work / "file", "content");
+    const support::RunningProcess lighttpd(
+        {.arguments = {"/usr/sbin/lighttpd", "-D", "-f", work / "conf"}});
+    ASSERT_TRUE(support::eventually([&] { return std::filesystem::exists(socket); }));
+    const std::string url = "http://nowhere.invalid/file", proxy = "http://127.0.0.1:1";
+    const std::string tooLong = work / std::string(108, 'x');
+    expect({{{"cat", "--unix-socket", socket, url}, 0, "content"},
+            {{"cat", "--unix-socket", socket, "--proxy", proxy, url}, 0, "content"},
+            {{"cat", "--unix-socket", "file", url}, 8, "There is no socket file."},
+            {{"cat", "--unix-socket", tooLong, url}, 8, "is too long for the name of a socket"}});
+    writeSite("http://nowhere.invalid/", "unix-socket = '" + socket + "'\n");
+    expect({{{"cat", "work:file"}, 0, "content"}});
+}
+
 TEST_F(WayIn, cookiesAreTheOriginsOwn) {
     ScriptedServer server, other;
     letIn(other, "Cookie", "id=geheim");
