@@ -13,7 +13,7 @@ protected:
     const std::string file = url + "file";
 };
 
-struct Case {
+struct Told {
     Arguments arguments;
     int exitCode;
     std::vector<std::string> told;  // on either stream
@@ -31,7 +31,7 @@ TEST_F(Messages, nameTheCauseAndTheWayOut) {
     expect({{{"login", "work", url}, 0, "work: is " + url + "\n"}});
     const std::string dead = support::localUrl(support::freePort(), ""), col = url + "col";
     const std::string isFile = file + " is a file, not a collection.";
-    const Case cases[] = {
+    const Told cases[] = {
         {{"ls", url}, 7, {"the proxy cannot be reached", "no_proxy names"}, {{"http_proxy", dead}}},
         {{"ls", dead},
          7,

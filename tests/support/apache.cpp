@@ -77,8 +77,9 @@ std::vector<std::string> Apache::commandLine() const {
     define("statusPort", std::to_string(statusPort_));
     const bool open = options_.authentication == Authentication::none;
     define("who", open ? "all granted" : "valid-user");
-    if (!open)
-        words.push_back(options_.authentication == Authentication::basic ? "-Dbasic" : "-Ddigest");
+    constexpr const char* schemes[] = {"-Dopen", "-Dbasic", "-Ddigest", "-Dnegotiate"};
+    words.emplace_back(schemes[static_cast<size_t>(options_.authentication)]);
+    define("keytab", options_.keytab);
     if (options_.withoutLocks) words.emplace_back("-DwithoutLocks");
     if (options_.http2) words.emplace_back("-Dhttp2");
     if (options_.tls) {

@@ -14,7 +14,7 @@
 
 namespace support {
 
-enum class Authentication { none, basic, digest };
+enum class Authentication { none, basic, digest, negotiate };
 
 struct Account {
     std::string user = "demo";
@@ -24,6 +24,7 @@ struct Account {
 struct ApacheOptions {
     Authentication authentication = Authentication::none;
     Account account{};
+    std::filesystem::path keytab{};           // to negotiate with, as HTTP/localhost
     bool tls = false;                         // with certificate() of certificate.hpp
     bool http2 = false;                       // over TLS, beside HTTP/1.1
     Certificate identity{};                   // the server's; empty: certificate()
