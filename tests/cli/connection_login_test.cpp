@@ -112,8 +112,8 @@ TEST_F(ConnectionLogin, byNtlm) {
         return more;
     };
     expect(
-        {{with({"--auth", "ntlm", "-uDOMAIN\\ann"}), 0, ""},
-         {with({"-uann"}), 1, "logins by NTLM"},
+        {{with({"-uann"}), 1, "logins by NTLM"},
+         {with({"--auth", "ntlm", "-uDOMAIN\\ann"}), 0, ""},
          {{"ls", "--auth", "kerberos", server.url()}, 2, "--auth: it is one of negotiate, ntlm"}});
     std::string bodies;
     for (const auto& request : server.requests()) {
