@@ -57,7 +57,9 @@ std::string_view remedy(const Error& error, std::string_view url) {
                    "system's, which the package ca-certificates brings.";
         case Code::proxyRefused:
             return "It is that of --proxy, of the site, or of the environment (http_proxy, "
-                   "https_proxy, all_proxy; no_proxy names hosts to reach without it).";
+                   "https_proxy, all_proxy; no_proxy names hosts to reach without it). "
+                   "--proxy-auth "
+                   "says how to log in to it.";
         default:
             break;
     }

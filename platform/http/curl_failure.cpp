@@ -6,14 +6,23 @@
 #include <iterator>
 #include <new>
 #include <string_view>
+#include <utility>
 
 namespace vxhost {
 namespace {
 
+constexpr std::pair<unsigned long, std::string_view> schemes[] = {
+    {CURLAUTH_BASIC, "Basic"},
+    {CURLAUTH_DIGEST, "Digest"},
+    {CURLAUTH_NTLM, "NTLM"},
+    {CURLAUTH_NEGOTIATE, "Negotiate"},
+};
+
 std::string proxyAnswer(CURL* easy) {
     long status = 0;
     curl_easy_getinfo(easy, CURLINFO_HTTP_CONNECTCODE, &status);
-    return status >= 300 ? fmt::format("the proxy answered {}", status) : std::string();
+    if (status < 300) return {};
+    return fmt::format("the proxy answered {}{}", status, status == 407 ? proxySchemes(easy) : "");
 }
 
 // Alerts about the certificate of who connects (RFC 8446, 6.2), as OpenSSL words them.
@@ -27,6 +36,17 @@ bool isOfOwnCertificate(std::string_view words) {
 }
 
 }  // namespace
+
+std::string proxySchemes(CURL* easy) {
+    long offered = 0;
+    curl_easy_getinfo(easy, CURLINFO_PROXYAUTH_AVAIL, &offered);
+    std::string names;
+    for (const auto& [scheme, name] : schemes) {
+        if ((static_cast<unsigned long>(offered) & scheme) == 0) continue;
+        names.append(names.empty() ? "" : ", ").append(name);
+    }
+    return names.empty() ? names : fmt::format(" (it takes logins by {})", names);
+}
 
 CurlFailure curlFailure(CURL* easy, CURLcode code, const std::string& detail, bool sent,
                         bool viaProxy) {

@@ -19,4 +19,7 @@ struct CurlFailure {
 CurlFailure curlFailure(CURL* easy, CURLcode code, const std::string& detail, bool sent,
                         bool viaProxy);
 
+// " (it takes logins by Digest, NTLM)", of a proxy that answered 407; empty: it tells none.
+std::string proxySchemes(CURL* easy);
+
 }  // namespace vxhost

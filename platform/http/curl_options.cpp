@@ -61,6 +61,8 @@ void setConnectionOptions(CURL* easy, const Settings& settings) {
     trust(easy, CURLOPT_PROXY_CAINFO, CURLOPT_PROXY_CAPATH, ofProxy);
     if (!settings.noProxy.empty()) setOption(easy, CURLOPT_NOPROXY, settings.noProxy.c_str());
     setOption(easy, CURLOPT_PROXYAUTH, static_cast<long>(proxyScheme(settings.proxyAuth)));
+    // With a name, if an empty one, curl answers the proxy at all: then the ticket says who it is.
+    if (settings.proxyAuth == "negotiate") setOption(easy, CURLOPT_PROXYUSERPWD, ":");
     setOption(easy, CURLOPT_HEADEROPT, CURLHEADER_SEPARATE);  // a proxy gets none of the server's
 }
 

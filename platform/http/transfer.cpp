@@ -408,7 +408,9 @@ void Transfer::judge(CURLcode code) {
     if (!headerEnded_ && whole) {
         fail(WEBLNK_CUT_OFF, "the connection ended inside the answer's header");
     }
-    if (answer_.status == 407) fail(WEBLNK_PROXY_REFUSED, "the proxy asks for other credentials");
+    if (answer_.status == 407) {
+        fail(WEBLNK_PROXY_REFUSED, "the proxy asks for other credentials" + proxySchemes(easy_));
+    }
     if (request_.upload && isSuccess() && !request_.upload->finished()) {
         fail(WEBLNK_CUT_OFF, "the server answered before it had the whole content");
     }

@@ -59,7 +59,9 @@ TEST_F(ConnectionLogin, byATicket) {
         GTEST_SKIP() << "krb5-kdc and libapache2-mod-auth-gssapi are not here";
     }
     const Realm realm;
-    const Apache server({.authentication = Authentication::negotiate, .keytab = realm.keytab()});
+    const Apache server(
+        {.authentication = Authentication::negotiate, .keytab = realm.keytab(), .isProxy = true});
+    const Apache open, secure({.tls = true});
     const std::string url = "http://localhost:" + std::to_string(server.port()) + "/";
     const std::string large(3 << 20, 'x');
     writeFile(work / "large", large);
@@ -79,6 +81,11 @@ TEST_F(ConnectionLogin, byATicket) {
     expect(with({"get", "work:large", "-"}), 0, large);
     expect(with({"ls", "--auth", "negotiate", url}), 0, "large\n");
     expect(with({"ls", url}), 1, "logins by Negotiate");
+    const Arguments beyond{"ls", "--insecure", "--proxy", url, open.url(), secure.url()};
+    expect(with(beyond), 7, "it takes logins by Negotiate");
+    expect(with({"--proxy-auth", "negotiate", "ls", "--insecure", "--proxy", url, open.url(),
+                 secure.url()}),
+           0, open.url() + ":\n\n" + secure.url() + ":\n");
     realm.dropTicket();
     expect(with({"ls", "work:"}), 4, "does not take your Kerberos ticket, or there is none");
     expect(with({"login", "w2", url, "--auth", "negotiate"}), 4, "kinit gets one");

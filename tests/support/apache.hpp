@@ -29,6 +29,7 @@ struct ApacheOptions {
     bool http2 = false;                       // over TLS, beside HTTP/1.1
     Certificate identity{};                   // the server's; empty: certificate()
     std::filesystem::path clientAuthority{};  // over TLS, clients show a certificate of its
+    bool isProxy = false;                     // for whoever is let in, with CONNECT
     bool withoutLocks = false;                // DAV class 1: no LOCK in Allow, 405 for it
     std::filesystem::path documentRoot{};     // empty: one of its own
 };
