@@ -13,7 +13,7 @@ namespace quillon::cli {
 // Runs the words, the program first, without a shell, and waits for its end: it gives its standard
 // output, up to 64 KiB. It may ask on the terminal, and its complaints are the person's to read;
 // input, when it is not empty, is its standard input. Fails with Kind::local when it cannot be run,
-// does not succeed or prints more or nothing; key, that of a site, says which it was.
+// does not succeed or prints more; key, that of a site, says which it was.
 Result<Secret> outputOf(const std::vector<std::string>& words, std::string_view key,
                         const Secret& input = {});
 

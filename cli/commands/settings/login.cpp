@@ -1,17 +1,17 @@
 // quillon login: a site, with its password once the server took it.
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <filesystem>
 #include <memory>
 #include <utility>
 
 #include "cli/commands/command.hpp"
+#include "cli/commands/settings/store_login.hpp"
 #include "cli/commands/settings/trial.hpp"
 #include "cli/config/site_file.hpp"
+#include "cli/parser/words.hpp"
+#include "cli/session/keyring.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
-#include "client/password.hpp"
 #include "platform/text/url.hpp"
 
 namespace quillon::cli {
@@ -20,60 +20,11 @@ namespace {
 struct LoginOptions {
     std::string name;
     std::string url;  // empty: as stored
+    std::string passwordCommand;
+    std::string tokenCommand;
+    bool byBrowser = false;
+    bool inKeyring = false;
 };
-
-// Command-line options become the site's own, but no password in clear does.
-void takeOptions(Site& site, const CommonOptions& options) {
-    if (options.timeoutSeconds > 0) site.timeoutSeconds = options.timeoutSeconds;
-    const AccessOptions& access = options.access;
-    const std::pair<const std::string&, std::string&> files[] = {
-        {options.caFile, site.caFile},      {options.proxyCaFile, site.proxyCaFile},
-        {access.cert, site.cert},           {access.key, site.key},
-        {access.tokenFile, site.tokenFile}, {access.unixSocket, site.unixSocket}};
-    for (const auto& [given, stored] : files) {
-        if (!given.empty()) stored = std::filesystem::absolute(given);
-    }
-    if (!access.tokenFile.empty()) site.tokenCommand.clear();
-    if (!options.proxyAuth.empty()) site.proxyAuth = options.proxyAuth;
-    if (!options.noProxy.empty()) site.noProxy = options.noProxy;
-    if (!access.headers.empty()) {
-        complain("--header is not stored; the site's headers-command can give it each time");
-    }
-    if (options.insecure) complain("--insecure is not stored; give it each time");
-    if (credentialsIn(options.proxy).empty()) {
-        if (!options.proxy.empty()) site.proxy = options.proxy;
-    } else {
-        complain("the proxy is not stored since its URL has credentials; give it each time");
-    }
-}
-
-Result<void> seal(Session& session, Site& site, const CommonOptions& options,
-                  const Secret& password) {
-    site.password.clear();
-    if (password.empty() || !site.passwordCommand.empty()) return {};
-    const Result<Extension> extension = session.extension(options);
-    if (!extension) return extension.error();
-    Result<std::string> encoded = encodePassword(*extension, password);
-    if (!encoded) return std::move(encoded).error();
-    site.password = std::move(*encoded);
-    return {};
-}
-
-Result<void> store(Session& session, Site site, const std::optional<Site>& before,
-                   const CommonOptions& options, const Login& login) {
-    site.user = login.user;
-    if (const Result<void> sealed = seal(session, site, options, login.password); !sealed) {
-        return sealed;
-    }
-    takeOptions(site, session.options());
-    site.pin = options.access.pin;
-    const Result<Address> address = Address::parse(site.url);
-    const bool overTls = address && address->origin().starts_with("https:");
-    const bool asksForBasic = overTls && session.foundBasic(address->origin());
-    site.auth = asksForBasic && !login.user.empty() ? "basic" : options.access.auth;
-    session.sites().forgetLoaded();
-    return storeSite(site, before);
-}
 
 ExitCode nothingStored(const std::string& url, Error error) {
     error.sentences.emplace_back("Nothing was stored.");
@@ -128,6 +79,32 @@ Site siteFor(const std::optional<Site>& before, const std::string& name, const s
     return site;
 }
 
+// Commands of the line, and whose password goes into the keyring.
+Result<void> takeCommands(Site& site, const LoginOptions& options, const CommonOptions& common) {
+    const std::pair<const std::string&, Texts&> commands[] = {
+        {options.passwordCommand, site.passwordCommand}, {options.tokenCommand, site.tokenCommand}};
+    for (const auto& [line, words] : commands) {
+        if (line.empty()) continue;
+        Result<Texts> split = splitWords(line);
+        if (!split) return std::move(split).error();
+        words = std::move(*split);
+    }
+    if (!options.tokenCommand.empty()) site.tokenFile.clear();
+    const bool isGiven = !common.passwordFile.empty() || options.byBrowser;
+    if (isGiven && options.passwordCommand.empty() && site.cert.empty()) {
+        if (site.passwordCommand != keyringLookup(site.name)) site.passwordCommand.clear();
+    }
+    if (options.inKeyring) site.passwordCommand = keyringLookup(site.name);
+    return {};
+}
+
+// What the person is asked for, and the keyring is to learn, does not come of it.
+CommonOptions optionsFor(const Site& site, const CommonOptions& given) {
+    CommonOptions common = withDefaultsOf(site, given);
+    if (site.passwordCommand == keyringLookup(site.name)) common.passwordCommand.clear();
+    return common;
+}
+
 int runLogin(Session& session, LoginOptions& options) {
     Result<Address> address = Address::parse(options.url);
     const bool typed = !options.url.empty();
@@ -139,16 +116,17 @@ int runLogin(Session& session, LoginOptions& options) {
     const bool isUrl = options.name.find("://") != options.name.npos;  // perhaps with a password
     const Result<std::optional<Site>> before = siteBefore(options, typed);
     if (!before) return nothingStored(isUrl ? "this URL" : options.name, before.error());
-    const Site site =
-        siteFor(*before, options.name, typed ? address->asCollection().collection() : "");
+    Site site = siteFor(*before, options.name, typed ? address->asCollection().collection() : "");
     if (!typed) address = Address::parse(site.url);
     if (!address) return nothingStored(site.url, address.error());
-    address = address->asCollection();
-
-    Trial trial(session, withDefaultsOf(site, session.options()), *address);
-    const Result<Login> login = trial.run();
+    if (const auto taken = takeCommands(site, options, session.options()); !taken) {
+        return nothingStored(site.url, taken.error());
+    }
+    Trial trial(session, optionsFor(site, session.options()), address->asCollection());
+    const Result<Login> login = options.byBrowser ? trial.runByBrowser() : trial.run();
     if (!login) return nothingStored(site.url, login.error());
-    const Result<void> stored = store(session, site, *before, trial.options(), *login);
+    site.url = trial.address().collection();
+    const Result<void> stored = storeLogin(session, site, *before, trial.options(), *login);
     if (!stored) return nothingStored(site.url, stored.error());
     fmt::print("{}: is {}{}{}\n", site.name, site.url, login->user.empty() ? "" : ", user ",
                harmless(login->user));
@@ -163,6 +141,20 @@ void addLogin(CommandDefinition program, Invocation& invocation) {
         program.addCommand("login", "Store a server under a name, with its password");
     command.addOption("NAME", options->name, "Letters, digits, \"-\", \"_\" and \".\"").required();
     command.addOption("URL", options->url, "A collection; not needed for a site that is there");
+    command.addFlag("--browser", options->byBrowser,
+                    "Sign in with a browser (Nextcloud), which gives a password of its own");
+    command.addFlag("--keyring", options->inKeyring,
+                    "Keep the password in the desktop's keyring (secret-tool of libsecret)");
+    command
+        .addOption("--password-command", options->passwordCommand,
+                   "Have the site run this for its password, as 'pass show dav'; no shell runs it")
+        .typeName("COMMAND")
+        .notEmpty();
+    command
+        .addOption("--token-command", options->tokenCommand,
+                   "Have the site run this for a bearer token, again when one is refused")
+        .typeName("COMMAND")
+        .notEmpty();
     command.setFooter(
         "The password is asked for, tried on the server and stored encrypted, for you alone.\n"
         "Afterwards the name and a colon stand for the URL in every command. The options by\n"
@@ -171,6 +163,8 @@ void addLogin(CommandDefinition program, Invocation& invocation) {
         "if you know it, its public key is trusted from then on, and no other.\n\n"
         "Examples:\n"
         "  quillon login work https://example.org/dav/ --user ann\n"
+        "  quillon login cloud https://cloud.example.org/ --browser\n"
+        "  quillon login team https://dav.example.org/ -u ann --password-command 'pass show dav'\n"
         "  quillon ls work:reports/\n"
         "  quillon login work                  # the password has changed\n");
     whenGiven(command, invocation,

@@ -3,6 +3,7 @@
 
 #include "cli/commands/command.hpp"
 #include "cli/config/site_file.hpp"
+#include "cli/session/keyring.hpp"
 #include "cli/terminal/report.hpp"
 
 namespace quillon::cli {
@@ -13,6 +14,7 @@ int runLogout(Session& session, const std::string& name) {
     if (!site) return report("log out of", name, site.error());
     const Result<void> removed = removeSite(name);
     session.sites().forgetLoaded();
+    if (removed && site->passwordCommand == keyringLookup(name)) forgetInKeyring(name);
     return removed ? exitDone : report("log out of", name, removed.error());
 }
 

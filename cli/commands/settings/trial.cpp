@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "cli/commands/what_is_there.hpp"
+#include "cli/session/login_flow.hpp"
 #include "cli/session/prompt.hpp"
 #include "cli/session/question.hpp"
 #include "cli/session/refusal.hpp"
@@ -13,6 +14,9 @@
 
 namespace quillon::cli {
 namespace {
+
+// As long as Nextcloud keeps a login open.
+constexpr int secondsToSignIn = 20 * 60;
 
 std::vector<std::string> describe(const ServerCertificate& shown) {
     return {fmt::format("Its certificate is for {}, from {}, valid from {} until {}.",
@@ -64,6 +68,37 @@ Result<void> Trial::accept(const Login& login) {
     if (tried || tried.error().code != Code::untrusted) return tried;
     if (const Result<void> trusted = askForTrust(login, tried.error()); !trusted) return trusted;
     return tryOut(login);
+}
+
+Result<Login> Trial::signIn() {
+    const Result<Extension> extension = session_.extension(options_);
+    if (!extension) return extension.error();
+    const auto remote = Remote::open(*extension, address_, nobody());
+    if (!remote) return remote.error();
+    const auto flow = beginLoginFlow(**remote, baseOfScripts(address_.collection()));
+    if (!flow) return flow.error();
+    complain(fmt::format("sign in at this address, with any browser: {}", flow->page));
+    const int most = options_.timeoutSeconds > 0 ? options_.timeoutSeconds : secondsToSignIn;
+    return awaitLogin(**remote, *flow, std::chrono::seconds(most));
+}
+
+Result<Login> Trial::runByBrowser() {
+    const Result<void> reached = accept(nobody());  // whoever may open what is there
+    if (!reached && reached.error().kind == Kind::network) return reached.error();
+    if (!reached && reached.error().kind == Kind::interrupted) return reached.error();
+    Result<Login> login = signIn();
+    if (!login) return login;
+    login->proxy = options_.proxy;
+    Result<void> accepted;
+    for (const std::string& url : collectionsOf(address_.collection(), login->user)) {
+        const Result<Address> collection = Address::parse(url);
+        if (!collection) return collection.error();
+        address_ = *collection;
+        accepted = accept(*login);
+        if (accepted || accepted.error().kind != Kind::notFound) break;
+    }
+    if (!accepted) return accepted.error();
+    return login;
 }
 
 Result<Login> Trial::run() {

@@ -18,20 +18,23 @@ public:
     // trust a server that nobody vouches for.
     Result<Login> run();
 
-    // The same of a login that is known.
-    Result<void> accept(const Login& login);
+    // The same by the server's own page; the collection is looked for, too.
+    Result<Login> runByBrowser();
 
     // With the pin of a server that the person trusts now.
     const CommonOptions& options() const { return options_; }
-    Login nobody() const;  // with the proxy
+    const Address& address() const { return address_; }  // of the collection that was opened
 
 private:
+    Login nobody() const;  // with the proxy
+    Result<void> accept(const Login& login);
     Result<void> tryOut(const Login& login);
+    Result<Login> signIn();
     Result<void> askForTrust(const Login& login, const Error& untrusted);
 
     Session& session_;
     CommonOptions options_;
-    const Address address_;
+    Address address_;
 };
 
 }  // namespace quillon::cli

@@ -1,0 +1,160 @@
+#include "cli/session/login_flow.hpp"
+
+#include <fmt/format.h>
+#include <time.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <utility>
+
+#include "cli/terminal/process.hpp"
+#include "client/address.hpp"
+#include "platform/text/url.hpp"
+
+namespace quillon::cli {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds betweenQuestions{1000};
+constexpr milliseconds untilInterrupt{100};
+constexpr size_t longestWord = 4096;
+constexpr std::string_view scripts[] = {"/remote.php", "/public.php", "/index.php"};
+
+vxhost::Request post(const std::string& url, std::string form) {
+    vxhost::Request request{
+        "POST", url, vxhost::changing, {"Accept: application/json"}, std::move(form)};
+    request.documentType = "application/x-www-form-urlencoded";
+    return request;
+}
+
+Result<vxhost::Answer> ask(Remote& remote, const std::string& url, std::string form) {
+    return remote.run(remote.send(post(url, std::move(form))));
+}
+
+// An answer as an object, whose texts are zeroed: one may be a password.
+class Document {
+public:
+    explicit Document(std::string& text) : object_(nlohmann::json::parse(text, nullptr, false)) {
+        wipe(text);
+    }
+    ~Document() { zero(object_); }
+    Document(const Document&) = delete;
+    Document& operator=(const Document&) = delete;
+
+    // The text at this place; empty: there is none that could be used.
+    std::string_view text(const char* place) const {
+        const nlohmann::json::json_pointer pointer(place);
+        if (object_.is_discarded() || !object_.contains(pointer)) return {};
+        const auto* text = object_.at(pointer).get_ptr<const std::string*>();
+        const auto isControl = [](unsigned char c) { return c < ' ' || c == 0x7F; };
+        const bool usable = text != nullptr && text->size() <= longestWord &&
+                            std::none_of(text->begin(), text->end(), isControl);
+        return usable ? std::string_view(*text) : std::string_view();
+    }
+
+private:
+    static void zero(nlohmann::json& value) {
+        if (auto* text = value.get_ptr<std::string*>()) return wipe(*text);
+        if (!value.is_structured()) return;
+        for (auto& each : value) zero(each);
+    }
+
+    nlohmann::json object_;
+};
+
+Error noFlow(const std::string& base) {
+    return localError(Kind::refused,
+                      fmt::format("There is no login by browser at {}: only Nextcloud and its kin "
+                                  "have one (login flow v2). Leave out --browser.",
+                                  base));
+}
+
+Error otherOrigin(std::string_view named) {
+    return localError(Kind::refused,
+                      fmt::format("The server sends this login on to {}, which is another one and "
+                                  "was sent nothing; give its URL if you trust it.",
+                                  vxhost::origin(named)));
+}
+
+// False: it is time to end.
+bool pause(milliseconds time) {
+    for (; time.count() > 0 && !interrupted(); time -= untilInterrupt) {
+        const timespec slice{0, milliseconds(untilInterrupt).count() * 1'000'000};
+        nanosleep(&slice, nullptr);
+    }
+    return !interrupted();
+}
+
+// Nothing: not yet.
+Result<std::optional<Login>> askForLogin(Remote& remote, const LoginFlow& flow) {
+    std::string form = "token=" + vxhost::encodeSegment(flow.token.view());
+    Result<vxhost::Answer> answer = ask(remote, flow.endpoint, std::move(form));
+    if (!answer) return std::move(answer).error();
+    const bool notYet = answer->status == 404 || answer->status == 429 || answer->status == 503;
+    if (notYet) return std::optional<Login>();
+    if (answer->status != 200) return refusal(*answer);
+    const Document document(answer->text);
+    Login login;
+    login.user = document.text("/loginName");
+    login.password = Secret(document.text("/appPassword"));
+    if (!login.user.empty() && userNameValid(login.user) && !login.password.empty()) {
+        return std::optional(std::move(login));
+    }
+    return localError(Kind::network, "The server's answer names no user, or no password.");
+}
+
+}  // namespace
+
+std::string baseOfScripts(std::string_view url) {
+    size_t end = url.size();
+    for (const std::string_view script : scripts) end = std::min(end, url.find(script));
+    while (end > 0 && url[end - 1] == '/') --end;
+    return std::string(url.substr(0, end));
+}
+
+Result<LoginFlow> beginLoginFlow(Remote& remote, const std::string& base) {
+    Result<vxhost::Answer> answer = ask(remote, base + "/index.php/login/v2", {});
+    if (!answer) return std::move(answer).error();
+    if (answer->status == 404 || answer->status == 405 || answer->status == 501) {
+        return noFlow(base);
+    }
+    if (answer->status != 200) return refusal(*answer);
+    const Document document(answer->text);
+    LoginFlow flow{std::string(document.text("/login")),
+                   std::string(document.text("/poll/endpoint")),
+                   Secret(document.text("/poll/token"))};
+    if (flow.page.empty() || flow.endpoint.empty() || flow.token.empty()) return noFlow(base);
+    for (const std::string& url : {flow.endpoint, flow.page}) {
+        if (!vxhost::sameOrigin(url, base)) return otherOrigin(url);
+    }
+    return flow;
+}
+
+Result<Login> awaitLogin(Remote& remote, const LoginFlow& flow, std::chrono::seconds most) {
+    const auto end = std::chrono::steady_clock::now() + most;
+    std::optional<Error> latest;
+    while (pause(betweenQuestions)) {
+        if (std::chrono::steady_clock::now() >= end) break;
+        Result<std::optional<Login>> login = askForLogin(remote, flow);
+        if (login && *login) return std::move(**login);
+        // A laptop may sleep meanwhile; the next question has its answer.
+        const bool mayPass =
+            login || (login.error().kind == Kind::network && login.error().code != Code::success);
+        if (!mayPass) return std::move(login).error();
+        latest = login ? std::nullopt : std::optional(std::move(login).error());
+    }
+    if (interrupted()) return interruption();
+    if (latest) return *latest;
+    return localError(Kind::notAuthorized, "Nobody signed in in time.");
+}
+
+std::vector<std::string> collectionsOf(const std::string& url, const std::string& user) {
+    if (url.find("/remote.php/") != url.npos) return {url};
+    const std::string base = baseOfScripts(url);
+    return {fmt::format("{}/remote.php/dav/files/{}/", base, vxhost::encodeSegment(user)),
+            base + "/remote.php/webdav/"};
+}
+
+}  // namespace quillon::cli
