@@ -116,6 +116,25 @@ TEST_F(WayIn, aTokenComesFromAFileOrACommand) {
     writeSite(url, "token-file = 'token'\n");
     std::filesystem::copy(work / "token", siteFile.parent_path());
     expect({{{"ls", "work:"}, 0, ""}, {{"ls", "--token-file", "old", "work:"}, 4, "the token"}});
+
+    std::filesystem::remove(siteFile);
+    tool("echo geheim");
+    const std::string told = "work: is " + url + "\n", words = (work / "tool").string();
+    const Arguments login{"login", "work", url, "--token-command", "'" + words + "' 'a b'"};
+    const Arguments open{"login", "work", url, "--password-command", words};
+    expect({{{"login", "work", url, "--token-file", "old"}, 4, "does not take the token"},
+            {{"login", "work", url, "--token-file", "token"}, 0, told},
+            {login, 0, told},
+            {{"login", "work"}, 0, told},
+            {{"sites", "work"},
+             0,
+             "url            " + url + "\ntoken-command  " + words + " 'a b'\n"}});
+    const std::string text = support::readFile(siteFile);
+    EXPECT_TRUE(text.ends_with("token-command = [\"" + words + "\", \"a b\"]\n")) << text;
+    // Where nobody is asked for, no password can be given.
+    server.on("*", "*", whole);
+    expect({{{"login", "work", url, "--auth", "ntlm"}, 0, told}});
+    expect({{open, 8, "password-command gives a password, and there is no user"}});
 }
 
 TEST_F(WayIn, headersGoToTheirOriginAlone) {

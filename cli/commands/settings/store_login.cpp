@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "cli/config/site_file.hpp"
+#include "cli/config/site_text.hpp"
 #include "cli/session/keyring.hpp"
 #include "cli/terminal/report.hpp"
 #include "client/password.hpp"
@@ -23,6 +24,10 @@ void takeOptions(Site& site, const CommonOptions& options) {
         if (!given.empty()) stored = std::filesystem::absolute(given);
     }
     if (!access.tokenFile.empty()) site.tokenCommand.clear();
+    if (!access.auth.empty()) {
+        site.tokenFile.clear();
+        site.tokenCommand.clear();
+    }
     if (!options.proxyAuth.empty()) site.proxyAuth = options.proxyAuth;
     if (!options.noProxy.empty()) site.noProxy = options.noProxy;
     if (!access.headers.empty()) {
@@ -69,6 +74,8 @@ Result<void> storeLogin(Session& session, Site site, const std::optional<Site>& 
     const bool overTls = address && address->origin().starts_with("https:");
     const bool asksForBasic = overTls && session.foundBasic(address->origin());
     site.auth = asksForBasic && !login.user.empty() ? "basic" : options.access.auth;
+    // What does not go together is told before it is in the way of each command.
+    if (const auto usable = parseSite(site.name, siteText(site)); !usable) return usable.error();
     session.sites().forgetLoaded();
     return storeSite(site, before);
 }
