@@ -1,8 +1,10 @@
 #include "client/tree/new_file.hpp"
 
 #include <fmt/format.h>
+#include <sys/xattr.h>
 
 #include <cstdio>
+#include <cstring>
 #include <utility>
 
 #include "client/outcome.hpp"
@@ -30,6 +32,21 @@ Error strandedError(const std::string& shown, const std::string& hidden) {
                       fmt::format("{} was changed here again and again; a version of it that is "
                                   "not ours is in the file {} beside it.",
                                   shown, hidden));
+}
+
+// What a person or a program noted with the old file, and who may read it. Notes of ours are of its
+// content, and a file system without attributes is no failure.
+void takeOverAttributes(const vxhost::Descriptor& from, const vxhost::Descriptor& to) {
+    char names[4096];
+    const ssize_t length = flistxattr(from.number(), names, sizeof names);
+    for (ssize_t at = 0; at < length; at += static_cast<ssize_t>(std::strlen(names + at)) + 1) {
+        const std::string_view name = names + at;
+        const bool isTaken = name.starts_with("user.") || name == "system.posix_acl_access";
+        if (!isTaken || name.starts_with("user.quillon.")) continue;
+        char value[4096];
+        const ssize_t size = fgetxattr(from.number(), names + at, value, sizeof value);
+        if (size >= 0) fsetxattr(to.number(), names + at, value, static_cast<size_t>(size), 0);
+    }
 }
 
 // The version that was seen, which is hidden now.
@@ -178,6 +195,9 @@ bool NewFile::takeName(const std::string& name) {
 Result<void> NewFile::replace(const LocalEntry& seen, const OldFileTaker& takeOld) {
     const auto now = lookAt(folder_, name_);
     if (!now || !isUntouched(seen, *now)) return changedError(shown_);
+    const int old =
+        openat(folder_.number(), name_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (old >= 0) takeOverAttributes(vxhost::Descriptor(old, shown_), file_);
     if (const Result<std::string> hidden = hide(); !hidden) return hidden.error();
     if (!exchangeNames(folder_, hidden_, name_, shown_)) {
         if (takeOld) return replaceByRemoval(seen, takeOld);

@@ -37,24 +37,39 @@ Result<std::string> readText(const fs::path& file) {
     });
 }
 
-// By git, which writes the outcome into a copy of the file here.
+constexpr int notThere = 127;  // the code of a program that is not installed
+
+// Into a copy of the file here: by git, else by diff3. Gives in how many places both changed the
+// same lines, at least; more than 127: it failed.
+int mergeInto(const WorkCopy& copy, const sync::Resolver::MergeInput& input) {
+    const std::string mine = input.mine.string(), common = input.common.string(),
+                      theirs = input.theirs.string(), merged = copy.file().string();
+    const int code = runForeground({"git", "merge-file", "-q", "-L", "mine", "-L", "both had", "-L",
+                                    "theirs", merged, common, theirs},
+                                   copy.descriptor(), {});
+    if (code != notThere) return code;
+    const std::vector<std::string> byDiff3{
+        "sh",   "-c",  "exec diff3 -m -L mine -L 'both had' -L theirs \"$1\" \"$2\" \"$3\" >\"$4\"",
+        "sh",   mine,  common,
+        theirs, merged};
+    const int other = runForeground(byDiff3, copy.descriptor(), {});
+    return other == 2 ? 255 : other;
+}
+
 Result<std::string> mergeTexts(const sync::Resolver::MergeInput& input, bool leavesMarkers) {
     const Result<WorkCopy> copy = WorkCopy::make(input.mine, input.mine.filename().string());
     if (!copy) return copy.error();
-    const int code =
-        runForeground({"git", "merge-file", "-q", "-L", "mine", "-L", "both had", "-L", "theirs",
-                       copy->file().string(), input.common.string(), input.theirs.string()},
-                      copy->descriptor(), {});
-    if (code == 127) {
+    const int code = mergeInto(*copy, input);
+    if (code == notThere) {
         return localError(Kind::local,
-                          "Merging needs git, which is not installed. --both keeps both.");
+                          "Merging needs git or diff3, and neither is installed. --both keeps "
+                          "both.");
     }
-    if (code > 127) return localError(Kind::local, "git merge-file failed.");
+    if (code > notThere) return localError(Kind::local, "The texts could not be merged.");
     if (code > 0 && !leavesMarkers) {
         return localError(Kind::refused,
-                          fmt::format("Both changed the same lines ({}). --merge --markers leaves "
-                                      "them marked in the file; --both keeps both.",
-                                      code == 1 ? "one place" : fmt::format("{} places", code)));
+                          "Both changed the same lines. --merge --markers leaves them marked in "
+                          "the file; --both keeps both.");
     }
     return readText(copy->file());
 }
@@ -132,7 +147,7 @@ void addResolve(CommandDefinition program, Invocation& invocation) {
                     "Leave marks where both changed the same lines, with --merge");
     command.setFooter(
         "Nothing is asked of the server: the next quillon sync does the rest, unless they changed\n"
-        "it once more, which is a conflict again. Merging needs git.\n\n"
+        "it once more, which is a conflict again. Merging needs git or diff3.\n\n"
         "Examples:\n"
         "  quillon resolve --mine q3.csv\n"
         "  quillon resolve --merge notes.txt && quillon sync\n");

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <memory>
 #include <utility>
@@ -272,6 +273,19 @@ Result<void> setSize(SyncChoice& choice, const std::string& text) {
     return {};
 }
 
+Result<void> addRulesOf(const std::string& file, sync::FilterRules& rules) {
+    Filter filter;  // to hear whether they are patterns
+    if (Result<void> read = filter.excludeFrom(file); !read) return read;
+    std::ifstream lines(file);
+    for (std::string line; std::getline(lines, line);) {
+        line.erase(line.find_last_not_of(" \t\r") + 1);
+        if (line.empty() || line.starts_with('#')) continue;
+        const bool includes = line.starts_with('!');
+        rules.push_back((includes ? "i " : "x ") + line.substr(includes ? 1 : 0));
+    }
+    return {};
+}
+
 void addRule(CommandDefinition command, SyncChoice& choice, const char* names, char kind,
              const char* meaning) {
     command
@@ -312,6 +326,13 @@ void addSync(CommandDefinition program, Invocation& invocation) {
     addRule(command, *choice, "-x,--exclude", 'x',
             "Leave out what matches, as a line of .gitignore does; kept with the pair");
     addRule(command, *choice, "-i,--include", 'i', "Take what matches all the same");
+    command
+        .addOption(
+            "--exclude-from",
+            [choice](const std::string& file) { return addRulesOf(file, choice->rules); },
+            "Leave out what its lines match; the lines are kept, not the file")
+        .typeName("FILE")
+        .eachInTurn();
     command
         .addOption(
             "--keep-size", [choice](const std::string& text) { return setSize(*choice, text); },
