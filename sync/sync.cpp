@@ -39,6 +39,7 @@ struct View {
     std::optional<Time> asked;
     std::vector<ConflictCopy> copies;
     bool isComplete = true;
+    bool isLent = false;  // the plan has the trees
 };
 
 // What the filter leaves out counts as never having been synchronised.
@@ -178,6 +179,7 @@ private:
         for (int again = 0; plan && !options_.dryRun && again < mostPlans; ++again) {
             const std::vector<std::string> paths = pathsToCompare(*plan);
             if (paths.empty()) break;
+            takeBack(*view, *plan);
             Result<void> compared = co_await compare(paths, view->trees);
             if (!compared) co_return std::move(compared);
             plan = choosePlan(*view, heldBack);
@@ -209,27 +211,42 @@ private:
 
     // Without removals where what is gone may not be meant to be gone. heldBack: why there are
     // none, where some would be; else empty.
-    Result<Plan> choosePlan(const View& view, std::string& heldBack) const {
+    Result<Plan> choosePlan(View& view, std::string& heldBack) const {
         const Result<std::string> why = whyNoRemovals(view);
         if (!why) return why.error();
         heldBack.clear();
         PlanOptions options{options_.direction, true, mayMove_};
-        Plan plan = makePlan(view.trees, options);
+        Plan plan = planOf(view, options);
         const bool removes = std::ranges::any_of(plan.actions, [](const Action& each) {
             return each.act == Act::removeHere || each.act == Act::removeThere;
         });
-        const std::string reason = why->empty() ? whyTooMany(view, plan, removes) : *why;
+        const std::string reason = why->empty() ? whyTooMany(plan, removes) : *why;
         if (reason.empty()) return plan;
         if (removes) heldBack = reason;
         options.mayRemove = false;
-        return makePlan(view.trees, options);
+        takeBack(view, plan);
+        return planOf(view, options);
+    }
+
+    // A plan in which nothing can have been moved leaves the trees as they are: it gets them
+    // themselves, for a copy of many files is large.
+    static Plan planOf(View& view, const PlanOptions& options) {
+        const bool mayHaveMoved = std::ranges::any_of(view.trees.base, [&](const auto& each) {
+            return !view.trees.here.contains(each.first) || !view.trees.there.contains(each.first);
+        });
+        view.isLent = !mayHaveMoved;
+        return mayHaveMoved ? makePlan(view.trees, options)
+                            : makePlan(std::move(view.trees), options);
+    }
+    static void takeBack(View& view, Plan& plan) {
+        if (view.isLent) view.trees = std::move(plan.trees);
     }
 
     // Empty: they are not.
-    std::string whyTooMany(const View& view, const Plan& plan, bool removes) const {
+    std::string whyTooMany(const Plan& plan, bool removes) const {
         if (options_.removesMany || !removes) return {};
-        if (view.trees.here.empty()) return "the folder is empty";
-        if (view.trees.there.empty()) return "the collection is empty";
+        if (plan.trees.here.empty()) return "the folder is empty";
+        if (plan.trees.there.empty()) return "the collection is empty";
         if (plan.removals <= fewRemovals || plan.removals * 2 <= plan.known) return {};
         return fmt::format("{} of {} files would go", plan.removals, plan.known);
     }
