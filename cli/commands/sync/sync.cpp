@@ -48,22 +48,17 @@ public:
         : session_(session),
           isPlanned_(choice.telling.dryRun),
           isJson_(choice.telling.json),
+          isQuiet_(choice.telling.quiet),
           events_(choice.telling.manner(session.options().verbosity > 0), session.progress()) {}
 
     void tell(const SyncEvent& event) {
-        if (event.act == Act::forget) return;
-        const bool isStill = event.act == Act::adopt && !isJson_;
+        // What both sides had in common before anything was done is nobody's matter.
+        if (event.act == Act::forget || (event.act == Act::adopt && !isJson_)) return;
+        hasTold_ = true;
         const bool failed = event.isFailed;
         const std::string_view word = failed ? "failed" : wordOf(event.act, isPlanned_);
-        if (isStill) {
-            events_.count(word);
-        } else {
-            events_.tell({word,
-                          event.isFolder ? event.path + '/' : event.path,
-                          {},
-                          event.size,
-                          whyOf(event)});
-        }
+        events_.tell(
+            {word, event.isFolder ? event.path + '/' : event.path, {}, event.size, whyOf(event)});
         if (event.act == Act::conflict) {
             sayAside(event.path, conflictSentence(event));
         } else if (failed) {
@@ -80,6 +75,9 @@ public:
     int finish(const Result<sync::SyncEnd>& end, const Address& root) {
         session_.progress().finishAll();
         events_.sumUp();
+        if (end && !hasTold_ && !isJson_ && !isQuiet_ && !end->isDeclined && !end->leftRemovals) {
+            complain("both sides are the same");
+        }
         if (end) {
             if (end->conflicts > 0 || end->leftRemovals) return exitChanged;
             return end->failures > 0 ? exitNetwork : exitDone;
@@ -114,7 +112,8 @@ private:
     }
 
     Session& session_;
-    const bool isPlanned_, isJson_;
+    const bool isPlanned_, isJson_, isQuiet_;
+    bool hasTold_ = false;
     Events events_;
 };
 
