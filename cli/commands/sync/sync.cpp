@@ -204,9 +204,9 @@ bool hasBegun(const sync::Pair& pair) {
     return !run || *run > 0 || !filter || filter->has_value();
 }
 
-Result<sync::Pair> makePair(const SyncChoice& choice, const Address& root) {
+Result<sync::Pair> makePair(const SyncChoice& choice, const Address& root, bool& madeFolder) {
     std::error_code error;
-    fs::create_directory(choice.folder, error);
+    madeFolder = fs::create_directory(choice.folder, error);
     if (error) {
         return localError(Kind::local,
                           fmt::format("The folder cannot be made: {}.", error.message()));
@@ -243,12 +243,14 @@ int runNew(Session& session, SyncChoice& choice) {
                                  "A dry run pairs nothing. Without -n the first run "
                                  "shows what it would do, and asks."));
     }
-    Result<sync::Pair> pair = makePair(choice, root);
+    bool madeFolder = false;
+    Result<sync::Pair> pair = makePair(choice, root, madeFolder);
     if (!pair) return report("pair", choice.folder, pair.error());
     const int code = runPair(session, choice, *pair, true);
     if (!hasBegun(*pair)) {
         const Result<void> forgotten = sync::Pair::forget(std::move(*pair));
         if (!forgotten) return report("forget", choice.folder, forgotten.error());
+        if (madeFolder) fs::remove(choice.folder, none);  // one that is empty goes
         if (code == exitDone) complain("nothing was done, and nothing is paired");
     }
     return code;
