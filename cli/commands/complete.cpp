@@ -91,7 +91,9 @@ CommonOptions optionsAmong(std::vector<std::string> words) {
     parser.ignoreOtherWords();
     addCommonOptions(parser.program(), options);
     (void)parser.parse(std::move(words));
-    if (options.passwordFile == "-") options.passwordFile.clear();
+    for (std::string* file : {&options.passwordFile, &options.access.tokenFile}) {
+        if (*file == "-") file->clear();
+    }
     options.verbosity = 0;  // a log would end up between the person's prompt and the cursor
     return options;
 }

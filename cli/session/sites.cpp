@@ -69,7 +69,7 @@ void takeAccess(AccessOptions& access, const Site& site, const std::string& orig
     if (!said) access.tokenCommand = site.tokenCommand;
     if (access.cert.empty()) {
         access.cert = besideSite(site, site.cert);
-        access.key = besideSite(site, site.key);
+        if (access.key.empty()) access.key = besideSite(site, site.key);
         const bool isPasswords = site.keyPasswordCommand.empty() && site.user.empty();
         access.keyPasswordCommand = isPasswords ? site.passwordCommand : site.keyPasswordCommand;
     }
@@ -77,6 +77,24 @@ void takeAccess(AccessOptions& access, const Site& site, const std::string& orig
     access.headersCommand = site.headersCommand;
     if (access.pin.empty()) access.pin = site.pin;
     if (access.unixSocket.empty()) access.unixSocket = besideSite(site, site.unixSocket);
+}
+
+AccessOptions accessOf(const Site& site) {
+    AccessOptions access;
+    takeAccess(access, site, {});
+    return access;
+}
+
+bool opensAlike(const Site& a, const Site& b) {
+    return a.name == b.name || accessOf(a) == accessOf(b);
+}
+
+// To which of them a request belongs could not be told by its URL.
+Error oneServerTwice(const Site& a, const Site& b) {
+    return localError(Kind::usage,
+                      fmt::format("The sites {} and {} are one server, for one user name, and each "
+                                  "opens it in its own way: use one at a time.",
+                                  a.name, b.name));
 }
 
 }  // namespace
@@ -119,6 +137,8 @@ Result<Address> Sites::resolve(std::string_view typed) {
     if (!address) return address;
     noteFirst(*address);
     if (options_.user.empty()) address = address->withUser(site->user);
+    const Site* other = of(*address);
+    if (other != nullptr && !opensAlike(*other, *site)) return oneServerTwice(*other, *site);
     used_.insert_or_assign(identityOf(*address), std::move(*site));
     return address;
 }

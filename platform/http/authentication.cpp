@@ -39,10 +39,11 @@ bool isClear(const std::string& origin) {
 }  // namespace
 
 void Authentication::begin(const std::string& url, std::shared_ptr<const Credentials> credentials) {
+    scheme_ = Scheme::unknown;  // so that what was given for another origin goes, too
+    token_.reset();
     forget();
     origin_ = origin(url);
     credentials_ = std::move(credentials);
-    token_.reset();
     if (const WayIn* wayIn = wayInTo(url, settings_)) begin(*wayIn);
     if (isGiven()) return;
     const bool may = hasUser() && !isClear(origin_) && settings_.knowsBasic;

@@ -4,6 +4,7 @@
 #include <openssl/err.h>
 #include <openssl/pem.h>
 #include <openssl/pkcs12.h>
+#include <openssl/provider.h>
 #include <openssl/ssl.h>
 
 #include <cerrno>
@@ -101,6 +102,20 @@ bool opensWithout(PKCS12* store) {
     return PKCS12_verify_mac(store, nullptr, 0) == 1 || PKCS12_verify_mac(store, "", 0) == 1;
 }
 
+// What older programs export is under ciphers that OpenSSL gives only to who asks for them.
+class OldCiphers {
+public:
+    OldCiphers() : provider_(OSSL_PROVIDER_try_load(nullptr, "legacy", 1)) {}
+    OldCiphers(const OldCiphers&) = delete;
+    OldCiphers& operator=(const OldCiphers&) = delete;
+    ~OldCiphers() {
+        if (provider_ != nullptr) OSSL_PROVIDER_unload(provider_);
+    }
+
+private:
+    OSSL_PROVIDER* provider_;
+};
+
 }  // namespace
 
 void ClientCertificate::FreeCertificate::operator()(X509* certificate) const {
@@ -116,6 +131,7 @@ std::shared_ptr<const ClientCertificate> ClientCertificate::load(const std::stri
                                                                  const Passphrase& passphrase) {
     const auto loaded = std::make_shared<ClientCertificate>();
     if (const StorePtr store = readStore(file)) {
+        const OldCiphers ciphers;
         Unlocking unlocking(file, passphrase);
         const SecretText text = opensWithout(store.get()) ? SecretText() : unlocking.ask();
         EVP_PKEY* key = nullptr;

@@ -33,7 +33,8 @@ TEST_F(ShownCertificates, aPersonHasOne) {
     openssl(
         "cat own.pem own.key > both.pem;"
         "openssl ec -in own.key -aes128 -passout pass:geheim -out locked.key;"
-        "openssl pkcs12 -export -in own.pem -inkey own.key -passout pass:geheim -out own.p12;"
+        "openssl pkcs12 -export -legacy -in own.pem -inkey own.key -passout pass:geheim -out "
+        "own.p12;"
         "openssl pkcs12 -export -in own.pem -inkey own.key -passout pass: -out open.p12");
     const auto ls = [&](Arguments more) {
         more.insert(more.begin(), {"ls", "--ca-file", authority});

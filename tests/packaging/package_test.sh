@@ -13,6 +13,6 @@ dpkg-deb -x "$package" "$work/root"
 
 # What the program and the libraries link is in packages that it depends on.
 depends=$(dpkg-deb -f "$package" Depends)
-for library in libc6 libcurl4 libexpat1 libsodium23 libsqlite3-0 libutf8proc2; do
+for library in libc6 libcurl4 libexpat1 libsodium23 libsqlite3-0 libssl3 libutf8proc2; do
     [[ $depends == *"$library "* ]] || { echo "no $library in: $depends" >&2; exit 1; }
 done

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/base/logger.hpp"
+#include "platform/http/way_in.hpp"
 #include "tests/support/apache.hpp"
 #include "tests/support/certificate.hpp"
 #include "tests/support/files.hpp"
@@ -174,6 +175,35 @@ TEST(WeblnkAuth, trustReachesAProxy) {
           std::pair(&careless, "404")}) {
         driven->proxy = proxy.url();
         EXPECT_EQ(driven->at("http://nowhere.invalid/a").head(), outcome);
+    }
+}
+
+TEST(WeblnkAuth, aWayInLeadsToItsOriginAlone) {
+    ScriptedServer server, other;
+    const auto wayIn = std::make_shared<vxhost::WayIn>();
+    wayIn->origin = server.url().substr(0, server.url().size() - 1);
+    wayIn->headers.emplace_back(std::string_view("X-Gate: secret"));
+    std::vector<std::string> refused;
+    wayIn->token = [&](const vxhost::SecretText* token) {
+        if (token) refused.emplace_back(token->get());
+        return std::make_shared<vxhost::SecretText>(std::string_view(token ? "new" : "old"));
+    };
+    server.on("*", "*", [](const support::Request& request) {
+        return Answer(request.field("Authorization") == "Bearer new" ? 200 : 401);
+    });
+    other.on("*", "*", Answer(404));
+    Driven driven;
+    driven.settings.wayIn = wayIn;
+    driven.at(server.url("a"));
+    for (const std::string& content : {std::string("small"), large}) {
+        EXPECT_EQ(driven.put(content), "200");
+        EXPECT_EQ(server.requests().back().body, content);
+    }
+    EXPECT_EQ(driven.at(other.url("a")).head(), "404");
+    EXPECT_EQ(refused, std::vector<std::string>{"old"});
+    for (const auto& request : server.requests()) EXPECT_EQ(request.field("X-Gate"), "secret");
+    for (const auto& request : other.requests()) {
+        EXPECT_EQ(request.fields.count("X-Gate") + request.fields.count("Authorization"), 0u);
     }
 }
 

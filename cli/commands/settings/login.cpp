@@ -99,8 +99,10 @@ Result<void> takeCommands(Site& site, const LoginOptions& options, const CommonO
 }
 
 // What the person is asked for, and the keyring is to learn, does not come of it.
-CommonOptions optionsFor(const Site& site, const CommonOptions& given) {
+CommonOptions optionsFor(const Site& site, const LoginOptions& options,
+                         const CommonOptions& given) {
     CommonOptions common = withDefaultsOf(site, given);
+    if (!options.passwordCommand.empty()) common.passwordCommand = site.passwordCommand;
     if (site.passwordCommand == keyringLookup(site.name)) common.passwordCommand.clear();
     return common;
 }
@@ -122,7 +124,7 @@ int runLogin(Session& session, LoginOptions& options) {
     if (const auto taken = takeCommands(site, options, session.options()); !taken) {
         return nothingStored(site.url, taken.error());
     }
-    Trial trial(session, optionsFor(site, session.options()), address->asCollection());
+    Trial trial(session, optionsFor(site, options, session.options()), address->asCollection());
     const Result<Login> login = options.byBrowser ? trial.runByBrowser() : trial.run();
     if (!login) return nothingStored(site.url, login.error());
     site.url = trial.address().collection();
