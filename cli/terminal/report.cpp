@@ -43,7 +43,8 @@ std::string_view remedy(const Error& error, std::string_view url) {
         case Code::unguarded:
             return "Use put --force if nobody else writes it.";
         case Code::untrusted:
-            return "Use --ca-file for that, or quillon login, which shows its certificate.";
+            return "Use --ca-file for that (--proxy-ca-file for a proxy), or quillon login, which "
+                   "shows its certificate.";
         case Code::otherKey:
             return "If it was changed on purpose, quillon login with --pin and the new one trusts "
                    "it.";

@@ -25,6 +25,12 @@ std::string proxyAnswer(CURL* easy) {
     return fmt::format("the proxy answered {}{}", status, status == 407 ? proxySchemes(easy) : "");
 }
 
+bool isOfProxy(CURL* easy) {
+    long problem = 0;
+    curl_easy_getinfo(easy, CURLINFO_PROXY_SSL_VERIFYRESULT, &problem);
+    return problem != 0;
+}
+
 // Alerts about the certificate of who connects (RFC 8446, 6.2), as OpenSSL words them.
 bool isOfOwnCertificate(std::string_view words) {
     constexpr std::string_view alerts[] = {
@@ -96,7 +102,8 @@ CurlFailure curlFailure(CURL* easy, CURLcode code, const std::string& detail, bo
         case CURLE_SSL_CIPHER:
         case CURLE_SSL_ISSUER_ERROR:
         case CURLE_SSL_INVALIDCERTSTATUS:
-            return {WEBLNK_TLS_REFUSED, "no trusted TLS connection (" + words + ")"};
+            return {WEBLNK_TLS_REFUSED, fmt::format("no trusted TLS connection{} ({})",
+                                                    isOfProxy(easy) ? " to the proxy" : "", words)};
         case CURLE_WEIRD_SERVER_REPLY:
         case CURLE_BAD_CONTENT_ENCODING:
             return {WEBLNK_BAD_ANSWER, "the answer is not readable (" + words + ")"};

@@ -71,6 +71,22 @@ protected:
         }
     }
 
+    std::filesystem::path siteFile() const { return home / "config/quillon/sites/work.toml"; }
+    void writeSite(const std::string& text) const {
+        std::filesystem::create_directories(siteFile().parent_path());
+        writeFile(siteFile(), text);
+        chmod(siteFile().c_str(), 0600);
+    }
+
+    // In a terminal, where a question is answered; what stands there is all in the output.
+    support::Outcome answered(Arguments arguments, std::string_view question,
+                              std::string_view line) const {
+        support::RunningProcess program(command(std::move(arguments)), support::Streams::terminal);
+        EXPECT_TRUE(program.expect(question)) << program.output();
+        program.send(line);
+        return *program.wait();
+    }
+
     // What the editor does: $1 is the file.
     void editWith(const std::string& script) const { writeFile(home / "editor", script); }
 

@@ -1,4 +1,4 @@
-// What opens a server beside a password that is typed: commands, tokens, headers.
+// What opens a server beside a password that is typed. The secret is "geheim", wherever it is from.
 #include "tests/cli/program.hpp"
 #include "tests/support/scripted_server.hpp"
 
@@ -9,194 +9,140 @@ using support::Answer;
 using support::Request;
 using support::ScriptedServer;
 
-const Answer listing = Answer::xml(
-    207,
-    "<multistatus xmlns=\"DAV:\"><response><href>/c/</href><propstat><prop><resourcetype>"
-    "<collection/></resourcetype></prop><status>HTTP/1.1 200 OK</status></propstat></response>"
-    "</multistatus>");
-
 Answer whole(const Request& request) {
-    if (request.method == "OPTIONS")
-        return Answer(200).with("DAV", "1").with("Allow", "GET, HEAD, OPTIONS, PROPFIND");
-    return request.method == "PROPFIND" ? listing : Answer(200);
+    constexpr auto listing =
+        "<multistatus xmlns=\"DAV:\"><response><href>/c/</href><propstat><prop><resourcetype>"
+        "<collection/></resourcetype></prop><status>HTTP/1.1 200 OK</status></propstat></response>"
+        "</multistatus>";
+    if (request.method == "PROPFIND") return Answer::xml(207, listing);
+    return Answer(200).with("DAV", "1").with("Allow", "GET, HEAD, OPTIONS, PROPFIND");
 }
 
 class WayIn : public ProgramTest {
 protected:
-    // A server lets in who sends this field.
-    static void letIn(ScriptedServer& by, const std::string& name, const std::string& value) {
-        by.on("*", "*", [=](const Request& request) {
+    // The server lets in who sends this field.
+    void letIn(const std::string& name, const std::string& value) {
+        server.on("*", "*", [=](const Request& request) {
             return request.field(name) == value ? whole(request)
                                                 : Answer(401).with("WWW-Authenticate", "Bearer");
         });
     }
-    void writeSite(const std::string& url, const std::string& text) const {
-        std::filesystem::create_directories(home / "config/quillon/sites");
-        writeFile(siteFile, "url = '" + url + "'\n" + text);
-        chmod(siteFile.c_str(), 0600);
-    }
     // A program as the words of a command, that notes each of its runs.
     std::string tool(const std::string& script) const {
-        writeFile(work / "tool",
-                  "#!/bin/sh\necho >> '" + (work / "runs").string() + "'\n" + script);
-        chmod((work / "tool").c_str(), 0700);
-        return "['" + (work / "tool").string() + "', \"a 'b\"]\n";
+        writeFile(tools, "#!/bin/sh\necho >> '" + (work / "runs").string() + "'\n" + script);
+        chmod(tools.c_str(), 0700);
+        return "['" + tools + "', \"a 'b\"]\n";
     }
-    size_t runs() const {
-        const auto file = work / "runs";
-        return std::filesystem::exists(file) ? support::readFile(file).size() : 0;
+    size_t runs() const { return support::readFile(work / "runs").size(); }
+
+    // As expect(), and not even by -vv the secret is told.
+    void expectQuietly(Row row) const {
+        expect({row});
+        row.arguments.insert(row.arguments.begin(), "-vv");
+        const auto loud = quillon(row.arguments);
+        for (const char* secret : {"geheim", "Z2VoZWlt", "YW5uOmdl"})
+            EXPECT_EQ((loud.output + loud.errors).find(secret), std::string::npos) << loud.errors;
     }
-    // By -vv, which shows as much as there is to be shown.
-    void expectNowhere(const Arguments& arguments, const std::vector<std::string>& secrets) const {
-        Arguments loud = arguments;
-        loud.insert(loud.begin(), "-vv");
-        const auto outcome = quillon(loud);
-        for (const std::string& secret : secrets) {
-            EXPECT_EQ((outcome.output + outcome.errors).find(secret), std::string::npos)
-                << outcome.errors;
-        }
+    void expectOfSite(const std::string& text, int code, const std::string& told) const {
+        writeSite("url = '" + url + "'\n" + text);
+        expectQuietly({{"ls", "work:"}, code, told});
     }
 
-    const std::filesystem::path siteFile = home / "config/quillon/sites/work.toml";
+    ScriptedServer server, other;
+    const std::string url = server.url("c/"), tools = (work / "tool").string();
+    const std::string stored = "work: is " + url + "\n";
 };
 
 TEST_F(WayIn, aPasswordComesFromACommand) {
-    const Apache server({.authentication = Authentication::basic, .account = {"ann", "a 'b"}});
+    server.on("*", "*", [](const Request& request) {
+        const bool known = request.field("Authorization") == "Basic YW5uOmdlaGVpbQ==";
+        return known ? whole(request) : Answer(401).with("WWW-Authenticate", "Basic realm=\"r\"");
+    });
     const std::string start = "user = 'ann'\npassword-command = ";
-    writeSite(server.url(),
-              start + tool("printf '%s\\r\\nmore\\n' \"$1\"; read line; sleep 300 &"));
-    expect({{{"ls", "work:"}, 0, ""},
-            {{"ls", "-ubob", "work:"}, 4, "password of bob is missing"},
-            {{"ls", "--password-file", "none", "work:"}, 8, "password file none"}});
-    EXPECT_EQ(runs(), 1u);
-    EXPECT_NE(quillon({"-v", "ls", "work:"})
-                  .errors.find("the password of ann is what the password-command prints"),
+    const std::tuple<const char*, int, std::string> rows[] = {
+        {"[ \"$1\" = \"a 'b\" ] && printf 'geheim\\r\\nmore\\n'; read line; sleep 300 &", 0, ""},
+        {"echo geheim; echo why >&2; exit 3", 8, "why\nquillon: cannot list"},
+        {"echo geheim; exit 3", 8, "tool, the password-command, failed with exit code 3."},
+        {"echo geheim; kill $$", 8, "was ended by a signal."},
+        {"yes geheim", 8, "prints too much."},
+        {"echo; echo geheim", 8, "printed nothing."},
+        {"echo falsch", 4, "password"}};
+    for (const auto& [script, code, told] : rows) expectOfSite(start + tool(script), code, told);
+    expectOfSite(start + "['no-such']", 8, "no-such, the password-command, cannot be run: No such");
+    tool("echo geheim");
+    const std::string told = "work: is " + url + ", user ann\n";
+    expect({{{"ls", "-ubob", "work:"}, 4, "password of bob is missing"},
+            {{"login", "work", url, "-uann", "--password-command", tools}, 0, told},
+            {{"sites"}, 0, "work  " + url + "  ann  password by command\n"}});
+    EXPECT_NE(quillon({"-v", "ls", "work:"}).errors.find("what the password-command prints"),
               std::string::npos);
-    const std::pair<const char*, const char*> rows[] = {
-        {"echo geheim; echo why >&2; exit 3", "why\nquillon: cannot list"},
-        {"echo geheim; exit 3", "tool, the password-command, failed with exit code 3."},
-        {"echo geheim; kill $$", "was ended by a signal."},
-        {"yes geheim", "prints too much."},
-        {"echo; echo geheim", "printed nothing."},
-        {"echo geheim", ""}};
-    for (const auto& [script, told] : rows) {
-        writeSite(server.url(), start + tool(script));
-        expect({{{"ls", "work:"}, *told == 0 ? 4 : 8, told}});
-        expectNowhere({"ls", "work:"}, {"geheim", "Z2VoZWlt"});
-    }
-    tool("echo \"$1\"");
-    const std::string words = (work / "tool").string() + " \"a 'b\"";
-    expect({{{"login", "work", server.url(), "-uann", "--password-command", words},
-             0,
-             "work: is " + server.url() + ", user ann\n"},
-            {{"ls", "work:"}, 0, ""},
-            {{"sites"}, 0, "work  " + server.url() + "  ann  password by command\n"}});
-    writeSite(server.url(), start + "['no-such-program']");
-    expect({{{"ls", "work:"}, 8, "no-such-program, the password-command, cannot be run: No such"}});
 }
 
 TEST_F(WayIn, aTokenComesFromAFileOrACommand) {
-    ScriptedServer server;
-    const std::string url = server.url("c/");
-    letIn(server, "Authorization", "Bearer geheim");
+    letIn("Authorization", "Bearer geheim");
     writeFile(work / "token", "geheim\nmore\n");
     writeFile(work / "old", "alt");
-    expect({{{"ls", "--token-file", "token", url}, 0, ""},
-            {{"ls", "--token-file", "old", url}, 4, "The server does not take the token."},
-            {{"ls", "-uann", "--token-file", "none", url}, 8, "none: No such file"}});
-    for (const Request& request : server.requests()) {
-        EXPECT_TRUE(request.field("Authorization").starts_with("Bearer")) << request.method;
-    }
-    expectNowhere({"ls", "--token-file", "token", url}, {"geheim"});
-
+    const std::string refused = "The server does not take the token.";
+    expectQuietly({{"ls", "--token-file", "token", url}, 0, ""});
+    expect({{{"ls", "--token-file", "old", url}, 4, refused},
+            {{"login", "work", url, "--token-file", "old"}, 4, refused},
+            {{"login", "work", url, "--token-file", "token"}, 0, stored},
+            {{"ls", "--token-file", "old", "work:"}, 4, refused},
+            {{"login", "work", url, "--token-command", "echo geheim 'a b'"}, 4, refused},
+            {{"login", "work", url, "--token-command", "'echo' geheim"}, 0, stored},
+            {{"sites", "work"}, 0, "url            " + url + "\ntoken-command  echo geheim\n"}});
     // One that is refused is asked for again, once.
-    writeSite(url,
-              "token-command = " + tool("test -e told && echo geheim || echo alt; echo > told"));
-    expect({{{"ls", "work:"}, 0, ""}});
-    EXPECT_EQ(runs(), 2u);
-    writeSite(url, "token-command = " + tool("echo alt"));
-    expect({{{"ls", "work:"}, 4, "The server does not take the token."}});
-    EXPECT_EQ(runs(), 4u);
-    writeSite(url, "token-command = " + tool("date +%N"));
-    expect({{{"ls", "work:"}, 4, "The server does not take the token."}});
-    EXPECT_EQ(runs(), 6u);
-    writeSite(url, "token-file = 'token'\n");
-    std::filesystem::copy(work / "token", siteFile.parent_path());
-    expect({{{"ls", "work:"}, 0, ""}, {{"ls", "--token-file", "old", "work:"}, 4, "the token"}});
-
-    std::filesystem::remove(siteFile);
-    tool("echo geheim");
-    const std::string told = "work: is " + url + "\n", words = (work / "tool").string();
-    const Arguments login{"login", "work", url, "--token-command", "'" + words + "' 'a b'"};
-    const Arguments open{"login", "work", url, "--password-command", words};
-    expect({{{"login", "work", url, "--token-file", "old"}, 4, "does not take the token"},
-            {{"login", "work", url, "--token-file", "token"}, 0, told},
-            {login, 0, told},
-            {{"login", "work"}, 0, told},
-            {{"sites", "work"},
-             0,
-             "url            " + url + "\ntoken-command  " + words + " 'a b'\n"}});
-    const std::string text = support::readFile(siteFile);
-    EXPECT_TRUE(text.ends_with("token-command = [\"" + words + "\", \"a b\"]\n")) << text;
-    // Where nobody is asked for, no password can be given.
-    server.on("*", "*", whole);
-    expect({{{"login", "work", url, "--auth", "ntlm"}, 0, told}});
-    expect({{open, 8, "password-command gives a password, and there is no user"}});
+    const std::string once = "test -e told && echo geheim || echo alt; echo > told";
+    size_t before = 0;
+    for (const auto& script : {once, std::string("echo alt"), std::string("date +%N")}) {
+        writeSite("url = '" + url + "'\ntoken-command = " + tool(script));
+        expect({{{"ls", "work:"}, script == once ? 0 : 4, script == once ? "" : refused}});
+        EXPECT_EQ(runs() - before, 2u) << script;
+        before = runs();
+    }
+    // Two accounts are not mistaken for one.
+    const auto second = siteFile().parent_path() / "second.toml";
+    writeFile(second, "url = '" + url + "'\ntoken-command = ['echo', 'geheim']\n");
+    expect(
+        {{{"cp", "work:a", "second:b"}, 2, "The sites second and work are one server, for one"}});
+    for (const auto& request : server.requests())
+        EXPECT_TRUE(request.field("Authorization").starts_with("Bearer"));
 }
 
-TEST_F(WayIn, twoAccountsAreNotMistakenForOne) {
-    ScriptedServer server;
-    const std::string url = server.url("c/");
-    letIn(server, "Authorization", "Bearer geheim");
-    writeSite(url, "token-command = ['echo', 'geheim']\n");
-    const auto other = siteFile.parent_path() / "other.toml";
-    std::filesystem::copy(siteFile, other);
-    expect({{{"ls", "work:", "other:"}, 0, url + ":\n\n" + url + ":\n"}});
-    writeFile(other, "url = '" + url + "'\ntoken-command = ['echo', 'alt']\n");
-    expect({{{"cp", "other:a", "work:b"}, 2, "The sites work and other are one server, for one"},
-            {{"ls", "other:"}, 4, "The server does not take the token."}});
-}
-
-TEST_F(WayIn, headersGoToTheirOriginAlone) {
-    ScriptedServer server, other;
-    const std::string url = server.url("c/");
-    letIn(server, "X-Gate", "geheim");
-    letIn(other, "X-Other", "anderes");
-    const Arguments option{"--header", "X-Gate:  geheim"};
+TEST_F(WayIn, headersAndCookiesGoToTheirOriginAlone) {
+    letIn("X-Gate", "geheim");
+    other.on("*", "*", Answer(404));
+    writeFile(work / "headers", "X-Gate: geheim\r\n\nX-More: 1\n");
+    const Arguments header{"--header", "X-Gate:  geheim"}, elsewhere{"ls", other.url("c/")};
     const auto with = [&](Arguments words) {
-        words.insert(words.end(), option.begin(), option.end());
+        words.insert(words.end(), header.begin(), header.end());
         return words;
     };
-    writeFile(work / "headers", "X-Gate: geheim\r\n\nX-More: 1\n");
+    expectQuietly({{"ls", "--header", "@headers", url}, 0, ""});
     expect({{with({"ls", url}), 0, ""},
-            {{"ls", "--header", "@headers", url}, 0, ""},
-            {{"ls", "--header", "@none", url}, 2, "none: No such file"},
             {{"ls", "--header", "Host: geheim", url}, 2, "is Host, which every request has as it"},
-            {with({"ls", url, other.url("c/")}), 1, "cannot list " + other.url("c/")}});
-    writeSite(url, "headers = ['X-Gate: geheim', 'X-Two: anderes']\n");
-    expect({{{"ls", "work:"}, 0, ""},
-            {{"ls", "--header=x-GATE: no", "work:"}, 1, "Bearer"},
-            {{"ls", other.url("c/"), "work:"}, 1, "cannot list " + other.url("c/")},
-            {{"sites", "work"}, 0, "url      " + url + "\nheaders  stored\n"}});
-    for (const Request& request : other.requests()) {
-        EXPECT_EQ(request.fields.count("X-Gate") + request.fields.count("X-Two"), 0u);
-    }
-    expectNowhere({"ls", "work:"}, {"geheim", "anderes"});
-    expectNowhere({"sites", "--json", "work"}, {"geheim", "anderes"});
-    writeSite(url, "headers-command = " + tool("echo X-Gate: geheim"));
-    expect({{{"ls", "work:"}, 0, ""}});
-    expectNowhere({"ls", "work:"}, {"geheim"});
-    writeSite(url, "headers-command = " + tool("echo geheim"));
-    expect({{{"ls", "work:"}, 8, "the headers-command, is no header, such as"}});
-    expectNowhere({"ls", "work:"}, {"geheim"});
+            {with({"ls", url, other.url("c/")}), 3, ""}});
+    const std::string two = "headers = ['X-Gate: geheim', 'X-Two: geheim']\n";
+    expectOfSite(two, 0, "");
+    expectQuietly({{"sites", "work"}, 0, "url      " + url + "\nheaders  stored\n"});
+    expect({{{"ls", "--header=x-GATE: no", "work:"}, 1, "Bearer"},
+            {{"ls", other.url("c/"), "work:"}, 3, ""}});
+    expectOfSite("headers-command = " + tool("echo X-Gate: geheim"), 0, "");
+    expectOfSite("headers-command = " + tool("echo geheim"), 8, "headers-command, is no header");
 
-    // A redirect to somebody else is not followed, and nobody sees a header among the processes.
-    server.on("*", "*", Answer(307).with("Location", other.url("c/")));
-    other.clearRequests();
-    expect({{with({"ls", url}), 1, other.url("c/")}});
-    EXPECT_EQ(other.transcript(), "");
-    server.on("*", "*", Answer(200, "x").stalledAfter(0));
-    server.clearRequests();
+    server.on("*", "/c/", [](const Request& request) {
+        if (request.field("Cookie") == "id=geheim") return whole(request);
+        return Answer(307).with("Set-Cookie", "id=geheim").with("Location", "/c/");
+    });
+    expectQuietly({{"ls", url}, 0, ""});
+    expect({{{"ls", url, other.url("c/")}, 3, ""}});
+    server.on("*", "*", Answer(307).with("Location", other.url("d/")));
+    expect({{with({"ls", url}), 1, other.url("d/")}});
+    for (const Request& request : other.requests())
+        for (const char* name : {"X-Gate", "X-Two", "Cookie"}) EXPECT_EQ(request.field(name), "");
+    EXPECT_EQ(other.transcript().find("/d/"), std::string::npos);
+
+    server.on("*", "*", Answer(200, "x").stalledAfter(0)).clearRequests();
     support::RunningProcess program(command(with({"cat", server.url("c/f")})));
     EXPECT_TRUE(support::eventually([&] { return !server.requests().empty(); }));
     const std::string line =
@@ -205,34 +151,102 @@ TEST_F(WayIn, headersGoToTheirOriginAlone) {
 }
 
 TEST_F(WayIn, aSocketStandsForHostAndPort) {
-    const std::string socket = (home / "socket").string();
+    const std::string socket = (home / "socket").string(), url_ = "http://no.invalid/headers";
     writeFile(work / "conf", "server.document-root = \"" + work.path().string() +
-                                 "\"\nserver.port = 0\nserver.bind = \"" + socket + "\"\n");
-    writeFile(work / "file", "content");
-    const support::RunningProcess lighttpd(
-        {.arguments = {"/usr/sbin/lighttpd", "-D", "-f", work / "conf"}});
+                                 "\"\nserver.bind = \"" + socket + "\"\nserver.port = 0\n");
+    writeFile(work / "headers", "content");
+    const support::RunningProcess lighttpd({{"/usr/sbin/lighttpd", "-D", "-f", work / "conf"}});
     ASSERT_TRUE(support::eventually([&] { return std::filesystem::exists(socket); }));
-    const std::string url = "http://nowhere.invalid/file", proxy = "http://127.0.0.1:1";
     const std::string tooLong = work / std::string(108, 'x');
-    expect({{{"cat", "--unix-socket", socket, url}, 0, "content"},
-            {{"cat", "--unix-socket", socket, "--proxy", proxy, url}, 0, "content"},
-            {{"cat", "--unix-socket", "file", url}, 8, "There is no socket file."},
-            {{"cat", "--unix-socket", tooLong, url}, 8, "is too long for the name of a socket"}});
-    writeSite("http://nowhere.invalid/", "unix-socket = '" + socket + "'\n");
-    expect({{{"cat", "work:file"}, 0, "content"}});
+    writeSite("url = 'http://no.invalid/'\nunix-socket = '" + socket + "'\n");
+    expect({{{"cat", "--unix-socket", socket, "--proxy", "http://127.0.0.1:1", url_}, 0, "content"},
+            {{"cat", "--unix-socket", "conf", url_}, 8, "There is no socket conf."},
+            {{"cat", "--unix-socket", tooLong, url_}, 8, "is too long for the name of a socket"},
+            {{"cat", "work:headers"}, 0, "content"}});
 }
 
-TEST_F(WayIn, cookiesAreTheOriginsOwn) {
-    ScriptedServer server, other;
-    letIn(other, "Cookie", "id=geheim");
-    server.on("*", "*", [](const Request& request) {
-        const bool known = request.field("Cookie") == "id=geheim";
-        return known ? whole(request)
-                     : Answer(307).with("Set-Cookie", "id=geheim").with("Location", "/c/");
-    });
-    expect({{{"ls", server.url("c/")}, 0, ""},
-            {{"ls", server.url("c/"), other.url("c/")}, 1, "cannot list " + other.url("c/")}});
-    expectNowhere({"ls", server.url("c/")}, {"geheim"});
+// A cloud whose ann has a password for programs, which its page gives to who asks.
+class Cloud : public WayIn {
+protected:
+    Cloud() {
+        server.on("*", "*", [](const Request& request) {
+            const bool known = request.field("Authorization") == "Basic YW5uOmdlaGVpbQ==";
+            if (!known) return Answer(401).with("WWW-Authenticate", "Basic realm=\"r\"");
+            return request.target == "/c/remote.php/dav/files/ann/" ? whole(request) : Answer(404);
+        });
+        for (const char* above : {"/", "/c/"}) server.on("*", above, Answer(404));
+    }
+    Answer offer(const std::string& page, const std::string& endpoint) const {
+        return Answer(200, "{\"poll\":{\"token\":\"t0ken\",\"endpoint\":\"" + endpoint +
+                               "\"},\"login\":\"" + page + "\"}");
+    }
+    const std::string answer =
+        "{\"server\":\"x\",\"loginName\":\"ann\",\"appPassword\":\"geheim\"}";
+    const std::string folder = server.url("c/remote.php/dav/files/ann/");
+    const std::string isAnns = "work: is " + folder + ", user ann\n";
+};
+
+TEST_F(Cloud, thePersonSignsInSomewhereElse) {
+    const std::string start = "/c/index.php/login/v2", page = server.url("p"),
+                      poll = server.url("q");
+    const Answer slow = Answer(200, answer).slowly(9, support::Duration(20));
+    const Answer good = offer(page, poll), silent = Answer(200, answer).stalledAfter(9);
+    const auto away = Answer(307).with("Location", other.url("q"));
+    const std::tuple<Answer, std::vector<Answer>, int, std::string> rows[] = {
+        {Answer(404), {}, 1, "There is no login by browser at"},
+        {Answer(200, "{\"login\":"), {}, 1, "There is no login by browser at"},
+        {offer(page, other.url("q")), {}, 1, "which is another one and was sent nothing"},
+        {offer(other.url("p"), poll), {}, 1, "which is another one and was sent nothing"},
+        {offer("p\\u001b[2J", poll), {}, 1, "There is no login by browser at"},
+        {good, {Answer(403)}, 1, "403"},
+        {good, {Answer(200, "[]")}, 7, "names no user"},
+        {good, {Answer(404)}, 4, "Nobody signed in in time."},
+        {good, {silent}, 7, "no byte"},
+        {good, {away}, 1, other.url("q")},
+        {good, {Answer(404), Answer(503), slow}, 0, isAnns}};
+    for (const auto& [begun, polled, code, told] : rows) {
+        server.on("POST", start, begun);
+        if (!polled.empty()) server.inTurn("POST", "/q", polled);
+        const std::string seconds = code == 0 ? "30" : "2";
+        const Arguments login{"-vv", "--timeout", seconds, "login", "work", url, "--browser"};
+        const auto outcome = quillon(login);
+        expect(outcome, code, told);
+        for (const char* secret : {"geheim", "t0ken"})
+            EXPECT_EQ(outcome.errors.find(secret), std::string::npos) << outcome.errors;
+        EXPECT_EQ(std::filesystem::exists(siteFile()), code == 0);
+    }
+    expect({{{"get", "work:none", "-"}, 3, ""}});
+    EXPECT_EQ(other.transcript(), "");
+    for (const Request& request : server.requests())
+        EXPECT_EQ(request.body, request.target == "/q" ? "token=t0ken" : request.body);
+}
+
+// secret-tool keeps what it is given in a file here.
+TEST_F(Cloud, aKeyringKeepsThePassword) {
+    const std::string ring = (work / "ring").string(), path = std::getenv("PATH");
+    const auto write = [&](const std::string& script) {
+        writeFile(work / "secret-tool", "#!/bin/sh\n" + script);
+        chmod((work / "secret-tool").c_str(), 0755);
+    };
+    const auto with = [&](Arguments words) {
+        support::Command all = command(std::move(words));
+        all.environment["PATH"] = work.path().string() + ":" + path;
+        return support::run(all);
+    };
+    writeFile(work / "password", "geheim\n");
+    const Arguments keep{"login",           "work",     folder,     "-uann",
+                         "--password-file", "password", "--keyring"};
+    write("case $1 in store) cat > ring;; lookup) cat ring;; clear) rm ring;; esac");
+    expect(with(keep), 0, isAnns);
+    EXPECT_EQ(support::readFile(ring), "geheim");
+    EXPECT_EQ(support::readFile(siteFile()).find("password = "), std::string::npos);
+    expect(with({"get", "work:none", "-"}), 3, "");
+    expect(with({"login", "work", "--password-file", "password"}), 0, isAnns);
+    expect(with({"logout", "work"}), 0, "");
+    EXPECT_FALSE(std::filesystem::exists(ring));
+    write("exit 1");
+    EXPECT_NE(with(keep).errors.find("stored encrypted instead"), std::string::npos);
+    expect(with({"sites"}), 0, "work  " + folder + "  ann  password stored\n");
 }
 
 }  // namespace

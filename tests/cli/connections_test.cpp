@@ -1,0 +1,302 @@
+// What opens connections: certificates, pins, tickets, NTLM, proxies. The secret is "geheim".
+#include <boost/asio/read.hpp>
+#include <boost/asio/read_until.hpp>
+#include <boost/asio/streambuf.hpp>
+#include <boost/asio/write.hpp>
+#include <cstdio>
+#include <fstream>
+
+#include "tests/cli/program.hpp"
+#include "tests/support/certificate.hpp"
+#include "tests/support/connection_server.hpp"
+#include "tests/support/scripted_server.hpp"
+
+namespace quillon::cli {
+namespace {
+
+using support::Answer;
+using support::makeCertificate;
+
+class Connections : public ProgramTest {
+protected:
+    std::string shell(const std::string& script) const {
+        return support::runChecked({.arguments = {"sh", "-ec", script}, .directory = work.path()});
+    }
+    static Arguments joined(Arguments first, const Arguments& more) {
+        first.insert(first.end(), more.begin(), more.end());
+        return first;
+    }
+    const std::string authority = support::certificate().file;
+};
+
+TEST_F(Connections, logInByACertificate) {
+    const auto own = makeCertificate(work.path(), "own");
+    makeCertificate(work.path(), "s");
+    const Apache server({.tls = true, .clientAuthority = own.file});
+    const std::string url = server.url(), secret = "geheim";
+    shell(
+        "cat own.pem own.key > both.pem; openssl ec -in own.key -aes128 -passout pass:geheim -out "
+        "locked.key; for i in '-legacy -passout pass:geheim -out own.p12' '-passout pass: -out "
+        "open.p12'; do openssl pkcs12 -export -in own.pem -inkey own.key $i; done");
+    const std::tuple<Arguments, int, std::string> rows[] = {
+        {{"--cert", "own.pem", "--key", "own.key"}, 0, ""},
+        {{"--cert", "both.pem"}, 0, ""},
+        {{"--cert", "open.p12"}, 0, ""},
+        {{},
+         4,
+         "a certificate of yours, or does not take the one that it was shown.\n  Give it with"},
+        {{"--cert", "s.pem", "--key", "s.key"}, 4, "alert unknown ca"},
+        {{"--cert", "own.pem", "--key", "s.key"}, 8, "s.key: the key is not that of"},
+        {{"--cert", "own.key"}, 8, "own.key: it holds no certificate"},
+        {{"--cert", "own.pem"}, 8, "own.pem: it holds no private key"},
+        {{"--key", "own.key"}, 2, "--key is that of a certificate"},
+        {{"--cert", "own.p12"}, 4, "own.p12 has a passphrase, and there is no terminal"}};
+    const Arguments ls{"ls", "--ca-file", authority, url};
+    for (const auto& [more, code, told] : rows) expect({{joined(ls, more), code, told}});
+    for (const Arguments& more :
+         {Arguments{"--cert", "own.p12"}, {"--cert", "own.pem", "--key", "locked.key"}}) {
+        const auto right = answered(joined(ls, more), "Passphrase of ", "geheim\n");
+        EXPECT_EQ(right.exitCode, 0) << right.output;
+        EXPECT_EQ(right.output.find("geheim"), std::string::npos);
+        EXPECT_NE(
+            answered(joined(ls, more), "Passphrase of ", "x\n").output.find("not the right one"),
+            std::string::npos);
+    }
+    const Arguments login{"login", "work", url, "--ca-file", authority, "--cert", "both.pem"};
+    expect({{login, 0, "work: is " + url + "\n"},
+            {{"sites"}, 0, "work  " + url + "  -  by certificate\n"}});
+    std::filesystem::copy(work / "own.p12", siteFile().parent_path());
+    for (const std::string key : {"password-command", "key-password-command"}) {
+        writeSite("url = '" + url + "'\nca-file = '" + authority + "'\ncert = 'own.p12'\n" + key +
+                  " = ['echo', 'geheim']\n");
+        expect({{{"ls", "work:"}, 0, ""}});
+    }
+}
+
+// As far as somebody may look there: what was typed is gone once the key is read.
+TEST_F(Connections, keepNoPassphraseInMemory) {
+    makeCertificate(work.path(), "own");
+    shell("openssl ec -in own.key -aes128 -passout pass:sehr-geheim -out locked.key");
+    support::ScriptedServer server;
+    server.on("*", "*", Answer(200, "x").stalledAfter(0));
+    support::RunningProcess program(
+        command({"cat", "--cert", "own.pem", "--key", "locked.key", server.url("c/f")}),
+        support::Streams::terminal);
+    ASSERT_TRUE(program.expect("Passphrase of "));
+    program.send("sehr-geheim\n");
+    ASSERT_TRUE(support::eventually([&] { return !server.requests().empty(); }));
+    const std::string process = "/proc/" + std::to_string(program.pid());
+    std::ifstream maps(process + "/maps"), memory(process + "/mem", std::ios::binary);
+    std::string all;
+    for (std::string line; std::getline(maps, line);) {
+        size_t begin = 0, end = 0;
+        if (std::sscanf(line.c_str(), "%zx-%zx r", &begin, &end) != 2) continue;
+        std::string part(end - begin, '\0');
+        memory.clear();
+        memory.seekg(static_cast<std::streamoff>(begin));
+        memory.read(part.data(), static_cast<std::streamsize>(part.size()));
+        all.append(part, 0, static_cast<size_t>(memory.gcount()));
+    }
+    EXPECT_EQ(all.find("sehr-geheim"), all.npos);
+    EXPECT_TRUE(geteuid() != 0 || all.find("locked.key") != all.npos);
+}
+
+TEST_F(Connections, trustAServerByItsKey) {
+    const Apache server({.tls = true, .http2 = true});
+    const Apache changed({.tls = true, .identity = makeCertificate(work.path(), "changed")});
+    const std::string url = server.url();
+    const auto pinOf = [&](const std::string& file) {
+        return "sha256//" + shell("openssl x509 -noout -pubkey -in " + file +
+                                  " | openssl pkey -pubin -outform DER | openssl dgst -sha256 "
+                                  "-binary | base64 | tr -d '\\n'");
+    };
+    const std::string fingerprint =
+        shell("openssl x509 -noout -sha256 -fingerprint -in " + authority + " | cut -d= -f2");
+    const std::string pin = pinOf(authority), other = pinOf("changed.pem");
+    const Arguments login{"login", "work", url};
+    expect({{login, 7, fingerprint + "  If that is the server's own: --pin " + pin},
+            {{"ls", "--pin", pin, url}, 0, ""},
+            {{"ls", "--pin", "sha256//x", url}, 2, "44 characters of base64"}});
+    EXPECT_EQ(answered(login, "[y/N] ", "n\n").exitCode, 7);
+    const auto trusted = answered(login, "[y/N] ", "y\n");
+    EXPECT_NE(trusted.output.find("for CN = quillon test, from CN = quillon test, valid"),
+              std::string::npos);
+    EXPECT_EQ(support::readFile(siteFile()), "url = \"" + url + "\"\npin = \"" + pin + "\"\n");
+    expect({{{"ls", "work:"}, 0, ""}});
+    writeSite("url = '" + changed.url() + "'\nuser = 'ann'\npin = '" + pin + "'\n");
+    writeFile(work / "password", "geheim");
+    expect({{{"ls", "--password-file", "password", "work:"},
+             7,
+             "key is " + other + ", and it was " + pin}});
+    EXPECT_EQ(changed.transcript(), "");
+}
+
+// A realm with ann, and a server at localhost; what speaks to it does so by this environment.
+class Realm {
+public:
+    Realm() {
+        const std::string home = home_.path(),
+                          at = "127.0.0.1:" + std::to_string(support::freePort());
+        writeFile(home_ / "krb5",
+                  "[libdefaults]\ndefault_realm = T\nrdns = false\n"
+                  "dns_canonicalize_hostname = false\n[realms]\nT = {\nkdc = " +
+                      at + "\n}\n[domain_realm]\nlocalhost = T\n");
+        writeFile(home_ / "kdc", "[realms]\nT = {\nkdc_listen = " + at +
+                                     "\nkdc_tcp_listen = " + at + "\ndatabase_name = " + home +
+                                     "/db\nkey_stash_file = " + home + "/stash\n}\n");
+        environment = {{"KRB5_CONFIG", home + "/krb5"},
+                       {"KRB5_KDC_PROFILE", home + "/kdc"},
+                       {"KRB5CCNAME", "FILE:" + home + "/tickets"}};
+        run("cd " + home +
+            "; kdb5_util create -s -P x; kadmin.local addprinc -pw geheim ann; "
+            "kadmin.local addprinc -randkey HTTP/localhost; "
+            "kadmin.local ktadd -k keytab HTTP/localhost; chmod 644 keytab");
+        kdc_ = std::make_unique<support::RunningProcess>(
+            support::Command{{"/usr/sbin/krb5kdc", "-n"}, environment});
+        run("until echo geheim | kinit ann; do sleep 0.1; done");
+    }
+    void run(const std::string& script) const {
+        support::runChecked({{"sh", "-c", script}, environment});
+    }
+    std::filesystem::path keytab() const { return home_ / "keytab"; }
+    std::map<std::string, std::string> environment;
+
+private:
+    support::TemporaryDirectory home_;
+    std::unique_ptr<support::RunningProcess> kdc_;
+};
+
+TEST_F(Connections, logInByATicket) {
+    for (const char* file : {"/usr/sbin/krb5kdc", "/usr/sbin/kadmin.local", "/usr/bin/kinit",
+                             "/usr/lib/apache2/modules/mod_auth_gssapi.so"}) {
+        if (!std::filesystem::exists(file)) GTEST_SKIP() << file << " is not here";
+    }
+    const Realm realm;
+    const Apache open, secure({.tls = true});
+    const Apache server(
+        {.authentication = Authentication::negotiate, .keytab = realm.keytab(), .isProxy = true});
+    const std::string url = "http://localhost:" + std::to_string(server.port()) + "/";
+    const std::string large(3 << 20, 'x');
+    writeFile(work / "large", large);
+    const auto expectWith = [&](Arguments words, int code, const std::string& told) {
+        support::Command all = command(std::move(words));
+        all.environment.insert(realm.environment.begin(), realm.environment.end());
+        expect(support::run(all), code, told);
+    };
+    expectWith({"login", "work", url, "--auth", "negotiate"}, 0, "work: is " + url + "\n");
+    server.clearTranscript();
+    expectWith({"put", "large", "work:"}, 0, "");
+    EXPECT_EQ(content(server, "large"), large);
+    EXPECT_EQ(server.transcript().find("401"), std::string::npos);
+    expectWith({"ls", url}, 1, "logins by Negotiate");
+    const Arguments beyond{"ls", "--insecure", "--proxy", url, open.url(), secure.url()};
+    expectWith(beyond, 7, "it takes logins by Negotiate");
+    expectWith(joined({"--proxy-auth", "negotiate"}, beyond), 0,
+               open.url() + ":\n\n" + secure.url() + ":\n");
+    realm.run("kdestroy");
+    expectWith({"ls", "work:"}, 4, "does not take your Kerberos ticket, or there is none");
+}
+
+TEST_F(Connections, logInByNtlm) {
+    constexpr auto challenge =
+        "NTLM TlRMTVNTUAACAAAADAAMADAAAAABAoEAASNFZ4mrze8AAAAAAAAAAGIAYgA8AAAARABPAE0AQQBJAE4AAgAM"
+        "AEQATwBNAEEASQBOAAEADABTAEUAUgBWAEUAUgAEABQAZABvAG0AYQBpAG4ALgBjAG8AbQADACIAcwBlAHIAdgBl"
+        "AHIALgBkAG8AbQBhAGkAbgAuAGMAbwBtAAAAAAA=";
+    support::ScriptedServer server;
+    server.on("*", "*", [=, isIn = false](const support::Request& request) mutable {
+        const std::string_view given = request.field("Authorization");
+        const bool greets = given.starts_with("NTLM TlRMTVNTUAAB");
+        isIn = isIn || given.starts_with("NTLM TlRMTVNTUAAD");  // the third message
+        if (greets || !isIn)
+            return Answer(401).with("WWW-Authenticate", greets ? challenge : "NTLM");
+        return Answer(request.method == "PUT"   ? 201
+                      : request.target == "/c/" ? 200
+                                                : 404)
+            .with("Allow", "PUT, GET, HEAD, OPTIONS");
+    });
+    writeFile(work / "password", "geheim");
+    writeFile(work / "file", "content");
+    const Arguments put{"--password-file", "password", "put", "--force", "file", server.url("c/")};
+    expect({{joined({"-uann"}, put), 1, "logins by NTLM"},
+            {joined({"--auth", "ntlm", "-uDOMAIN\\ann"}, put), 0, ""},
+            {{"ls", "--auth", "x", server.url()}, 2, "--auth: it is one of negotiate, ntlm"}});
+    EXPECT_EQ(server.requests().back().body, "content");
+}
+
+TEST_F(Connections, goThroughProxiesOfEachKind) {
+    const Apache clear, secure({.tls = true});
+    for (const Apache* server : {&clear, &secure}) server->addMember("file", "content");
+    const support::Account account{"me", "geheim"};
+    const auto proxy = [&](Authentication kind) {
+        return Apache({.authentication = kind, .account = account, .isProxy = true});
+    };
+    const Apache basic = proxy(Authentication::basic), digest = proxy(Authentication::digest);
+    const auto identity = makeCertificate(work.path(), "proxy");
+    const Apache overTls({.tls = true, .identity = identity, .isProxy = true});
+    const auto with = [](std::string url, const std::string& password) {
+        return url.insert(url.find("://") + 3, "me:" + password + "@");
+    };
+    const std::tuple<std::string, Arguments, int, std::string> rows[] = {
+        {with(basic.url(), "geheim"), {}, 0, "content"},
+        {with(basic.url(), "falsch"), {}, 7, "it takes logins by Basic"},
+        {with(digest.url(), "geheim"), {"--proxy-auth", "digest"}, 0, "content"},
+        {with(digest.url(), "geheim"), {}, 7, "it takes logins by Digest"},
+        {digest.url(), {"--no-proxy", "127.0.0.1,h"}, 0, "content"},
+        {digest.url(), {"--proxy-auth", "none"}, 2, "it is one of basic, digest, ntlm"},
+        {overTls.url(), {"--proxy-ca-file", "proxy.pem"}, 0, "content"},
+        {overTls.url(), {}, 7, "no trusted TLS connection to the proxy"}};
+    for (const auto& [at, more, code, told] : rows) {
+        for (const std::string& url : {clear.url("file"), secure.url("file")})
+            expect(
+                {{joined({"cat", "--proxy", at, url, "--ca-file", authority}, more), code, told}});
+    }
+    writeSite("url = '" + secure.url() + "'\nca-file = '" + authority + "'\nproxy = '" +
+              overTls.url() + "'\nproxy-ca-file = '" + identity.file.string() + "'\n");
+    expect({{{"cat", "work:file"}, 0, "content"}});
+}
+
+// A SOCKS proxy that answers with the login and the host that were asked for.
+void serveSocks(support::Tcp::socket& client) {
+    namespace asio = boost::asio;
+    const auto take = [&client](size_t size) {
+        std::string bytes(size, '\0');
+        asio::read(client, asio::buffer(bytes));
+        return bytes;
+    };
+    const auto takeCounted = [&] { return take(static_cast<unsigned char>(take(1)[0])); };
+    const auto say = [&client](std::string bytes) { asio::write(client, asio::buffer(bytes)); };
+    std::string told;
+    if (take(1)[0] == 5) {  // RFC 1928, RFC 1929
+        takeCounted();
+        say({5, 2});
+        take(1);
+        told = takeCounted() + "/";
+        told += takeCounted() + "/";
+        say({1, 0});
+        take(4);
+        told += takeCounted();
+        take(2);
+        say({5, 0, 0, 1, 0, 0, 0, 0, 0, 0});
+    } else {
+        take(7);
+        for (int texts = 0; texts < 2;) {
+            const char c = take(1)[0];
+            texts += c == '\0';
+            if (c != '\0' || texts == 1) told += c == '\0' ? '/' : c;
+        }
+        say({0, 90, 0, 0, 0, 0, 0, 0});
+    }
+    asio::streambuf request;
+    asio::read_until(client, request, "\r\n\r\n");
+    say("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(told.size()) + "\r\n\r\n" + told);
+}
+
+TEST_F(Connections, goThroughSocks) {
+    const support::ConnectionServer proxy(serveSocks);
+    const std::string at = "127.0.0.1:" + std::to_string(proxy.port()), url = "http://no.invalid/f";
+    expect({{{"cat", "--proxy", "socks4a://ann@" + at, url}, 0, "ann/no.invalid"},
+            {{"cat", "--proxy", "socks5h://ann:geheim@" + at, url}, 0, "ann/geheim/no.invalid"}});
+}
+
+}  // namespace
+}  // namespace quillon::cli
