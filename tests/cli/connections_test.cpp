@@ -1,7 +1,4 @@
 // What opens connections: certificates, pins, tickets, NTLM, proxies. The secret is "geheim".
-#include <boost/asio/read.hpp>
-#include <boost/asio/read_until.hpp>
-#include <boost/asio/streambuf.hpp>
 #include <boost/asio/write.hpp>
 #include <cstdio>
 #include <fstream>
@@ -33,18 +30,15 @@ TEST_F(Connections, logInByACertificate) {
     const auto own = makeCertificate(work.path(), "own");
     makeCertificate(work.path(), "s");
     const Apache server({.tls = true, .clientAuthority = own.file});
-    const std::string url = server.url(), secret = "geheim";
+    const std::string url = server.url();
     shell(
         "cat own.pem own.key > both.pem; openssl ec -in own.key -aes128 -passout pass:geheim -out "
         "locked.key; for i in '-legacy -passout pass:geheim -out own.p12' '-passout pass: -out "
         "open.p12'; do openssl pkcs12 -export -in own.pem -inkey own.key $i; done");
     const std::tuple<Arguments, int, std::string> rows[] = {
         {{"--cert", "own.pem", "--key", "own.key"}, 0, ""},
-        {{"--cert", "both.pem"}, 0, ""},
         {{"--cert", "open.p12"}, 0, ""},
-        {{},
-         4,
-         "a certificate of yours, or does not take the one that it was shown.\n  Give it with"},
+        {{}, 4, "does not take the one that it was shown.\n  Give it with --cert"},
         {{"--cert", "s.pem", "--key", "s.key"}, 4, "alert unknown ca"},
         {{"--cert", "own.pem", "--key", "s.key"}, 8, "s.key: the key is not that of"},
         {{"--cert", "own.key"}, 8, "own.key: it holds no certificate"},
@@ -58,9 +52,7 @@ TEST_F(Connections, logInByACertificate) {
         const auto right = answered(joined(ls, more), "Passphrase of ", "geheim\n");
         EXPECT_EQ(right.exitCode, 0) << right.output;
         EXPECT_EQ(right.output.find("geheim"), std::string::npos);
-        EXPECT_NE(
-            answered(joined(ls, more), "Passphrase of ", "x\n").output.find("not the right one"),
-            std::string::npos);
+        EXPECT_EQ(answered(joined(ls, more), "Passphrase of ", "x\n").exitCode, 8);
     }
     const Arguments login{"login", "work", url, "--ca-file", authority, "--cert", "both.pem"};
     expect({{login, 0, "work: is " + url + "\n"},
@@ -125,9 +117,8 @@ TEST_F(Connections, trustAServerByItsKey) {
     expect({{{"ls", "work:"}, 0, ""}});
     writeSite("url = '" + changed.url() + "'\nuser = 'ann'\npin = '" + pin + "'\n");
     writeFile(work / "password", "geheim");
-    expect({{{"ls", "--password-file", "password", "work:"},
-             7,
-             "key is " + other + ", and it was " + pin}});
+    const Arguments ls{"ls", "--password-file", "password", "work:"};
+    expect({{ls, 7, "key is " + other + ", and it was " + pin}});
     EXPECT_EQ(changed.transcript(), "");
 }
 
@@ -135,18 +126,17 @@ TEST_F(Connections, trustAServerByItsKey) {
 class Realm {
 public:
     Realm() {
-        const std::string home = home_.path(),
-                          at = "127.0.0.1:" + std::to_string(support::freePort());
+        const std::string home = home_.path();
+        const std::string at = " = 127.0.0.1:" + std::to_string(support::freePort()) + "\n";
         writeFile(home_ / "krb5",
                   "[libdefaults]\ndefault_realm = T\nrdns = false\n"
-                  "dns_canonicalize_hostname = false\n[realms]\nT = {\nkdc = " +
-                      at + "\n}\n[domain_realm]\nlocalhost = T\n");
-        writeFile(home_ / "kdc", "[realms]\nT = {\nkdc_listen = " + at +
-                                     "\nkdc_tcp_listen = " + at + "\ndatabase_name = " + home +
-                                     "/db\nkey_stash_file = " + home + "/stash\n}\n");
-        environment = {{"KRB5_CONFIG", home + "/krb5"},
-                       {"KRB5_KDC_PROFILE", home + "/kdc"},
-                       {"KRB5CCNAME", "FILE:" + home + "/tickets"}};
+                  "dns_canonicalize_hostname = false\n[domain_realm]\nlocalhost = T\n[realms]\n"
+                  "T = {\nkdc" +
+                      at + "kdc_listen" + at + "kdc_tcp_listen" + at + "database_name = " + home +
+                      "/db\nkey_stash_file = " + home + "/stash\n}\n");
+        for (const char* name : {"KRB5_CONFIG", "KRB5_KDC_PROFILE"})
+            environment[name] = home + "/krb5";
+        environment["KRB5CCNAME"] = "FILE:" + home + "/tickets";
         run("cd " + home +
             "; kdb5_util create -s -P x; kadmin.local addprinc -pw geheim ann; "
             "kadmin.local addprinc -randkey HTTP/localhost; "
@@ -209,14 +199,13 @@ TEST_F(Connections, logInByNtlm) {
         isIn = isIn || given.starts_with("NTLM TlRMTVNTUAAD");  // the third message
         if (greets || !isIn)
             return Answer(401).with("WWW-Authenticate", greets ? challenge : "NTLM");
-        return Answer(request.method == "PUT"   ? 201
-                      : request.target == "/c/" ? 200
+        return Answer(request.target == "/c/"   ? 200
+                      : request.method == "PUT" ? 201
                                                 : 404)
             .with("Allow", "PUT, GET, HEAD, OPTIONS");
     });
-    writeFile(work / "password", "geheim");
     writeFile(work / "file", "content");
-    const Arguments put{"--password-file", "password", "put", "--force", "file", server.url("c/")};
+    const Arguments put{"--password-file", "file", "put", "--force", "file", server.url("c/")};
     expect({{joined({"-uann"}, put), 1, "logins by NTLM"},
             {joined({"--auth", "ntlm", "-uDOMAIN\\ann"}, put), 0, ""},
             {{"ls", "--auth", "x", server.url()}, 2, "--auth: it is one of negotiate, ntlm"}});
@@ -245,57 +234,35 @@ TEST_F(Connections, goThroughProxiesOfEachKind) {
         {digest.url(), {"--proxy-auth", "none"}, 2, "it is one of basic, digest, ntlm"},
         {overTls.url(), {"--proxy-ca-file", "proxy.pem"}, 0, "content"},
         {overTls.url(), {}, 7, "no trusted TLS connection to the proxy"}};
+    const Arguments cat{"cat", "--ca-file", authority, "--proxy"};
     for (const auto& [at, more, code, told] : rows) {
         for (const std::string& url : {clear.url("file"), secure.url("file")})
-            expect(
-                {{joined({"cat", "--proxy", at, url, "--ca-file", authority}, more), code, told}});
+            expect({{joined(joined(cat, {at, url}), more), code, told}});
     }
     writeSite("url = '" + secure.url() + "'\nca-file = '" + authority + "'\nproxy = '" +
               overTls.url() + "'\nproxy-ca-file = '" + identity.file.string() + "'\n");
     expect({{{"cat", "work:file"}, 0, "content"}});
 }
 
-// A SOCKS proxy that answers with the login and the host that were asked for.
-void serveSocks(support::Tcp::socket& client) {
-    namespace asio = boost::asio;
-    const auto take = [&client](size_t size) {
-        std::string bytes(size, '\0');
-        asio::read(client, asio::buffer(bytes));
-        return bytes;
-    };
-    const auto takeCounted = [&] { return take(static_cast<unsigned char>(take(1)[0])); };
-    const auto say = [&client](std::string bytes) { asio::write(client, asio::buffer(bytes)); };
-    std::string told;
-    if (take(1)[0] == 5) {  // RFC 1928, RFC 1929
-        takeCounted();
-        say({5, 2});
-        take(1);
-        told = takeCounted() + "/";
-        told += takeCounted() + "/";
-        say({1, 0});
-        take(4);
-        told += takeCounted();
-        take(2);
-        say({5, 0, 0, 1, 0, 0, 0, 0, 0, 0});
-    } else {
-        take(7);
-        for (int texts = 0; texts < 2;) {
-            const char c = take(1)[0];
-            texts += c == '\0';
-            if (c != '\0' || texts == 1) told += c == '\0' ? '/' : c;
-        }
-        say({0, 90, 0, 0, 0, 0, 0, 0});
-    }
-    asio::streambuf request;
-    asio::read_until(client, request, "\r\n\r\n");
-    say("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(told.size()) + "\r\n\r\n" + told);
-}
-
+// A proxy by its answers, one to each message (RFC 1928, RFC 1929).
 TEST_F(Connections, goThroughSocks) {
-    const support::ConnectionServer proxy(serveSocks);
-    const std::string at = "127.0.0.1:" + std::to_string(proxy.port()), url = "http://no.invalid/f";
-    expect({{{"cat", "--proxy", "socks4a://ann@" + at, url}, 0, "ann/no.invalid"},
-            {{"cat", "--proxy", "socks5h://ann:geheim@" + at, url}, 0, "ann/geheim/no.invalid"}});
+    using namespace std::string_literals;
+    const std::string last = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
+    const std::pair<std::string, Arguments> rows[] = {
+        {"socks4a://ann", {"\0Z\0\0\0\0\0\0"s, last}},
+        {"socks5h://ann:geheim", {"\5\2"s, "\1\0"s, "\5\0\0\1\0\0\0\0\0\0"s, last}}};
+    for (const auto& [start, answers] : rows) {
+        std::string heard(4096, '\0');
+        const support::ConnectionServer proxy([&](support::Tcp::socket& client) {
+            for (size_t at = 0; const std::string& answer : answers) {
+                at += client.read_some(boost::asio::buffer(heard) + at);
+                boost::asio::write(client, boost::asio::buffer(answer));
+            }
+        });
+        const std::string at = start + "@127.0.0.1:" + std::to_string(proxy.port());
+        expect({{{"cat", "--proxy", at, "http://no.invalid/f"}, 0, "ok"}});
+        EXPECT_LT(heard.find("ann"), heard.find("no.invalid"));
+    }
 }
 
 }  // namespace

@@ -80,7 +80,6 @@ std::vector<std::string> Apache::commandLine() const {
     constexpr const char* schemes[] = {"-Dopen", "-Dbasic", "-Ddigest", "-Dnegotiate"};
     words.emplace_back(schemes[static_cast<size_t>(options_.authentication)]);
     define("keytab", options_.keytab);
-    define("authentication", SOURCE_DIR "/tests/data/servers/apache-authentication.conf");
     if (options_.isProxy) words.emplace_back("-Dproxy");
     if (options_.withoutLocks) words.emplace_back("-DwithoutLocks");
     if (options_.http2) words.emplace_back("-Dhttp2");
