@@ -24,6 +24,16 @@ struct StatusChoice {
     bool isLocal = false, json = false;
 };
 
+// What is known without the content there.
+std::string_view stateOfCompared(const sync::Plan& plan, const std::string& path) {
+    const auto base = plan.trees.base.find(path);
+    const auto here = plan.trees.here.find(path);
+    if (base == plan.trees.base.end()) return "made on both sides";
+    if (here == plan.trees.here.end()) return "removed here";
+    const bool isSame = sync::isUnchangedHere(base->second, here->second);
+    return isSame ? "perhaps changed there" : "changed here";
+}
+
 // What happened, not what is going to be done about it.
 std::string_view stateOf(const sync::Plan& plan, const Action& action) {
     const bool isKnown = plan.trees.base.contains(action.path);
@@ -45,7 +55,7 @@ std::string_view stateOf(const sync::Plan& plan, const Action& action) {
         case Act::removeHere:
             return "removed there";
         case Act::compare:
-            return "perhaps changed there";
+            return stateOfCompared(plan, action.path);
         case Act::conflict:
             return "in conflict";
         case Act::blocked:
@@ -80,6 +90,7 @@ private:
 
 std::string remarkOf(const Action& action) {
     if (!action.from.empty()) return "from " + action.from;
+    if (action.act == Act::compare) return "the next run compares what is there";
     if (action.act == Act::conflict) return std::string(reasonOf(action.conflict));
     return action.why;
 }

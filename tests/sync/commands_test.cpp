@@ -1,0 +1,177 @@
+// What people do with a pair, one after the other.
+#include <sys/stat.h>
+
+#include <algorithm>
+
+#include "tests/sync/pair_test.hpp"
+
+namespace quillon::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+class PairCommands : public PairTest {
+protected:
+    // In the folder of ann, unless the row names another one.
+    void check(const std::vector<Row>& rows) const {
+        for (const Row& row : rows) {
+            SCOPED_TRACE(testing::PrintToString(row.arguments));
+            support::Command all = commandOf("ann", row.arguments);
+            all.directory = folder("ann");
+            const auto outcome = support::run(all);
+            EXPECT_EQ(outcome.exitCode, row.exitCode) << outcome.output << outcome.errors;
+            const std::string told = outcome.output + outcome.errors;
+            EXPECT_NE(told.find(row.told), std::string::npos) << told;
+        }
+    }
+    // What the other one had is "theirs", what the folder has is "mine".
+    void makeConflict(const std::string& name, const std::string& mine,
+                      const std::string& theirs) const {
+        write(folder("ann") / name, mine);
+        ASSERT_LT(storeThere(name, theirs), 300);
+        EXPECT_EQ(sync("ann").exitCode, exitChanged);
+    }
+    std::string here(const std::string& name) const {
+        return support::readFile(folder("ann") / name);
+    }
+    std::string thereIs(const std::string& name) const { return support::readFile(there() / name); }
+};
+
+TEST_F(PairCommands, conflictsAreSettled) {
+    const std::string both = "one\ntwo\nthree\nfour\nfive\n";
+    for (const char* name : {"m", "t", "b", "g", "x"}) write(folder("ann") / name, both);
+    pair("ann");
+    EXPECT_EQ(sync("ann").exitCode, exitDone);
+    const std::string mine = "ONE\ntwo\nthree\nfour\nfive\n",
+                      theirs = "one\ntwo\nthree\nfour\nFIVE\n";
+    for (const char* name : {"m", "t", "b", "g"}) makeConflict(name, mine, theirs);
+    makeConflict("x", "uno\n" + both.substr(4), "eins\n" + both.substr(4));
+    makeConflict("new", "mine", "theirs");
+    check({{{"status"}, 6, "in conflict            new (made on both sides)"},
+           {{"status", "--json"}, 6, R"({"state":"in conflict","path":"b",)"},
+           {{"resolve", "m"}, 2, "say one of"},
+           {{"resolve", "--mine", "--both", "m"}, 2, "say one of"},
+           {{"resolve", "--mine", "quiet"}, 3, "It is in no conflict"},
+           {{"resolve", "--mine", "/etc/passwd"}, 2, "not paired"},
+           {{"resolve", "--mine", "m"}, 0, "stores yours"},
+           {{"resolve", "--theirs", "t"}, 0, "it is theirs now"},
+           {{"resolve", "--both", "b"}, 0, "stores both"},
+           {{"resolve", "--merge", "g"}, 0, "merged"},
+           {{"resolve", "--merge", "x"}, 1, "Both changed the same lines"},
+           {{"resolve", "--merge", "--markers", "x"}, 0, "merged"},
+           {{"resolve", "--merge", "new"}, 1, "--both keeps both"},
+           {{"resolve", "--mine", "new"}, 0, "stores yours"},
+           {{"sync"}, 0, "stored"},
+           {{"sync"}, 0, "both sides are the same"}});
+    EXPECT_EQ(thereIs("m"), mine);
+    EXPECT_EQ(here("t"), theirs);
+    EXPECT_EQ(thereIs("b"), mine);
+    EXPECT_EQ(thereIs("g"), "ONE\ntwo\nthree\nfour\nFIVE\n");
+    EXPECT_NE(thereIs("x").find("<<<<<<< mine\nuno\n"), std::string::npos) << thereIs("x");
+    EXPECT_EQ(thereIs("new"), "mine");
+    const Files files = filesIn(there());
+    EXPECT_EQ(std::ranges::count_if(files,
+                                    [](const auto& each) {
+                                        return each.first.starts_with("b (theirs, ") &&
+                                               each.second == "one\ntwo\nthree\nfour\nFIVE\n";
+                                    }),
+              1);
+    EXPECT_EQ(filesIn(folder("ann")), files);  // no other copy of theirs is left
+}
+
+TEST_F(PairCommands, whatWasReplacedComesBack) {
+    for (const char* name : {"d/a", "d/b", "c"})
+        write(folder("ann") / name, std::string("old ") + name);
+    pair("ann");
+    EXPECT_EQ(sync("ann").exitCode, exitDone);
+    write(folder("ann") / "d/a", "new here");
+    fs::remove(folder("ann") / "d/b");
+    ASSERT_LT(storeThere("c", "new there"), 300);
+    check({{{"status"}, 0, "changed here           d/a"},
+           {{"status", "--local"}, 0, "removed here           d/b"},
+           {{"status", "--json"}, 0, R"({"state":"changed there","path":"c"})"},
+           {{"sync", "--dry-run"}, 0, "compare d/b"},
+           {{"sync", "--pull"}, 0, "fetched"},
+           {{"sync", "--push"}, 0, "1 removed there, 1 stored"},
+           {{"log"}, 0, "removed there d/b"},
+           {{"log", "--json"}, 0, R"("event":"stored","path":"d/a","certain":true})"},
+           {{"undo", "77"}, 3, "Run 77 replaced and removed nothing"},
+           {{"undo", "x"}, 2, ""},
+           {{"undo"}, 0, "given back there d/b"}});
+    EXPECT_EQ(thereIs("d/a"), "old d/a");
+    EXPECT_EQ(thereIs("d/b"), "old d/b");
+    check({{{"sync"}, 0, "2 fetched"}});
+    EXPECT_EQ(here("d/a"), "old d/a");
+    // The fetch of "c" was another run, and was changed since.
+    write(folder("ann") / "c", "newest");
+    const std::string log = run("ann", {"log", folder("ann")}).output;
+    const size_t line = log.rfind('\n', log.find("fetched c"));
+    check(
+        {{{"undo", std::to_string(std::atoi(log.substr(line == log.npos ? 0 : line + 1).c_str()))},
+          6,
+          "changed here since"}});
+    EXPECT_EQ(here("c"), "newest");
+}
+
+TEST_F(PairCommands, nothingIsRemovedByMistake) {
+    for (int i = 0; i < 30; ++i) write(folder("ann") / fmt::format("f{}", i), fmt::format("{}", i));
+    pair("ann");
+    EXPECT_EQ(sync("ann").exitCode, exitDone);
+    const Files all = filesIn(there());
+    fs::rename(folder("ann"), work / "elsewhere");
+    EXPECT_EQ(sync("ann").exitCode, exitLocal);
+    fs::create_directory(folder("ann"));
+    check({{{"sync"}, 6, "the folder is empty"}});  // as a disk that is not mounted
+    EXPECT_EQ(filesIn(there()), all);
+    fs::remove(folder("ann"));
+    fs::rename(work / "elsewhere", folder("ann"));
+    for (int i = 0; i < 20; ++i) fs::remove(folder("ann") / fmt::format("f{}", i));
+    check({{{"sync"}, 6, "20 of 30 files would go"}, {{"sync", "-x", "f29"}, 6, "is left out"}});
+    EXPECT_EQ(filesIn(there()), all);
+    check({{{"sync", "--delete-many"}, 0, "20 removed there"}});
+    EXPECT_TRUE(fs::exists(there() / "f29"));
+    ASSERT_LT(ask("DELETE", ""), 300);
+    check({{{"sync"}, 3, "The collection is gone"}, {{"status"}, 3, "The collection is gone"}});
+    EXPECT_EQ(here("f28"), "28");
+}
+
+TEST_F(PairCommands, whatCannotBeSentIsToldAndStays) {
+    write(folder("ann") / "a", "a");
+    pair("ann");
+    fs::create_symlink("/etc/passwd", folder("ann") / "link");
+    ASSERT_EQ(mkfifo((folder("ann") / "pipe").c_str(), 0600), 0);
+    write(folder("ann") / "bad\xFFname", "x");
+    write(folder("ann") / "sub/b.tmp", "t");
+    write(folder("ann") / ".quillonignore", "*.tmp\n# a comment\n");
+    check({{{"sync"}, 7, "link: It is a symbolic link."},
+           {{"status"}, 0, "left alone             pipe"},
+           {{"sync"}, 7, "Its name is no UTF-8"},
+           {{"sync", "-x", "link", "-x", "pipe", "-x", "bad*"}, 0, "both sides are the same"}});
+    EXPECT_EQ(filesIn(there()),
+              (Files{{".quillonignore", "*.tmp\n# a comment\n"}, {"a", "a"}, {"sub", "/"}}));
+    EXPECT_TRUE(fs::is_symlink(folder("ann") / "link"));
+    write(folder("ann") / ".quillonignore", "[\n");
+    check({{{"sync"}, 2, ".quillonignore, line 1"}});
+}
+
+TEST_F(PairCommands, pairsAreMadeOnce) {
+    fs::create_directories(folder("ann") / "in");
+    const std::string url = server.url("t/");
+    check({{{"sync", ".", url}, 2, "--yes says yes"},
+           {{"status"}, 2, "is not paired with a collection"},
+           {{"sync"}, 2, "quillon sync FOLDER URL"},
+           {{"sync", "-n", ".", url}, 2, "A dry run pairs nothing"},
+           {{"sync", "-y", ".", server.url("t/deep/er/")}, 1, "409"},
+           {{"sync", "-y", ".", url}, 0, "made there"},
+           {{"sync", ".", url}, 0, "both sides are the same"},
+           {{"sync", ".", server.url()}, 2, "is paired with"},
+           {{"sync", "-y", "in", url}, 2, "is paired with"},
+           {{"sync", "in"}, 0, "both sides are the same"},
+           {{"sync", "--pull", "--push"}, 2, "do not go together"},
+           {{"sync", "--forget"}, 0, ""},
+           {{"sync"}, 2, "is not paired"}});
+    EXPECT_TRUE(fs::exists(there() / "in"));
+}
+
+}  // namespace
+}  // namespace quillon::cli
