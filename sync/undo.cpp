@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <ranges>
 #include <utility>
 
 #include "client/local_file.hpp"
@@ -58,7 +57,8 @@ public:
         const Result<int64_t> run = pair_.state().beginRun(timeNow());
         if (!run) co_return run.error();
         run_ = *run;
-        for (const Deed& deed : std::views::reverse(deeds)) {
+        std::reverse(deeds.begin(), deeds.end());  // the last is taken back first
+        for (const Deed& deed : deeds) {
             if (!givesBack(deed)) continue;
             if (remote_.isInterrupted()) co_return interruption();
             Result<void> done = co_await giveBack(deed);
