@@ -253,8 +253,8 @@ TEST_F(Connections, goThroughSocks) {
         {"socks5h://ann:geheim", {"\5\2"s, "\1\0"s, "\5\0\0\1\0\0\0\0\0\0"s, last}}};
     for (const auto& [start, answers] : rows) {
         std::string heard(4096, '\0');
-        const support::ConnectionServer proxy([&](support::Tcp::socket& client) {
-            for (size_t at = 0; const std::string& answer : answers) {
+        const support::ConnectionServer proxy([&, &all = answers](support::Tcp::socket& client) {
+            for (size_t at = 0; const std::string& answer : all) {
                 at += client.read_some(boost::asio::buffer(heard) + at);
                 boost::asio::write(client, boost::asio::buffer(answer));
             }
