@@ -30,7 +30,7 @@ Result<void> takeHeaders(std::vector<std::string>& headers, const std::string& g
         text += piece;
         return text.size() <= mostHeaderBytes;
     };
-    const Result<void> read = readPieces(given.substr(1), take);
+    Result<void> read = readPieces(given.substr(1), take);
     if (!read) return read;
     for (size_t begin = 0; begin < text.size();) {
         const size_t end = std::min(text.find('\n', begin), text.size());
@@ -38,7 +38,7 @@ Result<void> takeHeaders(std::vector<std::string>& headers, const std::string& g
         begin = end + 1;
         if (line.ends_with('\r')) line.pop_back();
         if (line.empty()) continue;
-        if (const Result<void> taken = takeHeader(headers, line); !taken) return taken;
+        if (Result<void> taken = takeHeader(headers, line); !taken) return taken;
     }
     return {};
 }

@@ -43,6 +43,7 @@ public:
     // 0 or an errno.
     int start(const std::vector<std::string>& words, int input, int output) {
         std::vector<char*> list;
+        list.reserve(words.size() + 1);
         for (const std::string& word : words) list.push_back(const_cast<char*>(word.c_str()));
         list.push_back(nullptr);
         posix_spawn_file_actions_t actions;

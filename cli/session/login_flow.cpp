@@ -33,34 +33,27 @@ Result<vxhost::Answer> ask(Remote& remote, const std::string& url, std::string f
     return remote.run(remote.send(post(url, std::move(form))));
 }
 
-// An answer as an object, whose texts are zeroed: one may be a password.
+// An answer as an object, which may hold a password.
 class Document {
 public:
     explicit Document(std::string& text) : object_(nlohmann::json::parse(text, nullptr, false)) {
         wipe(text);
     }
-    ~Document() { zero(object_); }
-    Document(const Document&) = delete;
-    Document& operator=(const Document&) = delete;
 
-    // The text at this place; empty: there is none that could be used.
-    std::string_view text(const char* place) const {
+    // The text at this place, which is zeroed there; empty: there is none that could be used.
+    Secret take(const char* place) {
         const nlohmann::json::json_pointer pointer(place);
         if (object_.is_discarded() || !object_.contains(pointer)) return {};
-        const auto* text = object_.at(pointer).get_ptr<const std::string*>();
+        auto* text = object_.at(pointer).get_ptr<std::string*>();
+        if (text == nullptr || text->size() > longestWord) return {};
         const auto isControl = [](unsigned char c) { return c < ' ' || c == 0x7F; };
-        const bool usable = text != nullptr && text->size() <= longestWord &&
-                            std::none_of(text->begin(), text->end(), isControl);
-        return usable ? std::string_view(*text) : std::string_view();
+        const bool usable = std::none_of(text->begin(), text->end(), isControl);
+        Secret taken(usable ? std::string_view(*text) : std::string_view());
+        wipe(*text);
+        return taken;
     }
 
 private:
-    static void zero(nlohmann::json& value) {
-        if (auto* text = value.get_ptr<std::string*>()) return wipe(*text);
-        if (!value.is_structured()) return;
-        for (auto& each : value) zero(each);
-    }
-
     nlohmann::json object_;
 };
 
@@ -95,10 +88,10 @@ Result<std::optional<Login>> askForLogin(Remote& remote, const LoginFlow& flow) 
     const bool notYet = answer->status == 404 || answer->status == 429 || answer->status == 503;
     if (notYet) return std::optional<Login>();
     if (answer->status != 200) return refusal(*answer);
-    const Document document(answer->text);
+    Document document(answer->text);
     Login login;
-    login.user = document.text("/loginName");
-    login.password = Secret(document.text("/appPassword"));
+    login.user = document.take("/loginName").view();
+    login.password = document.take("/appPassword");
     if (!login.user.empty() && userNameValid(login.user) && !login.password.empty()) {
         return std::optional(std::move(login));
     }
@@ -121,10 +114,10 @@ Result<LoginFlow> beginLoginFlow(Remote& remote, const std::string& base) {
         return noFlow(base);
     }
     if (answer->status != 200) return refusal(*answer);
-    const Document document(answer->text);
-    LoginFlow flow{std::string(document.text("/login")),
-                   std::string(document.text("/poll/endpoint")),
-                   Secret(document.text("/poll/token"))};
+    Document document(answer->text);
+    LoginFlow flow{std::string(document.take("/login").view()),
+                   std::string(document.take("/poll/endpoint").view()),
+                   document.take("/poll/token")};
     if (flow.page.empty() || flow.endpoint.empty() || flow.token.empty()) return noFlow(base);
     for (const std::string& url : {flow.endpoint, flow.page}) {
         if (!vxhost::sameOrigin(url, base)) return otherOrigin(url);

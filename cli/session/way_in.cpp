@@ -67,7 +67,7 @@ private:
 Result<void> addToken(WayIn& wayIn, const CommonOptions& options) {
     if (!options.access.hasToken()) return {};
     const auto source = std::make_shared<TokenSource>(options.access);
-    if (const Result<void> fetched = source->fetch(); !fetched) return fetched;
+    if (Result<void> fetched = source->fetch(); !fetched) return fetched;
     wayIn.token = [source](const SecretText* refused) { return source->instead(refused); };
     tellSource(options, options.access.tokenFile.empty()
                             ? "the token is what the site's token-command prints"

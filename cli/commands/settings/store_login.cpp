@@ -65,7 +65,7 @@ Result<void> seal(Session& session, Site& site, const CommonOptions& options,
 Result<void> storeLogin(Session& session, Site site, const std::optional<Site>& before,
                         const CommonOptions& options, const Login& login) {
     site.user = login.user;
-    if (const Result<void> sealed = seal(session, site, options, login.password); !sealed) {
+    if (Result<void> sealed = seal(session, site, options, login.password); !sealed) {
         return sealed;
     }
     takeOptions(site, session.options());

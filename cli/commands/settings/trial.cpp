@@ -64,9 +64,9 @@ Result<void> Trial::askForTrust(const Login& login, const Error& untrusted) {
 }
 
 Result<void> Trial::accept(const Login& login) {
-    const Result<void> tried = tryOut(login);
+    Result<void> tried = tryOut(login);
     if (tried || tried.error().code != Code::untrusted) return tried;
-    if (const Result<void> trusted = askForTrust(login, tried.error()); !trusted) return trusted;
+    if (Result<void> trusted = askForTrust(login, tried.error()); !trusted) return trusted;
     return tryOut(login);
 }
 
