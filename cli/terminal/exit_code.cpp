@@ -17,7 +17,7 @@ constexpr Row rows[] = {
     {exitRefused, "the server refuses it, or something is there already"},
     {exitUsage, "the command line, a URL or a name makes no sense"},
     {exitNotFound, "no such member or collection"},
-    {exitNotAuthorized, "user name or password are wrong or missing"},
+    {exitNotAuthorized, "user name, password, token or certificate are wrong or missing"},
     {exitLocked, "locked by somebody else"},
     {exitChanged, "changed meanwhile, on the server or here; nothing was overwritten"},
     {exitNetwork, "no connection, no complete answer, or a server that failed"},
