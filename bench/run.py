@@ -188,13 +188,17 @@ class Bench:
                 "cadaver": lambda: self.cadaver(base + "members/", f"lcd {back}", "mget *.bin"),
                 "rclone": lambda: self.rclone("copy", "--webdav-url", base, ":webdav:members",
                                               back)}, gone, lambda: whole(back))
+            # Files that were stored before are of the versions that were there then.
+            fresh = lambda: sorted(pathlib.Path(shutil.copytree(
+                members, tempfile.mkdtemp(dir=self.local), dirs_exist_ok=True)).iterdir())
+            store = lambda *options: lambda: measure([self.quillon, "put", *options, *fresh(),
+                                                      base + "into/"])
             programs = {
-                "quillon --force": lambda: measure([self.quillon, "put", "--force", *files,
-                                                    base + "into/"]),
+                "quillon --force": store("--force"),
                 "cadaver": lambda: self.cadaver(base + "into/", f"lcd {members}", "mput *.bin"),
                 "rclone": lambda: self.rclone("copy", "--webdav-url", base, members,
-                                              ":webdav:into")}
-            programs["quillon"] = lambda: measure([self.quillon, "put", *files, base + "into/"])
+                                              ":webdav:into"),
+                "quillon": store()}
             self.row(f"PUT {label}", programs, gone, lambda: whole(into))
             if not round_trip:
                 renew = lambda: [file.write_bytes(os.urandom(SMALL)) for file in files]
