@@ -180,9 +180,14 @@ Task<Result<void>> removeEmptyLocked(Work& work, std::string url) {
     Result<HeldLock> lock = co_await takeLock(work.remote, url, Depth::infinity);
     if (!lock && !meansNoLocks(lock.error())) co_return std::move(lock).error();
     std::string token = lock ? lock->token() : std::string();
-    Result<void> removed = co_await removeEmpty(work, std::move(url), std::move(token));
-    if (removed || !lock) co_return std::move(removed);  // the lock went with it
+    Result<void> removed = co_await removeEmpty(work, url, std::move(token));
+    if (removed || !lock) co_return std::move(removed);        // the lock went with it
+    const bool isOurs = removed.error().kind == Kind::locked;  // some know no lock of a collection
     Result<void> back = co_await giveBack(work.remote, std::move(*lock));
+    if (back && isOurs) {
+        std::string none;
+        co_return co_await removeEmpty(work, std::move(url), std::move(none));
+    }
     if (back) co_return std::move(removed);
     Error error = std::move(removed).error();
     error.locks = back.error().locks;

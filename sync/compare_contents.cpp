@@ -2,8 +2,6 @@
 
 #include <utility>
 
-#include "client/memory/file_note.hpp"
-#include "client/remote/conditions.hpp"
 #include "client/remote/fetch_hash.hpp"
 #include "sync/plan.hpp"
 
@@ -12,17 +10,24 @@ namespace {
 
 constexpr size_t mostContentsAhead = 64;
 
-// What comes may be a later version than the walk told.
-void takeVersion(ThereState& state, const HashedContent& content) {
+// What comes may be a later version than the walk told. Some servers tell nothing of a young one.
+bool isOtherVersion(const ThereState& listed, const HashedContent& content) {
     const Version& version = content.version;
-    const bool isListed = state.size.value_or(content.size) == content.size &&
-                          (isSameTag(speltTag(state.tag), speltTag(version.tag)) ||
-                           (state.modified && state.modified == version.modified));
+    if (listed.size.value_or(content.size) != content.size) return true;
+    const bool haveTags = !listed.tag.text.empty() && !version.tag.text.empty();
+    const bool haveDates = listed.modified && version.modified;
+    const bool isSameTag = haveTags && listed.tag.text == version.tag.text;
+    const bool isSameDate = haveDates && *listed.modified == *version.modified;
+    return (haveTags || haveDates) && !isSameTag && !isSameDate;
+}
+
+void takeVersion(ThereState& state, const HashedContent& content) {
+    if (isOtherVersion(state, content)) {
+        state.size = content.size;
+        state.tag = content.version.tag;
+        state.modified = content.version.modified;
+    }
     state.hash = content.hash;
-    if (isListed) return;
-    state.size = content.size;
-    state.tag = version.tag;
-    state.modified = version.modified;
 }
 
 Task<> compareOne(Remote& remote, ThereNode& node, std::string url, TransferMeter* meter,

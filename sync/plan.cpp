@@ -9,7 +9,7 @@
 //   changed       changed       the same content: adopt; another: conflict; not known: compare
 //   any or none   not certain   compare, and nothing else until the content is known
 //   gone          same          removeThere
-//   same          gone          removeHere; what we stored, and nobody saw there since: store
+//   same          gone          removeHere
 //   gone          changed       fetch: content wins
 //   changed       gone          store: content wins
 //   gone          gone          forget
@@ -153,10 +153,8 @@ private:
         return static_cast<size_t>(at - rows_.begin());
     }
 
-    // Also what we stored, and nobody saw there since: a server may say so without doing it.
     static bool isChangedHere(const PlanRow& row) {
-        if (!row.base || !isUnchangedHere(*row.base, *row.here)) return true;
-        return row.base->there.isLikely && !row.there;
+        return !row.base || !isUnchangedHere(*row.base, *row.here);
     }
 
     void weighSides() {

@@ -190,6 +190,22 @@ info --json ${U}c; prints '*"'${U}'a","type":"file","size":5,*"modified":"20*Z",
                                         r"holds c/a old",
     "`rmcol --recursive`": r"ask MKCOL ${U}c/; ask MKCOL ${U}c/d/; put c/d/a old;"
                            r"q rmcol -r ${U}c/; prints '' ls $U",
+    "`sync` in both directions": r"""
+mkdir -p one/d two; printf 'a\n' >one/a; printf b >one/d/b; touch -d '1 hour ago' one/a one/d/b
+s() { q sync -q "$@"; }; s -y one $U; s -y two $U; cmp one/d/b two/d/b
+printf 'more\n' >>one/a; touch -d '50 min ago' one/a; rm two/d/b; rmdir two/d
+s two; s one; s two; cmp one/a two/a; [ ! -e one/d ]; gone d/; holds a 'a\nmore\n'""",
+    "`sync` moves what was moved": r"""
+mkdir -p one/d; printf b >one/d/b; touch -d '1 hour ago' one/d/b; q sync -q -y one $U; q sync -q one
+mv one/d one/e; mv one/e/b one/e/c; q sync -q one; q sync -q one; gone d/; holds e/c b""",
+    "`sync` leaves a conflict to the person": r"""
+mkdir one; printf 'a\n' >one/a; touch -d '1 hour ago' one/a; q sync -q -y one $U; sleep 2; q sync -q one
+printf mine >one/a; touch -d '50 min ago' one/a; put a theirs; fails 6 sync -q one; holds a theirs
+grep -q theirs one/a*theirs*; q resolve --mine one/a; sleep 2; q sync -q one; holds a mine; cmp one/a <(printf mine)
+q undo -C one; holds a theirs""",
+    "`sync` of nothing new asks for no content": r"""
+mkdir one; printf a >one/a; touch -d '1 hour ago' one/a; q sync -q -y one $U; sleep 3; q sync -q one
+q -vv sync one 2>log; ! grep -E 'GET|PUT|LOCK' log""",
     "all of these with an awkward name": r"""
 cp file "$NAME"; q put "$NAME" $U; q edit $U$SENT; q mv $U$SENT "2$NAME"; gone $SENT
 prints "2${NAME//[/\\[}"$'\n' ls $U; holds 2$SENT 'new\nmine\n'; q rm ${U}2$SENT; gone 2$SENT""",

@@ -106,7 +106,7 @@ const Pairs pairTables[] = {
     {"p=1?^",
      {"", "p=1?", "p=2"},
      {{"", {"forget", "compare", "compare"}},
-      {"p=1", {"store", "compare", "compare"}},
+      {"p=1", {"removeHere", "compare", "compare"}},
       {"p/", {"makeThere", "compare", "compare"}}}},
     {"p=1",
      {"p=2", "p=2#", "p=3#", "p=2?#", "p=44?"},
