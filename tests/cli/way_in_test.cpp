@@ -86,6 +86,7 @@ TEST_F(WayIn, aTokenComesFromAFileOrACommand) {
     expect({{{"ls", "--token-file", "old", url}, 4, refused},
             {{"login", "work", url, "--token-file", "old"}, 4, refused},
             {{"login", "work", url, "--token-file", "token"}, 0, stored},
+            {{"login", "work", url, "--token-file", "-"}, 8, "The standard input holds no"},
             {{"ls", "--token-file", "old", "work:"}, 4, refused},
             {{"login", "work", url, "--token-command", "echo geheim 'a b'"}, 4, refused},
             {{"login", "work", url, "--token-command", "'echo' geheim"}, 0, stored},

@@ -64,6 +64,11 @@ Result<void> seal(Session& session, Site& site, const CommonOptions& options,
 
 Result<void> storeLogin(Session& session, Site site, const std::optional<Site>& before,
                         const CommonOptions& options, const Login& login) {
+    if (session.options().access.tokenFile == "-") {
+        return localError(Kind::usage,
+                          "A token of the standard input is gone afterwards. Give a file of yours, "
+                          "or --token-command.");
+    }
     site.user = login.user;
     if (Result<void> sealed = seal(session, site, options, login.password); !sealed) {
         return sealed;
