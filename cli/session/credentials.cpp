@@ -30,25 +30,27 @@ Result<std::optional<Secret>> storedPassword(const Site* site, const std::string
     return error;
 }
 
+void tellPassword(const CommonOptions& options, const std::string& user, std::string_view source) {
+    tellSource(options, fmt::format("the password of {} is {}", user, source));
+}
+
 }  // namespace
 
 Result<Secret> givenPassword(const CommonOptions& options, const Address& address,
                              const std::string& user) {
-    const auto tell = [&](std::string_view source) {
-        tellSource(options, fmt::format("the password of {} is {}", user, source));
-    };
     if (!options.passwordFile.empty()) {
-        tell(fmt::format("the first line of {}", options.passwordFile));
+        tellPassword(options, user, fmt::format("the first line of {}", options.passwordFile));
         return readPasswordFile(options.passwordFile);
     }
     if (!options.passwordCommand.empty()) {
-        tell("what the password-command prints");
+        tellPassword(options, user, "what the password-command prints");
         return firstLineOf(options.passwordCommand, "password-command");
     }
     if (!canPrompt()) {
         return localError(Kind::notAuthorized, "There is no terminal to ask for the password of " +
                                                    user + " on. Give it with --password-file.");
     }
+    tellPassword(options, user, "what you type now");
     return promptSecret("Password of " + user + " at " + address.origin() + ": ");
 }
 
@@ -58,17 +60,14 @@ Result<Secret> Credentials::passwordFor(const Address& address, const std::strin
     if (options.user != user) options.passwordCommand.clear();
     const bool isGiven = !options.passwordFile.empty() || !options.passwordCommand.empty();
     if (isGiven) return givenPassword(options, address, user);
-    const auto tell = [&](std::string_view source) {
-        tellSource(options, fmt::format("the password of {} is {}", user, source));
-    };
     Result<std::optional<Secret>> stored = storedPassword(sites_.of(address), user);
     if (!stored) return std::move(stored).error();
     if (*stored) {
-        tell("the site's");
+        tellPassword(options, user, "the site's");
         return std::move(**stored);
     }
     if (auto entry = findInNetrcFile(address.host(), user)) {
-        tell("that of the netrc file");
+        tellPassword(options, user, "that of the netrc file");
         return std::move(entry->password);
     }
     if (!canPrompt()) {
