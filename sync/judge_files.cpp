@@ -81,6 +81,7 @@ bool isStale(const BaseNode& base, const HereNode& here, const ThereNode& there)
     if (here.state.inode != base.here.inode || there.state.segment != base.there.segment ||
         there.state.fileId != base.there.fileId)
         return true;
+    if (base.there.isLikely && !there.state.hash.empty()) return true;  // it is certain now
     if (here.kind == NodeKind::folder) return false;  // its times and tag move with its members
     const auto stat = [](const HereState& state) {
         return std::tie(state.size, state.modifiedNs, state.changedNs);

@@ -1,30 +1,21 @@
 // The rules. "same" and "changed" are against the base; gone: the base has it; new: it has not.
 //
-// clang-format off
 //   here          there         what is done
 //   -----------   -----------   ------------------------------------------------------------------
-//   same          same          nothing; adopt where times, a tag or an id moved without the content
-//   changed       same          store
-//   same          changed       fetch
-//   changed       changed       the same content: adopt; another: conflict; not known: compare
-//   any or none   not certain   compare, and nothing else until the content is known
-//   gone          same          removeThere
-//   same          gone          removeHere
-//   gone          changed       fetch: content wins
-//   changed       gone          store: content wins
-//   gone          gone          forget
-//   new           none          store, or makeThere of a folder
-//   none          new           fetch, or makeHere of a folder
-//   new           new           files as where both changed; folders: adopt
-//   folder        gone          after its members removeHere; where one stays for both sides or is
-//   gone          folder        blocked, makeThere; mirrored: removeThere, makeHere
-//   other kind    same          removeThere of all of it, and a second plan does the rest;
-//   same          other kind    mirrored: removeHere
-//   other kind    changed       conflict, as of a file and a folder without a base. A folder is
-//   changed       other kind    changed where a member of it is changed, new or blocked
-//   blocked       any           blocked: nothing at or below it is touched, no folder above it is
-//   any           blocked       removed
-// clang-format on
+//   same          same          nothing; adopt where times, a tag or an id moved without the
+//   content changed       same          store same          changed       fetch changed changed the
+//   same content: adopt; another: conflict; not known: compare any or none   not certain   compare,
+//   and nothing else until the content is known gone          same          removeThere same gone
+//   removeHere gone          changed       fetch: content wins changed       gone          store:
+//   content wins gone          gone          forget new           none          store, or makeThere
+//   of a folder none          new           fetch, or makeHere of a folder new           new files
+//   as where both changed; folders: adopt folder        gone          after its members removeHere;
+//   where one stays for both sides or is gone          folder        blocked, makeThere; mirrored:
+//   removeThere, makeHere other kind    same          removeThere of all of it, and a second plan
+//   does the rest; same          other kind    mirrored: removeHere other kind    changed conflict,
+//   as of a file and a folder without a base. A folder is changed       other kind    changed where
+//   a member of it is changed, new or blocked blocked       any           blocked: nothing at or
+//   below it is touched, no folder above it is any           blocked       removed
 //
 // What was moved on one side and is the same on the other is moved there (find_moves.cpp), and then
 // planned under its new path. What the options forbid is left out, and what it would have changed
@@ -37,36 +28,11 @@
 
 #include "sync/find_moves.hpp"
 #include "sync/judge_files.hpp"
+#include "sync/plan_rows.hpp"
 
 namespace quillon::sync {
 
 namespace {
-
-// How what is below a path is planned.
-enum class Below : uint8_t {
-    plan,
-    leave,
-    removeOld,  // of the one side that has it still
-    compare     // on whose contents it depends whether it is removed
-};
-
-enum class Held : uint8_t { same, unsure, changed };  // in the order of their weight
-
-constexpr size_t noRow = ~size_t{0};
-
-struct PlanRow {
-    const std::string* path = nullptr;
-    const BaseNode* base = nullptr;
-    const HereNode* here = nullptr;
-    const ThereNode* there = nullptr;
-    size_t parent = noRow;
-    Held heldHere = Held::same, heldThere = Held::same;  // with all below it
-    Verdict verdict{};
-    Below below = Below::plan;
-    // Whether a member is there after the plan, or one is blocked.
-    bool keepsHere = false, keepsThere = false, keepsBlocked = false;
-    bool isDone = false;  // its action is in the plan
-};
 
 bool mayDo(Act act, const PlanOptions& options) {
     switch (act) {
@@ -91,17 +57,10 @@ bool isFolder(const auto* node) {
     return node && node->kind == NodeKind::folder;
 }
 
-std::string_view parentPath(std::string_view path) {
-    const size_t end = path.rfind('/');
-    return end == std::string_view::npos ? std::string_view{} : path.substr(0, end);
-}
-
 class Planner {
 public:
     Planner(const Trees& trees, const PlanOptions& options, const Moves& moves)
-        : options_(options), moves_(moves) {
-        mergeTrees(trees);
-    }
+        : options_(options), moves_(moves), rows_(mergeTrees(trees)) {}
 
     void planInto(Plan& plan) {
         weighSides();
@@ -117,50 +76,11 @@ public:
     }
 
 private:
-    // Rows in the order of paths, so that a folder comes before its members.
-    void mergeTrees(const Trees& trees) {
-        auto base = trees.base.begin();
-        auto here = trees.here.begin();
-        auto there = trees.there.begin();
-        for (;;) {
-            const std::string* path = nullptr;
-            const auto least = [&path](const auto& at, const auto& tree) {
-                if (at != tree.end() && (!path || at->first < *path)) path = &at->first;
-            };
-            least(base, trees.base);
-            least(here, trees.here);
-            least(there, trees.there);
-            if (!path) return;
-            PlanRow row{.path = path};
-            const auto take = [path](auto& at, const auto& tree, auto& node) {
-                if (at != tree.end() && at->first == *path) node = &(at++)->second;
-            };
-            take(base, trees.base, row.base);
-            take(here, trees.here, row.here);
-            take(there, trees.there, row.there);
-            row.parent = findRow(parentPath(*path), rows_.empty() ? noRow : rows_.back().parent);
-            rows_.push_back(row);
-        }
-    }
-
-    // guess: a row that it often is.
-    size_t findRow(std::string_view path, size_t guess = noRow) const {
-        if (path.empty()) return noRow;
-        if (guess != noRow && *rows_[guess].path == path) return guess;
-        const auto at = std::ranges::lower_bound(
-            rows_, path, {}, [](const PlanRow& row) { return std::string_view(*row.path); });
-        if (at == rows_.end() || *at->path != path) return noRow;
-        return static_cast<size_t>(at - rows_.begin());
-    }
-
-    static bool isChangedHere(const PlanRow& row) {
-        return !row.base || !isUnchangedHere(*row.base, *row.here);
-    }
-
     void weighSides() {
         for (size_t i = rows_.size(); i-- > 0;) {  // members before their folder
             PlanRow& row = rows_[i];
-            if (row.here && isChangedHere(row)) row.heldHere = Held::changed;
+            if (row.here && !(row.base && isUnchangedHere(*row.base, *row.here)))
+                row.heldHere = Held::changed;
             if (row.there) row.heldThere = std::max(row.heldThere, holdsThere(row));
             if (row.parent == noRow) continue;
             PlanRow& parent = rows_[row.parent];
@@ -246,7 +166,8 @@ private:
             if (isFolder(row.base)) return std::nullopt;  // settleFolders()
             return Act::makeThere;
         }
-        return isChangedHere(row) ? Act::store : Act::removeHere;
+        const bool isUnchanged = row.base && isUnchangedHere(*row.base, *row.here);
+        return isUnchanged ? Act::removeHere : Act::store;
     }
 
     static std::optional<Act> decideThere(const PlanRow& row) {
@@ -312,7 +233,7 @@ private:
         const Act making = move.act == Act::moveHere ? Act::makeHere : Act::makeThere;
         for (size_t end = move.path.find('/'); end != std::string::npos;
              end = move.path.find('/', end + 1)) {
-            const size_t index = findRow(std::string_view(move.path).substr(0, end));
+            const size_t index = findRow(rows_, std::string_view(move.path).substr(0, end));
             if (index != noRow && rows_[index].verdict.act == making) add(rows_[index], plan);
         }
     }
