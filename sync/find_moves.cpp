@@ -35,10 +35,10 @@ bool forAllBelow(const Tree& tree, const std::string& folder, const Use& use) {
 }
 
 template <class Tree>
-void renameOne(Tree& tree, const std::string& from, std::string to) {
+void renameOne(Tree& tree, const std::string& from, const std::string& to) {
     auto node = tree.extract(from);
     if (!node) return;
-    node.key() = std::move(to);
+    node.key() = to;
     tree.insert(std::move(node));
 }
 

@@ -53,8 +53,12 @@ bool mayDo(Act act, const PlanOptions& options) {
     }
 }
 
+bool isOfKind(const auto* node, NodeKind kind) {
+    return node && node->kind == kind;
+}
+
 bool isFolder(const auto* node) {
-    return node && node->kind == NodeKind::folder;
+    return isOfKind(node, NodeKind::folder);
 }
 
 class Planner {
@@ -109,8 +113,7 @@ private:
     }
 
     void decideAlone(PlanRow& row) {
-        if ((row.here && row.here->kind == NodeKind::blocked) ||
-            (row.there && row.there->kind == NodeKind::blocked)) {
+        if (isOfKind(row.here, NodeKind::blocked) || isOfKind(row.there, NodeKind::blocked)) {
             row.verdict.act = Act::blocked;
             row.below = Below::leave;
         } else if (row.here && row.there) {
@@ -238,17 +241,21 @@ private:
         }
     }
 
+    static std::string whyBlocked(const PlanRow& row) {
+        if (isOfKind(row.here, NodeKind::blocked)) return row.here->why;
+        return row.there ? row.there->why : "";
+    }
+
     void add(PlanRow& row, Plan& plan) {
         if (!row.verdict.act || row.isDone) return;
         row.isDone = true;
         Action action{.act = *row.verdict.act, .path = *row.path, .conflict = row.verdict.conflict};
-        const bool isThere = action.act == Act::removeThere || !row.here;
-        const NodeKind kind =
-            isThere ? (row.there ? row.there->kind : row.base->kind) : row.here->kind;
-        action.isFolder = kind == NodeKind::folder;
-        if (action.act == Act::blocked)
-            action.why =
-                row.here && row.here->kind == NodeKind::blocked ? row.here->why : row.there->why;
+        if (row.here && action.act != Act::removeThere) {
+            action.isFolder = isFolder(row.here);
+        } else {
+            action.isFolder = row.there ? isFolder(row.there) : isFolder(row.base);
+        }
+        if (action.act == Act::blocked) action.why = whyBlocked(row);
         if (action.act == Act::compare) action.path = pathBefore(moves_, *row.path);
         if (isRemoval(row) && !action.isFolder) ++plan.removals;
         plan.actions.push_back(std::move(action));
