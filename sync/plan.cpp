@@ -1,21 +1,30 @@
 // The rules. "same" and "changed" are against the base; gone: the base has it; new: it has not.
 //
+// clang-format off
 //   here          there         what is done
 //   -----------   -----------   ------------------------------------------------------------------
-//   same          same          nothing; adopt where times, a tag or an id moved without the
-//   content changed       same          store same          changed       fetch changed changed the
-//   same content: adopt; another: conflict; not known: compare any or none   not certain   compare,
-//   and nothing else until the content is known gone          same          removeThere same gone
-//   removeHere gone          changed       fetch: content wins changed       gone          store:
-//   content wins gone          gone          forget new           none          store, or makeThere
-//   of a folder none          new           fetch, or makeHere of a folder new           new files
-//   as where both changed; folders: adopt folder        gone          after its members removeHere;
-//   where one stays for both sides or is gone          folder        blocked, makeThere; mirrored:
-//   removeThere, makeHere other kind    same          removeThere of all of it, and a second plan
-//   does the rest; same          other kind    mirrored: removeHere other kind    changed conflict,
-//   as of a file and a folder without a base. A folder is changed       other kind    changed where
-//   a member of it is changed, new or blocked blocked       any           blocked: nothing at or
-//   below it is touched, no folder above it is any           blocked       removed
+//   same          same          nothing; adopt where times, a tag or an id moved without the content
+//   changed       same          store
+//   same          changed       fetch
+//   changed       changed       the same content: adopt; another: conflict; not known: compare
+//   any or none   not certain   compare, and nothing else until the content is known
+//   gone          same          removeThere
+//   same          gone          removeHere
+//   gone          changed       fetch: content wins
+//   changed       gone          store: content wins
+//   gone          gone          forget
+//   new           none          store, or makeThere of a folder
+//   none          new           fetch, or makeHere of a folder
+//   new           new           files as where both changed; folders: adopt
+//   folder        gone          after its members removeHere; where one stays for both sides or is
+//   gone          folder        blocked, makeThere; mirrored: removeThere, makeHere
+//   other kind    same          removeThere of all of it, and a second plan does the rest;
+//   same          other kind    mirrored: removeHere
+//   other kind    changed       conflict, as of a file and a folder without a base. A folder is
+//   changed       other kind    changed where a member of it is changed, new or blocked
+//   blocked       any           blocked: nothing at or below it is touched, no folder above it is
+//   any           blocked       removed
+// clang-format on
 //
 // What was moved on one side and is the same on the other is moved there (find_moves.cpp), and then
 // planned under its new path. What the options forbid is left out, and what it would have changed
