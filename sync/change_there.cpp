@@ -158,7 +158,7 @@ Task<> lookAtMoved(Work& work, std::string path, bool isFolder) {
     const Result<ThereLook> now = co_await lookThere(work.remote, std::move(url), all, none);
     if (!now) co_return;  // the next run compares
     for (const auto& [its, node] : now->tree) {
-        const std::string whole = path + '/' + its;
+        const std::string whole = fmt::format("{}/{}", path, its);
         const ThereNode* before = work.there(whole);
         if (node.kind == NodeKind::file && before) {
             takeMoved(work, whole, *before, node.state, now->asked);
