@@ -7,12 +7,15 @@ import contextlib
 import sys
 
 PIECE = 1 << 18
+relays = set()  # under way; the loop by itself would let them be collected
 
 
 async def relay(client, to_client, port, round_trip):
     """What the server sends arrives later by the round trip, and the first bytes of a connection
     wait as long for the handshake that a distant server would need."""
-    loop = asyncio.get_running_loop()
+    loop, itself = asyncio.get_running_loop(), asyncio.current_task()
+    relays.add(itself)
+    itself.add_done_callback(relays.discard)
     server, to_server = await asyncio.open_connection("127.0.0.1", port)
     connected = loop.time() + round_trip
 
