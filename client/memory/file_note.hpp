@@ -33,6 +33,10 @@ bool isUnchanged(const FileNote& note, const LocalEntry& file);
 // Whether two tags, as conditions carry them, are of one version. Apache's lose the W/ with time.
 bool isSameTag(std::string_view a, std::string_view b);
 
+// Above it no hash is made of a file whose tag is known: another tag alone tells then that the
+// content is another one.
+inline constexpr uint64_t worthHashing = uint64_t{64} << 20;  // bytes
+
 // ContentHash of all of a file. Throws a Failure.
 std::string hashFile(const vxhost::Descriptor& file, const std::string& shown);
 

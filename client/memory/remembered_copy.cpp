@@ -10,10 +10,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Above it a file whose tag is known is not read once more for its hash: another tag alone tells
-// then that the content is another one.
-constexpr uint64_t worthHashing = uint64_t{64} << 20;  // bytes
-
 // A pipe would be waited for.
 vxhost::Descriptor openFile(const fs::path& file) {
     return {file.string(), O_RDONLY | O_NONBLOCK};

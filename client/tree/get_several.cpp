@@ -18,6 +18,24 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// To hash a large content takes longer than to fetch it from nearby.
+class CopyTaker final : public NewFileTaker {
+public:
+    using NewFileTaker::NewFileTaker;
+
+    void announce(std::optional<uint64_t> length, const std::string& tagToGoOn) override {
+        NewFileTaker::announce(length, tagToGoOn);
+        isLarge_ = length > worthHashing;
+    }
+    void begin() override {
+        NewFileTaker::begin();
+        if (isLarge_) file()->leaveHash();
+    }
+
+private:
+    bool isLarge_ = false;
+};
+
 class GettingSeveral {
 public:
     GettingSeveral(Remote& remote, const std::vector<WantedMember>& members,
@@ -68,7 +86,7 @@ private:
         const std::string name = member.place.filename();
         const Result<std::optional<LocalEntry>> here = (*folder)->look(name);
         if (!here) co_return here.error();
-        NewFileTaker taker(**folder, name, options_.meter);
+        CopyTaker taker(**folder, name, options_.meter);
         FetchWish wish{.size = member.size};
         const PartFile part(member.url, member.destination);
         const auto kept = options_.resumes ? part.find() : std::nullopt;
@@ -94,11 +112,20 @@ private:
         if (!placed) co_return placed.error();
         if (kept) part.remove();
         if (options_.memory && fetched->endProven) {
-            options_.memory->keep(
-                member.place, content.descriptor(),
-                noteOfFetched(member.url, fetched->version, content.hash(), *placed));
+            remember(member, fetched->version, content, *placed);
         }
         co_return Result<void>();
+    }
+
+    void remember(const WantedMember& member, const Version& version, NewFile& content,
+                  const LocalEntry& placed) {
+        FileNote note = noteOfFetched(member.url, version, content.hash(), placed);
+        if (note.tag.empty() && note.hash.empty()) {
+            const Result<std::string> hash = content.readHash();
+            if (!hash) return;  // what cannot be read now is not remembered
+            note.hash = *hash;
+        }
+        options_.memory->keep(member.place, content.descriptor(), note);
     }
 
     // What came of a fetch that broke off, unless it was this machine that failed.

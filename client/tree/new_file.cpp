@@ -7,6 +7,7 @@
 #include <cstring>
 #include <utility>
 
+#include "client/memory/file_note.hpp"
 #include "client/outcome.hpp"
 #include "platform/files/complete_file.hpp"
 #include "platform/files/content.hpp"
@@ -116,7 +117,7 @@ Result<void> NewFile::write(std::string_view piece) {
         if (const int error = vxhost::writeWhole(file_, piece)) {
             vxhost::throwSystemFailure(error, writing(shown_));
         }
-        hash_.add(piece);
+        if (hash_) hash_->add(piece);
         size_ += piece.size();
         return {};
     });
@@ -128,9 +129,18 @@ Result<void> NewFile::restart() {
         if (ftruncate(number, 0) != 0 || lseek(number, 0, SEEK_SET) != 0) {
             vxhost::throwSystemFailure(errno, writing(shown_));
         }
-        hash_.reset();
+        hash_.emplace();
         size_ = 0;
         return {};
+    });
+}
+
+Result<std::string> NewFile::readHash() {
+    return caught([&]() -> Result<std::string> {
+        if (lseek(file_.number(), 0, SEEK_SET) != 0) {
+            vxhost::throwSystemFailure(errno, "Cannot read " + shown_);
+        }
+        return hashFile(file_, shown_);
     });
 }
 

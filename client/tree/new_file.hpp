@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "client/result.hpp"
 #include "client/time.hpp"
@@ -38,9 +39,12 @@ public:
     ~NewFile();
 
     Result<void> write(std::string_view piece);
-    Result<void> restart();                           // what was written is worth nothing
-    std::string hash() const { return hash_.hex(); }  // of what was written
-    uint64_t size() const { return size_; }           // in bytes
+    Result<void> restart();  // what was written is worth nothing
+    // Of what was written; empty when it was left.
+    std::string hash() const { return hash_ ? hash_->hex() : std::string(); }
+    void leaveHash() { hash_.reset(); }      // until it is restarted
+    Result<std::string> readHash();          // of what was written, which is read for it
+    uint64_t size() const { return size_; }  // in bytes
     // The hidden name in its folder that it has, or is going to have, until it is placed.
     const std::string& hiddenName();
     Result<std::string> hide();  // gives it that name
@@ -62,7 +66,8 @@ private:
     Result<void> replace(const LocalEntry& seen, const OldFileTaker& takeOld);
     Result<void> replaceByRemoval(const LocalEntry& seen, const OldFileTaker& takeOld);
 
-    vxhost::ContentHash hash_;  // is aligned widely: first, it leaves no gap
+    std::optional<vxhost::ContentHash> hash_{
+        std::in_place};  // is aligned widely: first, it leaves no gap
     uint64_t size_ = 0;
     vxhost::Descriptor folder_;
     std::string name_, shown_;
