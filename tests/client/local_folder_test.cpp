@@ -96,6 +96,16 @@ TEST_F(LocalFolderTest, noPathLeadsOut) {
     EXPECT_NO_THROW(vxhost::openBeneathBySteps(top, "d", O_RDONLY));
 }
 
+TEST_F(LocalFolderTest, aHashThatWasLeftCanBeReadLater) {
+    NewFile file = written("new", "x");
+    const std::string hash = file.hash();
+    file.leaveHash();
+    EXPECT_EQ(file.hash(), "");
+    EXPECT_EQ(*file.readHash(), hash);
+    EXPECT_TRUE(file.restart() && file.write("x"));
+    EXPECT_EQ(file.hash(), hash);
+}
+
 TEST_F(LocalFolderTest, aFileIsPlacedOnlyOverWhatWasSeen) {
     chmod((root / "a").c_str(), 0604);
     const auto before = seen("a");
