@@ -1,8 +1,5 @@
 #include "client/facts/learn_facts.hpp"
 
-#include <fmt/format.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <chrono>
@@ -14,6 +11,7 @@
 
 #include "client/facts/look_at_collection.hpp"
 #include "client/facts/probe_body.hpp"
+#include "client/facts/scratch_name.hpp"
 #include "client/remote/content.hpp"
 #include "client/remote/held_lock.hpp"
 #include "client/remote/property.hpp"
@@ -21,9 +19,9 @@
 #include "platform/base/ascii.hpp"
 #include "platform/base/logger.hpp"
 #include "platform/base/status.hpp"
-#include "platform/files/random_name.hpp"
 #include "platform/markup/multistatus_reader.hpp"
 #include "platform/text/http_status.hpp"
+#include "platform/text/url.hpp"
 #include "platform/weblnk/requests.hpp"
 
 namespace quillon {
@@ -44,18 +42,6 @@ constexpr Time byMtime{seconds(1'000'000'000)}, byDateField{seconds(1'100'000'00
 
 const vxhost::EntityTag wrongTag{"quillon-no-such-tag", false};
 
-// This machine's, as far as it can be part of a member's name anywhere.
-std::string hostName() {
-    std::array<char, 64> name{};
-    if (gethostname(name.data(), name.size() - 1) != 0) return "host";
-    std::string text(name.data());
-    std::erase_if(text, [](char c) {
-        return !(c >= 'a' && c <= 'z') && !(c >= 'A' && c <= 'Z') && !(c >= '0' && c <= '9') &&
-               c != '-';
-    });
-    return text.empty() ? "host" : text;
-}
-
 bool isRefused(const Answer& answer) {
     return answer.status == 412;
 }
@@ -73,8 +59,7 @@ public:
     Learning(Remote& remote, std::string url, FactsFor purpose, CollectionState* state)
         : remote_(remote),
           url_(std::move(url)),
-          member_(fmt::format("{}{}scratch-{}-{}", url_, vxhost::hiddenPrefix, hostName(),
-                              vxhost::randomName())),
+          member_(url_ + scratchName()),
           purpose_(purpose),
           state_(state) {}
 
@@ -143,9 +128,12 @@ private:
         return request;
     }
     Request deleteRequest(const Conditions& conditions) const {
+        return deleteRequest(member_, conditions);
+    }
+    static Request deleteRequest(std::string url, const Conditions& conditions) {
         Request request;
         request.method = "DELETE";
-        request.url = member_;
+        request.url = std::move(url);
         request.policy = removingScratch;
         request.headers = headerLines(conditions);
         return request;
@@ -169,7 +157,11 @@ private:
         Answer options, stored;
         TaskGroup asked(remote_.loop());
         asked.spawn(send(vxhost::optionsRequest(url_), &options));
-        if (purpose_ != FactsFor::writing) asked.spawn(tryDepthInfinity(remote_, url_, &facts_));
+        if (purpose_ == FactsFor::writing) {
+            asked.spawn(removeLeftOnes());
+        } else {
+            asked.spawn(tryDepthInfinity(remote_, url_, &facts_));
+        }
         if (purpose_ != FactsFor::looking) {
             mayBeThere_ = true;
             asked.spawn(send(std::move(put), &stored));
@@ -185,6 +177,18 @@ private:
         facts_.putTellsTag = !vxhost::parseEntityTag(stored.headers.first("ETag")).text.empty();
         // What a server refuses in its own words is not there.
         if (stored.status >= 400 && stored.status < 500) mayBeThere_ = false;
+    }
+
+    // What was killed has left its scratch member. Whether they can be removed decides nothing.
+    Task<> removeLeftOnes() {
+        const Result<Members> members = co_await list(remote_, url_);
+        if (!members) co_return;
+        for (const Resource& each : members->resources) {
+            if (each.isCollection || !isLeftScratch(vxhost::decodeSegment(each.segment))) continue;
+            Request request = deleteRequest(url_ + each.segment, unconditional);
+            const Result<Answer> removed = co_await remote_.send(std::move(request));
+            (void)removed;
+        }
     }
 
     void noteServer(const Answer& options) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "client/facts/scratch_name.hpp"
 #include "platform/text/url.hpp"
 
 namespace quillon {
@@ -32,10 +33,12 @@ Walk::Walk(Remote& remote, std::string rootUrl, Filter filter, Enters enters)
 
 Walk::~Walk() = default;
 
+// What was left by finding out what the server does belongs to no tree.
 void Walk::filterMembers(Node& node) const {
-    if (!filter_ || !*node.members) return;
+    if (!*node.members) return;
     std::erase_if((*node.members)->resources, [&](const Resource& resource) {
-        return !filter_(pathOf(node.path, resource), resource.isCollection);
+        if (!resource.isCollection && isScratchName(resource.segment)) return true;
+        return filter_ && !filter_(pathOf(node.path, resource), resource.isCollection);
     });
 }
 

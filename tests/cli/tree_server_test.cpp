@@ -5,6 +5,7 @@
 
 #include <map>
 
+#include "client/facts/scratch_name.hpp"
 #include "tests/cli/program.hpp"
 #include "tests/support/scripted_server.hpp"
 
@@ -16,6 +17,10 @@ using support::Answer;
 using support::Request;
 
 const std::string heldToken = "opaquelocktoken:1";
+// Of another machine, and of a process of this one that lives no more.
+const std::string foreignScratch = "/c/t/.quillon-scratch-an-other-1-" + std::string(32, 'a');
+const std::string leftScratch =
+    "/c/t/" + std::regex_replace(scratchName(), std::regex("-[0-9]+-(?=[^-]*$)"), "-2147483647-");
 
 class TreeServer : public ProgramTest {
 protected:
@@ -129,7 +134,10 @@ TEST_F(TreeServer, keepsTheDatesOfFiles) {
 }
 
 TEST_F(TreeServer, isLearntAnewWhenItDoesOtherwise) {
+    members[foreignScratch] = members[leftScratch] = {};
     put(0);
+    EXPECT_TRUE(members.contains(foreignScratch));
+    EXPECT_FALSE(members.contains(leftScratch));
     EXPECT_TRUE(asked("PUT /c/t/.quillon-scratch"));
     writeFile(work / "t/g", "new");
     put(0);
@@ -178,6 +186,7 @@ TEST_F(TreeServer, whatItCannotTellIsNotTakenForWhole) {
         {"", Answer(200, "short and long"), 7, "two sizes"},
     };
     members["/c/t/f"].size = 4;
+    members[foreignScratch] = {};  // nobody's content
     for (const auto& row : rows) {
         fs::remove_all(work / "t");
         fs::create_directory(work / "t");
