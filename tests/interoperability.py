@@ -173,6 +173,17 @@ info --json ${U}c; prints '*"'${U}'a","type":"file","size":5,*"modified":"20*Z",
     "`prop`": r"put a old; q prop set ${U}a '{urn:x}b' 'text <&>' '{urn:x}c' '';"
               r"prints $'text <&>\n' prop get ${U}a '{urn:x}b'; q prop rm ${U}a '{urn:x}b';"
               r"fails 3 prop get ${U}a '{urn:x}b'; holds a old",
+    "`tree`, `find`, `du`, `ls -R`": r"""
+ask MKCOL ${U}c/; ask MKCOL ${U}c/d/; put c/a 12345; put c/d/b 1; put f ''
+prints "$U"$'\n├── c/\n│   ├── a\n│   └── d/\n│       └── b\n└── f\n\n2 collections, 3 files\n' tree $U
+prints "${U}c/a"$'\n' find --name a --size +1 --newer 1h $U; prints '*"path":"d/b",*' find --json ${U}c
+prints $'6\t'"${U}c/"$'\n' du -s ${U}c; prints '*d/:'$'\nb\n' ls -R $U""",
+    "`cat`, `head`, `tail`": r"""
+seq 100000 | ask PUT ${U}a --data-binary @-; put b ''; prints $'1\n2\n' head -n2 ${U}a
+prints '1'$'\n2' head -c3 ${U}a; prints $'99999\n100000\n' tail -n2 ${U}a
+prints $'0000\n' tail -c5 ${U}a; prints '' tail ${U}b; prints '' head -c1 ${U}b; prints '' cat ${U}b
+q cat ${U}a ${U}b | cmp - <(seq 100000)""",
+    "`df`": r"""prints '{"url":"*","used":*,"available":[1-9]*}'$'\n' df --json $U""",
     "`locks`, and `unlock --mine`": r"put a old; q lock ${U}a; prints '*yours, kept*' locks $U;"
                                     r"q unlock --mine $U; holds a old",
     "`unlock --steal`": r"put a old; q lock ${U}a; rm -rf .local; q unlock --steal -y ${U}a;"
@@ -228,8 +239,9 @@ NO_DATE = ("The server keeps no `creationdate` (RFC 4918, 15.1), which is what t
 MKCOL_ALWAYS = ("rclone answers 201 to MKCOL where a collection is already (RFC 4918, 9.3.1 wants "
                 "405), so that it cannot be told from one that was made. Nothing is lost by it.")
 IF_CRASH = ("webdav-server crashes (TypeError in its IfParser.js) at an `If` header whose list has "
-            "no tag (RFC 4918, 10.4.2), as a PUT under a lock has it. The changed content stays in "
-            "a local file that the message names; `put --force` writes without a lock.")
+            "no tag (RFC 4918, 10.4.2), as a PUT under a lock has it, and those by which `put -r`, "
+            "`touch` and `doctor` find out what it does. The changed content stays in a local file "
+            "that the message names; `put --force` writes without a lock.")
 NO_LOCKS = ("Without locks nobody is kept out. What others stored meanwhile is noticed, and not "
             "overwritten.")
 LOCK_IGNORED = ("webdav-server lets a PUT without the token through while the member is locked "
@@ -239,6 +251,11 @@ NO_PROPERTIES = ("nginx knows no PROPPATCH, and rclone refuses it for properties
 NO_DISCOVERY = ("rclone tells nobody's locks (`lockdiscovery`; RFC 4918, 15.8), so that those of "
                 "others can neither be shown nor taken off. `locks` shows those that are noted "
                 "here.")
+NO_QUOTA = "The server tells no quota (RFC 4331): `df` says so, and ends with 1."
+SHORT_PARTS = ("webdav-server sends fewer bytes of a range than it announces, and the connection "
+               "breaks off: `tail` fails with 7. `cat` gets the whole.")
+PROPPATCH_CRASH = ("webdav-server answers a PROPPATCH twice, and crashes at that "
+                   "(ERR_HTTP_HEADERS_SENT in its Proppatch.js).")
 NOTES = {  # by server and check
     **{("class-1", check): NO_LOCKS
        for check in ("`lock` keeps others out", "`doctor` finds locks that keep others out",
@@ -248,9 +265,14 @@ NOTES = {  # by server and check
     **{(name, "`rm --older-than`"): NO_DATE for name in ("lighttpd", "nginx", "rclone")},
     ("rclone", "`mkcol`"): MKCOL_ALWAYS,
     ("webdav-server", "`lock` keeps others out"): LOCK_IGNORED,
+    ("webdav-server", "`prop`"): PROPPATCH_CRASH,
+    ("webdav-server", "`cat`, `head`, `tail`"): SHORT_PARTS,
+    **{(name, "`df`"): NO_QUOTA
+       for name in ("apache", "class-1", "lighttpd", "nginx", "rclone", "webdav-server")},
     **{("webdav-server", check): IF_CRASH
        for check in ("`put` of a new member", "`put` over a member", "`put --if-unchanged-since`",
-                     "`edit`", "`edit` of a new member", "`lock`",
+                     "`edit`", "`edit` of a new member", "`lock`", "`open`", "`check`", "`touch`",
+                     "`doctor` leaves nothing", "`doctor` finds locks that keep others out",
                      "all of these with an awkward name")},
 }
 
