@@ -4,6 +4,7 @@
 
 #include "cli/terminal/format.hpp"
 #include "cli/terminal/terminal.hpp"
+#include "platform/text/url.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -13,7 +14,7 @@ JsonObject describe(const std::string& name, const std::string& url, bool isColl
                     std::optional<Time> modified) {
     JsonObject object;
     object.addText("name", name);
-    object.addText("url", url);
+    object.addText("url", vxhost::alikeSpelt(url));
     object.addText("type", isCollection ? "collection" : "file");
     if (!isCollection) object.addNumber("size", size);
     if (created) object.addText("created", rfc3339(*created));

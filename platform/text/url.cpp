@@ -129,6 +129,23 @@ std::string encodeForRequest(std::string_view spelt) {
     return url;
 }
 
+std::string alikeSpelt(std::string_view url) {
+    const auto [root, path] = splitSpelt(url);
+    std::string spelt(root);
+    for (size_t at = 0; at < path.size(); ++at) {
+        const bool escaped = isEscape(path, at);
+        const char character = escaped ? escapedByte(path, at) : path[at];
+        const bool stays = isPathCharacter(character) && !(escaped && character == '/');
+        if (stays) {
+            spelt += character;
+        } else {
+            appendEscaped(spelt, character);
+        }
+        if (escaped) at += 2;
+    }
+    return spelt;
+}
+
 std::string removeDotSegments(std::string_view path) {
     std::string kept;
     while (!path.empty()) {

@@ -38,6 +38,10 @@ Authority splitAuthority(std::string_view authority);
 // pchar becomes an escape, and so does a "%" that begins no escape; valid escapes stay.
 std::string encodeForRequest(std::string_view spelt);
 
+// The URL with no more escapes than its path needs, each in capitals, so that the same names are
+// spelt alike, whoever spelt them.
+std::string alikeSpelt(std::string_view url);
+
 // RFC 3986, 5.2; base is absolute.
 std::string resolve(std::string_view base, std::string_view reference);
 

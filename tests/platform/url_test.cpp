@@ -67,6 +67,11 @@ TEST(Url, comparesOriginsAndResources) {
     EXPECT_EQ(splitAuthority("u@[::1]").host, "[::1]");
 }
 
+TEST(Url, isSpeltAlike) {
+    for (const char* url : {"http://h/a%20b%c3%a9'%25%2F", "http://h/%61 b\xC3%A9%27%%2f"})
+        EXPECT_EQ(alikeSpelt(url), "http://h/a%20b%C3%A9'%25%2F");
+}
+
 TEST(Url, segmentsHoldAnyName) {
     EXPECT_EQ(encodeSegment("100% a/b#c?d;e (1)ä"), "100%25%20a%2Fb%23c%3Fd%3Be%20%281%29%C3%A4");
     for (const std::string_view name : {"100%", "%20", "a/b", "😀 \"'", "", ".", "..", "a%2"})

@@ -208,7 +208,7 @@ JsonObject describe(const Visited& each) {
     JsonObject object;
     object.addText("path", each.path);
     object.addText("name", each.name);
-    object.addText("url", each.url);
+    object.addText("url", vxhost::alikeSpelt(each.url));
     object.addText("type", each.resource.isCollection ? "collection" : "file");
     if (!each.resource.isCollection) object.addNumber("size", each.resource.size);
     if (each.resource.modified) object.addText("modified", rfc3339(*each.resource.modified));
