@@ -130,6 +130,12 @@ TEST_F(Looking, contentsAreWrittenWholeOrInParts) {
             {{"tail", url + "sub"}, 1, "This is a collection"},
             {{"cat", url + "none"}, 3, "cannot fetch"},
             {{"df", url}, 1, "tells no quota"}});
+    // What memory shall not hold comes twice.
+    const std::string large = "1\n2\n" + std::string(9 << 20, 'x') + "\ny";
+    server.addMember("large", large);
+    expect({{{"tail", "-n3", url + "large"}, 0, large.substr(2)},
+            {{"tail", "-n2", url + "large"}, 0, large.substr(4)},
+            {{"tail", "-n9", url + "large"}, 0, large}});
     server.clearTranscript();
     expect({{{"tail", "-c", "5", log}, 0, "9999\n"}});
     EXPECT_EQ(server.transcript(), "GET /log [1] 206\n");

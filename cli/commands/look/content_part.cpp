@@ -11,12 +11,16 @@ using End = ContentPart::End;
 using Unit = ContentPart::Unit;
 
 constexpr size_t leastKept = size_t{1} << 20;  // bytes; to forget is not worth it below
+constexpr size_t mostKept = size_t{8} << 20;   // bytes of the wanted end
 
 }  // namespace
 
 void PartCutter::begin(const std::optional<vxhost::ContentRange>& range) {
     range_ = range;
     done_ = 0;
+    bytes_ = feeds_ = 0;
+    endsInFeed_ = true;
+    isTooMuch_ = false;
     kept_.clear();
     mostKept_ = leastKept;
     const bool isLastBytes = part_.end == End::last && part_.unit == Unit::bytes;
@@ -25,12 +29,17 @@ void PartCutter::begin(const std::optional<vxhost::ContentRange>& range) {
 }
 
 std::string_view PartCutter::take(std::string_view piece) {
-    if (part_.end == End::last) {
-        if (passes_) return piece;
-        kept_ += piece;
-        if (kept_.size() > mostKept_) forgetUnwanted();
-        return {};
-    }
+    if (part_.end == End::first) return takeFirst(piece);
+    if (skipped_) return takeBehindSkipped(piece);
+    if (passes_) return piece;
+    count(piece);
+    if (isTooMuch_) return {};
+    kept_ += piece;
+    if (kept_.size() > mostKept_) forgetUnwanted();
+    return {};
+}
+
+std::string_view PartCutter::takeFirst(std::string_view piece) {
     if (part_.unit == Unit::bytes) {
         const std::string_view wanted = piece.substr(0, part_.count - done_);
         done_ += wanted.size();
@@ -44,6 +53,35 @@ std::string_view PartCutter::take(std::string_view piece) {
         ++done_;
     }
     return piece.substr(0, end);
+}
+
+std::string_view PartCutter::takeBehindSkipped(std::string_view piece) {
+    size_t start = 0;
+    if (part_.unit == Unit::bytes) {
+        start = std::min<uint64_t>(*skipped_ - done_, piece.size());
+        done_ += start;
+    }
+    while (done_ < *skipped_ && start < piece.size()) {
+        start = std::min(piece.find('\n', start), piece.size() - 1) + 1;
+        if (piece[start - 1] == '\n') ++done_;
+    }
+    return piece.substr(start);
+}
+
+void PartCutter::count(std::string_view piece) {
+    if (piece.empty()) return;
+    bytes_ += piece.size();
+    feeds_ += static_cast<uint64_t>(std::ranges::count(piece, '\n'));
+    endsInFeed_ = piece.ends_with('\n');
+}
+
+uint64_t PartCutter::unitsThatCame() const {
+    return part_.unit == Unit::bytes ? bytes_ : feeds_ + (endsInFeed_ ? 0 : 1);
+}
+
+std::optional<uint64_t> PartCutter::toSkip() const {
+    if (!isTooMuch_) return std::nullopt;
+    return unitsThatCame() - std::min(part_.count, unitsThatCame());
 }
 
 bool PartCutter::fits() const {
@@ -73,6 +111,8 @@ std::optional<size_t> PartCutter::startOfLast() const {
 void PartCutter::forgetUnwanted() {
     kept_.erase(0, startOfLast().value_or(0));
     mostKept_ = std::max(leastKept, 2 * kept_.size());
+    isTooMuch_ = kept_.size() > mostKept;
+    if (isTooMuch_) kept_ = {};
 }
 
 std::string_view PartCutter::rest() {
@@ -88,7 +128,8 @@ bool PartCutter::isWhole(uint64_t came) const {
 }
 
 bool PartCutter::beganTooLate() {
-    return keeps() && range_ && range_->first > 0 && !startOfLast();
+    if (!keeps() || firstByte() == 0) return false;
+    return isTooMuch_ ? unitsThatCame() <= part_.count : !startOfLast();
 }
 
 std::string rangeOf(const ContentPart& part, uint64_t bytesForLines) {

@@ -38,7 +38,8 @@ constexpr const char* anotherPart =
 
 class PartTaker : public ContentTaker {
 public:
-    explicit PartTaker(const ContentPart& part) : cutter_(part) {}
+    explicit PartTaker(const ContentPart& part, std::optional<uint64_t> skipped = {})
+        : cutter_(part, skipped) {}
 
     void announcePart(const vxhost::ContentRange& range) override { range_ = range; }
     void begin() override {
@@ -69,36 +70,77 @@ private:
     int failure_ = 0;
 };
 
+class PartWriter {
+public:
+    PartWriter(Servers& servers, const Address& address, const ContentPart& part)
+        : servers_(servers), address_(address), part_(part) {}
+
+    Result<void> write() {
+        for (uint64_t bytes = firstAsked;; bytes *= growth) {
+            PartTaker taker(part_);
+            const std::string range = bytes > mostAsked ? std::string() : rangeOf(part_, bytes);
+            Result<FetchedContent> fetched = ask(taker, range);
+            // So an empty content is answered, too: it has no part.
+            const bool hasNoPart = !range.empty() && !fetched && fetched.error().httpStatus == 416;
+            if (hasNoPart) fetched = ask(taker, {});
+            if (taker.failure() != 0) return outputFailure(taker.failure());
+            if (!fetched && taker.cutter().isDone()) return {};
+            if (!fetched) return std::move(fetched).error();
+            if (!taker.cutter().isWhole(fetched->size)) {
+                return localError(Kind::network, anotherPart);
+            }
+            if (part_.unit == Unit::lines && taker.cutter().beganTooLate()) continue;
+            if (taker.cutter().toSkip()) return writeAgain(taker.cutter(), *fetched);
+            return finish(taker, *fetched);
+        }
+    }
+
+private:
+    Result<FetchedContent> ask(PartTaker& taker, const std::string& range) {
+        return servers_.with(address_, [&](Remote& remote) -> Result<FetchedContent> {
+            FetchWish wish;
+            wish.range = range;
+            return remote.run(fetch(remote, address_.url(), taker, std::move(wish)));
+        });
+    }
+
+    // What was too large to be kept, as it comes: the same bytes once more.
+    Result<void> writeAgain(const PartCutter& counted, const FetchedContent& before) {
+        const uint64_t first = counted.firstByte();
+        PartTaker taker(part_, counted.toSkip());
+        Result<FetchedContent> again =
+            ask(taker, counted.isPart() ? fmt::format("bytes={}-{}", first, first + before.size - 1)
+                                        : std::string());
+        if (taker.failure() != 0) return outputFailure(taker.failure());
+        if (!again) return std::move(again).error();
+        const bool isOther = again->size != before.size ||
+                             again->version.tag.text != before.version.tag.text ||
+                             taker.cutter().firstByte() != first;
+        if (isOther) {
+            return localError(Kind::network,
+                              "It was changed while its end was being fetched, so that what was "
+                              "written may be of two versions.");
+        }
+        return finish(taker, *again);
+    }
+
+    Result<void> finish(PartTaker& taker, const FetchedContent& fetched) {
+        taker.finish();
+        if (taker.failure() != 0) return outputFailure(taker.failure());
+        if (!fetched.endProven) complain(unprovenEnd(address_.url()));
+        return {};
+    }
+
+    Servers& servers_;
+    const Address& address_;
+    const ContentPart part_;
+};
+
 Result<void> writePart(Session& session, Servers& servers, const Address& address,
                        const ContentPart& part) {
     if (!address.namesMember()) return noMember();
     session.leftWork().tell(address.url());
-    for (uint64_t bytes = firstAsked;; bytes *= growth) {
-        PartTaker taker(part);
-        const auto ask = [&](const std::string& range) {
-            return servers.with(address, [&](Remote& remote) -> Result<FetchedContent> {
-                FetchWish wish;
-                wish.range = range;
-                return remote.run(fetch(remote, address.url(), taker, std::move(wish)));
-            });
-        };
-        const std::string range = bytes > mostAsked ? std::string() : rangeOf(part, bytes);
-        Result<FetchedContent> fetched = ask(range);
-        // So an empty content is answered, too: it has no part.
-        const bool hasNoPart = !range.empty() && !fetched && fetched.error().httpStatus == 416;
-        if (hasNoPart) fetched = ask({});
-        if (taker.failure() != 0) return outputFailure(taker.failure());
-        if (!fetched && taker.cutter().isDone()) return {};
-        if (!fetched) return std::move(fetched).error();
-        if (!taker.cutter().isWhole(fetched->size)) {
-            return localError(Kind::network, anotherPart);
-        }
-        if (part.unit == Unit::lines && taker.cutter().beganTooLate()) continue;
-        taker.finish();
-        if (taker.failure() != 0) return outputFailure(taker.failure());
-        if (!fetched->endProven) complain(unprovenEnd(address.url()));
-        return {};
-    }
+    return PartWriter(servers, address, part).write();
 }
 
 struct PartOptions {
@@ -151,8 +193,11 @@ void addPartCommand(CommandDefinition program, Invocation& invocation, End end) 
         "Examples:\n"
         "  quillon {} -n 20 https://example.org/dav/log.txt\n"
         "  quillon {} -c 4096 https://example.org/dav/image.iso | xxd\n",
-        isFirst ? "the answer is cut off behind it" : "all of it comes, and the end is kept", name,
-        name));
+        isFirst
+            ? "the answer is cut off behind it"
+            : "all of it comes, and the end is kept.\nAn end above 8 MiB is not kept, but asked "
+              "for twice",
+        name, name));
     whenGiven(command, invocation,
               [options, end](Session& session) { return writeParts(session, *options, end); });
 }
