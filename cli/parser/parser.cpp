@@ -129,17 +129,56 @@ std::string wrapped(const std::string& text, size_t columns) {
     return result;
 }
 
+// A paragraph that has indented lines keeps its lines.
+std::string wrappedParagraph(std::string paragraph, size_t columns) {
+    if (paragraph.find("\n ") != paragraph.npos || paragraph.starts_with(' ')) return paragraph;
+    std::ranges::replace(paragraph, '\n', ' ');
+    return wrapped(paragraph, columns);
+}
+
+std::string wrappedParagraphs(std::string_view text, size_t columns) {
+    while (text.ends_with('\n')) text.remove_suffix(1);
+    std::string result;
+    while (!text.empty()) {
+        const size_t end = std::min(text.find("\n\n"), text.size());
+        result += wrappedParagraph(std::string(text.substr(0, end)), columns) + '\n';
+        text.remove_prefix(std::min(text.find_first_not_of('\n', end), text.size()));
+        if (!text.empty()) result += '\n';
+    }
+    return result;
+}
+
+// What it is for, and which others it does not go with.
+std::string meaningOf(const CLI::Option& option) {
+    std::vector<std::string> others;
+    for (const CLI::Option* other : option.get_excludes()) others.push_back(other->get_name());
+    if (others.empty()) return option.get_description();
+    std::ranges::sort(others);  // else they come in the order of their addresses
+    return fmt::format("{} (not with {})", option.get_description(), fmt::join(others, " or "));
+}
+
 class Usage : public CLI::Formatter {
 public:
     explicit Usage(size_t columns)
-        : forMeaning_(std::max(columns, get_column_width() + leastForMeaning) -
+        : columns_(columns),
+          forMeaning_(std::max(columns, get_column_width() + leastForMeaning) -
                       get_column_width()) {}
 
 private:
     static constexpr size_t leastForMeaning = 30;  // columns
 
     std::string make_option_desc(const CLI::Option* option) const override {
-        return wrapped(CLI::Formatter::make_option_desc(option), forMeaning_);
+        return wrapped(meaningOf(*option), forMeaning_);
+    }
+
+    // The meaning tells what the library does in a form of its own.
+    std::string make_option_opts(const CLI::Option* option) const override {
+        const std::string all = CLI::Formatter::make_option_opts(option);
+        return all.substr(0, all.find(" Excludes:"));
+    }
+
+    std::string make_footer(const CLI::App* app) const override {
+        return wrappedParagraphs(app->get_footer(), columns_);
     }
 
     std::string make_subcommand(const CLI::App* command) const override {
@@ -156,7 +195,7 @@ private:
         return dotted ? operand->get_name() : CLI::Formatter::make_option_usage(operand);
     }
 
-    const size_t forMeaning_;  // columns
+    const size_t columns_, forMeaning_;
 };
 
 // The check with a person's words; help does not tell of it.
@@ -243,7 +282,7 @@ std::vector<std::string> OptionDefinition::shortNames() const {
 }
 
 std::string OptionDefinition::meaning() const {
-    return option_->get_description();
+    return meaningOf(*option_);
 }
 
 std::string OptionDefinition::typeText() const {
