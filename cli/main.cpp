@@ -15,7 +15,7 @@
 
 #include "cli/commands/command.hpp"
 #include "cli/commands/complete.hpp"
-#include "cli/parser/man_page.hpp"
+#include "cli/commands/manual.hpp"
 #include "cli/parser/parser.hpp"
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
@@ -109,7 +109,7 @@ std::optional<int> runHidden(const Parser& parser, const std::vector<std::string
         return exitDone;
     }
     if (command != "__man") return std::nullopt;
-    const std::string page = manPage(parser, words.size() > 1 ? words[1] : "");
+    const std::string page = manual(parser, words.size() > 1 ? words[1] : "");
     fmt::print("{}", page);
     return page.empty() ? exitUsage : exitDone;
 }

@@ -6,7 +6,7 @@ function(compress)
   execute_process(COMMAND gzip -9n ${ARGN} COMMAND_ERROR_IS_FATAL ANY)
 endfunction()
 
-file(GLOB pages ${share}/man/man1/*.1)
+file(GLOB pages ${share}/man/man?/*)
 compress(${pages})
 
 file(RENAME ${share}/zsh/site-functions ${share}/zsh/vendor-completions)

@@ -46,6 +46,7 @@ struct Site {
 // alternative here, and how it is read in site_text.cpp.
 struct SiteKey {
     std::string_view name;
+    std::string_view meaning;  // in the manual
     std::variant<std::string Site::*, int Site::*, bool Site::*, Texts Site::*> field;
     // Listings tell whether it is set, and no more; a file with it is the person's alone.
     bool isSecret = false;

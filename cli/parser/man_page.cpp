@@ -155,32 +155,67 @@ std::string upperCase(std::string text) {
     return text;
 }
 
-std::string pageOf(const Parser& parser, CommandDefinition command) {
+std::string header(const Parser& parser, std::string_view name, std::string_view meaning,
+                   int section, const char* group) {
+    return fmt::format(".TH {} {} \"\" \"{}\" \"{}\"\n", escaped(upperCase(std::string(name))),
+                       section, escaped(parser.version()), group) +
+           ".SH NAME\n" + escaped(name) + " \\- " + line(meaning);
+}
+
+// Those that the command's page tells of; of the program's page all.
+std::string listOf(const std::string& title, std::span<const Named> all,
+                   const std::string& command) {
+    std::string text;
+    for (const Named& each : all) {
+        const bool isIts = each.commands.find(' ' + command + ' ') != each.commands.npos;
+        if (command.empty() || isIts) {
+            text += ".TP\n" + italic(each.name) + "\n" + line(each.meaning);
+        }
+    }
+    return text.empty() ? text : ".SH " + title + "\n" + text;
+}
+
+std::string pageOf(const Parser& parser, CommandDefinition command,
+                   const Surroundings& surroundings) {
     const CommandDefinition program = parser.program();
     const bool whole = command == program;
     const std::string own = whole ? "" : command.name();
     const std::string name = program.name() + (whole ? "" : "-" + own);
     const Footer footer = readFooter(command.footer());
-    std::string page = fmt::format(".TH {} 1 \"\" \"{}\" \"User Commands\"\n",
-                                   escaped(upperCase(name)), escaped(parser.version()));
-    page += ".SH NAME\n" + escaped(name) + " \\- " + line(command.meaning());
+    std::string page = header(parser, name, command.meaning(), 1, "User Commands");
     page += ".SH SYNOPSIS\n" + synopsisOf(command, program.name() + (whole ? "" : " " + own));
     if (!footer.description.empty()) page += ".SH DESCRIPTION\n" + footer.description;
     if (whole) page += commandsOf(program);
     page += ".SH OPTIONS\n" + tagged(command.operands()) + tagged(command.options());
     if (!whole) page += ".PP\nThe options of " + bold(program.name()) + "(1) may be given, too.\n";
     page += footer.examples + footer.exitStatus;
-    if (!whole) page += ".SH \"SEE ALSO\"\n" + bold(program.name()) + "(1)\n";
-    return page;
+    page += listOf("FILES", surroundings.files, own);
+    page += listOf("ENVIRONMENT", surroundings.variables, own);
+    page += ".SH \"SEE ALSO\"\n";
+    if (!whole) page += bold(program.name()) + "(1), ";
+    return page + bold(program.name() + "-config") + "(5)\n";
 }
 
 }  // namespace
 
-std::string manPage(const Parser& parser, const std::string& command) {
+std::string manPage(const Parser& parser, const std::string& command,
+                    const Surroundings& surroundings) {
     const CommandDefinition program = parser.program();
-    if (command.empty()) return pageOf(parser, program);
+    if (command.empty()) return pageOf(parser, program, surroundings);
     const auto found = program.findCommand(command);
-    return found ? pageOf(parser, *found) : "";
+    return found ? pageOf(parser, *found, surroundings) : "";
+}
+
+std::string manPage(const Parser& parser, const FormatPage& format) {
+    std::string page = header(parser, format.name, format.meaning, 5, "File Formats");
+    page += ".SH SYNOPSIS\n" + italic(format.file) + "\n";
+    page += ".SH DESCRIPTION\n" + readFooter(std::string(format.description)).description;
+    page += ".SH KEYS\n";
+    for (const FormatPage::Key& key : format.keys) {
+        page += ".TP\n" + bold(key.name) + " = " + italic(key.type) + "\n" + line(key.meaning);
+    }
+    page += readFooter(std::string(format.examples)).examples;
+    return page + ".SH \"SEE ALSO\"\n" + bold(parser.program().name()) + "(1)\n";
 }
 
 }  // namespace quillon::cli

@@ -34,9 +34,9 @@ same "the shared libraries that every start would load in vain" "" \
     "$(readelf -d "$prefix/bin/quillon" | grep -E 'libstdc\+\+|libgcc_s|libfmt|toml|libedit' || true)"
 
 # ---- a page for each command, without a complaint of the formatter
-for page in quillon $(quillon __complete '' | sed 's/\t.*//; s/^/quillon-/'); do
+for page in quillon.1 $(quillon __complete '' | sed 's/\t.*/.1/; s/^/quillon-/') quillon-config.5; do
     same "$page in the formatter" "" \
-        "$(groff -man -ww -z -K utf8 "$prefix/share/man/man1/$page.1" 2>&1)"
+        "$(groff -man -ww -z -K utf8 "$prefix/share/man/man${page##*.}/$page" 2>&1)"
 done
 
 # ---- the host in C, on a directory

@@ -9,6 +9,7 @@ quillon=$prefix/bin/quillon
 for page in quillon $("$quillon" __complete '' | cut -f1 | sed 's/^/quillon-/'); do
     gzip -t "$prefix/share/man/man1/$page.1.gz"
 done
+gzip -t "$prefix/share/man/man5/quillon-config.5.gz"
 for file in lib/libquillon.so lib/libquillon_client.a lib/libvxhost.a lib/pkgconfig/quillon.pc \
     lib/cmake/quillon/quillon-config.cmake include/quillon/client/collection.hpp \
     include/quillon/host/quillon.h share/bash-completion/completions/quillon \
