@@ -65,6 +65,13 @@ TEST_F(Asking, locksAreShownAndTakenOff) {
     const std::string token = quillon({"lock", member}).output;
     tells({"locks", url}, 0, {awkward, "someone, with quillon", "yours, kept", token});
     tells({"locks", "--json", member}, 0, {R"("mine":true,"running":false)"});
+    server.addMember("free", "");
+    tells({"ls", "--locks", url}, 0, {"\nfree\n", "  locked by someone, with quillon until 20"});
+    tells({"ls", "--locks", "--json", url}, 0,
+          {R"("locked":false)", R"("locked":true,"holder":"someone, with quillon","until":"20)"});
+    server.clearTranscript();
+    tells({"ls", "-l", url}, 0, {"free\n"});
+    EXPECT_EQ(server.transcript().find("PROPFIND"), server.transcript().rfind("PROPFIND"));
     fs::remove_all(home / "state");  // now it is somebody else's
     tells({"unlock", "--mine", member}, 3, {"No lock of yours"});
     tells({"unlock", "--steal", member}, 2, {"--yes"});
@@ -208,7 +215,7 @@ TEST_F(Asking, aHostileServerSteersNoTerminal) {
     for (const Arguments& arguments :
          {Arguments{"locks", hostile.url()}, Arguments{"locks", "--json", hostile.url()},
           Arguments{"prop", "get", hostile.url()}, Arguments{"prop", "ls", hostile.url()},
-          Arguments{"prop", "get", "--json", hostile.url()},
+          Arguments{"prop", "get", "--json", hostile.url()}, Arguments{"ls", "-l", hostile.url()},
           Arguments{"unlock", "--steal", "--yes", hostile.url("a%1B%5B2J")}}) {
         support::RunningProcess program(command(arguments), support::Streams::terminal);
         const std::string shown = program.wait()->output;

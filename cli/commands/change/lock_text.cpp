@@ -32,4 +32,10 @@ std::string endText(const FoundLock& lock) {
     return fmt::format("until {} ({})", localDate(endOf(lock)), span(*lock.timeout));
 }
 
+std::string lockText(const FoundLock& lock) {
+    std::string text = "locked";
+    if (!lock.owner.empty()) text += " by " + lock.owner;
+    return lock.timeout ? text + ' ' + endText(lock) : text;
+}
+
 }  // namespace quillon::cli

@@ -13,9 +13,12 @@
 #include <utility>
 #include <vector>
 
+#include "cli/commands/change/lock_text.hpp"
 #include "cli/commands/command.hpp"
+#include "cli/commands/look/member_locks.hpp"
 #include "cli/commands/look/visit_trees.hpp"
 #include "cli/commands/what_is_there.hpp"
+#include "cli/session/servers.hpp"
 #include "cli/terminal/colours.hpp"
 #include "cli/terminal/format.hpp"
 #include "cli/terminal/json.hpp"
@@ -38,6 +41,7 @@ struct LsOptions {
     bool bySize = false;
     bool reversed = false;
     bool recursive = false;
+    bool locks = false;
     bool json = false;
 };
 
@@ -46,6 +50,7 @@ struct Line {
     std::string_view name, key;
     Entry entry{nullptr, nullptr};
     const Resource* resource = nullptr;
+    const FoundLock* lock = nullptr;
 
     bool isCollection() const { return resource ? resource->isCollection : entry.isCollection(); }
     std::optional<uint64_t> size() const {
@@ -75,6 +80,12 @@ struct Lines {
         add(name, {nullptr, nullptr}, &resource);
     }
 };
+
+// On a terminal who reads the details wants to know of locks, too.
+bool wantsLocks(const LsOptions& options) {
+    const bool isShown = options.details && isTerminal(stdout) && !options.json;
+    return options.locks || (isShown && !options.recursive);
+}
 
 std::string shownName(std::string_view name, bool isCollection) {
     return forOutput(name) + (isCollection ? "/" : "");
@@ -129,6 +140,11 @@ private:
         return colours_.painted(shownName(line.name, line.isCollection()), line.name,
                                 line.isCollection());
     }
+    std::string marked(const Line& line) const {
+        return line.lock ? painted(line) + "  " + forOutput(lockText(*line.lock)) : painted(line);
+    }
+    // In columns there is no room for more.
+    static std::string shortMark(const Line& line) { return line.lock ? " (locked)" : ""; }
     std::string sizeText(std::optional<uint64_t> size) const {
         return options_.exactSizes && size ? std::to_string(*size) : shortSize(size);
     }
@@ -136,7 +152,7 @@ private:
     void printTable(const std::vector<Line>& lines) const {
         Table table({Align::right, Align::left, Align::left});
         for (const Line& line : lines) {
-            table.add(sizeText(line.size()), localDate(line.modified()), painted(line));
+            table.add(sizeText(line.size()), localDate(line.modified()), marked(line));
         }
         table.print();
     }
@@ -144,16 +160,19 @@ private:
     void printColumns(const std::vector<Line>& lines) const {
         std::vector<std::string> names;
         names.reserve(lines.size());
-        for (const Line& line : lines) names.push_back(shownName(line.name, line.isCollection()));
-        fmt::print("{}",
-                   inColumns(names, terminalWidth(), [&](size_t n) { return painted(lines[n]); }));
+        for (const Line& line : lines) {
+            names.push_back(shownName(line.name, line.isCollection()) + shortMark(line));
+        }
+        fmt::print("{}", inColumns(names, terminalWidth(), [&](size_t n) {
+                       return painted(lines[n]) + shortMark(lines[n]);
+                   }));
     }
 
     // A name a line for other programs.
     void printNames(const std::vector<Line>& lines) const {
         LineOutput output;
         for (const Line& line : lines) {
-            output.text() += painted(line) + '\n';
+            output.text() += marked(line) + '\n';
             output.endLine();
         }
     }
@@ -215,7 +234,7 @@ std::optional<Properties> findMember(Session& session, const Address& address) {
 class Listings {
 public:
     Listings(Session& session, const LsOptions& options)
-        : session_(session), options_(options), printer_(options) {
+        : session_(session), options_(options), printer_(options), servers_(session) {
         if (options.json) array_.emplace();
     }
 
@@ -228,41 +247,64 @@ public:
                                           listing.error().kind == Kind::refused;
         if (unsure) {
             if (const auto member = findMember(session_, address)) {
+                const Result<MemberLocks> locks = findLocks(address);
+                if (!locks) return locks.error();
                 if (array_) array_->begin();
-                printMember(address, *member);
+                printMember(address, *member, locks->on(address.name()));
                 return {};
             }
         }
         if (!listing) {
             return explainNotOpened(session_, address.asCollection(), std::move(listing).error());
         }
+        const Result<MemberLocks> locks = findLocks(address.asCollection());
+        if (!locks) return locks.error();
         if (options_.urls.size() > 1 && !array_) headings_.print(address.asCollection().url());
         if (array_) array_->begin();
         const auto lines = linesOf(*listing, options_);
+        for (Line& line : lines->all) line.lock = locks->on(std::string(line.name));
         if (!array_) {
             printer_.print(lines->all);
         } else {
-            for (const Line& line : lines->all) array_->add(describe(line.entry));
+            for (const Line& line : lines->all) add(describe(line.entry), line.lock);
         }
         std::fflush(stdout);
         return {};
     }
 
 private:
-    void printMember(const Address& address, const Properties& member) {
-        if (array_) return array_->add(describe(address.name(), address.url(), member));
+    // Nothing unless they are wanted; what was not asked for by name may be refused.
+    Result<MemberLocks> findLocks(const Address& address) {
+        if (!wantsLocks(options_)) return MemberLocks({});
+        Result<std::vector<FoundLock>> found = servers_.with(address, [&](Remote& remote) {
+            return remote.run(quillon::findLocks(remote, address.url()));
+        });
+        if (!found && options_.locks) return std::move(found).error();
+        return MemberLocks(found ? std::move(*found) : std::vector<FoundLock>(),
+                           address.namesMember() ? address.name() : "");
+    }
+
+    void add(JsonObject object, const FoundLock* lock) {
+        if (options_.locks) addLock(object, lock);
+        array_->add(object);
+    }
+
+    void printMember(const Address& address, const Properties& member, const FoundLock* lock) {
+        if (array_) return add(describe(address.name(), address.url(), member), lock);
         if (options_.urls.size() > 1) headings_.separate();
         Resource resource;
         resource.size = member.size;
         resource.modified = member.modified;
         Lines lines;
         lines.add(address.name(), resource);
+        lines.all.front().lock = lock;
         printer_.print(lines.all);
     }
 
     Session& session_;
     const LsOptions& options_;
     const Printer printer_;
+    Servers servers_;
     Headings headings_;
     std::optional<JsonArray> array_;
 };
@@ -326,7 +368,12 @@ void addLs(CommandDefinition program, Invocation& invocation) {
     command.addFlag("--bytes", options->exactSizes, "With -l: sizes in bytes").excludes(people);
     command.addFlag("-a,--all", options->hidden, "Names that begin with a dot, too");
     command.addFlag("-1", options->aLine, "A name a line, on a terminal too");
-    command.addFlag("-R,--recursive", options->recursive, "What lies in the collections, too");
+    const auto recursive =
+        command.addFlag("-R,--recursive", options->recursive, "What lies in the collections, too");
+    command
+        .addFlag("--locks", options->locks,
+                 "Mark what is locked, and by whom; -l does so on a terminal, but for trees")
+        .excludes(recursive);
     const auto byDate = command.addFlag("-t", options->byDate, "The latest change first");
     command.addFlag("-S", options->bySize, "The largest first").excludes(byDate);
     command.addFlag("-r,--reverse", options->reversed, "In reverse order");

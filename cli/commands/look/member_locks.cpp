@@ -1,0 +1,36 @@
+#include "cli/commands/look/member_locks.hpp"
+
+#include <utility>
+
+#include "cli/commands/change/lock_text.hpp"
+#include "cli/terminal/format.hpp"
+#include "platform/text/url.hpp"
+
+namespace quillon::cli {
+
+MemberLocks::MemberLocks(std::vector<FoundLock> found, const std::string& member) {
+    for (FoundLock& lock : found) {
+        const bool isItself = lock.segment.empty();
+        const std::string name = isItself ? member : vxhost::decodeSegment(lock.segment);
+        if (!name.empty()) {
+            byName_.try_emplace(name, std::move(lock));
+        } else if (lock.isDeep) {
+            onAll_ = std::move(lock);
+        }
+    }
+}
+
+const FoundLock* MemberLocks::on(const std::string& name) const {
+    const auto found = byName_.find(name);
+    if (found != byName_.end()) return &found->second;
+    return onAll_ ? &*onAll_ : nullptr;
+}
+
+void addLock(JsonObject& object, const FoundLock* lock) {
+    object.addFlag("locked", lock != nullptr);
+    if (lock == nullptr) return;
+    object.addText("holder", lock->owner);
+    if (const auto end = endOf(*lock)) object.addText("until", rfc3339(*end));
+}
+
+}  // namespace quillon::cli
