@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/base/ascii.hpp"
+#include "platform/text/shown_bytes.hpp"
 #include "platform/text/url.hpp"
 
 namespace quillon {
@@ -118,7 +119,8 @@ std::string withPlainDots(std::string path) {
 }
 
 std::string sendablePath(std::string_view root, std::string_view typedPath) {
-    const std::string spelt = std::string(root).append(typedPath.empty() ? "/" : typedPath);
+    const std::string spelt =
+        std::string(root).append(typedPath.empty() ? "/" : vxhost::withoutShownBytes(typedPath));
     const std::string encoded = vxhost::encodeForRequest(spelt).substr(root.size());
     return vxhost::removeDotSegments(withPlainDots(encoded));
 }

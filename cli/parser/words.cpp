@@ -2,6 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <iterator>
+
+#include "platform/text/shown_bytes.hpp"
+
 namespace quillon::cli {
 namespace {
 
@@ -30,7 +34,9 @@ public:
             const bool literal = quote_ == '\'';
             if (c == '\\' && !literal && at + 1 < line.size()) {
                 beginWord(at);
-                addQuoted(line[++at]);
+                const auto shown = vxhost::readShownByte(line.substr(at));
+                at += shown ? vxhost::shownByteLength - 1 : 1;
+                addQuoted(shown.value_or(line[at]));
             } else if (quote_ != 0) {
                 if (c == quote_) {
                     quote_ = 0;
@@ -116,6 +122,10 @@ std::string quotedWord(std::string_view name) {
         const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
                            (c >= '0' && c <= '9') || static_cast<unsigned char>(c) >= 0x80 ||
                            plainSigns.find(c) != std::string_view::npos;
+        if ((c > 0 && c < ' ') || c == '\x7F') {
+            fmt::format_to(std::back_inserter(word), "\\x{:02X}", static_cast<unsigned char>(c));
+            continue;
+        }
         if (!plain) word += '\\';
         word += c;
     }

@@ -17,12 +17,13 @@ TEST(Words, blanksPartWordsButInQuotes) {
         {"put '' #x", {"put", "", "#x"}},
         {"# put x", {}},
         {"end\\", {"end\\"}},
+        {R"(a\x1b\x5Cx1B\x41 '\x1B')", {"a\x1B\\x1Bx41", "\\x1B"}},
     };
     for (const auto& [line, words] : rows) EXPECT_EQ(*splitWords(line), words) << line;
     for (const char* line : {"get 'a b", "ls >out", "ls | sort", "get a>b"})
         EXPECT_FALSE(splitWords(line)) << line;
     EXPECT_EQ(*splitWords("get 'a>b' c\\|d"), (Words{"get", "a>b", "c|d"}));
-    std::string all = "\xC3\xBC";
+    std::string all = "\xC3\xBC\x1B\n";
     for (char c = ' '; c < '\x7F'; ++c) all += c;
     EXPECT_EQ(*splitWords(quotedWord(all)), Words{all});
 }

@@ -25,6 +25,7 @@ TEST(Address, whatIsTypedIsSplitAndEncoded) {
         {"https://host/what? #1", "https://host/|what%3F%20%231"},
         {"https://host/\xC3\xBC/\xF0\x9F\x98\x80", "https://host/%C3%BC/|%F0%9F%98%80"},
         {"https://host/\xFF", "https://host/|%FF"},
+        {R"(https://host/\x1B\xe9\x5Cx0A\x41\x)", "https://host/|%1B%E9%5Cx0A%5Cx41%5Cx"},
         {"https://host/a@b:c", "https://host/|a@b:c"},
         {"https://host/a/b/%2e%2E/%2E", "https://host/a/|"},
         {"https://host/../../c", "https://host/|c"},
