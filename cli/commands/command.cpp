@@ -72,7 +72,9 @@ void addFrom(const Adder& adder, CommandDefinition program, Invocation& invocati
 
 void addCommands(CommandDefinition program, Invocation& invocation) {
     for (const Adder& adder : adders) {
-        if (adder.add != addShell) addFrom(adder, program, invocation);
+        // encode reads a password from where the shell's lines may come from.
+        const bool isForShells = adder.add != addShell && adder.add != addEncode;
+        if (isForShells) addFrom(adder, program, invocation);
     }
 }
 

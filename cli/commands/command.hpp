@@ -55,7 +55,7 @@ void addSites(CommandDefinition program, Invocation& invocation);
 void addEncode(CommandDefinition program, Invocation& invocation);
 void addShell(CommandDefinition program, Invocation& invocation);
 
-// All but the shell, which has them too.
+// Those that the shell has, too.
 void addCommands(CommandDefinition program, Invocation& invocation);
 
 // Those that a line of the program can mean, the shell among them. All where no word names one, or

@@ -50,6 +50,7 @@ public:
 private:
     int runLine(const std::string& line);
     int runWords(std::vector<ShellWord> words);
+    bool isPlace(const std::string& typed);
     void addLocalCommands(CommandDefinition program, Invocation& invocation);
     void addShellCommands(const Parser& parser, Invocation& invocation);
     int changeCollection(std::string& path);
@@ -115,7 +116,17 @@ int Shell::runLocally(const std::vector<std::string>& words) {
     return runForeground(words, STDIN_FILENO, [this] { session_.renewLocks(); });
 }
 
+// A collection by its URL or as a site's; a member has a name at its end.
+bool Shell::isPlace(const std::string& typed) {
+    if (typed.find("://") == typed.npos && !session_.sites().knows(typed)) return false;
+    const Result<Address> address = session_.sites().resolve(typed);
+    return address && !address->namesMember();
+}
+
 int Shell::runWords(std::vector<ShellWord> typed) {
+    // As those of other programs go to a server; of a member it is the desktop that opens it.
+    const bool goes = typed.size() == 2 && typed.front().text == "open" && isPlace(typed[1].text);
+    if (goes) typed.front().text = "cd";
     Parser parser("",
                   "Names are relative to the collection, as ls shows them; quote blanks, and *, ? "
                   "and [ that are no pattern. A line that begins with ! is for the local shell.");
@@ -363,7 +374,8 @@ void addShell(CommandDefinition program, Invocation& invocation) {
         "help and exit; lcd, lls and lpwd are for this machine's files, and what stands behind a "
         "!\n"
         "is for its shell. *, ? and [ without quotes make a pattern: of local files where put\n"
-        "takes them, else of members.\n\n"
+        "takes them, else of members. A character that ls shows as \\x1B is typed so, too.\n\n"
+        "open goes to another server: open https://example.com/dav/, or open work: for a site.\n\n"
         "A lock that lock takes is used by put and edit until unlock, and given back at the end. "
         "At a\n"
         "terminal lines can be edited, completed with Tab and recalled. Otherwise commands are\n"
