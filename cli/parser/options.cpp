@@ -79,8 +79,10 @@ void addCommonOptions(CommandDefinition program, CommonOptions& options) {
         .addOption("--limit-rate", takeSpeed,
                    "Let long transfers move no more than so many bytes a second: 500K, 2M")
         .typeName("SPEED");
-    program.addFlag("-v,--verbose", options.verbosity,
-                    "Show what is done, and in the end what it cost; twice: the requests, too");
+    program.addFlag(
+        "-v,--verbose", options.verbosity,
+        "Say what was done, and in the end what it cost; twice: the requests, too; three "
+        "times: the whole log");
 }
 
 void addJobsOption(CommandDefinition command, size_t& jobs, const std::string& theDefault) {

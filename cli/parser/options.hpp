@@ -32,7 +32,7 @@ struct CommonOptions {
     std::string basicUrl;        // a site's, which is known to ask for Basic below it
     uint64_t mostSpeed = 0;      // bytes a second; 0: no limit
     int timeoutSeconds = 0;      // 0: the defaults
-    int verbosity = 0;           // 1: the extension's log, 2: the requests too
+    int verbosity = 0;           // 1: words, 2: the requests, 3: the whole log
 };
 
 void addCommonOptions(CommandDefinition program, CommonOptions& options);

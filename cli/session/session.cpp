@@ -23,11 +23,17 @@ namespace {
 
 constexpr int logWire = 1;
 constexpr int logOperations = 2;
+constexpr int logFailures = 3;
 
 constexpr size_t mostOpen = 8;  // open collections
 
 void logToStderr(int, std::string_view channel, std::string_view text) {
     fmt::print(stderr, "[{}] {}\n", channel, harmless(concealed(std::string(text))));
+}
+
+// Of the HTTP client the requests, of the extension failures alone.
+void logRequestsToStderr(int level, std::string_view channel, std::string_view text) {
+    if (channel == "App.WebDAV" || level >= logFailures) logToStderr(level, channel, text);
 }
 
 // What stays when a request about a lock does not end in time.
@@ -80,9 +86,9 @@ ExtensionOptions extensionOptions(const CommonOptions& options, Progress& progre
     if (options.timeoutSeconds > 0) {
         wanted.connectTimeout = wanted.stallTimeout = std::chrono::seconds(options.timeoutSeconds);
     }
-    if (options.verbosity > 0) {
-        wanted.logThreshold = options.verbosity > 1 ? logWire : logOperations;
-        wanted.log = logToStderr;
+    if (options.verbosity > 1) {
+        wanted.logThreshold = options.verbosity > 2 ? logWire : logOperations;
+        wanted.log = options.verbosity > 2 ? logToStderr : logRequestsToStderr;
     }
     wanted.progress = [&progress](uint64_t moved, uint64_t total) {
         progress.update(moved, total);

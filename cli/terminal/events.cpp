@@ -26,7 +26,8 @@ std::string jsonLine(const Event& event) {
 void Events::tell(const Event& event) {
     count(event.what);
     bytes_ += event.size.value_or(0);
-    if (manner_ != Manner::lines && manner_ != Manner::json) return;
+    if (manner_ == Manner::quiet || manner_ == Manner::summary) return;
+    if (manner_ == Manner::confirmed && event.what == "failed") return;  // which is reported
     progress_.hide();
     const std::string line = manner_ == Manner::json
                                  ? jsonLine(event)
@@ -35,7 +36,8 @@ void Events::tell(const Event& event) {
 }
 
 void Events::sumUp() {
-    if (manner_ == Manner::quiet || manner_ == Manner::json || counts_.empty()) return;
+    const bool isWanted = manner_ == Manner::summary || manner_ == Manner::lines;
+    if (!isWanted || counts_.empty()) return;
     std::string line;
     for (const auto& [what, count] : counts_) {
         line += fmt::format("{}{} {}", line.empty() ? "" : ", ", count, what);

@@ -23,7 +23,8 @@ struct Event {
 
 class Events {
 public:
-    enum class Manner { quiet, summary, lines, json };
+    // confirmed: a line each, without a sum.
+    enum class Manner { quiet, summary, lines, confirmed, json };
 
     Events(Manner manner, Progress& progress) : manner_(manner), progress_(progress) {}
 

@@ -32,6 +32,7 @@ public:
 
     void hide();                                       // until something moves again
     void setSilent(bool silent) { silent_ = silent; }  // from the next start
+    bool isSilent() const { return silent_; }
 
 private:
     using Clock = std::chrono::steady_clock;

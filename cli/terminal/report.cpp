@@ -38,7 +38,7 @@ void writeReport(const std::string& lines) {
 std::string_view remedy(const Error& error, std::string_view url) {
     switch (error.code) {
         case Code::unexpectedStatus:
-            if (error.httpStatus == 0) return "The log is shown by -v.";
+            if (error.httpStatus == 0) return "The log is shown by -vvv.";
             break;
         case Code::unguarded:
             return "Use put --force if nobody else writes it.";

@@ -116,7 +116,7 @@ TEST_F(Faults, answersThatFailOrLie) {
         {"PROPFIND /c/", Answer::xml(207, "<multistatus xmlns=\"DAV:\">"), {ls, 7, "list"}},
         {"PROPFIND /c/", Answer(405), {ls, 1, "cannot list"}},
         {"DELETE /c/file", Answer(204), {old, 1, "keeps no dates of creation"}},
-        {"MKCOL /c/d/", Answer(200), {{"mkcol", collection + "d"}, 7, "The log is shown by -v."}},
+        {"MKCOL /c/d/", Answer(200), {{"mkcol", collection + "d"}, 7, "The log is shown by -vvv."}},
         {"PROPFIND /c/file/", multistatus("/c/file"), {{"rmcol", url}, 2, "no collection"}},
     };
     for (const auto& [request, answer, row] : cases) {

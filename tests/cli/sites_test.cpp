@@ -100,7 +100,7 @@ TEST_F(Sites, aPasswordInClearToAnotherMachineIsToldOfOnce) {
 
 TEST_F(Sites, thePasswordIsNowhereInClear) {
     Arguments loud = login(url);
-    loud.insert(loud.begin(), "-vv");
+    loud.insert(loud.begin(), "-vvv");
     const std::string logged = quillon(loud).errors;
     EXPECT_NE(logged.find("quillonPasswordEncrypt"), std::string::npos);
     const std::string everything = logged + siteText() + quillon({"-vv", "ls", "work:"}).errors;

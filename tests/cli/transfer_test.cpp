@@ -213,12 +213,14 @@ TEST_F(Transfers, theShellHasPatternsAndTheLocalSide) {
         SCOPED_TRACE(lines);
         expect(quillon({"shell", url}, lines), end.first, end.first == 0 ? end.second : "");
     }
+    expect(quillon({"shell", url}, "open " + dst + "\npwd\n"), 0, dst + "\n");
+    expect(quillon({"shell", url}, "encode\n"), 2, "no command");
     support::RunningProcess shell(command({"shell", url}), support::Streams::terminal);
     const std::pair<const char*, const char*> typed[] = {{"", "127.0.0.1/> "},
                                                          {"get --fo\t --help\n", "--force"},
                                                          {"help mv\n", "mv [OPTIONS]"},
                                                          {"ls | sort\n", "no | in this shell"},
-                                                         {"put l2\tds\t\n", "/> "},
+                                                         {"put l2\tds\t\n", "stored l2.txt, 1 B"},
                                                          {"cp dst/l\t src/s\t\n", "/> "},
                                                          {"lcd fo\t\n", "/> "},
                                                          {"lls\n", "x"},

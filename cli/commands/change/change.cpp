@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "cli/commands/what_is_there.hpp"
+#include "cli/session/confirm.hpp"
 #include "cli/terminal/last_words.hpp"
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
@@ -121,7 +122,11 @@ private:
                 complain(fmt::format("{}: nothing was stored", url_));
             return code;
         }
-        if (changed) return store(copy.file(), name);
+        if (changed) {
+            const int stored = store(copy.file(), name);
+            if (stored == exitDone) confirm(session_, "stored", name);
+            return stored;
+        }
         if (changer_.tellsUnchanged) fmt::print("{}: unchanged, nothing was stored\n", url_);
         return exitDone;
     }

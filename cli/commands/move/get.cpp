@@ -16,6 +16,7 @@
 #include "cli/commands/content_output.hpp"
 #include "cli/commands/matching.hpp"
 #include "cli/commands/move/trees.hpp"
+#include "cli/session/confirm.hpp"
 #include "cli/session/jobs.hpp"
 #include "cli/session/remote_access.hpp"
 #include "cli/terminal/report.hpp"
@@ -231,6 +232,7 @@ private:
             const ReportsInto redirected(reports);
             if (!outcome) code = report("fetch", url, outcome.error());
             if (outcome && !endProven) complain(unprovenEnd(url));
+            if (outcome) confirm(session_, "fetched", members_[n].address.name());
         }
         ends_.record(n, code, std::move(reports));
     }
@@ -314,7 +316,9 @@ int fetchAll(Session& session, const std::vector<Wanted>& members, const GetOpti
     return runTasks(1, 1, session, [&](size_t) -> int {
         const Address& address = members.front().address;
         const Result<void> fetched = fetch(session, address, options, used);
-        return fetched ? exitDone : report("fetch", address.url(), fetched.error());
+        if (!fetched) return report("fetch", address.url(), fetched.error());
+        confirm(session, "fetched", address.name());
+        return exitDone;
     });
 }
 

@@ -3,7 +3,9 @@
 #include <vector>
 
 #include "cli/commands/command.hpp"
+#include "cli/commands/move/telling.hpp"
 #include "cli/commands/what_is_there.hpp"
+#include "cli/session/confirm.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -11,6 +13,7 @@ namespace {
 struct MkcolOptions {
     std::vector<std::string> urls;
     bool parents = false;
+    bool quiet = false;
 };
 
 Result<void> make(Session& session, const Address& address) {
@@ -37,11 +40,15 @@ Result<void> makeWithParents(Session& session, const Address& address) {
 }
 
 int runMkcol(Session& session, MkcolOptions& options) {
+    session.progress().setSilent(options.quiet);
     return forEachUrl(session, options.urls, "create", [&](const Address& typed) {
         const Address address = typed.asCollection();
         Result<void> made =
             options.parents ? makeWithParents(session, address) : make(session, address);
-        if (made) return made;
+        if (made) {
+            confirm(session, "made", address.url());
+            return made;
+        }
         return Result<void>(explainNotMade(session, address, std::move(made).error()));
     });
 }
@@ -54,6 +61,7 @@ void addMkcol(CommandDefinition program, Invocation& invocation) {
     addUrls(command, options->urls, "Collections, with or without final slash");
     command.addFlag("-p,--parents", options->parents,
                     "Those above, too, where they are missing; one that exists is no failure");
+    addQuietOption(command, options->quiet);
     command.setFooter(
         "Examples:\n"
         "  quillon mkcol https://example.org/dav/reports/\n"

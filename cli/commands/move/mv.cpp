@@ -3,6 +3,7 @@
 
 #include "cli/commands/matching.hpp"
 #include "cli/commands/move/transfer.hpp"
+#include "cli/session/confirm.hpp"
 #include "cli/terminal/report.hpp"
 
 namespace quillon::cli {
@@ -25,7 +26,9 @@ int rename(Session& session, std::string& url, const std::string& newName) {
     const Result<Address> address = parseUrl(session, url);
     if (!address) return exitCode(address.error().kind);
     const Result<void> renamed = rename(session, address->asMember(), newName);
-    return renamed ? exitDone : report("rename", address->url(), renamed.error());
+    if (!renamed) return report("rename", address->url(), renamed.error());
+    confirm(session, "renamed " + address->asMember().name() + " to", newName);
+    return exitDone;
 }
 
 // A new name is told from a place by the slash that it has not.
@@ -40,6 +43,7 @@ int runMv(Session& session, TransferOptions& options) {
     const Telling& telling = options.telling;
     const bool isPlain = !options.force && !telling.dryRun && !telling.json;
     if (words.size() != 2 || isPlace) return transfer(session, Deed::move, options);
+    session.progress().setSilent(telling.quiet);
     if (isPlain) return rename(session, words[0], words[1]);
     complain(
         "a rename within the collection takes no --force, --dry-run or --json. Name the "

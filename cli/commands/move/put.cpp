@@ -10,6 +10,7 @@
 #include "cli/commands/move/trees.hpp"
 #include "cli/commands/what_is_there.hpp"
 #include "cli/parser/options.hpp"
+#include "cli/session/confirm.hpp"
 #include "cli/session/jobs.hpp"
 #include "cli/session/remote_access.hpp"
 #include "cli/terminal/report.hpp"
@@ -67,16 +68,24 @@ public:
         if (options_.force) {
             const Result<void> stored = remembering([this] { return member_.store(); });
             session_.progress().finish();
-            return stored ? exitDone : reportFailure(stored.error());
+            return stored ? confirmStored() : reportFailure(stored.error());
         }
         Result<Hold> hold = Hold::take(member_);
         if (!hold) return reportFailure(hold.error());
         const Result<void> stored = storeHeld(*hold);
         session_.progress().finish();
-        return releaseHold(*hold, address_, stored ? exitDone : reportFailure(stored.error()));
+        return releaseHold(*hold, address_,
+                           stored ? confirmStored() : reportFailure(stored.error()));
     }
 
 private:
+    int confirmStored() {
+        std::error_code unknown;
+        const uintmax_t size = fs::file_size(member_.file(), unknown);
+        confirm(session_, "stored", address_.name(),
+                unknown ? std::nullopt : std::optional<uint64_t>(size));
+        return exitDone;
+    }
     int reportFailure(const Error& error) { return report("store", address_.url(), error); }
 
     // A failing release is the caller's.
@@ -162,6 +171,7 @@ int putStream(Session& session, const Address& address, const PutOptions& option
     if (const auto missing = asNotFound(stored, {404, 409}); !missing) {
         return report("store", address.url(), explainNoPlace(session, address, missing.error()));
     }
+    confirm(session, "stored", address.name());
     return exitDone;
 }
 
@@ -264,7 +274,9 @@ private:
 
     void end(size_t n, const Result<void>& outcome) {
         endWith(n, [&]() -> int {
-            return outcome ? exitDone : report("store", members_[n]->url(), outcome.error());
+            if (!outcome) return report("store", members_[n]->url(), outcome.error());
+            confirm(session_, "stored", members_[n]->name());
+            return exitDone;
         });
     }
 

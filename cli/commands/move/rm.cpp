@@ -75,7 +75,7 @@ public:
         : session_(session),
           options_(options),
           servers_(session),
-          events_(options.telling.manner(), session.progress()) {}
+          events_(options.telling.manner(session.options().verbosity > 0), session.progress()) {}
 
     int run(std::vector<std::string>& urls) {
         int code = forEachUrl(session_, urls, "delete", [&](const Address& address) {

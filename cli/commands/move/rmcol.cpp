@@ -3,6 +3,8 @@
 #include <vector>
 
 #include "cli/commands/command.hpp"
+#include "cli/commands/move/telling.hpp"
+#include "cli/session/confirm.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -10,6 +12,7 @@ namespace {
 struct RmcolOptions {
     std::vector<std::string> urls;
     bool recursive = false;
+    bool quiet = false;
 };
 
 Error withMembersExplained(Error error) {
@@ -43,8 +46,11 @@ Result<void> remove(Session& session, const Address& address, bool recursive) {
 }
 
 int runRmcol(Session& session, RmcolOptions& options) {
+    session.progress().setSilent(options.quiet);
     return forEachUrl(session, options.urls, "delete", [&](const Address& address) {
-        return remove(session, address.asCollection(), options.recursive);
+        Result<void> removed = remove(session, address.asCollection(), options.recursive);
+        if (removed) confirm(session, "deleted", address.asCollection().url());
+        return removed;
     });
 }
 
@@ -55,6 +61,7 @@ void addRmcol(CommandDefinition program, Invocation& invocation) {
     const CommandDefinition command = program.addCommand("rmcol", "Delete collections");
     addUrls(command, options->urls, "Collections, with or without final slash");
     command.addFlag("-r,--recursive", options->recursive, "With all that is in them");
+    addQuietOption(command, options->quiet);
     command.setFooter(
         "Examples:\n"
         "  quillon rmcol https://example.org/dav/empty/\n"

@@ -12,9 +12,10 @@ struct Telling {
     bool quiet = false;
     bool isMany = false;  // else nothing is summed up
 
-    Events::Manner manner(bool verbose = false) const;
+    Events::Manner manner(bool verbose) const;
 };
 
+void addQuietOption(CommandDefinition command, bool& quiet);
 void addTellingOptions(CommandDefinition command, Telling& telling);
 
 }  // namespace quillon::cli

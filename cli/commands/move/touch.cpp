@@ -7,7 +7,9 @@
 #include <vector>
 
 #include "cli/commands/command.hpp"
+#include "cli/commands/move/telling.hpp"
 #include "cli/commands/what_is_there.hpp"
+#include "cli/session/confirm.hpp"
 #include "cli/session/servers.hpp"
 #include "cli/terminal/report.hpp"
 #include "client/remote/holder.hpp"
@@ -19,6 +21,7 @@ namespace {
 struct TouchOptions {
     std::vector<std::string> urls;
     std::optional<Time> date;
+    bool quiet = false;
 };
 
 Result<void> touchOne(Session& session, Servers& servers, const Address& address,
@@ -39,7 +42,10 @@ Result<void> touchOne(Session& session, Servers& servers, const Address& address
     }
     switch (*touched) {
         case Touched::made:
+            confirm(session, "made", address.name());
+            break;
         case Touched::dated:
+            confirm(session, "dated", address.name());
             break;
         case Touched::keepsNoDates:
             return localError(Kind::refused,
@@ -53,6 +59,7 @@ Result<void> touchOne(Session& session, Servers& servers, const Address& address
 }
 
 int runTouch(Session& session, TouchOptions& options) {
+    session.progress().setSilent(options.quiet);
     Servers servers(session);
     return forEachUrl(session, options.urls, "touch", [&](const Address& address) {
         return touchOne(session, servers, address, options.date);
@@ -67,6 +74,7 @@ void addTouch(CommandDefinition program, Invocation& invocation) {
         program.addCommand("touch", "Make empty members, or give those that are there a date");
     addUrls(command, options->urls, "Members");
     addTimeOption(command, "-d,--date", options->date, "The date that they get; else now");
+    addQuietOption(command, options->quiet);
     command.setFooter(
         "A member that is not there is made, empty, and nothing is overwritten. One that is there\n"
         "keeps its content, and gets the date where the server keeps dates of files; where it\n"

@@ -68,7 +68,7 @@ public:
           options_(options),
           overwrite_(options.force ? Overwrite::yes : Overwrite::no),
           servers_(session),
-          events_(options.telling.manner(), session.progress()) {}
+          events_(options.telling.manner(session.options().verbosity > 0), session.progress()) {}
 
     int run() {
         session_.progress().setSilent(options_.telling.quiet);
