@@ -291,6 +291,24 @@ def run(server, build, folder):
     return failures
 
 
+def diagnosis(server, build, folder):
+    """What `doctor` says of it."""
+    home = folder / "doctor"
+    home.mkdir(parents=True)
+    text = ""
+    with contextlib.suppress(Fault), server.running(build, home) as url:  # it may crash at that
+        text = output_of(f"HOME={home} LC_ALL=C.UTF-8 {build}/bin/quillon doctor {url}", home)
+        text = text.replace(url.split("//")[1].strip("/"), "dav.example.org")
+    return re.sub(r"(scratch-)[-\w]+", r"\1...", re.sub(r" \(Failed to connect[^)]*\)", "", text))
+
+
+def diagnoses(told):
+    return "\n".join(["# What doctor says", "", "Of each server of the table "
+                      "([interoperability.md](interoperability.md)), by the same `./dev interop`.",
+                      *(f"\n## {title}\n\n```\n$ quillon doctor http://dav.example.org/\n{text}```"
+                        for title, text in told.items()), ""])
+
+
 def document(ran, program):
     used = []
 
@@ -324,7 +342,7 @@ def main():
     arguments = parser.parse_args()
     build = arguments.build.resolve()
     os.environ["PATH"] += ":/usr/sbin"
-    surprises, ran = [], {}
+    surprises, ran, told = [], {}, {}
     with tempfile.TemporaryDirectory() as temporary:
         for name in arguments.servers or SERVERS:
             folder = pathlib.Path(temporary) / name
@@ -332,6 +350,7 @@ def main():
                 print(f"{name}: not installed, left out", file=sys.stderr)
                 continue
             ran[name] = failures = run(SERVERS[name], build, folder)
+            told[SERVERS[name].title] = diagnosis(SERVERS[name], build, folder)
             surprises += [f"{name}, {label}: {fault}" for label, fault in failures.items()
                           if (name, label) not in NOTES]
             for label in CHECKS:
@@ -340,6 +359,7 @@ def main():
     text = document(ran, output_of(f"{build}/bin/quillon --version", build).strip())
     if arguments.output:
         arguments.output.write_text(text)
+        arguments.output.with_name("doctor.md").write_text(diagnoses(told))
     print(text)
     print("\n".join(surprises), file=sys.stderr)
     return 1 if surprises else 0
