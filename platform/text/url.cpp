@@ -238,7 +238,7 @@ std::string encodeSegment(std::string_view name) {
     return segment;
 }
 
-std::string decodeSegment(std::string_view segment) {
+std::string segmentBytes(std::string_view segment) {
     if (segment.find('%') == segment.npos) return std::string(segment);
     std::string name;
     for (size_t at = 0; at < segment.size(); ++at) {
@@ -249,6 +249,11 @@ std::string decodeSegment(std::string_view segment) {
             name += segment[at];
         }
     }
+    return name;
+}
+
+std::string decodeSegment(std::string_view segment) {
+    std::string name = segmentBytes(segment);
     return utf8::is_valid(name.begin(), name.end()) ? name : std::string(segment);
 }
 

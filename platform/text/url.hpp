@@ -66,4 +66,8 @@ std::string encodeSegment(std::string_view name);
 // The name that a segment stands for; the segment itself when that is no UTF-8.
 std::string decodeSegment(std::string_view segment);
 
+// The bytes that it stands for, be they UTF-8 or not: what tells such a name from one that holds
+// the escapes themselves.
+std::string segmentBytes(std::string_view segment);
+
 }  // namespace vxhost

@@ -130,6 +130,11 @@ TEST_F(Looking, contentsAreWrittenWholeOrInParts) {
             {{"tail", url + "sub"}, 1, "This is a collection"},
             {{"cat", url + "none"}, 3, "cannot fetch"},
             {{"df", url}, 1, "tells no quota"}});
+    server.addCollection("names");
+    server.addMember("names/caf%e9", "1");
+    server.addMember("names/caf\xE9", "2");
+    expect({{{"ls", url + "names/"}, 0, "caf%e9\ncaf\xE9\n"},
+            {{"cat", url + "names/caf\\xE9", url + "names/caf%25e9"}, 0, "21"}});
     // What memory shall not hold comes twice.
     const std::string large = "1\n2\n" + std::string(9 << 20, 'x') + "\ny";
     server.addMember("large", large);

@@ -113,7 +113,7 @@ std::unique_ptr<Lines> linesOf(const Listing& listing, const LsOptions& options)
     auto lines = std::make_unique<Lines>();
     lines->all.reserve(listing.size());
     for (const Entry entry : listing) {
-        const std::string name = entry.name();
+        const std::string name = vxhost::segmentBytes(entry.segment());
         if (options.hidden || !isHidden(name)) lines->add(name, entry);
     }
     sortLines(lines->all, options);
@@ -332,7 +332,7 @@ public:
         if (options_.json) return;
         Lines lines;
         lines.all.reserve(members.size());
-        for (const Resource& each : members) lines.add(vxhost::decodeSegment(each.segment), each);
+        for (const Resource& each : members) lines.add(vxhost::segmentBytes(each.segment), each);
         sortLines(lines.all, options_);
         headings_.print(collection.url);
         printer_.print(lines.all);

@@ -11,7 +11,7 @@ namespace quillon::cli {
 MemberLocks::MemberLocks(std::vector<FoundLock> found, const std::string& member) {
     for (FoundLock& lock : found) {
         const bool isItself = lock.segment.empty();
-        const std::string name = isItself ? member : vxhost::decodeSegment(lock.segment);
+        const std::string name = isItself ? member : vxhost::segmentBytes(lock.segment);
         if (!name.empty()) {
             byName_.try_emplace(name, std::move(lock));
         } else if (lock.isDeep) {
