@@ -5,6 +5,7 @@
 
 #include "cli/commands/change/change.hpp"
 #include "cli/commands/command.hpp"
+#include "cli/commands/move/telling.hpp"
 #include "cli/terminal/foreground.hpp"
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
@@ -34,6 +35,8 @@ void addEdit(CommandDefinition program, Invocation& invocation) {
     auto url = std::make_shared<std::string>();
     const CommandDefinition command = program.addCommand("edit", "Change a member in your editor");
     addUrl(command, *url, "A member; one that does not exist yet begins empty");
+    auto quiet = std::make_shared<bool>(false);
+    addQuietOption(command, *quiet);
     command.setFooter(
         "The member is locked, fetched, opened in $VISUAL, $EDITOR or vi, stored when it was\n"
         "changed, and unlocked; until then its lock is renewed. Where the server has no locks, a\n"
@@ -45,7 +48,10 @@ void addEdit(CommandDefinition program, Invocation& invocation) {
         "Examples:\n"
         "  quillon edit https://example.org/dav/plan.txt\n"
         "  EDITOR=nano quillon edit https://example.org/dav/plan.txt\n");
-    whenGiven(command, invocation, [url](Session& session) { return runEdit(session, *url); });
+    whenGiven(command, invocation, [url, quiet](Session& session) {
+        session.progress().setSilent(*quiet);
+        return runEdit(session, *url);
+    });
 }
 
 }  // namespace quillon::cli
