@@ -54,6 +54,9 @@ std::string_view typeOf(int Site::*) {
 std::string_view typeOf(bool Site::*) {
     return "true|false";
 }
+std::string_view typeOf(Texts Site::*) {
+    return "[\"TEXT\", ...]";
+}
 
 FormatPage configPage() {
     FormatPage page{
