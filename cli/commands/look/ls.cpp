@@ -247,7 +247,7 @@ public:
                                           listing.error().kind == Kind::refused;
         if (unsure) {
             if (const auto member = findMember(session_, address)) {
-                const Result<MemberLocks> locks = findLocks(address);
+                const Result<MemberLocks> locks = findLocks(address, 1);
                 if (!locks) return locks.error();
                 if (array_) array_->begin();
                 printMember(address, *member, locks->on(address.name()));
@@ -257,7 +257,7 @@ public:
         if (!listing) {
             return explainNotOpened(session_, address.asCollection(), std::move(listing).error());
         }
-        const Result<MemberLocks> locks = findLocks(address.asCollection());
+        const Result<MemberLocks> locks = findLocks(address.asCollection(), listing->size());
         if (!locks) return locks.error();
         if (options_.urls.size() > 1 && !array_) headings_.print(address.asCollection().url());
         if (array_) array_->begin();
@@ -273,9 +273,12 @@ public:
     }
 
 private:
-    // Nothing unless they are wanted; what was not asked for by name may be refused.
-    Result<MemberLocks> findLocks(const Address& address) {
-        if (!wantsLocks(options_)) return MemberLocks({});
+    // Nothing unless they are wanted; what was not asked for by name may be refused, and is not
+    // worth the answer of a large collection. members: how many it has.
+    Result<MemberLocks> findLocks(const Address& address, size_t members) {
+        constexpr size_t mostUnasked = 10'000;
+        const bool isMuch = members > mostUnasked && !options_.locks;
+        if (!wantsLocks(options_) || isMuch) return MemberLocks({});
         Result<std::vector<FoundLock>> found = servers_.with(address, [&](Remote& remote) {
             return remote.run(quillon::findLocks(remote, address.url()));
         });

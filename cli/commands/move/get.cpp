@@ -331,6 +331,7 @@ int writeAll(Session& session, const std::vector<Wanted>& members) {
 
 int runGet(Session& session, GetOptions& options) {
     session.progress().setSilent(options.tree.telling.quiet);
+    if (wantsMissingTree(options.tree)) return exitUsage;
     if (const Result<void> taken = takePlace(session, options); !taken) {
         return report("fetch", {}, taken.error());
     }

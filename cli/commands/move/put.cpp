@@ -332,6 +332,7 @@ int putAll(Session& session, const std::vector<std::string>& files, const Addres
 
 int runPut(Session& session, PutOptions& options) {
     session.progress().setSilent(options.tree.telling.quiet);
+    if (wantsMissingTree(options.tree)) return exitUsage;
     std::vector<std::string> files(options.operands);
     std::string typed;  // in a shell, a single file goes into its collection
     if (files.size() > 1 || !session.base) {

@@ -195,6 +195,13 @@ int eachTree(Session& session, std::vector<std::string>& roots, Action&& action)
 
 }  // namespace
 
+bool wantsMissingTree(const TreeChoice& choice) {
+    const bool isWanted = choice.telling.dryRun || choice.telling.json;
+    if (choice.isTree || !isWanted) return false;
+    complain("--dry-run and --json are for trees: give -r, too. Nothing was done.");
+    return true;
+}
+
 void addTreeOptions(CommandDefinition command, TreeChoice& choice) {
     command.addFlag("-r,--recursive", choice.isTree, "Whole trees");
     command.addFlag("--all", choice.all, "Of a tree: transfer also what is the same already");

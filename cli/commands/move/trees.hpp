@@ -26,6 +26,10 @@ struct TreeChoice {
 void addTreeOptions(CommandDefinition command, TreeChoice& choice);
 void addFollowOption(CommandDefinition command, TreeChoice& choice);
 
+// Whether there is no tree, but an option that would change nothing without one, or tell nothing:
+// what is no try must not pass for one. Says so.
+bool wantsMissingTree(const TreeChoice& choice);
+
 // Collections into folders of their names in the directory; the root of a server: what it holds.
 int getTrees(Session& session, std::vector<std::string>& urls, const std::string& directory,
              TreeChoice& choice);
