@@ -234,12 +234,13 @@ private:
         const bool mayHaveMoved = std::ranges::any_of(view.trees.base, [&](const auto& each) {
             return !view.trees.here.contains(each.first) || !view.trees.there.contains(each.first);
         });
-        view.isLent = !mayHaveMoved;
-        return mayHaveMoved ? makePlan(view.trees, options)
-                            : makePlan(std::move(view.trees), options);
+        if (mayHaveMoved) return makePlan(view.trees, options);
+        Plan plan = makePlan(std::move(view.trees), options);
+        view.isLent = true;
+        return plan;
     }
     static void takeBack(View& view, Plan& plan) {
-        if (view.isLent) view.trees = std::move(plan.trees);
+        if (std::exchange(view.isLent, false)) view.trees = std::move(plan.trees);
     }
 
     // Empty: they are not.
