@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """quillon beside its peers on a private Apache: medians of time, processor time and peak memory.
 
-bench/run.py BUILD [--quick] [--only transfers|listings|distant|trees|looking]: BUILD is the folder
+bench/run.py BUILD [--quick] [--only transfers|listings|distant|trees|looking|sync]: BUILD is the folder
 of a release build with its test support. Every round runs all programs of a row in turn, each time
 another one first, so that what else the machine does and what is cached meet all of them. The table
 goes to standard output in Markdown, everything measured to bench/results/. Files lie in TMPDIR: ext4
@@ -259,6 +259,78 @@ class Bench:
                                             back])}, lambda: self.empty(back))
         shutil.rmtree(wide)
 
+    def pairs(self, count):
+        """The first run of a pair, down and up, beside get -r and put -r of the same."""
+        down, up, into = self.root / "down", self.local / "up", self.root / "into"
+        here = self.local / "here"
+        for folder in (down, up, into):
+            self.empty(folder)
+        old = time.time() - 3600  # nobody waits for it to be whole
+        for folder in (down, up):
+            for i in range(count):
+                file = folder / f"m{i:04}.bin"
+                file.write_bytes(os.urandom(SMALL))
+                os.utime(file, (old, old + i / 1000))
+        with Server(self.testserver, "--directory", self.root) as server:
+            sync = lambda *words: lambda: measure([self.quillon, "sync", "-q", "-y", *words])
+            fresh = lambda: (self.forget_pairs(), self.empty(here), self.empty(into))
+            label = f"{count} files of {SMALL >> 10} KiB"
+            self.row(f"sync, first, down, {label}", {
+                "quillon": sync(here, server.url + "down/"),
+                "get -r": lambda: measure([self.quillon, "get", "-r", "-q", server.url + "down/",
+                                           "-O", here])}, fresh)
+            self.row(f"sync, first, up, {label}", {
+                "quillon": sync(up, server.url + "into/"),
+                "put -r": lambda: measure([self.quillon, "put", "-r", "-q", up,
+                                           server.url + "into/"])}, fresh)
+
+    def forget_pairs(self):
+        state = os.environ.get("XDG_STATE_HOME") or os.path.expanduser("~/.local/state")
+        shutil.rmtree(pathlib.Path(state) / "quillon" / "sync", ignore_errors=True)
+
+    def wide_pair(self, files, collections, round_trip):
+        """Nothing changed, and one file, in many."""
+        wide, here, theirs = self.root / "wide", self.local / "wide", self.local / "theirs"
+        for folder in (wide, here, theirs):
+            self.empty(folder)
+        old = time.time() - 3600
+        for i in range(collections):
+            (wide / f"c{i:04}").mkdir()
+            (wide / f"c{i:04}").chmod(0o777)
+            for j in range(files // collections):
+                file = wide / f"c{i:04}" / f"m{j:02}"
+                file.write_bytes(b"%d %d" % (i, j))
+                file.chmod(0o666)
+                os.utime(file, (old, old + i + j / 1000))
+        label = f"{files} files in {collections} collections"
+        self.forget_pairs()
+        with Server(self.testserver, "--directory", self.root) as server:
+            for words in ([here, server.url + "wide/"], [here], [here]):
+                measure([self.quillon, "sync", "-q", "-y", *words])
+            self.row(f"sync, nothing changed, {label}",
+                     {"quillon": lambda: measure([self.quillon, "sync", here])})
+            self.row(f"status --local, {label}",
+                     {"quillon": lambda: measure([self.quillon, "status", "--local", here])})
+        self.forget_pairs()
+        with Server(self.testserver, "--http2", "--directory", self.root) as server, \
+                Server(HERE / "delay_proxy.py", server.port, round_trip) as proxy:
+            base = proxy.url.replace("http:", "https:")
+            trust = ["--ca-file", server.certificate]
+            for words in ([here, base + "wide/"], [here], [here]):
+                measure([self.quillon, *trust, "sync", "-q", "-y", *words])
+            bisync = ["--ca-cert", server.certificate, "bisync", theirs, "--webdav-url", base,
+                      ":webdav:wide", "--workdir", self.local / "bisync"]
+            self.rclone(*bisync, "--resync")
+
+            def change(folder, name):
+                (folder / name / "m00").write_text(str(time.time()))
+                time.sleep(2)  # as a person takes who saved it
+                return folder
+            self.row(f"sync, one changed, {label}, {round_trip} ms away, HTTP/2", {
+                "quillon": lambda: measure([self.quillon, *trust, "sync", change(here, "c0000")]),
+                "rclone bisync": lambda: (change(theirs, "c0001"), self.rclone(*bisync))[1]})
+        shutil.rmtree(wide)
+
     def looking(self, collections, each):
         """Trees that are only looked at, beside the bare requests for them; and ends of contents."""
         seen = self.root / "seen"
@@ -444,7 +516,7 @@ def main():
     parser.add_argument("build", type=pathlib.Path)
     parser.add_argument("--rounds", type=int, default=5)
     parser.add_argument("--quick", action="store_true", help="smaller, and each once")
-    parser.add_argument("--only", choices=("transfers", "listings", "distant", "trees", "looking"),
+    parser.add_argument("--only", choices=("transfers", "listings", "distant", "trees", "looking", "sync"),
                         help="these rows alone")
     wanted = parser.parse_args()
     with tempfile.TemporaryDirectory() as home:
@@ -469,6 +541,10 @@ def main():
             bench.trees(count, 50, http2=True)
             for files in (500, 2000) if wanted.quick else (5_000, 20_000):
                 bench.wide_tree(files, files // 10)
+        if wanted.only in (None, "sync"):
+            bench.pairs(count)
+            files = 2000 if wanted.quick else 20_000
+            bench.wide_pair(files, files // 10, 50)
         if wanted.only in (None, "looking"):
             bench.looking(200 if wanted.quick else 2000, 10)
             bench.looking_far(100 if wanted.quick else 1000, 10, 50)
