@@ -285,8 +285,8 @@ class Bench:
                                            server.url + "into/"])}, fresh)
 
     def forget_pairs(self):
-        state = os.environ.get("XDG_STATE_HOME") or os.path.expanduser("~/.local/state")
-        shutil.rmtree(pathlib.Path(state) / "quillon" / "sync", ignore_errors=True)
+        state = pathlib.Path(os.environ["XDG_STATE_HOME"])  # main() made it
+        shutil.rmtree(state / "quillon" / "sync", ignore_errors=True)
 
     def wide_pair(self, files, collections, round_trip):
         """Nothing changed, and one file, in many."""
@@ -522,7 +522,7 @@ def main():
     with tempfile.TemporaryDirectory() as home:
         os.chmod(home, 0o755)
         os.environ["HOME"] = home  # nobody's settings, no stored sites
-        os.environ["XDG_CACHE_HOME"] = home
+        os.environ["XDG_CACHE_HOME"] = os.environ["XDG_STATE_HOME"] = home
         root = pathlib.Path(home) / "root"
         root.mkdir()
         root.chmod(0o777)

@@ -216,7 +216,7 @@ grep -q theirs one/a*theirs*; q resolve --mine one/a; sleep 2; q sync -q one; ho
 q undo -C one; holds a theirs""",
     "`sync` of nothing new asks for no content": r"""
 mkdir one; printf a >one/a; touch -d '1 hour ago' one/a; q sync -q -y one $U; sleep 3; q sync -q one
-q -vv sync one 2>log; ! grep -E 'GET|PUT|LOCK' log""",
+q -vv sync one 2>log; ! grep -E '\] (GET|HEAD|OPTIONS|PUT|POST|DELETE|MOVE|MKCOL|LOCK|UNLOCK) http' log""",
     "all of these with an awkward name": r"""
 cp file "$NAME"; q put "$NAME" $U; q edit $U$SENT; q mv $U$SENT "2$NAME"; gone $SENT
 prints "2${NAME//[/\\[}"$'\n' ls $U; holds 2$SENT 'new\nmine\n'; q rm ${U}2$SENT; gone 2$SENT""",
