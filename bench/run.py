@@ -290,8 +290,8 @@ class Bench:
 
     def wide_pair(self, files, collections, round_trip):
         """Nothing changed, and one file, in many."""
-        wide, here, theirs = self.root / "wide", self.local / "wide", self.local / "theirs"
-        for folder in (wide, here, theirs):
+        wide, here = self.root / "wide", self.local / "wide"
+        for folder in (wide, here):
             self.empty(folder)
         old = time.time() - 3600
         for i in range(collections):
@@ -318,17 +318,13 @@ class Bench:
             trust = ["--ca-file", server.certificate]
             for words in ([here, base + "wide/"], [here], [here]):
                 measure([self.quillon, *trust, "sync", "-q", "-y", *words])
-            bisync = ["--ca-cert", server.certificate, "bisync", theirs, "--webdav-url", base,
-                      ":webdav:wide", "--workdir", self.local / "bisync"]
-            self.rclone(*bisync, "--resync")
-
-            def change(folder, name):
-                (folder / name / "m00").write_text(str(time.time()))
+            # rclone's bisync refuses servers that keep no dates, as Apache is one.
+            def change(folder):
+                (folder / "c0000" / "m00").write_text(str(time.time()))
                 time.sleep(2)  # as a person takes who saved it
                 return folder
             self.row(f"sync, one changed, {label}, {round_trip} ms away, HTTP/2", {
-                "quillon": lambda: measure([self.quillon, *trust, "sync", change(here, "c0000")]),
-                "rclone bisync": lambda: (change(theirs, "c0001"), self.rclone(*bisync))[1]})
+                "quillon": lambda: measure([self.quillon, *trust, "sync", change(here)])})
         shutil.rmtree(wide)
 
     def looking(self, collections, each):
