@@ -95,9 +95,7 @@ std::optional<std::string> settleLate(const fs::path& directory, const LateFile&
     const vxhost::Descriptor file(path, openToLook);
     const LocalEntry entry = lookAt(file);
     if (vxhost::isOpenForWriting(file)) return std::nullopt;
-    const bool isAsNoted =
-        isContentHash(late.hash) && entry.size == late.size && entry.modifiedNs == late.modifiedNs;
-    std::string hash = isAsNoted ? late.hash : hashFile(file, path);
+    std::string hash = hashFile(file, path);  // times can be set back
     if (!isUntouched(entry, lookAt(file))) return std::nullopt;
     const bool isSettled = settle(file, entry, path, makePlace(directory, hash), hash);
     return isSettled ? std::optional(std::move(hash)) : std::nullopt;

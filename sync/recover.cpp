@@ -33,6 +33,9 @@ public:
     Result<void> take(const Intent& intent) {
         if (!intent.hidden.empty()) {
             for (const std::string& name : {intent.hidden, intent.hidden + "-old"}) {
+                const bool isLate = store_.hasLate(name);  // and its row was not written
+                if (isLate) change_.late.push_back({name, intent.path, intent.oldHash, 0, 0});
+                if (isLate) continue;
                 if (Result<void> taken = takeHidden(intent, name); !taken) return taken;
             }
         }
@@ -100,35 +103,42 @@ private:
 
 }  // namespace
 
-Result<Recovered> recover(const LocalFolder& folder, State& state, Store& store) {
-    Recovered recovered;
+Result<std::vector<LateFile>> settleLateFiles(State& state, Store& store) {
     const Result<int64_t> run = state.lastRun();
     if (!run) return run.error();
     const Result<std::vector<LateFile>> late = state.late();
     if (!late) return late.error();
-    if (!late->empty()) {
-        CheckedLate outcome = store.checkLate(*late);
-        StateChange checked;
-        checked.goneLate = std::move(outcome.settled);
-        recovered.writtenLate = std::move(outcome.changed);
-        for (const LateFile& each : recovered.writtenLate) {
-            checked.deeds.push_back(lateDeed(each, *run));
-        }
-        if (Result<void> noted = state.commit(checked); !noted) return std::move(noted).error();
-    }
+    if (late->empty()) return std::vector<LateFile>();
+    CheckedLate outcome = store.checkLate(*late);
+    StateChange checked;
+    checked.goneLate = std::move(outcome.settled);
+    for (const LateFile& each : outcome.changed) checked.deeds.push_back(lateDeed(each, *run));
+    if (Result<void> noted = state.commit(checked); !noted) return std::move(noted).error();
+    return std::move(outcome.changed);
+}
+
+Result<Recovered> recover(const LocalFolder& folder, State& state, Store& store) {
+    Recovered recovered;
     const Result<std::vector<Intent>> intents = state.intents();
     if (!intents) return intents.error();
-    if (intents->empty()) return recovered;
-    Recovering recovering(folder, store);
-    for (const Intent& each : *intents) {
-        if (Result<void> taken = recovering.take(each); !taken) return std::move(taken).error();
+    if (!intents->empty()) {
+        const Result<int64_t> run = state.lastRun();
+        if (!run) return run.error();
+        Recovering recovering(folder, store);
+        for (const Intent& each : *intents) {
+            if (Result<void> taken = recovering.take(each); !taken) return std::move(taken).error();
+        }
+        if (Result<void> stored = folder.storeAll(); !stored) return std::move(stored).error();
+        for (Deed& each : recovering.change().deeds) each.run = *run;
+        if (Result<void> noted = state.commit(recovering.change()); !noted) {
+            return std::move(noted).error();
+        }
+        recovered.halfMade = std::move(recovering.halfMade());
     }
-    if (Result<void> stored = folder.storeAll(); !stored) return std::move(stored).error();
-    for (Deed& each : recovering.change().deeds) each.run = *run;
-    if (Result<void> noted = state.commit(recovering.change()); !noted) {
-        return std::move(noted).error();
-    }
-    recovered.halfMade = std::move(recovering.halfMade());
+    // Behind that, for what a killed run took without noting it is late, too.
+    Result<std::vector<LateFile>> written = settleLateFiles(state, store);
+    if (!written) return std::move(written).error();
+    recovered.writtenLate = std::move(*written);
     return recovered;
 }
 

@@ -19,6 +19,10 @@ struct Recovered {
     std::vector<LateFile> writtenLate;
 };
 
+// Late files become ordinary contents. Gives those into which somebody has written since, which are
+// noted so that they can be given back.
+Result<std::vector<LateFile>> settleLateFiles(State& state, Store& store);
+
 // Old files go to the store, new ones that were not placed go away, and what may have been done is
 // noted so.
 Result<Recovered> recover(const LocalFolder& folder, State& state, Store& store);

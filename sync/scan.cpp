@@ -9,6 +9,7 @@
 
 #include "client/memory/file_note.hpp"
 #include "client/outcome.hpp"
+#include "client/own_file.hpp"
 #include "platform/files/writers.hpp"
 
 namespace quillon::sync {
@@ -22,6 +23,16 @@ int64_t nanosecondsNow() {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(
                std::chrono::system_clock::now().time_since_epoch())
         .count();
+}
+
+// What quillon notes for itself is never sent, as where somebody keeps the whole home the same.
+bool isOurState(const LocalEntry& folder) {
+    static const std::optional<LocalEntry> own = []() -> std::optional<LocalEntry> {
+        struct stat found {};
+        if (stat(stateDirectory().c_str(), &found) != 0) return std::nullopt;
+        return localEntryOf(found);
+    }();
+    return own && folder.device == own->device && folder.inode == own->inode;
 }
 
 class Scanning {
@@ -44,6 +55,7 @@ private:
         const bool isFolder = each.entry.kind == LocalKind::folder;
         if (each.unfit == Unfit::unfinished || copies_.contains(path)) return;
         if (!filter_.takes(path, isFolder)) return;
+        if (isFolder && isOurState(each.entry)) return;
         HereNode node{isFolder ? NodeKind::folder : NodeKind::file, hereStateOf(each.entry)};
         if (each.unfit != Unfit::none) {
             node = {NodeKind::blocked, {}, std::string(whyUnfit(each.unfit))};

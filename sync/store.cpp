@@ -90,7 +90,9 @@ Result<void> Store::reserve(uint64_t bytes) {
     const auto fits = [&](uint64_t there) {
         return there <= limits_.mostBytes && bytes <= limits_.mostBytes - there;
     };
-    if (fits(takenBytes_)) {
+    // What is on its way counts as taken: many are, before the first of them is here.
+    promisedBytes_ += bytes;
+    if (promisedBytes_ <= limits_.mostBytes && fits(takenBytes_)) {
         if (!total_) total_ = bytesOf(listKept(directory_));
         if (fits(*total_)) return {};
         const uint64_t room = limits_.mostBytes - bytes;
@@ -119,8 +121,20 @@ bool Store::has(const std::string& hash) const {
     return findKept(hash).has_value();
 }
 
+bool Store::hasLate(const std::string& name) const {
+    return isThere(lateIn(directory_) / name);
+}
+
 Result<bool> Store::keep(const std::string& hash) {
-    if (keepAgain(hash) || has(hash)) return true;
+    if (keepAgain(hash)) return true;
+    // Somebody may yet write into a late file: only a copy of it can be relied on.
+    if (const auto late = late_.find(hash); late != late_.end()) {
+        const fs::path path = lateIn(directory_) / late->second;
+        const Result<void> copied = caught([&]() -> Result<void> {
+            return copy(vxhost::Descriptor(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK), path, hash);
+        });
+        if (copied) return true;  // else the content is fetched
+    }
     const auto common = openCommon(directory_, hash);
     if (!common) return false;
     Result<void> copied = copy(*common, hash, hash);

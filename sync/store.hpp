@@ -42,11 +42,14 @@ public:
     static Result<Store> open(const std::filesystem::path& directory, const StoreLimits& limits);
 
     // Makes room for so many bytes beside what is there by dropping what is oldest, but nothing
-    // that this Store took. Fails with Kind::local when what it took itself would not fit any more.
+    // that this Store took. Fails with Kind::local when what it took itself, and was asked to make
+    // room for, would not fit any more.
     Result<void> reserve(uint64_t bytes);
 
     // Whether the content is kept so that it outlives a power cut.
     bool has(const std::string& hash) const;
+    // Whether a late file of that name is here, as of a killed run that did not note it.
+    bool hasLate(const std::string& name) const;
     // The same, for who is going to rely on it: it counts as taken now, and a version that was kept
     // to merge as one to be given back. False: it is to be taken or copied.
     Result<bool> keep(const std::string& hash);
@@ -93,6 +96,7 @@ private:
     std::set<std::string> taken_;              // by this Store: names of its files
     std::map<std::string, std::string> late_;  // hashes and names of those of them that are late
     uint64_t takenBytes_ = 0, commonBytes_ = 0;
+    uint64_t promisedBytes_ = 0;     // that there was room for
     std::optional<uint64_t> total_;  // bytes of all, as far as they have been counted
 };
 

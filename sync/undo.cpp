@@ -16,6 +16,7 @@
 #include "platform/http/file_upload.hpp"
 #include "platform/text/url.hpp"
 #include "sync/look_there.hpp"
+#include "sync/recover.hpp"
 #include "sync/scan.hpp"
 
 namespace quillon::sync {
@@ -31,6 +32,12 @@ bool givesBack(const Deed& deed) {
     const bool isChange =
         isHere(deed.act) || deed.act == Act::store || deed.act == Act::removeThere;
     return isChange && !deed.isFolder && !deed.oldHash.empty();
+}
+
+Error notInStore() {
+    return localError(Kind::local,
+                      "What it was is not in the store: it is too long ago, or a program has the "
+                      "file open still.");
 }
 
 Error changedHereSince() {
@@ -74,7 +81,7 @@ private:
     Task<Result<void>> giveBack(Deed deed) {
         const std::optional<fs::path> content = store_.find(deed.oldHash);
         if (!content) {
-            co_return localError(Kind::local, "What it was is no more in the store.");
+            co_return notInStore();
         }
         if (isHere(deed.act)) co_return giveBackHere(deed, *content);
         co_return co_await giveBackThere(std::move(deed), *content);
@@ -96,6 +103,7 @@ private:
         });
         if (!read) return read.error();
         if (!written) return written;
+        if (file->hash() != deed.oldHash) return notInStore();
         return place(deed, *file, *seen, hash);
     }
 
@@ -156,7 +164,10 @@ private:
     // Whether it still is what the run left, in the store then.
     Task<Result<void>> checkThere(std::string url, Deed deed, Resource now) {
         const bool hasTag = !deed.newTag.text.empty() && deed.newTag.text == now.tag.text;
-        if (hasTag && store_.has(deed.newHash)) co_return Result<void>();
+        if (hasTag) {
+            const Result<bool> isKept = store_.keep(deed.newHash);
+            if (isKept && *isKept) co_return Result<void>();
+        }
         if (hasTag && hashOf(folder_, deed.path, Links::left) == deed.newHash) {
             const auto open = folder_.openForReading(deed.path, Links::left);
             if (open) co_return store_.copy(*open, deed.path, deed.newHash);
@@ -164,7 +175,8 @@ private:
         const Result<HashedContent> content = co_await fetchHash(remote_, std::move(url), now.size);
         if (!content) co_return content.error();
         if (content->hash != deed.newHash) co_return changedThereSince();
-        if (store_.has(deed.newHash)) co_return Result<void>();
+        const Result<bool> isKept = store_.keep(deed.newHash);
+        if (isKept && *isKept) co_return Result<void>();
         if (const auto open = folder_.openForReading(deed.path, Links::left)) {
             co_return store_.copy(*open, deed.path, deed.newHash);
         }
@@ -193,6 +205,10 @@ private:
             return vxhost::Descriptor(content, O_RDONLY | O_NOFOLLOW);
         });
         if (!open) co_return std::move(open).error();
+        const Result<std::string> hash =
+            caught([&]() -> Result<std::string> { return hashFile(*open, content.string()); });
+        if (!hash || *hash != deed.oldHash) co_return notInStore();
+        if (lseek(open->number(), 0, SEEK_SET) != 0) co_return notInStore();
         vxhost::FileUpload upload(std::move(*open), content);
         std::vector<std::string> headers;
         Result<Stored> stored = Stored{};
@@ -247,6 +263,8 @@ Task<Result<SyncEnd>> undoRun(Remote& remote, Pair& pair, int64_t run, const Syn
     if (!folder) co_return folder.error();
     Result<Store> store = Store::open(storeDirectory(), options.limits);
     if (!store) co_return std::move(store).error();
+    const Result<std::vector<LateFile>> written = settleLateFiles(pair.state(), *store);
+    if (!written) co_return written.error();
     Result<std::vector<Deed>> deeds = deedsToUndo(pair.state(), run);
     if (!deeds) co_return std::move(deeds).error();
     Undoing undoing(remote, pair, options, *folder, *store);

@@ -24,6 +24,7 @@ namespace {
 using vxhost::Descriptor;
 
 constexpr size_t mostOutputBytes = 64 << 10;
+constexpr int untilKilledMs = 1000;
 
 bool mayRun = true;
 
@@ -70,6 +71,9 @@ public:
     ~Running() {
         if (pid_ < 0) return;
         kill(pid_, SIGTERM);
+        // Who does not listen is ended all the same: a person waits.
+        pollfd end{ended(), POLLIN, 0};
+        if (ended() < 0 || poll(&end, 1, untilKilledMs) <= 0) kill(pid_, SIGKILL);
         (void)wait();
     }
 

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <sys/un.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <mutex>
 #include <optional>
@@ -42,6 +43,16 @@ public:
         const Result<Secret> token =
             file_.empty() ? firstLineOf(command_, "token-command") : readPasswordFile(file_);
         if (!token) return token.error();
+        // It ends no line of a request (RFC 9110, 5.5).
+        const auto isOfLine = [](unsigned char c) { return c >= ' ' && c != 0x7F; };
+        if (!std::ranges::all_of(token->view(), isOfLine)) {
+            return localError(
+                Kind::local,
+                fmt::format("The token of {} holds a control character; it must be one "
+                            "line.",
+                            file_.empty() ? command_.front() : file_));
+        }
+        if (token->size() >= shortestSecret) concealInReports(token->view());
         now_ = std::make_shared<const SecretText>(token->view());
         return {};
     }
@@ -163,6 +174,12 @@ Result<void> addSocket(WayIn& wayIn, const CommonOptions& options) {
 Result<std::shared_ptr<const WayIn>> findWayIn(const CommonOptions& options, Certificates& known) {
     const AccessOptions& access = options.access;
     if (access == AccessOptions{.origin = access.origin}) return std::shared_ptr<const WayIn>();
+    if (access.origin.starts_with("http:") && !(access.pin.empty() && access.cert.empty())) {
+        return localError(Kind::usage,
+                          fmt::format("{} has no TLS, so that a pin or a certificate protects "
+                                      "nothing: use its https:// URL.",
+                                      access.origin));
+    }
     const auto wayIn = std::make_shared<WayIn>();
     wayIn->origin = access.origin;
     wayIn->pin = access.pin;

@@ -104,7 +104,7 @@ TEST_F(WayIn, aTokenComesFromAFileOrACommand) {
     const auto second = siteFile().parent_path() / "second.toml";
     writeFile(second, "url = '" + url + "'\ntoken-command = ['echo', 'geheim']\n");
     expect(
-        {{{"cp", "work:a", "second:b"}, 2, "The sites second and work are one server, for one"}});
+        {{{"cp", "work:a", "second:b"}, 2, "The sites work and second are one server, for one"}});
     for (const auto& request : server.requests())
         EXPECT_TRUE(request.field("Authorization").starts_with("Bearer"));
 }

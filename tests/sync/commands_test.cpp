@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <fstream>
 
 #include "tests/sync/pair_test.hpp"
 
@@ -111,6 +112,29 @@ TEST_F(PairCommands, whatWasReplacedComesBack) {
           6,
           "changed here since"}});
     EXPECT_EQ(here("c"), "newest");
+}
+
+// Of what is no small text nothing else is kept than the file itself, into which an editor may
+// write.
+TEST_F(PairCommands, aReplacedFileThatSomebodyHasOpenIsNoCopy) {
+    const std::string old(2 << 20, '\0'), late = "written late";
+    for (const char* name : {"a", "b", "c"}) write(folder("ann") / name, old);
+    pair("ann");
+    for (const char* name : {"a", "b", "c"}) makeOld(there() / name);
+    for (int again = 0; again < 2; ++again) EXPECT_EQ(sync("ann").exitCode, exitDone);
+    std::fstream editor(folder("ann") / "a", std::ios::in | std::ios::out);
+    fs::remove(folder("ann") / "b");
+    fs::remove(folder("ann") / "c");
+    ASSERT_LT(storeThere("a", "new"), 300);
+    check({{{"sync", "--delete-many"}, 0, "1 fetched, 2 removed there"}});
+    editor << late << std::flush;
+    editor.close();
+    check({{{"undo"}, 6, "given back there b"}});  // what was written late is told beside
+    EXPECT_EQ(thereIs("b"), old);
+    const auto contents = contentsAnywhere();
+    EXPECT_TRUE(contents.contains(old));
+    EXPECT_TRUE(
+        std::ranges::any_of(contents, [&](const auto& each) { return each.starts_with(late); }));
 }
 
 TEST_F(PairCommands, nothingIsRemovedByMistake) {

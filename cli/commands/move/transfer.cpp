@@ -72,9 +72,12 @@ public:
 
     int run() {
         session_.progress().setSilent(options_.telling.quiet);
+        // In the order of the line: what it gives to open the way in is for its first URL.
+        const std::vector<Address> named = parseSources();
+        if (named.empty()) return code_;
         const std::optional<Place> place = findPlace();
         if (!place) return code_;
-        const std::vector<Source> sources = findSources(*place);
+        const std::vector<Source> sources = findSources(named, *place);
         std::vector<Placement> placements = placeAll(sources, *place);
         if (options_.telling.dryRun) {
             for (const Placement& each : placements) plan(each);
@@ -98,6 +101,19 @@ private:
         if (code_ == exitDone || failed == exitInterrupted) code_ = failed;
         if (failed == exitInterrupted) return;
         events_.tell({"failed", url, {}, {}, error.sentences.front()});
+    }
+
+    std::vector<Address> parseSources() {
+        std::vector<Address> named;
+        for (size_t i = 0; i + 1 < options_.operands.size(); ++i) {
+            const Result<Address> address = parseUrl(session_, options_.operands[i]);
+            if (address) {
+                named.push_back(*address);
+            } else if (code_ == exitDone) {
+                code_ = exitCode(address.error().kind);
+            }
+        }
+        return named;
     }
 
     std::optional<Place> findPlace() {
@@ -128,17 +144,14 @@ private:
         return {};
     }
 
-    std::vector<Source> findSources(const Place& place) {
+    std::vector<Source> findSources(const std::vector<Address>& named, const Place& place) {
         std::vector<Source> sources;
         std::vector<Address> asked;
-        for (std::string& typed : options_.operands) {
-            const Result<Address> address = parseUrl(session_, typed);
-            if (!address) {
-                if (code_ == exitDone) code_ = exitCode(address.error().kind);
-            } else if (options_.pattern.empty()) {
-                asked.push_back(*address);
+        for (const Address& address : named) {
+            if (options_.pattern.empty()) {
+                asked.push_back(address);
             } else {
-                addMatching(*address, place, sources);
+                addMatching(address, place, sources);
             }
         }
         const auto found = servers_.look(asked);
