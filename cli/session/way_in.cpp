@@ -174,10 +174,10 @@ Result<void> addSocket(WayIn& wayIn, const CommonOptions& options) {
 Result<std::shared_ptr<const WayIn>> findWayIn(const CommonOptions& options, Certificates& known) {
     const AccessOptions& access = options.access;
     if (access == AccessOptions{.origin = access.origin}) return std::shared_ptr<const WayIn>();
-    if (access.origin.starts_with("http:") && !(access.pin.empty() && access.cert.empty())) {
+    if (access.origin.starts_with("http:") && !access.pin.empty()) {
         return localError(Kind::usage,
-                          fmt::format("{} has no TLS, so that a pin or a certificate protects "
-                                      "nothing: use its https:// URL.",
+                          fmt::format("{} has no TLS, so that a pin protects nothing: use its "
+                                      "https:// URL.",
                                       access.origin));
     }
     const auto wayIn = std::make_shared<WayIn>();
