@@ -45,11 +45,11 @@ std::optional<bool> isUnchangedThere(const BaseNode& base, const ThereNode& ther
     if (there.kind == NodeKind::folder) return true;
     const ThereState& now = there.state;
     if (!now.hash.empty()) return now.hash == base.here.hash;
-    // The weak comparison of RFC 9110, 8.8.3.2: some tags only become strong with time.
-    if (!now.tag.text.empty() && !base.there.tag.text.empty())
-        return now.tag.text == base.there.tag.text;
     const ThereState& known = base.there;
+    // Whatever the tag says: what is not the base's content is in no store.
     if (differ(now.size, known.size)) return false;
+    // The weak comparison of RFC 9110, 8.8.3.2: some tags only become strong with time.
+    if (!now.tag.text.empty() && !known.tag.text.empty()) return now.tag.text == known.tag.text;
     if (known.isLikely || !known.modified || !now.modified || !known.tag.text.empty())
         return std::nullopt;
     return *now.modified == *known.modified;

@@ -205,6 +205,15 @@ TEST(Plan, ofTrees) {
     }
 }
 
+// A server may tell the same tag of other contents: their bytes are nowhere else.
+TEST(Plan, believesNoTagOfAnotherSize) {
+    for (const char* here : {"a=1", "a=2"}) {
+        Trees trees = readTrees("a=1", here, "a=33");
+        trees.there["a"].state.tag = trees.base["a"].there.tag;
+        EXPECT_EQ(textOf(makePlan(trees)), here[2] == '1' ? "fetch a" : "bothChanged a");
+    }
+}
+
 TEST(Plan, countsWhatItRemoves) {
     const Plan plan = makePlan(readTrees("a=1 b=1 c=1 d/", "a=1 b=1", "b=1 c=1"));
     EXPECT_EQ(textOf(plan), "forget d, removeThere c, removeHere a");
