@@ -7,6 +7,7 @@
 #include <map>
 #include <set>
 #include <utility>
+#include <vector>
 
 #include "client/remote/change.hpp"
 #include "client/tree/put_facts.hpp"
@@ -38,15 +39,20 @@ struct View {
     std::string server;  // empty: it was not asked
     std::optional<Time> asked;
     std::vector<ConflictCopy> copies;
+    std::vector<std::string> leftOut;  // paths of the state that the filter does not take
     bool isComplete = true;
     bool isLent = false;  // the plan has the trees
 };
 
 // What the filter leaves out counts as never having been synchronised.
-void leaveOut(const Filter& filter, BaseTree& base) {
+std::vector<std::string> leaveOut(const Filter& filter, BaseTree& base) {
+    std::vector<std::string> paths;
     std::erase_if(base, [&](const auto& each) {
-        return !filter.takes(each.first, each.second.kind == NodeKind::folder);
+        if (filter.takes(each.first, each.second.kind == NodeKind::folder)) return false;
+        paths.push_back(each.first);
+        return true;
     });
+    return paths;
 }
 
 // The other side as it was when both were the same.
@@ -107,7 +113,7 @@ Task<Result<View>> viewPair(Remote* remote, Pair& pair, const LocalFolder& folde
     view.filterText = filter->text;
     view.trees.base = std::move(*base);
     const bool isNew = view.trees.base.empty();
-    leaveOut(filter->filter, view.trees.base);
+    view.leftOut = leaveOut(filter->filter, view.trees.base);
     Result<HereScan> here = scanHere(folder, filter->filter, pathsOf(*copies));
     if (!here) co_return std::move(here).error();
     view.trees.here = std::move(here->tree);
@@ -331,6 +337,7 @@ private:
     Result<void> finish(const Plan& plan, const View& view) {
         State& state = pair_.state();
         if (Result<void> cleared = clearCopies(plan); !cleared) return cleared;
+        if (Result<void> forgotten = forget(view.leftOut); !forgotten) return forgotten;
         for (const auto& [name, value] :
              {std::pair<const char*, const std::string*>{"filter", &view.filterText},
               {"server", &view.server}}) {
@@ -345,6 +352,13 @@ private:
         if (run_ == 0) return {};
         store_.prune();
         return state.forgetRuns(runsKept);
+    }
+
+    // Who removes it on one side, and then takes it again, does not mean the other side.
+    Result<void> forget(const std::vector<std::string>& paths) {
+        StateChange change;
+        for (const std::string& path : paths) change.nodes.emplace_back(path, std::nullopt);
+        return change.isEmpty() ? Result<void>() : pair_.state().commit(change);
     }
 
     // Of conflicts that are no more. One that the person changed is a file like others from now on.

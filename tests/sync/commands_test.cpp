@@ -159,6 +159,19 @@ TEST_F(PairCommands, nothingIsRemovedByMistake) {
     EXPECT_EQ(here("f28"), "28");
 }
 
+TEST_F(PairCommands, whatWasLeftOutIsFetchedWhenItIsTakenAgain) {
+    write(folder("ann") / "big/a", "a");
+    write(folder("ann") / "b", "b");
+    pair("ann");
+    write(folder("ann") / ".quillonignore", "big/\n");
+    EXPECT_EQ(sync("ann").exitCode, exitDone);
+    fs::remove_all(folder("ann") / "big");
+    write(folder("ann") / ".quillonignore", "\n");
+    check({{{"sync"}, 0, "fetched"}, {{"sync"}, 0, "both sides are the same"}});
+    EXPECT_EQ(here("big/a"), "a");
+    EXPECT_EQ(thereIs("big/a"), "a");
+}
+
 TEST_F(PairCommands, whatCannotBeSentIsToldAndStays) {
     write(folder("ann") / "a", "a");
     pair("ann");
