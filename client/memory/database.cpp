@@ -30,6 +30,10 @@ std::optional<Database> Database::open(fs::path path, std::string what, Missing 
     const int file = ::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | create, 0600);
     if (file < 0 && errno == ENOENT) return std::nullopt;
     (void)vxhost::Descriptor(file, "Cannot write " + path.string());
+    // SQLite would refuse a link above the directory, too, such as that of a home.
+    std::error_code none;
+    const fs::path directory = fs::canonical(path.parent_path(), none);
+    if (!none) path = directory / path.filename();
     Database database(std::move(path), std::move(what));
     database.connect();
     return database;
