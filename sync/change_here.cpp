@@ -35,6 +35,10 @@ public:
         };
     }
     bool isStranded() const { return isStranded_; }
+    // Whether it can be taken whole.
+    Result<void> check() const {
+        return work_.options.keeps ? work_.store.checkWriters(work_.folder, path_) : Result<void>();
+    }
 
 private:
     Work& work_;
@@ -147,8 +151,10 @@ Task<Result<Done>> fetchFile(Work& work, std::string path) {
     HereState version = *seen ? hereStateOf(**seen) : HereState{};
     version.hash = oldHash;
     OldFile old(work, path, std::move(version));
+    Result<void> free = *seen ? old.check() : Result<void>();
     Result<LocalEntry> placed =
-        file.place(dateOf(*fetched, listed), *seen, Durability::none, old.taker());
+        free ? file.place(dateOf(*fetched, listed), *seen, Durability::none, old.taker())
+             : Result<LocalEntry>(std::move(free).error());
     if (!placed) {
         if (!old.isStranded()) work.noteUndone(*id);
         co_return std::move(placed).error();
@@ -231,7 +237,8 @@ Task<Result<Done>> removeFile(Work& work, std::string path) {
     HereState version = hereStateOf(**seen);
     version.hash = hash;
     OldFile old(work, path, std::move(version));
-    Result<void> removed = work.folder.removeFile(path, **seen, {hidden, old.taker()});
+    Result<void> removed = old.check();
+    if (removed) removed = work.folder.removeFile(path, **seen, {hidden, old.taker()});
     if (!removed) {
         if (!old.isStranded()) work.noteUndone(*id);
         co_return std::move(removed).error();

@@ -36,7 +36,8 @@ Result<void> removeCopy(const LocalFolder& folder, Store& store, const ConflictC
             change.late.push_back(std::move(*late));
             return {};
         };
-        const Result<void> removed = folder.removeFile(copy.copy, **found, removal);
+        Result<void> removed = store.checkWriters(folder, copy.copy);
+        if (removed) removed = folder.removeFile(copy.copy, **found, removal);
         if (!removed && removed.error().kind != Kind::changedHere) return removed.error();
     }
     change.goneCopies.push_back(copy.copy);

@@ -54,6 +54,13 @@ Result<void> copyToLate(const vxhost::Descriptor& folder, const std::string& hid
     vxhost::throwSystemFailure(errno, "Cannot remove " + shown);
 }
 
+// 0 where the kernel does not tell. One file system may be mounted at two places.
+uint64_t mountOf(const vxhost::Descriptor& file) {
+    struct statx found {};
+    statx(file.number(), "", AT_EMPTY_PATH, STATX_MNT_ID, &found);
+    return found.stx_mnt_id;
+}
+
 // Who else can reach it keeps it as it is: by another name, or as its owner.
 bool isOthersToo(const vxhost::Descriptor& file) {
     struct stat found {};
@@ -82,6 +89,11 @@ bool settle(const vxhost::Descriptor& file, const LocalEntry& entry, const fs::p
 Error changedMeanwhile(const std::string& shown) {
     return localError(Kind::changedHere,
                       shown + " was changed here meanwhile, and was left alone.");
+}
+
+bool isRenamedInto(const vxhost::Descriptor& file, const fs::path& directory) {
+    const vxhost::Descriptor to(directory, O_PATH | O_DIRECTORY);
+    return lookAt(file).device == lookAt(to).device && mountOf(file) == mountOf(to);
 }
 
 Result<void> moveToLate(const vxhost::Descriptor& folder, const std::string& hidden,

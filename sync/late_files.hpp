@@ -13,6 +13,9 @@ namespace quillon::sync {
 
 Error changedMeanwhile(const std::string& shown);
 
+// Whether a file gets into the directory by a new name, and needs not be copied. Throws a Failure.
+bool isRenamedInto(const vxhost::Descriptor& file, const std::filesystem::path& directory);
+
 // To a place in a store, for which it has Store::take(). Throws a Failure, too.
 Result<void> moveToLate(const vxhost::Descriptor& folder, const std::string& hidden,
                         const std::filesystem::path& place, const std::string& shown);

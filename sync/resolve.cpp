@@ -122,7 +122,11 @@ Result<void> Resolver::replaceMine(const OpenConflict& conflict, NewFile& file,
     const Result<std::optional<LocalEntry>> seen = folder_.look(conflict.path);
     if (!seen) return seen.error();
     const std::string oldHash = *seen ? hashOf(folder_, conflict.path, Links::left) : "";
+    if (*seen && oldHash.empty()) {
+        return localError(Kind::local, "Yours cannot be read, and was left alone.");
+    }
     if (*seen) {
+        if (Result<void> free = store_.checkWriters(folder_, conflict.path); !free) return free;
         if (Result<void> fits = store_.reserve((*seen)->size); !fits) return fits;
     }
     const Result<int64_t> run = pair_.state().beginRun(timeNow());

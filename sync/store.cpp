@@ -16,6 +16,7 @@
 #include "platform/files/content_hash.hpp"
 #include "platform/files/directories.hpp"
 #include "platform/files/random_name.hpp"
+#include "platform/files/writers.hpp"
 #include "sync/late_files.hpp"
 #include "sync/stored_files.hpp"
 
@@ -146,6 +147,17 @@ std::optional<fs::path> Store::find(const std::string& hash) const {
     if (auto kept = findKept(hash)) return kept;
     if (openCommon(directory_, hash)) return placeOf(commonIn(directory_), hash);
     return std::nullopt;
+}
+
+Result<void> Store::checkWriters(const LocalFolder& folder, const std::string& path) const {
+    return caught([&]() -> Result<void> {
+        const auto file = folder.openForReading(path, Links::left);
+        if (!file || !vxhost::isOpenForWriting(*file)) return {};
+        if (isRenamedInto(*file, lateIn(directory_))) return {};
+        return localError(Kind::changedHere,
+                          "A program has it open for writing, and the store is on another file "
+                          "system; the next run takes it once it is closed.");
+    });
 }
 
 Result<LateFile> Store::take(const vxhost::Descriptor& folder, const std::string& hidden,

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "client/result.hpp"
+#include "client/tree/local_folder.hpp"
 #include "platform/base/descriptor.hpp"
 #include "sync/state.hpp"
 
@@ -58,6 +59,9 @@ public:
     // looks at its hash.
     std::optional<std::filesystem::path> find(const std::string& hash) const;
 
+    // Fails with Kind::changedHere where a program has the file open for writing, and take() would
+    // copy it: what is written after that would be lost.
+    Result<void> checkWriters(const LocalFolder& folder, const std::string& path) const;
     // Takes a file itself, so that what somebody still writes into it gets here, too: a rename, or,
     // on another file system, a durable copy and a removal. hidden: its name in the folder, which
     // nothing else ever had, and its name here. version: as it was when it was decided to replace

@@ -92,7 +92,9 @@ private:
         if (!seen) return seen.error();
         const std::string hash = *seen ? hashOf(folder_, deed.path, Links::left) : "";
         if (hash == deed.oldHash) return {};
-        if (hash != deed.newHash) return changedHereSince();
+        const bool isUnread = *seen && hash.empty();  // no regular file, or one that is not ours
+        if (isUnread || hash != deed.newHash) return changedHereSince();
+        if (Result<void> free = store_.checkWriters(folder_, deed.path); !free) return free;
         if (Result<void> made = makeFolders(deed.path); !made) return made;
         Result<NewFile> file = folder_.makeFile(deed.path);
         if (!file) return std::move(file).error();

@@ -159,6 +159,31 @@ TEST_F(PairCommands, nothingIsRemovedByMistake) {
     EXPECT_EQ(here("f28"), "28");
 }
 
+TEST_F(PairCommands, whatIsOpenForWritingIsNotCopiedAway) {
+    const fs::path other = fs::path("/dev/shm") / work.path().filename();  // another file system
+    std::error_code none;
+    if (!fs::create_directory(other, none)) GTEST_SKIP() << "there is none";
+    fs::create_directory_symlink(other, home / "ann");
+    for (const char* name : {"a", "b"}) write(folder("ann") / name, std::string("old ") + name);
+    pair("ann");
+    EXPECT_EQ(sync("ann").exitCode, exitDone);
+    EXPECT_LT(storeThere("a", "theirs, a"), 300);
+    EXPECT_LT(ask("DELETE", "b"), 300);
+    {
+        const auto mode = std::ios::in | std::ios::out | std::ios::ate;
+        std::fstream a(folder("ann") / "a", mode), b(folder("ann") / "b", mode);
+        EXPECT_EQ(sync("ann").exitCode, exitNetwork);
+        a << ", written late";
+        b << ", written late";
+    }
+    EXPECT_EQ(here("a"), "old a, written late");
+    EXPECT_EQ(here("b"), "old b, written late");
+    EXPECT_EQ(sync("ann").exitCode, exitChanged);
+    EXPECT_EQ(thereIs("b"), "old b, written late");
+    nothingIsLost({"old a, written late", "theirs, a"});
+    fs::remove_all(other);
+}
+
 TEST_F(PairCommands, whatWasLeftOutIsFetchedWhenItIsTakenAgain) {
     write(folder("ann") / "big/a", "a");
     write(folder("ann") / "b", "b");
