@@ -1,5 +1,7 @@
 #include "sync/recover.hpp"
 
+#include <fmt/format.h>
+
 #include <optional>
 #include <utility>
 
@@ -15,40 +17,59 @@ std::string besideOf(const std::string& path, const std::string& name) {
     return slash == path.npos ? name : path.substr(0, slash + 1) + name;
 }
 
-// That quillon undo can give back.
-Deed lateDeed(const LateFile& late, int64_t run) {
+// That quillon undo can give back over what is here now.
+Deed lateDeed(const LocalFolder& folder, const LateFile& late, int64_t run) {
     Deed deed;
     deed.run = run;
     deed.when = timeNow();
-    deed.act = Act::removeHere;
     deed.path = late.path;
     deed.oldHash = late.hash;
+    deed.newHash = hashOf(folder, late.path, Links::left);
+    deed.act = deed.newHash.empty() ? Act::removeHere : Act::fetch;
     return deed;
+}
+
+// As a run of their own, so that to take it back takes nothing else back.
+Result<void> noteWritten(const LocalFolder& folder, State& state, const std::vector<LateFile>& late,
+                         StateChange& change) {
+    if (late.empty()) return {};
+    const Result<int64_t> run = state.beginRun(timeNow());
+    if (!run) return run.error();
+    for (const LateFile& each : late) change.deeds.push_back(lateDeed(folder, each, *run));
+    return {};
 }
 
 class Recovering {
 public:
     Recovering(const LocalFolder& folder, Store& store) : folder_(folder), store_(store) {}
 
-    Result<void> take(const Intent& intent) {
+    void take(const Intent& intent) {
         if (!intent.hidden.empty()) {
             for (const std::string& name : {intent.hidden, intent.hidden + "-old"}) {
-                const bool isLate = store_.hasLate(name);  // and its row was not written
-                if (isLate) change_.late.push_back({name, intent.path, intent.oldHash, 0, 0});
-                if (isLate) continue;
-                if (Result<void> taken = takeHidden(intent, name); !taken) return taken;
+                if (isTakenAlready(intent, name)) continue;
+                if (Result<void> taken = takeHidden(intent, name); !taken) {
+                    leave(intent, name, taken.error());
+                }
             }
         }
         const std::optional<bool> done = wasDone(intent);
         if (done.value_or(true)) noteDeed(intent, done.has_value());
         if (intent.act == Act::store && intent.oldHash.empty()) halfMade_.insert(intent.path);
         change_.endedIntents.push_back(intent.id);
-        return {};
     }
+    std::vector<std::string>& left() { return left_; }
     StateChange& change() { return change_; }
     std::set<std::string>& halfMade() { return halfMade_; }
 
 private:
+    // By a run that did not get to note it. One that is hidden still was not copied to its end.
+    bool isTakenAlready(const Intent& intent, const std::string& name) {
+        const auto hidden = folder_.look(besideOf(intent.path, name));
+        if (!store_.hasLate(name) || !hidden || *hidden) return false;
+        change_.late.push_back({name, intent.path, intent.oldHash, 0, 0});
+        return true;
+    }
+
     // The old file, or a new one that did not get its name, which the server has.
     Result<void> takeHidden(const Intent& intent, const std::string& name) {
         const std::string path = besideOf(intent.path, name);
@@ -68,6 +89,13 @@ private:
                 change_.late.push_back(std::move(*late));
                 return {};
             });
+    }
+
+    // Until the next run, for the rest need not wait for room in the store.
+    void leave(const Intent& intent, const std::string& name, const Error& why) {
+        change_.intents.push_back({.act = Act::removeHere, .path = intent.path, .hidden = name});
+        left_.push_back(fmt::format("The old version of {} waits in {}: {}", intent.path,
+                                    besideOf(intent.path, name), why.sentences.front()));
     }
 
     // Nothing: only the server knows.
@@ -99,20 +127,21 @@ private:
     Store& store_;
     StateChange change_;
     std::set<std::string> halfMade_;
+    std::vector<std::string> left_;
 };
 
 }  // namespace
 
-Result<std::vector<LateFile>> settleLateFiles(State& state, Store& store) {
-    const Result<int64_t> run = state.lastRun();
-    if (!run) return run.error();
+Result<std::vector<LateFile>> settleLateFiles(const LocalFolder& folder, State& state,
+                                              Store& store) {
     const Result<std::vector<LateFile>> late = state.late();
     if (!late) return late.error();
     if (late->empty()) return std::vector<LateFile>();
     CheckedLate outcome = store.checkLate(*late);
     StateChange checked;
     checked.goneLate = std::move(outcome.settled);
-    for (const LateFile& each : outcome.changed) checked.deeds.push_back(lateDeed(each, *run));
+    Result<void> written = noteWritten(folder, state, outcome.changed, checked);
+    if (!written) return std::move(written).error();
     if (Result<void> noted = state.commit(checked); !noted) return std::move(noted).error();
     return std::move(outcome.changed);
 }
@@ -125,18 +154,17 @@ Result<Recovered> recover(const LocalFolder& folder, State& state, Store& store)
         const Result<int64_t> run = state.lastRun();
         if (!run) return run.error();
         Recovering recovering(folder, store);
-        for (const Intent& each : *intents) {
-            if (Result<void> taken = recovering.take(each); !taken) return std::move(taken).error();
-        }
+        for (const Intent& each : *intents) recovering.take(each);
         if (Result<void> stored = folder.storeAll(); !stored) return std::move(stored).error();
         for (Deed& each : recovering.change().deeds) each.run = *run;
         if (Result<void> noted = state.commit(recovering.change()); !noted) {
             return std::move(noted).error();
         }
         recovered.halfMade = std::move(recovering.halfMade());
+        recovered.left = std::move(recovering.left());
     }
     // Behind that, for what a killed run took without noting it is late, too.
-    Result<std::vector<LateFile>> written = settleLateFiles(state, store);
+    Result<std::vector<LateFile>> written = settleLateFiles(folder, state, store);
     if (!written) return std::move(written).error();
     recovered.writtenLate = std::move(*written);
     return recovered;

@@ -17,11 +17,14 @@ struct Recovered {
     // Paths whose old version was taken out of the store's late files changed: somebody wrote into
     // it after it had been replaced.
     std::vector<LateFile> writtenLate;
+    // Sentences about old files that are still hidden beside the new ones.
+    std::vector<std::string> left;
 };
 
 // Late files become ordinary contents. Gives those into which somebody has written since, which are
-// noted so that they can be given back.
-Result<std::vector<LateFile>> settleLateFiles(State& state, Store& store);
+// noted, as a run of their own, so that they can be given back.
+Result<std::vector<LateFile>> settleLateFiles(const LocalFolder& folder, State& state,
+                                              Store& store);
 
 // Old files go to the store, new ones that were not placed go away, and what may have been done is
 // noted so.

@@ -154,6 +154,7 @@ public:
             if (!done) co_return std::move(done).error();
         }
         if (options_.meter) options_.meter->expectNoMore();
+        end_.failures += recovered->left.size();
         co_return end_;
     }
 
@@ -168,6 +169,7 @@ private:
                             "replaced; that is kept, and quillon undo gives it back.",
                             each.path));
         }
+        for (const std::string& sentence : recovered->left) options_.remark(sentence);
         return recovered;
     }
 

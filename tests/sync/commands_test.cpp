@@ -159,6 +159,22 @@ TEST_F(PairCommands, nothingIsRemovedByMistake) {
     EXPECT_EQ(here("f28"), "28");
 }
 
+TEST_F(PairCommands, whatWasWrittenLateComesBack) {
+    write(folder("ann") / "a", "old");
+    pair("ann");
+    EXPECT_EQ(sync("ann").exitCode, exitDone);
+    EXPECT_LT(storeThere("a", "theirs"), 300);
+    {
+        std::fstream editor(folder("ann") / "a", std::ios::in | std::ios::out | std::ios::ate);
+        EXPECT_EQ(sync("ann").exitCode, exitDone);
+        editor << ", written late";
+    }
+    check({{{"sync"}, 0, "quillon undo gives it back"}, {{"undo"}, 0, "given back here a"}});
+    EXPECT_EQ(here("a"), "old, written late");
+    check({{{"undo"}, 0, "given back here a"}});
+    EXPECT_EQ(here("a"), "theirs");
+}
+
 TEST_F(PairCommands, whatIsOpenForWritingIsNotCopiedAway) {
     const fs::path other = fs::path("/dev/shm") / work.path().filename();  // another file system
     std::error_code none;
