@@ -258,7 +258,11 @@ Task<Result<Done>> removeFolder(Work& work, std::string path) {
     Result<void> removed = work.folder.removeFolder(path);
     if (!removed) {
         work.noteUndone(*id);
-        co_return std::move(removed).error();
+        const Result<std::vector<ScannedEntry>> inner = work.folder.scan(path, Links::left);
+        if (!inner || inner->empty()) co_return std::move(removed).error();
+        co_return localError(Kind::local,
+                             "It stays, for it holds what is left out, or was made meanwhile. "
+                             "Remove that yourself if it is to go, too.");
     }
     Deed deed = work.deed(Act::removeHere, path);
     deed.isFolder = true;

@@ -32,6 +32,7 @@ public:
     const std::string& url() const { return url_; }
     const FilterRules& rules() const { return rules_; }
     Result<void> setRules(const FilterRules& rules);
+    void tryRules(const FilterRules& rules) { rules_ = rules; }  // of this run alone
     State& state() { return state_; }
     const State& state() const { return state_; }
     // Of a path that a person typed; nothing where it is not in the folder.

@@ -97,7 +97,9 @@ TEST_F(PairCommands, whatWasReplacedComesBack) {
            {{"log"}, 0, "removed there d/b"},
            {{"log", "--json"}, 0, R"("event":"stored","path":"d/a","certain":true})"},
            {{"undo", "77"}, 3, "Run 77 replaced and removed nothing"},
-           {{"undo", "x"}, 2, ""},
+           {{"undo", "x"}, 2, "number of a run"},
+           {{"undo", "-1"}, 2, ""},
+           {{"undo", "18446744073709551617"}, 2, "number of a run"},
            {{"undo"}, 0, "given back there d/b"}});
     EXPECT_EQ(thereIs("d/a"), "old d/a");
     EXPECT_EQ(thereIs("d/b"), "old d/b");
@@ -228,6 +230,10 @@ TEST_F(PairCommands, whatCannotBeSentIsToldAndStays) {
     EXPECT_EQ(filesIn(there()),
               (Files{{".quillonignore", "*.tmp\n# a comment\n"}, {"a", "a"}, {"sub", "/"}}));
     EXPECT_TRUE(fs::is_symlink(folder("ann") / "link"));
+    check({{{"sync", "-n", "-x", "a"}, 7, "symbolic link"},
+           {{"sync"}, 0, "both sides are the same"}});
+    ASSERT_LT(ask("DELETE", "sub/"), 300);
+    check({{{"sync"}, 7, "holds what is left out"}});
     write(folder("ann") / ".quillonignore", "[\n");
     check({{{"sync"}, 2, ".quillonignore, line 1"}});
 }
@@ -246,6 +252,8 @@ TEST_F(PairCommands, pairsAreMadeOnce) {
            {{"sync", "-y", "in", url}, 2, "is paired with"},
            {{"sync", "in"}, 0, "both sides are the same"},
            {{"sync", "--pull", "--push"}, 2, "do not go together"},
+           {{"sync", "--forget", ".", url}, 2, "a folder alone"},
+           {{"sync", "--forget", "-n"}, 2, "a folder alone"},
            {{"sync", "--forget"}, 0, ""},
            {{"sync"}, 2, "is not paired"}});
     EXPECT_TRUE(fs::exists(there() / "in"));

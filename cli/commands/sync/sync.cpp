@@ -150,6 +150,10 @@ sync::SyncOptions optionsOf(const SyncChoice& choice, SyncTeller& teller, Sessio
 }
 
 Result<void> applySettings(sync::Pair& pair, const SyncChoice& choice) {
+    if (choice.telling.dryRun) {
+        if (!choice.rules.empty()) pair.tryRules(choice.rules);
+        return {};
+    }
     if (!choice.rules.empty()) {
         if (Result<void> written = pair.setRules(choice.rules); !written) return written;
     }
@@ -257,6 +261,10 @@ int runNew(Session& session, SyncChoice& choice) {
 }
 
 int runSync(Session& session, SyncChoice& choice) {
+    if (choice.forgets && (!choice.url.empty() || choice.telling.dryRun)) {
+        return report("forget the pair of", choice.folder,
+                      localError(Kind::usage, "--forget takes a folder alone, and no dry run."));
+    }
     if (!choice.url.empty()) return runNew(session, choice);
     if (choice.folder.empty()) choice.folder = ".";
     Result<sync::Pair> pair = findPair(choice.folder);

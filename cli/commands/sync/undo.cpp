@@ -11,12 +11,13 @@
 #include "cli/session/remote_access.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
+#include "platform/base/ascii.hpp"
 
 namespace quillon::cli {
 namespace {
 
 struct UndoChoice {
-    size_t run = 0;
+    int64_t run = 0;  // 0: the last
     std::string folder;
 };
 
@@ -46,8 +47,7 @@ int runUndo(Session& session, const UndoChoice& choice) {
     };
     const Result<sync::SyncEnd> end =
         session.withRemote(*root, [&](Remote& remote) -> Result<sync::SyncEnd> {
-            return remote.run(
-                sync::undoRun(remote, *pair, static_cast<int64_t>(choice.run), options));
+            return remote.run(sync::undoRun(remote, *pair, choice.run, options));
         });
     if (!end) return report("undo a run of", pair->folder().string(), end.error());
     return code;
@@ -59,7 +59,18 @@ void addUndo(CommandDefinition program, Invocation& invocation) {
     auto choice = std::make_shared<UndoChoice>();
     const CommandDefinition command =
         program.addCommand("undo", "Give back what a run of quillon sync replaced or removed");
-    command.addOption("NUMBER", choice->run, "Of the run, as quillon log tells it; else the last")
+    command
+        .addOption(
+            "NUMBER",
+            [choice](const std::string& text) -> Result<void> {
+                const auto number = vxhost::parseNumber<int64_t>(text);
+                if (!number || *number < 1) {
+                    return localError(Kind::usage, "Write the number of a run (quillon log).");
+                }
+                choice->run = *number;
+                return {};
+            },
+            "Of the run, as quillon log tells it; else the last")
         .typeName("");
     command
         .addOption("-C,--directory", choice->folder,
