@@ -114,8 +114,13 @@ Result<Pair> Pair::open(const fs::path& directory) {
 }
 
 Result<std::optional<Pair>> Pair::find(const fs::path& folder) {
-    const Result<fs::path> real = realPath(folder);
-    if (!real) return real.error();
+    Result<fs::path> real = realPath(folder);
+    if (!real) {  // one that is gone can still be forgotten
+        std::error_code none;
+        const fs::path gone = fs::weakly_canonical(fs::absolute(folder, none), none);
+        if (none || !isPaired(gone)) return std::move(real).error();
+        real = gone;
+    }
     for (fs::path at = *real;; at = at.parent_path()) {
         if (isPaired(at)) {
             Result<Pair> pair = open(directoryOf(at));

@@ -257,6 +257,11 @@ TEST_F(PairCommands, pairsAreMadeOnce) {
            {{"sync", "--forget"}, 0, ""},
            {{"sync"}, 2, "is not paired"}});
     EXPECT_TRUE(fs::exists(there() / "in"));
+    pair("bob");
+    fs::rename(folder("bob"), work / "elsewhere");
+    EXPECT_NE(sync("bob").errors.find("forget the pair"), std::string::npos);
+    EXPECT_EQ(run("bob", {"sync", "--forget", folder("bob")}).exitCode, exitDone);
+    EXPECT_NE(sync("bob").errors.find("cannot be found"), std::string::npos);
 }
 
 }  // namespace
