@@ -29,11 +29,11 @@ Deed lateDeed(const LocalFolder& folder, const LateFile& late, int64_t run) {
     return deed;
 }
 
-// As a run of their own, so that to take it back takes nothing else back.
 Result<void> noteWritten(const LocalFolder& folder, State& state, const std::vector<LateFile>& late,
-                         StateChange& change) {
+                         LateRun its, StateChange& change) {
     if (late.empty()) return {};
-    const Result<int64_t> run = state.beginRun(timeNow());
+    const Result<int64_t> run =
+        its == LateRun::itsOwn ? state.beginRun(timeNow()) : state.lastRun();
     if (!run) return run.error();
     for (const LateFile& each : late) change.deeds.push_back(lateDeed(folder, each, *run));
     return {};
@@ -132,15 +132,15 @@ private:
 
 }  // namespace
 
-Result<std::vector<LateFile>> settleLateFiles(const LocalFolder& folder, State& state,
-                                              Store& store) {
+Result<std::vector<LateFile>> settleLateFiles(const LocalFolder& folder, State& state, Store& store,
+                                              LateRun its) {
     const Result<std::vector<LateFile>> late = state.late();
     if (!late) return late.error();
     if (late->empty()) return std::vector<LateFile>();
     CheckedLate outcome = store.checkLate(*late);
     StateChange checked;
     checked.goneLate = std::move(outcome.settled);
-    Result<void> written = noteWritten(folder, state, outcome.changed, checked);
+    Result<void> written = noteWritten(folder, state, outcome.changed, its, checked);
     if (!written) return std::move(written).error();
     if (Result<void> noted = state.commit(checked); !noted) return std::move(noted).error();
     return std::move(outcome.changed);
@@ -164,7 +164,7 @@ Result<Recovered> recover(const LocalFolder& folder, State& state, Store& store)
         recovered.left = std::move(recovering.left());
     }
     // Behind that, for what a killed run took without noting it is late, too.
-    Result<std::vector<LateFile>> written = settleLateFiles(folder, state, store);
+    Result<std::vector<LateFile>> written = settleLateFiles(folder, state, store, LateRun::itsOwn);
     if (!written) return std::move(written).error();
     recovered.writtenLate = std::move(*written);
     return recovered;

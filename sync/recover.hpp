@@ -21,10 +21,13 @@ struct Recovered {
     std::vector<std::string> left;
 };
 
+// Of which run it counts that somebody wrote late: undo takes back all of the last one.
+enum class LateRun : bool { last, itsOwn };
+
 // Late files become ordinary contents. Gives those into which somebody has written since, which are
-// noted, as a run of their own, so that they can be given back.
-Result<std::vector<LateFile>> settleLateFiles(const LocalFolder& folder, State& state,
-                                              Store& store);
+// noted so that they can be given back.
+Result<std::vector<LateFile>> settleLateFiles(const LocalFolder& folder, State& state, Store& store,
+                                              LateRun its);
 
 // Old files go to the store, new ones that were not placed go away, and what may have been done is
 // noted so.

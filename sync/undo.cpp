@@ -265,7 +265,8 @@ Task<Result<SyncEnd>> undoRun(Remote& remote, Pair& pair, int64_t run, const Syn
     if (!folder) co_return folder.error();
     Result<Store> store = Store::open(storeDirectory(), options.limits);
     if (!store) co_return std::move(store).error();
-    const Result<std::vector<LateFile>> written = settleLateFiles(*folder, pair.state(), *store);
+    const Result<std::vector<LateFile>> written =
+        settleLateFiles(*folder, pair.state(), *store, LateRun::last);
     if (!written) co_return written.error();
     Result<std::vector<Deed>> deeds = deedsToUndo(pair.state(), run);
     if (!deeds) co_return std::move(deeds).error();
