@@ -10,6 +10,7 @@
 #include "client/memory/file_note.hpp"
 #include "client/remote/conditions.hpp"
 #include "client/tree/new_file_taker.hpp"
+#include "sync/replace_here.hpp"
 #include "sync/scan.hpp"
 
 namespace quillon::sync {
@@ -21,17 +22,16 @@ constexpr int mostCopies = 100;  // of one file within a minute
 // next run looks at it then.
 class OldFile {
 public:
-    OldFile(Work& work, const std::string& path, HereState version)
-        : work_(work), path_(path), version_(std::move(version)) {}
+    OldFile(Work& work, const std::string& path, FileHere old)
+        : work_(work), path_(path), old_(std::move(old)) {}
 
     OldFileTaker taker() {
         if (!work_.options.keeps) return {};
         return [this](const vxhost::Descriptor& folder, const std::string& hidden) -> Result<void> {
-            Result<LateFile> late = work_.store.take(folder, hidden, path_, version_);
-            isStranded_ = !late;
-            if (!late) return std::move(late).error();
-            work_.journal.next().late.push_back(std::move(*late));
-            return {};
+            Result<void> taken =
+                takeInto(work_.store, path_, old_, work_.journal.next())(folder, hidden);
+            isStranded_ = !taken;
+            return taken;
         };
     }
     bool isStranded() const { return isStranded_; }
@@ -43,21 +43,13 @@ public:
 private:
     Work& work_;
     const std::string& path_;
-    const HereState version_;
+    const FileHere old_;
     bool isStranded_ = false;
 };
 
 Result<void> reserveFor(Work& work, const std::optional<LocalEntry>& old) {
     if (!old || !work.options.keeps) return {};
     return work.store.reserve(old->size);
-}
-
-// Where the walk told another size, the member was changed since, or an answer is cut short.
-Task<Result<void>> checkSize(Remote& remote, std::string url, uint64_t came) {
-    const Result<std::optional<Resource>> now = co_await look(remote, std::move(url));
-    if (!now) co_return now.error();
-    if (!*now || !(*now)->size || *(*now)->size == came) co_return Result<void>();
-    co_return localError(Kind::network, "The server tells two sizes of it.");
 }
 
 Task<Result<FetchedContent>> fetchInto(Work& work, std::string url, ThereState listed,
@@ -148,9 +140,8 @@ Task<Result<Done>> fetchFile(Work& work, std::string path) {
     if (*seen) intent.hidden = file.hiddenName();
     const Result<int64_t> id = co_await work.journal.note(std::move(intent));
     if (!id) co_return id.error();
-    HereState version = *seen ? hereStateOf(**seen) : HereState{};
-    version.hash = oldHash;
-    OldFile old(work, path, std::move(version));
+    FileHere seenFile{*seen, oldHash};
+    OldFile old(work, path, std::move(seenFile));
     Result<void> free = *seen ? old.check() : Result<void>();
     Result<LocalEntry> placed =
         free ? file.place(dateOf(*fetched, listed), *seen, Durability::none, old.taker())
@@ -162,7 +153,7 @@ Task<Result<Done>> fetchFile(Work& work, std::string path) {
     node.here = settled(hereStateOf(*placed));
     node.here.hash = hash;
     work.store.keepCommon(file.descriptor(), file.size(), hash);
-    Deed deed = work.deed(Act::fetch, path);
+    Deed deed = deedOf(work.run, Act::fetch, path);
     deed.oldHash = oldHash;
     deed.newHash = hash;
     work.noteDone(*id, std::move(deed));
@@ -183,7 +174,7 @@ Task<Result<Done>> makeFolder(Work& work, std::string path) {
     BaseNode node{.kind = NodeKind::folder};
     if (now && *now) node.here.inode = (*now)->inode;
     if (const ThereNode* there = work.there(path)) node.there = there->state;
-    Deed deed = work.deed(Act::makeHere, path);
+    Deed deed = deedOf(work.run, Act::makeHere, path);
     deed.isFolder = true;
     work.noteDone(*id, std::move(deed));
     work.noteNode(path, std::move(node));
@@ -214,7 +205,7 @@ Task<Result<Done>> moveHere(Work& work, std::string from, std::string path) {
     const std::string hash = node.here.hash;
     node.there = settled(work.there(path)->state, work.asked);
     node.there.hash = hash;
-    Deed deed = work.deed(Act::moveHere, path);
+    Deed deed = deedOf(work.run, Act::moveHere, path);
     deed.from = from;
     deed.newHash = hash;
     work.noteDone(*id, std::move(deed));
@@ -234,16 +225,15 @@ Task<Result<Done>> removeFile(Work& work, std::string path) {
     const std::string hidden = intent.hidden;
     const Result<int64_t> id = co_await work.journal.note(std::move(intent));
     if (!id) co_return id.error();
-    HereState version = hereStateOf(**seen);
-    version.hash = hash;
-    OldFile old(work, path, std::move(version));
+    FileHere seenFile{*seen, hash};
+    OldFile old(work, path, std::move(seenFile));
     Result<void> removed = old.check();
     if (removed) removed = work.folder.removeFile(path, **seen, {hidden, old.taker()});
     if (!removed) {
         if (!old.isStranded()) work.noteUndone(*id);
         co_return std::move(removed).error();
     }
-    Deed deed = work.deed(Act::removeHere, path);
+    Deed deed = deedOf(work.run, Act::removeHere, path);
     deed.oldHash = hash;
     work.noteDone(*id, std::move(deed));
     work.noteNode(path, std::nullopt);
@@ -264,7 +254,7 @@ Task<Result<Done>> removeFolder(Work& work, std::string path) {
                              "It stays, for it holds what is left out, or was made meanwhile. "
                              "Remove that yourself if it is to go, too.");
     }
-    Deed deed = work.deed(Act::removeHere, path);
+    Deed deed = deedOf(work.run, Act::removeHere, path);
     deed.isFolder = true;
     work.noteDone(*id, std::move(deed));
     work.noteNode(path, std::nullopt);

@@ -227,7 +227,7 @@ Task<Result<Done>> storeFile(Work& work, std::string path) {
     node.here = settled(hereStateOf(end->begun));
     node.here.hash = end->hash;
     node.there = storedState(file.url, *end, facts && facts->tagsInProperties);
-    Deed deed = work.deed(Act::store, path);
+    Deed deed = deedOf(work.run, Act::store, path);
     deed.oldHash = oldHash;
     deed.newHash = end->hash;
     deed.newTag = node.there.tag;
@@ -254,7 +254,7 @@ Task<Result<Done>> makeCollection(Work& work, std::string path) {
     BaseNode node{.kind = NodeKind::folder};
     if (const HereNode* here = work.here(path)) node.here = here->state;
     node.there.segment = vxhost::encodeSegment(lastName(path));
-    Deed deed = work.deed(Act::makeThere, path);
+    Deed deed = deedOf(work.run, Act::makeThere, path);
     deed.isFolder = true;
     work.noteDone(*id, std::move(deed));
     work.noteNode(path, std::move(node));
@@ -276,7 +276,7 @@ Task<Result<Done>> moveThere(Work& work, std::string from, std::string path, boo
     }
     work.journal.next().moves.emplace_back(from, path);
     // The order in the state: first the move, then what is known of each behind it.
-    Deed deed = work.deed(Act::moveThere, path);
+    Deed deed = deedOf(work.run, Act::moveThere, path);
     deed.from = from;
     deed.isFolder = isFolder;
     work.noteDone(*id, std::move(deed));
@@ -316,7 +316,7 @@ Task<Result<Done>> removeMember(Work& work, std::string path) {
         if (kind != Kind::network && kind != Kind::interrupted) work.noteUndone(*id);
         co_return std::move(removed).error();
     }
-    Deed deed = work.deed(Act::removeThere, path);
+    Deed deed = deedOf(work.run, Act::removeThere, path);
     deed.oldHash = *hash;
     work.noteDone(*id, std::move(deed));
     work.noteNode(path, std::nullopt);
@@ -341,7 +341,7 @@ Task<Result<Done>> removeCollection(Work& work, std::string path) {
         work.noteUndone(*id);
         co_return std::move(removed).error();
     }
-    Deed deed = work.deed(Act::removeThere, path);
+    Deed deed = deedOf(work.run, Act::removeThere, path);
     deed.isFolder = true;
     work.noteDone(*id, std::move(deed));
     work.noteNode(path, std::nullopt);

@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "client/tree/known_file.hpp"
-#include "sync/scan.hpp"
+#include "sync/plan.hpp"
+#include "sync/replace_here.hpp"
 
 namespace quillon::sync {
 
@@ -22,22 +22,12 @@ void knowCopies(const std::vector<ConflictCopy>& copies, ThereTree& there, bool 
 
 Result<void> removeCopy(const LocalFolder& folder, Store& store, const ConflictCopy& copy,
                         StateChange& change) {
-    const Result<std::optional<LocalEntry>> found = folder.look(copy.copy);
+    const Result<FileHere> found = readFileHere(folder, copy.copy);
     if (!found) return found.error();
-    if (*found && (*found)->kind == LocalKind::file &&
-        hashOf(folder, copy.copy, Links::left) == copy.there.hash) {
-        HereState version = hereStateOf(**found);
-        version.hash = copy.there.hash;
-        Removal removal;
-        removal.takeOld = [&](const vxhost::Descriptor& directory,
-                              const std::string& hidden) -> Result<void> {
-            Result<LateFile> late = store.take(directory, hidden, copy.copy, version);
-            if (!late) return std::move(late).error();
-            change.late.push_back(std::move(*late));
-            return {};
-        };
+    if (found->entry && found->hash == copy.there.hash) {
+        const Removal removal{{}, takeInto(store, copy.copy, *found, change)};
         Result<void> removed = store.checkWriters(folder, copy.copy);
-        if (removed) removed = folder.removeFile(copy.copy, **found, removal);
+        if (removed) removed = folder.removeFile(copy.copy, *found->entry, removal);
         if (!removed && removed.error().kind != Kind::changedHere) return removed.error();
     }
     change.goneCopies.push_back(copy.copy);

@@ -7,7 +7,7 @@
 
 #include "client/tree/known_file.hpp"
 #include "platform/files/content_hash.hpp"
-#include "sync/scan.hpp"
+#include "sync/replace_here.hpp"
 
 namespace quillon::sync {
 namespace {
@@ -19,14 +19,9 @@ std::string besideOf(const std::string& path, const std::string& name) {
 
 // That quillon undo can give back over what is here now.
 Deed lateDeed(const LocalFolder& folder, const LateFile& late, int64_t run) {
-    Deed deed;
-    deed.run = run;
-    deed.when = timeNow();
-    deed.path = late.path;
-    deed.oldHash = late.hash;
-    deed.newHash = hashOf(folder, late.path, Links::left);
-    deed.act = deed.newHash.empty() ? Act::removeHere : Act::fetch;
-    return deed;
+    std::string now = hashOf(folder, late.path, Links::left);
+    const Act act = now.empty() ? Act::removeHere : Act::fetch;
+    return deedOf(run, act, late.path, late.hash, std::move(now));
 }
 
 Result<void> noteWritten(const LocalFolder& folder, State& state, const std::vector<LateFile>& late,
@@ -73,22 +68,14 @@ private:
     // The old file, or a new one that did not get its name, which the server has.
     Result<void> takeHidden(const Intent& intent, const std::string& name) {
         const std::string path = besideOf(intent.path, name);
-        const Result<std::optional<LocalEntry>> found = folder_.look(path);
+        const Result<FileHere> found = readFileHere(folder_, path);
         if (!found) return found.error();
-        if (!*found || (*found)->kind != LocalKind::file) return {};
-        const std::string hash = hashOf(folder_, path, Links::left);
+        if (!found->entry || found->entry->kind != LocalKind::file) return {};
+        const std::string& hash = found->hash;
         if (!intent.newHash.empty() && hash == intent.newHash && hash != intent.oldHash) {
-            return folder_.removeFile(path, **found);
+            return folder_.removeFile(path, *found->entry);
         }
-        return folder_.takeFile(
-            path, [&](const vxhost::Descriptor& folder, const std::string& hidden) -> Result<void> {
-                HereState version = hereStateOf(**found);
-                version.hash = hash;
-                Result<LateFile> late = store_.take(folder, hidden, intent.path, version);
-                if (!late) return std::move(late).error();
-                change_.late.push_back(std::move(*late));
-                return {};
-            });
+        return folder_.takeFile(path, takeInto(store_, intent.path, *found, change_));
     }
 
     // Until the next run, for the rest need not wait for room in the store.
@@ -113,12 +100,7 @@ private:
 
     void noteDeed(const Intent& intent, bool isCertain) {
         if (intent.oldHash.empty()) return;
-        Deed deed;
-        deed.when = timeNow();
-        deed.act = intent.act;
-        deed.path = intent.path;
-        deed.oldHash = intent.oldHash;
-        deed.newHash = intent.newHash;
+        Deed deed = deedOf(0, intent.act, intent.path, intent.oldHash, intent.newHash);
         deed.isCertain = isCertain;
         change_.deeds.push_back(std::move(deed));
     }

@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <utility>
 
-#include "client/local_file.hpp"
 #include "client/outcome.hpp"
 #include "client/tree/known_file.hpp"
 #include "platform/files/content.hpp"
 #include "sync/copies.hpp"
+#include "sync/replace_here.hpp"
 #include "sync/scan.hpp"
 
 namespace quillon::sync {
@@ -43,16 +43,6 @@ Result<Resolver> Resolver::open(Pair& pair, const StoreLimits& limits) {
     Result<Store> store = Store::open(storeDirectory(), limits);
     if (!store) return std::move(store).error();
     return Resolver(pair, std::move(*held), std::move(*folder), std::move(*store));
-}
-
-Result<std::vector<std::string>> Resolver::conflicts() const {
-    const Result<std::vector<ConflictCopy>> copies = pair_.state().copies();
-    if (!copies) return copies.error();
-    std::vector<std::string> paths;
-    for (const ConflictCopy& each : *copies) {
-        if (std::ranges::find(paths, each.path) == paths.end()) paths.push_back(each.path);
-    }
-    return paths;
 }
 
 Result<OpenConflict> Resolver::find(const std::string& path) const {
@@ -104,67 +94,22 @@ Result<void> Resolver::takeBoth(const OpenConflict& conflict) {
     return settle(conflict, node, false);
 }
 
-Result<NewFile> Resolver::copyOf(const fs::path& content, const std::string& path) const {
-    Result<NewFile> file = folder_.makeFile(path);
-    if (!file) return file;
-    Result<void> written;
-    const Result<void> read = readPieces(content, [&](std::string_view piece) {
-        written = file->write(piece);
-        return bool(written);
-    });
-    if (!read) return read.error();
-    if (!written) return std::move(written).error();
-    return file;
-}
-
 Result<void> Resolver::replaceMine(const OpenConflict& conflict, NewFile& file,
                                    std::optional<Time> modified) {
-    const Result<std::optional<LocalEntry>> seen = folder_.look(conflict.path);
-    if (!seen) return seen.error();
-    const std::string oldHash = *seen ? hashOf(folder_, conflict.path, Links::left) : "";
-    if (*seen && oldHash.empty()) {
+    const Result<FileHere> mine = readFileHere(folder_, conflict.path);
+    if (!mine) return mine.error();
+    if (mine->isUnread()) {
         return localError(Kind::local, "Yours cannot be read, and was left alone.");
-    }
-    if (*seen) {
-        if (Result<void> free = store_.checkWriters(folder_, conflict.path); !free) return free;
-        if (Result<void> fits = store_.reserve((*seen)->size); !fits) return fits;
     }
     const Result<int64_t> run = pair_.state().beginRun(timeNow());
     if (!run) return run.error();
-    StateChange before;
-    before.intents.push_back({.act = Act::fetch,
-                              .path = conflict.path,
-                              .hidden = file.hiddenName(),
-                              .oldHash = oldHash,
-                              .newHash = file.hash()});
-    if (Result<void> noted = pair_.state().commit(before); !noted) return noted;
-    StateChange after;
-    const auto takeOld = [&](const vxhost::Descriptor& folder,
-                             const std::string& name) -> Result<void> {
-        HereState version = hereStateOf(**seen);
-        version.hash = oldHash;
-        Result<LateFile> late = store_.take(folder, name, conflict.path, version);
-        if (!late) return std::move(late).error();
-        after.late.push_back(std::move(*late));
-        return {};
-    };
-    const Result<LocalEntry> placed = file.place(modified, *seen, Durability::content, takeOld);
-    if (!placed) return placed.error();  // the next run looks at what is left
-    after.endedIntents.push_back(before.intents.front().id);
-    Deed deed;
-    deed.run = *run;
-    deed.when = timeNow();
-    deed.act = Act::fetch;
-    deed.path = conflict.path;
-    deed.oldHash = oldHash;
-    deed.newHash = file.hash();
-    after.deeds.push_back(std::move(deed));
-    return pair_.state().commit(after);
+    return replaceHere(folder_, pair_.state(), store_, conflict.path, *mine, file, *run, modified);
 }
 
 Result<void> Resolver::takeTheirs(const OpenConflict& conflict) {
     const std::string& hash = conflict.theirs.there.hash;
-    Result<NewFile> file = copyOf(folder_.shown(conflict.theirs.copy), conflict.path);
+    Result<NewFile> file =
+        copyToNewFile(folder_, folder_.shown(conflict.theirs.copy), conflict.path);
     if (!file || file->hash() != hash) return theirsGone(conflict.theirs);
     const std::optional<Time> modified = conflict.theirs.there.modified;
     if (Result<void> replaced = replaceMine(conflict, *file, modified); !replaced) return replaced;

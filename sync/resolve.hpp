@@ -26,7 +26,6 @@ public:
     // both sides alone then.
     static Result<Resolver> open(Pair& pair, const StoreLimits& limits);
 
-    Result<std::vector<std::string>> conflicts() const;  // paths, each once
     Result<OpenConflict> find(const std::string& path) const;
 
     // The file here goes over theirs with the next run, unless they change it once more.
@@ -55,7 +54,6 @@ private:
     Result<void> replaceMine(const OpenConflict& conflict, NewFile& file,
                              std::optional<Time> modified);
     Result<void> settle(const OpenConflict& conflict, const BaseNode& node, bool removesCopies);
-    Result<NewFile> copyOf(const std::filesystem::path& content, const std::string& path) const;
 
     Pair& pair_;
     vxhost::Descriptor held_;

@@ -34,6 +34,18 @@ Result<int64_t> readNumber(const Database& database, const char* text) {
 
 }  // namespace
 
+Deed deedOf(int64_t run, Act act, const std::string& path, std::string oldHash,
+            std::string newHash) {
+    Deed deed;
+    deed.run = run;
+    deed.when = timeNow();
+    deed.act = act;
+    deed.path = path;
+    deed.oldHash = std::move(oldHash);
+    deed.newHash = std::move(newHash);
+    return deed;
+}
+
 bool StateChange::isEmpty() const {
     return intents.empty() && endedIntents.empty() && nodes.empty() && moves.empty() &&
            deeds.empty() && failures.empty() && mended.empty() && copies.empty() &&

@@ -43,6 +43,10 @@ struct Deed {
     vxhost::EntityTag newTag{};  // of what was stored there; empty: not known
 };
 
+// Of this moment.
+Deed deedOf(int64_t run, Act act, const std::string& path, std::string oldHash = {},
+            std::string newHash = {});
+
 struct Failed {
     std::string path;
     std::string why;     // one sentence

@@ -49,8 +49,6 @@ public:
 
     // Whether the content is kept so that it outlives a power cut.
     bool has(const std::string& hash) const;
-    // Whether a late file of that name is here, as of a killed run that did not note it.
-    bool hasLate(const std::string& name) const;
     // The same, for who is going to rely on it: it counts as taken now, and a version that was kept
     // to merge as one to be given back. False: it is to be taken or copied.
     Result<bool> keep(const std::string& hash);
@@ -58,6 +56,9 @@ public:
     // changed, and somebody may be writing into what was taken a moment ago: who gives it back
     // looks at its hash.
     std::optional<std::filesystem::path> find(const std::string& hash) const;
+
+    // Whether a late file of that name is here, as of a killed run that did not note it.
+    bool hasLate(const std::string& name) const;
 
     // Fails with Kind::changedHere where a program has the file open for writing, and take() would
     // copy it: what is written after that would be lost.

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "client/local_file.hpp"
 #include "client/memory/file_note.hpp"
 #include "client/outcome.hpp"
 #include "client/remote/change.hpp"
@@ -17,7 +16,7 @@
 #include "platform/text/url.hpp"
 #include "sync/look_there.hpp"
 #include "sync/recover.hpp"
-#include "sync/scan.hpp"
+#include "sync/replace_here.hpp"
 
 namespace quillon::sync {
 namespace {
@@ -88,50 +87,15 @@ private:
     }
 
     Result<void> giveBackHere(const Deed& deed, const fs::path& content) {
-        const Result<std::optional<LocalEntry>> seen = folder_.look(deed.path);
-        if (!seen) return seen.error();
-        const std::string hash = *seen ? hashOf(folder_, deed.path, Links::left) : "";
-        if (hash == deed.oldHash) return {};
-        const bool isUnread = *seen && hash.empty();  // no regular file, or one that is not ours
-        if (isUnread || hash != deed.newHash) return changedHereSince();
-        if (Result<void> free = store_.checkWriters(folder_, deed.path); !free) return free;
+        const Result<FileHere> now = readFileHere(folder_, deed.path);
+        if (!now) return now.error();
+        if (now->hash == deed.oldHash) return {};
+        if (now->isUnread() || now->hash != deed.newHash) return changedHereSince();
         if (Result<void> made = makeFolders(deed.path); !made) return made;
-        Result<NewFile> file = folder_.makeFile(deed.path);
+        Result<NewFile> file = copyToNewFile(folder_, content, deed.path);
         if (!file) return std::move(file).error();
-        Result<void> written;
-        const Result<void> read = readPieces(content, [&](std::string_view piece) {
-            written = file->write(piece);
-            return bool(written);
-        });
-        if (!read) return read.error();
-        if (!written) return written;
         if (file->hash() != deed.oldHash) return notInStore();
-        return place(deed, *file, *seen, hash);
-    }
-
-    Result<void> place(const Deed& deed, NewFile& file, const std::optional<LocalEntry>& seen,
-                       const std::string& hash) {
-        StateChange before;
-        Intent intent{
-            .act = Act::fetch, .path = deed.path, .oldHash = hash, .newHash = file.hash()};
-        if (seen) intent.hidden = file.hiddenName();
-        before.intents.push_back(std::move(intent));
-        if (Result<void> noted = pair_.state().commit(before); !noted) return noted;
-        StateChange after;
-        const auto takeOld = [&](const vxhost::Descriptor& folder,
-                                 const std::string& hidden) -> Result<void> {
-            HereState version = hereStateOf(*seen);
-            version.hash = hash;
-            Result<LateFile> late = store_.take(folder, hidden, deed.path, version);
-            if (!late) return std::move(late).error();
-            after.late.push_back(std::move(*late));
-            return {};
-        };
-        const Result<LocalEntry> placed = file.place({}, seen, Durability::content, takeOld);
-        if (!placed) return placed.error();
-        after.endedIntents.push_back(before.intents.front().id);
-        after.deeds.push_back(deedOf(Act::fetch, deed.path, hash, file.hash()));
-        return pair_.state().commit(after);
+        return replaceHere(folder_, pair_.state(), store_, deed.path, *now, *file, run_, {});
     }
 
     Result<void> makeFolders(const std::string& path) const {
@@ -139,17 +103,6 @@ private:
             if (Result<void> made = folder_.makeFolder(path.substr(0, slash)); !made) return made;
         }
         return {};
-    }
-
-    Deed deedOf(Act act, const std::string& path, std::string oldHash, std::string newHash) const {
-        Deed deed;
-        deed.run = run_;
-        deed.when = timeNow();
-        deed.act = act;
-        deed.path = path;
-        deed.oldHash = std::move(oldHash);
-        deed.newHash = std::move(newHash);
-        return deed;
     }
 
     // Those above the member; that one is there is no failure.
@@ -223,7 +176,7 @@ private:
         }
         if (!stored) co_return std::move(stored).error();
         StateChange after;
-        Deed done = deedOf(Act::store, deed.path, *now ? deed.newHash : "", deed.oldHash);
+        Deed done = deedOf(run_, Act::store, deed.path, *now ? deed.newHash : "", deed.oldHash);
         done.newTag = stored->version.tag;
         after.deeds.push_back(std::move(done));
         co_return pair_.state().commit(after);

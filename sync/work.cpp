@@ -55,15 +55,6 @@ std::string Work::hashThere(const std::string& path) const {
     return isBase ? known->here.hash : std::string();
 }
 
-Deed Work::deed(Act act, const std::string& path) const {
-    Deed deed;
-    deed.run = run;
-    deed.when = timeNow();
-    deed.act = act;
-    deed.path = path;
-    return deed;
-}
-
 void Work::noteDone(int64_t intent, Deed deed) {
     journal.next().endedIntents.push_back(intent);
     journal.next().deeds.push_back(std::move(deed));

@@ -39,7 +39,6 @@ struct Work {
     std::string hashThere(const std::string& path) const;
 
     // What goes into the state with the next group.
-    Deed deed(Act act, const std::string& path) const;
     void noteDone(int64_t intent, Deed deed);
     void noteUndone(int64_t intent);
     void noteNode(const std::string& path, std::optional<BaseNode> node);

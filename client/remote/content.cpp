@@ -191,6 +191,15 @@ Task<Result<FetchedContent>> fetchWhole(Remote& remote, std::string url, Content
                          "could pass for the whole. Look at it with quillon get.");
 }
 
+Task<Result<void>> checkSize(Remote& remote, std::string url, uint64_t came) {
+    const Result<std::optional<Resource>> now = co_await look(remote, std::move(url));
+    if (!now) co_return now.error();
+    if (!*now || !(*now)->size || *(*now)->size == came) co_return Result<void>();
+    co_return localError(Kind::network,
+                         "The server tells two sizes of it, so that a part of it could pass for "
+                         "the whole. Look at it with quillon get.");
+}
+
 Task<Result<Stored>> store(Remote& remote, std::string url, vxhost::UploadSource& content,
                            Conditions conditions, std::vector<std::string> extraHeaders) {
     vxhost::Request request;

@@ -64,6 +64,10 @@ Task<Result<FetchedContent>> fetch(Remote& remote, std::string url, ContentTaker
 Task<Result<FetchedContent>> fetchWhole(Remote& remote, std::string url, ContentTaker& taker,
                                         FetchWish wish);
 
+// Of a content that came in another size than a listing told: fails where the server still tells
+// another one, for a part could pass for the whole. Else the member was changed since.
+Task<Result<void>> checkSize(Remote& remote, std::string url, uint64_t came);
+
 struct Stored {
     bool isNew = false;    // it was made (201)
     Version version;       // as far as the answer tells

@@ -248,23 +248,13 @@ private:
             co_return;
         }
         if (file.resource.size && *file.resource.size != fetched->size) {
-            const Result<void> sized = co_await checkSize(file, fetched->size);
+            const Result<void> sized = co_await checkSize(remote_, file.url, fetched->size);
             if (!sized) {
                 tellFailure(file.path, file.url, sized.error());
                 co_return;
             }
         }
         finishFile(file, *fetched, *taker.file());
-    }
-
-    // Where the listing told another size, the member was changed since, or an answer is cut short.
-    Task<Result<void>> checkSize(const File& file, uint64_t came) {
-        const Result<std::optional<Resource>> now = co_await look(remote_, file.url);
-        if (!now) co_return now.error();
-        if (!*now || !(*now)->size || *(*now)->size == came) co_return Result<void>();
-        co_return localError(Kind::network,
-                             "The server tells two sizes of it, so that a part of it could pass "
-                             "for the whole. Look at it with quillon get.");
     }
 
     // It is no conflict where both sides have the same, be it that its note did not get written.

@@ -72,8 +72,12 @@ protected:
         std::error_code none;
         for (const auto& entry : std::filesystem::recursive_directory_iterator(root, none)) {
             const std::string path = entry.path().lexically_relative(root);
-            if (isOurOwn(path) || entry.is_symlink()) continue;
-            found[path] = entry.is_directory() ? "/" : support::readFile(entry.path());
+            if (isOurOwn(path) || entry.is_symlink(none)) continue;
+            try {
+                found[path] = entry.is_directory(none) ? "/" : support::readFile(entry.path());
+            } catch (const std::exception&) {  // it has another name by now, of a run that goes on
+                found.erase(path);
+            }
         }
         return found;
     }
