@@ -2,8 +2,11 @@
 
 #include <curl/curl.h>
 #include <malloc.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -13,8 +16,26 @@
 namespace vxhost {
 namespace {
 
+constexpr size_t largeBytes = size_t{64} << 10;
+
+// Buffers are larger than what most transfers put into them: pages that nobody wrote to would be
+// touched only to be zeroed. The kernel takes whole ones back, and hands them out zeroed.
+void zero(char* begin, size_t bytes) noexcept {
+    if (bytes >= largeBytes) {
+        static const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+        const size_t before = -reinterpret_cast<uintptr_t>(begin) % page;
+        const size_t whole = (bytes - before) / page * page;
+        if (madvise(begin + before, whole, MADV_DONTNEED) == 0) {
+            explicit_bzero(begin, before);
+            explicit_bzero(begin + before + whole, bytes - before - whole);
+            return;
+        }
+    }
+    explicit_bzero(begin, bytes);
+}
+
 void freeZeroed(void* memory) noexcept {
-    if (memory != nullptr) explicit_bzero(memory, malloc_usable_size(memory));
+    if (memory != nullptr) zero(static_cast<char*>(memory), malloc_usable_size(memory));
     std::free(memory);
 }
 
