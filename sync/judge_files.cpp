@@ -8,7 +8,6 @@ namespace quillon::sync {
 namespace {
 
 constexpr std::chrono::seconds dateGrain{2};  // of servers, and of their clocks beside their files'
-constexpr uint64_t mostCompared = uint64_t{1} << 20;  // bytes
 
 bool isSameTag(const vxhost::EntityTag& one, const vxhost::EntityTag& other) {
     return one.text == other.text && one.weak == other.weak;
@@ -55,12 +54,17 @@ std::optional<bool> isUnchangedThere(const BaseNode& base, const ThereNode& ther
     return *now.modified == *known.modified;
 }
 
-bool isLikelyUnchangedThere(const BaseNode& base, const ThereNode& there) {
+bool looksUnchangedThere(const BaseNode& base, const ThereNode& there) {
     if (base.kind != there.kind || !base.there.isLikely) return false;
     const auto& known = base.there.modified;
     const auto& now = there.state.modified;
     if (!known || !now || !base.there.size || there.state.size != base.there.size) return false;
-    return *base.there.size > mostCompared && *now <= *known && *known - *now <= dateGrain;
+    return std::chrono::abs(*known - *now) <= dateGrain;
+}
+
+bool isLikelyUnchangedThere(const BaseNode& base, const ThereNode& there) {
+    return looksUnchangedThere(base, there) && *base.there.size > mostCompared &&
+           *there.state.modified <= *base.there.modified;
 }
 
 Verdict judgeFiles(const BaseNode* base, const HereNode& here, const ThereNode& there) {

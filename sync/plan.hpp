@@ -69,10 +69,12 @@ Plan makePlan(Trees trees, const PlanOptions& options = {});
 // Whether the file there still is what both sides had: the hash decides where it is known, then the
 // tags, then size and date. Nothing: only the content tells.
 std::optional<bool> isUnchangedThere(const BaseNode& base, const ThereNode& there);
-// Whether it has the size and about the date of what we stored there: enough to transfer nothing,
-// and not enough to replace it. Of what is small the content is compared: two people may store as
-// many bytes within the same second.
+// Whether it has the size and about the date of what we stored there.
+bool looksUnchangedThere(const BaseNode& base, const ThereNode& there);
+// Whether that is enough to transfer nothing, and never enough to replace it. Of what is small the
+// content is compared: two people may store as many bytes within the same second.
 bool isLikelyUnchangedThere(const BaseNode& base, const ThereNode& there);
+inline constexpr uint64_t mostCompared = uint64_t{1} << 20;  // bytes
 bool isUnchangedHere(const BaseNode& base, const HereNode& here);
 
 }  // namespace quillon::sync

@@ -202,6 +202,18 @@ TEST_F(PairCommands, whatIsOpenForWritingIsNotCopiedAway) {
     fs::remove_all(other);
 }
 
+// The server's answer to a store is dated by its beginning.
+TEST_F(PairCommands, whatIsLargeIsNotFetchedBehindItsStore) {
+    pair("ann");
+    write(folder("ann") / "large", std::string(3 << 20, 'x'));
+    write(folder("ann") / "small", "x");
+    EXPECT_EQ(sync("ann", {"--limit-rate", "2M"}).exitCode, exitDone);
+    check({{{"status"}, 0, "Both sides are the same.\nA file stored not long ago is compared"}});
+    const std::string requests = sync("ann", {"-vv"}).errors;
+    EXPECT_EQ(requests.find("/large"), requests.npos) << requests;
+    EXPECT_NE(requests.find("/small"), requests.npos) << requests;
+}
+
 TEST_F(PairCommands, whatWasLeftOutIsFetchedWhenItIsTakenAgain) {
     write(folder("ann") / "big/a", "a");
     write(folder("ann") / "b", "b");

@@ -34,6 +34,24 @@ std::string_view stateOfCompared(const sync::Plan& plan, const std::string& path
     return isSame ? "perhaps changed there" : "changed here";
 }
 
+// Only the content could tell that it was changed: what was stored there a moment ago has no
+// version yet that proves it.
+bool isUnproven(const sync::Plan& plan, const Action& action) {
+    if (action.act != Act::compare) return false;
+    const auto base = plan.trees.base.find(action.path);
+    const auto here = plan.trees.here.find(action.path);
+    const auto there = plan.trees.there.find(action.path);
+    if (base == plan.trees.base.end() || here == plan.trees.here.end() ||
+        there == plan.trees.there.end()) {
+        return false;
+    }
+    const sync::ThereState& known = base->second.there;
+    const bool isUndated = known.tag.text.empty() && !known.modified && known.size &&
+                           known.size == there->second.state.size;
+    return sync::isUnchangedHere(base->second, here->second) &&
+           (isUndated || sync::looksUnchangedThere(base->second, there->second));
+}
+
 // What happened, not what is going to be done about it.
 std::string_view stateOf(const sync::Plan& plan, const Action& action) {
     const bool isKnown = plan.trees.base.contains(action.path);
@@ -98,8 +116,12 @@ std::string remarkOf(const Action& action) {
 int tellAll(const sync::Plan& plan, const std::vector<sync::Failed>& failures, bool json) {
     const StatusTeller teller(json);
     int code = exitDone;
-    size_t count = 0;
+    size_t count = 0, unproven = 0;
     for (const Action& each : plan.actions) {
+        if (!json && isUnproven(plan, each)) {
+            ++unproven;
+            continue;
+        }
         const std::string_view state = stateOf(plan, each);
         if (state.empty()) continue;
         ++count;
@@ -114,6 +136,11 @@ int tellAll(const sync::Plan& plan, const std::vector<sync::Failed>& failures, b
                                                : each.why);
     }
     if (count == 0 && !json) fmt::print("Both sides are the same.\n");
+    if (unproven > 0) {
+        fmt::print("{} stored not long ago {} compared once more by the next run.\n",
+                   unproven == 1 ? "A file" : fmt::format("{} files", unproven),
+                   unproven == 1 ? "is" : "are");
+    }
     return code;
 }
 
