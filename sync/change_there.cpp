@@ -112,12 +112,6 @@ ThereState storedState(const std::string& url, const PutEnd& end, bool tagsServe
     return state;
 }
 
-// The answer's date may be that of the request, and a large content took its time to come.
-Task<> noteDate(Work& work, std::string url, ThereState* stored) {
-    const Result<std::optional<Resource>> now = co_await look(work.remote, std::move(url));
-    if (now && *now && (*now)->size == stored->size) stored->modified = (*now)->modified;
-}
-
 std::string lastName(const std::string& path) {
     return path.substr(path.rfind('/') + 1);
 }
@@ -233,10 +227,6 @@ Task<Result<Done>> storeFile(Work& work, std::string path) {
     node.here = settled(hereStateOf(end->begun));
     node.here.hash = end->hash;
     node.there = storedState(file.url, *end, facts && facts->tagsInProperties);
-    const bool isUndated = node.there.isLikely && !end->version.modified;
-    if (isUndated && end->size > mostCompared) {
-        co_await noteDate(work, file.url, &node.there);
-    }
     Deed deed = deedOf(work.run, Act::store, path);
     deed.oldHash = oldHash;
     deed.newHash = end->hash;

@@ -3,6 +3,8 @@
 #include <chrono>
 #include <tuple>
 
+#include "client/memory/file_note.hpp"
+
 namespace quillon::sync {
 
 namespace {
@@ -63,7 +65,7 @@ bool looksUnchangedThere(const BaseNode& base, const ThereNode& there) {
 }
 
 bool isLikelyUnchangedThere(const BaseNode& base, const ThereNode& there) {
-    return looksUnchangedThere(base, there) && *base.there.size > mostCompared &&
+    return looksUnchangedThere(base, there) && *base.there.size > worthLooking &&
            *there.state.modified <= *base.there.modified;
 }
 

@@ -74,7 +74,6 @@ bool looksUnchangedThere(const BaseNode& base, const ThereNode& there);
 // Whether that is enough to transfer nothing, and never enough to replace it. Of what is small the
 // content is compared: two people may store as many bytes within the same second.
 bool isLikelyUnchangedThere(const BaseNode& base, const ThereNode& there);
-inline constexpr uint64_t mostCompared = uint64_t{1} << 20;  // bytes
 bool isUnchangedHere(const BaseNode& base, const HereNode& here);
 
 }  // namespace quillon::sync

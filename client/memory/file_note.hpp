@@ -36,6 +36,9 @@ bool isSameTag(std::string_view a, std::string_view b);
 // Above it no hash is made of a file whose tag is known: another tag alone tells then that the
 // content is another one.
 inline constexpr uint64_t worthHashing = uint64_t{64} << 20;  // bytes
+// Of what is larger the server is asked which version a store made, where it did not tell: to fetch
+// it again one day, only to compare it, costs more.
+inline constexpr uint64_t worthLooking = uint64_t{1} << 20;  // bytes
 
 // ContentHash of all of a file. Throws a Failure.
 std::string hashFile(const vxhost::Descriptor& file, const std::string& shown);

@@ -43,9 +43,13 @@ Task<Result<PutEnd>> FilePutter::put(const LocalFolder& folder, const FileToPut&
         urls.push_back(file.url);
         co_return co_await withHolder(remote_, std::move(urls), std::move(stored).error());
     }
-    noteStored(folder, file, content, *stored);
     PutEnd end;
     end.size = content.length().value_or(0);
+    const bool isUnknown = stored->version.tag.text.empty() && !stored->version.modified;
+    if (isUnknown && end.size > worthLooking) {
+        co_await lookForDate(file, end.size, &stored->version);
+    }
+    noteStored(folder, file, content, *stored);
     end.hash = content.hash();
     end.begun = localEntryOf(content.begun());
     end.isOther = stored->isOther;
@@ -60,6 +64,12 @@ Task<Result<PutEnd>> FilePutter::put(const LocalFolder& folder, const FileToPut&
                               "that, though it was asked not to: their version is lost.");
     }
     co_return std::move(end);
+}
+
+// The date of the answer may be that of the request, and a large content took its time to come.
+Task<> FilePutter::lookForDate(const FileToPut& file, uint64_t sent, Version* stored) {
+    const Result<std::optional<Resource>> now = co_await look(remote_, file.url);
+    if (now && *now && (*now)->size == sent) stored->modified = (*now)->modified;
 }
 
 // A condition was not obeyed, if the server tells at all what is new.

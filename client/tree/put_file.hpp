@@ -66,6 +66,7 @@ private:
                                      ServerFacts facts, std::vector<std::string> headers);
     Task<Result<Stored>> storeBy(Guard guard, const FileToPut& file, vxhost::FileUpload& content,
                                  std::vector<std::string> headers);
+    Task<> lookForDate(const FileToPut& file, uint64_t sent, Version* stored);
     Task<bool> replacedAnother(const FileToPut& file, const Stored& stored);
     Task<> doubtFacts(const FileToPut& file);
     FileNote makeNote(const FileToPut& file, const Version& version, std::string hash) const;

@@ -212,6 +212,15 @@ TEST_F(Writing, aFileRemembersWhereItCameFrom) {
     }
 }
 
+TEST_F(Writing, whatIsLargeIsNotFetchedBehindItsStore) {
+    for (const char* content : {"x", "y"}) {
+        server.clearTranscript();
+        writeFile(work / "large", std::string(3 << 20, *content));
+        expect({{{"put", "large", server.url()}, 0, ""}});
+        EXPECT_EQ(server.transcript().find("GET"), std::string::npos) << server.transcript();
+    }
+}
+
 TEST_F(Writing, aLockIsRespectedUntilItIsRemoved) {
     const std::string a = url + "a";
     const std::string told = "Somebody else holds a lock";

@@ -110,7 +110,8 @@ private:
         Result<void> stored = store();
         if (!stored || !before || memory_ == nullptr) return stored;
         std::string tag = member_.latestTag();
-        if (tag.empty() && note_ && member_.locked()) tag = askForTag(*before);
+        const bool isWorthIt = note_ || before->size > worthLooking;
+        if (tag.empty() && isWorthIt && member_.locked()) tag = askForTag(*before);
         const auto after = lookAtFile(source_);
         if (after && isSameVersion(*before, *after)) {
             rememberCopy(*memory_, source_, address_.url(), std::move(tag), {});
