@@ -110,6 +110,7 @@ protected:
         for (const std::string& each : before)
             if (!after.contains(each)) goneByPeople.insert(each);
         madeInGap.insert(after.begin(), after.end());
+        madeInGap.erase("");  // as a lock makes a member
     }
 
     void runOf(const std::string& person) {
