@@ -117,8 +117,8 @@ private:
     std::vector<std::string> left_;
 };
 
-}  // namespace
-
+// Late files become ordinary contents. Gives those into which somebody has written since, which are
+// noted so that they can be given back.
 Result<std::vector<LateFile>> settleLateFiles(const LocalFolder& folder, State& state, Store& store,
                                               LateRun its) {
     const Result<std::vector<LateFile>> late = state.late();
@@ -132,6 +132,8 @@ Result<std::vector<LateFile>> settleLateFiles(const LocalFolder& folder, State& 
     if (Result<void> noted = state.commit(checked); !noted) return std::move(noted).error();
     return std::move(outcome.changed);
 }
+
+}  // namespace
 
 Result<Recovered> recover(const LocalFolder& folder, State& state, Store& store, LateRun its) {
     Recovered recovered;

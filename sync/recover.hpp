@@ -24,11 +24,6 @@ struct Recovered {
 // Of which run it counts that somebody wrote late: undo takes back all of the last one.
 enum class LateRun : bool { last, itsOwn };
 
-// Late files become ordinary contents. Gives those into which somebody has written since, which are
-// noted so that they can be given back.
-Result<std::vector<LateFile>> settleLateFiles(const LocalFolder& folder, State& state, Store& store,
-                                              LateRun its);
-
 // Old files go to the store, new ones that were not placed go away, and what may have been done is
 // noted as done by the last run.
 Result<Recovered> recover(const LocalFolder& folder, State& state, Store& store, LateRun its);

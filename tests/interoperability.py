@@ -337,7 +337,10 @@ def document(ran, program):
         *(f"{number}. {note}" for number, note in enumerate(used, 1)), ""])
 
 
-def serve(server, build, home):
+def serve(server, build, home, left_out):
+    if left_out:
+        server.settings = "\n".join(line for line in server.settings.splitlines()
+                                    if left_out not in line)
     signal.signal(signal.SIGTERM, lambda *_: sys.exit())
     if not server.prepare(home):
         sys.exit(77)
@@ -352,11 +355,12 @@ def main():
     parser.add_argument("servers", nargs="*")
     parser.add_argument("--output", type=pathlib.Path)
     parser.add_argument("--serve", type=pathlib.Path, metavar="HOME")
+    parser.add_argument("--without", metavar="TEXT", help="lines of its configuration")
     arguments = parser.parse_args()
     build = arguments.build.resolve()
     os.environ["PATH"] += ":/usr/sbin"
     if arguments.serve:
-        serve(SERVERS[arguments.servers[0]], build, arguments.serve)
+        serve(SERVERS[arguments.servers[0]], build, arguments.serve, arguments.without)
     surprises, ran, told = [], {}, {}
     with tempfile.TemporaryDirectory() as temporary:
         for name in arguments.servers or SERVERS:

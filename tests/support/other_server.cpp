@@ -18,13 +18,14 @@ constexpr int exitNotInstalled = 77;
 }  // namespace
 
 // rclone takes a file whose date is not the one that it knows for one that is being written.
-OtherServer::OtherServer(const std::string& name) : bearsOtherDates_(name != "rclone") {
+OtherServer::OtherServer(const std::string& name, const std::string& without)
+    : bearsOtherDates_(name != "rclone") {
     const std::string script = SOURCE_DIR "/tests/interoperability.py";
     for (int attempt = 1;; ++attempt) {
         home_ = folder_ / std::to_string(attempt);
         documentRoot_ = home_ / "members";
         process_ = std::make_unique<RunningProcess>(
-            Command{{script, "--serve", home_, BINARY_DIR, name}});
+            Command{{script, "--serve", home_, "--without", without, BINARY_DIR, name}});
         if (process_->expect("/\n")) {
             const std::string& url = process_->output();
             port_ = static_cast<uint16_t>(std::atoi(url.c_str() + url.rfind(':') + 1));

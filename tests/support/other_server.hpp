@@ -12,8 +12,9 @@ namespace support {
 
 class OtherServer : public Server {
 public:
-    // name: "lighttpd", "nginx", ... Throws with what it printed when it does not start.
-    explicit OtherServer(const std::string& name);
+    // name: "lighttpd", "nginx", ... without: what lines of its configuration hold that it shall do
+    // without; empty: none. Throws with what it printed when it does not start.
+    explicit OtherServer(const std::string& name, const std::string& without = {});
     ~OtherServer() override;
 
     bool isInstalled() const { return port_ != 0; }  // else nobody answers

@@ -10,6 +10,7 @@
 
 #include "cli/terminal/exit_code.hpp"
 #include "tests/cli/program.hpp"
+#include "tests/support/other_server.hpp"
 
 namespace quillon::cli {
 
@@ -20,6 +21,13 @@ protected:
     explicit PairTest(std::unique_ptr<const support::Server> its = std::make_unique<Apache>())
         : owned_(std::move(its)), server(*owned_) {
         server.addCollection("t");
+    }
+
+    // As tests/interoperability.py names it; it has no port where it is not installed.
+    static std::unique_ptr<const support::Server> start(const std::string& name,
+                                                        const std::string& without = {}) {
+        if (name == "apache") return std::make_unique<Apache>();
+        return std::make_unique<support::OtherServer>(name, without);
     }
 
     std::filesystem::path folder(const std::string& person) const { return work / person; }

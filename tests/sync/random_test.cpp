@@ -4,7 +4,6 @@
 #include <random>
 
 #include "tests/cli/faulty_proxy.hpp"
-#include "tests/support/other_server.hpp"
 #include "tests/sync/pair_test.hpp"
 
 namespace quillon::cli {
@@ -85,8 +84,7 @@ protected:
                 ask("MKCOL", path + "/");
                 break;
             default:
-                if (ask("PUT", path, {}, newContent()) < 300 && pick(16) != 0)
-                    makeOldThere(plain);
+                if (ask("PUT", path, {}, newContent()) < 300 && pick(16) != 0) makeOldThere(plain);
         }
     }
 
@@ -188,15 +186,9 @@ struct Share {
 
 class Histories : public Machine, public testing::WithParamInterface<Share> {
 protected:
-    Histories() : Machine(started(GetParam().server)) {}
+    Histories() : Machine(start(GetParam().server)) {}
     void SetUp() override {
         if (server.port() == 0) GTEST_SKIP() << GetParam().server << " is not installed";
-    }
-
-private:
-    static std::unique_ptr<const support::Server> started(const std::string& name) {
-        if (name == "apache") return std::make_unique<Apache>();
-        return std::make_unique<support::OtherServer>(name);
     }
 };
 
