@@ -184,17 +184,14 @@ Task<Result<void>> removeEmptyLocked(Work& work, std::string url) {
     if (!lock && !isLocked && !meansNoLocks(lock.error())) co_return std::move(lock).error();
     std::string token = lock ? lock->token() : std::string();
     Result<void> removed = co_await removeEmpty(work, url, std::move(token));
-    if (removed || !lock) co_return std::move(removed);        // the lock went with it
-    const bool isOurs = removed.error().kind == Kind::locked;  // some know no lock of a collection
-    Result<void> back = co_await giveBack(work.remote, std::move(*lock));
-    if (back && isOurs) {
-        std::string none;
-        co_return co_await removeEmpty(work, std::move(url), std::move(none));
-    }
-    if (back) co_return std::move(removed);
-    Error error = std::move(removed).error();
-    error.locks = back.error().locks;
-    co_return std::move(error);
+    if (!lock) co_return std::move(removed);
+    removed = co_await giveBackAfter(work.remote, std::move(*lock), std::move(removed));
+    // Some know no lock of a collection.
+    const bool isOurs =
+        !removed && removed.error().kind == Kind::locked && removed.error().locks.empty();
+    if (!isOurs) co_return std::move(removed);
+    std::string none;
+    co_return co_await removeEmpty(work, std::move(url), std::move(none));
 }
 
 }  // namespace

@@ -36,7 +36,8 @@ Result<void> noteWritten(const LocalFolder& folder, State& state, const std::vec
 
 class Recovering {
 public:
-    Recovering(const LocalFolder& folder, Store& store) : folder_(folder), store_(store) {}
+    Recovering(const LocalFolder& folder, Store& store, int64_t run)
+        : folder_(folder), store_(store), run_(run) {}
 
     void take(const Intent& intent) {
         if (!intent.hidden.empty()) {
@@ -49,12 +50,15 @@ public:
         }
         const std::optional<bool> done = wasDone(intent);
         if (done.value_or(true)) noteDeed(intent, done.has_value());
-        if (intent.act == Act::store && intent.oldHash.empty()) halfMade_.insert(intent.path);
-        change_.endedIntents.push_back(intent.id);
+        if (intent.act == Act::store && intent.oldHash.empty()) {
+            halfMade_.push_back(intent);
+        } else {
+            change_.endedIntents.push_back(intent.id);
+        }
     }
     std::vector<std::string>& left() { return left_; }
     StateChange& change() { return change_; }
-    std::set<std::string>& halfMade() { return halfMade_; }
+    std::vector<Intent>& halfMade() { return halfMade_; }
 
 private:
     // By a run that did not get to note it. One that is hidden still was not copied to its end.
@@ -100,20 +104,21 @@ private:
 
     void noteDeed(const Intent& intent, bool isCertain) {
         if (intent.oldHash.empty()) return;
-        Deed deed = deedOf(0, intent.act, intent.path, intent.oldHash, intent.newHash);
+        Deed deed = deedOf(run_, intent.act, intent.path, intent.oldHash, intent.newHash);
         deed.isCertain = isCertain;
         change_.deeds.push_back(std::move(deed));
     }
 
     const LocalFolder& folder_;
     Store& store_;
+    const int64_t run_;
     StateChange change_;
-    std::set<std::string> halfMade_;
+    std::vector<Intent> halfMade_;
     std::vector<std::string> left_;
 };
 
-}  // namespace
-
+// Late files become ordinary contents. Gives those into which somebody has written since, which are
+// noted so that they can be given back.
 Result<std::vector<LateFile>> settleLateFiles(const LocalFolder& folder, State& state, Store& store,
                                               LateRun its) {
     const Result<std::vector<LateFile>> late = state.late();
@@ -128,17 +133,18 @@ Result<std::vector<LateFile>> settleLateFiles(const LocalFolder& folder, State& 
     return std::move(outcome.changed);
 }
 
-Result<Recovered> recover(const LocalFolder& folder, State& state, Store& store) {
+}  // namespace
+
+Result<Recovered> recover(const LocalFolder& folder, State& state, Store& store, LateRun its) {
     Recovered recovered;
     const Result<std::vector<Intent>> intents = state.intents();
     if (!intents) return intents.error();
     if (!intents->empty()) {
         const Result<int64_t> run = state.lastRun();
         if (!run) return run.error();
-        Recovering recovering(folder, store);
+        Recovering recovering(folder, store, *run);
         for (const Intent& each : *intents) recovering.take(each);
         if (Result<void> stored = folder.storeAll(); !stored) return std::move(stored).error();
-        for (Deed& each : recovering.change().deeds) each.run = *run;
         if (Result<void> noted = state.commit(recovering.change()); !noted) {
             return std::move(noted).error();
         }
@@ -146,7 +152,7 @@ Result<Recovered> recover(const LocalFolder& folder, State& state, Store& store)
         recovered.left = std::move(recovering.left());
     }
     // Behind that, for what a killed run took without noting it is late, too.
-    Result<std::vector<LateFile>> written = settleLateFiles(folder, state, store, LateRun::itsOwn);
+    Result<std::vector<LateFile>> written = settleLateFiles(folder, state, store, its);
     if (!written) return std::move(written).error();
     recovered.writtenLate = std::move(*written);
     return recovered;
@@ -154,7 +160,8 @@ Result<Recovered> recover(const LocalFolder& folder, State& state, Store& store)
 
 void adoptHalfMade(const Recovered& recovered, Trees& trees) {
     const std::string hashOfNothing = vxhost::ContentHash().hex();
-    for (const std::string& path : recovered.halfMade) {
+    for (const Intent& each : recovered.halfMade) {
+        const std::string& path = each.path;
         const auto there = trees.there.find(path);
         const auto here = trees.here.find(path);
         if (there == trees.there.end() || here == trees.here.end()) continue;

@@ -1,7 +1,6 @@
 // What a run that was killed left: looked at, not believed.
 #pragma once
 
-#include <set>
 #include <string>
 #include <vector>
 
@@ -12,8 +11,9 @@
 namespace quillon::sync {
 
 struct Recovered {
-    // New members that may have been made, and may be empty, as a lock makes them.
-    std::set<std::string> halfMade;
+    // Stores of new members, which may have been made, and may be empty, as a lock makes them. They
+    // stay noted until a run has done what was to be done.
+    std::vector<Intent> halfMade;
     // Paths whose old version was taken out of the store's late files changed: somebody wrote into
     // it after it had been replaced.
     std::vector<LateFile> writtenLate;
@@ -24,14 +24,9 @@ struct Recovered {
 // Of which run it counts that somebody wrote late: undo takes back all of the last one.
 enum class LateRun : bool { last, itsOwn };
 
-// Late files become ordinary contents. Gives those into which somebody has written since, which are
-// noted so that they can be given back.
-Result<std::vector<LateFile>> settleLateFiles(const LocalFolder& folder, State& state, Store& store,
-                                              LateRun its);
-
 // Old files go to the store, new ones that were not placed go away, and what may have been done is
-// noted so.
-Result<Recovered> recover(const LocalFolder& folder, State& state, Store& store);
+// noted as done by the last run.
+Result<Recovered> recover(const LocalFolder& folder, State& state, Store& store, LateRun its);
 
 // A member that is half made, empty and faces a file here gets that content: it is nobody's.
 void adoptHalfMade(const Recovered& recovered, Trees& trees);

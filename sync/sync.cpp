@@ -51,7 +51,7 @@ public:
 private:
     Result<Recovered> recoverUnlessDry() {
         if (options_.dryRun) return Recovered{};
-        Result<Recovered> recovered = recover(folder_, pair_.state(), store_);
+        Result<Recovered> recovered = recover(folder_, pair_.state(), store_, LateRun::itsOwn);
         if (!recovered) return recovered;
         for (const LateFile& each : recovered->writtenLate) {
             options_.remark(
@@ -96,7 +96,7 @@ private:
             end_.isDeclined = true;
             co_return Result<void>();
         }
-        co_return co_await apply(std::move(*plan), *view);
+        co_return co_await apply(std::move(*plan), *view, recovered);
     }
 
     Task<Result<void>> compare(std::vector<std::string> paths, Trees& trees) {
@@ -182,7 +182,7 @@ private:
         return {};
     }
 
-    Task<Result<void>> apply(Plan plan, const View& view) {
+    Task<Result<void>> apply(Plan plan, const View& view, const Recovered& recovered) {
         Result<std::map<std::string, Failed>> earlier = earlierFailures(plan);
         if (!earlier) co_return std::move(earlier).error();
         if (!plan.actions.empty() && run_ == 0) {
@@ -201,7 +201,8 @@ private:
         end_.failures = applied->failures;
         needsMore_ = plan.needsMore || (applied->moveFailed && mayMove_);
         if (applied->moveFailed) mayMove_ = false;
-        co_return finish(plan, view);
+        Result<void> finished = finish(plan, view);
+        co_return finished ? endHalfMade(recovered, plan) : std::move(finished);
     }
 
     // By their paths. What the plan has no action for has been mended.
@@ -244,6 +245,19 @@ private:
         if (run_ == 0) return {};
         store_.prune();
         return state.forgetRuns(runsKept);
+    }
+
+    // What was to be done and is not noted may be half made still.
+    Result<void> endHalfMade(const Recovered& recovered, const Plan& plan) {
+        StateChange change;
+        for (const Intent& each : recovered.halfMade) {
+            const bool wasPlanned = std::ranges::any_of(
+                plan.actions, [&](const Action& action) { return action.path == each.path; });
+            const Result<std::optional<BaseNode>> node = pair_.state().node(each.path);
+            if (!node) return node.error();
+            if (*node || !wasPlanned) change.endedIntents.push_back(each.id);
+        }
+        return change.isEmpty() ? Result<void>() : pair_.state().commit(change);
     }
 
     // Who removes it on one side, and then takes it again, does not mean the other side.

@@ -64,20 +64,25 @@ public:
         if (!run) co_return run.error();
         run_ = *run;
         std::reverse(deeds.begin(), deeds.end());  // the last is taken back first
+        bool isTold = false;
         for (const Deed& deed : deeds) {
             if (!givesBack(deed)) continue;
             if (remote_.isInterrupted()) co_return interruption();
-            Result<void> done = co_await giveBack(deed);
+            Result<bool> done = co_await giveBack(deed);
+            if (done && !*done) continue;
+            isTold = true;
             if (!done) ++end_.failures;
             SyncEvent event{deed.act, deed.path};
             if (!done) event.error = std::move(done).error();
             options_.tell(event);
         }
+        if (!isTold) options_.remark("All that the run replaced or removed is what it was.");
         co_return end_;
     }
 
 private:
-    Task<Result<void>> giveBack(Deed deed) {
+    // Gives whether it was anything else than what it was before the deed.
+    Task<Result<bool>> giveBack(Deed deed) {
         const std::optional<fs::path> content = store_.find(deed.oldHash);
         if (!content) {
             co_return notInStore();
@@ -86,16 +91,37 @@ private:
         co_return co_await giveBackThere(std::move(deed), *content);
     }
 
-    Result<void> giveBackHere(const Deed& deed, const fs::path& content) {
+    // A run that was killed may not have noted what it had done, which the next one did once more
+    // then.
+    Result<void> noteOutcome(const Deed& deed) {
+        const Result<std::optional<BaseNode>> base = pair_.state().node(deed.path);
+        if (!base) return base.error();
+        if (!*base || (*base)->here.hash != deed.oldHash) return {};
+        std::optional<BaseNode> outcome;
+        if (!deed.newHash.empty()) {  // nothing but the contents prove it
+            outcome.emplace();
+            outcome->here.inode = (*base)->here.inode;
+            outcome->here.hash = outcome->there.hash = deed.newHash;
+        }
+        StateChange change;
+        change.nodes.emplace_back(deed.path, std::move(outcome));
+        return pair_.state().commit(change);
+    }
+
+    Result<bool> giveBackHere(const Deed& deed, const fs::path& content) {
         const Result<FileHere> now = readFileHere(folder_, deed.path);
         if (!now) return now.error();
-        if (now->hash == deed.oldHash) return {};
+        if (now->hash == deed.oldHash) return false;
         if (now->isUnread() || now->hash != deed.newHash) return changedHereSince();
-        if (Result<void> made = makeFolders(deed.path); !made) return made;
+        if (Result<void> made = makeFolders(deed.path); !made) return std::move(made).error();
         Result<NewFile> file = copyToNewFile(folder_, content, deed.path);
         if (!file) return std::move(file).error();
         if (file->hash() != deed.oldHash) return notInStore();
-        return replaceHere(folder_, pair_.state(), store_, deed.path, *now, *file, run_, {});
+        if (Result<void> noted = noteOutcome(deed); !noted) return std::move(noted).error();
+        Result<void> replaced =
+            replaceHere(folder_, pair_.state(), store_, deed.path, *now, *file, run_, {});
+        if (!replaced) return std::move(replaced).error();
+        return true;
     }
 
     Result<void> makeFolders(const std::string& path) const {
@@ -116,44 +142,53 @@ private:
         co_return Result<void>();
     }
 
-    // Whether it still is what the run left, in the store then.
-    Task<Result<void>> checkThere(std::string url, Deed deed, Resource now) {
+    // Whether it still is what the run left, in the store then, and not what it was before.
+    Task<Result<bool>> checkThere(std::string url, Deed deed, Resource now) {
         const bool hasTag = !deed.newTag.text.empty() && deed.newTag.text == now.tag.text;
         if (hasTag) {
             const Result<bool> isKept = store_.keep(deed.newHash);
-            if (isKept && *isKept) co_return Result<void>();
+            if (isKept && *isKept) co_return true;
         }
         if (hasTag && hashOf(folder_, deed.path, Links::left) == deed.newHash) {
             const auto open = folder_.openForReading(deed.path, Links::left);
-            if (open) co_return store_.copy(*open, deed.path, deed.newHash);
+            if (open) co_return copyToStore(*open, deed);
         }
         const Result<HashedContent> content = co_await fetchHash(remote_, std::move(url), now.size);
         if (!content) co_return content.error();
+        if (content->hash == deed.oldHash) co_return false;
         if (content->hash != deed.newHash) co_return changedThereSince();
         const Result<bool> isKept = store_.keep(deed.newHash);
-        if (isKept && *isKept) co_return Result<void>();
+        if (isKept && *isKept) co_return true;
         if (const auto open = folder_.openForReading(deed.path, Links::left)) {
-            co_return store_.copy(*open, deed.path, deed.newHash);
+            co_return copyToStore(*open, deed);
         }
         co_return localError(Kind::refused,
                              "What is there now is nowhere else, and would be lost. Fetch it "
                              "first.");
     }
 
-    Task<Result<void>> giveBackThere(Deed deed, fs::path content) {
+    Result<bool> copyToStore(const vxhost::Descriptor& file, const Deed& deed) {
+        Result<void> copied = store_.copy(file, deed.path, deed.newHash);
+        if (!copied) return std::move(copied).error();
+        return true;
+    }
+
+    Task<Result<bool>> giveBackThere(Deed deed, fs::path content) {
         const ThereTree none;
         std::string url = urlOf(pair_.url(), none, deed.path, false);
         const Result<std::optional<Resource>> now = co_await look(remote_, url);
         if (!now) co_return now.error();
         const bool wasRemoved = deed.act == Act::removeThere;
-        if (wasRemoved == now->has_value()) co_return changedThereSince();
+        if (!*now && !wasRemoved) co_return changedThereSince();
         if (*now) {
-            Result<void> same = co_await checkThere(url, deed, **now);
-            if (!same) co_return std::move(same);
+            Result<bool> isIt = co_await checkThere(url, deed, **now);
+            if (!isIt || !*isIt) co_return std::move(isIt);
         } else {
             Result<void> made = co_await makeCollections(deed.path);
-            if (!made) co_return std::move(made);
+            if (!made) co_return std::move(made).error();
         }
+        Result<void> known = noteOutcome(deed);
+        if (!known) co_return std::move(known).error();
         const Result<ServerFacts> facts = co_await facts_.ask();
         if (!facts) co_return facts.error();
         Result<vxhost::Descriptor> open = caught([&]() -> Result<vxhost::Descriptor> {
@@ -179,7 +214,9 @@ private:
         Deed done = deedOf(run_, Act::store, deed.path, *now ? deed.newHash : "", deed.oldHash);
         done.newTag = stored->version.tag;
         after.deeds.push_back(std::move(done));
-        co_return pair_.state().commit(after);
+        Result<void> noted = pair_.state().commit(after);
+        if (!noted) co_return std::move(noted).error();
+        co_return true;
     }
 
     Remote& remote_;
@@ -218,9 +255,9 @@ Task<Result<SyncEnd>> undoRun(Remote& remote, Pair& pair, int64_t run, const Syn
     if (!folder) co_return folder.error();
     Result<Store> store = Store::open(storeDirectory(), options.limits);
     if (!store) co_return std::move(store).error();
-    const Result<std::vector<LateFile>> written =
-        settleLateFiles(*folder, pair.state(), *store, LateRun::last);
-    if (!written) co_return written.error();
+    const Result<Recovered> recovered = recover(*folder, pair.state(), *store, LateRun::last);
+    if (!recovered) co_return recovered.error();
+    for (const std::string& sentence : recovered->left) options.remark(sentence);
     Result<std::vector<Deed>> deeds = deedsToUndo(pair.state(), run);
     if (!deeds) co_return std::move(deeds).error();
     Undoing undoing(remote, pair, options, *folder, *store);

@@ -2,7 +2,9 @@
 """Runs quillon's whole command set against many WebDAV servers and writes the outcome as a table:
 tests/interoperability.py BUILD_DIR [SERVER...] [--output FILE]
 
-Exit code 1: something fails that no note explains."""
+Exit code 1: something fails that no note explains. With --serve HOME it only starts the server, on
+127.0.0.1 and in that folder, for other tests: it prints the URL, and serves until it is ended. Exit
+code 77: the server is not installed."""
 
 import argparse
 import contextlib
@@ -10,6 +12,7 @@ import datetime
 import os
 import pathlib
 import re
+import signal
 import socket
 import string
 import subprocess
@@ -48,10 +51,10 @@ class Server:
         return self.version is not None
 
     @contextlib.contextmanager
-    def running(self, build, home):
-        with socket.create_server((HOST, 0)) as free:
+    def running(self, build, home, host=HOST):
+        with socket.create_server((host, 0)) as free:
             port = free.getsockname()[1]
-        fill = lambda text: string.Template(text).substitute(home=home, host=HOST, port=port,
+        fill = lambda text: string.Template(text).substitute(home=home, host=host, port=port,
                                                              build=build)
         (home / (self.configuration or "none")).write_text(fill(self.settings))
         (home / "members").mkdir()
@@ -60,7 +63,7 @@ class Server:
             process = subprocess.Popen("exec " + fill(self.command), shell=True, cwd=home,
                                        stdout=output, stderr=output)
         try:
-            while not (url := self.url(port, log.read_text())):
+            while not (url := self.url(host, port, log.read_text())):
                 if process.poll() is not None:
                     raise Fault("it did not start: " + log.read_text())
                 time.sleep(0.01)
@@ -71,13 +74,13 @@ class Server:
             process.terminate()
             process.wait()
 
-    def url(self, port, printed):
+    def url(self, host, port, printed):
         """Once it is ready."""
         if "$port" not in self.command + self.settings:
             return printed.strip()
         with contextlib.suppress(ConnectionError):
-            socket.create_connection((HOST, port)).close()
-            return f"http://{HOST}:{port}/"
+            socket.create_connection((host, port)).close()
+            return f"http://{host}:{port}/"
 
 
 def output_of(command, folder):
@@ -334,14 +337,30 @@ def document(ran, program):
         *(f"{number}. {note}" for number, note in enumerate(used, 1)), ""])
 
 
+def serve(server, build, home, left_out):
+    if left_out:
+        server.settings = "\n".join(line for line in server.settings.splitlines()
+                                    if left_out not in line)
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit())
+    if not server.prepare(home):
+        sys.exit(77)
+    with server.running(build, home, "127.0.0.1") as url:
+        print(url, flush=True)
+        signal.pause()
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("build", type=pathlib.Path)
     parser.add_argument("servers", nargs="*")
     parser.add_argument("--output", type=pathlib.Path)
+    parser.add_argument("--serve", type=pathlib.Path, metavar="HOME")
+    parser.add_argument("--without", metavar="TEXT", help="lines of its configuration")
     arguments = parser.parse_args()
     build = arguments.build.resolve()
     os.environ["PATH"] += ":/usr/sbin"
+    if arguments.serve:
+        serve(SERVERS[arguments.servers[0]], build, arguments.serve, arguments.without)
     surprises, ran, told = [], {}, {}
     with tempfile.TemporaryDirectory() as temporary:
         for name in arguments.servers or SERVERS:

@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "client/remote/remote.hpp"
 
@@ -37,6 +38,18 @@ bool meansNoLocks(const Error& refused);
 
 // Also after an interrupt. A lock that stays is among the error's locks.
 Task<Result<void>> giveBack(Remote& remote, HeldLock lock);
+
+// The same behind what was done under it, whose outcome this is then. Also behind a removal: some
+// servers keep the lock of what is gone.
+template <class Value>
+Task<Result<Value>> giveBackAfter(Remote& remote, HeldLock lock, Result<Value> done) {
+    Result<void> back = co_await giveBack(remote, std::move(lock));
+    if (back) co_return std::move(done);
+    if (done) co_return std::move(back).error();
+    Error error = std::move(done).error();
+    error.locks = back.error().locks;
+    co_return std::move(error);
+}
 
 // The lock of that owner's text, of a process that did not live to know its token. Gives whether
 // there was one.

@@ -90,12 +90,7 @@ Task<Result<Stored>> storeLocked(Remote& remote, std::string url, vxhost::Upload
     if (stored && stored->version.tag.text.empty()) {
         co_await lookAtStored(remote, url, content.length(), &*stored);
     }
-    Result<void> back = co_await giveBack(remote, std::move(*lock));
-    if (back) co_return std::move(stored);
-    if (stored) co_return std::move(back).error();
-    Error error = std::move(stored).error();
-    error.locks = back.error().locks;
-    co_return std::move(error);
+    co_return co_await giveBackAfter(remote, std::move(*lock), std::move(stored));
 }
 
 }  // namespace
@@ -167,13 +162,8 @@ Task<Result<void>> removeMember(Remote& remote, std::string url, Resource seen, 
     if (removed) {
         const Conditions locked{.lockToken = lock->token()};
         removed = co_await remove(remote, url, locked);
-        if (removed) co_return std::move(removed);  // the lock went with the member
     }
-    Result<void> back = co_await giveBack(remote, std::move(*lock));
-    if (back) co_return std::move(removed);
-    Error error = std::move(removed).error();
-    error.locks = back.error().locks;
-    co_return std::move(error);
+    co_return co_await giveBackAfter(remote, std::move(*lock), std::move(removed));
 }
 
 }  // namespace quillon

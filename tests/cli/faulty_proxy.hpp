@@ -39,15 +39,16 @@ inline std::string handOn(uint16_t server, const support::Request& request, Faul
     const std::string proxy(request.field("Host"));
     for (const auto& [name, value] : request.fields) {
         std::string line = name + ": " + value + "\r\n";
-        if (const size_t at = line.find("//" + proxy + "/"); at != line.npos) {
-            line.replace(at + 2, proxy.size(), "127.0.0.1:" + std::to_string(server));
+        const size_t at = name == "Host" ? line.find(proxy) : line.find("//" + proxy + "/");
+        if (at != line.npos) {
+            line.replace(line.find(proxy, at), proxy.size(), "127.0.0.1:" + std::to_string(server));
         }
         message += line;
     }
     const std::string end = "Connection: close\r\n";
     message += end + "\r\n" + request.body;
     if (fault == Fault::inRequest) message = half(message);
-    std::string answer = support::exchange(server, message);
+    std::string answer = support::exchange(server, message, fault == Fault::inRequest);
     if (const size_t at = answer.find(end); at != answer.npos) answer.erase(at, end.size());
     if (fault == Fault::none) return answer;
     return fault == Fault::inAnswer ? half(answer) : "";
@@ -60,7 +61,7 @@ inline Countdown countdown(size_t nth) {
     return std::make_shared<std::atomic<long>>(static_cast<long>(nth));
 }
 
-inline support::ScriptedServer::Handler faultyHandler(const support::Apache& server, Fault way,
+inline support::ScriptedServer::Handler faultyHandler(const support::Server& server, Fault way,
                                                       Countdown left) {
     return [&server, way, left = std::move(left)](const support::Request&) {
         const Fault fault = left->fetch_sub(1) == 1 ? way : Fault::none;

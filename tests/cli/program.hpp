@@ -106,7 +106,7 @@ protected:
     }
 
     // Of all that is in the server's root, or in another collection.
-    static Arguments lockTokens(const Apache& server, const std::string& fields = "",
+    static Arguments lockTokens(const support::Server& server, const std::string& fields = "",
                                 const std::string& collection = "/") {
         const std::string reply =
             support::ask(server.port(), "PROPFIND", collection, "Depth: 1\r\n" + fields,

@@ -2,7 +2,6 @@
 // in a temporary folder. Its log is printed at the end when a test of the program failed.
 #pragma once
 
-#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -10,6 +9,7 @@
 
 #include "tests/support/certificate.hpp"
 #include "tests/support/process.hpp"
+#include "tests/support/server.hpp"
 #include "tests/support/temporary_directory.hpp"
 
 namespace support {
@@ -34,24 +34,19 @@ struct ApacheOptions {
     std::filesystem::path documentRoot{};     // empty: one of its own
 };
 
-class Apache {
+class Apache : public Server {
 public:
     explicit Apache(ApacheOptions options = {});  // throws with the log when it does not start
-    ~Apache();
-    Apache(const Apache&) = delete;
-    Apache& operator=(const Apache&) = delete;
+    ~Apache() override;
 
     const Account& account() const { return options_.account; }
-    uint16_t port() const { return port_; }
-    std::string url(std::string_view path = {}) const;  // as of localUrl()
+    std::string url(std::string_view path = {}) const override;  // as of localUrl()
 
-    // Where the members are. A folder made here directly is not the server's own when root runs the
-    // tests, so that it may refuse to change it: use addCollection().
-    const std::filesystem::path& documentRoot() const { return options_.documentRoot; }
+    const std::filesystem::path& documentRoot() const override { return options_.documentRoot; }
     void addMember(std::string_view path, std::string_view content) const;
-    void addCollection(std::string_view path) const;
+    void addCollection(std::string_view path) const override;
 
-    void waitUntilIdle() const;  // no request is in work
+    void waitUntilIdle() const override;
 
     // Of the requests that were answered, in the order in which their answers ended.
     std::string transcript() const;  // lines "METHOD path status"
@@ -65,7 +60,7 @@ private:
 
     ApacheOptions options_;
     TemporaryDirectory home_;
-    uint16_t port_ = 0, statusPort_ = 0;
+    uint16_t statusPort_ = 0;
     std::unique_ptr<RunningProcess> process_;
 };
 

@@ -21,12 +21,12 @@ struct LoopbackSocket {
 
 }  // namespace
 
-std::string exchange(uint16_t port, std::string_view bytes) {
+std::string exchange(uint16_t port, std::string_view bytes, bool breaksOff) {
     LoopbackSocket server;
     server.address.sin_port = htons(port);
     if (connect(server.number, server.generic(), server.size) != 0) return "";
     send(server.number, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    shutdown(server.number, SHUT_WR);
+    if (breaksOff) shutdown(server.number, SHUT_WR);
     std::string answer;
     char piece[65536];
     for (ssize_t count; (count = read(server.number, piece, sizeof piece)) > 0;)

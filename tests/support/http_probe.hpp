@@ -8,7 +8,8 @@
 namespace support {
 
 // What a server sends until it ends the connection, to these bytes and no more. "": nothing came.
-std::string exchange(uint16_t port, std::string_view bytes);
+// breaksOff: it is told that no more come, which some servers take for somebody who has gone.
+std::string exchange(uint16_t port, std::string_view bytes, bool breaksOff = false);
 
 // The whole answer to a request. Each of the fields has its line end.
 std::string ask(uint16_t port, std::string_view method, std::string_view target,

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <cstdlib>
+#include <functional>
 
 #include "tests/cli/faulty_proxy.hpp"
 #include "tests/sync/pair_test.hpp"
@@ -133,34 +134,67 @@ INSTANTIATE_TEST_SUITE_P(, PairFaults,
                                          Way{"refused", Fault::refused}),
                          [](const auto& way) { return way.param.first; });
 
-class PairKills : public Campaign, public testing::WithParamInterface<int> {};
-
-TEST_P(PairKills, loseNothing) {
-    const fs::path count = home / "count";
-    const auto killedAt = [&](size_t nth) {
+class PairKills : public Campaign, public testing::WithParamInterface<int> {
+protected:
+    support::Outcome killedAt(size_t nth) const {
         support::Command all = commandOf("ann", {"sync", "--quiet", folder("ann")});
         all.environment["LD_PRELOAD"] = KILL_AT;
         all.environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";  // it comes second
         all.environment["KILL_AT"] = std::to_string(nth);
-        all.environment["KILL_COUNT"] = count;
+        all.environment["KILL_COUNT"] = home / "count";
         return support::run(all);
-    };
-    restore();
-    EXPECT_EQ(killedAt(0).exitCode, exitChanged);
-    const auto needed = static_cast<size_t>(std::atol(support::readFile(count).c_str()));
-    ASSERT_GT(needed, 40u);
-    const size_t step = stepOf(needed, 20);
-    for (size_t nth = 1 + static_cast<size_t>(GetParam()) % step; nth <= needed && !HasFailure();
-         nth += step) {
-        restore();
-        const auto before = contentsAnywhere();
-        const auto outcome = killedAt(nth);
-        server.waitUntilIdle();
-        SCOPED_TRACE(fmt::format("change {} of {}: {}", nth, needed, outcome.errors));
-        EXPECT_EQ(outcome.exitCode, -1);
-        nothingIsLost(before);
-        theNextRunsDoTheRest();
     }
+    // Whatever is done behind a kill, at changes from the first to the last.
+    void killInTurn(size_t share, const std::function<void()>& behind) {
+        restore();
+        EXPECT_EQ(killedAt(0).exitCode, exitChanged);
+        const auto needed =
+            static_cast<size_t>(std::atol(support::readFile(home / "count").c_str()));
+        ASSERT_GT(needed, 40u);
+        const size_t step = stepOf(needed, share);
+        for (size_t nth = 1 + static_cast<size_t>(GetParam()) % step;
+             nth <= needed && !HasFailure(); nth += step) {
+            restore();
+            const auto before = contentsAnywhere();
+            const auto outcome = killedAt(nth);
+            server.waitUntilIdle();
+            SCOPED_TRACE(fmt::format("change {} of {}: {}", nth, needed, outcome.errors));
+            EXPECT_EQ(outcome.exitCode, -1);
+            nothingIsLost(before);
+            behind();
+        }
+    }
+};
+
+TEST_P(PairKills, loseNothing) {
+    killInTurn(20, [this] { theNextRunsDoTheRest(); });
+}
+
+TEST_P(PairKills, canBeUndone) {
+    killInTurn(10, [this] {
+        const auto before = contentsAnywhere();
+        const auto undone = run("ann", {"undo", "-C", folder("ann")});
+        EXPECT_TRUE(undone.exitCode == exitDone || undone.exitCode == exitNotFound)
+            << undone.errors;
+        Files here = filesIn(folder("ann")), onServer = filesIn(there());
+        for (const char* name : {"changed-there", "gone-there", "e/z"})
+            EXPECT_EQ(here[name].substr(0, 4), "old ") << name;
+        for (const char* name : {"changed here", "gone here", "d/x", "d/y"})
+            EXPECT_EQ(onServer[name].substr(0, 4), "old ") << name;
+        nothingIsLost(before);
+        // What was given back goes to the other side, and is not done once more.
+        for (int again = 0; again < 3; ++again) sync("ann");
+        here = filesIn(folder("ann"));
+        onServer = filesIn(there());
+        static const std::regex givenBack("given back (here|there) (.*)\n");
+        std::sregex_iterator at(undone.output.begin(), undone.output.end(), givenBack), end;
+        for (; at != end; ++at) {
+            EXPECT_EQ(here[(*at)[2]].substr(0, 4), "old ") << (*at)[2];
+            EXPECT_EQ(onServer[(*at)[2]].substr(0, 4), "old ") << (*at)[2];
+        }
+        nothingIsLost(before);
+        nothingIsLeft("ann");
+    });
 }
 
 INSTANTIATE_TEST_SUITE_P(, PairKills, testing::Range(0, 2));

@@ -4,11 +4,13 @@
 #include <fmt/format.h>
 
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 
 #include "cli/terminal/exit_code.hpp"
 #include "tests/cli/program.hpp"
+#include "tests/support/other_server.hpp"
 
 namespace quillon::cli {
 
@@ -16,7 +18,17 @@ using Files = std::map<std::string, std::string>;  // contents by paths; of fold
 
 class PairTest : public ProgramTest {
 protected:
-    PairTest() { server.addCollection("t"); }
+    explicit PairTest(std::unique_ptr<const support::Server> its = std::make_unique<Apache>())
+        : owned_(std::move(its)), server(*owned_) {
+        server.addCollection("t");
+    }
+
+    // As tests/interoperability.py names it; it has no port where it is not installed.
+    static std::unique_ptr<const support::Server> start(const std::string& name,
+                                                        const std::string& without = {}) {
+        if (name == "apache") return std::make_unique<Apache>();
+        return std::make_unique<support::OtherServer>(name, without);
+    }
 
     std::filesystem::path folder(const std::string& person) const { return work / person; }
     std::filesystem::path there() const { return server.documentRoot() / "t"; }
@@ -49,6 +61,9 @@ protected:
         std::filesystem::last_write_time(
             file, now - std::chrono::hours(5) + std::chrono::milliseconds(1500) * ++writes_, gone);
     }
+    void makeOldThere(const std::string& path) const {
+        if (server.bearsOtherDates()) makeOld(there() / path);
+    }
     void write(const std::filesystem::path& file, const std::string& content) const {
         std::filesystem::create_directories(file.parent_path());
         writeFile(file, content);
@@ -62,7 +77,7 @@ protected:
     }
     int storeThere(const std::string& path, const std::string& content) const {
         const int status = ask("PUT", path, {}, content);
-        if (status < 300) makeOld(there() / path);
+        if (status < 300) makeOldThere(path);
         return status;
     }
 
@@ -105,8 +120,12 @@ protected:
         EXPECT_EQ(lockTokens(server, "", "/t/"), Arguments());
     }
 
-    const Apache server;
+private:
+    const std::unique_ptr<const support::Server> owned_;
     mutable int64_t writes_ = 0;
+
+protected:
+    const support::Server& server;
 };
 
 }  // namespace quillon::cli

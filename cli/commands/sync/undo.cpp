@@ -45,6 +45,7 @@ int runUndo(Session& session, const UndoChoice& choice) {
         const int its = report("give back", event.path, *event.error);
         if (code == exitDone) code = its;
     };
+    options.remark = [](const std::string& sentence) { complain(sentence); };
     const Result<sync::SyncEnd> end =
         session.withRemote(*root, [&](Remote& remote) -> Result<sync::SyncEnd> {
             return remote.run(sync::undoRun(remote, *pair, choice.run, options));
