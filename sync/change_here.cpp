@@ -100,6 +100,17 @@ Result<std::string> freeCopyPath(const Work& work, const std::string& path, Time
     return localError(Kind::local, "There are too many of theirs beside it. Settle some.");
 }
 
+// What was changed there, too, stays what both had under another name, until it is fetched.
+void takeMovedThere(BaseNode& node, const ThereNode& there, std::optional<Time> asked) {
+    const ThereState& now = there.state;
+    if (isUnchangedThere(node, there).value_or(false)) {
+        node.there = settled(now, asked);
+        node.there.hash = node.here.hash;
+    }
+    node.there.segment = now.segment;
+    node.there.fileId = now.fileId;
+}
+
 }  // namespace
 
 ThereState fetchedState(ThereState listed, const FetchedContent& fetched, std::string hash) {
@@ -202,9 +213,10 @@ Task<Result<Done>> moveHere(Work& work, std::string from, std::string path) {
     // What somebody wrote between the look and the renaming is read by the next run.
     const bool isSame = now && *now && isSameVersion(**before, **now);
     node.here.changedNs = isSame ? settled(hereStateOf(**now)).changedNs : 0;
+    // What follows in this run, as a fetch over it, is to find what it expects.
+    if (isSame) work.trees.here.at(path).state.changedNs = hereStateOf(**now).changedNs;
     const std::string hash = node.here.hash;
-    node.there = settled(work.there(path)->state, work.asked);
-    node.there.hash = hash;
+    takeMovedThere(node, *work.there(path), work.asked);
     Deed deed = deedOf(work.run, Act::moveHere, path);
     deed.from = from;
     deed.newHash = hash;

@@ -143,6 +143,7 @@ void takeMoved(Work& work, const std::string& path, const ThereNode& before, con
         if (hasTag) moved.there.modified = base->there.modified;
     }
     moved.there.segment = now.segment;
+    moved.there.fileId = base->there.fileId;
     work.noteNode(path, std::move(moved));
 }
 
@@ -224,6 +225,7 @@ Task<Result<Done>> storeFile(Work& work, std::string path) {
     node.here = settled(hereStateOf(end->begun));
     node.here.hash = end->hash;
     node.there = storedState(file.url, *end, facts && facts->tagsInProperties);
+    if (const ThereNode* there = work.there(path)) node.there.fileId = there->state.fileId;
     Deed deed = deedOf(work.run, Act::store, path);
     deed.oldHash = oldHash;
     deed.newHash = end->hash;

@@ -45,7 +45,7 @@ void addMembers(const WalkedCollection& walked, Folding folding, ThereTree& tree
 }  // namespace
 
 ThereState thereStateOf(const Resource& resource) {
-    return {resource.segment, resource.tag, resource.size, resource.modified, {}, {}};
+    return {resource.segment, resource.tag, resource.size, resource.modified, {}, resource.fileId};
 }
 
 Resource resourceOf(const ThereState& state) {
@@ -83,6 +83,7 @@ Task<Result<ThereLook>> lookThere(Remote& remote, std::string rootUrl, const Fil
     Walk walk(remote, std::move(rootUrl), [&filter](std::string_view path, bool isCollection) {
         return filter.takes(path, isCollection);
     });
+    walk.askForFileIds();
     std::optional<Error> failure;
     for (bool isRoot = true;; isRoot = false) {
         std::optional<WalkedCollection> walked = co_await walk.next();

@@ -19,10 +19,30 @@ namespace {
 using vxhost::Answer;
 using Response = vxhost::MultistatusResponse;
 
-constexpr const char* wantedProperties =
-    "<?xml version=\"1.0\" encoding=\"utf-8\"?><D:propfind xmlns:D=\"DAV:\"><D:prop>"
-    "<D:resourcetype/><D:getcontentlength/><D:getlastmodified/><D:getetag/>"
-    "</D:prop></D:propfind>";
+constexpr size_t longestFileId = 256;  // bytes
+
+// By RFC 5842, 3.1, which is of the most worth, and as Nextcloud and ownCloud tell it.
+const std::vector<std::string> fileIdNames = {"DAV:\nresource-id",
+                                              "http://owncloud.org/ns\nfileid"};
+
+std::string wantedProperties(FileIds fileIds) {
+    std::string document =
+        "<?xml version=\"1.0\" encoding=\"utf-8\"?><D:propfind xmlns:D=\"DAV:\"><D:prop>"
+        "<D:resourcetype/><D:getcontentlength/><D:getlastmodified/><D:getetag/>";
+    if (fileIds == FileIds::asked) {
+        document += "<D:resource-id/><fileid xmlns=\"http://owncloud.org/ns\"/>";
+    }
+    return document + "</D:prop></D:propfind>";
+}
+
+// texts: of the properties of those names.
+std::string_view fileIdIn(const std::vector<std::string>& texts) {
+    for (const std::string& text : texts) {
+        const std::string_view id = vxhost::trim(text);
+        if (!id.empty() && id.size() <= longestFileId) return id;
+    }
+    return {};
+}
 
 std::string_view pathOf(std::string_view href) {
     return vxhost::splitReference(href).path;
@@ -36,7 +56,9 @@ std::string_view withoutFinalSlash(std::string_view path) {
 // Of an answer that arrives.
 class ResourceSink : public vxhost::BodySink {
 public:
-    ResourceSink(std::string_view url, uint64_t mostBytes) : url_(url), mostBytes_(mostBytes) {}
+    ResourceSink(uint64_t mostBytes, FileIds fileIds) : mostBytes_(mostBytes), fileIds_(fileIds) {}
+
+    FileIds fileIds() const { return fileIds_; }
 
     void begin(const Answer& answer) override {
         members_ = {};
@@ -46,7 +68,9 @@ public:
         askedPath_ = std::string(withoutFinalSlash(pathOf(answer.url)));
         const bool isXml = answer.headers.first("Content-Type").find("xml") != std::string::npos;
         if (answer.status != 207 && !isXml) return;
-        reader_.emplace([this](const Response& response) { add(response); });
+        reader_.emplace([this](const Response& response) { add(response); },
+                        vxhost::MultistatusReader::TakeRoot(),
+                        fileIds_ == FileIds::asked ? fileIdNames : std::vector<std::string>());
     }
     void write(std::string_view piece) override {
         if (reader_) reader_->feed(piece);
@@ -93,7 +117,10 @@ private:
             vxhost::parseNumber<uint64_t>(vxhost::trim(response.values[Response::contentLength]));
         resource.modified = parseTime(vxhost::trim(response.values[Response::lastModified]));
         resource.tag = vxhost::parseEntityTag(vxhost::trim(response.values[Response::entityTag]));
-        bytes_ += sizeof(Resource) + resource.segment.size() + resource.tag.text.size();
+        resource.fileId = fileIdIn(*response.others);
+        members_.tellsFileIds = members_.tellsFileIds || !resource.fileId.empty();
+        bytes_ += sizeof(Resource) + resource.segment.size() + resource.tag.text.size() +
+                  resource.fileId.size();
         if (bytes_ > mostBytes_) {
             throw vxhost::Failure(vxhost::WEBLNK_BAD_ANSWER,
                                   "The collection has more members than memory may hold");
@@ -121,8 +148,8 @@ private:
         bool asked;     // by that path
     };
 
-    const std::string url_;
     const uint64_t mostBytes_;
+    const FileIds fileIds_;
     std::string askedPath_;
     std::optional<vxhost::MultistatusReader> reader_;
     Members members_;
@@ -143,15 +170,15 @@ Error notMultistatus(const Answer& answer) {
 // The parser's complaints are thrown inside the request, and come as its failure.
 Task<Result<Answer>> ask(Remote& remote, std::string url, uint32_t depth, ResourceSink& sink) {
     vxhost::Request request =
-        vxhost::propertiesRequest(std::move(url), depth, std::string(wantedProperties));
+        vxhost::propertiesRequest(std::move(url), depth, wantedProperties(sink.fileIds()));
     request.sink = &sink;
     co_return co_await remote.send(std::move(request));
 }
 
 }  // namespace
 
-Task<Result<Members>> list(Remote& remote, std::string url) {
-    ResourceSink sink(url, remote.settings().mostListingBytes);
+Task<Result<Members>> list(Remote& remote, std::string url, FileIds fileIds) {
+    ResourceSink sink(remote.settings().mostListingBytes, fileIds);
     Result<Answer> answer = co_await ask(remote, url, 1, sink);
     if (!answer) co_return answer.error();
     if (!vxhost::isSuccess(answer->status)) co_return refusal(*answer);
@@ -167,7 +194,7 @@ Task<Result<Members>> list(Remote& remote, std::string url) {
 }
 
 Task<Result<std::optional<Resource>>> look(Remote& remote, std::string url) {
-    ResourceSink sink(url, remote.settings().mostListingBytes);
+    ResourceSink sink(remote.settings().mostListingBytes, FileIds::unasked);
     Result<Answer> answer = co_await ask(remote, url, 0, sink);
     if (!answer) co_return answer.error();
     if (answer->status == 404) co_return std::optional<Resource>();

@@ -48,7 +48,9 @@ std::string Walk::pathOf(const std::string& parent, const Resource& resource) {
 }
 
 Task<> Walk::ask(Place node) {
-    node->members = co_await list(remote_, node->url);
+    node->members = co_await list(remote_, node->url, fileIds_);
+    const bool isRoot = node->depth == 0;
+    if (isRoot && *node->members && !(*node->members)->tellsFileIds) fileIds_ = FileIds::unasked;
     filterMembers(*node);
     if (*node->members) waitingResources_ += (*node->members)->resources.size();
     if (node->waiting) remote_.loop().post(std::exchange(node->waiting, nullptr));

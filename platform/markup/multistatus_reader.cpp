@@ -60,6 +60,7 @@ constexpr MultistatusReader::Transition MultistatusReader::transitions[] = {
     {Place::prop, Place::entityTag, "getetag"},
     {Place::prop, Place::resourceType, "resourcetype"},
     {Place::resourceType, Place::collection, "collection"},
+    {Place::other, Place::other, "href"},
 };
 
 bool MultistatusResponse::isRefused() const {

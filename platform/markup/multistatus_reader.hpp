@@ -42,7 +42,8 @@ public:
     // Told of the root, which may be no multistatus, as expat names it; may be empty.
     using TakeRoot = std::function<void(std::string_view name)>;
 
-    // others: names ("uri\nlocal") of further properties, whose texts are read.
+    // others: names ("uri\nlocal") of further properties, whose texts are read, or that of the href
+    // in one.
     explicit MultistatusReader(Take take, TakeRoot takeRoot = {},
                                std::vector<std::string> others = {});
 
