@@ -54,10 +54,16 @@ Result<Secret> givenPassword(const CommonOptions& options, const Address& addres
     return promptSecret("Password of " + user + " at " + address.origin() + ": ");
 }
 
-Result<Secret> Credentials::passwordFor(const Address& address, const std::string& user,
-                                        bool& asked) const {
+// The site's command is for its own user.
+CommonOptions Credentials::optionsFor(const Address& address, const std::string& user) const {
     CommonOptions options = sites_.optionsFor(address);
     if (options.user != user) options.passwordCommand.clear();
+    return options;
+}
+
+Result<Secret> Credentials::passwordFor(const Address& address, const std::string& user,
+                                        bool& asked) const {
+    const CommonOptions options = optionsFor(address, user);
     const bool isGiven = !options.passwordFile.empty() || !options.passwordCommand.empty();
     if (isGiven) return givenPassword(options, address, user);
     Result<std::optional<Secret>> stored = storedPassword(sites_.of(address), user);
@@ -85,7 +91,7 @@ Result<Credentials::Known> Credentials::findKnown(const Address& address) const 
     known.login.proxy = options.proxy;
     concealInReports(credentialsIn(known.login.proxy));  // libcurl repeats one that it cannot use
     if (options.access.hasToken()) return known;
-    known.login.user = address.hasCredentials() ? address.user() : options_.user;
+    known.login.user = address.hasCredentials() ? address.user() : options.user;
     if (const Result<void> valid = checkUserName(known.login.user); !valid) return valid.error();
     if (!address.password().empty()) {
         tellSource(options, "the password is that of the URL");
@@ -132,7 +138,8 @@ Result<Login> Credentials::askAgain(const Address& address) {
         if (!user) return std::move(user).error();
         known.login.user = std::move(*user);
     }
-    Result<Secret> password = givenPassword(options_, address, known.login.user);
+    const CommonOptions options = optionsFor(address, known.login.user);
+    Result<Secret> password = givenPassword(options, address, known.login.user);
     if (!password) return std::move(password).error();
     known.login.password = std::move(*password);
     return known.login;

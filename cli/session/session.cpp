@@ -108,7 +108,7 @@ ExtensionOptions extensionOptions(const CommonOptions& options, Progress& progre
 }  // namespace
 
 Session::Session(const CommonOptions& options, Cost* cost)
-    : options_(options), sites_(options), credentials_(options, sites_), cost_(cost) {}
+    : options_(options), sites_(options), credentials_(sites_), cost_(cost) {}
 
 Error Session::refusal(const Address& address, const Login& login, Error error) const {
     return explainRefusal(sites_.optionsFor(address).access, sites_.of(address), login,

@@ -30,6 +30,7 @@ TEST_F(Connections, logInByACertificate) {
     const auto own = makeCertificate(work.path(), "own");
     makeCertificate(work.path(), "s");
     const Apache server({.tls = true, .clientAuthority = own.file});
+    const Apache another({.tls = true, .clientAuthority = own.file});
     const std::string url = server.url();
     shell(
         "cat own.pem own.key > both.pem; openssl ec -in own.key -aes128 -passout pass:geheim -out "
@@ -47,6 +48,10 @@ TEST_F(Connections, logInByACertificate) {
         {{"--cert", "own.p12"}, 4, "own.p12 has a passphrase, and there is no terminal"}};
     const Arguments ls{"ls", "--ca-file", authority, url};
     for (const auto& [more, code, told] : rows) expect({{joined(ls, more), code, told}});
+    for (const std::string deed : {"cp", "mv"}) {
+        const Arguments line{deed, "--ca-file", authority, url, another.url()};
+        expect({{joined(line, {"--cert", "own.pem", "--key", "own.key"}), 4, "Give it with"}});
+    }
     for (const Arguments& more :
          {Arguments{"--cert", "own.p12"}, {"--cert", "own.pem", "--key", "locked.key"}}) {
         const auto right = answered(joined(ls, more), "Passphrase of ", "geheim\n");

@@ -1,4 +1,6 @@
 // What opens a server beside a password that is typed. The secret is "geheim", wherever it is from.
+#include <algorithm>
+
 #include "tests/cli/program.hpp"
 #include "tests/support/scripted_server.hpp"
 
@@ -148,6 +150,38 @@ TEST_F(WayIn, headersAndCookiesGoToTheirOriginAlone) {
     const std::string line =
         support::readFile("/proc/" + std::to_string(program.pid()) + "/cmdline");
     EXPECT_NE(line.find("X-Gate:  ******"), line.npos) << line;
+}
+
+TEST_F(WayIn, secretsOfTheLineGoToTheServerOfItsFirstUrlAlone) {
+    const auto ask = Answer(401).with("WWW-Authenticate", "Basic realm=\"r\"");
+    const auto secrets = [](const ScriptedServer& of) {
+        return std::ranges::count_if(of.requests(), [](const Request& request) {
+            return request.fields.count("X-Gate") + request.fields.count("Authorization") > 0;
+        });
+    };
+    server.on("*", "*", [=](const Request& request) {
+        const bool isIn = request.fields.count("X-Gate") + request.fields.count("Authorization");
+        return isIn ? whole(request) : ask;
+    });
+    other.on("*", "*", ask);
+    writeFile(work / "secret", "geheim\n");
+    const std::pair<Arguments, int> lines[] = {
+        {{"cp"}, 4}, {{"mv"}, 4}, {{"__complete", "cp"}, 0}, {{"ls"}, 4}, {{"ls", "ftp://h/"}, 2}};
+    for (const Arguments& kind : {Arguments{"-uann", "--password-file", "secret"},
+                                  {"--token-file", "secret"},
+                                  {"--header", "X-Gate: geheim"}}) {
+        for (auto [words, code] : lines) {
+            const bool isFirst = words.size() == 1 || code == 0;
+            words.insert(words.end(), kind.begin(), kind.end());
+            words.insert(words.end(), {url, other.url("c/")});
+            server.clearRequests();
+            other.clearRequests();
+            EXPECT_EQ(quillon(words).exitCode, code);
+            EXPECT_EQ(secrets(server) > 0, isFirst && words[0] == "ls") << words.front();
+            EXPECT_FALSE(other.requests().empty()) << words.front();
+            EXPECT_EQ(secrets(other), 0) << testing::PrintToString(words);
+        }
+    }
 }
 
 TEST_F(WayIn, aSocketStandsForHostAndPort) {
