@@ -13,6 +13,7 @@
 #include <cstring>
 #include <optional>
 
+#include "cli/session/sources.hpp"
 #include "cli/terminal/process.hpp"
 #include "platform/base/descriptor.hpp"
 
@@ -164,7 +165,8 @@ Result<Secret> firstLineOf(const std::vector<std::string>& words, std::string_vi
     std::string_view line = text->view().substr(0, text->view().find('\n'));
     if (line.ends_with('\r')) line.remove_suffix(1);
     if (line.empty()) return commandError(words, key, "printed nothing");
-    return Secret(line);
+    return oneLine(Secret(line),
+                   fmt::format("The first line that {}, the {}, prints", words.front(), key));
 }
 
 void neverRunCommands() {

@@ -8,8 +8,8 @@
 #include "cli/parser/options.hpp"
 #include "cli/session/command_output.hpp"
 #include "cli/session/netrc.hpp"
-#include "cli/session/password_file.hpp"
 #include "cli/session/prompt.hpp"
+#include "cli/session/secret_file.hpp"
 #include "cli/session/sources.hpp"
 #include "cli/terminal/report.hpp"
 #include "client/password.hpp"
@@ -40,7 +40,7 @@ Result<Secret> givenPassword(const CommonOptions& options, const Address& addres
                              const std::string& user) {
     if (!options.passwordFile.empty()) {
         tellPassword(options, user, fmt::format("the first line of {}", options.passwordFile));
-        return readPasswordFile(options.passwordFile);
+        return readSecretFile(options.passwordFile, "password");
     }
     if (!options.passwordCommand.empty()) {
         tellPassword(options, user, "what the password-command prints");
@@ -72,9 +72,11 @@ Result<Secret> Credentials::passwordFor(const Address& address, const std::strin
         tellPassword(options, user, "the site's");
         return std::move(**stored);
     }
-    if (auto entry = findInNetrcFile(address.host(), user)) {
+    Result<std::optional<NetrcEntry>> entry = findInNetrcFile(address.host(), user);
+    if (!entry) return std::move(entry).error();
+    if (*entry) {
         tellPassword(options, user, "that of the netrc file");
-        return std::move(entry->password);
+        return std::move((*entry)->password);
     }
     if (!canPrompt()) {
         return localError(Kind::notAuthorized, "The password of " + user +
@@ -108,10 +110,12 @@ Result<Credentials::Known> Credentials::findKnown(const Address& address) const 
         known.login.password = std::move(*password);
         return known;
     }
-    if (auto entry = findInNetrcFile(address.host(), {})) {
+    Result<std::optional<NetrcEntry>> entry = findInNetrcFile(address.host(), {});
+    if (!entry) return std::move(entry).error();
+    if (*entry) {
         tellSource(options, "user and password are those of the netrc file");
-        known.login.user = std::move(entry->login);
-        known.login.password = std::move(entry->password);
+        known.login.user = std::move((*entry)->login);
+        known.login.password = std::move((*entry)->password);
     }
     return known;
 }

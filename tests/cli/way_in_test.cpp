@@ -67,6 +67,7 @@ TEST_F(WayIn, aPasswordComesFromACommand) {
         {"echo geheim; kill $$", 8, "was ended by a signal."},
         {"yes geheim", 8, "prints too much."},
         {"echo; echo geheim", 8, "printed nothing."},
+        {"printf 'geheim\\0more'", 8, "tool, the password-command, prints holds a NUL"},
         {"echo falsch", 4, "password"}};
     for (const auto& [script, code, told] : rows) expectOfSite(start + tool(script), code, told);
     expectOfSite(start + "['no-such']", 8, "no-such, the password-command, cannot be run: No such");
@@ -85,14 +86,17 @@ TEST_F(WayIn, aTokenComesFromAFileOrACommand) {
     writeFile(work / "old", "alt");
     const std::string refused = "The server does not take the token.";
     expectQuietly({{"ls", "--token-file", "token", url}, 0, ""});
-    expect({{{"ls", "--token-file", "old", url}, 4, refused},
-            {{"login", "work", url, "--token-file", "old"}, 4, refused},
-            {{"login", "work", url, "--token-file", "token"}, 0, stored},
-            {{"login", "work", url, "--token-file", "-"}, 8, "The standard input holds no"},
-            {{"ls", "--token-file", "old", "work:"}, 4, refused},
-            {{"login", "work", url, "--token-command", "echo geheim 'a b'"}, 4, refused},
-            {{"login", "work", url, "--token-command", "'echo' geheim"}, 0, stored},
-            {{"sites", "work"}, 0, "url            " + url + "\ntoken-command  echo geheim\n"}});
+    expect(
+        {{{"ls", "--token-file", "old", url}, 4, refused},
+         {{"login", "work", url, "--token-file", "old"}, 4, refused},
+         {{"login", "work", url, "--token-file", "token"}, 0, stored},
+         {{"login", "work", url, "--token-file", "-"}, 8, "The standard input holds no token"},
+         {{"ls", "--token-file", "none", url}, 8, "Cannot read the token file none"},
+         {{"ls", "--token-file", "old", "--auth=ntlm", url}, 2, "--token-file and --auth do not"},
+         {{"ls", "--token-file", "old", "work:"}, 4, refused},
+         {{"login", "work", url, "--token-command", "echo geheim 'a b'"}, 4, refused},
+         {{"login", "work", url, "--token-command", "'echo' geheim"}, 0, stored},
+         {{"sites", "work"}, 0, "url            " + url + "\ntoken-command  echo geheim\n"}});
     // One that is refused is asked for again, once.
     const std::string once = "test -e told && echo geheim || echo alt; echo > told";
     size_t before = 0;
@@ -121,9 +125,11 @@ TEST_F(WayIn, headersAndCookiesGoToTheirOriginAlone) {
         return words;
     };
     expectQuietly({{"ls", "--header", "@headers", url}, 0, ""});
-    expect({{with({"ls", url}), 0, ""},
-            {{"ls", "--header", "Host: geheim", url}, 2, "is Host, which every request has as it"},
-            {with({"ls", url, other.url("c/")}), 3, ""}});
+    expect(
+        {{with({"ls", url}), 0, ""},
+         {{"ls", "--header", "Host: geheim", url}, 2, "is Host, which every request has as it"},
+         {{"ls", "--header", "X-A: 127.0", "http://127.0.0.1:1/"}, 7, "list http://127.0.0.1:1/"},
+         {with({"ls", url, other.url("c/")}), 3, ""}});
     const std::string two = "headers = ['X-Gate: geheim', 'X-Two: geheim']\n";
     expectOfSite(two, 0, "");
     expectQuietly({{"sites", "work"}, 0, "url      " + url + "\nheaders  stored\n"});
