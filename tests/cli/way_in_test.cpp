@@ -226,6 +226,7 @@ protected:
 TEST_F(Cloud, thePersonSignsInSomewhereElse) {
     const std::string start = "/c/index.php/login/v2", page = server.url("p"),
                       poll = server.url("q");
+    const std::string notPlain = "names for this login is no plain URL";
     const Answer slow = Answer(200, answer).slowly(9, support::Duration(20));
     const Answer good = offer(page, poll), silent = Answer(200, answer).stalledAfter(9);
     const auto away = Answer(307).with("Location", other.url("q"));
@@ -234,6 +235,11 @@ TEST_F(Cloud, thePersonSignsInSomewhereElse) {
         {Answer(200, std::string(200000, '[')), {}, 1, "There is no login by browser at"},
         {offer(page, other.url("q")), {}, 1, "which is another one and was sent nothing"},
         {offer(other.url("p"), poll), {}, 1, "which is another one and was sent nothing"},
+        {offer(page, server.url("\\\\@h/")), {}, 1, notPlain},
+        {offer(other.url().insert(7, "\\\\"), poll), {}, 1, notPlain},
+        {offer(server.url().insert(7, "h@"), poll), {}, 1, notPlain},
+        {offer(page, "//h/"), {}, 1, notPlain},
+        {offer(page + "\u202e", poll), {}, 1, notPlain},
         {offer("p\\u001b[2J", poll), {}, 1, "There is no login by browser at"},
         {good, {Answer(403)}, 1, "403"},
         {good, {Answer(200, "[]")}, 7, "names no user"},
