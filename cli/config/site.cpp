@@ -101,7 +101,8 @@ constexpr SiteKey keys[] = {
      [](const Site& site) { return rangeProblem(site.timeoutSeconds, 86'400); }},
     {"jobs", "Members to transfer at a time, 1 to 64.", &Site::jobs, false,
      [](const Site& site) { return rangeProblem(site.jobs, 64); }},
-    {"insecure-basic", "true: no warning when the password goes to another machine over http.",
+    {"insecure-basic",
+     "true: no warning when a password, token or headers go to another machine over http.",
      &Site::insecureBasic},
     {"auth",
      "\"basic\": the server asks for Basic, as login found; over https the password then goes with "

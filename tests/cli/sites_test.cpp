@@ -91,13 +91,16 @@ TEST_F(Sites, credentialsComeFromEachPlace) {
 TEST_F(Sites, aPasswordInClearToAnotherMachineIsToldOfOnce) {
     std::string other = url;
     other.replace(other.find("127.0.0.1"), 9, "0.0.0.0");  // which counts as another
-    const auto warnings = [&](const std::string& target) {
-        const Arguments shell{"shell", "-uann", "--password-file", "right", target};
+    const auto warnings = [&](const std::string& target, const Arguments& more = {}) {
+        Arguments shell{"shell", "-uann", "--password-file", "right", target};
+        shell.insert(shell.end(), more.begin(), more.end());
         const std::string told = quillon(shell, "ls\nmkcol a\nls a\n").errors;
         const std::regex warning("unprotected");
         return std::distance(std::sregex_iterator(told.begin(), told.end(), warning), {});
     };
     EXPECT_EQ(warnings(other), 1);
+    EXPECT_EQ(warnings(other, {"--header", "X-A: b"}), 2);
+    EXPECT_EQ(warnings(other, {"--auth", "ntlm"}), 1);
     EXPECT_EQ(warnings(url), 0);
     writeSite("url = '" + other + "'\ninsecure-basic = true\n");
     EXPECT_EQ(warnings("work:"), 0);
