@@ -1,5 +1,7 @@
 // What opens a server beside a password that is typed. The secret is "geheim", wherever it is from.
 #include <algorithm>
+#include <csignal>
+#include <fstream>
 
 #include "tests/cli/program.hpp"
 #include "tests/support/scripted_server.hpp"
@@ -78,6 +80,22 @@ TEST_F(WayIn, aPasswordComesFromACommand) {
             {{"sites"}, 0, "work  " + url + "  ann  password by command\n"}});
     EXPECT_NE(quillon({"-v", "ls", "work:"}).errors.find("what the password-command prints"),
               std::string::npos);
+}
+
+TEST_F(WayIn, aCommandThatDoesNotListenEndsWithUs) {
+    writeSite("url = '" + url + "'\nuser = 'ann'\npassword-command = " +
+              tool("trap '' INT TERM; sleep 1000 & echo $! $$ > new; mv new pids; wait"));
+    support::RunningProcess program(command({"ls", "work:"}));
+    ASSERT_TRUE(support::eventually([&] { return std::filesystem::exists(work / "pids"); }));
+    for (const int number : {SIGINT, SIGTERM}) program.signal(number);
+    EXPECT_EQ(program.wait()->exitCode, 130);
+    std::istringstream pids(support::readFile(work / "pids"));
+    for (pid_t pid = 0; pids >> pid; kill(pid, SIGKILL)) {
+        std::ifstream status("/proc/" + std::to_string(pid) + "/stat");
+        std::string id, name, state("Z");  // gone is as good
+        status >> id >> name >> state;
+        EXPECT_EQ(state, "Z") << name;
+    }
 }
 
 TEST_F(WayIn, aTokenComesFromAFileOrACommand) {
