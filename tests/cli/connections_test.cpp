@@ -126,6 +126,22 @@ TEST_F(Connections, trustAServerByItsKey) {
     const Arguments ls{"ls", "--password-file", "password", "work:"};
     expect({{ls, 7, "key is " + other + ", and it was " + pin}});
     EXPECT_EQ(changed.transcript(), "");
+    // Nor does a server with another key see a certificate of ours that it asks for.
+    for (const std::string& pinned : {other, pin}) {
+        const std::string port = std::to_string(support::freePort());
+        support::RunningProcess asking(
+            {{"openssl", "s_server", "-accept", port, "-naccept", "1", "-cert", "changed.pem",
+              "-key", "changed.key", "-verify", "1"},
+             {},
+             {},
+             work.path()},
+            support::Streams::terminal);
+        ASSERT_TRUE(asking.expect("ACCEPT"));
+        const support::RunningProcess program(
+            command({"ls", "--cert", "changed.pem", "--key", "changed.key", "--pin", pinned,
+                     "https://127.0.0.1:" + port + "/"}));
+        EXPECT_EQ(asking.expect("depth=0"), pinned == other) << asking.output();
+    }
 }
 
 // A realm with ann, and a server at localhost; what speaks to it does so by this environment.
@@ -228,6 +244,8 @@ TEST_F(Connections, goThroughProxiesOfEachKind) {
     const Apache basic = proxy(Authentication::basic), digest = proxy(Authentication::digest);
     const auto identity = makeCertificate(work.path(), "proxy");
     const Apache overTls({.tls = true, .identity = identity, .isProxy = true});
+    const Apache asking(
+        {.tls = true, .identity = identity, .clientAuthority = identity.file, .isProxy = true});
     const auto with = [](std::string url, const std::string& password) {
         return url.insert(url.find("://") + 3, "me:" + password + "@");
     };
@@ -239,7 +257,11 @@ TEST_F(Connections, goThroughProxiesOfEachKind) {
         {digest.url(), {"--no-proxy", "127.0.0.1,h"}, 0, "content"},
         {digest.url(), {"--proxy-auth", "none"}, 2, "it is one of basic, digest, ntlm"},
         {overTls.url(), {"--proxy-ca-file", "proxy.pem"}, 0, "content"},
-        {overTls.url(), {}, 7, "no trusted TLS connection to the proxy"}};
+        {overTls.url(), {}, 7, "no trusted TLS connection to the proxy"},
+        {asking.url(),
+         {"--proxy-ca-file", "proxy.pem", "--cert", "proxy.pem", "--key", "proxy.key"},
+         4,
+         "alert certificate required"}};
     const Arguments cat{"cat", "--ca-file", authority, "--proxy"};
     for (const auto& [at, more, code, told] : rows) {
         for (const std::string& url : {clear.url("file"), secure.url("file")})
