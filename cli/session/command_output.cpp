@@ -83,18 +83,24 @@ public:
         pollfd end{ended(), POLLIN, 0};
         if (ended() >= 0) poll(&end, 1, untilKilledMs);
         kill(target_, SIGKILL);
-        (void)wait();
+        (void)reap();
     }
 
     // Readable when it has; -1: nobody knows.
     int ended() const { return ended_ ? ended_->number() : -1; }
 
-    // Its exit code; -1: a signal ended it.
-    int wait() {
+    // False: we are to end first.
+    bool waitForEnd() const {
         siginfo_t none{};
         while (waitid(P_PID, static_cast<id_t>(pid_), &none, WEXITED | WNOWAIT) < 0 &&
                errno == EINTR) {
+            if (interrupted()) return false;
         }
+        return true;
+    }
+
+    // Its exit code, once it has ended; -1: a signal ended it.
+    int reap() {
         withUs_.reset();  // before its number may be another's
         int status = 0;
         while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
@@ -167,7 +173,8 @@ Result<Secret> outputOf(const std::vector<std::string>& words, std::string_view 
     const Result<bool> whole = readAll(output.out, running, text);
     if (!whole) return whole.error();
     if (!*whole) return commandError(words, key, "prints too much");
-    const int code = running.wait();
+    if (!running.waitForEnd()) return interruption();
+    const int code = running.reap();
     if (interrupted()) return interruption();
     if (code < 0) return commandError(words, key, "was ended by a signal");
     if (code > 0) return commandError(words, key, fmt::format("failed with exit code {}", code));
