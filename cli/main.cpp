@@ -21,6 +21,7 @@
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
 #include "client/address.hpp"
+#include "client/header_line.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -55,16 +56,14 @@ std::string_view passwordBehind(std::string_view user) {
     return colon == user.npos ? std::string_view() : user.substr(colon + 1);
 }
 
-// The value of "Name: value".
-std::string_view headerValue(std::string_view header) {
-    const size_t colon = header.starts_with('@') ? header.npos : header.find(':');
-    const size_t value = colon == header.npos ? colon : header.find_first_not_of(" \t", colon + 1);
-    return value == header.npos ? std::string_view() : header.substr(value);
+// Of a header on the line itself; "@FILE" is none.
+std::string_view valueOfGiven(std::string_view header) {
+    return header.starts_with('@') ? std::string_view() : headerValue(header);
 }
 
 std::string_view secretIn(std::string_view word) {
     constexpr std::string_view header = "--header=";
-    if (word.starts_with(header)) return headerValue(word.substr(header.size()));
+    if (word.starts_with(header)) return valueOfGiven(word.substr(header.size()));
     const bool isUser = word.starts_with("--user=") || (word.starts_with("-u") && word[2] != '\0');
     return isUser ? passwordBehind(word) : credentialsIn(word);
 }
@@ -82,10 +81,10 @@ std::vector<std::string> takeWords(int argc, char** argv) {
         const bool isUser = i > 1 && (before == "-u" || before == "--user");
         const bool isHeader = i > 1 && before == "--header";
         const std::string_view secret = isUser     ? passwordBehind(argv[i])
-                                        : isHeader ? headerValue(argv[i])
+                                        : isHeader ? valueOfGiven(argv[i])
                                                    : secretIn(argv[i]);
         if (secret.empty()) continue;
-        concealInReports(secret);
+        concealInReports(secret, argv[i]);
         std::memset(argv[i] + (secret.data() - argv[i]), '*', secret.size());
     }
     return words;

@@ -144,7 +144,7 @@ std::string withoutCredentials(std::string_view typed) {
 }
 
 bool userNameValid(std::string_view user) {
-    return user.find(':') == user.npos;
+    return user.find(':') == user.npos && isOneLine(user);
 }
 
 Result<std::string> segmentFor(std::string_view name) {
@@ -169,6 +169,9 @@ Result<Address> Address::parse(std::string_view typed) {
         std::string password = vxhost::decodeSegment(encoded);
         address.password_ = Secret(password);
         wipe(password);
+        if (!isOneLine(address.user_) || !isOneLine(address.password_.view())) {
+            return refusalOf(typed, "its user name or password holds a NUL or a line break.");
+        }
     }
     std::string root = fmt::format("{}://{}", parts.scheme, vxhost::lowerCase(authority.host));
     if (!authority.port.empty()) root.append(":").append(authority.port);

@@ -23,7 +23,8 @@ std::string_view credentialsIn(std::string_view typed);
 // The word as it may be shown: "***" in their place.
 std::string withoutCredentials(std::string_view typed);
 
-// RFC 7617, 2: the colon divides it from the password, which belongs nowhere near it.
+// RFC 7617, 2: the colon divides it from the password, which belongs nowhere near it; and it is one
+// line.
 bool userNameValid(std::string_view user);
 
 // The one path segment of a URL that stands for the name of a member, all of whose characters are

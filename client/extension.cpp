@@ -39,7 +39,7 @@ vxhost::Settings settingsFrom(ExtensionOptions& options) {
         };
     }
     settings.unknownSchemes = &noteUnknownSchemes;
-    settings.passwordInClear = std::move(options.passwordInClear);
+    settings.secretInClear = std::move(options.secretInClear);
     return settings;
 }
 

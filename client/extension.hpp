@@ -54,8 +54,9 @@ struct ExtensionOptions {
     int logThreshold = 0;             // 0: nothing is logged
     LogSink log;                      // of the whole process, when it is given
     ProgressSink progress;
-    // Told when a password went to that origin as it is, over http. From any thread that works.
-    std::function<void(std::string_view origin)> passwordInClear;
+    // Told what goes to that origin over http where others can read it, such as "your password".
+    // From any thread that works.
+    std::function<void(std::string_view origin, std::string_view what)> secretInClear;
     // Whether Basic is known to be asked for at a URL: over TLS it then goes with the first
     // request.
     std::function<bool(std::string_view url)> knowsBasic;

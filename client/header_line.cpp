@@ -67,4 +67,10 @@ std::string headerProblem(std::string_view line) {
     return {};
 }
 
+std::string_view headerValue(std::string_view line) {
+    const size_t colon = line.find(':');
+    const size_t value = colon == line.npos ? colon : line.find_first_not_of(" \t", colon + 1);
+    return value == line.npos ? std::string_view() : line.substr(value);
+}
+
 }  // namespace quillon

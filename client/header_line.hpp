@@ -10,4 +10,7 @@ namespace quillon {
 // is not repeated.
 std::string headerProblem(std::string_view line);
 
+// The value of such a line, without the blanks before it; empty: it has none.
+std::string_view headerValue(std::string_view line);
+
 }  // namespace quillon

@@ -48,6 +48,10 @@ void Secret::reserve(size_t bytes) {
     swap(grown);
 }
 
+bool isOneLine(std::string_view text) {
+    return text.find_first_of(std::string_view("\0\r\n", 3)) == text.npos;
+}
+
 void wipe(std::string& text) {
     explicit_bzero(text.data(), text.capacity());
     text.clear();

@@ -37,6 +37,8 @@ private:
     size_t capacity_ = 0;  // in bytes
 };
 
+bool isOneLine(std::string_view text);  // no NUL stands in it, and no line break
+
 // Zeroes the text, which the optimiser cannot drop, and empties it.
 void wipe(std::string& text);
 

@@ -8,6 +8,7 @@
 #include "cli/parser/options.hpp"
 #include "cli/parser/position.hpp"
 #include "cli/session/name_candidates.hpp"
+#include "cli/session/sites.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -17,8 +18,12 @@ constexpr std::string_view localDirectories = ":directories";
 
 class Completer {
 public:
-    Completer(const Position& position, std::string typed, const CommonOptions& options)
-        : position_(position), typed_(std::move(typed)), options_(options) {}
+    Completer(const Position& position, std::string typed, const CommonOptions& options,
+              std::string firstUrl)
+        : position_(position),
+          typed_(std::move(typed)),
+          options_(options),
+          firstUrl_(std::move(firstUrl)) {}
 
     void run() {
         if (position_.awaits) return offerValue(*position_.awaits);
@@ -62,7 +67,7 @@ private:
             return name.find(kind) != std::string::npos;
         };
         if (means("URL")) {
-            for (const NameCandidate& remote : urlCandidates(options_, typed_)) {
+            for (const NameCandidate& remote : urlCandidates(options_, firstUrl_, typed_)) {
                 offer(remote.word, remote.description);
             }
         }
@@ -81,6 +86,7 @@ private:
     std::string typed_;
     std::string lead_;  // of the word, in front of what is completed
     const CommonOptions& options_;
+    const std::string firstUrl_;  // of the words before; empty: none
 };
 
 // Those among the words that tell how to reach a server; a password is not read from a standard
@@ -105,11 +111,19 @@ void complete(const Parser& parser, std::vector<std::string> words) {
     const std::string typed = std::move(words.back());
     words.pop_back();
     Position position(parser.program());
-    for (const std::string& word : words) position.advance(word);
+    std::string firstUrl;
+    for (const std::string& word : words) {
+        // Local files may stand beside URLs.
+        const bool isUrl = word.find("://") != word.npos || Sites::knows(word);
+        const bool mayBeFirst = firstUrl.empty() && isUrl && position.namesUrls();
+        const size_t before = position.operands;
+        position.advance(word);
+        if (mayBeFirst && position.operands > before) firstUrl = word;
+    }
     // The words are read twice: first for their places, by the parser's definitions alone since the
     // line is not complete, then for the options that tell how to reach a server.
     const CommonOptions options = optionsAmong(std::move(words));
-    Completer(position, typed, options).run();
+    Completer(position, typed, options, std::move(firstUrl)).run();
 }
 
 }  // namespace quillon::cli

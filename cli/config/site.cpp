@@ -24,6 +24,10 @@ std::string urlProblem(const Site& site) {
     return fmt::format("holds a password; take it out, then: quillon login {}", site.name);
 }
 
+std::string userProblem(const Site& site) {
+    return userNameValid(site.user) ? "" : "must hold no colon, NUL or line break";
+}
+
 std::string authProblem(const Site& site) {
     const bool known = site.auth == "basic" || site.auth == "negotiate" || site.auth == "ntlm";
     return known ? "" : "must be \"basic\", \"negotiate\" or \"ntlm\", or left out";
@@ -43,6 +47,11 @@ std::string commandProblem(const Site& site) {
 
 std::string keyProblem(const Site& site) {
     return site.cert.empty() ? "is that of a certificate, and there is no cert" : "";
+}
+
+std::string keyPasswordCommandProblem(const Site& site) {
+    if (site.cert.empty()) return "gives the passphrase of a key, and there is no cert";
+    return commandProblem<&Site::keyPasswordCommand>(site);
 }
 
 // Of two ways to the same secret one would never be gone.
@@ -79,7 +88,7 @@ std::string pinFieldProblem(const Site& site) {
 
 constexpr SiteKey keys[] = {
     {"url", "The collection; the one key that must be there.", &Site::url, false, urlProblem},
-    {"user", "The user name.", &Site::user},
+    {"user", "The user name.", &Site::user, false, userProblem},
     {"password",
      "Encoded, from quillon login or quillon encode; one in clear is refused. With another --user "
      "it is not used.",
@@ -92,7 +101,8 @@ constexpr SiteKey keys[] = {
      [](const Site& site) { return rangeProblem(site.timeoutSeconds, 86'400); }},
     {"jobs", "Members to transfer at a time, 1 to 64.", &Site::jobs, false,
      [](const Site& site) { return rangeProblem(site.jobs, 64); }},
-    {"insecure-basic", "true: no warning when the password goes to another machine over http.",
+    {"insecure-basic",
+     "true: no warning when a password, token or headers go to another machine over http.",
      &Site::insecureBasic},
     {"auth",
      "\"basic\": the server asks for Basic, as login found; over https the password then goes with "
@@ -102,7 +112,7 @@ constexpr SiteKey keys[] = {
     {"cert", "A certificate to log in by, PEM or PKCS#12.", &Site::cert},
     {"key", "Its key, where that is another file, PEM.", &Site::key, false, keyProblem},
     {"key-password-command", "A list of words: the command that prints the key's passphrase.",
-     &Site::keyPasswordCommand, false, commandProblem<&Site::keyPasswordCommand>},
+     &Site::keyPasswordCommand, false, keyPasswordCommandProblem},
     {"password-command", "The same for the password.", &Site::passwordCommand, false,
      passwordCommandProblem},
     {"token-file", "A file with a bearer token in its first line.", &Site::tokenFile, false,

@@ -36,7 +36,7 @@ std::string_view take(const toml::node& value, std::string& field) {
     const auto* given = value.as_string();
     if (given == nullptr) return rule(field);
     field = given->get();
-    return "";
+    return field.empty() ? "is empty; leave it out, or give it a value" : "";
 }
 
 std::string_view take(const toml::node& value, int& field) {

@@ -14,9 +14,10 @@ namespace {
 
 constexpr size_t mostHeaderBytes = 64 << 10;
 
-Result<void> takeHeader(std::vector<std::string>& headers, const std::string& line) {
+Result<void> takeHeader(std::vector<std::string>& headers, const std::string& line,
+                        const std::string& source) {
     if (const std::string problem = headerProblem(line); !problem.empty()) {
-        return localError(Kind::usage, fmt::format("What is given {}.", problem));
+        return localError(Kind::usage, fmt::format("{} {}.", source, problem));
     }
     headers.push_back(line);
     return {};
@@ -24,7 +25,7 @@ Result<void> takeHeader(std::vector<std::string>& headers, const std::string& li
 
 // "@FILE" stands for the lines of a file, as elsewhere: those are in no list of processes.
 Result<void> takeHeaders(std::vector<std::string>& headers, const std::string& given) {
-    if (!given.starts_with('@')) return takeHeader(headers, given);
+    if (!given.starts_with('@')) return takeHeader(headers, given, "What is given");
     std::string text;
     const auto take = [&text](std::string_view piece) {
         text += piece;
@@ -32,13 +33,16 @@ Result<void> takeHeaders(std::vector<std::string>& headers, const std::string& g
     };
     Result<void> read = readPieces(given.substr(1), take);
     if (!read) return read;
+    int number = 0;
     for (size_t begin = 0; begin < text.size();) {
+        ++number;
         const size_t end = std::min(text.find('\n', begin), text.size());
         std::string line = text.substr(begin, end - begin);
         begin = end + 1;
         if (line.ends_with('\r')) line.pop_back();
         if (line.empty()) continue;
-        if (Result<void> taken = takeHeader(headers, line); !taken) return taken;
+        const std::string source = fmt::format("Line {} of {}", number, given.substr(1));
+        if (Result<void> taken = takeHeader(headers, line, source); !taken) return taken;
     }
     return {};
 }
@@ -53,14 +57,16 @@ Result<void> takePin(std::string& pin, const std::string& text) {
 }  // namespace
 
 void addAccessOptions(CommandDefinition program, AccessOptions& options) {
-    program
-        .addOption("--token-file", options.tokenFile,
-                   "Log in by the bearer token in the first line of FILE, - for standard input")
-        .typeName("FILE")
-        .notEmpty();
+    const OptionDefinition token =
+        program
+            .addOption("--token-file", options.tokenFile,
+                       "Log in by the bearer token in the first line of FILE, - for standard input")
+            .typeName("FILE")
+            .notEmpty();
     program.addOption("--auth", options.auth, "Log in by Kerberos (negotiate) or NTLM")
         .typeName("SCHEME")
-        .oneOf({"negotiate", "ntlm"});
+        .oneOf({"negotiate", "ntlm"})
+        .excludes(token);
     program
         .addOption("--cert", options.cert,
                    "Log in by this certificate, PEM or PKCS#12; a passphrase is asked for")

@@ -22,6 +22,9 @@ Result<uint64_t> parseSpeed(const std::string& text) {
 
 Result<void> checkUserName(std::string_view name) {
     if (userNameValid(name)) return {};
+    if (name.find(':') == name.npos) {
+        return localError(Kind::usage, "A user name holds no NUL and no line break.");
+    }
     return localError(Kind::usage,
                       "A user name holds no colon. Give the password at the prompt, in a file or "
                       "in the netrc file.");

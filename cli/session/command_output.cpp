@@ -13,6 +13,9 @@
 #include <cstring>
 #include <optional>
 
+#include "cli/session/prompt.hpp"
+#include "cli/session/sources.hpp"
+#include "cli/terminal/ended_with_us.hpp"
 #include "cli/terminal/process.hpp"
 #include "platform/base/descriptor.hpp"
 
@@ -57,12 +60,17 @@ public:
         sigemptyset(&defaults);
         for (const int number : {SIGPIPE, SIGXFSZ}) sigaddset(&defaults, number);
         posix_spawnattr_setsigdefault(&attributes, &defaults);
-        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+        // At a terminal it is of our group, which alone may read there and gets Ctrl-C together.
+        const bool isAlone = !canPrompt();
+        const int group = isAlone ? POSIX_SPAWN_SETPGROUP : 0;  // one of its own
+        posix_spawnattr_setflags(&attributes, static_cast<short>(POSIX_SPAWN_SETSIGDEF | group));
         const int failed =
             posix_spawnp(&pid_, list.front(), &actions, &attributes, list.data(), environ);
         posix_spawnattr_destroy(&attributes);
         posix_spawn_file_actions_destroy(&actions);
         if (failed != 0) pid_ = -1;
+        target_ = isAlone ? -pid_ : pid_;
+        if (failed == 0) withUs_.emplace(target_);
         const long ended = failed == 0 ? syscall(SYS_pidfd_open, pid_, 0) : -1;
         if (ended >= 0) ended_.emplace(static_cast<int>(ended), "process");
         return failed;
@@ -70,18 +78,30 @@ public:
 
     ~Running() {
         if (pid_ < 0) return;
-        kill(pid_, SIGTERM);
+        kill(target_, SIGTERM);
         // Who does not listen is ended all the same: a person waits.
         pollfd end{ended(), POLLIN, 0};
-        if (ended() < 0 || poll(&end, 1, untilKilledMs) <= 0) kill(pid_, SIGKILL);
-        (void)wait();
+        if (ended() >= 0) poll(&end, 1, untilKilledMs);
+        kill(target_, SIGKILL);
+        (void)reap();
     }
 
     // Readable when it has; -1: nobody knows.
     int ended() const { return ended_ ? ended_->number() : -1; }
 
-    // Its exit code; -1: a signal ended it.
-    int wait() {
+    // False: we are to end first.
+    bool waitForEnd() const {
+        siginfo_t none{};
+        while (waitid(P_PID, static_cast<id_t>(pid_), &none, WEXITED | WNOWAIT) < 0 &&
+               errno == EINTR) {
+            if (interrupted()) return false;
+        }
+        return true;
+    }
+
+    // Its exit code, once it has ended; -1: a signal ended it.
+    int reap() {
+        withUs_.reset();  // before its number may be another's
         int status = 0;
         while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
         }
@@ -91,6 +111,8 @@ public:
 
 private:
     pid_t pid_ = -1;
+    pid_t target_ = 0;  // for kill(): its group, or itself
+    std::optional<EndedWithUs> withUs_;
     std::optional<Descriptor> ended_;
 };
 
@@ -151,7 +173,8 @@ Result<Secret> outputOf(const std::vector<std::string>& words, std::string_view 
     const Result<bool> whole = readAll(output.out, running, text);
     if (!whole) return whole.error();
     if (!*whole) return commandError(words, key, "prints too much");
-    const int code = running.wait();
+    if (!running.waitForEnd()) return interruption();
+    const int code = running.reap();
     if (interrupted()) return interruption();
     if (code < 0) return commandError(words, key, "was ended by a signal");
     if (code > 0) return commandError(words, key, fmt::format("failed with exit code {}", code));
@@ -164,7 +187,8 @@ Result<Secret> firstLineOf(const std::vector<std::string>& words, std::string_vi
     std::string_view line = text->view().substr(0, text->view().find('\n'));
     if (line.ends_with('\r')) line.remove_suffix(1);
     if (line.empty()) return commandError(words, key, "printed nothing");
-    return Secret(line);
+    return oneLine(Secret(line),
+                   fmt::format("The first line that {}, the {}, prints", words.front(), key));
 }
 
 void neverRunCommands() {

@@ -17,7 +17,7 @@ namespace quillon::cli {
 Result<Secret> outputOf(const std::vector<std::string>& words, std::string_view key,
                         const Secret& input = {});
 
-// The first line of that, without its end.
+// The first line of that, without its end. Fails, too, where it cannot be sent.
 Result<Secret> firstLineOf(const std::vector<std::string>& words, std::string_view key);
 
 // From now on none is run, as where a line is completed.

@@ -8,8 +8,8 @@
 #include "cli/parser/options.hpp"
 #include "cli/session/command_output.hpp"
 #include "cli/session/netrc.hpp"
-#include "cli/session/password_file.hpp"
 #include "cli/session/prompt.hpp"
+#include "cli/session/secret_file.hpp"
 #include "cli/session/sources.hpp"
 #include "cli/terminal/report.hpp"
 #include "client/password.hpp"
@@ -40,7 +40,7 @@ Result<Secret> givenPassword(const CommonOptions& options, const Address& addres
                              const std::string& user) {
     if (!options.passwordFile.empty()) {
         tellPassword(options, user, fmt::format("the first line of {}", options.passwordFile));
-        return readPasswordFile(options.passwordFile);
+        return readSecretFile(options.passwordFile, "password");
     }
     if (!options.passwordCommand.empty()) {
         tellPassword(options, user, "what the password-command prints");
@@ -54,10 +54,16 @@ Result<Secret> givenPassword(const CommonOptions& options, const Address& addres
     return promptSecret("Password of " + user + " at " + address.origin() + ": ");
 }
 
-Result<Secret> Credentials::passwordFor(const Address& address, const std::string& user,
-                                        bool& asked) const {
+// The site's command is for its own user.
+CommonOptions Credentials::optionsFor(const Address& address, const std::string& user) const {
     CommonOptions options = sites_.optionsFor(address);
     if (options.user != user) options.passwordCommand.clear();
+    return options;
+}
+
+Result<Secret> Credentials::passwordFor(const Address& address, const std::string& user,
+                                        bool& asked) const {
+    const CommonOptions options = optionsFor(address, user);
     const bool isGiven = !options.passwordFile.empty() || !options.passwordCommand.empty();
     if (isGiven) return givenPassword(options, address, user);
     Result<std::optional<Secret>> stored = storedPassword(sites_.of(address), user);
@@ -66,9 +72,11 @@ Result<Secret> Credentials::passwordFor(const Address& address, const std::strin
         tellPassword(options, user, "the site's");
         return std::move(**stored);
     }
-    if (auto entry = findInNetrcFile(address.host(), user)) {
+    Result<std::optional<NetrcEntry>> entry = findInNetrcFile(address.host(), user);
+    if (!entry) return std::move(entry).error();
+    if (*entry) {
         tellPassword(options, user, "that of the netrc file");
-        return std::move(entry->password);
+        return std::move((*entry)->password);
     }
     if (!canPrompt()) {
         return localError(Kind::notAuthorized, "The password of " + user +
@@ -85,7 +93,7 @@ Result<Credentials::Known> Credentials::findKnown(const Address& address) const 
     known.login.proxy = options.proxy;
     concealInReports(credentialsIn(known.login.proxy));  // libcurl repeats one that it cannot use
     if (options.access.hasToken()) return known;
-    known.login.user = address.hasCredentials() ? address.user() : options_.user;
+    known.login.user = address.hasCredentials() ? address.user() : options.user;
     if (const Result<void> valid = checkUserName(known.login.user); !valid) return valid.error();
     if (!address.password().empty()) {
         tellSource(options, "the password is that of the URL");
@@ -102,10 +110,12 @@ Result<Credentials::Known> Credentials::findKnown(const Address& address) const 
         known.login.password = std::move(*password);
         return known;
     }
-    if (auto entry = findInNetrcFile(address.host(), {})) {
+    Result<std::optional<NetrcEntry>> entry = findInNetrcFile(address.host(), {});
+    if (!entry) return std::move(entry).error();
+    if (*entry) {
         tellSource(options, "user and password are those of the netrc file");
-        known.login.user = std::move(entry->login);
-        known.login.password = std::move(entry->password);
+        known.login.user = std::move((*entry)->login);
+        known.login.password = std::move((*entry)->password);
     }
     return known;
 }
@@ -132,7 +142,8 @@ Result<Login> Credentials::askAgain(const Address& address) {
         if (!user) return std::move(user).error();
         known.login.user = std::move(*user);
     }
-    Result<Secret> password = givenPassword(options_, address, known.login.user);
+    const CommonOptions options = optionsFor(address, known.login.user);
+    Result<Secret> password = givenPassword(options, address, known.login.user);
     if (!password) return std::move(password).error();
     known.login.password = std::move(*password);
     return known.login;

@@ -13,8 +13,7 @@ namespace quillon::cli {
 
 class Credentials {
 public:
-    Credentials(const CommonOptions& options, const Sites& sites)
-        : options_(options), sites_(sites) {}
+    explicit Credentials(const Sites& sites) : sites_(sites) {}
 
     // From the first that has some: an earlier answer, the URL itself, --user and --password-file,
     // the site's command or its password, the netrc file; a password that is still missing is asked
@@ -32,9 +31,9 @@ private:
         bool asked = false;
     };
     Result<Known> findKnown(const Address& address) const;
+    CommonOptions optionsFor(const Address& address, const std::string& user) const;
     Result<Secret> passwordFor(const Address& address, const std::string& user, bool& asked) const;
 
-    const CommonOptions& options_;
     const Sites& sites_;
     std::map<std::string, Known> known_;  // by identityOf
 };

@@ -64,11 +64,29 @@ Error noFlow(const std::string& base) {
                                   base));
 }
 
-Error otherOrigin(std::string_view named) {
+// Of characters that a URL may hold (RFC 3986, 2), without a user before its host: any program that
+// reads it, a browser as well, finds the same server in it.
+bool isPlainUrl(std::string_view text) {
+    constexpr std::string_view characters =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~:/?#[]@!$&'()*+,;=%";
+    const bool isMade = text.find_first_not_of(characters) == text.npos;
+    const vxhost::Reference parts = vxhost::splitReference(text);
+    const bool isWhole = parts.scheme && parts.authority;
+    return isMade && isWhole && !vxhost::splitAuthority(*parts.authority).userinfo;
+}
+
+// Of what the server names, which is asked and shown to a person: whether it is the server's own.
+Result<void> checkNamed(const std::string& url, const std::string& base) {
+    if (!isPlainUrl(url)) {
+        return localError(Kind::refused,
+                          "What the server names for this login is no plain URL, such as one "
+                          "without a user or a backslash, so it was sent nothing.");
+    }
+    if (vxhost::sameOrigin(url, base)) return {};
     return localError(Kind::refused,
                       fmt::format("The server sends this login on to {}, which is another one and "
                                   "was sent nothing; give its URL if you trust it.",
-                                  vxhost::origin(named)));
+                                  vxhost::origin(url)));
 }
 
 // False: it is time to end.
@@ -120,7 +138,7 @@ Result<LoginFlow> beginLoginFlow(Remote& remote, const std::string& base) {
                    document.take("/poll/token")};
     if (flow.page.empty() || flow.endpoint.empty() || flow.token.empty()) return noFlow(base);
     for (const std::string& url : {flow.endpoint, flow.page}) {
-        if (!vxhost::sameOrigin(url, base)) return otherOrigin(url);
+        if (Result<void> named = checkNamed(url, base); !named) return std::move(named).error();
     }
     return flow;
 }

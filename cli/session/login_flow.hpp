@@ -13,7 +13,7 @@
 namespace quillon::cli {
 
 struct LoginFlow {
-    std::string page;  // for the browser; any text of the server's choice, of its origin
+    std::string page;  // for the browser; a plain URL of the server's origin, like the next
     std::string endpoint;
     Secret token;  // by which this login is asked for, there
 };

@@ -63,10 +63,11 @@ CommonOptions makeImpatient(CommonOptions options) {
     return options;
 }
 
-std::vector<NameCandidate> membersOf(const CommonOptions& options, const std::string& collection,
-                                     std::string_view begun) {
+std::vector<NameCandidate> membersOf(const CommonOptions& options, const std::string& first,
+                                     const std::string& collection, std::string_view begun) {
     const CommonOptions impatient = makeImpatient(options);
     Session session(impatient);
+    if (!first.empty()) (void)session.sites().resolve(first);
     const Result<Address> address = session.sites().resolve(collection);
     if (!address) return {};
     const Result<Listing> listing = session.list(*address);
@@ -96,10 +97,11 @@ std::vector<NameCandidate> siteCandidates(const CommonOptions& options) {
     return found;
 }
 
-std::vector<NameCandidate> urlCandidates(const CommonOptions& options, const std::string& typed) {
+std::vector<NameCandidate> urlCandidates(const CommonOptions& options, const std::string& first,
+                                         const std::string& typed) {
     const size_t end = endOfCollection(typed);
     if (end > 0) {
-        return membersOf(options, typed.substr(0, end), std::string_view(typed).substr(end));
+        return membersOf(options, first, typed.substr(0, end), std::string_view(typed).substr(end));
     }
     std::vector<NameCandidate> sites = siteCandidates(options);
     for (NameCandidate& site : sites) site.word += ':';

@@ -1,11 +1,13 @@
 #include "cli/session/netrc.hpp"
 
+#include <fmt/format.h>
 #include <strings.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
+#include "cli/session/sources.hpp"
 #include "client/local_file.hpp"
 
 namespace quillon::cli {
@@ -15,7 +17,7 @@ constexpr std::string_view blanks = " \t\r\n";
 
 class Words {
 public:
-    explicit Words(std::string_view text) : rest_(text) {}
+    explicit Words(std::string_view text) : text_(text), rest_(text) {}
 
     // Bare, or in double quotes with backslash escapes. Nothing at the end of the text.
     std::optional<Secret> next() {
@@ -27,6 +29,12 @@ public:
     void skipMacro() {  // up to an empty line
         const size_t end = rest_.find("\n\n");
         rest_.remove_prefix(end == std::string_view::npos ? rest_.size() : end);
+    }
+
+    // Of the end of the latest word, from 1.
+    size_t line() const {
+        const auto read = text_.substr(0, text_.size() - rest_.size());
+        return 1 + static_cast<size_t>(std::ranges::count(read, '\n'));
     }
 
     void skipLine() { rest_.remove_prefix(std::min(rest_.find('\n'), rest_.size())); }
@@ -51,6 +59,7 @@ private:
         return word;
     }
 
+    const std::string_view text_;
     std::string_view rest_;
 };
 
@@ -90,20 +99,31 @@ std::optional<NetrcEntry> findInNetrc(std::string_view text, std::string_view ho
             const auto machine = name == "machine" ? words.next() : std::nullopt;
             ofHost = name == "default" || (machine && sameHost(machine->view(), host));
         } else if (auto value = words.next()) {
-            if (name == "login") entry.login = value->view();
-            if (name == "password") entry.password = std::move(*value);
+            const bool isLogin = name == "login", isPassword = name == "password";
+            if (isLogin) entry.login = value->view();
+            if (isPassword) entry.password = std::move(*value);
+            if (isLogin || isPassword) entry.line = words.line();
         }
     }
     return wanted() ? std::optional(std::move(entry)) : std::nullopt;
 }
 
-std::optional<NetrcEntry> findInNetrcFile(std::string_view host, std::string_view login) {
+Result<std::optional<NetrcEntry>> findInNetrcFile(std::string_view host, std::string_view login) {
+    using Found = std::optional<NetrcEntry>;
     const char* named = std::getenv("NETRC");
     const char* home = std::getenv("HOME");
-    if (named == nullptr && home == nullptr) return std::nullopt;
+    if (named == nullptr && home == nullptr) return Found();
     const std::filesystem::path path =
         named != nullptr ? std::filesystem::path(named) : std::filesystem::path(home) / ".netrc";
-    return findInNetrc(contentOf(path).view(), host, login);
+    Found entry = findInNetrc(contentOf(path).view(), host, login);
+    if (!entry) return entry;
+    const std::string source =
+        fmt::format("The entry that ends in line {} of {}", entry->line, path.string());
+    if (const auto valid = oneLine(Secret(entry->login), source); !valid) return valid.error();
+    Result<Secret> password = oneLine(std::move(entry->password), source);
+    if (!password) return std::move(password).error();
+    entry->password = std::move(*password);
+    return entry;
 }
 
 }  // namespace quillon::cli

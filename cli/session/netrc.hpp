@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "client/result.hpp"
 #include "client/secret.hpp"
 
 namespace quillon::cli {
@@ -13,13 +14,15 @@ namespace quillon::cli {
 struct NetrcEntry {
     std::string login;  // empty: the file gives none
     Secret password;
+    size_t line = 0;  // of what was read last of these, from 1
 };
 
 // The first entry for the host, and for the login unless that is empty; else the "default" entry.
 std::optional<NetrcEntry> findInNetrc(std::string_view text, std::string_view host,
                                       std::string_view login);
 
-// The same from $NETRC or ~/.netrc; a file that is missing or cannot be read has no entries.
-std::optional<NetrcEntry> findInNetrcFile(std::string_view host, std::string_view login);
+// The same from $NETRC or ~/.netrc; a file that is missing or cannot be read has no entries. Fails
+// with Kind::local for an entry that cannot be sent.
+Result<std::optional<NetrcEntry>> findInNetrcFile(std::string_view host, std::string_view login);
 
 }  // namespace quillon::cli

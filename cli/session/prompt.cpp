@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <utility>
 
+#include "cli/session/sources.hpp"
 #include "cli/terminal/process.hpp"
 
 namespace quillon::cli {
@@ -87,7 +88,8 @@ Result<Secret> promptSecret(const std::string& question) {
     Terminal terminal;
     if (!terminal) return Terminal::noTerminal();
     terminal.hideTyping();
-    return terminal.ask(question);
+    Result<Secret> line = terminal.ask(question);
+    return line ? oneLine(std::move(*line), "What was typed") : std::move(line);
 }
 
 }  // namespace quillon::cli

@@ -108,7 +108,7 @@ ExtensionOptions extensionOptions(const CommonOptions& options, Progress& progre
 }  // namespace
 
 Session::Session(const CommonOptions& options, Cost* cost)
-    : options_(options), sites_(options), credentials_(options, sites_), cost_(cost) {}
+    : options_(options), sites_(options), credentials_(sites_), cost_(cost) {}
 
 Error Session::refusal(const Address& address, const Login& login, Error error) const {
     return explainRefusal(sites_.optionsFor(address).access, sites_.of(address), login,
@@ -175,7 +175,9 @@ Result<Extension> Session::extension(const CommonOptions& options) {
         basicOrigins_.emplace(origin);
     };
     if (!options.insecureBasic && options.access.unixSocket.empty()) {
-        wanted.passwordInClear = [this](std::string_view origin) { warnOfClearPassword(origin); };
+        wanted.secretInClear = [this](std::string_view origin, std::string_view what) {
+            warnOfClearSecret(origin, what);
+        };
     }
     Result<Extension> loaded = Extension::load(std::move(wanted));
     if (loaded) extensions_.push_back({key, options.access, *loaded});
@@ -187,15 +189,19 @@ bool Session::foundBasic(const std::string& origin) const {
     return basicOrigins_.contains(origin);
 }
 
-void Session::warnOfClearPassword(std::string_view origin) {
+void Session::warnOfClearSecret(std::string_view origin, std::string_view what) {
     const Result<Address> server = Address::parse(origin);
-    if (!server || isThisMachine(server->host()) || warned_.exchange(true)) return;
+    if (!server || isThisMachine(server->host())) return;
+    {
+        const std::lock_guard lock(schemesMutex_);
+        if (!warnedOf_.emplace(what).second) return;
+    }
     progress_.hide();
     complain(
-        fmt::format("{} gets your password unprotected: anybody on the way there can read "
-                    "it. Use https:// if the server has it; insecure-basic = true in a "
-                    "site's configuration silences this.",
-                    origin));
+        fmt::format("{} gets {} unprotected: anybody on the way there can read that. Use https:// "
+                    "if the server has it; insecure-basic = true in a site's configuration "
+                    "silences this.",
+                    origin, what));
 }
 
 std::deque<Session::OpenCollection>& Session::collectionsOfThisThread() {

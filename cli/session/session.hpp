@@ -111,7 +111,8 @@ public:
     Progress& progress() { return progress_; }
 
 private:
-    void warnOfClearPassword(std::string_view origin);  // once a run, and of another machine
+    // Of each kind once a run, and of another machine.
+    void warnOfClearSecret(std::string_view origin, std::string_view what);
     // The locks on the server that processes left which were killed.
     void giveBackLeft(const Address& address, const Login& login);
     Result<Login> findLogin(const Address& address);
@@ -123,7 +124,6 @@ private:
     Progress progress_;
     Cost* const cost_;
     std::atomic<unsigned> senders_ = 1;
-    std::atomic<bool> warned_ = false;  // of a password in clear
     struct Started {
         std::string key;  // of the options that make them differ, and the rest of those
         AccessOptions access;
@@ -144,7 +144,7 @@ private:
     std::deque<OpenCollection>& collectionsOfThisThread();
 
     mutable std::mutex schemesMutex_;
-    std::set<std::string, std::less<>> basicOrigins_;
+    std::set<std::string, std::less<>> basicOrigins_, warnedOf_;  // what goes in clear
 
     // Guards the credentials, the extensions and the map open_, not the lists in it: each belongs
     // to its thread, and a map's elements stay where they are when others come or go.

@@ -105,14 +105,9 @@ bool Sites::knows(std::string_view typed) {
     return parts && std::filesystem::exists(siteFile(parts->name), none);
 }
 
-void Sites::noteFirst(const Address& address) {
-    if (firstOrigin_.empty()) firstOrigin_ = address.origin();
-}
-
 // A colon that was forgotten behind a site's name is told.
 Result<Address> Sites::parseUrlOrTellColon(std::string_view typed) {
     Result<Address> address = Address::parse(typed);
-    if (address) noteFirst(*address);
     if (address) return address;
     const std::string_view name = typed.substr(0, typed.find('/'));
     std::error_code none;
@@ -124,6 +119,12 @@ Result<Address> Sites::parseUrlOrTellColon(std::string_view typed) {
 }
 
 Result<Address> Sites::resolve(std::string_view typed) {
+    Result<Address> address = resolveNamed(typed);
+    if (!firstOrigin_) firstOrigin_ = address ? address->origin() : "";
+    return address;
+}
+
+Result<Address> Sites::resolveNamed(std::string_view typed) {
     auto parts = split(typed);
     if (!parts) return parseUrlOrTellColon(typed);
     Result<Site> site = find(parts->name);
@@ -135,8 +136,7 @@ Result<Address> Sites::resolve(std::string_view typed) {
     Result<Address> address =
         Address::parse(root->asCollection().collection() + std::string(parts->path));
     if (!address) return address;
-    noteFirst(*address);
-    if (options_.user.empty()) address = address->withUser(site->user);
+    if (givenFor(address->origin()).user.empty()) address = address->withUser(site->user);
     const Site* other = of(*address);
     if (other != nullptr && !opensAlike(*other, *site)) return oneServerTwice(*other, *site);
     used_.insert_or_assign(identityOf(*address), std::move(*site));
@@ -170,17 +170,20 @@ std::string Sites::shortName(const Address& address) const {
 }
 
 CommonOptions Sites::optionsFor(const Address& address) const {
-    CommonOptions options = options_;
-    options.access = accessTo(address.origin());
+    CommonOptions options = givenFor(address.origin());
     const Site* site = of(address);
     return site == nullptr ? options : withDefaultsOf(*site, options);
 }
 
-AccessOptions Sites::accessTo(const std::string& origin) const {
-    const bool isFirst = firstOrigin_.empty() || origin == firstOrigin_;
-    AccessOptions access = isFirst ? options_.access : AccessOptions();
-    access.origin = origin;
-    return access;
+CommonOptions Sites::givenFor(const std::string& origin) const {
+    CommonOptions options = options_;
+    if (firstOrigin_ && origin != *firstOrigin_) {
+        options.user.clear();
+        options.passwordFile.clear();
+        options.access = {};
+    }
+    options.access.origin = origin;
+    return options;
 }
 
 std::string identityOf(const Address& address) {

@@ -30,19 +30,20 @@ public:
     // The site through which the address was named; null: none.
     const Site* of(const Address& address) const;
     // The options for the address: the command line's, and the site's where that has none. What the
-    // line gives to open the way in is for the server of its first URL.
+    // line says of who it is and how to get in is for the server of its first URL; for nobody where
+    // that is none.
     CommonOptions optionsFor(const Address& address) const;
 
     // As a person would say where it is: "work:reports/", or the host and the path. Decoded.
     std::string shortName(const Address& address) const;
 
 private:
+    Result<Address> resolveNamed(std::string_view typed);
     Result<Address> parseUrlOrTellColon(std::string_view typed);
-    void noteFirst(const Address& address);
-    AccessOptions accessTo(const std::string& origin) const;
+    CommonOptions givenFor(const std::string& origin) const;
 
     const CommonOptions& options_;
-    std::string firstOrigin_;
+    std::optional<std::string> firstOrigin_;           // empty: what was named first is no URL
     std::map<std::string, Site, std::less<>> loaded_;  // by name
     std::map<std::string, Site> used_;                 // by identityOf
 };

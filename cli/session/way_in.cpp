@@ -13,8 +13,8 @@
 #include <utility>
 
 #include "cli/session/command_output.hpp"
-#include "cli/session/password_file.hpp"
 #include "cli/session/prompt.hpp"
+#include "cli/session/secret_file.hpp"
 #include "cli/session/sources.hpp"
 #include "cli/terminal/report.hpp"
 #include "client/header_line.hpp"
@@ -30,9 +30,6 @@ using vxhost::SecretText;
 using vxhost::WayIn;
 using Token = std::shared_ptr<const SecretText>;
 
-// A shorter value of a header is no secret, and might be part of any word of a message.
-constexpr size_t shortestSecret = 6;
-
 // The token of a run, whichever engines use it: asked for again only by the first that is refused.
 class TokenSource {
 public:
@@ -41,7 +38,7 @@ public:
 
     Result<void> fetch() {
         const Result<Secret> token =
-            file_.empty() ? firstLineOf(command_, "token-command") : readPasswordFile(file_);
+            file_.empty() ? firstLineOf(command_, "token-command") : readSecretFile(file_, "token");
         if (!token) return token.error();
         // It ends no line of a request (RFC 9110, 5.5).
         const auto isOfLine = [](unsigned char c) { return c >= ' ' && c != 0x7F; };
@@ -52,7 +49,7 @@ public:
                             "line.",
                             file_.empty() ? command_.front() : file_));
         }
-        if (token->size() >= shortestSecret) concealInReports(token->view());
+        concealInReports(token->view());
         now_ = std::make_shared<const SecretText>(token->view());
         return {};
     }
@@ -125,10 +122,7 @@ Result<void> addCertificate(WayIn& wayIn, const CommonOptions& options, Certific
 }
 
 void addLine(WayIn& wayIn, std::string_view line) {
-    const size_t colon = line.find(':');
-    const size_t value = line.find_first_not_of(" \t", std::min(colon, line.size() - 1) + 1);
-    const std::string_view text = value == line.npos ? std::string_view() : line.substr(value);
-    if (text.size() >= shortestSecret) concealInReports(text);
+    concealInReports(headerValue(line), line);
     wayIn.headers.emplace_back(line);
 }
 
@@ -138,14 +132,16 @@ Result<void> addHeaders(WayIn& wayIn, const CommonOptions& options) {
     if (command.empty()) return {};
     const Result<Secret> text = outputOf(command, "headers-command");
     if (!text) return text.error();
+    int number = 0;
     for (std::string_view rest = text->view(); !rest.empty();) {
+        ++number;
         std::string_view line = rest.substr(0, rest.find('\n'));
         rest.remove_prefix(std::min(line.size() + 1, rest.size()));
         if (line.ends_with('\r')) line.remove_suffix(1);
         if (line.empty()) continue;
         if (const std::string problem = headerProblem(line); !problem.empty()) {
-            return localError(Kind::local, fmt::format("A line of {}, the headers-command, {}.",
-                                                       command.front(), problem));
+            return localError(Kind::local, fmt::format("Line {} of {}, the headers-command, {}.",
+                                                       number, command.front(), problem));
         }
         addLine(wayIn, line);
     }

@@ -120,7 +120,10 @@ void complain(std::string_view sentence) {
     writeReport(fmt::format("quillon: {}\n", shown(std::string(sentence))));
 }
 
-void concealInReports(std::string_view credentials) {
+void concealInReports(std::string_view credentials, std::string_view givenIn) {
+    constexpr size_t shortest = 6;  // bytes
+    const bool isWord = credentials.size() < shortest && !credentials.ends_with('@');
+    if (isWord && !credentials.empty()) credentials = givenIn;
     auto& [mutex, known] = concealedOnes();
     const std::lock_guard lock(mutex);
     const bool isKnown = std::ranges::any_of(

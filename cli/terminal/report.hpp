@@ -17,8 +17,10 @@ ExitCode report(std::string_view attempt, std::string_view url, const Error& err
 // One line that begins with "quillon: ".
 void complain(std::string_view sentence);
 
-// These credentials appear in no report and no log from now on; an empty text is none.
-void concealInReports(std::string_view credentials);
+// These credentials appear in no report and no log from now on; an empty text is none. A value of
+// less than six bytes, without the "@" of a URL, may stand in any word of a message: then it is the
+// text in which it was given, such as "Name: value", that does not appear.
+void concealInReports(std::string_view credentials, std::string_view givenIn = {});
 // The text with "***" in their places.
 std::string concealed(std::string text);
 

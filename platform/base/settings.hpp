@@ -77,8 +77,9 @@ struct Settings {
     std::function<bool(std::string_view url)> knowsBasic;
     // Told when a server was found to ask for Basic; may be empty.
     std::function<void(std::string_view origin)> foundBasic;
-    // Told when the user's password went to that origin as it is, over http; may be empty.
-    std::function<void(std::string_view origin)> passwordInClear;
+    // Told what goes to that origin over http where others can read it, such as "your password";
+    // may be empty.
+    std::function<void(std::string_view origin, std::string_view what)> secretInClear;
     // Told of a 401 that nobody here can answer: the schemes it asks for, as they are shown to a
     // person; may be empty.
     std::function<void(std::string_view schemes)> unknownSchemes;

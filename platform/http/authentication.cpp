@@ -54,11 +54,17 @@ void Authentication::begin(const std::string& url, std::shared_ptr<const Credent
 void Authentication::begin(const WayIn& wayIn) {
     connectionScheme_ = wayIn.connectionScheme;
     if (connectionScheme_ != 0) scheme_ = Scheme::connection;
+    if (connectionScheme_ == CURLAUTH_NTLM) tellInClear("what NTLM makes of your password");
+    if (!wayIn.headers.empty()) tellInClear("the headers that you add");
     if (!wayIn.token) return;
     takeToken(nullptr);
     if (!token_) return;
     scheme_ = Scheme::bearer;
-    if (isClear(origin_) && settings_.passwordInClear) settings_.passwordInClear(origin_);
+    tellInClear("your token");
+}
+
+void Authentication::tellInClear(std::string_view what) const {
+    if (isClear(origin_) && settings_.secretInClear) settings_.secretInClear(origin_, what);
 }
 
 void Authentication::takeToken(const SecretText* refused) {
@@ -127,8 +133,7 @@ Authentication::Scheme Authentication::offered(CURL* easy) {
 void Authentication::noteChallenges(CURL* easy, bool askedForDigest) {
     if (!hasUser() || isGiven()) return;
     if (askedForDigest) digestOrigins().add(origin_);
-    const bool clear = isClear(origin_) && offered(easy) == Scheme::basic && !refusesBasic();
-    if (clear && settings_.passwordInClear) settings_.passwordInClear(origin_);
+    if (offered(easy) == Scheme::basic && !refusesBasic()) tellInClear("your password");
 }
 
 void Authentication::learn(CURL* easy) {
@@ -145,7 +150,7 @@ bool Authentication::fallBackToBasic(const Headers& challenges) {
     forget();
     scheme_ = Scheme::basic;
     if (settings_.foundBasic) settings_.foundBasic(origin_);
-    if (isClear(origin_) && settings_.passwordInClear) settings_.passwordInClear(origin_);
+    tellInClear("your password");
     return true;
 }
 

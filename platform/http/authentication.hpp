@@ -6,6 +6,7 @@
 #include <chrono>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "platform/http/headers.hpp"
 #include "platform/http/target.hpp"
@@ -57,6 +58,7 @@ private:
     bool refusesBasic() const;
     void begin(const WayIn& wayIn);
     void takeToken(const SecretText* refused);
+    void tellInClear(std::string_view what) const;
     void applyGiven(CURL* easy) const;
 
     const Settings& settings_;

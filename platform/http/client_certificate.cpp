@@ -13,7 +13,6 @@
 #include <utility>
 
 #include "platform/base/status.hpp"
-#include "platform/http/curl_options.hpp"
 
 namespace vxhost {
 namespace {
@@ -158,23 +157,12 @@ std::shared_ptr<const ClientCertificate> ClientCertificate::load(const std::stri
     return loaded;
 }
 
-bool ClientCertificate::presentIn(SSL_CTX* context) const noexcept {
-    if (SSL_CTX_use_certificate(context, own_.get()) != 1) return false;
+bool ClientCertificate::presentOver(SSL* connection) const noexcept {
+    if (SSL_use_certificate(connection, own_.get()) != 1) return false;
     for (const CertificatePtr& each : above_) {
-        if (SSL_CTX_add1_chain_cert(context, each.get()) != 1) return false;
+        if (SSL_add1_chain_cert(connection, each.get()) != 1) return false;
     }
-    return SSL_CTX_use_PrivateKey(context, key_.get()) == 1;
-}
-
-// curl would keep the passphrase and read the file for each connection.
-void ClientCertificate::presentBy(CURL* easy) const {
-    const auto present = +[](CURL*, void* context, void* self) noexcept -> CURLcode {
-        const auto& certificate = *static_cast<const ClientCertificate*>(self);
-        return certificate.presentIn(static_cast<SSL_CTX*>(context)) ? CURLE_OK
-                                                                     : CURLE_SSL_CERTPROBLEM;
-    };
-    setOption(easy, CURLOPT_SSL_CTX_FUNCTION, present);
-    setOption(easy, CURLOPT_SSL_CTX_DATA, const_cast<ClientCertificate*>(this));
+    return SSL_use_PrivateKey(connection, key_.get()) == 1;
 }
 
 }  // namespace vxhost

@@ -1,7 +1,6 @@
 // The certificate by which a person logs in to a server (TLS client authentication), and its key.
 #pragma once
 
-#include <curl/curl.h>
 #include <openssl/types.h>
 
 #include <functional>
@@ -25,8 +24,8 @@ public:
                                                          const std::string& keyFile,
                                                          const Passphrase& passphrase);
 
-    // It must live as long as the handle.
-    void presentBy(CURL* easy) const;
+    // To who asks for it over that connection. False: OpenSSL refuses it.
+    bool presentOver(SSL* connection) const noexcept;
 
     struct FreeCertificate {
         void operator()(X509* certificate) const;
@@ -38,8 +37,6 @@ public:
     using KeyPtr = std::unique_ptr<EVP_PKEY, FreeKey>;
 
 private:
-    bool presentIn(SSL_CTX* context) const noexcept;
-
     CertificatePtr own_;
     std::vector<CertificatePtr> above_;  // from its issuer upwards
     KeyPtr key_;

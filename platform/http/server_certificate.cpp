@@ -25,12 +25,6 @@ std::string colonHex(const Digest& digest) {
     return fmt::format("{:02X}", fmt::join(digest, ":"));
 }
 
-std::string pinOf(const Digest& digest) {
-    std::array<unsigned char, 45> text{};  // with its NUL
-    EVP_EncodeBlock(text.data(), digest.data(), static_cast<int>(digest.size()));
-    return std::string("sha256//") + reinterpret_cast<const char*>(text.data());
-}
-
 // "Name:value" of the first certificate of the chain, which is the server's own.
 std::string_view fieldOf(const curl_certinfo& chain, std::string_view name) {
     for (const curl_slist* each = chain.certinfo[0]; each != nullptr; each = each->next) {
@@ -52,12 +46,7 @@ void addDigests(ServerCertificate& shown, std::string_view pem) {
     unsigned size = 0;
     X509_digest(certificate.get(), EVP_sha256(), digest.data(), &size);
     shown.fingerprint = colonHex(digest);
-    unsigned char* key = nullptr;  // the SubjectPublicKeyInfo, as RFC 7469 takes it
-    const int length = i2d_X509_PUBKEY(X509_get_X509_PUBKEY(certificate.get()), &key);
-    if (length <= 0) return;
-    EVP_Digest(key, static_cast<size_t>(length), digest.data(), &size, EVP_sha256(), nullptr);
-    OPENSSL_free(key);
-    shown.pin = pinOf(digest);
+    shown.pin = pinOf(*certificate);
 }
 
 int endIfInterrupted(void* settings, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
@@ -66,6 +55,18 @@ int endIfInterrupted(void* settings, curl_off_t, curl_off_t, curl_off_t, curl_of
 }
 
 }  // namespace
+
+std::string pinOf(const X509& certificate) {
+    unsigned char* key = nullptr;  // the SubjectPublicKeyInfo
+    const int length = i2d_X509_PUBKEY(X509_get_X509_PUBKEY(&certificate), &key);
+    if (length <= 0) return {};
+    Digest digest{};
+    EVP_Digest(key, static_cast<size_t>(length), digest.data(), nullptr, EVP_sha256(), nullptr);
+    OPENSSL_free(key);
+    std::array<unsigned char, 45> text{};  // with its NUL
+    EVP_EncodeBlock(text.data(), digest.data(), static_cast<int>(digest.size()));
+    return std::string("sha256//") + reinterpret_cast<const char*>(text.data());
+}
 
 std::optional<ServerCertificate> shownCertificate(CURL* easy) {
     curl_certinfo* chain = nullptr;
@@ -92,6 +93,7 @@ ServerCertificate lookAtCertificate(const Sender& sender, const std::string& url
     setOption(easy.get(), CURLOPT_ERRORBUFFER, static_cast<char*>(error));
     setOption(easy.get(), CURLOPT_PROXY, sender.credentials->proxy.get());
     setOption(easy.get(), CURLOPT_PINNEDPUBLICKEY, nullptr);
+    setOption(easy.get(), CURLOPT_SSL_CTX_FUNCTION, nullptr);  // nobody sees a certificate of ours
     setOption(easy.get(), CURLOPT_SSL_VERIFYPEER, 0L);
     setOption(easy.get(), CURLOPT_SSL_VERIFYHOST, 0L);
     setOption(easy.get(), CURLOPT_CERTINFO, 1L);

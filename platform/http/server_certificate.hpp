@@ -2,6 +2,7 @@
 #pragma once
 
 #include <curl/curl.h>
+#include <openssl/types.h>
 
 #include <optional>
 #include <string>
@@ -18,6 +19,9 @@ struct ServerCertificate {
     std::string fingerprint;  // SHA-256 of the certificate, as "AB:CD:..."
     std::string pin;          // of its public key, "sha256//BASE64"
 };
+
+// Of its public key, "sha256//BASE64" (RFC 7469); empty: it has none that can be read.
+std::string pinOf(const X509& certificate);
 
 // That of the latest connection of a handle with CURLOPT_CERTINFO; nothing where none came.
 std::optional<ServerCertificate> shownCertificate(CURL* easy);

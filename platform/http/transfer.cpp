@@ -401,7 +401,12 @@ void Transfer::judge(CURLcode code) {
     const bool whole = enough_ == Enough::no;
     if (code == CURLE_SSL_PINNEDPUBKEYNOTMATCH) failForPin();
     if (code != CURLE_OK && whole) {
-        const auto failure = curlFailure(easy_, code, error_, sent_, viaProxy());
+        auto failure = curlFailure(easy_, code, error_, sent_, viaProxy());
+        const WayIn* wayIn = wayInTo(request_.url, sender_.settings);
+        const bool isPinned = wayIn != nullptr && wayIn->certificate && !wayIn->pin.empty();
+        if (isPinned && code == CURLE_SSL_CONNECT_ERROR) {
+            failure.why += "; only who has the pinned key is shown your certificate";
+        }
         fail(failure.status, failure.why);
     }
     // curl takes an end inside the header for that of the answer.

@@ -1,11 +1,51 @@
 #include "platform/http/way_in.hpp"
 
+#include <openssl/ssl.h>
+
+#include <new>
+
 #include "platform/base/settings.hpp"
 #include "platform/http/client_certificate.hpp"
 #include "platform/http/curl_options.hpp"
+#include "platform/http/server_certificate.hpp"
 #include "platform/text/url.hpp"
 
 namespace vxhost {
+namespace {
+
+// Proxies over TLS may do what no TLS of today does any more: by that their connections are told
+// from the server's, which curl prepares by the same function.
+constexpr long optionsOfProxies = CURLSSLOPT_ALLOW_BEAST;
+bool isToProxy(const SSL* connection) {
+    return (SSL_get_options(connection) & SSL_OP_DONT_INSERT_EMPTY_FRAGMENTS) != 0;
+}
+
+bool hasPinnedKey(const SSL* server, const std::string& pin) {
+    const X509* shown = SSL_get0_peer_certificate(server);
+    return shown != nullptr && pinOf(*shown) == pin;
+}
+
+// Called when the server asks for a certificate, having shown its own. Who has another key than the
+// pinned one is shown none; curl refuses it when the connection is made, and tells of it.
+int present(SSL* connection, void* self) noexcept {
+    const WayIn& wayIn = *static_cast<const WayIn*>(self);
+    try {
+        if (isToProxy(connection)) return 1;
+        if (!wayIn.pin.empty() && !hasPinnedKey(connection, wayIn.pin)) return 1;
+        return wayIn.certificate->presentOver(connection) ? 1 : 0;
+    } catch (const std::bad_alloc&) {
+        return 0;
+    }
+}
+
+// curl would keep the passphrase, read the file for each connection, and compare the pin after the
+// certificate has gone out.
+CURLcode prepare(CURL*, void* context, void* self) noexcept {
+    SSL_CTX_set_cert_cb(static_cast<SSL_CTX*>(context), &present, self);
+    return CURLE_OK;
+}
+
+}  // namespace
 
 const WayIn* wayInTo(std::string_view url, const Settings& settings) {
     const bool fits = settings.wayIn && sameOrigin(url, settings.wayIn->origin);
@@ -13,7 +53,11 @@ const WayIn* wayInTo(std::string_view url, const Settings& settings) {
 }
 
 void setWayIn(CURL* easy, const WayIn& wayIn) {
-    if (wayIn.certificate) wayIn.certificate->presentBy(easy);
+    if (wayIn.certificate) {
+        setOption(easy, CURLOPT_SSL_CTX_FUNCTION, &prepare);
+        setOption(easy, CURLOPT_SSL_CTX_DATA, const_cast<WayIn*>(&wayIn));
+        setOption(easy, CURLOPT_PROXY_SSL_OPTIONS, optionsOfProxies);
+    }
     if (!wayIn.unixSocket.empty()) {
         setOption(easy, CURLOPT_UNIX_SOCKET_PATH, wayIn.unixSocket.c_str());
         setOption(easy, CURLOPT_NOPROXY, "*");

@@ -34,7 +34,7 @@ struct WayIn {
 // The settings' own where it is for that URL; null: none.
 const WayIn* wayInTo(std::string_view url, const Settings& settings);
 
-// What of it belongs to the connections of a handle.
+// What of it belongs to the connections of a handle. It must live as long as they do.
 void setWayIn(CURL* easy, const WayIn& wayIn);
 
 }  // namespace vxhost

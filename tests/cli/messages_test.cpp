@@ -76,10 +76,10 @@ TEST_F(Messages, nameTheCauseAndTheWayOut) {
          5,
          {"locked by ann, with quillon, until", "a lock under your own name"}},
     };
-    for (const auto& [arguments, exitCode, told, environment] : cases) {
+    for (const auto& [arguments, exitCode, told, more] : cases) {
         SCOPED_TRACE(testing::PrintToString(arguments));
         support::Command line = command(arguments);
-        line.environment.insert(environment.begin(), environment.end());
+        line.environment.insert(more.begin(), more.end());
         const support::Outcome outcome = support::run(line);
         EXPECT_EQ(outcome.exitCode, exitCode) << outcome.errors;
         for (const std::string& words : told) {

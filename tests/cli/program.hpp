@@ -35,19 +35,12 @@ struct Row {
 
 class ProgramTest : public testing::Test {
 protected:
-    support::Command command(Arguments arguments) const {
-        arguments.insert(arguments.begin(), QUILLON_PROGRAM);
-        return {std::move(arguments),
-                {{"HOME", home.path()},
-                 {"XDG_CACHE_HOME", home / "cache"},
-                 {"XDG_CONFIG_HOME", home / "config"},
-                 {"XDG_STATE_HOME", home / "state"},
-                 {"NETRC", home / "netrc"},
-                 {"VISUAL", "sh " + (home / "editor").string()},
-                 {"LC_ALL", "C.UTF-8"},
-                 {"TZ", "UTC"}},
-                {},
-                work.path()};
+    support::Command command(const Arguments& arguments) const {
+        return {joined({QUILLON_PROGRAM}, arguments), environment, {}, work.path()};
+    }
+    static Arguments joined(Arguments first, const Arguments& more) {
+        first.insert(first.end(), more.begin(), more.end());
+        return first;
     }
     support::Outcome quillon(Arguments arguments, std::string input = {}) const {
         support::Command all = command(std::move(arguments));
@@ -128,6 +121,14 @@ protected:
 
     support::TemporaryDirectory home;
     support::TemporaryDirectory work;
+    std::map<std::string, std::string> environment{{"HOME", home.path()},
+                                                   {"XDG_CACHE_HOME", home / "cache"},
+                                                   {"XDG_CONFIG_HOME", home / "config"},
+                                                   {"XDG_STATE_HOME", home / "state"},
+                                                   {"NETRC", home / "netrc"},
+                                                   {"VISUAL", "sh " + (home / "editor").string()},
+                                                   {"LC_ALL", "C.UTF-8"},
+                                                   {"TZ", "UTC"}};
 
 private:
     static Names names(const std::filesystem::path& folder) {

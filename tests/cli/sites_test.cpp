@@ -14,6 +14,7 @@ protected:
     Sites() {
         writeFile(work / "right", std::string(password) + "\n");
         writeFile(work / "wrong", "falsch\n");
+        writeFile(work / "nul", std::string(password) + std::string(1, '\0'));
     }
     static Arguments login(const std::string& url, const std::string& name = "work",
                            const std::string& file = "right") {
@@ -67,30 +68,39 @@ TEST_F(Sites, aNameStandsForTheUrl) {
 
 TEST_F(Sites, credentialsComeFromEachPlace) {
     const std::string inUrl = "http://ann:geheim%20%C3%BC%22%20%5Cx%3A%20100%25@" + url.substr(7);
-    expect({{{"ls", url}, 4, "Give a user name with --user"},
-            {{"ls", inUrl}, 0, ""},
-            {{"ls", "-u", "ann", "--password-file", "right", url}, 0, ""},
-            {{"ls", "-u", "bob", "--password-file", "right", url}, 4, "refused"},
-            {{"ls", "-u", "ann", url}, 4, "password of ann is missing"},
-            {{"ls", "-u", "ann", "--password-file", "none", url}, 8, "password file none"}});
+    expect(
+        {{{"ls", url}, 4, "Give a user name with --user"},
+         {{"ls", inUrl}, 0, ""},
+         {{"ls", "-u", "ann", "--password-file", "right", url}, 0, ""},
+         {{"ls", "-u", "bob", "--password-file", "right", url}, 4, "refused"},
+         {{"ls", "-u", "ann", url}, 4, "password of ann is missing"},
+         {{"ls", "-u", "ann", "--password-file", "none", url}, 8, "password file none"},
+         {{"ls", "-u", "ann", "--password-file", "nul", url}, 8, "file nul holds a NUL or a line"},
+         {{"ls", "-u", "a\nb", url}, 2, "holds no NUL and no line break"},
+         {{"ls", "http://ann:a%00b@h/"}, 2, "password holds a NUL"}});
     writeFile(home / "netrc",
               "machine 127.0.0.1 login ann password "
               "\"geheim \xC3\xBC\\\" \\\\x: 100%\"\n");
     expect({{{"ls", url}, 0, ""},
             {{"ls", "-u", "ann", url}, 0, ""},
             {{"-u", "ann", "--password-file", "wrong", "ls", url}, 4, "refused"}});
+    writeFile(home / "netrc", "machine 127.0.0.1\nlogin ann password \"a\nb\"");
+    expect({{{"ls", url}, 8, "ends in line 3 of " + (home / "netrc").string() + " holds a NUL"}});
 }
 
 TEST_F(Sites, aPasswordInClearToAnotherMachineIsToldOfOnce) {
     std::string other = url;
     other.replace(other.find("127.0.0.1"), 9, "0.0.0.0");  // which counts as another
-    const auto warnings = [&](const std::string& target) {
-        const Arguments shell{"shell", "-uann", "--password-file", "right", target};
+    const auto warnings = [&](const std::string& target, const Arguments& more = {}) {
+        Arguments shell{"shell", "-uann", "--password-file", "right", target};
+        shell.insert(shell.end(), more.begin(), more.end());
         const std::string told = quillon(shell, "ls\nmkcol a\nls a\n").errors;
         const std::regex warning("unprotected");
         return std::distance(std::sregex_iterator(told.begin(), told.end(), warning), {});
     };
     EXPECT_EQ(warnings(other), 1);
+    EXPECT_EQ(warnings(other, {"--header", "X-A: b"}), 2);
+    EXPECT_EQ(warnings(other, {"--auth", "ntlm"}), 1);
     EXPECT_EQ(warnings(url), 0);
     writeSite("url = '" + other + "'\ninsecure-basic = true\n");
     EXPECT_EQ(warnings("work:"), 0);

@@ -1,4 +1,7 @@
 // What opens a server beside a password that is typed. The secret is "geheim", wherever it is from.
+#include <algorithm>
+#include <fstream>
+
 #include "tests/cli/program.hpp"
 #include "tests/support/scripted_server.hpp"
 
@@ -65,6 +68,7 @@ TEST_F(WayIn, aPasswordComesFromACommand) {
         {"echo geheim; kill $$", 8, "was ended by a signal."},
         {"yes geheim", 8, "prints too much."},
         {"echo; echo geheim", 8, "printed nothing."},
+        {"printf 'geheim\\0more'", 8, "tool, the password-command, prints holds a NUL"},
         {"echo falsch", 4, "password"}};
     for (const auto& [script, code, told] : rows) expectOfSite(start + tool(script), code, told);
     expectOfSite(start + "['no-such']", 8, "no-such, the password-command, cannot be run: No such");
@@ -77,20 +81,37 @@ TEST_F(WayIn, aPasswordComesFromACommand) {
               std::string::npos);
 }
 
+TEST_F(WayIn, aCommandThatDoesNotListenEndsWithUs) {
+    writeSite("url = '" + url + "'\nuser = 'ann'\npassword-command = " +
+              tool("trap '' INT TERM; sleep 1000 & echo $! $$ > new; mv new pids; wait"));
+    support::RunningProcess program(command({"ls", "work:"}));
+    ASSERT_TRUE(support::eventually([&] { return std::filesystem::exists(work / "pids"); }));
+    for (const int number : {SIGINT, SIGTERM}) program.signal(number);
+    EXPECT_EQ(program.wait()->exitCode, 130);
+    std::istringstream pids(support::readFile(work / "pids"));
+    for (std::string pid; pids >> pid;) {  // what has ended has no words
+        const auto words = "/proc/" + pid + "/cmdline";
+        EXPECT_TRUE(support::eventually([&] { return std::ifstream(words).get() == EOF; })) << pid;
+    }
+}
+
 TEST_F(WayIn, aTokenComesFromAFileOrACommand) {
     letIn("Authorization", "Bearer geheim");
     writeFile(work / "token", "geheim\nmore\n");
     writeFile(work / "old", "alt");
     const std::string refused = "The server does not take the token.";
     expectQuietly({{"ls", "--token-file", "token", url}, 0, ""});
-    expect({{{"ls", "--token-file", "old", url}, 4, refused},
-            {{"login", "work", url, "--token-file", "old"}, 4, refused},
-            {{"login", "work", url, "--token-file", "token"}, 0, stored},
-            {{"login", "work", url, "--token-file", "-"}, 8, "The standard input holds no"},
-            {{"ls", "--token-file", "old", "work:"}, 4, refused},
-            {{"login", "work", url, "--token-command", "echo geheim 'a b'"}, 4, refused},
-            {{"login", "work", url, "--token-command", "'echo' geheim"}, 0, stored},
-            {{"sites", "work"}, 0, "url            " + url + "\ntoken-command  echo geheim\n"}});
+    expect(
+        {{{"ls", "--token-file", "old", url}, 4, refused},
+         {{"login", "work", url, "--token-file", "old"}, 4, refused},
+         {{"login", "work", url, "--token-file", "token"}, 0, stored},
+         {{"login", "work", url, "--token-file", "-"}, 8, "The standard input holds no token"},
+         {{"ls", "--token-file", "none", url}, 8, "Cannot read the token file none"},
+         {{"ls", "--token-file", "old", "--auth=ntlm", url}, 2, "--token-file and --auth do not"},
+         {{"ls", "--token-file", "old", "work:"}, 4, refused},
+         {{"login", "work", url, "--token-command", "echo geheim 'a b'"}, 4, refused},
+         {{"login", "work", url, "--token-command", "'echo' geheim"}, 0, stored},
+         {{"sites", "work"}, 0, "url            " + url + "\ntoken-command  echo geheim\n"}});
     // One that is refused is asked for again, once.
     const std::string once = "test -e told && echo geheim || echo alt; echo > told";
     size_t before = 0;
@@ -113,15 +134,12 @@ TEST_F(WayIn, headersAndCookiesGoToTheirOriginAlone) {
     letIn("X-Gate", "geheim");
     other.on("*", "*", Answer(404));
     writeFile(work / "headers", "X-Gate: geheim\r\n\nX-More: 1\n");
-    const Arguments header{"--header", "X-Gate:  geheim"}, elsewhere{"ls", other.url("c/")};
-    const auto with = [&](Arguments words) {
-        words.insert(words.end(), header.begin(), header.end());
-        return words;
-    };
+    const Arguments header{"--header", "X-Gate:  geheim"};
     expectQuietly({{"ls", "--header", "@headers", url}, 0, ""});
-    expect({{with({"ls", url}), 0, ""},
-            {{"ls", "--header", "Host: geheim", url}, 2, "is Host, which every request has as it"},
-            {with({"ls", url, other.url("c/")}), 3, ""}});
+    expect(
+        {{joined({"ls", url}, header), 0, ""},
+         {{"ls", "--header", "Host: geheim", url}, 2, "is Host, which every request has as it"},
+         {{"ls", "--header", "X-A: 127.0", "http://127.0.0.1:1/"}, 7, "list http://127.0.0.1:1/"}});
     const std::string two = "headers = ['X-Gate: geheim', 'X-Two: geheim']\n";
     expectOfSite(two, 0, "");
     expectQuietly({{"sites", "work"}, 0, "url      " + url + "\nheaders  stored\n"});
@@ -137,17 +155,43 @@ TEST_F(WayIn, headersAndCookiesGoToTheirOriginAlone) {
     expectQuietly({{"ls", url}, 0, ""});
     expect({{{"ls", url, other.url("c/")}, 3, ""}});
     server.on("*", "*", Answer(307).with("Location", other.url("d/")));
-    expect({{with({"ls", url}), 1, other.url("d/")}});
+    expect({{joined({"ls", url}, header), 1, other.url("d/")}});
     for (const Request& request : other.requests())
         for (const char* name : {"X-Gate", "X-Two", "Cookie"}) EXPECT_EQ(request.field(name), "");
     EXPECT_EQ(other.transcript().find("/d/"), std::string::npos);
 
     server.on("*", "*", Answer(200, "x").stalledAfter(0)).clearRequests();
-    support::RunningProcess program(command(with({"cat", server.url("c/f")})));
+    support::RunningProcess program(command(joined({"cat", server.url("c/f")}, header)));
     EXPECT_TRUE(support::eventually([&] { return !server.requests().empty(); }));
     const std::string line =
         support::readFile("/proc/" + std::to_string(program.pid()) + "/cmdline");
     EXPECT_NE(line.find("X-Gate:  ******"), line.npos) << line;
+}
+
+TEST_F(WayIn, secretsOfTheLineGoToTheServerOfItsFirstUrlAlone) {
+    const auto hasSecret = [](const Request& request) {
+        return request.fields.count("X-Gate") + request.fields.count("Authorization") > 0;
+    };
+    server.on("*", "*", [=](const Request& request) {
+        if (hasSecret(request)) return whole(request);
+        return Answer(401).with("WWW-Authenticate", "Basic realm=\"r\"");
+    });
+    other.on("*", "*", Answer(401).with("WWW-Authenticate", "Basic realm=\"r\""));
+    writeFile(work / "secret", "geheim\n");
+    const std::pair<Arguments, int> rows[] = {
+        {{"ls"}, 4}, {{"ls", "ftp://h/"}, 2}, {{"cp"}, 4}, {{"mv"}, 4}, {{"__complete", "cp"}, 0}};
+    for (const Arguments& kind : {Arguments{"-uann", "--password-file", "secret"},
+                                  {"--token-file", "secret"},
+                                  {"--header", "X-Gate: geheim"}}) {
+        for (const auto& [words, code] : rows) {
+            for (ScriptedServer* each : {&server, &other}) each->clearRequests();
+            EXPECT_EQ(quillon(joined(joined(words, kind), {url, other.url("c/")})).exitCode, code);
+            const bool isFirst = words == Arguments{"ls"};  // the others ask the second alone
+            EXPECT_EQ(std::ranges::any_of(server.requests(), hasSecret), isFirst) << kind[0];
+            EXPECT_FALSE(other.requests().empty()) << words[0] << kind[0];
+            EXPECT_TRUE(std::ranges::none_of(other.requests(), hasSecret)) << words[0] << kind[0];
+        }
+    }
 }
 
 TEST_F(WayIn, aSocketStandsForHostAndPort) {
@@ -186,6 +230,7 @@ protected:
 TEST_F(Cloud, thePersonSignsInSomewhereElse) {
     const std::string start = "/c/index.php/login/v2", page = server.url("p"),
                       poll = server.url("q");
+    const std::string notPlain = "names for this login is no plain URL";
     const Answer slow = Answer(200, answer).slowly(9, support::Duration(20));
     const Answer good = offer(page, poll), silent = Answer(200, answer).stalledAfter(9);
     const auto away = Answer(307).with("Location", other.url("q"));
@@ -194,6 +239,9 @@ TEST_F(Cloud, thePersonSignsInSomewhereElse) {
         {Answer(200, std::string(200000, '[')), {}, 1, "There is no login by browser at"},
         {offer(page, other.url("q")), {}, 1, "which is another one and was sent nothing"},
         {offer(other.url("p"), poll), {}, 1, "which is another one and was sent nothing"},
+        {offer(other.url().insert(7, "\\\\"), poll), {}, 1, notPlain},
+        {offer(server.url().insert(7, "h@"), poll), {}, 1, notPlain},
+        {offer(page, "//h/"), {}, 1, notPlain},
         {offer("p\\u001b[2J", poll), {}, 1, "There is no login by browser at"},
         {good, {Answer(403)}, 1, "403"},
         {good, {Answer(200, "[]")}, 7, "names no user"},
@@ -220,28 +268,23 @@ TEST_F(Cloud, thePersonSignsInSomewhereElse) {
 
 // secret-tool keeps what it is given in a file here.
 TEST_F(Cloud, aKeyringKeepsThePassword) {
-    const std::string ring = (work / "ring").string(), path = std::getenv("PATH");
+    const std::string ring = (work / "ring").string();
+    environment["PATH"] = work.path().string() + ":" + std::getenv("PATH");
     const auto write = [&](const std::string& script) {
         writeFile(work / "secret-tool", "#!/bin/sh\n" + script);
         chmod((work / "secret-tool").c_str(), 0755);
-    };
-    const auto with = [&](Arguments words) {
-        support::Command all = command(std::move(words));
-        all.environment["PATH"] = work.path().string() + ":" + path;
-        return support::run(all);
     };
     writeFile(work / "password", "geheim\n");
     const Arguments keep{"login",           "work",     folder,     "-uann",
                          "--password-file", "password", "--keyring"};
     write("case $1 in store) cat > ring;; lookup) cat ring;; clear) rm ring;; esac");
-    expect(with(keep), 0, isAnns);
+    expect({{keep, 0, isAnns}, {{"get", "work:none", "-"}, 3, ""}});
     EXPECT_EQ(support::readFile(ring), "geheim");
     EXPECT_EQ(support::readFile(siteFile()).find("password = "), std::string::npos);
-    expect(with({"get", "work:none", "-"}), 3, "");
-    expect(with({"logout", "work"}), 0, "");
+    expect({{{"logout", "work"}, 0, ""}});
     EXPECT_FALSE(std::filesystem::exists(ring));
     write("exit 1");
-    EXPECT_NE(with(keep).errors.find("stored encrypted instead"), std::string::npos);
+    EXPECT_NE(quillon(keep).errors.find("stored encrypted instead"), std::string::npos);
 }
 
 }  // namespace

@@ -51,7 +51,9 @@ Driven::Driven(std::string itsUser, std::string itsPassword)
                       fmt::format("a lock of {}: {} {}", stray.taken ? "ours" : "earlier",
                                   stray.url, stray.token));
     };
-    settings.passwordInClear = [this](std::string_view origin) { passwordsInClear += origin; };
+    settings.secretInClear = [this](std::string_view origin, std::string_view what) {
+        if (what == "your password") passwordsInClear += origin;
+    };
     weblnk.reset(reinterpret_cast<vx::Weblnk*>(createWeblnk(settings)));
     context.reset(weblnk->CreateHttpContext(weblnk.get(), nullptr, 0));
 }

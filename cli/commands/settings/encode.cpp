@@ -3,20 +3,17 @@
 #include <unistd.h>
 
 #include "cli/commands/command.hpp"
-#include "cli/session/password_file.hpp"
 #include "cli/session/prompt.hpp"
+#include "cli/session/secret_file.hpp"
 #include "cli/terminal/report.hpp"
 #include "client/password.hpp"
 
 namespace quillon::cli {
 namespace {
 
-constexpr const char* passwordFromInput = "-";
-
 Result<Secret> password(const CommonOptions& options) {
-    if (!options.passwordFile.empty()) return readPasswordFile(options.passwordFile);
-    return isatty(STDIN_FILENO) != 0 ? promptSecret("Password: ")
-                                     : readPasswordFile(passwordFromInput);
+    if (!options.passwordFile.empty()) return readSecretFile(options.passwordFile, "password");
+    return isatty(STDIN_FILENO) != 0 ? promptSecret("Password: ") : readSecretFile("-", "password");
 }
 
 int runEncode(Session& session) {

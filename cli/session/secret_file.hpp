@@ -1,0 +1,16 @@
+// Passwords and tokens out of files.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "client/result.hpp"
+#include "client/secret.hpp"
+
+namespace quillon::cli {
+
+// The first line of a file; "-": of the standard input. Fails with Kind::local when it is empty, or
+// cannot be sent; what is "password" or "token". A file that others can read is used, and told of.
+Result<Secret> readSecretFile(const std::string& path, std::string_view what);
+
+}  // namespace quillon::cli
