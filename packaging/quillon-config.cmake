@@ -1,5 +1,6 @@
-# find_package(quillon): quillon::client, the C++ face; quillon::records, the records that a host
-# and the extension share; quillon::extension, the library that a host loads with dlopen.
+# find_package(quillon): quillon::client, the C++ face; quillon::sync, which stands on it and keeps
+# a folder and a collection the same; quillon::records, the records that a host and the extension
+# share; quillon::extension, the library that a host loads with dlopen.
 include(CMakeFindDependencyMacro)
 find_dependency(CURL)
 find_dependency(EXPAT)

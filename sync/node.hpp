@@ -8,7 +8,7 @@
 #include <string>
 
 #include "client/time.hpp"
-#include "platform/http/headers.hpp"
+#include "platform/http/entity_tag.hpp"
 
 namespace quillon::sync {
 

@@ -2,7 +2,6 @@
 // back. One for all pairs of a person.
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <map>
@@ -16,16 +15,9 @@
 #include "client/tree/local_folder.hpp"
 #include "platform/base/descriptor.hpp"
 #include "sync/state.hpp"
+#include "sync/store_limits.hpp"
 
 namespace quillon::sync {
-
-struct StoreLimits {
-    uint64_t mostBytes = uint64_t{1} << 30;
-    std::chrono::hours longest = std::chrono::hours(24 * 30);
-    // Of versions that both sides have, which only serve to merge: texts up to a size.
-    uint64_t mostCommonBytes = uint64_t{256} << 20;
-    uint64_t mostCommonText = uint64_t{1} << 20;
-};
 
 // What became of late files.
 struct CheckedLate {

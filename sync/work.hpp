@@ -9,6 +9,7 @@
 #include "client/tree/put_file.hpp"
 #include "sync/journal.hpp"
 #include "sync/look_there.hpp"
+#include "sync/store.hpp"
 #include "sync/sync.hpp"
 
 namespace quillon::sync {

@@ -6,23 +6,9 @@
 #include <iostream>
 #include <string>
 
+#include "console.hpp"
+
 namespace {
-
-int complain(const quillon::Error& error) {
-    for (const std::string& sentence : error.sentences) std::cerr << sentence << '\n';
-    return 1;
-}
-
-quillon::Login readLogin(const char* user) {
-    quillon::Login login;
-    if (user == nullptr) return login;
-    login.user = user;
-    std::string line;
-    std::getline(std::cin, line);
-    login.password = quillon::Secret(line);
-    quillon::wipe(line);
-    return login;
-}
 
 void print(const quillon::Listing& listing) {
     for (const quillon::Entry entry : listing) {
@@ -34,7 +20,7 @@ void print(const quillon::Listing& listing) {
 
 // Each step gives a value or an Error. The collection, its connection and its cache directory are
 // gone when the last object that was made from it is.
-int run(const char* url, const char* user) {
+int run(const std::string& url, const std::string& user) {
     const auto address = quillon::Address::parse(url);
     if (!address) return complain(address.error());
     const auto extension = quillon::Extension::load({});
@@ -60,7 +46,7 @@ int run(const char* url, const char* user) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc == 2 || argc == 3) return run(argv[1], argc == 3 ? argv[2] : nullptr);
+    if (argc == 2 || argc == 3) return run(argv[1], argc == 3 ? argv[2] : "");
     std::cerr << "usage: fetch URL [USER], the password on standard input\n";
     return 2;
 }

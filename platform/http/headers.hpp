@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/weblnk.h"
+#include "platform/http/entity_tag.hpp"
 
 namespace vxhost {
 
@@ -86,15 +87,5 @@ std::optional<uint32_t> parseTimeout(std::string_view value);
 // Retry-After in seconds from now, not below 0.
 std::optional<std::chrono::seconds> parseRetryAfter(std::string_view value,
                                                     std::chrono::system_clock::time_point now);
-
-struct EntityTag {     // RFC 9110, 8.8.3
-    std::string text;  // without W/ and quotes; empty: none
-    bool weak = false;
-    std::string sent() const;  // as a condition carries it, with quotes
-};
-
-// Of an ETag field or a getetag property, where some servers leave out the quotes. None for what
-// cannot be sent back, and for the tag of a coded answer, which is not the member's own.
-EntityTag parseEntityTag(std::string_view value);
 
 }  // namespace vxhost

@@ -26,7 +26,8 @@ records=$(pkg-config --cflags-only-I quillon)
 
 # ---- each header alone; -w: a header is the main file here
 (cd "$prefix/include/quillon" &&
-    "$CXX" -std=c++20 -w -fsyntax-only $records -x c++ client/*.hpp host/*.h &&
+    "$CXX" -std=c++20 -w -fsyntax-only $records -x c++ client/*.hpp sync/*.hpp \
+        platform/http/*.hpp host/*.h &&
     "$CC" -std=c11 -w -fsyntax-only $records -x c host/*.h)
 
 # ---- what a start of the program would take its time for
@@ -57,11 +58,13 @@ empty 0
 größe.txt 10
 sub dir/ 0" "$("$work/c/list" "$prefix/lib/libquillon.so" "$members/" | grep -v '^  log 2: ')"
 
-# ---- the program in C++, built by either package, and quillon itself, on a server
+# ---- the programs in C++, built by either package, and quillon itself, on a server
 cmake -S "$source/examples/cpp" -B "$work/cpp" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
 cmake --build "$work/cpp" >/dev/null
-"$CXX" -std=c++20 "$source/examples/cpp/fetch.cpp" $(pkg-config --cflags --libs quillon) \
-    -o "$work/fetch"
+for program in fetch keep; do
+    "$CXX" -std=c++20 "$source/examples/cpp/$program.cpp" $(pkg-config --cflags --libs quillon) \
+        -o "$work/$program"
+done
 
 mkfifo "$work/server"
 "$build/bin/testserver" --auth basic --directory "$members" >"$work/server" &
@@ -79,3 +82,16 @@ done
 same "the listing of the installed program" "empty
 größe.txt
 sub dir/" "$(quillon ls --user "$user" --password-file <(printf '%s' "$password") "$url")"
+
+# ---- a pair of the one program is the other's, too
+keep() { "$1" "$work/pair" "${url/:\/\//://$user@}" <<<"$password" | sort; }
+mkdir "$work/pair"
+same "the first run" "$(printf 'fetched\tempty\nfetched\tgröße.txt\nmade\tsub dir/')" \
+    "$(keep "$work/cpp/keep")"
+cmp "$work/pair/größe.txt" "$members/größe.txt"
+mv "$work/pair/größe.txt" "$work/pair/sub dir/moved"
+same "the next run" "$(printf 'moved\tsub dir/moved')" "$(keep "$work/keep")"
+[ -s "$members/sub dir/moved" ]
+same "the state" "$work/pair and $url
+Both sides are the same." \
+    "$(quillon status --password-file <(printf '%s' "$password") "$work/pair")"

@@ -10,9 +10,9 @@ for page in quillon $("$quillon" __complete '' | cut -f1 | sed 's/^/quillon-/');
     gzip -t "$prefix/share/man/man1/$page.1.gz"
 done
 gzip -t "$prefix/share/man/man5/quillon-config.5.gz"
-for file in lib/libquillon.so lib/libquillon_client.a lib/libvxhost.a lib/pkgconfig/quillon.pc \
+for file in lib/libquillon.so lib/libquillon_client.a lib/libquillon_sync.a lib/libvxhost.a lib/pkgconfig/quillon.pc \
     lib/cmake/quillon/quillon-config.cmake include/quillon/client/collection.hpp \
-    include/quillon/host/quillon.h share/bash-completion/completions/quillon \
+    include/quillon/host/quillon.h include/quillon/sync/working_copy.hpp share/bash-completion/completions/quillon \
     share/zsh/vendor-completions/_quillon share/fish/vendor_completions.d/quillon.fish \
     share/doc/quillon/copyright share/doc/quillon/changelog.gz; do
     [ -s "$prefix/$file" ] || fail "$prefix/$file is missing"

@@ -74,7 +74,11 @@ TEST_P(FileIds, areAskedForWhereTheyAreToldAndTellMoves) {
     handOnAll();
     EXPECT_EQ(sync("ann").exitCode, exitDone);
     EXPECT_EQ(filesIn(folder("ann")), filesIn(there()));
-    nothingIsLost({"old", "new there"});
+    write(there() / "d/c", "newer there");
+    fs::rename(there() / "d/c", there() / "c");
+    EXPECT_EQ(sync("ann").exitCode, exitDone);
+    EXPECT_EQ(filesIn(folder("ann")), filesIn(there()));
+    nothingIsLost({"old", "new there", "newer there"});
 }
 
 INSTANTIATE_TEST_SUITE_P(, FileIds,
