@@ -54,8 +54,9 @@ private:
     void add(const std::string& path, const ScannedEntry& each) {
         const bool isFolder = each.entry.kind == LocalKind::folder;
         if (each.unfit == Unfit::unfinished || copies_.contains(path)) return;
-        if (!filter_.takes(path, isFolder)) return;
-        if (isFolder && isOurState(each.entry)) return;
+        if (!filter_.takes(path, isFolder) || (isFolder && isOurState(each.entry))) {
+            return noteLeftOut(path);
+        }
         HereNode node{isFolder ? NodeKind::folder : NodeKind::file, hereStateOf(each.entry)};
         if (each.unfit != Unfit::none) {
             node = {NodeKind::blocked, {}, std::string(whyUnfit(each.unfit))};
@@ -67,6 +68,12 @@ private:
         if (const Result<void> inner = scan(path); !inner) {
             at->second = {NodeKind::blocked, {}, inner.error().sentences.front()};
             scan_.isComplete = false;
+        }
+    }
+
+    void noteLeftOut(const std::string& path) {
+        for (size_t end = path.rfind('/'); end != path.npos; end = path.rfind('/', end - 1)) {
+            if (!scan_.holdLeftOut.insert(path.substr(0, end)).second) return;
         }
     }
 

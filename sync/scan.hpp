@@ -13,6 +13,8 @@ namespace quillon::sync {
 struct HereScan {
     HereTree tree;           // without hashes
     bool isComplete = true;  // every folder could be read
+    // Paths of folders that are in the tree and have something in them, or deeper, that is not.
+    std::set<std::string> holdLeftOut;
 };
 
 // copies: paths that are never sent. What the filter does not take is passed over.

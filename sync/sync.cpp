@@ -84,6 +84,7 @@ private:
         }
         if (!plan) co_return std::move(plan).error();
         view->trees = {};
+        if (Result<void> kept = keepHolders(*plan, *view); !kept) co_return std::move(kept);
         if (!heldBack.empty() && isFirst) {
             options_.remark(
                 fmt::format("Nothing is removed, since {}. If that is meant to be so: quillon sync "
@@ -97,6 +98,30 @@ private:
             co_return Result<void>();
         }
         co_return co_await apply(std::move(*plan), *view, recovered);
+    }
+
+    // Folders here whose collection is gone, and that hold what is left out. That is told once.
+    Result<void> keepHolders(Plan& plan, View& view) const {
+        std::erase_if(plan.actions, [&](const Action& each) {
+            const bool stays = each.act == Act::removeHere && each.isFolder &&
+                               view.holdLeftOut.contains(each.path) &&
+                               !plan.trees.there.contains(each.path);
+            if (stays) view.staying.insert(each.path);
+            return stays;
+        });
+        std::string lines = "\n";
+        for (const std::string& path : view.staying) lines += path + '\n';
+        const Result<std::optional<std::string>> told = pair_.state().setting("staying");
+        if (!told) return told.error();
+        if (told->value_or("\n") == lines) return {};
+        for (const std::string& path : view.staying) {
+            if (*told && (*told)->find('\n' + path + '\n') != std::string::npos) continue;
+            options_.remark(
+                fmt::format("{}/ stays here, for it holds what is left out. Remove it "
+                            "yourself if it is to go, too.",
+                            path));
+        }
+        return options_.dryRun ? Result<void>() : pair_.state().set("staying", lines);
     }
 
     Task<Result<void>> compare(std::vector<std::string> paths, Trees& trees) {

@@ -27,6 +27,23 @@ std::vector<std::string> leaveOut(const Filter& filter, BaseTree& base) {
     return paths;
 }
 
+// Folders whose collection is gone, and in which nothing else is than what is left out, count as
+// left out, too, until that changes. Gives them.
+std::set<std::string> leaveOutHolders(const std::set<std::string>& holders, Trees& trees) {
+    std::set<std::string> staying;
+    for (auto path = holders.rbegin(); path != holders.rend(); ++path) {  // the deepest first
+        const auto here = trees.here.find(*path);
+        const bool isGoneThere = trees.base.contains(*path) && !trees.there.contains(*path);
+        if (here == trees.here.end() || !isGoneThere) continue;
+        const auto member = trees.here.lower_bound(*path + '/');
+        if (member != trees.here.end() && member->first.starts_with(*path + '/')) continue;
+        trees.here.erase(here);
+        trees.base.erase(*path);
+        staying.insert(*path);
+    }
+    return staying;
+}
+
 // The other side as it was when both were the same.
 ThereTree unchangedThere(const BaseTree& base) {
     ThereTree there;
@@ -102,6 +119,8 @@ Task<Result<View>> viewPair(Remote* remote, Pair& pair, const LocalFolder& folde
     view.isComplete = view.isComplete && there->isComplete;
     view.server = std::move(there->server);
     view.asked = there->asked;
+    view.staying = leaveOutHolders(here->holdLeftOut, view.trees);
+    view.holdLeftOut = std::move(here->holdLeftOut);
     view.copies = std::move(*copies);
     co_return std::move(view);
 }

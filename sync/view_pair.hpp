@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,9 @@ struct View {
     std::optional<Time> asked;
     std::vector<ConflictCopy> copies;
     std::vector<std::string> leftOut;  // paths of the state that the filter does not take
+    // Paths of folders here that hold what the filter does not take; and of those that hold nothing
+    // else, and whose collection is gone, which are not in the trees.
+    std::set<std::string> holdLeftOut, staying;
     bool isComplete = true;
     bool isLent = false;  // the plan has the trees
 };

@@ -188,10 +188,12 @@ Result<Between::Removed> Between::removeUnderLock(const CopiedMember& copied) {
         Conditions conditions;
         conditions.lockToken = lock->token();
         done = source_.run(remove(source_, copied.from, conditions));
+        if (done) return Removed{};  // the lock went with it
     }
-    done = source_.run(giveBackAfter(source_, std::move(*lock), std::move(done)));
-    if (!done) return std::move(done).error();
-    return Removed{};
+    Error error = std::move(done).error();
+    Result<void> back = source_.run(giveBack(source_, std::move(*lock)));
+    if (!back) error.locks = back.error().locks;
+    return error;
 }
 
 Result<void> Between::removeEmptied(const std::string& url) {
@@ -210,8 +212,11 @@ Result<void> Between::removeEmptied(const std::string& url) {
     } else {
         done = source_.run(remove(source_, url, conditions));
     }
-    if (!lock) return done;
-    return source_.run(giveBackAfter(source_, std::move(*lock), std::move(done)));
+    if (done || !lock) return done;
+    Error error = std::move(done).error();
+    Result<void> back = source_.run(giveBack(source_, std::move(*lock)));
+    if (!back) error.locks = back.error().locks;
+    return error;
 }
 
 }  // namespace quillon

@@ -33,16 +33,14 @@ inline std::string half(const std::string& message) {
 }
 
 // The server's answer to the request, over a connection of their own that ends with it. What names
-// the proxy names the server then.
+// the proxy names the server then, and the other way where the answer sends it on.
 inline std::string handOn(uint16_t server, const support::Request& request, Fault fault) {
     std::string message = request.method + " " + request.target + " HTTP/1.1\r\n";
-    const std::string proxy(request.field("Host"));
+    const std::string proxy(request.field("Host")), own = "127.0.0.1:" + std::to_string(server);
     for (const auto& [name, value] : request.fields) {
         std::string line = name + ": " + value + "\r\n";
         const size_t at = name == "Host" ? line.find(proxy) : line.find("//" + proxy + "/");
-        if (at != line.npos) {
-            line.replace(line.find(proxy, at), proxy.size(), "127.0.0.1:" + std::to_string(server));
-        }
+        if (at != line.npos) line.replace(line.find(proxy, at), proxy.size(), own);
         message += line;
     }
     const std::string end = "Connection: close\r\n";
@@ -50,6 +48,8 @@ inline std::string handOn(uint16_t server, const support::Request& request, Faul
     if (fault == Fault::inRequest) message = half(message);
     std::string answer = support::exchange(server, message, fault == Fault::inRequest);
     if (const size_t at = answer.find(end); at != answer.npos) answer.erase(at, end.size());
+    const size_t at = answer.find("//" + own + "/");
+    if (at < answer.find("\r\n\r\n")) answer.replace(at + 2, own.size(), proxy);
     if (fault == Fault::none) return answer;
     return fault == Fault::inAnswer ? half(answer) : "";
 }

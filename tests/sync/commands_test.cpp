@@ -245,7 +245,21 @@ TEST_F(PairCommands, whatCannotBeSentIsToldAndStays) {
     check({{{"sync", "-n", "-x", "a"}, 7, "symbolic link"},
            {{"sync"}, 0, "both sides are the same"}});
     ASSERT_LT(ask("DELETE", "sub/"), 300);
-    check({{{"sync"}, 7, "holds what is left out"}});
+    check({{{"sync"}, 0, "sub/ stays here, for it holds what is left out"},
+           {{"sync"}, 0, "both sides are the same"}});
+    EXPECT_EQ(sync("ann").errors, "");
+    EXPECT_FALSE(fs::exists(there() / "sub"));
+    EXPECT_EQ(here("sub/b.tmp"), "t");
+    write(folder("ann") / "sub/c", "c");
+    check({{{"sync"}, 0, "1 made there, 1 stored"}});
+    ASSERT_LT(ask("DELETE", "sub/"), 300);
+    check({{{"sync"}, 0, "sub/ stays here"}});
+    EXPECT_FALSE(fs::exists(folder("ann") / "sub/c"));
+    EXPECT_EQ(sync("ann").exitCode, exitDone);
+    EXPECT_FALSE(fs::exists(there() / "sub"));
+    fs::remove(folder("ann") / "sub/b.tmp");
+    check({{{"sync"}, 0, "removed here"}});
+    EXPECT_FALSE(fs::exists(folder("ann") / "sub"));
     write(folder("ann") / ".quillonignore", "[\n");
     check({{{"sync"}, 2, ".quillonignore, line 1"}});
 }

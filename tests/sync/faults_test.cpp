@@ -171,7 +171,7 @@ TEST_P(PairKills, loseNothing) {
 }
 
 TEST_P(PairKills, canBeUndone) {
-    killInTurn(10, [this] {
+    killInTurn(4, [this] {
         const auto before = contentsAnywhere();
         const auto undone = run("ann", {"undo", "-C", folder("ann")});
         EXPECT_TRUE(undone.exitCode == exitDone || undone.exitCode == exitNotFound)

@@ -113,7 +113,8 @@ protected:
 
     void runOf(const std::string& person) {
         auto before = contentsAnywhere();
-        disturb(pick(3) == 0 ? 1 + pick(30) : 0);
+        const size_t nth = pick(3) == 0 ? 1 + pick(30) : 0;
+        disturb(tagsProve ? nth : 0);
         const auto outcome = sync(person, pick(2) == 0 ? Arguments{"--delete-many"} : Arguments{});
         server.waitUntilIdle();
         before.insert(madeInGap.begin(), madeInGap.end());
@@ -171,6 +172,9 @@ protected:
         EXPECT_EQ(filesIn(folder("ben")), filesIn(there()));
     }
 
+    // Else what is stored in the middle of a run, within a second and with as many bytes as what
+    // the run saw, cannot be told from that.
+    bool tagsProve = true;
     support::ScriptedServer proxy;
     std::mt19937 random;
     unsigned seed = 0;
@@ -186,7 +190,10 @@ struct Share {
 
 class Histories : public Machine, public testing::WithParamInterface<Share> {
 protected:
-    Histories() : Machine(start(GetParam().server)) {}
+    Histories() : Machine(start(GetParam().server)) {
+        const std::string name = GetParam().server;
+        tagsProve = name == "apache" || name == "lighttpd";
+    }
     void SetUp() override {
         if (server.port() == 0) GTEST_SKIP() << GetParam().server << " is not installed";
     }
