@@ -104,6 +104,11 @@ bool isLock(Guard guard) {
     return guard == Guard::lock || guard == Guard::lockAndLook;
 }
 
+Guard preferOwnLock(const Remote& remote, const std::string& url, Guard guard) {
+    if (isLock(guard) || !knowsOwnLock(remote, url)) return guard;
+    return guard == Guard::look ? Guard::lockAndLook : Guard::lock;
+}
+
 bool isSameVersion(const Resource& seen, const Resource& now) {
     if (seen.isCollection != now.isCollection) return false;
     if (seen.size && now.size && *seen.size != *now.size) return false;
@@ -167,7 +172,10 @@ Task<Result<void>> removeMember(Remote& remote, std::string url, Resource seen, 
     if (removed) {
         const Conditions locked{.lockToken = lock->token()};
         removed = co_await remove(remote, url, locked);
-        if (removed) co_return std::move(removed);  // the lock went with the member
+        if (removed) {
+            noteRemoved(remote, *lock);
+            co_return std::move(removed);
+        }
     }
     Result<void> back = co_await giveBack(remote, std::move(*lock));
     if (back) co_return std::move(removed);

@@ -17,6 +17,7 @@ struct TransferOptions {
     std::string pattern;                // empty: the URLs are the sources themselves
     bool recursive = false;             // a move always is
     bool force = false;
+    std::string token;  // of the lock on a single source
     Telling telling;
 };
 

@@ -1,0 +1,39 @@
+// The locks of the person's own under which a command works: the one that --token names, and those
+// that `quillon lock` left on the server and noted.
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "cli/session/left_work.hpp"
+#include "platform/base/own_locks.hpp"
+
+namespace quillon::cli {
+
+class OwnLocks : public vxhost::OwnLocks {
+public:
+    // tellsUse: in a sentence on standard error.
+    OwnLocks(LeftWork& notes, bool tellsUse) : notes_(notes), tellsUse_(tellsUse) {}
+
+    // For the member's changes, until the command ends. The token is a URI.
+    void name(const std::string& url, std::string token);
+    void forgetNames();
+
+    std::optional<vxhost::OwnLock> find(const std::string& url) override;
+    void noteUsed(const std::string& url) override;
+    void noteGone(const std::string& url, const std::string& token) override;
+    std::string explain(const std::string& url, const std::string& token) override;
+
+private:
+    LeftWork& notes_;
+    const bool tellsUse_;
+    std::mutex mutex_;                          // guards what follows
+    std::map<std::string, std::string> named_;  // tokens by URL
+};
+
+// Whether the note is of that lock.
+bool isNoteOf(const LockNote& note, const std::string& url, const std::string& token);
+
+}  // namespace quillon::cli
