@@ -61,7 +61,9 @@ std::optional<vxhost::OwnLock> OwnLocks::find(const std::string& url) {
 }
 
 void OwnLocks::noteUsed(const std::string& url) {
-    if (tellsUse_) complain(fmt::format("{}: under your own lock", url));
+    if (!tellsUse_) return;
+    const std::lock_guard lock(mutex_);
+    if (told_.insert(url).second) complain(fmt::format("{}: under your own lock", url));
 }
 
 void OwnLocks::noteGone(const std::string& url, const std::string& token) {

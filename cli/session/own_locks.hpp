@@ -5,6 +5,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "cli/session/left_work.hpp"
@@ -14,7 +15,7 @@ namespace quillon::cli {
 
 class OwnLocks : public vxhost::OwnLocks {
 public:
-    // tellsUse: in a sentence on standard error.
+    // tellsUse: in a sentence on standard error, once of each.
     OwnLocks(LeftWork& notes, bool tellsUse) : notes_(notes), tellsUse_(tellsUse) {}
 
     // For the member's changes, until the command ends. The token is a URI.
@@ -31,6 +32,7 @@ private:
     const bool tellsUse_;
     std::mutex mutex_;                          // guards what follows
     std::map<std::string, std::string> named_;  // tokens by URL
+    std::set<std::string> told_;                // URLs
 };
 
 // Whether the note is of that lock.
