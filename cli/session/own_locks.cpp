@@ -7,6 +7,7 @@
 
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/suggestion.hpp"
+#include "platform/http/headers.hpp"
 #include "platform/text/url.hpp"
 
 namespace quillon::cli {
@@ -35,6 +36,16 @@ bool isNoteOf(const LockNote& note, const std::string& url, const std::string& t
     return !token.empty() && note.token == token && vxhost::sameOrigin(note.url, url);
 }
 
+Error withLocksWithin(LeftWork& notes, const std::string& collection, Error error) {
+    const bool isIt = error.kind == Kind::locked || error.httpStatus == 424;
+    if (isIt && !notes.findMine(collection).empty()) {
+        error.sentences.push_back(
+            "A lock of your own is in it. To take it off: quillon unlock --mine " +
+            shellWord(collection));
+    }
+    return error;
+}
+
 void OwnLocks::name(const std::string& url, std::string token) {
     const std::lock_guard lock(mutex_);
     named_.insert_or_assign(url, std::move(token));
@@ -52,7 +63,8 @@ std::optional<vxhost::OwnLock> OwnLocks::find(const std::string& url) {
         if (const auto found = named_.find(url); found != named_.end()) named = found->second;
     }
     for (const FoundNote& kept : notes_.findKept(url)) {
-        if (!named.empty() && kept.note.token != named) continue;
+        const bool isOther = !named.empty() && kept.note.token != named;
+        if (isOther || vxhost::parseTokenUri(kept.note.token) != kept.note.token) continue;
         std::shared_ptr<void> use = useNote(kept);
         if (use) return vxhost::OwnLock{kept.note.token, !named.empty(), std::move(use)};
     }

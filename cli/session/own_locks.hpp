@@ -9,6 +9,7 @@
 #include <string>
 
 #include "cli/session/left_work.hpp"
+#include "client/error.hpp"
 #include "platform/base/own_locks.hpp"
 
 namespace quillon::cli {
@@ -34,6 +35,9 @@ private:
     std::map<std::string, std::string> named_;  // tokens by URL
     std::set<std::string> told_;                // URLs
 };
+
+// Why what was to be done with a collection failed, where locks of the person's own lie in it.
+Error withLocksWithin(LeftWork& notes, const std::string& collection, Error error);
 
 // Whether the note is of that lock.
 bool isNoteOf(const LockNote& note, const std::string& url, const std::string& token);

@@ -296,6 +296,11 @@ TEST_F(Writing, aLockOfOnesOwnKeepsOthersOutAlone) {
             {{"mv", "--token", other, a, "b"}, 3, told},
             {{"mv", "--token", other, a, url + "b"}, 3, told}});
     EXPECT_EQ(content(server, "a"), "old");
+    ASSERT_EQ(quillon({"mkcol", url + "c"}).exitCode + quillon({"lock", url + "c/f"}).exitCode, 0);
+    expect({{{"rm", "-r", "-y", url + "c/"}, 1, "A lock of your own is in it"},
+            {{"mv", url + "c/", url + "d/"}, 1, "A lock of your own is in it"},
+            {{"unlock", "--mine", url + "c/"}, 0, ""},
+            {{"rm", "-r", "-y", url + "c/"}, 0, ""}});
     // One that has run out is forgotten, be it that somebody else has another one now.
     for (const bool taken : {false, true}) {
         ASSERT_EQ(quillon({"lock", a}).exitCode, 0);

@@ -36,7 +36,7 @@ struct Known {
 
 std::string lockLine(const std::vector<FoundLock>& locks) {
     if (locks.empty()) return "no";
-    const OwnNotes notes;
+    OwnNotes notes;
     std::string line;
     for (const FoundLock& lock : locks) {
         if (!line.empty()) line += "; ";
@@ -70,7 +70,8 @@ void printJson(const Address& address, const Known& known) {
     if (!properties.displayName.empty()) object.addText("displayName", properties.displayName);
     object.addFlag("locking", properties.canLock);
     if (known.locks) {
-        addLock(object, known.locks->empty() ? nullptr : &known.locks->front(), OwnNotes());
+        OwnNotes notes;
+        addLock(object, known.locks->empty() ? nullptr : &known.locks->front(), notes);
     }
     object.addTexts("methods", properties.methods);
     fmt::print("{}\n", object.text());

@@ -288,10 +288,7 @@ private:
     }
 
     void add(JsonObject object, const FoundLock* lock, const MemberLocks& locks) {
-        if (options_.locks && locks.areTold()) {
-            if (!notes_) notes_.emplace();
-            addLock(object, lock, *notes_);
-        }
+        if (options_.locks && locks.areTold()) addLock(object, lock, notes_);
         array_->add(object);
     }
 
@@ -314,7 +311,7 @@ private:
     Servers servers_;
     Headings headings_;
     std::optional<JsonArray> array_;
-    std::optional<OwnNotes> notes_;
+    OwnNotes notes_;
 };
 
 // Whole trees, many collections at a time.

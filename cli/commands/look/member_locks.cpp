@@ -30,17 +30,17 @@ const FoundLock* MemberLocks::on(const std::string& name) const {
     return onAll_ ? &*onAll_ : nullptr;
 }
 
-OwnNotes::OwnNotes() {
-    Result<std::vector<FoundNote>> found = findAllNotes();
-    if (found) notes_ = std::move(*found);
+bool OwnNotes::isMine(const FoundLock& lock) {
+    if (!notes_) {
+        Result<std::vector<FoundNote>> found = findAllNotes();
+        notes_ = found ? std::move(*found) : std::vector<FoundNote>();
+    }
+    return std::ranges::any_of(*notes_, [&](const FoundNote& found) {
+        return isNoteOf(found.note, lock.url, lock.token);
+    });
 }
 
-bool OwnNotes::isMine(const FoundLock& lock) const {
-    return std::ranges::any_of(
-        notes_, [&](const FoundNote& found) { return isNoteOf(found.note, lock.url, lock.token); });
-}
-
-void addLock(JsonObject& object, const FoundLock* lock, const OwnNotes& notes) {
+void addLock(JsonObject& object, const FoundLock* lock, OwnNotes& notes) {
     object.addFlag("locked", lock != nullptr);
     if (lock == nullptr) return;
     object.addText("holder", lock->owner);

@@ -29,17 +29,16 @@ private:
     std::optional<FoundLock> onAll_;
 };
 
-// Whether it is the person's own, as notes here tell.
+// Whether it is the person's own, as notes here tell, which are read once they are needed.
 class OwnNotes {
 public:
-    OwnNotes();  // reads them
-    bool isMine(const FoundLock& lock) const;
+    bool isMine(const FoundLock& lock);
 
 private:
-    std::vector<FoundNote> notes_;
+    std::optional<std::vector<FoundNote>> notes_;
 };
 
 // "locked", who holds it, until when, and whether it is the person's own.
-void addLock(JsonObject& object, const FoundLock* lock, const OwnNotes& notes);
+void addLock(JsonObject& object, const FoundLock* lock, OwnNotes& notes);
 
 }  // namespace quillon::cli

@@ -152,8 +152,9 @@ private:
         }
         Result<void> removed = remote.run(quillon::remove(remote, collection.url()));
         if (!removed) {
-            return remote.run(withHolder(remote, {collection.url(), collection.parent().url()},
-                                         std::move(removed).error()));
+            Error error = remote.run(withHolder(
+                remote, {collection.url(), collection.parent().url()}, std::move(removed).error()));
+            return withLocksWithin(session_.leftWork(), collection.url(), std::move(error));
         }
         tell(collection.url());
         return {};

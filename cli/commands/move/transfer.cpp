@@ -364,7 +364,8 @@ private:
             if (code_ == exitInterrupted) return;
             if (deed_ == Deed::move) moveWithin(remote, *each);
             if (each->error) {
-                fail(each->source.address, *each->error);
+                const std::string from = each->source.address.url();
+                fail(from, withLocksWithin(session_.leftWork(), from, *each->error));
             } else {
                 events_.tell(
                     {done(), each->source.address.url(), each->to.url(), each->source.size});
