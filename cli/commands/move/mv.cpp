@@ -21,9 +21,16 @@ Result<std::shared_ptr<Member>> rename(Session& session, const Address& address,
     if (!named) return named.error();
     const Result<bool> own = (*member)->useOwnLock();
     if (!own) return own.error();
-    const Result<void> renamed = (*member)->rename(options.operands.back());
-    if (!renamed) return renamed.error();
-    return member;
+    const std::string& name = options.operands.back();
+    const Result<void> renamed = (*member)->rename(name);
+    if (renamed) return member;
+    if (renamed.error().code == Code::preconditionFailed && *own) {
+        const Result<Address> to = address.parent().member(name);
+        const auto there =
+            to ? session.openMember(*to, {.purpose = Purpose::look}) : Result<Member>(to.error());
+        if (there && !there->exists()) return movesNothingLocked();
+    }
+    return renamed.error();
 }
 
 int runRename(Session& session, TransferOptions& options) {

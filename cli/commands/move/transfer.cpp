@@ -77,6 +77,9 @@ Task<> change(Remote& remote, Deed deed, Overwrite overwrite, Conditions conditi
     Error error = std::move(done).error();
     if (error.httpStatus == 412 && overwrite == Overwrite::no) {
         placement->error = withForceAdvice(deed, takenAlready());
+        if (deed == Deed::copy || !knowsOwnLock(remote, from)) co_return;
+        const Result<std::optional<Resource>> there = co_await look(remote, to);
+        if (there && !*there) placement->error = movesNothingLocked();
         co_return;
     }
     std::vector<std::string> urls;
@@ -493,6 +496,12 @@ private:
 };
 
 }  // namespace
+
+Error movesNothingLocked() {
+    return localError(Kind::refused,
+                      "This server moves nothing that is locked, not even under the lock. Take it "
+                      "off first: quillon unlock.");
+}
 
 int transfer(Session& session, Deed deed, TransferOptions& options) {
     // In a shell --match has a collection without one.

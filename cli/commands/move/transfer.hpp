@@ -7,6 +7,7 @@
 
 #include "cli/commands/command.hpp"
 #include "cli/commands/move/telling.hpp"
+#include "client/error.hpp"
 
 namespace quillon::cli {
 
@@ -20,6 +21,9 @@ struct TransferOptions {
     std::string token;  // of the lock on a single source
     Telling telling;
 };
+
+// Of servers that answer a move of what is locked as if the new name were taken.
+Error movesNothingLocked();
 
 int transfer(Session& session, Deed deed, TransferOptions& options);
 
