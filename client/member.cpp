@@ -250,8 +250,8 @@ Result<bool> Member::useOwnLock() {
     int32_t status = 0;
     const vx::Status used =
         vxhost::operate(client->target->settings, &state_->journal, &status, [&] {
-            state_->handle->lock = vxhost::useOwnLock(*client).release();
             status = 0;
+            state_->handle->lock = vxhost::useOwnLock(*client, status).release();
         });
     if (used != vx::VX_SUCCESS) return failure(used, state_->journal);
     return locked();

@@ -206,6 +206,11 @@ Answer askForLock(const Target& target, const vx::LockParms& parms, vx::Journal*
     return sendLock(target, parms, journal);
 }
 
+Failure notRenewed(const Target& target, int32_t status) {
+    return Failure(WEBLNK_REFUSED,
+                   fmt::format("LOCK {}: not renewed, the server answered {}", target.url, status));
+}
+
 }  // namespace
 
 HeldLock::HeldLock(std::shared_ptr<Target> held, std::string itsToken,
@@ -291,8 +296,7 @@ int32_t HeldLock::renew() {
 void HeldLock::refresh() {
     const int32_t status = renew();
     if (isSuccess(status)) return;
-    throw Failure(WEBLNK_REFUSED,
-                  fmt::format("LOCK {}: not renewed, the server answered {}", target->url, status));
+    throw notRenewed(*target, status);
 }
 
 std::optional<bool> HeldLock::isThere() const {
@@ -330,21 +334,24 @@ void refreshLocks(Target& target) {
     }
 }
 
-std::unique_ptr<HeldLock> useOwnLock(CurlClient& client) {
+std::unique_ptr<HeldLock> useOwnLock(CurlClient& client, int32_t& status) {
     Target& target = *client.target;
     OwnLocks* known = target.settings.ownLocks;
     std::optional<OwnLock> own = known ? known->find(target.url) : std::nullopt;
     if (!own) return nullptr;
     const bool isNamed = own->isNamed;
     auto lock = std::make_unique<HeldLock>(client.target, std::move(*own));
-    const int32_t status = lock->renew();
-    if (isSuccess(status)) {
+    const int32_t answered = lock->renew();
+    if (isSuccess(answered)) {
         known->noteUsed(target.url);
+        status = answered;
         return lock;
     }
-    if (!mayStillBeHeld(target, lock->token, status)) known->noteGone(target.url, lock->token);
-    if (isNamed) throw Failure(refusesToken(status) ? WEBLNK_NO_SUCH_LOCK : WEBLNK_REFUSED, "");
-    return nullptr;
+    if (!mayStillBeHeld(target, lock->token, answered)) known->noteGone(target.url, lock->token);
+    if (!isNamed) return nullptr;
+    if (refusesToken(answered)) throw Failure(WEBLNK_NO_SUCH_LOCK, "");
+    status = answered;
+    throw notRenewed(target, answered);
 }
 
 vx::LockObject* lock(CurlClient& client, const vx::LockParms& parms, int32_t& status,
@@ -362,10 +369,9 @@ vx::LockObject* lock(CurlClient& client, const vx::LockParms& parms, int32_t& st
     }
     throwIfInterrupted(target->settings);
     client.hasContent = true;
-    if (auto own = useOwnLock(client)) {
+    if (auto own = useOwnLock(client, status)) {
         client.known.noteLock(again, false);
         announceExpectedAfterLock(*target);
-        status = 200;
         return own.release();
     }
     const auto watch = watchLock(*target, {});  // until the lock itself is watched

@@ -50,8 +50,9 @@ private:
 };
 
 // A lock of the person's own on the client's resource, which the server has just renewed; null
-// where there is none, or not any more. Throws WEBLNK_NO_SUCH_LOCK where the person named it.
-std::unique_ptr<HeldLock> useOwnLock(CurlClient& client);
+// where there is none, or not any more. Throws where the person named it: WEBLNK_NO_SUCH_LOCK, or
+// with the status of another answer.
+std::unique_ptr<HeldLock> useOwnLock(CurlClient& client, int32_t& status);
 
 // Renews the target's locks that are near their end; called before each of its requests, since an
 // hour may lie between two of them, and by who waits for long. A failure is logged, no more: what

@@ -166,7 +166,9 @@ TEST_F(Faults, aLockOfOnesOwnIsForgottenOnceItIsOff) {
             return asks ? Answer::xml(207, told) : multistatus(request.target);
         });
         server.clearRequests();
-        expect({{{"put", "--no-memory", "--token", lockToken, "a", url}, namedExitCode, ""}});
+        expect({{{"put", "--no-memory", "--token", lockToken, "a", url},
+                 namedExitCode,
+                 namedExitCode == 3 ? "no lock with this token" : ""}});
         EXPECT_EQ(answered("PUT"), 0);
         expect({{{"put", "--no-memory", "a", url}, exitCode, ""}});
         EXPECT_EQ(answered("PUT"), exitCode == 0 ? 1 : 0);
