@@ -23,6 +23,7 @@ static_assert(static_cast<vx::Status>(Code::lockLeft) == vxhost::WEBLNK_LOCK_LEF
 static_assert(static_cast<vx::Status>(Code::otherKey) == vxhost::WEBLNK_OTHER_KEY);
 static_assert(static_cast<vx::Status>(Code::certificateWanted) ==
               vxhost::WEBLNK_CERTIFICATE_WANTED);
+static_assert(static_cast<vx::Status>(Code::noSuchLock) == vxhost::WEBLNK_NO_SUCH_LOCK);
 
 using vxhost::Status;
 
@@ -80,6 +81,7 @@ constexpr std::array rows{
     Row{vxhost::WEBLNK_LOCK_LEFT, Kind::refused, Http::ignored},
     Row{vxhost::WEBLNK_OTHER_KEY, Kind::network, Http::ignored},
     Row{vxhost::WEBLNK_CERTIFICATE_WANTED, Kind::notAuthorized, Http::ignored},
+    Row{vxhost::WEBLNK_NO_SUCH_LOCK, Kind::notFound, Http::ignored},
     Row{vxhost::TRANSCODE_INVALID, Kind::usage, Http::ignored},
     Row{static_cast<Status>(Code::unguarded), Kind::changedOnServer, Http::ignored},
 };

@@ -68,6 +68,7 @@ enum class Code : uint32_t {
     lockLeft = 0x80FFD010,           // it could not be given back, and is still there
     otherKey = 0x80FFD011,           // of the server than the one that is pinned
     certificateWanted = 0x80FFD012,  // of the person
+    noSuchLock = 0x80FFD013,         // as the person named
     // This library's own.
     unguarded = 0x80FFD101,  // nothing here could tell that storing loses somebody's change
 };

@@ -18,7 +18,9 @@ std::vector<ExpectedCall> callsToOpen(const std::string& collection, std::string
 std::vector<ExpectedCall> callsForMember(const std::string& url, Purpose purpose) {
     std::vector<ExpectedCall> calls{{SafeCall::options, url}, {SafeCall::head, url}};
     if (purpose == Purpose::change) calls.push_back({SafeCall::kind, url});  // it may be new
-    if (purpose == Purpose::look) calls.push_back({SafeCall::properties, url});
+    const bool inspects = purpose == Purpose::inspect;
+    if (purpose == Purpose::look || inspects) calls.push_back({SafeCall::properties, url});
+    if (inspects) calls.push_back({SafeCall::locks, url});
     if (purpose == Purpose::fetch) calls.push_back({SafeCall::get, url});
     return calls;
 }

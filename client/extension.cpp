@@ -24,6 +24,7 @@ vxhost::Settings settingsFrom(ExtensionOptions& options) {
     settings.interrupted = options.interrupted;
     settings.cacheRoot = options.cacheRoot.string();
     settings.watchLock = std::move(options.watchLock);
+    settings.ownLocks = options.ownLocks;
     if (options.progress) {
         settings.progress = [sink = std::move(options.progress)](const vxhost::Progress& now) {
             sink(now.moved, now.total);

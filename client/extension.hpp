@@ -13,8 +13,9 @@
 #include "client/result.hpp"
 
 namespace vxhost {
+class OwnLocks;
 struct WayIn;
-}
+}  // namespace vxhost
 
 namespace quillon {
 
@@ -67,6 +68,9 @@ struct ExtensionOptions {
     // returns is destroyed when the answer is there, or the lock is not held any more. The owner
     // is empty where other locks may have the same.
     LockWatch watchLock;
+    // Locks of the person's own, under which members are changed; the host's own interface
+    // (platform/base/own_locks.hpp). Null: there are none.
+    vxhost::OwnLocks* ownLocks = nullptr;
     // Once true, the running request ends and no new one begins but for the UNLOCKs that give back
     // what is held. Null: never.
     const std::atomic<bool>* interrupted = nullptr;

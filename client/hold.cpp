@@ -47,6 +47,7 @@ Hold::Hold(Hold&& other) noexcept
       properties_(std::move(other.properties_)),
       isNew_(other.isNew_),
       locked_(std::exchange(other.locked_, false)),
+      usesOwnLock_(other.usesOwnLock_),
       storedAnew_(other.storedAnew_),
       madeEmpty_(other.madeEmpty_) {}
 
@@ -71,7 +72,8 @@ Result<void> Hold::lock(Purpose next) {
     if (member_->locked()) return {};
     Result<Protection> protection = member_->lock(next);
     if (protection) {
-        locked_ = *protection == Protection::lock;
+        usesOwnLock_ = member_->usesOwnLock();
+        locked_ = *protection == Protection::lock && !usesOwnLock_;
         return {};
     }
     if (!noLockHere(protection.error())) return std::move(protection).error();
@@ -110,6 +112,8 @@ Result<void> Hold::store() {
     // The upload looks again only where something changed, and writes what is gone by then.
     if (stored) storedAnew_ = !isNew_ && !member_->exists();
     if (stored) isNew_ = madeEmpty_ = false;
+    // An upload that was refused once, and then succeeded, has let go of its lock.
+    if (stored && usesOwnLock_ && !member_->locked()) (void)member_->useOwnLock();
     // Without a date a change counts as made; the person shall not look for it in vain.
     const bool counted = !underLock && !properties_.modified;
     if (!stored && stored.error().code == Code::fileLost && counted) {

@@ -12,7 +12,8 @@ namespace quillon {
 // it has none, a store fails when somebody else's came before it.
 class Hold {
 public:
-    // The member must outlive the hold. A lock that it holds already serves, and stays.
+    // The member must outlive the hold. A lock that it holds already serves, and stays; so does one
+    // of the person's own.
     // next: as of Member::lock(). Fails with changedOnServer when somebody made the member since it
     // was opened, and with refused for a collection.
     static Result<Hold> take(Member& member, Purpose next = Purpose::change);
@@ -40,7 +41,8 @@ private:
     Member* member_;
     Properties properties_{};
     bool isNew_ = false;
-    bool locked_ = false;  // by this hold
+    bool locked_ = false;       // by this hold
+    bool usesOwnLock_ = false;  // the person's, that is on the server
     bool storedAnew_ = false;
     bool madeEmpty_ = false;  // the lock left an empty member, as it does on some servers
 };

@@ -7,9 +7,11 @@
 
 #include <algorithm>
 #include <charconv>
+#include <chrono>
 #include <optional>
 #include <string_view>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include "client/outcome.hpp"
@@ -102,12 +104,12 @@ void removeFile(const fs::path& path) {
 // A lock is noted when it is granted, and again with the text that is written under it.
 void removeBareDoubles(std::vector<FoundNote>& found) {
     std::erase_if(found, [&](const FoundNote& bare) {
-        const bool isDouble = !bare.isAlive && bare.note.text.empty() &&
-                              std::ranges::any_of(found, [&](const FoundNote& other) {
-                                  return !other.note.text.empty() &&
-                                         other.note.url == bare.note.url &&
-                                         other.note.token == bare.note.token;
-                              });
+        const bool isDouble =
+            !bare.isAlive && bare.note.text.empty() && bare.note.kind == LockKind::change &&
+            std::ranges::any_of(found, [&](const FoundNote& other) {
+                return !other.note.text.empty() && other.note.url == bare.note.url &&
+                       other.note.token == bare.note.token;
+            });
         if (isDouble) removeFile(bare.file);
         return isDouble;
     });
@@ -189,6 +191,22 @@ Result<std::vector<FoundNote>> findLeftNotes() {
     Result<std::vector<FoundNote>> all = findAllNotes();
     if (all) std::erase_if(*all, [](const FoundNote& each) { return each.isAlive; });
     return all;
+}
+
+// Who reads the notes locks each for a moment.
+std::shared_ptr<void> useNote(const FoundNote& found) {
+    constexpr int tries = 20;
+    constexpr std::chrono::milliseconds moment{1};
+    try {
+        auto file =
+            std::make_shared<vxhost::Descriptor>(found.file, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+        for (int i = 0; i < tries; ++i) {
+            if (flock(file->number(), LOCK_EX | LOCK_NB) == 0) return file;
+            std::this_thread::sleep_for(moment);
+        }
+    } catch (const vxhost::Failure&) {  // removed meanwhile
+    }
+    return nullptr;
 }
 
 void forgetLock(const FoundNote& found) {

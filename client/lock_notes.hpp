@@ -59,6 +59,9 @@ Result<std::vector<FoundNote>> findLeftNotes();
 // Those of living processes, too.
 Result<std::vector<FoundNote>> findAllNotes();
 
+// While it lives, the note is as one of a living process. Null: it is so already, or is gone.
+std::shared_ptr<void> useNote(const FoundNote& found);
+
 // The lock is off, as its owner knows; without a text that is left the note goes.
 void forgetLock(const FoundNote& found);
 

@@ -7,12 +7,16 @@
 #include "client/address.hpp"
 #include "client/expected_calls.hpp"
 #include "client/part_file.hpp"
+#include "client/remote/locks.hpp"
 #include "client/state.hpp"
 #include "platform/base/status.hpp"
 #include "platform/base/transcoder.hpp"
 #include "platform/text/methods.hpp"
 #include "platform/text/url.hpp"
 #include "platform/weblnk/client.hpp"
+#include "platform/weblnk/lock.hpp"
+#include "platform/weblnk/operate.hpp"
+#include "platform/weblnk/properties.hpp"
 #include "platform/weblnk/resuming.hpp"
 
 namespace quillon {
@@ -237,6 +241,44 @@ void Member::abandonLock() {
     if (lock == nullptr) return;
     lock->Destroy(lock);  // sends nothing
     lock = nullptr;
+}
+
+Result<bool> Member::useOwnLock() {
+    if (locked()) return true;
+    begin(state_->journal);
+    auto* client = static_cast<vxhost::CurlClient*>(state_->handle->client);
+    int32_t status = 0;
+    const vx::Status used =
+        vxhost::operate(client->target->settings, &state_->journal, &status, [&] {
+            status = 0;
+            state_->handle->lock = vxhost::useOwnLock(*client, status).release();
+        });
+    if (used != vx::VX_SUCCESS) return failure(used, state_->journal);
+    return locked();
+}
+
+bool Member::usesOwnLock() const {
+    return locked() && static_cast<const vxhost::HeldLock*>(state_->handle->lock)->stays;
+}
+
+Result<void> Member::giveBackOwnLock() {
+    if (locked()) static_cast<vxhost::HeldLock*>(state_->handle->lock)->stays = false;
+    return unlock();
+}
+
+Result<std::optional<std::vector<FoundLock>>> Member::findLocks() {
+    begin(state_->journal);
+    const vxhost::Target& target =
+        *static_cast<vxhost::CurlClient*>(state_->handle->client)->target;
+    std::string told;
+    int32_t status = 0;
+    const vx::Status asked = vxhost::operate(target.settings, &state_->journal, &status, [&] {
+        vxhost::PropertyAnswer answer = vxhost::askProperty(target, "lockdiscovery");
+        told = std::move(answer.multistatus);
+        status = answer.status;
+    });
+    if (asked != vx::VX_SUCCESS) return failure(asked, state_->journal);
+    return parseLocks(target.url, told);
 }
 
 Result<void> Member::remove(std::optional<Time> olderThan) {

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "client/found_lock.hpp"
 #include "client/local_file.hpp"
 #include "client/purpose.hpp"
 #include "client/result.hpp"
@@ -80,7 +81,9 @@ public:
     // but for what is no regular file, which is read to its end now.
     Result<void> copyFrom(const std::filesystem::path& source);
 
-    // Nobody else may hold one beside it. next: Purpose::fetch when the content is fetched then.
+    // Nobody else may hold one beside it; one of the person's own that is known (as
+    // ExtensionOptions::ownLocks has it) serves, and stays on the server whatever becomes of this.
+    // next: Purpose::fetch when the content is fetched then.
     Result<Protection> lock(Purpose next = Purpose::change);
     // Of the lock() before: what the member is under it was asked for, and not answered in time.
     std::optional<Error> lookTimedOut();
@@ -96,6 +99,14 @@ public:
     Result<void> adoptLock(std::string_view token);
     // Leaves the lock on the server: the destructor will not give it back.
     void abandonLock();
+
+    // Works under the person's own lock, where one is known, and takes none. Gives whether it does.
+    Result<bool> useOwnLock();
+    bool usesOwnLock() const;
+    Result<void> giveBackOwnLock();  // the one that is used
+
+    // Who holds it, or all that is in a collection above; nothing where the server does not tell.
+    Result<std::optional<std::vector<FoundLock>>> findLocks();
 
     // Refused when the member was created later than the time, and for a collection, which
     // removeCollection is for.

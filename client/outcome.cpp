@@ -60,8 +60,10 @@ std::string explanation(Status cause, const Heard& last) {
             "has a token.",
             last.unknownSchemes);
     }
+    const bool isLocked = text == vxhost::statusText(vx::QUILLON_LOCKED);
+    if (isLocked && !last.ownLock.empty()) return last.ownLock;
     const bool own = std::ranges::any_of(last.locks, [](auto& lock) { return !lock.taken; });
-    if (own && text == vxhost::statusText(vx::QUILLON_LOCKED)) {
+    if (own && isLocked) {
         return "It is a lock under your own name: of another program of yours, or left over.";
     }
     return text;
@@ -104,6 +106,10 @@ bool hasTimedOut() {
 }
 
 void noteStrayLock(const vxhost::StrayLock& lock) {
+    if (!lock.own.empty()) {
+        heard().ownLock = lock.own;
+        return;
+    }
     StrayLock stray{std::string(lock.url), std::string(lock.token), lock.taken};
     std::vector<StrayLock>& known = heard().locks;
     if (std::ranges::count(known, stray) == 0) known.push_back(std::move(stray));

@@ -303,10 +303,10 @@ Task<Result<Done>> removeMember(Work& work, std::string path) {
     Intent intent{.act = Act::removeThere, .path = path, .oldHash = *hash};
     const Result<int64_t> id = co_await work.journal.note(std::move(intent));
     if (!id) co_return id.error();
-    const Guard guard = guardOfRemoving(*facts);
+    std::string url = work.url(path);
+    const Guard guard = preferOwnLock(work.remote, url, guardOfRemoving(*facts));
     std::optional<Gate::Pass> alone;
     if (isLock(guard)) alone.emplace(co_await work.putter.locks().enter());
-    std::string url = work.url(path);
     Resource seen = resourceOf(work.there(path)->state);
     Result<void> removed =
         co_await quillon::removeMember(work.remote, std::move(url), std::move(seen), guard);

@@ -118,6 +118,16 @@ std::vector<LockNote> LeftWork::findMine(const std::string& url) {
     return mine;
 }
 
+std::vector<FoundNote> LeftWork::findKept(const std::string& url) {
+    const std::lock_guard lock(mutex_);
+    std::vector<FoundNote> kept;
+    for (const FoundNote& found : notes()) {
+        const bool isKept = found.note.kind == LockKind::kept && !found.note.token.empty();
+        if (isKept && found.note.url == url) kept.push_back(found);
+    }
+    return kept;
+}
+
 void LeftWork::noteLockOff(const std::string& url, std::string_view token) {
     const std::lock_guard lock(mutex_);
     for (FoundNote& found : notes()) {

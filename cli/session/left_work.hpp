@@ -29,6 +29,9 @@ public:
     // Those that are of no living process, with a text or kept: on the resource or below it.
     std::vector<LockNote> findMine(const std::string& url);
 
+    // Those that the person keeps on the resource.
+    std::vector<FoundNote> findKept(const std::string& url);
+
     // What was noted of the member's lock is over: it was given back, or could not be there any
     // more since another one was granted.
     void noteLockOff(const std::string& url, std::string_view token);

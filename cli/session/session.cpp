@@ -108,7 +108,11 @@ ExtensionOptions extensionOptions(const CommonOptions& options, Progress& progre
 }  // namespace
 
 Session::Session(const CommonOptions& options, Cost* cost)
-    : options_(options), sites_(options), credentials_(sites_), cost_(cost) {}
+    : options_(options),
+      sites_(options),
+      credentials_(sites_),
+      cost_(cost),
+      ownLocks_(leftWork_, options.verbosity > 0) {}
 
 Error Session::refusal(const Address& address, const Login& login, Error error) const {
     return explainRefusal(sites_.optionsFor(address).access, sites_.of(address), login,
@@ -169,6 +173,7 @@ Result<Extension> Session::extension(const CommonOptions& options) {
     ExtensionOptions wanted = extensionOptions(options, progress_);
     wanted.wayIn = *wayIn;
     wanted.senders = &senders_;
+    wanted.ownLocks = &ownLocks_;
     if (cost_ != nullptr) wanted.traffic = [this](const Traffic& now) { cost_->add(now); };
     wanted.foundBasic = [this](std::string_view origin) {
         const std::lock_guard schemes(schemesMutex_);

@@ -18,6 +18,7 @@
 #include "cli/session/cost.hpp"
 #include "cli/session/credentials.hpp"
 #include "cli/session/left_work.hpp"
+#include "cli/session/own_locks.hpp"
 #include "cli/session/sites.hpp"
 #include "cli/session/way_in.hpp"
 #include "cli/terminal/progress.hpp"
@@ -108,6 +109,7 @@ public:
     const CommonOptions& options() const { return options_; }
     Sites& sites() { return sites_; }
     LeftWork& leftWork() { return leftWork_; }
+    OwnLocks& ownLocks() { return ownLocks_; }
     Progress& progress() { return progress_; }
 
 private:
@@ -123,6 +125,8 @@ private:
     Credentials credentials_;
     Progress progress_;
     Cost* const cost_;
+    LeftWork leftWork_;
+    OwnLocks ownLocks_;
     std::atomic<unsigned> senders_ = 1;
     struct Started {
         std::string key;  // of the options that make them differ, and the rest of those
@@ -151,7 +155,6 @@ private:
     std::mutex mutex_;
     std::map<std::thread::id, std::deque<OpenCollection>> open_;  // the latest is the last
     std::map<std::string, Locked> locked_;                        // by URL
-    LeftWork leftWork_;
 };
 
 }  // namespace quillon::cli

@@ -73,7 +73,13 @@ Result<void> resultOf(Result<Answer> answer) {
 Request transferOf(const char* method, std::string from, const std::string& to, Overwrite overwrite,
                    const Conditions& conditions) {
     Request request = changeOf(method, std::move(from), conditions);
-    request.headers.push_back("Destination: " + vxhost::encodeForRequest(to));
+    const std::string destination = vxhost::encodeForRequest(to);
+    request.headers.push_back("Destination: " + destination);
+    if (!conditions.lockThere.empty()) {
+        const bool isMore = request.headers.front().starts_with("If:");
+        if (!isMore) request.headers.insert(request.headers.begin(), "If:");
+        request.headers.front() += fmt::format(" <{}> (<{}>)", destination, conditions.lockThere);
+    }
     request.headers.emplace_back(overwrite == Overwrite::yes ? "Overwrite: T" : "Overwrite: F");
     if (request.url.ends_with('/')) request.headers.emplace_back("Depth: infinity");
     return request;

@@ -13,6 +13,7 @@ struct Conditions {
     vxhost::EntityTag tag{};  // of what is there; empty: it may be anything
     bool tagInIf = false;     // by the If header, which takes weak ones too; else by If-Match
     std::string lockToken{};  // of a lock that is held there; empty: none
+    std::string lockThere{};  // the same, where a COPY or MOVE goes
 };
 
 // As a default argument, which is no temporary (task.hpp).

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/base/own_locks.hpp"
 #include "platform/base/status.hpp"
 #include "platform/files/random_name.hpp"
 #include "platform/http/headers.hpp"
@@ -23,13 +24,26 @@ using vxhost::Request;
 
 constexpr uint32_t timeoutSeconds = 2 * 3600;  // as long as a large content may take
 
+std::string timeoutLine() {
+    return fmt::format("Timeout: Second-{}", timeoutSeconds);
+}
+
+// RFC 4918, 9.10.2.
+Request renewal(std::string url, const std::string& token) {
+    Request request;
+    request.method = "LOCK";
+    request.url = std::move(url);
+    request.policy = vxhost::changing;
+    request.headers = {fmt::format("If: (<{}>)", token), timeoutLine()};
+    return request;
+}
+
 Request lockRequest(std::string url, Depth depth, const std::string& owner) {
     Request request;
     request.method = "LOCK";
     request.url = std::move(url);
     request.policy = vxhost::locking;
-    request.headers = {depth == Depth::zero ? "Depth: 0" : "Depth: infinity",
-                       fmt::format("Timeout: Second-{}", timeoutSeconds)};
+    request.headers = {depth == Depth::zero ? "Depth: 0" : "Depth: infinity", timeoutLine()};
     request.document = fmt::format(
         "<?xml version=\"1.0\" encoding=\"utf-8\"?><D:lockinfo xmlns:D=\"DAV:\">"
         "<D:lockscope><D:exclusive/></D:lockscope><D:locktype><D:write/></D:locktype>"
@@ -99,9 +113,51 @@ Task<Error> lookForLost(Remote& remote, std::string url, std::string owner, Erro
     co_return std::move(error);
 }
 
+// Whether the lock is off for which the renewal was refused.
+Task<bool> isGone(Remote& remote, std::string url, std::string token, int refused) {
+    Result<Answer> asked = co_await remote.send(vxhost::propertyRequest(url, "lockdiscovery"));
+    if (!asked) co_return vxhost::saysNoLock(refused);
+    const bool isTold = asked->status == 207;
+    const vxhost::PropertyAnswer told{asked->status, isTold ? asked->text : std::string()};
+    co_return !vxhost::mayStillBeThere(told, token, refused);
+}
+
 }  // namespace
 
+Task<Result<std::optional<HeldLock>>> useOwnLock(Remote& remote, std::string url) {
+    vxhost::OwnLocks* known = remote.settings().ownLocks;
+    std::optional<vxhost::OwnLock> own = known ? known->find(url) : std::nullopt;
+    if (!own) co_return std::optional<HeldLock>();
+    Request request = renewal(url, own->token);
+    const Result<Answer> answer = co_await remote.send(std::move(request));
+    if (!answer) co_return answer.error();
+    if (vxhost::isSuccess(answer->status)) {
+        known->noteUsed(url);
+        HeldLock lock(std::move(url), std::move(own->token), false, std::move(own->use), true);
+        co_return std::optional(std::move(lock));
+    }
+    const bool gone = co_await isGone(remote, url, own->token, answer->status);
+    if (gone) known->noteGone(url, own->token);
+    if (!own->isNamed) co_return std::optional<HeldLock>();
+    Error error = refusal(*answer);
+    if (vxhost::refusesToken(answer->status)) {
+        error = localError(Kind::notFound, vxhost::statusText(vxhost::WEBLNK_NO_SUCH_LOCK));
+        error.code = Code::noSuchLock;
+    }
+    co_return std::move(error);
+}
+
+bool knowsOwnLock(const Remote& remote, const std::string& url) {
+    vxhost::OwnLocks* known = remote.settings().ownLocks;
+    return known && known->find(url);
+}
+
 Task<Result<HeldLock>> takeLock(Remote& remote, std::string url, Depth depth) {
+    if (depth == Depth::zero) {
+        Result<std::optional<HeldLock>> own = co_await useOwnLock(remote, url);
+        if (!own) co_return std::move(own).error();
+        if (*own) co_return std::move(**own);
+    }
     const std::string owner = fmt::format("quillon {}", vxhost::randomName());
     const auto& watch = remote.settings().watchLock;
     const std::shared_ptr<void> underWay = watch ? watch(url, {}, owner) : nullptr;
@@ -135,7 +191,19 @@ bool meansNoLocks(const Error& refused) {
 }
 
 Task<Result<void>> giveBack(Remote& remote, HeldLock lock) {
+    if (lock.isOwn()) co_return Result<void>();
     co_return co_await unlock(remote, lock.url(), lock.token());
+}
+
+Task<Result<void>> giveBackOwn(Remote& remote, HeldLock lock) {
+    Result<void> back = co_await unlock(remote, lock.url(), lock.token());
+    if (back) noteRemoved(remote, lock);
+    co_return std::move(back);
+}
+
+void noteRemoved(const Remote& remote, const HeldLock& lock) {
+    vxhost::OwnLocks* known = remote.settings().ownLocks;
+    if (known && lock.isOwn()) known->noteGone(lock.url(), lock.token());
 }
 
 Task<Result<bool>> giveBackOf(Remote& remote, std::string url, std::string owner) {

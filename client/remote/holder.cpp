@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/base/own_locks.hpp"
 #include "platform/text/http_status.hpp"
 #include "platform/weblnk/active_lock.hpp"
 #include "platform/weblnk/requests.hpp"
@@ -17,7 +18,13 @@ Task<Error> withHolder(Remote& remote, std::vector<std::string> urls, Error erro
         const auto locks = vxhost::parseActiveLocks(answer->text);
         for (const auto& lock : locks) {
             error.sentences.push_back(vxhost::holderSentence(url, lock));
-            error.locks.push_back({url, lock.token, false});
+            vxhost::OwnLocks* known = remote.settings().ownLocks;
+            std::string own = known ? known->explain(url, lock.token) : std::string();
+            if (own.empty()) {
+                error.locks.push_back({url, lock.token, false});
+            } else {
+                error.sentences.front() = std::move(own);  // for "somebody else's"
+            }
         }
         if (!locks.empty()) break;
     }

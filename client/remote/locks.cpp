@@ -19,7 +19,8 @@
 namespace quillon {
 namespace {
 
-constexpr size_t mostLockText = 4096;  // bytes of an owner, or of another text of a lock
+constexpr uint64_t mostOfOne = 16 << 20;  // bytes of memory for the locks of one resource
+constexpr size_t mostLockText = 4096;     // bytes of an owner, or of another text of a lock
 
 // The activelocks of an answer, while it comes.
 class LockSink : public vxhost::BodySink, public vxhost::XmlHandler {
@@ -27,23 +28,27 @@ public:
     explicit LockSink(uint64_t mostBytes) : mostBytes_(mostBytes) {}
 
     void begin(const vxhost::Answer& answer) override {
+        reader_.reset();
+        if (answer.status == 207) begin(answer.url);
+    }
+    void begin(const std::string& url) {
         locks_.clear();
         open_.clear();
         bytes_ = 0;
-        base_ = answer.url;
-        reader_.reset();
-        if (answer.status == 207) reader_.emplace(*this, vxhost::XmlLimits{mostBytes_});
+        areTold_ = false;
+        base_ = url;
+        reader_.emplace(*this, vxhost::XmlLimits{mostBytes_});
     }
     void write(std::string_view piece) override {
         if (reader_) reader_->feed(piece);
     }
     bool restartable() const override { return true; }
 
-    // Nothing when no multistatus came.
+    bool isMultistatus() const { return reader_.has_value(); }
+    // Nothing where that tells of no locks that there may be.
     std::optional<std::vector<FoundLock>> finish() {
-        if (!reader_) return {};
         reader_->finish();
-        return std::move(locks_);
+        return areTold_ ? std::optional(std::move(locks_)) : std::nullopt;
     }
 
 private:
@@ -53,6 +58,11 @@ private:
         open_.emplace_back(local);
         if (local == "response") href_.clear();
         if (local == "activelock") lock_ = Read{};
+        if (local == "propstat") {
+            names_ = false;
+            status_.clear();
+        }
+        if (local == "lockdiscovery" && parent == "prop") names_ = true;
         if (local == "shared" && parent == "lockscope") lock_.isShared = true;
         if (owner_ > 0) {
             if (lock_.owner.size() < mostLockText) lock_.owner += ' ';
@@ -68,6 +78,9 @@ private:
         if (owner_ > 0) return;
         text_ = nullptr;
         if (local == "activelock") take();
+        // What it does not have, a server names, too (RFC 4918, 9.1).
+        const bool isHad = vxhost::isSuccess(vxhost::parseStatusLine(status_).value_or(200));
+        if (local == "propstat" && names_ && isHad) areTold_ = true;
     }
     void characters(std::string_view text) override {
         if (text_ && text_->size() < mostLockText) text_->append(text.substr(0, mostLockText));
@@ -76,6 +89,7 @@ private:
     std::string* textOf(std::string_view local, std::string_view parent) {
         if (local == "href" && parent == "response") return &href_;
         if (local == "href" && parent == "locktoken") return &lock_.token;
+        if (local == "status" && parent == "propstat") return &status_;
         if (parent != "activelock") return nullptr;
         if (local == "owner") return &lock_.owner;
         if (local == "timeout") return &lock_.timeout;
@@ -134,6 +148,9 @@ private:
     std::optional<vxhost::XmlReader> reader_;
     std::vector<std::string> open_;  // local names, of "DAV:" alone
     std::string href_;               // of the response
+    std::string status_;             // of the propstat, which names
+    bool names_ = false;             // the property,
+    bool areTold_ = false;           // or has it in one of the responses
     Read lock_;
     std::string* text_ = nullptr;  // null: goes nowhere
     size_t owner_ = 0;             // elements of an owner that are open
@@ -143,7 +160,20 @@ private:
 
 }  // namespace
 
-Task<Result<std::vector<FoundLock>>> findLocks(Remote& remote, std::string url) {
+Result<std::optional<std::vector<FoundLock>>> parseLocks(const std::string& url,
+                                                         std::string_view multistatus) {
+    if (multistatus.empty()) return std::optional<std::vector<FoundLock>>();
+    try {
+        LockSink sink(mostOfOne);
+        sink.begin(url);
+        sink.write(multistatus);
+        return sink.finish();
+    } catch (const vxhost::Failure& failure) {
+        return requestError(failure);
+    }
+}
+
+Task<Result<std::optional<std::vector<FoundLock>>>> findLocks(Remote& remote, std::string url) {
     LockSink sink(remote.settings().mostListingBytes);
     std::string document =
         "<?xml version=\"1.0\" encoding=\"utf-8\"?><D:propfind xmlns:D=\"DAV:\"><D:prop>"
@@ -154,8 +184,7 @@ Task<Result<std::vector<FoundLock>>> findLocks(Remote& remote, std::string url) 
     if (!answer) co_return answer.error();
     if (!vxhost::isSuccess(answer->status)) co_return refusal(*answer);
     try {
-        std::optional<std::vector<FoundLock>> found = sink.finish();
-        if (found) co_return std::move(*found);
+        if (sink.isMultistatus()) co_return sink.finish();
         co_return localError(Kind::network, "The server's answer is no list of WebDAV.");
     } catch (const vxhost::Failure& failure) {
         co_return requestError(failure);

@@ -1,27 +1,23 @@
 // The locks that others, or this person, hold on a server (RFC 4918, 15.8).
 #pragma once
 
-#include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "client/found_lock.hpp"
 #include "client/remote/remote.hpp"
 
 namespace quillon {
 
-struct FoundLock {
-    std::string url;      // of the resource that is told to be locked
-    std::string segment;  // its last one, encoded; empty: the resource that was asked for
-    std::string token;    // as it may be sent back; empty: none is told, or none that could be sent
-    std::string owner;    // for a person: any text, or empty
-    std::optional<uint32_t> timeout;  // in seconds, or LOCK_TIMEOUT_INFINITE
-    bool isShared = false;
-    bool isDeep = false;  // of a collection with all that is in it
-};
+// Those that an answer to a PROPFIND of depth 0 of the URL tells; nothing where it tells of none
+// that there may be.
+Result<std::optional<std::vector<FoundLock>>> parseLocks(const std::string& url,
+                                                         std::string_view multistatus);
 
 // Those on the resource, and on its members where it is a collection; each once, whatever it
-// covers.
-Task<Result<std::vector<FoundLock>>> findLocks(Remote& remote, std::string url);
+// covers. Nothing where the server does not tell of locks.
+Task<Result<std::optional<std::vector<FoundLock>>>> findLocks(Remote& remote, std::string url);
 
 }  // namespace quillon

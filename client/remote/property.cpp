@@ -336,10 +336,12 @@ Result<void> checkValue(const PropertyChange& change) {
     return checkXml(fmt::format("<value xmlns:D=\"DAV:\">{}</value>", xmlOf(change)));
 }
 
-Task<Result<void>> setFileDate(Remote& remote, std::string url, Time modified) {
+Task<Result<void>> setFileDate(Remote& remote, std::string url, Time modified,
+                               Conditions conditions) {
     std::vector<PropertyChange> changes{
         {{"urn:schemas-microsoft-com:", "Win32LastModifiedTime"}, httpDate(modified)}};
-    co_return co_await changeProperties(remote, std::move(url), std::move(changes), unconditional);
+    co_return co_await changeProperties(remote, std::move(url), std::move(changes),
+                                        std::move(conditions));
 }
 
 Task<Result<std::vector<Property>>> readProperties(Remote& remote, std::string url, AskedFor what,

@@ -55,6 +55,7 @@ Task<Result<void>> changeProperties(Remote& remote, std::string url,
 Result<void> checkValue(const PropertyChange& change);
 
 // The date of its file, as some servers take it: by a property of Windows.
-Task<Result<void>> setFileDate(Remote& remote, std::string url, Time modified);
+Task<Result<void>> setFileDate(Remote& remote, std::string url, Time modified,
+                               Conditions conditions = unconditional);
 
 }  // namespace quillon

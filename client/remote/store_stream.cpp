@@ -130,7 +130,14 @@ Task<Result<void>> storeStream(Remote& remote, std::string url, StreamUpload& co
     Result<void> sent;
     if (wish.force) {
         Conditions none{.lockToken = wish.heldToken};
-        sent = co_await send(remote, std::move(url), content, std::move(none), *there);
+        Result<std::optional<HeldLock>> own = std::optional<HeldLock>();
+        if (none.lockToken.empty()) own = co_await useOwnLock(remote, url);
+        if (own && *own) none.lockToken = (*own)->token();
+        if (own) {
+            sent = co_await send(remote, std::move(url), content, std::move(none), *there);
+        } else {
+            sent = std::move(own).error();
+        }
     } else if (!wish.heldToken.empty()) {
         std::string token = wish.heldToken;
         sent = co_await sendLocked(remote, std::move(url), content, std::move(wish), *there,

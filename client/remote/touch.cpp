@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "client/remote/content.hpp"
+#include "client/remote/held_lock.hpp"
 #include "client/remote/property.hpp"
 #include "client/remote/resource.hpp"
 
@@ -27,7 +28,11 @@ Time wholeSeconds(Time time) {
 
 // Whether the member then has it: servers may take the property, and keep their own date.
 Task<Result<Touched>> setDate(Remote& remote, std::string url, Time date) {
-    const Result<void> set = co_await setFileDate(remote, url, date);
+    const Result<std::optional<HeldLock>> own = co_await useOwnLock(remote, url);
+    if (!own) co_return own.error();
+    Conditions conditions;
+    if (*own) conditions.lockToken = (*own)->token();
+    const Result<void> set = co_await setFileDate(remote, url, date, std::move(conditions));
     if (!set) co_return set.error();
     const Result<std::optional<Resource>> now = co_await look(remote, std::move(url));
     if (!now) co_return now.error();
@@ -48,9 +53,13 @@ Task<Result<Touched>> make(Remote& remote, std::string url, std::optional<Time> 
     if (date) headers.push_back(dateLine(dates, *date));
     if (!headers.empty() && headers.front().empty()) headers.clear();
     EmptyContent nothing;
-    const Conditions nothingThere{.onlyNew = true};
+    Result<std::optional<HeldLock>> own = co_await useOwnLock(remote, url);
+    if (!own) co_return own.error();
+    Conditions nothingThere{.onlyNew = true};
+    if (*own) nothingThere.lockToken = (*own)->token();
     const Result<Stored> stored =
-        co_await store(remote, url, nothing, nothingThere, std::move(headers));
+        co_await store(remote, url, nothing, std::move(nothingThere), std::move(headers));
+    (*own).reset();
     if (!stored) co_return stored.error();
     if (date && dates == DatesBy::property) co_return co_await setDate(remote, url, *date);
     co_return date&& dates == DatesBy::none ? Touched::keepsNoDates : Touched::made;

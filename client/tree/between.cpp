@@ -77,6 +77,8 @@ Result<CopiedMember> Between::copy(std::string from, std::optional<uint64_t> siz
             return std::move(other).error();
         }
     }
+    const Result<std::optional<HeldLock>> own = destination_.run(useOwnLock(destination_, to));
+    if (!own) return own.error();
     ContentPipe pipe(destination_.settings(), size);
     std::optional<Result<FetchedContent>> fetched;
     std::optional<Result<Stored>> stored;
@@ -94,6 +96,7 @@ Result<CopiedMember> Between::copy(std::string from, std::optional<uint64_t> siz
             const bool begun = pipe.awaitBeginning();
             Conditions conditions;
             conditions.onlyNew = overwrite_ == Overwrite::no;
+            if (*own) conditions.lockToken = (*own)->token();
             if (begun) stored = destination_.run(store(destination_, to, pipe, conditions));
         } catch (...) {
             thrown = std::current_exception();
@@ -161,7 +164,8 @@ Result<Between::Removed> Between::removeSource(const CopiedMember& copied) {
                           "so it was not removed.");
     }
     const vxhost::EntityTag& tag = copied.version.tag;
-    if (tag.text.empty() || tag.weak) return removeUnderLock(copied);
+    const bool isOwn = knowsOwnLock(source_, copied.from);
+    if (tag.text.empty() || tag.weak || isOwn) return removeUnderLock(copied);
     Result<void> untouched = requireUntouched(copied);  // some servers look at no condition
     if (!untouched) return std::move(untouched).error();
     Conditions conditions;
@@ -188,7 +192,10 @@ Result<Between::Removed> Between::removeUnderLock(const CopiedMember& copied) {
         Conditions conditions;
         conditions.lockToken = lock->token();
         done = source_.run(remove(source_, copied.from, conditions));
-        if (done) return Removed{};  // the lock went with it
+        if (done) {
+            noteRemoved(source_, *lock);
+            return Removed{};
+        }
     }
     Error error = std::move(done).error();
     Result<void> back = source_.run(giveBack(source_, std::move(*lock)));

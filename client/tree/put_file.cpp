@@ -5,6 +5,7 @@
 
 #include "client/facts/server_facts.hpp"
 #include "client/remote/fetch_hash.hpp"
+#include "client/remote/held_lock.hpp"
 #include "client/remote/holder.hpp"
 #include "client/remote/property.hpp"
 #include "client/tree/known_file.hpp"
@@ -104,10 +105,14 @@ Task<Result<Stored>> FilePutter::send(const FileToPut& file, vxhost::FileUpload&
 Task<Result<Stored>> FilePutter::sendGuarded(const FileToPut& file, vxhost::FileUpload& content,
                                              ServerFacts facts, std::vector<std::string> headers) {
     if (options_.overAnything) {
-        const Conditions none;
-        co_return co_await store(remote_, file.url, content, none, std::move(headers));
+        const Result<std::optional<HeldLock>> own = co_await useOwnLock(remote_, file.url);
+        if (!own) co_return own.error();
+        Conditions conditions;
+        if (*own) conditions.lockToken = (*own)->token();
+        co_return co_await store(remote_, file.url, content, conditions, std::move(headers));
     }
-    const Guard guard = file.there ? guardOfReplacing(facts) : guardOfMaking(facts);
+    const Guard guard = preferOwnLock(remote_, file.url,
+                                      file.there ? guardOfReplacing(facts) : guardOfMaking(facts));
     if (isLock(guard)) {
         const Gate::Pass alone = co_await locks_.enter();
         co_return co_await storeBy(guard, file, content, std::move(headers));

@@ -329,7 +329,8 @@ private:
         if (unchanged && !*unchanged) tell({TreeDeed::leftOver, each.path, each.url});
         if (!unchanged || !*unchanged) co_return false;
         const Result<ServerFacts> facts = co_await facts_.ask();
-        const Guard guard = facts ? guardOfRemoving(*facts) : Guard::look;
+        const Guard guard =
+            preferOwnLock(remote_, each.url, facts ? guardOfRemoving(*facts) : Guard::look);
         Result<void> removed;
         if (!facts) {
             removed = facts.error();

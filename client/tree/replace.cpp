@@ -99,6 +99,11 @@ bool isLock(Guard guard) {
     return guard == Guard::lock || guard == Guard::lockAndLook;
 }
 
+Guard preferOwnLock(const Remote& remote, const std::string& url, Guard guard) {
+    if (isLock(guard) || !knowsOwnLock(remote, url)) return guard;
+    return guard == Guard::look ? Guard::lockAndLook : Guard::lock;
+}
+
 bool isSameVersion(const Resource& seen, const Resource& now) {
     if (seen.isCollection != now.isCollection) return false;
     if (seen.size && now.size && *seen.size != *now.size) return false;
@@ -162,6 +167,7 @@ Task<Result<void>> removeMember(Remote& remote, std::string url, Resource seen, 
     if (removed) {
         const Conditions locked{.lockToken = lock->token()};
         removed = co_await remove(remote, url, locked);
+        if (removed && lock->isOwn()) co_return co_await giveBackOwn(remote, std::move(*lock));
     }
     co_return co_await giveBackAfter(remote, std::move(*lock), std::move(removed));
 }

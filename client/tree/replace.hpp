@@ -19,6 +19,8 @@ enum class Guard : uint8_t {
 };
 
 bool isLock(Guard guard);
+// A lock of the person's own keeps out who does not submit it.
+Guard preferOwnLock(const Remote& remote, const std::string& url, Guard guard);
 
 // The content is stored, or the error is Kind::changedOnServer where the member is not what was
 // seen. The version in the result is what was stored, where that is certain; else its tag is empty.

@@ -40,8 +40,10 @@ struct StrayLock {
     std::string_view url;
     std::string_view token;  // as the server says it: any text
     bool taken;              // by this process; else it may be one of the person's earlier ones
+    std::string_view own{};  // what OwnLocks explains of it; empty: nothing
 };
 
+class OwnLocks;
 struct WayIn;
 
 struct Settings {
@@ -89,6 +91,9 @@ struct Settings {
     std::function<std::shared_ptr<void>(const std::string& url, const std::string& token,
                                         const std::string& owner)>
         watchLock;
+    // Asked before a lock is taken, and of one that is in the way (platform/base/own_locks.hpp);
+    // null: there are none.
+    OwnLocks* ownLocks = nullptr;
 
     std::string cacheRoot;  // parent of cache directories; empty: the person's cache directory
 };

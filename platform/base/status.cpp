@@ -125,6 +125,9 @@ constexpr StatusText texts[] = {
      "its administrator whether the key was changed; if not, somebody may be in between."},
     {WEBLNK_CERTIFICATE_WANTED,
      "The server wants a certificate of yours, or does not take the one that it was shown."},
+    {WEBLNK_NO_SUCH_LOCK,
+     "It has no lock with this token that you may use. The lock may have run out, or was taken off "
+     "already."},
 
     {FSBOX_DENIED,
      "The system does not permit access to a local file or directory. Check its owner and mode."},

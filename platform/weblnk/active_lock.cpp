@@ -3,9 +3,11 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <ctime>
 
 #include "platform/base/journal.hpp"
+#include "platform/base/own_locks.hpp"
 #include "platform/base/status.hpp"
 #include "platform/base/transcoder.hpp"
 #include "platform/markup/tree_builder.hpp"
@@ -57,6 +59,15 @@ std::string until(const ActiveLock& lock) {
     return fmt::format(", until {:%Y-%m-%d %H:%M:%S} unless it is renewed", local);
 }
 
+// Whether the lock is one that the program knows for the person's own.
+bool tellIfOwn(const Target& target, const ActiveLock& lock) {
+    OwnLocks* known = target.settings.ownLocks;
+    const std::string own = known ? known->explain(target.url, lock.token) : std::string();
+    if (own.empty() || !target.settings.strayLock) return false;
+    target.settings.strayLock({target.url, lock.token, false, own});
+    return true;
+}
+
 // A program that was killed cannot give its lock back: the person who has its name may.
 void tellIfLeftOver(const Target& target, const ActiveLock& lock) {
     const char* user = target.credentials->user.get();
@@ -101,6 +112,24 @@ std::string holderSentence(const std::string& url, const ActiveLock& lock) {
     return fmt::format("{}: locked by {}{}.", url, holderName(lock.owner), until(lock));
 }
 
+bool saysNoLock(int32_t refusal) {
+    return refusal == 400 || refusal == 404 || refusal == 409 || refusal == 412;
+}
+
+bool refusesToken(int32_t refusal) {
+    return saysNoLock(refusal) || refusal == 403 || refusal == 423;
+}
+
+bool mayStillBeThere(const PropertyAnswer& told, const std::string& token, int32_t refusal) {
+    const bool otherwise = !saysNoLock(refusal);
+    if (told.multistatus.empty()) return otherwise && told.status != 404;
+    const auto locks = parseActiveLocks(told.multistatus);
+    if (locks.empty() && !tellsProperty(told.multistatus, U"lockdiscovery")) return otherwise;
+    return std::any_of(locks.begin(), locks.end(), [&](const ActiveLock& active) {
+        return active.token.empty() ? otherwise : active.token == token;
+    });
+}
+
 void tellHolder(const Target& target, vx::Journal* journal, const Answer& refusal) noexcept {
     guarded(WEBLNK_BAD_ANSWER, [&]() -> Status {
         auto locks = parseActiveLocks(refusal.text);
@@ -109,7 +138,7 @@ void tellHolder(const Target& target, vx::Journal* journal, const Answer& refusa
         }
         for (const auto& lock : locks) {
             journalSentence(journal, vx::JOURNAL_FAILURE, holderSentence(target.url, lock));
-            tellIfLeftOver(target, lock);
+            if (!tellIfOwn(target, lock)) tellIfLeftOver(target, lock);
         }
         return vx::VX_SUCCESS;
     });

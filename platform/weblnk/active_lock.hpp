@@ -9,6 +9,7 @@
 
 #include "platform/http/request.hpp"
 #include "platform/http/target.hpp"
+#include "platform/weblnk/properties.hpp"
 
 namespace vxhost {
 
@@ -30,6 +31,16 @@ std::vector<ActiveLock> parseActiveLocks(std::string_view xml);
 
 // "http://...: locked by ann until 20:32:05."
 std::string holderSentence(const std::string& url, const ActiveLock& lock);
+
+// What UNLOCK and the renewal of a lock are answered where there is no such lock (RFC 4918, 9.10.2
+// and 9.11.1, and other servers' words).
+bool saysNoLock(int32_t refusal);
+// Or none by this token that may be used.
+bool refusesToken(int32_t refusal);
+
+// Whether a lock may still be there by which a server refused that, and what it then tells of its
+// locks. Where nothing can be seen, the refusal is believed.
+bool mayStillBeThere(const PropertyAnswer& told, const std::string& token, int32_t refusal);
 
 // After a 423: a sentence about who holds the lock, from the answer or from the resource's own
 // properties. Never throws.

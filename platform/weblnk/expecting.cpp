@@ -27,6 +27,8 @@ Request requestFor(const ExpectedCall& expected) {
             return propertyRequest(std::move(url), "resourcetype");
         case SafeCall::properties:
             return propertiesRequest(std::move(url), 0, std::string(allProperties));
+        case SafeCall::locks:
+            return propertyRequest(std::move(url), "lockdiscovery");
         case SafeCall::listing:
             return propertiesRequest(std::move(url), 1, std::string(allProperties));
         case SafeCall::get:

@@ -16,6 +16,7 @@ enum class SafeCall : uint8_t {
     options,
     kind,  // whether there is a collection, or anything, where HEAD tells nothing
     properties,
+    locks,
     listing,
     get
 };

@@ -88,24 +88,12 @@ std::unique_ptr<HeldLock> adoptedLock(std::shared_ptr<Target> target, const vx::
     return std::make_unique<HeldLock>(std::move(target), std::move(token), std::nullopt);
 }
 
-// What UNLOCK answers where there is no such lock (RFC 4918, 9.11.1, and other servers' words).
-bool saysNoLock(int32_t refusal) {
-    return refusal == 400 || refusal == 404 || refusal == 409 || refusal == 412;
-}
-
 // After a refused UNLOCK. Where nothing can be seen, the refusal is believed.
 bool mayStillBeHeld(const Target& target, const std::string& token, int32_t refusal) {
-    const bool otherwise = !saysNoLock(refusal);
     try {
-        const PropertyAnswer answer = askProperty(target, "lockdiscovery", true);
-        if (answer.multistatus.empty()) return otherwise && answer.status != 404;
-        const auto locks = parseActiveLocks(answer.multistatus);
-        if (locks.empty() && !tellsProperty(answer.multistatus, U"lockdiscovery")) return otherwise;
-        return std::any_of(locks.begin(), locks.end(), [&](const ActiveLock& active) {
-            return active.token.empty() ? otherwise : active.token == token;
-        });
+        return mayStillBeThere(askProperty(target, "lockdiscovery", true), token, refusal);
     } catch (const Failure&) {
-        return otherwise;
+        return !saysNoLock(refusal);
     }
 }
 
@@ -218,10 +206,27 @@ Answer askForLock(const Target& target, const vx::LockParms& parms, vx::Journal*
     return sendLock(target, parms, journal);
 }
 
+Failure notRenewed(const Target& target, int32_t status) {
+    return Failure(WEBLNK_REFUSED,
+                   fmt::format("LOCK {}: not renewed, the server answered {}", target.url, status));
+}
+
 }  // namespace
 
 HeldLock::HeldLock(std::shared_ptr<Target> held, std::string itsToken,
                    std::optional<uint32_t> timeout)
+    : HeldLock(std::move(held), std::move(itsToken)) {
+    granted(timeout);
+    watch_ = watchLock(*target, token);
+}
+
+HeldLock::HeldLock(std::shared_ptr<Target> held, OwnLock own)
+    : HeldLock(std::move(held), std::move(own.token)) {
+    stays = true;
+    watch_ = std::move(own.use);
+}
+
+HeldLock::HeldLock(std::shared_ptr<Target> held, std::string itsToken)
     : target(std::move(held)), token(std::move(itsToken)) {
     fillSlots<vx::LockObject>(*this);
     Destroy = [](vx::LockObject* self) noexcept -> Status {
@@ -241,9 +246,7 @@ HeldLock::HeldLock(std::shared_ptr<Target> held, std::string itsToken,
             return vx::VX_SUCCESS;
         });
     };
-    granted(timeout);
-    watch_ = watchLock(*target, token);
-    retry_ = since_;
+    since_ = retry_ = Clock::now();
     target->locks.push_back(this);
 }
 
@@ -275,21 +278,25 @@ std::string HeldLock::taggedCondition() const {
     return fmt::format("If: <{}> (<{}>)", target->url, token);
 }
 
-void HeldLock::refresh() {
+int32_t HeldLock::renew() {
     if (timeout_) {
         retry_ = Clock::now() + (*timeout_ == 0 ? pauseWithoutTime : reserve() / 8);
     }
     Request request = changeRequest(*target, "LOCK");
     request.headers = {condition(), timeoutHeader(timeout_.value_or(defaultTimeout))};
     const Answer answer = exchange(*target, std::move(request));
-    if (!isSuccess(answer.status)) {
-        throw Failure(WEBLNK_REFUSED, fmt::format("LOCK {}: not renewed, the server answered {}",
-                                                  target->url, answer.status));
-    }
-    for (const auto& lock : parseActiveLocks(answer.text)) {
-        if (lock.token == token && lock.timeout) return granted(lock.timeout);
-    }
+    if (!isSuccess(answer.status)) return answer.status;
     granted(timeout_);
+    for (const auto& lock : parseActiveLocks(answer.text)) {
+        if (lock.token == token && lock.timeout) granted(lock.timeout);
+    }
+    return answer.status;
+}
+
+void HeldLock::refresh() {
+    const int32_t status = renew();
+    if (isSuccess(status)) return;
+    throw notRenewed(*target, status);
 }
 
 std::optional<bool> HeldLock::isThere() const {
@@ -301,6 +308,10 @@ std::optional<bool> HeldLock::isThere() const {
 }
 
 void HeldLock::unlock(int32_t& status) {
+    if (stays) {
+        status = 204;
+        return;
+    }
     if (target->forsakenToken == token) target->forsakenToken.clear();
     const GivenBack back = giveBack(*target, token, target->journal);
     status = back.status;
@@ -323,6 +334,26 @@ void refreshLocks(Target& target) {
     }
 }
 
+std::unique_ptr<HeldLock> useOwnLock(CurlClient& client, int32_t& status) {
+    Target& target = *client.target;
+    OwnLocks* known = target.settings.ownLocks;
+    std::optional<OwnLock> own = known ? known->find(target.url) : std::nullopt;
+    if (!own) return nullptr;
+    const bool isNamed = own->isNamed;
+    auto lock = std::make_unique<HeldLock>(client.target, std::move(*own));
+    const int32_t answered = lock->renew();
+    if (isSuccess(answered)) {
+        known->noteUsed(target.url);
+        status = answered;
+        return lock;
+    }
+    if (!mayStillBeHeld(target, lock->token, answered)) known->noteGone(target.url, lock->token);
+    if (!isNamed) return nullptr;
+    if (refusesToken(answered)) throw Failure(WEBLNK_NO_SUCH_LOCK, "");
+    status = answered;
+    throw notRenewed(target, answered);
+}
+
 vx::LockObject* lock(CurlClient& client, const vx::LockParms& parms, int32_t& status,
                      vx::Journal* journal) {
     const auto& target = client.target;
@@ -338,6 +369,11 @@ vx::LockObject* lock(CurlClient& client, const vx::LockParms& parms, int32_t& st
     }
     throwIfInterrupted(target->settings);
     client.hasContent = true;
+    if (auto own = useOwnLock(client, status)) {
+        client.known.noteLock(again, false);
+        announceExpectedAfterLock(*target);
+        return own.release();
+    }
     const auto watch = watchLock(*target, {});  // until the lock itself is watched
     const Answer answer = askForLock(*target, parms, journal, forsaken);
     try {

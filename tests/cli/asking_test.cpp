@@ -67,12 +67,15 @@ TEST_F(Asking, locksAreShownAndTakenOff) {
     tells({"locks", "--json", member}, 0, {R"("mine":true,"running":false)"});
     server.addMember("free", "");
     tells({"ls", "--locks", url}, 0, {"\nfree\n", "  locked by someone, with quillon until 20"});
-    tells({"ls", "--locks", "--json", url}, 0,
-          {R"("locked":false)", R"("locked":true,"holder":"someone, with quillon","until":"20)"});
+    const std::string locked = R"("locked":true,"holder":"someone, with quillon","until":"20)";
+    tells({"ls", "--locks", "--json", url}, 0, {R"("locked":false)", locked});
+    tells({"info", "--json", member}, 0, {locked, R"("mine":true)"});
+    tells({"info", url + "free"}, 0, {"Locked:    no\n"});
     server.clearTranscript();
     tells({"ls", "-l", url}, 0, {"free\n"});
     EXPECT_EQ(server.transcript().find("PROPFIND"), server.transcript().rfind("PROPFIND"));
     fs::remove_all(home / "state");  // now it is somebody else's
+    tells({"info", "--json", member}, 0, {locked, R"("mine":false)"});
     tells({"unlock", "--mine", member}, 3, {"No lock of yours"});
     tells({"unlock", "--steal", member}, 2, {"--yes"});
     tells({"unlock", "--steal", "--yes", member}, 0, {});
@@ -201,7 +204,8 @@ TEST_F(Asking, eachSaveOfAnOpenMemberIsStored) {
 // What a server says is shown on a terminal, and does not steer it.
 TEST_F(Asking, aHostileServerSteersNoTerminal) {
     support::ScriptedServer hostile;
-    hostile.on("UNLOCK", "*", Answer(403));
+    hostile.on("UNLOCK", "*", Answer(403)).on("HEAD", "/a*", Answer(200));
+    hostile.on("OPTIONS", "/a*", Answer(200)).on("HEAD", "/", Answer(200));
     const std::string bad = "&#x9B;2J\xE2\x80\xAE";
     hostile.on("PROPFIND", "*",
                Answer::xml(207,
@@ -216,6 +220,7 @@ TEST_F(Asking, aHostileServerSteersNoTerminal) {
          {Arguments{"locks", hostile.url()}, Arguments{"locks", "--json", hostile.url()},
           Arguments{"prop", "get", hostile.url()}, Arguments{"prop", "ls", hostile.url()},
           Arguments{"prop", "get", "--json", hostile.url()}, Arguments{"ls", "-l", hostile.url()},
+          Arguments{"info", hostile.url("a%1B%5B2J")},
           Arguments{"unlock", "--steal", "--yes", hostile.url("a%1B%5B2J")}}) {
         support::RunningProcess program(command(arguments), support::Streams::terminal);
         const std::string shown = program.wait()->output;
@@ -224,6 +229,25 @@ TEST_F(Asking, aHostileServerSteersNoTerminal) {
         }
         EXPECT_FALSE(arguments[0] != "prop" && contains(shown, "touch")) << shown;
         EXPECT_GT(shown.size(), 10u);
+    }
+}
+
+// As some servers do that have locks all the same.
+TEST_F(Asking, aServerThatTellsNoLocksIsShownWithout) {
+    support::ScriptedServer silent;
+    silent.on("HEAD", "*", Answer(200)).on("OPTIONS", "*", Answer(200).with("DAV", "1, 2"));
+    silent.on("PROPFIND", "*",
+              Answer::xml(207,
+                          "<multistatus xmlns=\"DAV:\"><response><href>/f</href><propstat><prop>"
+                          "<resourcetype/></prop><status>HTTP/1.1 200 OK</status></propstat>"
+                          "<propstat><prop><lockdiscovery/></prop>"
+                          "<status>HTTP/1.1 404 Not Found</status></propstat></response>"
+                          "</multistatus>"));
+    for (const Arguments& asked : {Arguments{"info", "--json", silent.url("f")},
+                                   Arguments{"ls", "--locks", "--json", silent.url()}}) {
+        const support::Outcome outcome = quillon(asked);
+        EXPECT_TRUE(contains(outcome.output, "/f")) << outcome.errors;
+        EXPECT_FALSE(contains(outcome.output, "ocked")) << outcome.output;
     }
 }
 

@@ -138,6 +138,47 @@ TEST_F(Faults, answersThatFailOrLie) {
     EXPECT_EQ(answered("PROPFIND"), 2);  // in vain, and early in case that there is no member
 }
 
+// Its note goes only where the server says that the lock is off, and no other is taken for one that
+// is named.
+TEST_F(Faults, aLockOfOnesOwnIsForgottenOnceItIsOff) {
+    const std::string told =
+        "<multistatus xmlns=\"DAV:\"><response><href>/c/file</href><propstat><prop><lockdiscovery>"
+        "<activelock><locktoken><href>" +
+        lockToken + "</href></locktoken></activelock></lockdiscovery></prop></propstat>" +
+        "</response></multistatus>";
+    const struct {
+        Answer renewal;
+        bool isTold;
+        int exitCode, namedExitCode;
+        bool stays;
+    } cases[] = {{Answer(412), false, 0, 3, false}, {Answer(409), false, 0, 3, false},
+                 {Answer(423), true, 0, 3, true},   {Answer(403), true, 0, 3, true},
+                 {Answer(500), true, 0, 7, true},   {Answer(200).dropped(), true, 7, 7, true}};
+    for (const auto& [renewal, isTold, exitCode, namedExitCode, stays] : cases) {
+        server.on("LOCK", "/c/*", Answer(200).with("Lock-Token", "<" + lockToken + ">"));
+        ASSERT_EQ(quillon({"lock", url}).exitCode, 0);
+        server.on("LOCK", "/c/*", [&, answer = renewal](const support::Request& request) {
+            const bool renews = !request.field("If").empty();
+            return renews ? answer : Answer(200).with("Lock-Token", "<urn:other>");
+        });
+        server.on("PROPFIND", "/c/*", [&, tells = isTold](const support::Request& request) {
+            const bool asks = tells && request.body.find("lockdiscovery") != std::string::npos;
+            return asks ? Answer::xml(207, told) : multistatus(request.target);
+        });
+        server.clearRequests();
+        expect({{{"put", "--no-memory", "--token", lockToken, "a", url},
+                 namedExitCode,
+                 namedExitCode == 3 ? "no lock with this token" : ""}});
+        EXPECT_EQ(answered("PUT"), 0);
+        expect({{{"put", "--no-memory", "a", url}, exitCode, ""}});
+        EXPECT_EQ(answered("PUT"), exitCode == 0 ? 1 : 0);
+        std::error_code none;
+        const std::filesystem::path notes = home / "state/quillon/locks";
+        EXPECT_EQ(std::filesystem::is_empty(notes, none), !stays) << server.transcript();
+        std::filesystem::remove_all(home / "state");
+    }
+}
+
 TEST_F(Faults, contentThatMayBeCutShortIsNotHandedToWhatChangesIt) {
     const Answer bare = Answer().replacedBy("HTTP/1.1 200 OK\r\n\r\nold ");
     const auto unsized = [](const auto&) { return std::string("HTTP/1.1 200 OK\r\n\r\n"); };

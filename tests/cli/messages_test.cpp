@@ -70,7 +70,10 @@ TEST_F(Messages, nameTheCauseAndTheWayOut) {
         {{"ls", "work"}, 2, {"its URLs begin with work:"}},
         {{"info", file}, 0, {" 1 byte\n"}},
         {{"edit", file}, 8, {"code 3", file + ": nothing was stored"}},
-        {{"lock", "-u", "ann", "--password-file", home / "password", file}, 0, {"opaquelocktoken"}},
+        {{"lock", "-u", "ann", "--password-file", home / "password", file},
+         0,
+         {"opaquelocktoken"},
+         {{"XDG_STATE_HOME", home / "theirs"}}},
         {{"rm", file}, 5, {"locked by ann, with quillon, until", "Somebody else"}},
         {{"rm", "-u", "ann", "--password-file", home / "password", file},
          5,
@@ -79,7 +82,7 @@ TEST_F(Messages, nameTheCauseAndTheWayOut) {
     for (const auto& [arguments, exitCode, told, more] : cases) {
         SCOPED_TRACE(testing::PrintToString(arguments));
         support::Command line = command(arguments);
-        line.environment.insert(more.begin(), more.end());
+        for (const auto& [name, value] : more) line.environment[name] = value;
         const support::Outcome outcome = support::run(line);
         EXPECT_EQ(outcome.exitCode, exitCode) << outcome.errors;
         for (const std::string& words : told) {

@@ -47,6 +47,7 @@ protected:
 TEST_F(Transfers, onOneServer) {
     const std::string& name = oddNames[0];
     const std::string locked = quillon({"lock", dst + "q?#.txt"}).output;
+    std::filesystem::remove_all(home / "state/quillon/locks");  // now it is somebody else's
     server.addMember("src/one", "1");
     server.addMember("dst/two", "2");
     expect({{{"cp", src + name, src + "dots..", dst}, 0, ""},

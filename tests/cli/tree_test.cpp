@@ -120,12 +120,16 @@ TEST_F(Trees, nobodysChangeIsOverwritten) {
     server.addMember(f, "the same here");
     get(0, {"--force"});
     EXPECT_EQ(support::readFile(work / f), "the same here");
-    // Somebody's lock.
+    // One's own lock, and somebody's.
     const std::string token = quillon({"lock", url + f}).output;
     writeFile(work / f, "under a lock");
+    EXPECT_EQ(quillon({"put", "-r", "up", url}).exitCode, 0);
+    EXPECT_EQ(lockTokens(server, "", "/up/sub/").size(), 1u);
+    fs::remove_all(home / "state/quillon/locks");
+    writeFile(work / f, "locked out");
     const auto locked = quillon({"put", "-r", "up", url});
     EXPECT_EQ(locked.exitCode, 5) << locked.errors;
-    EXPECT_EQ(content(server, f), "the same here");
+    EXPECT_EQ(content(server, f), "under a lock");
 }
 
 // Whenever they write. bench/races.py does this for longer, and on other servers.

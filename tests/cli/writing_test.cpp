@@ -229,6 +229,7 @@ TEST_F(Writing, aLockIsRespectedUntilItIsRemoved) {
     const std::string printed = quillon({"lock", a}).output;
     const std::string token = lockTokens(server).at(0);
     EXPECT_EQ(token + "\n", printed);
+    std::filesystem::remove_all(home / "state");  // now it is somebody else's
     expect({{{"put", "a", a}, 5, told},
             {{"put", "--force", "a", a}, 5, told},
             {{"edit", a}, 5, told},
@@ -239,6 +240,115 @@ TEST_F(Writing, aLockIsRespectedUntilItIsRemoved) {
             {{"unlock", a, "--token", token}, 0, ""},
             {{"unlock", a, "--token", token}, 3, "no lock with this token"},
             {{"put", "--force", "a", a}, 0, ""}});
+}
+
+// By itself or by its token, each works under a lock that the person keeps. It stays, or goes with
+// the name.
+TEST_F(Writing, aLockOfOnesOwnKeepsOthersOutAlone) {
+    const std::string a = url + "a", src = url + "src";
+    const auto notes = [this] {
+        std::error_code none;
+        const std::filesystem::directory_iterator found(home / "state/quillon/locks", none);
+        return std::distance(begin(found), end(found));
+    };
+    editWith("printf mine > \"$1\"");
+    const std::pair<Arguments, bool> uses[] = {
+        {{"put", "mine", a}, true},
+        {{"put", "--force", "mine", a}, true},
+        {{"put", "-", a}, true},
+        {{"put", "--stream", "-", a}, true},
+        {{"put", "--stream", "--force", "-", a}, true},
+        {{"edit", a}, true},
+        {{"open", a}, true},
+        {{"lock", a, "--", "cp", "mine", "{}"}, true},
+        {{"cp", "--force", src, a}, true},
+        {{"mv", a, "b"}, false},
+        {{"mv", "--force", a, url + "b"}, false},
+        {{"rm", a}, false},
+    };
+    for (const bool named : {false, true}) {
+        for (auto [arguments, stays] : uses) {
+            SCOPED_TRACE(testing::PrintToString(arguments));
+            if (named && arguments[0] == "cp") continue;
+            server.addMember("a", "old");
+            server.addMember("src", "mine");
+            std::filesystem::remove(work / "mine");  // with what it remembers
+            writeFile(work / "mine", "mine");
+            std::filesystem::remove(server.documentRoot() / "b");
+            ASSERT_EQ(quillon({"lock", a}).exitCode, 0);
+            const Arguments token = lockTokens(server);
+            if (named) {
+                std::filesystem::remove_all(home / "state");
+                arguments.insert(arguments.begin() + 1, {"--token", token.at(0)});
+            }
+            support::Command line = command(arguments);
+            line.input = "mine";
+            line.environment["QUILLON_OPENER"] = "sh -c 'printf mine > \"$1\"' sh";
+            const support::Outcome outcome = support::run(line);
+            EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+            const bool isThere = std::filesystem::exists(server.documentRoot() / "a");
+            EXPECT_EQ(isThere ? content(server, "a") : "", stays ? "mine" : "");
+            EXPECT_EQ(lockTokens(server), stays ? token : Arguments{});
+            EXPECT_EQ(notes(), named || !stays ? 0 : 1);
+            if (stays) expect({{{"unlock", a, "--token", token.at(0)}, 0, ""}});
+        }
+    }
+    server.addMember("a", "old");
+    const std::string other = "opaquelocktoken:none", told = "no lock with this token";
+    expect({{{"put", "--token", "no URI", "mine", a}, 2, "no lock token"},
+            {{"put", "--token", other, "mine", "mine", url}, 2, "a single FILE"},
+            {{"rm", "-r", "--token", other, a}, 2, "a single URL"},
+            {{"put", "--token", other, "mine", a}, 3, told},
+            {{"edit", "--token", other, a}, 3, told},
+            {{"rm", "--token", other, a}, 3, told},
+            {{"mv", "--token", other, a, url + "b"}, 3, told}});
+    EXPECT_EQ(content(server, "a"), "old");
+    ASSERT_EQ(quillon({"mkcol", url + "c"}).exitCode + quillon({"lock", url + "c/f"}).exitCode, 0);
+    expect({{{"rm", "-r", "-y", url + "c/"}, 1, "A lock of your own is in it"},
+            {{"mv", url + "c/", url + "d/"}, 1, "A lock of your own is in it"},
+            {{"unlock", "--mine", url + "c/"}, 0, ""},
+            {{"rm", "-r", "-y", url + "c/"}, 0, ""}});
+    // One that has run out is forgotten.
+    ASSERT_EQ(quillon({"lock", a}).exitCode, 0);
+    support::ask(server.port(), "UNLOCK", "/a",
+                 "Lock-Token: <" + lockTokens(server).at(0) + ">\r\n");
+    expect({{{"put", "mine", a}, 0, ""}});
+    EXPECT_EQ(notes(), 0);
+}
+
+// What comes between is not overwritten under such a lock, either, and it is one program's at a
+// time.
+TEST_F(Writing, aLockOfOnesOwnIsNotForTwoAtOnce) {
+    const std::string a = url + "a";
+    addOldMember(server, "a", "old ");
+    writeFile(work / "a", "mine");
+    mkfifo((home / "fifo").c_str(), 0600);
+    editWith("echo editing; cat \"$HOME/fifo\" >> \"$1\"");
+    for (const bool kept : {false, true}) {
+        if (kept) quillon({"lock", a});
+        support::RunningProcess edit(command({"edit", a}));
+        ASSERT_TRUE(edit.expect("editing"));
+        expect(quillon({"put", "a", a}), 5, kept ? "works just now" : "End that first");
+        if (kept) addOldMember(server, "a", "behind the lock");
+        writeFile(home / "fifo", "mine");
+        EXPECT_EQ(edit.wait()->exitCode, kept ? 6 : 0);
+        EXPECT_EQ(content(server, "a"), kept ? "behind the lock" : "old mine");
+    }
+    EXPECT_EQ(lockTokens(server).size(), 1u);
+    std::filesystem::remove(work / "a");
+    expect(quillon({"get", a}), 0, "");
+    addOldMember(server, "a", "theirs, later");
+    writeFile(work / "a", "mine");
+    expect(quillon({"put", "a", a}), 6, "changed on the server since");
+    // Killed, a program leaves the lock as it was, and its text.
+    support::RunningProcess edit(command({"edit", a}));
+    ASSERT_TRUE(edit.expect("editing"));
+    edit.signal(SIGKILL);
+    edit.wait();
+    EXPECT_NE(quillon({"info", a}).errors.find("did not store"), std::string::npos);
+    EXPECT_EQ(lockTokens(server).size(), 1u);
+    expect(quillon({"put", "--force", "a", a}), 0, "");
+    expect(quillon({"unlock", "--mine", a}), 0, "");
 }
 
 TEST_F(Writing, oneOfTheMakersOfANameWins) {

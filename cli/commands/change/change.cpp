@@ -9,6 +9,7 @@
 #include <optional>
 #include <utility>
 
+#include "cli/commands/change/named_lock.hpp"
 #include "cli/commands/what_is_there.hpp"
 #include "cli/session/confirm.hpp"
 #include "cli/terminal/last_words.hpp"
@@ -56,10 +57,14 @@ public:
     }
 
 private:
+    // The person's own lock is not left behind by this process.
+    std::string heldToken() const {
+        return member_.usesOwnLock() ? std::string() : member_.lockToken();
+    }
+
     // For who comes after this process, should it be killed.
     void noteVersion(const fs::path& text) {
-        Result<WrittenNote> written =
-            WrittenNote::write({url_, member_.lockToken(), {}, text, getpid()});
+        Result<WrittenNote> written = WrittenNote::write({url_, heldToken(), {}, text, getpid()});
         if (written) {
             note_.emplace(std::move(*written));
         } else {
@@ -184,9 +189,14 @@ int changeMember(Session& session, const Address& address, const Changer& change
         return report(changer.attempt, address.url(),
                       explainNoPlace(session, address, member.error()));
     }
+    const Result<NamedLock> named = NamedLock::make(session, address, changer.token);
+    if (!named) return report(changer.attempt, address.url(), named.error());
     Result<Hold> hold = Hold::take(**member, Purpose::fetch);
     if (!hold) return report(changer.attempt, address.url(), hold.error());
-    if ((*member)->locked()) session.leftWork().noteLockTaken(address.url());
+    const Result<void> used = named->requireUsed(**member);
+    if (!used) return report(changer.attempt, address.url(), used.error());
+    const bool isTaken = (*member)->locked() && !(*member)->usesOwnLock();
+    if (isTaken) session.leftWork().noteLockTaken(address.url());
     // The note outlives the change, since it goes only when the lock is off.
     std::optional<WrittenNote> note;
     const int code = Change(session, address, changer, **member, *hold, note).run(address.name());

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <string>
 #include <string_view>
 
 #include "cli/commands/change/work_copy.hpp"
@@ -25,6 +26,7 @@ struct WhileHeld {
 struct Changer {
     std::string_view attempt;  // for a failure's report: "edit"
     bool tellsUnchanged = false;
+    std::string token{};  // of the lock under which it is changed; empty: none is named
     std::function<int(const WorkCopy&, const WhileHeld& held)> run;  // its exit code
 };
 

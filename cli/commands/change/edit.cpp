@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "cli/commands/change/change.hpp"
+#include "cli/commands/change/named_lock.hpp"
 #include "cli/commands/command.hpp"
 #include "cli/commands/move/telling.hpp"
 #include "cli/terminal/foreground.hpp"
@@ -21,12 +22,13 @@ int runEditor(const WorkCopy& copy, const WhileHeld& held) {
     return exitLocal;
 }
 
-int runEdit(Session& session, std::string& url) {
+int runEdit(Session& session, std::string& url, const std::string& token) {
     const Result<Address> address = parseUrl(session, url);
     if (!address) return exitCode(address.error().kind);
     session.leftWork().tellAll();
-    return changeMember(session, *address,
-                        {.attempt = "edit", .tellsUnchanged = true, .run = runEditor});
+    return changeMember(
+        session, *address,
+        {.attempt = "edit", .tellsUnchanged = true, .token = token, .run = runEditor});
 }
 
 }  // namespace
@@ -35,6 +37,8 @@ void addEdit(CommandDefinition program, Invocation& invocation) {
     auto url = std::make_shared<std::string>();
     const CommandDefinition command = program.addCommand("edit", "Change a member in your editor");
     addUrl(command, *url, "A member; one that does not exist yet begins empty");
+    auto token = std::make_shared<std::string>();
+    addTokenOption(command, *token);
     auto quiet = std::make_shared<bool>(false);
     addQuietOption(command, *quiet);
     command.setFooter(
@@ -43,14 +47,16 @@ void addEdit(CommandDefinition program, Invocation& invocation) {
         "change that somebody else made meanwhile is noticed before anything is stored. Whenever\n"
         "your changes cannot be stored, they are kept in a local file, which the message names.\n"
         "When quillon itself was killed, the next command on the member, and the next edit, say\n"
-        "where your text is and how to take the lock off.\n\n"
+        "where your text is and how to take the lock off.\n\n" +
+        std::string(ownLockHelp) +
+        "\n"
         "An editor must wait until you are done: EDITOR=\"code --wait\", for example.\n\n"
         "Examples:\n"
         "  quillon edit https://example.org/dav/plan.txt\n"
         "  EDITOR=nano quillon edit https://example.org/dav/plan.txt\n");
-    whenGiven(command, invocation, [url, quiet](Session& session) {
+    whenGiven(command, invocation, [url, token, quiet](Session& session) {
         session.progress().setSilent(*quiet);
-        return runEdit(session, *url);
+        return runEdit(session, *url, *token);
     });
 }
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cli/commands/change/change.hpp"
+#include "cli/commands/change/named_lock.hpp"
 #include "cli/commands/command.hpp"
 #include "cli/terminal/foreground.hpp"
 #include "cli/terminal/format.hpp"
@@ -21,6 +22,7 @@ constexpr std::string_view fileMark = "{}";
 struct LockWords {
     std::string url;
     std::vector<std::string> command;
+    std::string token;  // of the lock under which the command runs
 };
 
 // The file stands where "{}" does, else at the end.
@@ -36,14 +38,13 @@ std::vector<std::string> withFile(std::vector<std::string> words, const std::str
     return words;
 }
 
-int runUnderLock(Session& session, const Address& address,
-                 const std::vector<std::string>& command) {
+int runUnderLock(Session& session, const Address& address, const LockWords& words) {
     const auto run = [&](const WorkCopy& copy, const WhileHeld& held) {
         const std::string file = copy.file();
-        return runForeground(withFile(command, file), copy.descriptor(), held.eachSecond,
+        return runForeground(withFile(words.command, file), copy.descriptor(), held.eachSecond,
                              {"QUILLON_FILE=" + file});
     };
-    return changeMember(session, address, {.attempt = "change", .run = run});
+    return changeMember(session, address, {.attempt = "change", .token = words.token, .run = run});
 }
 
 Result<std::shared_ptr<Member>> takeLock(Session& session, const Address& address) {
@@ -54,6 +55,12 @@ Result<std::shared_ptr<Member>> takeLock(Session& session, const Address& addres
     if (!protection) return protection.error();
     if (*protection != Protection::lock) {
         return localError(Kind::refused, "This server does not lock it.");
+    }
+    if ((*member)->usesOwnLock()) {
+        return localError(Kind::locked,
+                          "You hold its lock already. To take it off: quillon unlock "
+                          "--mine " +
+                              shellWord(address.url()));
     }
     session.leftWork().noteLockTaken(address.url());
     return member;
@@ -96,8 +103,12 @@ int lockForLater(Session& session, const Address& address) {
 int runLock(Session& session, LockWords& words) {
     const Result<Address> address = parseUrl(session, words.url);
     if (!address) return exitCode(address.error().kind);
+    if (words.command.empty() && !words.token.empty()) {
+        return report("lock", address->url(),
+                      localError(Kind::usage, "--token is the lock of a COMMAND behind --."));
+    }
     return words.command.empty() ? lockForLater(session, *address)
-                                 : runUnderLock(session, *address, words.command);
+                                 : runUnderLock(session, *address, words);
 }
 
 }  // namespace
@@ -112,13 +123,16 @@ void addLock(CommandDefinition program, Invocation& invocation) {
                    "Behind --; a local file with the member's content is its last argument, "
                    "or stands in place of each {}, and $QUILLON_FILE names it")
         .typeName("");
+    addTokenOption(command, words->token);
     command.setFooter(
         "The member is fetched before, and stored after when the command changed the file. When\n"
         "the command fails, nothing is stored, the file is kept if it was changed, and the exit\n"
         "code is the command's.\n\n"
         "Without COMMAND the lock stays on the server, until it runs out, and its token is\n"
-        "printed, for quillon unlock, which also knows it by --mine. In the shell it stays until\n"
-        "unlock, or the shell's end.\n\n"
+        "printed, for quillon unlock, which also knows it by --mine. put, edit, open, rm, mv, "
+        "touch\n"
+        "and lock with a COMMAND use it by themselves until then; rm and mv take it off with the\n"
+        "name. In the shell it stays until unlock, or the shell's end.\n\n"
         "Examples:\n"
         "  quillon lock https://example.org/dav/list.txt -- sort -o {} {}\n"
         "  quillon lock https://example.org/dav/q3.csv -- sh -c 'make >> \"$QUILLON_FILE\"'\n");

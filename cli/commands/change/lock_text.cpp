@@ -32,10 +32,15 @@ std::string endText(const FoundLock& lock) {
     return fmt::format("until {} ({})", localDate(endOf(lock)), span(*lock.timeout));
 }
 
+std::string holderText(const FoundLock& lock) {
+    std::string text = lock.owner.empty() ? "" : "by " + lock.owner;
+    if (!lock.timeout) return text;
+    return text.empty() ? endText(lock) : text + ' ' + endText(lock);
+}
+
 std::string lockText(const FoundLock& lock) {
-    std::string text = "locked";
-    if (!lock.owner.empty()) text += " by " + lock.owner;
-    return lock.timeout ? text + ' ' + endText(lock) : text;
+    const std::string holder = holderText(lock);
+    return holder.empty() ? "locked" : "locked " + holder;
 }
 
 }  // namespace quillon::cli

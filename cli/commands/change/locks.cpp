@@ -32,11 +32,6 @@ struct ShownLock {
     bool isTold = true;               // by the server
 };
 
-bool isOf(const FoundNote& found, const FoundLock& lock) {
-    return !lock.token.empty() && found.note.token == lock.token &&
-           vxhost::sameOrigin(found.note.url, lock.url);
-}
-
 // Of the resource, or of a member of the collection.
 std::optional<FoundLock> lockNotedOn(const Address& address, const LockNote& note) {
     const std::string asked = address.url();
@@ -59,8 +54,9 @@ std::vector<ShownLock> withNotes(const Address& address, std::vector<FoundLock> 
         return shown;
     }
     for (const FoundNote& found : *notes) {
-        auto its = std::ranges::find_if(
-            shown, [&](const ShownLock& each) { return isOf(found, each.lock); });
+        auto its = std::ranges::find_if(shown, [&](const ShownLock& each) {
+            return isNoteOf(found.note, each.lock.url, each.lock.token);
+        });
         if (its == shown.end()) {
             std::optional<FoundLock> noted = lockNotedOn(address, found.note);
             if (!noted) continue;
@@ -73,6 +69,7 @@ std::vector<ShownLock> withNotes(const Address& address, std::vector<FoundLock> 
 }
 
 std::string whose(const FoundNote& mine) {
+    if (mine.isAlive && mine.note.kind == LockKind::kept) return "yours, kept, in use";
     if (mine.isAlive) return fmt::format("yours, process {}", mine.note.process);
     if (!mine.note.text.empty()) {
         return fmt::format("yours, your text is in {}", mine.note.text.string());
@@ -143,12 +140,15 @@ void printJson(const std::vector<ShownLock>& locks) {
 int runLocks(Session& session, LocksOptions& options) {
     const Result<Address> address = parseUrl(session, options.url);
     if (!address) return exitCode(address.error().kind);
-    Result<std::vector<FoundLock>> found =
-        session.withRemote(*address, [&](Remote& remote) -> Result<std::vector<FoundLock>> {
-            return remote.run(findLocks(remote, address->url()));
-        });
+    using Found = Result<std::optional<std::vector<FoundLock>>>;
+    Found found = session.withRemote(*address, [&](Remote& remote) -> Found {
+        return remote.run(findLocks(remote, address->url()));
+    });
     if (!found) return report("look for locks on", address->url(), found.error());
-    const std::vector<ShownLock> locks = withNotes(*address, std::move(*found));
+    if (!*found)
+        complain("this server does not tell of locks; yours are those that are noted here");
+    const std::vector<ShownLock> locks =
+        withNotes(*address, std::move(*found).value_or(std::vector<FoundLock>()));
     if (options.json) {
         printJson(locks);
     } else {

@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "cli/commands/change/change.hpp"
+#include "cli/commands/change/named_lock.hpp"
 #include "cli/commands/command.hpp"
 #include "cli/terminal/foreground.hpp"
 #include "cli/terminal/process.hpp"
@@ -82,11 +83,11 @@ int runOpener(const WorkCopy& copy, const WhileHeld& held) {
     return exitDone;
 }
 
-int runOpen(Session& session, std::string& url) {
+int runOpen(Session& session, std::string& url, const std::string& token) {
     const Result<Address> address = parseUrl(session, url);
     if (!address) return exitCode(address.error().kind);
     session.leftWork().tellAll();
-    return changeMember(session, *address, {.attempt = "store", .run = runOpener});
+    return changeMember(session, *address, {.attempt = "store", .token = token, .run = runOpener});
 }
 
 }  // namespace
@@ -96,15 +97,20 @@ void addOpen(CommandDefinition program, Invocation& invocation) {
     const CommandDefinition command =
         program.addCommand("open", "Open a member in the desktop's program, and store each save");
     addUrl(command, *url, "A member; one that does not exist yet begins empty");
+    auto token = std::make_shared<std::string>();
+    addTokenOption(command, *token);
     command.setFooter(
         "The member is locked, fetched, and opened by xdg-open, or $QUILLON_OPENER. Each save is\n"
         "stored, until you press Enter, or the input ends; then the lock is given back. Close the\n"
         "file in its program before: what it saves later is not stored. What cannot be stored is\n"
-        "kept, as edit keeps it.\n\n"
+        "kept, as edit keeps it.\n\n" +
+        std::string(ownLockHelp) +
+        "\n"
         "Examples:\n"
         "  quillon open https://example.org/dav/plan.odt\n"
         "  QUILLON_OPENER=gimp quillon open https://example.org/dav/logo.xcf\n");
-    whenGiven(command, invocation, [url](Session& session) { return runOpen(session, *url); });
+    whenGiven(command, invocation,
+              [url, token](Session& session) { return runOpen(session, *url, *token); });
 }
 
 }  // namespace quillon::cli

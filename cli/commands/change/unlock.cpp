@@ -55,14 +55,16 @@ Result<void> unlockMine(Session& session, const Address& address) {
 
 // Of the resource itself, not of what is in it.
 Result<std::vector<FoundLock>> findThem(Session& session, const Address& address) {
-    Result<std::vector<FoundLock>> found =
-        session.withRemote(address, [&](Remote& remote) -> Result<std::vector<FoundLock>> {
-            return remote.run(findLocks(remote, address.url()));
-        });
-    if (!found) return found;
-    std::erase_if(*found, [](const FoundLock& each) { return !each.segment.empty(); });
-    if (found->empty()) return localError(Kind::notFound, "Nobody holds a lock on it.");
-    for (const FoundLock& each : *found) {
+    using Found = Result<std::optional<std::vector<FoundLock>>>;
+    Found told = session.withRemote(address, [&](Remote& remote) -> Found {
+        return remote.run(findLocks(remote, address.url()));
+    });
+    if (!told) return std::move(told).error();
+    if (!*told) return localError(Kind::refused, "The server does not tell of its locks.");
+    std::vector<FoundLock> found = std::move(**told);
+    std::erase_if(found, [](const FoundLock& each) { return !each.segment.empty(); });
+    if (found.empty()) return localError(Kind::notFound, "Nobody holds a lock on it.");
+    for (const FoundLock& each : found) {
         if (!each.token.empty()) continue;
         return localError(Kind::refused,
                           "The server does not tell the token of its lock, without which nobody "

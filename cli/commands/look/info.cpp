@@ -2,9 +2,14 @@
 #include <fmt/format.h>
 
 #include <memory>
+#include <optional>
+#include <string>
 #include <utility>
+#include <vector>
 
+#include "cli/commands/change/lock_text.hpp"
 #include "cli/commands/command.hpp"
+#include "cli/commands/look/member_locks.hpp"
 #include "cli/terminal/format.hpp"
 #include "cli/terminal/json.hpp"
 #include "cli/terminal/report.hpp"
@@ -23,7 +28,26 @@ std::string joined(const std::vector<std::string_view>& words) {
     return fmt::format("{}", fmt::join(words, ", "));
 }
 
-void print(const Address& address, const Properties& properties) {
+// What is known of a resource; its locks where the server tells of them.
+struct Known {
+    Properties properties;
+    std::optional<std::vector<FoundLock>> locks;
+};
+
+std::string lockLine(const std::vector<FoundLock>& locks) {
+    if (locks.empty()) return "no";
+    OwnNotes notes;
+    std::string line;
+    for (const FoundLock& lock : locks) {
+        if (!line.empty()) line += "; ";
+        const std::string holder = holderText(lock);
+        line += (holder.empty() ? "yes" : holder) + (notes.isMine(lock) ? ", yours" : "");
+    }
+    return forOutput(line);
+}
+
+void print(const Address& address, const Known& known) {
+    const Properties& properties = known.properties;
     Table table({Align::left, Align::left});
     table.add("Name:", forOutput(address.name()));
     if (!properties.displayName.empty()) {
@@ -35,20 +59,26 @@ void print(const Address& address, const Properties& properties) {
     table.add("Created:", longDate(properties.created));
     table.add("Modified:", longDate(properties.modified));
     table.add("Locking:", properties.canLock ? "yes" : "no");
+    if (known.locks) table.add("Locked:", lockLine(*known.locks));
     table.add("Methods:", joined(properties.methods));
     fmt::print("{}", table.text());
 }
 
-void printJson(const Address& address, const Properties& properties) {
+void printJson(const Address& address, const Known& known) {
+    const Properties& properties = known.properties;
     JsonObject object = describe(address.name(), address.url(), properties);
     if (!properties.displayName.empty()) object.addText("displayName", properties.displayName);
     object.addFlag("locking", properties.canLock);
+    if (known.locks) {
+        OwnNotes notes;
+        addLock(object, known.locks->empty() ? nullptr : &known.locks->front(), notes);
+    }
     object.addTexts("methods", properties.methods);
     fmt::print("{}\n", object.text());
 }
 
-Result<Properties> readProperties(Session& session, const Address& address) {
-    Result<Member> member = session.openMember(address, {.purpose = Purpose::look});
+Result<Known> readProperties(Session& session, const Address& address) {
+    Result<Member> member = session.openMember(address, {.purpose = Purpose::inspect});
     if (!member) return std::move(member).error();
     Result<Properties> properties = member->info();
     if (properties && !properties->exists) {
@@ -56,7 +86,10 @@ Result<Properties> readProperties(Session& session, const Address& address) {
                           "The server has nothing at this URL. List the "
                           "collection to see what it holds.");
     }
-    return properties;
+    if (!properties) return std::move(properties).error();
+    // Who may not know of locks may know of the rest.
+    auto locks = member->findLocks();
+    return Known{std::move(*properties), locks ? std::move(*locks) : std::nullopt};
 }
 
 // The parent of a collection need not be one, nor be open to this person.
@@ -67,18 +100,18 @@ bool parentMayBeClosed(Kind kind) {
 int runInfo(Session& session, InfoOptions& options) {
     bool isFirst = true;
     const auto show = [&](const Address& address) -> Result<void> {
-        Result<Properties> properties = readProperties(session, address);
-        if (!properties && address.namesMember() && parentMayBeClosed(properties.error().kind)) {
-            Result<Properties> itself = readProperties(session, address.asCollection());
-            if (itself) properties = std::move(itself);
+        Result<Known> known = readProperties(session, address);
+        if (!known && address.namesMember() && parentMayBeClosed(known.error().kind)) {
+            Result<Known> itself = readProperties(session, address.asCollection());
+            if (itself) known = std::move(itself);
         }
-        if (!properties) return std::move(properties).error();
-        const Address shown = properties->isCollection ? address.asCollection() : address;
+        if (!known) return std::move(known).error();
+        const Address shown = known->properties.isCollection ? address.asCollection() : address;
         if (options.json) {
-            printJson(shown, *properties);
+            printJson(shown, *known);
         } else {
             if (!std::exchange(isFirst, false)) fmt::print("\n");
-            print(shown, *properties);
+            print(shown, *known);
         }
         return {};
     };
@@ -93,6 +126,10 @@ void addInfo(CommandDefinition program, Invocation& invocation) {
     addUrls(command, options->urls, "Members or collections");
     command.addFlag("--json", options->json, "An object each, one a line");
     command.setFooter(
+        "What is locked is told with who holds it, until when, and whether it is yours, as a note\n"
+        "here says: in JSON \"locked\", \"holder\", \"until\" and \"mine\". Of a server that does "
+        "not\n"
+        "tell of locks nothing is said.\n\n"
         "Examples:\n"
         "  quillon info https://example.org/dav/report.txt\n"
         "  quillon info --json https://example.org/dav/report.txt | jq .modified\n");

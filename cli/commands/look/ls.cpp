@@ -250,7 +250,7 @@ public:
                 const Result<MemberLocks> locks = findLocks(address, 1);
                 if (!locks) return locks.error();
                 if (array_) array_->begin();
-                printMember(address, *member, locks->on(address.name()));
+                printMember(address, *member, *locks);
                 return {};
             }
         }
@@ -266,7 +266,7 @@ public:
         if (!array_) {
             printer_.print(lines->all);
         } else {
-            for (const Line& line : lines->all) add(describe(line.entry), line.lock);
+            for (const Line& line : lines->all) add(describe(line.entry), line.lock, *locks);
         }
         std::fflush(stdout);
         return {};
@@ -278,22 +278,23 @@ private:
     Result<MemberLocks> findLocks(const Address& address, size_t members) {
         constexpr size_t mostUnasked = 10'000;
         const bool isMuch = members > mostUnasked && !options_.locks;
-        if (!wantsLocks(options_) || isMuch) return MemberLocks({});
-        Result<std::vector<FoundLock>> found = servers_.with(address, [&](Remote& remote) {
+        if (!wantsLocks(options_) || isMuch) return MemberLocks(std::nullopt);
+        auto found = servers_.with(address, [&](Remote& remote) {
             return remote.run(quillon::findLocks(remote, address.url()));
         });
         if (!found && options_.locks) return std::move(found).error();
-        return MemberLocks(found ? std::move(*found) : std::vector<FoundLock>(),
+        return MemberLocks(found ? std::move(*found) : std::nullopt,
                            address.namesMember() ? address.name() : "");
     }
 
-    void add(JsonObject object, const FoundLock* lock) {
-        if (options_.locks) addLock(object, lock);
+    void add(JsonObject object, const FoundLock* lock, const MemberLocks& locks) {
+        if (options_.locks && locks.areTold()) addLock(object, lock, notes_);
         array_->add(object);
     }
 
-    void printMember(const Address& address, const Properties& member, const FoundLock* lock) {
-        if (array_) return add(describe(address.name(), address.url(), member), lock);
+    void printMember(const Address& address, const Properties& member, const MemberLocks& locks) {
+        const FoundLock* lock = locks.on(address.name());
+        if (array_) return add(describe(address.name(), address.url(), member), lock, locks);
         if (options_.urls.size() > 1) headings_.separate();
         Resource resource;
         resource.size = member.size;
@@ -310,6 +311,7 @@ private:
     Servers servers_;
     Headings headings_;
     std::optional<JsonArray> array_;
+    OwnNotes notes_;
 };
 
 // Whole trees, many collections at a time.
@@ -388,6 +390,9 @@ void addLs(CommandDefinition program, Invocation& invocation) {
         "set. With -R, and for several URLs, the URL of each collection stands above its members.\n"
         "A collection that cannot be listed is told on standard error, and the exit code says so;\n"
         "the rest is listed.\n\n"
+        "With --locks and --json an object has \"locked\", and of a lock \"holder\", \"until\" "
+        "and\n"
+        "\"mine\", as info has them. A server that does not tell of locks is shown without.\n\n"
         "Examples:\n"
         "  quillon ls https://example.org/dav/\n"
         "  quillon ls -lt --user ann https://example.org/dav/reports/\n"

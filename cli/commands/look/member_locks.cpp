@@ -1,15 +1,19 @@
 #include "cli/commands/look/member_locks.hpp"
 
+#include <algorithm>
 #include <utility>
 
 #include "cli/commands/change/lock_text.hpp"
+#include "cli/session/own_locks.hpp"
 #include "cli/terminal/format.hpp"
 #include "platform/text/url.hpp"
 
 namespace quillon::cli {
 
-MemberLocks::MemberLocks(std::vector<FoundLock> found, const std::string& member) {
-    for (FoundLock& lock : found) {
+MemberLocks::MemberLocks(std::optional<std::vector<FoundLock>> found, const std::string& member)
+    : areTold_(found.has_value()) {
+    if (!found) return;
+    for (FoundLock& lock : *found) {
         const bool isItself = lock.segment.empty();
         const std::string name = isItself ? member : vxhost::segmentBytes(lock.segment);
         if (!name.empty()) {
@@ -26,11 +30,22 @@ const FoundLock* MemberLocks::on(const std::string& name) const {
     return onAll_ ? &*onAll_ : nullptr;
 }
 
-void addLock(JsonObject& object, const FoundLock* lock) {
+bool OwnNotes::isMine(const FoundLock& lock) {
+    if (!notes_) {
+        Result<std::vector<FoundNote>> found = findAllNotes();
+        notes_ = found ? std::move(*found) : std::vector<FoundNote>();
+    }
+    return std::ranges::any_of(*notes_, [&](const FoundNote& found) {
+        return isNoteOf(found.note, lock.url, lock.token);
+    });
+}
+
+void addLock(JsonObject& object, const FoundLock* lock, OwnNotes& notes) {
     object.addFlag("locked", lock != nullptr);
     if (lock == nullptr) return;
     object.addText("holder", lock->owner);
     if (const auto end = endOf(*lock)) object.addText("until", rfc3339(*end));
+    object.addFlag("mine", notes.isMine(*lock));
 }
 
 }  // namespace quillon::cli

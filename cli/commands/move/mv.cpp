@@ -1,6 +1,7 @@
 // quillon mv: a member under another name, or at another place.
 #include <memory>
 
+#include "cli/commands/change/named_lock.hpp"
 #include "cli/commands/matching.hpp"
 #include "cli/commands/move/transfer.hpp"
 #include "cli/session/confirm.hpp"
@@ -9,26 +10,38 @@
 namespace quillon::cli {
 namespace {
 
-Result<void> rename(Session& session, const Address& address, const std::string& newName) {
+Result<std::shared_ptr<Member>> rename(Session& session, const Address& address,
+                                       const TransferOptions& options) {
     if (!address.namesMember()) {
         return localError(Kind::usage, "This is the server's root, which has no name.");
     }
-    const auto member = session.member(address);
-    if (!member) return member.error();
-    Result<void> renamed = (*member)->rename(newName);
-    if (!renamed) return renamed;
-    // A lock stays with the old name (RFC 4918, 7.6).
-    session.forgetLocked(address);
-    return {};
+    auto member = session.member(address);
+    if (!member) return member;
+    const Result<NamedLock> named = NamedLock::make(session, address, options.token);
+    if (!named) return named.error();
+    const Result<bool> own = (*member)->useOwnLock();
+    if (!own) return own.error();
+    const std::string& name = options.operands.back();
+    const Result<void> renamed = (*member)->rename(name);
+    if (renamed) return member;
+    if (renamed.error().code == Code::preconditionFailed && *own) {
+        const Result<Address> to = address.parent().member(name);
+        const auto there =
+            to ? session.openMember(*to, {.purpose = Purpose::look}) : Result<Member>(to.error());
+        if (there && !there->exists()) return movesNothingLocked();
+    }
+    return renamed.error();
 }
 
-int rename(Session& session, std::string& url, const std::string& newName) {
-    const Result<Address> address = parseUrl(session, url);
-    if (!address) return exitCode(address.error().kind);
-    const Result<void> renamed = rename(session, address->asMember(), newName);
-    if (!renamed) return report("rename", address->url(), renamed.error());
-    confirm(session, "renamed " + address->asMember().name() + " to", newName);
-    return exitDone;
+int runRename(Session& session, TransferOptions& options) {
+    const Result<Address> typed = parseUrl(session, options.operands.front());
+    if (!typed) return exitCode(typed.error().kind);
+    const Address address = typed->asMember();
+    const auto renamed = rename(session, address, options);
+    if (!renamed) return report("rename", typed->url(), renamed.error());
+    confirm(session, "renamed " + address.name() + " to", options.operands.back());
+    session.forgetLocked(address);
+    return giveBackMoved(session, address, **renamed);
 }
 
 // A new name is told from a place by the slash that it has not.
@@ -36,6 +49,10 @@ int runMv(Session& session, TransferOptions& options) {
     std::vector<std::string>& words = options.operands;
     const bool isPlace = words.back().find('/') != std::string::npos;
     const bool several = words.size() > 2 || !options.pattern.empty();
+    if (several && !options.token.empty()) {
+        complain("--token is the lock of one member: give a single URL, and no --match.");
+        return exitUsage;
+    }
     if (several && !words.back().ends_with('/')) {
         complain("several go into a collection: end its URL with a slash.");
         return exitUsage;
@@ -44,7 +61,7 @@ int runMv(Session& session, TransferOptions& options) {
     const bool isPlain = !options.force && !telling.dryRun && !telling.json;
     if (words.size() != 2 || isPlace) return transfer(session, Deed::move, options);
     session.progress().setSilent(telling.quiet);
-    if (isPlain) return rename(session, words[0], words[1]);
+    if (isPlain) return runRename(session, options);
     complain(
         "a rename within the collection takes no --force, --dry-run or --json. Name the "
         "place by its URL.");
@@ -65,6 +82,7 @@ void addMv(CommandDefinition program, Invocation& invocation) {
         .typeName("")
         .required();
     command.addFlag("--force", options->force, "Replace members that are there");
+    addTokenOption(command, options->token);
     addMatchOption(command, options->pattern, "move");
     addTellingOptions(command, options->telling);
     command.setFooter(
@@ -74,6 +92,9 @@ void addMv(CommandDefinition program, Invocation& invocation) {
         "From one server to another each member is copied, fetched again and compared; then it\n"
         "is removed where it was, unless somebody changed it meanwhile. Of a collection nothing\n"
         "is removed before all of it has been copied.\n\n"
+        "A lock that quillon lock left on the member for you, or that --token names, does not "
+        "keep\n"
+        "it from being moved. It is taken off: locks stay with the old name.\n\n"
         "Examples:\n"
         "  quillon mv https://example.org/dav/draft.txt \"Report 100%.txt\"\n"
         "  quillon mv https://example.org/dav/2025/ https://example.org/dav/archive/\n"

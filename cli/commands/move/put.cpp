@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cli/commands/change/change.hpp"
+#include "cli/commands/change/named_lock.hpp"
 #include "cli/commands/command.hpp"
 #include "cli/commands/move/trees.hpp"
 #include "cli/commands/what_is_there.hpp"
@@ -31,6 +32,7 @@ struct PutOptions {
     bool force = false;
     bool noMemory = false;
     bool stream = false;  // the standard input, as it comes
+    std::string token;    // of the lock under which a single one goes
     size_t jobs = 0;      // 0: not given
     TreeChoice tree;
 };
@@ -65,14 +67,19 @@ public:
             return reportFailure(copied.error());
         }
         session_.progress().start(address_.name());
+        const Result<NamedLock> named = NamedLock::make(session_, address_, options_.token);
+        if (!named) return reportFailure(named.error());
         if (options_.force) {
-            const Result<void> stored = remembering([this] { return member_.store(); });
+            const Result<bool> own = member_.useOwnLock();
+            const Result<void> stored =
+                own ? remembering([this] { return member_.store(); }) : Result<void>(own.error());
             session_.progress().finish();
             return stored ? confirmStored() : reportFailure(stored.error());
         }
         Result<Hold> hold = Hold::take(member_);
         if (!hold) return reportFailure(hold.error());
-        const Result<void> stored = storeHeld(*hold);
+        Result<void> stored = named->requireUsed(member_);
+        if (stored) stored = storeHeld(*hold);
         session_.progress().finish();
         return releaseHold(*hold, address_,
                            stored ? confirmStored() : reportFailure(stored.error()));
@@ -160,6 +167,8 @@ int putStream(Session& session, const Address& address, const PutOptions& option
         return checkUnchanged(there.modified, options.unchangedSince);
     };
     if (const auto locked = session.lockedMember(address)) wish.heldToken = locked->lockToken();
+    const Result<NamedLock> named = NamedLock::make(session, address, options.token);
+    if (!named) return report("store", address.url(), named.error());
     session.leftWork().tell(address.url());
     session.progress().start(address.name());
     std::unique_ptr<vxhost::StreamUpload> input;
@@ -347,6 +356,10 @@ int runPut(Session& session, PutOptions& options) {
     }
     const Result<Address> url = parseUrl(session, typed);
     if (!url) return exitCode(url.error().kind);
+    if (!options.token.empty() && (options.tree.isTree || files.size() > 1)) {
+        complain("--token is the lock of one member: put a single FILE there.");
+        return exitUsage;
+    }
     if (options.tree.isTree) {
         options.tree.force = options.force;
         options.tree.forgets = options.noMemory;
@@ -386,6 +399,7 @@ void addPut(CommandDefinition program, Invocation& invocation) {
                     "Neither note what was stored where, nor look such notes up");
     command.addFlag("--stream", options->stream,
                     "Send the standard input as it comes, and keep nothing of it");
+    addTokenOption(command, options->token);
     addJobsOption(
         command, options->jobs,
         "of 16 files or 16 MiB as many as it answers fast, of fewer 1, since some servers "
@@ -406,7 +420,7 @@ void addPut(CommandDefinition program, Invocation& invocation) {
         "-r stores folders under their names in the collection. Only what differs moves; what "
         "somebody\n"
         "changed on the server since is kept (6), and the rest goes on.\n\n" +
-        std::string(timeHelp) +
+        std::string(ownLockHelp) + "\n" + std::string(timeHelp) +
         "\nExamples:\n"
         "  quillon put report.txt https://example.org/dav/\n"
         "  quillon put a.txt b.txt https://example.org/dav/drafts/\n"

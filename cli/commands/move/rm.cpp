@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "cli/commands/change/named_lock.hpp"
 #include "cli/commands/command.hpp"
 #include "cli/commands/matching.hpp"
 #include "cli/commands/move/transfer.hpp"
@@ -24,6 +25,7 @@ struct RmOptions {
     std::vector<std::string> urls;
     std::string pattern;  // empty: the URLs are what is removed
     std::optional<Time> olderThan;
+    std::string token;  // of a single member's lock
     bool recursive = false;
     bool yes = false;
     Telling telling;
@@ -47,17 +49,22 @@ Error withAgeExplained(Error error) {
     return error;
 }
 
-Result<void> remove(Session& session, const Address& address, std::optional<Time> olderThan) {
+Result<void> remove(Session& session, const Address& address, const RmOptions& options) {
     if (!address.namesMember()) return collectionMeant(Kind::usage);
     const auto member = session.member(address, Purpose::look);
     if (!member) return member.error();
-    Result<void> removed = (*member)->remove(olderThan);
+    const Result<NamedLock> named = NamedLock::make(session, address, options.token);
+    if (!named) return named.error();
+    const Result<bool> own = (*member)->useOwnLock();
+    if (!own) return own.error();
+    Result<void> removed = (*member)->remove(options.olderThan);
     if (!removed) {
         const auto found = (*member)->lastInfo();
         const bool isCollection = found && found->exists && found->isCollection;
         return isCollection ? collectionMeant(Kind::refused)
                             : withAgeExplained(std::move(removed).error());
     }
+    if (*own) session.leftWork().noteLockOff(address.url(), (*member)->lockToken());
     (*member)->abandonLock();  // it went with the member
     session.forgetLocked(address);
     return {};
@@ -118,7 +125,7 @@ private:
 
     Result<void> takeMember(const Address& address) {
         if (!options_.telling.dryRun) {
-            Result<void> removed = remove(session_, address, options_.olderThan);
+            Result<void> removed = remove(session_, address, options_);
             if (!removed) return removed;
         }
         tell(address.url());
@@ -145,8 +152,9 @@ private:
         }
         Result<void> removed = remote.run(quillon::remove(remote, collection.url()));
         if (!removed) {
-            return remote.run(withHolder(remote, {collection.url(), collection.parent().url()},
-                                         std::move(removed).error()));
+            Error error = remote.run(withHolder(
+                remote, {collection.url(), collection.parent().url()}, std::move(removed).error()));
+            return withLocksWithin(session_.leftWork(), collection.url(), std::move(error));
         }
         tell(collection.url());
         return {};
@@ -191,6 +199,11 @@ int runRm(Session& session, RmOptions& options) {
         complain("rm needs a URL. See quillon rm --help.");
         return exitUsage;
     }
+    if (!options.token.empty() &&
+        (options.urls.size() > 1 || options.recursive || !options.pattern.empty())) {
+        complain("--token is the lock of one member: give a single URL, and no -r or --match.");
+        return exitUsage;
+    }
     options.telling.isMany = options.recursive || !options.pattern.empty();
     return Removal(session, options).run(options.urls);
 }
@@ -210,11 +223,14 @@ void addRm(CommandDefinition program, Invocation& invocation) {
                       "Only those that were created by TIME, on a server that keeps such dates");
     olderThan.excludes(recursive);
     command.addFlag("-y,--yes", options->yes, "Delete collections without asking");
+    addTokenOption(command, options->token);
     addMatchOption(command, options->pattern, "delete");
     addTellingOptions(command, options->telling);
     command.setFooter(
         "Before a collection goes, a person is told how much is in it, and asked. Without a\n"
-        "terminal nobody is asked and nothing deleted, unless --yes is given.\n\n" +
+        "terminal nobody is asked and nothing deleted, unless --yes is given.\n\n"
+        "A member on which quillon lock left a lock of yours goes with that lock, as it does by\n"
+        "--token.\n\n" +
         std::string(timeHelp) +
         "\nExamples:\n"
         "  quillon rm https://example.org/dav/old.txt\n"

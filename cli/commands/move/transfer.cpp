@@ -7,12 +7,14 @@
 #include <set>
 #include <utility>
 
+#include "cli/commands/change/named_lock.hpp"
 #include "cli/commands/matching.hpp"
 #include "cli/commands/move/placing.hpp"
 #include "cli/session/servers.hpp"
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
 #include "client/remote/change.hpp"
+#include "client/remote/held_lock.hpp"
 #include "client/remote/holder.hpp"
 #include "client/tree/between.hpp"
 #include "client/tree/copy_tree.hpp"
@@ -36,21 +38,48 @@ Error withForceAdvice(Deed deed, Error error) {
     return error;
 }
 
+// A lock of the person's own at either end does not keep it out. That of what was moved stayed with
+// the old name, or went with it (RFC 4918, 7.6): it is taken off. What becomes of one at the
+// destination is the server's to say (9.8.4).
+Task<Result<void>> transferOne(Remote& remote, Deed deed, std::string from, std::string to,
+                               Overwrite overwrite, Conditions conditions) {
+    Result<std::optional<HeldLock>> ours = std::optional<HeldLock>();
+    if (deed == Deed::move && conditions.lockToken.empty()) {
+        ours = co_await useOwnLock(remote, from);
+        if (!ours) co_return std::move(ours).error();
+        if (*ours) conditions.lockToken = (*ours)->token();
+    }
+    Result<std::optional<HeldLock>> there = co_await useOwnLock(remote, to);
+    if (!there) co_return std::move(there).error();
+    if (*there) conditions.lockThere = (*there)->token();
+    if (deed == Deed::copy) {
+        Result<void> copied = co_await copy(remote, from, to, overwrite, conditions);
+        if (!copied) co_return std::move(copied);
+    } else {
+        Result<void> moved = co_await move(remote, from, to, overwrite, conditions);
+        if (!moved) co_return std::move(moved);
+    }
+    if (*there) {
+        (*there).reset();
+        there = co_await useOwnLock(remote, to);
+    }
+    if (*ours) co_return co_await giveBackOwn(remote, std::move(**ours));
+    co_return Result<void>();
+}
+
 // COPY or MOVE of what is on one server.
 Task<> change(Remote& remote, Deed deed, Overwrite overwrite, Conditions conditions,
               Placement* placement) {
     const std::string from = placement->source.address.url();
     const std::string to = placement->to.url();
-    Result<void> done;
-    if (deed == Deed::copy) {
-        done = co_await copy(remote, from, to, overwrite, conditions);
-    } else {
-        done = co_await move(remote, from, to, overwrite, conditions);
-    }
+    Result<void> done = co_await transferOne(remote, deed, from, to, overwrite, conditions);
     if (done) co_return;
     Error error = std::move(done).error();
     if (error.httpStatus == 412 && overwrite == Overwrite::no) {
         placement->error = withForceAdvice(deed, takenAlready());
+        if (deed == Deed::copy || !knowsOwnLock(remote, from)) co_return;
+        const Result<std::optional<Resource>> there = co_await look(remote, to);
+        if (there && !*there) placement->error = movesNothingLocked();
         co_return;
     }
     std::vector<std::string> urls;
@@ -79,6 +108,8 @@ public:
         if (!place) return code_;
         const std::vector<Source> sources = findSources(named, *place);
         std::vector<Placement> placements = placeAll(sources, *place);
+        const std::optional<NamedLock> lock = nameLock(placements);
+        if (code_ != exitDone && !options_.token.empty()) return code_;
         if (options_.telling.dryRun) {
             for (const Placement& each : placements) plan(each);
         } else {
@@ -219,6 +250,20 @@ private:
         copyTreeOf(placement, {});
     }
 
+    std::optional<NamedLock> nameLock(const std::vector<Placement>& placements) {
+        if (options_.token.empty() || placements.empty()) return {};
+        const Source& source = placements.front().source;
+        if (source.isCollection) {
+            fail(source.address,
+                 localError(Kind::usage, "This is a collection: --token is a member's lock."));
+            return {};
+        }
+        Result<NamedLock> named = NamedLock::make(session_, source.address, options_.token);
+        if (named) return std::move(*named);
+        fail(source.address, named.error());
+        return {};
+    }
+
     // What goes through this machine, in one line but for a single member, which has its name.
     void expectTransfers(const std::vector<Placement>& placements) {
         size_t trees = 0;
@@ -299,7 +344,8 @@ private:
                            const auto may = lookBefore(**remote, to, Overwrite::yes);
                            if (!may) return may.error();
                        }
-                       return (*remote)->run(copy(**remote, from, to, Overwrite::yes));
+                       return (*remote)->run(
+                           transferOne(**remote, Deed::copy, from, to, Overwrite::yes, {}));
                    });
     }
 
@@ -321,7 +367,8 @@ private:
             if (code_ == exitInterrupted) return;
             if (deed_ == Deed::move) moveWithin(remote, *each);
             if (each->error) {
-                fail(each->source.address, *each->error);
+                const std::string from = each->source.address.url();
+                fail(from, withLocksWithin(session_.leftWork(), from, *each->error));
             } else {
                 events_.tell(
                     {done(), each->source.address.url(), each->to.url(), each->source.size});
@@ -449,6 +496,12 @@ private:
 };
 
 }  // namespace
+
+Error movesNothingLocked() {
+    return localError(Kind::refused,
+                      "This server moves nothing that is locked, not even under the lock. Take it "
+                      "off first: quillon unlock.");
+}
 
 int transfer(Session& session, Deed deed, TransferOptions& options) {
     // In a shell --match has a collection without one.

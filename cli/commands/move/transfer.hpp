@@ -7,6 +7,7 @@
 
 #include "cli/commands/command.hpp"
 #include "cli/commands/move/telling.hpp"
+#include "client/error.hpp"
 
 namespace quillon::cli {
 
@@ -17,8 +18,12 @@ struct TransferOptions {
     std::string pattern;                // empty: the URLs are the sources themselves
     bool recursive = false;             // a move always is
     bool force = false;
+    std::string token;  // of the lock on a single source
     Telling telling;
 };
+
+// Of servers that answer a move of what is locked as if the new name were taken.
+Error movesNothingLocked();
 
 int transfer(Session& session, Deed deed, TransferOptions& options);
 

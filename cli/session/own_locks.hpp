@@ -1,0 +1,45 @@
+// The locks of the person's own under which a command works: the one that --token names, and those
+// that `quillon lock` left on the server and noted.
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "cli/session/left_work.hpp"
+#include "client/error.hpp"
+#include "platform/base/own_locks.hpp"
+
+namespace quillon::cli {
+
+class OwnLocks : public vxhost::OwnLocks {
+public:
+    // tellsUse: in a sentence on standard error, once of each.
+    OwnLocks(LeftWork& notes, bool tellsUse) : notes_(notes), tellsUse_(tellsUse) {}
+
+    // For the member's changes, until the command ends. The token is a URI.
+    void name(const std::string& url, std::string token);
+    void forgetNames();
+
+    std::optional<vxhost::OwnLock> find(const std::string& url) override;
+    void noteUsed(const std::string& url) override;
+    void noteGone(const std::string& url, const std::string& token) override;
+    std::string explain(const std::string& url, const std::string& token) override;
+
+private:
+    LeftWork& notes_;
+    const bool tellsUse_;
+    std::mutex mutex_;                          // guards what follows
+    std::map<std::string, std::string> named_;  // tokens by URL
+    std::set<std::string> told_;                // URLs
+};
+
+// Why what was to be done with a collection failed, where locks of the person's own lie in it.
+Error withLocksWithin(LeftWork& notes, const std::string& collection, Error error);
+
+// Whether the note is of that lock.
+bool isNoteOf(const LockNote& note, const std::string& url, const std::string& token);
+
+}  // namespace quillon::cli
