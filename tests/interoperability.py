@@ -204,6 +204,9 @@ q cat ${U}a ${U}b | cmp - <(seq 100000)""",
                                         r"holds c/a old",
     "`rmcol --recursive`": r"ask MKCOL ${U}c/; ask MKCOL ${U}c/d/; put c/d/a old;"
                            r"q rmcol -r ${U}c/; prints '' ls $U",
+    "`put` and `rm` under a `lock` of one's own": r"""
+        put b x; q lock ${U}b >token; q put file ${U}b; cmp file <(ask GET ${U}b)
+        q rm ${U}b; gone b; put b y""",
     "`sync` in both directions": r"""
 mkdir -p one/d two; printf 'a\n' >one/a; printf b >one/d/b; touch -d '1 hour ago' one/a one/d/b
 s() { q sync -q "$@"; }; s -y one $U; s -y two $U; cmp one/d/b two/d/b
@@ -243,7 +246,7 @@ MKCOL_ALWAYS = ("rclone answers 201 to MKCOL where a collection is already (RFC 
                 "405), so that it cannot be told from one that was made. Nothing is lost by it.")
 IF_CRASH = ("webdav-server crashes (TypeError in its IfParser.js) at an `If` header whose list has "
             "no tag (RFC 4918, 10.4.2), as a PUT under a lock has it, and those by which `put -r`, "
-            "`touch` and `doctor` find out what it does. The changed content stays in a local file "
+            "`sync`, `touch` and `doctor` find out what it does. The changed content stays in a local file "
             "that the message names; `put --force` writes without a lock.")
 NO_LOCKS = ("Without locks nobody is kept out. What others stored meanwhile is noticed, and not "
             "overwritten.")
@@ -261,7 +264,8 @@ PROPPATCH_CRASH = ("webdav-server answers a PROPPATCH twice, and crashes at that
                    "(ERR_HTTP_HEADERS_SENT in its Proppatch.js).")
 NOTES = {  # by server and check
     **{("class-1", check): NO_LOCKS
-       for check in ("`lock` keeps others out", "`doctor` finds locks that keep others out",
+       for check in ("`lock` keeps others out", "`put` and `rm` under a `lock` of one's own",
+                     "`doctor` finds locks that keep others out",
                      "`locks`, and `unlock --mine`", "`unlock --steal`")},
     **{(name, "`prop`"): NO_PROPERTIES for name in ("nginx", "rclone")},
     ("rclone", "`unlock --steal`"): NO_DISCOVERY,
@@ -276,6 +280,8 @@ NOTES = {  # by server and check
        for check in ("`put` of a new member", "`put` over a member", "`put --if-unchanged-since`",
                      "`edit`", "`edit` of a new member", "`lock`", "`open`", "`check`", "`touch`",
                      "`doctor` leaves nothing", "`doctor` finds locks that keep others out",
+                     "`put` and `rm` under a `lock` of one's own",
+                     *(check for check in CHECKS if check.startswith("`sync`")),
                      "all of these with an awkward name")},
 }
 

@@ -18,10 +18,10 @@ constexpr const char* attribute = "user.quillon.origin";
 constexpr size_t mostBytes = 16384;  // of an attribute
 constexpr size_t mostWaiting = 512;  // notes
 
-fs::path keyOf(const fs::path& file) {
+fs::path resolve(const fs::path& whole) {
     std::error_code problem;
-    fs::path whole = fs::weakly_canonical(fs::absolute(file), problem);
-    return problem ? fs::absolute(file) : whole;
+    fs::path resolved = fs::weakly_canonical(whole, problem);
+    return problem ? whole : resolved;
 }
 
 std::optional<FileNote> readAttribute(const fs::path& file) {
@@ -32,6 +32,23 @@ std::optional<FileNote> readAttribute(const fs::path& file) {
 }
 
 }  // namespace
+
+// Of many in one folder, that is resolved once.
+fs::path FileMemory::keyOf(const fs::path& file) {
+    std::error_code none;
+    const fs::path whole = fs::absolute(file);
+    const std::string& text = whole.native();
+    const size_t behind = text.rfind('/') + 1;
+    const std::string_view name = std::string_view(text).substr(behind);
+    if (name.empty() || name == "." || name == ".." || fs::is_symlink(whole, none)) {
+        return resolve(whole);
+    }
+    if (std::string_view(folder_) != std::string_view(text).substr(0, behind)) {
+        folder_ = text.substr(0, behind);
+        resolvedFolder_ = resolve(folder_);
+    }
+    return resolvedFolder_ / name;
+}
 
 template <class Body>
 void FileMemory::attempt(Body&& body) {

@@ -6,6 +6,7 @@
 #include <functional>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "client/memory/file_note.hpp"
@@ -35,6 +36,7 @@ public:
         const std::function<void(const std::filesystem::path& file, const FileNote&)>& take);
 
 private:
+    std::filesystem::path keyOf(const std::filesystem::path& file);
     template <class Body>
     void attempt(Body&& body);
     void add(NoteStore::Change change);
@@ -45,6 +47,8 @@ private:
     std::optional<NoteStore> store_;  // once it was needed
     std::vector<NoteStore::Change> waiting_;
     bool toldOnce_ = false;
+    std::string folder_;  // of the latest key, with its final slash
+    std::filesystem::path resolvedFolder_;
 };
 
 }  // namespace quillon

@@ -197,13 +197,9 @@ Task<Result<void>> giveBack(Remote& remote, HeldLock lock) {
 
 Task<Result<void>> giveBackOwn(Remote& remote, HeldLock lock) {
     Result<void> back = co_await unlock(remote, lock.url(), lock.token());
-    if (back) noteRemoved(remote, lock);
-    co_return std::move(back);
-}
-
-void noteRemoved(const Remote& remote, const HeldLock& lock) {
     vxhost::OwnLocks* known = remote.settings().ownLocks;
-    if (known && lock.isOwn()) known->noteGone(lock.url(), lock.token());
+    if (back && known) known->noteGone(lock.url(), lock.token());
+    co_return std::move(back);
 }
 
 Task<Result<bool>> giveBackOf(Remote& remote, std::string url, std::string owner) {

@@ -50,9 +50,8 @@ bool meansNoLocks(const Error& refused);
 
 // Also after an interrupt. A lock that stays is among the error's locks. The person's own is left.
 Task<Result<void>> giveBack(Remote& remote, HeldLock lock);
-Task<Result<void>> giveBackOwn(Remote& remote, HeldLock lock);  // that one
-// The member was removed, and its lock went with it.
-void noteRemoved(const Remote& remote, const HeldLock& lock);
+// That one, of what is gone or has another name, and which some servers keep then.
+Task<Result<void>> giveBackOwn(Remote& remote, HeldLock lock);
 
 // The same behind what was done under it, whose outcome this is then. Also behind a removal: some
 // servers keep the lock of what is gone.

@@ -192,10 +192,11 @@ Result<Between::Removed> Between::removeUnderLock(const CopiedMember& copied) {
         Conditions conditions;
         conditions.lockToken = lock->token();
         done = source_.run(remove(source_, copied.from, conditions));
-        if (done) {
-            noteRemoved(source_, *lock);
-            return Removed{};
+        if (done && lock->isOwn()) {
+            done = source_.run(giveBackOwn(source_, std::move(*lock)));
+            if (!done) return std::move(done).error();
         }
+        if (done) return Removed{};  // a lock that it took itself went with it
     }
     Error error = std::move(done).error();
     Result<void> back = source_.run(giveBack(source_, std::move(*lock)));

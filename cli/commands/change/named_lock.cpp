@@ -49,7 +49,7 @@ Result<void> NamedLock::requireUsed(const Member& member) const {
     return error;
 }
 
-int giveBackMoved(Session& session, const Address& address, Member& member) {
+int takeOffOwnLock(Session& session, const Address& address, Member& member) {
     if (!member.usesOwnLock()) return exitDone;
     const std::string token = member.lockToken();
     Result<void> back = member.giveBackOwnLock();

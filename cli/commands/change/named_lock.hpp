@@ -33,8 +33,9 @@ private:
     Session* session_;  // null: none is named
 };
 
-// Takes the lock off by which the person kept the member, once that has another name: it stayed
-// with the old one (RFC 4918, 7.6), or went with it. Gives the code, of a failure that it reports.
-int giveBackMoved(Session& session, const Address& address, Member& member);
+// Takes the lock off by which the person kept the member, once that is gone or has another name: it
+// stayed with the old one (RFC 4918, 7.6), or went with it. Gives the code, of a failure that it
+// reports.
+int takeOffOwnLock(Session& session, const Address& address, Member& member);
 
 }  // namespace quillon::cli

@@ -41,7 +41,7 @@ int runRename(Session& session, TransferOptions& options) {
     if (!renamed) return report("rename", typed->url(), renamed.error());
     confirm(session, "renamed " + address.name() + " to", options.operands.back());
     session.forgetLocked(address);
-    return giveBackMoved(session, address, **renamed);
+    return takeOffOwnLock(session, address, **renamed);
 }
 
 // A new name is told from a place by the slash that it has not.

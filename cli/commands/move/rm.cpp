@@ -49,7 +49,8 @@ Error withAgeExplained(Error error) {
     return error;
 }
 
-Result<void> remove(Session& session, const Address& address, const RmOptions& options) {
+// Gives the exit code: what is gone may have left its lock.
+Result<int> remove(Session& session, const Address& address, const RmOptions& options) {
     if (!address.namesMember()) return collectionMeant(Kind::usage);
     const auto member = session.member(address, Purpose::look);
     if (!member) return member.error();
@@ -64,10 +65,10 @@ Result<void> remove(Session& session, const Address& address, const RmOptions& o
         return isCollection ? collectionMeant(Kind::refused)
                             : withAgeExplained(std::move(removed).error());
     }
-    if (*own) session.leftWork().noteLockOff(address.url(), (*member)->lockToken());
+    const int code = takeOffOwnLock(session, address, **member);
     (*member)->abandonLock();  // it went with the member
     session.forgetLocked(address);
-    return {};
+    return code;
 }
 
 struct Count {
@@ -125,8 +126,9 @@ private:
 
     Result<void> takeMember(const Address& address) {
         if (!options_.telling.dryRun) {
-            Result<void> removed = remove(session_, address, options_);
-            if (!removed) return removed;
+            const Result<int> removed = remove(session_, address, options_);
+            if (!removed) return removed.error();
+            if (code_ == exitDone) code_ = *removed;
         }
         tell(address.url());
         return {};
