@@ -4,7 +4,6 @@
 
 #include "cli/commands/change/change.hpp"
 #include "cli/terminal/suggestion.hpp"
-#include "host/status.h"
 #include "platform/base/status.hpp"
 
 namespace quillon::cli {
