@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "cli/terminal/format.hpp"
+#include "cli/terminal/process.hpp"
 #include "cli/terminal/suggestion.hpp"
 #include "cli/terminal/terminal.hpp"
 #include "client/secret.hpp"
@@ -113,7 +114,8 @@ ExitCode report(std::string_view attempt, std::string_view url, const Error& err
                                    lock.url, lock.token));
     }
     writeReport(text + "\n");
-    return exitCode(error.kind);
+    // What a signal does not cut short, as a LOCK that may be granted, may fail behind it.
+    return error.kind == Kind::network && interrupted() ? exitInterrupted : exitCode(error.kind);
 }
 
 void complain(std::string_view sentence) {

@@ -487,6 +487,16 @@ TEST_F(Faults, twoSignalsLeaveALockThatIsToldOf) {
     }
 }
 
+TEST_F(Faults, aSignalWhileALockIsAskedForIsAnInterrupt) {
+    server.on("LOCK", "/c/file", Answer(200, "x").stalledAfter(0));
+    support::RunningProcess program(command({"put", "--timeout", "1", "a", url}));
+    ASSERT_TRUE(support::eventually([&] { return answered("LOCK") == 1; }));
+    program.signal(SIGINT);
+    const auto outcome = program.wait();
+    ASSERT_TRUE(outcome);
+    EXPECT_EQ(outcome->exitCode, exitInterrupted) << outcome->errors;
+}
+
 TEST_F(Faults, whatAKilledProgramLeftIsFoundByTheNext) {
     server.on("PUT", "/c/*", Answer(201, "x").stalledAfter(0));
     server.on("GET", "/c/*", Answer(200, "content").stalledAfter(3));

@@ -205,8 +205,7 @@ int changeMember(Session& session, const Address& address, const Changer& change
 
 ExitCode reportNotUnlocked(const Address& address, Error error) {
     if (error.kind == Kind::interrupted) error.kind = Kind::network;
-    const ExitCode code = report("unlock", address.url(), error);
-    return interrupted() ? exitInterrupted : code;
+    return report("unlock", address.url(), error);
 }
 
 int releaseHold(Hold& hold, const Address& address, int code, WrittenNote* note) {
