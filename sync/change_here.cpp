@@ -285,8 +285,8 @@ Task<Result<std::string>> fetchCopy(Work& work, std::string path) {
         const ThereNode there{NodeKind::file, listed, {}};
         if (!isUnchangedThere(version, there).value_or(false)) continue;
         if (!isHere(work.folder, each)) continue;
-        const bool isAsNoted = listed.tag.text == each.there.tag.text &&
-                               listed.modified == each.there.modified;
+        const bool isAsNoted =
+            listed.tag.text == each.there.tag.text && listed.modified == each.there.modified;
         if (!isAsNoted) {  // the same content once more, which need not be fetched again
             ThereState again = settled(listed, work.asked);
             again.hash = each.there.hash;

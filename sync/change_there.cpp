@@ -113,11 +113,16 @@ ThereState storedState(const std::string& url, const PutEnd& end, bool tagsServe
     return state;
 }
 
-// Whether a change may be made though it failed: its answer was lost, or a lock of ours stays, whose
-// giving back may be all that failed.
+// Whether a change may be made though it failed: its answer was lost, or a lock of ours stays,
+// whose giving back may be all that failed.
 bool mayBeDone(const Error& error) {
     const bool isLost = error.kind == Kind::network || error.kind == Kind::interrupted;
     return isLost || std::ranges::any_of(error.locks, &StrayLock::taken);
+}
+
+// The hash where what was seen there is so young that another content could look the same.
+std::string hashIfYoung(const Work& work, const ThereState& seen, const std::string& hash) {
+    return settled(seen, work.asked).modified ? std::string() : hash;
 }
 
 std::string lastName(const std::string& path) {
@@ -216,6 +221,7 @@ Task<Result<Done>> storeFile(Work& work, std::string path) {
         Result<std::string> kept = co_await keepThere(work, path);
         if (!kept) co_return std::move(kept).error();
         oldHash = std::move(*kept);
+        file.thereHash = hashIfYoung(work, there->state, oldHash);
     }
     Intent intent{
         .act = Act::store, .path = path, .oldHash = oldHash, .newHash = work.hashHere(path)};
@@ -313,9 +319,11 @@ Task<Result<Done>> removeMember(Work& work, std::string path) {
     const Guard guard = preferOwnLock(work.remote, url, guardOfRemoving(*facts));
     std::optional<Gate::Pass> alone;
     if (isLock(guard)) alone.emplace(co_await work.putter.locks().enter());
-    Resource seen = resourceOf(work.there(path)->state);
-    Result<void> removed =
-        co_await quillon::removeMember(work.remote, std::move(url), std::move(seen), guard);
+    const ThereState& there = work.there(path)->state;
+    Resource seen = resourceOf(there);
+    std::string young = hashIfYoung(work, there, *hash);
+    Result<void> removed = co_await quillon::removeMember(work.remote, std::move(url),
+                                                          std::move(seen), guard, std::move(young));
     if (!removed) {
         if (!mayBeDone(removed.error())) work.noteUndone(*id);
         co_return std::move(removed).error();
