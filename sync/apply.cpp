@@ -79,6 +79,7 @@ private:
         ++applied_.failures;
         if (action.isFolder) failedFolders_.insert(action.path);
         if (isMove(action.act)) applied_.moveFailed = true;
+        if (isRemoval(action.act)) applied_.removalFailed = true;
         Failed failed{action.path, error.sentences.front()};
         const auto before = earlier_.find(action.path);
         // What somebody changed meanwhile is another matter the next time.
@@ -110,6 +111,7 @@ private:
         if (before == earlier_.end() || before->second.notBefore <= timeNow()) return true;
         ++applied_.failures;
         if (action.isFolder) failedFolders_.insert(action.path);
+        if (isRemoval(action.act)) applied_.removalFailed = true;
         SyncEvent event = eventOf(action);
         event.error =
             localError(Kind::network,

@@ -10,7 +10,8 @@ namespace quillon::sync {
 
 struct Applied {
     size_t conflicts = 0, failures = 0;
-    bool moveFailed = false;  // a plan without moves does it otherwise
+    bool moveFailed = false;     // a plan without moves does it otherwise
+    bool removalFailed = false;  // another plan would do no more
 };
 
 // What cannot be done is told and noted, and the rest goes on. earlier: what failed before, by its

@@ -284,7 +284,16 @@ Task<Result<std::string>> fetchCopy(Work& work, std::string path) {
         version.there = each.there;
         const ThereNode there{NodeKind::file, listed, {}};
         if (!isUnchangedThere(version, there).value_or(false)) continue;
-        if (isHere(work.folder, each)) co_return each.copy;
+        if (!isHere(work.folder, each)) continue;
+        const bool isAsNoted =
+            listed.tag.text == each.there.tag.text && listed.modified == each.there.modified;
+        if (!isAsNoted) {  // the same content once more, which need not be fetched again
+            ThereState again = settled(listed, work.asked);
+            again.hash = each.there.hash;
+            ConflictCopy row{each.copy, path, std::move(again)};
+            work.journal.next().copies.push_back(std::move(row));
+        }
+        co_return each.copy;
     }
     const Result<std::string> copy = freeCopyPath(work, path, listed.modified.value_or(timeNow()));
     if (!copy) co_return copy.error();

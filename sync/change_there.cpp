@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <utility>
 
@@ -112,6 +113,18 @@ ThereState storedState(const std::string& url, const PutEnd& end, bool tagsServe
     return state;
 }
 
+// Whether a change may be made though it failed: its answer was lost, or a lock of ours stays,
+// whose giving back may be all that failed.
+bool mayBeDone(const Error& error) {
+    const bool isLost = error.kind == Kind::network || error.kind == Kind::interrupted;
+    return isLost || std::ranges::any_of(error.locks, &StrayLock::taken);
+}
+
+// The hash where what was seen there is so young that another content could look the same.
+std::string hashIfYoung(const Work& work, const ThereState& seen, const std::string& hash) {
+    return settled(seen, work.asked).modified ? std::string() : hash;
+}
+
 std::string lastName(const std::string& path) {
     return path.substr(path.rfind('/') + 1);
 }
@@ -208,6 +221,7 @@ Task<Result<Done>> storeFile(Work& work, std::string path) {
         Result<std::string> kept = co_await keepThere(work, path);
         if (!kept) co_return std::move(kept).error();
         oldHash = std::move(*kept);
+        file.thereHash = hashIfYoung(work, there->state, oldHash);
     }
     Intent intent{
         .act = Act::store, .path = path, .oldHash = oldHash, .newHash = work.hashHere(path)};
@@ -215,9 +229,7 @@ Task<Result<Done>> storeFile(Work& work, std::string path) {
     if (!id) co_return id.error();
     Result<PutEnd> end = co_await work.putter.put(work.folder, file);
     if (!end) {
-        // Whether it arrived is not known where the answer is lost: the intent stays then.
-        const Kind kind = end.error().kind;
-        if (kind != Kind::network && kind != Kind::interrupted) work.noteUndone(*id);
+        if (!mayBeDone(end.error())) work.noteUndone(*id);
         co_return std::move(end).error();
     }
     const Result<ServerFacts> facts = co_await work.facts.ask();
@@ -307,12 +319,13 @@ Task<Result<Done>> removeMember(Work& work, std::string path) {
     const Guard guard = preferOwnLock(work.remote, url, guardOfRemoving(*facts));
     std::optional<Gate::Pass> alone;
     if (isLock(guard)) alone.emplace(co_await work.putter.locks().enter());
-    Resource seen = resourceOf(work.there(path)->state);
-    Result<void> removed =
-        co_await quillon::removeMember(work.remote, std::move(url), std::move(seen), guard);
+    const ThereState& there = work.there(path)->state;
+    Resource seen = resourceOf(there);
+    std::string young = hashIfYoung(work, there, *hash);
+    Result<void> removed = co_await quillon::removeMember(work.remote, std::move(url),
+                                                          std::move(seen), guard, std::move(young));
     if (!removed) {
-        const Kind kind = removed.error().kind;
-        if (kind != Kind::network && kind != Kind::interrupted) work.noteUndone(*id);
+        if (!mayBeDone(removed.error())) work.noteUndone(*id);
         co_return std::move(removed).error();
     }
     Deed deed = deedOf(work.run, Act::removeThere, path);

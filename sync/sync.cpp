@@ -224,7 +224,8 @@ private:
         if (!applied) co_return std::move(applied).error();
         end_.conflicts = applied->conflicts;
         end_.failures = applied->failures;
-        needsMore_ = plan.needsMore || (applied->moveFailed && mayMove_);
+        needsMore_ =
+            (plan.needsMore && !applied->removalFailed) || (applied->moveFailed && mayMove_);
         if (applied->moveFailed) mayMove_ = false;
         Result<void> finished = finish(plan, view);
         co_return finished ? endHalfMade(recovered, plan) : std::move(finished);

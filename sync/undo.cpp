@@ -203,8 +203,9 @@ private:
         std::vector<std::string> headers;
         Result<Stored> stored = Stored{};
         if (*now) {
+            std::string untagged = (*now)->tag.text.empty() ? deed.newHash : std::string();
             stored = co_await replaceMember(remote_, url, upload, **now, guardOfReplacing(*facts),
-                                            std::move(headers));
+                                            std::move(headers), std::move(untagged));
         } else {
             stored = co_await makeMember(remote_, url, upload, guardOfMaking(*facts),
                                          std::move(headers));

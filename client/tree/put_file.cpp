@@ -127,7 +127,7 @@ Task<Result<Stored>> FilePutter::storeBy(Guard guard, const FileToPut& file,
                                          std::vector<std::string> headers) {
     if (file.there) {
         co_return co_await replaceMember(remote_, file.url, content, *file.there, guard,
-                                         std::move(headers));
+                                         std::move(headers), file.thereHash);
     }
     co_return co_await makeMember(remote_, file.url, content, guard, std::move(headers));
 }

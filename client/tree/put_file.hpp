@@ -22,6 +22,7 @@ struct FileToPut {
     std::optional<Resource> there;  // as it was seen
     std::optional<FileNote> note{};
     ExpectedTransfer expected{};
+    std::string thereHash{};  // where that does not prove which content was seen; else empty
 };
 
 struct PutEnd {

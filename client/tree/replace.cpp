@@ -2,7 +2,9 @@
 
 #include <utility>
 
+#include "client/memory/file_note.hpp"
 #include "client/remote/change.hpp"
+#include "client/remote/fetch_hash.hpp"
 #include "client/remote/held_lock.hpp"
 
 namespace quillon {
@@ -25,12 +27,23 @@ Task<Result<void>> lookAgain(Remote& remote, std::string url, Resource seen) {
     co_return Result<void>();
 }
 
+// Under a lock, so that it stays what is seen now.
+Task<Result<void>> lookUnder(Remote& remote, std::string url, Resource seen, std::string seenHash) {
+    Result<void> same = co_await lookAgain(remote, url, seen);
+    const bool isCompared = !seenHash.empty() && seen.size.value_or(0) <= worthLooking;
+    if (!same || !isCompared) co_return std::move(same);
+    const Result<HashedContent> now = co_await fetchHash(remote, std::move(url), seen.size);
+    if (!now) co_return now.error();
+    if (now->hash != seenHash) co_return changedSince();
+    co_return Result<void>();
+}
+
 Task<Result<Stored>> storeUnder(Remote& remote, std::string url, std::string token,
                                 vxhost::UploadSource& content, Resource seen, Guard guard,
-                                std::vector<std::string> extraHeaders) {
+                                std::vector<std::string> extraHeaders, std::string seenHash) {
     Conditions conditions{.tag = seen.tag, .lockToken = token};
     if (guard == Guard::lockAndLook || seen.tag.text.empty()) {
-        Result<void> same = co_await lookAgain(remote, url, seen);
+        Result<void> same = co_await lookUnder(remote, url, seen, std::move(seenHash));
         if (!same) co_return std::move(same).error();
     }
     Result<Stored> stored = co_await store(remote, url, content, conditions, extraHeaders);
@@ -77,13 +90,13 @@ Task<Result<Stored>> makeUnder(Remote& remote, const HeldLock& lock, vxhost::Upl
 // seen: nothing of a new one.
 Task<Result<Stored>> storeLocked(Remote& remote, std::string url, vxhost::UploadSource& content,
                                  std::optional<Resource> seen, Guard guard,
-                                 std::vector<std::string> extraHeaders) {
+                                 std::vector<std::string> extraHeaders, std::string seenHash) {
     Result<HeldLock> lock = co_await takeLock(remote, url, Depth::zero);
     if (!lock) co_return std::move(lock).error();
     Result<Stored> stored = Stored{};
     if (seen) {
         stored = co_await storeUnder(remote, url, lock->token(), content, std::move(*seen), guard,
-                                     std::move(extraHeaders));
+                                     std::move(extraHeaders), std::move(seenHash));
     } else {
         stored = co_await makeUnder(remote, *lock, content, std::move(extraHeaders));
     }
@@ -113,7 +126,7 @@ bool isSameVersion(const Resource& seen, const Resource& now) {
 
 Task<Result<Stored>> replaceMember(Remote& remote, std::string url, vxhost::UploadSource& content,
                                    Resource seen, Guard guard,
-                                   std::vector<std::string> extraHeaders) {
+                                   std::vector<std::string> extraHeaders, std::string seenHash) {
     const bool tagged = !seen.tag.text.empty();
     const bool byMatch = guard == Guard::condition && tagged && !seen.tag.weak;
     const bool byIf = guard == Guard::conditionInIf && tagged;
@@ -125,7 +138,7 @@ Task<Result<Stored>> replaceMember(Remote& remote, std::string url, vxhost::Uplo
     if (isLock(guard)) {
         std::optional<Resource> something(std::move(seen));
         co_return co_await storeLocked(remote, std::move(url), content, std::move(something), guard,
-                                       std::move(extraHeaders));
+                                       std::move(extraHeaders), std::move(seenHash));
     }
     Result<void> same = co_await lookAgain(remote, url, seen);
     if (!same) co_return std::move(same).error();
@@ -137,8 +150,9 @@ Task<Result<Stored>> makeMember(Remote& remote, std::string url, vxhost::UploadS
                                 Guard guard, std::vector<std::string> extraHeaders) {
     if (isLock(guard)) {
         std::optional<Resource> nothing;
+        std::string noHash;
         co_return co_await storeLocked(remote, std::move(url), content, std::move(nothing), guard,
-                                       std::move(extraHeaders));
+                                       std::move(extraHeaders), std::move(noHash));
     }
     if (guard == Guard::look) {
         const Result<std::optional<Resource>> there = co_await look(remote, url);
@@ -150,7 +164,8 @@ Task<Result<Stored>> makeMember(Remote& remote, std::string url, vxhost::UploadS
                              std::move(extraHeaders));
 }
 
-Task<Result<void>> removeMember(Remote& remote, std::string url, Resource seen, Guard guard) {
+Task<Result<void>> removeMember(Remote& remote, std::string url, Resource seen, Guard guard,
+                                std::string seenHash) {
     const bool byIf = guard == Guard::conditionInIf;
     Conditions conditions{.tag = seen.tag, .tagInIf = byIf || seen.tag.weak};
     if (!isLock(guard)) {
@@ -163,7 +178,7 @@ Task<Result<void>> removeMember(Remote& remote, std::string url, Resource seen, 
     }
     Result<HeldLock> lock = co_await takeLock(remote, url, Depth::zero);
     if (!lock) co_return std::move(lock).error();
-    Result<void> removed = co_await lookAgain(remote, url, std::move(seen));
+    Result<void> removed = co_await lookUnder(remote, url, std::move(seen), std::move(seenHash));
     if (removed) {
         const Conditions locked{.lockToken = lock->token()};
         removed = co_await remove(remote, url, locked);

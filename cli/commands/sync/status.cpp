@@ -1,6 +1,7 @@
 // quillon status: what differs between a folder and its collection.
 #include <fmt/format.h>
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -46,8 +47,12 @@ bool isUnproven(const sync::Plan& plan, const Action& action) {
         return false;
     }
     const sync::ThereState& known = base->second.there;
+    // What was fetched has the date that it had there.
+    const Time fetched(std::chrono::floor<std::chrono::seconds>(
+        std::chrono::nanoseconds(base->second.here.modifiedNs)));
     const bool isUndated = known.tag.text.empty() && !known.modified && known.size &&
-                           known.size == there->second.state.size;
+                           known.size == there->second.state.size &&
+                           there->second.state.modified == fetched;
     return sync::isUnchangedHere(base->second, here->second) &&
            (isUndated || sync::looksUnchangedThere(base->second, there->second));
 }
