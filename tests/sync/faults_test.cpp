@@ -159,7 +159,10 @@ protected:
             const auto outcome = killedAt(nth);
             server.waitUntilIdle();
             SCOPED_TRACE(fmt::format("change {} of {}: {}", nth, needed, outcome.errors));
-            EXPECT_EQ(outcome.exitCode, -1);
+            // Near the end a run may be through, since not each makes as many groups of its notes.
+            const bool mayBeThrough = nth > needed - needed / 8;
+            EXPECT_TRUE(outcome.exitCode == -1 || (mayBeThrough && outcome.exitCode == exitChanged))
+                << outcome.exitCode;
             nothingIsLost(before);
             behind();
         }

@@ -209,6 +209,8 @@ TEST_P(Histories, loseNothing) {
         random.seed(seed);
         contents = 0;
         earlier.clear();
+        madeInGap.clear();
+        goneByPeople.clear();
         live();
         if (HasFailure()) break;
         for (const auto& each : fs::directory_iterator(there())) {
