@@ -1,8 +1,10 @@
 #include "platform/http/way_in.hpp"
 
 #include <openssl/ssl.h>
+#include <openssl/x509v3.h>
 
 #include <new>
+#include <string>
 
 #include "platform/base/settings.hpp"
 #include "platform/http/client_certificate.hpp"
@@ -25,21 +27,45 @@ bool hasPinnedKey(const SSL* server, const std::string& pin) {
     return shown != nullptr && pinOf(*shown) == pin;
 }
 
+// Whether what the server shows is for the host that is meant: anybody may have a certificate that
+// a trusted authority made for another name.
+bool isForItsHost(const SSL* server, const WayIn& wayIn) {
+    const X509* shown = SSL_get0_peer_certificate(server);
+    if (shown == nullptr) return false;
+    X509* certificate = const_cast<X509*>(shown);  // which the next calls only read
+    if (const char* name = SSL_get_servername(server, TLSEXT_NAMETYPE_host_name)) {
+        constexpr unsigned flags = X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS;
+        return X509_check_host(certificate, name, 0, flags, nullptr) == 1;
+    }
+    const Reference parts = splitReference(wayIn.origin);
+    std::string host(splitAuthority(parts.authority.value_or("")).host);
+    if (host.starts_with('[')) host = host.substr(1, host.size() - 2);
+    constexpr unsigned flags = X509_CHECK_FLAG_NO_WILDCARDS;
+    return X509_check_ip_asc(certificate, host.c_str(), 0) == 1 ||
+           X509_check_host(certificate, host.c_str(), 0, flags, nullptr) == 1;
+}
+
+bool isTheServer(const SSL* server, const WayIn& wayIn) {
+    if (!wayIn.pin.empty()) return hasPinnedKey(server, wayIn.pin);
+    const bool isAnybody = SSL_get_verify_mode(server) == SSL_VERIFY_NONE;  // as the person wants
+    return isAnybody || isForItsHost(server, wayIn);
+}
+
 // Called when the server asks for a certificate, having shown its own. Who has another key than the
-// pinned one is shown none; curl refuses it when the connection is made, and tells of it.
+// pinned one, or another name, is shown none; curl looks at these when the connection is made, and
+// tells of it.
 int present(SSL* connection, void* self) noexcept {
     const WayIn& wayIn = *static_cast<const WayIn*>(self);
     try {
-        if (isToProxy(connection)) return 1;
-        if (!wayIn.pin.empty() && !hasPinnedKey(connection, wayIn.pin)) return 1;
+        if (isToProxy(connection) || !isTheServer(connection, wayIn)) return 1;
         return wayIn.certificate->presentOver(connection) ? 1 : 0;
     } catch (const std::bad_alloc&) {
         return 0;
     }
 }
 
-// curl would keep the passphrase, read the file for each connection, and compare the pin after the
-// certificate has gone out.
+// curl would keep the passphrase, read the file for each connection, and compare the pin and the
+// host's name after the certificate has gone out.
 CURLcode prepare(CURL*, void* context, void* self) noexcept {
     SSL_CTX_set_cert_cb(static_cast<SSL_CTX*>(context), &present, self);
     return CURLE_OK;

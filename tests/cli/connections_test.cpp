@@ -121,8 +121,16 @@ TEST_F(Connections, trustAServerByItsKey) {
     const Arguments ls{"ls", "--password-file", "password", "work:"};
     expect({{ls, 7, "key is " + other + ", and it was " + pin}});
     EXPECT_EQ(changed.transcript(), "");
-    // Nor does a server with another key see a certificate of ours that it asks for.
-    for (const std::string& pinned : {other, pin}) {
+    // Nor does a server with another key, or another name, see a certificate of ours that it asks
+    // for.
+    const std::tuple<Arguments, std::string, bool> shown[] = {
+        {{"--pin", other}, "127.0.0.2", true},
+        {{"--pin", pin}, "127.0.0.1", false},
+        {{"--ca-file", "changed.pem"}, "127.0.0.1", true},
+        {{"--ca-file", "changed.pem"}, "localhost", true},
+        {{"--ca-file", "changed.pem"}, "127.0.0.2", false},
+        {{"--ca-file", "changed.pem"}, "a.localhost", false}};
+    for (const auto& [trust, host, isShown] : shown) {
         const std::string port = std::to_string(support::freePort());
         support::RunningProcess asking(
             {{"sh", "-c",
@@ -133,9 +141,10 @@ TEST_F(Connections, trustAServerByItsKey) {
             support::Streams::terminal);
         ASSERT_TRUE(asking.expect("ACCEPT"));
         const support::RunningProcess program(
-            command({"ls", "--cert", "changed.pem", "--key", "changed.key", "--pin", pinned,
-                     "https://127.0.0.1:" + port + "/"}));
-        EXPECT_EQ(asking.expect("depth=0"), pinned == other) << asking.output();
+            command(joined({"ls", "--cert", "changed.pem", "--key", "changed.key",
+                            "https://" + host + ":" + port + "/"},
+                           trust)));
+        EXPECT_EQ(asking.expect("depth=0"), isShown) << host << asking.output();
     }
 }
 

@@ -15,7 +15,8 @@ const std::string_view ownLockHelp =
 OptionDefinition addTokenOption(CommandDefinition command, std::string& token) {
     return command
         .addOption("--token", token, "Work under the lock of this token, and leave it there")
-        .typeName("TOKEN");
+        .typeName("TOKEN")
+        .notEmpty();
 }
 
 Result<NamedLock> NamedLock::make(Session& session, const Address& address,

@@ -153,7 +153,8 @@ void addUnlock(CommandDefinition program, Invocation& invocation) {
     addUrl(command, options->url, "A member or collection");
     const OptionDefinition token =
         command.addOption("--token", options->token, "The lock's, which lock prints")
-            .typeName("TOKEN");
+            .typeName("TOKEN")
+            .notEmpty();
     const OptionDefinition mine = command.addFlag(
         "--mine", options->mine,
         "All that are noted to be yours, but for those of commands that still run; of a "
