@@ -25,6 +25,9 @@ struct UnlockOptions {
 
 // Gives back what is noted, and notes that.
 Result<void> giveBackNoted(Session& session, Remote& remote, const LockNote& note) {
+    if (vxhost::parseTokenUri(note.token) != note.token) {
+        return localError(Kind::usage, "This is no lock token.");
+    }
     HeldLock lock(note.url, note.token, false, nullptr);
     Result<void> back = remote.run(giveBack(remote, std::move(lock)));
     if (!back) return back;
@@ -115,9 +118,6 @@ Result<void> unlock(Session& session, const Address& address, const UnlockOption
     }
     session.leftWork().markTold(address.url());
     if (!address.namesMember()) {
-        if (vxhost::parseTokenUri(token) != token) {
-            return localError(Kind::usage, "This is no lock token.");
-        }
         return session.withRemote(address, [&](Remote& remote) -> Result<void> {
             return giveBackNoted(session, remote, {address.url(), token, {}, {}, 0});
         });
