@@ -1,9 +1,11 @@
 #include "sync/compare_contents.hpp"
 
+#include <set>
+#include <string_view>
 #include <utility>
 
 #include "client/remote/fetch_hash.hpp"
-#include "sync/plan.hpp"
+#include "sync/look_there.hpp"
 
 namespace quillon::sync {
 namespace {
@@ -54,6 +56,33 @@ std::vector<std::string> pathsToCompare(const Plan& plan) {
         if (each.act == Act::compare) paths.push_back(each.path);
     }
     return paths;
+}
+
+void knowVersions(const std::vector<KnownVersion>& versions, ThereTree& there, bool unproven) {
+    for (const auto& [path, state] : versions) {
+        const auto node = there.find(path);
+        if (node == there.end() || node->second.kind != NodeKind::file) continue;
+        BaseNode version;
+        version.here.hash = state.hash;
+        version.there = state;
+        if (isUnchangedThere(version, node->second).value_or(unproven))
+            node->second.state.hash = state.hash;
+    }
+}
+
+std::vector<KnownVersion> comparedAndLeft(const Plan& plan, const ThereTree& there,
+                                          std::optional<Time> asked) {
+    std::set<std::string_view> changed;
+    for (const Action& each : plan.actions) {
+        if (each.act != Act::conflict && each.act != Act::blocked) changed.insert(each.path);
+    }
+    std::vector<KnownVersion> versions;
+    for (const auto& [path, node] : there) {
+        if (node.kind != NodeKind::file || node.state.hash.empty() || changed.contains(path))
+            continue;
+        versions.push_back({path, settled(node.state, asked)});
+    }
+    return versions;
 }
 
 Task<Result<void>> compareContents(Remote& remote, std::vector<std::string> paths, Trees& trees,

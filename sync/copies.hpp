@@ -7,10 +7,6 @@
 
 namespace quillon::sync {
 
-// What of theirs has been fetched already need not be fetched once more to be compared. unproven:
-// what a version that may be another one counts as.
-void knowCopies(const std::vector<ConflictCopy>& copies, ThereTree& there, bool unproven);
-
 // It goes to the store; one that the person has changed stays, as a file like others. The change
 // forgets its row.
 Result<void> removeCopy(const LocalFolder& folder, Store& store, const ConflictCopy& copy,

@@ -11,10 +11,6 @@ namespace {
 
 constexpr std::chrono::seconds dateGrain{2};  // of servers, and of their clocks beside their files'
 
-bool isSameTag(const vxhost::EntityTag& one, const vxhost::EntityTag& other) {
-    return one.text == other.text && one.weak == other.weak;
-}
-
 template <class Value>
 bool differ(const std::optional<Value>& one, const std::optional<Value>& other) {
     return one && other && *one != *other;
@@ -92,7 +88,7 @@ bool isStale(const BaseNode& base, const HereNode& here, const ThereNode& there)
     const auto stat = [](const HereState& state) {
         return std::tie(state.size, state.modifiedNs, state.changedNs);
     };
-    return stat(here.state) != stat(base.here) || !isSameTag(there.state.tag, base.there.tag) ||
+    return stat(here.state) != stat(base.here) || there.state.tag != base.there.tag ||
            there.state.size != base.there.size || there.state.modified != base.there.modified;
 }
 

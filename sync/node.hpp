@@ -41,6 +41,8 @@ struct ThereState {
     // Of a base without a tag: the date is that of a store of ours, of which nobody told what
     // became its version. Else the date proves which version it is.
     bool isLikely = false;
+
+    bool operator==(const ThereState&) const = default;
 };
 
 struct HereNode {

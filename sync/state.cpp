@@ -58,7 +58,7 @@ Result<State> State::open(const fs::path& directory) {
                                        Database::Missing::made);
         // As durable without WAL, too, where a file system cannot have that.
         database->execute("PRAGMA synchronous=EXTRA");
-        database->prepareTables(stateVersion, stateTables);
+        database->prepareTables(stateTables);
         return State(std::move(*database));
     });
 }
@@ -115,6 +115,19 @@ Result<std::vector<Failed>> State::failures() const {
 
 Result<std::vector<ConflictCopy>> State::copies() const {
     return readAll(database_, "SELECT * FROM copies ORDER BY copy", readCopy);
+}
+
+Result<std::vector<KnownVersion>> State::compared() const {
+    return readAll(database_, "SELECT * FROM compared ORDER BY path", readCompared);
+}
+
+Result<void> State::setCompared(const std::vector<KnownVersion>& compared) {
+    return caught([&]() -> Result<void> {
+        Transaction transaction(database_);
+        writeCompared(database_, compared);
+        transaction.commit();
+        return {};
+    });
 }
 
 Result<std::vector<LateFile>> State::late() const {

@@ -60,6 +60,14 @@ struct ConflictCopy {
     ThereState there;        // the version; its hash is known
 };
 
+// A version of theirs whose content was compared, and is not what both sides have.
+struct KnownVersion {
+    std::string path;
+    ThereState there;  // its hash is known
+
+    bool operator==(const KnownVersion&) const = default;
+};
+
 // What an old file that went into the store was; an editor may still have it open.
 struct LateFile {
     std::string name;  // in the store's directory of such files
@@ -103,6 +111,9 @@ public:
     Result<std::vector<Deed>> deeds(int64_t run) const;  // 0: of all runs; in their order
     Result<std::vector<Failed>> failures() const;
     Result<std::vector<ConflictCopy>> copies() const;
+    // What the last run learned so, that the next one need not ask for it again.
+    Result<std::vector<KnownVersion>> compared() const;
+    Result<void> setCompared(const std::vector<KnownVersion>& compared);
     Result<std::vector<LateFile>> late() const;
 
     Result<int64_t> beginRun(Time when);  // its number

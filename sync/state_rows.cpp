@@ -123,7 +123,7 @@ void writeIntents(const Database& database, StateChange& change) {
 }  // namespace
 
 // Paths, names and hashes are bytes. Kinds and acts are kept by their numbers.
-const char* const stateTables =
+const std::array<const char*, 2> stateTables{
     "CREATE TABLE settings (name BLOB PRIMARY KEY, value BLOB NOT NULL) WITHOUT ROWID;"
     "CREATE TABLE nodes (path BLOB PRIMARY KEY, kind INTEGER NOT NULL, inode INTEGER NOT NULL,"
     " size INTEGER NOT NULL, modified INTEGER NOT NULL, changed INTEGER NOT NULL,"
@@ -145,7 +145,10 @@ const char* const stateTables =
     " tag BLOB NOT NULL, weak INTEGER NOT NULL, size INTEGER, modified INTEGER,"
     " file_id BLOB NOT NULL, likely INTEGER NOT NULL, hash BLOB NOT NULL) WITHOUT ROWID;"
     "CREATE TABLE late (name BLOB PRIMARY KEY, path BLOB NOT NULL, hash BLOB NOT NULL,"
-    " size INTEGER NOT NULL, modified INTEGER NOT NULL) WITHOUT ROWID;";
+    " size INTEGER NOT NULL, modified INTEGER NOT NULL) WITHOUT ROWID;",
+    "CREATE TABLE compared (path BLOB PRIMARY KEY, segment BLOB NOT NULL, tag BLOB NOT NULL,"
+    " weak INTEGER NOT NULL, size INTEGER, modified INTEGER, file_id BLOB NOT NULL,"
+    " likely INTEGER NOT NULL, hash BLOB NOT NULL) WITHOUT ROWID;"};
 
 int64_t millisecondsOf(Time time) {
     return time.time_since_epoch().count();
@@ -189,6 +192,12 @@ ConflictCopy readCopy(const Statement& row) {
     return copy;
 }
 
+KnownVersion readCompared(const Statement& row) {
+    KnownVersion version{row.bytes(0), readThere(row, 1)};
+    version.there.hash = row.bytes(8);
+    return version;
+}
+
 LateFile readLate(const Statement& row) {
     return {row.bytes(0), row.bytes(1), row.bytes(2), row.number<uint64_t>(3), row.number(4)};
 }
@@ -200,6 +209,17 @@ void writeChange(const Database& database, StateChange& change) {
     writeFiles(database, change);
     writeDeeds(database, change);
     writeIntents(database, change);
+}
+
+void writeCompared(const Database& database, const std::vector<KnownVersion>& compared) {
+    database.execute("DELETE FROM compared");
+    runForEach(database, "INSERT INTO compared VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)", compared,
+               [](const KnownVersion& version, auto run) {
+                   const ThereState& there = version.there;
+                   run(version.path, there.segment, there.tag.text, there.tag.weak, there.size,
+                       optionalMilliseconds(there.modified), there.fileId, there.isLikely,
+                       there.hash);
+               });
 }
 
 }  // namespace quillon::sync

@@ -1,6 +1,7 @@
 // The rows of a pair's state as they are kept.
 #pragma once
 
+#include <array>
 #include <cstdint>
 
 #include "client/memory/database.hpp"
@@ -9,8 +10,8 @@
 
 namespace quillon::sync {
 
-inline constexpr int stateVersion = 1;  // of the tables
-extern const char* const stateTables;
+// The tables, and what each later version added to them.
+extern const std::array<const char*, 2> stateTables;
 
 int64_t millisecondsOf(Time time);
 
@@ -20,9 +21,11 @@ Intent readIntent(const Statement& row);
 Deed readDeed(const Statement& row);
 Failed readFailed(const Statement& row);
 ConflictCopy readCopy(const Statement& row);
+KnownVersion readCompared(const Statement& row);
 LateFile readLate(const Statement& row);
 
-// In a transaction of the caller's. Throws a Failure.
+// In a transaction of the caller's. Throw a Failure.
 void writeChange(const Database& database, StateChange& change);
+void writeCompared(const Database& database, const std::vector<KnownVersion>& compared);
 
 }  // namespace quillon::sync

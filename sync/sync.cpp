@@ -70,7 +70,7 @@ private:
         if (!view) co_return std::move(view).error();
         readChanged(folder_, view->trees, Young::isWaitedFor);
         adoptHalfMade(recovered, view->trees);
-        knowCopies(view->copies, view->trees.there, false);
+        knowVersions(view->versions, view->trees.there, false);
         if (remote_.isInterrupted()) co_return interruption();
         std::string heldBack;
         Result<Plan> plan = choosePlan(*view, heldBack);
@@ -227,7 +227,8 @@ private:
         needsMore_ =
             (plan.needsMore && !applied->removalFailed) || (applied->moveFailed && mayMove_);
         if (applied->moveFailed) mayMove_ = false;
-        Result<void> finished = finish(plan, view);
+        Result<void> finished = noteCompared(plan, work.trees.there, view);
+        if (finished) finished = finish(plan, view);
         co_return finished ? endHalfMade(recovered, plan) : std::move(finished);
     }
 
@@ -251,6 +252,14 @@ private:
             return std::move(noted).error();
         }
         return earlier;
+    }
+
+    // Else a conflict would be fetched anew by each run, and status could not tell it.
+    Result<void> noteCompared(const Plan& plan, const ThereTree& there, const View& view) {
+        const Result<std::vector<KnownVersion>> before = pair_.state().compared();
+        if (!before) return before.error();
+        const std::vector<KnownVersion> left = comparedAndLeft(plan, there, view.asked);
+        return *before == left ? Result<void>() : pair_.state().setCompared(left);
     }
 
     Result<void> finish(const Plan& plan, const View& view) {
@@ -359,7 +368,7 @@ Result<Plan> planPair(Remote* remote, Pair& pair) {
     }
     if (!view) return std::move(view).error();
     readChanged(*folder, view->trees, Young::isRead);
-    knowCopies(view->copies, view->trees.there, true);
+    knowVersions(view->versions, view->trees.there, true);
     return makePlan(std::move(view->trees), {Direction::both, view->isComplete});
 }
 

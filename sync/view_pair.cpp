@@ -96,6 +96,8 @@ Task<Result<View>> viewPair(Remote* remote, Pair& pair, const LocalFolder& folde
     if (!filter) co_return filter.error();
     Result<std::vector<ConflictCopy>> copies = pair.state().copies();
     if (!copies) co_return std::move(copies).error();
+    Result<std::vector<KnownVersion>> compared = pair.state().compared();
+    if (!compared) co_return std::move(compared).error();
     Result<BaseTree> base = pair.state().base();
     if (!base) co_return std::move(base).error();
     View view;
@@ -121,7 +123,8 @@ Task<Result<View>> viewPair(Remote* remote, Pair& pair, const LocalFolder& folde
     view.asked = there->asked;
     view.staying = leaveOutHolders(here->holdLeftOut, view.trees);
     view.holdLeftOut = std::move(here->holdLeftOut);
-    view.copies = std::move(*copies);
+    view.versions = std::move(*compared);
+    for (ConflictCopy& each : *copies) view.versions.push_back({each.path, std::move(each.there)});
     co_return std::move(view);
 }
 

@@ -20,8 +20,8 @@ struct View {
     std::string filterText;
     std::string server;  // empty: it was not asked
     std::optional<Time> asked;
-    std::vector<ConflictCopy> copies;
-    std::vector<std::string> leftOut;  // paths of the state that the filter does not take
+    std::vector<KnownVersion> versions;  // of theirs, from earlier runs
+    std::vector<std::string> leftOut;    // paths of the state that the filter does not take
     // Paths of folders here that hold what the filter does not take; and of those that hold nothing
     // else, and whose collection is gone, which are not in the trees.
     std::set<std::string> holdLeftOut, staying;

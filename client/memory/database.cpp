@@ -48,12 +48,13 @@ void Database::connect() {
     sqlite3_busy_timeout(connection, waitMilliseconds);
 }
 
-void Database::prepareTables(int version, const std::string& tables) const {
+void Database::prepareTables(std::span<const char* const> steps) const {
     const auto found = [&] {
         Statement statement(*this, "PRAGMA user_version");
         statement.step();
         return statement.number(0);
     };
+    const auto version = static_cast<int64_t>(steps.size());
     if (found() == version) return;
     if (found() > version) {
         throw vxhost::Failure(vxhost::FSBOX_DENIED,
@@ -64,8 +65,9 @@ void Database::prepareTables(int version, const std::string& tables) const {
     // there.
     sqlite3_exec(connection_.get(), "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr);
     Transaction transaction(*this);
-    if (found() == version) return;  // another process was faster
-    execute((tables + "PRAGMA user_version = " + std::to_string(version)).c_str());
+    // Asked again: another process may have been faster.
+    for (const char* step : steps.subspan(static_cast<size_t>(found()))) execute(step);
+    execute(("PRAGMA user_version = " + std::to_string(version)).c_str());
     transaction.commit();
 }
 

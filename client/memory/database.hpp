@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -25,8 +26,9 @@ public:
     static std::optional<Database> open(std::filesystem::path path, std::string what,
                                         Missing missing);
 
-    // Makes the tables of a new one. One that a later quillon wrote is refused.
-    void prepareTables(int version, const std::string& tables) const;
+    // Statements that lead from each version of the tables to the next; the first makes those of a
+    // new one. One that a later quillon wrote is refused.
+    void prepareTables(std::span<const char* const> steps) const;
     // What is in its log goes into it when that is much, and not at the end, too.
     void leaveLogOnClose() const;
     void execute(const char* text) const;

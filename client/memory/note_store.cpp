@@ -12,11 +12,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int version = 1;  // of the tables
-constexpr const char* tables =
+constexpr const char* tables[] = {
     "CREATE TABLE IF NOT EXISTS notes (path BLOB PRIMARY KEY, note BLOB NOT NULL,"
     " seen INTEGER NOT NULL) WITHOUT ROWID;"
-    "CREATE INDEX IF NOT EXISTS notes_seen ON notes (seen);";
+    "CREATE INDEX IF NOT EXISTS notes_seen ON notes (seen);"};
 // What is gone so long is no disk that comes back; each writing looks at so many files.
 constexpr int64_t longestGone = int64_t{90} * 24 * 3600;  // seconds
 constexpr int mostChecked = 16;
@@ -41,7 +40,7 @@ std::optional<NoteStore> NoteStore::open(Missing missing) {
     // for the disk. What they wrote goes into the database itself once it is much.
     database->leaveLogOnClose();
     database->execute("PRAGMA synchronous=NORMAL");
-    database->prepareTables(version, tables);
+    database->prepareTables(tables);
     return NoteStore(std::move(*database));
 }
 

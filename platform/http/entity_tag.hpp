@@ -10,6 +10,8 @@ struct EntityTag {     // RFC 9110, 8.8.3
     std::string text;  // without W/ and quotes; empty: none
     bool weak = false;
     std::string sent() const;  // as a condition carries it, with quotes
+
+    bool operator==(const EntityTag&) const = default;  // as they are spelt
 };
 
 // Of an ETag field or a getetag property, where some servers leave out the quotes. None for what

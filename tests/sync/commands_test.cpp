@@ -48,6 +48,15 @@ TEST_F(PairCommands, conflictsAreSettled) {
     for (const char* name : {"m", "t", "b", "g"}) makeConflict(name, mine, theirs);
     makeConflict("x", "uno\n" + both.substr(4), "eins\n" + both.substr(4));
     makeConflict("new", "mine", "theirs");
+    // Only the content tells that what the file here stands in for was changed there.
+    write(folder("ann") / "d/f", "old");
+    EXPECT_EQ(sync("ann").exitCode, exitChanged);
+    fs::remove_all(folder("ann") / "d");
+    ASSERT_LT(storeThere("d/f", "new"), 300);
+    write(folder("ann") / "d", "mine");
+    EXPECT_EQ(sync("ann").exitCode, exitChanged);
+    check({{{"status"}, 6, "in conflict            d (a folder on one side"}});
+    fs::rename(folder("ann") / "d", folder("ann") / "e");
     check({{{"status"}, 6, "in conflict            new (made on both sides)"},
            {{"status", "--json"}, 6, R"({"state":"in conflict","path":"b",)"},
            {{"resolve", "m"}, 2, "say one of"},

@@ -65,8 +65,11 @@ TEST_F(StateTest, keepsWhatItIsGiven) {
         ASSERT_TRUE(state.set("url", "http://h/"));
         ASSERT_TRUE(state.set("url", "http://h/b/"));
         ASSERT_TRUE(state.commit(change));
+        ASSERT_TRUE(state.setCompared({{"x", {}}}));
+        ASSERT_TRUE(state.setCompared({{"c", nodeOf(1).there}}));
     }
     const State state = open();
+    EXPECT_EQ(*state.compared(), (std::vector{KnownVersion{"c", nodeOf(1).there}}));
     EXPECT_EQ(support::modeOf(directory / "pair/state.db"), 0600u);
     EXPECT_EQ(**state.setting("url"), "http://h/b/");
     EXPECT_FALSE(*state.setting("folder"));
@@ -161,9 +164,11 @@ TEST_F(StateTest, changesTogetherAndForgets) {
     EXPECT_FALSE(*state.node("p"));
 }
 
-TEST_F(StateTest, refusesALaterOneAndALink) {
+TEST_F(StateTest, takesAnEarlierOneAndRefusesALaterOneAndALink) {
     { State state = open(); }
-    execute("PRAGMA user_version = 2");
+    execute("DROP TABLE compared; PRAGMA user_version = 1");
+    EXPECT_TRUE(open().setCompared({{"c", {}}}));
+    execute("PRAGMA user_version = 3");
     const Result<State> later = State::open(directory / "pair");
     ASSERT_FALSE(later);
     EXPECT_EQ(later.error().kind, Kind::local);
