@@ -17,6 +17,7 @@ static_assert(static_cast<vx::Status>(Code::storedPasswordRefused) == vxhost::EN
 static_assert(static_cast<vx::Status>(Code::noKey) == vxhost::ENCODING_NO_KEY);
 static_assert(static_cast<vx::Status>(Code::untrusted) == vxhost::WEBLNK_TLS_REFUSED);
 static_assert(static_cast<vx::Status>(Code::timedOut) == vxhost::WEBLNK_TIMED_OUT);
+static_assert(static_cast<vx::Status>(Code::cutOff) == vxhost::WEBLNK_CUT_OFF);
 static_assert(static_cast<vx::Status>(Code::proxyRefused) == vxhost::WEBLNK_PROXY_REFUSED);
 static_assert(static_cast<vx::Status>(Code::noAuthorities) == vxhost::WEBLNK_NO_AUTHORITIES);
 static_assert(static_cast<vx::Status>(Code::lockLeft) == vxhost::WEBLNK_LOCK_LEFT);

@@ -63,6 +63,7 @@ enum class Code : uint32_t {
     noKey = 0x813FC112,                  // of the stored passwords
     untrusted = 0x80FFD004,              // the server's certificate
     timedOut = 0x80FFD005,
+    cutOff = 0x80FFD006,
     proxyRefused = 0x80FFD00B,
     noAuthorities = 0x80FFD00F,      // their file cannot be used
     lockLeft = 0x80FFD010,           // it could not be given back, and is still there

@@ -43,23 +43,16 @@ Status namesakeOf(int httpStatus) {
     return vx::VX_SUCCESS;
 }
 
-std::string explanation(Status cause, int refusal) {
-    if (!isSummary(cause) && cause != vxhost::WEBLNK_REFUSED) return vxhost::statusText(cause);
-    if (refusal == 0) return vxhost::statusText(cause);
-    const Status namesake = namesakeOf(refusal);
-    return namesake != vx::VX_SUCCESS ? vxhost::statusText(namesake) : answerText(refusal);
+std::string explanation(Status cause, const Heard& last) {
+    const bool isAnswers = isSummary(cause) || cause == vxhost::WEBLNK_REFUSED;
+    if (isAnswers && last.refusal != 0) return explainAnswer(last.refusal, last.unknownSchemes);
+    if (cause == vx::QUILLON_NOT_AUTHORIZED) return explainAnswer(401, last.unknownSchemes);
+    return vxhost::statusText(cause);
 }
 
-// With what was heard beneath.
-std::string explanation(Status cause, const Heard& last) {
-    std::string text = explanation(cause, last.refusal);
-    if (text == vxhost::statusText(vx::QUILLON_NOT_AUTHORIZED) && !last.unknownSchemes.empty()) {
-        return fmt::format(
-            "The server takes logins by {}, but quillon knows only Basic and Digest (with MD5 or "
-            "SHA-256) by itself. Negotiate and NTLM it uses where it is told to, Bearer where it "
-            "has a token.",
-            last.unknownSchemes);
-    }
+// With whose lock it is, where one is in the way.
+std::string explanationWithLock(Status cause, const Heard& last) {
+    std::string text = explanation(cause, last);
     const bool isLocked = text == vxhost::statusText(vx::QUILLON_LOCKED);
     if (isLocked && !last.ownLock.empty()) return last.ownLock;
     const bool own = std::ranges::any_of(last.locks, [](auto& lock) { return !lock.taken; });
@@ -95,6 +88,18 @@ std::vector<std::string> sentencesOf(vxhost::UserJournal& journal, Status status
 }
 
 }  // namespace
+
+std::string explainAnswer(int httpStatus, std::string_view unknownSchemes) {
+    if (httpStatus == 401 && !unknownSchemes.empty()) {
+        return fmt::format(
+            "The server takes logins by {}, but quillon knows only Basic and Digest (with MD5 or "
+            "SHA-256) by itself. Negotiate and NTLM it uses where it is told to, Bearer where it "
+            "has a token.",
+            unknownSchemes);
+    }
+    const Status namesake = namesakeOf(httpStatus);
+    return namesake != vx::VX_SUCCESS ? vxhost::statusText(namesake) : answerText(httpStatus);
+}
 
 void hear(const vxhost::RequestEnd& end) {
     if (end.result != vx::VX_SUCCESS) heard().failure = end.result;
@@ -142,8 +147,8 @@ Error failure(Status status, vxhost::UserJournal& journal) {
     // No password helps then, so that none is to be asked for.
     const bool unknown = !last.unknownSchemes.empty();
     if (unknown && error.kind == Kind::notAuthorized) error.kind = Kind::refused;
-    error.sentences =
-        sentencesOf(journal, status, last.refusal, detailOf(cause), explanation(cause, last));
+    error.sentences = sentencesOf(journal, status, last.refusal, detailOf(cause),
+                                  explanationWithLock(cause, last));
     error.locks = last.locks;
     return error;
 }

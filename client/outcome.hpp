@@ -24,6 +24,9 @@ struct Heard {
     std::string unknownSchemes;  // that the server wants a login by; empty: none, or a known one
 };
 
+// What an HTTP status that refuses means, and what to do about it. unknownSchemes: as in Heard.
+std::string explainAnswer(int httpStatus, std::string_view unknownSchemes);
+
 void hear(const vxhost::RequestEnd& end);
 void noteStrayLock(const vxhost::StrayLock& lock);
 void noteUnknownSchemes(std::string_view schemes);

@@ -91,7 +91,7 @@ Result<void> writeContent(Session& session, Servers& servers, const Address& add
 }
 
 int writeContents(Session& session, const std::vector<Address>& members) {
-    Servers servers(session);
+    Servers& servers = session.servers();
     int code = exitDone;
     for (const Address& member : members) {
         const Result<void> written = writeContent(session, servers, member);

@@ -13,6 +13,7 @@
 #include "cli/commands/what_is_there.hpp"
 #include "cli/parser/position.hpp"
 #include "cli/parser/shell_path.hpp"
+#include "platform/text/url.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -62,11 +63,12 @@ Result<Names> memberNames(Session& session, const ShellWord& word) {
     }
     const Result<Address> address = resolveShellPath(*session.base, path);
     if (!address) return address.error();
-    const Result<Listing> listing = session.list(address->asCollection());
-    if (!listing) return explainNotOpened(session, address->asCollection(), listing.error());
+    Result<Members> listing = session.list(address->asCollection());
+    if (!listing)
+        return explainNotOpened(session, address->asCollection(), std::move(listing).error());
     Names names;
-    for (const Entry entry : *listing) {
-        std::string name = entry.name();
+    for (const Resource& each : listing->resources) {
+        std::string name = vxhost::decodeSegment(each.segment);
         const bool canBeTyped = name.find('/') == name.npos && name != "." && name != "..";
         if (!canBeTyped || !matchesPattern(pattern, name)) continue;
         names.push_back(path.empty() ? asName(name) : path + name);

@@ -4,6 +4,7 @@
 #include <fnmatch.h>
 
 #include "cli/commands/what_is_there.hpp"
+#include "platform/text/url.hpp"
 
 namespace quillon::cli {
 
@@ -15,15 +16,18 @@ Result<std::vector<MatchedMember>> matchingMembers(Session& session, const Addre
                                                    const std::string& pattern,
                                                    Collections collections) {
     const Address address = collection.asCollection();
-    const Result<Listing> listing = session.list(address);
-    if (!listing) return explainNotOpened(session, address, listing.error());
+    Result<Members> listing = session.list(address);
+    if (!listing) return explainNotOpened(session, address, std::move(listing).error());
     std::vector<MatchedMember> members;
-    for (const Entry entry : *listing) {
-        if (entry.isCollection() && collections == Collections::left) continue;
-        if (!matchesPattern(pattern, entry.name())) continue;
-        const Address member = address.memberBySegment(entry.segment());
-        members.push_back({entry.isCollection() ? member.asCollection() : member,
-                           entry.isCollection(), entry.size()});
+    for (const Resource& each : listing->resources) {
+        if (each.isCollection && collections == Collections::left) continue;
+        if (!matchesPattern(pattern, vxhost::decodeSegment(each.segment))) continue;
+        const Address member = address.memberBySegment(each.segment);
+        if (each.isCollection) {
+            members.push_back({member.asCollection(), true, std::nullopt});
+        } else {
+            members.push_back({member, false, each.size});
+        }
     }
     if (!members.empty() || pattern == "*") return members;
     return localError(Kind::notFound, fmt::format("None of its members matches {}.", pattern));

@@ -24,6 +24,7 @@
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
+#include "platform/text/url.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -252,11 +253,11 @@ std::vector<std::string> Shell::memberNames(const std::string& path) {
     if (!address || path.find("://") != path.npos) return {};
     const Address collection = address->asCollection();
     if (listed_ == collection.url()) return names_;
-    const Result<Listing> listing = session_.list(collection);
+    const Result<Members> listing = session_.list(collection);
     if (!listing) return {};
     names_.clear();
-    for (const Entry entry : *listing)
-        names_.push_back(entry.name() + (entry.isCollection() ? "/" : ""));
+    for (const Resource& each : listing->resources)
+        names_.push_back(vxhost::decodeSegment(each.segment) + (each.isCollection ? "/" : ""));
     listed_ = collection.url();
     return names_;
 }

@@ -39,11 +39,20 @@ std::string isFile(const Address& address) {
 
 Error explained(const OpenMember& open, const Address& collection, Error error,
                 std::string_view advice) {
-    if (error.code != Code::collectionNotFound) return error;
-    const bool file = whatIsAt(open, collection) == There::file;
-    return withSentence(std::move(error), file ? isFile(collection)
-                                               : fmt::format("The server has no collection {}. {}",
-                                                             collection.collection(), advice));
+    if (error.code == Code::cutOff && collection.url().starts_with("http://")) {
+        error.sentences.emplace_back(
+            "If the server speaks TLS at this port, its URL begins with https://.");
+    }
+    // Some servers say that a file with a slash behind it is a bad request.
+    const bool isMissing = error.code == Code::collectionNotFound;
+    if (!isMissing && error.httpStatus != 400) return error;
+    if (whatIsAt(open, collection) == There::file) {
+        error.kind = Kind::notFound;
+        return withSentence(std::move(error), isFile(collection));
+    }
+    if (!isMissing) return error;
+    return withSentence(std::move(error), fmt::format("The server has no collection {}. {}",
+                                                      collection.collection(), advice));
 }
 
 constexpr std::string_view checkSpelling = "Check the URL's spelling.";

@@ -70,15 +70,16 @@ std::vector<NameCandidate> membersOf(const CommonOptions& options, const std::st
     if (!first.empty()) (void)session.sites().resolve(first);
     const Result<Address> address = session.sites().resolve(collection);
     if (!address) return {};
-    const Result<Listing> listing = session.list(*address);
+    const Result<Members> listing = session.list(*address);
     if (!listing) return {};
     std::vector<NameCandidate> found;
-    for (const Entry entry : *listing) {
-        std::string word = asTyped(entry.name());
+    for (const Resource& each : listing->resources) {
+        const std::string name = vxhost::decodeSegment(each.segment);
+        std::string word = asTyped(name);
         // A name that is no text is its segment, whose escapes are escapes.
-        const bool asItIs = word.empty() || entry.name() == entry.segment();
-        if (asItIs || !word.starts_with(begun)) word = entry.segment();
-        found.push_back({collection + word + (entry.isCollection() ? "/" : ""), {}});
+        const bool asItIs = word.empty() || name == each.segment;
+        if (asItIs || !word.starts_with(begun)) word = each.segment;
+        found.push_back({collection + word + (each.isCollection ? "/" : ""), {}});
     }
     return found;
 }

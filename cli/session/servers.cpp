@@ -41,9 +41,9 @@ void Servers::keep(const Address& address, std::unique_ptr<Remote>& remote, cons
     known_.insert_or_assign(identityOf(address), Known{std::move(remote), login});
 }
 
-Found Servers::look(const Address& address) {
+Found Servers::look(const Address& address, Besides besides) {
     return with(address, [&](Remote& remote) -> Found {
-        return remote.run(quillon::look(remote, address.url()));
+        return remote.run(quillon::look(remote, address.url(), besides));
     });
 }
 

@@ -1,4 +1,5 @@
-// The servers that one command's operands are on, by bare requests.
+// The servers that a session asks by bare requests; in a shell their connections stay open from one
+// command to the next.
 #pragma once
 
 #include <map>
@@ -29,7 +30,10 @@ public:
     auto with(const Address& address, Action&& action)
         -> decltype(action(std::declval<Remote&>())) {
         using Outcome = decltype(action(std::declval<Remote&>()));
-        if (const Known* known = find(address)) return action(*known->remote);
+        if (const Known* known = find(address)) {
+            Outcome outcome = action(*known->remote);
+            if (outcome || outcome.error().kind != Kind::notAuthorized) return outcome;
+        }
         const Result<Extension> loaded = session_.extension(address);
         if (!loaded) return loaded.error();
         return session_.withLogin(address, [&](const Login& login) -> Outcome {
@@ -43,7 +47,7 @@ public:
 
     // What is at each; those of one server are asked for at the same time.
     std::vector<Result<std::optional<Resource>>> look(const std::vector<Address>& addresses);
-    Result<std::optional<Resource>> look(const Address& address);
+    Result<std::optional<Resource>> look(const Address& address, Besides besides = {});
 
 private:
     struct Known {

@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "cli/session/refusal.hpp"
+#include "cli/session/servers.hpp"
 #include "cli/session/this_machine.hpp"
 #include "cli/session/way_in.hpp"
 #include "cli/terminal/last_words.hpp"
@@ -112,7 +113,10 @@ Session::Session(const CommonOptions& options, Cost* cost)
       sites_(options),
       credentials_(sites_),
       cost_(cost),
-      ownLocks_(leftWork_, options.verbosity > 0) {}
+      ownLocks_(leftWork_, options.verbosity > 0),
+      servers_(std::make_unique<Servers>(*this)) {}
+
+Session::~Session() = default;
 
 Error Session::refusal(const Address& address, const Login& login, Error error) const {
     return explainRefusal(sites_.optionsFor(address).access, sites_.of(address), login,
@@ -251,10 +255,10 @@ Result<std::shared_ptr<Collection>> Session::open(const Address& address,
     return mine.back().collection;
 }
 
-Result<Listing> Session::list(const Address& address) {
-    const auto collection = open(address, {.cache = false, .purpose = Purpose::list});
-    if (!collection) return collection.error();
-    return (*collection)->list();
+Result<Members> Session::list(const Address& collection, Besides besides) {
+    return servers().with(collection, [&](Remote& remote) {
+        return remote.run(quillon::list(remote, collection.url(), besides));
+    });
 }
 
 Result<Member> Session::openMember(const Address& address, const OpenOptions& options) {

@@ -23,20 +23,22 @@
 #include "cli/session/way_in.hpp"
 #include "cli/terminal/progress.hpp"
 #include "client/collection.hpp"
-
-namespace quillon {
-class Remote;
-}
+#include "client/remote/resource.hpp"
 
 namespace quillon::cli {
 
-// Worker threads (jobs.hpp) share a session: findLogin, extension, open, list and openMember may be
+class Servers;
+
+// Worker threads (jobs.hpp) share a session: findLogin, extension, open and openMember may be
 // called by any of them. The locked members, the sites and base belong to the thread that runs the
 // command, which changes them only while no worker runs.
 class Session {
 public:
     // cost: where the requests are counted; null: nowhere.
     explicit Session(const CommonOptions& options, Cost* cost = nullptr);
+    ~Session();
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
 
     // Started with the options for the address, or with others; those with the same share one.
     Result<Extension> extension(const Address& address);
@@ -73,8 +75,11 @@ public:
     Result<std::shared_ptr<Collection>> open(const Address& address,
                                              const OpenOptions& options = {});
 
-    // What the address's collection holds. It is opened without a cache, which is for members.
-    Result<Listing> list(const Address& address);
+    // The servers that were asked by bare requests; for the thread that runs the command.
+    Servers& servers() { return *servers_; }
+
+    // What a collection holds, by their segments. For the same thread.
+    Result<Members> list(const Address& collection, Besides besides = {});
 
     // The collections that this thread has open: all at its end; those whose cache lies among the
     // person's files when a command is done.
@@ -155,6 +160,7 @@ private:
     std::mutex mutex_;
     std::map<std::thread::id, std::deque<OpenCollection>> open_;  // the latest is the last
     std::map<std::string, Locked> locked_;                        // by URL
+    const std::unique_ptr<Servers> servers_;
 };
 
 }  // namespace quillon::cli

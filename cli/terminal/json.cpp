@@ -9,17 +9,14 @@
 namespace quillon::cli {
 namespace {
 
-JsonObject describe(const std::string& name, const std::string& url, bool isCollection,
-                    std::optional<uint64_t> size, std::optional<Time> created,
-                    std::optional<Time> modified) {
-    JsonObject object;
+void addProperties(JsonObject& object, const std::string& name, const std::string& url,
+                   const auto& properties) {
     object.addText("name", name);
     object.addText("url", vxhost::alikeSpelt(url));
-    object.addText("type", isCollection ? "collection" : "file");
-    if (!isCollection) object.addNumber("size", size);
-    if (created) object.addText("created", rfc3339(*created));
-    if (modified) object.addText("modified", rfc3339(*modified));
-    return object;
+    object.addText("type", properties.isCollection ? "collection" : "file");
+    if (!properties.isCollection) object.addNumber("size", properties.size);
+    if (properties.created) object.addText("created", rfc3339(*properties.created));
+    if (properties.modified) object.addText("modified", rfc3339(*properties.modified));
 }
 
 }  // namespace
@@ -61,14 +58,18 @@ std::string JsonObject::text() const {
         members_->json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
 }
 
-JsonObject describe(const Entry& entry) {
-    return describe(entry.name(), entry.href(), entry.isCollection(), entry.size(), entry.created(),
-                    entry.modified());
+JsonObject describe(const std::string& name, const std::string& url, const Properties& properties) {
+    JsonObject object;
+    addProperties(object, name, url, properties);
+    return object;
 }
 
-JsonObject describe(const std::string& name, const std::string& url, const Properties& properties) {
-    return describe(name, url, properties.isCollection, properties.size, properties.created,
-                    properties.modified);
+JsonObject describe(const std::string& name, const std::string& url, const Resource& resource,
+                    const std::string& path) {
+    JsonObject object;
+    if (!path.empty()) object.addText("path", path);
+    addProperties(object, name, url, resource);
+    return object;
 }
 
 }  // namespace quillon::cli

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "client/listing.hpp"
 #include "client/member.hpp"
+#include "client/remote/resource.hpp"
 
 namespace quillon::cli {
 
@@ -36,8 +36,9 @@ private:
 };
 
 // A member's properties: "name", "url", "type", "size" (of files), "created" and "modified"
-// (RFC 3339, where known).
-JsonObject describe(const Entry& entry);
+// (RFC 3339, where known). path: comes before them as "path", unless it is empty.
 JsonObject describe(const std::string& name, const std::string& url, const Properties& properties);
+JsonObject describe(const std::string& name, const std::string& url, const Resource& resource,
+                    const std::string& path = {});
 
 }  // namespace quillon::cli

@@ -33,13 +33,15 @@ Error requestError(const std::exception& thrown) {
     Error error = localError(Kind::local, thrown.what());
     error.code = static_cast<Code>(failed->status());
     error.kind = kindOf(error.code, 0);
+    // What cannot be read is told in full by what was thrown.
+    const bool isOfServer = error.kind != Kind::local && error.kind != Kind::usage;
+    if (isOfServer && failed->status() != vxhost::WEBLNK_BAD_ANSWER)
+        error.sentences.push_back(vxhost::statusText(failed->status()));
     return error;
 }
 
 Error refusal(const Answer& answer) {
-    const bool locked = answer.status == 423;
-    Error error = localError(
-        Kind::refused, locked ? "Somebody else holds a lock on it." : answerText(answer.status));
+    Error error = localError(Kind::refused, explainAnswer(answer.status, answer.unknownSchemes));
     error.code = Code::requestFailed;
     error.httpStatus = answer.status;
     error.kind = kindOf(error.code, answer.status);

@@ -25,11 +25,12 @@ constexpr size_t longestFileId = 256;  // bytes
 const std::vector<std::string> fileIdNames = {"DAV:\nresource-id",
                                               "http://owncloud.org/ns\nfileid"};
 
-std::string wantedProperties(FileIds fileIds) {
+std::string wantedProperties(Besides besides) {
     std::string document =
         "<?xml version=\"1.0\" encoding=\"utf-8\"?><D:propfind xmlns:D=\"DAV:\"><D:prop>"
         "<D:resourcetype/><D:getcontentlength/><D:getlastmodified/><D:getetag/>";
-    if (fileIds == FileIds::asked) {
+    if (besides.created) document += "<D:creationdate/>";
+    if (besides.fileIds) {
         document += "<D:resource-id/><fileid xmlns=\"http://owncloud.org/ns\"/>";
     }
     return document + "</D:prop></D:propfind>";
@@ -56,21 +57,22 @@ std::string_view withoutFinalSlash(std::string_view path) {
 // Of an answer that arrives.
 class ResourceSink : public vxhost::BodySink {
 public:
-    ResourceSink(uint64_t mostBytes, FileIds fileIds) : mostBytes_(mostBytes), fileIds_(fileIds) {}
+    ResourceSink(uint64_t mostBytes, Besides besides) : mostBytes_(mostBytes), besides_(besides) {}
 
-    FileIds fileIds() const { return fileIds_; }
+    Besides besides() const { return besides_; }
 
     void begin(const Answer& answer) override {
         members_ = {};
         bytes_ = 0;
         self_.reset();
+        above_.clear();
         reader_.reset();
         askedPath_ = std::string(withoutFinalSlash(pathOf(answer.url)));
         const bool isXml = answer.headers.first("Content-Type").find("xml") != std::string::npos;
         if (answer.status != 207 && !isXml) return;
         reader_.emplace([this](const Response& response) { add(response); },
                         vxhost::MultistatusReader::TakeRoot(),
-                        fileIds_ == FileIds::asked ? fileIdNames : std::vector<std::string>());
+                        besides_.fileIds ? fileIdNames : std::vector<std::string>());
     }
     void write(std::string_view piece) override {
         if (reader_) reader_->feed(piece);
@@ -100,6 +102,17 @@ public:
     }
 
 private:
+    struct Self {
+        size_t index;  // among the resources
+        std::string path;
+        bool isAsked;  // by that path
+        bool isCollection;
+    };
+    struct Above {
+        std::string path;
+        size_t count;  // of what is right in it
+    };
+
     void add(const Response& response) {
         if (response.isRefused()) {
             ++members_.unreadable;
@@ -108,7 +121,7 @@ private:
         const std::string_view path = withoutFinalSlash(pathOf(response.href));
         const std::string_view segment = lastSegment(path);
         if (vxhost::isDotSegment(segment)) return;  // nobody's member
-        noteSelf(path);
+        noteSelf(path, response.isCollection);
         Resource resource;
         // What a URL cannot carry must not get into a header either.
         resource.segment = vxhost::encodeForRequest(segment);
@@ -116,6 +129,7 @@ private:
         resource.size =
             vxhost::parseNumber<uint64_t>(vxhost::trim(response.values[Response::contentLength]));
         resource.modified = parseTime(vxhost::trim(response.values[Response::lastModified]));
+        resource.created = parseTime(vxhost::trim(response.values[Response::creationDate]));
         resource.tag = vxhost::parseEntityTag(vxhost::trim(response.values[Response::entityTag]));
         resource.fileId = fileIdIn(*response.others);
         members_.tellsFileIds = members_.tellsFileIds || !resource.fileId.empty();
@@ -129,32 +143,46 @@ private:
     }
 
     // The collection is among its members: under the path that was asked for, or, behind a proxy
-    // that rewrites paths, under the shortest of all, since it is above them.
-    void noteSelf(std::string_view path) {
-        const bool asked = vxhost::samePath(path, askedPath_);
-        const bool shorter = !self_ || (!self_->asked && path.size() < self_->length);
-        if (asked || shorter) self_ = {members_.resources.size(), path.size(), asked};
+    // that rewrites paths, under the one that all others are in. Some servers leave it out.
+    void noteSelf(std::string_view path, bool isCollection) {
+        const size_t index = members_.resources.size();
+        if (self_ && self_->isAsked) return;
+        const bool isAsked = vxhost::samePath(path, askedPath_);
+        if (isAsked || !self_ || path.size() < self_->path.size())
+            self_ = {index, std::string(path), isAsked, isCollection};
+        const std::string_view above = path.substr(0, path.rfind('/'));
+        const auto known = std::ranges::find_if(
+            above_, [&](const Above& each) { return vxhost::samePath(each.path, above); });
+        if (known != above_.end()) {
+            ++known->count;
+        } else if (above_.size() < 2) {
+            above_.push_back({std::string(above), 1});
+        }
+    }
+
+    bool isSelf(const Self& self) const {
+        const size_t others = members_.resources.size() - 1;
+        if (self.isAsked) return true;
+        if (others == 0) return self.isCollection && self.path.starts_with('/');
+        return std::ranges::any_of(above_, [&](const Above& each) {
+            return each.count == others && vxhost::samePath(each.path, self.path);
+        });
     }
 
     void dropSelf() {
-        if (!self_ || self_->index >= members_.resources.size()) return;
+        if (!self_ || self_->index >= members_.resources.size() || !isSelf(*self_)) return;
         members_.resources.erase(members_.resources.begin() +
                                  static_cast<std::ptrdiff_t>(self_->index));
     }
 
-    struct Self {
-        size_t index;   // among the resources
-        size_t length;  // of its path
-        bool asked;     // by that path
-    };
-
     const uint64_t mostBytes_;
-    const FileIds fileIds_;
+    const Besides besides_;
     std::string askedPath_;
     std::optional<vxhost::MultistatusReader> reader_;
     Members members_;
     uint64_t bytes_ = 0;
     std::optional<Self> self_;
+    std::vector<Above> above_;  // those that were met first; a listing has no more than two
 };
 
 Error notMultistatus(const Answer& answer) {
@@ -170,18 +198,22 @@ Error notMultistatus(const Answer& answer) {
 // The parser's complaints are thrown inside the request, and come as its failure.
 Task<Result<Answer>> ask(Remote& remote, std::string url, uint32_t depth, ResourceSink& sink) {
     vxhost::Request request =
-        vxhost::propertiesRequest(std::move(url), depth, wantedProperties(sink.fileIds()));
+        vxhost::propertiesRequest(std::move(url), depth, wantedProperties(sink.besides()));
     request.sink = &sink;
     co_return co_await remote.send(std::move(request));
 }
 
 }  // namespace
 
-Task<Result<Members>> list(Remote& remote, std::string url, FileIds fileIds) {
-    ResourceSink sink(remote.settings().mostListingBytes, fileIds);
+Task<Result<Members>> list(Remote& remote, std::string url, Besides besides) {
+    ResourceSink sink(remote.settings().mostListingBytes, besides);
     Result<Answer> answer = co_await ask(remote, url, 1, sink);
     if (!answer) co_return answer.error();
-    if (!vxhost::isSuccess(answer->status)) co_return refusal(*answer);
+    if (!vxhost::isSuccess(answer->status)) {
+        Error error = refusal(*answer);
+        if (answer->status == 404) error.code = Code::collectionNotFound;
+        co_return std::move(error);
+    }
     try {
         std::optional<Members> members = sink.finish();
         if (!members) co_return notMultistatus(*answer);
@@ -193,8 +225,8 @@ Task<Result<Members>> list(Remote& remote, std::string url, FileIds fileIds) {
     }
 }
 
-Task<Result<std::optional<Resource>>> look(Remote& remote, std::string url) {
-    ResourceSink sink(remote.settings().mostListingBytes, FileIds::unasked);
+Task<Result<std::optional<Resource>>> look(Remote& remote, std::string url, Besides besides) {
+    ResourceSink sink(remote.settings().mostListingBytes, besides);
     Result<Answer> answer = co_await ask(remote, url, 0, sink);
     if (!answer) co_return answer.error();
     if (answer->status == 404) co_return std::optional<Resource>();

@@ -21,6 +21,7 @@ struct Resource {
     // That the server keeps when it is moved; empty: none was asked for or is told, or none that is
     // short.
     std::string fileId{};
+    std::optional<Time> created{};  // nothing unless it was asked for
 };
 
 struct Members {
@@ -31,13 +32,17 @@ struct Members {
     bool tellsFileIds = false;        // of the collection itself or of a member
 };
 
-// A server that knows none answers at more length when it is asked for them.
-enum class FileIds : bool { unasked, asked };
+// What is asked for besides. A server that knows no file ids answers at more length when it is
+// asked for them.
+struct Besides {
+    bool fileIds = false;
+    bool created = false;
+};
 
 // What a collection holds: one PROPFIND of depth 1, parsed while it comes. The URL ends in a slash.
-Task<Result<Members>> list(Remote& remote, std::string url, FileIds fileIds = FileIds::unasked);
+Task<Result<Members>> list(Remote& remote, std::string url, Besides besides = {});
 
 // The one resource; nothing where there is none.
-Task<Result<std::optional<Resource>>> look(Remote& remote, std::string url);
+Task<Result<std::optional<Resource>>> look(Remote& remote, std::string url, Besides besides = {});
 
 }  // namespace quillon

@@ -39,7 +39,7 @@ TEST_F(Messages, nameTheCauseAndTheWayOut) {
          {{"no_proxy", "*"}, {"http_proxy", url}}},
         {{"ls", "--ca-file", "a", secure.url()}, 8, {"authorities", "--ca-file"}},
         {{"ls", "https" + url.substr(4)}, 7, {"speaks plain http there"}},
-        {{"ls", "http" + secure.url().substr(5)}, 1, {"its URL begins with https://"}},
+        {{"ls", "http" + secure.url().substr(5)}, 7, {"its URL begins with https://"}},
         {{"ls", file + "/"}, 3, {isFile}},
         {{"shell", file}, 3, {isFile}},
         {{"get", "--match", "*", file}, 3, {isFile}},

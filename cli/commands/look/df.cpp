@@ -25,7 +25,8 @@ struct DfOptions {
 
 class Rooms {
 public:
-    Rooms(Session& session, const DfOptions& options) : options_(options), servers_(session) {}
+    Rooms(Session& session, const DfOptions& options)
+        : options_(options), servers_(session.servers()) {}
 
     Result<void> ask(const Address& collection) {
         Result<Quota> quota = servers_.with(collection, [&](Remote& remote) -> Result<Quota> {
@@ -76,7 +77,7 @@ private:
     }
 
     const DfOptions& options_;
-    Servers servers_;
+    Servers& servers_;
     Table table_ = tableWithTitles();
     size_t rows_ = 0;
 };

@@ -45,21 +45,17 @@ struct LsOptions {
     bool json = false;
 };
 
-// Of one member; the texts are in the Lines. It is an entry of a listing, or a resource.
+// Of one member; the texts are in the Lines.
 struct Line {
     std::string_view name, key;
-    Entry entry{nullptr, nullptr};
-    const Resource* resource = nullptr;
+    const Resource* resource;
     const FoundLock* lock = nullptr;
 
-    bool isCollection() const { return resource ? resource->isCollection : entry.isCollection(); }
+    bool isCollection() const { return resource->isCollection; }
     std::optional<uint64_t> size() const {
-        if (!resource) return entry.size();
         return resource->isCollection ? std::nullopt : resource->size;
     }
-    std::optional<Time> modified() const {
-        return resource ? resource->modified : entry.modified();
-    }
+    std::optional<Time> modified() const { return resource->modified; }
 };
 
 struct Lines {
@@ -71,13 +67,10 @@ struct Lines {
         text.copy(kept, text.size());
         return {kept, text.size()};
     }
-    void add(const std::string& name, Entry entry, const Resource* resource = nullptr) {
+    void add(const std::string& name, const Resource& resource) {
         const std::string key = collationKey(name);
         const auto kept = keep(name);
-        all.push_back({kept, key == name ? kept : keep(key), entry, resource});
-    }
-    void add(const std::string& name, const Resource& resource) {
-        add(name, {nullptr, nullptr}, &resource);
+        all.push_back({kept, key == name ? kept : keep(key), &resource});
     }
 };
 
@@ -109,12 +102,12 @@ bool isHidden(std::string_view name) {
     return name.starts_with('.');
 }
 
-std::unique_ptr<Lines> linesOf(const Listing& listing, const LsOptions& options) {
+std::unique_ptr<Lines> linesOf(const std::vector<Resource>& members, const LsOptions& options) {
     auto lines = std::make_unique<Lines>();
-    lines->all.reserve(listing.size());
-    for (const Entry entry : listing) {
-        const std::string name = vxhost::segmentBytes(entry.segment());
-        if (options.hidden || !isHidden(name)) lines->add(name, entry);
+    lines->all.reserve(members.size());
+    for (const Resource& each : members) {
+        const std::string name = vxhost::segmentBytes(each.segment);
+        if (options.hidden || !isHidden(name)) lines->add(name, each);
     }
     sortLines(lines->all, options);
     return lines;
@@ -220,66 +213,49 @@ private:
     bool first_ = true;
 };
 
-// Nothing when the address names no member, or one that is a collection.
-std::optional<Properties> findMember(Session& session, const Address& address) {
-    if (!address.namesMember()) return std::nullopt;
-    Result<Member> member = session.openMember(address, {.purpose = Purpose::look});
-    if (!member) return std::nullopt;
-    Result<Properties> properties = member->info();
-    const bool isMember = properties && properties->exists && !properties->isCollection;
-    return isMember ? std::optional(*properties) : std::nullopt;
-}
-
-// One collection after the other, by the operations of the extension.
 class Listings {
 public:
     Listings(Session& session, const LsOptions& options)
-        : session_(session), options_(options), printer_(options), servers_(session) {
+        : session_(session), options_(options), printer_(options) {
         if (options.json) array_.emplace();
     }
 
     // A URL without a final slash may mean either: a listing that fails or holds nothing is not
     // enough to tell, since some servers list a member as an empty collection.
     Result<void> list(const Address& address) {
-        Result<Listing> listing = session_.list(address.asCollection());
-        const bool unsure = listing ? listing->empty()
-                                    : listing.error().kind == Kind::notFound ||
-                                          listing.error().kind == Kind::refused;
-        if (unsure) {
-            if (const auto member = findMember(session_, address)) {
+        const Address collection = address.asCollection();
+        Result<Members> listed = session_.list(collection, besides());
+        const bool unsure =
+            listed ? listed->resources.empty()
+                   : listed.error().kind == Kind::notFound || listed.error().kind == Kind::refused;
+        if (unsure && address.namesMember()) {
+            const auto found = session_.servers().look(address, besides());
+            if (found && *found && !(*found)->isCollection) {
                 const Result<MemberLocks> locks = findLocks(address, 1);
                 if (!locks) return locks.error();
-                if (array_) array_->begin();
-                printMember(address, *member, *locks);
+                printMember(address, **found, *locks);
                 return {};
             }
         }
-        if (!listing) {
-            return explainNotOpened(session_, address.asCollection(), std::move(listing).error());
-        }
-        const Result<MemberLocks> locks = findLocks(address.asCollection(), listing->size());
+        if (!listed) return explainNotOpened(session_, collection, std::move(listed).error());
+        const Result<MemberLocks> locks = findLocks(collection, listed->resources.size());
         if (!locks) return locks.error();
-        if (options_.urls.size() > 1 && !array_) headings_.print(address.asCollection().url());
-        if (array_) array_->begin();
-        const auto lines = linesOf(*listing, options_);
-        for (Line& line : lines->all) line.lock = locks->on(std::string(line.name));
-        if (!array_) {
-            printer_.print(lines->all);
-        } else {
-            for (const Line& line : lines->all) add(describe(line.entry), line.lock, *locks);
-        }
+        printMembers(collection, *listed, *locks);
         std::fflush(stdout);
         return {};
     }
+    int code() const { return code_; }  // of what was missing in a listing
 
 private:
+    Besides besides() const { return {.created = options_.json}; }
+
     // Nothing unless they are wanted; what was not asked for by name may be refused, and is not
     // worth the answer of a large collection. members: how many it has.
     Result<MemberLocks> findLocks(const Address& address, size_t members) {
         constexpr size_t mostUnasked = 10'000;
         const bool isMuch = members > mostUnasked && !options_.locks;
         if (!wantsLocks(options_) || isMuch) return MemberLocks(std::nullopt);
-        auto found = servers_.with(address, [&](Remote& remote) {
+        auto found = session_.servers().with(address, [&](Remote& remote) {
             return remote.run(quillon::findLocks(remote, address.url()));
         });
         if (!found && options_.locks) return std::move(found).error();
@@ -292,15 +268,33 @@ private:
         array_->add(object);
     }
 
-    void printMember(const Address& address, const Properties& member, const MemberLocks& locks) {
+    void printMembers(const Address& collection, const Members& listed, const MemberLocks& locks) {
+        if (listed.unreadable > 0) code_ = tellUnreadable(collection.url(), listed.unreadable);
+        const auto lines = linesOf(listed.resources, options_);
+        for (Line& line : lines->all) line.lock = locks.on(std::string(line.name));
+        if (!array_) {
+            if (options_.urls.size() > 1) headings_.print(collection.url());
+            return printer_.print(lines->all);
+        }
+        array_->begin();
+        for (const Line& line : lines->all) {
+            const std::string& segment = line.resource->segment;
+            add(describe(vxhost::decodeSegment(segment),
+                         collection.url() + segment + (line.isCollection() ? "/" : ""),
+                         *line.resource),
+                line.lock, locks);
+        }
+    }
+
+    void printMember(const Address& address, const Resource& member, const MemberLocks& locks) {
         const FoundLock* lock = locks.on(address.name());
-        if (array_) return add(describe(address.name(), address.url(), member), lock, locks);
+        if (array_) {
+            array_->begin();
+            return add(describe(address.name(), address.url(), member), lock, locks);
+        }
         if (options_.urls.size() > 1) headings_.separate();
-        Resource resource;
-        resource.size = member.size;
-        resource.modified = member.modified;
         Lines lines;
-        lines.add(address.name(), resource);
+        lines.add(address.name(), member);
         lines.all.front().lock = lock;
         printer_.print(lines.all);
     }
@@ -308,10 +302,10 @@ private:
     Session& session_;
     const LsOptions& options_;
     const Printer printer_;
-    Servers servers_;
     Headings headings_;
     std::optional<JsonArray> array_;
     OwnNotes notes_;
+    int code_ = exitDone;
 };
 
 // Whole trees, many collections at a time.
@@ -335,12 +329,8 @@ public:
     }
     void open(const Visited& collection, const std::vector<Resource>& members) override {
         if (options_.json) return;
-        Lines lines;
-        lines.all.reserve(members.size());
-        for (const Resource& each : members) lines.add(vxhost::segmentBytes(each.segment), each);
-        sortLines(lines.all, options_);
         headings_.print(collection.url);
-        printer_.print(lines.all);
+        printer_.print(linesOf(members, options_)->all);
     }
 
 private:
@@ -356,8 +346,9 @@ int runLs(Session& session, LsOptions& options) {
     }
     if (options.urls.empty()) options.urls.emplace_back();
     Listings listings(session, options);
-    return forEachUrl(session, options.urls, "list",
-                      [&](const Address& address) { return listings.list(address); });
+    const int code = forEachUrl(session, options.urls, "list",
+                                [&](const Address& address) { return listings.list(address); });
+    return code == exitDone ? listings.code() : code;
 }
 
 }  // namespace

@@ -151,7 +151,7 @@ struct PartOptions {
 int writeParts(Session& session, PartOptions& options, End end) {
     const ContentPart part{end, options.bytes ? Unit::bytes : Unit::lines,
                            options.bytes.value_or(options.lines.value_or(usualLines))};
-    Servers servers(session);
+    Servers& servers = session.servers();
     bool isFirst = true;
     const int code =
         forEachUrl(session, options.urls, "fetch", [&](const Address& address) -> Result<void> {

@@ -116,9 +116,7 @@ private:
         }
         if (const size_t unreadable = walked.members->unreadable; unreadable > 0) {
             visitor_.output.flush();
-            complain(fmt::format("{}: the server itself cannot read {} of its members", walked.url,
-                                 unreadable));
-            note(exitRefused);
+            note(tellUnreadable(walked.url, unreadable));
             visitor_.missRest(collection);
         }
         visitor_.open(collection, walked.members->resources);
@@ -158,18 +156,21 @@ int visitTree(Session& session, Servers& servers, const Address& root,
     });
     if (visited) return code;
     visitor.output.flush();
-    Error error = visited.error();
-    if (error.httpStatus == 404) error.code = Code::collectionNotFound;
     return report("list", root.url(),
-                  explainNotOpened(session, root.asCollection(), std::move(error)));
+                  explainNotOpened(session, root.asCollection(), visited.error()));
 }
 
 }  // namespace
 
+int tellUnreadable(const std::string& collection, size_t count) {
+    complain(fmt::format("{}: the server itself cannot read {} of its members", collection, count));
+    return exitRefused;
+}
+
 int visitTrees(Session& session, std::vector<std::string>& urls, std::optional<size_t> mostDepth,
                TreeVisitor& visitor) {
     if (urls.empty()) urls.emplace_back();
-    Servers servers(session);
+    Servers& servers = session.servers();
     int code = exitDone;
     for (std::string& url : urls) {
         const Result<Address> address = parseUrl(session, url);
@@ -205,14 +206,7 @@ OptionDefinition addDepthOption(CommandDefinition command, const std::string& na
 }
 
 JsonObject describe(const Visited& each) {
-    JsonObject object;
-    object.addText("path", each.path);
-    object.addText("name", each.name);
-    object.addText("url", vxhost::alikeSpelt(each.url));
-    object.addText("type", each.resource.isCollection ? "collection" : "file");
-    if (!each.resource.isCollection) object.addNumber("size", each.resource.size);
-    if (each.resource.modified) object.addText("modified", rfc3339(*each.resource.modified));
-    return object;
+    return describe(each.name, each.url, each.resource, each.path);
 }
 
 }  // namespace quillon::cli

@@ -46,6 +46,9 @@ public:
 int visitTrees(Session& session, std::vector<std::string>& urls, std::optional<size_t> mostDepth,
                TreeVisitor& visitor);
 
+// That a listing lacks members. Gives the exit code.
+int tellUnreadable(const std::string& collection, size_t count);
+
 // Those of a command; in a shell its own collection where none is named.
 void addTreeUrls(CommandDefinition command, const Invocation& invocation,
                  std::vector<std::string>& urls);
@@ -53,7 +56,6 @@ void addTreeUrls(CommandDefinition command, const Invocation& invocation,
 OptionDefinition addDepthOption(CommandDefinition command, const std::string& names,
                                 std::optional<size_t>& depth, const std::string& meaning);
 
-// As ls describes a member, with its path.
-JsonObject describe(const Visited& each);
+JsonObject describe(const Visited& each);  // with its path
 
 }  // namespace quillon::cli

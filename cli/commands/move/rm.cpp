@@ -82,7 +82,7 @@ public:
     Removal(Session& session, const RmOptions& options)
         : session_(session),
           options_(options),
-          servers_(session),
+          servers_(session.servers()),
           events_(options.telling.manner(session.options().verbosity > 0), session.progress()) {}
 
     int run(std::vector<std::string>& urls) {
@@ -188,7 +188,7 @@ private:
 
     Session& session_;
     const RmOptions& options_;
-    Servers servers_;
+    Servers& servers_;
     Events events_;
     int code_ = exitDone;
 };

@@ -60,7 +60,7 @@ Result<void> touchOne(Session& session, Servers& servers, const Address& address
 
 int runTouch(Session& session, TouchOptions& options) {
     session.progress().setSilent(options.quiet);
-    Servers servers(session);
+    Servers& servers = session.servers();
     return forEachUrl(session, options.urls, "touch", [&](const Address& address) {
         return touchOne(session, servers, address, options.date);
     });

@@ -96,7 +96,7 @@ public:
           deed_(deed),
           options_(options),
           overwrite_(options.force ? Overwrite::yes : Overwrite::no),
-          servers_(session),
+          servers_(session.servers()),
           events_(options.telling.manner(session.options().verbosity > 0), session.progress()) {}
 
     int run() {
@@ -489,7 +489,7 @@ private:
     const Deed deed_;
     TransferOptions& options_;
     const Overwrite overwrite_;
-    Servers servers_;
+    Servers& servers_;
     Events events_;
     int code_ = exitDone;
     std::vector<std::string> collections_;  // of the tree that was copied last
