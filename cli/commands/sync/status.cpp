@@ -153,7 +153,7 @@ int runStatus(Session& session, const StatusChoice& choice) {
     const std::string folder = choice.folder.empty() ? "." : choice.folder;
     Result<sync::Pair> pair = findPair(folder);
     if (!pair) return report("look at", folder, pair.error());
-    const Result<Address> root = addressOf(*pair);
+    const Result<Address> root = pair->collection();
     if (!root) return report("look at", pair->url(), root.error());
     Result<sync::Plan> plan = localError(Kind::local, "");
     if (choice.isLocal) {

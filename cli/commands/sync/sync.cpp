@@ -168,7 +168,7 @@ Result<void> applySettings(sync::Pair& pair, const SyncChoice& choice) {
 
 int runPair(Session& session, const SyncChoice& choice, sync::Pair& pair, bool isNew) {
     SyncTeller teller(session, choice);
-    const Result<Address> root = addressOf(pair);
+    const Result<Address> root = pair.collection();
     if (!root) return report("synchronise with", pair.url(), root.error());
     const Result<void> set = applySettings(pair, choice);
     const Result<sync::StoreLimits> limits = limitsOf(pair);
@@ -215,10 +215,7 @@ Result<sync::Pair> makePair(const SyncChoice& choice, const Address& root, bool&
         return localError(Kind::local,
                           fmt::format("The folder cannot be made: {}.", error.message()));
     }
-    Result<sync::Pair> pair = sync::Pair::make(choice.folder, root.url(), choice.rules);
-    if (!pair) return pair;
-    if (Result<void> set = pair->state().set("user", root.user()); !set) return set.error();
-    return pair;
+    return sync::Pair::make(choice.folder, root, choice.rules);
 }
 
 int runNew(Session& session, SyncChoice& choice) {
