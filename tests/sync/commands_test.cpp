@@ -54,7 +54,7 @@ TEST_F(PairCommands, conflictsAreSettled) {
            {{"resolve", "--mine", "--both", "m"}, 2, "say one of"},
            {{"resolve", "--mine", "quiet"}, 3, "It is in no conflict"},
            {{"resolve", "--mine", "/etc/passwd"}, 2, "not paired"},
-           {{"resolve", "--mine", "m"}, 0, "stores yours"},
+           {{"resolve", "--mine", "-C", "..", "ann/m"}, 0, "stores yours"},
            {{"resolve", "--theirs", "t"}, 0, "it is theirs now"},
            {{"resolve", "--both", "b"}, 0, "stores both"},
            {{"resolve", "--merge", "g"}, 0, "merged"},
@@ -114,6 +114,11 @@ TEST_F(PairCommands, whatWasReplacedComesBack) {
           6,
           "changed here since"}});
     EXPECT_EQ(here("c"), "newest");
+           {{"log", "-C", "d"}, 0, "removed there d/b"},
+           {{"status", "-C", ".."}, 2, "not paired"},
+           {{"sync", "-C", "..", "ann"}, 0, "both sides are the same"},
+           {{"undo", "-C", ""}, 2, "--directory"},
+           {{"sync", ""}, 2, "DIRECTORY"},
 }
 
 // Of what is no small text nothing else is kept than the file itself, into which an editor may

@@ -32,7 +32,7 @@ using sync::Action;
 using sync::SyncEvent;
 
 struct SyncChoice {
-    std::string folder, url;
+    std::string start, folder, url;
     bool pull = false, push = false, yes = false, deletesMany = false, keepsNothing = false;
     bool forgets = false;
     Telling telling{.isMany = true};
@@ -259,11 +259,11 @@ int runNew(Session& session, SyncChoice& choice) {
 
 int runSync(Session& session, SyncChoice& choice) {
     if (choice.forgets && (!choice.url.empty() || choice.telling.dryRun)) {
+    choice.folder = folderFrom(choice.start, choice.folder);
         return report("forget the pair of", choice.folder,
                       localError(Kind::usage, "--forget takes a folder alone, and no dry run."));
     }
     if (!choice.url.empty()) return runNew(session, choice);
-    if (choice.folder.empty()) choice.folder = ".";
     Result<sync::Pair> pair = findPair(choice.folder);
     if (!pair) return report("synchronise", choice.folder, pair.error());
     if (!choice.forgets) return runPair(session, choice, *pair, false);
@@ -315,13 +315,15 @@ void addSync(CommandDefinition program, Invocation& invocation) {
         program.addCommand("sync", "Keep a folder and a collection the same, in both directions");
     command
         .addOption("DIRECTORY", choice->folder,
-                   "The folder, or one that is in it; else the current one")
+                   "The folder, or one that is in it; else that of -C or the current one")
+        .notEmpty()
         .typeName("");
     command
         .addOption("URL", choice->url,
                    "The collection, the first time; it is made where it is not there")
         .typeName("");
     const auto pull = command.addFlag("--pull", choice->pull, "Only what changed there");
+    addStartOption(command, choice->start);
     command.addFlag("--push", choice->push, "Only what changed here").excludes(pull);
     addTellingOptions(command, choice->telling);
     command.addFlag("-y,--yes", choice->yes, "Pair them without a question");
