@@ -39,12 +39,14 @@ public:
     Task<Result<SyncEnd>> run() {
         const Result<Recovered> recovered = recoverUnlessDry();
         if (!recovered) co_return recovered.error();
-        for (int count = 0; count < mostPlans && needsMore_; ++count) {
-            Result<void> done = co_await runOnce(*recovered, count == 0);
-            if (!done) co_return std::move(done).error();
+        Result<void> done;
+        for (int count = 0; count < mostPlans && needsMore_ && done; ++count) {
+            done = co_await runOnce(*recovered, count == 0);
         }
+        for (const SyncEvent& each : waiting_) options_.tell(each);
+        if (!done) co_return std::move(done).error();
         if (options_.meter) options_.meter->expectNoMore();
-        end_.failures += recovered->left.size();
+        end_.failures += recovered->left.size() + mishaps_;
         co_return end_;
     }
 
@@ -221,14 +223,17 @@ private:
         work.trees = std::move(plan.trees);
         plan.trees = {};
         Result<Applied> applied = co_await applyPlan(work, plan, std::move(*earlier));
+        waiting_ = std::move(work.waiting);
         if (!applied) co_return std::move(applied).error();
-        end_.conflicts = applied->conflicts;
+        end_.conflicts =
+            static_cast<size_t>(std::ranges::count(waiting_, Act::conflict, &SyncEvent::act));
         end_.failures = applied->failures;
+        mishaps_ += applied->mishaps;
         needsMore_ =
             (plan.needsMore && !applied->removalFailed) || (applied->moveFailed && mayMove_);
         if (applied->moveFailed) mayMove_ = false;
         Result<void> finished = finish(plan, view);
-        co_return finished ? endHalfMade(recovered, plan) : std::move(finished);
+        co_return finished ? endHalfMade(recovered, plan, work.trees.there) : std::move(finished);
     }
 
     // By their paths. What the plan has no action for has been mended.
@@ -273,15 +278,18 @@ private:
         return state.forgetRuns(runsKept);
     }
 
-    // What was to be done and is not noted may be half made still.
-    Result<void> endHalfMade(const Recovered& recovered, const Plan& plan) {
+    // What was to be done and is not noted may be half made still, where there is nothing more than
+    // its empty beginning.
+    Result<void> endHalfMade(const Recovered& recovered, const Plan& plan, const ThereTree& there) {
         StateChange change;
         for (const Intent& each : recovered.halfMade) {
             const bool wasPlanned = std::ranges::any_of(
                 plan.actions, [&](const Action& action) { return action.path == each.path; });
             const Result<std::optional<BaseNode>> node = pair_.state().node(each.path);
             if (!node) return node.error();
-            if (*node || !wasPlanned) change.endedIntents.push_back(each.id);
+            const auto now = there.find(each.path);
+            const bool isOther = now != there.end() && now->second.state.size.value_or(0) > 0;
+            if (*node || !wasPlanned || isOther) change.endedIntents.push_back(each.id);
         }
         return change.isEmpty() ? Result<void>() : pair_.state().commit(change);
     }
@@ -320,6 +328,8 @@ private:
     int64_t run_ = 0;  // 0: nothing was to be done so far
     bool mayMove_ = true;
     bool needsMore_ = true;
+    size_t mishaps_ = 0;
+    std::vector<SyncEvent> waiting_;  // as the last plan left them
     SyncEnd end_;
 };
 

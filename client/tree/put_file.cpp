@@ -59,10 +59,11 @@ Task<Result<PutEnd>> FilePutter::put(const LocalFolder& folder, const FileToPut&
             Kind::network, "The server stores something else than was sent; fetch it to see what.");
     }
     end.version = stored->version;
+    end.mishap = std::move(stored->stillLocked);
     if (co_await replacedAnother(file, *stored)) {
-        end.lost = localError(Kind::network,
-                              "Somebody else made it at the same time, and the server replaced "
-                              "that, though it was asked not to: their version is lost.");
+        end.mishap = localError(Kind::network,
+                                "Somebody else made it at the same time, and the server replaced "
+                                "that, though it was asked not to: their version is lost.");
     }
     co_return std::move(end);
 }

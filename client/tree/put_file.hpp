@@ -32,7 +32,8 @@ struct PutEnd {
     LocalEntry begun{};             // the file that it was read from
     bool isOther = false;           // the server stores something else
     std::optional<Error> remark{};  // the server stores something else than was sent
-    std::optional<Error> lost{};    // it replaced what somebody made at the same time
+    // It is stored, and yet: it replaced what somebody made at the same time, or its lock stays.
+    std::optional<Error> mishap{};
 };
 
 // For the tasks of one thread.

@@ -264,7 +264,7 @@ private:
             co_return;
         }
         tell({TreeDeed::stored, file.path, file.url, stored->size, std::move(stored->remark)});
-        if (stored->lost) tellFailure(file.path, file.url, *stored->lost);
+        if (stored->mishap) tellFailure(file.path, file.url, *stored->mishap);
     }
 
     // What is there alone: it may have been removed here.

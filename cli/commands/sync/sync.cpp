@@ -65,7 +65,8 @@ public:
             session_.progress().hide();
             report(attemptOf(event.act), event.path, *event.error);
         } else if (event.error) {
-            sayAside(event.path, event.error->sentences.front());
+            session_.progress().hide();
+            reportBeside(event.path, *event.error);
         }
     }
     void remark(const std::string& sentence) {
@@ -258,8 +259,8 @@ int runNew(Session& session, SyncChoice& choice) {
 }
 
 int runSync(Session& session, SyncChoice& choice) {
-    if (choice.forgets && (!choice.url.empty() || choice.telling.dryRun)) {
     choice.folder = folderFrom(choice.start, choice.folder);
+    if (choice.forgets && (!choice.url.empty() || choice.telling.dryRun)) {
         return report("forget the pair of", choice.folder,
                       localError(Kind::usage, "--forget takes a folder alone, and no dry run."));
     }
@@ -322,8 +323,8 @@ void addSync(CommandDefinition program, Invocation& invocation) {
         .addOption("URL", choice->url,
                    "The collection, the first time; it is made where it is not there")
         .typeName("");
-    const auto pull = command.addFlag("--pull", choice->pull, "Only what changed there");
     addStartOption(command, choice->start);
+    const auto pull = command.addFlag("--pull", choice->pull, "Only what changed there");
     command.addFlag("--push", choice->push, "Only what changed here").excludes(pull);
     addTellingOptions(command, choice->telling);
     command.addFlag("-y,--yes", choice->yes, "Pair them without a question");
