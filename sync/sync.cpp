@@ -12,6 +12,7 @@
 #include "sync/apply.hpp"
 #include "sync/compare_contents.hpp"
 #include "sync/copies.hpp"
+#include "sync/held_pair.hpp"
 #include "sync/recover.hpp"
 #include "sync/scan.hpp"
 #include "sync/view_pair.hpp"
@@ -333,26 +334,12 @@ private:
     SyncEnd end_;
 };
 
-Result<LocalFolder> openFolder(const Pair& pair) {
-    Result<LocalFolder> folder = LocalFolder::open(pair.folder());
-    if (folder) return folder;
-    return localError(Kind::local,
-                      fmt::format("The folder {} cannot be opened, and nothing was changed on the "
-                                  "server. Put it back, or forget the pair: quillon sync --forget "
-                                  "FOLDER",
-                                  pair.folder().string()));
-}
-
 }  // namespace
 
 Task<Result<SyncEnd>> synchronise(Remote& remote, Pair& pair, const SyncOptions& options) {
-    const Result<vxhost::Descriptor> held = pair.hold();
-    if (!held) co_return held.error();
-    const Result<LocalFolder> folder = openFolder(pair);
-    if (!folder) co_return folder.error();
-    Result<Store> store = Store::open(storeDirectory(), options.limits);
-    if (!store) co_return std::move(store).error();
-    Synchronising synchronising(remote, pair, options, *folder, *store);
+    Result<HeldPair> held = HeldPair::open(pair, options.limits);
+    if (!held) co_return std::move(held).error();
+    Synchronising synchronising(remote, pair, options, held->folder, held->store);
     co_return co_await synchronising.run();
 }
 
