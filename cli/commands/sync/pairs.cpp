@@ -30,7 +30,7 @@ void addStartOption(CommandDefinition command, std::string& start) {
 }
 
 void addFolderWord(CommandDefinition command, std::string& folder) {
-    command.addOption("DIRECTORY", folder, "The same as a word, without -C").typeName("");
+    command.addOption("DIRECTORY", folder, "The folder as a word, in place of -C").typeName("");
 }
 
 std::string folderFrom(const std::string& start, const std::string& word) {
