@@ -97,7 +97,8 @@ private:
         if (earlier_.contains(action.path)) work_.journal.next().mended.push_back(action.path);
         SyncEvent event = eventOf(action);
         if (done.size > 0) event.size = done.size;
-        event.error = std::move(done.remark);
+        if (done.mishap) ++applied_.mishaps;
+        event.error = done.mishap ? std::move(done.mishap) : std::move(done.remark);
         work_.options.tell(event);
     }
 
@@ -205,7 +206,7 @@ private:
             if (each.act == Act::fetch || each.act == Act::store) transfers.push_back(&each);
             if (each.act == Act::adopt) adopt(each);
             if (each.act == Act::forget) work_.noteNode(each.path, std::nullopt);
-            if (each.act == Act::blocked || each.act == Act::compare) tellBlocked(each);
+            if (each.act == Act::blocked || each.act == Act::compare) noteBlocked(each);
         }
         co_await doAll(std::move(transfers));
         for (const Action& each : actions) {
@@ -237,15 +238,14 @@ private:
         work_.options.tell(eventOf(action));
     }
 
-    void tellBlocked(const Action& action) {
+    void noteBlocked(const Action& action) {
         ++applied_.failures;
         SyncEvent event = eventOf(action);
         event.error = localError(Kind::local, action.why);
-        work_.options.tell(event);
+        work_.waiting.push_back(std::move(event));
     }
 
     Task<> takeConflict(const Action& action) {
-        ++applied_.conflicts;
         SyncEvent event = eventOf(action);
         if (action.conflict != Conflict::kinds) {
             const Journal::Worker worker(work_.journal);
@@ -256,7 +256,7 @@ private:
                 event.error = std::move(copy).error();
             }
         }
-        work_.options.tell(event);
+        work_.waiting.push_back(std::move(event));
     }
 
     // Leaves first: the files, then folders from the deepest on.

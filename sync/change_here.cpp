@@ -1,15 +1,11 @@
 #include "sync/change_here.hpp"
 
-#include <fmt/chrono.h>
-#include <fmt/format.h>
-
-#include <algorithm>
-#include <ctime>
 #include <utility>
 
 #include "client/memory/file_note.hpp"
 #include "client/remote/conditions.hpp"
 #include "client/tree/new_file_taker.hpp"
+#include "sync/copy_path.hpp"
 #include "sync/replace_here.hpp"
 #include "sync/scan.hpp"
 
@@ -71,20 +67,6 @@ std::optional<Time> dateOf(const FetchedContent& fetched, const ThereState& list
     return fetched.version.modified ? fetched.version.modified : listed.modified;
 }
 
-// "q3 (theirs, 2026-11-25 14.02).csv"; number: from the second on.
-std::string copyPath(const std::string& path, Time when, int number) {
-    const size_t slash = path.rfind('/');
-    const size_t begin = slash == path.npos ? 0 : slash + 1;
-    size_t dot = path.rfind('.');
-    if (dot == path.npos || dot <= begin) dot = path.size();
-    const time_t seconds = std::chrono::system_clock::to_time_t(when);
-    struct tm parts {};
-    localtime_r(&seconds, &parts);
-    const std::string again = number > 1 ? fmt::format(", {}", number) : "";
-    return fmt::format("{} (theirs, {:%Y-%m-%d %H.%M}{}){}", path.substr(0, dot), parts, again,
-                       path.substr(dot));
-}
-
 bool isHere(const LocalFolder& folder, const ConflictCopy& copy) {
     const Result<std::optional<LocalEntry>> found = folder.look(copy.copy);
     return found && *found;
@@ -92,7 +74,7 @@ bool isHere(const LocalFolder& folder, const ConflictCopy& copy) {
 
 Result<std::string> freeCopyPath(const Work& work, const std::string& path, Time when) {
     for (int number = 1; number <= mostCopies; ++number) {
-        std::string copy = copyPath(path, when, number);
+        std::string copy = copyPathOf(path, when, number);
         const Result<std::optional<LocalEntry>> found = work.folder.look(copy);
         if (!found) return found.error();
         if (!*found) return copy;

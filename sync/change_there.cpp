@@ -247,8 +247,7 @@ Task<Result<Done>> storeFile(Work& work, std::string path) {
     if (const auto open = work.folder.openForReading(path, Links::left)) {
         work.store.keepCommon(*open, end->size, end->hash);
     }
-    if (end->lost) co_return std::move(*end->lost);
-    co_return Done{end->size, std::move(end->remark)};
+    co_return Done{end->size, std::move(end->remark), std::move(end->mishap)};
 }
 
 Task<Result<Done>> makeCollection(Work& work, std::string path) {

@@ -42,6 +42,20 @@ void addMembers(const WalkedCollection& walked, Folding folding, ThereTree& tree
     }
 }
 
+Task<> noteCollection(ThereLook& look, WalkedCollection walked, Folding folding) {
+    const bool isRoot = walked.path.empty();
+    if (isRoot) {
+        look.asked = walked.members->asked;
+        look.server = withoutVersions(walked.members->server);
+    }
+    if (walked.members->unreadable > 0) {
+        look.isComplete = false;
+        if (!isRoot) look.tree[walked.path] = blockedNode("The server hides a part of it.");
+    }
+    addMembers(walked, folding, look.tree);
+    co_return;
+}
+
 }  // namespace
 
 ThereState thereStateOf(const Resource& resource) {
@@ -84,33 +98,14 @@ Task<Result<ThereLook>> lookThere(Remote& remote, std::string rootUrl, const Fil
         return filter.takes(path, isCollection);
     });
     walk.askForFileIds();
-    std::optional<Error> failure;
-    for (bool isRoot = true;; isRoot = false) {
-        std::optional<WalkedCollection> walked = co_await walk.next();
-        if (!walked) break;
-        if (walked->members) {
-            if (isRoot) {
-                look.asked = walked->members->asked;
-                look.server = withoutVersions(walked->members->server);
-            }
-            if (walked->members->unreadable > 0) {
-                look.isComplete = false;
-                if (!isRoot)
-                    look.tree[walked->path] = blockedNode("The server hides a part of it.");
-            }
-            addMembers(*walked, folding, look.tree);
-        } else if (isRoot || walked->members.error().kind == Kind::interrupted) {
-            failure = walked->members.error();
-            break;
-        } else {
-            look.tree[walked->path] = blockedNode(walked->members.error().sentences.front());
-        }
-    }
-    for (const auto& [path, url, error] : walk.leftOut()) {
+    Walk::Taker take = [&](WalkedCollection walked) {
+        return noteCollection(look, std::move(walked), folding);
+    };
+    Walk::FailureTeller fail = [&look](const auto& path, const auto&, const Error& error) {
         look.tree[path] = blockedNode(error.sentences.front());
-    }
-    co_await walk.finish();
-    if (failure) co_return std::move(*failure);
+    };
+    const Result<void> walked = co_await walk.takeAll(std::move(take), std::move(fail));
+    if (!walked) co_return walked.error();
     look.isComplete = look.isComplete && walk.isComplete();
     co_return std::move(look);
 }

@@ -132,7 +132,8 @@ Result<std::optional<Pair>> Pair::find(const fs::path& folder) {
     }
 }
 
-Result<Pair> Pair::make(const fs::path& folder, const std::string& url, const FilterRules& rules) {
+Result<Pair> Pair::make(const fs::path& folder, const Address& collection,
+                        const FilterRules& rules) {
     const Result<fs::path> real = realPath(folder);
     if (!real) return real.error();
     if (Result<void> free = checkNotNested(*real); !free) return std::move(free).error();
@@ -147,12 +148,21 @@ Result<Pair> Pair::make(const fs::path& folder, const std::string& url, const Fi
     // The URL comes last: without it nothing is paired.
     for (const auto& [name, value] : {std::pair<const char*, std::string>{"folder", real->string()},
                                       {"rules", joined(rules)},
-                                      {"url", url}}) {
+                                      {"user", collection.user()},
+                                      {"url", collection.asCollection().url()}}) {
         if (Result<void> written = state->set(name, value); !written) {
             return std::move(written).error();
         }
     }
     return open(directory);
+}
+
+Result<Address> Pair::collection() const {
+    Result<Address> address = Address::parse(url_);
+    const Result<std::optional<std::string>> user = state_.setting("user");
+    if (!user) return user.error();
+    if (address && *user && !(*user)->empty()) return address->withUser(**user);
+    return address;
 }
 
 Result<void> Pair::setRules(const FilterRules& rules) {

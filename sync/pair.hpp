@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "client/address.hpp"
 #include "client/result.hpp"
 #include "client/tree/filter.hpp"
 #include "platform/base/descriptor.hpp"
@@ -22,14 +23,16 @@ public:
     // That of the folder, or of one that it is in; nothing where none is paired.
     static Result<std::optional<Pair>> find(const std::filesystem::path& folder);
     // Nothing else changes. Fails with Kind::usage where the folder is in one that is paired, or
-    // has one in it. url: of the collection, without password; ends in a slash.
-    static Result<Pair> make(const std::filesystem::path& folder, const std::string& url,
+    // has one in it. The user of the address is kept, its password is not.
+    static Result<Pair> make(const std::filesystem::path& folder, const Address& collection,
                              const FilterRules& rules);
     // Both sides stay as they are; conflicts' copies here become ordinary files.
     static Result<void> forget(Pair pair);
 
     const std::filesystem::path& folder() const { return folder_; }
-    const std::string& url() const { return url_; }
+    const std::string& url() const { return url_; }  // ends in a slash
+    // The same with the user that it was paired for.
+    Result<Address> collection() const;
     const FilterRules& rules() const { return rules_; }
     Result<void> setRules(const FilterRules& rules);
     void tryRules(const FilterRules& rules) { rules_ = rules; }  // of this run alone

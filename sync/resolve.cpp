@@ -36,13 +36,9 @@ Error theirsGone(const ConflictCopy& theirs) {
 }  // namespace
 
 Result<Resolver> Resolver::open(Pair& pair, const StoreLimits& limits) {
-    Result<vxhost::Descriptor> held = pair.hold();
+    Result<HeldPair> held = HeldPair::open(pair, limits);
     if (!held) return std::move(held).error();
-    Result<LocalFolder> folder = LocalFolder::open(pair.folder());
-    if (!folder) return std::move(folder).error();
-    Result<Store> store = Store::open(storeDirectory(), limits);
-    if (!store) return std::move(store).error();
-    return Resolver(pair, std::move(*held), std::move(*folder), std::move(*store));
+    return Resolver(pair, std::move(*held));
 }
 
 Result<OpenConflict> Resolver::find(const std::string& path) const {
@@ -69,13 +65,13 @@ Result<void> Resolver::settle(const OpenConflict& conflict, const BaseNode& node
     for (const ConflictCopy& each : conflict.all) {
         Result<void> gone;
         if (removesCopies) {
-            gone = removeCopy(folder_, store_, each, change);
+            gone = removeCopy(held_.folder, held_.store, each, change);
         } else {
             change.goneCopies.push_back(each.copy);
         }
         if (!gone) return gone;
     }
-    if (Result<void> stored = folder_.storeAll(); !stored) return stored;
+    if (Result<void> stored = held_.folder.storeAll(); !stored) return stored;
     return pair_.state().commit(change);
 }
 
@@ -96,24 +92,25 @@ Result<void> Resolver::takeBoth(const OpenConflict& conflict) {
 
 Result<void> Resolver::replaceMine(const OpenConflict& conflict, NewFile& file,
                                    std::optional<Time> modified) {
-    const Result<FileHere> mine = readFileHere(folder_, conflict.path);
+    const Result<FileHere> mine = readFileHere(held_.folder, conflict.path);
     if (!mine) return mine.error();
     if (mine->isUnread()) {
         return localError(Kind::local, "Yours cannot be read, and was left alone.");
     }
     const Result<int64_t> run = pair_.state().beginRun(timeNow());
     if (!run) return run.error();
-    return replaceHere(folder_, pair_.state(), store_, conflict.path, *mine, file, *run, modified);
+    return replaceHere(held_.folder, pair_.state(), held_.store, conflict.path, *mine, file, *run,
+                       modified);
 }
 
 Result<void> Resolver::takeTheirs(const OpenConflict& conflict) {
     const std::string& hash = conflict.theirs.there.hash;
     Result<NewFile> file =
-        copyToNewFile(folder_, folder_.shown(conflict.theirs.copy), conflict.path);
+        copyToNewFile(held_.folder, held_.folder.shown(conflict.theirs.copy), conflict.path);
     if (!file || file->hash() != hash) return theirsGone(conflict.theirs);
     const std::optional<Time> modified = conflict.theirs.there.modified;
     if (Result<void> replaced = replaceMine(conflict, *file, modified); !replaced) return replaced;
-    const Result<std::optional<LocalEntry>> now = folder_.look(conflict.path);
+    const Result<std::optional<LocalEntry>> now = held_.folder.look(conflict.path);
     BaseNode node;
     if (now && *now) node.here = hereStateOf(**now);
     node.here.changedNs = 0;  // the next run reads it
@@ -126,14 +123,15 @@ Result<Resolver::MergeInput> Resolver::mergeInput(const OpenConflict& conflict) 
     const Result<std::optional<BaseNode>> base = pair_.state().node(conflict.path);
     if (!base) return base.error();
     const std::string hash = *base ? (*base)->here.hash : std::string();
-    const std::optional<fs::path> common = hash.empty() ? std::nullopt : store_.find(hash);
+    const std::optional<fs::path> common = hash.empty() ? std::nullopt : held_.store.find(hash);
     if (!common) {
         return localError(Kind::refused,
                           "The version that both sides had is not kept, so that they cannot be "
                           "merged. --both keeps both.");
     }
-    MergeInput input{folder_.shown(conflict.path), *common, folder_.shown(conflict.theirs.copy)};
-    if (hashOf(folder_, conflict.theirs.copy, Links::left) != conflict.theirs.there.hash) {
+    MergeInput input{held_.folder.shown(conflict.path), *common,
+                     held_.folder.shown(conflict.theirs.copy)};
+    if (hashOf(held_.folder, conflict.theirs.copy, Links::left) != conflict.theirs.there.hash) {
         return theirsGone(conflict.theirs);
     }
     for (const fs::path& each : {input.mine, input.common, input.theirs}) {
@@ -144,7 +142,7 @@ Result<Resolver::MergeInput> Resolver::mergeInput(const OpenConflict& conflict) 
 }
 
 Result<void> Resolver::takeMerged(const OpenConflict& conflict, std::string_view text) {
-    Result<NewFile> file = folder_.makeFile(conflict.path);
+    Result<NewFile> file = held_.folder.makeFile(conflict.path);
     if (!file) return std::move(file).error();
     if (Result<void> written = file->write(text); !written) return written;
     if (Result<void> replaced = replaceMine(conflict, *file, {}); !replaced) return replaced;

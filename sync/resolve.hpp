@@ -7,9 +7,8 @@
 #include <vector>
 
 #include "client/result.hpp"
-#include "client/tree/local_folder.hpp"
-#include "sync/pair.hpp"
-#include "sync/store.hpp"
+#include "client/tree/new_file.hpp"
+#include "sync/held_pair.hpp"
 
 namespace quillon::sync {
 
@@ -45,20 +44,14 @@ public:
     Result<void> takeMerged(const OpenConflict& conflict, std::string_view text);
 
 private:
-    Resolver(Pair& pair, vxhost::Descriptor held, LocalFolder folder, Store store)
-        : pair_(pair),
-          held_(std::move(held)),
-          folder_(std::move(folder)),
-          store_(std::move(store)) {}
+    Resolver(Pair& pair, HeldPair held) : pair_(pair), held_(std::move(held)) {}
     // The file here gets a new content, by what place does.
     Result<void> replaceMine(const OpenConflict& conflict, NewFile& file,
                              std::optional<Time> modified);
     Result<void> settle(const OpenConflict& conflict, const BaseNode& node, bool removesCopies);
 
     Pair& pair_;
-    vxhost::Descriptor held_;
-    LocalFolder folder_;
-    Store store_;
+    HeldPair held_;
 };
 
 }  // namespace quillon::sync

@@ -12,6 +12,7 @@
 #include "sync/apply.hpp"
 #include "sync/compare_contents.hpp"
 #include "sync/copies.hpp"
+#include "sync/held_pair.hpp"
 #include "sync/recover.hpp"
 #include "sync/scan.hpp"
 #include "sync/view_pair.hpp"
@@ -39,12 +40,14 @@ public:
     Task<Result<SyncEnd>> run() {
         const Result<Recovered> recovered = recoverUnlessDry();
         if (!recovered) co_return recovered.error();
-        for (int count = 0; count < mostPlans && needsMore_; ++count) {
-            Result<void> done = co_await runOnce(*recovered, count == 0);
-            if (!done) co_return std::move(done).error();
+        Result<void> done;
+        for (int count = 0; count < mostPlans && needsMore_ && done; ++count) {
+            done = co_await runOnce(*recovered, count == 0);
         }
+        for (const SyncEvent& each : waiting_) options_.tell(each);
+        if (!done) co_return std::move(done).error();
         if (options_.meter) options_.meter->expectNoMore();
-        end_.failures += recovered->left.size();
+        end_.failures += recovered->left.size() + mishaps_;
         co_return end_;
     }
 
@@ -221,15 +224,18 @@ private:
         work.trees = std::move(plan.trees);
         plan.trees = {};
         Result<Applied> applied = co_await applyPlan(work, plan, std::move(*earlier));
+        waiting_ = std::move(work.waiting);
         if (!applied) co_return std::move(applied).error();
-        end_.conflicts = applied->conflicts;
+        end_.conflicts =
+            static_cast<size_t>(std::ranges::count(waiting_, Act::conflict, &SyncEvent::act));
         end_.failures = applied->failures;
+        mishaps_ += applied->mishaps;
         needsMore_ =
             (plan.needsMore && !applied->removalFailed) || (applied->moveFailed && mayMove_);
         if (applied->moveFailed) mayMove_ = false;
         Result<void> finished = noteCompared(plan, work.trees.there, view);
         if (finished) finished = finish(plan, view);
-        co_return finished ? endHalfMade(recovered, plan) : std::move(finished);
+        co_return finished ? endHalfMade(recovered, plan, work.trees.there) : std::move(finished);
     }
 
     // By their paths. What the plan has no action for has been mended.
@@ -282,15 +288,18 @@ private:
         return state.forgetRuns(runsKept);
     }
 
-    // What was to be done and is not noted may be half made still.
-    Result<void> endHalfMade(const Recovered& recovered, const Plan& plan) {
+    // What was to be done and is not noted may be half made still, where there is nothing more than
+    // its empty beginning.
+    Result<void> endHalfMade(const Recovered& recovered, const Plan& plan, const ThereTree& there) {
         StateChange change;
         for (const Intent& each : recovered.halfMade) {
             const bool wasPlanned = std::ranges::any_of(
                 plan.actions, [&](const Action& action) { return action.path == each.path; });
             const Result<std::optional<BaseNode>> node = pair_.state().node(each.path);
             if (!node) return node.error();
-            if (*node || !wasPlanned) change.endedIntents.push_back(each.id);
+            const auto now = there.find(each.path);
+            const bool isOther = now != there.end() && now->second.state.size.value_or(0) > 0;
+            if (*node || !wasPlanned || isOther) change.endedIntents.push_back(each.id);
         }
         return change.isEmpty() ? Result<void>() : pair_.state().commit(change);
     }
@@ -329,29 +338,17 @@ private:
     int64_t run_ = 0;  // 0: nothing was to be done so far
     bool mayMove_ = true;
     bool needsMore_ = true;
+    size_t mishaps_ = 0;
+    std::vector<SyncEvent> waiting_;  // as the last plan left them
     SyncEnd end_;
 };
-
-Result<LocalFolder> openFolder(const Pair& pair) {
-    Result<LocalFolder> folder = LocalFolder::open(pair.folder());
-    if (folder) return folder;
-    return localError(Kind::local,
-                      fmt::format("The folder {} cannot be opened, and nothing was changed on the "
-                                  "server. Put it back, or forget the pair: quillon sync --forget "
-                                  "FOLDER",
-                                  pair.folder().string()));
-}
 
 }  // namespace
 
 Task<Result<SyncEnd>> synchronise(Remote& remote, Pair& pair, const SyncOptions& options) {
-    const Result<vxhost::Descriptor> held = pair.hold();
-    if (!held) co_return held.error();
-    const Result<LocalFolder> folder = openFolder(pair);
-    if (!folder) co_return folder.error();
-    Result<Store> store = Store::open(storeDirectory(), options.limits);
-    if (!store) co_return std::move(store).error();
-    Synchronising synchronising(remote, pair, options, *folder, *store);
+    Result<HeldPair> held = HeldPair::open(pair, options.limits);
+    if (!held) co_return std::move(held).error();
+    Synchronising synchronising(remote, pair, options, held->folder, held->store);
     co_return co_await synchronising.run();
 }
 

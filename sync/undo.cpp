@@ -14,6 +14,7 @@
 #include "client/tree/replace.hpp"
 #include "platform/http/file_upload.hpp"
 #include "platform/text/url.hpp"
+#include "sync/held_pair.hpp"
 #include "sync/look_there.hpp"
 #include "sync/recover.hpp"
 #include "sync/replace_here.hpp"
@@ -250,18 +251,15 @@ Result<std::vector<Deed>> deedsToUndo(const State& state, int64_t run) {
 }  // namespace
 
 Task<Result<SyncEnd>> undoRun(Remote& remote, Pair& pair, int64_t run, const SyncOptions& options) {
-    const Result<vxhost::Descriptor> held = pair.hold();
-    if (!held) co_return held.error();
-    const Result<LocalFolder> folder = LocalFolder::open(pair.folder());
-    if (!folder) co_return folder.error();
-    Result<Store> store = Store::open(storeDirectory(), options.limits);
-    if (!store) co_return std::move(store).error();
-    const Result<Recovered> recovered = recover(*folder, pair.state(), *store, LateRun::last);
+    Result<HeldPair> held = HeldPair::open(pair, options.limits);
+    if (!held) co_return std::move(held).error();
+    const Result<Recovered> recovered =
+        recover(held->folder, pair.state(), held->store, LateRun::last);
     if (!recovered) co_return recovered.error();
     for (const std::string& sentence : recovered->left) options.remark(sentence);
     Result<std::vector<Deed>> deeds = deedsToUndo(pair.state(), run);
     if (!deeds) co_return std::move(deeds).error();
-    Undoing undoing(remote, pair, options, *folder, *store);
+    Undoing undoing(remote, pair, options, held->folder, held->store);
     co_return co_await undoing.run(std::move(*deeds));
 }
 

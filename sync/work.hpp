@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "client/tree/local_folder.hpp"
 #include "client/tree/put_file.hpp"
@@ -26,6 +27,8 @@ struct Work {
     int64_t run = 0;
     std::optional<Time> asked{};  // when the server was walked, by its clock
     Trees trees{};                // of the plan
+    // Conflicts, and what is blocked: told once no other plan follows, which finds them again.
+    std::vector<SyncEvent> waiting{};
 
     const HereNode* here(const std::string& path) const;
     const ThereNode* there(const std::string& path) const;
@@ -49,6 +52,7 @@ struct Work {
 struct Done {
     uint64_t size = 0;              // in bytes
     std::optional<Error> remark{};  // of what is done all the same
+    std::optional<Error> mishap{};  // the same, which a person has to know of
 };
 
 }  // namespace quillon::sync

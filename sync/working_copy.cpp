@@ -29,10 +29,8 @@ Result<WorkingCopy> WorkingCopy::make(const std::filesystem::path& folder,
         return localError(Kind::usage, (*known)->folder().string() + " is paired with " +
                                            (*known)->url() + ". Forget that pair first.");
     }
-    Result<Pair> pair = Pair::make(folder, collection.asCollection().url(), rules);
+    Result<Pair> pair = Pair::make(folder, collection, rules);
     if (!pair) return std::move(pair).error();
-    Result<void> noted = pair->state().set("user", collection.user());
-    if (!noted) return std::move(noted).error();
     return WorkingCopy(std::move(*pair));
 }
 
@@ -45,11 +43,7 @@ const std::filesystem::path& WorkingCopy::folder() const {
 }
 
 Result<Address> WorkingCopy::collection() const {
-    Result<Address> address = Address::parse(pair_->url());
-    const Result<std::optional<std::string>> user = pair_->state().setting("user");
-    if (!user) return user.error();
-    if (address && *user && !(*user)->empty()) return address->withUser(**user);
-    return address;
+    return pair_->collection();
 }
 
 Result<SyncEnd> WorkingCopy::synchronise(const Extension& extension, const Login& login,

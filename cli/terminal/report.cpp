@@ -95,6 +95,25 @@ std::string shown(std::string text) {
     return harmless(withoutEndlessWords(concealed(std::move(text))));
 }
 
+std::string sentencesOf(const Error& error) {
+    std::string text;
+    for (const std::string& sentence : error.sentences) {
+        if (!text.empty()) text += "\n  ";
+        text += shown(sentence);
+    }
+    return text;
+}
+
+std::string lockAdvices(const Error& error) {
+    std::string text;
+    for (const StrayLock& lock : error.locks) {
+        text += "\n  " +
+                shown(unlockAdvice(lock.taken ? "To unlock it" : "If it is yours and was left over",
+                                   lock.url, lock.token));
+    }
+    return text;
+}
+
 }  // namespace
 
 ExitCode report(std::string_view attempt, std::string_view url, const Error& error) {
@@ -105,17 +124,18 @@ ExitCode report(std::string_view attempt, std::string_view url, const Error& err
         return exitInterrupted;
     }
     std::string text = shown(fmt::format("quillon: cannot {}{}{}:", attempt, target, url));
-    for (const std::string& sentence : error.sentences) text += "\n  " + shown(sentence);
+    text += "\n  " + sentencesOf(error);
     if (const auto help = remedy(error, url); !help.empty()) text += fmt::format("\n  {}", help);
     if (error.part) text += "\n  " + shown(partAdvice(*error.part));
-    for (const StrayLock& lock : error.locks) {
-        text += "\n  " +
-                shown(unlockAdvice(lock.taken ? "To unlock it" : "If it is yours and was left over",
-                                   lock.url, lock.token));
-    }
+    text += lockAdvices(error);
     writeReport(text + "\n");
     // What a signal does not cut short, as a LOCK that may be granted, may fail behind it.
     return error.kind == Kind::network && interrupted() ? exitInterrupted : exitCode(error.kind);
+}
+
+void reportBeside(std::string_view name, const Error& error) {
+    writeReport(shown(fmt::format("quillon: {}: ", name)) + sentencesOf(error) +
+                lockAdvices(error) + "\n");
 }
 
 void complain(std::string_view sentence) {

@@ -14,6 +14,9 @@ namespace quillon::cli {
 // the command's.
 ExitCode report(std::string_view attempt, std::string_view url, const Error& error);
 
+// Of what was done all the same, or is left as it is: "quillon: NAME: " and the sentences.
+void reportBeside(std::string_view name, const Error& error);
+
 // One line that begins with "quillon: ".
 void complain(std::string_view sentence);
 

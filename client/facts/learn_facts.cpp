@@ -10,18 +10,12 @@
 #include <vector>
 
 #include "client/facts/look_at_collection.hpp"
-#include "client/facts/probe_body.hpp"
-#include "client/facts/scratch_name.hpp"
+#include "client/facts/scratch_member.hpp"
 #include "client/remote/content.hpp"
 #include "client/remote/held_lock.hpp"
 #include "client/remote/property.hpp"
 #include "client/remote/resource.hpp"
-#include "platform/base/ascii.hpp"
-#include "platform/base/logger.hpp"
-#include "platform/base/status.hpp"
-#include "platform/markup/multistatus_reader.hpp"
 #include "platform/text/http_status.hpp"
-#include "platform/text/url.hpp"
 #include "platform/weblnk/requests.hpp"
 
 namespace quillon {
@@ -30,11 +24,6 @@ namespace {
 using std::chrono::seconds;
 using vxhost::Answer;
 using vxhost::Request;
-
-// They end by themselves after an interrupt, so that the scratch member is removed behind them.
-constexpr vxhost::Policy storingScratch{.uninterrupted = true};
-constexpr vxhost::Policy removingScratch{
-    .repeatable = true, .uninterrupted = true, .endsAtSlash = true};
 
 // Dates in the past that no server gives by itself, each told by another way.
 constexpr Time byMtime{seconds(1'000'000'000)}, byDateField{seconds(1'100'000'000)},
@@ -59,7 +48,7 @@ public:
     Learning(Remote& remote, std::string url, FactsFor purpose, CollectionState* state)
         : remote_(remote),
           url_(std::move(url)),
-          member_(url_ + scratchName()),
+          member_(remote, url_),
           purpose_(purpose),
           state_(state) {}
 
@@ -78,7 +67,7 @@ public:
             co_await (this->*step)();
             if (failure_ || remote_.isInterrupted() || !facts_.probed) break;
         }
-        co_await removeScratch();
+        if (mayBeThere_) co_await member_.removeAtTheEnd(token_);
         const bool isUnknown = !facts_.probed && !failure_ && !remote_.isInterrupted();
         if (isUnknown && purpose_ != FactsFor::writing) {
             facts_.tagsInProperties = co_await tellsTags(remote_, url_);
@@ -107,42 +96,11 @@ private:
         }
     }
 
-    Task<> sendHeld(Request request, Answer* answer, Hold* hold) {
+    Task<> sendHeld(Request request, Answer* answer, BodyHold* hold) {
         co_await send(std::move(request), answer);
         hold->noteAnswer();
     }
 
-    Request putRequest(ProbeBody& body, const Conditions& conditions) const {
-        Request request;
-        request.method = "PUT";
-        request.url = member_;
-        request.policy = storingScratch;
-        request.headers = headerLines(conditions);
-        request.upload = &body;
-        return request;
-    }
-    // Its body goes out once the server has asked for it, by when it has seen the conditions.
-    Request heldRequest(ProbeBody& body, const Conditions& conditions) const {
-        Request request = putRequest(body, conditions);
-        request.isLarge = true;
-        return request;
-    }
-    Request deleteRequest(const Conditions& conditions) const {
-        return deleteRequest(member_, conditions);
-    }
-    static Request deleteRequest(std::string url, const Conditions& conditions) {
-        Request request;
-        request.method = "DELETE";
-        request.url = std::move(url);
-        request.policy = removingScratch;
-        request.headers = headerLines(conditions);
-        return request;
-    }
-    Request getRequest() const {
-        Request request = vxhost::contentRequest(member_);
-        request.isStreamed = false;
-        return request;
-    }
     // Of the tag that the member has.
     Conditions rightTag(bool inIf) const { return {.tag = tag_, .tagInIf = inIf}; }
 
@@ -150,7 +108,7 @@ private:
     Task<> begin() {
         ProbeBody body(letter());
         const Conditions nothingThere{.onlyNew = true};
-        Request put = putRequest(body, nothingThere);
+        Request put = member_.put(body, nothingThere);
         for (const DatesBy each : {DatesBy::mtime, DatesBy::dateField}) {
             put.headers.push_back(dateLine(each, each == DatesBy::mtime ? byMtime : byDateField));
         }
@@ -158,7 +116,7 @@ private:
         TaskGroup asked(remote_.loop());
         asked.spawn(send(vxhost::optionsRequest(url_), &options));
         if (purpose_ == FactsFor::writing) {
-            asked.spawn(removeLeftOnes());
+            asked.spawn(removeLeftScratches(remote_, url_));
         } else {
             asked.spawn(tryDepthInfinity(remote_, url_, &facts_));
         }
@@ -177,18 +135,6 @@ private:
         facts_.putTellsTag = !vxhost::parseEntityTag(stored.headers.first("ETag")).text.empty();
         // What a server refuses in its own words is not there.
         if (stored.status >= 400 && stored.status < 500) mayBeThere_ = false;
-    }
-
-    // What was killed has left its scratch member. Whether they can be removed decides nothing.
-    Task<> removeLeftOnes() {
-        const Result<Members> members = co_await list(remote_, url_);
-        if (!members) co_return;
-        for (const Resource& each : members->resources) {
-            if (each.isCollection || !isLeftScratch(vxhost::decodeSegment(each.segment))) continue;
-            Request request = deleteRequest(url_ + each.segment, unconditional);
-            const Result<Answer> removed = co_await remote_.send(std::move(request));
-            (void)removed;
-        }
     }
 
     void noteServer(const Answer& options) {
@@ -210,7 +156,7 @@ private:
         Answer content;
         TaskGroup asked(remote_.loop());
         asked.spawn(lookAtProperties());
-        asked.spawn(send(getRequest(), &content));
+        asked.spawn(send(member_.get(), &content));
         auto ended = asked.finish();
         co_await ended;
         const vxhost::EntityTag told = vxhost::parseEntityTag(content.headers.first("ETag"));
@@ -223,7 +169,8 @@ private:
     }
 
     Task<> lookAtProperties() {
-        const Result<std::optional<Resource>> found = co_await quillon::look(remote_, member_);
+        const Result<std::optional<Resource>> found =
+            co_await quillon::look(remote_, member_.url());
         if (!found) {
             // A server whose PROPFIND fails may store all the same.
             if (found.error().httpStatus == 0) failure_ = found.error();
@@ -250,7 +197,7 @@ private:
         Answer answers[3];
         TaskGroup asked(remote_.loop());
         for (size_t each = 0; each < wrong.size(); ++each) {
-            asked.spawn(send(putRequest(bodies[each], wrong[each]), &answers[each]));
+            asked.spawn(send(member_.put(bodies[each], wrong[each]), &answers[each]));
         }
         auto ended = asked.finish();
         co_await ended;
@@ -270,7 +217,7 @@ private:
             if (tag_.text.empty() || !isOther || (!match && !tagInIf)) continue;
             anyTried = true;
             ProbeBody body(letter());
-            Request put = putRequest(body, match ? rightTag(false) : rightTag(true));
+            Request put = member_.put(body, match ? rightTag(false) : rightTag(true));
             if (match && tagInIf) put.headers.push_back(headerLines(rightTag(true)).front());
             Answer stored;
             co_await send(std::move(put), &stored);
@@ -294,7 +241,7 @@ private:
             ProbeBody body;
             Answer answer{};
         };
-        Hold hold(remote_.loop());
+        BodyHold hold(remote_.loop());
         Held both[] = {{false, facts_.putIfMatch && !tag_.weak, &facts_.ifMatchHolds,
                         ProbeBody(letter(), &hold)},
                        {true, facts_.putTagInIf, &facts_.tagInIfHolds, ProbeBody(letter(), &hold)}};
@@ -304,10 +251,11 @@ private:
         TaskGroup held(remote_.loop());
         for (Held& each : both) {
             if (!each.wanted) continue;
-            held.spawn(sendHeld(heldRequest(each.body, rightTag(each.inIf)), &each.answer, &hold));
+            held.spawn(
+                sendHeld(member_.putHeld(each.body, rightTag(each.inIf)), &each.answer, &hold));
         }
         if (!anyWanted) {
-            held.spawn(sendHeld(heldRequest(plain, unconditional), &plainAnswer, &hold));
+            held.spawn(sendHeld(member_.putHeld(plain, unconditional), &plainAnswer, &hold));
         }
         const auto areHeld = [&] {
             return anyWanted ? std::ranges::all_of(both,
@@ -325,7 +273,7 @@ private:
         if (wereHeld && !failure_) {
             // What is asked behind a request that is under way is answered behind it.
             Answer meanwhile;
-            Request get = getRequest();
+            Request get = member_.get();
             co_await send(std::move(get), &meanwhile);
             facts_.replacesAtOnce = isDone(meanwhile) && ProbeBody::letterOf(meanwhile.text);
             wereHeld = areHeld();
@@ -353,8 +301,8 @@ private:
         ProbeBody one(letter()), other(letter());
         Answer answers[2];
         TaskGroup asked(remote_.loop());
-        asked.spawn(send(putRequest(one, right), &answers[0]));
-        asked.spawn(send(putRequest(other, right), &answers[1]));
+        asked.spawn(send(member_.put(one, right), &answers[0]));
+        asked.spawn(send(member_.put(other, right), &answers[1]));
         auto ended = asked.finish();
         co_await ended;
         co_return isDone(answers[0]) != isDone(answers[1]);
@@ -366,7 +314,7 @@ private:
         Answer byMatch, byIf;
         const Conditions wrong{.tag = wrongTag}, wrongInIf{.tag = wrongTag, .tagInIf = true};
         // One after the other, since bodies that are held back need two round trips meanwhile.
-        Request match = deleteRequest(wrong), tagInIf = deleteRequest(wrongInIf);
+        Request match = member_.remove(wrong), tagInIf = member_.remove(wrongInIf);
         if (facts_.putIfMatch) co_await send(std::move(match), &byMatch);
         if (facts_.putTagInIf) co_await send(std::move(tagInIf), &byIf);
         facts_.deleteIfMatch = isRefused(byMatch);
@@ -378,7 +326,7 @@ private:
         Answer content;
         bool dateIsSet = false;
         TaskGroup asked(remote_.loop());
-        asked.spawn(send(getRequest(), &content));
+        asked.spawn(send(member_.get(), &content));
         if (facts_.dates == DatesBy::none) asked.spawn(setDate(&dateIsSet));
         auto ended = asked.finish();
         co_await ended;
@@ -391,7 +339,7 @@ private:
     }
 
     Task<> setDate(bool* done) {
-        const Result<void> set = co_await setFileDate(remote_, member_, byProperty);
+        const Result<void> set = co_await setFileDate(remote_, member_.url(), byProperty);
         *done = bool(set);
         if (!set && set.error().httpStatus == 0) failure_ = set.error();
     }
@@ -413,7 +361,7 @@ private:
     }
 
     Task<> take(std::optional<HeldLock>* lock) {
-        Result<HeldLock> taken = co_await takeLock(remote_, member_, Depth::zero);
+        Result<HeldLock> taken = co_await takeLock(remote_, member_.url(), Depth::zero);
         if (taken) {
             lock->emplace(std::move(*taken));
         } else if (taken.error().httpStatus == 0) {
@@ -428,27 +376,18 @@ private:
         if (!tag_.weak) locked.tag = tag_;
         Answer withoutToken, withToken;
         TaskGroup asked(remote_.loop());
-        asked.spawn(send(putRequest(without, unconditional), &withoutToken));
-        asked.spawn(send(putRequest(with, locked), &withToken));
+        asked.spawn(send(member_.put(without, unconditional), &withoutToken));
+        asked.spawn(send(member_.put(with, locked), &withToken));
         auto ended = asked.finish();
         co_await ended;
         facts_.locks = withoutToken.status == 423 && isDone(withToken);
     }
 
-    Task<> removeScratch() {
-        if (!mayBeThere_) co_return;
-        const Conditions conditions{.lockToken = token_};
-        Request request = deleteRequest(conditions);
-        const Result<Answer> removed = co_await remote_.send(std::move(request));
-        if (removed && (isDone(*removed) || removed->status == 404)) co_return;
-        vxhost::logLine(vxhost::findLogger(U"App.WebDAV.quillon"), vx::LOG_FAILURE,
-                        member_ + " may have stayed on the server, and can be removed.");
-    }
-
     char letter() { return next_++; }
 
     Remote& remote_;
-    const std::string url_, member_;
+    const std::string url_;
+    const ScratchMember member_;
     const FactsFor purpose_;
     CollectionState* const state_;  // null: nobody wants to know
     ServerFacts facts_;

@@ -16,9 +16,9 @@ namespace quillon {
 
 // What holds the second halves of bodies back. Not for long: a server, or the way to it, may take
 // one request at a time.
-class Hold {
+class BodyHold {
 public:
-    explicit Hold(Loop& loop) : loop_(loop) {}
+    explicit BodyHold(Loop& loop) : loop_(loop) {}
 
     bool isOver() const { return over_ || std::chrono::steady_clock::now() >= end_; }
     void end() { over_ = true; }
@@ -37,7 +37,7 @@ public:
     // To be awaited by one task, for either of these.
     auto change() {
         struct Waiting {
-            Hold& hold;
+            BodyHold& hold;
             bool await_ready() const { return false; }
             void await_suspend(std::coroutine_handle<> task) { hold.waiting_ = task; }
             void await_resume() const {}
@@ -57,7 +57,7 @@ class ProbeBody final : public vxhost::UploadSource {
 public:
     static constexpr size_t size = 4096;  // in bytes
 
-    explicit ProbeBody(char letter, Hold* hold = nullptr) : letter_(letter), hold_(hold) {}
+    explicit ProbeBody(char letter, BodyHold* hold = nullptr) : letter_(letter), hold_(hold) {}
 
     // The letter of a whole content; nothing for any other.
     static std::optional<char> letterOf(std::string_view content) {
@@ -90,7 +90,7 @@ public:
 
 private:
     const char letter_;
-    Hold* const hold_;
+    BodyHold* const hold_;
     size_t position_ = 0;
     bool held_ = false;
 };

@@ -69,9 +69,10 @@ Task<Result<FetchedContent>> fetchWhole(Remote& remote, std::string url, Content
 Task<Result<void>> checkSize(Remote& remote, std::string url, uint64_t came);
 
 struct Stored {
-    bool isNew = false;    // it was made (201)
-    Version version;       // as far as the answer tells
-    bool isOther = false;  // what is there has another size than what was sent
+    bool isNew = false;                  // it was made (201)
+    Version version;                     // as far as the answer tells
+    bool isOther = false;                // what is there has another size than what was sent
+    std::optional<Error> stillLocked{};  // by the lock that it was stored under
 };
 
 // Above what size a content is large.

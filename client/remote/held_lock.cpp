@@ -195,6 +195,14 @@ Task<Result<void>> giveBack(Remote& remote, HeldLock lock) {
     co_return co_await unlock(remote, lock.url(), lock.token());
 }
 
+Error doneButLocked(Error notGivenBack) {
+    notGivenBack.sentences.insert(
+        notGivenBack.sentences.begin(),
+        "It is done, but the lock that it was done under could not be given back: until that is "
+        "taken off or has run out, nobody else can change it.");
+    return notGivenBack;
+}
+
 Task<Result<void>> giveBackOwn(Remote& remote, HeldLock lock) {
     Result<void> back = co_await unlock(remote, lock.url(), lock.token());
     vxhost::OwnLocks* known = remote.settings().ownLocks;

@@ -53,13 +53,16 @@ Task<Result<void>> giveBack(Remote& remote, HeldLock lock);
 // That one, of what is gone or has another name, and which some servers keep then.
 Task<Result<void>> giveBackOwn(Remote& remote, HeldLock lock);
 
+// The error of a lock that stays, where what it was taken for is done.
+Error doneButLocked(Error notGivenBack);
+
 // The same behind what was done under it, whose outcome this is then. Also behind a removal: some
 // servers keep the lock of what is gone.
 template <class Value>
 Task<Result<Value>> giveBackAfter(Remote& remote, HeldLock lock, Result<Value> done) {
     Result<void> back = co_await giveBack(remote, std::move(lock));
     if (back) co_return std::move(done);
-    if (done) co_return std::move(back).error();
+    if (done) co_return doneButLocked(std::move(back).error());
     Error error = std::move(done).error();
     error.locks = back.error().locks;
     co_return std::move(error);

@@ -33,22 +33,12 @@ public:
                 return options_.filter.takes(path, isCollection);
             },
             [this](std::string_view path) { return !isOther(path); });
-        Result<void> outcome;
-        for (bool isRoot = true;; isRoot = false) {
-            std::optional<WalkedCollection> walked = co_await walk.next();
-            if (!walked) break;
-            if (walked->members) {
-                co_await check(std::move(*walked));
-            } else if (isRoot || walked->members.error().kind == Kind::interrupted) {
-                outcome = walked->members.error();
-                break;
-            } else {
-                tellUnread(walked->path, walked->url, walked->members.error());
-            }
-        }
-        for (const auto& [path, url, error] : walk.leftOut()) tellUnread(path, url, error);
+        Walk::Taker take = [this](WalkedCollection walked) { return check(std::move(walked)); };
+        Walk::FailureTeller fail = [this](const auto& path, const auto& url, const Error& error) {
+            tellUnread(path, url, error);
+        };
+        Result<void> outcome = co_await walk.takeAll(std::move(take), std::move(fail));
         if (options_.meter) options_.meter->expectNoMore();
-        co_await walk.finish();
         co_await files_.finish();
         co_return std::move(outcome);
     }

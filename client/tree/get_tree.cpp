@@ -30,22 +30,14 @@ public:
         Walk walk(remote_, std::move(rootUrl), [this](std::string_view path, bool isCollection) {
             return options_.filter.takes(path, isCollection);
         });
-        Result<void> outcome;
-        for (bool isRoot = true;; isRoot = false) {
-            std::optional<WalkedCollection> walked = co_await walk.next();
-            if (!walked) break;
-            if (walked->members) {
-                co_await takeCollection(std::move(*walked));
-            } else if (isRoot || walked->members.error().kind == Kind::interrupted) {
-                outcome = walked->members.error();
-                break;
-            } else {
-                tellFailure(walked->path, walked->url, walked->members.error());
-            }
-        }
-        for (const auto& [path, url, error] : walk.leftOut()) tellFailure(path, url, error);
+        Walk::Taker take = [this](WalkedCollection walked) {
+            return takeCollection(std::move(walked));
+        };
+        Walk::FailureTeller fail = [this](const auto& path, const auto& url, const Error& error) {
+            tellFailure(path, url, error);
+        };
+        Result<void> outcome = co_await walk.takeAll(std::move(take), std::move(fail));
         if (options_.meter) options_.meter->expectNoMore();
-        co_await walk.finish();
         co_await files_.finish();
         if (outcome && !remote_.isInterrupted()) {
             if (walk.isComplete()) {

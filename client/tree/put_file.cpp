@@ -46,11 +46,13 @@ Task<Result<PutEnd>> FilePutter::put(const LocalFolder& folder, const FileToPut&
     }
     PutEnd end;
     end.size = content.length().value_or(0);
+    // The note before the look, which may find what somebody else stored meanwhile: by the date in
+    // a note a later version goes over it.
+    noteStored(folder, file, content, *stored);
     const bool isUnknown = stored->version.tag.text.empty() && !stored->version.modified;
     if (isUnknown && end.size > worthLooking) {
         co_await lookForDate(file, end.size, &stored->version);
     }
-    noteStored(folder, file, content, *stored);
     end.hash = content.hash();
     end.begun = localEntryOf(content.begun());
     end.isOther = stored->isOther;
@@ -59,10 +61,11 @@ Task<Result<PutEnd>> FilePutter::put(const LocalFolder& folder, const FileToPut&
             Kind::network, "The server stores something else than was sent; fetch it to see what.");
     }
     end.version = stored->version;
+    end.mishap = std::move(stored->stillLocked);
     if (co_await replacedAnother(file, *stored)) {
-        end.lost = localError(Kind::network,
-                              "Somebody else made it at the same time, and the server replaced "
-                              "that, though it was asked not to: their version is lost.");
+        end.mishap = localError(Kind::network,
+                                "Somebody else made it at the same time, and the server replaced "
+                                "that, though it was asked not to: their version is lost.");
     }
     co_return std::move(end);
 }

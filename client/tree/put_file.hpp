@@ -26,13 +26,15 @@ struct FileToPut {
 };
 
 struct PutEnd {
-    uint64_t size = 0;              // in bytes
-    Version version{};              // of what was stored, where that is certain; else without a tag
+    uint64_t size = 0;  // in bytes
+    // Of what was stored, where that is certain; else without a tag, and the date makes it likely.
+    Version version{};
     std::string hash{};             // of what was sent
     LocalEntry begun{};             // the file that it was read from
     bool isOther = false;           // the server stores something else
     std::optional<Error> remark{};  // the server stores something else than was sent
-    std::optional<Error> lost{};    // it replaced what somebody made at the same time
+    // It is stored, and yet: it replaced what somebody made at the same time, or its lock stays.
+    std::optional<Error> mishap{};
 };
 
 // For the tasks of one thread.

@@ -77,7 +77,7 @@ private:
         if (!*mayStore) co_return Result<void>();
         Result<PutEnd> stored = co_await putter_.put(*folder, file);
         if (!stored) co_return stored.error();
-        if (stored->lost) co_return std::move(*stored->lost);
+        if (stored->mishap) co_return std::move(*stored->mishap);
         if (stored->remark) co_return std::move(*stored->remark);
         co_return Result<void>();
     }

@@ -156,22 +156,14 @@ private:
         Walk walk(remote_, std::move(rootUrl), {}, [this](std::string_view path) {
             return options_.filter.takes(path, true) && isFolderHere(path);
         });
-        Result<void> outcome;
-        for (bool isRoot = true;; isRoot = false) {
-            std::optional<WalkedCollection> walked = co_await walk.next();
-            if (!walked) break;
-            if (walked->members) {
-                if (walked->members->asked) noteClock(*walked->members->asked);
-                co_await putInto(std::move(*walked));
-            } else if (isRoot || walked->members.error().kind == Kind::interrupted) {
-                outcome = walked->members.error();
-                break;
-            } else {
-                tellFailure(walked->path, walked->url, walked->members.error());
-            }
-        }
-        for (const auto& [path, url, error] : walk.leftOut()) tellFailure(path, url, error);
-        co_await walk.finish();
+        Walk::Taker take = [this](WalkedCollection walked) {
+            if (walked.members->asked) noteClock(*walked.members->asked);
+            return putInto(std::move(walked));
+        };
+        Walk::FailureTeller fail = [this](const auto& path, const auto& url, const Error& error) {
+            tellFailure(path, url, error);
+        };
+        Result<void> outcome = co_await walk.takeAll(std::move(take), std::move(fail));
         complete_ = complete_ && walk.isComplete();
         co_return std::move(outcome);
     }
@@ -264,7 +256,7 @@ private:
             co_return;
         }
         tell({TreeDeed::stored, file.path, file.url, stored->size, std::move(stored->remark)});
-        if (stored->lost) tellFailure(file.path, file.url, *stored->lost);
+        if (stored->mishap) tellFailure(file.path, file.url, *stored->mishap);
     }
 
     // What is there alone: it may have been removed here.

@@ -103,7 +103,10 @@ Task<Result<Stored>> storeLocked(Remote& remote, std::string url, vxhost::Upload
     if (stored && stored->version.tag.text.empty()) {
         co_await lookAtStored(remote, url, content.length(), &*stored);
     }
-    co_return co_await giveBackAfter(remote, std::move(*lock), std::move(stored));
+    if (!stored) co_return co_await giveBackAfter(remote, std::move(*lock), std::move(stored));
+    Result<void> back = co_await giveBack(remote, std::move(*lock));
+    if (!back) stored->stillLocked = doneButLocked(std::move(back).error());
+    co_return std::move(stored);
 }
 
 }  // namespace

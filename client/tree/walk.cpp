@@ -118,4 +118,22 @@ Task<std::optional<WalkedCollection>> Walk::next() {
     co_return std::move(walked);
 }
 
+Task<Result<void>> Walk::takeAll(Taker take, FailureTeller fail) {
+    Result<void> outcome;
+    for (bool isRoot = true; outcome; isRoot = false) {
+        std::optional<WalkedCollection> walked = co_await next();
+        if (!walked) break;
+        if (walked->members) {
+            co_await take(std::move(*walked));
+        } else if (isRoot || walked->members.error().kind == Kind::interrupted) {
+            outcome = walked->members.error();
+        } else {
+            fail(walked->path, walked->url, walked->members.error());
+        }
+    }
+    for (const auto& [path, url, error] : leftOut_) fail(path, url, error);
+    co_await finish();
+    co_return std::move(outcome);
+}
+
 }  // namespace quillon

@@ -46,6 +46,12 @@ public:
 
     // The next one; nothing after the last. What is asked for ahead is bounded by what waits.
     Task<std::optional<WalkedCollection>> next();
+    // Hands each over that can be listed, in turn. fail is told of the others, and of what is left
+    // out. Gives the failure of the root, or an interrupt, which end it; it is finished then.
+    using Taker = std::function<Task<>(WalkedCollection walked)>;
+    using FailureTeller =
+        std::function<void(const std::string& path, const std::string& url, const Error& error)>;
+    Task<Result<void>> takeAll(Taker take, FailureTeller fail);
     // To be awaited before the walk goes: what was asked for ahead is answered.
     auto finish() { return asking_.finish(); }
 

@@ -46,7 +46,5 @@ int run(const std::string& url, const std::string& user) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc == 2 || argc == 3) return run(argv[1], argc == 3 ? argv[2] : "");
-    std::cerr << "usage: fetch URL [USER], the password on standard input\n";
-    return 2;
+    return runWithOperands(argc, argv, "URL [USER]", run);
 }

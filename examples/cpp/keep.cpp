@@ -43,7 +43,8 @@ void tell(const quillon::sync::SyncEvent& event) {
     if (event.error) complain(*event.error);
 }
 
-quillon::Result<WorkingCopy> findOrPair(const std::filesystem::path& folder, const char* url) {
+quillon::Result<WorkingCopy> findOrPair(const std::filesystem::path& folder,
+                                        const std::string& url) {
     auto known = WorkingCopy::find(folder);
     if (!known) return std::move(known).error();
     if (*known) return std::move(**known);
@@ -52,7 +53,7 @@ quillon::Result<WorkingCopy> findOrPair(const std::filesystem::path& folder, con
     return WorkingCopy::make(folder, *address);
 }
 
-int run(const char* folder, const char* url) {
+int run(const std::string& folder, const std::string& url) {
     auto copy = findOrPair(folder, url);
     if (!copy) return complain(copy.error());
     const auto collection = copy->collection();
@@ -70,7 +71,5 @@ int run(const char* folder, const char* url) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc == 2 || argc == 3) return run(argv[1], argc == 3 ? argv[2] : "");
-    std::cerr << "usage: keep FOLDER [URL], the password on standard input\n";
-    return 2;
+    return runWithOperands(argc, argv, "FOLDER [URL]", run);
 }

@@ -63,7 +63,7 @@ TEST_F(PairCommands, conflictsAreSettled) {
            {{"resolve", "--mine", "--both", "m"}, 2, "say one of"},
            {{"resolve", "--mine", "quiet"}, 3, "It is in no conflict"},
            {{"resolve", "--mine", "/etc/passwd"}, 2, "not paired"},
-           {{"resolve", "--mine", "m"}, 0, "stores yours"},
+           {{"resolve", "--mine", "-C", "..", "ann/m"}, 0, "stores yours"},
            {{"resolve", "--theirs", "t"}, 0, "it is theirs now"},
            {{"resolve", "--both", "b"}, 0, "stores both"},
            {{"resolve", "--merge", "g"}, 0, "merged"},
@@ -89,6 +89,25 @@ TEST_F(PairCommands, conflictsAreSettled) {
     EXPECT_EQ(filesIn(folder("ann")), files);  // no other copy of theirs is left
 }
 
+// A file that becomes a folder takes two plans.
+TEST_F(PairCommands, whatWaitsIsToldOnce) {
+    for (const char* name : {"a", "k"}) write(folder("ann") / name, "old");
+    pair("ann");
+    EXPECT_EQ(sync("ann").exitCode, exitDone);
+    makeConflict("a", "mine", "theirs");
+    fs::remove(folder("ann") / "k");
+    write(folder("ann") / "k/in", "new");
+    fs::create_symlink("/etc/passwd", folder("ann") / "link");
+    const auto outcome = sync("ann");
+    EXPECT_EQ(outcome.exitCode, exitChanged);
+    EXPECT_EQ(thereIs("k/in"), "new");
+    for (const char* told : {"a: changed on both sides", "link: It is"}) {
+        const size_t at = outcome.errors.find(told);
+        EXPECT_NE(at, std::string::npos) << outcome.errors;
+        EXPECT_EQ(outcome.errors.find(told, at + 1), std::string::npos) << outcome.errors;
+    }
+}
+
 TEST_F(PairCommands, whatWasReplacedComesBack) {
     for (const char* name : {"d/a", "d/b", "c"})
         write(folder("ann") / name, std::string("old ") + name);
@@ -104,6 +123,11 @@ TEST_F(PairCommands, whatWasReplacedComesBack) {
            {{"sync", "--pull"}, 0, "fetched"},
            {{"sync", "--push"}, 0, "1 removed there, 1 stored"},
            {{"log"}, 0, "removed there d/b"},
+           {{"log", "-C", "d"}, 0, "removed there d/b"},
+           {{"status", "-C", ".."}, 2, "not paired"},
+           {{"sync", "-C", "..", "ann"}, 0, "both sides are the same"},
+           {{"undo", "-C", ""}, 2, "--directory"},
+           {{"sync", ""}, 2, "DIRECTORY"},
            {{"log", "--json"}, 0, R"("event":"stored","path":"d/a","certain":true})"},
            {{"undo", "77"}, 3, "Run 77 replaced and removed nothing"},
            {{"undo", "x"}, 2, "number of a run"},

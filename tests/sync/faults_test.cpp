@@ -2,6 +2,7 @@
 // its disk: nothing is lost, and the next run does the rest.
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <functional>
 
@@ -201,6 +202,59 @@ TEST_P(PairKills, canBeUndone) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, PairKills, testing::Range(0, 2));
+
+class PairMishaps : public PairTest {
+protected:
+    PairMishaps() {
+        handOnAll();
+        write(folder("ann") / "a", "old");
+        pair("ann", proxy.url("t/"));
+        makeOld(there() / "a");
+        for (int again = 0; again < 2; ++again) EXPECT_EQ(sync("ann").exitCode, exitDone);
+    }
+    void handOnAll() {
+        proxy.on("*", "*", faultyHandler(server, Fault::none, countdown(0))).clearRequests();
+    }
+
+    support::ScriptedServer proxy;
+};
+
+TEST_F(PairMishaps, aLockThatStaysIsToldOfWhatIsStored) {
+    write(folder("ann") / "a", "new");
+    fs::remove_all(home / "ann/quillon/servers");
+    proxy.on("PUT", "/t/.quillon-scratch*", support::Answer(403));  // so that a lock is taken
+    proxy.on("UNLOCK", "*", support::Answer(403));
+    const auto outcome = sync("ann");
+    EXPECT_EQ(outcome.exitCode, exitNetwork) << outcome.errors;
+    EXPECT_NE(outcome.errors.find("a: It is done, but the lock"), std::string::npos)
+        << outcome.errors;
+    EXPECT_EQ(outcome.errors.find("cannot"), std::string::npos) << outcome.errors;
+    EXPECT_EQ(support::readFile(there() / "a"), "new");
+    handOnAll();
+    removeToldLocks(outcome.errors);
+    EXPECT_EQ(sync("ann").exitCode, exitDone);
+    EXPECT_EQ(run("ann", {"log", folder("ann")}).output.find("perhaps"), std::string::npos);
+}
+
+// What a killed run began to store is no reason to go over what somebody else makes there.
+TEST_F(PairMishaps, aHalfMadeNameIsSomebodyElsesOnce) {
+    write(folder("ann") / "n", "mine");
+    proxy.on("PUT", "/t/n", support::Answer(201, "x").stalledAfter(0));
+    support::RunningProcess program(commandOf("ann", {"sync", folder("ann")}));
+    ASSERT_TRUE(support::eventually([this] {
+        return std::ranges::any_of(proxy.requests(), [](const auto& each) {
+            return each.method + each.target == "PUT/t/n";
+        });
+    }));
+    program.signal(SIGKILL);
+    program.wait();
+    handOnAll();
+    for (const char* theirs : {"theirs", ""}) {
+        ASSERT_LT(storeThere("n", theirs), 300);
+        EXPECT_EQ(sync("ann").exitCode, exitChanged);
+        EXPECT_EQ(support::readFile(there() / "n"), theirs);
+    }
+}
 
 }  // namespace
 }  // namespace quillon::cli

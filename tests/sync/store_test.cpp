@@ -3,8 +3,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <ctime>
+
 #include "client/tree/local_entry.hpp"
 #include "platform/files/content_hash.hpp"
+#include "sync/copy_path.hpp"
 #include "sync/stored_files.hpp"
 #include "tests/support/files.hpp"
 #include "tests/support/temporary_directory.hpp"
@@ -40,6 +43,31 @@ TEST(ChooseDropped, takesTheOldestButNothingThatIsKept) {
         }
         EXPECT_EQ(dropped, row.dropped) << row.most << " " << row.notBefore;
     }
+}
+
+TEST(CopyPathOf, keepsTheExtensionAndFitsAFileSystem) {
+    const std::string umlauts = "\u00e4\u00e4\u00e4\u00e4", date = " (theirs, 2026-11-25 14.02)";
+    std::string many;
+    while (many.size() < 248) many += umlauts;
+    const struct {
+        std::string path, stem, extension;
+    } rows[] = {
+        {"d.d/q3.csv", "d.d/q3", ".csv"},
+        {"d.d/q3", "d.d/q3", ""},
+        {".profile", ".profile", ""},
+        {"q3" + date, "q3" + date, ""},
+        {"q3" + date + ".csv", "q3" + date, ".csv"},
+        {"Dr. No", "Dr. No", ""},
+        {"d/" + many + ".md", "d/" + many.substr(0, 224), ".md"},  // of 225
+    };
+    struct tm parts {};
+    strptime("2026-11-25 14:02", "%Y-%m-%d %H:%M", &parts);
+    parts.tm_isdst = -1;
+    const Time when(std::chrono::seconds(mktime(&parts)));
+    for (const auto& row : rows) {
+        EXPECT_EQ(copyPathOf(row.path, when, 1), row.stem + date + row.extension);
+    }
+    EXPECT_EQ(copyPathOf("a.b", when, 2), "a (theirs, 2026-11-25 14.02, 2).b");
 }
 
 class StoreTest : public testing::Test {

@@ -9,7 +9,7 @@
 #include "cli/commands/change/named_lock.hpp"
 #include "cli/commands/command.hpp"
 #include "cli/commands/matching.hpp"
-#include "cli/commands/move/transfer.hpp"
+#include "cli/commands/move/telling.hpp"
 #include "cli/parser/options.hpp"
 #include "cli/session/question.hpp"
 #include "cli/session/servers.hpp"

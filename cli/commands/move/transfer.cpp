@@ -14,8 +14,6 @@
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
 #include "client/remote/change.hpp"
-#include "client/remote/held_lock.hpp"
-#include "client/remote/holder.hpp"
 #include "client/tree/between.hpp"
 #include "client/tree/copy_tree.hpp"
 #include "platform/text/url.hpp"
@@ -29,64 +27,12 @@ struct Placement {
     std::optional<Error> error{};  // how it ended; nothing: well
 };
 
-// For what is in the way.
-Error withForceAdvice(Deed deed, Error error) {
-    if (error.kind != Kind::refused || error.httpStatus != 0) return error;
-    error.sentences.emplace_back(deed == Deed::copy
-                                     ? "--force replaces members, and completes collections."
-                                     : "--force replaces members.");
-    return error;
-}
-
-// A lock of the person's own at either end does not keep it out. That of what was moved stayed with
-// the old name, or went with it (RFC 4918, 7.6): it is taken off. What becomes of one at the
-// destination is the server's to say (9.8.4).
-Task<Result<void>> transferOne(Remote& remote, Deed deed, std::string from, std::string to,
-                               Overwrite overwrite, Conditions conditions) {
-    Result<std::optional<HeldLock>> ours = std::optional<HeldLock>();
-    if (deed == Deed::move && conditions.lockToken.empty()) {
-        ours = co_await useOwnLock(remote, from);
-        if (!ours) co_return std::move(ours).error();
-        if (*ours) conditions.lockToken = (*ours)->token();
-    }
-    Result<std::optional<HeldLock>> there = co_await useOwnLock(remote, to);
-    if (!there) co_return std::move(there).error();
-    if (*there) conditions.lockThere = (*there)->token();
-    if (deed == Deed::copy) {
-        Result<void> copied = co_await copy(remote, from, to, overwrite, conditions);
-        if (!copied) co_return std::move(copied);
-    } else {
-        Result<void> moved = co_await move(remote, from, to, overwrite, conditions);
-        if (!moved) co_return std::move(moved);
-    }
-    if (*there) {
-        (*there).reset();
-        there = co_await useOwnLock(remote, to);
-    }
-    if (*ours) co_return co_await giveBackOwn(remote, std::move(**ours));
-    co_return Result<void>();
-}
-
 // COPY or MOVE of what is on one server.
-Task<> change(Remote& remote, Deed deed, Overwrite overwrite, Conditions conditions,
-              Placement* placement) {
-    const std::string from = placement->source.address.url();
-    const std::string to = placement->to.url();
-    Result<void> done = co_await transferOne(remote, deed, from, to, overwrite, conditions);
-    if (done) co_return;
-    Error error = std::move(done).error();
-    if (error.httpStatus == 412 && overwrite == Overwrite::no) {
-        placement->error = withForceAdvice(deed, takenAlready());
-        if (deed == Deed::copy || !knowsOwnLock(remote, from)) co_return;
-        const Result<std::optional<Resource>> there = co_await look(remote, to);
-        if (there && !*there) placement->error = movesNothingLocked();
-        co_return;
-    }
-    std::vector<std::string> urls;
-    urls.push_back(to);
-    urls.push_back(from);
-    urls.push_back(placement->to.parent().url());
-    placement->error = co_await withHolder(remote, std::move(urls), std::move(error));
+Task<> carryWithin(Remote& remote, Deed deed, Overwrite overwrite, Conditions conditions,
+                   Placement* placement) {
+    Result<void> done = co_await transferTold(remote, deed, placement->source.address,
+                                              placement->to, overwrite, conditions);
+    if (!done) placement->error = std::move(done).error();
 }
 
 class Transfer {
@@ -337,16 +283,16 @@ private:
     void completeCollection(const Placement& placement) {
         const Result<Remote*> remote = servers_.of(placement.to);
         if (!remote) return fail(placement.to, remote.error());
-        copyTreeOf(placement,
-                   [&](const Resource&, const std::string& from, const std::string& to,
-                       Parent parent) -> Result<void> {
-                       if (parent == Parent::existing) {
-                           const auto may = lookBefore(**remote, to, Overwrite::yes);
-                           if (!may) return may.error();
-                       }
-                       return (*remote)->run(
-                           transferOne(**remote, Deed::copy, from, to, Overwrite::yes, {}));
-                   });
+        copyTreeOf(
+            placement,
+            [&](const Resource&, const std::string& from, const std::string& to,
+                Parent parent) -> Result<void> {
+                if (parent == Parent::existing) {
+                    const auto may = lookBefore(**remote, to, Overwrite::yes);
+                    if (!may) return may.error();
+                }
+                return (*remote)->run(transferOne(**remote, Deed::copy, from, to, Overwrite::yes));
+            });
     }
 
     // Copies go together. Moves go one after the other: some servers confuse the locks that they
@@ -359,7 +305,7 @@ private:
         if (deed_ == Deed::copy) {
             TaskGroup group(remote.loop());
             for (Placement* each : placements) {
-                group.spawn(change(remote, deed_, overwrite_, {}, each));
+                group.spawn(carryWithin(remote, deed_, overwrite_, unconditional, each));
             }
             remote.run(finishAll(group));
         }
@@ -381,7 +327,7 @@ private:
         Conditions conditions;
         const auto locked = session_.lockedMember(from);
         if (locked) conditions.lockToken = locked->lockToken();
-        remote.run(change(remote, deed_, overwrite_, conditions, &placement));
+        remote.run(carryWithin(remote, deed_, overwrite_, conditions, &placement));
         if (placement.error || !locked) return;
         locked->abandonLock();  // it stayed with the old name (RFC 4918, 7.6)
         session_.forgetLocked(from);
@@ -496,12 +442,6 @@ private:
 };
 
 }  // namespace
-
-Error movesNothingLocked() {
-    return localError(Kind::refused,
-                      "This server moves nothing that is locked, not even under the lock. Take it "
-                      "off first: quillon unlock.");
-}
 
 int transfer(Session& session, Deed deed, TransferOptions& options) {
     // In a shell --match has a collection without one.

@@ -7,11 +7,9 @@
 
 #include "cli/commands/command.hpp"
 #include "cli/commands/move/telling.hpp"
-#include "client/error.hpp"
+#include "cli/commands/move/transfer_one.hpp"
 
 namespace quillon::cli {
-
-enum class Deed : bool { copy, move };
 
 struct TransferOptions {
     std::vector<std::string> operands;  // the last is the place
@@ -21,9 +19,6 @@ struct TransferOptions {
     std::string token;  // of the lock on a single source
     Telling telling;
 };
-
-// Of servers that answer a move of what is locked as if the new name were taken.
-Error movesNothingLocked();
 
 int transfer(Session& session, Deed deed, TransferOptions& options);
 

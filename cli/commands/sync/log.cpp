@@ -15,7 +15,7 @@ namespace quillon::cli {
 namespace {
 
 struct LogChoice {
-    std::string folder;
+    std::string start, folder;
     bool json = false;
 };
 
@@ -41,7 +41,7 @@ void printDeed(const sync::Deed& deed, bool json) {
 }
 
 int runLog(const LogChoice& choice) {
-    const std::string folder = choice.folder.empty() ? "." : choice.folder;
+    const std::string folder = folderFrom(choice.start, choice.folder);
     const Result<sync::Pair> pair = findPair(folder);
     if (!pair) return report("look at", folder, pair.error());
     const Result<std::vector<sync::Deed>> deeds = pair->state().deeds(0);
@@ -56,14 +56,15 @@ void addLog(CommandDefinition program, Invocation& invocation) {
     auto choice = std::make_shared<LogChoice>();
     const CommandDefinition command =
         program.addCommand("log", "Tell what quillon sync did, run by run");
-    command
-        .addOption("DIRECTORY", choice->folder,
-                   "A folder that is paired, or one in it; else the current one")
-        .typeName("");
+    addFolderWord(command, choice->folder);
+    addStartOption(command, choice->start);
     command.addFlag("--json", choice->json, "An object a line, for other programs");
     command.setFooter(
         "A line a file: the run's number, when, what was done. The last run is the last. quillon\n"
-        "undo NUMBER gives back what a run replaced or removed.\n");
+        "undo NUMBER gives back what a run replaced or removed.\n\n"
+        "Examples:\n"
+        "  quillon log\n"
+        "  quillon log -C ~/Plans\n");
     whenGiven(command, invocation, [choice](Session&) { return runLog(*choice); });
 }
 

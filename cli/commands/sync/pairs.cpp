@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <filesystem>
 #include <utility>
 
 #include "platform/base/ascii.hpp"
@@ -20,12 +21,21 @@ Result<sync::Pair> findPair(const std::string& folder) {
                                   folder == "." ? "This folder" : folder));
 }
 
-Result<Address> addressOf(const sync::Pair& pair) {
-    Result<Address> address = Address::parse(pair.url());
-    const Result<std::optional<std::string>> user = pair.state().setting("user");
-    if (!user) return user.error();
-    if (address && *user && !(*user)->empty()) return address->withUser(**user);
-    return address;
+void addStartOption(CommandDefinition command, std::string& start) {
+    command
+        .addOption("-C,--directory", start,
+                   "Begin in this folder, which is paired, or one in it; else in the current one")
+        .notEmpty()
+        .typeName("DIRECTORY");
+}
+
+void addFolderWord(CommandDefinition command, std::string& folder) {
+    command.addOption("DIRECTORY", folder, "The folder as a word, in place of -C").typeName("");
+}
+
+std::string folderFrom(const std::string& start, const std::string& word) {
+    if (word.empty()) return start.empty() ? "." : start;
+    return (std::filesystem::path(start) / word).string();
 }
 
 std::string_view wordOf(Act act, bool planned) {

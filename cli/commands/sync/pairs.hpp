@@ -4,8 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "cli/parser/parser.hpp"
 #include "cli/session/session.hpp"
-#include "client/address.hpp"
 #include "sync/pair.hpp"
 #include "sync/plan.hpp"
 #include "sync/sync.hpp"
@@ -15,8 +15,12 @@ namespace quillon::cli {
 // Of the folder, or of one that it is in. A failure says how one is made.
 Result<sync::Pair> findPair(const std::string& folder);
 
-// The collection's, with the user that it was paired for.
-Result<Address> addressOf(const sync::Pair& pair);
+// -C, which all commands on a working copy have: where they begin, in place of the current folder.
+void addStartOption(CommandDefinition command, std::string& start);
+// The folder as a word, for those that have no other words.
+void addFolderWord(CommandDefinition command, std::string& folder);
+// The word, from there. Both may be empty.
+std::string folderFrom(const std::string& start, const std::string& word = {});
 
 // "fetched"; planned: "fetch".
 std::string_view wordOf(sync::Act act, bool planned);

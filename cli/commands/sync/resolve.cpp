@@ -26,6 +26,7 @@ constexpr size_t mostTextBytes = size_t{64} << 20;
 
 struct ResolveChoice {
     std::vector<std::string> files;
+    std::string start;
     bool mine = false, theirs = false, both = false, merge = false, markers = false;
 
     int count() const { return int(mine) + int(theirs) + int(both) + int(merge); }
@@ -125,7 +126,7 @@ int runResolve(const ResolveChoice& choice) {
     }
     int code = exitDone;
     for (const std::string& file : choice.files) {
-        const int its = resolveOne(file, choice);
+        const int its = resolveOne(folderFrom(choice.start, file), choice);
         if (code == exitDone) code = its;
     }
     return code;
@@ -138,6 +139,7 @@ void addResolve(CommandDefinition program, Invocation& invocation) {
     const CommandDefinition command =
         program.addCommand("resolve", "Settle conflicts of quillon sync");
     command.addOption("FILE", choice->files, "Files in conflict").typeName("").required();
+    addStartOption(command, choice->start);
     command.addFlag("--mine", choice->mine, "The file here goes over theirs");
     command.addFlag("--theirs", choice->theirs, "Theirs takes its place; yours is kept for undo");
     command.addFlag("--both", choice->both, "Both stay, theirs under the name that it has here");

@@ -21,7 +21,7 @@ using sync::Act;
 using sync::Action;
 
 struct StatusChoice {
-    std::string folder;
+    std::string start, folder;
     bool isLocal = false, json = false;
 };
 
@@ -150,10 +150,10 @@ int tellAll(const sync::Plan& plan, const std::vector<sync::Failed>& failures, b
 }
 
 int runStatus(Session& session, const StatusChoice& choice) {
-    const std::string folder = choice.folder.empty() ? "." : choice.folder;
+    const std::string folder = folderFrom(choice.start, choice.folder);
     Result<sync::Pair> pair = findPair(folder);
     if (!pair) return report("look at", folder, pair.error());
-    const Result<Address> root = addressOf(*pair);
+    const Result<Address> root = pair->collection();
     if (!root) return report("look at", pair->url(), root.error());
     Result<sync::Plan> plan = localError(Kind::local, "");
     if (choice.isLocal) {
@@ -179,10 +179,8 @@ void addStatus(CommandDefinition program, Invocation& invocation) {
     auto choice = std::make_shared<StatusChoice>();
     const CommandDefinition command =
         program.addCommand("status", "Tell what changed in a folder and its collection");
-    command
-        .addOption("DIRECTORY", choice->folder,
-                   "A folder that is paired, or one in it; else the current one")
-        .typeName("");
+    addFolderWord(command, choice->folder);
+    addStartOption(command, choice->start);
     command.addFlag("--local", choice->isLocal, "Ask nothing of the server");
     command.addFlag("--json", choice->json, "An object a line, for other programs");
     command.setFooter(
@@ -190,7 +188,7 @@ void addStatus(CommandDefinition program, Invocation& invocation) {
         "last time and why. Nothing is changed. The exit code is 6 when something is in conflict.\n"
         "\nExamples:\n"
         "  quillon status\n"
-        "  quillon status --local ~/Plans\n");
+        "  quillon status --local -C ~/Plans\n");
     whenGiven(command, invocation,
               [choice](Session& session) { return runStatus(session, *choice); });
 }

@@ -32,7 +32,7 @@ using sync::Action;
 using sync::SyncEvent;
 
 struct SyncChoice {
-    std::string folder, url;
+    std::string start, folder, url;
     bool pull = false, push = false, yes = false, deletesMany = false, keepsNothing = false;
     bool forgets = false;
     Telling telling{.isMany = true};
@@ -65,7 +65,8 @@ public:
             session_.progress().hide();
             report(attemptOf(event.act), event.path, *event.error);
         } else if (event.error) {
-            sayAside(event.path, event.error->sentences.front());
+            session_.progress().hide();
+            reportBeside(event.path, *event.error);
         }
     }
     void remark(const std::string& sentence) {
@@ -168,7 +169,7 @@ Result<void> applySettings(sync::Pair& pair, const SyncChoice& choice) {
 
 int runPair(Session& session, const SyncChoice& choice, sync::Pair& pair, bool isNew) {
     SyncTeller teller(session, choice);
-    const Result<Address> root = addressOf(pair);
+    const Result<Address> root = pair.collection();
     if (!root) return report("synchronise with", pair.url(), root.error());
     const Result<void> set = applySettings(pair, choice);
     const Result<sync::StoreLimits> limits = limitsOf(pair);
@@ -215,10 +216,7 @@ Result<sync::Pair> makePair(const SyncChoice& choice, const Address& root, bool&
         return localError(Kind::local,
                           fmt::format("The folder cannot be made: {}.", error.message()));
     }
-    Result<sync::Pair> pair = sync::Pair::make(choice.folder, root.url(), choice.rules);
-    if (!pair) return pair;
-    if (Result<void> set = pair->state().set("user", root.user()); !set) return set.error();
-    return pair;
+    return sync::Pair::make(choice.folder, root, choice.rules);
 }
 
 int runNew(Session& session, SyncChoice& choice) {
@@ -261,12 +259,12 @@ int runNew(Session& session, SyncChoice& choice) {
 }
 
 int runSync(Session& session, SyncChoice& choice) {
+    choice.folder = folderFrom(choice.start, choice.folder);
     if (choice.forgets && (!choice.url.empty() || choice.telling.dryRun)) {
         return report("forget the pair of", choice.folder,
                       localError(Kind::usage, "--forget takes a folder alone, and no dry run."));
     }
     if (!choice.url.empty()) return runNew(session, choice);
-    if (choice.folder.empty()) choice.folder = ".";
     Result<sync::Pair> pair = findPair(choice.folder);
     if (!pair) return report("synchronise", choice.folder, pair.error());
     if (!choice.forgets) return runPair(session, choice, *pair, false);
@@ -318,12 +316,14 @@ void addSync(CommandDefinition program, Invocation& invocation) {
         program.addCommand("sync", "Keep a folder and a collection the same, in both directions");
     command
         .addOption("DIRECTORY", choice->folder,
-                   "The folder, or one that is in it; else the current one")
+                   "The folder, or one that is in it; else that of -C or the current one")
+        .notEmpty()
         .typeName("");
     command
         .addOption("URL", choice->url,
                    "The collection, the first time; it is made where it is not there")
         .typeName("");
+    addStartOption(command, choice->start);
     const auto pull = command.addFlag("--pull", choice->pull, "Only what changed there");
     command.addFlag("--push", choice->push, "Only what changed here").excludes(pull);
     addTellingOptions(command, choice->telling);

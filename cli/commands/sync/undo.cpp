@@ -18,7 +18,7 @@ namespace {
 
 struct UndoChoice {
     int64_t run = 0;  // 0: the last
-    std::string folder;
+    std::string start;
 };
 
 std::string_view wordOfUndone(sync::Act act) {
@@ -27,10 +27,10 @@ std::string_view wordOfUndone(sync::Act act) {
 }
 
 int runUndo(Session& session, const UndoChoice& choice) {
-    const std::string folder = choice.folder.empty() ? "." : choice.folder;
+    const std::string folder = folderFrom(choice.start);
     Result<sync::Pair> pair = findPair(folder);
     if (!pair) return report("undo a run of", folder, pair.error());
-    const Result<Address> root = addressOf(*pair);
+    const Result<Address> root = pair->collection();
     if (!root) return report("undo a run of", pair->url(), root.error());
     const Result<sync::StoreLimits> limits = limitsOf(*pair);
     if (!limits) return report("undo a run of", folder, limits.error());
@@ -73,10 +73,7 @@ void addUndo(CommandDefinition program, Invocation& invocation) {
             },
             "Of the run, as quillon log tells it; else the last")
         .typeName("");
-    command
-        .addOption("-C,--directory", choice->folder,
-                   "A folder that is paired, or one in it; else the current one")
-        .typeName("DIRECTORY");
+    addStartOption(command, choice->start);
     command.setFooter(
         "What was replaced or removed here or there comes back to where it was, and goes to the\n"
         "other side with the next quillon sync. What has changed since stays as it is, which is\n"
