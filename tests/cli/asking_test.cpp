@@ -51,12 +51,9 @@ TEST_F(Asking, aDoctorLeavesNothing) {
     closed.on("OPTIONS", "*", Answer(200).with("DAV", "1").with("Server", "x\x1B[2J"));
     closed.on("PUT", "*", Answer(403));
     closed.on("PROPFIND", "*",
-              Answer::xml(207,
-                          "<multistatus xmlns=\"DAV:\"><response><href>/</href><propstat>"
-                          "<prop><resourcetype><collection/></resourcetype>"
-                          "<quota-available-bytes>1024</quota-available-bytes></prop>"
-                          "<status>HTTP/1.1 200 OK</status></propstat></response>"
-                          "</multistatus>"));
+              Answer::properties("/",
+                                 "<resourcetype><collection/></resourcetype>"
+                                 "<quota-available-bytes>1024</quota-available-bytes>"));
     tells({"doctor", closed.url()}, 0, {"no: The server answered 403", "1.0 KiB free", "x?[2J"});
 }
 
@@ -208,14 +205,10 @@ TEST_F(Asking, aHostileServerSteersNoTerminal) {
     hostile.on("OPTIONS", "/a*", Answer(200)).on("HEAD", "/", Answer(200));
     const std::string bad = "&#x9B;2J\xE2\x80\xAE";
     hostile.on("PROPFIND", "*",
-               Answer::xml(207,
-                           "<multistatus xmlns=\"DAV:\"><response><href>/a%1B[2J</href>"
-                           "<propstat><prop><x xmlns=\"urn:" +
-                               bad + "\">" + bad + "</x><lockdiscovery><activelock><owner>" + bad +
-                               "</owner><locktoken><href>x`touch`</href></locktoken>"
-                               "</activelock></lockdiscovery></prop>"
-                               "<status>HTTP/1.1 200 OK</status></propstat></response>"
-                               "</multistatus>"));
+               Answer::properties("/a%1B[2J", "<x xmlns=\"urn:" + bad + "\">" + bad +
+                                                  "</x><lockdiscovery><activelock><owner>" + bad +
+                                                  "</owner><locktoken><href>x`touch`</href>"
+                                                  "</locktoken></activelock></lockdiscovery>"));
     for (const Arguments& arguments :
          {Arguments{"locks", hostile.url()}, Arguments{"locks", "--json", hostile.url()},
           Arguments{"prop", "get", hostile.url()}, Arguments{"prop", "ls", hostile.url()},
@@ -224,9 +217,7 @@ TEST_F(Asking, aHostileServerSteersNoTerminal) {
           Arguments{"unlock", "--steal", "--yes", hostile.url("a%1B%5B2J")}}) {
         support::RunningProcess program(command(arguments), support::Streams::terminal);
         const std::string shown = program.wait()->output;
-        for (const char* steering : {"\x1B", "\xC2\x9B", "\xE2\x80\xAE"}) {
-            EXPECT_FALSE(contains(shown, steering)) << arguments[0] << ": " << shown;
-        }
+        expectHidden(shown, {"\x1B", "\xC2\x9B", "\xE2\x80\xAE"});
         EXPECT_FALSE(arguments[0] != "prop" && contains(shown, "touch")) << shown;
         EXPECT_GT(shown.size(), 10u);
     }
