@@ -92,6 +92,7 @@ int keepCommand(const std::vector<std::string>& words) {
     sigprocmask(SIG_BLOCK, &every, &before);
     pid_t pid = -1;
     const int failed = spawn(pid, words, {.mask = &before});
+    for (const int its : {STDIN_FILENO, STDOUT_FILENO}) close(its);  // it alone ends them
     const bool isHeard = write(keepLine, &failed, sizeof failed) > 0;
     if (!isHeard) endAllThatRuns();
     if (failed != 0 || !isHeard) return 0;
