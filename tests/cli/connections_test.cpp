@@ -199,6 +199,7 @@ TEST_F(Connections, logInByNtlm) {
     writeFile(work / "file", "content");
     const Arguments put{"--password-file", "file", "put", "--force", "file", server.url("c/")};
     expect({{joined({"-uann"}, put), 1, "logins by NTLM"},
+            {{"login", "work", server.url("c/")}, 1, "It is told by --auth negotiate or --auth n"},
             {joined({"--auth", "ntlm", "-uDOMAIN\\ann"}, put), 0, ""},
             {{"ls", "--auth", "x", server.url()}, 2, "--auth: it is one of negotiate, ntlm"}});
     EXPECT_EQ(server.requests().back().body, "content");

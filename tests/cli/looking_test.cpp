@@ -71,8 +71,7 @@ TEST_F(Looking, whatCannotBeReadIsToldAndTheRestGoesOn) {
         EXPECT_EQ(outcome.exitCode, 1) << outcome.errors;
         EXPECT_NE(outcome.output.find(told), std::string::npos) << outcome.output;
         EXPECT_NE(outcome.errors.find("cannot list"), std::string::npos);
-        support::RunningProcess shown(command(arguments), support::Streams::terminal);
-        EXPECT_EQ(shown.wait()->output.find_first_of("\x1B\x9B"), std::string::npos);
+        EXPECT_EQ(answered(arguments, {}).output.find_first_of("\x1B\x9B"), std::string::npos);
     }
 }
 
@@ -95,8 +94,7 @@ TEST_F(Looking, collectionsAreListedInEveryOrderAndDepth) {
     EXPECT_EQ(quillon({"ls", "-tr", url}).output.substr(0, 4), "old\n");
     EXPECT_EQ(quillon({"ls", "-l", "--bytes", url + "old"}).output.substr(0, 3), "5  ");
     EXPECT_EQ(quillon({"ls", "-lh", url + "old"}).output.substr(0, 3), "5 B");
-    const std::string json = quillon({"ls", "-R", "--json", url}).output;
-    EXPECT_NE(json.find("{\"path\":\"b c/inner\",\"name\":\"inner\""), json.npos) << json;
+    tells({"ls", "-R", "--json", url}, 0, {"{\"path\":\"b c/inner\",\"name\":\"inner\""});
     support::Command coloured = command({"ls", url});
     coloured.environment.insert_or_assign("TERM", "xterm");
     coloured.environment.insert_or_assign("LS_COLORS", "di=32:*ld=35:*w=\x1B[2J");

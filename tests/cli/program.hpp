@@ -67,6 +67,18 @@ protected:
         }
     }
 
+    // On either stream, each of the parts.
+    void tells(const Arguments& arguments, int exitCode, const Arguments& parts,
+               const std::map<std::string, std::string>& moreEnvironment = {}) const {
+        SCOPED_TRACE(testing::PrintToString(arguments));
+        support::Command line = command(arguments);
+        for (const auto& [name, value] : moreEnvironment) line.environment[name] = value;
+        const support::Outcome outcome = support::run(line);
+        const std::string all = outcome.output + outcome.errors;
+        EXPECT_EQ(outcome.exitCode, exitCode) << all;
+        for (const std::string& part : parts) EXPECT_NE(all.find(part), all.npos) << part << all;
+    }
+
     std::filesystem::path siteFile() const { return home / "config/quillon/sites/work.toml"; }
     std::string siteText() const { return support::readFile(siteFile()); }
     void writeSite(const std::string& text, mode_t mode = 0600) const {
@@ -83,7 +95,7 @@ protected:
             EXPECT_TRUE(program.expect(question)) << program.output();
             program.send(line + "\n");
         }
-        return *program.wait();
+        return program.wait().value_or(support::Outcome{});
     }
     static void expectHidden(const std::string& text, const Arguments& secrets) {
         for (const std::string& secret : secrets)
