@@ -17,6 +17,7 @@
 #include "cli/commands/complete.hpp"
 #include "cli/commands/manual.hpp"
 #include "cli/parser/parser.hpp"
+#include "cli/session/keep_command.hpp"
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
@@ -157,6 +158,7 @@ int runProgram(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     using namespace quillon::cli;
+    if (argc > 2 && argv[1] == keepWord) return keepCommand({argv + 2, argv + argc});
     occupyStandardStreams();
     forbidCoreDumps();
     prepareLocale();

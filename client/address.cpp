@@ -143,8 +143,12 @@ std::string withoutCredentials(std::string_view typed) {
                        typed.substr(begin + found.size()));
 }
 
-bool userNameValid(std::string_view user) {
-    return user.find(':') == user.npos && isOneLine(user);
+std::string_view userNameProblem(std::string_view user) {
+    if (user.find(':') != user.npos) {
+        return "must hold no colon; a password is given at the prompt, in a file or in the netrc "
+               "file";
+    }
+    return isOneLine(user) ? "" : "must hold no NUL and no line break";
 }
 
 Result<std::string> segmentFor(std::string_view name) {

@@ -23,9 +23,9 @@ std::string_view credentialsIn(std::string_view typed);
 // The word as it may be shown: "***" in their place.
 std::string withoutCredentials(std::string_view typed);
 
-// RFC 7617, 2: the colon divides it from the password, which belongs nowhere near it; and it is one
-// line.
-bool userNameValid(std::string_view user);
+// What is wrong with a user name, to go on behind "A user name"; empty: nothing. RFC 7617, 2: a
+// colon divides it from the password, which belongs nowhere near it; and it is one line.
+std::string_view userNameProblem(std::string_view user);
 
 // The one path segment of a URL that stands for the name of a member, all of whose characters are
 // taken as they are. Fails with Kind::usage for what no member can be called.

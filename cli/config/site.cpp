@@ -25,7 +25,7 @@ std::string urlProblem(const Site& site) {
 }
 
 std::string userProblem(const Site& site) {
-    return userNameValid(site.user) ? "" : "must hold no colon, NUL or line break";
+    return std::string(userNameProblem(site.user));
 }
 
 std::string authProblem(const Site& site) {

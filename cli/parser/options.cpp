@@ -1,5 +1,7 @@
 #include "cli/parser/options.hpp"
 
+#include <fmt/format.h>
+
 #include <chrono>
 
 #include "cli/parser/byte_count.hpp"
@@ -21,13 +23,9 @@ Result<uint64_t> parseSpeed(const std::string& text) {
 }  // namespace
 
 Result<void> checkUserName(std::string_view name) {
-    if (userNameValid(name)) return {};
-    if (name.find(':') == name.npos) {
-        return localError(Kind::usage, "A user name holds no NUL and no line break.");
-    }
-    return localError(Kind::usage,
-                      "A user name holds no colon. Give the password at the prompt, in a file or "
-                      "in the netrc file.");
+    const std::string_view problem = userNameProblem(name);
+    if (problem.empty()) return {};
+    return localError(Kind::usage, fmt::format("A user name {}.", problem));
 }
 
 void addCommonOptions(CommandDefinition program, CommonOptions& options) {

@@ -4,7 +4,7 @@
 #include <fmt/format.h>
 #include <poll.h>
 #include <signal.h>
-#include <spawn.h>
+#include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,14 +12,13 @@
 #include <cerrno>
 #include <cstring>
 #include <optional>
+#include <utility>
 
-#include "cli/session/prompt.hpp"
+#include "cli/session/keep_command.hpp"
 #include "cli/session/sources.hpp"
-#include "cli/terminal/ended_with_us.hpp"
 #include "cli/terminal/process.hpp"
+#include "cli/terminal/spawn.hpp"
 #include "platform/base/descriptor.hpp"
-
-extern char** environ;
 
 namespace quillon::cli {
 namespace {
@@ -27,7 +26,6 @@ namespace {
 using vxhost::Descriptor;
 
 constexpr size_t mostOutputBytes = 64 << 10;
-constexpr int untilKilledMs = 1000;
 
 bool mayRun = true;
 
@@ -41,49 +39,32 @@ Pipe makePipe() {
     return {Descriptor(both[0], "pipe"), Descriptor(both[1], "pipe")};
 }
 
-// A command of ours, until it has ended: it is never left behind.
+// A command of ours, until it has ended: it is never left behind, whatever becomes of us.
 class Running {
 public:
     // 0 or an errno.
-    int start(const std::vector<std::string>& words, int input, int output) {
-        std::vector<char*> list;
-        list.reserve(words.size() + 1);
-        for (const std::string& word : words) list.push_back(const_cast<char*>(word.c_str()));
-        list.push_back(nullptr);
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
-        posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-        posix_spawnattr_t attributes;
-        posix_spawnattr_init(&attributes);
-        sigset_t defaults;
-        sigemptyset(&defaults);
-        for (const int number : {SIGPIPE, SIGXFSZ}) sigaddset(&defaults, number);
-        posix_spawnattr_setsigdefault(&attributes, &defaults);
-        // At a terminal it is of our group, which alone may read there and gets Ctrl-C together.
-        const bool isAlone = !canPrompt();
-        const int group = isAlone ? POSIX_SPAWN_SETPGROUP : 0;  // one of its own
-        posix_spawnattr_setflags(&attributes, static_cast<short>(POSIX_SPAWN_SETSIGDEF | group));
-        const int failed =
-            posix_spawnp(&pid_, list.front(), &actions, &attributes, list.data(), environ);
-        posix_spawnattr_destroy(&attributes);
-        posix_spawn_file_actions_destroy(&actions);
-        if (failed != 0) pid_ = -1;
-        target_ = isAlone ? -pid_ : pid_;
-        if (failed == 0) withUs_.emplace(target_);
-        const long ended = failed == 0 ? syscall(SYS_pidfd_open, pid_, 0) : -1;
+    int start(std::vector<std::string> words, int input, int output) {
+        int both[2] = {-1, -1};
+        (void)socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, both);
+        Descriptor its(both[0], "socket"), ours(both[1], "socket");
+        words.insert(words.begin(), {"/proc/self/exe", std::string(keepWord)});
+        int failed =
+            spawn(pid_, words,
+                  {.descriptors = {
+                       {input, STDIN_FILENO}, {output, STDOUT_FILENO}, {its.number(), keepLine}}});
+        if (failed != 0) return pid_ = -1, failed;
+        its.shut();
+        const long ended = syscall(SYS_pidfd_open, pid_, 0);
         if (ended >= 0) ended_.emplace(static_cast<int>(ended), "process");
+        line_.emplace(std::move(ours));
+        while (read(line_->number(), &failed, sizeof failed) < 0 && errno == EINTR) {
+        }
         return failed;
     }
 
     ~Running() {
-        if (pid_ < 0) return;
-        kill(target_, SIGTERM);
-        // Who does not listen is ended all the same: a person waits.
-        pollfd end{ended(), POLLIN, 0};
-        if (ended() >= 0) poll(&end, 1, untilKilledMs);
-        kill(target_, SIGKILL);
-        (void)reap();
+        line_.reset();  // who keeps it ends it, in a second at most: a person waits
+        if (pid_ >= 0) (void)reap();
     }
 
     // Readable when it has; -1: nobody knows.
@@ -101,7 +82,6 @@ public:
 
     // Its exit code, once it has ended; -1: a signal ended it.
     int reap() {
-        withUs_.reset();  // before its number may be another's
         int status = 0;
         while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
         }
@@ -110,10 +90,8 @@ public:
     }
 
 private:
-    pid_t pid_ = -1;
-    pid_t target_ = 0;  // for kill(): its group, or itself
-    std::optional<EndedWithUs> withUs_;
-    std::optional<Descriptor> ended_;
+    pid_t pid_ = -1;  // of who keeps it
+    std::optional<Descriptor> ended_, line_;
 };
 
 bool isReady(int descriptor) {

@@ -36,6 +36,14 @@ void tellPassword(const CommonOptions& options, const std::string& user, std::st
 
 }  // namespace
 
+Result<std::string> askForUser(const Address& address) {
+    Result<std::string> user = promptLine("User name at " + address.origin() + ": ");
+    if (!user) return user;
+    if (user->empty()) return localError(Kind::notAuthorized, "No user name was given.");
+    if (const Result<void> valid = checkUserName(*user); !valid) return valid.error();
+    return user;
+}
+
 Result<Secret> givenPassword(const CommonOptions& options, const Address& address,
                              const std::string& user) {
     if (!options.passwordFile.empty()) {
@@ -138,7 +146,7 @@ Result<Login> Credentials::askAgain(const Address& address) {
     }
     known.asked = true;
     if (known.login.user.empty()) {
-        Result<std::string> user = promptLine("User name at " + address.origin() + ": ");
+        Result<std::string> user = askForUser(address);
         if (!user) return std::move(user).error();
         known.login.user = std::move(*user);
     }

@@ -38,6 +38,9 @@ private:
     std::map<std::string, Known> known_;  // by identityOf
 };
 
+// What the person types now, which can be sent.
+Result<std::string> askForUser(const Address& address);
+
 // What the person gives now: from --password-file or the command, else asked for on the terminal.
 Result<Secret> givenPassword(const CommonOptions& options, const Address& address,
                              const std::string& user);

@@ -4,6 +4,7 @@
 #include <time.h>
 
 #include <algorithm>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
@@ -110,7 +111,7 @@ Result<std::optional<Login>> askForLogin(Remote& remote, const LoginFlow& flow) 
     Login login;
     login.user = document.take("/loginName").view();
     login.password = document.take("/appPassword");
-    if (!login.user.empty() && userNameValid(login.user) && !login.password.empty()) {
+    if (!login.user.empty() && userNameProblem(login.user).empty() && !login.password.empty()) {
         return std::optional(std::move(login));
     }
     return localError(Kind::network, "The server's answer names no user, or no password.");
@@ -128,9 +129,8 @@ std::string baseOfScripts(std::string_view url) {
 Result<LoginFlow> beginLoginFlow(Remote& remote, const std::string& base) {
     Result<vxhost::Answer> answer = ask(remote, base + "/index.php/login/v2", {});
     if (!answer) return std::move(answer).error();
-    if (answer->status == 404 || answer->status == 405 || answer->status == 501) {
-        return noFlow(base);
-    }
+    constexpr int noPage[] = {401, 404, 405, 501};  // the page itself is for everybody
+    if (std::ranges::find(noPage, answer->status) != std::end(noPage)) return noFlow(base);
     if (answer->status != 200) return refusal(*answer);
     Document document(answer->text);
     LoginFlow flow{std::string(document.take("/login").view()),

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "cli/session/sources.hpp"
+#include "client/address.hpp"
 #include "client/local_file.hpp"
 
 namespace quillon::cli {
@@ -119,7 +120,9 @@ Result<std::optional<NetrcEntry>> findInNetrcFile(std::string_view host, std::st
     if (!entry) return entry;
     const std::string source =
         fmt::format("The entry that ends in line {} of {}", entry->line, path.string());
-    if (const auto valid = oneLine(Secret(entry->login), source); !valid) return valid.error();
+    if (const auto problem = userNameProblem(entry->login); !problem.empty()) {
+        return localError(Kind::local, fmt::format("{}: its user name {}.", source, problem));
+    }
     Result<Secret> password = oneLine(std::move(entry->password), source);
     if (!password) return std::move(password).error();
     entry->password = std::move(*password);

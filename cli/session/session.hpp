@@ -59,7 +59,7 @@ public:
             byPassword ? askAgain(address) : Result<Login>(Error(result.error()));
         if (other) giveBackLeft(address, *other);
         if (other) return action(*other);
-        if (other.error().kind == Kind::interrupted) return other.error();
+        if (other.error().kind != Kind::notAuthorized) return other.error();
         return refusal(address, *login, std::move(result).error());
     }
 

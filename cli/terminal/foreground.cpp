@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 #include <poll.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -15,8 +14,7 @@
 
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
-
-extern char** environ;
+#include "cli/terminal/spawn.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -62,40 +60,6 @@ private:
     sigset_t mask_{};
 };
 
-std::vector<char*> pointers(const std::vector<std::string>& words) {
-    std::vector<char*> list;
-    list.reserve(words.size() + 1);
-    for (const std::string& word : words) list.push_back(const_cast<char*>(word.c_str()));
-    list.push_back(nullptr);
-    return list;
-}
-
-std::vector<std::string> environmentWith(const std::vector<std::string>& more) {
-    std::vector<std::string> all(more);
-    for (char** entry = environ; *entry != nullptr; ++entry) all.emplace_back(*entry);
-    return all;
-}
-
-// 0 or an errno.
-int start(pid_t& pid, const std::vector<std::string>& words,
-          const std::vector<std::string>& environment, const sigset_t& mask, int inherited) {
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, inherited, inherited);  // without close-on-exec
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    const sigset_t defaults =
-        setOf({SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGUSR1, SIGUSR2, SIGXCPU, SIGPIPE, SIGXFSZ});
-    posix_spawnattr_setsigdefault(&attributes, &defaults);
-    posix_spawnattr_setsigmask(&attributes, &mask);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-    const int failed = posix_spawnp(&pid, words.front().c_str(), &actions, &attributes,
-                                    pointers(words).data(), pointers(environment).data());
-    posix_spawnattr_destroy(&attributes);
-    posix_spawn_file_actions_destroy(&actions);
-    return failed;
-}
-
 // A signal that comes before the wait is not lost: it stays blocked until then.
 int waitFor(pid_t pid, const sigset_t& mask, const std::function<void()>& eachSecond) {
     constexpr timespec second{1, 0};
@@ -126,7 +90,11 @@ int runForeground(const std::vector<std::string>& words, int inherited,
     const SignalsAside aside;
     pid_t pid = 0;
     const int failed =
-        start(pid, words, environmentWith(moreEnvironment), aside.maskBefore(), inherited);
+        spawn(pid, words,
+              {.descriptors = {{inherited, inherited}},  // without close-on-exec
+               .defaults = {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGUSR1, SIGUSR2, SIGXCPU},
+               .mask = &aside.maskBefore(),
+               .moreEnvironment = moreEnvironment});
     if (failed == 0) return waitFor(pid, aside.maskBefore(), eachSecond);
     complain(fmt::format("cannot run {}: {}", words.front(), std::strerror(failed)));
     return failed == ENOENT ? notFoundCode : notRunCode;

@@ -5,7 +5,6 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
-#include "cli/terminal/ended_with_us.hpp"
 #include "cli/terminal/exit_code.hpp"
 #include "cli/terminal/last_words.hpp"
 
@@ -20,7 +19,6 @@ volatile sig_atomic_t latest = 0;
 void onSignal(int number) {
     latest = number;
     if (flag.exchange(true)) {
-        killThoseEndedWithUs();
         writeLastWords();
         _exit(exitInterrupted);
     }

@@ -65,6 +65,9 @@ std::string_view remedy(const Error& error, std::string_view url) {
         default:
             break;
     }
+    if (error.httpStatus == 401 && error.kind == Kind::refused) {
+        return "It is told by --auth negotiate or --auth ntlm, and has a token by --token-file.";
+    }
     const bool perhapsTls = error.httpStatus == 400 && url.starts_with("http://");
     return perhapsTls ? "If the server speaks TLS at this port, its URL begins with https://." : "";
 }

@@ -20,20 +20,21 @@ protected:
         return support::runChecked({{"sh", "-ec", script}, environment, {}, work.path()});
     }
     const std::string authority = support::certificate().file;
+    const Arguments ownCertificate{"--cert", "own.pem", "--key", "own.key"};
 };
 
 TEST_F(Connections, logInByACertificate) {
     const auto own = makeCertificate(work.path(), "own");
     makeCertificate(work.path(), "s");
-    const Apache server({.tls = true, .clientAuthority = own.file});
-    const Apache another({.tls = true, .clientAuthority = own.file});
+    const support::ApacheOptions options{.tls = true, .clientAuthority = own.file};
+    const Apache server(options), another(options);
     const std::string url = server.url();
     shell(
         "cat own.pem own.key > both.pem; openssl ec -in own.key -aes128 -passout pass:geheim -out "
         "locked.key; for i in '-legacy -passout pass:geheim -out own.p12' '-passout pass: -out "
         "open.p12'; do openssl pkcs12 -export -in own.pem -inkey own.key $i; done");
     const std::tuple<Arguments, int, std::string> rows[] = {
-        {{"--cert", "own.pem", "--key", "own.key"}, 0, ""},
+        {ownCertificate, 0, ""},
         {{"--cert", "open.p12"}, 0, ""},
         {{}, 4, "does not take the one that it was shown.\n  Give it with --cert"},
         {{"--cert", "s.pem", "--key", "s.key"}, 4, "alert unknown ca"},
@@ -46,14 +47,14 @@ TEST_F(Connections, logInByACertificate) {
     for (const auto& [more, code, told] : rows) expect({{joined(ls, more), code, told}});
     for (const std::string deed : {"cp", "mv"}) {
         const Arguments line{deed, "--ca-file", authority, url, another.url()};
-        expect({{joined(line, {"--cert", "own.pem", "--key", "own.key"}), 4, "Give it with"}});
+        expect({{joined(line, ownCertificate), 4, "Give it with"}});
     }
     for (const Arguments& more :
          {Arguments{"--cert", "own.p12"}, {"--cert", "own.pem", "--key", "locked.key"}}) {
-        const auto right = answered(joined(ls, more), "Passphrase of ", "geheim\n");
+        const auto right = answered(joined(ls, more), {{"Passphrase of ", "geheim"}});
         EXPECT_EQ(right.exitCode, 0) << right.output;
-        EXPECT_EQ(right.output.find("geheim"), std::string::npos);
-        EXPECT_EQ(answered(joined(ls, more), "Passphrase of ", "x\n").exitCode, 8);
+        expectHidden(right.output, {"geheim"});
+        EXPECT_EQ(answered(joined(ls, more), {{"Passphrase of ", "x"}}).exitCode, 8);
     }
     const Arguments login{"login", "work", url, "--ca-file", authority, "--cert", "both.pem"};
     expect({{login, 0, "work: is " + url + "\n"},
@@ -110,11 +111,11 @@ TEST_F(Connections, trustAServerByItsKey) {
     expect({{login, 7, fingerprint + "  If that is the server's own: --pin " + pin},
             {{"ls", "--pin", pin, url}, 0, ""},
             {{"ls", "--pin", "sha256//x", url}, 2, "44 characters of base64"}});
-    EXPECT_EQ(answered(login, "[y/N] ", "n\n").exitCode, 7);
-    const auto trusted = answered(login, "[y/N] ", "y\n");
+    EXPECT_EQ(answered(login, {{"[y/N] ", "n"}}).exitCode, 7);
+    const auto trusted = answered(login, {{"[y/N] ", "y"}});
     EXPECT_NE(trusted.output.find("for CN = quillon test, from CN = quillon test, valid"),
               std::string::npos);
-    EXPECT_EQ(support::readFile(siteFile()), "url = \"" + url + "\"\npin = \"" + pin + "\"\n");
+    EXPECT_EQ(siteText(), "url = \"" + url + "\"\npin = \"" + pin + "\"\n");
     expect({{{"ls", "work:"}, 0, ""}});
     writeSite("url = '" + changed.url() + "'\nuser = 'ann'\npin = '" + pin + "'\n");
     writeFile(work / "password", "geheim");
@@ -132,18 +133,14 @@ TEST_F(Connections, trustAServerByItsKey) {
         {{"--ca-file", "changed.pem"}, "a.localhost", false}};
     for (const auto& [trust, host, isShown] : shown) {
         const std::string port = std::to_string(support::freePort());
-        support::RunningProcess asking(
-            {{"sh", "-c",
-              "cd " + work.path().string() +
-                  "; exec openssl s_server -naccept 1 "
-                  "-verify 1 -cert changed.pem -key changed.key -accept " +
-                  port}},
-            support::Streams::terminal);
+        support::Command asked{{"openssl", "s_server", "-naccept", "1", "-verify", "1", "-cert",
+                                "changed.pem", "-key", "changed.key", "-accept", port}};
+        asked.directory = work.path();
+        support::RunningProcess asking(asked, support::Streams::terminal);
         ASSERT_TRUE(asking.expect("ACCEPT"));
         const support::RunningProcess program(
-            command(joined({"ls", "--cert", "changed.pem", "--key", "changed.key",
-                            "https://" + host + ":" + port + "/"},
-                           trust)));
+            command(joined(joined({"ls", "https://" + host + ":" + port + "/"}, trust),
+                           {"--cert", "changed.pem", "--key", "changed.key"})));
         EXPECT_EQ(asking.expect("depth=0"), isShown) << host << asking.output();
     }
 }
@@ -195,14 +192,14 @@ TEST_F(Connections, logInByNtlm) {
         const std::string_view given = request.field("Authorization");
         const bool greets = given.starts_with("NTLM TlRMTVNTUAAB");
         isIn = isIn || given.starts_with("NTLM TlRMTVNTUAAD");  // the third message
-        if (greets || !isIn)
-            return Answer(401).with("WWW-Authenticate", greets ? challenge : "NTLM");
+        if (greets || !isIn) return Answer::challenge(greets ? challenge : "NTLM");
         const int absent = request.method == "PUT" ? 201 : 404;
         return Answer(request.target == "/c/" ? 200 : absent).with("Allow", "PUT, GET, HEAD");
     });
     writeFile(work / "file", "content");
     const Arguments put{"--password-file", "file", "put", "--force", "file", server.url("c/")};
     expect({{joined({"-uann"}, put), 1, "logins by NTLM"},
+            {{"login", "work", server.url("c/")}, 1, "It is told by --auth negotiate or --auth n"},
             {joined({"--auth", "ntlm", "-uDOMAIN\\ann"}, put), 0, ""},
             {{"ls", "--auth", "x", server.url()}, 2, "--auth: it is one of negotiate, ntlm"}});
     EXPECT_EQ(server.requests().back().body, "content");
@@ -211,16 +208,17 @@ TEST_F(Connections, logInByNtlm) {
 TEST_F(Connections, goThroughProxiesOfEachKind) {
     const Apache clear, secure({.tls = true});
     for (const Apache* server : {&clear, &secure}) server->addMember("file", "content");
-    const support::Account account{"me", "geheim"};
-    const auto proxy = [&](Authentication kind) {
-        return Apache({.authentication = kind, .account = account, .isProxy = true});
-    };
-    const Apache basic = proxy(Authentication::basic), digest = proxy(Authentication::digest);
+    support::ApacheOptions options{.account = {"me", "geheim"}, .isProxy = true};
+    options.authentication = Authentication::basic;
+    const Apache basic(options);
+    options.authentication = Authentication::digest;
+    const Apache digest(options);
     const auto identity = makeCertificate(work.path(), "proxy");
     shell("cat proxy.pem proxy.key > own.pem");
-    const Apache overTls({.tls = true, .identity = identity, .isProxy = true});
-    const Apache asking(
-        {.tls = true, .identity = identity, .clientAuthority = identity.file, .isProxy = true});
+    options = {.tls = true, .identity = identity, .isProxy = true};
+    const Apache overTls(options);
+    options.clientAuthority = identity.file;
+    const Apache asking(options);
     const auto with = [](std::string url, const std::string& password) {
         return url.insert(url.find("://") + 3, "me:" + password + "@");
     };

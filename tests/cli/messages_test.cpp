@@ -79,18 +79,8 @@ TEST_F(Messages, nameTheCauseAndTheWayOut) {
          5,
          {"locked by ann, with quillon, until", "a lock under your own name"}},
     };
-    for (const auto& [arguments, exitCode, told, more] : cases) {
-        SCOPED_TRACE(testing::PrintToString(arguments));
-        support::Command line = command(arguments);
-        for (const auto& [name, value] : more) line.environment[name] = value;
-        const support::Outcome outcome = support::run(line);
-        EXPECT_EQ(outcome.exitCode, exitCode) << outcome.errors;
-        for (const std::string& words : told) {
-            EXPECT_NE((outcome.output + outcome.errors).find(words), std::string::npos)
-                << words << "\n"
-                << outcome.output << outcome.errors;
-        }
-    }
+    for (const auto& [arguments, exitCode, told, more] : cases)
+        tells(arguments, exitCode, told, more);
     expect(quillon({"shell", url}, "get --match 'fi*'\n"), 0, "");
     EXPECT_EQ(support::readFile(work / "file"), "x");
     EXPECT_LT(quillon({"get", url + std::string(60'000, 'n')}).errors.size(), 1500u);

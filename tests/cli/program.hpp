@@ -31,6 +31,7 @@ struct Row {
     Arguments arguments;
     int exitCode;
     std::string told;
+    std::string noted{};  // part of the errors of a success
 };
 
 class ProgramTest : public testing::Test {
@@ -59,25 +60,50 @@ protected:
     void expect(const std::vector<Row>& rows) const {
         for (const Row& row : rows) {
             SCOPED_TRACE(testing::PrintToString(row.arguments));
-            expect(quillon(row.arguments), row.exitCode, row.told);
+            const support::Outcome outcome = quillon(row.arguments);
+            expect(outcome, row.exitCode, row.told);
+            EXPECT_NE(outcome.errors.find(row.noted), std::string::npos) << outcome.errors;
             EXPECT_EQ(cacheDirectories(), Names{});
         }
     }
 
-    std::filesystem::path siteFile() const { return home / "config/quillon/sites/work.toml"; }
-    void writeSite(const std::string& text) const {
-        std::filesystem::create_directories(siteFile().parent_path());
-        writeFile(siteFile(), text);
-        chmod(siteFile().c_str(), 0600);
+    // On either stream, each of the parts.
+    void tells(const Arguments& arguments, int exitCode, const Arguments& parts,
+               const std::map<std::string, std::string>& moreEnvironment = {}) const {
+        SCOPED_TRACE(testing::PrintToString(arguments));
+        support::Command line = command(arguments);
+        for (const auto& [name, value] : moreEnvironment) line.environment[name] = value;
+        const support::Outcome outcome = support::run(line);
+        const std::string all = outcome.output + outcome.errors;
+        EXPECT_EQ(outcome.exitCode, exitCode) << all;
+        for (const std::string& part : parts) EXPECT_NE(all.find(part), all.npos) << part << all;
     }
 
-    // In a terminal, where a question is answered; what stands there is all in the output.
-    support::Outcome answered(Arguments arguments, std::string_view question,
-                              std::string_view line) const {
-        support::RunningProcess program(command(std::move(arguments)), support::Streams::terminal);
-        EXPECT_TRUE(program.expect(question)) << program.output();
-        program.send(line);
-        return *program.wait();
+    std::filesystem::path siteFile() const { return home / "config/quillon/sites/work.toml"; }
+    std::string siteText() const { return support::readFile(siteFile()); }
+    void writeSite(const std::string& text, mode_t mode = 0600) const {
+        std::filesystem::create_directories(siteFile().parent_path());
+        writeFile(siteFile(), text);
+        chmod(siteFile().c_str(), mode);
+    }
+
+    // In a terminal, where each question gets a line; what stands there is all in the output.
+    support::Outcome answered(const Arguments& arguments,
+                              const std::vector<std::pair<std::string, std::string>>& talk) const {
+        support::RunningProcess program(command(arguments), support::Streams::terminal);
+        for (const auto& [question, line] : talk) {
+            EXPECT_TRUE(program.expect(question)) << program.output();
+            program.send(line + "\n");
+        }
+        return program.wait().value_or(support::Outcome{});
+    }
+    static void expectHidden(const std::string& text, const Arguments& secrets) {
+        for (const std::string& secret : secrets)
+            EXPECT_EQ(text.find(secret), text.npos) << secret << " in " << text;
+    }
+    // What others see of its command line.
+    static std::string shownArguments(const support::RunningProcess& program) {
+        return support::readFile("/proc/" + std::to_string(program.pid()) + "/cmdline");
     }
 
     // What the editor does: $1 is the file.
@@ -96,6 +122,13 @@ protected:
         server.addMember(path, text);
         const auto now = std::filesystem::file_time_type::clock::now();
         std::filesystem::last_write_time(server.documentRoot() / path, now - std::chrono::hours(1));
+    }
+
+    // As nothing is that a living process works in.
+    static void makeOld(const std::filesystem::path& folder) {
+        const auto old = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(folder))
+            if (entry.is_directory()) std::filesystem::last_write_time(entry, old);
     }
 
     // Of all that is in the server's root, or in another collection.

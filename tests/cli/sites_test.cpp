@@ -23,15 +23,8 @@ protected:
     static Row stored(const std::string& url) {
         return {login(url), 0, "work: is " + url + ", user ann\n"};
     }
-    std::string siteText() const { return support::readFile(siteFile); }
-    void writeSite(std::string_view text, mode_t mode = 0600) const {
-        std::filesystem::create_directories(config / "sites");
-        writeFile(siteFile, text);
-        chmod(siteFile.c_str(), mode);
-    }
 
     const std::filesystem::path config = home / "config" / "quillon";
-    const std::filesystem::path siteFile = config / "sites" / "work.toml";
     const std::filesystem::path keyFile = config / "key";
     const Apache open;
     const Apache server{{.authentication = Authentication::basic, .account = {"ann", password}}};
@@ -56,14 +49,14 @@ TEST_F(Sites, aNameStandsForTheUrl) {
             // Somebody else than the site's user has another password.
             {{"ls", "-u", "bob", "work:"}, 4, "password of bob"},
             {{"ls", "--password-file", "wrong", "work:"}, 4, ""}});
-    EXPECT_EQ(support::modeOf(siteFile), 0600u);
-    EXPECT_EQ(support::modeOf(siteFile.parent_path()), 0700u);
+    EXPECT_EQ(support::modeOf(siteFile()), 0600u);
+    EXPECT_EQ(support::modeOf(siteFile().parent_path()), 0700u);
     expect(quillon({"shell", "work:my reports"}, "ls\ncd work:\nls\n"), 0,
            "q3\nfile\nmy reports/\n");
     expect({{{"login", "work", open.url()}, 0, "work: is " + open.url() + "\n"},  // ann no more
             {{"logout", "work"}, 0, ""},
             {{"ls", "work:"}, 2, "There is no site \"work\". None is stored"}});
-    EXPECT_FALSE(std::filesystem::exists(siteFile));
+    EXPECT_FALSE(std::filesystem::exists(siteFile()));
 }
 
 TEST_F(Sites, credentialsComeFromEachPlace) {
@@ -76,7 +69,9 @@ TEST_F(Sites, credentialsComeFromEachPlace) {
          {{"ls", "-u", "ann", url}, 4, "password of ann is missing"},
          {{"ls", "-u", "ann", "--password-file", "none", url}, 8, "password file none"},
          {{"ls", "-u", "ann", "--password-file", "nul", url}, 8, "file nul holds a NUL or a line"},
-         {{"ls", "-u", "a\nb", url}, 2, "holds no NUL and no line break"},
+         {{"ls", "-u", "a\nb", url}, 2, "A user name must hold no NUL and no line break"},
+         {{"ls", "-u", "ann:geheim", url}, 2, "A user name must hold no colon; a password is"},
+         {{"login", "work", "http://a%3Ab:c@h/"}, 2, "A user name must hold no colon"},
          {{"ls", "http://ann:a%00b@h/"}, 2, "password holds a NUL"}});
     writeFile(home / "netrc",
               "machine 127.0.0.1 login ann password "
@@ -85,16 +80,18 @@ TEST_F(Sites, credentialsComeFromEachPlace) {
             {{"ls", "-u", "ann", url}, 0, ""},
             {{"-u", "ann", "--password-file", "wrong", "ls", url}, 4, "refused"}});
     writeFile(home / "netrc", "machine 127.0.0.1\nlogin ann password \"a\nb\"");
-    expect({{{"ls", url}, 8, "ends in line 3 of " + (home / "netrc").string() + " holds a NUL"}});
+    const std::string ends = "ends in line 3 of " + (home / "netrc").string();
+    expect({{{"ls", url}, 8, ends + " holds a NUL"}});
+    writeFile(home / "netrc", "machine 127.0.0.1\nlogin a:b\npassword c");
+    expect({{{"ls", url}, 8, ends + ": its user name must hold no colon"}});
 }
 
 TEST_F(Sites, aPasswordInClearToAnotherMachineIsToldOfOnce) {
     std::string other = url;
     other.replace(other.find("127.0.0.1"), 9, "0.0.0.0");  // which counts as another
     const auto warnings = [&](const std::string& target, const Arguments& more = {}) {
-        Arguments shell{"shell", "-uann", "--password-file", "right", target};
-        shell.insert(shell.end(), more.begin(), more.end());
-        const std::string told = quillon(shell, "ls\nmkcol a\nls a\n").errors;
+        const Arguments shell{"shell", "-uann", "--password-file", "right", target};
+        const std::string told = quillon(joined(shell, more), "ls\nmkcol a\nls a\n").errors;
         const std::regex warning("unprotected");
         return std::distance(std::sregex_iterator(told.begin(), told.end(), warning), {});
     };
@@ -104,35 +101,33 @@ TEST_F(Sites, aPasswordInClearToAnotherMachineIsToldOfOnce) {
     EXPECT_EQ(warnings(url), 0);
     writeSite("url = '" + other + "'\ninsecure-basic = true\n");
     EXPECT_EQ(warnings("work:"), 0);
-    const auto told = quillon({"ls", "-uann", "--password-file", "right", url}).errors;
-    EXPECT_NE(told.find("others can read right"), std::string::npos) << told;
+    expect(
+        {{{"ls", "-uann", "--password-file", "right", url}, 0, "a/\n", "others can read right"}});
 }
 
 TEST_F(Sites, thePasswordIsNowhereInClear) {
-    Arguments loud = login(url);
-    loud.insert(loud.begin(), "-vvv");
-    const std::string logged = quillon(loud).errors;
+    const std::string logged = quillon(joined({"-vvv"}, login(url))).errors;
     EXPECT_NE(logged.find("quillonPasswordEncrypt"), std::string::npos);
-    const std::string everything = logged + siteText() + quillon({"-vv", "ls", "work:"}).errors;
-    for (const char* secret : {"geheim", "Z2VoZWlt", "YW5uOmdl"}) {
-        EXPECT_EQ(everything.find(secret), std::string::npos) << secret;
-    }
+    expectHidden(logged + siteText() + quillon({"-vv", "ls", "work:"}).errors,
+                 {"geheim", "Z2VoZWlt", "YW5uOmdl"});
 }
 
 TEST_F(Sites, aPasswordIsAskedForWithoutEchoOnceTheServerWantsOne) {
     const Apache digest({.authentication = Authentication::digest, .account = {"ann", password}});
     digest.addMember("file", "");
+    const std::string who = "User name at http://127.0.0.1:";
     const std::pair<Arguments, const char*> rows[] = {
         {{"ls", digest.url()}, "\nfile"}, {{"login", "work", digest.url()}, "work: is "}};
     for (const auto& [arguments, told] : rows) {
-        support::RunningProcess program(command(arguments), support::Streams::terminal);
-        ASSERT_TRUE(program.expect("User name at http://127.0.0.1:"));
-        program.send("ann\n");
-        ASSERT_TRUE(program.expect("Password of ann"));
-        program.send(std::string(password) + "\n");
-        EXPECT_TRUE(program.expect(told));
-        EXPECT_EQ(program.wait()->exitCode, 0) << program.output();
-        EXPECT_EQ(program.output().find("geheim"), std::string::npos);
+        const auto in = answered(arguments, {{who, "ann"}, {"Password of ann", password}});
+        EXPECT_EQ(in.exitCode, 0);
+        EXPECT_NE(in.output.find(told, in.output.find("Password of ann")), std::string::npos)
+            << in.output;
+        expectHidden(in.output, {"geheim"});
+        EXPECT_EQ(answered(arguments, {{who, ""}}).exitCode, 4);
+        const auto refused = answered(arguments, {{who, "ann:x"}});
+        EXPECT_EQ(refused.exitCode, 2);
+        EXPECT_NE(refused.output.find("A user name must hold no colon"), std::string::npos);
     }
     expect({{{"ls", "work:"}, 0, "file\n"}});
 }
@@ -149,7 +144,7 @@ TEST_F(Sites, whatTheServerRefusesIsNotStored) {
             {login(open.url(), "open", "tagged"), 2, "begins like an encoded one"},
             {{"logout", "work"}, 2, "There is no site"},
             {{"ls", "w:x"}, 2, "not the URL"}});
-    EXPECT_FALSE(std::filesystem::exists(siteFile));
+    EXPECT_FALSE(std::filesystem::exists(siteFile()));
 }
 
 TEST_F(Sites, aChangedPassword) {
@@ -168,9 +163,9 @@ TEST_F(Sites, whatOthersCanUseOrHaveAlteredIsNotUsed) {
     expect({stored(url)});
     const std::tuple<std::filesystem::path, mode_t, const char*> modes[] = {
         {keyFile, 0640, "Others can read or replace the key"},
-        {siteFile, 0640, "Others can read"},
-        {siteFile, 0604, "Others can read"},
-        {siteFile, 0620, "Others can change"}};
+        {siteFile(), 0640, "Others can read"},
+        {siteFile(), 0604, "Others can read"},
+        {siteFile(), 0620, "Others can change"}};
     for (const auto& [file, mode, told] : modes) {
         chmod(file.c_str(), mode);
         expect({{{"ls", "work:"}, 8, told}, {login(url), 8, told}});
@@ -194,15 +189,15 @@ TEST_F(Sites, aPersonsOwnTextSurvives) {
     writeSite(own);
     expect({{{"ls", "work:"}, 0, ""},
             {login, 8, "left alone.\n  Make these lines of it yourself:\n  " + line},
-            {out.arguments, 8, "left alone.\n  Remove it yourself: rm " + siteFile.string()}});
+            {out.arguments, 8, "left alone.\n  Remove it yourself: rm " + siteFile().string()}});
     EXPECT_EQ(siteText(), own);
 
     writeFile(home / "dotfile", line + "jobs = 3\n");
-    std::filesystem::remove(siteFile);
-    std::filesystem::create_symlink(home / "dotfile", siteFile);
+    std::filesystem::remove(siteFile());
+    std::filesystem::create_symlink(home / "dotfile", siteFile());
     expect({in});
     EXPECT_EQ(support::readFile(home / "dotfile"), line + "jobs = 3\n");
-    EXPECT_TRUE(std::filesystem::is_symlink(siteFile));
+    EXPECT_TRUE(std::filesystem::is_symlink(siteFile()));
     support::RunningProcess program(command({"login", "work", url, "-u", "ann"}),
                                     support::Streams::terminal);
     ASSERT_TRUE(program.expect("Password of ann"));

@@ -124,13 +124,7 @@ TEST_F(Transfers, betweenTwoServers) {
 class BadSource : public ProgramTest {
 protected:
     BadSource() {
-        source.on("PROPFIND", "/c/f", [](const auto&) {
-            return Answer::xml(207,
-                               "<multistatus xmlns=\"DAV:\"><response><href>/c/f</href>"
-                               "<propstat><prop><getetag>\"1\"</getetag></prop>"
-                               "<status>HTTP/1.1 200 OK</status></propstat></response>"
-                               "</multistatus>");
-        });
+        source.on("PROPFIND", "/c/f", Answer::properties("/c/f", "<getetag>\"1\"</getetag>"));
     }
     support::ScriptedServer source;
     const Apache server;

@@ -11,13 +11,13 @@ namespace {
 using support::Answer;
 using support::Request;
 using support::ScriptedServer;
+using support::Streams;
+
+const Arguments geheim{"geheim", "Z2VoZWlt", "YW5uOmdl"};  // in base64, too
 
 Answer whole(const Request& request) {
-    constexpr auto listing =
-        "<multistatus xmlns=\"DAV:\"><response><href>/c/</href><propstat><prop><resourcetype>"
-        "<collection/></resourcetype></prop><status>HTTP/1.1 200 OK</status></propstat></response>"
-        "</multistatus>";
-    if (request.method == "PROPFIND") return Answer::xml(207, listing);
+    if (request.method == "PROPFIND")
+        return Answer::properties("/c/", "<resourcetype><collection/></resourcetype>");
     return Answer(200).with("DAV", "1").with("Allow", "GET, HEAD, OPTIONS, PROPFIND");
 }
 
@@ -27,8 +27,7 @@ protected:
     void letIn(const std::string& name, const std::string& value,
                const std::string& challenge = "Bearer") {
         server.on("*", "*", [=](const Request& request) {
-            if (request.field(name) == value) return whole(request);
-            return Answer(401).with("WWW-Authenticate", challenge);
+            return request.field(name) == value ? whole(request) : Answer::challenge(challenge);
         });
     }
     void letInAnn() { letIn("Authorization", "Basic YW5uOmdlaGVpbQ==", "Basic realm=\"r\""); }
@@ -41,12 +40,10 @@ protected:
     size_t runs() const { return support::readFile(work / "runs").size(); }
 
     // As expect(), and not even by -vv the secret is told.
-    void expectQuietly(Row row) const {
+    void expectQuietly(const Row& row) const {
         expect({row});
-        row.arguments.insert(row.arguments.begin(), "-vv");
-        const auto loud = quillon(row.arguments);
-        for (const char* secret : {"geheim", "Z2VoZWlt", "YW5uOmdl"})
-            EXPECT_EQ((loud.output + loud.errors).find(secret), std::string::npos) << loud.errors;
+        const auto loud = quillon(joined({"-vv"}, row.arguments));
+        expectHidden(loud.output + loud.errors, geheim);
     }
     void expectOfSite(const std::string& text, int code, const std::string& told) const {
         writeSite("url = '" + url + "'\n" + text);
@@ -55,7 +52,7 @@ protected:
 
     ScriptedServer server, other;
     const std::string url = server.url("c/"), tools = (work / "tool").string();
-    const std::string stored = "work: is " + url + "\n";
+    const std::string stored = "work: is " + url + "\n", path = std::getenv("PATH");
 };
 
 TEST_F(WayIn, aPasswordComesFromACommand) {
@@ -75,23 +72,34 @@ TEST_F(WayIn, aPasswordComesFromACommand) {
     tool("echo geheim");
     const std::string told = "work: is " + url + ", user ann\n";
     expect({{{"ls", "-ubob", "work:"}, 4, "password of bob is missing"},
+            {{"login", "work", url, "--keyring", "--password-command", tools}, 2, "do not go tog"},
             {{"login", "work", url, "-uann", "--password-command", tools}, 0, told},
-            {{"sites"}, 0, "work  " + url + "  ann  password by command\n"}});
-    EXPECT_NE(quillon({"-v", "ls", "work:"}).errors.find("what the password-command prints"),
-              std::string::npos);
+            {{"sites"}, 0, "work  " + url + "  ann  password by command\n"},
+            {{"-v", "ls", "work:"}, 0, "", "what the password-command prints"}});
 }
 
+// With all that it started, also where that has lost its parent.
 TEST_F(WayIn, aCommandThatDoesNotListenEndsWithUs) {
-    writeSite("url = '" + url + "'\nuser = 'ann'\npassword-command = " +
-              tool("trap '' INT TERM; sleep 1000 & echo $! $$ > new; mv new pids; wait"));
-    support::RunningProcess program(command({"ls", "work:"}));
-    ASSERT_TRUE(support::eventually([&] { return std::filesystem::exists(work / "pids"); }));
-    for (const int number : {SIGINT, SIGTERM}) program.signal(number);
-    EXPECT_EQ(program.wait()->exitCode, 130);
-    std::istringstream pids(support::readFile(work / "pids"));
-    for (std::string pid; pids >> pid;) {  // what has ended has no words
-        const auto words = "/proc/" + pid + "/cmdline";
-        EXPECT_TRUE(support::eventually([&] { return std::ifstream(words).get() == EOF; })) << pid;
+    writeSite(
+        "url = '" + url + "'\nuser = 'ann'\npassword-command = " +
+        tool("trap '' HUP INT TERM; (sleep 1000 & echo $! $$ > new); mv new pids; sleep 1000"));
+    const std::tuple<Streams, std::vector<int>, int> rows[] = {
+        {Streams::pipes, {SIGINT}, 130},
+        {Streams::pipes, {SIGINT, SIGTERM}, 130},
+        {Streams::terminal, {SIGINT, SIGINT}, 130},
+        {Streams::terminal, {SIGKILL}, -1}};
+    for (const auto& [streams, signals, code] : rows) {
+        support::RunningProcess program(command({"ls", "work:"}), streams);
+        ASSERT_TRUE(support::eventually([&] { return std::filesystem::exists(work / "pids"); }));
+        for (const int number : signals) program.signal(number);
+        EXPECT_EQ(program.wait()->exitCode, code);
+        std::istringstream pids(support::readFile(work / "pids"));
+        std::filesystem::remove(work / "pids");
+        for (std::string pid; pids >> pid;) {  // what has ended has no words
+            const auto words = "/proc/" + pid + "/cmdline";
+            const auto gone = [&] { return std::ifstream(words).get() == EOF; };
+            EXPECT_TRUE(support::eventually(gone)) << pid << testing::PrintToString(signals);
+        }
     }
 }
 
@@ -108,6 +116,7 @@ TEST_F(WayIn, aTokenComesFromAFileOrACommand) {
          {{"login", "work", url, "--token-file", "-"}, 8, "The standard input holds no token"},
          {{"ls", "--token-file", "none", url}, 8, "Cannot read the token file none"},
          {{"ls", "--token-file", "old", "--auth=ntlm", url}, 2, "--token-file and --auth do not"},
+         {{"login", "work", url, "--token-file=old", "--token-command=x"}, 2, "and --token-com"},
          {{"ls", "--token-file", "old", "work:"}, 4, refused},
          {{"login", "work", url, "--token-command", "echo geheim 'a b'"}, 4, refused},
          {{"login", "work", url, "--token-command", "'echo' geheim"}, 0, stored},
@@ -122,8 +131,8 @@ TEST_F(WayIn, aTokenComesFromAFileOrACommand) {
         before = runs();
     }
     // Two accounts are not mistaken for one.
-    const auto second = siteFile().parent_path() / "second.toml";
-    writeFile(second, "url = '" + url + "'\ntoken-command = ['echo', 'geheim']\n");
+    std::filesystem::copy(siteFile(), siteFile().parent_path() / "second.toml");
+    writeSite("url = '" + url + "'\ntoken-command = ['echo', 'geheim']\n");
     expect(
         {{{"cp", "work:a", "second:b"}, 2, "The sites work and second are one server, for one"}});
     for (const auto& request : server.requests())
@@ -140,13 +149,12 @@ TEST_F(WayIn, headersAndCookiesGoToTheirOriginAlone) {
         {{joined({"ls", url}, header), 0, ""},
          {{"ls", "--header", "Host: geheim", url}, 2, "is Host, which every request has as it"},
          {{"ls", "--header", "X-A: 127.0", "http://127.0.0.1:1/"}, 7, "list http://127.0.0.1:1/"}});
-    const std::string two = "headers = ['X-Gate: geheim', 'X-Two: geheim']\n";
-    expectOfSite(two, 0, "");
+    expectOfSite("headers-command = " + tool("echo X-Gate: geheim"), 0, "");
+    expectOfSite("headers-command = " + tool("echo geheim"), 8, "headers-command, is no header");
+    expectOfSite("headers = ['X-Gate: geheim', 'X-Two: geheim']\n", 0, "");
     expectQuietly({{"sites", "work"}, 0, "url      " + url + "\nheaders  stored\n"});
     expect({{{"ls", "--header=x-GATE: no", "work:"}, 1, "Bearer"},
             {{"ls", other.url("c/"), "work:"}, 3, ""}});
-    expectOfSite("headers-command = " + tool("echo X-Gate: geheim"), 0, "");
-    expectOfSite("headers-command = " + tool("echo geheim"), 8, "headers-command, is no header");
 
     server.on("*", "/c/", [](const Request& request) {
         if (request.field("Cookie") == "id=geheim") return whole(request);
@@ -163,8 +171,7 @@ TEST_F(WayIn, headersAndCookiesGoToTheirOriginAlone) {
     server.on("*", "*", Answer(200, "x").stalledAfter(0)).clearRequests();
     support::RunningProcess program(command(joined({"cat", server.url("c/f")}, header)));
     EXPECT_TRUE(support::eventually([&] { return !server.requests().empty(); }));
-    const std::string line =
-        support::readFile("/proc/" + std::to_string(program.pid()) + "/cmdline");
+    const std::string line = shownArguments(program);
     EXPECT_NE(line.find("X-Gate:  ******"), line.npos) << line;
 }
 
@@ -172,11 +179,11 @@ TEST_F(WayIn, secretsOfTheLineGoToTheServerOfItsFirstUrlAlone) {
     const auto hasSecret = [](const Request& request) {
         return request.fields.count("X-Gate") + request.fields.count("Authorization") > 0;
     };
-    server.on("*", "*", [=](const Request& request) {
-        if (hasSecret(request)) return whole(request);
-        return Answer(401).with("WWW-Authenticate", "Basic realm=\"r\"");
-    });
-    other.on("*", "*", Answer(401).with("WWW-Authenticate", "Basic realm=\"r\""));
+    for (ScriptedServer* each : {&server, &other})
+        each->on("*", "*", [=, this](const Request& request) {
+            const bool isIn = each == &server && hasSecret(request);
+            return isIn ? whole(request) : Answer::challenge("Basic realm=\"r\"");
+        });
     writeFile(work / "secret", "geheim\n");
     const std::pair<Arguments, int> rows[] = {
         {{"ls"}, 4}, {{"ls", "ftp://h/"}, 2}, {{"cp"}, 4}, {{"mv"}, 4}, {{"__complete", "cp"}, 0}};
@@ -217,32 +224,33 @@ protected:
         for (const char* missing : {"/", "/c/", "/c/remote.php/dav/files/ann/none"})
             server.on("*", missing, Answer(404));
     }
-    Answer offer(const std::string& page, const std::string& endpoint) const {
-        return Answer(200, "{\"poll\":{\"token\":\"t0ken\",\"endpoint\":\"" + endpoint +
-                               "\"},\"login\":\"" + page + "\"}");
+    static Answer offer(const std::string& page, const std::string& endpoint) {
+        return Answer(200, R"({"poll":{"token":"t0ken","endpoint":")" + endpoint +
+                               R"("},"login":")" + page + "\"}");
     }
-    const std::string answer =
-        "{\"server\":\"x\",\"loginName\":\"ann\",\"appPassword\":\"geheim\"}";
+    const std::string answer = R"({"server":"x","loginName":"ann","appPassword":"geheim"})";
     const std::string folder = server.url("c/remote.php/dav/files/ann/");
     const std::string isAnns = "work: is " + folder + ", user ann\n";
 };
 
 TEST_F(Cloud, thePersonSignsInSomewhereElse) {
-    const std::string start = "/c/index.php/login/v2", page = server.url("p"),
-                      poll = server.url("q");
+    const std::string page = server.url("p"), poll = server.url("q");
+    const std::string noFlow = "There is no login by browser at";
+    const std::string another = "which is another one and was sent nothing";
     const std::string notPlain = "names for this login is no plain URL";
     const Answer slow = Answer(200, answer).slowly(9, support::Duration(20));
     const Answer good = offer(page, poll), silent = Answer(200, answer).stalledAfter(9);
     const auto away = Answer(307).with("Location", other.url("q"));
     const std::tuple<Answer, std::vector<Answer>, int, std::string> rows[] = {
-        {Answer(404), {}, 1, "There is no login by browser at"},
-        {Answer(200, std::string(200000, '[')), {}, 1, "There is no login by browser at"},
-        {offer(page, other.url("q")), {}, 1, "which is another one and was sent nothing"},
-        {offer(other.url("p"), poll), {}, 1, "which is another one and was sent nothing"},
+        {Answer(404), {}, 1, noFlow},
+        {Answer::challenge("Basic"), {}, 1, noFlow},
+        {Answer(200, std::string(200000, '[')), {}, 1, noFlow},
+        {offer(page, other.url("q")), {}, 1, another},
+        {offer(other.url("p"), poll), {}, 1, another},
         {offer(other.url().insert(7, "\\\\"), poll), {}, 1, notPlain},
         {offer(server.url().insert(7, "h@"), poll), {}, 1, notPlain},
         {offer(page, "//h/"), {}, 1, notPlain},
-        {offer("p\\u001b[2J", poll), {}, 1, "There is no login by browser at"},
+        {offer("p\\u001b[2J", poll), {}, 1, noFlow},
         {good, {Answer(403)}, 1, "403"},
         {good, {Answer(200, "[]")}, 7, "names no user"},
         {good, {Answer(404)}, 4, "Nobody signed in in time."},
@@ -250,14 +258,13 @@ TEST_F(Cloud, thePersonSignsInSomewhereElse) {
         {good, {away}, 1, other.url("q")},
         {good, {Answer(404), Answer(503), slow}, 0, isAnns}};
     for (const auto& [begun, polled, code, told] : rows) {
-        server.on("POST", start, begun);
+        server.on("POST", "/c/index.php/login/v2", begun);
         if (!polled.empty()) server.inTurn("POST", "/q", polled);
         const std::string seconds = code == 0 ? "30" : "2";
-        const Arguments login{"-vv", "--timeout", seconds, "login", "work", url, "--browser"};
-        const auto outcome = quillon(login);
+        const auto outcome =
+            quillon({"-vv", "--timeout", seconds, "login", "work", url, "--browser"});
         expect(outcome, code, told);
-        for (const char* secret : {"geheim", "t0ken"})
-            EXPECT_EQ(outcome.errors.find(secret), std::string::npos) << outcome.errors;
+        expectHidden(outcome.errors, {"geheim", "t0ken"});
         EXPECT_EQ(std::filesystem::exists(siteFile()), code == 0);
     }
     expect({{{"get", "work:none", "-"}, 3, ""}});
@@ -268,23 +275,22 @@ TEST_F(Cloud, thePersonSignsInSomewhereElse) {
 
 // secret-tool keeps what it is given in a file here.
 TEST_F(Cloud, aKeyringKeepsThePassword) {
-    const std::string ring = (work / "ring").string();
-    environment["PATH"] = work.path().string() + ":" + std::getenv("PATH");
-    const auto write = [&](const std::string& script) {
-        writeFile(work / "secret-tool", "#!/bin/sh\n" + script);
-        chmod((work / "secret-tool").c_str(), 0755);
-    };
+    environment["PATH"] = work.path().string() + ":" + path;
+    std::filesystem::create_symlink(tools, work / "secret-tool");
     writeFile(work / "password", "geheim\n");
     const Arguments keep{"login",           "work",     folder,     "-uann",
                          "--password-file", "password", "--keyring"};
-    write("case $1 in store) cat > ring;; lookup) cat ring;; clear) rm ring;; esac");
+    tool("case $1 in store) cat > ring;; lookup) cat ring;; clear) rm ring;; esac");
     expect({{keep, 0, isAnns}, {{"get", "work:none", "-"}, 3, ""}});
-    EXPECT_EQ(support::readFile(ring), "geheim");
-    EXPECT_EQ(support::readFile(siteFile()).find("password = "), std::string::npos);
+    EXPECT_EQ(support::readFile(work / "ring"), "geheim");
+    EXPECT_EQ(siteText().find("password = "), std::string::npos);
     expect({{{"logout", "work"}, 0, ""}});
-    EXPECT_FALSE(std::filesystem::exists(ring));
-    write("exit 1");
-    EXPECT_NE(quillon(keep).errors.find("stored encrypted instead"), std::string::npos);
+    EXPECT_FALSE(std::filesystem::exists(work / "ring"));
+    const std::string open = server.url("c/open/");
+    server.on("*", "/c/open/", whole);
+    expect({{{"login", "work", open, "--keyring"}, 0, "work: is " + open + "\n", "keeps nothing"}});
+    tool("exit 1");
+    expect({{keep, 0, isAnns, "stored encrypted instead"}});
 }
 
 }  // namespace

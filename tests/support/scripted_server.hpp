@@ -41,6 +41,16 @@ public:
         return Answer(status, "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n" + body)
             .with("Content-Type", "application/xml; charset=\"utf-8\"");
     }
+    // Of one resource: its properties are XML in the namespace DAV:, and found.
+    static Answer properties(const std::string& href, const std::string& properties) {
+        return xml(207, "<multistatus xmlns=\"DAV:\"><response><href>" + href +
+                            "</href><propstat><prop>" + properties +
+                            "</prop><status>HTTP/1.1 200 OK</status></propstat></response>"
+                            "</multistatus>");
+    }
+    static Answer challenge(std::string scheme) {
+        return Answer(401).with("WWW-Authenticate", std::move(scheme));
+    }
 
     Answer& with(std::string name, std::string value) {  // one more header field
         fields_.emplace_back(std::move(name), std::move(value));

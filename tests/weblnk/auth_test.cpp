@@ -60,8 +60,7 @@ TEST(WeblnkAuth, anExpiredNonceCostsNoContent) {
             if (given.find("nonce=\"" + nonce + "\"") == given.npos) {
                 const std::string digest =
                     "Digest realm=\"r\", qop=\"auth\", nonce=\"" + nonce + '"';
-                return Answer(401)
-                    .with("WWW-Authenticate", "Basic realm=\"r\"")
+                return Answer::challenge("Basic realm=\"r\"")
                     .with("WWW-Authenticate", digest + (given.empty() ? "" : staleness));
             }
             if (request.method == "PUT") nonce += 'x';
@@ -79,12 +78,12 @@ TEST(WeblnkAuth, anExpiredNonceCostsNoContent) {
     }
 }
 
-const Answer askForBasic = Answer(401).with("WWW-Authenticate", "Basic realm=\"r\"");
+const Answer askForBasic = Answer::challenge("Basic realm=\"r\"");
 
 TEST(WeblnkAuth, credentialsStayWithTheirServer) {
     ScriptedServer server, other;
     server.inTurn("HEAD", "*", {askForBasic, Answer(200), askForBasic, Answer(200)});
-    other.on("HEAD", "/a", Answer(401).with("WWW-Authenticate", "NTLM"));
+    other.on("HEAD", "/a", Answer::challenge("NTLM"));
     Driven driven("u", "p");
     EXPECT_EQ(driven.at(server.url("a")).head(), "200");
     driven.password = "q";  // not sent before it is asked for, either
@@ -105,7 +104,7 @@ TEST(WeblnkAuth, credentialsStayWithTheirServer) {
 }
 
 Answer askForDigest(const std::string& more) {
-    return Answer(401).with("WWW-Authenticate", "Digest realm=\"r\", qop=\"auth\", nonce=" + more);
+    return Answer::challenge("Digest realm=\"r\", qop=\"auth\", nonce=" + more);
 }
 
 TEST(WeblnkAuth, digestIsNeverTalkedDownToBasic) {

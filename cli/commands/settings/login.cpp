@@ -79,8 +79,18 @@ Site siteFor(const std::optional<Site>& before, const std::string& name, const s
     return site;
 }
 
+// Of two sources one would be tried, and the other be the site's.
+Result<void> checkSources(const LoginOptions& options, const CommonOptions& common) {
+    const bool twoPasswords = !options.passwordCommand.empty() && !common.passwordFile.empty();
+    const bool twoTokens = !options.tokenCommand.empty() && !common.access.tokenFile.empty();
+    if (!twoPasswords && !twoTokens) return {};
+    return localError(Kind::usage, fmt::format("--{0}-file and --{0}-command do not go together.",
+                                               twoPasswords ? "password" : "token"));
+}
+
 // Commands of the line, and whose password goes into the keyring.
 Result<void> takeCommands(Site& site, const LoginOptions& options, const CommonOptions& common) {
+    if (Result<void> checked = checkSources(options, common); !checked) return checked;
     const std::pair<const std::string&, Texts&> commands[] = {
         {options.passwordCommand, site.passwordCommand}, {options.tokenCommand, site.tokenCommand}};
     for (const auto& [line, words] : commands) {
@@ -143,15 +153,19 @@ void addLogin(CommandDefinition program, Invocation& invocation) {
         program.addCommand("login", "Store a server under a name, with its password");
     command.addOption("NAME", options->name, "Letters, digits, \"-\", \"_\" and \".\"").required();
     command.addOption("URL", options->url, "A collection; not needed for a site that is there");
-    command.addFlag("--browser", options->byBrowser,
-                    "Sign in with a browser (Nextcloud), which gives a password of its own");
-    command.addFlag("--keyring", options->inKeyring,
-                    "Keep the password in the desktop's keyring (secret-tool of libsecret)");
+    const OptionDefinition browser =
+        command.addFlag("--browser", options->byBrowser,
+                        "Sign in with a browser (Nextcloud), which gives a password of its own");
+    const OptionDefinition keyring =
+        command.addFlag("--keyring", options->inKeyring,
+                        "Keep the password in the desktop's keyring (secret-tool of libsecret)");
     command
         .addOption("--password-command", options->passwordCommand,
                    "Have the site run this for its password, as 'pass show dav'; no shell runs it")
         .typeName("COMMAND")
-        .notEmpty();
+        .notEmpty()
+        .excludes(browser)
+        .excludes(keyring);
     command
         .addOption("--token-command", options->tokenCommand,
                    "Have the site run this for a bearer token, again when one is refused")

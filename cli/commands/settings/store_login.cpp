@@ -44,7 +44,12 @@ void takeOptions(Site& site, const CommonOptions& options) {
 Result<void> seal(Session& session, Site& site, const CommonOptions& options,
                   const Secret& password) {
     site.password.clear();
-    if (password.empty()) return {};
+    if (password.empty()) {
+        if (site.passwordCommand != keyringLookup(site.name)) return {};
+        complain("the keyring keeps nothing, since the login takes no password");
+        site.passwordCommand.clear();
+        return {};
+    }
     if (site.passwordCommand == keyringLookup(site.name)) {
         const Result<void> kept = storeInKeyring(site.name, password);
         if (kept) return {};

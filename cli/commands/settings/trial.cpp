@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "cli/commands/what_is_there.hpp"
+#include "cli/session/credentials.hpp"
 #include "cli/session/login_flow.hpp"
 #include "cli/session/prompt.hpp"
 #include "cli/session/question.hpp"
@@ -105,6 +106,7 @@ Result<Login> Trial::run() {
     Login login = nobody();
     const bool hasOtherWay = options_.access.hasToken() || options_.access.usesTicket();
     login.user = address_.hasCredentials() ? address_.user() : options_.user;
+    if (const Result<void> valid = checkUserName(login.user); !valid) return valid.error();
     if (login.user.empty() || hasOtherWay) {
         if (hasOtherWay) login.user.clear();
         const Result<void> everybody = accept(login);
@@ -115,7 +117,7 @@ Result<Login> Trial::run() {
         if (!byPassword || !canPrompt()) {
             return explainRefusal(options_.access, nullptr, login, error);
         }
-        Result<std::string> user = promptLine("User name at " + address_.origin() + ": ");
+        Result<std::string> user = askForUser(address_);
         if (!user) return std::move(user).error();
         login.user = std::move(*user);
     }
