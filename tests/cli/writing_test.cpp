@@ -296,6 +296,7 @@ TEST_F(Writing, aLockOfOnesOwnKeepsOthersOutAlone) {
     server.addMember("a", "old");
     const std::string other = "opaquelocktoken:none", told = "no lock with this token";
     expect({{{"put", "--token", "no URI", "mine", a}, 2, "no lock token"},
+            {{"put", "--token", "garbage", "mine", "http://127.0.0.1:1/a"}, 2, "such as opaque"},
             {{"put", "--force", "--token", "", "mine", a}, 2, "its value is empty"},
             {{"put", "--token", other, "mine", "mine", url}, 2, "a single FILE"},
             {{"rm", "-r", "--token", other, a}, 2, "a single URL"},
