@@ -138,8 +138,13 @@ Task<Result<std::optional<HeldLock>>> useOwnLock(Remote& remote, std::string url
     }
     const bool gone = co_await isGone(remote, url, own->token, answer->status);
     if (gone) known->noteGone(url, own->token);
-    if (!own->isNamed) co_return std::optional<HeldLock>();
     Error error = refusal(*answer);
+    // No other lock is granted beside one that is there.
+    if (!gone && vxhost::saysFailure(answer->status)) {
+        error.sentences.emplace(error.sentences.begin(), vxhost::ownLockNotRenewed);
+        co_return std::move(error);
+    }
+    if (!own->isNamed) co_return std::optional<HeldLock>();
     if (vxhost::refusesToken(answer->status)) {
         error = localError(Kind::notFound, vxhost::statusText(vxhost::WEBLNK_NO_SUCH_LOCK));
         error.code = Code::noSuchLock;

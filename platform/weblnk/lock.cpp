@@ -347,10 +347,14 @@ std::unique_ptr<HeldLock> useOwnLock(CurlClient& client, int32_t& status) {
         status = answered;
         return lock;
     }
-    if (!mayStillBeHeld(target, lock->token, answered)) known->noteGone(target.url, lock->token);
-    if (!isNamed) return nullptr;
+    const bool isThere = mayStillBeHeld(target, lock->token, answered);
+    if (!isThere) known->noteGone(target.url, lock->token);
+    // No other lock is granted beside one that is there.
+    const bool isInTheWay = isThere && saysFailure(answered);
+    if (!isNamed && !isInTheWay) return nullptr;
     if (refusesToken(answered)) throw Failure(WEBLNK_NO_SUCH_LOCK, "");
     status = answered;
+    if (isInTheWay) throw Failure(WEBLNK_REFUSED, std::string(ownLockNotRenewed));
     throw notRenewed(target, answered);
 }
 
