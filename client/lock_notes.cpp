@@ -187,12 +187,6 @@ Result<std::vector<FoundNote>> findAllNotes() {
     return all;
 }
 
-Result<std::vector<FoundNote>> findLeftNotes() {
-    Result<std::vector<FoundNote>> all = findAllNotes();
-    if (all) std::erase_if(*all, [](const FoundNote& each) { return each.isAlive; });
-    return all;
-}
-
 // Who reads the notes locks each for a moment.
 std::shared_ptr<void> useNote(const FoundNote& found) {
     constexpr int tries = 20;

@@ -53,10 +53,8 @@ struct FoundNote {
     bool isAlive = false;  // its process
 };
 
-// The notes of processes that are no more, but for those that nothing is left of (no lock, and a
-// text that is gone), which are removed. Fails when others could have put theirs there.
-Result<std::vector<FoundNote>> findLeftNotes();
-// Those of living processes, too.
+// All notes, but for those of processes that are no more and that nothing is left of (no lock, and
+// a text that is gone), which are removed. Fails when others could have put theirs there.
 Result<std::vector<FoundNote>> findAllNotes();
 
 // While it lives, the note is as one of a living process. Null: it is so already, or is gone.

@@ -16,6 +16,8 @@ namespace quillon::cli {
 // Any thread may use it. Each note is told of once.
 class LeftWork {
 public:
+    void beginCommand();  // others may have left more since the last one
+
     void tell(const std::string& url);                    // of the member
     void tellAll();                                       // and of files in left caches
     void clearPlace(const std::filesystem::path& place);  // of what fetches into it left
@@ -29,7 +31,7 @@ public:
     // Those that are of no living process, with a text or kept: on the resource or below it.
     std::vector<LockNote> findMine(const std::string& url);
 
-    // Those that the person keeps on the resource.
+    // Those that the person keeps on the resource, also while they are used.
     std::vector<FoundNote> findKept(const std::string& url);
 
     // What was noted of the member's lock is over: it was given back, or could not be there any
@@ -38,12 +40,14 @@ public:
     void noteLockTaken(const std::string& url);
 
 private:
-    // The notes are read when they are first asked for, as by the first request; left caches
-    // that hold no work are removed before. The caller has locked the mutex.
+    // All that there are, also of living processes. They are read when a command first asks for
+    // them, as by its first request; left caches that hold no work are removed before, once. The
+    // caller has locked the mutex.
     std::vector<FoundNote>& notes();
 
     std::mutex mutex_;  // guards what follows
     std::optional<std::vector<FoundNote>> notes_;
+    bool areCachesClear_ = false;
     std::vector<std::filesystem::path> files_;  // that no note names, and that may be work
     std::set<std::string> told_;                // the URLs of members whose notes the person knows
     std::set<std::filesystem::path> cleared_;

@@ -1,6 +1,7 @@
 #include "cli/session/own_locks.hpp"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <utility>
 #include <vector>
@@ -13,19 +14,20 @@
 namespace quillon::cli {
 namespace {
 
+constexpr std::string_view worksJustNow =
+    "It is your own lock, under which another quillon of yours works just now. Try again when that "
+    "has ended.";
+
 std::string explanation(const FoundNote& found) {
     const LockNote& note = found.note;
     const std::string unlock = "quillon unlock --mine " + shellWord(note.url);
     if (found.isAlive && note.kind == LockKind::change) {
         return fmt::format(
             "It is your own lock, which a quillon of yours holds that still runs (process {}). "
-            "End that first.",
+            "End that first, or wait for its end.",
             note.process);
     }
-    if (found.isAlive) {
-        return "It is your own lock, under which another quillon of yours works just now. Try "
-               "again when that has ended.";
-    }
+    if (found.isAlive) return std::string(worksJustNow);
     if (note.kind == LockKind::kept) return "It is your own lock. To take it off: " + unlock;
     return "It is your own lock, left by a quillon that was killed. To take it off: " + unlock;
 }
@@ -46,6 +48,12 @@ Error withLocksWithin(LeftWork& notes, const std::string& collection, Error erro
     return error;
 }
 
+void OwnLocks::beginCommand() {
+    notes_.beginCommand();
+    const std::lock_guard lock(mutex_);
+    busy_.clear();
+}
+
 void OwnLocks::name(const std::string& url, std::string token) {
     const std::lock_guard lock(mutex_);
     named_.insert_or_assign(url, std::move(token));
@@ -57,19 +65,35 @@ void OwnLocks::forgetNames() {
 }
 
 std::optional<vxhost::OwnLock> OwnLocks::find(const std::string& url) {
-    std::string named;
-    {
-        const std::lock_guard lock(mutex_);
-        if (const auto found = named_.find(url); found != named_.end()) named = found->second;
+    const std::vector<FoundNote> notes = notes_.findKept(url);
+    const std::lock_guard lock(mutex_);
+    const auto found = named_.find(url);
+    const std::string named = found == named_.end() ? std::string() : found->second;
+    for (const FoundNote& kept : notes) {
+        const std::string& token = kept.note.token;
+        const bool isOther = !named.empty() && token != named;
+        if (isOther || vxhost::parseTokenUri(token) != token) continue;
+        if (std::shared_ptr<void> note = useNote(kept)) {
+            return use(token, !named.empty(), std::move(note));
+        }
+        if (!isUsed(token)) busy_.insert(token);
     }
-    for (const FoundNote& kept : notes_.findKept(url)) {
-        const bool isOther = !named.empty() && kept.note.token != named;
-        if (isOther || vxhost::parseTokenUri(kept.note.token) != kept.note.token) continue;
-        std::shared_ptr<void> use = useNote(kept);
-        if (use) return vxhost::OwnLock{kept.note.token, !named.empty(), std::move(use)};
-    }
-    if (named.empty()) return std::nullopt;
-    return vxhost::OwnLock{std::move(named), true, nullptr};
+    if (named.empty() || busy_.contains(named)) return std::nullopt;
+    if (auto note = uses_[named].lock()) return use(named, true, std::move(note));
+    // So that others of this person know of its use. Killed, it leaves what the person named.
+    Result<WrittenNote> written =
+        WrittenNote::write({url, named, {}, {}, getpid(), LockKind::kept});
+    return use(named, true, written ? std::make_shared<WrittenNote>(std::move(*written)) : nullptr);
+}
+
+vxhost::OwnLock OwnLocks::use(std::string token, bool isNamed, std::shared_ptr<void> note) {
+    uses_.insert_or_assign(token, note);
+    return {std::move(token), isNamed, std::move(note)};
+}
+
+bool OwnLocks::isUsed(const std::string& token) const {
+    const auto found = uses_.find(token);
+    return found != uses_.end() && !found->second.expired();
 }
 
 void OwnLocks::noteUsed(const std::string& url) {
@@ -83,14 +107,19 @@ void OwnLocks::noteGone(const std::string& url, const std::string& token) {
 }
 
 std::string OwnLocks::explain(const std::string& url, const std::string& token) {
-    const Result<std::vector<FoundNote>> notes = findAllNotes();
+    Result<std::vector<FoundNote>> notes = findAllNotes();
     if (!notes) return {};
-    const FoundNote* its = nullptr;  // of several, that of a process that runs says more
-    for (const FoundNote& found : *notes) {
+    FoundNote* its = nullptr;  // of several, that of a process that runs says more
+    for (FoundNote& found : *notes) {
         if (!isNoteOf(found.note, url, token)) continue;
         if (!its || (found.isAlive && !its->isAlive)) its = &found;
     }
-    return its ? explanation(*its) : std::string();
+    const std::lock_guard lock(mutex_);
+    // The other one may have ended since.
+    if (busy_.contains(token) && !(its && its->isAlive)) return std::string(worksJustNow);
+    if (!its) return {};
+    its->isAlive = its->isAlive && !isUsed(token);
+    return explanation(*its);
 }
 
 }  // namespace quillon::cli

@@ -326,15 +326,26 @@ TEST_F(Writing, aLockOfOnesOwnIsNotForTwoAtOnce) {
     writeFile(work / "a", "mine");
     mkfifo((home / "fifo").c_str(), 0600);
     editWith("echo editing; cat \"$HOME/fifo\" >> \"$1\"");
-    for (const bool kept : {false, true}) {
+    for (const std::string how : {"", "named", "kept"}) {
+        const bool kept = !how.empty(), named = how == "named";
+        addOldMember(server, "a", "old ");
         if (kept) quillon({"lock", a});
-        support::RunningProcess edit(command({"edit", a}));
+        Arguments editing{"edit", a};
+        if (named) {
+            std::filesystem::remove_all(home / "state");
+            editing.insert(editing.end(), {"--token", lockTokens(server).at(0)});
+        }
+        support::RunningProcess edit(command(editing));
         ASSERT_TRUE(edit.expect("editing"));
-        expect(quillon({"put", "a", a}), 5, kept ? "works just now" : "End that first");
+        const std::string told = kept ? "works just now. Try again" : "or wait for its end";
+        expect(quillon({"put", "a", a}), 5, told);
+        expect(quillon({"put", "--force", "a", a}), 5, told);
+        if (named) expect(quillon({"put", "a", a, "--token", editing.back()}), 5, told);
         if (kept) addOldMember(server, "a", "behind the lock");
         writeFile(home / "fifo", "mine");
         EXPECT_EQ(edit.wait()->exitCode, kept ? 6 : 0);
         EXPECT_EQ(content(server, "a"), kept ? "behind the lock" : "old mine");
+        if (named) quillon({"unlock", a, "--token", editing.back()});
     }
     EXPECT_EQ(lockTokens(server).size(), 1u);
     std::filesystem::remove(work / "a");
