@@ -1,5 +1,6 @@
 #include "client/lock_notes.hpp"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -28,7 +29,7 @@ namespace fs = std::filesystem;
 
 constexpr size_t MOST_BYTES = size_t{1} << 20;
 constexpr std::string_view URL = "url ", TOKEN = "token ", OWNER = "owner ", PROCESS = "process ",
-                           KIND = "kind ", TEXT = "text ";
+                           KIND = "kind ", TIMEOUT = "timeout ", TEXT = "text ";
 constexpr std::string_view KEPT = "kept";  // a kind; others are a change's
 
 fs::path notesDirectory() {
@@ -43,9 +44,11 @@ void checkNotesDirectory() {
 
 // The text's path is the last line and goes to the end: a file's name may hold a line break.
 std::string contentOf(const LockNote& note) {
-    return fmt::format("{}{}\n{}{}\n{}{}\n{}{}\n{}{}\n{}{}", URL, note.url, TOKEN, note.token,
+    const std::string timeout = note.timeout ? std::to_string(*note.timeout) : "";
+    return fmt::format("{}{}\n{}{}\n{}{}\n{}{}\n{}{}\n{}{}\n{}{}", URL, note.url, TOKEN, note.token,
                        OWNER, note.owner, PROCESS, note.process, KIND,
-                       note.kind == LockKind::kept ? KEPT : "change", TEXT, note.text.string());
+                       note.kind == LockKind::kept ? KEPT : "change", TIMEOUT, timeout, TEXT,
+                       note.text.string());
 }
 
 // Lines that a later version may add are passed over.
@@ -65,6 +68,12 @@ std::optional<LockNote> parseLockNote(std::string_view content) {
         if (line.starts_with(PROCESS)) {
             std::from_chars(line.data() + PROCESS.size(), line.data() + line.size(), note.process);
         }
+        uint32_t timeout = 0;
+        if (line.starts_with(TIMEOUT) &&
+            std::from_chars(line.data() + TIMEOUT.size(), line.data() + line.size(), timeout).ec ==
+                std::errc()) {
+            note.timeout = timeout;
+        }
         content.remove_prefix(std::min(end + 1, content.size()));
     }
     return note.url.empty() ? std::nullopt : std::optional(std::move(note));
@@ -81,7 +90,13 @@ std::optional<FoundNote> readLockNote(const fs::path& path) {
         const bool isAlive = flock(file.number(), LOCK_SH | LOCK_NB) != 0;
         std::optional<LockNote> note = parseLockNote(vxhost::readWhole(file, path, MOST_BYTES));
         if (!note) return std::nullopt;
-        return FoundNote{std::move(*note), path, isAlive};
+        FoundNote found{std::move(*note), path, isAlive};
+        // The file is as old as the last renewal.
+        if (found.note.timeout) {
+            found.end = Time(std::chrono::seconds(entry.st_mtim.tv_sec)) +
+                        std::chrono::seconds(*found.note.timeout);
+        }
+        return found;
     } catch (const vxhost::Failure&) {  // removed meanwhile
         return std::nullopt;
     }
@@ -201,6 +216,10 @@ std::shared_ptr<void> useNote(const FoundNote& found) {
     } catch (const vxhost::Failure&) {  // removed meanwhile
     }
     return nullptr;
+}
+
+void noteRenewed(const FoundNote& found) {
+    (void)utimensat(AT_FDCWD, found.file.c_str(), nullptr, AT_SYMLINK_NOFOLLOW);
 }
 
 void forgetLock(const FoundNote& found) {

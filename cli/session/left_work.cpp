@@ -155,4 +155,10 @@ void LeftWork::noteLockTaken(const std::string& url) {
     }
 }
 
+void LeftWork::noteRenewed(const std::string& url, std::string_view token) {
+    for (const FoundNote& kept : findKept(url)) {
+        if (kept.note.token == token) quillon::noteRenewed(kept);
+    }
+}
+
 }  // namespace quillon::cli

@@ -38,6 +38,7 @@ public:
     // more since another one was granted.
     void noteLockOff(const std::string& url, std::string_view token);
     void noteLockTaken(const std::string& url);
+    void noteRenewed(const std::string& url, std::string_view token);
 
 private:
     // All that there are, also of living processes. They are read when a command first asks for

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "cli/terminal/format.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/suggestion.hpp"
 #include "platform/http/headers.hpp"
@@ -96,13 +97,25 @@ bool OwnLocks::isUsed(const std::string& token) const {
     return found != uses_.end() && !found->second.expired();
 }
 
-void OwnLocks::noteUsed(const std::string& url) {
+void OwnLocks::noteUsed(const std::string& url, const std::string& token) {
+    notes_.noteRenewed(url, token);
     if (!tellsUse_) return;
     const std::lock_guard lock(mutex_);
     if (told_.insert(url).second) complain(fmt::format("{}: under your own lock", url));
 }
 
 void OwnLocks::noteGone(const std::string& url, const std::string& token) {
+    notes_.noteLockOff(url, token);
+}
+
+void OwnLocks::noteEnded(const std::string& url, const std::string& token) {
+    for (const FoundNote& kept : notes_.findKept(url)) {
+        if (kept.note.token != token) continue;
+        const bool isOver = kept.end && *kept.end <= timeNow();
+        const std::string how = isOver ? "ended at " + longDate(kept.end) : "is not there any more";
+        complain(fmt::format("the lock of {} {}; going on without it", url, how));
+        break;
+    }
     notes_.noteLockOff(url, token);
 }
 

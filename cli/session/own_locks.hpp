@@ -27,8 +27,9 @@ public:
     void forgetNames();
 
     std::optional<vxhost::OwnLock> find(const std::string& url) override;
-    void noteUsed(const std::string& url) override;
+    void noteUsed(const std::string& url, const std::string& token) override;
     void noteGone(const std::string& url, const std::string& token) override;
+    void noteEnded(const std::string& url, const std::string& token) override;
     std::string explain(const std::string& url, const std::string& token) override;
 
 private:

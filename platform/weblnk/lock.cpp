@@ -343,12 +343,13 @@ std::unique_ptr<HeldLock> useOwnLock(CurlClient& client, int32_t& status) {
     auto lock = std::make_unique<HeldLock>(client.target, std::move(*own));
     const int32_t answered = lock->renew();
     if (isSuccess(answered)) {
-        known->noteUsed(target.url);
+        known->noteUsed(target.url, lock->token);
         status = answered;
         return lock;
     }
     const bool isThere = mayStillBeHeld(target, lock->token, answered);
-    if (!isThere) known->noteGone(target.url, lock->token);
+    if (!isThere && isNamed) known->noteGone(target.url, lock->token);
+    if (!isThere && !isNamed) known->noteEnded(target.url, lock->token);
     // No other lock is granted beside one that is there.
     const bool isInTheWay = isThere && saysFailure(answered);
     if (!isNamed && !isInTheWay) return nullptr;

@@ -310,12 +310,21 @@ TEST_F(Writing, aLockOfOnesOwnKeepsOthersOutAlone) {
             {{"mv", url + "c/", url + "d/"}, 1, "A lock of your own is in it"},
             {{"unlock", "--mine", url + "c/"}, 0, ""},
             {{"rm", "-r", "-y", url + "c/"}, 0, ""}});
-    // One that has run out is forgotten.
-    ASSERT_EQ(quillon({"lock", a}).exitCode, 0);
-    support::ask(server.port(), "UNLOCK", "/a",
-                 "Lock-Token: <" + lockTokens(server).at(0) + ">\r\n");
-    expect({{{"put", "mine", a}, 0, ""}});
-    EXPECT_EQ(notes(), 0);
+    // One that has run out is told of and forgotten.
+    for (const bool hasEnded : {false, true}) {
+        ASSERT_EQ(quillon({"lock", a}).exitCode, 0);
+        support::ask(server.port(), "UNLOCK", "/a",
+                     "Lock-Token: <" + lockTokens(server).at(0) + ">\r\n");
+        const std::filesystem::directory_iterator note(home / "state/quillon/locks");
+        const auto age = std::chrono::hours(hasEnded ? 3 : 1);
+        std::filesystem::last_write_time(*note,
+                                         std::filesystem::file_time_type::clock::now() - age);
+        const std::string how = hasEnded ? " ended at 20" : " is not there any more";
+        const std::string errors = quillon({"put", "mine", a}).errors;
+        EXPECT_NE(errors.find("the lock of " + a + how), std::string::npos) << errors;
+        EXPECT_EQ(notes(), 0);
+        EXPECT_EQ(quillon({"put", "mine", a}).errors, "");
+    }
 }
 
 // What comes between is not overwritten under such a lock, either, and it is one program's at a
