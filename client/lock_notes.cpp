@@ -10,6 +10,7 @@
 #include <charconv>
 #include <chrono>
 #include <optional>
+#include <set>
 #include <string_view>
 #include <system_error>
 #include <thread>
@@ -200,6 +201,27 @@ Result<std::vector<FoundNote>> findAllNotes() {
     }
     removeBareDoubles(all);
     return all;
+}
+
+void addNewNotes(std::vector<FoundNote>& known) {
+    const Result<void> own = caught([]() -> Result<void> {
+        checkNotesDirectory();
+        return {};
+    });
+    if (!own) return;
+    std::set<fs::path> files;
+    for (const FoundNote& each : known) files.insert(each.file);
+    std::error_code none;
+    for (const auto& entry : fs::directory_iterator(notesDirectory(), none)) {
+        const bool isNew =
+            !entry.path().filename().native().starts_with('.') && !files.contains(entry.path());
+        std::optional<FoundNote> found = isNew ? readLockNote(entry.path()) : std::nullopt;
+        if (found) known.push_back(std::move(*found));
+    }
+}
+
+std::optional<FoundNote> lookAgain(const FoundNote& found) {
+    return readLockNote(found.file);
 }
 
 // Who reads the notes locks each for a moment.

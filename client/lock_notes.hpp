@@ -61,6 +61,11 @@ struct FoundNote {
 // a text that is gone), which are removed. Fails when others could have put theirs there.
 Result<std::vector<FoundNote>> findAllNotes();
 
+// Adds those that were written since; of the others nothing is read.
+void addNewNotes(std::vector<FoundNote>& known);
+// As it is now; nothing where it is gone.
+std::optional<FoundNote> lookAgain(const FoundNote& found);
+
 // While it lives, the note is as one of a living process. Null: it is so already, or is gone.
 std::shared_ptr<void> useNote(const FoundNote& found);
 

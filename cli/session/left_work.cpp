@@ -2,12 +2,14 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/suggestion.hpp"
 #include "client/address.hpp"
 #include "client/left_caches.hpp"
+#include "platform/text/url.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -48,6 +50,10 @@ std::vector<FoundNote>& LeftWork::notes() {
         for (const FoundNote& each : *notes_) std::erase(files_, each.note.text);
     }
     return *notes_;
+}
+
+bool isNoteOf(const LockNote& note, const std::string& url, const std::string& token) {
+    return !token.empty() && note.token == token && vxhost::sameOrigin(note.url, url);
 }
 
 void LeftWork::tell(const std::string& url) {
@@ -132,6 +138,18 @@ std::vector<FoundNote> LeftWork::findKept(const std::string& url) {
         if (isKept && found.note.url == url) kept.push_back(found);
     }
     return kept;
+}
+
+std::vector<FoundNote> LeftWork::findNotesOf(const std::string& url, const std::string& token) {
+    const std::lock_guard lock(mutex_);
+    std::vector<FoundNote> its;
+    const auto isIts = [&](const FoundNote& found) { return isNoteOf(found.note, url, token); };
+    if (std::ranges::none_of(notes(), isIts)) addNewNotes(notes());
+    for (const FoundNote& found : notes()) {
+        std::optional<FoundNote> now = isIts(found) ? lookAgain(found) : std::nullopt;
+        if (now && isIts(*now)) its.push_back(std::move(*now));
+    }
+    return its;
 }
 
 void LeftWork::noteLockOff(const std::string& url, std::string_view token) {

@@ -34,6 +34,9 @@ public:
     // Those that the person keeps on the resource, also while they are used.
     std::vector<FoundNote> findKept(const std::string& url);
 
+    // Those of the lock with that token, also of processes that have begun since, as they are now.
+    std::vector<FoundNote> findNotesOf(const std::string& url, const std::string& token);
+
     // What was noted of the member's lock is over: it was given back, or could not be there any
     // more since another one was granted.
     void noteLockOff(const std::string& url, std::string_view token);
@@ -54,5 +57,8 @@ private:
     std::set<std::filesystem::path> cleared_;
     std::set<std::string> takenOrigins_;
 };
+
+// Whether the note is of that lock.
+bool isNoteOf(const LockNote& note, const std::string& url, const std::string& token);
 
 }  // namespace quillon::cli

@@ -35,10 +35,6 @@ std::string explanation(const FoundNote& found) {
 
 }  // namespace
 
-bool isNoteOf(const LockNote& note, const std::string& url, const std::string& token) {
-    return !token.empty() && note.token == token && vxhost::sameOrigin(note.url, url);
-}
-
 Error withLocksWithin(LeftWork& notes, const std::string& collection, Error error) {
     const bool isIt = error.kind == Kind::locked || error.httpStatus == 424;
     if (isIt && !notes.findMine(collection).empty()) {
@@ -120,11 +116,9 @@ void OwnLocks::noteEnded(const std::string& url, const std::string& token) {
 }
 
 std::string OwnLocks::explain(const std::string& url, const std::string& token) {
-    Result<std::vector<FoundNote>> notes = findAllNotes();
-    if (!notes) return {};
+    std::vector<FoundNote> notes = notes_.findNotesOf(url, token);
     FoundNote* its = nullptr;  // of several, that of a process that runs says more
-    for (FoundNote& found : *notes) {
-        if (!isNoteOf(found.note, url, token)) continue;
+    for (FoundNote& found : notes) {
         if (!its || (found.isAlive && !its->isAlive)) its = &found;
     }
     const std::lock_guard lock(mutex_);

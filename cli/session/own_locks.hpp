@@ -48,7 +48,4 @@ private:
 // Why what was to be done with a collection failed, where locks of the person's own lie in it.
 Error withLocksWithin(LeftWork& notes, const std::string& collection, Error error);
 
-// Whether the note is of that lock.
-bool isNoteOf(const LockNote& note, const std::string& url, const std::string& token);
-
 }  // namespace quillon::cli
