@@ -1,5 +1,6 @@
 #include "client/lock_notes.hpp"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -9,6 +10,7 @@
 #include <charconv>
 #include <chrono>
 #include <optional>
+#include <set>
 #include <string_view>
 #include <system_error>
 #include <thread>
@@ -28,7 +30,7 @@ namespace fs = std::filesystem;
 
 constexpr size_t MOST_BYTES = size_t{1} << 20;
 constexpr std::string_view URL = "url ", TOKEN = "token ", OWNER = "owner ", PROCESS = "process ",
-                           KIND = "kind ", TEXT = "text ";
+                           KIND = "kind ", TIMEOUT = "timeout ", TEXT = "text ";
 constexpr std::string_view KEPT = "kept";  // a kind; others are a change's
 
 fs::path notesDirectory() {
@@ -43,9 +45,11 @@ void checkNotesDirectory() {
 
 // The text's path is the last line and goes to the end: a file's name may hold a line break.
 std::string contentOf(const LockNote& note) {
-    return fmt::format("{}{}\n{}{}\n{}{}\n{}{}\n{}{}\n{}{}", URL, note.url, TOKEN, note.token,
+    const std::string timeout = note.timeout ? std::to_string(*note.timeout) : "";
+    return fmt::format("{}{}\n{}{}\n{}{}\n{}{}\n{}{}\n{}{}\n{}{}", URL, note.url, TOKEN, note.token,
                        OWNER, note.owner, PROCESS, note.process, KIND,
-                       note.kind == LockKind::kept ? KEPT : "change", TEXT, note.text.string());
+                       note.kind == LockKind::kept ? KEPT : "change", TIMEOUT, timeout, TEXT,
+                       note.text.string());
 }
 
 // Lines that a later version may add are passed over.
@@ -65,6 +69,12 @@ std::optional<LockNote> parseLockNote(std::string_view content) {
         if (line.starts_with(PROCESS)) {
             std::from_chars(line.data() + PROCESS.size(), line.data() + line.size(), note.process);
         }
+        uint32_t timeout = 0;
+        if (line.starts_with(TIMEOUT) &&
+            std::from_chars(line.data() + TIMEOUT.size(), line.data() + line.size(), timeout).ec ==
+                std::errc()) {
+            note.timeout = timeout;
+        }
         content.remove_prefix(std::min(end + 1, content.size()));
     }
     return note.url.empty() ? std::nullopt : std::optional(std::move(note));
@@ -81,7 +91,13 @@ std::optional<FoundNote> readLockNote(const fs::path& path) {
         const bool isAlive = flock(file.number(), LOCK_SH | LOCK_NB) != 0;
         std::optional<LockNote> note = parseLockNote(vxhost::readWhole(file, path, MOST_BYTES));
         if (!note) return std::nullopt;
-        return FoundNote{std::move(*note), path, isAlive};
+        FoundNote found{std::move(*note), path, isAlive};
+        // The file is as old as the last renewal.
+        if (found.note.timeout) {
+            found.end = Time(std::chrono::seconds(entry.st_mtim.tv_sec)) +
+                        std::chrono::seconds(*found.note.timeout);
+        }
+        return found;
     } catch (const vxhost::Failure&) {  // removed meanwhile
         return std::nullopt;
     }
@@ -187,10 +203,25 @@ Result<std::vector<FoundNote>> findAllNotes() {
     return all;
 }
 
-Result<std::vector<FoundNote>> findLeftNotes() {
-    Result<std::vector<FoundNote>> all = findAllNotes();
-    if (all) std::erase_if(*all, [](const FoundNote& each) { return each.isAlive; });
-    return all;
+void addNewNotes(std::vector<FoundNote>& known) {
+    const Result<void> own = caught([]() -> Result<void> {
+        checkNotesDirectory();
+        return {};
+    });
+    if (!own) return;
+    std::set<fs::path> files;
+    for (const FoundNote& each : known) files.insert(each.file);
+    std::error_code none;
+    for (const auto& entry : fs::directory_iterator(notesDirectory(), none)) {
+        const bool isNew =
+            !entry.path().filename().native().starts_with('.') && !files.contains(entry.path());
+        std::optional<FoundNote> found = isNew ? readLockNote(entry.path()) : std::nullopt;
+        if (found) known.push_back(std::move(*found));
+    }
+}
+
+std::optional<FoundNote> lookAgain(const FoundNote& found) {
+    return readLockNote(found.file);
 }
 
 // Who reads the notes locks each for a moment.
@@ -207,6 +238,10 @@ std::shared_ptr<void> useNote(const FoundNote& found) {
     } catch (const vxhost::Failure&) {  // removed meanwhile
     }
     return nullptr;
+}
+
+void noteRenewed(const FoundNote& found) {
+    (void)utimensat(AT_FDCWD, found.file.c_str(), nullptr, AT_SYMLINK_NOFOLLOW);
 }
 
 void forgetLock(const FoundNote& found) {

@@ -8,10 +8,12 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "client/result.hpp"
+#include "client/time.hpp"
 
 namespace quillon {
 
@@ -27,6 +29,7 @@ struct LockNote {
     std::filesystem::path text;  // of the person's own; empty: there is none
     pid_t process = 0;           // that wrote the note
     LockKind kind = LockKind::change;
+    std::optional<uint32_t> timeout{};  // seconds that were granted; nothing: no end, or not known
 };
 
 // A note of this process, which stays when the process is killed.
@@ -50,17 +53,24 @@ private:
 struct FoundNote {
     LockNote note;
     std::filesystem::path file;
-    bool isAlive = false;  // its process
+    bool isAlive = false;       // its process
+    std::optional<Time> end{};  // of the lock, by what was granted last
 };
 
-// The notes of processes that are no more, but for those that nothing is left of (no lock, and a
-// text that is gone), which are removed. Fails when others could have put theirs there.
-Result<std::vector<FoundNote>> findLeftNotes();
-// Those of living processes, too.
+// All notes, but for those of processes that are no more and that nothing is left of (no lock, and
+// a text that is gone), which are removed. Fails when others could have put theirs there.
 Result<std::vector<FoundNote>> findAllNotes();
+
+// Adds those that were written since; of the others nothing is read.
+void addNewNotes(std::vector<FoundNote>& known);
+// As it is now; nothing where it is gone.
+std::optional<FoundNote> lookAgain(const FoundNote& found);
 
 // While it lives, the note is as one of a living process. Null: it is so already, or is gone.
 std::shared_ptr<void> useNote(const FoundNote& found);
+
+// The lock was renewed just now, for as long as it was granted.
+void noteRenewed(const FoundNote& found);
 
 // The lock is off, as its owner knows; without a text that is left the note goes.
 void forgetLock(const FoundNote& found);

@@ -224,6 +224,11 @@ std::string Member::lockToken() const {
     return lock != nullptr ? lock->Token(lock) : std::string();
 }
 
+std::optional<uint32_t> Member::lockTimeout() const {
+    if (!locked()) return {};
+    return static_cast<const vxhost::HeldLock*>(state_->handle->lock)->timeout();
+}
+
 Result<void> Member::adoptLock(std::string_view token) {
     state_->adoptedToken = token;
     vx::LockRequest request{};

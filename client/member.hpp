@@ -95,6 +95,8 @@ public:
     void renewLock();
     bool locked() const;
     std::string lockToken() const;  // empty: no lock is held
+    // In seconds, as they were granted last; nothing: the lock has no end, or none that is known.
+    std::optional<uint32_t> lockTimeout() const;
     // Takes over a lock that is on the server already, by its token ("opaquelocktoken:...").
     Result<void> adoptLock(std::string_view token);
     // Leaves the lock on the server: the destructor will not give it back.

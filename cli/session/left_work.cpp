@@ -2,12 +2,14 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/suggestion.hpp"
 #include "client/address.hpp"
 #include "client/left_caches.hpp"
+#include "platform/text/url.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -28,16 +30,21 @@ void tellNote(const LockNote& note) {
 }
 
 // What a person keeps, and knows of, is nothing that was left behind.
-bool isLeftBehind(const LockNote& note) {
-    return note.kind == LockKind::change;
+bool isLeftBehind(const FoundNote& found) {
+    return !found.isAlive && found.note.kind == LockKind::change;
 }
 
 }  // namespace
 
+void LeftWork::beginCommand() {
+    const std::lock_guard lock(mutex_);
+    notes_.reset();
+}
+
 std::vector<FoundNote>& LeftWork::notes() {
     if (!notes_) {
-        files_ = removeLeftCaches();
-        Result<std::vector<FoundNote>> found = findLeftNotes();
+        if (!std::exchange(areCachesClear_, true)) files_ = removeLeftCaches();
+        Result<std::vector<FoundNote>> found = findAllNotes();
         if (!found) report("look for what was left behind", {}, found.error());
         notes_ = found ? std::move(*found) : std::vector<FoundNote>();
         for (const FoundNote& each : *notes_) std::erase(files_, each.note.text);
@@ -45,11 +52,15 @@ std::vector<FoundNote>& LeftWork::notes() {
     return *notes_;
 }
 
+bool isNoteOf(const LockNote& note, const std::string& url, const std::string& token) {
+    return !token.empty() && note.token == token && vxhost::sameOrigin(note.url, url);
+}
+
 void LeftWork::tell(const std::string& url) {
     const std::lock_guard lock(mutex_);
     if (notes().empty() || !told_.insert(url).second) return;
     for (const FoundNote& found : notes()) {
-        if (found.note.url == url && isLeftBehind(found.note)) tellNote(found.note);
+        if (found.note.url == url && isLeftBehind(found)) tellNote(found.note);
     }
 }
 
@@ -59,7 +70,7 @@ void LeftWork::tellAll() {
     std::set<std::string> urls;
     for (const FoundNote& found : notes()) {
         // A lock that guards no text is given back by the next command on its server.
-        if (!isLeftBehind(found.note) || found.note.text.empty()) continue;
+        if (!isLeftBehind(found) || found.note.text.empty()) continue;
         if (!told_.contains(found.note.url)) tellNote(found.note);
         urls.insert(found.note.url);
     }
@@ -90,7 +101,7 @@ std::vector<LockNote> LeftWork::takeLeftLocks(const std::string& origin) {
     for (const FoundNote& found : notes()) {
         const Result<Address> address = Address::parse(found.note.url);
         const bool isThere = address && address->origin() == origin;
-        if (!isThere || !isLeftBehind(found.note) || told_.contains(found.note.url)) continue;
+        if (!isThere || !isLeftBehind(found) || told_.contains(found.note.url)) continue;
         if (found.note.text.empty()) {
             taken.push_back(found.note);
         } else {
@@ -112,7 +123,8 @@ std::vector<LockNote> LeftWork::findMine(const std::string& url) {
     std::vector<LockNote> mine;
     for (const FoundNote& found : notes()) {
         const bool isBelow = url.ends_with('/') && found.note.url.starts_with(url);
-        if (found.note.token.empty() || (found.note.url != url && !isBelow)) continue;
+        if (found.isAlive || found.note.token.empty()) continue;
+        if (found.note.url != url && !isBelow) continue;
         mine.push_back(found.note);
     }
     return mine;
@@ -128,10 +140,23 @@ std::vector<FoundNote> LeftWork::findKept(const std::string& url) {
     return kept;
 }
 
+std::vector<FoundNote> LeftWork::findNotesOf(const std::string& url, const std::string& token) {
+    const std::lock_guard lock(mutex_);
+    std::vector<FoundNote> its;
+    const auto isIts = [&](const FoundNote& found) { return isNoteOf(found.note, url, token); };
+    if (std::ranges::none_of(notes(), isIts)) addNewNotes(notes());
+    for (const FoundNote& found : notes()) {
+        std::optional<FoundNote> now = isIts(found) ? lookAgain(found) : std::nullopt;
+        if (now && isIts(*now)) its.push_back(std::move(*now));
+    }
+    return its;
+}
+
 void LeftWork::noteLockOff(const std::string& url, std::string_view token) {
     const std::lock_guard lock(mutex_);
     for (FoundNote& found : notes()) {
-        if (found.note.url != url || found.note.token != token) continue;
+        const bool isHeld = found.isAlive && found.note.kind == LockKind::change;
+        if (isHeld || found.note.url != url || found.note.token != token) continue;
         forgetLock(found);
         found.note.token.clear();
     }
@@ -141,10 +166,16 @@ void LeftWork::noteLockTaken(const std::string& url) {
     const std::lock_guard lock(mutex_);
     for (FoundNote& found : notes()) {
         const bool isNone = found.note.token.empty() && found.note.owner.empty();
-        if (found.note.url != url || isNone) continue;
+        if (found.isAlive || found.note.url != url || isNone) continue;
         forgetLock(found);
         found.note.token.clear();
         found.note.owner.clear();
+    }
+}
+
+void LeftWork::noteRenewed(const std::string& url, std::string_view token) {
+    for (const FoundNote& kept : findKept(url)) {
+        if (kept.note.token == token) quillon::noteRenewed(kept);
     }
 }
 

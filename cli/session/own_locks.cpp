@@ -1,10 +1,12 @@
 #include "cli/session/own_locks.hpp"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <utility>
 #include <vector>
 
+#include "cli/terminal/format.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/suggestion.hpp"
 #include "platform/http/headers.hpp"
@@ -13,28 +15,25 @@
 namespace quillon::cli {
 namespace {
 
+constexpr std::string_view worksJustNow =
+    "It is your own lock, under which another quillon of yours works just now. Try again when that "
+    "has ended.";
+
 std::string explanation(const FoundNote& found) {
     const LockNote& note = found.note;
     const std::string unlock = "quillon unlock --mine " + shellWord(note.url);
     if (found.isAlive && note.kind == LockKind::change) {
         return fmt::format(
             "It is your own lock, which a quillon of yours holds that still runs (process {}). "
-            "End that first.",
+            "End that first, or wait for its end.",
             note.process);
     }
-    if (found.isAlive) {
-        return "It is your own lock, under which another quillon of yours works just now. Try "
-               "again when that has ended.";
-    }
+    if (found.isAlive) return std::string(worksJustNow);
     if (note.kind == LockKind::kept) return "It is your own lock. To take it off: " + unlock;
     return "It is your own lock, left by a quillon that was killed. To take it off: " + unlock;
 }
 
 }  // namespace
-
-bool isNoteOf(const LockNote& note, const std::string& url, const std::string& token) {
-    return !token.empty() && note.token == token && vxhost::sameOrigin(note.url, url);
-}
 
 Error withLocksWithin(LeftWork& notes, const std::string& collection, Error error) {
     const bool isIt = error.kind == Kind::locked || error.httpStatus == 424;
@@ -44,6 +43,12 @@ Error withLocksWithin(LeftWork& notes, const std::string& collection, Error erro
             shellWord(collection));
     }
     return error;
+}
+
+void OwnLocks::beginCommand() {
+    notes_.beginCommand();
+    const std::lock_guard lock(mutex_);
+    busy_.clear();
 }
 
 void OwnLocks::name(const std::string& url, std::string token) {
@@ -57,22 +62,39 @@ void OwnLocks::forgetNames() {
 }
 
 std::optional<vxhost::OwnLock> OwnLocks::find(const std::string& url) {
-    std::string named;
-    {
-        const std::lock_guard lock(mutex_);
-        if (const auto found = named_.find(url); found != named_.end()) named = found->second;
+    const std::vector<FoundNote> notes = notes_.findKept(url);
+    const std::lock_guard lock(mutex_);
+    const auto found = named_.find(url);
+    const std::string named = found == named_.end() ? std::string() : found->second;
+    for (const FoundNote& kept : notes) {
+        const std::string& token = kept.note.token;
+        const bool isOther = !named.empty() && token != named;
+        if (isOther || vxhost::parseTokenUri(token) != token) continue;
+        if (std::shared_ptr<void> note = useNote(kept)) {
+            return use(token, !named.empty(), std::move(note));
+        }
+        if (!isUsed(token)) busy_.insert(token);
     }
-    for (const FoundNote& kept : notes_.findKept(url)) {
-        const bool isOther = !named.empty() && kept.note.token != named;
-        if (isOther || vxhost::parseTokenUri(kept.note.token) != kept.note.token) continue;
-        std::shared_ptr<void> use = useNote(kept);
-        if (use) return vxhost::OwnLock{kept.note.token, !named.empty(), std::move(use)};
-    }
-    if (named.empty()) return std::nullopt;
-    return vxhost::OwnLock{std::move(named), true, nullptr};
+    if (named.empty() || busy_.contains(named)) return std::nullopt;
+    if (auto note = uses_[named].lock()) return use(named, true, std::move(note));
+    // So that others of this person know of its use. Killed, it leaves what the person named.
+    Result<WrittenNote> written =
+        WrittenNote::write({url, named, {}, {}, getpid(), LockKind::kept});
+    return use(named, true, written ? std::make_shared<WrittenNote>(std::move(*written)) : nullptr);
 }
 
-void OwnLocks::noteUsed(const std::string& url) {
+vxhost::OwnLock OwnLocks::use(std::string token, bool isNamed, std::shared_ptr<void> note) {
+    uses_.insert_or_assign(token, note);
+    return {std::move(token), isNamed, std::move(note)};
+}
+
+bool OwnLocks::isUsed(const std::string& token) const {
+    const auto found = uses_.find(token);
+    return found != uses_.end() && !found->second.expired();
+}
+
+void OwnLocks::noteUsed(const std::string& url, const std::string& token) {
+    notes_.noteRenewed(url, token);
     if (!tellsUse_) return;
     const std::lock_guard lock(mutex_);
     if (told_.insert(url).second) complain(fmt::format("{}: under your own lock", url));
@@ -82,15 +104,29 @@ void OwnLocks::noteGone(const std::string& url, const std::string& token) {
     notes_.noteLockOff(url, token);
 }
 
+void OwnLocks::noteEnded(const std::string& url, const std::string& token) {
+    for (const FoundNote& kept : notes_.findKept(url)) {
+        if (kept.note.token != token) continue;
+        const bool isOver = kept.end && *kept.end <= timeNow();
+        const std::string how = isOver ? "ended at " + longDate(kept.end) : "is not there any more";
+        complain(fmt::format("the lock of {} {}; going on without it", url, how));
+        break;
+    }
+    notes_.noteLockOff(url, token);
+}
+
 std::string OwnLocks::explain(const std::string& url, const std::string& token) {
-    const Result<std::vector<FoundNote>> notes = findAllNotes();
-    if (!notes) return {};
-    const FoundNote* its = nullptr;  // of several, that of a process that runs says more
-    for (const FoundNote& found : *notes) {
-        if (!isNoteOf(found.note, url, token)) continue;
+    std::vector<FoundNote> notes = notes_.findNotesOf(url, token);
+    FoundNote* its = nullptr;  // of several, that of a process that runs says more
+    for (FoundNote& found : notes) {
         if (!its || (found.isAlive && !its->isAlive)) its = &found;
     }
-    return its ? explanation(*its) : std::string();
+    const std::lock_guard lock(mutex_);
+    // The other one may have ended since.
+    if (busy_.contains(token) && !(its && its->isAlive)) return std::string(worksJustNow);
+    if (!its) return {};
+    its->isAlive = its->isAlive && !isUsed(token);
+    return explanation(*its);
 }
 
 }  // namespace quillon::cli

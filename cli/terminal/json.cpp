@@ -37,6 +37,12 @@ void JsonObject::addTexts(const std::string& key, const std::vector<std::string_
     members_->json[key] = values;
 }
 
+void JsonObject::addObjects(const std::string& key, const std::vector<JsonObject>& objects) {
+    auto& list = members_->json[key];
+    list = std::remove_reference_t<decltype(list)>::array();
+    for (const JsonObject& each : objects) list.push_back(each.members_->json);
+}
+
 void JsonObject::addNumber(const std::string& key, std::optional<uint64_t> value) {
     if (value) {
         members_->json[key] = *value;

@@ -22,6 +22,7 @@ public:
 
     void addText(const std::string& key, const std::string& value);
     void addTexts(const std::string& key, const std::vector<std::string_view>& values);
+    void addObjects(const std::string& key, const std::vector<JsonObject>& objects);
     void addNumber(const std::string& key, std::optional<uint64_t> value);  // or null
     void addInteger(const std::string& key, int64_t value);
     void addFlag(const std::string& key, bool value);

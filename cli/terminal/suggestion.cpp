@@ -39,6 +39,14 @@ bool tokenShowable(std::string_view token) {
            allOf(token, "-._~:/?#[]@!$&'()*+,;=%");
 }
 
+bool isLockToken(std::string_view text) {
+    if (!tokenShowable(text)) return false;
+    const size_t scheme = text.find(':');
+    if (scheme != text.npos) return scheme > 0 && scheme + 1 < text.size();
+    return text.find_first_of("0123456789") != text.npos &&
+           text.find_first_not_of("0123456789abcdefABCDEF-") == text.npos;
+}
+
 std::string unlockAdvice(std::string_view occasion, std::string_view url, std::string_view token) {
     if (!tokenShowable(token)) {
         return "Its token cannot be shown, so it stays until it runs out or the server's "

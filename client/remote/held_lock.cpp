@@ -132,14 +132,20 @@ Task<Result<std::optional<HeldLock>>> useOwnLock(Remote& remote, std::string url
     const Result<Answer> answer = co_await remote.send(std::move(request));
     if (!answer) co_return answer.error();
     if (vxhost::isSuccess(answer->status)) {
-        known->noteUsed(url);
+        known->noteUsed(url, own->token);
         HeldLock lock(std::move(url), std::move(own->token), false, std::move(own->use), true);
         co_return std::optional(std::move(lock));
     }
     const bool gone = co_await isGone(remote, url, own->token, answer->status);
-    if (gone) known->noteGone(url, own->token);
-    if (!own->isNamed) co_return std::optional<HeldLock>();
+    if (gone && own->isNamed) known->noteGone(url, own->token);
+    if (gone && !own->isNamed) known->noteEnded(url, own->token);
     Error error = refusal(*answer);
+    // No other lock is granted beside one that is there.
+    if (!gone && vxhost::saysFailure(answer->status)) {
+        error.sentences.emplace(error.sentences.begin(), vxhost::ownLockNotRenewed);
+        co_return std::move(error);
+    }
+    if (!own->isNamed) co_return std::optional<HeldLock>();
     if (vxhost::refusesToken(answer->status)) {
         error = localError(Kind::notFound, vxhost::statusText(vxhost::WEBLNK_NO_SUCH_LOCK));
         error.code = Code::noSuchLock;

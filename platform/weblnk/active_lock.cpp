@@ -120,6 +120,10 @@ bool refusesToken(int32_t refusal) {
     return saysNoLock(refusal) || refusal == 403 || refusal == 423;
 }
 
+bool saysFailure(int32_t refusal) {
+    return (refusal >= 500 && refusal != 501) || refusal == 408 || refusal == 429;
+}
+
 bool mayStillBeThere(const PropertyAnswer& told, const std::string& token, int32_t refusal) {
     const bool otherwise = !saysNoLock(refusal);
     if (told.multistatus.empty()) return otherwise && told.status != 404;

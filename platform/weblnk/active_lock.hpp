@@ -37,6 +37,12 @@ std::string holderSentence(const std::string& url, const ActiveLock& lock);
 bool saysNoLock(int32_t refusal);
 // Or none by this token that may be used.
 bool refusesToken(int32_t refusal);
+// What says nothing of the lock: a failure of the server or of a proxy.
+bool saysFailure(int32_t refusal);
+
+// For a person, of the renewal of their own lock that a failure answers.
+inline constexpr std::string_view ownLockNotRenewed =
+    "The lock of yours on it could not be renewed, and was left there. Try again later.";
 
 // Whether a lock may still be there by which a server refused that, and what it then tells of its
 // locks. Where nothing can be seen, the refusal is believed.

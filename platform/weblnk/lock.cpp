@@ -343,14 +343,19 @@ std::unique_ptr<HeldLock> useOwnLock(CurlClient& client, int32_t& status) {
     auto lock = std::make_unique<HeldLock>(client.target, std::move(*own));
     const int32_t answered = lock->renew();
     if (isSuccess(answered)) {
-        known->noteUsed(target.url);
+        known->noteUsed(target.url, lock->token);
         status = answered;
         return lock;
     }
-    if (!mayStillBeHeld(target, lock->token, answered)) known->noteGone(target.url, lock->token);
-    if (!isNamed) return nullptr;
+    const bool isThere = mayStillBeHeld(target, lock->token, answered);
+    if (!isThere && isNamed) known->noteGone(target.url, lock->token);
+    if (!isThere && !isNamed) known->noteEnded(target.url, lock->token);
+    // No other lock is granted beside one that is there.
+    const bool isInTheWay = isThere && saysFailure(answered);
+    if (!isNamed && !isInTheWay) return nullptr;
     if (refusesToken(answered)) throw Failure(WEBLNK_NO_SUCH_LOCK, "");
     status = answered;
+    if (isInTheWay) throw Failure(WEBLNK_REFUSED, std::string(ownLockNotRenewed));
     throw notRenewed(target, answered);
 }
 

@@ -34,6 +34,7 @@ struct HeldLock : vx::LockObject {
     std::string condition(const std::optional<EntityTag>& tag = {}) const;
     // The same for this resource alone, where a request is about another one, too.
     std::string taggedCondition() const;
+    std::optional<uint32_t> timeout() const { return timeout_; }
 
     const std::shared_ptr<Target> target;
     const std::string token;

@@ -61,6 +61,18 @@ TEST_F(Asking, locksAreShownAndTakenOff) {
     tells({"ls", "--locks", "--json", url}, 0, {R"("locked":false)", locked});
     tells({"info", "--json", member}, 0, {locked, R"("mine":true)"});
     tells({"info", url + "free"}, 0, {"Locked:    no\n"});
+    for (const char* who : {"ann", "bob"}) {
+        support::ask(server.port(), "LOCK", "/free", "Depth: 0\r\n",
+                     "<lockinfo xmlns=\"DAV:\"><lockscope><shared/></lockscope><locktype><write/>"
+                     "</locktype><owner>" +
+                         std::string(who) + "</owner></lockinfo>");
+    }
+    tells(
+        {"info", "--json", url + "free"}, 0,
+        {R"("locks":[{"holder":")", R"("holder":"ann")", R"("holder":"bob")", R"("shared":true)"});
+    for (const std::string& each : lockTokens(server)) {
+        if (each + "\n" != token) quillon({"unlock", url + "free", "--token", each});
+    }
     server.clearTranscript();
     tells({"ls", "-l", url}, 0, {"free\n"});
     EXPECT_EQ(server.transcript().find("PROPFIND"), server.transcript().rfind("PROPFIND"));

@@ -175,6 +175,7 @@ TEST_F(LostUpdates, aLockOfOnesOwnKeepsOthersOutAlone) {
     server.addMember("a", "old");
     const std::string other = "opaquelocktoken:none", told = "no lock with this token";
     expect({{{"put", "--token", "no URI", "mine", a}, 2, "no lock token"},
+            {{"put", "--token", "garbage", "mine", "http://127.0.0.1:1/a"}, 2, "such as opaque"},
             {{"put", "--force", "--token", "", "mine", a}, 2, "its value is empty"},
             {{"put", "--token", other, "mine", "mine", url}, 2, "a single FILE"},
             {{"rm", "-r", "--token", other, a}, 2, "a single URL"},
@@ -188,12 +189,21 @@ TEST_F(LostUpdates, aLockOfOnesOwnKeepsOthersOutAlone) {
             {{"mv", url + "c/", url + "d/"}, 1, "A lock of your own is in it"},
             {{"unlock", "--mine", url + "c/"}, 0, ""},
             {{"rm", "-r", "-y", url + "c/"}, 0, ""}});
-    // One that has run out is forgotten.
-    ASSERT_EQ(quillon({"lock", a}).exitCode, 0);
-    support::ask(server.port(), "UNLOCK", "/a",
-                 "Lock-Token: <" + lockTokens(server).at(0) + ">\r\n");
-    expect({{{"put", "mine", a}, 0, ""}});
-    EXPECT_EQ(notes(), 0);
+    // One that has run out is told of and forgotten.
+    for (const bool hasEnded : {false, true}) {
+        ASSERT_EQ(quillon({"lock", a}).exitCode, 0);
+        support::ask(server.port(), "UNLOCK", "/a",
+                     "Lock-Token: <" + lockTokens(server).at(0) + ">\r\n");
+        const std::filesystem::directory_iterator note(home / "state/quillon/locks");
+        const auto age = std::chrono::hours(hasEnded ? 3 : 1);
+        std::filesystem::last_write_time(*note,
+                                         std::filesystem::file_time_type::clock::now() - age);
+        const std::string how = hasEnded ? " ended at 20" : " is not there any more";
+        const std::string errors = quillon({"put", "mine", a}).errors;
+        EXPECT_NE(errors.find("the lock of " + a + how), std::string::npos) << errors;
+        EXPECT_EQ(notes(), 0);
+        EXPECT_EQ(quillon({"put", "mine", a}).errors, "");
+    }
 }
 
 // What comes between is not overwritten under such a lock, either, and it is one program's at a
@@ -204,15 +214,26 @@ TEST_F(LostUpdates, aLockOfOnesOwnIsNotForTwoAtOnce) {
     writeFile(work / "a", "mine");
     mkfifo((home / "fifo").c_str(), 0600);
     editWith("echo editing; cat \"$HOME/fifo\" >> \"$1\"");
-    for (const bool kept : {false, true}) {
+    for (const std::string how : {"", "named", "kept"}) {
+        const bool kept = !how.empty(), named = how == "named";
+        addOldMember(server, "a", "old ");
         if (kept) quillon({"lock", a});
-        support::RunningProcess edit(command({"edit", a}));
+        Arguments editing{"edit", a};
+        if (named) {
+            std::filesystem::remove_all(home / "state");
+            editing.insert(editing.end(), {"--token", lockTokens(server).at(0)});
+        }
+        support::RunningProcess edit(command(editing));
         ASSERT_TRUE(edit.expect("editing"));
-        expect(quillon({"put", "a", a}), 5, kept ? "works just now" : "End that first");
+        const std::string told = kept ? "works just now. Try again" : "or wait for its end";
+        expect(quillon({"put", "a", a}), 5, told);
+        expect(quillon({"put", "--force", "a", a}), 5, told);
+        if (named) expect(quillon({"put", "a", a, "--token", editing.back()}), 5, told);
         if (kept) addOldMember(server, "a", "behind the lock");
         writeFile(home / "fifo", "mine");
         EXPECT_EQ(edit.wait()->exitCode, kept ? 6 : 0);
         EXPECT_EQ(content(server, "a"), kept ? "behind the lock" : "old mine");
+        if (named) quillon({"unlock", a, "--token", editing.back()});
     }
     EXPECT_EQ(lockTokens(server).size(), 1u);
     std::filesystem::remove(work / "a");

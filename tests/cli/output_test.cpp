@@ -47,6 +47,10 @@ TEST(Output, whatIsPastedIntoAShellIsOneWord) {
     for (const char* token : {"", "x y", "-x", "x{", "x\xC3\xBC", "x\"", "x`y`"})
         EXPECT_FALSE(tokenShowable(token)) << token;
     EXPECT_TRUE(tokenShowable("urn:uuid:a;b$(c)'"));
+    for (const char* token : {"garbage", "x:", ":x", "a-b", "x y:z"})
+        EXPECT_FALSE(isLockToken(token)) << token;
+    for (const char* token : {"DAV:x", "1690000000", "e71d4fae-5dec-22d6-fea5-00a0c91e6be4"})
+        EXPECT_TRUE(isLockToken(token)) << token;
 }
 
 TEST(Output, sizesAndDates) {

@@ -67,9 +67,14 @@ Result<std::shared_ptr<Member>> takeLock(Session& session, const Address& addres
 }
 
 // Without a note the lock is as good, but for --mine.
-void noteKept(const Address& address, const std::string& token) {
-    Result<WrittenNote> note =
-        WrittenNote::write({address.url(), token, {}, {}, getpid(), LockKind::kept});
+void noteKept(const Address& address, const Member& member) {
+    Result<WrittenNote> note = WrittenNote::write({address.url(),
+                                                   member.lockToken(),
+                                                   {},
+                                                   {},
+                                                   getpid(),
+                                                   LockKind::kept,
+                                                   member.lockTimeout()});
     if (note) {
         note->leave();
     } else {
@@ -95,7 +100,7 @@ int lockForLater(Session& session, const Address& address) {
                                : unlocked.error());
     }
     fmt::print("{}\n", token);
-    noteKept(address, token);
+    noteKept(address, **member);
     (*member)->abandonLock();
     return exitDone;
 }

@@ -13,8 +13,18 @@ const std::string_view ownLockHelp =
     "does that --token names: quillon unlock takes it off.\n";
 
 OptionDefinition addTokenOption(CommandDefinition command, std::string& token) {
+    const auto take = [&token](const std::string& value) -> Result<void> {
+        if (!value.empty() && !isLockToken(value)) {
+            return localError(Kind::usage,
+                              "This is no lock token. One is a URI, such as "
+                              "opaquelocktoken:e71d4fae-5dec-22d6-fea5-00a0c91e6be4. quillon lock "
+                              "prints them, and quillon locks shows them.");
+        }
+        token = value;
+        return {};
+    };
     return command
-        .addOption("--token", token, "Work under the lock of this token, and leave it there")
+        .addOption("--token", take, "Work under the lock of this token, and leave it there")
         .typeName("TOKEN")
         .notEmpty();
 }
@@ -22,11 +32,6 @@ OptionDefinition addTokenOption(CommandDefinition command, std::string& token) {
 Result<NamedLock> NamedLock::make(Session& session, const Address& address,
                                   const std::string& token) {
     if (token.empty()) return NamedLock(nullptr);
-    if (!tokenShowable(token)) {
-        return localError(Kind::usage,
-                          "This is no lock token, which is a URI. quillon lock prints "
-                          "them, and quillon locks shows them.");
-    }
     const auto locked = session.lockedMember(address);
     if (locked && locked->lockToken() != token) {
         return localError(Kind::usage, "The shell holds its lock already, by another token.");

@@ -9,6 +9,7 @@
 
 namespace quillon::cli {
 
+// Takes what may be a token alone, so that nothing else is asked for at a server.
 OptionDefinition addTokenOption(CommandDefinition command, std::string& token);
 
 // What its texts say of the person's own locks.
@@ -17,8 +18,7 @@ extern const std::string_view ownLockHelp;
 // While it lives, changes of the member go under that lock.
 class NamedLock {
 public:
-    // An empty token names none. Fails with Kind::usage where it is no token, or where the shell
-    // holds another one.
+    // An empty token names none. Fails with Kind::usage where the shell holds another one.
     static Result<NamedLock> make(Session& session, const Address& address,
                                   const std::string& token);
     NamedLock(NamedLock&& other) noexcept;

@@ -71,7 +71,7 @@ void printJson(const Address& address, const Known& known) {
     object.addFlag("locking", properties.canLock);
     if (known.locks) {
         OwnNotes notes;
-        addLock(object, known.locks->empty() ? nullptr : &known.locks->front(), notes);
+        addLocks(object, *known.locks, notes);
     }
     object.addTexts("methods", properties.methods);
     fmt::print("{}\n", object.text());
@@ -127,9 +127,8 @@ void addInfo(CommandDefinition program, Invocation& invocation) {
     command.addFlag("--json", options->json, "An object each, one a line");
     command.setFooter(
         "What is locked is told with who holds it, until when, and whether it is yours, as a note\n"
-        "here says: in JSON \"locked\", \"holder\", \"until\" and \"mine\". Of a server that does "
-        "not\n"
-        "tell of locks nothing is said.\n\n"
+        "here says: in JSON \"locked\", \"holder\", \"until\" and \"mine\" of the first, and\n"
+        "\"locks\", a list of all. Of a server that does not tell of locks nothing is said.\n\n"
         "Examples:\n"
         "  quillon info https://example.org/dav/report.txt\n"
         "  quillon info --json https://example.org/dav/report.txt | jq .modified\n");

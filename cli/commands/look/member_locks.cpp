@@ -40,12 +40,31 @@ bool OwnNotes::isMine(const FoundLock& lock) {
     });
 }
 
+namespace {
+
+void describeLock(JsonObject& object, const FoundLock& lock, OwnNotes& notes) {
+    object.addText("holder", lock.owner);
+    if (const auto end = endOf(lock)) object.addText("until", rfc3339(*end));
+    object.addFlag("mine", notes.isMine(lock));
+}
+
+}  // namespace
+
 void addLock(JsonObject& object, const FoundLock* lock, OwnNotes& notes) {
     object.addFlag("locked", lock != nullptr);
-    if (lock == nullptr) return;
-    object.addText("holder", lock->owner);
-    if (const auto end = endOf(*lock)) object.addText("until", rfc3339(*end));
-    object.addFlag("mine", notes.isMine(*lock));
+    if (lock != nullptr) describeLock(object, *lock, notes);
+}
+
+void addLocks(JsonObject& object, const std::vector<FoundLock>& locks, OwnNotes& notes) {
+    addLock(object, locks.empty() ? nullptr : &locks.front(), notes);
+    std::vector<JsonObject> all;
+    for (const FoundLock& each : locks) {
+        JsonObject one;
+        describeLock(one, each, notes);
+        one.addFlag("shared", each.isShared);
+        all.push_back(std::move(one));
+    }
+    object.addObjects("locks", all);
 }
 
 }  // namespace quillon::cli

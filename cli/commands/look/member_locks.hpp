@@ -40,5 +40,7 @@ private:
 
 // "locked", who holds it, until when, and whether it is the person's own.
 void addLock(JsonObject& object, const FoundLock* lock, OwnNotes& notes);
+// The same of the first, and "locks": all of them.
+void addLocks(JsonObject& object, const std::vector<FoundLock>& locks, OwnNotes& notes);
 
 }  // namespace quillon::cli
