@@ -29,8 +29,10 @@ public:
     // Statements that lead from each version of the tables to the next; the first makes those of a
     // new one. One that a later quillon wrote is refused.
     void prepareTables(std::span<const char* const> steps) const;
-    // What is in its log goes into it when that is much, and not at the end, too.
-    void leaveLogOnClose() const;
+    // What is in its log goes into it at the end only if that was more than so much when it was
+    // opened, in bytes. Who opens it next does not know how much of a log that stays is in it
+    // already, so that nothing else ends its growth.
+    void leaveLogOnClose(uintmax_t most) const;
     void execute(const char* text) const;
     int64_t lastRow() const;  // that was inserted
 

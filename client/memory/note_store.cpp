@@ -19,6 +19,7 @@ constexpr const char* tables[] = {
 // What is gone so long is no disk that comes back; each writing looks at so many files.
 constexpr int64_t longestGone = int64_t{90} * 24 * 3600;  // seconds
 constexpr int mostChecked = 16;
+constexpr uintmax_t mostLogBytes = 256 << 10;
 
 int64_t now() {
     return std::chrono::duration_cast<std::chrono::seconds>(
@@ -37,8 +38,9 @@ std::optional<NoteStore> NoteStore::open(Missing missing) {
     auto database = Database::open(stateDirectory() / "notes.db", "The notes of files", missing);
     if (!database) return std::nullopt;
     // Who loses the latest notes in a power cut is asked once more than needed: no command waits
-    // for the disk. What they wrote goes into the database itself once it is much.
-    database->leaveLogOnClose();
+    // for the disk. What they wrote goes into the database itself once it is much, and not later,
+    // since each command reads all of it.
+    database->leaveLogOnClose(mostLogBytes);
     database->execute("PRAGMA synchronous=NORMAL");
     database->prepareTables(tables);
     return NoteStore(std::move(*database));
