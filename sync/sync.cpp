@@ -53,7 +53,7 @@ public:
 
 private:
     Result<Recovered> recoverUnlessDry() {
-        if (options_.dryRun) return Recovered{};
+        if (options_.dryRun) return lookAtIntents(pair_.state());
         Result<Recovered> recovered = recover(folder_, pair_.state(), store_, LateRun::itsOwn);
         if (!recovered) return recovered;
         for (const LateFile& each : recovered->writtenLate) {
@@ -373,7 +373,10 @@ Result<Plan> planPair(Remote* remote, Pair& pair) {
         view = viewing.take();
     }
     if (!view) return std::move(view).error();
+    const Result<Recovered> intents = lookAtIntents(pair.state());
+    if (!intents) return intents.error();
     readChanged(*folder, view->trees, Young::isRead);
+    adoptHalfMade(*intents, view->trees);
     knowVersions(view->versions, view->trees.there, true);
     return makePlan(std::move(view->trees), {Direction::both, view->isComplete});
 }
