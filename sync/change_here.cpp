@@ -90,7 +90,6 @@ void takeMovedThere(BaseNode& node, const ThereNode& there, std::optional<Time> 
         node.there.hash = node.here.hash;
     }
     node.there.segment = now.segment;
-    node.there.fileId = now.fileId;
 }
 
 }  // namespace

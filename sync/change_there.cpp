@@ -236,7 +236,9 @@ Task<Result<Done>> storeFile(Work& work, std::string path) {
     BaseNode node;
     node.here = settled(hereStateOf(end->begun));
     node.here.hash = end->hash;
-    node.there = storedState(file.url, *end, facts && facts->tagsInProperties);
+    // A tag that repeats may be another one's by now.
+    const bool tagsServe = facts && facts->tagsInProperties && !facts->tagsRepeat;
+    node.there = storedState(file.url, *end, tagsServe);
     if (const ThereNode* there = work.there(path)) node.there.fileId = there->state.fileId;
     Deed deed = deedOf(work.run, Act::store, path);
     deed.oldHash = oldHash;

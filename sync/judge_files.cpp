@@ -28,6 +28,10 @@ Verdict judgeContents(Conflict otherwise, const HereState& here, const ThereStat
 
 }  // namespace
 
+bool haveOtherIds(const ThereState& one, const ThereState& other) {
+    return !one.fileId.empty() && !other.fileId.empty() && one.fileId != other.fileId;
+}
+
 bool isUnchangedHere(const BaseNode& base, const HereNode& here) {
     if (base.kind != here.kind) return false;
     if (here.kind == NodeKind::folder) return true;
@@ -45,17 +49,21 @@ std::optional<bool> isUnchangedThere(const BaseNode& base, const ThereNode& ther
     const ThereState& known = base.there;
     // Whatever the tag says: what is not the base's content is in no store.
     if (differ(now.size, known.size)) return false;
+    // Another file may have taken its place with its tag and its date.
+    const auto same = haveOtherIds(known, now) ? std::nullopt : std::optional(true);
     // The weak comparison of RFC 9110, 8.8.3.2: some tags only become strong with time.
-    if (!now.tag.text.empty() && !known.tag.text.empty()) return now.tag.text == known.tag.text;
+    if (!now.tag.text.empty() && !known.tag.text.empty())
+        return now.tag.text == known.tag.text ? same : false;
     if (known.isLikely || !known.modified || !now.modified || !known.tag.text.empty())
         return std::nullopt;
-    return *now.modified == *known.modified;
+    return *now.modified == *known.modified ? same : false;
 }
 
 bool looksUnchangedThere(const BaseNode& base, const ThereNode& there) {
     if (base.kind != there.kind || !base.there.isLikely) return false;
     const auto& known = base.there.modified;
     const auto& now = there.state.modified;
+    if (haveOtherIds(base.there, there.state)) return false;
     if (!known || !now || !base.there.size || there.state.size != base.there.size) return false;
     return std::chrono::abs(*known - *now) <= dateGrain;
 }

@@ -66,8 +66,11 @@ struct Plan {
 // anew of the trees that it gave.
 Plan makePlan(Trees trees, const PlanOptions& options = {});
 
+// Whether both have ids, and not the same one.
+bool haveOtherIds(const ThereState& one, const ThereState& other);
 // Whether the file there still is what both sides had: the hash decides where it is known, then the
-// tags, then size and date. Nothing: only the content tells.
+// tags, then size and date; these prove nothing of a file that has another id. Nothing: only the
+// content tells.
 std::optional<bool> isUnchangedThere(const BaseNode& base, const ThereNode& there);
 // Whether it has the size and about the date of what we stored there.
 bool looksUnchangedThere(const BaseNode& base, const ThereNode& there);

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <iterator>
 #include <optional>
 #include <utility>
 
@@ -34,6 +36,10 @@ Result<void> noteWritten(const LocalFolder& folder, State& state, const std::vec
     return {};
 }
 
+bool mayBeHalfMade(const Intent& intent) {
+    return intent.act == Act::store && intent.oldHash.empty();
+}
+
 class Recovering {
 public:
     Recovering(const LocalFolder& folder, Store& store, int64_t run)
@@ -50,7 +56,7 @@ public:
         }
         const std::optional<bool> done = wasDone(intent);
         if (done.value_or(true)) noteDeed(intent, done.has_value());
-        if (intent.act == Act::store && intent.oldHash.empty()) {
+        if (mayBeHalfMade(intent)) {
             halfMade_.push_back(intent);
         } else {
             change_.endedIntents.push_back(intent.id);
@@ -155,6 +161,14 @@ Result<Recovered> recover(const LocalFolder& folder, State& state, Store& store,
     Result<std::vector<LateFile>> written = settleLateFiles(folder, state, store, its);
     if (!written) return std::move(written).error();
     recovered.writtenLate = std::move(*written);
+    return recovered;
+}
+
+Result<Recovered> lookAtIntents(const State& state) {
+    Result<std::vector<Intent>> intents = state.intents();
+    if (!intents) return std::move(intents).error();
+    Recovered recovered;
+    std::ranges::copy_if(*intents, std::back_inserter(recovered.halfMade), mayBeHalfMade);
     return recovered;
 }
 

@@ -28,6 +28,9 @@ enum class LateRun : bool { last, itsOwn };
 // noted as done by the last run.
 Result<Recovered> recover(const LocalFolder& folder, State& state, Store& store, LateRun its);
 
+// The same for who only looks: nothing but what may be half made.
+Result<Recovered> lookAtIntents(const State& state);
+
 // A member that is half made, empty and faces a file here gets that content: it is nobody's.
 void adoptHalfMade(const Recovered& recovered, Trees& trees);
 

@@ -53,7 +53,7 @@ public:
 
 private:
     Result<Recovered> recoverUnlessDry() {
-        if (options_.dryRun) return Recovered{};
+        if (options_.dryRun) return lookAtIntents(pair_.state());
         Result<Recovered> recovered = recover(folder_, pair_.state(), store_, LateRun::itsOwn);
         if (!recovered) return recovered;
         for (const LateFile& each : recovered->writtenLate) {
@@ -71,6 +71,7 @@ private:
         end_.conflicts = end_.failures = 0;
         Result<View> view = co_await viewPair(&remote_, pair_, folder_, !options_.dryRun);
         if (!view) co_return std::move(view).error();
+        if (Result<void> noted = giveUpCopies(*view); !noted) co_return std::move(noted);
         readChanged(folder_, view->trees, Young::isWaitedFor);
         adoptHalfMade(recovered, view->trees);
         knowVersions(view->versions, view->trees.there, false);
@@ -101,6 +102,14 @@ private:
             co_return Result<void>();
         }
         co_return co_await apply(std::move(*plan), *view, recovered);
+    }
+
+    // Before anything is noted of them: no run may take them away with their conflicts.
+    Result<void> giveUpCopies(View& view) const {
+        if (options_.dryRun || view.storedCopies.empty()) return {};
+        StateChange change;
+        change.goneCopies = view.storedCopies;
+        return pair_.state().commit(change);
     }
 
     // Folders here whose collection is gone, and that hold what is left out. That is told once.
@@ -364,7 +373,10 @@ Result<Plan> planPair(Remote* remote, Pair& pair) {
         view = viewing.take();
     }
     if (!view) return std::move(view).error();
+    const Result<Recovered> intents = lookAtIntents(pair.state());
+    if (!intents) return intents.error();
     readChanged(*folder, view->trees, Young::isRead);
+    adoptHalfMade(*intents, view->trees);
     knowVersions(view->versions, view->trees.there, true);
     return makePlan(std::move(view->trees), {Direction::both, view->isComplete});
 }

@@ -143,9 +143,11 @@ private:
         co_return Result<void>();
     }
 
-    // Whether it still is what the run left, in the store then, and not what it was before.
+    // Whether it still is what the run left, in the store then, and not what it was before. Of what
+    // is small the content is compared: somebody may have stored as many bytes in the same second.
     Task<Result<bool>> checkThere(std::string url, Deed deed, Resource now) {
-        const bool hasTag = !deed.newTag.text.empty() && deed.newTag.text == now.tag.text;
+        const bool hasTag = !deed.newTag.text.empty() && deed.newTag.text == now.tag.text &&
+                            now.size.value_or(0) > worthLooking;
         if (hasTag) {
             const Result<bool> isKept = store_.keep(deed.newHash);
             if (isKept && *isKept) co_return true;
@@ -204,9 +206,8 @@ private:
         std::vector<std::string> headers;
         Result<Stored> stored = Stored{};
         if (*now) {
-            std::string untagged = (*now)->tag.text.empty() ? deed.newHash : std::string();
             stored = co_await replaceMember(remote_, url, upload, **now, guardOfReplacing(*facts),
-                                            std::move(headers), std::move(untagged));
+                                            std::move(headers), deed.newHash);
         } else {
             stored = co_await makeMember(remote_, url, upload, guardOfMaking(*facts),
                                          std::move(headers));

@@ -10,6 +10,17 @@
 namespace quillon::sync {
 namespace {
 
+// Those that have come there by the hand of somebody who has the same conflict. Gives them, and
+// takes them out.
+std::vector<std::string> takeStored(std::set<std::string>& copies, const ThereTree& there) {
+    std::vector<std::string> stored;
+    for (const std::string& each : copies) {
+        if (there.contains(each)) stored.push_back(each);
+    }
+    for (const std::string& each : stored) copies.erase(each);
+    return stored;
+}
+
 std::set<std::string> pathsOf(const std::vector<ConflictCopy>& copies) {
     std::set<std::string> paths;
     for (const ConflictCopy& each : copies) paths.insert(each.copy);
@@ -105,11 +116,12 @@ Task<Result<View>> viewPair(Remote* remote, Pair& pair, const LocalFolder& folde
     view.trees.base = std::move(*base);
     const bool isNew = view.trees.base.empty();
     view.leftOut = leaveOut(filter->filter, view.trees.base);
-    Result<HereScan> here = scanHere(folder, filter->filter, pathsOf(*copies));
+    std::set<std::string> ours = pathsOf(*copies);
+    Result<HereScan> here = scanHere(folder, filter->filter, ours);
     if (!here) co_return std::move(here).error();
-    view.trees.here = std::move(here->tree);
-    view.isComplete = here->isComplete;
     if (!remote) {
+        view.trees.here = std::move(here->tree);
+        view.isComplete = here->isComplete;
         view.trees.there = unchangedThere(view.trees.base);
         co_return std::move(view);
     }
@@ -117,8 +129,12 @@ Task<Result<View>> viewPair(Remote* remote, Pair& pair, const LocalFolder& folde
     Result<ThereLook> there =
         co_await lookOrMake(*remote, pair, filter->filter, folding, isNew, makesRoot);
     if (!there) co_return std::move(there).error();
+    view.storedCopies = takeStored(ours, there->tree);
+    if (!view.storedCopies.empty()) here = scanHere(folder, filter->filter, ours);
+    if (!here) co_return std::move(here).error();
+    view.trees.here = std::move(here->tree);
     view.trees.there = std::move(there->tree);
-    view.isComplete = view.isComplete && there->isComplete;
+    view.isComplete = here->isComplete && there->isComplete;
     view.server = std::move(there->server);
     view.asked = there->asked;
     view.staying = leaveOutHolders(here->holdLeftOut, view.trees);

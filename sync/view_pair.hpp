@@ -22,6 +22,8 @@ struct View {
     std::optional<Time> asked;
     std::vector<KnownVersion> versions;  // of theirs, from earlier runs
     std::vector<std::string> leftOut;    // paths of the state that the filter does not take
+    // Copies of theirs that somebody stored under the same names: they are files like others.
+    std::vector<std::string> storedCopies;
     // Paths of folders here that hold what the filter does not take; and of those that hold nothing
     // else, and whose collection is gone, which are not in the trees.
     std::set<std::string> holdLeftOut, staying;

@@ -225,7 +225,9 @@ private:
             if (!done) continue;
             facts_.putIfMatch = match || (tag_.weak && facts_.putIfMatch);
             facts_.putTagInIf = tagInIf;
+            const std::string before = tag_.text;
             co_await learnTag(stored);
+            facts_.tagsRepeat = tag_.text == before;
             break;
         }
         if (!done) facts_.putIfMatch = facts_.putTagInIf = false;

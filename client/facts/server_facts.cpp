@@ -10,7 +10,7 @@
 namespace quillon {
 namespace {
 
-constexpr std::string_view form = "quillon-server 2";
+constexpr std::string_view form = "quillon-server 3";
 constexpr size_t mostValue = 512, mostText = 16384;  // bytes
 
 constexpr std::pair<std::string_view, bool ServerFacts::*> flags[] = {
@@ -28,6 +28,7 @@ constexpr std::pair<std::string_view, bool ServerFacts::*> flags[] = {
     {"tags-in-properties", &ServerFacts::tagsInProperties},
     {"weak-tags", &ServerFacts::weakTags},
     {"put-tells-tag", &ServerFacts::putTellsTag},
+    {"tags-repeat", &ServerFacts::tagsRepeat},
     {"put-tells-new", &ServerFacts::putTellsNew},
     {"http2", &ServerFacts::http2},
 };

@@ -39,6 +39,7 @@ struct ServerFacts {
     bool tagsInProperties = false;  // those that GET tells
     bool weakTags = false;          // of what was just stored
     bool putTellsTag = false;
+    bool tagsRepeat = false;   // two versions of the same second had one tag
     bool putTellsNew = false;  // 201 for a member that it made
     DatesBy dates = DatesBy::none;
     bool http2 = false;

@@ -82,6 +82,7 @@ std::vector<std::string> Apache::commandLine() const {
     define("keytab", options_.keytab);
     if (options_.isProxy) words.emplace_back("-Dproxy");
     if (options_.withoutLocks) words.emplace_back("-DwithoutLocks");
+    if (options_.tagsOfSizes) words.emplace_back("-DtagsOfSizes");
     if (options_.http2) words.emplace_back("-Dhttp2");
     if (options_.tls) {
         words.emplace_back("-Dtls");

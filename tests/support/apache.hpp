@@ -31,6 +31,7 @@ struct ApacheOptions {
     std::filesystem::path clientAuthority{};  // over TLS, clients show a certificate of its
     bool isProxy = false;                     // for whoever is let in, with CONNECT
     bool withoutLocks = false;                // DAV class 1: no LOCK in Allow, 405 for it
+    bool tagsOfSizes = false;                 // the same for versions of as many bytes
     std::filesystem::path documentRoot{};     // empty: one of its own
 };
 

@@ -48,6 +48,8 @@ TEST_F(PairCommands, conflictsAreSettled) {
     for (const char* name : {"m", "t", "b", "g"}) makeConflict(name, mine, theirs);
     makeConflict("x", "uno\n" + both.substr(4), "eins\n" + both.substr(4));
     makeConflict("new", "mine", "theirs");
+    for (const auto& [path, content] : filesIn(folder("ann")))  // bob settled it by --both
+        if (path.starts_with("m (theirs, ")) write(there() / path, content);
     // Only the content tells that what the file here stands in for was changed there.
     write(folder("ann") / "d/f", "old");
     EXPECT_EQ(sync("ann").exitCode, exitChanged);
@@ -55,7 +57,8 @@ TEST_F(PairCommands, conflictsAreSettled) {
     ASSERT_LT(storeThere("d/f", "new"), 300);
     write(folder("ann") / "d", "mine");
     EXPECT_EQ(sync("ann").exitCode, exitChanged);
-    check({{{"status"}, 6, "in conflict            d (a folder on one side"}});
+    check({{{"status"}, 6, "in conflict            d (a folder on one side"},
+           {{"sync"}, 6, "quillon: 7 in conflict"}});
     fs::rename(folder("ann") / "d", folder("ann") / "e");
     check({{{"status"}, 6, "in conflict            new (made on both sides)"},
            {{"status", "--json"}, 6, R"({"state":"in conflict","path":"b",)"},

@@ -64,6 +64,21 @@ TEST_P(SecondWriters, areLostWhereNothingIsBetter) {
     for (const char* seen : {"replaced", "removed", "d/x"}) EXPECT_TRUE(contents.contains(seen));
 }
 
+struct TagsOfSizes : PairTest {
+    TagsOfSizes()
+        : PairTest(std::make_unique<Apache>(support::ApacheOptions{.tagsOfSizes = true})) {}
+};
+TEST_F(TagsOfSizes, areNotBelievedOfWhatWasStoredJustNow) {
+    write(folder("ann") / "a", "old");
+    pair("ann");
+    write(folder("ann") / "a", "mine");
+    EXPECT_EQ(sync("ann").exitCode, exitDone);
+    ASSERT_LT(ask("PUT", "a", {}, "hers"), 300);
+    EXPECT_EQ(run("ann", {"undo", "-C", folder("ann")}).exitCode, exitChanged);
+    EXPECT_EQ(sync("ann").exitCode, exitDone);
+    EXPECT_EQ(support::readFile(folder("ann") / "a"), "hers");
+}
+
 INSTANTIATE_TEST_SUITE_P(, SecondWriters,
                          testing::Values(Where{"apache", "apache", "", false},
                                          Where{"lighttpd", "lighttpd", "", false},

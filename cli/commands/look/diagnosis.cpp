@@ -28,6 +28,7 @@ std::string tags(const ServerFacts& facts) {
     if (facts.weakTags) words.push_back("weak, at least at first");
     if (facts.tagsInProperties) words.push_back("in listings");
     if (facts.putTellsTag) words.push_back("in the answer to a PUT");
+    if (facts.tagsRepeat) words.push_back("the same of versions of one second");
     return listed(words, "not told in listings, nor by PUT");
 }
 

@@ -68,6 +68,7 @@ void printJson(const Address& address, const Examined& server) {
             {"locks", facts.locks},
             {"weakTags", facts.weakTags},
             {"putTellsTag", facts.putTellsTag},
+            {"tagsRepeat", facts.tagsRepeat},
             {"putIfMatch", facts.putIfMatch},
             {"putTagInIf", facts.putTagInIf},
             {"putIfNoneMatch", facts.putIfNoneMatch},

@@ -51,6 +51,7 @@ bool isUnproven(const sync::Plan& plan, const Action& action) {
     const Time fetched(std::chrono::floor<std::chrono::seconds>(
         std::chrono::nanoseconds(base->second.here.modifiedNs)));
     const bool isUndated = known.tag.text.empty() && !known.modified && known.size &&
+                           !sync::haveOtherIds(known, there->second.state) &&
                            known.size == there->second.state.size &&
                            there->second.state.modified == fetched;
     return sync::isUnchangedHere(base->second, here->second) &&
