@@ -227,7 +227,7 @@ private:
             facts_.putTagInIf = tagInIf;
             const std::string before = tag_.text;
             co_await learnTag(stored);
-            facts_.tagsRepeat = tag_.text == before;
+            facts_.tagsRepeat = !before.empty() && tag_.text == before;
             break;
         }
         if (!done) facts_.putIfMatch = facts_.putTagInIf = false;
