@@ -72,7 +72,7 @@ void Database::prepareTables(std::span<const char* const> steps) const {
 }
 
 void Database::leaveLogOnClose(uintmax_t most) const {
-    std::error_code none;  // of it, and then its size is the largest there is
+    std::error_code none;
     const fs::path log = path_.string() + "-wal";
     if (fs::exists(log, none) && fs::file_size(log, none) > most) return;
     sqlite3_db_config(connection_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
