@@ -11,6 +11,7 @@
 #include "cli/session/command_output.hpp"
 #include "cli/session/prompt.hpp"
 #include "cli/session/session.hpp"
+#include "platform/text/url.hpp"
 
 namespace quillon::cli {
 namespace {
