@@ -67,11 +67,14 @@ public:
         self_.reset();
         above_.clear();
         reader_.reset();
+        isMultistatus_ = false;
         askedPath_ = std::string(withoutFinalSlash(pathOf(answer.url)));
         const bool isXml = answer.headers.first("Content-Type").find("xml") != std::string::npos;
         if (answer.status != 207 && !isXml) return;
         reader_.emplace([this](const Response& response) { add(response); },
-                        vxhost::MultistatusReader::TakeRoot(),
+                        [this](std::string_view root) {
+                            isMultistatus_ = vxhost::davName(root) == "multistatus";
+                        },
                         besides_.fileIds ? fileIdNames : std::vector<std::string>());
     }
     void write(std::string_view piece) override {
@@ -79,10 +82,9 @@ public:
     }
     bool restartable() const override { return true; }
 
-    // Nothing when no multistatus came.
+    // Nothing when no multistatus came: a page in XML is no empty collection.
     std::optional<Members> finish() {
-        if (!reader_) return {};
-        reader_->finish();
+        if (!finishReading()) return {};
         dropSelf();
         std::vector<Resource>& all = members_.resources;
         std::ranges::stable_sort(all, {}, &Resource::segment);
@@ -95,13 +97,16 @@ public:
     }
     // The resource that was asked for, at depth 0.
     std::optional<Resource> finishOne() {
-        if (!reader_) return {};
-        reader_->finish();
-        if (members_.resources.empty()) return {};
+        if (!finishReading() || members_.resources.empty()) return {};
         return std::move(members_.resources.front());
     }
 
 private:
+    bool finishReading() {
+        if (reader_) reader_->finish();
+        return isMultistatus_;
+    }
+
     struct Self {
         size_t index;  // among the resources
         std::string path;
@@ -179,6 +184,7 @@ private:
     const Besides besides_;
     std::string askedPath_;
     std::optional<vxhost::MultistatusReader> reader_;
+    bool isMultistatus_ = false;
     Members members_;
     uint64_t bytes_ = 0;
     std::optional<Self> self_;

@@ -42,6 +42,7 @@ TEST_F(Faults, answersThatFailOrLie) {
          Answer(401).with("WWW-Authenticate", "Negotiate, Digest algorithm=X"),
          {get, 1, "by Negotiate, Digest with X, but quillon knows only Basic and Digest"}},
         {"PROPFIND /c/", Answer::xml(207, "<multistatus xmlns=\"DAV:\">"), {ls, 7, "list"}},
+        {"PROPFIND /c/", Answer::xml(200, "<html/>"), {ls, 7, "no list of WebDAV"}},
         {"PROPFIND /c/", Answer(405), {ls, 1, "cannot list"}},
         {"DELETE /c/file", Answer(204), {old, 1, "keeps no dates of creation"}},
         {"MKCOL /c/d/", Answer(200), {{"mkcol", collection + "d"}, 7, "The log is shown by -vvv."}},
