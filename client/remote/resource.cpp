@@ -155,7 +155,9 @@ private:
         const bool isAsked = vxhost::samePath(path, askedPath_);
         if (isAsked || !self_ || path.size() < self_->path.size())
             self_ = {index, std::string(path), isAsked, isCollection};
-        const std::string_view above = path.substr(0, path.rfind('/'));
+        // What stands alone is in none, and not in itself.
+        const size_t slash = path.rfind('/');
+        const std::string_view above = path.substr(0, slash == path.npos ? 0 : slash);
         const auto known = std::ranges::find_if(
             above_, [&](const Above& each) { return vxhost::samePath(each.path, above); });
         if (known != above_.end()) {

@@ -253,6 +253,8 @@ TEST_F(Faults, whatAListingDoesNotTellIsNotInvented) {
     expect({{{"ls", collection}, 0, "a\nb\n"}});
     tell(response("/d/a", "1") + response("/d/", "") + response("/d/e", "1"));  // behind a proxy
     expect({{{"ls", collection}, 0, "a\ne\n"}});
+    tell(response("./", "") + response("a", "1") + response("b", "1"));
+    expect({{{"ls", collection}, 0, "a\nb\n"}});
     tell(response("", "1") + response("/c/a", "-5") + response("/c/b", "0"));
     expect({{{"ls", "-l", collection}, 0, "  -  -  a\n0 B  -  b\n"}});
     tells({"ls", "--json", collection}, 0, {"\"size\":null"});
