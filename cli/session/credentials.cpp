@@ -112,6 +112,7 @@ Result<Credentials::Known> Credentials::findKnown(const Address& address) const 
         tellSource(options, "the Kerberos ticket is that of the credential cache (klist shows it)");
         return known;
     }
+    known.isGiven = !options.passwordFile.empty();
     if (!known.login.user.empty()) {
         Result<Secret> password = passwordFor(address, known.login.user, known.asked);
         if (!password) return std::move(password).error();
@@ -155,6 +156,10 @@ Result<Login> Credentials::askAgain(const Address& address) {
     if (!password) return std::move(password).error();
     known.login.password = std::move(*password);
     return known.login;
+}
+
+void Credentials::forget() {
+    std::erase_if(known_, [](const auto& each) { return !each.second.isGiven; });
 }
 
 }  // namespace quillon::cli

@@ -25,10 +25,13 @@ public:
     // was refused came from a file, or when there is no terminal.
     Result<Login> askAgain(const Address& address);
 
+    // What sites gave, and persons. What the line gives may be gone where it came from.
+    void forget();
+
 private:
     struct Known {
         Login login;
-        bool asked = false;
+        bool asked = false, isGiven = false;
     };
     Result<Known> findKnown(const Address& address) const;
     CommonOptions optionsFor(const Address& address, const std::string& user) const;

@@ -19,7 +19,8 @@ class Servers {
 public:
     explicit Servers(Session& session) : session_(session) {}
 
-    // With a question for a password where one is missing. It lives as long as this.
+    // With a question for a password where one is missing. It lives as long as this, or until
+    // forget().
     Result<Remote*> of(const Address& address);
     // One more, with connections of its own.
     Result<std::unique_ptr<Remote>> openAnother(const Address& address);
@@ -48,6 +49,8 @@ public:
     // What is at each; those of one server are asked for at the same time.
     std::vector<Result<std::optional<Resource>>> look(const std::vector<Address>& addresses);
     Result<std::optional<Resource>> look(const Address& address, Besides besides = {});
+
+    void forget() { known_.clear(); }
 
 private:
     struct Known {

@@ -135,6 +135,14 @@ Result<Login> Session::askAgain(const Address& address) {
     return credentials_.askAgain(address);
 }
 
+void Session::forgetLogins() {
+    sites_.reload();
+    closeCollectionsOfThisThread();
+    servers_->forget();
+    const std::lock_guard lock(mutex_);
+    credentials_.forget();
+}
+
 void Session::giveBackLeft(const Address& address, const Login& login) {
     const std::vector<LockNote> left = leftWork_.takeLeftLocks(address.origin());
     if (left.empty()) return;

@@ -75,6 +75,9 @@ public:
     Result<std::shared_ptr<Collection>> open(const Address& address,
                                              const OpenOptions& options = {});
 
+    // After a site was changed: what comes next in a shell logs in anew.
+    void forgetLogins();
+
     // The servers that were asked by bare requests; for the thread that runs the command.
     Servers& servers() { return *servers_; }
 

@@ -151,6 +151,13 @@ Result<Site> Sites::find(std::string_view name) {
     return loaded_.emplace(name, std::move(**site)).first->second;
 }
 
+void Sites::reload() {
+    loaded_.clear();
+    const std::map<std::string, Site> before = std::exchange(used_, {});
+    for (const auto& [identity, site] : before) (void)resolveNamed(site.name + ":");
+    used_.insert(before.begin(), before.end());
+}
+
 const Site* Sites::of(const Address& address) const {
     const auto found = used_.find(identityOf(address));
     return found == used_.end() ? nullptr : &found->second;

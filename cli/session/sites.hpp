@@ -25,7 +25,9 @@ public:
     Result<Address> resolve(std::string_view typed);
 
     Result<Site> find(std::string_view name);  // fails like resolve
-    void forgetLoaded() { loaded_.clear(); }   // after a change of a file
+    // After a change of a file, with those that are in use; what is not for the same server and
+    // user any more stays as it was for that one.
+    void reload();
 
     // The site through which the address was named; null: none.
     const Site* of(const Address& address) const;

@@ -149,6 +149,7 @@ TEST_F(Sites, whatTheServerRefusesIsNotStored) {
 
 TEST_F(Sites, aChangedPassword) {
     const Apache changed({.authentication = Authentication::basic, .account = {"ann", "falsch"}});
+    changed.addMember("file", "");
     expect({stored(url)});
     std::string text = siteText();
     writeSite(text.replace(text.find(url), url.size(), changed.url()));
@@ -156,7 +157,10 @@ TEST_F(Sites, aChangedPassword) {
             {{"login", "work", "--password-file", "right"}, 4, "Nothing was stored"}});
     EXPECT_EQ(siteText(), text);
     const std::string told = "work: is " + changed.url() + ", user ann\n";
-    expect({{{"login", "work", "--password-file", "wrong"}, 0, told}, {{"ls", "work:"}, 0, ""}});
+    const std::string lines = "ls work:\nlogin work --password-command 'cat wrong'\nls work:\n";
+    EXPECT_EQ(quillon({"shell", open.url()}, lines).output, told + "file\n");
+    expect(
+        {{{"login", "work", "--password-file", "wrong"}, 0, told}, {{"ls", "work:"}, 0, "file\n"}});
 }
 
 TEST_F(Sites, whatOthersCanUseOrHaveAlteredIsNotUsed) {

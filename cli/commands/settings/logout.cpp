@@ -13,7 +13,7 @@ int runLogout(Session& session, const std::string& name) {
     const Result<Site> site = session.sites().find(name);
     if (!site) return report("log out of", name, site.error());
     const Result<void> removed = removeSite(name);
-    session.sites().forgetLoaded();
+    session.forgetLogins();
     if (removed && site->passwordCommand == keyringLookup(name)) forgetInKeyring(name);
     return removed ? exitDone : report("log out of", name, removed.error());
 }

@@ -86,8 +86,9 @@ Result<void> storeLogin(Session& session, Site site, const std::optional<Site>& 
     site.auth = asksForBasic && !login.user.empty() ? "basic" : options.access.auth;
     // What does not go together is told before it is in the way of each command.
     if (const auto usable = parseSite(site.name, siteText(site)); !usable) return usable.error();
-    session.sites().forgetLoaded();
-    return storeSite(site, before);
+    Result<void> stored = storeSite(site, before);
+    session.forgetLogins();
+    return stored;
 }
 
 }  // namespace quillon::cli
