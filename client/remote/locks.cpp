@@ -107,8 +107,8 @@ private:
         found.isDeep = vxhost::lowerCase(vxhost::trim(lock_.depth)) == "infinity";
         bytes_ += sizeof found + found.url.size() + found.token.size() + found.owner.size();
         if (bytes_ > mostBytes_) {
-            throw vxhost::Failure(vxhost::WEBLNK_BAD_ANSWER,
-                                  "The collection has more locks than memory may hold");
+            throw vxhost::Failure(vx::VX_NO_MEMORY,
+                                  "The collection has more locks than memory may hold.");
         }
         addOnce(std::move(found));
     }

@@ -33,10 +33,8 @@ Error requestError(const std::exception& thrown) {
     Error error = localError(Kind::local, thrown.what());
     error.code = static_cast<Code>(failed->status());
     error.kind = kindOf(error.code, 0);
-    // What cannot be read is told in full by what was thrown.
     const bool isOfServer = error.kind != Kind::local && error.kind != Kind::usage;
-    if (isOfServer && failed->status() != vxhost::WEBLNK_BAD_ANSWER)
-        error.sentences.push_back(vxhost::statusText(failed->status()));
+    if (isOfServer) error.sentences.push_back(vxhost::statusText(failed->status()));
     return error;
 }
 

@@ -141,8 +141,8 @@ private:
         bytes_ += sizeof(Resource) + resource.segment.size() + resource.tag.text.size() +
                   resource.fileId.size();
         if (bytes_ > mostBytes_) {
-            throw vxhost::Failure(vxhost::WEBLNK_BAD_ANSWER,
-                                  "The collection has more members than memory may hold");
+            throw vxhost::Failure(vx::VX_NO_MEMORY,
+                                  "The collection has more members than memory may hold.");
         }
         members_.resources.push_back(std::move(resource));
     }
