@@ -6,6 +6,8 @@
 #include <functional>
 #include <utility>
 
+#include "cli/terminal/report.hpp"
+
 namespace quillon::cli {
 namespace {
 
@@ -40,8 +42,7 @@ std::string isFile(const Address& address) {
 Error explained(const OpenMember& open, const Address& collection, Error error,
                 std::string_view advice) {
     if (error.code == Code::cutOff && collection.url().starts_with("http://")) {
-        error.sentences.emplace_back(
-            "If the server speaks TLS at this port, its URL begins with https://.");
+        error.sentences.emplace_back(perhapsTlsHelp);
     }
     // Some servers say that a file with a slash behind it is a bad request.
     const bool isMissing = error.code == Code::collectionNotFound;

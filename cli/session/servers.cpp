@@ -38,7 +38,9 @@ Result<std::unique_ptr<Remote>> Servers::openAnother(const Address& address) {
 }
 
 void Servers::keep(const Address& address, std::unique_ptr<Remote>& remote, const Login& login) {
-    known_.insert_or_assign(identityOf(address), Known{std::move(remote), login});
+    Known& known = known_[identityOf(address)];
+    if (known.remote) replaced_.push_back(std::move(known.remote));
+    known = {std::move(remote), login};
 }
 
 Found Servers::look(const Address& address, Besides besides) {

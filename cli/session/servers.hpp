@@ -31,13 +31,12 @@ public:
     auto with(const Address& address, Action&& action)
         -> decltype(action(std::declval<Remote&>())) {
         using Outcome = decltype(action(std::declval<Remote&>()));
-        if (const Known* known = find(address)) {
-            Outcome outcome = action(*known->remote);
-            if (outcome || outcome.error().kind != Kind::notAuthorized) return outcome;
-        }
         const Result<Extension> loaded = session_.extension(address);
         if (!loaded) return loaded.error();
+        const Known* known = find(address);
         return session_.withLogin(address, [&](const Login& login) -> Outcome {
+            // Once: it has the login that is refused.
+            if (known) return action(*std::exchange(known, nullptr)->remote);
             auto remote = Remote::open(*loaded, address, login);
             if (!remote) return std::move(remote).error();
             Outcome outcome = action(**remote);
@@ -50,7 +49,10 @@ public:
     std::vector<Result<std::optional<Resource>>> look(const std::vector<Address>& addresses);
     Result<std::optional<Resource>> look(const Address& address, Besides besides = {});
 
-    void forget() { known_.clear(); }
+    void forget() {
+        known_.clear();
+        replaced_.clear();
+    }
 
 private:
     struct Known {
@@ -61,7 +63,8 @@ private:
     void keep(const Address& address, std::unique_ptr<Remote>& remote, const Login& login);
 
     Session& session_;
-    std::map<std::string, Known> known_;  // by identityOf
+    std::map<std::string, Known> known_;             // by identityOf
+    std::vector<std::unique_ptr<Remote>> replaced_;  // which who asked for them may still have
 };
 
 // Whether requests to both go to the same server with the same credentials.

@@ -71,9 +71,9 @@ JsonObject describe(const std::string& name, const std::string& url, const Prope
 }
 
 JsonObject describe(const std::string& name, const std::string& url, const Resource& resource,
-                    const std::string& path) {
+                    const std::optional<std::string>& path) {
     JsonObject object;
-    if (!path.empty()) object.addText("path", path);
+    if (path) object.addText("path", *path);
     addProperties(object, name, url, resource);
     return object;
 }

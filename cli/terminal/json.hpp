@@ -37,9 +37,9 @@ private:
 };
 
 // A member's properties: "name", "url", "type", "size" (of files), "created" and "modified"
-// (RFC 3339, where known). path: comes before them as "path", unless it is empty.
+// (RFC 3339, where known). path: comes before them as "path".
 JsonObject describe(const std::string& name, const std::string& url, const Properties& properties);
 JsonObject describe(const std::string& name, const std::string& url, const Resource& resource,
-                    const std::string& path = {});
+                    const std::optional<std::string>& path = {});
 
 }  // namespace quillon::cli

@@ -69,7 +69,7 @@ std::string_view remedy(const Error& error, std::string_view url) {
         return "It is told by --auth negotiate or --auth ntlm, and has a token by --token-file.";
     }
     const bool perhapsTls = error.httpStatus == 400 && url.starts_with("http://");
-    return perhapsTls ? "If the server speaks TLS at this port, its URL begins with https://." : "";
+    return perhapsTls ? perhapsTlsHelp : "";
 }
 
 // A URL of many screens is told by its ends; what a person may have to use again is shorter.

@@ -10,6 +10,10 @@
 
 namespace quillon::cli {
 
+// Of a server that does not understand plain http, or ends it.
+inline constexpr std::string_view perhapsTlsHelp =
+    "If the server speaks TLS at this port, its URL begins with https://.";
+
 // Two lines or more: "quillon: cannot fetch https://...:" and the error's sentences. The code is
 // the command's.
 ExitCode report(std::string_view attempt, std::string_view url, const Error& error);

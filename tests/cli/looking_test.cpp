@@ -95,6 +95,7 @@ TEST_F(Looking, collectionsAreListedInEveryOrderAndDepth) {
     EXPECT_EQ(quillon({"ls", "-l", "--bytes", url + "old"}).output.substr(0, 3), "5  ");
     EXPECT_EQ(quillon({"ls", "-lh", url + "old"}).output.substr(0, 3), "5 B");
     tells({"ls", "-R", "--json", url}, 0, {"{\"path\":\"b c/inner\",\"name\":\"inner\""});
+    tells({"find", "--json", url + "old"}, 0, {"{\"path\":\"\",\"name\":\"old\""});
     support::Command coloured = command({"ls", url});
     coloured.environment.insert_or_assign("TERM", "xterm");
     coloured.environment.insert_or_assign("LS_COLORS", "di=32:*ld=35:*w=\x1B[2J");
