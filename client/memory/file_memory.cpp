@@ -36,16 +36,15 @@ std::optional<FileNote> readAttribute(const fs::path& file) {
 // Of many in one folder, that is resolved once.
 fs::path FileMemory::keyOf(const fs::path& file) {
     std::error_code none;
-    const fs::path whole = fs::absolute(file);
-    const std::string& text = whole.native();
+    const std::string_view text = file.native();
     const size_t behind = text.rfind('/') + 1;
-    const std::string_view name = std::string_view(text).substr(behind);
-    if (name.empty() || name == "." || name == ".." || fs::is_symlink(whole, none)) {
-        return resolve(whole);
+    const std::string_view name = text.substr(behind);
+    if (name.empty() || name == "." || name == ".." || fs::is_symlink(file, none)) {
+        return resolve(fs::absolute(file));
     }
-    if (std::string_view(folder_) != std::string_view(text).substr(0, behind)) {
+    if (folder_ != text.substr(0, behind)) {
         folder_ = text.substr(0, behind);
-        resolvedFolder_ = resolve(folder_);
+        resolvedFolder_ = resolve(fs::absolute(*folder_));
     }
     return resolvedFolder_ / name;
 }
@@ -76,8 +75,8 @@ std::optional<FileNote> FileMemory::find(const fs::path& file) {
 
 void FileMemory::keep(const fs::path& file, const vxhost::Descriptor& open, const FileNote& note) {
     const std::lock_guard lock(mutex_);
+    if (!isValid(note)) return;
     const std::string text = textOf(note);
-    if (!parseNote(text)) return;  // a URL or tag that no note can have
     attempt([&] {
         if (fsetxattr(open.number(), attribute, text.data(), text.size(), 0) != 0) {
             const int error = errno;

@@ -14,7 +14,7 @@
 
 namespace quillon {
 
-// Usable from several threads. Nothing here fails: what cannot be kept or read is not remembered,
+// Usable from several threads, while the working directory stays. Nothing here fails: what cannot be kept or read is not remembered,
 // which the log tells once.
 class FileMemory {
 public:
@@ -47,7 +47,7 @@ private:
     std::optional<NoteStore> store_;  // once it was needed
     std::vector<NoteStore::Change> waiting_;
     bool toldOnce_ = false;
-    std::string folder_;  // of the latest key, with its final slash
+    std::optional<std::string> folder_;  // of the latest key, as it was given
     std::filesystem::path resolvedFolder_;
 };
 

@@ -26,7 +26,8 @@ bool isUrl(std::string_view url) {
 }
 
 bool isTag(std::string_view tag) {
-    return tag.empty() || (tag.size() <= mostTag && vxhost::parseEntityTag(tag).sent() == tag);
+    if (tag.size() > mostTag || tag.find('\n') != tag.npos) return false;
+    return tag.empty() || vxhost::parseEntityTag(tag).sent() == tag;
 }
 
 bool isHash(std::string_view hash) {
@@ -35,6 +36,10 @@ bool isHash(std::string_view hash) {
 }
 
 }  // namespace
+
+bool isValid(const FileNote& note) {
+    return isUrl(note.url) && isTag(note.tag) && isHash(note.hash);
+}
 
 std::string textOf(const FileNote& note) {
     const std::string date =
@@ -54,13 +59,11 @@ std::optional<FileNote> parseNote(std::string_view text) {
     const auto date = vxhost::parseNumber<int64_t>(line[2]);
     const auto size = vxhost::parseNumber<uint64_t>(line[4]);
     const auto modified = vxhost::parseNumber<int64_t>(line[5]);
-    const bool fits = isUrl(line[0]) && isTag(line[1]) && (date || line[2].empty()) &&
-                      isHash(line[3]) && size && modified;
-    if (!fits) return std::nullopt;
+    if (!size || !modified || !(date || line[2].empty())) return std::nullopt;
     FileNote note{
         std::string(line[0]), std::string(line[1]), {}, std::string(line[3]), *size, *modified};
     if (date) note.serverDate = Time(std::chrono::milliseconds(*date));
-    return note;
+    return isValid(note) ? std::optional(std::move(note)) : std::nullopt;
 }
 
 bool isUnchanged(const FileNote& note, const LocalEntry& file) {

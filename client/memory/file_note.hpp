@@ -23,6 +23,8 @@ struct FileNote {
     bool operator==(const FileNote&) const = default;
 };
 
+bool isValid(const FileNote& note);  // whether it can be kept
+
 // As it is kept, and back. Others can write where it is kept: nothing for what has not the form.
 std::string textOf(const FileNote& note);
 std::optional<FileNote> parseNote(std::string_view text);

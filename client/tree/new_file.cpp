@@ -63,7 +63,7 @@ Result<void> takeAway(const vxhost::Descriptor& folder, const std::string& hidde
 int openNameless(const vxhost::Descriptor& folder) {
     static const bool canBeNamed = access("/proc/self/fd", X_OK) == 0;
     if (!canBeNamed) return -1;
-    return openat(folder.number(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+    return openat(folder.number(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, 0666);
 }
 
 // What stands under both names changes place at once. False where the file system does not do it.
@@ -152,8 +152,10 @@ Result<LocalEntry> NewFile::place(std::optional<Time> modified,
             return localError(Kind::local, shown_ + " is no regular file, and was left alone.");
         }
         // Bytes from elsewhere shall not run with somebody's rights.
-        if (fchmod(file_.number(), seen ? seen->mode & 0777 : vxhost::modeOfNewFiles()) != 0) {
-            vxhost::throwSystemFailure(errno, writing(shown_));
+        if (seen) {
+            setMode(seen->mode & 0777);
+        } else if (!hidden_.empty()) {
+            setMode(vxhost::modeOfNewFiles());
         }
         if (modified) {
             const timespec times[2] = {{0, UTIME_OMIT}, timespecOf(*modified)};
@@ -179,13 +181,23 @@ const std::string& NewFile::hiddenName() {
 
 Result<std::string> NewFile::hide() {
     return caught([&]() -> Result<std::string> {
-        if (hidden_.empty()) {
-            const std::string hidden = hiddenName();
-            if (!takeName(hidden)) return changedError(shown_);
-            hidden_ = hidden;
-        }
+        setMode(0600);
+        if (!takeHiddenName()) return changedError(shown_);
         return hidden_;
     });
+}
+
+void NewFile::setMode(mode_t mode) {
+    if (fchmod(file_.number(), mode) == 0) return;
+    vxhost::throwSystemFailure(errno, writing(shown_));
+}
+
+bool NewFile::takeHiddenName() {
+    if (!hidden_.empty()) return true;
+    const std::string hidden = hiddenName();
+    if (!takeName(hidden)) return false;
+    hidden_ = hidden;
+    return true;
 }
 
 bool NewFile::takeName(const std::string& name) {
@@ -208,7 +220,7 @@ Result<void> NewFile::replace(const LocalEntry& seen, const OldFileTaker& takeOl
     const int old =
         openat(folder_.number(), name_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     if (old >= 0) takeOverAttributes(vxhost::Descriptor(old, shown_), file_);
-    if (const Result<std::string> hidden = hide(); !hidden) return hidden.error();
+    if (!takeHiddenName()) return changedError(shown_);
     if (!exchangeNames(folder_, hidden_, name_, shown_)) {
         if (takeOld) return replaceByRemoval(seen, takeOld);
         if (renameat(folder_.number(), hidden_.c_str(), folder_.number(), name_.c_str()) != 0) {

@@ -26,8 +26,8 @@ enum class Durability : bool { none, content };
 using OldFileTaker =
     std::function<Result<void>(const vxhost::Descriptor& folder, const std::string& hidden)>;
 
-// Without a name until it is placed, with mode 0600; where the file system has no such files,
-// hidden beside its place. It goes at the end of its scope unless it was placed.
+// Without a name until it is placed; where the file system has no such files, hidden beside its
+// place, with mode 0600. It goes at the end of its scope unless it was placed.
 class NewFile {
 public:
     // Only of a folder's descriptor, which LocalFolder::makeFile() opens. shown: the path for
@@ -47,7 +47,7 @@ public:
     uint64_t size() const { return size_; }  // in bytes
     // The hidden name in its folder that it has, or is going to have, until it is placed.
     const std::string& hiddenName();
-    Result<std::string> hide();  // gives it that name
+    Result<std::string> hide();  // gives it that name, for its owner alone
     const vxhost::Descriptor& descriptor() const { return file_; }
 
     // Gives it its name, the date and the permissions of the file that it replaces, or those that
@@ -62,6 +62,8 @@ public:
 private:
     NewFile(vxhost::Descriptor folder, std::string name, std::string shown);
     vxhost::Descriptor open();
+    void setMode(mode_t mode);
+    bool takeHiddenName();                   // false: somebody has it
     bool takeName(const std::string& name);  // false: somebody has it
     Result<void> replace(const LocalEntry& seen, const OldFileTaker& takeOld);
     Result<void> replaceByRemoval(const LocalEntry& seen, const OldFileTaker& takeOld);

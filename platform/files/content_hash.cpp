@@ -1,8 +1,16 @@
 #include "platform/files/content_hash.hpp"
 
 #include <array>
+#include <new>
 
 namespace vxhost {
+
+// Until it is asked to look at the processor, the library takes what runs on all of them.
+ContentHash::ContentHash() {
+    static const bool isReady = sodium_init() >= 0;
+    if (!isReady) throw std::bad_alloc();
+    reset();
+}
 
 void ContentHash::reset() {
     crypto_generichash_init(&state_, nullptr, 0, crypto_generichash_BYTES);

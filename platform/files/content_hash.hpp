@@ -10,7 +10,7 @@ namespace vxhost {
 
 class ContentHash {
 public:
-    ContentHash() { reset(); }
+    ContentHash();
     void reset();
     void add(std::string_view piece);
     std::string hex() const;  // of what was added so far, 64 digits

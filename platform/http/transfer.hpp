@@ -65,6 +65,7 @@ private:
     void addHeader(const char* line);
     void setHeaders();
     void setMethod();
+    void setBuffer();
     void setSpeed();
     void setCallbacks();
     void watchSpeed();
