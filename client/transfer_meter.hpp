@@ -35,6 +35,8 @@ public:
         if (meter_) meter_->countDone();
     }
 
+    bool isTold() const { return meter_ != nullptr; }
+
 private:
     TransferMeter* meter_ = nullptr;
 };

@@ -44,7 +44,7 @@ void Progress::begin(std::string name) {
     name_ = std::move(name);
     started_ = Clock::now();
     drawn_ = {};
-    moved_ = 0;
+    moved_ = total_ = 0;
     wanted_ = !silent_ && isTerminal(stderr) && canErase();
 }
 
@@ -60,7 +60,6 @@ void Progress::startAll(std::string_view name, size_t parts) {
     ofAll_ = true;
     partsLeft_ = parts;
     expected_ = done_ = 0;
-    total_ = 0;
     begin(harmless(name));
 }
 
@@ -78,7 +77,7 @@ void Progress::expectNoMore() {
 void Progress::countDone() {
     const std::lock_guard lock(mutex_);
     ++done_;
-    draw(0, 0);
+    if (ofAll_) draw(0, 0);
 }
 
 std::string Progress::stateOfOne(uint64_t moved, uint64_t total, double seconds) const {
@@ -111,7 +110,7 @@ void Progress::update(uint64_t moved, uint64_t total) {
 void Progress::move(int64_t bytes) {
     const std::lock_guard lock(mutex_);
     moved_ += static_cast<uint64_t>(bytes);  // modulo, where some go back
-    draw(moved_, 0);
+    draw(moved_, total_);
 }
 
 // moved, total: of the one transfer. The caller has locked the mutex.

@@ -7,6 +7,7 @@
 #include <system_error>
 #include <utility>
 
+#include "client/memory/note_log.hpp"
 #include "platform/base/logger.hpp"
 
 namespace quillon {
@@ -17,6 +18,7 @@ namespace fs = std::filesystem;
 constexpr const char* attribute = "user.quillon.origin";
 constexpr size_t mostBytes = 16384;  // of an attribute
 constexpr size_t mostWaiting = 512;  // notes
+constexpr size_t mostLogged = 8;     // notes of one command
 
 fs::path resolve(const fs::path& whole) {
     std::error_code problem;
@@ -44,7 +46,7 @@ fs::path FileMemory::keyOf(const fs::path& file) {
     }
     if (folder_ != text.substr(0, behind)) {
         folder_ = text.substr(0, behind);
-        resolvedFolder_ = resolve(fs::absolute(*folder_));
+        resolvedFolder_ = resolve(folder_->empty() ? fs::current_path() : fs::absolute(*folder_));
     }
     return resolvedFolder_ / name;
 }
@@ -106,11 +108,15 @@ void FileMemory::flush() {
 void FileMemory::flushLocked() {
     if (waiting_.empty()) return;
     const auto changes = std::exchange(waiting_, {});
+    const bool isFew = !store_ && changes.size() <= mostLogged;
+    if (isFew && logNotes(changes)) return;
     openLocked(NoteStore::Missing::made)->write(changes);
 }
 
 NoteStore* FileMemory::openLocked(NoteStore::Missing missing) {
-    if (!store_) store_ = NoteStore::open(missing);
+    const bool logged = hasLoggedNotes();
+    if (!store_) store_ = NoteStore::open(logged ? NoteStore::Missing::made : missing);
+    if (logged) takeLoggedNotes([this](const auto& changes) { store_->write(changes); });
     return store_ ? &*store_ : nullptr;
 }
 

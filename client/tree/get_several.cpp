@@ -21,11 +21,15 @@ namespace fs = std::filesystem;
 // To hash a large content takes longer than to fetch it from nearby.
 class CopyTaker final : public NewFileTaker {
 public:
-    using NewFileTaker::NewFileTaker;
+    // expected: of a size that only the answer tells, or that is told already.
+    CopyTaker(const LocalFolder& folder, const std::string& path, TransferMeter* meter,
+              ExpectedTransfer& expected)
+        : NewFileTaker(folder, path, meter), meter_(meter), expected_(expected) {}
 
     void announce(std::optional<uint64_t> length, const std::string& tagToGoOn) override {
         NewFileTaker::announce(length, tagToGoOn);
         isLarge_ = length > worthHashing;
+        if (length && !expected_.isTold()) expected_ = ExpectedTransfer(meter_, *length);
     }
     void begin() override {
         NewFileTaker::begin();
@@ -33,6 +37,8 @@ public:
     }
 
 private:
+    TransferMeter* meter_;
+    ExpectedTransfer& expected_;
     bool isLarge_ = false;
 };
 
@@ -47,12 +53,16 @@ public:
           slots_(remote.loop(), options.atOnce) {}
 
     Task<Result<void>> run() {
-        // It learns login and protocol, which a large content would take its time for.
-        const Result<std::optional<Resource>> first = co_await look(remote_, members_.front().url);
-        if (!first && first.error().kind == Kind::notAuthorized) co_return first.error();
+        if (members_.size() > 1) {
+            // It learns login and protocol, which a large content would take its time for.
+            const auto first = co_await look(remote_, members_.front().url);
+            if (!first && first.error().kind == Kind::notAuthorized) co_return first.error();
+        }
         std::vector<ExpectedTransfer> expected;
         for (const WantedMember& member : members_) {
-            expected.emplace_back(options_.meter, member.size.value_or(0));
+            // Of a single one its answer tells it in time.
+            const bool isKnown = member.size || members_.size() > 1;
+            expected.emplace_back(isKnown ? options_.meter : nullptr, member.size.value_or(0));
         }
         if (options_.meter) options_.meter->expectNoMore();
         for (size_t n = 0; n < members_.size(); ++n) {
@@ -67,14 +77,15 @@ public:
 private:
     Task<> get(size_t n, ExpectedTransfer expected, Gate::Pass slot) {
         const Gate::Pass within = std::move(slot);  // until here, not until the task is taken away
-        const ExpectedTransfer ending = std::move(expected);
+        ExpectedTransfer ending = std::move(expected);
         bool endProven = true;
-        const Result<void> outcome = co_await getOne(members_[n], &endProven);
+        const Result<void> outcome = co_await getOne(members_[n], &ending, &endProven);
         stopped_ = stopped_ || (!outcome && outcome.error().kind == Kind::interrupted);
         options_.ended(n, outcome, endProven);
     }
 
-    Task<Result<void>> getOne(const WantedMember& member, bool* endProven) {
+    Task<Result<void>> getOne(const WantedMember& member, ExpectedTransfer* expected,
+                              bool* endProven) {
         const auto mayReplace = [&]() -> Result<void> {
             if (options_.memory == nullptr || options_.force) return {};
             return mayReplaceCopy(*options_.memory, member.place, member.url);
@@ -86,7 +97,7 @@ private:
         const std::string name = member.place.filename();
         const Result<std::optional<LocalEntry>> here = (*folder)->look(name);
         if (!here) co_return here.error();
-        CopyTaker taker(**folder, name, options_.meter);
+        CopyTaker taker(**folder, name, options_.meter, *expected);
         FetchWish wish{.size = member.size};
         const PartFile part(member.url, member.destination);
         const auto kept = options_.resumes ? part.find() : std::nullopt;

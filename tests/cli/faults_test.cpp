@@ -269,7 +269,7 @@ TEST_F(Faults, whatCannotBeWrittenIsNoSuccessAndNoCrash) {
         {"\"$0\" info $1 > /dev/full", 8, "No space left"},
         {"\"$0\" info $1 >&-", 8, "Bad file descriptor"},
         {"\"$0\" put - $1 <&-", 8, "Cannot read /dev/stdin"},
-        {"ulimit -f 100; \"$0\" get $1", 8, "File too large.\n  A local file could not be"},
+        {"ulimit -f 100; \"$0\" get $1", 8, "Cannot write ./file: File too large."},
     };
     for (const auto& [script, exitCode, told] : rows) {
         support::Command shell = command({});

@@ -133,19 +133,21 @@ TEST_F(Signals, signalsOfTheKeyboardReachTheCommandAlone) {
 TEST_F(Signals, whatAKilledProgramLeftIsFoundByTheNext) {
     server.on("PUT", "/c/*", Answer(201, "x").stalledAfter(0));
     server.on("GET", "/c/*", Answer(200, "content").stalledAfter(3));
-    for (const Arguments& arguments : {Arguments{"put", "a", url}, Arguments{"get", url}}) {
+    std::filesystem::create_symlink("nothing", work / "link");  // through which it takes a cache
+    for (const Arguments& arguments :
+         {Arguments{"put", "a", url}, Arguments{"get", "-o", "link", url}}) {
         support::RunningProcess program(command(arguments));
         const char* method = arguments[0] == "put" ? "PUT" : "GET";
         ASSERT_TRUE(support::eventually([&] { return answered(method) == 1; }));
         program.signal(SIGKILL);
         program.wait();
     }
-    ASSERT_GT(localFiles().size(), 3u);
+    ASSERT_GT(localFiles().size(), 4u);
     makeOld(work.path());
     server.on("GET", "/c/*", Answer(200, "new"));
     const std::string told = quillon({"get", "-o", "a", url}).errors;
     EXPECT_EQ(answered("UNLOCK"), 1) << told;
-    EXPECT_EQ(localFiles(), (Names{"a", "b", "c"}));
+    EXPECT_EQ(localFiles(), (Names{"a", "b", "c", "link"}));
 }
 
 }  // namespace

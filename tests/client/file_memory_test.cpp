@@ -63,7 +63,7 @@ protected:
 };
 
 TEST_F(FileMemoryTest, eitherPlaceServes) {
-    EXPECT_EQ(support::modeOf(state / "quillon/notes.db"), 0600u);
+    EXPECT_EQ(support::modeOf(state / "quillon/notes.log"), 0600u);
     fs::remove(folder / "a");
     support::writeFile(folder / "a", "written anew");
     EXPECT_EQ(FileMemory().find(folder / "a"), whole);  // by path
@@ -71,10 +71,31 @@ TEST_F(FileMemoryTest, eitherPlaceServes) {
     EXPECT_EQ(FileMemory().find(folder / "c"), whole);  // by its attributes
     EXPECT_FALSE(FileMemory().find(folder / "b/none"));
     EXPECT_EQ(countByPath(), 2u);
+    EXPECT_EQ(support::modeOf(state / "quillon/notes.db"), 0600u);
+}
+
+// The log goes into the store when that is opened, or when it is full; what a power cut tore costs
+// the note that it is of.
+TEST_F(FileMemoryTest, noNoteIsLostBetweenLogAndStore) {
+    const fs::path log = state / "quillon/notes.log";
+    std::string torn = support::readFile(log);
+    for (const char* line : {"\nhalf", "%00 %00\n", "\n"}) support::writeFile(log, torn += line);
+    const fs::path odd = folder / "odd\n \xFFname";
+    support::writeFile(odd, "x");
+    FileMemory().keep(odd, {odd.string(), O_RDONLY}, whole);
+    FileMemory().forget(folder / "a");
+    EXPECT_EQ(countByPath(), 2u);
+    EXPECT_EQ(fs::file_size(log), 0u);
+    for (int n = 0; n < 1000; ++n) {
+        FileMemory().keep(folder / std::to_string(n), {odd.string(), O_RDONLY}, whole);
+        ASSERT_LE(fs::file_size(log), size_t{64} << 10);
+    }
+    EXPECT_EQ(countByPath(), 1002u);
 }
 
 TEST_F(FileMemoryTest, whatIsLongGoneAndWhatIsOfALaterVersionIsNotUsed) {
     fs::remove(folder / "b");
+    EXPECT_EQ(countByPath(), 2u);
     execute("UPDATE notes SET seen = 1");
     FileMemory().keep(folder / "a", {(folder / "a").string(), O_RDONLY}, whole);
     EXPECT_EQ(countByPath(), 1u);

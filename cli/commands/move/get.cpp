@@ -91,7 +91,15 @@ Result<void> checkPlace(const fs::path& directory) {
                                                std::strerror(errno)));
 }
 
-// memory: null for none.
+// A link that leads nowhere is replaced, and what is no regular file is written to as it is: that is
+// what the table of operations does.
+bool isFileOrFree(const fs::path& place) {
+    std::error_code none;
+    const fs::file_status found = fs::symlink_status(place, none);
+    return fs::is_regular_file(found) || found.type() == fs::file_type::not_found;
+}
+
+// By the table of operations. memory: null for none.
 Result<void> fetch(Session& session, const Address& address, const GetOptions& options,
                    FileMemory* memory) {
     if (!address.namesMember()) return noMember();
@@ -190,10 +198,10 @@ std::vector<Wanted> wantedMembers(Session& session, GetOptions& options, int& co
     return members;
 }
 
-// By bare requests, many at a time.
-class SeveralGets {
+// By bare requests, a single one each where nothing goes wrong, and many at a time.
+class Gets {
 public:
-    SeveralGets(Session& session, const std::vector<Wanted>& members, const GetOptions& options)
+    Gets(Session& session, const std::vector<Wanted>& members, const GetOptions& options)
         : session_(session),
           members_(members),
           options_(options),
@@ -207,7 +215,11 @@ public:
         }
         const bool sized = std::ranges::all_of(
             members_, [](const Wanted& member) { return member.size.has_value(); });
-        session_.progress().startAll({}, servers_.size());
+        if (members_.size() == 1) {
+            session_.progress().start(members_.front().address.name());
+        } else {
+            session_.progress().startAll({}, servers_.size());
+        }
         for (auto& [identity, part] : servers_) {
             if (ends_.code() == exitInterrupted) break;
             if (!sized) forgetSizes(part);
@@ -247,8 +259,7 @@ private:
         if (const Result<void> checked = checkPlace(folder); !checked) return checked.error();
         const Result<fs::path> place = resolvePlace(destination->path, destination->naming);
         if (!place) return place.error();
-        std::error_code none;
-        if (fs::is_symlink(*place, none)) {  // one that leads nowhere is replaced
+        if (!isFileOrFree(*place)) {
             getSingle(n);
             return false;
         }
@@ -309,19 +320,6 @@ private:
     std::set<fs::path> cleared_;
 };
 
-int fetchAll(Session& session, const std::vector<Wanted>& members, const GetOptions& options) {
-    if (members.size() > 1) return SeveralGets(session, members, options).run();
-    FileMemory memory;
-    FileMemory* const used = options.noMemory ? nullptr : &memory;
-    return runTasks(1, 1, session, [&](size_t) -> int {
-        const Address& address = members.front().address;
-        const Result<void> fetched = fetch(session, address, options, used);
-        if (!fetched) return report("fetch", address.url(), fetched.error());
-        confirm(session, "fetched", address.name());
-        return exitDone;
-    });
-}
-
 int writeAll(Session& session, const std::vector<Wanted>& members) {
     std::vector<Address> addresses;
     addresses.reserve(members.size());
@@ -356,7 +354,7 @@ int runGet(Session& session, GetOptions& options) {
         return exitUsage;
     }
     const int fetched = options.file == standardOutput ? writeAll(session, members)
-                                                       : fetchAll(session, members, options);
+                                                       : Gets(session, members, options).run();
     return code == exitDone || fetched == exitInterrupted ? fetched : code;
 }
 
