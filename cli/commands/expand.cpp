@@ -63,7 +63,7 @@ Result<Names> memberNames(Session& session, const ShellWord& word) {
     }
     const Result<Address> address = resolveShellPath(*session.base, path);
     if (!address) return address.error();
-    Result<Members> listing = session.list(address->asCollection());
+    Result<Members> listing = session.list(address->asCollection(), namesAlone);
     if (!listing)
         return explainNotOpened(session, address->asCollection(), std::move(listing).error());
     Names names;

@@ -253,7 +253,7 @@ std::vector<std::string> Shell::memberNames(const std::string& path) {
     if (!address || path.find("://") != path.npos) return {};
     const Address collection = address->asCollection();
     if (listed_ == collection.url()) return names_;
-    const Result<Members> listing = session_.list(collection);
+    const Result<Members> listing = session_.list(collection, namesAlone);
     if (!listing) return {};
     names_.clear();
     for (const Resource& each : listing->resources)

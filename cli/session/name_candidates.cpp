@@ -71,7 +71,7 @@ std::vector<NameCandidate> membersOf(const CommonOptions& options, const std::st
     if (!first.empty()) (void)session.sites().resolve(first);
     const Result<Address> address = session.sites().resolve(collection);
     if (!address) return {};
-    const Result<Members> listing = session.list(*address);
+    const Result<Members> listing = session.list(*address, namesAlone);
     if (!listing) return {};
     std::vector<NameCandidate> found;
     for (const Resource& each : listing->resources) {

@@ -43,9 +43,9 @@ void Servers::keep(const Address& address, std::unique_ptr<Remote>& remote, cons
     known = {std::move(remote), login};
 }
 
-Found Servers::look(const Address& address, Besides besides) {
+Found Servers::look(const Address& address, WantedProperties wanted) {
     return with(address, [&](Remote& remote) -> Found {
-        return remote.run(quillon::look(remote, address.url(), besides));
+        return remote.run(quillon::look(remote, address.url(), wanted));
     });
 }
 

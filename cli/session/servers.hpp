@@ -47,7 +47,7 @@ public:
 
     // What is at each; those of one server are asked for at the same time.
     std::vector<Result<std::optional<Resource>>> look(const std::vector<Address>& addresses);
-    Result<std::optional<Resource>> look(const Address& address, Besides besides = {});
+    Result<std::optional<Resource>> look(const Address& address, WantedProperties wanted = {});
 
     void forget() {
         known_.clear();

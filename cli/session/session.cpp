@@ -263,9 +263,9 @@ Result<std::shared_ptr<Collection>> Session::open(const Address& address,
     return mine.back().collection;
 }
 
-Result<Members> Session::list(const Address& collection, Besides besides) {
+Result<Members> Session::list(const Address& collection, WantedProperties wanted) {
     return servers().with(collection, [&](Remote& remote) {
-        return remote.run(quillon::list(remote, collection.url(), besides));
+        return remote.run(quillon::list(remote, collection.url(), wanted));
     });
 }
 

@@ -82,7 +82,7 @@ public:
     Servers& servers() { return *servers_; }
 
     // What a collection holds, by their segments. For the same thread.
-    Result<Members> list(const Address& collection, Besides besides = {});
+    Result<Members> list(const Address& collection, WantedProperties wanted = {});
 
     // The collections that this thread has open: all at its end; those whose cache lies among the
     // person's files when a command is done.

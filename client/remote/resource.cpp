@@ -1,6 +1,7 @@
 #include "client/remote/resource.hpp"
 
 #include <algorithm>
+#include <numeric>
 #include <string_view>
 #include <utility>
 
@@ -25,12 +26,13 @@ constexpr size_t longestFileId = 256;  // bytes
 const std::vector<std::string> fileIdNames = {"DAV:\nresource-id",
                                               "http://owncloud.org/ns\nfileid"};
 
-std::string wantedProperties(Besides besides) {
+std::string documentFor(WantedProperties wanted) {
     std::string document =
         "<?xml version=\"1.0\" encoding=\"utf-8\"?><D:propfind xmlns:D=\"DAV:\"><D:prop>"
-        "<D:resourcetype/><D:getcontentlength/><D:getlastmodified/><D:getetag/>";
-    if (besides.created) document += "<D:creationdate/>";
-    if (besides.fileIds) {
+        "<D:resourcetype/>";
+    if (wanted.details) document += "<D:getcontentlength/><D:getlastmodified/><D:getetag/>";
+    if (wanted.created) document += "<D:creationdate/>";
+    if (wanted.fileIds) {
         document += "<D:resource-id/><fileid xmlns=\"http://owncloud.org/ns\"/>";
     }
     return document + "</D:prop></D:propfind>";
@@ -57,9 +59,10 @@ std::string_view withoutFinalSlash(std::string_view path) {
 // Of an answer that arrives.
 class ResourceSink : public vxhost::BodySink {
 public:
-    ResourceSink(uint64_t mostBytes, Besides besides) : mostBytes_(mostBytes), besides_(besides) {}
+    ResourceSink(uint64_t mostBytes, WantedProperties wanted)
+        : mostBytes_(mostBytes), wanted_(wanted) {}
 
-    Besides besides() const { return besides_; }
+    WantedProperties wanted() const { return wanted_; }
 
     void begin(const Answer& answer) override {
         members_ = {};
@@ -75,7 +78,7 @@ public:
                         [this](std::string_view root) {
                             isMultistatus_ = vxhost::davName(root) == "multistatus";
                         },
-                        besides_.fileIds ? fileIdNames : std::vector<std::string>());
+                        wanted_.fileIds ? fileIdNames : std::vector<std::string>());
     }
     void write(std::string_view piece) override {
         if (reader_) reader_->feed(piece);
@@ -86,8 +89,8 @@ public:
     std::optional<Members> finish() {
         if (!finishReading()) return {};
         dropSelf();
+        sortBySegment();
         std::vector<Resource>& all = members_.resources;
-        std::ranges::stable_sort(all, {}, &Resource::segment);
         const auto isTwice = [](const Resource& one, const Resource& other) {
             return one.segment == other.segment;
         };
@@ -105,6 +108,23 @@ private:
     bool finishReading() {
         if (reader_) reader_->finish();
         return isMultistatus_;
+    }
+
+    // What came first of two that have the same one stays the first. Resources are large: each is
+    // moved once.
+    void sortBySegment() {
+        std::vector<Resource>& all = members_.resources;
+        if (std::ranges::is_sorted(all, {}, &Resource::segment)) return;
+        std::vector<uint32_t> order(all.size());
+        std::iota(order.begin(), order.end(), 0);
+        std::ranges::sort(order, [&](uint32_t a, uint32_t b) {
+            const int compared = all[a].segment.compare(all[b].segment);
+            return compared < 0 || (compared == 0 && a < b);
+        });
+        std::vector<Resource> sorted;
+        sorted.reserve(all.size());
+        for (const uint32_t n : order) sorted.push_back(std::move(all[n]));
+        all = std::move(sorted);
     }
 
     struct Self {
@@ -183,7 +203,7 @@ private:
     }
 
     const uint64_t mostBytes_;
-    const Besides besides_;
+    const WantedProperties wanted_;
     std::string askedPath_;
     std::optional<vxhost::MultistatusReader> reader_;
     bool isMultistatus_ = false;
@@ -206,15 +226,15 @@ Error notMultistatus(const Answer& answer) {
 // The parser's complaints are thrown inside the request, and come as its failure.
 Task<Result<Answer>> ask(Remote& remote, std::string url, uint32_t depth, ResourceSink& sink) {
     vxhost::Request request =
-        vxhost::propertiesRequest(std::move(url), depth, wantedProperties(sink.besides()));
+        vxhost::propertiesRequest(std::move(url), depth, documentFor(sink.wanted()));
     request.sink = &sink;
     co_return co_await remote.send(std::move(request));
 }
 
 }  // namespace
 
-Task<Result<Members>> list(Remote& remote, std::string url, Besides besides) {
-    ResourceSink sink(remote.settings().mostListingBytes, besides);
+Task<Result<Members>> list(Remote& remote, std::string url, WantedProperties wanted) {
+    ResourceSink sink(remote.settings().mostListingBytes, wanted);
     Result<Answer> answer = co_await ask(remote, url, 1, sink);
     if (!answer) co_return answer.error();
     if (!vxhost::isSuccess(answer->status)) {
@@ -233,8 +253,9 @@ Task<Result<Members>> list(Remote& remote, std::string url, Besides besides) {
     }
 }
 
-Task<Result<std::optional<Resource>>> look(Remote& remote, std::string url, Besides besides) {
-    ResourceSink sink(remote.settings().mostListingBytes, besides);
+Task<Result<std::optional<Resource>>> look(Remote& remote, std::string url,
+                                           WantedProperties wanted) {
+    ResourceSink sink(remote.settings().mostListingBytes, wanted);
     Result<Answer> answer = co_await ask(remote, url, 0, sink);
     if (!answer) co_return answer.error();
     if (answer->status == 404) co_return std::optional<Resource>();

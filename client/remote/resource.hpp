@@ -32,17 +32,21 @@ struct Members {
     bool tellsFileIds = false;        // of the collection itself or of a member
 };
 
-// What is asked for besides. A server that knows no file ids answers at more length when it is
-// asked for them.
-struct Besides {
+// What is asked for besides what is a collection. A server that knows no file ids answers at more
+// length when it is asked for them.
+struct WantedProperties {
+    bool details = true;  // size, date of the last change, tag
     bool fileIds = false;
     bool created = false;
 };
+// Half the answer, where nobody reads more.
+inline constexpr WantedProperties namesAlone{.details = false};
 
 // What a collection holds: one PROPFIND of depth 1, parsed while it comes. The URL ends in a slash.
-Task<Result<Members>> list(Remote& remote, std::string url, Besides besides = {});
+Task<Result<Members>> list(Remote& remote, std::string url, WantedProperties wanted = {});
 
 // The one resource; nothing where there is none.
-Task<Result<std::optional<Resource>>> look(Remote& remote, std::string url, Besides besides = {});
+Task<Result<std::optional<Resource>>> look(Remote& remote, std::string url,
+                                           WantedProperties wanted = {});
 
 }  // namespace quillon

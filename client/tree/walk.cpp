@@ -48,9 +48,9 @@ std::string Walk::pathOf(const std::string& parent, const Resource& resource) {
 }
 
 Task<> Walk::ask(Place node) {
-    node->members = co_await list(remote_, node->url, besides_);
+    node->members = co_await list(remote_, node->url, wanted_);
     const bool isRoot = node->depth == 0;
-    if (isRoot && *node->members && !(*node->members)->tellsFileIds) besides_.fileIds = false;
+    if (isRoot && *node->members && !(*node->members)->tellsFileIds) wanted_.fileIds = false;
     filterMembers(*node);
     if (*node->members) waitingResources_ += (*node->members)->resources.size();
     if (node->waiting) remote_.loop().post(std::exchange(node->waiting, nullptr));

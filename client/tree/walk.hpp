@@ -40,7 +40,7 @@ public:
     // Collections that lie so deep are not asked for what they hold; the root's depth is 0.
     void endAbove(size_t depth) { depthOfEnd_ = depth; }
     // Of all but the root only where its answer tells one.
-    void askForFileIds() { besides_.fileIds = true; }
+    void askForFileIds() { wanted_.fileIds = true; }
     Walk(const Walk&) = delete;
     Walk& operator=(const Walk&) = delete;
 
@@ -89,7 +89,7 @@ private:
     Filter filter_;
     Enters enters_;
     size_t depthOfEnd_ = static_cast<size_t>(-1);
-    Besides besides_;
+    WantedProperties wanted_;
     std::list<Node> nodes_;        // in their order; the first is the next
     size_t waitingResources_ = 0;  // of collections that came before their turn
     bool complete_ = true;

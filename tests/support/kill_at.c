@@ -26,6 +26,12 @@ __attribute__((destructor)) static void tell(void) {
     fclose(file);
 }
 
+// Destructors do not run then.
+_Noreturn void _Exit(int code) {
+    tell();
+    _exit(code);
+}
+
 #define CHANGE(result, name, parameters, arguments)                      \
     result name parameters {                                             \
         static result(*real) parameters;                                 \

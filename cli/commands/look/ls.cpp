@@ -224,12 +224,12 @@ public:
     // enough to tell, since some servers list a member as an empty collection.
     Result<void> list(const Address& address) {
         const Address collection = address.asCollection();
-        Result<Members> listed = session_.list(collection, besides());
+        Result<Members> listed = session_.list(collection, wanted());
         const bool unsure =
             listed ? listed->resources.empty()
                    : listed.error().kind == Kind::notFound || listed.error().kind == Kind::refused;
         if (unsure && address.namesMember()) {
-            const auto found = session_.servers().look(address, besides());
+            const auto found = session_.servers().look(address, wanted());
             if (found && *found && !(*found)->isCollection) {
                 const Result<MemberLocks> locks = findLocks(address, 1);
                 if (!locks) return locks.error();
@@ -247,7 +247,10 @@ public:
     int code() const { return code_; }  // of what was missing in a listing
 
 private:
-    Besides besides() const { return {.created = options_.json}; }
+    WantedProperties wanted() const {
+        const bool reads = options_.details || options_.byDate || options_.bySize || options_.json;
+        return {.details = reads, .created = options_.json};
+    }
 
     // Nothing unless they are wanted; what was not asked for by name may be refused, and is not
     // worth the answer of a large collection. members: how many it has.
