@@ -2,6 +2,7 @@
 
 #include <sys/xattr.h>
 
+#include <algorithm>
 #include <exception>
 #include <string>
 #include <system_error>
@@ -107,9 +108,13 @@ void FileMemory::flush() {
 
 void FileMemory::flushLocked() {
     if (waiting_.empty()) return;
-    const auto changes = std::exchange(waiting_, {});
+    auto changes = std::exchange(waiting_, {});
     const bool isFew = !store_ && changes.size() <= mostLogged;
     if (isFew && logNotes(changes)) return;
+    // In the order of the store's own pages, and of two of one path in their own.
+    std::ranges::stable_sort(
+        changes, {},
+        [](const NoteStore::Change& change) -> const auto& { return change.first.native(); });
     openLocked(NoteStore::Missing::made)->write(changes);
 }
 

@@ -14,8 +14,8 @@
 
 namespace quillon {
 
-// Usable from several threads, while the working directory stays. Nothing here fails: what cannot be kept or read is not remembered,
-// which the log tells once.
+// Usable from several threads, while the working directory stays. Nothing here fails: what cannot
+// be kept or read is not remembered, which the log tells once.
 class FileMemory {
 public:
     FileMemory() = default;

@@ -1,5 +1,5 @@
-// The latest notes of files, in $XDG_STATE_HOME/quillon/notes.log, until the store takes them in. To
-// open that would cost a command that notes one file more than the rest of its work.
+// The latest notes of files, in $XDG_STATE_HOME/quillon/notes.log, until the store takes them in.
+// To open that would cost a command that notes one file more than the rest of its work.
 #pragma once
 
 #include <functional>

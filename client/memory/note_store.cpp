@@ -67,7 +67,9 @@ void NoteStore::forEachBelow(
 
 void NoteStore::write(const std::vector<Change>& changes) {
     Transaction transaction(database_);
-    Statement put(database_, "INSERT OR REPLACE INTO notes (path, note, seen) VALUES (?, ?, ?)");
+    Statement put(database_,
+                  "INSERT INTO notes (path, note, seen) VALUES (?, ?, ?) ON CONFLICT (path)"
+                  " DO UPDATE SET note = excluded.note, seen = excluded.seen");
     Statement remove(database_, "DELETE FROM notes WHERE path = ?");
     for (const auto& [path, note] : changes) {
         if (note) {

@@ -16,7 +16,7 @@ namespace {
 using vxhost::Answer;
 
 constexpr uint64_t smallContent = uint64_t{16} << 10;  // bytes
-constexpr std::chrono::seconds leastAge{1};  // of a version whose tag no other one gets
+constexpr std::chrono::seconds leastAge{1};            // of a version whose tag no other one gets
 
 Version versionOf(const vxhost::Headers& headers) {
     return {vxhost::parseEntityTag(headers.first("ETag")),

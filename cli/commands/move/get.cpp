@@ -91,8 +91,8 @@ Result<void> checkPlace(const fs::path& directory) {
                                                std::strerror(errno)));
 }
 
-// A link that leads nowhere is replaced, and what is no regular file is written to as it is: that is
-// what the table of operations does.
+// A link that leads nowhere is replaced, and what is no regular file is written to as it is: that
+// is what the table of operations does.
 bool isFileOrFree(const fs::path& place) {
     std::error_code none;
     const fs::file_status found = fs::symlink_status(place, none);
