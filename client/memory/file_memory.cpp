@@ -67,8 +67,16 @@ std::optional<FileNote> FileMemory::find(const fs::path& file) {
     const std::lock_guard lock(mutex_);
     std::optional<FileNote> note = readAttribute(file);
     if (note) return note;
+    attempt([&] { flushLocked(); });
+    // One of the two places may not be usable, and the other one have it.
+    bool isLogged = false;
     attempt([&] {
-        flushLocked();
+        const auto logged = findLoggedNote(keyOf(file));
+        isLogged = logged.has_value();
+        if (isLogged) note = *logged;
+    });
+    if (isLogged) return note;
+    attempt([&] {
         if (const NoteStore* store = openLocked(NoteStore::Missing::left)) {
             note = store->find(keyOf(file));
         }
@@ -110,7 +118,9 @@ void FileMemory::flushLocked() {
     if (waiting_.empty()) return;
     auto changes = std::exchange(waiting_, {});
     const bool isFew = !store_ && changes.size() <= mostLogged;
-    if (isFew && logNotes(changes)) return;
+    bool isLogged = false;
+    if (isFew) attempt([&] { isLogged = logNotes(changes); });
+    if (isLogged) return;
     // In the order of the store's own pages, and of two of one path in their own.
     std::ranges::stable_sort(
         changes, {},
@@ -121,7 +131,10 @@ void FileMemory::flushLocked() {
 NoteStore* FileMemory::openLocked(NoteStore::Missing missing) {
     const bool logged = hasLoggedNotes();
     if (!store_) store_ = NoteStore::open(logged ? NoteStore::Missing::made : missing);
-    if (logged) takeLoggedNotes([this](const auto& changes) { store_->write(changes); });
+    if (logged) {
+        attempt(
+            [this] { takeLoggedNotes([this](const auto& changes) { store_->write(changes); }); });
+    }
     return store_ ? &*store_ : nullptr;
 }
 

@@ -4,6 +4,7 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <string>
 #include <string_view>
@@ -19,6 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr std::string_view forgotten = "-";        // in the place of a note
 constexpr size_t fullLogBytes = size_t{64} << 10;  // all of it is read when the store is opened
 
 fs::path logPath() {
@@ -46,23 +48,32 @@ size_t sizeOf(const vxhost::Descriptor& file) {
 std::string lineOf(const NoteStore::Change& change) {
     const auto& [path, note] = change;
     return '\n' + vxhost::encodeSegment(path.native()) + ' ' +
-           (note ? vxhost::encodeSegment(textOf(*note)) : std::string()) + '\n';
+           (note ? vxhost::encodeSegment(textOf(*note)) : std::string(forgotten)) + '\n';
 }
 
 std::vector<NoteStore::Change> changesIn(std::string_view text) {
     std::vector<NoteStore::Change> changes;
     while (!text.empty()) {
         const std::string_view line = text.substr(0, text.find('\n'));
-        const bool isWhole = line.size() < text.size();
-        text.remove_prefix(line.size() + (isWhole ? 1 : 0));
+        text.remove_prefix(std::min(line.size() + 1, text.size()));
         const size_t space = line.find(' ');
-        if (!isWhole || space == line.npos) continue;
+        if (space == line.npos) continue;
         fs::path path = vxhost::segmentBytes(line.substr(0, space));
         const std::string note = vxhost::segmentBytes(line.substr(space + 1));
         std::optional<FileNote> parsed = parseNote(note);
-        if (parsed || note.empty()) changes.emplace_back(std::move(path), std::move(parsed));
+        if (parsed || note == forgotten) changes.emplace_back(std::move(path), std::move(parsed));
     }
     return changes;
+}
+
+// What somebody else made of it may be longer.
+std::vector<NoteStore::Change> changesIn(const vxhost::Descriptor& file, const fs::path& path) {
+    std::string text;
+    vxhost::readPieces(file, path, [&text](std::string_view piece) {
+        text += piece.substr(0, fullLogBytes - text.size());
+        return text.size() < fullLogBytes;
+    });
+    return changesIn(text);
 }
 
 }  // namespace
@@ -81,6 +92,17 @@ bool logNotes(const std::vector<NoteStore::Change>& changes) {
     return true;
 }
 
+std::optional<std::optional<FileNote>> findLoggedNote(const fs::path& file) {
+    const fs::path path = logPath();
+    const int number = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+    if (number < 0 && errno == ENOENT) return {};
+    std::optional<std::optional<FileNote>> found;
+    for (auto& change : changesIn({number, "Cannot read " + path.string()}, path)) {
+        if (change.first == file) found = std::move(change.second);
+    }
+    return found;
+}
+
 bool hasLoggedNotes() {
     std::error_code none;
     const uintmax_t size = fs::file_size(logPath(), none);
@@ -90,7 +112,7 @@ bool hasLoggedNotes() {
 void takeLoggedNotes(const std::function<void(const std::vector<NoteStore::Change>&)>& take) {
     const fs::path path = logPath();
     const vxhost::Descriptor file = openLocked(path);
-    const auto changes = changesIn(vxhost::readWhole(file, path, fullLogBytes));
+    const auto changes = changesIn(file, path);
     if (!changes.empty()) take(changes);
     if (ftruncate(file.number(), 0) != 0) {
         vxhost::throwSystemFailure(errno, "Cannot write " + path.string());

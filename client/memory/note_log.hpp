@@ -2,7 +2,9 @@
 // To open that would cost a command that notes one file more than the rest of its work.
 #pragma once
 
+#include <filesystem>
 #include <functional>
+#include <optional>
 #include <vector>
 
 #include "client/memory/note_store.hpp"
@@ -13,6 +15,10 @@ namespace quillon {
 
 // False: too many are there already, and nothing was written.
 bool logNotes(const std::vector<NoteStore::Change>& changes);
+
+// The latest that is there of a file, which is nothing where it was forgotten. Asks for no lock,
+// and makes nothing.
+std::optional<std::optional<FileNote>> findLoggedNote(const std::filesystem::path& file);
 
 bool hasLoggedNotes();
 

@@ -131,6 +131,14 @@ Error cutOff(uint64_t came, uint64_t told) {
     return error;
 }
 
+Error nothingCame() {
+    Error error = localError(Kind::network,
+                             "The server answered without a content, and tells no size of it, so "
+                             "that it need not be empty. Try again.");
+    error.code = static_cast<Code>(vxhost::WEBLNK_CUT_OFF);
+    return error;
+}
+
 // As its properties tell it.
 Task<std::optional<uint64_t>> sizeOf(Remote& remote, std::string url) {
     const Result<std::optional<Resource>> found = co_await look(remote, std::move(url));
@@ -179,6 +187,7 @@ Task<Result<FetchedContent>> fetch(Remote& remote, std::string url, ContentTaker
     } else if (!proven || answer->status == 204) {
         if (!wish.size) wish.size = co_await sizeOf(remote, std::move(url));
         if (wish.size && *wish.size != body.size()) co_return cutOff(body.size(), *wish.size);
+        if (!wish.size && answer->status == 204) co_return nothingCame();
         fetched.endProven = wish.size.has_value();
     }
     co_return std::move(fetched);

@@ -79,7 +79,8 @@ TEST_F(FileMemoryTest, eitherPlaceServes) {
 TEST_F(FileMemoryTest, noNoteIsLostBetweenLogAndStore) {
     const fs::path log = state / "quillon/notes.log";
     std::string torn = support::readFile(log);
-    for (const char* line : {"\nhalf", "%00 %00\n", "\n"}) support::writeFile(log, torn += line);
+    for (const char* line : {"\nhalf", "%00 %00\n", "\n/x ", "\n"})
+        support::writeFile(log, torn += line);
     const fs::path odd = folder / "odd\n \xFFname";
     support::writeFile(odd, "x");
     FileMemory().keep(odd, {odd.string(), O_RDONLY}, whole);
@@ -91,6 +92,33 @@ TEST_F(FileMemoryTest, noNoteIsLostBetweenLogAndStore) {
         ASSERT_LE(fs::file_size(log), size_t{64} << 10);
     }
     EXPECT_EQ(countByPath(), 1002u);
+}
+
+// Whichever of log and store cannot be used, the other one serves, to note and to find.
+TEST_F(FileMemoryTest, eitherOfLogAndStoreServes) {
+    const fs::path log = state / "quillon/notes.log", store = state / "quillon/notes.db";
+    const auto spoilt = [&](const fs::path& path, const char* name) {
+        fs::remove_all(path);
+        if (path == log) {
+            fs::create_directory(path);
+        } else {
+            support::writeFile(path, std::string(5000, 'x'));
+        }
+        fs::remove(folder / name);
+        support::writeFile(folder / name, name);
+        FileMemory().keep(folder / name, {(folder / name).string(), O_RDONLY}, whole);
+        fs::remove(folder / name);
+        support::writeFile(folder / name, "written anew");
+        return FileMemory().find(folder / name);
+    };
+    EXPECT_EQ(spoilt(log, "a"), whole);
+    fs::remove_all(log);
+    EXPECT_EQ(spoilt(store, "b"), whole);
+    support::writeFile(log, std::string(100'000, '\n') + support::readFile(log));
+    fs::remove(store);
+    FileMemory().keep(folder / "a", {(folder / "a").string(), O_RDONLY}, whole);
+    EXPECT_EQ(FileMemory().find(folder / "a"), whole);
+    EXPECT_EQ(fs::file_size(log), 0u);
 }
 
 TEST_F(FileMemoryTest, whatIsLongGoneAndWhatIsOfALaterVersionIsNotUsed) {
