@@ -15,7 +15,6 @@ namespace {
 
 using vxhost::Answer;
 
-constexpr uint64_t smallContent = uint64_t{16} << 10;  // bytes
 constexpr std::chrono::seconds leastAge{1};            // of a version whose tag no other one gets
 
 Version versionOf(const vxhost::Headers& headers) {
@@ -160,7 +159,6 @@ Task<Result<FetchedContent>> fetch(Remote& remote, std::string url, ContentTaker
     vxhost::Request request = vxhost::contentRequest(url);
     request.sink = &body;
     request.isLarge = wish.size.value_or(0) > largeContent;
-    request.isSmall = wish.size.value_or(largeContent) <= smallContent;
     if (!wish.range.empty()) request.headers.push_back("Range: " + wish.range);
     Result<Answer> answer = co_await remote.send(std::move(request));
     if (!answer && body.wantsSize()) {

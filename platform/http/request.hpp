@@ -77,7 +77,6 @@ struct Request {
     BodySink* sink = nullptr;
     bool isStreamed = false;  // a sink takes its answer, as soon as somebody has one
     bool isLarge = false;     // its content is: over HTTP/1.1, where no other shares the connection
-    bool isSmall = false;     // its content is: a small buffer holds it
     // How old an answer may be that was given to the same request, and is given again.
     std::chrono::milliseconds recalled{0};
 };

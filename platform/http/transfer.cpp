@@ -31,10 +31,8 @@ constexpr uint64_t mostUnpacking = 4;          // times the memory that a listin
 constexpr milliseconds tailGrace{50};          // for the end of an answer that nobody reads
 constexpr uint64_t expectThreshold = 1 << 20;  // bodies above it wait for 100 Continue
 constexpr uint64_t streamThreshold = 1 << 18;  // the windows of HTTP/2 slow longer uploads
-constexpr long smallBuffer = 16L << 10;        // bytes
-constexpr long largeBuffer = 256L << 10;
-constexpr long idleSecondsRepeatable = 60;  // of a connection that is used again
-constexpr long idleSecondsOnce = 4;         // Apache's default closes after 5
+constexpr long idleSecondsRepeatable = 60;     // of a connection that is used again
+constexpr long idleSecondsOnce = 4;            // Apache's default closes after 5
 
 in_port_t portOf(std::string_view url) {
     const std::string from = origin(url);
@@ -62,7 +60,6 @@ Transfer::Transfer(CURL* easy, CURLM* multi, const Sender& sender, const Request
       stall_(sender.settings.stallTimeout, sender.settings.leastSpeed) {
     setHeaders();
     setMethod();
-    setBuffer();
     setCallbacks();
     setSpeed();
     setWireTrace(easy_, sender_);
@@ -147,13 +144,6 @@ void Transfer::setMethod() {
         setOption(easy_, CURLOPT_POSTFIELDS, request_.document.data());
     }
     if (request_.method != "GET") setOption(easy_, CURLOPT_CUSTOMREQUEST, request_.method.c_str());
-}
-
-// Small pieces keep to a speed, large ones spare system calls. Each transfer has its buffer anew,
-// so that a large one would cost many small contents more than they do themselves.
-void Transfer::setBuffer() {
-    const bool small = sender_.settings.mostSpeed > 0 || request_.isSmall || !request_.isStreamed;
-    setOption(easy_, CURLOPT_BUFFERSIZE, small ? smallBuffer : largeBuffer);
 }
 
 void Transfer::setSpeed() {

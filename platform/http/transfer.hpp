@@ -65,7 +65,6 @@ private:
     void addHeader(const char* line);
     void setHeaders();
     void setMethod();
-    void setBuffer();
     void setSpeed();
     void setCallbacks();
     void watchSpeed();
