@@ -34,6 +34,7 @@ TEST_F(Faults, answersThatFailOrLie) {
         {"GET /c/file", Answer(200, "content").truncatedAfter(3), {get, 7, "GET"}},
         {"GET /c/file", Answer(200, "content").stalledAfter(3), {get, 7, "did not answer in time"}},
         {"GET /c/file", Answer(403), {get, 1, "cannot fetch " + url}},
+        {"GET /c/file", Answer(204), {get, 7, "Only 0 bytes came of 4"}},
         {"GET /c/file", Answer(301).with("Location", "http://h/"), {get, 1, "http://h/"}},
         {"GET /c/file", Answer(301).with("Location", "ftp://h/"), {get, 7, "no http or https URL"}},
         {"GET /c/file", Answer(303).with("Location", "/c/b"), {get, 1, "303 (See Other). It"}},
@@ -260,6 +261,8 @@ TEST_F(Faults, whatAListingDoesNotTellIsNotInvented) {
     tell(response("", "1") + response("/c/a", "-5") + response("/c/b", "0"));
     expect({{{"ls", "-l", collection}, 0, "  -  -  a\n0 B  -  b\n"}});
     tells({"ls", "--json", collection}, 0, {"\"size\":null"});
+    server.on("GET", "/c/file", Answer(204)).on("PROPFIND", "/c/file", Answer::properties("", ""));
+    expect({{{"get", "-o", "a", url}, 7, "without a content"}});
 }
 
 TEST_F(Faults, whatCannotBeWrittenIsNoSuccessAndNoCrash) {
