@@ -66,16 +66,17 @@ Result<void> mayReplaceMember(Member& member, const FileNote& note) {
 }
 
 void rememberCopy(FileMemory& memory, const fs::path& file, std::string url, std::string tag,
-                  std::optional<Time> serverDate) {
+                  std::optional<Time> serverDate, std::string hash) {
     if (!lookAtFile(file)) return;
     // What cannot be read now is not remembered.
     (void)caught([&]() -> Result<void> {
         const vxhost::Descriptor open = openFile(file);
         const LocalEntry entry = lookAt(open);
-        const bool hashed = tag.empty() || entry.size <= worthHashing;
+        const bool isWorthIt = tag.empty() || entry.size <= worthHashing;
+        if (hash.empty() && isWorthIt) hash = hashFile(open, file);
         memory.keep(file, open,
-                    {std::move(url), std::move(tag), serverDate,
-                     hashed ? hashFile(open, file) : std::string(), entry.size, entry.modifiedNs});
+                    {std::move(url), std::move(tag), serverDate, std::move(hash), entry.size,
+                     entry.modifiedNs});
         return {};
     });
 }

@@ -30,8 +30,9 @@ Result<void> mayReplaceCopy(FileMemory& memory, const std::filesystem::path& fil
 Result<void> mayReplaceMember(Member& member, const FileNote& note);
 
 // Notes that the file is the member's content, as it was fetched or stored. tag: as
-// Member::latestTag() has it. What is no regular file is not noted.
+// Member::latestTag() has it. hash: of the file, where it is known; else it is made, if it is worth
+// it beside the tag. What is no regular file is not noted.
 void rememberCopy(FileMemory& memory, const std::filesystem::path& file, std::string url,
-                  std::string tag, std::optional<Time> serverDate);
+                  std::string tag, std::optional<Time> serverDate, std::string hash = {});
 
 }  // namespace quillon

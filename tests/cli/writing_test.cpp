@@ -33,6 +33,11 @@ TEST_F(Writing, memoryDoesNotGrowWithTheFile) {
     const auto large = quillon({"put", "f", url});
     EXPECT_EQ(std::filesystem::file_size(server.documentRoot() / "f"), 256u << 20) << large.errors;
     EXPECT_LT(large.peakKiB - small.peakKiB, 32 * 1024);
+    // What went without a lock is known again by its content.
+    expect({{{"put", "--force", "f", url}, 0, ""}, {{"put", "f", url}, 0, ""}});
+    expect({{{"put", "--force", "f", url}, 0, ""}});
+    std::filesystem::resize_file(server.documentRoot() / "f", 255 << 20);
+    expect({{{"put", "f", url}, 6, "nothing was overwritten"}});
 }
 
 TEST_F(Writing, severalFilesShareConnectionsAndOneFailureIsNotTheEnd) {

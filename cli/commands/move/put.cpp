@@ -15,6 +15,7 @@
 #include "cli/session/jobs.hpp"
 #include "cli/session/remote_access.hpp"
 #include "cli/terminal/report.hpp"
+#include "client/memory/background_hash.hpp"
 #include "client/memory/remembered_copy.hpp"
 #include "client/remote/store_stream.hpp"
 #include "client/tree/put_several.hpp"
@@ -114,14 +115,20 @@ private:
     template <class Store>
     Result<void> remembering(Store&& store) {
         const auto before = lookAtFile(source_);
+        const bool isNoted = before && memory_ != nullptr;
+        const bool isLocked = member_.locked();
+        // Without a lock no later answer tells which version is this one: its content has to.
+        std::optional<BackgroundHash> hashing;
+        if (isNoted && !isLocked && before->size > worthHashing) hashing.emplace(source_);
         Result<void> stored = store();
-        if (!stored || !before || memory_ == nullptr) return stored;
+        if (!stored || !isNoted) return stored;
         std::string tag = member_.latestTag();
         const bool isWorthIt = note_ || before->size > worthLooking;
-        if (tag.empty() && isWorthIt && member_.locked()) tag = askForTag(*before);
+        if (tag.empty() && isWorthIt && isLocked) tag = askForTag(*before);
+        std::string hash = hashing && tag.empty() ? hashing->finish() : std::string();
         const auto after = lookAtFile(source_);
         if (after && isSameVersion(*before, *after)) {
-            rememberCopy(*memory_, source_, address_.url(), std::move(tag), {});
+            rememberCopy(*memory_, source_, address_.url(), std::move(tag), {}, std::move(hash));
         }
         return stored;
     }
