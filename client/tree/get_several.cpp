@@ -24,12 +24,12 @@ public:
     // expected: of a size that only the answer tells, or that is told already.
     CopyTaker(const LocalFolder& folder, const std::string& path, TransferMeter* meter,
               ExpectedTransfer& expected)
-        : NewFileTaker(folder, path, meter), meter_(meter), expected_(expected) {}
+        : NewFileTaker(folder, path, meter), expected_(expected) {}
 
     void announce(std::optional<uint64_t> length, const std::string& tagToGoOn) override {
         NewFileTaker::announce(length, tagToGoOn);
         isLarge_ = length > worthHashing;
-        if (length && !expected_.isTold()) expected_ = ExpectedTransfer(meter_, *length);
+        if (length && !expected_.isTold()) expected_ = ExpectedTransfer(meter(), *length);
     }
     void begin() override {
         NewFileTaker::begin();
@@ -37,7 +37,6 @@ public:
     }
 
 private:
-    TransferMeter* meter_;
     ExpectedTransfer& expected_;
     bool isLarge_ = false;
 };

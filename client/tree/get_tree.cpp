@@ -7,6 +7,7 @@
 
 #include "client/remote/content.hpp"
 #include "client/remote/fetch_hash.hpp"
+#include "client/remote/worker.hpp"
 #include "client/tree/known_file.hpp"
 #include "client/tree/new_file_taker.hpp"
 #include "client/tree/walk.hpp"
@@ -24,7 +25,8 @@ public:
           folder_(folder),
           options_(options),
           files_(remote.loop()),
-          slots_(remote.loop(), mostFilesAhead) {}
+          slots_(remote.loop(), mostFilesAhead),
+          disk_(remote.loop()) {}
 
     Task<Result<void>> run(std::string rootUrl) {
         Walk walk(remote_, std::move(rootUrl), [this](std::string_view path, bool isCollection) {
@@ -231,7 +233,7 @@ private:
         const Gate::Pass within = std::move(slot);  // until here, not until the task is taken away
         const ExpectedTransfer expected = std::move(file.expected);
         const std::string place = local(file.path);
-        NewFileTaker taker(folder_, place, options_.meter);
+        GatheringTaker taker(folder_, place, options_.meter);
         const FetchWish wish{.size = file.resource.size};
         Result<FetchedContent> fetched = co_await fetchWhole(remote_, file.url, taker, wish);
         if (!fetched) {
@@ -246,7 +248,9 @@ private:
                 co_return;
             }
         }
-        finishFile(file, *fetched, *taker.file());
+        std::optional<TreeEvent> end;
+        co_await disk_.run([&] { end = finishFile(file, *fetched, taker); });
+        tell(*end);
     }
 
     // It is no conflict where both sides have the same, be it that its note did not get written.
@@ -257,28 +261,34 @@ private:
         if (!there) {
             tellFailure(file.path, file.url, there.error());
         } else if (there->hash == hashHere(file)) {
-            tellSame(file, there->version, there->hash);
+            tell(noteSame(file, there->version, there->hash));
         } else {
             tellKept(file);
         }
     }
 
-    void tellSame(const File& file, const Version& version, std::string hash) const {
+    TreeEvent noteSame(const File& file, const Version& version, std::string hash) const {
         const auto opened = folder_.openForReading(local(file.path), options_.links);
         if (opened) keepNote(file, *opened, version, std::move(hash), *file.here);
-        tell({TreeDeed::same, file.path, file.url});
+        return {TreeDeed::same, file.path, file.url};
     }
 
-    void finishFile(const File& file, const FetchedContent& fetched, NewFile& content) const {
+    // On the worker's thread, so that what became of it is told elsewhere.
+    TreeEvent finishFile(const File& file, const FetchedContent& fetched,
+                         GatheringTaker& taker) const {
+        if (const Result<void> settled = taker.settle(); !settled) {
+            return notPlaced(file, settled.error());
+        }
+        NewFile& content = *taker.file();
         const auto modified =
             fetched.version.modified ? fetched.version.modified : file.resource.modified;
         if (file.arrival == Arrival::replacesOther && hashHere(file) == content.hash()) {
-            return tellSame(file, fetched.version, content.hash());
+            return noteSame(file, fetched.version, content.hash());
         }
         const Result<LocalEntry> placed = content.place(modified, file.here);
-        if (!placed) return tellNotPlaced(file, placed.error());
+        if (!placed) return notPlaced(file, placed.error());
         keepNote(file, content.descriptor(), fetched.version, content.hash(), *placed);
-        tell({TreeDeed::fetched, file.path, file.url, content.size()});
+        return {TreeDeed::fetched, file.path, file.url, content.size()};
     }
 
     void keepNote(const File& file, const vxhost::Descriptor& open, const Version& version,
@@ -288,9 +298,9 @@ private:
                               noteOfFetched(file.url, version, std::move(hash), here));
     }
 
-    void tellNotPlaced(const File& file, const Error& error) const {
+    static TreeEvent notPlaced(const File& file, const Error& error) {
         const bool changed = error.kind == Kind::changedHere;
-        tell({changed ? TreeDeed::kept : TreeDeed::failed, file.path, file.url, {}, error});
+        return {changed ? TreeDeed::kept : TreeDeed::failed, file.path, file.url, {}, error};
     }
 
     // What is here alone: it may have been removed there.
@@ -387,6 +397,7 @@ private:
     std::set<std::string> refused_;  // folders that could not be made
     std::vector<LeftOver> leftOver_;
     bool removesUnknown_ = false;
+    Worker disk_;  // last, so that it ends before what it works on
 };
 
 }  // namespace

@@ -6,6 +6,11 @@
 #include "client/local_file.hpp"
 
 namespace quillon {
+namespace {
+
+constexpr uint64_t mostGathered = uint64_t{64} << 10;  // bytes, of each that is under way
+
+}  // namespace
 
 void NewFileTaker::require(Result<void> done) {
     if (done) return;
@@ -27,25 +32,47 @@ void NewFileTaker::announce(std::optional<uint64_t>, const std::string& tagToGoO
     tagToGoOn_ = tagToGoOn;
 }
 
-void NewFileTaker::begin() {
-    Result<void> begun;
+Result<void> NewFileTaker::makeOrRestart() {
     if (file_) {
-        if (meter_) meter_->move(-static_cast<int64_t>(file_->size()));
-        begun = file_->restart();
-    } else {
-        Result<NewFile> made = folder_.makeFile(path_);
-        if (made) {
-            file_.emplace(std::move(*made));
-        } else {
-            begun = std::move(made).error();
-        }
+        move(-static_cast<int64_t>(file_->size()));
+        return file_->restart();
     }
-    require(std::move(begun));
+    Result<NewFile> made = folder_.makeFile(path_);
+    if (!made) return std::move(made).error();
+    file_.emplace(std::move(*made));
+    return {};
+}
+
+void NewFileTaker::begin() {
+    require(makeOrRestart());
 }
 
 void NewFileTaker::take(std::string_view piece) {
     require(file_->write(piece));
-    if (meter_) meter_->move(static_cast<int64_t>(piece.size()));
+    move(static_cast<int64_t>(piece.size()));
+}
+
+void GatheringTaker::announce(std::optional<uint64_t> length, const std::string& tagToGoOn) {
+    NewFileTaker::announce(length, tagToGoOn);
+    isSmall_ = length && *length <= mostGathered;
+}
+
+void GatheringTaker::begin() {
+    move(-static_cast<int64_t>(gathered_.size()));
+    gathered_.clear();
+    if (!isSmall_) NewFileTaker::begin();
+}
+
+void GatheringTaker::take(std::string_view piece) {
+    if (!isSmall_) return NewFileTaker::take(piece);
+    gathered_.append(piece);
+    move(static_cast<int64_t>(piece.size()));
+}
+
+Result<void> GatheringTaker::settle() {
+    if (!isSmall_) return {};
+    Result<void> made = makeOrRestart();
+    return made ? file()->write(gathered_) : std::move(made);
 }
 
 }  // namespace quillon

@@ -311,6 +311,11 @@ bool Engine::tellEnds() {
     return !over.empty();
 }
 
+void Engine::wake() {
+    isWoken_ = true;
+    curl_multi_wakeup(multi_.get());
+}
+
 bool Engine::advance() {
     if (submitted_.empty()) return false;
     limitConnections();
@@ -322,7 +327,7 @@ bool Engine::advance() {
         }
         beginDue();
         run();
-        if (tellEnds()) return true;
+        if (tellEnds() || isWoken_.exchange(false)) return true;
         const int wait = static_cast<int>(untilNext().count());
         require(curl_multi_poll(multi_.get(), nullptr, 0, wait, nullptr));
     }

@@ -7,6 +7,7 @@
 
 #include <curl/curl.h>
 
+#include <atomic>
 #include <chrono>
 #include <exception>
 #include <functional>
@@ -51,8 +52,8 @@ public:
     // Waits until some of them are over, and tells their ends, in which more may be submitted. It
     // throws what they throw. False: none was under way.
     bool advance();
-    // Ends all that are under way, without a word.
-    void cancelSubmitted() { submitted_.clear(); }
+    // From any thread: advance() returns soon, once.
+    void wake();
 
     // To the origin at once; the default is for what a person waits for.
     void setMostConnections(unsigned most);
@@ -110,6 +111,7 @@ private:
     unsigned timesBusy_ = 0;
 
     std::list<Submitted> submitted_;
+    std::atomic<bool> isWoken_ = false;
     Clock::time_point watched_{};  // when they were looked at last
     std::vector<Request> plan_;    // of what begins with the next request
     Exchange* wanted_ = nullptr;
