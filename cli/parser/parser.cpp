@@ -7,196 +7,13 @@
 #include <sstream>
 #include <utility>
 
-#include "cli/parser/nearest.hpp"
+#include "cli/parser/line_problem.hpp"
+#include "cli/parser/usage.hpp"
 
 namespace quillon::cli {
 namespace {
 
-// Behind a word like "[a,b]", which the library would take for a list of two; no word has it.
-constexpr char bracketMark = '\0';
-
 constexpr size_t usualWidth = 80;  // columns
-
-std::string withoutMark(std::string word) {
-    if (word.ends_with(bracketMark)) word.pop_back();
-    return word;
-}
-
-// The library's own words for what is wrong with a value or an option begin with its name.
-std::string optionProblem(const CLI::Error& problem) {
-    std::string words = problem.what();
-    const std::string option = words.substr(0, words.find(": "));
-    const auto before = [&words](std::string_view text) {
-        return words.substr(0, words.find(text));
-    };
-    switch (static_cast<CLI::ExitCodes>(problem.get_exit_code())) {
-        case CLI::ExitCodes::ArgumentMismatch:
-            return words.ends_with("missing") ? option + " needs a value."
-                                              : option + " may be given once.";
-        case CLI::ExitCodes::ConversionError: {  // "Could not convert: --long = x"
-            const std::string flag = before(" = ");
-            return flag.substr(flag.rfind(' ') + 1) + " takes no value.";
-        }
-        case CLI::ExitCodes::ExcludesError:
-            return fmt::format("{} and {} do not go together.", before(" excludes "),
-                               words.substr(words.rfind(' ') + 1));
-        case CLI::ExitCodes::RequiredError:
-            return before(" is required") + " is missing.";
-        default:
-            return words;
-    }
-}
-
-// Without what may be its value: "--password=x", "-px".
-std::string optionName(const std::string& word) {
-    return word.substr(0, word.starts_with("--") ? word.find('=') : 2);
-}
-
-std::string didYouMean(const std::string& typed, const std::vector<std::string>& words) {
-    const std::string nearest = nearestWord(typed, words);
-    return nearest.empty() ? std::string() : fmt::format(" Did you mean {}?", nearest);
-}
-
-// As they are typed, the program's behind those of the command.
-std::vector<std::string> optionNames(const CLI::App& program) {
-    std::vector<const CLI::App*> apps{&program};
-    for (const CLI::App* command : program.get_subcommands()) apps.insert(apps.begin(), command);
-    std::vector<std::string> names;
-    for (const CLI::App* app : apps) {
-        for (const CLI::Option* option : app->get_options()) {
-            for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
-        }
-    }
-    return names;
-}
-
-std::vector<std::string> commandNames(const CLI::App& program) {
-    std::vector<std::string> names;
-    for (const CLI::App* command : program.get_subcommands({})) {
-        names.push_back(command->get_name());
-        const auto& aliases = command->get_aliases();
-        names.insert(names.end(), aliases.begin(), aliases.end());
-    }
-    return names;
-}
-
-// Words that nobody asked for may be a password, but for the one that should be a command, and for
-// URLs, whose credentials a report conceals.
-std::string wordProblem(const CLI::App& program, const std::string& word, bool isFirst) {
-    if (word.starts_with('-')) {
-        const std::string name = optionName(word);
-        return fmt::format("There is no option \"{}\" here.{}", name,
-                           didYouMean(name, optionNames(program)));
-    }
-    if (isFirst) {
-        return fmt::format("There is no command \"{}\".{}", word,
-                           didYouMean(word, commandNames(program)));
-    }
-    const std::string shown = word.find("://") == word.npos ? "There" : fmt::format("\"{}\"", word);
-    return shown + " is one word too many. A name with blanks stands in quotes.";
-}
-
-// What is wrong with a line, for the person who typed it, whose first word is given.
-std::string lineProblem(const CLI::App& program, const CLI::Error& problem,
-                        const std::string& first) {
-    std::vector<std::string> words = program.remaining(true);
-    std::transform(words.begin(), words.end(), words.begin(), withoutMark);
-    if (program.get_subcommands().empty()) {
-        if (words.empty()) return "A command is missing.";
-        return wordProblem(program, words.front(), words.front() == first);
-    }
-    const auto about = static_cast<CLI::ExitCodes>(problem.get_exit_code());
-    const bool ofWords =
-        about == CLI::ExitCodes::ExtrasError || about == CLI::ExitCodes::RequiredError;
-    if (words.empty() || !ofWords) return optionProblem(problem);
-    const auto option = std::find_if(words.begin(), words.end(),
-                                     [](const auto& word) { return word.starts_with('-'); });
-    return wordProblem(program, option != words.end() ? *option : words.front(), false);
-}
-
-// Lines as long as they may be; a word that is longer keeps one to itself.
-std::string wrapped(const std::string& text, size_t columns) {
-    std::string result;
-    size_t lineStart = 0;
-    for (size_t at = 0; at < text.size();) {
-        const size_t end = std::min(text.find(' ', at), text.size());
-        const bool fits = result.size() - lineStart + 1 + (end - at) <= columns;
-        if (at > 0) result += fits ? ' ' : '\n';
-        if (at > 0 && !fits) lineStart = result.size();
-        result.append(text, at, end - at);
-        at = end + 1;
-    }
-    return result;
-}
-
-// A paragraph that has indented lines keeps its lines.
-std::string wrappedParagraph(std::string paragraph, size_t columns) {
-    if (paragraph.find("\n ") != paragraph.npos || paragraph.starts_with(' ')) return paragraph;
-    std::ranges::replace(paragraph, '\n', ' ');
-    return wrapped(paragraph, columns);
-}
-
-std::string wrappedParagraphs(std::string_view text, size_t columns) {
-    while (text.ends_with('\n')) text.remove_suffix(1);
-    std::string result;
-    while (!text.empty()) {
-        const size_t end = std::min(text.find("\n\n"), text.size());
-        result += wrappedParagraph(std::string(text.substr(0, end)), columns) + '\n';
-        text.remove_prefix(std::min(text.find_first_not_of('\n', end), text.size()));
-        if (!text.empty()) result += '\n';
-    }
-    return result;
-}
-
-// What it is for, and which others it does not go with.
-std::string meaningOf(const CLI::Option& option) {
-    std::vector<std::string> others;
-    for (const CLI::Option* other : option.get_excludes()) others.push_back(other->get_name());
-    if (others.empty()) return option.get_description();
-    std::ranges::sort(others);  // else they come in the order of their addresses
-    return fmt::format("{} (not with {})", option.get_description(), fmt::join(others, " or "));
-}
-
-class Usage : public CLI::Formatter {
-public:
-    explicit Usage(size_t columns)
-        : columns_(columns),
-          forMeaning_(std::max(columns, get_column_width() + leastForMeaning) -
-                      get_column_width()) {}
-
-private:
-    static constexpr size_t leastForMeaning = 30;  // columns
-
-    std::string make_option_desc(const CLI::Option* option) const override {
-        return wrapped(meaningOf(*option), forMeaning_);
-    }
-
-    // The meaning tells what the library does in a form of its own.
-    std::string make_option_opts(const CLI::Option* option) const override {
-        const std::string all = CLI::Formatter::make_option_opts(option);
-        return all.substr(0, all.find(" Excludes:"));
-    }
-
-    std::string make_footer(const CLI::App* app) const override {
-        return wrappedParagraphs(app->get_footer(), columns_);
-    }
-
-    std::string make_subcommand(const CLI::App* command) const override {
-        std::ostringstream line;
-        CLI::detail::format_help(line, command->get_name(),
-                                 wrapped(command->get_description(), forMeaning_),
-                                 get_column_width());
-        return line.str();
-    }
-
-    // An operand whose name has dots gets no more.
-    std::string make_option_usage(const CLI::Option* operand) const override {
-        const bool dotted = operand->get_name().find("...") != std::string::npos;
-        return dotted ? operand->get_name() : CLI::Formatter::make_option_usage(operand);
-    }
-
-    const size_t columns_, forMeaning_;
-};
 
 // The check with a person's words; help does not tell of it.
 CLI::Validator orIsNo(std::string what, CLI::Validator check) {
@@ -415,7 +232,7 @@ Parser::Parser(const std::string& name, const std::string& meaning)
 }
 
 void Parser::setWidth(size_t columns) {
-    app_->formatter(std::make_shared<Usage>(columns));
+    app_->formatter(makeUsage(columns));
 }
 
 Parser::~Parser() = default;

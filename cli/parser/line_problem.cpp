@@ -1,0 +1,112 @@
+#include "cli/parser/line_problem.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <string_view>
+#include <vector>
+
+#include "cli/parser/nearest.hpp"
+
+namespace quillon::cli {
+namespace {
+
+// The library's own words for what is wrong with a value or an option begin with its name.
+std::string optionProblem(const CLI::Error& problem) {
+    std::string words = problem.what();
+    const std::string option = words.substr(0, words.find(": "));
+    const auto before = [&words](std::string_view text) {
+        return words.substr(0, words.find(text));
+    };
+    switch (static_cast<CLI::ExitCodes>(problem.get_exit_code())) {
+        case CLI::ExitCodes::ArgumentMismatch:
+            return words.ends_with("missing") ? option + " needs a value."
+                                              : option + " may be given once.";
+        case CLI::ExitCodes::ConversionError: {  // "Could not convert: --long = x"
+            const std::string flag = before(" = ");
+            return flag.substr(flag.rfind(' ') + 1) + " takes no value.";
+        }
+        case CLI::ExitCodes::ExcludesError:
+            return fmt::format("{} and {} do not go together.", before(" excludes "),
+                               words.substr(words.rfind(' ') + 1));
+        case CLI::ExitCodes::RequiredError:
+            return before(" is required") + " is missing.";
+        default:
+            return words;
+    }
+}
+
+// Without what may be its value: "--password=x", "-px".
+std::string optionName(const std::string& word) {
+    return word.substr(0, word.starts_with("--") ? word.find('=') : 2);
+}
+
+std::string didYouMean(const std::string& typed, const std::vector<std::string>& words) {
+    const std::string nearest = nearestWord(typed, words);
+    return nearest.empty() ? std::string() : fmt::format(" Did you mean {}?", nearest);
+}
+
+// As they are typed, the program's behind those of the command.
+std::vector<std::string> optionNames(const CLI::App& program) {
+    std::vector<const CLI::App*> apps{&program};
+    for (const CLI::App* command : program.get_subcommands()) apps.insert(apps.begin(), command);
+    std::vector<std::string> names;
+    for (const CLI::App* app : apps) {
+        for (const CLI::Option* option : app->get_options()) {
+            for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+        }
+    }
+    return names;
+}
+
+std::vector<std::string> commandNames(const CLI::App& program) {
+    std::vector<std::string> names;
+    for (const CLI::App* command : program.get_subcommands({})) {
+        names.push_back(command->get_name());
+        const auto& aliases = command->get_aliases();
+        names.insert(names.end(), aliases.begin(), aliases.end());
+    }
+    return names;
+}
+
+// Words that nobody asked for may be a password, but for the one that should be a command, and for
+// URLs, whose credentials a report conceals.
+std::string wordProblem(const CLI::App& program, const std::string& word, bool isFirst) {
+    if (word.starts_with('-')) {
+        const std::string name = optionName(word);
+        return fmt::format("There is no option \"{}\" here.{}", name,
+                           didYouMean(name, optionNames(program)));
+    }
+    if (isFirst) {
+        return fmt::format("There is no command \"{}\".{}", word,
+                           didYouMean(word, commandNames(program)));
+    }
+    const std::string shown = word.find("://") == word.npos ? "There" : fmt::format("\"{}\"", word);
+    return shown + " is one word too many. A name with blanks stands in quotes.";
+}
+
+}  // namespace
+
+std::string withoutMark(std::string word) {
+    if (word.ends_with(bracketMark)) word.pop_back();
+    return word;
+}
+
+std::string lineProblem(const CLI::App& program, const CLI::Error& problem,
+                        const std::string& first) {
+    std::vector<std::string> words = program.remaining(true);
+    std::transform(words.begin(), words.end(), words.begin(), withoutMark);
+    if (program.get_subcommands().empty()) {
+        if (words.empty()) return "A command is missing.";
+        return wordProblem(program, words.front(), words.front() == first);
+    }
+    const auto about = static_cast<CLI::ExitCodes>(problem.get_exit_code());
+    const bool ofWords =
+        about == CLI::ExitCodes::ExtrasError || about == CLI::ExitCodes::RequiredError;
+    if (words.empty() || !ofWords) return optionProblem(problem);
+    const auto option = std::find_if(words.begin(), words.end(),
+                                     [](const auto& word) { return word.starts_with('-'); });
+    return wordProblem(program, option != words.end() ? *option : words.front(), false);
+}
+
+}  // namespace quillon::cli

@@ -1,0 +1,17 @@
+// What is wrong with a command line, for the person who typed it.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+namespace quillon::cli {
+
+// Behind a word like "[a,b]", which the library would take for a list of two; no word has it.
+inline constexpr char bracketMark = '\0';
+std::string withoutMark(std::string word);
+
+// A sentence. program: as it was left by the problem; first: the line's first word.
+std::string lineProblem(const CLI::App& program, const CLI::Error& problem,
+                        const std::string& first);
+
+}  // namespace quillon::cli
