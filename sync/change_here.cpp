@@ -114,7 +114,7 @@ Task<Result<Done>> fetchFile(Work& work, std::string path) {
     if (!seen) co_return seen.error();
     Result<void> hasRoom = reserveFor(work, *seen);
     if (!hasRoom) co_return std::move(hasRoom).error();
-    NewFileTaker taker(work.folder, path, work.options.meter);
+    NewFileTaker taker(work.folder, path, work.options.meter, Hashing::ofAll);
     std::string url = work.url(path);
     Result<FetchedContent> fetched = co_await fetchInto(work, std::move(url), listed, taker);
     if (!fetched) co_return std::move(fetched).error();
@@ -278,7 +278,7 @@ Task<Result<std::string>> fetchCopy(Work& work, std::string path) {
     }
     const Result<std::string> copy = freeCopyPath(work, path, listed.modified.value_or(timeNow()));
     if (!copy) co_return copy.error();
-    NewFileTaker taker(work.folder, *copy, work.options.meter);
+    NewFileTaker taker(work.folder, *copy, work.options.meter, Hashing::ofAll);
     std::string url = work.url(path);
     Result<FetchedContent> fetched = co_await fetchInto(work, std::move(url), listed, taker);
     if (!fetched) co_return std::move(fetched).error();

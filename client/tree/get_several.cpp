@@ -18,27 +18,21 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// To hash a large content takes longer than to fetch it from nearby.
+// Tells what is to come where only the answer does.
 class CopyTaker final : public NewFileTaker {
 public:
     // expected: of a size that only the answer tells, or that is told already.
     CopyTaker(const LocalFolder& folder, const std::string& path, TransferMeter* meter,
               ExpectedTransfer& expected)
-        : NewFileTaker(folder, path, meter), expected_(expected) {}
+        : NewFileTaker(folder, path, meter, Hashing::unlessLarge), expected_(expected) {}
 
     void announce(std::optional<uint64_t> length, const std::string& tagToGoOn) override {
         NewFileTaker::announce(length, tagToGoOn);
-        isLarge_ = length > worthHashing;
         if (length && !expected_.isTold()) expected_ = ExpectedTransfer(meter(), *length);
-    }
-    void begin() override {
-        NewFileTaker::begin();
-        if (isLarge_) file()->leaveHash();
     }
 
 private:
     ExpectedTransfer& expected_;
-    bool isLarge_ = false;
 };
 
 class GettingSeveral {
@@ -129,13 +123,9 @@ private:
 
     void remember(const WantedMember& member, const Version& version, NewFile& content,
                   const LocalEntry& placed) {
-        FileNote note = noteOfFetched(member.url, version, content.hash(), placed);
-        if (note.tag.empty() && note.hash.empty()) {
-            const Result<std::string> hash = content.readHash();
-            if (!hash) return;  // what cannot be read now is not remembered
-            note.hash = *hash;
-        }
-        options_.memory->keep(member.place, content.descriptor(), note);
+        const Result<FileNote> note = noteOfPlaced(member.url, version, content, placed);
+        if (!note) return;  // what cannot be read now is not remembered
+        options_.memory->keep(member.place, content.descriptor(), *note);
     }
 
     // What came of a fetch that broke off, unless it was this machine that failed.

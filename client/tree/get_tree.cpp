@@ -191,7 +191,7 @@ private:
         const FileNote* note = file.note ? &*file.note : nullptr;
         Step step = chooseDown(file.resource, file.here, note, unchanged, options_.compare);
         if (step == Step::compareContent) {
-            unchanged = hashHere(file) == note->hash;
+            unchanged = hasNotedHash(file, *note);
             step = chooseDown(file.resource, file.here, note, unchanged, options_.compare);
         }
         const std::optional<uint64_t> sizeThere = file.resource.size;
@@ -229,11 +229,17 @@ private:
         return hashOf(folder_, local(file.path), Links::left);
     }
 
+    bool hasNotedHash(const File& file, const FileNote& note) const {
+        return quillon::hasNotedHash(folder_, local(file.path), Links::left, note);
+    }
+
     Task<> fetchFile(File file, Gate::Pass slot) {
         const Gate::Pass within = std::move(slot);  // until here, not until the task is taken away
         const ExpectedTransfer expected = std::move(file.expected);
         const std::string place = local(file.path);
-        GatheringTaker taker(folder_, place, options_.meter);
+        const bool isCompared = file.arrival == Arrival::replacesOther;
+        GatheringTaker taker(folder_, place, options_.meter,
+                             isCompared ? Hashing::ofAll : Hashing::unlessLarge);
         const FetchWish wish{.size = file.resource.size};
         Result<FetchedContent> fetched = co_await fetchWhole(remote_, file.url, taker, wish);
         if (!fetched) {
@@ -269,7 +275,9 @@ private:
 
     TreeEvent noteSame(const File& file, const Version& version, std::string hash) const {
         const auto opened = folder_.openForReading(local(file.path), options_.links);
-        if (opened) keepNote(file, *opened, version, std::move(hash), *file.here);
+        if (opened) {
+            keepNote(file, *opened, noteOfFetched(file.url, version, std::move(hash), *file.here));
+        }
         return {TreeDeed::same, file.path, file.url};
     }
 
@@ -287,15 +295,15 @@ private:
         }
         const Result<LocalEntry> placed = content.place(modified, file.here);
         if (!placed) return notPlaced(file, placed.error());
-        keepNote(file, content.descriptor(), fetched.version, content.hash(), *placed);
+        if (options_.memory) {
+            const auto note = noteOfPlaced(file.url, fetched.version, content, *placed);
+            if (note) keepNote(file, content.descriptor(), *note);
+        }
         return {TreeDeed::fetched, file.path, file.url, content.size()};
     }
 
-    void keepNote(const File& file, const vxhost::Descriptor& open, const Version& version,
-                  std::string hash, const LocalEntry& here) const {
-        if (!options_.memory) return;
-        options_.memory->keep(folder_.shown(local(file.path)), open,
-                              noteOfFetched(file.url, version, std::move(hash), here));
+    void keepNote(const File& file, const vxhost::Descriptor& open, const FileNote& note) const {
+        if (options_.memory) options_.memory->keep(folder_.shown(local(file.path)), open, note);
     }
 
     static TreeEvent notPlaced(const File& file, const Error& error) {
@@ -386,7 +394,7 @@ private:
     bool wasOnBothSides(const LeftOver& each) const {
         const File file{each.path, each.url, {}, each.entry, {}};
         const std::optional<FileNote> note = noteOf(file);
-        return note && (isUnchanged(*note, each.entry) || hashHere(file) == note->hash);
+        return note && (isUnchanged(*note, each.entry) || hasNotedHash(file, *note));
     }
 
     Remote& remote_;

@@ -18,6 +18,22 @@ FileNote noteOfFetched(const std::string& url, const Version& version, std::stri
     return {url, provenTag(version), version.modified, std::move(hash), here.size, here.modifiedNs};
 }
 
+Result<FileNote> noteOfPlaced(const std::string& url, const Version& version, NewFile& content,
+                              const LocalEntry& here) {
+    FileNote note = noteOfFetched(url, version, content.hash(), here);
+    if (note.tag.empty() && note.hash.empty()) {
+        Result<std::string> hash = content.readHash();
+        if (!hash) return std::move(hash).error();
+        note.hash = std::move(*hash);
+    }
+    return note;
+}
+
+bool hasNotedHash(const LocalFolder& folder, const std::string& path, Links links,
+                  const FileNote& note) {
+    return !note.hash.empty() && hashOf(folder, path, links) == note.hash;
+}
+
 std::string hashOf(const LocalFolder& folder, const std::string& path, Links links) {
     const auto opened = folder.openForReading(path, links);
     if (!opened) return {};

@@ -19,6 +19,15 @@ std::optional<FileNote> noteAbout(FileMemory* memory, const LocalFolder& folder,
 FileNote noteOfFetched(const std::string& url, const Version& version, std::string hash,
                        const LocalEntry& here);
 
+// The same of one that was just placed, by its tag, its hash or both. Fails where the hash has to
+// be made and the file cannot be read.
+Result<FileNote> noteOfPlaced(const std::string& url, const Version& version, NewFile& content,
+                              const LocalEntry& here);
+
+// Whether the content is still the noted one: surely, by its hash.
+bool hasNotedHash(const LocalFolder& folder, const std::string& path, Links links,
+                  const FileNote& note);
+
 // ContentHash of all of it; empty when it cannot be read.
 std::string hashOf(const LocalFolder& folder, const std::string& path, Links links);
 

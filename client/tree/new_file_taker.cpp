@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "client/local_file.hpp"
+#include "client/memory/file_note.hpp"
 
 namespace quillon {
 namespace {
@@ -28,18 +29,21 @@ bool NewFileTaker::beginWith(const std::filesystem::path& beginning, uint64_t si
     return copied && file_->size() == size;
 }
 
-void NewFileTaker::announce(std::optional<uint64_t>, const std::string& tagToGoOn) {
+void NewFileTaker::announce(std::optional<uint64_t> length, const std::string& tagToGoOn) {
+    isLarge_ = length > worthHashing;
     tagToGoOn_ = tagToGoOn;
 }
 
 Result<void> NewFileTaker::makeOrRestart() {
     if (file_) {
         move(-static_cast<int64_t>(file_->size()));
-        return file_->restart();
+        if (Result<void> restarted = file_->restart(); !restarted) return restarted;
+    } else {
+        Result<NewFile> made = folder_.makeFile(path_);
+        if (!made) return std::move(made).error();
+        file_.emplace(std::move(*made));
     }
-    Result<NewFile> made = folder_.makeFile(path_);
-    if (!made) return std::move(made).error();
-    file_.emplace(std::move(*made));
+    if (isLarge_ && hashing_ == Hashing::unlessLarge) file_->leaveHash();
     return {};
 }
 

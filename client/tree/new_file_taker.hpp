@@ -12,11 +12,16 @@
 
 namespace quillon {
 
+// Of which contents NewFile::hash() tells, once they have come: to hash a large one takes longer
+// than to fetch it from nearby.
+enum class Hashing : bool { ofAll, unlessLarge };
+
 class NewFileTaker : public ContentTaker {
 public:
     // folder and path outlive it. meter: null for none.
-    NewFileTaker(const LocalFolder& folder, const std::string& path, TransferMeter* meter)
-        : folder_(folder), path_(path), meter_(meter) {}
+    NewFileTaker(const LocalFolder& folder, const std::string& path, TransferMeter* meter,
+                 Hashing hashing)
+        : folder_(folder), path_(path), meter_(meter), hashing_(hashing) {}
 
     // The first bytes are those of a file that an earlier fetch left. False: they are not there.
     bool beginWith(const std::filesystem::path& beginning, uint64_t size);
@@ -44,6 +49,8 @@ private:
     const LocalFolder& folder_;
     const std::string& path_;
     TransferMeter* const meter_;
+    const Hashing hashing_;
+    bool isLarge_ = false;
     std::optional<NewFile> file_;
     std::string tagToGoOn_;
     std::optional<Error> failure_;

@@ -223,9 +223,10 @@ private:
         if (file.there) file.note = noteOf(file);
         std::optional<bool> unchanged;
         const FileNote* note = file.note ? &*file.note : nullptr;
-        if (note)
-            unchanged =
-                isUnchanged(*note, file.here) || putter_.hashHere(folder_, file) == note->hash;
+        if (note) {
+            unchanged = isUnchanged(*note, file.here) ||
+                        hasNotedHash(folder_, file.path, options_.links, *note);
+        }
         const Step step =
             chooseUp(file.here, file.there, note, unchanged, clock_, options_.compare);
         if (step == Step::none) {
