@@ -167,7 +167,8 @@ int endWith(int code) {
 
 int main(int argc, char** argv) {
     using namespace quillon::cli;
-    if (argc > 2 && argv[1] == keepWord) return keepCommand({argv + 2, argv + argc});
+    if (argc > 2 && argv[1] == keepWord && hasKeepLine())
+        return keepCommand({argv + 2, argv + argc});
     occupyStandardStreams();
     forbidCoreDumps();
     prepareLocale();
