@@ -11,6 +11,7 @@
 #include "cli/session/this_machine.hpp"
 #include "cli/session/way_in.hpp"
 #include "cli/terminal/last_words.hpp"
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/suggestion.hpp"
@@ -29,7 +30,7 @@ constexpr int logFailures = 3;
 constexpr size_t mostOpen = 8;  // open collections
 
 void logToStderr(int, std::string_view channel, std::string_view text) {
-    fmt::print(stderr, "[{}] {}\n", channel, harmless(concealed(std::string(text))));
+    printErrors("[{}] {}\n", channel, harmless(concealed(std::string(text))));
 }
 
 // Of the HTTP client the requests, of the extension failures alone.

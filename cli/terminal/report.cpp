@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "cli/terminal/format.hpp"
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/suggestion.hpp"
 #include "cli/terminal/terminal.hpp"
@@ -176,7 +177,7 @@ ReportsInto::~ReportsInto() {
 }
 
 void printReports(const std::string& text) {
-    fmt::print(stderr, "{}", text);
+    writeErrors(text);
 }
 
 }  // namespace quillon::cli

@@ -7,6 +7,7 @@
 #include "cli/config/site_file.hpp"
 #include "cli/terminal/json.hpp"
 #include "cli/terminal/report.hpp"
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/suggestion.hpp"
 #include "cli/terminal/table.hpp"
 #include "cli/terminal/terminal.hpp"
@@ -28,7 +29,7 @@ void print(const std::vector<Site>& sites) {
         table.add(site.name, forOutput(site.url), site.user.empty() ? "-" : forOutput(site.user),
                   wayInto(site));
     }
-    fmt::print("{}", table.text());
+    writeOut(table.text());
 }
 
 std::string shown(const std::string& text) {
@@ -54,7 +55,7 @@ void printKeys(const Site& site) {
         const auto text = [&site](auto field) { return shown(site.*field); };
         table.add(std::string(key.name), key.isSecret ? "stored" : std::visit(text, key.field));
     }
-    fmt::print("{}", table.text());
+    writeOut(table.text());
 }
 
 // "ca-file" is "caFile" there.
@@ -98,7 +99,7 @@ void printJson(const std::vector<Site>& sites) {
         for (const SiteKey& key : siteKeys()) addTo(object, key, site);
         objects.push_back(object.text());
     }
-    fmt::print("[{}]\n", fmt::join(objects, ","));
+    printOut("[{}]\n", fmt::join(objects, ","));
 }
 
 int runShowSite(Session& session, const std::string& name, bool json) {

@@ -10,6 +10,7 @@
 #include "cli/config/site_file.hpp"
 #include "cli/parser/words.hpp"
 #include "cli/session/keyring.hpp"
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
 #include "platform/text/url.hpp"
@@ -140,8 +141,8 @@ int runLogin(Session& session, LoginOptions& options) {
     site.url = trial.address().collection();
     const Result<void> stored = storeLogin(session, site, *before, trial.options(), *login);
     if (!stored) return nothingStored(site.url, stored.error());
-    fmt::print("{}: is {}{}{}\n", site.name, site.url, login->user.empty() ? "" : ", user ",
-               harmless(login->user));
+    printOut("{}: is {}{}{}\n", site.name, site.url, login->user.empty() ? "" : ", user ",
+             harmless(login->user));
     return exitDone;
 }
 

@@ -1,7 +1,6 @@
 // quillon undo: gives back what a run of sync replaced or removed.
 #include "sync/undo.hpp"
-
-#include <fmt/format.h>
+#include "cli/terminal/print.hpp"
 
 #include <memory>
 #include <string>
@@ -39,7 +38,7 @@ int runUndo(Session& session, const UndoChoice& choice) {
     options.limits = *limits;
     options.tell = [&code](const sync::SyncEvent& event) {
         if (!event.error) {
-            fmt::print("{} {}\n", wordOfUndone(event.act), forOutput(event.path));
+            printOut("{} {}\n", wordOfUndone(event.act), forOutput(event.path));
             return;
         }
         const int its = report("give back", event.path, *event.error);
