@@ -54,7 +54,8 @@ public:
         giveBackLeft(address, *login);
         auto result = action(*login);
         if (result || result.error().kind != Kind::notAuthorized) return result;
-        const bool byPassword = result.error().code != Code::certificateWanted;
+        const Code code = result.error().code;
+        const bool byPassword = code != Code::certificateWanted && code != Code::otherSchemes;
         const Result<Login> other =
             byPassword ? askAgain(address) : Result<Login>(Error(result.error()));
         if (other) giveBackLeft(address, *other);
