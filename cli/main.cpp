@@ -134,7 +134,10 @@ int runProgram(int argc, char** argv) {
         return withOutputWritten(*code);
     }
     askForHelp(parser.program(), words);
-    const Result<std::string> answer = parser.parse(std::move(words));
+    Result<std::string> answer = parser.parse(std::move(words));
+    const bool isToRun = answer && answer->empty();
+    const Result<void> checked = checkCommonOptions(invocation.common);
+    if (isToRun && !checked) answer = checked.error();
     if (!answer) {
         complain(answer.error().sentences.front());
         const std::string command = parser.givenCommand();

@@ -28,6 +28,20 @@ Result<void> checkUserName(std::string_view name) {
     return localError(Kind::usage, fmt::format("A user name {}.", problem));
 }
 
+Result<void> checkSoleTeller(const CommonOptions& options, std::string_view teller) {
+    const std::string_view other = !options.user.empty() ? "--user" : "--password-file";
+    if (options.user.empty() && options.passwordFile.empty()) return {};
+    return localError(
+        Kind::usage, fmt::format("{0} does not go with {1}, which says who you are. Leave {0} out.",
+                                 other, teller));
+}
+
+Result<void> checkCommonOptions(const CommonOptions& options) {
+    if (options.access.hasToken()) return checkSoleTeller(options, "--token-file");
+    if (options.access.usesTicket()) return checkSoleTeller(options, "--auth negotiate");
+    return {};
+}
+
 void addCommonOptions(CommandDefinition program, CommonOptions& options) {
     const auto takeUser = [&options](const std::string& name) -> Result<void> {
         options.user = name;

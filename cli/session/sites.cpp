@@ -89,6 +89,17 @@ bool opensAlike(const Site& a, const Site& b) {
     return a.name == b.name || accessOf(a) == accessOf(b);
 }
 
+// Another user of the line than the site's would go unheard where the site says by other means who
+// it is. A password of the line may be that of the next site.
+Result<void> checkTellerOf(const Site& site, CommonOptions given) {
+    const AccessOptions access = withDefaultsOf(site, given).access;
+    given.passwordFile.clear();
+    const bool isUsers = given.user == site.user || !(access.hasToken() || access.usesTicket());
+    if (isUsers) return {};
+    return checkSoleTeller(given, fmt::format("the {} of the site {}",
+                                              access.hasToken() ? "token" : "ticket", site.name));
+}
+
 // To which of them a request belongs could not be told by its URL.
 Error oneServerTwice(const Site& a, const Site& b) {
     return localError(Kind::usage,
@@ -136,7 +147,9 @@ Result<Address> Sites::resolveNamed(std::string_view typed) {
     Result<Address> address =
         Address::parse(root->asCollection().collection() + std::string(parts->path));
     if (!address) return address;
-    if (givenFor(address->origin()).user.empty()) address = address->withUser(site->user);
+    const CommonOptions given = givenFor(address->origin());
+    if (Result<void> checked = checkTellerOf(*site, given); !checked) return checked.error();
+    if (given.user.empty()) address = address->withUser(site->user);
     const Site* other = of(*address);
     if (other != nullptr && !opensAlike(*other, *site)) return oneServerTwice(*other, *site);
     used_.insert_or_assign(identityOf(*address), std::move(*site));
