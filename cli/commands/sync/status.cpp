@@ -155,7 +155,7 @@ int runStatus(Session& session, const StatusChoice& choice) {
     const std::string folder = folderFrom(choice.start, choice.folder);
     Result<sync::Pair> pair = findPair(folder);
     if (!pair) return report("look at", folder, pair.error());
-    const Result<Address> root = pair->collection();
+    const Result<Address> root = collectionOf(*pair, session);
     if (!root) return report("look at", pair->url(), root.error());
     Result<sync::Plan> plan = localError(Kind::local, "");
     if (choice.isLocal) {

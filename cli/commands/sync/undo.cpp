@@ -29,7 +29,7 @@ int runUndo(Session& session, const UndoChoice& choice) {
     const std::string folder = folderFrom(choice.start);
     Result<sync::Pair> pair = findPair(folder);
     if (!pair) return report("undo a run of", folder, pair.error());
-    const Result<Address> root = pair->collection();
+    const Result<Address> root = collectionOf(*pair, session);
     if (!root) return report("undo a run of", pair->url(), root.error());
     const Result<sync::StoreLimits> limits = limitsOf(*pair);
     if (!limits) return report("undo a run of", folder, limits.error());
