@@ -120,8 +120,13 @@ Session::Session(const CommonOptions& options, Cost* cost)
 Session::~Session() = default;
 
 Error Session::refusal(const Address& address, const Login& login, Error error) const {
-    return explainRefusal(sites_.optionsFor(address).access, sites_.of(address), login,
-                          std::move(error));
+    Error explained = explainRefusal(sites_.optionsFor(address).access, sites_.of(address), login,
+                                     std::move(error));
+    const std::lock_guard lock(mutex_);
+    if (explained.httpStatus == 401 && credentials_.areOfNetrc(address)) {
+        explained.sentences.emplace_back("The password is that of the netrc file.");
+    }
+    return explained;
 }
 
 // The mutex is held while a person is asked, so that a second worker waits for the answer to the

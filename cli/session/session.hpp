@@ -161,7 +161,7 @@ private:
 
     // Guards the credentials, the extensions and the map open_, not the lists in it: each belongs
     // to its thread, and a map's elements stay where they are when others come or go.
-    std::mutex mutex_;
+    mutable std::mutex mutex_;
     std::map<std::thread::id, std::deque<OpenCollection>> open_;  // the latest is the last
     std::map<std::string, Locked> locked_;                        // by URL
     const std::unique_ptr<Servers> servers_;
