@@ -8,6 +8,8 @@
 #include <utility>
 
 #include "cli/config/site_file.hpp"
+#include "cli/parser/nearest.hpp"
+#include "cli/terminal/report.hpp"
 #include "platform/text/url.hpp"
 
 namespace quillon::cli {
@@ -40,6 +42,18 @@ Error unknown(std::string_view name) {
     if (std::string hint = formerFileHint(); !hint.empty())
         error.sentences.push_back(std::move(hint));
     return error;
+}
+
+// A key of the person's own is none of ours; one that is nearly ours would be missed.
+void tellSlips(std::string_view name) {
+    std::vector<std::string> ours;
+    for (const SiteKey& key : siteKeys()) ours.emplace_back(key.name);
+    for (const std::string& key : unknownKeysOf(name)) {
+        const std::string meant = nearestWord(key, ours);
+        if (meant.empty()) continue;
+        complain(fmt::format("{}: {} is no key of a site and sets nothing; {} is one",
+                             siteFile(name).string(), key, meant));
+    }
 }
 
 // A path from the folder of the site's file; empty stays so.
@@ -161,6 +175,7 @@ Result<Site> Sites::find(std::string_view name) {
     Result<std::optional<Site>> site = loadSite(name);
     if (!site) return std::move(site).error();
     if (!*site) return unknown(name);
+    tellSlips(name);
     return loaded_.emplace(name, std::move(**site)).first->second;
 }
 
