@@ -48,7 +48,8 @@ void addCommonOptions(CommandDefinition program, CommonOptions& options) {
         return checkUserName(name);
     };
     program.addOption("-u,--user", takeUser, "User name; the password is asked for")
-        .typeName("NAME");
+        .typeName("NAME")
+        .notEmpty();
     program
         .addOption("--password-file", options.passwordFile,
                    "Read the password from the first line of FILE, - for standard input")
@@ -57,7 +58,8 @@ void addCommonOptions(CommandDefinition program, CommonOptions& options) {
     program
         .addOption("--proxy", options.proxy,
                    "Go through this proxy; else as $http_proxy, $https_proxy and $no_proxy say")
-        .typeName("URL");
+        .typeName("URL")
+        .notEmpty();
     program
         .addOption("--proxy-auth", options.proxyAuth,
                    "How to log in to the proxy: basic (if not given), digest, ntlm, negotiate")
@@ -71,7 +73,8 @@ void addCommonOptions(CommandDefinition program, CommonOptions& options) {
     program
         .addOption("--no-proxy", options.noProxy,
                    "Hosts to reach without a proxy, parted by commas; * for all")
-        .typeName("HOSTS");
+        .typeName("HOSTS")
+        .notEmpty();
     program
         .addOption("--ca-file", options.caFile,
                    "Trust the certificate authorities of this PEM file alone")
