@@ -213,6 +213,7 @@ TEST_F(Connections, goThroughProxiesOfEachKind) {
     const Apache basic(options);
     options.authentication = Authentication::digest;
     const Apache digest(options);
+    const Apache trusted({.tls = true, .isProxy = true});  // by the authority of the server
     const auto identity = makeCertificate(work.path(), "proxy");
     shell("cat proxy.pem proxy.key > own.pem");
     options = {.tls = true, .identity = identity, .isProxy = true};
@@ -231,6 +232,8 @@ TEST_F(Connections, goThroughProxiesOfEachKind) {
         {digest.url(), {"--proxy-auth", "none"}, 2, "it is one of basic, digest, ntlm"},
         {overTls.url(), {"--proxy-ca-file", "proxy.pem"}, 0, "content"},
         {overTls.url(), {}, 7, "no trusted TLS connection to the proxy"},
+        {overTls.url(), {"--insecure"}, 0, "content"},
+        {trusted.url(), {}, 0, "content"},
         {asking.url(),
          {"--proxy-ca-file", "proxy.pem", "--cert", "own.pem"},
          4,

@@ -4,7 +4,6 @@
 #include "platform/base/logger.hpp"
 #include "platform/http/way_in.hpp"
 #include "tests/support/apache.hpp"
-#include "tests/support/certificate.hpp"
 #include "tests/support/files.hpp"
 #include "tests/weblnk/driven.hpp"
 
@@ -162,19 +161,6 @@ TEST(WeblnkAuth, theWireTraceMasksCredentials) {
     }
     EXPECT_EQ(trace.find("secret"), trace.npos) << trace;
     EXPECT_EQ(trace.find("dTpzZWNyZXQ"), trace.npos) << trace;  // u:secret
-}
-
-TEST(WeblnkAuth, trustReachesAProxy) {
-    const Apache proxy({.tls = true});  // which serves the request itself
-    Driven strict, trusting, careless;
-    trusting.settings.caFile = support::certificate().file;
-    careless.settings.insecure = true;
-    for (const auto& [driven, outcome] :
-         {std::pair(&strict, "TLS_REFUSED"), std::pair(&trusting, "404"),
-          std::pair(&careless, "404")}) {
-        driven->proxy = proxy.url();
-        EXPECT_EQ(driven->at("http://nowhere.invalid/a").head(), outcome);
-    }
 }
 
 TEST(WeblnkAuth, aWayInLeadsToItsOriginAlone) {
