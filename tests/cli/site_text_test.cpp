@@ -60,7 +60,6 @@ TEST(SiteText, whatIsWrongIsToldByLineAndKey) {
         {"auth = 'ntlm'\ntoken-file = 'f'\n", "Line 2: token-file gives a token, which auth"},
         {"user = ''\n", "Line 1: user is empty; leave it out"},
         {"user = 'geheim:x'\n", "Line 1: user must hold no colon; a password is given at the p"},
-        {"user = \"geheim\\n\"\n", "Line 1: user must hold no NUL and no line break."},
         {"key-password-command = ['x']\n", "Line 1: key-password-command gives the passphrase"},
         {"key = 'k'\n", "Line 1: key is that of a certificate, and there is no cert"},
         {"headers = ['A: b', 'geheim']\n", "Line 1: headers must hold headers, and number 2 is no"},

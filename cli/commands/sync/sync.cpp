@@ -229,7 +229,8 @@ int runNew(Session& session, SyncChoice& choice) {
     if (!known) return report("pair", choice.folder, known.error());
     if (*known && (*known)->url() == root.url() &&
         (*known)->pathOf(choice.folder).value_or("") == "") {
-        const Result<void> noted = noteSite(**known, session, root);
+        const bool isDry = choice.telling.dryRun;
+        const auto noted = isDry ? Result<void>() : noteSite(**known, session, root);
         if (!noted) return report("pair", choice.folder, noted.error());
         return runPair(session, choice, **known, !hasBegun(**known));
     }
