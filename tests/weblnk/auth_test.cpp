@@ -190,23 +190,5 @@ TEST(WeblnkAuth, aWayInLeadsToItsOriginAlone) {
     EXPECT_EQ(seen.fields.count("X-Gate") + seen.fields.count("Authorization"), 0u);
 }
 
-TEST(WeblnkAuth, requestsGoThroughTheProxy) {
-    ScriptedServer proxy;
-    proxy.inTurn("*", "*", {Answer(200), Answer(407), Answer(403)});
-    Driven driven;
-    driven.proxy = proxy.url();
-    driven.proxy.insert(driven.proxy.find("127"), "me:proxy%20pass@");
-    EXPECT_EQ(driven.at("http://nowhere.invalid/a").head(), "200");
-    EXPECT_EQ(driven.at("http://nowhere.invalid/closed").head(), "PROXY_REFUSED");
-    EXPECT_EQ(driven.at("https://nowhere.invalid/a").head(), "PROXY_REFUSED");
-    const std::string key = " Basic bWU6cHJveHkgcGFzcw== ";
-    EXPECT_EQ(seen(proxy), "HEAD http://nowhere.invalid/a" + key +
-                               "200, HEAD http://nowhere.invalid/closed" + key +
-                               "407, CONNECT nowhere.invalid:443" + key + "403");
-    EXPECT_EQ(driven.sentences(),
-              "HEAD http://nowhere.invalid/closed: the proxy asks for other credentials.\n"
-              "HEAD https://nowhere.invalid/a: the proxy answered 403.\n");
-}
-
 }  // namespace
 }  // namespace weblnk_test
