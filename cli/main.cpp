@@ -18,6 +18,7 @@
 #include "cli/commands/manual.hpp"
 #include "cli/parser/parser.hpp"
 #include "cli/session/keep_command.hpp"
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
@@ -93,11 +94,12 @@ std::vector<std::string> takeWords(int argc, char** argv) {
 
 // A full disk shows when the last bytes are written.
 int withOutputWritten(int code) {
-    const bool written = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
-    if (written || code != exitDone) return code;
+    flushOut();
+    const int failed = outputError();
+    if (failed == 0 || code != exitDone) return code;
     if (interrupted()) return exitInterrupted;
     if (outputAbandoned()) return exitUnread;
-    complain(fmt::format("cannot write to the standard output: {}", std::strerror(errno)));
+    complain(fmt::format("cannot write to the standard output: {}", std::strerror(failed)));
     return exitLocal;
 }
 
@@ -110,7 +112,7 @@ std::optional<int> runHidden(const Parser& parser, const std::vector<std::string
     }
     if (command != "__man") return std::nullopt;
     const std::string page = manual(parser, words.size() > 1 ? words[1] : "");
-    fmt::print("{}", page);
+    writeOut(page);
     return page.empty() ? exitUsage : exitDone;
 }
 
@@ -132,15 +134,18 @@ int runProgram(int argc, char** argv) {
         return withOutputWritten(*code);
     }
     askForHelp(parser.program(), words);
-    const Result<std::string> answer = parser.parse(std::move(words));
+    Result<std::string> answer = parser.parse(std::move(words));
+    const bool isToRun = answer && answer->empty();
+    const Result<void> checked = checkCommonOptions(invocation.common);
+    if (isToRun && !checked) answer = checked.error();
     if (!answer) {
         complain(answer.error().sentences.front());
         const std::string command = parser.givenCommand();
-        fmt::print(stderr, "See quillon{}{} --help.\n", command.empty() ? "" : " ", command);
+        printErrors("See quillon{}{} --help.\n", command.empty() ? "" : " ", command);
         return exitUsage;
     }
     if (!answer->empty()) {
-        fmt::print("{}", *answer);
+        writeOut(*answer);
         return withOutputWritten(exitDone);
     }
     Cost cost;
@@ -167,7 +172,8 @@ int endWith(int code) {
 
 int main(int argc, char** argv) {
     using namespace quillon::cli;
-    if (argc > 2 && argv[1] == keepWord) return keepCommand({argv + 2, argv + argc});
+    if (argc > 2 && argv[1] == keepWord && hasKeepLine())
+        return keepCommand({argv + 2, argv + argc});
     occupyStandardStreams();
     forbidCoreDumps();
     prepareLocale();

@@ -25,6 +25,7 @@ static_assert(static_cast<vx::Status>(Code::otherKey) == vxhost::WEBLNK_OTHER_KE
 static_assert(static_cast<vx::Status>(Code::certificateWanted) ==
               vxhost::WEBLNK_CERTIFICATE_WANTED);
 static_assert(static_cast<vx::Status>(Code::noSuchLock) == vxhost::WEBLNK_NO_SUCH_LOCK);
+static_assert(static_cast<vx::Status>(Code::otherSchemes) == vxhost::WEBLNK_OTHER_SCHEMES);
 
 using vxhost::Status;
 
@@ -83,6 +84,7 @@ constexpr std::array rows{
     Row{vxhost::WEBLNK_OTHER_KEY, Kind::network, Http::ignored},
     Row{vxhost::WEBLNK_CERTIFICATE_WANTED, Kind::notAuthorized, Http::ignored},
     Row{vxhost::WEBLNK_NO_SUCH_LOCK, Kind::notFound, Http::ignored},
+    Row{vxhost::WEBLNK_OTHER_SCHEMES, Kind::notAuthorized, Http::ignored},
     Row{vxhost::TRANSCODE_INVALID, Kind::usage, Http::ignored},
     Row{static_cast<Status>(Code::unguarded), Kind::changedOnServer, Http::ignored},
 };

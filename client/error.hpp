@@ -70,6 +70,7 @@ enum class Code : uint32_t {
     otherKey = 0x80FFD011,           // of the server than the one that is pinned
     certificateWanted = 0x80FFD012,  // of the person
     noSuchLock = 0x80FFD013,         // as the person named
+    otherSchemes = 0x80FFD014,       // of logging in are offered, not the given one
     // This library's own.
     unguarded = 0x80FFD101,  // nothing here could tell that storing loses somebody's change
 };

@@ -1,7 +1,5 @@
 #include "cli/commands/complete.hpp"
 
-#include <fmt/format.h>
-
 #include <optional>
 #include <string_view>
 
@@ -9,6 +7,7 @@
 #include "cli/parser/position.hpp"
 #include "cli/session/name_candidates.hpp"
 #include "cli/session/sites.hpp"
+#include "cli/terminal/print.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -39,7 +38,7 @@ public:
 
 private:
     void offer(const std::string& word, const std::string& description) const {
-        if (word.starts_with(typed_)) fmt::print("{}{}\t{}\n", lead_, word, description);
+        if (word.starts_with(typed_)) printOut("{}{}\t{}\n", lead_, word, description);
     }
 
     void offerCommands() const {
@@ -56,8 +55,8 @@ private:
 
     void offerValue(OptionDefinition option) const {
         const std::string type = option.typeText();
-        if (type.find("FILE") != std::string::npos) fmt::print("{}\n", localFiles);
-        if (type.find("DIR") != std::string::npos) fmt::print("{}\n", localDirectories);
+        if (type.find("FILE") != std::string::npos) printOut("{}\n", localFiles);
+        if (type.find("DIR") != std::string::npos) printOut("{}\n", localDirectories);
     }
 
     void offerOperand() const {
@@ -75,11 +74,11 @@ private:
             for (const NameCandidate& site : siteCandidates(options_))
                 offer(site.word, site.description);
         }
-        if (means("FILE") || means("COMMAND")) fmt::print("{}\n", localFiles);
+        if (means("FILE") || means("COMMAND")) printOut("{}\n", localFiles);
         if (name == "ACTION") {
             for (const char* action : {"get", "set", "rm", "ls"}) offer(action, "");
         }
-        if (means("DIRECTORY")) fmt::print("{}\n", localDirectories);
+        if (means("DIRECTORY")) printOut("{}\n", localDirectories);
     }
 
     const Position& position_;

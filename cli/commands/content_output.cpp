@@ -9,6 +9,7 @@
 
 #include "cli/terminal/exit_code.hpp"
 #include "cli/terminal/format.hpp"
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
@@ -26,10 +27,9 @@ public:
     }
     void begin() override {}
     void take(std::string_view piece) override {
-        const bool written = std::fwrite(piece.data(), 1, piece.size(), stdout) == piece.size() &&
-                             std::fflush(stdout) == 0;
-        if (!written) failure_ = errno;
-        if (!written) throw std::runtime_error("the output takes no more");
+        failure_ = writeOut(piece);
+        if (failure_ == 0) failure_ = flushOut();
+        if (failure_ != 0) throw std::runtime_error("the output takes no more");
         written_ += piece.size();
         progress_.update(written_, total_);
     }

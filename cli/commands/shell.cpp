@@ -21,6 +21,7 @@
 #include "cli/parser/words.hpp"
 #include "cli/terminal/foreground.hpp"
 #include "cli/terminal/line_reader.hpp"
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
@@ -113,7 +114,7 @@ int Shell::runLine(const std::string& line) {
 }
 
 int Shell::runLocally(const std::vector<std::string>& words) {
-    std::fflush(stdout);
+    flushOut();
     return runForeground(words, STDIN_FILENO, [this] { session_.renewLocks(); });
 }
 
@@ -151,9 +152,9 @@ int Shell::runWords(std::vector<ShellWord> typed) {
         complain(answer.error().sentences.front());
         return exitUsage;
     }
-    fmt::print("{}", *answer);
+    writeOut(*answer);
     const int code = answer->empty() ? invocation.run(session_) : exitDone;
-    std::fflush(stdout);
+    flushOut();
     return code;
 }
 
@@ -166,14 +167,14 @@ void Shell::addShellCommands(const Parser& parser, Invocation& invocation) {
     whenGiven(cd, invocation, [this, path](Session&) { return changeCollection(*path); });
     const CommandDefinition pwd = program.addCommand("pwd", "Print the collection's URL");
     whenGiven(pwd, invocation, [](Session& session) -> int {
-        fmt::print("{}\n", session.base->url());
+        printOut("{}\n", session.base->url());
         return exitDone;
     });
     addLocalCommands(program, invocation);
     const CommandDefinition help =
         program.addCommand("help", "Print this; help COMMAND tells more of one");
     whenGiven(help, invocation, [&parser](Session&) -> int {
-        fmt::print("{}", parser.help());
+        writeOut(parser.help());
         return exitDone;
     });
     const CommandDefinition leave =
@@ -204,7 +205,7 @@ void Shell::addLocalCommands(CommandDefinition program, Invocation& invocation) 
     const CommandDefinition lpwd = program.addCommand("lpwd", "Print the local directory");
     whenGiven(lpwd, invocation, [](Session&) -> int {
         std::error_code failed;
-        fmt::print("{}\n", forOutput(std::filesystem::current_path(failed).string()));
+        printOut("{}\n", forOutput(std::filesystem::current_path(failed).string()));
         return failed ? exitLocal : exitDone;
     });
 }
@@ -233,7 +234,7 @@ int Shell::changeCollection(std::string& path) {
                       explainNotOpened(session_, collection, opened.error()));
     }
     before_ = std::exchange(session_.base, collection);
-    if (goesBack) fmt::print("{}\n", collection.url());
+    if (goesBack) printOut("{}\n", collection.url());
     return exitDone;
 }
 

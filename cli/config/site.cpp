@@ -19,13 +19,18 @@ std::string rangeProblem(int value, int most) {
 // Clear passwords do not belong into this file, wherever they hide.
 std::string urlProblem(const Site& site) {
     const Result<Address> address = Address::parse(site.url);
-    if (!address) return "is none of a WebDAV server";
+    if (!address) return "is none of a WebDAV server, which begins with https:// or http://";
     if (address->password().empty()) return "";
     return fmt::format("holds a password; take it out, then: quillon login {}", site.name);
 }
 
 std::string userProblem(const Site& site) {
     return std::string(userNameProblem(site.user));
+}
+
+std::string passwordProblem(const Site& site) {
+    if (site.password.starts_with('{')) return "";
+    return fmt::format("stands there in clear; take it out, then: quillon login {}", site.name);
 }
 
 std::string authProblem(const Site& site) {
@@ -92,7 +97,7 @@ constexpr SiteKey keys[] = {
     {"password",
      "Encoded, from quillon login or quillon encode; one in clear is refused. With another --user "
      "it is not used.",
-     &Site::password, true},
+     &Site::password, true, passwordProblem},
     {"proxy", "The URL of a proxy.", &Site::proxy},
     {"ca-file", "A PEM file of the authorities to trust, from the directory of this file.",
      &Site::caFile},

@@ -86,6 +86,11 @@ Result<std::optional<Site>> loadSite(std::string_view name) {
     return *loaded ? std::optional((*loaded)->site) : std::nullopt;
 }
 
+std::vector<std::string> unknownKeysOf(std::string_view name) {
+    const Result<std::optional<OwnText>> file = readOwnFile(siteFile(name));
+    return file && *file ? unknownKeys((*file)->text) : std::vector<std::string>();
+}
+
 Result<void> storeSite(const Site& site, const std::optional<Site>& before) {
     const Result<std::optional<Loaded>> now = load(site.name);
     if (!now) return now.error();

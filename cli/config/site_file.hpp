@@ -21,6 +21,9 @@ Result<std::vector<std::string>> siteNames();
 // password. The sentences of a failure name the file.
 Result<std::optional<Site>> loadSite(std::string_view name);
 
+// As unknownKeys() in site_text.hpp, of its file.
+std::vector<std::string> unknownKeysOf(std::string_view name);
+
 // Replaces the file as a whole, unless it has come to say something else than it did before, or
 // holds more than we write: then it stays, and the sentences tell what to change by hand.
 Result<void> storeSite(const Site& site, const std::optional<Site>& before);

@@ -147,6 +147,21 @@ Result<Site> parseSite(std::string_view name, std::string_view text) {
     return site;
 }
 
+std::vector<std::string> unknownKeys(std::string_view text) {
+    std::vector<std::string> unknown;
+    try {
+        for (const auto& [key, value] : toml::parse(text)) {
+            const auto isOurs = [name = key.str()](const SiteKey& each) {
+                return each.name == name;
+            };
+            if (std::ranges::none_of(siteKeys(), isOurs)) unknown.emplace_back(key.str());
+        }
+    } catch (const toml::parse_error&) {
+        // which reading the site tells
+    }
+    return unknown;
+}
+
 std::string siteText(const Site& site) {
     std::ostringstream text;
     for (const SiteKey& key : siteKeys()) {

@@ -14,6 +14,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "cli/config/site.hpp"
 #include "client/result.hpp"
@@ -25,6 +26,9 @@ Result<Site> parseSite(std::string_view name, std::string_view text);
 
 // A line for each key that is set; parsed, it is this site again.
 std::string siteText(const Site& site);
+
+// The keys that set nothing, such as one with a slip; none where the text cannot be read.
+std::vector<std::string> unknownKeys(std::string_view text);
 
 // Whether the text has anything that siteText would drop: a comment, a key of the person's own, or
 // what it cannot tell from these.

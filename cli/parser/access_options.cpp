@@ -33,6 +33,7 @@ Result<void> takeHeaders(std::vector<std::string>& headers, const std::string& g
     };
     Result<void> read = readPieces(given.substr(1), take);
     if (!read) return read;
+    const size_t before = headers.size();
     int number = 0;
     for (size_t begin = 0; begin < text.size();) {
         ++number;
@@ -43,6 +44,9 @@ Result<void> takeHeaders(std::vector<std::string>& headers, const std::string& g
         if (line.empty()) continue;
         const std::string source = fmt::format("Line {} of {}", number, given.substr(1));
         if (Result<void> taken = takeHeader(headers, line, source); !taken) return taken;
+    }
+    if (headers.size() == before) {
+        return localError(Kind::usage, fmt::format("{} holds no header.", given.substr(1)));
     }
     return {};
 }

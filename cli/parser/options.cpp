@@ -28,13 +28,28 @@ Result<void> checkUserName(std::string_view name) {
     return localError(Kind::usage, fmt::format("A user name {}.", problem));
 }
 
+Result<void> checkSoleTeller(const CommonOptions& options, std::string_view teller) {
+    const std::string_view other = !options.user.empty() ? "--user" : "--password-file";
+    if (options.user.empty() && options.passwordFile.empty()) return {};
+    return localError(
+        Kind::usage, fmt::format("{0} does not go with {1}, which says who you are. Leave {0} out.",
+                                 other, teller));
+}
+
+Result<void> checkCommonOptions(const CommonOptions& options) {
+    if (options.access.hasToken()) return checkSoleTeller(options, "--token-file");
+    if (options.access.usesTicket()) return checkSoleTeller(options, "--auth negotiate");
+    return {};
+}
+
 void addCommonOptions(CommandDefinition program, CommonOptions& options) {
     const auto takeUser = [&options](const std::string& name) -> Result<void> {
         options.user = name;
         return checkUserName(name);
     };
     program.addOption("-u,--user", takeUser, "User name; the password is asked for")
-        .typeName("NAME");
+        .typeName("NAME")
+        .notEmpty();
     program
         .addOption("--password-file", options.passwordFile,
                    "Read the password from the first line of FILE, - for standard input")
@@ -43,7 +58,8 @@ void addCommonOptions(CommandDefinition program, CommonOptions& options) {
     program
         .addOption("--proxy", options.proxy,
                    "Go through this proxy; else as $http_proxy, $https_proxy and $no_proxy say")
-        .typeName("URL");
+        .typeName("URL")
+        .notEmpty();
     program
         .addOption("--proxy-auth", options.proxyAuth,
                    "How to log in to the proxy: basic (if not given), digest, ntlm, negotiate")
@@ -57,7 +73,8 @@ void addCommonOptions(CommandDefinition program, CommonOptions& options) {
     program
         .addOption("--no-proxy", options.noProxy,
                    "Hosts to reach without a proxy, parted by commas; * for all")
-        .typeName("HOSTS");
+        .typeName("HOSTS")
+        .notEmpty();
     program
         .addOption("--ca-file", options.caFile,
                    "Trust the certificate authorities of this PEM file alone")

@@ -35,6 +35,13 @@ struct CommonOptions {
     int verbosity = 0;           // 1: words, 2: the requests, 3: the whole log
 };
 
+// Of a line on which the teller, such as "--token-file", says who it is: fails with Kind::usage for
+// a user or a password beside it, which would go unheard.
+Result<void> checkSoleTeller(const CommonOptions& options, std::string_view teller);
+
+// What the options of a whole line are together. Fails with Kind::usage.
+Result<void> checkCommonOptions(const CommonOptions& options);
+
 void addCommonOptions(CommandDefinition program, CommonOptions& options);
 
 // How many members at a time; the default is part of its help.

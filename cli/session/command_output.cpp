@@ -141,7 +141,14 @@ Result<Secret> outputOf(const std::vector<std::string>& words, std::string_view 
     Running running;
     const int from = input.empty() ? nothing.number() : toIt.out.number();
     if (const int failed = running.start(words, from, output.in.number()); failed != 0) {
-        return commandError(words, key, fmt::format("cannot be run: {}", std::strerror(failed)));
+        Error error =
+            commandError(words, key, fmt::format("cannot be run: {}", std::strerror(failed)));
+        if (failed == ENOENT && words.front().find(' ') != std::string::npos) {
+            error.sentences.emplace_back(
+                "The program is a word by itself, and so is each of its arguments, such as "
+                "[\"pass\", \"show\", \"dav\"].");
+        }
+        return error;
     }
     output.in.shut();
     toIt.out.shut();  // or writing to who has gone would last for ever

@@ -1,8 +1,7 @@
 #include "cli/session/confirm.hpp"
 
-#include <fmt/format.h>
-
 #include "cli/terminal/format.hpp"
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/terminal.hpp"
 
 namespace quillon::cli {
@@ -12,7 +11,7 @@ void confirm(Session& session, std::string_view deed, std::string_view name,
     const bool isWanted = isTerminal(stdout) || session.options().verbosity > 0;
     if (!isWanted || session.progress().isSilent()) return;
     session.progress().hide();
-    fmt::print("{} {}{}\n", forOutput(deed), forOutput(name), size ? ", " + shortSize(size) : "");
+    printOut("{} {}{}\n", forOutput(deed), forOutput(name), size ? ", " + shortSize(size) : "");
 }
 
 }  // namespace quillon::cli

@@ -69,8 +69,8 @@ CommonOptions Credentials::optionsFor(const Address& address, const std::string&
     return options;
 }
 
-Result<Secret> Credentials::passwordFor(const Address& address, const std::string& user,
-                                        bool& asked) const {
+Result<Secret> Credentials::passwordFor(const Address& address, Known& known) const {
+    const std::string& user = known.login.user;
     const CommonOptions options = optionsFor(address, user);
     const bool isGiven = !options.passwordFile.empty() || !options.passwordCommand.empty();
     if (isGiven) return givenPassword(options, address, user);
@@ -83,6 +83,7 @@ Result<Secret> Credentials::passwordFor(const Address& address, const std::strin
     Result<std::optional<NetrcEntry>> entry = findInNetrcFile(address.host(), user);
     if (!entry) return std::move(entry).error();
     if (*entry) {
+        known.isOfNetrc = true;
         tellPassword(options, user, "that of the netrc file");
         return std::move((*entry)->password);
     }
@@ -91,7 +92,7 @@ Result<Secret> Credentials::passwordFor(const Address& address, const std::strin
                                                    " is missing. Give it with "
                                                    "--password-file or in the netrc file.");
     }
-    asked = true;
+    known.asked = true;
     return givenPassword(options, address, user);
 }
 
@@ -114,7 +115,7 @@ Result<Credentials::Known> Credentials::findKnown(const Address& address) const 
     }
     known.isGiven = !options.passwordFile.empty();
     if (!known.login.user.empty()) {
-        Result<Secret> password = passwordFor(address, known.login.user, known.asked);
+        Result<Secret> password = passwordFor(address, known);
         if (!password) return std::move(password).error();
         known.login.password = std::move(*password);
         return known;
@@ -122,6 +123,7 @@ Result<Credentials::Known> Credentials::findKnown(const Address& address) const 
     Result<std::optional<NetrcEntry>> entry = findInNetrcFile(address.host(), {});
     if (!entry) return std::move(entry).error();
     if (*entry) {
+        known.isOfNetrc = true;
         tellSource(options, "user and password are those of the netrc file");
         known.login.user = std::move((*entry)->login);
         known.login.password = std::move((*entry)->password);
@@ -156,6 +158,11 @@ Result<Login> Credentials::askAgain(const Address& address) {
     if (!password) return std::move(password).error();
     known.login.password = std::move(*password);
     return known.login;
+}
+
+bool Credentials::areOfNetrc(const Address& address) const {
+    const auto found = known_.find(identityOf(address));
+    return found != known_.end() && found->second.isOfNetrc;
 }
 
 void Credentials::forget() {

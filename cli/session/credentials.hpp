@@ -25,17 +25,20 @@ public:
     // was refused came from a file, or when there is no terminal.
     Result<Login> askAgain(const Address& address);
 
+    // Whether what find() gave came from there, which a person may have forgotten.
+    bool areOfNetrc(const Address& address) const;
+
     // What sites gave, and persons. What the line gives may be gone where it came from.
     void forget();
 
 private:
     struct Known {
         Login login;
-        bool asked = false, isGiven = false;
+        bool asked = false, isGiven = false, isOfNetrc = false;
     };
     Result<Known> findKnown(const Address& address) const;
     CommonOptions optionsFor(const Address& address, const std::string& user) const;
-    Result<Secret> passwordFor(const Address& address, const std::string& user, bool& asked) const;
+    Result<Secret> passwordFor(const Address& address, Known& known) const;
 
     const Sites& sites_;
     std::map<std::string, Known> known_;  // by identityOf

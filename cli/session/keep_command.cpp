@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -82,6 +83,13 @@ int endAs(int status) {
 }
 
 }  // namespace
+
+bool hasKeepLine() {
+    ucred maker{};  // of the pair of sockets (socket(7))
+    socklen_t size = sizeof maker;
+    return getsockopt(keepLine, SOL_SOCKET, SO_PEERCRED, &maker, &size) == 0 &&
+           maker.pid == getppid();
+}
 
 int keepCommand(const std::vector<std::string>& words) {
     prctl(PR_SET_CHILD_SUBREAPER, 1);

@@ -15,7 +15,8 @@ constexpr auto noTicket =
 
 Error explainRefusal(const AccessOptions& access, const Site* site, const Login& login,
                      Error error) {
-    if (error.code == Code::success) return error;  // the server was never asked
+    const bool wasAsked = error.code != Code::success;
+    if (!wasAsked || error.code == Code::otherSchemes) return error;
     if (error.code == Code::certificateWanted) {
         error.sentences.emplace_back("Give it with --cert, and --key where that is another file.");
     } else if (access.hasToken()) {

@@ -11,6 +11,7 @@
 #include "cli/session/this_machine.hpp"
 #include "cli/session/way_in.hpp"
 #include "cli/terminal/last_words.hpp"
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/suggestion.hpp"
@@ -29,7 +30,7 @@ constexpr int logFailures = 3;
 constexpr size_t mostOpen = 8;  // open collections
 
 void logToStderr(int, std::string_view channel, std::string_view text) {
-    fmt::print(stderr, "[{}] {}\n", channel, harmless(concealed(std::string(text))));
+    printErrors("[{}] {}\n", channel, harmless(concealed(std::string(text))));
 }
 
 // Of the HTTP client the requests, of the extension failures alone.
@@ -119,8 +120,13 @@ Session::Session(const CommonOptions& options, Cost* cost)
 Session::~Session() = default;
 
 Error Session::refusal(const Address& address, const Login& login, Error error) const {
-    return explainRefusal(sites_.optionsFor(address).access, sites_.of(address), login,
-                          std::move(error));
+    Error explained = explainRefusal(sites_.optionsFor(address).access, sites_.of(address), login,
+                                     std::move(error));
+    const std::lock_guard lock(mutex_);
+    if (explained.httpStatus == 401 && credentials_.areOfNetrc(address)) {
+        explained.sentences.emplace_back("The password is that of the netrc file.");
+    }
+    return explained;
 }
 
 // The mutex is held while a person is asked, so that a second worker waits for the answer to the

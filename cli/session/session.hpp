@@ -54,7 +54,8 @@ public:
         giveBackLeft(address, *login);
         auto result = action(*login);
         if (result || result.error().kind != Kind::notAuthorized) return result;
-        const bool byPassword = result.error().code != Code::certificateWanted;
+        const Code code = result.error().code;
+        const bool byPassword = code != Code::certificateWanted && code != Code::otherSchemes;
         const Result<Login> other =
             byPassword ? askAgain(address) : Result<Login>(Error(result.error()));
         if (other) giveBackLeft(address, *other);
@@ -160,7 +161,7 @@ private:
 
     // Guards the credentials, the extensions and the map open_, not the lists in it: each belongs
     // to its thread, and a map's elements stay where they are when others come or go.
-    std::mutex mutex_;
+    mutable std::mutex mutex_;
     std::map<std::thread::id, std::deque<OpenCollection>> open_;  // the latest is the last
     std::map<std::string, Locked> locked_;                        // by URL
     const std::unique_ptr<Servers> servers_;

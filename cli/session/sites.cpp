@@ -8,6 +8,8 @@
 #include <utility>
 
 #include "cli/config/site_file.hpp"
+#include "cli/parser/nearest.hpp"
+#include "cli/terminal/report.hpp"
 #include "platform/text/url.hpp"
 
 namespace quillon::cli {
@@ -40,6 +42,18 @@ Error unknown(std::string_view name) {
     if (std::string hint = formerFileHint(); !hint.empty())
         error.sentences.push_back(std::move(hint));
     return error;
+}
+
+// A key of the person's own is none of ours; one that is nearly ours would be missed.
+void tellSlips(std::string_view name) {
+    std::vector<std::string> ours;
+    for (const SiteKey& key : siteKeys()) ours.emplace_back(key.name);
+    for (const std::string& key : unknownKeysOf(name)) {
+        const std::string meant = nearestWord(key, ours);
+        if (meant.empty()) continue;
+        complain(fmt::format("{}: {} is no key of a site and sets nothing; {} is one",
+                             siteFile(name).string(), key, meant));
+    }
 }
 
 // A path from the folder of the site's file; empty stays so.
@@ -89,6 +103,17 @@ bool opensAlike(const Site& a, const Site& b) {
     return a.name == b.name || accessOf(a) == accessOf(b);
 }
 
+// Another user of the line than the site's would go unheard where the site says by other means who
+// it is. A password of the line may be that of the next site.
+Result<void> checkTellerOf(const Site& site, CommonOptions given) {
+    const AccessOptions access = withDefaultsOf(site, given).access;
+    given.passwordFile.clear();
+    const bool isUsers = given.user == site.user || !(access.hasToken() || access.usesTicket());
+    if (isUsers) return {};
+    return checkSoleTeller(given, fmt::format("the {} of the site {}",
+                                              access.hasToken() ? "token" : "ticket", site.name));
+}
+
 // To which of them a request belongs could not be told by its URL.
 Error oneServerTwice(const Site& a, const Site& b) {
     return localError(Kind::usage,
@@ -136,7 +161,9 @@ Result<Address> Sites::resolveNamed(std::string_view typed) {
     Result<Address> address =
         Address::parse(root->asCollection().collection() + std::string(parts->path));
     if (!address) return address;
-    if (givenFor(address->origin()).user.empty()) address = address->withUser(site->user);
+    const CommonOptions given = givenFor(address->origin());
+    if (Result<void> checked = checkTellerOf(*site, given); !checked) return checked.error();
+    if (given.user.empty()) address = address->withUser(site->user);
     const Site* other = of(*address);
     if (other != nullptr && !opensAlike(*other, *site)) return oneServerTwice(*other, *site);
     used_.insert_or_assign(identityOf(*address), std::move(*site));
@@ -148,6 +175,7 @@ Result<Site> Sites::find(std::string_view name) {
     Result<std::optional<Site>> site = loadSite(name);
     if (!site) return std::move(site).error();
     if (!*site) return unknown(name);
+    tellSlips(name);
     return loaded_.emplace(name, std::move(**site)).first->second;
 }
 

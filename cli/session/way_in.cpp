@@ -132,6 +132,7 @@ Result<void> addHeaders(WayIn& wayIn, const CommonOptions& options) {
     if (command.empty()) return {};
     const Result<Secret> text = outputOf(command, "headers-command");
     if (!text) return text.error();
+    const size_t before = wayIn.headers.size();
     int number = 0;
     for (std::string_view rest = text->view(); !rest.empty();) {
         ++number;
@@ -144,6 +145,10 @@ Result<void> addHeaders(WayIn& wayIn, const CommonOptions& options) {
                                                        number, command.front(), problem));
         }
         addLine(wayIn, line);
+    }
+    if (wayIn.headers.size() == before) {
+        return localError(Kind::local, fmt::format("{}, the headers-command, printed no header.",
+                                                   command.front()));
     }
     tellSource(options, "headers are what the site's headers-command prints");
     return {};

@@ -6,6 +6,7 @@
 
 #include "cli/terminal/format.hpp"
 #include "cli/terminal/json.hpp"
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/terminal.hpp"
 
 namespace quillon::cli {
@@ -32,7 +33,7 @@ void Events::tell(const Event& event) {
     const std::string line = manner_ == Manner::json
                                  ? jsonLine(event)
                                  : fmt::format("{} {}", event.what, forOutput(event.path));
-    fmt::print("{}\n", line);
+    printOut("{}\n", line);
 }
 
 void Events::sumUp() {
@@ -44,7 +45,7 @@ void Events::sumUp() {
     }
     if (bytes_ > 0) line += fmt::format(" ({})", shortSize(bytes_));
     progress_.hide();
-    fmt::print(stderr, "quillon: {}\n", line);
+    printErrors("quillon: {}\n", line);
 }
 
 }  // namespace quillon::cli

@@ -1,6 +1,5 @@
 #include "cli/terminal/line_reader.hpp"
 
-#include <fmt/format.h>
 #include <histedit.h>
 #include <poll.h>
 #include <sys/stat.h>
@@ -11,6 +10,7 @@
 #include <filesystem>
 #include <iostream>
 
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/terminal.hpp"
 #include "client/own_file.hpp"
@@ -66,7 +66,7 @@ public:
         int count = 0;
         const char* typed = el_gets(edit_.get(), &count);
         if (typed == nullptr || count <= 0) {
-            fmt::print("\n");
+            printOut("\n");
             el_reset(edit_.get());
             if (forgetInterrupt()) return std::string();
             return std::nullopt;
@@ -113,12 +113,12 @@ private:
                                      static_cast<size_t>(line->cursor - line->buffer));
         const Completion completion = readerOf(edit).completer_(typed);
         if (!completion.choices.empty()) {
-            fmt::print("\n");
+            printOut("\n");
             if (wantsToSee(edit, completion.choices.size())) {
                 for (const std::string& choice : completion.choices)
-                    fmt::print("{}\n", harmless(choice));
+                    printOut("{}\n", harmless(choice));
             }
-            std::fflush(stdout);
+            flushOut();
             return CC_REDISPLAY;
         }
         if (completion.word.empty()) return CC_ERROR;
@@ -131,11 +131,11 @@ private:
 
     static bool wantsToSee(EditLine* edit, size_t count) {
         if (count < manyChoices) return true;
-        fmt::print("Show all {} names? y/n ", count);
-        std::fflush(stdout);
+        printOut("Show all {} names? y/n ", count);
+        flushOut();
         wchar_t answer = L'n';
         (void)readCharacter(edit, &answer);
-        fmt::print("\n");
+        printOut("\n");
         return answer == L'y' || answer == L'Y';
     }
 

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "cli/terminal/format.hpp"
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/terminal.hpp"
 
 namespace quillon::cli {
@@ -124,13 +125,13 @@ void Progress::draw(uint64_t moved, uint64_t total) {
     const size_t width = terminalWidth();
     const bool fits = displayWidth(name_) + line.size() < width;
     if (line.size() >= width) line.resize(width - 1);  // a second line could not be taken away
-    fmt::print(stderr, "\r\x1B[K{}{}", fits ? name_ : "", line);
+    printErrors("\r\x1B[K{}{}", fits ? name_ : "", line);
     std::fflush(stderr);
 }
 
 void Progress::hide() {
     const std::lock_guard lock(mutex_);
-    if (shown_) fmt::print(stderr, "\r\x1B[K");
+    if (shown_) printErrors("\r\x1B[K");
     shown_ = false;
 }
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "cli/terminal/format.hpp"
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/suggestion.hpp"
 #include "cli/terminal/terminal.hpp"
@@ -57,6 +58,9 @@ std::string_view remedy(const Error& error, std::string_view url) {
         case Code::noAuthorities:
             return "It is that of --ca-file, or of the site's ca-file; where neither is given, the "
                    "system's, which the package ca-certificates brings.";
+        case Code::otherSchemes:
+            return "NTLM and Negotiate are tried where --auth or a site's auth names them; without "
+                   "it Basic and Digest are, with user and password.";
         case Code::proxyRefused:
             return "It is that of --proxy, of the site, or of the environment (http_proxy, "
                    "https_proxy, all_proxy; no_proxy names hosts to reach without it). "
@@ -176,7 +180,7 @@ ReportsInto::~ReportsInto() {
 }
 
 void printReports(const std::string& text) {
-    fmt::print(stderr, "{}", text);
+    writeErrors(text);
 }
 
 }  // namespace quillon::cli

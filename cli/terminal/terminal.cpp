@@ -13,6 +13,8 @@
 #include <cwchar>
 #include <iterator>
 
+#include "cli/terminal/print.hpp"
+
 namespace quillon::cli {
 namespace {
 
@@ -91,13 +93,13 @@ bool outputAbandoned() {
 }
 
 void LineOutput::write() {
-    std::fwrite(text_.data(), 1, text_.size(), stdout);
+    writeOut(text_);
     text_.clear();
 }
 
 void LineOutput::flush() {
     write();
-    std::fflush(stdout);
+    flushOut();
 }
 
 size_t terminalWidth() {

@@ -128,6 +128,7 @@ constexpr StatusText texts[] = {
     {WEBLNK_NO_SUCH_LOCK,
      "It has no lock with this token that you may use. The lock may have run out, or was taken off "
      "already."},
+    {WEBLNK_OTHER_SCHEMES, "Log in by what it offers."},
 
     {FSBOX_DENIED,
      "The system does not permit access to a local file or directory. Check its owner and mode."},

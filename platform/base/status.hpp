@@ -33,7 +33,8 @@ inline constexpr Status WEBLNK_NO_AUTHORITIES = 0x80FFD00Fu;  // the trusted one
 inline constexpr Status WEBLNK_LOCK_LEFT = 0x80FFD010u;  // UNLOCK says there is none, but there is
 inline constexpr Status WEBLNK_OTHER_KEY = 0x80FFD011u;  // than the one that is pinned
 inline constexpr Status WEBLNK_CERTIFICATE_WANTED = 0x80FFD012u;  // of the person, or another one
-inline constexpr Status WEBLNK_NO_SUCH_LOCK = 0x80FFD013u;  // as the person named by its token
+inline constexpr Status WEBLNK_NO_SUCH_LOCK = 0x80FFD013u;   // as the person named by its token
+inline constexpr Status WEBLNK_OTHER_SCHEMES = 0x80FFD014u;  // the server offers, not the given one
 
 // fsbox.
 inline constexpr Status FSBOX_DENIED = 0x80BFE811u;

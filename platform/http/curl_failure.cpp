@@ -63,7 +63,8 @@ CurlFailure curlFailure(CURL* easy, CURLcode code, const std::string& detail, bo
     // "Unsupported proxy scheme for 'URL'": with the password that the URL may hold.
     if (words.starts_with("Unsupported proxy")) {
         return {WEBLNK_PROXY_REFUSED,
-                "the proxy's URL is of no kind that can be used, such as http, https or socks5"};
+                "the proxy's URL cannot be read, or is of no kind that can be used, such as http, "
+                "https or socks5"};
     }
     if (isOfOwnCertificate(words)) {
         return {WEBLNK_CERTIFICATE_WANTED, "the server ended the TLS connection (" + words + ")"};

@@ -230,6 +230,7 @@ void Exchange::settleChallenge(Answer answer, Authentication& authentication) {
         if (request_.upload) request_.upload->rewind();
         return restart("401");
     }
+    if (authentication.isOfConnection()) requireOffered(authentication.schemeName(), answer);
     if (!authentication.isGiven()) answer.unknownSchemes = unknownSchemes(answer.headers);
     if (!answer.unknownSchemes.empty() && sender_.settings.unknownSchemes) {
         sender_.settings.unknownSchemes(answer.unknownSchemes);
@@ -243,6 +244,15 @@ void Exchange::settleChallenge(Answer answer, Authentication& authentication) {
                         request_.method, request_.url));
     }
     finish(std::move(answer));
+}
+
+// No password and no ticket helps where the server does not know what to do with them.
+void Exchange::requireOffered(std::string_view scheme, const Answer& refusal) const {
+    const std::string offered = offeredSchemes(refusal.headers);
+    if (offered.empty() || offersScheme(refusal.headers, scheme)) return;
+    throw Failure(WEBLNK_OTHER_SCHEMES,
+                  fmt::format("{} {}: the server does not offer {}; it takes logins by {}.",
+                              request_.method, request_.url, scheme, offered));
 }
 
 void Exchange::settleBusy(Answer answer) {

@@ -83,6 +83,7 @@ private:
     Answer endAttempt(CURLcode code, Authentication& authentication);
     void settle(Answer answer, Authentication& authentication);
     void settleChallenge(Answer answer, Authentication& authentication);
+    void requireOffered(std::string_view scheme, const Answer& refusal) const;
     void settleBusy(Answer answer);
     void follow(Answer answer);
     void restart(std::string_view why);

@@ -175,11 +175,10 @@ bool offersUsableDigest(const Headers& headers) {
     });
 }
 
-std::string unknownSchemes(const Headers& headers) {
+std::string offeredSchemes(const Headers& headers) {
     constexpr size_t most = 4, longest = 40;
     std::vector<std::string> names;
     for (const Challenge& challenge : parseChallenges(headers)) {
-        if (canAnswer(challenge)) return {};
         const bool told = isToken(challenge.algorithm) && sameName(challenge.scheme, "Digest");
         const std::string name = challenge.scheme + (told ? " with " + challenge.algorithm : "");
         const bool isNew = std::find(names.begin(), names.end(), name) == names.end();
@@ -188,6 +187,12 @@ std::string unknownSchemes(const Headers& headers) {
     std::string text;
     for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
     return text;
+}
+
+std::string unknownSchemes(const Headers& headers) {
+    const auto challenges = parseChallenges(headers);
+    const bool isKnown = std::any_of(challenges.begin(), challenges.end(), canAnswer);
+    return isKnown ? std::string() : offeredSchemes(headers);
 }
 
 uint32_t parseAllow(std::string_view allow) {

@@ -64,8 +64,10 @@ bool offersScheme(const Headers& headers, std::string_view scheme);
 // Whether a challenge of Digest is one that can be answered.
 bool offersUsableDigest(const Headers& headers);
 
-// The first schemes of the challenges, as "Negotiate, Digest with FOO", where none of all can be
-// answered; empty when one can, or when there is none.
+// The first schemes of the challenges, as "Negotiate, Digest with FOO".
+std::string offeredSchemes(const Headers& headers);
+
+// The same where none of all can be answered; empty when one can, or when there is none.
 std::string unknownSchemes(const Headers& headers);
 
 uint32_t parseAllow(std::string_view allow);  // ALLOW_ bits of the listed methods

@@ -208,11 +208,12 @@ TEST_F(Connections, logInByNtlm) {
 TEST_F(Connections, goThroughProxiesOfEachKind) {
     const Apache clear, secure({.tls = true});
     for (const Apache* server : {&clear, &secure}) server->addMember("file", "content");
-    support::ApacheOptions options{.account = {"me", "geheim"}, .isProxy = true};
+    support::ApacheOptions options{.account = {"me", "geheim %"}, .isProxy = true};
     options.authentication = Authentication::basic;
     const Apache basic(options);
     options.authentication = Authentication::digest;
     const Apache digest(options);
+    const Apache trusted({.tls = true, .isProxy = true});  // by the authority of the server
     const auto identity = makeCertificate(work.path(), "proxy");
     shell("cat proxy.pem proxy.key > own.pem");
     options = {.tls = true, .identity = identity, .isProxy = true};
@@ -222,24 +223,30 @@ TEST_F(Connections, goThroughProxiesOfEachKind) {
     const auto with = [](std::string url, const std::string& password) {
         return url.insert(url.find("://") + 3, "me:" + password + "@");
     };
+    const std::string byBasic = with(basic.url(), "geheim%20%25");
     const std::tuple<std::string, Arguments, int, std::string> rows[] = {
-        {with(basic.url(), "geheim"), {}, 0, "content"},
-        {with(basic.url(), "falsch"), {}, 7, "it takes logins by Basic"},
-        {with(digest.url(), "geheim"), {"--proxy-auth", "digest"}, 0, "content"},
+        {byBasic, {}, 0, "content"},
+        {with(digest.url(), "geheim%20%25"), {"--proxy-auth", "digest"}, 0, "content"},
         {with(digest.url(), "geheim"), {}, 7, "it takes logins by Digest"},
         {digest.url(), {"--no-proxy", "127.0.0.1,h"}, 0, "content"},
         {digest.url(), {"--proxy-auth", "none"}, 2, "it is one of basic, digest, ntlm"},
         {overTls.url(), {"--proxy-ca-file", "proxy.pem"}, 0, "content"},
         {overTls.url(), {}, 7, "no trusted TLS connection to the proxy"},
+        {overTls.url(), {"--insecure"}, 0, "content"},
+        {trusted.url(), {}, 0, "content"},
         {asking.url(),
          {"--proxy-ca-file", "proxy.pem", "--cert", "own.pem"},
          4,
-         "certificate required"}};
+         "certificate required"},
+        {with(basic.url(), "falsch"), {}, 7, "it takes logins by Basic"}};
     const Arguments cat{"cat", "--ca-file", authority, "--proxy"};
     for (const auto& [at, more, code, told] : rows) {
         for (const std::string& url : {clear.url("file"), secure.url("file")})
             expect({{joined(joined(cat, {at, url}), more), code, told}});
+        // What it takes goes at once, before it asks.
+        EXPECT_TRUE(code != 0 || basic.transcript().find(" 407") == std::string::npos);
     }
+    expect({{joined(cat, {byBasic, "https://127.0.0.1:1/f"}), 7, "the proxy answered 503"}});
     writeSite("url = '" + secure.url() + "'\nca-file = '" + authority + "'\nproxy = '" +
               overTls.url() + "'\nproxy-ca-file = '" + identity.file.string() + "'\n");
     expect({{{"cat", "work:file"}, 0, "content"}});

@@ -273,6 +273,12 @@ TEST_F(Faults, whatCannotBeWrittenIsNoSuccessAndNoCrash) {
         {"\"$0\" info $1 >&-", 8, "Bad file descriptor"},
         {"\"$0\" put - $1 <&-", 8, "Cannot read /dev/stdin"},
         {"ulimit -f 100; \"$0\" get $1", 8, "Cannot write ./file: File too large."},
+        {"\"$0\" get ${1}/ 2>&-", 2, ""},
+        {"\"$0\" ls none: 2> /dev/full", 2, ""},
+        {"\"$0\" put -v --no-memory a $1 > /dev/full 2> /dev/full", 8, ""},
+        {"\"$0\" put -v --no-memory a $1 > /dev/full", 8,
+         "cannot write to the standard output: No space left"},
+        {"\"$0\" __keep true 3>&2", 2, "There is no command \"__keep\"."},
     };
     for (const auto& [script, exitCode, told] : rows) {
         support::Command shell = command({});

@@ -9,9 +9,11 @@ using ShownWords = Faults;
 TEST_F(ShownWords, credentialsOfAUrlDoNotStayAmongTheArguments) {
     server.on("GET", "/c/file", Answer(200, "content").stalledAfter(3));
     const std::string typed = "http://ann:secret@" + url.substr(7);
-    support::RunningProcess program(command({"--password-file=u:secret@file", "get", typed}));
+    support::RunningProcess program(
+        command({"--password-file=u:secret@file", "--header", "X-Gate:  secret", "get", typed}));
     ASSERT_TRUE(support::eventually([&] { return answered("GET") == 1; }));
     const std::string arguments = shownArguments(program);
+    EXPECT_NE(arguments.find("X-Gate:  ******"), std::string::npos);
     EXPECT_NE(arguments.find("c/file"), std::string::npos);
     expectHidden(arguments, {"secret"});
 }

@@ -4,7 +4,6 @@
 #include "platform/base/logger.hpp"
 #include "platform/http/way_in.hpp"
 #include "tests/support/apache.hpp"
-#include "tests/support/certificate.hpp"
 #include "tests/support/files.hpp"
 #include "tests/weblnk/driven.hpp"
 
@@ -164,19 +163,6 @@ TEST(WeblnkAuth, theWireTraceMasksCredentials) {
     EXPECT_EQ(trace.find("dTpzZWNyZXQ"), trace.npos) << trace;  // u:secret
 }
 
-TEST(WeblnkAuth, trustReachesAProxy) {
-    const Apache proxy({.tls = true});  // which serves the request itself
-    Driven strict, trusting, careless;
-    trusting.settings.caFile = support::certificate().file;
-    careless.settings.insecure = true;
-    for (const auto& [driven, outcome] :
-         {std::pair(&strict, "TLS_REFUSED"), std::pair(&trusting, "404"),
-          std::pair(&careless, "404")}) {
-        driven->proxy = proxy.url();
-        EXPECT_EQ(driven->at("http://nowhere.invalid/a").head(), outcome);
-    }
-}
-
 TEST(WeblnkAuth, aWayInLeadsToItsOriginAlone) {
     ScriptedServer server, other;
     const auto wayIn = std::make_shared<vxhost::WayIn>();
@@ -202,24 +188,6 @@ TEST(WeblnkAuth, aWayInLeadsToItsOriginAlone) {
     for (const auto& request : server.requests()) EXPECT_EQ(request.field("X-Gate"), "secret");
     const support::Request seen = other.requests().back();
     EXPECT_EQ(seen.fields.count("X-Gate") + seen.fields.count("Authorization"), 0u);
-}
-
-TEST(WeblnkAuth, requestsGoThroughTheProxy) {
-    ScriptedServer proxy;
-    proxy.inTurn("*", "*", {Answer(200), Answer(407), Answer(403)});
-    Driven driven;
-    driven.proxy = proxy.url();
-    driven.proxy.insert(driven.proxy.find("127"), "me:proxy%20pass@");
-    EXPECT_EQ(driven.at("http://nowhere.invalid/a").head(), "200");
-    EXPECT_EQ(driven.at("http://nowhere.invalid/closed").head(), "PROXY_REFUSED");
-    EXPECT_EQ(driven.at("https://nowhere.invalid/a").head(), "PROXY_REFUSED");
-    const std::string key = " Basic bWU6cHJveHkgcGFzcw== ";
-    EXPECT_EQ(seen(proxy), "HEAD http://nowhere.invalid/a" + key +
-                               "200, HEAD http://nowhere.invalid/closed" + key +
-                               "407, CONNECT nowhere.invalid:443" + key + "403");
-    EXPECT_EQ(driven.sentences(),
-              "HEAD http://nowhere.invalid/closed: the proxy asks for other credentials.\n"
-              "HEAD https://nowhere.invalid/a: the proxy answered 403.\n");
 }
 
 }  // namespace

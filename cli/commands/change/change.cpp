@@ -13,6 +13,7 @@
 #include "cli/commands/what_is_there.hpp"
 #include "cli/session/confirm.hpp"
 #include "cli/terminal/last_words.hpp"
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
@@ -100,8 +101,8 @@ private:
         int code = store(**taken, name);
         if (code == exitDone && !member_.locked()) code = lookBehind(**taken, name);
         copy.endSnapshot(code == exitDone);
-        if (code == exitDone) fmt::print("{}: stored\n", url_);
-        std::fflush(stdout);
+        if (code == exitDone) printOut("{}: stored\n", url_);
+        flushOut();
         return code;
     }
 
@@ -132,7 +133,7 @@ private:
             if (stored == exitDone) confirm(session_, "stored", name);
             return stored;
         }
-        if (changer_.tellsUnchanged) fmt::print("{}: unchanged, nothing was stored\n", url_);
+        if (changer_.tellsUnchanged) printOut("{}: unchanged, nothing was stored\n", url_);
         return exitDone;
     }
 

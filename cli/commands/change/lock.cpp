@@ -1,5 +1,4 @@
 // quillon lock: a command that runs while nobody else can write, or a lock for later.
-#include <fmt/format.h>
 #include <unistd.h>
 
 #include <memory>
@@ -10,6 +9,7 @@
 #include "cli/commands/command.hpp"
 #include "cli/terminal/foreground.hpp"
 #include "cli/terminal/format.hpp"
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/suggestion.hpp"
 #include "cli/terminal/terminal.hpp"
@@ -87,7 +87,7 @@ int lockForLater(Session& session, const Address& address) {
     if (!member) return report("lock", address.url(), member.error());
     if (session.base) {
         session.rememberLocked(address, *member);
-        fmt::print("{} is locked until you unlock it or leave\n", forOutput(address.name()));
+        printOut("{} is locked until you unlock it or leave\n", forOutput(address.name()));
         return exitDone;
     }
     const std::string token = (*member)->lockToken();
@@ -99,7 +99,7 @@ int lockForLater(Session& session, const Address& address) {
                                             "given back.")
                                : unlocked.error());
     }
-    fmt::print("{}\n", token);
+    printOut("{}\n", token);
     noteKept(address, **member);
     (*member)->abandonLock();
     return exitDone;

@@ -11,6 +11,7 @@
 #include "cli/session/remote_access.hpp"
 #include "cli/terminal/format.hpp"
 #include "cli/terminal/json.hpp"
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/suggestion.hpp"
 #include "cli/terminal/table.hpp"
@@ -102,7 +103,7 @@ void print(const Address& address, const std::vector<ShownLock>& locks) {
                   each.isTold ? forOutput(each.lock.owner) : "-", endText(each.lock),
                   forOutput(whoseText(each)), token.empty() ? "-" : token);
     }
-    fmt::print("{}", table.text());
+    writeOut(table.text());
 }
 
 JsonObject jsonOf(const ShownLock& shown) {
@@ -134,7 +135,7 @@ void printJson(const std::vector<ShownLock>& locks) {
     for (const ShownLock& each : locks) {
         text += (text.empty() ? "[" : ",\n ") + jsonOf(each).text();
     }
-    fmt::print("{}]\n", text.empty() ? "[" : text);
+    printOut("{}]\n", text.empty() ? "[" : text);
 }
 
 int runLocks(Session& session, LocksOptions& options) {

@@ -10,6 +10,7 @@
 #include "cli/session/servers.hpp"
 #include "cli/terminal/format.hpp"
 #include "cli/terminal/json.hpp"
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/table.hpp"
 #include "cli/terminal/terminal.hpp"
 #include "client/remote/quota.hpp"
@@ -43,7 +44,7 @@ public:
             object.addText("url", collection.url());
             object.addNumber("used", quota->used);
             object.addNumber("available", quota->available);
-            fmt::print("{}\n", object.text());
+            printOut("{}\n", object.text());
         } else {
             table_.add(text(sizeOf(*quota)), text(quota->used), text(quota->available),
                        share(*quota), forOutput(collection.url()));

@@ -1,6 +1,4 @@
 // quillon doctor: what a server does, and what comes of it.
-#include <fmt/format.h>
-
 #include <memory>
 #include <utility>
 
@@ -11,6 +9,7 @@
 #include "cli/session/this_machine.hpp"
 #include "cli/terminal/format.hpp"
 #include "cli/terminal/json.hpp"
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/table.hpp"
 #include "cli/terminal/terminal.hpp"
@@ -28,7 +27,7 @@ struct DoctorOptions {
 void printFindings(std::string_view title, const std::vector<Finding>& findings) {
     Table table({Align::left, Align::left, Align::left});
     for (const Finding& each : findings) table.add("", each.about + ":", forOutput(each.text));
-    fmt::print("{}\n{}", title, table.text());
+    printOut("{}\n{}", title, table.text());
 }
 
 void print(const Address& address, const Examined& server) {
@@ -37,8 +36,8 @@ void print(const Address& address, const Examined& server) {
     printFindings("\nWhat quillon does", whatQuillonDoes(server));
     const std::vector<std::string> advice = whatCouldBeSet(server);
     if (advice.empty()) return;
-    fmt::print("\nWhat its administrator could set\n");
-    for (const std::string& each : advice) fmt::print("  - {}\n", each);
+    printOut("\nWhat its administrator could set\n");
+    for (const std::string& each : advice) printOut("  - {}\n", each);
 }
 
 void addSize(JsonObject& object, const char* key, std::optional<uint64_t> size) {
@@ -87,7 +86,7 @@ void printJson(const Address& address, const Examined& server) {
     object.addText("removesBy", guardWord(guardOfRemoving(facts)));
     const std::vector<std::string> advice = whatCouldBeSet(server);
     object.addTexts("settings", {advice.begin(), advice.end()});
-    fmt::print("{}\n", object.text());
+    printOut("{}\n", object.text());
 }
 
 Result<Examined> examine(Session& session, const Address& address, bool noWrite) {

@@ -12,6 +12,7 @@
 #include "cli/commands/look/member_locks.hpp"
 #include "cli/terminal/format.hpp"
 #include "cli/terminal/json.hpp"
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/table.hpp"
 #include "cli/terminal/terminal.hpp"
@@ -61,7 +62,7 @@ void print(const Address& address, const Known& known) {
     table.add("Locking:", properties.canLock ? "yes" : "no");
     if (known.locks) table.add("Locked:", lockLine(*known.locks));
     table.add("Methods:", joined(properties.methods));
-    fmt::print("{}", table.text());
+    writeOut(table.text());
 }
 
 void printJson(const Address& address, const Known& known) {
@@ -74,7 +75,7 @@ void printJson(const Address& address, const Known& known) {
         addLocks(object, *known.locks, notes);
     }
     object.addTexts("methods", properties.methods);
-    fmt::print("{}\n", object.text());
+    printOut("{}\n", object.text());
 }
 
 Result<Known> readProperties(Session& session, const Address& address) {
@@ -110,7 +111,7 @@ int runInfo(Session& session, InfoOptions& options) {
         if (options.json) {
             printJson(shown, *known);
         } else {
-            if (!std::exchange(isFirst, false)) fmt::print("\n");
+            if (!std::exchange(isFirst, false)) printOut("\n");
             print(shown, *known);
         }
         return {};

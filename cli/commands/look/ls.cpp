@@ -1,6 +1,4 @@
 // quillon ls: what a collection holds.
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <functional>
@@ -22,6 +20,7 @@
 #include "cli/terminal/colours.hpp"
 #include "cli/terminal/format.hpp"
 #include "cli/terminal/json.hpp"
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/table.hpp"
 #include "cli/terminal/terminal.hpp"
@@ -156,9 +155,8 @@ private:
         for (const Line& line : lines) {
             names.push_back(shownName(line.name, line.isCollection()) + shortMark(line));
         }
-        fmt::print("{}", inColumns(names, terminalWidth(), [&](size_t n) {
-                       return painted(lines[n]) + shortMark(lines[n]);
-                   }));
+        writeOut(inColumns(names, terminalWidth(),
+                           [&](size_t n) { return painted(lines[n]) + shortMark(lines[n]); }));
     }
 
     // A name a line for other programs.
@@ -179,11 +177,11 @@ class Headings {
 public:
     void print(const std::string& url) {
         separate();
-        fmt::print("{}:\n", forOutput(url));
+        printOut("{}:\n", forOutput(url));
     }
     // From what was listed before.
     void separate() {
-        if (!std::exchange(first_, false)) fmt::print("\n");
+        if (!std::exchange(first_, false)) printOut("\n");
     }
 
 private:
@@ -241,7 +239,7 @@ public:
         const Result<MemberLocks> locks = findLocks(collection, listed->resources.size());
         if (!locks) return locks.error();
         printMembers(collection, *listed, *locks);
-        std::fflush(stdout);
+        flushOut();
         return {};
     }
     int code() const { return code_; }  // of what was missing in a listing

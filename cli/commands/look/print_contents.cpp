@@ -15,6 +15,7 @@
 #include "cli/commands/look/content_part.hpp"
 #include "cli/parser/byte_count.hpp"
 #include "cli/session/servers.hpp"
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
 #include "client/remote/content.hpp"
@@ -60,9 +61,8 @@ public:
 private:
     void write(std::string_view text) {
         if (text.empty()) return;  // which may be null
-        const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size() &&
-                             std::fflush(stdout) == 0;
-        if (!written) failure_ = errno;
+        failure_ = writeOut(text);
+        if (failure_ == 0) failure_ = flushOut();
     }
 
     PartCutter cutter_;
@@ -157,8 +157,8 @@ int writeParts(Session& session, PartOptions& options, End end) {
         forEachUrl(session, options.urls, "fetch", [&](const Address& address) -> Result<void> {
             if (outputAbandoned()) return {};
             if (options.urls.size() > 1) {
-                fmt::print("{}==> {} <==\n", std::exchange(isFirst, false) ? "" : "\n",
-                           forOutput(address.url()));
+                printOut("{}==> {} <==\n", std::exchange(isFirst, false) ? "" : "\n",
+                         forOutput(address.url()));
             }
             return writePart(session, servers, address, part);
         });

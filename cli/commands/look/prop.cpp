@@ -8,6 +8,7 @@
 #include "cli/commands/command.hpp"
 #include "cli/session/remote_access.hpp"
 #include "cli/terminal/json.hpp"
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/table.hpp"
 #include "cli/terminal/terminal.hpp"
@@ -78,12 +79,12 @@ void printJson(const std::vector<Property>& properties, bool withValues) {
     for (const Property& each : properties) {
         text += (text.empty() ? "[" : ",\n ") + jsonOf(each, withValues).text();
     }
-    fmt::print("{}]\n", text.empty() ? "[" : text);
+    printOut("{}]\n", text.empty() ? "[" : text);
 }
 
 void printAll(const std::vector<Property>& properties, bool withValues) {
     if (!withValues) {
-        for (const Property& each : properties) fmt::print("{}\n", forOutput(shownName(each.name)));
+        for (const Property& each : properties) printOut("{}\n", forOutput(shownName(each.name)));
         return;
     }
     Table table({Align::left, Align::left});
@@ -92,7 +93,7 @@ void printAll(const std::vector<Property>& properties, bool withValues) {
         const std::string value = forOutput(vxhost::singleBlanks(each.value));  // in one line
         table.add(forOutput(shownName(each.name)), value.empty() ? "-" : value);
     }
-    fmt::print("{}", table.text());
+    writeOut(table.text());
 }
 
 // Of those that were asked for by name: 404 means that there is none.
@@ -128,7 +129,7 @@ int readThem(Session& session, const Address& address, const PropOptions& option
         printJson(*found, !lists);
     } else if (names->size() == 1 && found->size() == 1) {
         if (vxhost::isSuccess(found->front().status)) {
-            fmt::print("{}\n", forOutput(found->front().value));
+            printOut("{}\n", forOutput(found->front().value));
         }
     } else {
         printAll(*found, !lists);

@@ -271,7 +271,7 @@ private:
         return true;
     }
 
-    // By itself, with a question for a password where one is missing.
+    // By itself, where no bare request will do.
     void getSingle(size_t n) { end(n, fetch(session_, members_[n].address, options_, memory_)); }
 
     // Of all or of none, so that what is left can be told.
@@ -279,7 +279,7 @@ private:
         for (WantedMember& member : part.wanted) member.size.reset();
     }
 
-    void getFrom(const Part& part) {
+    void getFrom(Part& part) {
         std::vector<std::string> places;
         for (const WantedMember& member : part.wanted) places.push_back(member.place);
         const Address& first = members_[part.numbers.front()].address;
@@ -289,24 +289,27 @@ private:
         several.resumes = !options_.startsOver;
         several.memory = memory_;
         several.meter = &session_.progress();
-        std::vector<size_t> unauthorized;
-        several.ended = [&](size_t n, const Result<void>& outcome, bool endProven) {
-            if (!outcome && outcome.error().kind == Kind::notAuthorized) {
-                unauthorized.push_back(part.numbers[n]);
-            } else {
-                end(part.numbers[n], outcome, endProven);
-            }
-        };
+        // Those that were refused wait for another login, where there is one.
         const Result<void> got = session_.withRemote(first, [&](Remote& remote) -> Result<void> {
-            return remote.run(getSeveral(remote, part.wanted, several));
+            Part refused;
+            Result<void> outcome;
+            several.ended = [&](size_t n, const Result<void>& fetched, bool endProven) {
+                if (fetched || fetched.error().kind != Kind::notAuthorized) {
+                    return end(part.numbers[n], fetched, endProven);
+                }
+                outcome = fetched;
+                refused.numbers.push_back(part.numbers[n]);
+                refused.wanted.push_back(part.wanted[n]);
+            };
+            const Result<void> run = remote.run(getSeveral(remote, part.wanted, several));
+            if (!run) return run;
+            part = std::move(refused);
+            return outcome;
         });
-        for (const size_t n : got ? unauthorized : part.numbers) {
+        if (got) return;
+        for (const size_t n : part.numbers) {
             if (ends_.code() == exitInterrupted) return;
-            if (got) {
-                getSingle(n);
-            } else {
-                end(n, got);  // none was begun
-            }
+            end(n, got);
         }
     }
 

@@ -1,10 +1,10 @@
 // quillon encode: a password in the form in which the files of sites store it.
-#include <fmt/format.h>
 #include <unistd.h>
 
 #include "cli/commands/command.hpp"
 #include "cli/session/prompt.hpp"
 #include "cli/session/secret_file.hpp"
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/report.hpp"
 #include "client/password.hpp"
 
@@ -23,7 +23,7 @@ int runEncode(Session& session) {
     if (!clear) return report("encode a password", {}, clear.error());
     const Result<std::string> encoded = encodePassword(*extension, *clear);
     if (!encoded) return report("encode a password", {}, encoded.error());
-    fmt::print("{}\n", *encoded);
+    printOut("{}\n", *encoded);
     return exitDone;
 }
 

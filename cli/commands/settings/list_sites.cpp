@@ -5,7 +5,9 @@
 
 #include "cli/commands/command.hpp"
 #include "cli/config/site_file.hpp"
+#include "cli/session/keyring.hpp"
 #include "cli/terminal/json.hpp"
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/suggestion.hpp"
 #include "cli/terminal/table.hpp"
@@ -14,11 +16,16 @@
 namespace quillon::cli {
 namespace {
 
+bool isInKeyring(const Site& site) {
+    return site.passwordCommand == keyringLookup(site.name);
+}
+
 std::string_view wayInto(const Site& site) {
     if (!site.password.empty()) return "password stored";
     if (!site.tokenFile.empty() || !site.tokenCommand.empty()) return "by token";
     if (!site.auth.empty() && site.auth != "basic") return site.auth;
     if (!site.cert.empty()) return "by certificate";
+    if (isInKeyring(site)) return "password in the keyring";
     return site.passwordCommand.empty() ? "no password stored" : "password by command";
 }
 
@@ -28,7 +35,7 @@ void print(const std::vector<Site>& sites) {
         table.add(site.name, forOutput(site.url), site.user.empty() ? "-" : forOutput(site.user),
                   wayInto(site));
     }
-    fmt::print("{}", table.text());
+    writeOut(table.text());
 }
 
 std::string shown(const std::string& text) {
@@ -52,9 +59,11 @@ void printKeys(const Site& site) {
     for (const SiteKey& key : siteKeys()) {
         if (!isSet(site, key)) continue;
         const auto text = [&site](auto field) { return shown(site.*field); };
-        table.add(std::string(key.name), key.isSecret ? "stored" : std::visit(text, key.field));
+        std::string value = key.isSecret ? "stored" : std::visit(text, key.field);
+        if (key.name == "password-command" && isInKeyring(site)) value += " (the keyring)";
+        table.add(std::string(key.name), value);
     }
-    fmt::print("{}", table.text());
+    writeOut(table.text());
 }
 
 // "ca-file" is "caFile" there.
@@ -98,7 +107,7 @@ void printJson(const std::vector<Site>& sites) {
         for (const SiteKey& key : siteKeys()) addTo(object, key, site);
         objects.push_back(object.text());
     }
-    fmt::print("[{}]\n", fmt::join(objects, ","));
+    printOut("[{}]\n", fmt::join(objects, ","));
 }
 
 int runShowSite(Session& session, const std::string& name, bool json) {

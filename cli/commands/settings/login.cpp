@@ -10,6 +10,7 @@
 #include "cli/config/site_file.hpp"
 #include "cli/parser/words.hpp"
 #include "cli/session/keyring.hpp"
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
 #include "platform/text/url.hpp"
@@ -79,13 +80,31 @@ Site siteFor(const std::optional<Site>& before, const std::string& name, const s
     return site;
 }
 
+Error notTogether(std::string_view one, std::string_view other) {
+    return localError(Kind::usage, fmt::format("{} and {} do not go together.", one, other));
+}
+
 // Of two sources one would be tried, and the other be the site's.
 Result<void> checkSources(const LoginOptions& options, const CommonOptions& common) {
-    const bool twoPasswords = !options.passwordCommand.empty() && !common.passwordFile.empty();
-    const bool twoTokens = !options.tokenCommand.empty() && !common.access.tokenFile.empty();
-    if (!twoPasswords && !twoTokens) return {};
-    return localError(Kind::usage, fmt::format("--{0}-file and --{0}-command do not go together.",
-                                               twoPasswords ? "password" : "token"));
+    const bool hasFile = !common.access.tokenFile.empty();
+    if (!options.passwordCommand.empty() && !common.passwordFile.empty()) {
+        return notTogether("--password-file", "--password-command");
+    }
+    if (!options.tokenCommand.empty()) {
+        if (hasFile) return notTogether("--token-file", "--token-command");
+        return checkSoleTeller(common, "--token-command");
+    }
+    if (!options.byBrowser) return {};
+    if (hasFile) return notTogether("--token-file", "--browser");
+    if (!common.access.auth.empty()) return notTogether("--auth", "--browser");
+    return checkSoleTeller(common, "--browser");
+}
+
+// What would say who it is in the place of the user that is given now.
+void forgetTeller(Site& site) {
+    site.tokenFile.clear();
+    site.tokenCommand.clear();
+    if (site.auth == "negotiate") site.auth.clear();
 }
 
 // Commands of the line, and whose password goes into the keyring.
@@ -100,6 +119,7 @@ Result<void> takeCommands(Site& site, const LoginOptions& options, const CommonO
         words = std::move(*split);
     }
     if (!options.tokenCommand.empty()) site.tokenFile.clear();
+    if (!common.user.empty() || options.byBrowser) forgetTeller(site);
     const bool isGiven = !common.passwordFile.empty() || options.byBrowser;
     if (isGiven && options.passwordCommand.empty() && site.cert.empty()) {
         if (site.passwordCommand != keyringLookup(site.name)) site.passwordCommand.clear();
@@ -140,8 +160,8 @@ int runLogin(Session& session, LoginOptions& options) {
     site.url = trial.address().collection();
     const Result<void> stored = storeLogin(session, site, *before, trial.options(), *login);
     if (!stored) return nothingStored(site.url, stored.error());
-    fmt::print("{}: is {}{}{}\n", site.name, site.url, login->user.empty() ? "" : ", user ",
-               harmless(login->user));
+    printOut("{}: is {}{}{}\n", site.name, site.url, login->user.empty() ? "" : ", user ",
+             harmless(login->user));
     return exitDone;
 }
 
@@ -170,7 +190,8 @@ void addLogin(CommandDefinition program, Invocation& invocation) {
         .addOption("--token-command", options->tokenCommand,
                    "Have the site run this for a bearer token, again when one is refused")
         .typeName("COMMAND")
-        .notEmpty();
+        .notEmpty()
+        .excludes(browser);
     command.setFooter(
         "The password is asked for, tried on the server and stored encrypted, for you alone.\n"
         "Afterwards the name and a colon stand for the URL in every command. The options by\n"

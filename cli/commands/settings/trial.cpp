@@ -129,7 +129,7 @@ Result<Login> Trial::run() {
         login.password = address_.password();
     }
     const Result<void> accepted = accept(login);
-    if (!accepted) return accepted.error();
+    if (!accepted) return explainRefusal(options_.access, nullptr, login, accepted.error());
     return login;
 }
 

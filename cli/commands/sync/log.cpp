@@ -8,6 +8,7 @@
 #include "cli/commands/sync/pairs.hpp"
 #include "cli/terminal/format.hpp"
 #include "cli/terminal/json.hpp"
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
 
@@ -29,15 +30,15 @@ void printDeed(const sync::Deed& deed, bool json) {
         object.addText("path", path);
         if (!deed.from.empty()) object.addText("from", deed.from);
         object.addFlag("certain", deed.isCertain);
-        fmt::print("{}\n", object.text());
+        printOut("{}\n", object.text());
         return;
     }
     const bool replaced = !deed.oldHash.empty() && !deed.newHash.empty();
-    fmt::print("{:>4}  {}  {}{} {}{}\n", deed.run, localDate(deed.when),
-               deed.isCertain ? "" : "perhaps ", wordOf(deed.act, false), forOutput(path),
-               !deed.from.empty() ? fmt::format(" (from {})", forOutput(deed.from))
-               : replaced         ? " (over another version)"
-                                  : "");
+    printOut("{:>4}  {}  {}{} {}{}\n", deed.run, localDate(deed.when),
+             deed.isCertain ? "" : "perhaps ", wordOf(deed.act, false), forOutput(path),
+             !deed.from.empty() ? fmt::format(" (from {})", forOutput(deed.from))
+             : replaced         ? " (over another version)"
+                                : "");
 }
 
 int runLog(const LogChoice& choice) {

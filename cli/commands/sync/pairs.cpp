@@ -21,6 +21,22 @@ Result<sync::Pair> findPair(const std::string& folder) {
                                   folder == "." ? "This folder" : folder));
 }
 
+Result<void> noteSite(sync::Pair& pair, Session& session, const Address& root) {
+    const Site* site = session.sites().of(root);
+    return pair.state().set("site", site == nullptr ? "" : site->name);
+}
+
+Result<Address> collectionOf(const sync::Pair& pair, Session& session) {
+    const Result<std::optional<std::string>> site = pair.state().setting("site");
+    if (!site) return site.error();
+    const std::string named = site->value_or("") + ":";
+    if (Sites::knows(named)) {
+        const Result<Address> whole = session.sites().resolve(named);
+        if (!whole) return whole.error();
+    }
+    return pair.collection();
+}
+
 void addStartOption(CommandDefinition command, std::string& start) {
     command
         .addOption("-C,--directory", start,

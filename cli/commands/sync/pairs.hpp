@@ -15,6 +15,11 @@ namespace quillon::cli {
 // Of the folder, or of one that it is in. A failure says how one is made.
 Result<sync::Pair> findPair(const std::string& folder);
 
+// The site through which it is named now, so that later runs get in as this one does.
+Result<void> noteSite(sync::Pair& pair, Session& session, const Address& root);
+// Its collection, with the site that is noted where that is still there.
+Result<Address> collectionOf(const sync::Pair& pair, Session& session);
+
 // -C, which all commands on a working copy have: where they begin, in place of the current folder.
 void addStartOption(CommandDefinition command, std::string& start);
 // The folder as a word, for those that have no other words.

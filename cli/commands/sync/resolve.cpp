@@ -1,7 +1,6 @@
 // quillon resolve: settles conflicts of quillon sync.
 #include "sync/resolve.hpp"
-
-#include <fmt/format.h>
+#include "cli/terminal/print.hpp"
 
 #include <filesystem>
 #include <memory>
@@ -115,7 +114,7 @@ int resolveOne(const std::string& file, const ResolveChoice& choice) {
     if (!conflict) return report("resolve", file, conflict.error());
     const Result<std::string_view> settled = settle(*resolver, *conflict, choice);
     if (!settled) return report("resolve", file, settled.error());
-    fmt::print("{}: {}\n", forOutput(file), *settled);
+    printOut("{}: {}\n", forOutput(file), *settled);
     return exitDone;
 }
 

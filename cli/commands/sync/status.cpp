@@ -11,6 +11,7 @@
 #include "cli/session/remote_access.hpp"
 #include "cli/terminal/format.hpp"
 #include "cli/terminal/json.hpp"
+#include "cli/terminal/print.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
 
@@ -101,11 +102,11 @@ public:
             object.addText("state", std::string(state));
             object.addText("path", path);
             if (!remark.empty()) object.addText("why", remark);
-            fmt::print("{}\n", object.text());
+            printOut("{}\n", object.text());
             return;
         }
-        fmt::print("{:<22} {}{}\n", state, forOutput(path),
-                   remark.empty() ? "" : fmt::format(" ({})", forOutput(remark)));
+        printOut("{:<22} {}{}\n", state, forOutput(path),
+                 remark.empty() ? "" : fmt::format(" ({})", forOutput(remark)));
     }
 
 private:
@@ -141,11 +142,11 @@ int tellAll(const sync::Plan& plan, const std::vector<sync::Failed>& failures, b
                                                              localDate(each.notBefore))
                                                : each.why);
     }
-    if (count == 0 && !json) fmt::print("Both sides are the same.\n");
+    if (count == 0 && !json) printOut("Both sides are the same.\n");
     if (unproven > 0) {
-        fmt::print("{} stored not long ago {} compared once more by the next run.\n",
-                   unproven == 1 ? "A file" : fmt::format("{} files", unproven),
-                   unproven == 1 ? "is" : "are");
+        printOut("{} stored not long ago {} compared once more by the next run.\n",
+                 unproven == 1 ? "A file" : fmt::format("{} files", unproven),
+                 unproven == 1 ? "is" : "are");
     }
     return code;
 }
@@ -154,7 +155,7 @@ int runStatus(Session& session, const StatusChoice& choice) {
     const std::string folder = folderFrom(choice.start, choice.folder);
     Result<sync::Pair> pair = findPair(folder);
     if (!pair) return report("look at", folder, pair.error());
-    const Result<Address> root = pair->collection();
+    const Result<Address> root = collectionOf(*pair, session);
     if (!root) return report("look at", pair->url(), root.error());
     Result<sync::Plan> plan = localError(Kind::local, "");
     if (choice.isLocal) {
@@ -168,8 +169,8 @@ int runStatus(Session& session, const StatusChoice& choice) {
     const Result<std::vector<sync::Failed>> failures = pair->state().failures();
     if (!failures) return report("look at", folder, failures.error());
     if (!choice.json) {
-        fmt::print("{} and {}{}\n", forOutput(pair->folder().string()), forOutput(root->url()),
-                   choice.isLocal ? ", this side alone" : "");
+        printOut("{} and {}{}\n", forOutput(pair->folder().string()), forOutput(root->url()),
+                 choice.isLocal ? ", this side alone" : "");
     }
     return tellAll(*plan, *failures, choice.json);
 }

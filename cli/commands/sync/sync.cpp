@@ -169,7 +169,7 @@ Result<void> applySettings(sync::Pair& pair, const SyncChoice& choice) {
 
 int runPair(Session& session, const SyncChoice& choice, sync::Pair& pair, bool isNew) {
     SyncTeller teller(session, choice);
-    const Result<Address> root = pair.collection();
+    const Result<Address> root = collectionOf(pair, session);
     if (!root) return report("synchronise with", pair.url(), root.error());
     const Result<void> set = applySettings(pair, choice);
     const Result<sync::StoreLimits> limits = limitsOf(pair);
@@ -229,6 +229,9 @@ int runNew(Session& session, SyncChoice& choice) {
     if (!known) return report("pair", choice.folder, known.error());
     if (*known && (*known)->url() == root.url() &&
         (*known)->pathOf(choice.folder).value_or("") == "") {
+        const bool isDry = choice.telling.dryRun;
+        const auto noted = isDry ? Result<void>() : noteSite(**known, session, root);
+        if (!noted) return report("pair", choice.folder, noted.error());
         return runPair(session, choice, **known, !hasBegun(**known));
     }
     if (*known) {
@@ -247,7 +250,8 @@ int runNew(Session& session, SyncChoice& choice) {
     }
     bool madeFolder = false;
     Result<sync::Pair> pair = makePair(choice, root, madeFolder);
-    if (!pair) return report("pair", choice.folder, pair.error());
+    const Result<void> noted = pair ? noteSite(*pair, session, root) : Result<void>(pair.error());
+    if (!noted) return report("pair", choice.folder, noted.error());
     const int code = runPair(session, choice, *pair, true);
     if (!hasBegun(*pair)) {
         const Result<void> forgotten = sync::Pair::forget(std::move(*pair));

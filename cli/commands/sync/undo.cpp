@@ -1,7 +1,6 @@
 // quillon undo: gives back what a run of sync replaced or removed.
 #include "sync/undo.hpp"
-
-#include <fmt/format.h>
+#include "cli/terminal/print.hpp"
 
 #include <memory>
 #include <string>
@@ -30,7 +29,7 @@ int runUndo(Session& session, const UndoChoice& choice) {
     const std::string folder = folderFrom(choice.start);
     Result<sync::Pair> pair = findPair(folder);
     if (!pair) return report("undo a run of", folder, pair.error());
-    const Result<Address> root = pair->collection();
+    const Result<Address> root = collectionOf(*pair, session);
     if (!root) return report("undo a run of", pair->url(), root.error());
     const Result<sync::StoreLimits> limits = limitsOf(*pair);
     if (!limits) return report("undo a run of", folder, limits.error());
@@ -39,7 +38,7 @@ int runUndo(Session& session, const UndoChoice& choice) {
     options.limits = *limits;
     options.tell = [&code](const sync::SyncEvent& event) {
         if (!event.error) {
-            fmt::print("{} {}\n", wordOfUndone(event.act), forOutput(event.path));
+            printOut("{} {}\n", wordOfUndone(event.act), forOutput(event.path));
             return;
         }
         const int its = report("give back", event.path, *event.error);
