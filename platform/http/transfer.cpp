@@ -12,6 +12,7 @@
 #include "platform/base/status.hpp"
 #include "platform/http/curl_failure.hpp"
 #include "platform/http/curl_options.hpp"
+#include "platform/http/request_options.hpp"
 #include "platform/http/server_certificate.hpp"
 #include "platform/http/upload_source.hpp"
 #include "platform/http/way_in.hpp"
@@ -29,8 +30,6 @@ constexpr uint64_t readText = 4 * keptText;    // the rest is not waited for
 constexpr uint64_t mostHeaderBytes = 1 << 18;  // of one answer; curl itself takes 300 KB
 constexpr uint64_t mostUnpacking = 4;          // times the memory that a listing may take
 constexpr milliseconds tailGrace{50};          // for the end of an answer that nobody reads
-constexpr uint64_t expectThreshold = 1 << 20;  // bodies above it wait for 100 Continue
-constexpr uint64_t streamThreshold = 1 << 18;  // the windows of HTTP/2 slow longer uploads
 constexpr long idleSecondsRepeatable = 60;     // of a connection that is used again
 constexpr long idleSecondsOnce = 4;            // Apache's default closes after 5
 
@@ -58,10 +57,10 @@ Transfer::Transfer(CURL* easy, CURLM* multi, const Sender& sender, const Request
       request_(request),
       attempts_(attempts),
       stall_(sender.settings.stallTimeout, sender.settings.leastSpeed) {
-    setHeaders();
-    setMethod();
+    headers_ = setHeaders(easy_, sender_, request_, attempts_.awaitsContinue);
+    setMethod(easy_, sender_, request_);
+    setSpeed(easy_, sender_, request_);
     setCallbacks();
-    setSpeed();
     setWireTrace(easy_, sender_);
     setOption(easy_, CURLOPT_URL, request_.url.c_str());
     setOption(easy_, CURLOPT_ERRORBUFFER, static_cast<char*>(error_));
@@ -90,70 +89,6 @@ bool Transfer::kept(Body&& body) noexcept {
 
 void Transfer::fail(Status status, std::string_view why) const {
     throw Failure(status, fmt::format("{} {}: {}.", request_.method, request_.url, why));
-}
-
-void Transfer::addHeader(const char* line) {
-    curl_slist* longer = curl_slist_append(headers_.get(), line);
-    if (!longer) throw std::bad_alloc();
-    static_cast<void>(headers_.release());
-    headers_.reset(longer);
-}
-
-void Transfer::setHeaders() {
-    for (const auto& line : request_.headers) addHeader(line.c_str());
-    if (const WayIn* wayIn = wayInTo(request_.url, sender_.settings)) {
-        for (const SecretText& line : wayIn->headers) addHeader(line.get());
-    }
-    if (!request_.document.empty()) {
-        addHeader(fmt::format("Content-Type: {}", request_.documentType).c_str());
-    }
-    const bool large = request_.upload &&
-                       (request_.isLarge ||
-                        request_.upload->length().value_or(expectThreshold + 1) > expectThreshold);
-    addHeader(large && attempts_.awaitsContinue ? "Expect: 100-continue" : "Expect:");
-    setOption(easy_, CURLOPT_HTTPHEADER, headers_.get());
-    // A listing shrinks to a tenth. A member's bytes come as they are stored.
-    setOption(easy_, CURLOPT_ACCEPT_ENCODING, isListing() ? "gzip, deflate" : nullptr);
-}
-
-void Transfer::setMethod() {
-    // Takes back what another request has set. With the document of one, curl would not rewind an
-    // upload that it has to send again.
-    setOption(easy_, CURLOPT_POSTFIELDS, nullptr);
-    setOption(easy_, CURLOPT_HTTPGET, 1L);
-    setOption(easy_, CURLOPT_CUSTOMREQUEST, nullptr);
-    const auto length = request_.upload ? request_.upload->length() : 0;
-    const bool isLarge = request_.isLarge || length.value_or(streamThreshold + 1) > streamThreshold;
-    const WayIn* wayIn = wayInTo(request_.url, sender_.settings);
-    const bool ofConnection = wayIn && wayIn->connectionScheme != 0;
-    const auto version = isLarge || ofConnection ? CURL_HTTP_VERSION_1_1 : CURL_HTTP_VERSION_2TLS;
-    setOption(easy_, CURLOPT_HTTP_VERSION, static_cast<long>(version));
-    if (request_.upload) {
-        setOption(easy_, CURLOPT_UPLOAD, 1L);
-        setOption(easy_, CURLOPT_INFILESIZE_LARGE, length ? static_cast<curl_off_t>(*length) : -1);
-        return;
-    }
-    if (request_.method == "HEAD") {
-        setOption(easy_, CURLOPT_NOBODY, 1L);
-        return;
-    }
-    if (!request_.document.empty() || request_.method == "POST") {
-        setOption(easy_, CURLOPT_POST, 1L);
-        setOption(easy_, CURLOPT_POSTFIELDSIZE_LARGE,
-                  static_cast<curl_off_t>(request_.document.size()));
-        setOption(easy_, CURLOPT_POSTFIELDS, request_.document.data());
-    }
-    if (request_.method != "GET") setOption(easy_, CURLOPT_CUSTOMREQUEST, request_.method.c_str());
-}
-
-void Transfer::setSpeed() {
-    const Settings& settings = sender_.settings;
-    const bool moves = request_.upload || request_.policy.content;
-    const uint64_t senders = settings.senders ? std::max(1u, settings.senders->load()) : 1;
-    const auto most =
-        static_cast<curl_off_t>(moves ? (settings.mostSpeed + senders - 1) / senders : 0);
-    setOption(easy_, CURLOPT_MAX_SEND_SPEED_LARGE, most);
-    setOption(easy_, CURLOPT_MAX_RECV_SPEED_LARGE, most);
 }
 
 void Transfer::setCallbacks() {
@@ -307,7 +242,7 @@ bool Transfer::takeBody(std::string_view piece) {
         if (!bodyBegun_) request_.sink->begin(answer_);
         bodyBegun_ = true;
         const uint64_t most = mostUnpacking * sender_.settings.mostListingBytes;
-        if (isListing() && bodyBytes_ > most && answer_.headers.has("Content-Encoding")) {
+        if (isListing(request_) && bodyBytes_ > most && answer_.headers.has("Content-Encoding")) {
             fail(WEBLNK_BAD_ANSWER, "the answer is too long when it is unpacked");
         }
         request_.sink->write(piece);

@@ -62,10 +62,6 @@ private:
     // Why the rest of an answer is not wanted.
     enum class Enough { no, expectRefused, lastChallenge, longText, graceOver };
 
-    void addHeader(const char* line);
-    void setHeaders();
-    void setMethod();
-    void setSpeed();
     void setCallbacks();
     void watchSpeed();
     void watchAnswer();
@@ -85,7 +81,6 @@ private:
     bool mustWait();
     bool mustHold();
     bool takeBody(std::string_view piece);
-    bool isListing() const { return request_.isStreamed && !request_.policy.content; }
     bool movesContent() const;  // now, and not what comes before and after
     bool stop(Enough why);      // false
     bool isSuccess() const { return vxhost::isSuccess(answer_.status); }
