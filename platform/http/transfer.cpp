@@ -3,9 +3,7 @@
 #include <fmt/format.h>
 #include <sys/socket.h>
 
-#include <algorithm>
 #include <charconv>
-#include <new>
 #include <utility>
 
 #include "platform/base/logger.hpp"
