@@ -96,6 +96,7 @@ struct Error {
     std::vector<std::string> sentences;  // for a person, in order; never empty
     std::vector<StrayLock> locks{};      // that the person may take off, by unlock
     std::optional<KeptPart> part{};
+    std::vector<std::string> locked{};  // URLs of what a lock forbade to change with the rest
 };
 
 // Whether an unlock that failed so left no lock all the same, as the server says that was asked.

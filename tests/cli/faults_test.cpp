@@ -112,6 +112,21 @@ TEST_F(Faults, aLockOfOnesOwnIsForgottenOnceItIsOff) {
     }
 }
 
+TEST_F(Faults, aRefusedListOfOwnLocksIsNotTakenForAnotherFailure) {
+    const auto refuse = [](const auto& request) {
+        return Answer(request.field("If").empty() ? 423 : 412);
+    };
+    server.on("DELETE", "/c/d/", refuse).on("MOVE", "/c/d/", refuse);
+    server.on("PROPFIND", "/c/e/", Answer(404));
+    ASSERT_EQ(quillon({"lock", collection + "d/f"}).exitCode, 0);
+    const std::string told = "To take it off: quillon unlock --mine " + collection + "d/\n";
+    expect({{{"rm", "-r", "-y", collection + "d/"}, 5, told},
+            {{"mv", collection + "d/", "e"}, 5, told},
+            {{"mv", collection + "d/", "g"}, 1, "this name there already"},
+            {{"unlock", "--mine", collection + "d/"}, 0, ""}});
+    nothingStays();
+}
+
 TEST_F(Faults, contentThatMayBeCutShortIsNotHandedToWhatChangesIt) {
     const Answer bare = Answer().replacedBy("HTTP/1.1 200 OK\r\n\r\nold ");
     const auto unsized = [](const auto&) { return std::string("HTTP/1.1 200 OK\r\n\r\n"); };

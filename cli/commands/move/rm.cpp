@@ -16,6 +16,7 @@
 #include "cli/terminal/report.hpp"
 #include "client/remote/change.hpp"
 #include "client/remote/holder.hpp"
+#include "client/remote/locks_within.hpp"
 #include "client/tree/walk.hpp"
 
 namespace quillon::cli {
@@ -152,11 +153,15 @@ private:
             if (!may) return may.error();
             if (!*may) return {};
         }
-        Result<void> removed = remote.run(quillon::remove(remote, collection.url()));
+        const std::string url = collection.url();
+        const TreeChange change = [&](Conditions conditions) {
+            return quillon::remove(remote, url, std::move(conditions));
+        };
+        Result<void> removed = remote.run(changeTree(remote, url, unconditional, change));
         if (!removed) {
-            Error error = remote.run(withHolder(
-                remote, {collection.url(), collection.parent().url()}, std::move(removed).error()));
-            return withLocksWithin(session_.leftWork(), collection.url(), std::move(error));
+            Error error = remote.run(
+                withHolder(remote, {url, collection.parent().url()}, std::move(removed).error()));
+            return withLocksWithin(session_.leftWork(), url, std::move(error));
         }
         tell(collection.url());
         return {};
@@ -232,7 +237,7 @@ void addRm(CommandDefinition program, Invocation& invocation) {
         "Before a collection goes, a person is told how much is in it, and asked. Without a\n"
         "terminal nobody is asked and nothing deleted, unless --yes is given.\n\n"
         "A member on which quillon lock left a lock of yours goes with that lock, as it does by\n"
-        "--token.\n\n" +
+        "--token, and so does a collection in which there are such members.\n\n" +
         std::string(timeHelp) +
         "\nExamples:\n"
         "  quillon rm https://example.org/dav/old.txt\n"
