@@ -64,6 +64,7 @@ enum class Code : uint32_t {
     untrusted = 0x80FFD004,              // the server's certificate
     timedOut = 0x80FFD005,
     cutOff = 0x80FFD006,
+    unreadable = 0x80FFD009,  // an answer that is not HTTP, or not the XML that it must be
     proxyRefused = 0x80FFD00B,
     noAuthorities = 0x80FFD00F,      // their file cannot be used
     lockLeft = 0x80FFD010,           // it could not be given back, and is still there
