@@ -185,8 +185,10 @@ TEST_F(LostUpdates, aLockOfOnesOwnKeepsOthersOutAlone) {
             {{"mv", "--token", other, a, url + "b"}, 3, told}});
     EXPECT_EQ(content(server, "a"), "old");
     // So do those in a collection, of which each is asked for; what somebody else locked stays.
-    const Arguments trees[] = {
-        {"rm", "-r", "-y", url + "c/"}, {"mv", url + "c/", url + "d/"}, {"mv", url + "c", "d"}};
+    const Arguments trees[] = {{"rm", "-r", "-y", url + "c/"},
+                               {"rmcol", "-r", url + "c"},
+                               {"mv", url + "c/", url + "d/"},
+                               {"mv", url + "c", "d"}};
     for (const Arguments& arguments : trees) {
         SCOPED_TRACE(testing::PrintToString(arguments));
         ASSERT_EQ(quillon({"mkcol", "-p", url + "c/ü/"}).exitCode, 0);

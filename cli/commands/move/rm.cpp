@@ -9,14 +9,12 @@
 #include "cli/commands/change/named_lock.hpp"
 #include "cli/commands/command.hpp"
 #include "cli/commands/matching.hpp"
+#include "cli/commands/move/remove_tree.hpp"
 #include "cli/commands/move/telling.hpp"
 #include "cli/parser/options.hpp"
 #include "cli/session/question.hpp"
 #include "cli/session/servers.hpp"
 #include "cli/terminal/report.hpp"
-#include "client/remote/change.hpp"
-#include "client/remote/holder.hpp"
-#include "client/remote/locks_within.hpp"
 #include "client/tree/walk.hpp"
 
 namespace quillon::cli {
@@ -143,26 +141,17 @@ private:
         if (!collection.asMember().namesMember()) {
             return localError(Kind::usage, "This is the server's root, and was left alone.");
         }
-        const Result<Remote*> known = servers_.of(collection);
-        if (!known) return known.error();
-        Remote& remote = **known;
         if (options_.telling.dryRun || !options_.yes) {
-            const Count count = countTree(remote, collection.url());
+            const Result<Remote*> known = servers_.of(collection);
+            if (!known) return known.error();
+            const Count count = countTree(**known, collection.url());
             if (options_.telling.dryRun) return {};
             const Result<bool> may = askPerson(question(collection.url(), count), "--yes");
             if (!may) return may.error();
             if (!*may) return {};
         }
-        const std::string url = collection.url();
-        const TreeChange change = [&](Conditions conditions) {
-            return quillon::remove(remote, url, std::move(conditions));
-        };
-        Result<void> removed = remote.run(changeTree(remote, url, unconditional, change));
-        if (!removed) {
-            Error error = remote.run(
-                withHolder(remote, {url, collection.parent().url()}, std::move(removed).error()));
-            return withLocksWithin(session_.leftWork(), url, std::move(error));
-        }
+        Result<void> removed = removeTree(session_, collection);
+        if (!removed) return removed;
         tell(collection.url());
         return {};
     }
