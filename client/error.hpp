@@ -64,6 +64,7 @@ enum class Code : uint32_t {
     untrusted = 0x80FFD004,              // the server's certificate
     timedOut = 0x80FFD005,
     cutOff = 0x80FFD006,
+    unreadable = 0x80FFD009,  // an answer that is not HTTP, or not the XML that it must be
     proxyRefused = 0x80FFD00B,
     noAuthorities = 0x80FFD00F,      // their file cannot be used
     lockLeft = 0x80FFD010,           // it could not be given back, and is still there
@@ -97,6 +98,7 @@ struct Error {
     std::vector<std::string> sentences;  // for a person, in order; never empty
     std::vector<StrayLock> locks{};      // that the person may take off, by unlock
     std::optional<KeptPart> part{};
+    std::vector<std::string> locked{};  // URLs of what a lock forbade to change with the rest
 };
 
 // Whether an unlock that failed so left no lock all the same, as the server says that was asked.

@@ -49,11 +49,16 @@ std::vector<std::string_view> methodNames(uint32_t allow) {
     return allowed;
 }
 
-Properties propertiesOf(const vx::FileHandle& handle, std::string_view url) {
+Properties allowedBy(const vx::FileHandle& handle) {
     Properties properties;
     properties.exists = (handle.flags & vx::FILE_EXISTS) != 0;
     properties.methods = methodNames(handle.allow);
     properties.canLock = (handle.allow & vx::ALLOW_LOCK) != 0;
+    return properties;
+}
+
+Properties propertiesOf(const vx::FileHandle& handle, std::string_view url) {
+    Properties properties = allowedBy(handle);
     const vx::FileInfo* info = handle.fileInfo;
     if (info == nullptr) return properties;
     properties.isCollection = isCollection(*info);
@@ -92,6 +97,10 @@ Result<Properties> Member::info() {
         state_->handle, &vxhost::utf32ToUtf8(), begin(state_->journal));
     if (status != vx::VX_SUCCESS) return failure(status, state_->journal);
     return propertiesOf(*state_->handle, url());
+}
+
+Properties Member::allowed() const {
+    return allowedBy(*state_->handle);
 }
 
 std::optional<Properties> Member::lastInfo() const {

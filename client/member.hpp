@@ -24,7 +24,7 @@ struct Properties {
     bool exists = false;  // when not, the rest says nothing but what the server allows there
     bool isCollection = false;
     bool canLock = false;
-    std::optional<uint64_t> size;  // in bytes; nothing when not known
+    std::optional<uint64_t> size;  // in bytes; nothing when not known, and of a collection
     std::optional<Time> created;
     std::optional<Time> modified;
     std::string displayName;                // empty: the server gives none of its own
@@ -59,6 +59,8 @@ public:
     bool exists() const;  // as last heard
 
     Result<Properties> info();
+    // What the server allows there, as last heard; asks nothing, and what it is is left open.
+    Properties allowed() const;
     std::optional<Properties> lastInfo() const;  // what info and lock read last; asks nothing
 
     // The entity tag of what was seen, fetched or stored last, as a condition carries it. Empty:

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "client/collection.hpp"
+#include "client/content_size.hpp"
 #include "client/outcome.hpp"
 #include "host/quillon.h"
 #include "platform/host/host.hpp"
@@ -77,8 +78,8 @@ inline bool isCollection(const vx::FileInfo& info) {
 
 // Of a member's content; nothing where the server tells none.
 inline std::optional<uint64_t> sizeOf(const vx::FileInfo& info) {
-    if (isCollection(info) || info.size == vxhost::unknownSize) return std::nullopt;
-    return info.size;
+    const bool isTold = info.size != vxhost::unknownSize;
+    return contentSize(isCollection(info), isTold ? std::optional(info.size) : std::nullopt);
 }
 
 // UTF-8 text as the pairs of a parameter record take it.

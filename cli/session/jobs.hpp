@@ -16,6 +16,8 @@ namespace quillon::cli {
 
 // Most of the time that a small member takes is waiting for answers.
 inline constexpr size_t defaultJobs = 16;
+// By bare requests: how many of them that is is for the server to show.
+inline constexpr size_t mostAtOnce = 64;
 
 // How many of the members to do at a time: what the command line says, else the site of the first,
 // else as usual. One when two come to one place, whose names are given, since their order counts

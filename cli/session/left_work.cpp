@@ -29,6 +29,14 @@ void tellNote(const LockNote& note) {
     }
 }
 
+bool isWithin(const std::string& url, const std::string& collection) {
+    return collection.ends_with('/') && url.starts_with(collection) && url != collection;
+}
+
+bool isKept(const FoundNote& found) {
+    return found.note.kind == LockKind::kept && !found.note.token.empty();
+}
+
 // What a person keeps, and knows of, is nothing that was left behind.
 bool isLeftBehind(const FoundNote& found) {
     return !found.isAlive && found.note.kind == LockKind::change;
@@ -122,9 +130,8 @@ std::vector<LockNote> LeftWork::findMine(const std::string& url) {
     const std::lock_guard lock(mutex_);
     std::vector<LockNote> mine;
     for (const FoundNote& found : notes()) {
-        const bool isBelow = url.ends_with('/') && found.note.url.starts_with(url);
         if (found.isAlive || found.note.token.empty()) continue;
-        if (found.note.url != url && !isBelow) continue;
+        if (found.note.url != url && !isWithin(found.note.url, url)) continue;
         mine.push_back(found.note);
     }
     return mine;
@@ -134,10 +141,18 @@ std::vector<FoundNote> LeftWork::findKept(const std::string& url) {
     const std::lock_guard lock(mutex_);
     std::vector<FoundNote> kept;
     for (const FoundNote& found : notes()) {
-        const bool isKept = found.note.kind == LockKind::kept && !found.note.token.empty();
-        if (isKept && found.note.url == url) kept.push_back(found);
+        if (isKept(found) && found.note.url == url) kept.push_back(found);
     }
     return kept;
+}
+
+std::vector<std::string> LeftWork::findKeptWithin(const std::string& collection) {
+    const std::lock_guard lock(mutex_);
+    std::set<std::string> urls;
+    for (const FoundNote& found : notes()) {
+        if (isKept(found) && isWithin(found.note.url, collection)) urls.insert(found.note.url);
+    }
+    return {urls.begin(), urls.end()};
 }
 
 std::vector<FoundNote> LeftWork::findNotesOf(const std::string& url, const std::string& token) {

@@ -34,6 +34,9 @@ public:
     // Those that the person keeps on the resource, also while they are used.
     std::vector<FoundNote> findKept(const std::string& url);
 
+    // Resources in the collection, at any depth, on which the person keeps some.
+    std::vector<std::string> findKeptWithin(const std::string& collection);
+
     // Those of the lock with that token, also of processes that have begun since, as they are now.
     std::vector<FoundNote> findNotesOf(const std::string& url, const std::string& token);
 

@@ -9,6 +9,7 @@
 #include "cli/terminal/format.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/suggestion.hpp"
+#include "client/remote/locks_within.hpp"
 #include "platform/http/headers.hpp"
 #include "platform/text/url.hpp"
 
@@ -36,8 +37,8 @@ std::string explanation(const FoundNote& found) {
 }  // namespace
 
 Error withLocksWithin(LeftWork& notes, const std::string& collection, Error error) {
-    const bool isIt = error.kind == Kind::locked || error.httpStatus == 424;
-    if (isIt && !notes.findMine(collection).empty()) {
+    const bool isOthers = !error.locks.empty();  // as the server told, when it was asked
+    if (mayBeForLockWithin(error) && !isOthers && !notes.findMine(collection).empty()) {
         error.sentences.push_back(
             "A lock of your own is in it. To take it off: quillon unlock --mine " +
             shellWord(collection));
@@ -91,6 +92,10 @@ vxhost::OwnLock OwnLocks::use(std::string token, bool isNamed, std::shared_ptr<v
 bool OwnLocks::isUsed(const std::string& token) const {
     const auto found = uses_.find(token);
     return found != uses_.end() && !found->second.expired();
+}
+
+std::vector<std::string> OwnLocks::lockedWithin(const std::string& collection) {
+    return notes_.findKeptWithin(collection);
 }
 
 void OwnLocks::noteUsed(const std::string& url, const std::string& token) {

@@ -8,6 +8,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "cli/session/left_work.hpp"
 #include "client/error.hpp"
@@ -27,6 +28,7 @@ public:
     void forgetNames();
 
     std::optional<vxhost::OwnLock> find(const std::string& url) override;
+    std::vector<std::string> lockedWithin(const std::string& collection) override;
     void noteUsed(const std::string& url, const std::string& token) override;
     void noteGone(const std::string& url, const std::string& token) override;
     void noteEnded(const std::string& url, const std::string& token) override;

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -28,10 +29,11 @@ Request changeOf(const char* method, std::string url,
 
 constexpr size_t mostRefusalsTold = 5;
 
-// A 207 holds what was not done (RFC 4918, 9.6.1): the first of that, but for what failed because
-// of something else, is the answer, and the first few are told.
-Error partlyDone(Answer& answer) {
-    std::vector<std::string> told;
+// A 207 holds what was not done (RFC 4918, 9.6.1), and with some servers a 424 why nothing was: the
+// first of that, but for what failed because of something else, is the answer, and the first few
+// are told. Nothing where it holds none.
+std::optional<Error> partlyDone(const Remote& remote, Answer& answer) {
+    std::vector<std::string> told, locked;
     size_t refused = 0;
     int32_t first = 0;
     vxhost::MultistatusReader reader([&](const vxhost::MultistatusResponse& response) {
@@ -41,45 +43,51 @@ Error partlyDone(Answer& answer) {
         if (first == 0 || (first == 424 && isCause)) first = status;
         if (!isCause || ++refused > mostRefusalsTold) return;
         told.push_back(fmt::format("{}: {}", response.href, answerText(status)));
+        std::string url = vxhost::encodeForRequest(vxhost::resolve(answer.url, response.href));
+        const bool isHere = vxhost::sameOrigin(url, remote.origin());
+        if (status == 423 && isHere) locked.push_back(std::move(url));
     });
     reader.feed(answer.text);
     reader.finish();
-    if (first == 0) return localError(Kind::local, {});  // all of it was done
-    answer.status = first;
+    if (first == 0) return std::nullopt;
+    const bool isWhole = std::exchange(answer.status, first) == 424;
     Error error = refusal(answer);
-    if (!told.empty()) error.sentences = std::move(told);
-    error.sentences.insert(error.sentences.begin(), "A part of it was not done:");
+    error.locked = std::move(locked);
+    if (told.empty()) {
+        told = std::move(error.sentences);
+        error.sentences.clear();
+    }
+    if (first != 423) error.sentences.clear();
+    error.sentences.emplace_back(isWhole ? "Nothing of it was done, because of this:"
+                                         : "A part of it was not done:");
+    for (std::string& each : told) error.sentences.push_back(std::move(each));
     if (refused > mostRefusalsTold) {
         error.sentences.push_back(fmt::format("and {} more.", refused - mostRefusalsTold));
     }
     return error;
 }
 
-Result<void> resultOf(Result<Answer> answer) {
+Result<void> resultOf(const Remote& remote, Result<Answer> answer) {
     if (!answer) return std::move(answer).error();
-    if (answer->status != 207) {
+    const bool isWhole = answer->status == 424;
+    if (answer->status != 207 && !isWhole) {
         if (vxhost::isSuccess(answer->status)) return {};
         return refusal(*answer);
     }
+    Error whole = refusal(*answer);
     try {
-        Error error = partlyDone(*answer);
-        if (error.httpStatus == 0) return {};
-        return error;
+        std::optional<Error> error = partlyDone(remote, *answer);
+        if (error) return std::move(*error);
+        return isWhole ? Result<void>(std::move(whole)) : Result<void>();
     } catch (const std::exception& thrown) {
-        return requestError(thrown);
+        return isWhole ? std::move(whole) : requestError(thrown);  // a page, as likely
     }
 }
 
 Request transferOf(const char* method, std::string from, const std::string& to, Overwrite overwrite,
                    const Conditions& conditions) {
     Request request = changeOf(method, std::move(from), conditions);
-    const std::string destination = vxhost::encodeForRequest(to);
-    request.headers.push_back("Destination: " + destination);
-    if (!conditions.lockThere.empty()) {
-        const bool isMore = request.headers.front().starts_with("If:");
-        if (!isMore) request.headers.insert(request.headers.begin(), "If:");
-        request.headers.front() += fmt::format(" <{}> (<{}>)", destination, conditions.lockThere);
-    }
+    request.headers.push_back("Destination: " + vxhost::encodeForRequest(to));
     request.headers.emplace_back(overwrite == Overwrite::yes ? "Overwrite: T" : "Overwrite: F");
     if (request.url.ends_with('/')) request.headers.emplace_back("Depth: infinity");
     return request;
@@ -98,30 +106,32 @@ Task<Result<void>> remove(Remote& remote, std::string url, Conditions conditions
             each->policy = vxhost::removingMember;
         }
     }
-    Result<void> removed = resultOf(co_await remote.send(std::move(request)));
-    // nginx takes a URL with percent signs in the header for another one than that of the request.
+    Result<void> removed = resultOf(remote, co_await remote.send(std::move(request)));
+    // nginx takes a URL with percent signs in the header for another one than that of the request,
+    // and a list without URLs has no place for other locks.
     const bool isUnknown = !removed && removed.error().httpStatus == 423 &&
-                           !conditions.lockToken.empty() && again.url.find('%') != again.url.npos;
+                           !conditions.lockToken.empty() && conditions.otherLocks.empty() &&
+                           again.url.find('%') != again.url.npos;
     if (!isUnknown) co_return std::move(removed);
-    co_return resultOf(co_await remote.send(std::move(again)));
+    co_return resultOf(remote, co_await remote.send(std::move(again)));
 }
 
 Task<Result<void>> makeCollection(Remote& remote, std::string url) {
     if (!url.ends_with('/')) url += '/';
     Request request = changeOf("MKCOL", std::move(url));
-    co_return resultOf(co_await remote.send(std::move(request)));
+    co_return resultOf(remote, co_await remote.send(std::move(request)));
 }
 
 Task<Result<void>> copy(Remote& remote, std::string from, std::string to, Overwrite overwrite,
                         Conditions conditions) {
     Request request = transferOf("COPY", std::move(from), to, overwrite, conditions);
-    co_return resultOf(co_await remote.send(std::move(request)));
+    co_return resultOf(remote, co_await remote.send(std::move(request)));
 }
 
 Task<Result<void>> move(Remote& remote, std::string from, std::string to, Overwrite overwrite,
                         Conditions conditions) {
     Request request = transferOf("MOVE", std::move(from), to, overwrite, conditions);
-    co_return resultOf(co_await remote.send(std::move(request)));
+    co_return resultOf(remote, co_await remote.send(std::move(request)));
 }
 
 }  // namespace quillon

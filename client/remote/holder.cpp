@@ -11,6 +11,7 @@ namespace quillon {
 
 Task<Error> withHolder(Remote& remote, std::vector<std::string> urls, Error error) {
     if (error.kind != Kind::locked) co_return std::move(error);
+    urls.insert(urls.begin(), error.locked.begin(), error.locked.end());
     for (const std::string& url : urls) {
         Result<vxhost::Answer> answer =
             co_await remote.send(vxhost::propertyRequest(url, "lockdiscovery"));

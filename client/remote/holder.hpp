@@ -9,7 +9,8 @@
 namespace quillon {
 
 // The error of a change that a lock forbade, with who holds it, as the first of the resources that
-// is locked tells. Other errors come back as they are.
+// is locked tells: of those that the server named, then of these. Other errors come back as they
+// are.
 Task<Error> withHolder(Remote& remote, std::vector<std::string> urls, Error error);
 
 }  // namespace quillon

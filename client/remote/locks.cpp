@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "client/address.hpp"
+#include "client/remote/listing_answer.hpp"
 #include "platform/base/ascii.hpp"
 #include "platform/base/status.hpp"
 #include "platform/http/headers.hpp"
@@ -35,7 +36,7 @@ public:
         locks_.clear();
         open_.clear();
         bytes_ = 0;
-        areTold_ = false;
+        areTold_ = tellsAsked_ = false;
         base_ = url;
         reader_.emplace(*this, vxhost::XmlLimits{mostBytes_});
     }
@@ -77,7 +78,11 @@ private:
         if (owner_ > 0) --owner_;
         if (owner_ > 0) return;
         text_ = nullptr;
-        if (local == "activelock") take();
+        if (local == "href" && !open_.empty() && open_.back() == "response") {
+            const std::string_view asked = vxhost::splitReference(base_).path;
+            tellsAsked_ = tellsAsked_ || vxhost::samePath(pathOfHref(), asked);
+        }
+        if (local == "activelock" && !isDeeper(pathOfHref())) take();
         // What it does not have, a server names, too (RFC 4918, 9.1).
         const bool isHad = vxhost::isSuccess(vxhost::parseStatusLine(status_).value_or(200));
         if (local == "propstat" && names_ && isHad) areTold_ = true;
@@ -96,9 +101,11 @@ private:
         return local == "depth" ? &lock_.depth : nullptr;
     }
 
+    std::string_view pathOfHref() const { return vxhost::splitReference(vxhost::trim(href_)).path; }
+
     void take() {
         FoundLock found;
-        found.segment = segmentOf(vxhost::splitReference(vxhost::trim(href_)).path);
+        found.segment = segmentOf(pathOfHref());
         found.url = found.segment.empty() ? base_ : member(found.segment);
         found.token = vxhost::parseTokenUri(lock_.token);
         found.owner = vxhost::holderName(vxhost::singleBlanks(lock_.owner));
@@ -123,6 +130,15 @@ private:
         } else if (found.segment.empty()) {
             *known = std::move(found);
         }
+    }
+
+    // Than the members of what was asked for, as servers tell that do not heed Depth.
+    bool isDeeper(std::string_view path) const {
+        if (!tellsAsked_) return false;
+        const std::string asked = pathKey(vxhost::splitReference(base_).path);
+        const std::string key = pathKey(path);
+        const size_t slash = key.rfind('/');
+        return slash != key.npos && isBelow(asked, key.substr(0, slash));
     }
 
     // Proxies rewrite paths, so that what is below the one that was asked for is told by its last
@@ -151,6 +167,7 @@ private:
     std::string status_;             // of the propstat, which names
     bool names_ = false;             // the property,
     bool areTold_ = false;           // or has it in one of the responses
+    bool tellsAsked_ = false;        // a response by the path that was asked for
     Read lock_;
     std::string* text_ = nullptr;  // null: goes nowhere
     size_t owner_ = 0;             // elements of an owner that are open
@@ -185,7 +202,7 @@ Task<Result<std::optional<std::vector<FoundLock>>>> findLocks(Remote& remote, st
     if (!vxhost::isSuccess(answer->status)) co_return refusal(*answer);
     try {
         if (sink.isMultistatus()) co_return sink.finish();
-        co_return localError(Kind::network, "The server's answer is no list of WebDAV.");
+        co_return notMultistatus(*answer);
     } catch (const vxhost::Failure& failure) {
         co_return requestError(failure);
     }

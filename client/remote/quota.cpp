@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "client/remote/listing_answer.hpp"
 #include "platform/base/ascii.hpp"
 #include "platform/base/status.hpp"
 #include "platform/markup/multistatus_reader.hpp"
@@ -20,16 +21,21 @@ std::optional<uint64_t> bytesIn(std::string_view text) {
     return vxhost::parseNumber<uint64_t>(vxhost::trim(text));
 }
 
-Quota parseQuota(const std::string& document) {
+// Nothing of another document.
+std::optional<Quota> parseQuota(const std::string& document) {
     Quota quota;
+    bool isMultistatus = false;
     const auto take = [&quota](const vxhost::MultistatusResponse& response) {
         quota = {bytesIn((*response.others)[0]), bytesIn((*response.others)[1])};
     };
-    vxhost::MultistatusReader reader(take, {},
+    const auto takeRoot = [&isMultistatus](std::string_view root) {
+        isMultistatus = vxhost::davName(root) == "multistatus";
+    };
+    vxhost::MultistatusReader reader(take, takeRoot,
                                      {"DAV:\nquota-available-bytes", "DAV:\nquota-used-bytes"});
     reader.feed(document);
     reader.finish();
-    return quota;
+    return isMultistatus ? std::optional(quota) : std::nullopt;
 }
 
 }  // namespace
@@ -41,8 +47,11 @@ Task<Result<Quota>> askQuota(Remote& remote, std::string url) {
     Result<vxhost::Answer> answer = co_await remote.send(std::move(request));
     if (!answer) co_return answer.error();
     if (!vxhost::isSuccess(answer->status)) co_return refusal(*answer);
+    if (!mayBeMultistatus(*answer)) co_return notMultistatus(*answer);
     try {
-        co_return parseQuota(answer->text);
+        const std::optional<Quota> quota = parseQuota(answer->text);
+        if (!quota) co_return notMultistatus(*answer);
+        co_return *quota;
     } catch (const vxhost::Failure& failure) {
         co_return requestError(failure);
     }

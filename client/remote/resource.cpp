@@ -1,11 +1,14 @@
 #include "client/remote/resource.hpp"
 
 #include <algorithm>
+#include <map>
 #include <numeric>
 #include <string_view>
 #include <utility>
 
 #include "client/address.hpp"
+#include "client/content_size.hpp"
+#include "client/remote/listing_answer.hpp"
 #include "platform/base/ascii.hpp"
 #include "platform/base/status.hpp"
 #include "platform/markup/multistatus_reader.hpp"
@@ -68,12 +71,13 @@ public:
         members_ = {};
         bytes_ = 0;
         self_.reset();
-        above_.clear();
+        places_.clear();
+        placeOf_.clear();
+        placeNumbers_.clear();
         reader_.reset();
         isMultistatus_ = false;
         askedPath_ = std::string(withoutFinalSlash(pathOf(answer.url)));
-        const bool isXml = answer.headers.first("Content-Type").find("xml") != std::string::npos;
-        if (answer.status != 207 && !isXml) return;
+        if (!mayBeMultistatus(answer)) return;
         reader_.emplace([this](const Response& response) { add(response); },
                         [this](std::string_view root) {
                             isMultistatus_ = vxhost::davName(root) == "multistatus";
@@ -88,7 +92,7 @@ public:
     // Nothing when no multistatus came: a page in XML is no empty collection.
     std::optional<Members> finish() {
         if (!finishReading()) return {};
-        dropSelf();
+        keepMembers();
         sortBySegment();
         std::vector<Resource>& all = members_.resources;
         const auto isTwice = [](const Resource& one, const Resource& other) {
@@ -98,10 +102,10 @@ public:
         std::erase_if(all, [](const Resource& each) { return each.segment.empty(); });
         return std::move(members_);
     }
-    // The resource that was asked for, at depth 0.
+    // The resource that was asked for, at depth 0; some servers tell what is in it, too.
     std::optional<Resource> finishOne() {
-        if (!finishReading() || members_.resources.empty()) return {};
-        return std::move(members_.resources.front());
+        if (!finishReading() || !self_) return {};
+        return std::move(members_.resources[self_->index]);
     }
 
 private:
@@ -133,9 +137,10 @@ private:
         bool isAsked;  // by that path
         bool isCollection;
     };
-    struct Above {
-        std::string path;
-        size_t count;  // of what is right in it
+    struct Place {
+        std::string path;  // as it came
+        std::string key;
+        size_t count = 0;  // of what is right in it
     };
 
     void add(const Response& response) {
@@ -147,12 +152,14 @@ private:
         const std::string_view segment = lastSegment(path);
         if (vxhost::isDotSegment(segment)) return;  // nobody's member
         noteSelf(path, response.isCollection);
+        notePlace(path);
         Resource resource;
         // What a URL cannot carry must not get into a header either.
         resource.segment = vxhost::encodeForRequest(segment);
         resource.isCollection = response.isCollection;
-        resource.size =
-            vxhost::parseNumber<uint64_t>(vxhost::trim(response.values[Response::contentLength]));
+        resource.size = contentSize(
+            response.isCollection,
+            vxhost::parseNumber<uint64_t>(vxhost::trim(response.values[Response::contentLength])));
         resource.modified = parseTime(vxhost::trim(response.values[Response::lastModified]));
         resource.created = parseTime(vxhost::trim(response.values[Response::creationDate]));
         resource.tag = vxhost::parseEntityTag(vxhost::trim(response.values[Response::entityTag]));
@@ -175,31 +182,66 @@ private:
         const bool isAsked = vxhost::samePath(path, askedPath_);
         if (isAsked || !self_ || path.size() < self_->path.size())
             self_ = {index, std::string(path), isAsked, isCollection};
-        // What stands alone is in none, and not in itself.
+    }
+
+    // Where it lies: in a listing one that was met just before, most often.
+    void notePlace(std::string_view path) {
         const size_t slash = path.rfind('/');
         const std::string_view above = path.substr(0, slash == path.npos ? 0 : slash);
-        const auto known = std::ranges::find_if(
-            above_, [&](const Above& each) { return vxhost::samePath(each.path, above); });
-        if (known != above_.end()) {
-            ++known->count;
-        } else if (above_.size() < 2) {
-            above_.push_back({std::string(above), 1});
+        if (placeOf_.empty() || places_[placeOf_.back()].path != above) {
+            std::string key = pathKey(above);
+            const auto [known, isNew] =
+                placeNumbers_.try_emplace(key, static_cast<uint32_t>(places_.size()));
+            if (isNew) {
+                bytes_ += 2 * (sizeof(Place) + above.size() + key.size());
+                places_.push_back({std::string(above), std::move(key)});
+            }
+            placeOf_.push_back(known->second);
+        } else {
+            placeOf_.push_back(placeOf_.back());
         }
+        ++places_[placeOf_.back()].count;
     }
 
     bool isSelf(const Self& self) const {
         const size_t others = members_.resources.size() - 1;
         if (self.isAsked) return true;
         if (others == 0) return self.isCollection && self.path.starts_with('/');
-        return std::ranges::any_of(above_, [&](const Above& each) {
-            return each.count == others && vxhost::samePath(each.path, self.path);
-        });
+        const std::string key = pathKey(self.path);
+        size_t inside = 0;
+        for (const Place& place : places_) {
+            if (place.key == key || isBelow(key, place.key)) inside += place.count;
+        }
+        return inside == others;
     }
 
-    void dropSelf() {
-        if (!self_ || self_->index >= members_.resources.size() || !isSelf(*self_)) return;
-        members_.resources.erase(members_.resources.begin() +
-                                 static_cast<std::ptrdiff_t>(self_->index));
+    // The collection that all members are in; where it is not told itself, the one above what lies
+    // highest.
+    std::string keyOfCollection(bool tellsSelf) const {
+        if (tellsSelf) return pathKey(self_->path);
+        const std::string asked = pathKey(askedPath_);
+        if (placeNumbers_.contains(asked)) return asked;
+        return std::ranges::min_element(places_, {},
+                                        [](const Place& each) { return each.key.size(); })
+            ->key;
+    }
+
+    // Without the collection itself, and without what is deeper in it, as servers tell that do not
+    // heed Depth: each has its last segment alone here.
+    void keepMembers() {
+        std::vector<Resource>& all = members_.resources;
+        if (all.empty()) return;
+        const bool tellsSelf = self_ && isSelf(*self_);
+        const std::string collection = keyOfCollection(tellsSelf);
+        std::vector<bool> isDeep;
+        for (const Place& each : places_) isDeep.push_back(isBelow(collection, each.key));
+        size_t kept = 0;
+        for (size_t n = 0; n < all.size(); ++n) {
+            if ((tellsSelf && n == self_->index) || isDeep[placeOf_[n]]) continue;
+            if (kept != n) all[kept] = std::move(all[n]);
+            ++kept;
+        }
+        all.resize(kept);
     }
 
     const uint64_t mostBytes_;
@@ -210,18 +252,10 @@ private:
     Members members_;
     uint64_t bytes_ = 0;
     std::optional<Self> self_;
-    std::vector<Above> above_;  // those that were met first; a listing has no more than two
+    std::vector<Place> places_;  // two, unless the server tells more than it was asked for
+    std::map<std::string, uint32_t> placeNumbers_;  // by their keys
+    std::vector<uint32_t> placeOf_;                 // of each resource
 };
-
-Error notMultistatus(const Answer& answer) {
-    Error error = refusal(answer);
-    if (!vxhost::isSuccess(answer.status)) return error;
-    error.kind = Kind::network;
-    error.sentences = {
-        "The server's answer is no list of WebDAV. Is this the URL of a WebDAV "
-        "collection, and does nothing on the way answer in its place?"};
-    return error;
-}
 
 // The parser's complaints are thrown inside the request, and come as its failure.
 Task<Result<Answer>> ask(Remote& remote, std::string url, uint32_t depth, ResourceSink& sink) {

@@ -15,7 +15,7 @@ namespace quillon {
 struct Resource {
     std::string segment;  // its last one, encoded, without a final slash
     bool isCollection = false;
-    std::optional<uint64_t> size;  // in bytes
+    std::optional<uint64_t> size;  // in bytes; nothing of a collection
     std::optional<Time> modified;
     vxhost::EntityTag tag;  // empty: none is told
     // That the server keeps when it is moved; empty: none was asked for or is told, or none that is

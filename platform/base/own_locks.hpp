@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace vxhost {
 
@@ -20,6 +21,8 @@ public:
     virtual ~OwnLocks() = default;
     // The one on that resource, for a change of it; nothing where none is known that may be used.
     virtual std::optional<OwnLock> find(const std::string& url) = 0;
+    // The resources in that collection, at any depth, on which some are known.
+    virtual std::vector<std::string> lockedWithin(const std::string& collection) = 0;
     // What the server said of it: it was renewed and is used, or is not there any more. One that
     // ended by itself the person is told of, since the work goes on without it.
     virtual void noteUsed(const std::string& url, const std::string& token) = 0;

@@ -16,7 +16,8 @@ TEST_F(Faults, answersThatFailOrLie) {
     const Arguments get{"get", "--timeout", "1", "-o", "a", url};
     const Arguments edit{"edit", url};
     const Arguments put{"put", "--no-memory", "a", url};
-    const Arguments ls{"ls", collection}, old{"rm", "--older-than", "0s", url};
+    const Arguments ls{"ls", collection}, df{"df", collection},
+        old{"rm", "--older-than", "0s", url};
     struct Case {
         const char* request;
         Answer answer;
@@ -46,6 +47,8 @@ TEST_F(Faults, answersThatFailOrLie) {
          Answer::xml(207, "<multistatus xmlns=\"DAV:\">"),
          {ls, 7, "cannot be read"}},
         {"PROPFIND /c/", Answer::xml(200, "<html/>"), {ls, 7, "no list of WebDAV"}},
+        {"PROPFIND /c/", Answer::xml(200, "<html/>"), {df, 7, "no list of WebDAV"}},
+        {"PROPFIND /c/", Answer(200, "<p>hi"), {df, 7, "no list of WebDAV"}},
         {"PROPFIND /c/", Answer(405), {ls, 1, "cannot list"}},
         {"DELETE /c/file", Answer(204), {old, 1, "keeps no dates of creation"}},
         {"MKCOL /c/d/", Answer(200), {{"mkcol", collection + "d"}, 7, "The log is shown by -vvv."}},
@@ -109,6 +112,42 @@ TEST_F(Faults, aLockOfOnesOwnIsForgottenOnceItIsOff) {
         const std::filesystem::path notes = home / "state/quillon/locks";
         EXPECT_EQ(std::filesystem::is_empty(notes, ignored), !stays) << server.transcript();
         std::filesystem::remove_all(home / "state");
+    }
+}
+
+TEST_F(Faults, aRefusedListOfOwnLocksIsNotTakenForAnotherFailure) {
+    const auto refuse = [](const auto& request) {
+        return Answer(request.field("If").empty() ? 423 : 412);
+    };
+    server.on("DELETE", "/c/d/", refuse).on("MOVE", "/c/d/", refuse);
+    server.on("PROPFIND", "/c/e/", Answer(404));
+    ASSERT_EQ(quillon({"lock", collection + "d/f"}).exitCode, 0);
+    const std::string told = "To take it off: quillon unlock --mine " + collection + "d/\n";
+    expect({{{"rm", "-r", "-y", collection + "d/"}, 5, told},
+            {{"mv", collection + "d/", "e"}, 5, told},
+            {{"mv", collection + "d/", "g"}, 1, "this name there already"},
+            {{"unlock", "--mine", collection + "d/"}, 0, ""}});
+    nothingStays();
+}
+
+// Neither hides what else is known of a member: a bad answer about locks, nor one about all.
+TEST_F(Faults, locksThatCannotBeReadDoNotHideTheRest) {
+    for (const std::string asked : {"lockdiscovery", "allprop"}) {
+        const auto make = [&](const support::Request& request) {
+            const bool isBad = request.body.find("lockdiscovery") != std::string::npos ||
+                               request.body.find(asked) != std::string::npos;
+            const std::string body =
+                "<multistatus xmlns=\"DAV:\"><response><href>/c/file</href><propstat><prop>"
+                "<getcontentlength>4</getcontentlength>" +
+                std::string(isBad ? "<lockdiscovery><x></lockdiscovery>" : "") +
+                "</prop><status>HTTP/1.1 200 OK</status></propstat></response></multistatus>";
+            return fmt::format("HTTP/1.1 207 Told\r\nContent-Length: {}\r\n\r\n{}", body.size(),
+                               body);
+        };
+        server.on("PROPFIND", "/c/file", Answer().madeBy(make));
+        const std::string told = "the locks of " + url + " could not be read: XML";
+        tells({"info", url}, 0, {told, "Size:      4 bytes", "Locked:    unknown\n", "LOCK"});
+        tells({"info", "--json", url}, 0, {told, R"("size":4,)"});
     }
 }
 

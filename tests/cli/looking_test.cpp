@@ -103,6 +103,39 @@ TEST_F(Looking, collectionsAreListedInEveryOrderAndDepth) {
     EXPECT_EQ(shown.wait()->output, "\x1B[32mb c/\x1B[0m  new   \x1B[35mold\x1B[0m\r\n");
 }
 
+TEST_F(Looking, whatAServerTellsTooMuchIsLookedAtInItsPlace) {
+    support::ScriptedServer server;
+    const std::string paths[] = {"/c/s/t/f", "/c/s/t/", "/c/s/f", "/c/s/", "/c/f", "/c/"};
+    // All that is in it, at any depth, the innermost first; behind a proxy under another path.
+    for (const std::string above : {"", "/inner"}) {
+        for (const std::string& path : paths) {
+            server.on("GET", path, Answer(200, path));
+            std::string told;
+            for (const std::string& each : paths) {
+                if (!each.starts_with(path)) continue;
+                told += "<D:response><D:href>" + above + each + "</D:href><D:propstat><D:prop>" +
+                        (each.ends_with('/')
+                             ? "<D:resourcetype><D:collection/></D:resourcetype>"
+                             : fmt::format("<D:getcontentlength>{}</D:getcontentlength>",
+                                           each.size())) +
+                        "</D:prop><D:status>HTTP/1.1 200 OK</D:status></D:propstat></D:response>";
+            }
+            server.on(
+                "PROPFIND", path,
+                Answer::xml(207, "<D:multistatus xmlns:D=\"DAV:\">" + told + "</D:multistatus>"));
+        }
+        const std::string url = server.url() + "c/";
+        expect({{{"ls", url}, 0, "f\ns/\n"},
+                {{"du", "-s", url + "s/"}, 0, "14\t" + url + "s/\n"},
+                {{"find", "--type", "f", url}, 0, url + "f\n" + url + "s/f\n" + url + "s/t/f\n"},
+                {{"get", "-r", "--no-memory", url}, 0, ""}});
+        EXPECT_EQ(support::readFile(work / "c/f"), "/c/f");
+        EXPECT_EQ(support::readFile(work / "c/s/f"), "/c/s/f");
+        EXPECT_EQ(support::readFile(work / "c/s/t/f"), "/c/s/t/f");
+        std::filesystem::remove_all(work / "c");
+    }
+}
+
 TEST_F(Looking, contentsAreWrittenWholeOrInParts) {
     const Apache server;
     const std::string url = server.url();

@@ -72,11 +72,10 @@ Result<void> setType(FindOptions& options, const std::string& text) {
     return localError(Kind::usage, "Say f for files, d for collections.");
 }
 
-// Sizes are of files. What the server tells no date of is neither newer nor older.
+// What the server tells no date of is neither newer nor older.
 bool fitsAll(const FindOptions& options, const std::string& name, const Resource& resource) {
     if (!options.type.empty() && (options.type == "d") != resource.isCollection) return false;
-    const bool hasSize = !resource.isCollection && resource.size;
-    if (!options.sizes.empty() && !hasSize) return false;
+    if (!options.sizes.empty() && !resource.size) return false;
     const auto& date = resource.modified;
     if (options.newer && !(date && *date > *options.newer)) return false;
     if (options.older && !(date && *date < *options.older)) return false;

@@ -10,6 +10,7 @@
 #include "cli/commands/change/lock_text.hpp"
 #include "cli/commands/command.hpp"
 #include "cli/commands/look/member_locks.hpp"
+#include "cli/session/servers.hpp"
 #include "cli/terminal/format.hpp"
 #include "cli/terminal/json.hpp"
 #include "cli/terminal/print.hpp"
@@ -29,10 +30,11 @@ std::string joined(const std::vector<std::string_view>& words) {
     return fmt::format("{}", fmt::join(words, ", "));
 }
 
-// What is known of a resource; its locks where the server tells of them.
+// What is known of a resource; its locks where the server tells of them, and why they cannot be
+// read where that is so.
 struct Known {
     Properties properties;
-    std::optional<std::vector<FoundLock>> locks;
+    Result<std::optional<std::vector<FoundLock>>> locks;
 };
 
 std::string lockLine(const std::vector<FoundLock>& locks) {
@@ -60,7 +62,8 @@ void print(const Address& address, const Known& known) {
     table.add("Created:", longDate(properties.created));
     table.add("Modified:", longDate(properties.modified));
     table.add("Locking:", properties.canLock ? "yes" : "no");
-    if (known.locks) table.add("Locked:", lockLine(*known.locks));
+    if (!known.locks) table.add("Locked:", "unknown");
+    if (known.locks && *known.locks) table.add("Locked:", lockLine(**known.locks));
     table.add("Methods:", joined(properties.methods));
     writeOut(table.text());
 }
@@ -70,27 +73,47 @@ void printJson(const Address& address, const Known& known) {
     JsonObject object = describe(address.name(), address.url(), properties);
     if (!properties.displayName.empty()) object.addText("displayName", properties.displayName);
     object.addFlag("locking", properties.canLock);
-    if (known.locks) {
+    if (known.locks && *known.locks) {
         OwnNotes notes;
-        addLocks(object, *known.locks, notes);
+        addLocks(object, **known.locks, notes);
     }
     object.addTexts("methods", properties.methods);
     printOut("{}\n", object.text());
+}
+
+// Where the answer with all properties cannot be read for one of them, those that are shown are
+// asked for by their names.
+Result<Properties> readNamed(Session& session, const Address& address, const Member& member) {
+    const auto found = session.servers().look(address, {.created = true});
+    if (!found) return found.error();
+    Properties properties = member.allowed();
+    properties.exists = found->has_value();
+    if (!*found) return properties;
+    const Resource& resource = **found;
+    properties.isCollection = resource.isCollection;
+    properties.size = resource.size;
+    properties.created = resource.created;
+    properties.modified = resource.modified;
+    return properties;
 }
 
 Result<Known> readProperties(Session& session, const Address& address) {
     Result<Member> member = session.openMember(address, {.purpose = Purpose::inspect});
     if (!member) return std::move(member).error();
     Result<Properties> properties = member->info();
+    if (!properties && properties.error().code == Code::unreadable) {
+        Result<Properties> named = readNamed(session, address, *member);
+        if (named) properties = std::move(named);
+    }
     if (properties && !properties->exists) {
         return localError(Kind::notFound,
                           "The server has nothing at this URL. List the "
                           "collection to see what it holds.");
     }
     if (!properties) return std::move(properties).error();
-    // Who may not know of locks may know of the rest.
     auto locks = member->findLocks();
-    return Known{std::move(*properties), locks ? std::move(*locks) : std::nullopt};
+    if (!locks && locks.error().kind == Kind::interrupted) return std::move(locks).error();
+    return Known{std::move(*properties), std::move(locks)};
 }
 
 // The parent of a collection need not be one, nor be open to this person.
@@ -108,6 +131,11 @@ int runInfo(Session& session, InfoOptions& options) {
         }
         if (!known) return std::move(known).error();
         const Address shown = known->properties.isCollection ? address.asCollection() : address;
+        // Who cannot know of locks may know of the rest.
+        if (!known->locks) {
+            reportBeside(fmt::format("the locks of {} could not be read", shown.url()),
+                         known->locks.error());
+        }
         if (options.json) {
             printJson(shown, *known);
         } else {
@@ -129,7 +157,9 @@ void addInfo(CommandDefinition program, Invocation& invocation) {
     command.setFooter(
         "What is locked is told with who holds it, until when, and whether it is yours, as a note\n"
         "here says: in JSON \"locked\", \"holder\", \"until\" and \"mine\" of the first, and\n"
-        "\"locks\", a list of all. Of a server that does not tell of locks nothing is said.\n\n"
+        "\"locks\", a list of all. Of a server that does not tell of locks nothing is said; where "
+        "they\n"
+        "cannot be read, that is said on standard error.\n\n"
         "Examples:\n"
         "  quillon info https://example.org/dav/report.txt\n"
         "  quillon info --json https://example.org/dav/report.txt | jq .modified\n");

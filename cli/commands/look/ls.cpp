@@ -51,9 +51,7 @@ struct Line {
     const FoundLock* lock = nullptr;
 
     bool isCollection() const { return resource->isCollection; }
-    std::optional<uint64_t> size() const {
-        return resource->isCollection ? std::nullopt : resource->size;
-    }
+    std::optional<uint64_t> size() const { return resource->size; }
     std::optional<Time> modified() const { return resource->modified; }
 };
 

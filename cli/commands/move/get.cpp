@@ -1,28 +1,20 @@
 // quillon get: members into local files.
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
-#include <map>
 #include <memory>
-#include <optional>
-#include <set>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "cli/commands/command.hpp"
 #include "cli/commands/content_output.hpp"
 #include "cli/commands/matching.hpp"
+#include "cli/commands/move/get_members.hpp"
 #include "cli/commands/move/trees.hpp"
-#include "cli/session/confirm.hpp"
 #include "cli/session/jobs.hpp"
-#include "cli/session/remote_access.hpp"
 #include "cli/terminal/report.hpp"
-#include "client/memory/remembered_copy.hpp"
-#include "client/part_file.hpp"
-#include "client/tree/get_several.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -30,107 +22,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view standardOutput = "-";
-constexpr size_t mostAtOnce = 64;  // members; how many requests they are is for the server to show
 // Resolved, they name the file behind it, which a rename would replace.
 constexpr std::string_view standardOutputPaths[] = {"/dev/stdout", "/dev/fd/1", "/proc/self/fd/1"};
-
-struct GetOptions {
-    std::vector<std::string> urls;
-    std::string file;       // -o
-    std::string directory;  // -O
-    std::string pattern;    // of names in the collections that the URLs are then
-    size_t jobs = 0;        // 0: not given
-    bool force = false;     // a local file that was changed since does not count
-    bool noMemory = false;
-    bool startsOver = false;  // what an interrupted run had does not count, and nothing stays
-    TreeChoice tree;
-};
-
-// Where a member goes, by -o or under its own name.
-struct Destination {
-    fs::path path;
-    Naming naming;
-};
-
-Result<Destination> destinationOf(const Address& address, const GetOptions& options) {
-    if (!options.file.empty()) {
-        std::error_code none;
-        if (fs::is_directory(options.file, none)) {
-            return localError(Kind::usage,
-                              options.file + " is a directory. Use -O to fetch into it.");
-        }
-        return Destination{options.file, Naming::byPerson};
-    }
-    const std::string name = address.name();
-    if (name == "." || name == ".." ||
-        name.find_first_of(std::string_view("/\0", 2)) != name.npos) {
-        return localError(Kind::usage,
-                          "Its name cannot be that of a local file. Choose one with -o.");
-    }
-    const fs::path directory = options.directory.empty() ? "." : options.directory;
-    const Destination destination{directory / name, Naming::byOthers};
-    const Result<fs::path> place = resolvePlace(destination.path, destination.naming);
-    if (!place) return place.error();
-    return destination;
-}
-
-// The cache goes where a rename to the destination suffices.
-OpenOptions openOptions(const Destination& destination) {
-    OpenOptions options{.purpose = Purpose::fetch};
-    std::error_code problem;
-    if (fs::is_other(destination.path, problem)) return options;
-    const fs::path target = fs::canonical(destination.path, problem);
-    options.cacheParent = fs::absolute(problem ? destination.path : target).parent_path();
-    return options;
-}
-
-// Before anything is asked of the server.
-Result<void> checkPlace(const fs::path& directory) {
-    if (directory.empty() || access(directory.c_str(), W_OK | X_OK) == 0) return {};
-    return localError(Kind::local, fmt::format("Cannot write into {}: {}.", directory.string(),
-                                               std::strerror(errno)));
-}
-
-// A link that leads nowhere is replaced, and what is no regular file is written to as it is: that
-// is what the table of operations does.
-bool isFileOrFree(const fs::path& place) {
-    std::error_code none;
-    const fs::file_status found = fs::symlink_status(place, none);
-    return fs::is_regular_file(found) || found.type() == fs::file_type::not_found;
-}
-
-// By the table of operations. memory: null for none.
-Result<void> fetch(Session& session, const Address& address, const GetOptions& options,
-                   FileMemory* memory) {
-    if (!address.namesMember()) return noMember();
-    const auto destination = destinationOf(address, options);
-    if (!destination) return destination.error();
-    const auto mayPlace = [&]() -> Result<void> {
-        if (memory == nullptr || options.force) return {};
-        return mayReplaceCopy(*memory, destination->path, address.url());
-    };
-    if (Result<void> may = mayPlace(); !may) return may;
-    OpenOptions opening = openOptions(*destination);
-    const bool resumes = !options.startsOver && PartFile(address.url(), destination->path).find();
-    if (resumes) opening.purpose = Purpose::change;  // the whole will not be asked for
-    if (Result<void> checked = checkPlace(opening.cacheParent); !checked) return checked;
-    Result<Member> member = session.openMember(address, opening);
-    if (!member) return std::move(member).error();
-
-    session.progress().start(address.name());
-    Result<Fetched> fetched =
-        member->fetchTo(destination->path, destination->naming, !options.startsOver, mayPlace);
-    session.progress().finish();
-    if (!fetched) return std::move(fetched).error();
-    if (!fetched->endProven) {
-        complain(unprovenEnd(address.url()));
-    }
-    if (memory != nullptr && fetched->endProven) {
-        rememberCopy(*memory, destination->path, address.url(), member->latestTag(),
-                     fetched->modified);
-    }
-    return {};
-}
 
 // "-" among the URLs is short for "-o -".
 void takeOutput(GetOptions& options) {
@@ -174,11 +67,6 @@ Result<void> takePlace(Session& session, GetOptions& options) {
     return {};
 }
 
-struct Wanted {
-    Address address;
-    std::optional<uint64_t> size;  // in bytes, where a listing told it
-};
-
 // What the URLs stand for; code is that of the first that stands for nothing.
 std::vector<Wanted> wantedMembers(Session& session, GetOptions& options, int& code) {
     std::vector<Wanted> members;
@@ -197,131 +85,6 @@ std::vector<Wanted> wantedMembers(Session& session, GetOptions& options, int& co
     code = forEachUrl(session, options.urls, "fetch members of", add);
     return members;
 }
-
-// By bare requests, a single one each where nothing goes wrong, and many at a time.
-class Gets {
-public:
-    Gets(Session& session, const std::vector<Wanted>& members, const GetOptions& options)
-        : session_(session),
-          members_(members),
-          options_(options),
-          memory_(options.noMemory ? nullptr : &notes_),
-          ends_(members.size(), session) {}
-
-    int run() {
-        for (size_t n = 0; n < members_.size(); ++n) {
-            Result<bool> ready = prepare(n);
-            if (!ready) end(n, std::move(ready).error());
-        }
-        const bool sized = std::ranges::all_of(
-            members_, [](const Wanted& member) { return member.size.has_value(); });
-        if (members_.size() == 1) {
-            session_.progress().start(members_.front().address.name());
-        } else {
-            session_.progress().startAll({}, servers_.size());
-        }
-        for (auto& [identity, part] : servers_) {
-            if (ends_.code() == exitInterrupted) break;
-            if (!sized) forgetSizes(part);
-            getFrom(part);
-        }
-        session_.progress().finishAll();
-        return ends_.code();
-    }
-
-private:
-    // What comes from one server.
-    struct Part {
-        std::vector<size_t> numbers;
-        std::vector<WantedMember> wanted;
-    };
-
-    void end(size_t n, const Result<void>& outcome, bool endProven = true) {
-        const std::string url = members_[n].address.url();
-        std::string reports;
-        int code = exitDone;
-        {
-            const ReportsInto redirected(reports);
-            if (!outcome) code = report("fetch", url, outcome.error());
-            if (outcome && !endProven) complain(unprovenEnd(url));
-            if (outcome) confirm(session_, "fetched", members_[n].address.name());
-        }
-        ends_.record(n, code, std::move(reports));
-    }
-
-    // False: it is done already.
-    Result<bool> prepare(size_t n) {
-        const Address& address = members_[n].address;
-        if (!address.namesMember()) return noMember();
-        const Result<Destination> destination = destinationOf(address, options_);
-        if (!destination) return destination.error();
-        const fs::path folder = openOptions(*destination).cacheParent;
-        if (const Result<void> checked = checkPlace(folder); !checked) return checked.error();
-        const Result<fs::path> place = resolvePlace(destination->path, destination->naming);
-        if (!place) return place.error();
-        if (!isFileOrFree(*place)) {
-            getSingle(n);
-            return false;
-        }
-        session_.leftWork().tell(address.url());
-        if (cleared_.insert(folder).second) session_.leftWork().clearPlace(folder);
-        Part& part = servers_[identityOf(address)];
-        part.numbers.push_back(n);
-        part.wanted.push_back({address.url(), destination->path, *place, members_[n].size});
-        return true;
-    }
-
-    // By itself, where no bare request will do.
-    void getSingle(size_t n) { end(n, fetch(session_, members_[n].address, options_, memory_)); }
-
-    // Of all or of none, so that what is left can be told.
-    static void forgetSizes(Part& part) {
-        for (WantedMember& member : part.wanted) member.size.reset();
-    }
-
-    void getFrom(Part& part) {
-        std::vector<std::string> places;
-        for (const WantedMember& member : part.wanted) places.push_back(member.place);
-        const Address& first = members_[part.numbers.front()].address;
-        SeveralOptions several;
-        several.atOnce = jobsFor(session_, first, {options_.jobs, mostAtOnce, 1}, places);
-        several.force = options_.force;
-        several.resumes = !options_.startsOver;
-        several.memory = memory_;
-        several.meter = &session_.progress();
-        // Those that were refused wait for another login, where there is one.
-        const Result<void> got = session_.withRemote(first, [&](Remote& remote) -> Result<void> {
-            Part refused;
-            Result<void> outcome;
-            several.ended = [&](size_t n, const Result<void>& fetched, bool endProven) {
-                if (fetched || fetched.error().kind != Kind::notAuthorized) {
-                    return end(part.numbers[n], fetched, endProven);
-                }
-                outcome = fetched;
-                refused.numbers.push_back(part.numbers[n]);
-                refused.wanted.push_back(part.wanted[n]);
-            };
-            const Result<void> run = remote.run(getSeveral(remote, part.wanted, several));
-            if (!run) return run;
-            part = std::move(refused);
-            return outcome;
-        });
-        if (got) return;
-        for (const size_t n : part.numbers) {
-            if (ends_.code() == exitInterrupted) return;
-            end(n, got);
-        }
-    }
-
-    Session& session_;
-    const std::vector<Wanted>& members_;
-    const GetOptions& options_;
-    FileMemory notes_;
-    FileMemory* const memory_;  // null for none
-    OrderedEnds ends_;
-    std::map<std::string, Part> servers_;  // by identityOf
-    std::set<fs::path> cleared_;
-};
 
 int writeAll(Session& session, const std::vector<Wanted>& members) {
     std::vector<Address> addresses;
@@ -357,7 +120,7 @@ int runGet(Session& session, GetOptions& options) {
         return exitUsage;
     }
     const int fetched = options.file == standardOutput ? writeAll(session, members)
-                                                       : Gets(session, members, options).run();
+                                                       : getMembers(session, members, options);
     return code == exitDone || fetched == exitInterrupted ? fetched : code;
 }
 

@@ -1,10 +1,12 @@
 // quillon mv: a member under another name, or at another place.
 #include <memory>
+#include <utility>
 
 #include "cli/commands/change/named_lock.hpp"
 #include "cli/commands/matching.hpp"
 #include "cli/commands/move/transfer.hpp"
 #include "cli/session/confirm.hpp"
+#include "cli/session/servers.hpp"
 #include "cli/terminal/report.hpp"
 
 namespace quillon::cli {
@@ -33,10 +35,30 @@ Result<std::shared_ptr<Member>> rename(Session& session, const Address& address,
     return renamed.error();
 }
 
+// Of a collection with locks of the person's own in it, which that does not name.
+Result<void> renameTree(Session& session, const Address& collection, const std::string& name) {
+    const Result<Address> to = collection.asMember().parent().member(name);
+    if (!to) return to.error();
+    const Result<Remote*> known = session.servers().of(collection);
+    if (!known) return known.error();
+    Remote& remote = **known;
+    Result<void> renamed =
+        remote.run(transferTold(remote, Deed::move, collection, to->asCollection(), Overwrite::no));
+    if (renamed) return renamed;
+    return withLocksWithin(session.leftWork(), collection.url(), std::move(renamed).error());
+}
+
 int runRename(Session& session, TransferOptions& options) {
     const Result<Address> typed = parseUrl(session, options.operands.front());
     if (!typed) return exitCode(typed.error().kind);
     const Address address = typed->asMember();
+    const Address tree = address.asCollection();
+    if (options.token.empty() && !session.ownLocks().lockedWithin(tree.url()).empty()) {
+        const Result<void> renamed = renameTree(session, tree, options.operands.back());
+        if (!renamed) return report("rename", typed->url(), renamed.error());
+        confirm(session, "renamed " + address.name() + " to", options.operands.back());
+        return exitDone;
+    }
     const auto renamed = rename(session, address, options);
     if (!renamed) return report("rename", typed->url(), renamed.error());
     confirm(session, "renamed " + address.name() + " to", options.operands.back());
@@ -94,7 +116,8 @@ void addMv(CommandDefinition program, Invocation& invocation) {
         "is removed before all of it has been copied.\n\n"
         "A lock that quillon lock left on the member for you, or that --token names, does not "
         "keep\n"
-        "it from being moved. It is taken off: locks stay with the old name.\n\n"
+        "it from being moved. It is taken off: locks stay with the old name. The same holds for\n"
+        "those of yours that are in a collection.\n\n"
         "Examples:\n"
         "  quillon mv https://example.org/dav/draft.txt \"Report 100%.txt\"\n"
         "  quillon mv https://example.org/dav/2025/ https://example.org/dav/archive/\n"

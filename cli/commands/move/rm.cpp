@@ -9,13 +9,12 @@
 #include "cli/commands/change/named_lock.hpp"
 #include "cli/commands/command.hpp"
 #include "cli/commands/matching.hpp"
+#include "cli/commands/move/remove_tree.hpp"
 #include "cli/commands/move/telling.hpp"
 #include "cli/parser/options.hpp"
 #include "cli/session/question.hpp"
 #include "cli/session/servers.hpp"
 #include "cli/terminal/report.hpp"
-#include "client/remote/change.hpp"
-#include "client/remote/holder.hpp"
 #include "client/tree/walk.hpp"
 
 namespace quillon::cli {
@@ -142,22 +141,17 @@ private:
         if (!collection.asMember().namesMember()) {
             return localError(Kind::usage, "This is the server's root, and was left alone.");
         }
-        const Result<Remote*> known = servers_.of(collection);
-        if (!known) return known.error();
-        Remote& remote = **known;
         if (options_.telling.dryRun || !options_.yes) {
-            const Count count = countTree(remote, collection.url());
+            const Result<Remote*> known = servers_.of(collection);
+            if (!known) return known.error();
+            const Count count = countTree(**known, collection.url());
             if (options_.telling.dryRun) return {};
             const Result<bool> may = askPerson(question(collection.url(), count), "--yes");
             if (!may) return may.error();
             if (!*may) return {};
         }
-        Result<void> removed = remote.run(quillon::remove(remote, collection.url()));
-        if (!removed) {
-            Error error = remote.run(withHolder(
-                remote, {collection.url(), collection.parent().url()}, std::move(removed).error()));
-            return withLocksWithin(session_.leftWork(), collection.url(), std::move(error));
-        }
+        Result<void> removed = removeTree(session_, collection);
+        if (!removed) return removed;
         tell(collection.url());
         return {};
     }
@@ -232,7 +226,7 @@ void addRm(CommandDefinition program, Invocation& invocation) {
         "Before a collection goes, a person is told how much is in it, and asked. Without a\n"
         "terminal nobody is asked and nothing deleted, unless --yes is given.\n\n"
         "A member on which quillon lock left a lock of yours goes with that lock, as it does by\n"
-        "--token.\n\n" +
+        "--token, and so does a collection in which there are such members.\n\n" +
         std::string(timeHelp) +
         "\nExamples:\n"
         "  quillon rm https://example.org/dav/old.txt\n"

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "cli/commands/command.hpp"
+#include "cli/commands/move/remove_tree.hpp"
 #include "cli/commands/move/telling.hpp"
 #include "cli/session/confirm.hpp"
 
@@ -36,6 +37,11 @@ Result<void> checkIsCollection(Session& session, const Address& address) {
 
 Result<void> remove(Session& session, const Address& address, bool recursive) {
     if (Result<void> checked = checkIsCollection(session, address); !checked) return checked;
+    // The table of operations names no locks of what is in it.
+    const bool mayHaveThem = recursive && address.asMember().namesMember();
+    if (mayHaveThem && !session.ownLocks().lockedWithin(address.url()).empty()) {
+        return removeTree(session, address);
+    }
     const Result<Extension> extension = session.extension(address);
     if (!extension) return extension.error();
     Result<void> removed = session.withLogin(address, [&](const Login& login) {

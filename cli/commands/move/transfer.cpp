@@ -4,12 +4,10 @@
 
 #include <memory>
 #include <optional>
-#include <set>
 #include <utility>
 
 #include "cli/commands/change/named_lock.hpp"
-#include "cli/commands/matching.hpp"
-#include "cli/commands/move/placing.hpp"
+#include "cli/commands/move/placements.hpp"
 #include "cli/session/servers.hpp"
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/report.hpp"
@@ -20,12 +18,6 @@
 
 namespace quillon::cli {
 namespace {
-
-struct Placement {
-    Source source;
-    Address to;
-    std::optional<Error> error{};  // how it ended; nothing: well
-};
 
 // COPY or MOVE of what is on one server.
 Task<> carryWithin(Remote& remote, Deed deed, Overwrite overwrite, Conditions conditions,
@@ -43,155 +35,36 @@ public:
           options_(options),
           overwrite_(options.force ? Overwrite::yes : Overwrite::no),
           servers_(session.servers()),
-          events_(options.telling.manner(session.options().verbosity > 0), session.progress()) {}
+          teller_(session, deed, options.telling) {}
 
     int run() {
         session_.progress().setSilent(options_.telling.quiet);
-        // In the order of the line: what it gives to open the way in is for its first URL.
-        const std::vector<Address> named = parseSources();
-        if (named.empty()) return code_;
-        const std::optional<Place> place = findPlace();
-        if (!place) return code_;
-        const std::vector<Source> sources = findSources(named, *place);
-        std::vector<Placement> placements = placeAll(sources, *place);
+        std::optional<std::vector<Placement>> found =
+            findPlacements(session_, deed_, options_, teller_);
+        if (!found) return teller_.code();
+        std::vector<Placement> placements = std::move(*found);
         const std::optional<NamedLock> lock = nameLock(placements);
-        if (code_ != exitDone && !options_.token.empty()) return code_;
+        if (teller_.code() != exitDone && !options_.token.empty()) return teller_.code();
         if (options_.telling.dryRun) {
             for (const Placement& each : placements) plan(each);
         } else {
             carryAll(placements);
         }
-        events_.sumUp();
-        return code_;
+        teller_.sumUp();
+        return teller_.code();
     }
 
 private:
     Error advised(Error error) const {
         return options_.force ? error : withForceAdvice(deed_, std::move(error));
     }
-    std::string_view attempt() const { return deed_ == Deed::copy ? "copy" : "move"; }
-    std::string_view done() const { return deed_ == Deed::copy ? "copied" : "moved"; }
-
-    void fail(const Address& address, const Error& error) { fail(address.url(), error); }
-    void fail(const std::string& url, const Error& error) {
-        const int failed = report(attempt(), url, error);
-        if (code_ == exitDone || failed == exitInterrupted) code_ = failed;
-        if (failed == exitInterrupted) return;
-        events_.tell({"failed", url, {}, {}, error.sentences.front()});
-    }
-
-    std::vector<Address> parseSources() {
-        std::vector<Address> named;
-        for (size_t i = 0; i + 1 < options_.operands.size(); ++i) {
-            const Result<Address> address = parseUrl(session_, options_.operands[i]);
-            if (address) {
-                named.push_back(*address);
-            } else if (code_ == exitDone) {
-                code_ = exitCode(address.error().kind);
-            }
-        }
-        return named;
-    }
-
-    std::optional<Place> findPlace() {
-        const Result<Address> address = parseUrl(session_, options_.operands.back());
-        options_.operands.pop_back();
-        if (!address) {
-            code_ = exitCode(address.error().kind);
-            return {};
-        }
-        const auto found = servers_.look(*address);
-        if (!found) {
-            code_ = report(fmt::format("{} to", attempt()), address->url(), found.error());
-            return {};
-        }
-        Place place{*address};
-        if (*found) {
-            place.there = (*found)->isCollection ? Place::There::collection : Place::There::member;
-        }
-        const bool several = options_.operands.size() > 1 || !options_.pattern.empty();
-        if (!several || place.there == Place::There::collection) return place;
-        const bool isFile = place.there == Place::There::member;
-        code_ =
-            report(fmt::format("{} to", attempt()), address->url(),
-                   isFile ? localError(Kind::usage, "This is a file: several go into a collection.")
-                          : localError(Kind::notFound,
-                                       "The server has no such collection, which several "
-                                       "go into. mkcol -p creates it."));
-        return {};
-    }
-
-    std::vector<Source> findSources(const std::vector<Address>& named, const Place& place) {
-        std::vector<Source> sources;
-        std::vector<Address> asked;
-        for (const Address& address : named) {
-            if (options_.pattern.empty()) {
-                asked.push_back(address);
-            } else {
-                addMatching(address, place, sources);
-            }
-        }
-        const auto found = servers_.look(asked);
-        for (size_t i = 0; i < asked.size(); ++i) {
-            if (!found[i]) {
-                fail(asked[i], found[i].error());
-            } else if (!*found[i]) {
-                fail(asked[i], localError(Kind::notFound, "There is nothing of this name."));
-            } else {
-                add(asked[i], (*found[i])->isCollection, (*found[i])->size, sources);
-            }
-        }
-        return sources;
-    }
-
-    void addMatching(const Address& collection, const Place& place, std::vector<Source>& sources) {
-        const auto takes = takesCollections() ? Collections::taken : Collections::left;
-        const auto found = matchingMembers(session_, collection, options_.pattern, takes);
-        if (!found) return fail(collection, found.error());
-        for (const MatchedMember& member : *found) {
-            // The place may be one of the collections that match.
-            if (member.isCollection && isWithin(member.address, place.address)) continue;
-            sources.push_back({member.address, member.isCollection, member.size});
-        }
-    }
-
-    bool takesCollections() const { return deed_ == Deed::move || options_.recursive; }
-
-    void add(const Address& address, bool isCollection, std::optional<uint64_t> size,
-             std::vector<Source>& sources) {
-        if (isCollection && !takesCollections()) {
-            return fail(address, localError(Kind::usage,
-                                            "This is a collection. -r copies it with all that is "
-                                            "in it."));
-        }
-        if (!isCollection && !address.namesMember()) {
-            return fail(address, localError(Kind::usage, "This is a file, not a collection."));
-        }
-        sources.push_back({isCollection ? address.asCollection() : address, isCollection, size});
-    }
-
-    std::vector<Placement> placeAll(const std::vector<Source>& sources, const Place& place) {
-        std::vector<Placement> placements;
-        std::set<std::string> taken;
-        for (const Source& source : sources) {
-            const Result<Address> to = placeFor(source, place);
-            if (!to) {
-                fail(source.address, to.error());
-            } else if (!taken.insert(to->asMember().url()).second) {
-                fail(source.address,
-                     localError(Kind::usage, "Another one of this name goes there already."));
-            } else {
-                placements.push_back({source, *to});
-            }
-        }
-        return placements;
-    }
 
     void plan(const Placement& placement) {
         const Source& source = placement.source;
         const bool toldWhole = !source.isCollection || isSameServer(source.address, placement.to);
         if (toldWhole) {
-            return events_.tell({attempt(), source.address.url(), placement.to.url(), source.size});
+            return teller_.tell(
+                {teller_.attempt(), source.address.url(), placement.to.url(), source.size});
         }
         copyTreeOf(placement, {});
     }
@@ -200,13 +73,14 @@ private:
         if (options_.token.empty() || placements.empty()) return {};
         const Source& source = placements.front().source;
         if (source.isCollection) {
-            fail(source.address,
-                 localError(Kind::usage, "This is a collection: --token is a member's lock."));
+            teller_.fail(
+                source.address,
+                localError(Kind::usage, "This is a collection: --token is a member's lock."));
             return {};
         }
         Result<NamedLock> named = NamedLock::make(session_, source.address, options_.token);
         if (named) return std::move(*named);
-        fail(source.address, named.error());
+        teller_.fail(source.address, named.error());
         return {};
     }
 
@@ -237,7 +111,7 @@ private:
     void carryEach(std::vector<Placement>& placements) {
         std::vector<Placement*> together;
         for (Placement& each : placements) {
-            if (code_ == exitInterrupted) return;
+            if (teller_.isInterrupted()) return;
             if (isSameServer(each.source.address, each.to)) {
                 together.push_back(&each);
             } else {
@@ -258,7 +132,7 @@ private:
         for (size_t i = 0; i < placements.size(); ++i) {
             Placement& each = *placements[i];
             if (!found[i]) {
-                fail(each.source.address, found[i].error());
+                teller_.fail(each.source.address, found[i].error());
             } else if (*found[i] && ((*found[i])->isCollection || each.source.isCollection)) {
                 settleCollection(each, (*found[i])->isCollection);
             } else {
@@ -274,15 +148,16 @@ private:
             completeCollection(placement);
             return;
         }
-        fail(placement.source.address,
-             localError(Kind::refused, fmt::format("{} is {}, which --force does not replace.",
-                                                   placement.to.asMember().url(),
-                                                   isThere ? "a collection" : "a file")));
+        teller_.fail(
+            placement.source.address,
+            localError(Kind::refused, fmt::format("{} is {}, which --force does not replace.",
+                                                  placement.to.asMember().url(),
+                                                  isThere ? "a collection" : "a file")));
     }
 
     void completeCollection(const Placement& placement) {
         const Result<Remote*> remote = servers_.of(placement.to);
-        if (!remote) return fail(placement.to, remote.error());
+        if (!remote) return teller_.fail(placement.to, remote.error());
         copyTreeOf(
             placement,
             [&](const Resource&, const std::string& from, const std::string& to,
@@ -300,7 +175,7 @@ private:
     void changeAll(const std::vector<Placement*>& placements) {
         if (placements.empty()) return;
         const Result<Remote*> known = servers_.of(placements.front()->to);
-        if (!known) return fail(placements.front()->source.address, known.error());
+        if (!known) return teller_.fail(placements.front()->source.address, known.error());
         Remote& remote = **known;
         if (deed_ == Deed::copy) {
             TaskGroup group(remote.loop());
@@ -310,14 +185,14 @@ private:
             remote.run(finishAll(group));
         }
         for (Placement* each : placements) {
-            if (code_ == exitInterrupted) return;
+            if (teller_.isInterrupted()) return;
             if (deed_ == Deed::move) moveWithin(remote, *each);
             if (each->error) {
                 const std::string from = each->source.address.url();
-                fail(from, withLocksWithin(session_.leftWork(), from, *each->error));
+                teller_.fail(from, withLocksWithin(session_.leftWork(), from, *each->error));
             } else {
-                events_.tell(
-                    {done(), each->source.address.url(), each->to.url(), each->source.size});
+                teller_.tell({teller_.done(), each->source.address.url(), each->to.url(),
+                              each->source.size});
             }
         }
     }
@@ -336,9 +211,9 @@ private:
     // Between two servers.
     void carryOver(const Placement& placement) {
         const auto source = servers_.openAnother(placement.source.address);
-        if (!source) return fail(placement.source.address, source.error());
+        if (!source) return teller_.fail(placement.source.address, source.error());
         const Result<Remote*> destination = servers_.of(placement.to);
-        if (!destination) return fail(placement.to, destination.error());
+        if (!destination) return teller_.fail(placement.to, destination.error());
         Between between(**source, **destination, overwrite_);
         std::vector<CopiedMember> copied;
         const auto copyMember = [&](const Resource& member, const std::string& from,
@@ -363,9 +238,9 @@ private:
         member.size = placement.source.size;
         Result<void> done = copyMember(member, from.url(), placement.to.url(), Parent::existing);
         session_.progress().countDone();
-        if (!done) return fail(from, advised(std::move(done).error()));
+        if (!done) return teller_.fail(from, advised(std::move(done).error()));
         if (deed_ == Deed::copy) {
-            events_.tell({"copied", from.url(), placement.to.url(), member.size});
+            teller_.tell({"copied", from.url(), placement.to.url(), member.size});
         }
         removeSources(between, copied);
     }
@@ -376,7 +251,7 @@ private:
         const Result<Remote*> source = servers_.of(placement.source.address);
         const Result<Remote*> destination = servers_.of(placement.to);
         if (!source || !destination) {
-            fail(placement.to, !source ? source.error() : destination.error());
+            teller_.fail(placement.to, !source ? source.error() : destination.error());
             return false;
         }
         collections_.clear();
@@ -397,12 +272,12 @@ private:
 
     void tell(const TreeStep& step) {
         if (step.error) {
-            return fail(step.from, advised(*step.error));
+            return teller_.fail(step.from, advised(*step.error));
         }
         const bool isDry = options_.telling.dryRun;
         if (step.isCollection) collections_.push_back(step.from);
         const std::string_view copied = isDry ? "copy" : "copied";
-        events_.tell({step.isCollection ? (isDry ? "make" : "made") : copied, step.from, step.to,
+        teller_.tell({step.isCollection ? (isDry ? "make" : "made") : copied, step.from, step.to,
                       step.size});
     }
 
@@ -412,18 +287,18 @@ private:
         for (const CopiedMember& each : copied) {
             const Result<Between::Removed> removed = between.removeSource(each);
             if (!removed) {
-                fail(each.from, removed.error());
-                if (code_ == exitInterrupted) return;
+                teller_.fail(each.from, removed.error());
+                if (teller_.isInterrupted()) return;
                 continue;
             }
             areAllGuarded = areAllGuarded && removed->isGuarded;
-            events_.tell({"moved", each.from, each.to, each.size});
+            teller_.tell({"moved", each.from, each.to, each.size});
         }
         // The innermost are told last.
         for (auto url = collections_.rbegin(); url != collections_.rend(); ++url) {
             const Result<void> removed = between.removeEmptied(*url);
-            if (!removed) fail(*url, removed.error());
-            if (code_ == exitInterrupted) return;
+            if (!removed) teller_.fail(*url, removed.error());
+            if (teller_.isInterrupted()) return;
         }
         if (areAllGuarded) return;
         complain(
@@ -436,8 +311,7 @@ private:
     TransferOptions& options_;
     const Overwrite overwrite_;
     Servers& servers_;
-    Events events_;
-    int code_ = exitDone;
+    TransferTeller teller_;
     std::vector<std::string> collections_;  // of the tree that was copied last
 };
 

@@ -6,6 +6,7 @@
 
 #include "client/remote/held_lock.hpp"
 #include "client/remote/holder.hpp"
+#include "client/remote/locks_within.hpp"
 #include "client/remote/resource.hpp"
 #include "client/tree/between.hpp"
 
@@ -37,10 +38,14 @@ Task<Result<void>> transferOne(Remote& remote, Deed deed, std::string from, std:
     }
     Result<std::optional<HeldLock>> there = co_await useOwnLock(remote, to);
     if (!there) co_return std::move(there).error();
-    if (*there) conditions.lockThere = (*there)->token();
-    Task<Result<void>> transfer = deed == Deed::copy
-                                      ? copy(remote, std::move(from), to, overwrite, conditions)
-                                      : move(remote, std::move(from), to, overwrite, conditions);
+    if (*there) conditions.otherLocks.push_back({to, (*there)->token()});
+    const TreeChange change = [&](Conditions all) {
+        return deed == Deed::copy ? copy(remote, from, to, overwrite, std::move(all))
+                                  : move(remote, from, to, overwrite, std::move(all));
+    };
+    const bool takesLocks = deed == Deed::move && from.ends_with('/');
+    Task<Result<void>> transfer =
+        takesLocks ? changeTree(remote, from, conditions, change) : change(conditions);
     Result<void> done = co_await std::move(transfer);
     if (!done) co_return std::move(done);
     if (*there) {
@@ -58,9 +63,10 @@ Task<Result<void>> transferTold(Remote& remote, Deed deed, Address from, Address
     if (done) co_return std::move(done);
     Error error = std::move(done).error();
     if (error.httpStatus == 412 && overwrite == Overwrite::no) {
-        if (deed == Deed::move && knowsOwnLock(remote, fromUrl)) {
+        const bool isWithin = error.kind == Kind::locked;  // and the list of locks was refused
+        if (deed == Deed::move && (isWithin || knowsOwnLock(remote, fromUrl))) {
             const Result<std::optional<Resource>> there = co_await look(remote, toUrl);
-            if (there && !*there) co_return movesNothingLocked();
+            if (there && !*there) co_return isWithin ? std::move(error) : movesNothingLocked();
         }
         co_return withForceAdvice(deed, takenAlready());
     }

@@ -20,8 +20,8 @@ Error movesNothingLocked();
 Error withForceAdvice(Deed deed, Error error);
 
 // Both URLs are of one server; a collection's end in slashes. A lock of the person's own at either
-// end does not keep it out, and is taken off what was moved. conditions: the lock that a move is to
-// name, if it is not to be looked for.
+// end, or in a collection that is moved, does not keep it out, and is taken off what was moved.
+// conditions: the lock that a move is to name, if it is not to be looked for.
 Task<Result<void>> transferOne(Remote& remote, Deed deed, std::string from, std::string to,
                                Overwrite overwrite, Conditions conditions = unconditional);
 

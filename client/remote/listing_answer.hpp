@@ -1,0 +1,22 @@
+// What an answer to a PROPFIND is, before it is read, and what lies where in it.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "client/error.hpp"
+#include "platform/http/request.hpp"
+
+namespace quillon {
+
+// Whether it may be a multistatus: some servers send one with another status than 207.
+bool mayBeMultistatus(const vxhost::Answer& answer);
+// Of one that is none, as a web page is.
+Error notMultistatus(const vxhost::Answer& answer);
+
+// A path in one spelling, without the slashes at its ends.
+std::string pathKey(std::string_view path);
+// Whether the second is below the first, at any depth; both are keys.
+bool isBelow(std::string_view collection, std::string_view key);
+
+}  // namespace quillon
