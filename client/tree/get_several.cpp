@@ -122,14 +122,15 @@ private:
             content.place(fetched->version.modified, *here, durability);
         if (!placed) co_return placed.error();
         if (kept) part.remove();
-        if (options_.memory && fetched->endProven) {
-            remember(member, fetched->version, content, *placed);
-        }
+        if (options_.memory) remember(member, *fetched, content, *placed);
         co_return Result<void>();
     }
 
-    void remember(const WantedMember& member, const Version& version, NewFile& content,
+    void remember(const WantedMember& member, const FetchedContent& fetched, NewFile& content,
                   const LocalEntry& placed) {
+        // What may be cut short is noted to know a change of it here. No tag and no date says that
+        // the server has the same, so that who stores over it compares the contents.
+        const Version version = fetched.endProven ? fetched.version : Version{};
         FileNote note = noteOfFetched(member.url, version, content.hash(), placed);
         if (note.tag.empty() && note.hash.empty()) {
             const Result<std::string> hash = content.readHash();

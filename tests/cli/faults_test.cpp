@@ -124,6 +124,16 @@ TEST_F(Faults, contentThatMayBeCutShortIsNotHandedToWhatChangesIt) {
     nothingStays();
     expect({{{"get", url}, 0, "", "check that all of it came"}});
     EXPECT_EQ(support::readFile(work / "file"), "old ");
+    // What it was is known here, and not whether the server has just that.
+    writeFile(work / "file", "old mine");
+    expect({{{"get", url}, 6, "was changed since it came from there"},
+            {{"put", "file", url}, 7, "whether this file came from all of it"}});
+    EXPECT_EQ(support::readFile(work / "file"), "old mine");
+    server.on("HEAD", "/c/*", Answer(200, "old ")).on("GET", "/c/*", Answer(200, "old and new"));
+    expect({{{"put", "file", url}, 6, "changed on the server since"}});
+    EXPECT_EQ(answered("PUT"), 0);
+    server.on("GET", "/c/*", Answer(200, "old "));
+    expect({{{"put", "file", url}, 0, ""}});
 }
 
 TEST_F(Faults, aStreamThatBreaksOffIsNotSentAgain) {

@@ -122,13 +122,13 @@ Result<void> fetch(Session& session, const Address& address, const GetOptions& o
         member->fetchTo(destination->path, destination->naming, !options.startsOver, mayPlace);
     session.progress().finish();
     if (!fetched) return std::move(fetched).error();
-    if (!fetched->endProven) {
-        complain(unprovenEnd(address.url()));
-    }
-    if (memory != nullptr && fetched->endProven) {
-        rememberCopy(*memory, destination->path, address.url(), member->latestTag(),
-                     fetched->modified);
-    }
+    const bool proven = fetched->endProven;
+    if (!proven) complain(unprovenEnd(address.url()));
+    if (memory == nullptr) return {};
+    // Of what may be cut short as getSeveral notes it.
+    rememberCopy(*memory, destination->path, address.url(),
+                 proven ? member->latestTag() : std::string(),
+                 proven ? fetched->modified : std::nullopt);
     return {};
 }
 
