@@ -8,7 +8,6 @@
 #include <system_error>
 #include <utility>
 
-#include "client/memory/note_log.hpp"
 #include "platform/base/logger.hpp"
 
 namespace quillon {
@@ -69,16 +68,14 @@ std::optional<FileNote> FileMemory::find(const fs::path& file) {
     if (note) return note;
     attempt([&] { flushLocked(); });
     // One of the two places may not be usable, and the other one have it.
-    bool isLogged = false;
+    std::optional<LoggedNotes> logged = readLog();
     attempt([&] {
-        const auto logged = findLoggedNote(keyOf(file));
-        isLogged = logged.has_value();
-        if (isLogged) note = *logged;
-    });
-    if (isLogged) return note;
-    attempt([&] {
-        if (const NoteStore* store = openLocked(NoteStore::Missing::left)) {
-            note = store->find(keyOf(file));
+        const fs::path key = keyOf(file);
+        if (const auto* found = logged ? logged->find(key) : nullptr) {
+            note = *found;
+        } else if (const NoteStore* store =
+                       openLocked(NoteStore::Missing::left, std::move(logged))) {
+            note = store->find(key);
         }
     });
     return note;
@@ -125,15 +122,22 @@ void FileMemory::flushLocked() {
     std::ranges::stable_sort(
         changes, {},
         [](const NoteStore::Change& change) -> const auto& { return change.first.native(); });
-    openLocked(NoteStore::Missing::made)->write(changes);
+    openLocked(NoteStore::Missing::made, readLog())->write(changes);
 }
 
-NoteStore* FileMemory::openLocked(NoteStore::Missing missing) {
-    const bool logged = hasLoggedNotes();
+std::optional<LoggedNotes> FileMemory::readLog() {
+    std::optional<LoggedNotes> logged;
+    attempt([&] { logged = LoggedNotes::read(); });
+    return logged;
+}
+
+NoteStore* FileMemory::openLocked(NoteStore::Missing missing, std::optional<LoggedNotes> logged) {
     if (!store_) store_ = NoteStore::open(logged ? NoteStore::Missing::made : missing);
     if (logged) {
-        attempt(
-            [this] { takeLoggedNotes([this](const auto& changes) { store_->write(changes); }); });
+        attempt([&] {
+            if (!logged->changes().empty()) store_->write(logged->changes());
+            logged->clear();
+        });
     }
     return store_ ? &*store_ : nullptr;
 }
@@ -144,7 +148,7 @@ void FileMemory::forEachBelow(
     const std::lock_guard lock(mutex_);
     attempt([&] {
         flushLocked();
-        const NoteStore* store = openLocked(NoteStore::Missing::left);
+        const NoteStore* store = openLocked(NoteStore::Missing::left, readLog());
         if (store) store->forEachBelow(keyOf(folder), take);
     });
 }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "client/memory/file_note.hpp"
+#include "client/memory/note_log.hpp"
 #include "client/memory/note_store.hpp"
 
 namespace quillon {
@@ -41,7 +42,9 @@ private:
     void attempt(Body&& body);
     void add(NoteStore::Change change);
     void flushLocked();
-    NoteStore* openLocked(NoteStore::Missing missing);  // null: there is none
+    std::optional<LoggedNotes> readLog();
+    // With what is logged in it. Null: there is none.
+    NoteStore* openLocked(NoteStore::Missing missing, std::optional<LoggedNotes> logged);
 
     std::mutex mutex_;
     std::optional<NoteStore> store_;  // once it was needed
