@@ -1,7 +1,6 @@
 #include "client/memory/note_log.hpp"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -14,6 +13,7 @@
 #include "platform/base/descriptor.hpp"
 #include "platform/files/content.hpp"
 #include "platform/files/directories.hpp"
+#include "platform/files/wait_for_lock.hpp"
 #include "platform/text/url.hpp"
 
 namespace quillon {
@@ -28,18 +28,11 @@ fs::path logPath() {
     return stateDirectory() / "notes.log";
 }
 
-// The lock goes with the descriptor.
-void lockFile(const vxhost::Descriptor& file, const fs::path& path) {
-    while (flock(file.number(), LOCK_EX) != 0) {
-        if (errno != EINTR) vxhost::throwSystemFailure(errno, "Cannot lock " + path.string());
-    }
-}
-
 vxhost::Descriptor openLocked(const fs::path& path) {
     vxhost::makePrivateDirectories(path.parent_path());
     const int flags = O_RDWR | O_CREAT | O_APPEND | O_NOFOLLOW | O_CLOEXEC;
     vxhost::Descriptor file(open(path.c_str(), flags, 0600), "Cannot write " + path.string());
-    lockFile(file, path);
+    vxhost::waitForLock(file, path);
     return file;
 }
 
@@ -106,7 +99,7 @@ std::optional<LoggedNotes> LoggedNotes::read() {
     if (number < 0 && errno == ENOENT) return {};
     vxhost::Descriptor file(number, "Cannot read " + path.string());
     if (sizeOf(file) == 0) return {};
-    lockFile(file, path);
+    vxhost::waitForLock(file, path);
     return LoggedNotes(std::move(file));
 }
 

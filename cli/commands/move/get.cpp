@@ -17,6 +17,7 @@
 #include "cli/commands/matching.hpp"
 #include "cli/commands/move/trees.hpp"
 #include "cli/session/confirm.hpp"
+#include "cli/session/file_notes.hpp"
 #include "cli/session/jobs.hpp"
 #include "cli/session/remote_access.hpp"
 #include "cli/terminal/report.hpp"
@@ -205,6 +206,7 @@ public:
         : session_(session),
           members_(members),
           options_(options),
+          notes_(openNotes(session)),
           memory_(options.noMemory ? nullptr : &notes_),
           ends_(members.size(), session) {}
 
