@@ -1,5 +1,6 @@
 #include "sync/change_here.hpp"
 
+#include <algorithm>
 #include <utility>
 
 #include "client/memory/file_note.hpp"
@@ -258,6 +259,8 @@ Task<Result<std::string>> fetchCopy(Work& work, std::string path) {
     const ThereState listed = work.there(path)->state;
     const Result<std::vector<ConflictCopy>> copies = work.pair.state().copies();
     if (!copies) co_return copies.error();
+    const auto latest = std::find_if(copies->rbegin(), copies->rend(),
+                                     [&](const ConflictCopy& each) { return each.path == path; });
     for (const ConflictCopy& each : *copies) {
         if (each.path != path) continue;
         BaseNode version;
@@ -268,12 +271,13 @@ Task<Result<std::string>> fetchCopy(Work& work, std::string path) {
         if (!isHere(work.folder, each)) continue;
         const bool isAsNoted =
             listed.tag.text == each.there.tag.text && listed.modified == each.there.modified;
+        ConflictCopy row = each;
         if (!isAsNoted) {  // the same content once more, which need not be fetched again
-            ThereState again = settled(listed, work.asked);
-            again.hash = each.there.hash;
-            ConflictCopy row{each.copy, path, std::move(again)};
-            work.journal.next().copies.push_back(std::move(row));
+            row.there = settled(listed, work.asked);
+            row.there.hash = each.there.hash;
         }
+        // One that they went back to is the latest again.
+        if (!isAsNoted || &each != &*latest) work.journal.next().copies.push_back(std::move(row));
         co_return each.copy;
     }
     const Result<std::string> copy = freeCopyPath(work, path, listed.modified.value_or(timeNow()));

@@ -114,7 +114,7 @@ Result<std::vector<Failed>> State::failures() const {
 }
 
 Result<std::vector<ConflictCopy>> State::copies() const {
-    return readAll(database_, "SELECT * FROM copies ORDER BY copy", readCopy);
+    return readAll(database_, "SELECT * FROM copies ORDER BY noted, copy", readCopy);
 }
 
 Result<std::vector<KnownVersion>> State::compared() const {

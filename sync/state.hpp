@@ -110,7 +110,7 @@ public:
     Result<std::vector<Intent>> intents() const;
     Result<std::vector<Deed>> deeds(int64_t run) const;  // 0: of all runs; in their order
     Result<std::vector<Failed>> failures() const;
-    Result<std::vector<ConflictCopy>> copies() const;
+    Result<std::vector<ConflictCopy>> copies() const;  // as they were noted, the latest last
     // What the last run learned so, that the next one need not ask for it again.
     Result<std::vector<KnownVersion>> compared() const;
     Result<void> setCompared(const std::vector<KnownVersion>& compared);

@@ -86,7 +86,9 @@ void writeFailures(const Database& database, const StateChange& change) {
 
 void writeFiles(const Database& database, const StateChange& change) {
     runForEach(database, "DELETE FROM copies WHERE copy = ?", change.goneCopies);
-    runForEach(database, "INSERT OR REPLACE INTO copies VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
+    runForEach(database,
+               "INSERT OR REPLACE INTO copies VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?,"
+               " (SELECT COALESCE(MAX(noted), 0) + 1 FROM copies))",
                change.copies, [](const ConflictCopy& copy, auto run) {
                    const ThereState& there = copy.there;
                    run(copy.copy, copy.path, there.segment, there.tag.text, there.tag.weak,
@@ -123,7 +125,7 @@ void writeIntents(const Database& database, StateChange& change) {
 }  // namespace
 
 // Paths, names and hashes are bytes. Kinds and acts are kept by their numbers.
-const std::array<const char*, 2> stateTables{
+const std::array<const char*, 3> stateTables{
     "CREATE TABLE settings (name BLOB PRIMARY KEY, value BLOB NOT NULL) WITHOUT ROWID;"
     "CREATE TABLE nodes (path BLOB PRIMARY KEY, kind INTEGER NOT NULL, inode INTEGER NOT NULL,"
     " size INTEGER NOT NULL, modified INTEGER NOT NULL, changed INTEGER NOT NULL,"
@@ -148,7 +150,8 @@ const std::array<const char*, 2> stateTables{
     " size INTEGER NOT NULL, modified INTEGER NOT NULL) WITHOUT ROWID;",
     "CREATE TABLE compared (path BLOB PRIMARY KEY, segment BLOB NOT NULL, tag BLOB NOT NULL,"
     " weak INTEGER NOT NULL, size INTEGER, modified INTEGER, file_id BLOB NOT NULL,"
-    " likely INTEGER NOT NULL, hash BLOB NOT NULL) WITHOUT ROWID;"};
+    " likely INTEGER NOT NULL, hash BLOB NOT NULL) WITHOUT ROWID;",
+    "ALTER TABLE copies ADD COLUMN noted INTEGER NOT NULL DEFAULT 0;"};
 
 int64_t millisecondsOf(Time time) {
     return time.time_since_epoch().count();

@@ -19,7 +19,8 @@ constexpr Named files[] = {
      "Notes of locks that are held, and of the text that they guard.",
      " edit lock unlock locks open "},
     {"$XDG_STATE_HOME/quillon/notes.db",
-     "Where files came from, and in which version; the latest in notes.log beside it.",
+     "Where files came from, and in which version; the latest in notes.log beside it. One that was "
+     "damaged is kept as notes.db.damaged.",
      " get put check "},
     {"$XDG_STATE_HOME/quillon/servers/", "What servers do, as it was found out; kept for 30 days.",
      " put doctor "},

@@ -8,6 +8,8 @@
 
 #include "platform/base/descriptor.hpp"
 #include "platform/files/directories.hpp"
+#include "platform/files/rename.hpp"
+#include "platform/files/wait_for_lock.hpp"
 
 namespace quillon {
 namespace {
@@ -16,7 +18,42 @@ namespace fs = std::filesystem;
 
 constexpr int waitMilliseconds = 5000;
 
+bool isDamaged(const fs::path& path) {
+    try {
+        const auto database = Database::open(path, "What", Database::Missing::left);
+        if (!database) return false;
+        Statement check(*database, "PRAGMA quick_check(1)");
+        return !check.step() || check.bytes(0) != "ok";
+    } catch (const DamagedDatabase&) {
+        return true;
+    }
+}
+
+fs::path freeNameBeside(const fs::path& path) {
+    for (int number = 1;; ++number) {
+        fs::path name = path.string() + ".damaged";
+        if (number > 1) name += "-" + std::to_string(number);
+        std::error_code none;
+        if (!fs::exists(fs::symlink_status(name, none))) return name;
+    }
+}
+
 }  // namespace
+
+std::optional<fs::path> setAsideDamaged(const fs::path& path) {
+    const fs::path folder = path.parent_path();
+    const vxhost::Descriptor alone(folder.string(), O_RDONLY | O_DIRECTORY);
+    vxhost::waitForLock(alone, folder);
+    if (!isDamaged(path)) return std::nullopt;
+    fs::path aside = freeNameBeside(path);
+    // What was logged is not to go into a new database, so that this comes last.
+    for (const char* part : {"-wal", "-shm", ""}) {
+        std::error_code none;
+        const std::string from = path.string() + part;
+        if (fs::exists(from, none)) vxhost::renameToFree(AT_FDCWD, from, aside.string() + part);
+    }
+    return aside;
+}
 
 void Database::Closer::operator()(sqlite3* database) const {
     sqlite3_close(database);
@@ -88,8 +125,13 @@ int64_t Database::lastRow() const {
 
 void Database::check(int result) const {
     if (result == SQLITE_OK || result == SQLITE_ROW || result == SQLITE_DONE) return;
-    throw vxhost::Failure(vxhost::FSBOX_IO, what_ + " in " + path_.string() + " cannot be used: " +
-                                                sqlite3_errmsg(connection_.get()));
+    const std::string why =
+        what_ + " in " + path_.string() + " cannot be used: " + sqlite3_errmsg(connection_.get());
+    const int kind = result & 0xFF;  // the rest is of one kind
+    if (kind == SQLITE_CORRUPT || kind == SQLITE_NOTADB) {
+        throw DamagedDatabase(vxhost::FSBOX_IO, why);
+    }
+    throw vxhost::Failure(vxhost::FSBOX_IO, why);
 }
 
 Statement::Statement(const Database& database, const char* text) : database_(database) {

@@ -11,10 +11,22 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/base/status.hpp"
+
 struct sqlite3;
 struct sqlite3_stmt;
 
 namespace quillon {
+
+// The file is no database, or a part of it is not what it was.
+class DamagedDatabase : public vxhost::Failure {
+    using Failure::Failure;
+};
+
+// Renames a damaged database, with what belongs to it, so that a new one can be made and nothing is
+// deleted. Returns its new path; nothing where it is whole, or not there: another process may have
+// done this. Throws a Failure.
+std::optional<std::filesystem::path> setAsideDamaged(const std::filesystem::path& path);
 
 // For one thread at a time; processes wait for one another. Everything here throws a Failure that
 // names the file.

@@ -8,7 +8,6 @@
 #include <system_error>
 #include <utility>
 
-#include "client/memory/note_log.hpp"
 #include "platform/base/logger.hpp"
 
 namespace quillon {
@@ -57,10 +56,14 @@ void FileMemory::attempt(Body&& body) {
     try {
         body();
     } catch (const std::exception& problem) {
-        if (std::exchange(toldOnce_, true)) return;
-        vxhost::logLine(vxhost::findLogger(U"App.WebDAV.quillon"), vx::LOG_FAILURE,
-                        std::string("Not remembered: ") + problem.what());
+        tellNotRemembered(problem);
     }
+}
+
+void FileMemory::tellNotRemembered(const std::exception& problem) {
+    if (std::exchange(toldOnce_, true)) return;
+    vxhost::logLine(vxhost::findLogger(U"App.WebDAV.quillon"), vx::LOG_FAILURE,
+                    std::string("Not remembered: ") + problem.what());
 }
 
 std::optional<FileNote> FileMemory::find(const fs::path& file) {
@@ -69,17 +72,15 @@ std::optional<FileNote> FileMemory::find(const fs::path& file) {
     if (note) return note;
     attempt([&] { flushLocked(); });
     // One of the two places may not be usable, and the other one have it.
-    bool isLogged = false;
+    std::optional<LoggedNotes> logged = readLog();
     attempt([&] {
-        const auto logged = findLoggedNote(keyOf(file));
-        isLogged = logged.has_value();
-        if (isLogged) note = *logged;
-    });
-    if (isLogged) return note;
-    attempt([&] {
-        if (const NoteStore* store = openLocked(NoteStore::Missing::left)) {
-            note = store->find(keyOf(file));
+        const fs::path key = keyOf(file);
+        if (const auto* found = logged ? logged->find(key) : nullptr) {
+            note = *found;
+            return;
         }
+        useStore(NoteStore::Missing::left, std::move(logged),
+                 [&](const NoteStore& store) { note = store.find(key); });
     });
     return note;
 }
@@ -125,17 +126,61 @@ void FileMemory::flushLocked() {
     std::ranges::stable_sort(
         changes, {},
         [](const NoteStore::Change& change) -> const auto& { return change.first.native(); });
-    openLocked(NoteStore::Missing::made)->write(changes);
+    useStore(NoteStore::Missing::made, readLog(), [&](NoteStore& store) { store.write(changes); });
 }
 
-NoteStore* FileMemory::openLocked(NoteStore::Missing missing) {
-    const bool logged = hasLoggedNotes();
+std::optional<LoggedNotes> FileMemory::readLog() {
+    std::optional<LoggedNotes> logged;
+    attempt([&] { logged = LoggedNotes::read(); });
+    return logged;
+}
+
+NoteStore* FileMemory::openLocked(NoteStore::Missing missing, std::optional<LoggedNotes>& logged) {
     if (!store_) store_ = NoteStore::open(logged ? NoteStore::Missing::made : missing);
     if (logged) {
-        attempt(
-            [this] { takeLoggedNotes([this](const auto& changes) { store_->write(changes); }); });
+        try {
+            if (!logged->changes().empty()) store_->write(logged->changes());
+            logged->clear();
+            logged.reset();
+        } catch (const DamagedDatabase&) {
+            throw;
+        } catch (const std::exception& problem) {
+            tellNotRemembered(problem);
+        }
     }
     return store_ ? &*store_ : nullptr;
+}
+
+template <class Use>
+void FileMemory::useStore(NoteStore::Missing missing, std::optional<LoggedNotes> logged,
+                          Use&& use) {
+    const auto tryTo = [&] {
+        if (NoteStore* store = openLocked(missing, logged)) use(*store);
+    };
+    try {
+        tryTo();
+    } catch (const DamagedDatabase&) {
+        store_.reset();
+        replaceDamaged();
+        tryTo();
+    }
+}
+
+// Another process that found it so has told of it.
+void FileMemory::replaceDamaged() {
+    std::string became;
+    try {
+        const auto aside = setAsideDamaged(NoteStore::path());
+        if (!aside) return;
+        became = "are kept as " + aside->string();
+    } catch (const std::exception& problem) {
+        became = std::string("cannot be set aside: ") + problem.what();
+    }
+    const Tell tell = std::exchange(tellDamage_, nullptr);
+    if (!tell) return;
+    tell("the notes of files in " + NoteStore::path().string() + " are damaged, and " + became +
+         ". Files that were fetched or stored before may not be known any more, so look at both "
+         "sides before one goes over the other");
 }
 
 void FileMemory::forEachBelow(
@@ -144,8 +189,8 @@ void FileMemory::forEachBelow(
     const std::lock_guard lock(mutex_);
     attempt([&] {
         flushLocked();
-        const NoteStore* store = openLocked(NoteStore::Missing::left);
-        if (store) store->forEachBelow(keyOf(folder), take);
+        useStore(NoteStore::Missing::left, readLog(),
+                 [&](const NoteStore& store) { store.forEachBelow(keyOf(folder), take); });
     });
 }
 

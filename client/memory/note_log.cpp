@@ -1,18 +1,19 @@
 #include "client/memory/note_log.hpp"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "client/own_file.hpp"
 #include "platform/base/descriptor.hpp"
 #include "platform/files/content.hpp"
 #include "platform/files/directories.hpp"
+#include "platform/files/wait_for_lock.hpp"
 #include "platform/text/url.hpp"
 
 namespace quillon {
@@ -27,14 +28,11 @@ fs::path logPath() {
     return stateDirectory() / "notes.log";
 }
 
-// Its lock goes with it.
 vxhost::Descriptor openLocked(const fs::path& path) {
     vxhost::makePrivateDirectories(path.parent_path());
     const int flags = O_RDWR | O_CREAT | O_APPEND | O_NOFOLLOW | O_CLOEXEC;
     vxhost::Descriptor file(open(path.c_str(), flags, 0600), "Cannot write " + path.string());
-    while (flock(file.number(), LOCK_EX) != 0) {
-        if (errno != EINTR) vxhost::throwSystemFailure(errno, "Cannot lock " + path.string());
-    }
+    vxhost::waitForLock(file, path);
     return file;
 }
 
@@ -92,30 +90,31 @@ bool logNotes(const std::vector<NoteStore::Change>& changes) {
     return true;
 }
 
-std::optional<std::optional<FileNote>> findLoggedNote(const fs::path& file) {
+std::optional<LoggedNotes> LoggedNotes::read() {
     const fs::path path = logPath();
-    const int number = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+    const int flags = O_NOFOLLOW | O_CLOEXEC;
+    int number = open(path.c_str(), O_RDWR | flags);
+    // Where nobody may write it can still be read.
+    if (number < 0 && errno != ENOENT) number = open(path.c_str(), O_RDONLY | flags);
     if (number < 0 && errno == ENOENT) return {};
-    std::optional<std::optional<FileNote>> found;
-    for (auto& change : changesIn({number, "Cannot read " + path.string()}, path)) {
-        if (change.first == file) found = std::move(change.second);
-    }
-    return found;
+    vxhost::Descriptor file(number, "Cannot read " + path.string());
+    if (sizeOf(file) == 0) return {};
+    vxhost::waitForLock(file, path);
+    return LoggedNotes(std::move(file));
 }
 
-bool hasLoggedNotes() {
-    std::error_code none;
-    const uintmax_t size = fs::file_size(logPath(), none);
-    return !none && size > 0;
+LoggedNotes::LoggedNotes(vxhost::Descriptor file)
+    : file_(std::move(file)), changes_(changesIn(file_, logPath())) {}
+
+const std::optional<FileNote>* LoggedNotes::find(const fs::path& file) const {
+    const auto latest = std::find_if(changes_.rbegin(), changes_.rend(),
+                                     [&](const auto& change) { return change.first == file; });
+    return latest == changes_.rend() ? nullptr : &latest->second;
 }
 
-void takeLoggedNotes(const std::function<void(const std::vector<NoteStore::Change>&)>& take) {
-    const fs::path path = logPath();
-    const vxhost::Descriptor file = openLocked(path);
-    const auto changes = changesIn(file, path);
-    if (!changes.empty()) take(changes);
-    if (ftruncate(file.number(), 0) != 0) {
-        vxhost::throwSystemFailure(errno, "Cannot write " + path.string());
+void LoggedNotes::clear() {
+    if (ftruncate(file_.number(), 0) != 0) {
+        vxhost::throwSystemFailure(errno, "Cannot write " + logPath().string());
     }
 }
 

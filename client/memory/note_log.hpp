@@ -3,11 +3,11 @@
 #pragma once
 
 #include <filesystem>
-#include <functional>
 #include <optional>
 #include <vector>
 
 #include "client/memory/note_store.hpp"
+#include "platform/base/descriptor.hpp"
 
 namespace quillon {
 
@@ -16,14 +16,24 @@ namespace quillon {
 // False: too many are there already, and nothing was written.
 bool logNotes(const std::vector<NoteStore::Change>& changes);
 
-// The latest that is there of a file, which is nothing where it was forgotten. Asks for no lock,
-// and makes nothing.
-std::optional<std::optional<FileNote>> findLoggedNote(const std::filesystem::path& file);
+// What is logged, read once. Other processes log nothing and read nothing while it is there.
+class LoggedNotes {
+public:
+    // Nothing where nothing is logged. Makes nothing.
+    static std::optional<LoggedNotes> read();
 
-bool hasLoggedNotes();
+    // The latest of a file: nothing in it where the file was forgotten. Null: nothing of it is
+    // logged.
+    const std::optional<FileNote>* find(const std::filesystem::path& file) const;
+    // In their order.
+    const std::vector<NoteStore::Change>& changes() const { return changes_; }
+    void clear();  // once they are elsewhere
 
-// Hands them out in their order. They are gone once that has returned; what breaks off meanwhile
-// hands them out again.
-void takeLoggedNotes(const std::function<void(const std::vector<NoteStore::Change>&)>& take);
+private:
+    explicit LoggedNotes(vxhost::Descriptor file);
+
+    vxhost::Descriptor file_;
+    std::vector<NoteStore::Change> changes_;
+};
 
 }  // namespace quillon

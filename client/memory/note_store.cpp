@@ -34,8 +34,12 @@ bool isGone(const std::string& path) {
 
 }  // namespace
 
+fs::path NoteStore::path() {
+    return stateDirectory() / "notes.db";
+}
+
 std::optional<NoteStore> NoteStore::open(Missing missing) {
-    auto database = Database::open(stateDirectory() / "notes.db", "The notes of files", missing);
+    auto database = Database::open(path(), "The notes of files", missing);
     if (!database) return std::nullopt;
     // Who loses the latest notes in a power cut is asked once more than needed: no command waits
     // for the disk. What they wrote goes into the database itself once it is much, and not later,

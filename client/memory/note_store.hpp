@@ -21,6 +21,7 @@ public:
     using Missing = Database::Missing;
     // Nothing when there is none and none is to be made.
     static std::optional<NoteStore> open(Missing missing);
+    static std::filesystem::path path();
 
     std::optional<FileNote> find(const std::filesystem::path& file) const;
     // Those of files below a folder, by their paths.

@@ -58,6 +58,14 @@ Result<void> mayReplaceMember(Member& member, const FileNote& note) {
         });
         if (!hash) return hash.error();
         if (*hash == note.hash && fetched->endProven) return {};
+        // Both may be the same part of what would be lost.
+        if (*hash == note.hash) {
+            return localError(Kind::network,
+                              "The server tells neither its length nor its size, so that nothing "
+                              "shows whether this file came from all of it; nothing was "
+                              "overwritten. Look at it with quillon get -o, then store the result "
+                              "with --force.");
+        }
     }
     return localError(Kind::changedOnServer,
                       "It was changed on the server since this file came from there; nothing was "

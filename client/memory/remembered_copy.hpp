@@ -26,7 +26,8 @@ Result<void> mayReplaceCopy(FileMemory& memory, const std::filesystem::path& fil
 
 // Fails with Kind::changedOnServer when the member is not what was noted: by its tag, and where
 // that is another one or not known, by its content, which is fetched then and is the member's local
-// copy afterwards. For a member that is held, so that it stays what was looked at.
+// copy afterwards; with Kind::network when nothing shows whether all of that came. For a member
+// that is held, so that it stays what was looked at.
 Result<void> mayReplaceMember(Member& member, const FileNote& note);
 
 // Notes that the file is the member's content, as it was fetched or stored. tag: as

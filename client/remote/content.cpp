@@ -15,7 +15,7 @@ namespace {
 
 using vxhost::Answer;
 
-constexpr std::chrono::seconds leastAge{1};            // of a version whose tag no other one gets
+constexpr std::chrono::seconds leastAge{1};  // of a version whose tag no other one gets
 
 Version versionOf(const vxhost::Headers& headers) {
     return {vxhost::parseEntityTag(headers.first("ETag")),

@@ -115,14 +115,15 @@ private:
             content.place(fetched->version.modified, *here, durability);
         if (!placed) co_return placed.error();
         if (kept) part.remove();
-        if (options_.memory && fetched->endProven) {
-            remember(member, fetched->version, content, *placed);
-        }
+        if (options_.memory) remember(member, *fetched, content, *placed);
         co_return Result<void>();
     }
 
-    void remember(const WantedMember& member, const Version& version, NewFile& content,
+    void remember(const WantedMember& member, const FetchedContent& fetched, NewFile& content,
                   const LocalEntry& placed) {
+        // What may be cut short is noted to know a change of it here. No tag and no date says that
+        // the server has the same, so that who stores over it compares the contents.
+        const Version version = fetched.endProven ? fetched.version : Version{};
         const Result<FileNote> note = noteOfPlaced(member.url, version, content, placed);
         if (!note) return;  // what cannot be read now is not remembered
         options_.memory->keep(member.place, content.descriptor(), *note);

@@ -156,8 +156,9 @@ FileNote FilePutter::makeNote(const FileToPut& file, const Version& version,
 void FilePutter::noteStored(const LocalFolder& folder, const FileToPut& file,
                             const vxhost::FileUpload& content, const Stored& stored) const {
     FileNote note = makeNote(file, stored.version, content.hash());
-    // It is of what was stored, and of nothing that came after it.
-    note.tag = speltTag(stored.version.tag);
+    // It is of what was stored, and of nothing that came after it, unless another version of that
+    // second has it, too: then the hash decides.
+    if (!facts_.tagsRepeat()) note.tag = speltTag(stored.version.tag);
     keepNote(folder, file, std::move(note), localEntryOf(content.begun()));
 }
 

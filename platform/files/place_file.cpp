@@ -15,9 +15,14 @@ namespace fs = std::filesystem;
 
 constexpr int mostLinks = 40;  // as many as the system follows
 
-[[noreturn]] void refusePlace(const fs::path& place, const char* what) {
+[[noreturn]] void refusePlace(const fs::path& place, const std::string& what) {
     throw Failure(FSBOX_DENIED, place.string() + " is " + what +
                                     ", so nothing is written there. Choose another name or place");
+}
+
+[[noreturn]] void refuseLink(const fs::path& link, std::errc why) {
+    refusePlace(link, "a symbolic link that cannot be followed (" +
+                          std::make_error_code(why).message() + ")");
 }
 
 // The last link of the chain, or the path itself.
@@ -25,7 +30,7 @@ fs::path followOwnLinks(fs::path path) {
     struct stat entry {};
     for (int links = 0; lstat(path.c_str(), &entry) == 0 && S_ISLNK(entry.st_mode); ++links) {
         if (entry.st_uid != geteuid()) refusePlace(path, "a symbolic link of somebody else's");
-        if (links == mostLinks) throwSystemFailure(ELOOP, path.string());
+        if (links == mostLinks) refuseLink(path, std::errc::too_many_symbolic_link_levels);
         path = path.parent_path() / fs::read_symlink(path);
     }
     return path;
@@ -88,6 +93,12 @@ fs::path resolvePlace(const fs::path& destination, Naming naming) {
         naming == Naming::byOthers ? followOwnLinks(destination) : fs::path(destination);
     std::error_code problem;
     const fs::path resolved = fs::canonical(last, problem);
+    // It may lead to something all the same, and is the person's.
+    for (const std::errc why :
+         {std::errc::too_many_symbolic_link_levels, std::errc::permission_denied}) {
+        std::error_code none;
+        if (problem == why && fs::is_symlink(destination, none)) refuseLink(destination, why);
+    }
     const fs::path& target = problem ? destination : resolved;  // a link to nothing is replaced
     (void)replacedFile(target, naming);
     return target;

@@ -18,7 +18,8 @@ enum class Naming : bool { byPerson, byOthers };
 // The permissions that the umask leaves.
 mode_t modeOfNewFiles();
 
-// Where a file for the destination goes: links that lead to something are followed.
+// Where a file for the destination goes: links that lead to something are followed, one that leads
+// to nothing is the place itself, and one that cannot be followed is refused.
 std::filesystem::path resolvePlace(const std::filesystem::path& destination, Naming naming);
 
 // Moves a file to its destination: by a rename on one file system, else by a copy beside the

@@ -1,6 +1,7 @@
 // Servers that fail or lie, and a machine without room.
 #include <fmt/format.h>
 
+#include "client/facts/facts_store.hpp"
 #include "tests/cli/faults.hpp"
 
 namespace quillon::cli {
@@ -163,6 +164,33 @@ TEST_F(Faults, contentThatMayBeCutShortIsNotHandedToWhatChangesIt) {
     nothingStays();
     expect({{{"get", url}, 0, "", "check that all of it came"}});
     EXPECT_EQ(support::readFile(work / "file"), "old ");
+    // What it was is known here, and not whether the server has just that.
+    writeFile(work / "file", "old mine");
+    expect({{{"get", url}, 6, "was changed since it came from there"},
+            {{"put", "file", url}, 7, "whether this file came from all of it"}});
+    EXPECT_EQ(support::readFile(work / "file"), "old mine");
+    server.on("HEAD", "/c/*", Answer(200, "old ")).on("GET", "/c/*", Answer(200, "old and new"));
+    expect({{{"put", "file", url}, 6, "changed on the server since"}});
+    EXPECT_EQ(answered("PUT"), 0);
+    server.on("GET", "/c/*", Answer(200, "old "));
+    expect({{{"put", "file", url}, 0, ""}});
+}
+
+// Where two versions of one second have one tag, the hash of what was stored decides.
+TEST_F(Faults, aTagThatRepeatsProvesNotWhatWasStored) {
+    server.on("PUT", "/c/*", Answer(204).with("ETag", "\"1\""));
+    for (const bool repeats : {false, true}) {
+        setenv("XDG_STATE_HOME", (home / "state").c_str(), 1);
+        ServerFacts facts;
+        facts.tagsRepeat = repeats;
+        facts.learned = std::chrono::floor<Time::duration>(std::chrono::system_clock::now());
+        keepFacts(collection, facts);
+        unsetenv("XDG_STATE_HOME");
+        writeFile(work / "a", "mine");
+        expect({{{"put", "--force", "a", url}, 0, ""}});
+        writeFile(work / "a", "mine again");
+        expect({{{"put", "a", url}, repeats ? 6 : 0, repeats ? "on the server since" : ""}});
+    }
 }
 
 TEST_F(Faults, aStreamThatBreaksOffIsNotSentAgain) {

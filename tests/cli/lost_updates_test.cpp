@@ -98,6 +98,10 @@ TEST_F(LostUpdates, aFileRemembersWhereItCameFrom) {
         writeFile(work / "a", "mine");
         expect({{{"put", "a", member}, 0, ""}});
     }
+    writeFile(home / "state/quillon/notes.db", "damaged");
+    writeFile(work / "b", "old");
+    expect({{{"get", server.url() + "a", "b"}, 0, "", "are damaged, and are kept as"},
+            {{"get", server.url() + "a", "b"}, 0, "", ""}});
 }
 
 TEST_F(LostUpdates, aLockIsRespectedUntilItIsRemoved) {

@@ -121,6 +121,27 @@ TEST_F(FileMemoryTest, eitherOfLogAndStoreServes) {
     EXPECT_EQ(fs::file_size(log), 0u);
 }
 
+TEST_F(FileMemoryTest, aDamagedStoreIsKeptAsideAndToldOfOnce) {
+    const fs::path store = state / "quillon/notes.db";
+    for (const size_t beginning : {0, 4096}) {
+        EXPECT_EQ(countByPath(), beginning == 0 ? 2u : 1u);
+        execute("PRAGMA wal_checkpoint(TRUNCATE)");
+        std::string content = support::readFile(store);
+        ASSERT_GT(content.size(), beginning);
+        content.replace(beginning, std::string::npos, content.size() - beginning, 'x');
+        support::writeFile(store, content);
+        std::vector<std::string> told;
+        FileMemory memory([&](const std::string& sentence) { told.push_back(sentence); });
+        EXPECT_FALSE(memory.find(folder / "none"));
+        memory.keep(folder / "a", {(folder / "a").string(), O_RDONLY}, whole);
+        EXPECT_FALSE(memory.find(folder / "none"));
+        const std::string aside = store.string() + (beginning == 0 ? ".damaged" : ".damaged-2");
+        ASSERT_EQ(told.size(), 1u);
+        EXPECT_NE(told.front().find(aside + ". Files"), std::string::npos) << told.front();
+        EXPECT_EQ(support::readFile(aside), content);
+    }
+}
+
 TEST_F(FileMemoryTest, whatIsLongGoneAndWhatIsOfALaterVersionIsNotUsed) {
     fs::remove(folder / "b");
     EXPECT_EQ(countByPath(), 2u);

@@ -42,6 +42,13 @@ TEST_F(LocalFile, aNewFileGetsTheUmasksModeAndAReplacedOneLeavesItsOwn) {
     EXPECT_TRUE(fs::is_symlink(folder / "link"));
     EXPECT_EQ(support::readFile(target), "newer");
     EXPECT_EQ(support::modeOf(target), 0604u);
+    fs::create_symlink("loop", folder / "loop");
+    for (const Naming naming : {Naming::byPerson, Naming::byOthers}) {
+        const Result<void> placed = putInPlace(target, folder / "loop", naming);
+        ASSERT_FALSE(placed);
+        EXPECT_NE(placed.error().sentences.at(0).find("cannot be followed"), std::string::npos);
+        EXPECT_TRUE(fs::is_symlink(folder / "loop"));
+    }
 }
 
 TEST_F(LocalFile, aLinkOfSomebodyElsesIsFollowedOnlyWhenThePersonNamedIt) {

@@ -48,6 +48,8 @@ TEST_F(PairCommands, conflictsAreSettled) {
     for (const char* name : {"m", "t", "b", "g"}) makeConflict(name, mine, theirs);
     makeConflict("x", "uno\n" + both.substr(4), "eins\n" + both.substr(4));
     makeConflict("new", "mine", "theirs");
+    for (const std::string& version : {std::string("between"), theirs})  // back to what it was
+        makeConflict("t", mine, version);
     for (const auto& [path, content] : filesIn(folder("ann")))  // bob settled it by --both
         if (path.starts_with("m (theirs, ")) write(there() / path, content);
     // Only the content tells that what the file here stands in for was changed there.
@@ -67,8 +69,9 @@ TEST_F(PairCommands, conflictsAreSettled) {
            {{"resolve", "--mine", "quiet"}, 3, "It is in no conflict"},
            {{"resolve", "--mine", "/etc/passwd"}, 2, "not paired"},
            {{"resolve", "--mine", "-C", "..", "ann/m"}, 0, "stores yours"},
-           {{"resolve", "--theirs", "t"}, 0, "it is theirs now"},
-           {{"resolve", "--both", "b"}, 0, "stores both"},
+           {{"resolve", "--theirs", "t"}, 0, "it is theirs now"}});
+    EXPECT_EQ(here("t"), theirs);
+    check({{{"resolve", "--both", "b"}, 0, "stores both"},
            {{"resolve", "--merge", "g"}, 0, "merged"},
            {{"resolve", "--merge", "x"}, 1, "Both changed the same lines"},
            {{"resolve", "--merge", "--markers", "x"}, 0, "merged"},
@@ -77,7 +80,6 @@ TEST_F(PairCommands, conflictsAreSettled) {
            {{"sync"}, 0, "stored"},
            {{"sync"}, 0, "both sides are the same"}});
     EXPECT_EQ(thereIs("m"), mine);
-    EXPECT_EQ(here("t"), theirs);
     EXPECT_EQ(thereIs("b"), mine);
     EXPECT_EQ(thereIs("g"), "ONE\ntwo\nthree\nfour\nFIVE\n");
     EXPECT_NE(thereIs("x").find("<<<<<<< mine\nuno\n"), std::string::npos) << thereIs("x");
@@ -303,7 +305,7 @@ TEST_F(PairCommands, whatCannotBeSentIsToldAndStays) {
 TEST_F(PairCommands, pairsAreMadeOnce) {
     fs::create_directories(folder("ann") / "in");
     const std::string url = server.url("t/");
-    check({{{"sync", ".", url}, 2, "--yes says yes"},
+    check({{{"sync", ".", url}, 2, ". Keep " + folder("ann").string()},
            {{"status"}, 2, "is not paired with a collection"},
            {{"sync"}, 2, "quillon sync FOLDER URL"},
            {{"sync", "-n", ".", url}, 2, "A dry run pairs nothing"},

@@ -8,6 +8,7 @@
 #include "cli/commands/command.hpp"
 #include "cli/commands/filter_options.hpp"
 #include "cli/commands/what_is_there.hpp"
+#include "cli/session/file_notes.hpp"
 #include "cli/session/remote_access.hpp"
 #include "cli/terminal/events.hpp"
 #include "cli/terminal/report.hpp"
@@ -99,7 +100,7 @@ int runCheck(Session& session, CheckChoice& choice) {
     const Address root = address->asCollection();
     const Result<LocalFolder> folder = LocalFolder::open(choice.directory);
     if (!folder) return report("compare", choice.directory, folder.error());
-    FileMemory memory;
+    FileMemory memory = openNotes(session);
     CheckTeller teller(session, choice);
     CheckOptions options;
     options.checksum = choice.checksum;

@@ -13,6 +13,7 @@
 
 #include "cli/commands/content_output.hpp"
 #include "cli/session/confirm.hpp"
+#include "cli/session/file_notes.hpp"
 #include "cli/session/jobs.hpp"
 #include "cli/session/remote_access.hpp"
 #include "cli/terminal/report.hpp"
@@ -101,13 +102,13 @@ Result<void> fetch(Session& session, const Address& address, const GetOptions& o
         member->fetchTo(destination->path, destination->naming, !options.startsOver, mayPlace);
     session.progress().finish();
     if (!fetched) return std::move(fetched).error();
-    if (!fetched->endProven) {
-        complain(unprovenEnd(address.url()));
-    }
-    if (memory != nullptr && fetched->endProven) {
-        rememberCopy(*memory, destination->path, address.url(), member->latestTag(),
-                     fetched->modified);
-    }
+    const bool proven = fetched->endProven;
+    if (!proven) complain(unprovenEnd(address.url()));
+    if (memory == nullptr) return {};
+    // Of what may be cut short as getSeveral notes it.
+    rememberCopy(*memory, destination->path, address.url(),
+                 proven ? member->latestTag() : std::string(),
+                 proven ? fetched->modified : std::nullopt);
     return {};
 }
 
@@ -118,6 +119,7 @@ public:
         : session_(session),
           members_(members),
           options_(options),
+          notes_(openNotes(session)),
           memory_(options.noMemory ? nullptr : &notes_),
           ends_(members.size(), session) {}
 

@@ -7,6 +7,7 @@
 
 #include "cli/commands/what_is_there.hpp"
 #include "cli/session/confirm.hpp"
+#include "cli/session/file_notes.hpp"
 #include "cli/session/jobs.hpp"
 #include "cli/session/remote_access.hpp"
 #include "cli/terminal/report.hpp"
@@ -39,6 +40,7 @@ public:
           collection_(collection),
           members_(members),
           options_(options),
+          notes_(openNotes(session)),
           memory_(options.noMemory ? nullptr : &notes_),
           ends_(files.size(), session) {
         for (size_t n = 0; n < files_.size(); ++n) {
@@ -164,7 +166,7 @@ int putFiles(Session& session, const std::vector<std::string>& files, const Addr
     const Jobs wanted{options.jobs, options.force ? defaultJobs : 1};
     const size_t jobs = jobsFor(session, url, wanted, std::move(places));
     if (jobs > 1) meetServers(session, {url}, {});
-    FileMemory memory;
+    FileMemory memory = openNotes(session);
     FileMemory* const used = options.noMemory ? nullptr : &memory;
     return runTasks(files.size(), jobs, session, [&](size_t i) -> int {
         return members[i] ? put(session, files[i], *members[i], options, used)

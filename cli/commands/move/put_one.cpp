@@ -9,6 +9,7 @@
 #include "cli/session/confirm.hpp"
 #include "cli/session/remote_access.hpp"
 #include "cli/terminal/report.hpp"
+#include "client/facts/facts_store.hpp"
 #include "client/memory/background_hash.hpp"
 #include "client/memory/remembered_copy.hpp"
 #include "client/remote/store_stream.hpp"
@@ -87,14 +88,20 @@ private:
         const auto before = lookAtFile(source_);
         const bool isNoted = before && memory_ != nullptr;
         const bool isLocked = member_.locked();
-        // Without a lock no later answer tells which version is this one: its content has to.
+        // A tag that the server was seen to give to another version of the same second proves
+        // nothing; and without a lock no later answer tells which version is this one. Its content
+        // has to, then.
+        const auto facts = findFacts(address_.collection());
+        const bool tagsRepeat = facts && facts->tagsRepeat;
         std::optional<BackgroundHash> hashing;
-        if (isNoted && !isLocked && before->size > worthHashing) hashing.emplace(source_);
+        const bool needsHash = !isLocked || tagsRepeat;
+        if (isNoted && needsHash && before->size > worthHashing) hashing.emplace(source_);
         Result<void> stored = store();
         if (!stored || !isNoted) return stored;
         std::string tag = member_.latestTag();
         const bool isWorthIt = note_ || before->size > worthLooking;
         if (tag.empty() && isWorthIt && isLocked) tag = askForTag(*before);
+        if (tagsRepeat) tag.clear();
         std::string hash = hashing && tag.empty() ? hashing->finish() : std::string();
         const auto after = lookAtFile(source_);
         if (after && isSameVersion(*before, *after)) {

@@ -9,6 +9,7 @@
 #include "cli/commands/command.hpp"
 #include "cli/commands/filter_options.hpp"
 #include "cli/commands/what_is_there.hpp"
+#include "cli/session/file_notes.hpp"
 #include "cli/session/question.hpp"
 #include "cli/session/remote_access.hpp"
 #include "cli/terminal/events.hpp"
@@ -225,7 +226,7 @@ void addFollowOption(CommandDefinition command, TreeChoice& choice) {
 
 int getTrees(Session& session, std::vector<std::string>& urls, const std::string& directory,
              TreeChoice& choice) {
-    FileMemory memory;
+    FileMemory memory = openNotes(session);
     return eachTree(session, urls, [&](std::string& url) {
         const Result<Address> address = parseUrl(session, url);
         return address ? getTree(session, *address, directory, choice, memory)
@@ -235,7 +236,7 @@ int getTrees(Session& session, std::vector<std::string>& urls, const std::string
 
 int putTrees(Session& session, std::vector<std::string>& folders, const Address& url,
              TreeChoice& choice) {
-    FileMemory memory;
+    FileMemory memory = openNotes(session);
     return eachTree(session, folders, [&](const std::string& folder) {
         return putTree(session, folder, url, choice, memory);
     });

@@ -133,7 +133,7 @@ std::string summaryOf(const sync::Plan& plan) {
         if (word == "fetch") text += fmt::format(" ({})", shortSize(down));
         if (word == "store") text += fmt::format(" ({})", shortSize(up));
     }
-    return text.empty() ? "Both sides are the same." : text;
+    return text.empty() ? "Both sides are the same" : text;
 }
 
 sync::SyncOptions optionsOf(const SyncChoice& choice, SyncTeller& teller, Session& session) {
@@ -183,8 +183,8 @@ int runPair(Session& session, const SyncChoice& choice, sync::Pair& pair, bool i
         options.confirm = [&](const sync::Plan& plan) {
             session.progress().hide();
             const Result<bool> answer =
-                askPerson(fmt::format("{}\nKeep {} and {} the same from now on?", summaryOf(plan),
-                                      pair.folder().string(), forOutput(root->url())),
+                askPerson(fmt::format("{}. Keep {} and {} the same from now on?", summaryOf(plan),
+                                      harmless(pair.folder().string()), harmless(root->url())),
                           "--yes");
             if (!answer) unanswered = answer.error();
             return answer && *answer;
