@@ -6,8 +6,9 @@ namespace quillon {
 namespace {
 
 constexpr size_t mostStreams = 64;  // of one HTTP/2 connection
-constexpr size_t mostAtOnce = 16;   // requests of HTTP/1.1
-constexpr size_t firstWidth = 8;    // once the first was answered
+// Of HTTP/1.1: over 16 connections, each of which has its next one ready at once.
+constexpr size_t mostAtOnce = 24;
+constexpr size_t firstWidth = 8;  // once the first was answered
 // A longer way shows in each answer; a queue shows in answers that take so much longer than those
 // of a narrower window took.
 constexpr double queueing = 2.5;

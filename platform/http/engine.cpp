@@ -160,16 +160,22 @@ EasyPtr Engine::takeHandle(const std::string& url) {
 // Gives whether an attempt began.
 bool Engine::beginDue() {
     if (oneByOne_ || authentication_.isDigest()) expectations_.drop();
+    // In curl's hands one that waits for a connection would count as stalled.
+    const bool hasStreams = multiplexed_.value_or(false);
+    const size_t mostRunning = hasStreams ? SIZE_MAX : connectionsAtOnce();
     const auto now = Clock::now();
-    bool anyRuns = false, began = false;
-    forEach([&](const Exchange& exchange) { anyRuns = anyRuns || exchange.isRunning(); });
+    size_t running = 0;
+    bool began = false;
+    forEach([&](const Exchange& exchange) { running += exchange.isRunning() ? 1 : 0; });
     forEach([&](Exchange& exchange) {
         if (exchange.isOver() || exchange.isRunning() || now < exchange.notBefore()) return;
-        if (anyRuns && authentication_.isInTurn()) return;
+        if (running > 0 && authentication_.isInTurn()) return;
+        if (running >= mostRunning) return;
         if (exchange.keepsPace() && !pace_->beginsNext(now)) return;
         exchange.begin(takeHandle(exchange.request().url), multi_.get(), trustsConnections_);
-        if (!anyRuns) roundTripTold_ = handshakeTold_ = false;
-        anyRuns = began = true;
+        if (running == 0) roundTripTold_ = handshakeTold_ = false;
+        ++running;
+        began = true;
     });
     return began;
 }
@@ -240,9 +246,13 @@ void Engine::tellRoundTrips(uint64_t count) const {
     if (settings_.traffic && count > 0) settings_.traffic({.roundTrips = count});
 }
 
-void Engine::limitConnections() {
+unsigned Engine::connectionsAtOnce() const {
     const unsigned senders = settings_.senders ? std::max(1u, settings_.senders->load()) : 1;
-    const long most = std::max(2u, mostConnections_ / senders);
+    return std::max(2u, mostConnections_ / senders);
+}
+
+void Engine::limitConnections() {
+    const long most = connectionsAtOnce();
     curl_multi_setopt(multi_.get(), CURLMOPT_MAX_HOST_CONNECTIONS, most);
 }
 
@@ -327,6 +337,7 @@ bool Engine::advance() {
         }
         beginDue();
         run();
+        if (beginDue()) run();  // what waited for a connection goes out before those ends are told
         if (tellEnds() || isWoken_.exchange(false)) return true;
         const int wait = static_cast<int>(untilNext().count());
         require(curl_multi_poll(multi_.get(), nullptr, 0, wait, nullptr));

@@ -84,6 +84,7 @@ private:
     void endAttempt(Exchange& exchange, CURLcode code);
     void goOneByOneIfStuck(Clock::time_point since);
     std::chrono::milliseconds untilNext();
+    unsigned connectionsAtOnce() const;
     void limitConnections();
     void countRoundTrips(CURL* easy, int requests);
     void tellRoundTrips(uint64_t count) const;
