@@ -1,6 +1,5 @@
 #include "client/tree/get_tree.hpp"
 
-#include <algorithm>
 #include <map>
 #include <set>
 #include <utility>
@@ -9,6 +8,7 @@
 #include "client/remote/fetch_hash.hpp"
 #include "client/remote/worker.hpp"
 #include "client/tree/known_file.hpp"
+#include "client/tree/left_over_here.hpp"
 #include "client/tree/new_file_taker.hpp"
 #include "client/tree/walk.hpp"
 #include "platform/text/url.hpp"
@@ -26,6 +26,7 @@ public:
           options_(options),
           files_(remote.loop()),
           slots_(remote.loop(), mostFilesAhead),
+          leftOver_(folder, options),
           disk_(remote.loop()) {}
 
     Task<Result<void>> run(std::string rootUrl) {
@@ -43,7 +44,7 @@ public:
         co_await files_.finish();
         if (outcome && !remote_.isInterrupted()) {
             if (walk.isComplete()) {
-                removeLeftOver();
+                leftOver_.remove();
             } else if (options_.remove) {
                 tell(nothingRemoved());
             }
@@ -67,17 +68,9 @@ private:
         Arrival arrival = Arrival::replaces;
         ExpectedTransfer expected{};
     };
-    struct LeftOver {
-        std::string path, url;
-        LocalEntry entry;
-    };
 
     void tell(const TreeEvent& event) const { options_.tell(event); }
-    // The path in the folder of one in the tree.
-    std::string local(const std::string& path) const {
-        if (options_.base.empty()) return path;
-        return path.empty() ? options_.base : options_.base + '/' + path;
-    }
+    std::string local(const std::string& path) const { return options_.placeOf(path); }
     void tellFailure(const std::string& path, const std::string& url, const Error& error) const {
         tell({TreeDeed::failed, path, url, {}, error});
     }
@@ -144,7 +137,7 @@ private:
                 co_await takeFile(std::move(file), std::move(entry));
             }
         }
-        for (const auto& [name, entry] : here) noteLeftOver(walked, entry);
+        for (const auto& [name, entry] : here) leftOver_.note(walked, entry);
     }
 
     // Makes the collection's folder, unless it is there. What its parent could not have, it cannot.
@@ -191,7 +184,7 @@ private:
         const FileNote* note = file.note ? &*file.note : nullptr;
         Step step = chooseDown(file.resource, file.here, note, unchanged, options_.compare);
         if (step == Step::compareContent) {
-            unchanged = hasNotedHash(file, *note);
+            unchanged = hasNotedHash(folder_, local(file.path), Links::left, *note);
             step = chooseDown(file.resource, file.here, note, unchanged, options_.compare);
         }
         const std::optional<uint64_t> sizeThere = file.resource.size;
@@ -227,10 +220,6 @@ private:
     }
     std::string hashHere(const File& file) const {
         return hashOf(folder_, local(file.path), Links::left);
-    }
-
-    bool hasNotedHash(const File& file, const FileNote& note) const {
-        return quillon::hasNotedHash(folder_, local(file.path), Links::left, note);
     }
 
     Task<> fetchFile(File file, Gate::Pass slot) {
@@ -311,100 +300,13 @@ private:
         return {changed ? TreeDeed::kept : TreeDeed::failed, file.path, file.url, {}, error};
     }
 
-    // What is here alone: it may have been removed there.
-    void noteLeftOver(const WalkedCollection& walked, const ScannedEntry& entry) {
-        const std::string path = walked.path.empty() ? entry.name : walked.path + '/' + entry.name;
-        if (entry.unfit == Unfit::unfinished) {
-            tell({TreeDeed::skipped,
-                  path,
-                  {},
-                  {},
-                  localError(Kind::local, std::string(whyUnfit(entry.unfit)))});
-        }
-        if (entry.unfit != Unfit::none) return;
-        if (!options_.filter.takes(path, entry.entry.kind == LocalKind::folder)) return;
-        leftOver_.push_back({path, walked.url + vxhost::encodeSegment(entry.name), entry.entry});
-    }
-
-    void removeLeftOver() {
-        const auto known = [this](const LeftOver& each) { return wasOnBothSides(each); };
-        const auto unknown =
-            leftOver_.size() - static_cast<size_t>(std::ranges::count_if(leftOver_, known));
-        removesUnknown_ = options_.remove && unknown > 0 && options_.mayRemoveUnknown &&
-                          options_.mayRemoveUnknown(unknown);
-        for (const LeftOver& each : leftOver_) {
-            if (each.entry.kind == LocalKind::folder) {
-                removeFolder(each);
-            } else {
-                removeFile(each);
-            }
-        }
-    }
-
-    // Whether everything in it went.
-    bool removeFolder(const LeftOver& folder) {
-        const Result<std::vector<ScannedEntry>> found =
-            folder_.scan(local(folder.path), options_.links);
-        if (!found) {
-            tellFailure(folder.path, folder.url, found.error());
-            return false;
-        }
-        bool allWent = true;
-        for (const ScannedEntry& entry : *found) {
-            const LeftOver each{folder.path + '/' + entry.name,
-                                folder.url + '/' + vxhost::encodeSegment(entry.name), entry.entry};
-            const bool counts =
-                entry.unfit == Unfit::none &&
-                options_.filter.takes(each.path, entry.entry.kind == LocalKind::folder);
-            const bool isFolder = entry.entry.kind == LocalKind::folder;
-            const bool went = counts && (isFolder ? removeFolder(each) : removeFile(each));
-            allWent = allWent && went;
-        }
-        if (!options_.remove || !allWent) return false;
-        const Result<void> removed =
-            options_.dryRun ? Result<void>() : folder_.removeFolder(local(folder.path));
-        if (removed) {
-            tell({TreeDeed::removed, folder.path, folder.url, {}, {}, true});
-        } else {
-            tellFailure(folder.path, folder.url, removed.error());
-        }
-        return bool(removed);
-    }
-
-    bool removeFile(const LeftOver& each) {
-        const bool known = removesUnknown_ || wasOnBothSides(each);
-        if (!options_.remove || !known) {
-            tell({TreeDeed::leftOver, each.path, each.url});
-            return false;
-        }
-        const Result<void> removed =
-            options_.dryRun ? Result<void>() : folder_.removeFile(local(each.path), each.entry);
-        if (removed) {
-            if (options_.memory && !options_.dryRun) {
-                options_.memory->forget(folder_.shown(local(each.path)));
-            }
-            tell({TreeDeed::removed, each.path, each.url});
-        } else {
-            tellFailure(each.path, each.url, removed.error());
-        }
-        return bool(removed);
-    }
-
-    // And has not changed here since.
-    bool wasOnBothSides(const LeftOver& each) const {
-        const File file{each.path, each.url, {}, each.entry, {}};
-        const std::optional<FileNote> note = noteOf(file);
-        return note && (isUnchanged(*note, each.entry) || hasNotedHash(file, *note));
-    }
-
     Remote& remote_;
     const LocalFolder& folder_;
     const TreeOptions& options_;
     TaskGroup files_;
     Gate slots_;
     std::set<std::string> refused_;  // folders that could not be made
-    std::vector<LeftOver> leftOver_;
-    bool removesUnknown_ = false;
+    LeftOverHere leftOver_;
     Worker disk_;  // last, so that it ends before what it works on
 };
 

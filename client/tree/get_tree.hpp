@@ -27,6 +27,12 @@ struct TreeOptions {
     FileMemory* memory = nullptr;  // null: nothing is noted, and no note is believed
     TreeListener tell;
     TransferMeter* meter = nullptr;  // null: nobody wants to know
+
+    // The path in the folder here of one in the tree.
+    std::string placeOf(const std::string& path) const {
+        if (base.empty()) return path;
+        return path.empty() ? base : base + '/' + path;
+    }
 };
 
 // The root's URL ends in a slash. Fails when the root cannot be listed; what else fails is told of
