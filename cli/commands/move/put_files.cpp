@@ -11,6 +11,7 @@
 #include "cli/session/jobs.hpp"
 #include "cli/session/remote_access.hpp"
 #include "cli/terminal/report.hpp"
+#include "client/memory/remembered_copy.hpp"
 #include "client/tree/put_several.hpp"
 
 namespace quillon::cli {
