@@ -1,4 +1,6 @@
 // tree, find, du and ls -R on awkward names, and on what cannot be read.
+#include <fmt/format.h>
+
 #include "tests/cli/program.hpp"
 #include "tests/support/scripted_server.hpp"
 

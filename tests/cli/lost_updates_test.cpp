@@ -1,4 +1,5 @@
 // Nobody's work is overwritten: conflicts, locks, and what a killed edit leaves.
+#include <fmt/format.h>
 #include <sys/xattr.h>
 
 #include <csignal>

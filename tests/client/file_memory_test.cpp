@@ -123,7 +123,7 @@ TEST_F(FileMemoryTest, eitherOfLogAndStoreServes) {
 
 TEST_F(FileMemoryTest, aDamagedStoreIsKeptAsideAndToldOfOnce) {
     const fs::path store = state / "quillon/notes.db";
-    for (const size_t beginning : {0, 4096}) {
+    for (const size_t beginning : {size_t{0}, size_t{4096}}) {
         EXPECT_EQ(countByPath(), beginning == 0 ? 2u : 1u);
         execute("PRAGMA wal_checkpoint(TRUNCATE)");
         std::string content = support::readFile(store);
