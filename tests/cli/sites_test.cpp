@@ -60,7 +60,7 @@ TEST_F(Sites, aNameStandsForTheUrl) {
     expect({{{"login", "work", open.url()}, 0, "work: is " + open.url() + "\n"},  // ann no more
             {{"logout", "work"}, 0, ""},
             {{"ls", "work:"}, 2, "There is no site \"work\". None is stored"},
-            {{"sync", "pair"}, 4, "is not there any more. Once with another name"},
+            {{"sync", "pair"}, 4, "was paired, is not there any more"},
             {{"-uann", "--password-file", "right", "sync", "pair"},
              0,
              "",

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "cli/terminal/report.hpp"
+#include "cli/terminal/suggestion.hpp"
 #include "platform/base/ascii.hpp"
 #include "platform/text/url.hpp"
 
@@ -51,9 +52,9 @@ Result<Address> collectionOf(const sync::Pair& pair, Session& session) {
     }
     if (!lost.empty()) {
         complain(
-            fmt::format("the site {}, by which {} was paired, {}. Once with another name or "
-                        "the URL, quillon sync FOLDER URL notes that instead.",
-                        name, pair.folder().string(), lost));
+            fmt::format("the site {}, by which {} was paired, {}. quillon sync {} URL, once, "
+                        "with a site's name or a URL, notes another way in.",
+                        name, pair.folder().string(), lost, shellWord(pair.folder().string())));
     }
     return session.options().user.empty() ? collection : collection->withUser({});
 }
