@@ -95,7 +95,7 @@ void whenGiven(CommandDefinition command, Invocation& invocation,
     command.whenGiven([&invocation, action = std::move(action)] {
         invocation.run = [action](Session& session) {
             session.progress().setSilent(false);  // where another one of a shell was quiet
-            session.ownLocks().beginCommand();
+            session.beginCommand();
             return action(session);
         };
     });

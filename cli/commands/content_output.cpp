@@ -95,13 +95,12 @@ int writeContents(Session& session, const std::vector<Address>& members) {
     int code = exitDone;
     for (const Address& member : members) {
         const Result<void> written = writeContent(session, servers, member);
-        if (outputAbandoned()) return exitUnread;
-        if (written) continue;
-        const int failed = report("fetch", member.url(), written.error());
+        const int failed = written ? exitDone : report("fetch", member.url(), written.error());
         if (failed == exitInterrupted) return failed;
         if (code == exitDone) code = failed;
+        if (outputAbandoned()) break;
     }
-    return code;
+    return code == exitDone && outputAbandoned() ? exitUnread : code;
 }
 
 }  // namespace quillon::cli

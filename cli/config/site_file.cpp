@@ -32,8 +32,12 @@ struct Loaded {
 };
 
 Result<std::optional<Loaded>> load(std::string_view name) {
-    if (!siteNameValid(name))
+    if (!siteNameValid(name)) {
+        std::error_code none;
+        const bool isTyped = !fs::exists(siteFile(name), none);
+        if (isTyped) return localError(Kind::usage, std::string(siteNameRule));
         return inFile(name, localError(Kind::local, std::string(siteNameRule)));
+    }
     Result<std::optional<OwnText>> file = readOwnFile(siteFile(name));
     if (!file) return std::move(file).error();
     if (!*file) return std::optional<Loaded>();

@@ -88,7 +88,7 @@ std::string wordProblem(const CLI::App& program, const std::string& word, bool i
 }  // namespace
 
 std::string withoutMark(std::string word) {
-    if (word.ends_with(bracketMark)) word.pop_back();
+    if (word.ends_with(mark)) word.pop_back();
     return word;
 }
 
@@ -96,13 +96,13 @@ std::string lineProblem(const CLI::App& program, const CLI::Error& problem,
                         const std::string& first) {
     std::vector<std::string> words = program.remaining(true);
     std::transform(words.begin(), words.end(), words.begin(), withoutMark);
-    if (program.get_subcommands().empty()) {
-        if (words.empty()) return "A command is missing.";
-        return wordProblem(program, words.front(), words.front() == first);
-    }
     const auto about = static_cast<CLI::ExitCodes>(problem.get_exit_code());
     const bool ofWords =
         about == CLI::ExitCodes::ExtrasError || about == CLI::ExitCodes::RequiredError;
+    if (program.get_subcommands().empty()) {
+        if (words.empty()) return ofWords ? "A command is missing." : optionProblem(problem);
+        return wordProblem(program, words.front(), words.front() == first);
+    }
     if (words.empty() || !ofWords) return optionProblem(problem);
     const auto option = std::find_if(words.begin(), words.end(),
                                      [](const auto& word) { return word.starts_with('-'); });

@@ -6,8 +6,9 @@
 
 namespace quillon::cli {
 
-// Behind a word like "[a,b]", which the library would take for a list of two; no word has it.
-inline constexpr char bracketMark = '\0';
+// Behind a word like "[a,b]", which the library would take for a list of two, or "--user=", whose
+// value it would take from the next word; no word has it.
+inline constexpr char mark = '\0';
 std::string withoutMark(std::string word);
 
 // A sentence. program: as it was left by the problem; first: the line's first word.

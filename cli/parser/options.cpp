@@ -28,18 +28,25 @@ Result<void> checkUserName(std::string_view name) {
     return localError(Kind::usage, fmt::format("A user name {}.", problem));
 }
 
-Result<void> checkSoleTeller(const CommonOptions& options, std::string_view teller) {
-    const std::string_view other = !options.user.empty() ? "--user" : "--password-file";
-    if (options.user.empty() && options.passwordFile.empty()) return {};
+Result<void> checkSoleTeller(const CommonOptions& options, std::string_view teller,
+                             bool urlHasUser) {
+    const std::string_view other = !options.user.empty()           ? "--user"
+                                   : !options.passwordFile.empty() ? "--password-file"
+                                   : urlHasUser                    ? "the user in the URL"
+                                                                   : "";
+    if (other.empty()) return {};
     return localError(
         Kind::usage, fmt::format("{0} does not go with {1}, which says who you are. Leave {0} out.",
                                  other, teller));
 }
 
-Result<void> checkCommonOptions(const CommonOptions& options) {
-    if (options.access.hasToken()) return checkSoleTeller(options, "--token-file");
-    if (options.access.usesTicket()) return checkSoleTeller(options, "--auth negotiate");
-    return {};
+Result<void> checkCommonOptions(const CommonOptions& options, std::string_view userInUrl) {
+    const bool hasUser = !userInUrl.empty();
+    if (options.access.hasToken()) return checkSoleTeller(options, "--token-file", hasUser);
+    if (options.access.usesTicket()) return checkSoleTeller(options, "--auth negotiate", hasUser);
+    if (!hasUser || options.user.empty() || options.user == userInUrl) return {};
+    return localError(Kind::usage,
+                      "--user does not go with another user in the URL. Leave one of them out.");
 }
 
 void addCommonOptions(CommandDefinition program, CommonOptions& options) {

@@ -36,11 +36,12 @@ struct CommonOptions {
 };
 
 // Of a line on which the teller, such as "--token-file", says who it is: fails with Kind::usage for
-// a user or a password beside it, which would go unheard.
-Result<void> checkSoleTeller(const CommonOptions& options, std::string_view teller);
+// a user or a password beside it, be it a user that stands in a URL, which would go unheard.
+Result<void> checkSoleTeller(const CommonOptions& options, std::string_view teller,
+                             bool urlHasUser = false);
 
-// What the options of a whole line are together. Fails with Kind::usage.
-Result<void> checkCommonOptions(const CommonOptions& options);
+// What the options of a whole line are together, and beside a URL. Fails with Kind::usage.
+Result<void> checkCommonOptions(const CommonOptions& options, std::string_view userInUrl = {});
 
 void addCommonOptions(CommandDefinition program, CommonOptions& options);
 

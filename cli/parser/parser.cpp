@@ -265,7 +265,9 @@ Result<std::string> Parser::parse(std::vector<std::string> words) {
     for (CLI::Option* option : app_->get_options()) option->transform(withoutMark);
     const std::string first = words.empty() ? std::string() : words.front();
     for (std::string& word : words) {
-        if (word.starts_with('[') && word.ends_with(']')) word += bracketMark;
+        const bool isInBrackets = word.starts_with('[') && word.ends_with(']');
+        const bool hasEmptyValue = word.starts_with("--") && word.find('=') == word.size() - 1;
+        if (isInBrackets || hasEmptyValue) word += mark;
     }
     std::reverse(words.begin(), words.end());  // as the library takes them
     try {

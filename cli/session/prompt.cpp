@@ -1,6 +1,7 @@
 #include "cli/session/prompt.hpp"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -14,6 +15,8 @@ namespace quillon::cli {
 namespace {
 
 bool mayAsk = true;
+
+constexpr int pollInterval = 200;  // ms: a signal may wake another thread than the one that asks
 
 class Terminal {
 public:
@@ -29,19 +32,26 @@ public:
 
     void hideTyping() {
         if (tcgetattr(descriptor_, &before_) != 0) return;
-        termios silent = before_;
-        silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-        silent.c_lflag |= ECHONL;
-        hidden_ = tcsetattr(descriptor_, TCSAFLUSH, &silent) == 0;
+        hidden_ = setSilent();
     }
 
     // One line without its end, as far as the terminal gives one.
     Result<Secret> ask(const std::string& question) {
+        takeContinued();
         if (write(descriptor_, question.data(), question.size()) < 0) return noTerminal();
         Secret line;
         for (char byte = 0;;) {
-            const ssize_t got = read(descriptor_, &byte, 1);
+            pollfd typed{descriptor_, POLLIN, 0};
+            const int ready = poll(&typed, 1, pollInterval);
             if (interrupted()) return unanswered(interruption());
+            if (takeContinued()) {  // a shell may show now what is typed
+                if (hidden_) setSilent();
+                line = Secret();
+                if (write(descriptor_, question.data(), question.size()) < 0) return noTerminal();
+                continue;
+            }
+            if (ready <= 0) continue;
+            const ssize_t got = read(descriptor_, &byte, 1);
             if (got < 0 && errno == EINTR) continue;
             if (got < 0) return noTerminal();
             if (got == 0 && line.empty()) {
@@ -55,6 +65,14 @@ public:
     static Error noTerminal() { return localError(Kind::local, "There is no terminal to ask on."); }
 
 private:
+    // In the background this waits until the terminal is ours again.
+    bool setSilent() const {
+        termios silent = before_;
+        silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        silent.c_lflag |= ECHONL;
+        return tcsetattr(descriptor_, TCSAFLUSH, &silent) == 0;
+    }
+
     // What is said next does not belong behind the question.
     Error unanswered(Error error) const {
         const bool told = write(descriptor_, "\n", 1) == 1;

@@ -25,7 +25,7 @@ Error explainRefusal(const AccessOptions& access, const Site* site, const Login&
         error.sentences.assign(1, noTicket);
     } else if (login.user.empty()) {
         error.sentences.assign(1, "The server asks who you are. Give a user name with --user.");
-    } else if (site != nullptr && !site->password.empty()) {
+    } else if (site != nullptr && !site->password.empty() && site->user == login.user) {
         error.sentences.push_back(
             fmt::format("If your password has changed: quillon login {}", site->name));
     }

@@ -120,8 +120,16 @@ Session::Session(const CommonOptions& options, Cost* cost)
 Session::~Session() = default;
 
 Error Session::refusal(const Address& address, const Login& login, Error error) const {
-    Error explained = explainRefusal(sites_.optionsFor(address).access, sites_.of(address), login,
-                                     std::move(error));
+    const AccessOptions access = sites_.optionsFor(address).access;
+    Error explained = explainRefusal(access, sites_.of(address), login, std::move(error));
+    const bool isGiven = !options_.user.empty() || options_.access.hasToken();
+    const bool isNobody = login.user.empty() && !access.hasToken() && access.auth.empty();
+    if (explained.httpStatus == 401 && isGiven && isNobody) {
+        explained.sentences.assign(
+            1,
+            "The server asks who you are; what the command line says of that is for the server "
+            "of its first URL. quillon login stores a user and a password for this one.");
+    }
     const std::lock_guard lock(mutex_);
     if (explained.httpStatus == 401 && credentials_.areOfNetrc(address)) {
         explained.sentences.emplace_back("The password is that of the netrc file.");
@@ -139,6 +147,11 @@ Result<Login> Session::findLogin(const Address& address) {
 Result<Login> Session::askAgain(const Address& address) {
     const std::lock_guard lock(mutex_);
     return credentials_.askAgain(address);
+}
+
+void Session::beginCommand() {
+    ownLocks_.beginCommand();
+    closed_.clear();
 }
 
 void Session::forgetLogins() {
@@ -257,11 +270,17 @@ Result<std::shared_ptr<Collection>> Session::open(const Address& address,
                           each.options.cacheParent == options.cacheParent;
         if (same) return each.collection;
     }
+    const std::string key = identityOf(address) + "\n" + address.collection();
+    if (const std::lock_guard lock(mutex_); closed_.contains(key)) return closed_.at(key);
     const Result<Extension> loaded = extension(address);
     if (!loaded) return loaded.error();
     Result<Collection> opened = withLogin(address, [&](const Login& login) {
         return Collection::open(*loaded, address, login, options);
     });
+    if (!opened && opened.error().httpStatus == 401) {
+        const std::lock_guard lock(mutex_);
+        closed_.emplace(key, opened.error());
+    }
     if (!opened) return std::move(opened).error();
     // Who still uses the oldest keeps it alive; only the session lets go of it.
     if (mine.size() == mostOpen) mine.pop_front();

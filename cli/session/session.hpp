@@ -76,6 +76,9 @@ public:
     Result<std::shared_ptr<Collection>> open(const Address& address,
                                              const OpenOptions& options = {});
 
+    // Each command of a shell looks anew at what others left, and at what the server refused.
+    void beginCommand();
+
     // After a site was changed: what comes next in a shell logs in anew.
     void forgetLogins();
 
@@ -159,11 +162,15 @@ private:
     mutable std::mutex schemesMutex_;
     std::set<std::string, std::less<>> basicOrigins_, warnedOf_;  // what goes in clear
 
-    // Guards the credentials, the extensions and the map open_, not the lists in it: each belongs
-    // to its thread, and a map's elements stay where they are when others come or go.
+    // Guards the credentials, the extensions, closed_ and the map open_, not the lists in it: each
+    // belongs to its thread, and a map's elements stay where they are when others come or go.
     mutable std::mutex mutex_;
     std::map<std::thread::id, std::deque<OpenCollection>> open_;  // the latest is the last
     std::map<std::string, Locked> locked_;                        // by URL
+    // Collections that the command was not let into: a password that is wrong once more for each
+    // member in them may lock an account. Nothing else is taken to be closed with them, since some
+    // servers let a person in elsewhere with what they refuse here. By identityOf and URL.
+    std::map<std::string, Error> closed_;
     const std::unique_ptr<Servers> servers_;
 };
 

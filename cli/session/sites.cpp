@@ -114,6 +114,19 @@ Result<void> checkTellerOf(const Site& site, CommonOptions given) {
                                               access.hasToken() ? "token" : "ticket", site.name));
 }
 
+// A colon that was forgotten behind a site's name is told.
+Result<Address> parseUrlOrTellColon(std::string_view typed) {
+    Result<Address> address = Address::parse(typed);
+    if (address) return address;
+    const std::string_view name = typed.substr(0, typed.find('/'));
+    std::error_code none;
+    if (!siteNameValid(name) || !std::filesystem::exists(siteFile(name), none)) return address;
+    Error error = std::move(address).error();
+    error.sentences.push_back(
+        fmt::format("There is a site of that name: its URLs begin with {}:", name));
+    return error;
+}
+
 // To which of them a request belongs could not be told by its URL.
 Error oneServerTwice(const Site& a, const Site& b) {
     return localError(Kind::usage,
@@ -130,17 +143,14 @@ bool Sites::knows(std::string_view typed) {
     return parts && std::filesystem::exists(siteFile(parts->name), none);
 }
 
-// A colon that was forgotten behind a site's name is told.
-Result<Address> Sites::parseUrlOrTellColon(std::string_view typed) {
-    Result<Address> address = Address::parse(typed);
-    if (address) return address;
-    const std::string_view name = typed.substr(0, typed.find('/'));
-    std::error_code none;
-    if (!siteNameValid(name) || !std::filesystem::exists(siteFile(name), none)) return address;
-    Error error = std::move(address).error();
-    error.sentences.push_back(
-        fmt::format("There is a site of that name: its URLs begin with {}:", name));
-    return error;
+// The user of the line is for the first URL; another one may name somebody else on its server.
+Result<Address> Sites::parseUrl(std::string_view typed) const {
+    Result<Address> address = parseUrlOrTellColon(typed);
+    if (!address) return address;
+    CommonOptions given = givenFor(address->origin());
+    if (firstOrigin_) given.user.clear();
+    const Result<void> checked = checkCommonOptions(given, address->user());
+    return checked ? address : checked.error();
 }
 
 Result<Address> Sites::resolve(std::string_view typed) {
@@ -151,7 +161,7 @@ Result<Address> Sites::resolve(std::string_view typed) {
 
 Result<Address> Sites::resolveNamed(std::string_view typed) {
     auto parts = split(typed);
-    if (!parts) return parseUrlOrTellColon(typed);
+    if (!parts) return parseUrl(typed);
     Result<Site> site = find(parts->name);
     if (!site) return std::move(site).error();
     Result<Address> root = Address::parse(site->url);

@@ -41,7 +41,7 @@ public:
 
 private:
     Result<Address> resolveNamed(std::string_view typed);
-    Result<Address> parseUrlOrTellColon(std::string_view typed);
+    Result<Address> parseUrl(std::string_view typed) const;
     CommonOptions givenFor(const std::string& origin) const;
 
     const CommonOptions& options_;

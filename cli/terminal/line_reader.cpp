@@ -61,6 +61,7 @@ public:
 
     std::optional<std::string> next(const std::string& prompt) override {
         prompt_ = prompt;
+        takeContinued();
         // libedit's own comes behind the prompt: a Ctrl-D in between would be lost.
         el_set(edit_.get(), EL_PREP_TERM, 1);
         int count = 0;
@@ -93,6 +94,11 @@ private:
         for (;;) {
             char byte = 0;
             if (interrupted()) return 0;
+            if (takeContinued()) {  // libedit believes that the terminal is as it left it
+                el_set(edit, EL_PREP_TERM, 0);
+                el_set(edit, EL_PREP_TERM, 1);
+                el_set(edit, EL_REFRESH);
+            }
             pollfd typed{STDIN_FILENO, POLLIN, 0};
             if (poll(&typed, 1, 1000) <= 0) {
                 readerOf(edit).eachSecond_();

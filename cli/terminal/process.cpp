@@ -16,6 +16,8 @@ static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler sets it"
 
 volatile sig_atomic_t latest = 0;
 
+std::atomic<bool> continued{false};
+
 void onSignal(int number) {
     latest = number;
     if (flag.exchange(true)) {
@@ -30,9 +32,14 @@ void onAlarm(int) {
     if (flag) alarm(1);
 }
 
-void handle(int number, void (*handler)(int)) {
+void onContinue(int) {
+    continued = true;
+}
+
+void handle(int number, void (*handler)(int), int flags = 0) {
     struct sigaction action {};
     action.sa_handler = handler;
+    action.sa_flags = flags;
     sigemptyset(&action.sa_mask);
     sigaction(number, &action, nullptr);
 }
@@ -58,6 +65,7 @@ void catchInterrupts() {
         sigaction(number, nullptr, &before);
         if (before.sa_handler != SIG_IGN) handle(number, onSignal);  // nohup stays
     }
+    handle(SIGCONT, onContinue, SA_RESTART);
     // A reader of our output that went away, or a limit on the size of files, shows as a failed
     // write, not as a sudden end that would leave locks behind.
     signal(SIGPIPE, SIG_IGN);
@@ -71,6 +79,10 @@ void endBySigpipe() {
 
 const std::atomic<bool>& interruptFlag() {
     return flag;
+}
+
+bool takeContinued() {
+    return continued.exchange(false);
 }
 
 bool forgetInterrupt() {

@@ -28,6 +28,10 @@ inline bool interrupted() {
     return interruptFlag().load();
 }
 
+// Whether the process was stopped, as by Ctrl-Z, and has gone on since this was asked last: the
+// shell may have set the terminal otherwise, and what was typed is gone.
+bool takeContinued();
+
 // For a shell, whose commands alone are interrupted by SIGINT: true when that is all that came.
 // Then it is forgotten.
 bool forgetInterrupt();

@@ -334,8 +334,11 @@ TEST_F(Faults, whatAListingDoesNotTellIsNotInvented) {
 
 TEST_F(Faults, whatCannotBeWrittenIsNoSuccessAndNoCrash) {
     server.on("GET", "/c/file", Answer(200, std::string(1'000'000, 'x')));
+    server.on("GET", "/c/none", Answer(404));
     const std::tuple<const char*, int, const char*> rows[] = {
         {"\"$0\" get $1 - | true; exit ${PIPESTATUS[0]}", 141, ""},
+        {"\"$0\" tail ${1%file}none | true; exit ${PIPESTATUS[0]}", 3, "cannot fetch"},
+        {"\"$0\" cat ${1%file}none | true; exit ${PIPESTATUS[0]}", 3, "cannot fetch"},
         {"\"$0\" info $1 > /dev/full", 8, "No space left"},
         {"\"$0\" info $1 >&-", 8, "Bad file descriptor"},
         {"\"$0\" put - $1 <&-", 8, "Cannot read /dev/stdin"},

@@ -58,6 +58,8 @@ TEST_F(Messages, nameTheCauseAndTheWayOut) {
         {{"login", url}, 2, {"name is missing"}},
         {{"ls", "--timeout", "x", url}, 2, {"--timeout: \"x\" is no number from 1 to 86400."}},
         {{"ls", url, "--timeout"}, 2, {"--timeout needs a value."}},
+        {{"--user=", "ls", url}, 2, {"--user: its value is empty."}},
+        {{"--header", "x", "ls", url}, 2, {"--header: What is given is no header"}},
         {{"ls", "--long=x", url}, 2, {"--long takes no value."}},
         {{"ls", "-u", "a", "-u", "b", url}, 2, {"--user may be given once."}},
         {{"ls", "-v", "http://127.0.0.1:1/"}, 7, {"0 requests, 0 round trips, 0 connections"}},

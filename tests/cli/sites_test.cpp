@@ -44,6 +44,8 @@ TEST_F(Sites, aNameStandsForTheUrl) {
             {{"get", "work:my%20reports/q3", "-"}, 0, "42"},
             {{"sites"}, 0, "work  " + url + "  ann  password stored\n"},
             {{"sites", "--json"}, 0, json},
+            {{"mv", "work:file", "work:f"}, 0, ""},
+            {{"mv", "work:f", "file"}, 0, ""},
             {{"edit", "work:file"}, 0, ""},
             {{"get", "work:file", "-"}, 0, "edited\n"},
             {{"sync", "--yes", "pair", "work:my reports"}, 0, ""},
@@ -57,7 +59,12 @@ TEST_F(Sites, aNameStandsForTheUrl) {
            "q3\nfile\nmy reports/\n");
     expect({{{"login", "work", open.url()}, 0, "work: is " + open.url() + "\n"},  // ann no more
             {{"logout", "work"}, 0, ""},
-            {{"ls", "work:"}, 2, "There is no site \"work\". None is stored"}});
+            {{"ls", "work:"}, 2, "There is no site \"work\". None is stored"},
+            {{"sync", "pair"}, 4, "was paired, is not there any more"},
+            {{"-uann", "--password-file", "right", "sync", "pair"},
+             0,
+             "",
+             "both sides are the same"}});
     EXPECT_FALSE(std::filesystem::exists(siteFile()));
 }
 
@@ -87,6 +94,11 @@ TEST_F(Sites, credentialsComeFromEachPlace) {
     server.clearTranscript();
     expect({{{"get", url + "f"}, 4, "again.\n  The password is that of the netrc file"}});
     EXPECT_EQ(server.transcript(), "GET /f 401\nGET /f 401\n");  // it goes once
+    server.clearTranscript();
+    expect({{{"rm", url + "f", url + "g"}, 4, url + "g:\n  The server refused"}});
+    const std::string asked = server.transcript();
+    const std::regex refused("HEAD / 401");
+    EXPECT_EQ(std::distance(std::sregex_iterator(asked.begin(), asked.end(), refused), {}), 2);
     writeFile(home / "netrc", "machine 127.0.0.1\nlogin ann password \"a\nb\"");
     const std::string ends = "ends in line 3 of " + (home / "netrc").string();
     expect({{{"ls", url}, 8, ends + " holds a NUL"}});
@@ -153,6 +165,7 @@ TEST_F(Sites, whatTheServerRefusesIsNotStored) {
             {login("ftp://h/"), 2, "https://"},
             {login(open.url(), "open", "tagged"), 2, "begins like an encoded one"},
             {{"logout", "work"}, 2, "There is no site"},
+            {{"logout", "w"}, 2, ":\n  A site's name is two letters"},
             {{"ls", "w:x"}, 2, "not the URL"}});
     EXPECT_FALSE(std::filesystem::exists(siteFile()));
 }
@@ -214,6 +227,8 @@ TEST_F(Sites, aPersonsOwnTextSurvives) {
     EXPECT_TRUE(std::filesystem::is_symlink(siteFile()));
     support::RunningProcess program(command({"login", "work", url, "-u", "ann"}),
                                     support::Streams::terminal);
+    ASSERT_TRUE(program.expect("Password of ann"));
+    program.signal(SIGCONT);  // as by fg, behind Ctrl-Z
     ASSERT_TRUE(program.expect("Password of ann"));
     writeSite(line + "jobs = 4\n");
     program.send(std::string(password) + "\n");

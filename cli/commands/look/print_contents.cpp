@@ -155,14 +155,14 @@ int writeParts(Session& session, PartOptions& options, End end) {
     bool isFirst = true;
     const int code =
         forEachUrl(session, options.urls, "fetch", [&](const Address& address) -> Result<void> {
-            if (outputAbandoned()) return {};
+            const bool wasFirst = std::exchange(isFirst, false);
+            if (!wasFirst && outputAbandoned()) return {};
             if (options.urls.size() > 1) {
-                printOut("{}==> {} <==\n", std::exchange(isFirst, false) ? "" : "\n",
-                         forOutput(address.url()));
+                printOut("{}==> {} <==\n", wasFirst ? "" : "\n", forOutput(address.url()));
             }
             return writePart(session, servers, address, part);
         });
-    return outputAbandoned() ? exitUnread : code;
+    return code == exitDone && outputAbandoned() ? exitUnread : code;
 }
 
 void addCountOption(CommandDefinition command, const std::string& names,
@@ -227,8 +227,7 @@ void addCat(CommandDefinition program, Invocation& invocation) {
             }
         }
         const int written = writeContents(session, members);
-        return code == exitDone || written == exitInterrupted || written == exitUnread ? written
-                                                                                       : code;
+        return code == exitDone || written == exitInterrupted ? written : code;
     });
 }
 

@@ -66,16 +66,19 @@ int runRename(Session& session, TransferOptions& options) {
     return takeOffOwnLock(session, address, **renamed);
 }
 
-// A new name is told from a place by the slash that it has not.
+// A new name is told from a place by the slash that it has not; so is it from a site's.
 int runMv(Session& session, TransferOptions& options) {
     std::vector<std::string>& words = options.operands;
-    const bool isPlace = words.back().find('/') != std::string::npos;
+    const std::string& last = words.back();
+    const bool isOfSite = Sites::knows(last);
+    const bool isPlace = isOfSite || last.find('/') != std::string::npos;
+    const bool isCollection = last.ends_with('/') || (isOfSite && last.ends_with(':'));
     const bool several = words.size() > 2 || !options.pattern.empty();
     if (several && !options.token.empty()) {
         complain("--token is the lock of one member: give a single URL, and no --match.");
         return exitUsage;
     }
-    if (several && !words.back().ends_with('/')) {
+    if (several && !isCollection) {
         complain("several go into a collection: end its URL with a slash.");
         return exitUsage;
     }
@@ -99,8 +102,8 @@ void addMv(CommandDefinition program, Invocation& invocation) {
     command
         .addOption("URL... NEWNAME", options->operands,
                    "What is moved; then its new name, as it is read: every character is the "
-                   "name's; or, since it has a slash, where it goes: a collection that is there, "
-                   "or its own new URL")
+                   "name's; or, since it has a slash or begins with a site's name and a colon, "
+                   "where it goes: a collection that is there, or its own new URL")
         .typeName("")
         .required();
     command.addFlag("--force", options->force, "Replace members that are there");
@@ -109,8 +112,9 @@ void addMv(CommandDefinition program, Invocation& invocation) {
     addTellingOptions(command, options->telling);
     command.setFooter(
         "A name that is taken is left alone, and nothing is renamed.\n\n"
-        "What has a slash is a place: a URL, work:/, or in a shell ../other/. Several go into a\n"
-        "collection, whose URL ends in a slash. A collection moves with all that is in it.\n\n"
+        "What has a slash is a place: a URL, or in a shell ../other/; and so is what begins\n"
+        "with a site's name and a colon: work:plan.txt. Several go into a collection, whose URL\n"
+        "ends in a slash. A collection moves with all that is in it.\n\n"
         "From one server to another each member is copied, fetched again and compared; then it\n"
         "is removed where it was, unless somebody changed it meanwhile. Of a collection nothing\n"
         "is removed before all of it has been copied.\n\n"

@@ -85,19 +85,20 @@ Error notTogether(std::string_view one, std::string_view other) {
 }
 
 // Of two sources one would be tried, and the other be the site's.
-Result<void> checkSources(const LoginOptions& options, const CommonOptions& common) {
-    const bool hasFile = !common.access.tokenFile.empty();
+Result<void> checkSources(const LoginOptions& options, const CommonOptions& common,
+                          std::string_view userInUrl) {
+    const bool hasFile = !common.access.tokenFile.empty(), urlHasUser = !userInUrl.empty();
     if (!options.passwordCommand.empty() && !common.passwordFile.empty()) {
         return notTogether("--password-file", "--password-command");
     }
     if (!options.tokenCommand.empty()) {
         if (hasFile) return notTogether("--token-file", "--token-command");
-        return checkSoleTeller(common, "--token-command");
+        return checkSoleTeller(common, "--token-command", urlHasUser);
     }
-    if (!options.byBrowser) return {};
+    if (!options.byBrowser) return checkCommonOptions(common, userInUrl);
     if (hasFile) return notTogether("--token-file", "--browser");
     if (!common.access.auth.empty()) return notTogether("--auth", "--browser");
-    return checkSoleTeller(common, "--browser");
+    return checkSoleTeller(common, "--browser", urlHasUser);
 }
 
 // What would say who it is in the place of the user that is given now.
@@ -108,8 +109,9 @@ void forgetTeller(Site& site) {
 }
 
 // Commands of the line, and whose password goes into the keyring.
-Result<void> takeCommands(Site& site, const LoginOptions& options, const CommonOptions& common) {
-    if (Result<void> checked = checkSources(options, common); !checked) return checked;
+Result<void> takeCommands(Site& site, const LoginOptions& options, const CommonOptions& common,
+                          std::string_view userInUrl) {
+    if (Result<void> checked = checkSources(options, common, userInUrl); !checked) return checked;
     const std::pair<const std::string&, Texts&> commands[] = {
         {options.passwordCommand, site.passwordCommand}, {options.tokenCommand, site.tokenCommand}};
     for (const auto& [line, words] : commands) {
@@ -119,7 +121,7 @@ Result<void> takeCommands(Site& site, const LoginOptions& options, const CommonO
         words = std::move(*split);
     }
     if (!options.tokenCommand.empty()) site.tokenFile.clear();
-    if (!common.user.empty() || options.byBrowser) forgetTeller(site);
+    if (!common.user.empty() || !userInUrl.empty() || options.byBrowser) forgetTeller(site);
     const bool isGiven = !common.passwordFile.empty() || options.byBrowser;
     if (isGiven && options.passwordCommand.empty() && site.cert.empty()) {
         if (site.passwordCommand != keyringLookup(site.name)) site.passwordCommand.clear();
@@ -151,7 +153,8 @@ int runLogin(Session& session, LoginOptions& options) {
     Site site = siteFor(*before, options.name, typed ? address->asCollection().collection() : "");
     if (!typed) address = Address::parse(site.url);
     if (!address) return nothingStored(site.url, address.error());
-    if (const auto taken = takeCommands(site, options, session.options()); !taken) {
+    const std::string userInUrl = typed ? address->user() : "";
+    if (const auto taken = takeCommands(site, options, session.options(), userInUrl); !taken) {
         return nothingStored(site.url, taken.error());
     }
     Trial trial(session, optionsFor(site, options, session.options()), address->asCollection());

@@ -5,7 +5,10 @@
 #include <filesystem>
 #include <utility>
 
+#include "cli/terminal/report.hpp"
+#include "cli/terminal/suggestion.hpp"
 #include "platform/base/ascii.hpp"
+#include "platform/text/url.hpp"
 
 namespace quillon::cli {
 
@@ -23,18 +26,37 @@ Result<sync::Pair> findPair(const std::string& folder) {
 
 Result<void> noteSite(sync::Pair& pair, Session& session, const Address& root) {
     const Site* site = session.sites().of(root);
+    if (Result<void> noted = pair.state().set("user", root.user()); !noted) return noted;
     return pair.state().set("site", site == nullptr ? "" : site->name);
 }
 
 Result<Address> collectionOf(const sync::Pair& pair, Session& session) {
-    const Result<std::optional<std::string>> site = pair.state().setting("site");
-    if (!site) return site.error();
-    const std::string named = site->value_or("") + ":";
+    const Result<std::optional<std::string>> noted = pair.state().setting("site");
+    if (!noted) return noted.error();
+    const std::string name = noted->value_or(""), named = name + ":";
+    Result<Address> collection = pair.collection();
+    if (!collection) return collection;
+    std::string_view lost;  // what became of the site; empty: nothing
     if (Sites::knows(named)) {
-        const Result<Address> whole = session.sites().resolve(named);
-        if (!whole) return whole.error();
+        const Result<Site> site = session.sites().find(name);
+        if (!site) return site.error();
+        // Of another server it is not asked, which would get what the line says.
+        if (vxhost::sameOrigin(site->url, pair.url())) {
+            const Result<Address> whole = session.sites().resolve(named);
+            if (!whole) return whole;
+            return collection->withUser(whole->user());
+        }
+        lost = "is for another server now";
+    } else if (!name.empty()) {
+        lost = "is not there any more";
     }
-    return pair.collection();
+    if (!lost.empty()) {
+        complain(
+            fmt::format("the site {}, by which {} was paired, {}. quillon sync {} URL, once, "
+                        "with a site's name or a URL, notes another way in.",
+                        name, pair.folder().string(), lost, shellWord(pair.folder().string())));
+    }
+    return session.options().user.empty() ? collection : collection->withUser({});
 }
 
 void addStartOption(CommandDefinition command, std::string& start) {

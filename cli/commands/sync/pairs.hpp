@@ -15,9 +15,10 @@ namespace quillon::cli {
 // Of the folder, or of one that it is in. A failure says how one is made.
 Result<sync::Pair> findPair(const std::string& folder);
 
-// The site through which it is named now, so that later runs get in as this one does.
+// The site and the user by which it is named now, so that later runs get in as this one does.
 Result<void> noteSite(sync::Pair& pair, Session& session, const Address& root);
-// Its collection, with the site that is noted where that is still there.
+// Its collection, by the site that is noted and as its user. Where that is gone, or for another
+// server, this is told. A user of the command line comes before the one that is noted.
 Result<Address> collectionOf(const sync::Pair& pair, Session& session);
 
 // -C, which all commands on a working copy have: where they begin, in place of the current folder.

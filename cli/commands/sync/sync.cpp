@@ -167,9 +167,10 @@ Result<void> applySettings(sync::Pair& pair, const SyncChoice& choice) {
     return {};
 }
 
-int runPair(Session& session, const SyncChoice& choice, sync::Pair& pair, bool isNew) {
+// root: the pair's collection, by what was typed now or is noted.
+int runPair(Session& session, const SyncChoice& choice, sync::Pair& pair,
+            const Result<Address>& root, bool isNew) {
     SyncTeller teller(session, choice);
-    const Result<Address> root = collectionOf(pair, session);
     if (!root) return report("synchronise with", pair.url(), root.error());
     const Result<void> set = applySettings(pair, choice);
     const Result<sync::StoreLimits> limits = limitsOf(pair);
@@ -232,7 +233,7 @@ int runNew(Session& session, SyncChoice& choice) {
         const bool isDry = choice.telling.dryRun;
         const auto noted = isDry ? Result<void>() : noteSite(**known, session, root);
         if (!noted) return report("pair", choice.folder, noted.error());
-        return runPair(session, choice, **known, !hasBegun(**known));
+        return runPair(session, choice, **known, root, !hasBegun(**known));
     }
     if (*known) {
         return report("pair", choice.folder,
@@ -252,7 +253,7 @@ int runNew(Session& session, SyncChoice& choice) {
     Result<sync::Pair> pair = makePair(choice, root, madeFolder);
     const Result<void> noted = pair ? noteSite(*pair, session, root) : Result<void>(pair.error());
     if (!noted) return report("pair", choice.folder, noted.error());
-    const int code = runPair(session, choice, *pair, true);
+    const int code = runPair(session, choice, *pair, root, true);
     if (!hasBegun(*pair)) {
         const Result<void> forgotten = sync::Pair::forget(std::move(*pair));
         if (!forgotten) return report("forget", choice.folder, forgotten.error());
@@ -271,7 +272,9 @@ int runSync(Session& session, SyncChoice& choice) {
     if (!choice.url.empty()) return runNew(session, choice);
     Result<sync::Pair> pair = findPair(choice.folder);
     if (!pair) return report("synchronise", choice.folder, pair.error());
-    if (!choice.forgets) return runPair(session, choice, *pair, false);
+    if (!choice.forgets) {
+        return runPair(session, choice, *pair, collectionOf(*pair, session), false);
+    }
     const std::string folder = pair->folder().string();
     const Result<void> forgotten = sync::Pair::forget(std::move(*pair));
     return forgotten ? exitDone : report("forget the pair of", folder, forgotten.error());
