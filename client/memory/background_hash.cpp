@@ -1,6 +1,7 @@
 #include "client/memory/background_hash.hpp"
 
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "client/local_file.hpp"
@@ -8,15 +9,21 @@
 
 namespace quillon {
 
-BackgroundHash::BackgroundHash(std::filesystem::path file)
-    : reading_([this, file = std::move(file)](const std::stop_token& stopped) {
-          vxhost::ContentHash hash;
-          const Result<void> read = readPieces(file, [&](std::string_view piece) {
-              hash.add(piece);
-              return !stopped.stop_requested();
-          });
-          if (read) hash_ = hash.hex();
-      }) {}
+BackgroundHash::BackgroundHash(std::filesystem::path file) {
+    const auto read = [this, file = std::move(file)](const std::stop_token& stopped) {
+        vxhost::ContentHash hash;
+        const Result<void> all = readPieces(file, [&](std::string_view piece) {
+            hash.add(piece);
+            return !stopped.stop_requested();
+        });
+        if (all) hash_ = hash.hex();
+    };
+    try {
+        reading_ = std::jthread(read);
+    } catch (const std::system_error&) {
+        // The system allows no more threads: there is no hash, then.
+    }
+}
 
 std::string BackgroundHash::finish() {
     if (reading_.joinable()) reading_.join();

@@ -13,7 +13,7 @@ class BackgroundHash {
 public:
     explicit BackgroundHash(std::filesystem::path file);
 
-    // Waits for it. Empty where the file could not be read.
+    // Waits for it. Empty where the file could not be read, or no thread was to be had.
     std::string finish();
 
 private:

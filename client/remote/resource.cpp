@@ -89,9 +89,11 @@ public:
     }
     bool restartable() const override { return true; }
 
-    // Nothing when no multistatus came: a page in XML is no empty collection.
+    // Nothing when no multistatus came, or one of nothing: a page in XML is no empty collection,
+    // which tells itself.
     std::optional<Members> finish() {
         if (!finishReading()) return {};
+        if (members_.resources.empty() && members_.unreadable == 0) return {};
         keepMembers();
         sortBySegment();
         std::vector<Resource>& all = members_.resources;

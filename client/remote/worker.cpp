@@ -1,12 +1,21 @@
 #include "client/remote/worker.hpp"
 
+#include <system_error>
+
 namespace quillon {
+
+bool Worker::hasThread() {
+    if (thread_.joinable()) return true;
+    try {
+        thread_ = std::jthread([this](const std::stop_token& stopped) { workUntil(stopped); });
+        return true;
+    } catch (const std::system_error&) {
+        return false;
+    }
+}
 
 // What may fail comes first: a work is announced and waits, or neither.
 void Worker::add(Working& working) {
-    if (!thread_.joinable()) {
-        thread_ = std::jthread([this](const std::stop_token& stopped) { workUntil(stopped); });
-    }
     {
         const std::lock_guard lock(mutex_);
         waiting_.reserve(waiting_.size() + 1);

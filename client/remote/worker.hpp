@@ -25,6 +25,7 @@ public:
 
     // Does one piece of work after another, in their order. To be awaited: the task goes on in its
     // loop, and gets what the work threw. What the work refers to is nobody else's until then.
+    // Where the system allows no more threads the task does the work itself.
     auto run(std::function<void()> work) { return Working{*this, std::move(work)}; }
 
 private:
@@ -33,17 +34,23 @@ private:
         std::function<void()> work;
         std::coroutine_handle<> task{};
         std::exception_ptr thrown{};
+        bool isDoneElsewhere = false;
 
         bool await_ready() const { return false; }
-        void await_suspend(std::coroutine_handle<> awaiting) {
+        bool await_suspend(std::coroutine_handle<> awaiting) {
             task = awaiting;
+            if (!worker.hasThread()) return false;
+            isDoneElsewhere = true;
             worker.add(*this);
+            return true;
         }
         void await_resume() const {
+            if (!isDoneElsewhere) work();
             if (thrown) std::rethrow_exception(thrown);
         }
     };
 
+    bool hasThread();
     void add(Working& working);
     void workUntil(const std::stop_token& stopped);
 

@@ -273,6 +273,8 @@ private:
     // On the worker's thread, so that what became of it is told elsewhere.
     TreeEvent finishFile(const File& file, const FetchedContent& fetched,
                          GatheringTaker& taker) const {
+        // Of many that wait for a slow disk none is waited for.
+        if (remote_.isInterrupted()) return notPlaced(file, interruption());
         if (const Result<void> settled = taker.settle(); !settled) {
             return notPlaced(file, settled.error());
         }

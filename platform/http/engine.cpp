@@ -298,6 +298,7 @@ void Engine::submit(const Sender& sender, Request request, Ended ended) {
     if (!isSafe(request)) recall_.drop();
     submitted_.emplace_back(sender, std::move(request), std::move(ended));
     submitted_.back().exchange.allowRepeats();
+    submitted_.back().exchange.watch();  // after an interrupt it does not go out
 }
 
 // An end may submit more, or throw: what is told is no longer among them.

@@ -10,6 +10,8 @@
 namespace quillon::cli {
 namespace {
 
+constexpr int failedDependency = 424;  // RFC 4918, 11.4
+
 struct RmcolOptions {
     std::vector<std::string> urls;
     bool recursive = false;
@@ -38,8 +40,8 @@ Result<void> checkIsCollection(Session& session, const Address& address) {
 Result<void> remove(Session& session, const Address& address, bool recursive) {
     if (Result<void> checked = checkIsCollection(session, address); !checked) return checked;
     // The table of operations names no locks of what is in it.
-    const bool mayHaveThem = recursive && address.asMember().namesMember();
-    if (mayHaveThem && !session.ownLocks().lockedWithin(address.url()).empty()) {
+    const bool mayHoldLocks = recursive && address.asMember().namesMember();
+    if (mayHoldLocks && !session.ownLocks().lockedWithin(address.url()).empty()) {
         return removeTree(session, address);
     }
     const Result<Extension> extension = session.extension(address);
@@ -47,6 +49,9 @@ Result<void> remove(Session& session, const Address& address, bool recursive) {
     Result<void> removed = session.withLogin(address, [&](const Login& login) {
         return removeCollection(*extension, address, login, recursive);
     });
+    // Nor does it name what in it could not be deleted, such as what somebody else has locked.
+    const bool dependsOnMembers = !removed && removed.error().httpStatus == failedDependency;
+    if (mayHoldLocks && dependsOnMembers) return removeTree(session, address);
     if (!removed) return withMembersExplained(std::move(removed).error());
     return {};
 }
