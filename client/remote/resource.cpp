@@ -221,7 +221,7 @@ private:
     // highest.
     std::string keyOfCollection(bool tellsSelf) const {
         if (tellsSelf) return pathKey(self_->path);
-        const std::string asked = pathKey(askedPath_);
+        std::string asked = pathKey(askedPath_);
         if (placeNumbers_.contains(asked)) return asked;
         return std::ranges::min_element(places_, {},
                                         [](const Place& each) { return each.key.size(); })

@@ -216,7 +216,7 @@ private:
                 refused.numbers.push_back(part.numbers[n]);
                 refused.wanted.push_back(part.wanted[n]);
             };
-            const Result<void> run = remote.run(getSeveral(remote, part.wanted, several));
+            Result<void> run = remote.run(getSeveral(remote, part.wanted, several));
             if (!run) return run;
             part = std::move(refused);
             return outcome;

@@ -42,7 +42,7 @@ Result<Address> collectionOf(const sync::Pair& pair, Session& session) {
         if (!site) return site.error();
         // Of another server it is not asked, which would get what the line says.
         if (vxhost::sameOrigin(site->url, pair.url())) {
-            const Result<Address> whole = session.sites().resolve(named);
+            Result<Address> whole = session.sites().resolve(named);
             if (!whole) return whole;
             return collection->withUser(whole->user());
         }
