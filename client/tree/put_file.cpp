@@ -13,14 +13,10 @@
 
 namespace quillon {
 
-std::string FilePutter::hashHere(const LocalFolder& folder, const FileToPut& file) const {
-    return hashOf(folder, file.path, options_.links);
-}
-
 Task<Result<bool>> FilePutter::compareContent(const LocalFolder& folder, const FileToPut& file) {
     const Result<HashedContent> there = co_await fetchHash(remote_, file.url, file.there->size);
     if (!there) co_return there.error();
-    if (there->hash == hashHere(folder, file)) {
+    if (there->hash == hashOf(folder, file.path, options_.links)) {
         keepNote(folder, file, makeNote(file, there->version, there->hash), file.here);
         co_return false;
     }

@@ -50,8 +50,6 @@ public:
     FilePutter(Remote& remote, PutFactsOnce& facts, const Options& options)
         : remote_(remote), facts_(facts), options_(options), locks_(remote.loop(), 1) {}
 
-    std::string hashHere(const LocalFolder& folder, const FileToPut& file) const;
-
     // Whether what is here is to be stored, by the content that is there: not when it is the same,
     // which is noted, and not when it is another one than the file's note tells, which fails.
     Task<Result<bool>> compareContent(const LocalFolder& folder, const FileToPut& file);

@@ -91,7 +91,7 @@ private:
         // A tag that the server was seen to give to another version of the same second proves
         // nothing; and without a lock no later answer tells which version is this one. Its content
         // has to, then.
-        const auto facts = findFacts(address_.collection());
+        const auto facts = isNoted ? findFacts(address_.collection()) : std::nullopt;
         const bool tagsRepeat = facts && facts->tagsRepeat;
         std::optional<BackgroundHash> hashing;
         const bool needsHash = !isLocked || tagsRepeat;
