@@ -159,6 +159,7 @@ Task<Result<FetchedContent>> fetch(Remote& remote, std::string url, ContentTaker
     vxhost::Request request = vxhost::contentRequest(url);
     request.sink = &body;
     request.isLarge = wish.size.value_or(0) > largeContent;
+    request.expectedBytes = wish.size;
     if (!wish.range.empty()) request.headers.push_back("Range: " + wish.range);
     Result<Answer> answer = co_await remote.send(std::move(request));
     if (!answer && body.wantsSize()) {

@@ -35,8 +35,6 @@ void require(CURLMcode code) {
 }
 
 void setConnectionOptions(CURL* easy, const Settings& settings) {
-    // Small pieces keep to a speed, large ones spare system calls. A handle in use takes no other.
-    const long pieceBytes = settings.mostSpeed > 0 ? 16L << 10 : 256L << 10;
     setOption(easy, CURLOPT_HTTP09_ALLOWED, 0L);
     setOption(easy, CURLOPT_PROTOCOLS_STR, "http,https");
     setOption(easy, CURLOPT_NOSIGNAL, 1L);
@@ -46,8 +44,6 @@ void setConnectionOptions(CURL* easy, const Settings& settings) {
     setOption(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(settings.connectTimeout.count()));
     setOption(easy, CURLOPT_EXPECT_100_TIMEOUT_MS, 3000L);
     setOption(easy, CURLOPT_TCP_KEEPALIVE, 1L);
-    setOption(easy, CURLOPT_BUFFERSIZE, pieceBytes);
-    setOption(easy, CURLOPT_UPLOAD_BUFFERSIZE, pieceBytes);
     setOption(easy, CURLOPT_USERAGENT, settings.userAgent.c_str());
     for (const auto option : {CURLOPT_SSL_VERIFYPEER, CURLOPT_PROXY_SSL_VERIFYPEER}) {
         setOption(easy, option, settings.insecure ? 0L : 1L);

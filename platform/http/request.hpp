@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -77,6 +78,8 @@ struct Request {
     BodySink* sink = nullptr;
     bool isStreamed = false;  // a sink takes its answer, as soon as somebody has one
     bool isLarge = false;     // its content is: over HTTP/1.1, where no other shares the connection
+    // Of the content in its answer, as far as somebody has been told.
+    std::optional<uint64_t> expectedBytes{};
     // How old an answer may be that was given to the same request, and is given again.
     std::chrono::milliseconds recalled{0};
 };

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <new>
+#include <optional>
 
 #include "platform/http/curl_options.hpp"
 #include "platform/http/upload_source.hpp"
@@ -14,6 +15,8 @@ namespace {
 
 constexpr uint64_t expectThreshold = 1 << 20;  // bodies above it wait for 100 Continue
 constexpr uint64_t streamThreshold = 1 << 18;  // the windows of HTTP/2 slow longer uploads
+constexpr uint64_t leastBuffer = 16 << 10;     // bytes
+constexpr uint64_t mostBuffer = 256 << 10;
 
 void addHeader(HeaderListPtr& headers, const char* line) {
     curl_slist* longer = curl_slist_append(headers.get(), line);
@@ -82,6 +85,21 @@ void setSpeed(CURL* easy, const Sender& sender, const Request& request) {
         static_cast<curl_off_t>(moves ? (settings.mostSpeed + senders - 1) / senders : 0);
     setOption(easy, CURLOPT_MAX_SEND_SPEED_LARGE, most);
     setOption(easy, CURLOPT_MAX_RECV_SPEED_LARGE, most);
+}
+
+void setBuffers(CURL* easy, const Sender& sender, const Request& request) {
+    // Large pieces spare system calls, small ones keep to a speed. Each request gets a buffer anew,
+    // and pages that are zeroed behind it cost more than all else of a small one.
+    const bool keepsToSpeed = sender.settings.mostSpeed > 0;
+    const auto bytesFor = [&](std::optional<uint64_t> length) {
+        return static_cast<long>(
+            keepsToSpeed ? leastBuffer
+                         : std::clamp(length.value_or(mostBuffer), leastBuffer, mostBuffer));
+    };
+    const bool bringsMuch = isListing(request) || request.policy.content;
+    setOption(easy, CURLOPT_BUFFERSIZE, bytesFor(bringsMuch ? request.expectedBytes : 0));
+    setOption(easy, CURLOPT_UPLOAD_BUFFERSIZE,
+              bytesFor(request.upload ? request.upload->length() : 0));
 }
 
 }  // namespace vxhost

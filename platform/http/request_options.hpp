@@ -20,6 +20,9 @@ void setMethod(CURL* easy, const Sender& sender, const Request& request);
 
 void setSpeed(CURL* easy, const Sender& sender, const Request& request);
 
+// Only for a handle that is not in use.
+void setBuffers(CURL* easy, const Sender& sender, const Request& request);
+
 // Whose answer may be much, and comes packed.
 inline bool isListing(const Request& request) {
     return request.isStreamed && !request.policy.content;

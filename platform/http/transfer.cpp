@@ -58,6 +58,7 @@ Transfer::Transfer(CURL* easy, CURLM* multi, const Sender& sender, const Request
     headers_ = setHeaders(easy_, sender_, request_, attempts_.awaitsContinue);
     setMethod(easy_, sender_, request_);
     setSpeed(easy_, sender_, request_);
+    setBuffers(easy_, sender_, request_);
     setCallbacks();
     setWireTrace(easy_, sender_);
     setOption(easy_, CURLOPT_URL, request_.url.c_str());
