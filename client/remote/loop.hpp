@@ -2,17 +2,14 @@
 // they all wait for.
 #pragma once
 
-#include <condition_variable>
 #include <coroutine>
 #include <cstddef>
 #include <deque>
 #include <exception>
 #include <functional>
 #include <list>
-#include <mutex>
 #include <stdexcept>
 #include <utility>
-#include <vector>
 
 #include "client/remote/task.hpp"
 
@@ -21,27 +18,11 @@ namespace quillon {
 class Loop {
 public:
     // advance: waits until something has happened that a task waited for, which it then resumes or
-    // posts, or until it is woken; false when there is nothing to wait for. wake: ends that, from
-    // any thread.
-    Loop(std::function<bool()> advance, std::function<void()> wake)
-        : advance_(std::move(advance)), wake_(std::move(wake)) {}
+    // posts; false when there is nothing to wait for.
+    explicit Loop(std::function<bool()> advance) : advance_(std::move(advance)) {}
 
     // To be resumed in its turn, and not by who posts it, whose stack would grow.
     void post(std::coroutine_handle<> task) { ready_.push_back(task); }
-
-    // The same from another thread, for a task that was announced on this one. Does not fail.
-    void postFromElsewhere(std::coroutine_handle<> task) noexcept {
-        const std::lock_guard lock(mutex_);
-        cameFromElsewhere_.push_back(task);
-        if (cameFromElsewhere_.size() > 1) return;  // it was woken for the first
-        came_.notify_one();
-        wake_();
-    }
-    void expectFromElsewhere() {
-        const std::lock_guard lock(mutex_);
-        cameFromElsewhere_.reserve(expectedFromElsewhere_ + 1);
-        ++expectedFromElsewhere_;
-    }
 
     // Runs the task to its end, and all others meanwhile.
     template <class T>
@@ -53,9 +34,8 @@ public:
 
 private:
     void step() {
-        if (expectedFromElsewhere_ > 0) takeFromElsewhere();
         if (ready_.empty()) {
-            if (!advance_()) waitForElsewhere();
+            if (!advance_()) throw std::logic_error("tasks wait for each other");
             return;
         }
         const auto next = ready_.front();
@@ -63,25 +43,8 @@ private:
         next.resume();
     }
 
-    void takeFromElsewhere() {
-        const std::lock_guard lock(mutex_);
-        expectedFromElsewhere_ -= cameFromElsewhere_.size();
-        ready_.insert(ready_.end(), cameFromElsewhere_.begin(), cameFromElsewhere_.end());
-        cameFromElsewhere_.clear();
-    }
-    void waitForElsewhere() {
-        if (expectedFromElsewhere_ == 0) throw std::logic_error("tasks wait for each other");
-        std::unique_lock lock(mutex_);
-        came_.wait(lock, [this] { return !cameFromElsewhere_.empty(); });
-    }
-
     std::function<bool()> advance_;
-    std::function<void()> wake_;
     std::deque<std::coroutine_handle<>> ready_;
-    size_t expectedFromElsewhere_ = 0;
-    std::mutex mutex_;  // of what other threads post
-    std::condition_variable came_;
-    std::vector<std::coroutine_handle<>> cameFromElsewhere_;
 };
 
 // Lets so many tasks through at a time; the others wait in their order.

@@ -6,7 +6,6 @@
 
 #include "client/remote/content.hpp"
 #include "client/remote/fetch_hash.hpp"
-#include "client/remote/worker.hpp"
 #include "client/tree/known_file.hpp"
 #include "client/tree/left_over_here.hpp"
 #include "client/tree/new_file_taker.hpp"
@@ -26,8 +25,7 @@ public:
           options_(options),
           files_(remote.loop()),
           slots_(remote.loop(), mostFilesAhead),
-          leftOver_(folder, options),
-          disk_(remote.loop()) {}
+          leftOver_(folder, options) {}
 
     Task<Result<void>> run(std::string rootUrl) {
         Walk walk(remote_, std::move(rootUrl), [this](std::string_view path, bool isCollection) {
@@ -227,8 +225,8 @@ private:
         const ExpectedTransfer expected = std::move(file.expected);
         const std::string place = local(file.path);
         const bool isCompared = file.arrival == Arrival::replacesOther;
-        GatheringTaker taker(folder_, place, options_.meter,
-                             isCompared ? Hashing::ofAll : Hashing::unlessLarge);
+        NewFileTaker taker(folder_, place, options_.meter,
+                           isCompared ? Hashing::ofAll : Hashing::unlessLarge);
         const FetchWish wish{.size = file.resource.size};
         Result<FetchedContent> fetched = co_await fetchWhole(remote_, file.url, taker, wish);
         if (!fetched) {
@@ -243,9 +241,7 @@ private:
                 co_return;
             }
         }
-        std::optional<TreeEvent> end;
-        co_await disk_.run([&] { end = finishFile(file, *fetched, taker); });
-        tell(*end);
+        tell(finishFile(file, *fetched, *taker.file()));
     }
 
     // It is no conflict where both sides have the same, be it that its note did not get written.
@@ -270,15 +266,9 @@ private:
         return {TreeDeed::same, file.path, file.url};
     }
 
-    // On the worker's thread, so that what became of it is told elsewhere.
-    TreeEvent finishFile(const File& file, const FetchedContent& fetched,
-                         GatheringTaker& taker) const {
-        // Of many that wait for a slow disk none is waited for.
+    TreeEvent finishFile(const File& file, const FetchedContent& fetched, NewFile& content) const {
+        // Of many that came at once none waits for a slow disk.
         if (remote_.isInterrupted()) return notPlaced(file, interruption());
-        if (const Result<void> settled = taker.settle(); !settled) {
-            return notPlaced(file, settled.error());
-        }
-        NewFile& content = *taker.file();
         const auto modified =
             fetched.version.modified ? fetched.version.modified : file.resource.modified;
         if (file.arrival == Arrival::replacesOther && hashHere(file) == content.hash()) {
@@ -309,7 +299,6 @@ private:
     Gate slots_;
     std::set<std::string> refused_;  // folders that could not be made
     LeftOverHere leftOver_;
-    Worker disk_;  // last, so that it ends before what it works on
 };
 
 }  // namespace

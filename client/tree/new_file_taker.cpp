@@ -7,11 +7,6 @@
 #include "client/memory/file_note.hpp"
 
 namespace quillon {
-namespace {
-
-constexpr uint64_t mostGathered = uint64_t{64} << 10;  // bytes, of each that is under way
-
-}  // namespace
 
 void NewFileTaker::require(Result<void> done) {
     if (done) return;
@@ -34,49 +29,21 @@ void NewFileTaker::announce(std::optional<uint64_t> length, const std::string& t
     tagToGoOn_ = tagToGoOn;
 }
 
-Result<void> NewFileTaker::makeOrRestart() {
+void NewFileTaker::begin() {
     if (file_) {
-        move(-static_cast<int64_t>(file_->size()));
-        if (Result<void> restarted = file_->restart(); !restarted) return restarted;
-    } else {
-        Result<NewFile> made = folder_.makeFile(path_);
-        if (!made) return std::move(made).error();
+        if (meter_) meter_->move(-static_cast<int64_t>(file_->size()));
+        require(file_->restart());
+    } else if (Result<NewFile> made = folder_.makeFile(path_)) {
         file_.emplace(std::move(*made));
+    } else {
+        require(std::move(made).error());
     }
     if (isLarge_ && hashing_ == Hashing::unlessLarge) file_->leaveHash();
-    return {};
-}
-
-void NewFileTaker::begin() {
-    require(makeOrRestart());
 }
 
 void NewFileTaker::take(std::string_view piece) {
     require(file_->write(piece));
-    move(static_cast<int64_t>(piece.size()));
-}
-
-void GatheringTaker::announce(std::optional<uint64_t> length, const std::string& tagToGoOn) {
-    NewFileTaker::announce(length, tagToGoOn);
-    isSmall_ = length && *length <= mostGathered;
-}
-
-void GatheringTaker::begin() {
-    move(-static_cast<int64_t>(gathered_.size()));
-    gathered_.clear();
-    if (!isSmall_) NewFileTaker::begin();
-}
-
-void GatheringTaker::take(std::string_view piece) {
-    if (!isSmall_) return NewFileTaker::take(piece);
-    gathered_.append(piece);
-    move(static_cast<int64_t>(piece.size()));
-}
-
-Result<void> GatheringTaker::settle() {
-    if (!isSmall_) return {};
-    Result<void> made = makeOrRestart();
-    return made ? file()->write(gathered_) : std::move(made);
+    if (meter_) meter_->move(static_cast<int64_t>(piece.size()));
 }
 
 }  // namespace quillon

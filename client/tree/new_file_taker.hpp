@@ -38,10 +38,6 @@ public:
 
 protected:
     TransferMeter* meter() const { return meter_; }
-    Result<void> makeOrRestart();
-    void move(int64_t bytes) {
-        if (meter_) meter_->move(bytes);
-    }
 
 private:
     void require(Result<void> done);
@@ -54,24 +50,6 @@ private:
     std::optional<NewFile> file_;
     std::string tagToGoOn_;
     std::optional<Error> failure_;
-};
-
-// One that keeps what is small in memory until it is whole, so that another thread can do all that
-// it has the disk to do.
-class GatheringTaker final : public NewFileTaker {
-public:
-    using NewFileTaker::NewFileTaker;
-
-    void announce(std::optional<uint64_t> length, const std::string& tagToGoOn) override;
-    void begin() override;
-    void take(std::string_view piece) override;
-
-    // Once all has come: afterwards file() has it.
-    Result<void> settle();
-
-private:
-    bool isSmall_ = false;
-    std::string gathered_;
 };
 
 }  // namespace quillon

@@ -322,11 +322,6 @@ bool Engine::tellEnds() {
     return !over.empty();
 }
 
-void Engine::wake() {
-    isWoken_ = true;
-    curl_multi_wakeup(multi_.get());
-}
-
 bool Engine::advance() {
     if (submitted_.empty()) return false;
     limitConnections();
@@ -339,7 +334,7 @@ bool Engine::advance() {
         beginDue();
         run();
         if (beginDue()) run();  // what waited for a connection goes out before those ends are told
-        if (tellEnds() || isWoken_.exchange(false)) return true;
+        if (tellEnds()) return true;
         const int wait = static_cast<int>(untilNext().count());
         require(curl_multi_poll(multi_.get(), nullptr, 0, wait, nullptr));
     }

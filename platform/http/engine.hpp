@@ -7,7 +7,6 @@
 
 #include <curl/curl.h>
 
-#include <atomic>
 #include <chrono>
 #include <exception>
 #include <functional>
@@ -52,8 +51,6 @@ public:
     // Waits until some of them are over, and tells their ends, in which more may be submitted. It
     // throws what they throw. False: none was under way.
     bool advance();
-    // From any thread: advance() returns soon, once.
-    void wake();
 
     // To the origin at once; the default is for what a person waits for.
     void setMostConnections(unsigned most);
@@ -112,7 +109,6 @@ private:
     unsigned timesBusy_ = 0;
 
     std::list<Submitted> submitted_;
-    std::atomic<bool> isWoken_ = false;
     Clock::time_point watched_{};  // when they were looked at last
     std::vector<Request> plan_;    // of what begins with the next request
     Exchange* wanted_ = nullptr;
