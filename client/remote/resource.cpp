@@ -89,11 +89,13 @@ public:
     }
     bool restartable() const override { return true; }
 
-    // Nothing when no multistatus came, or one of nothing: a page in XML is no empty collection,
-    // which tells itself.
+    // Nothing when no multistatus came, or one of nothing, or of a member alone: a page in XML is
+    // no empty collection, which tells itself, and as one.
     std::optional<Members> finish() {
         if (!finishReading()) return {};
         if (members_.resources.empty() && members_.unreadable == 0) return {};
+        const bool isAlone = members_.resources.size() == 1 && self_;
+        if (isAlone && self_->isAsked && !self_->isCollection) return {};
         keepMembers();
         sortBySegment();
         std::vector<Resource>& all = members_.resources;

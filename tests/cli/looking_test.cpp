@@ -136,9 +136,12 @@ TEST_F(Looking, whatAServerTellsTooMuchIsLookedAtInItsPlace) {
         EXPECT_EQ(support::readFile(work / "c/s/t/f"), "/c/s/t/f");
         std::filesystem::remove_all(work / "c");
     }
-    // A list of nothing is no empty collection, like which --delete would make the folder.
+    // A list of nothing, or of a member, is no empty collection, like which --delete would make the
+    // folder.
     server.on("PROPFIND", "/e/", Answer::xml(207, "<D:multistatus xmlns:D=\"DAV:\"/>"));
-    expect({{{"ls", server.url() + "e/"}, 7, ""}});
+    server.on("PROPFIND", "/f/",
+              Answer::properties("/f", "<getcontentlength>1</getcontentlength>"));
+    for (const char* name : {"e/", "f/"}) expect({{{"ls", server.url() + name}, 7, ""}});
 }
 
 TEST_F(Looking, contentsAreWrittenWholeOrInParts) {
