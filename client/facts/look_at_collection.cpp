@@ -1,12 +1,11 @@
 #include "client/facts/look_at_collection.hpp"
 
 #include <algorithm>
-#include <optional>
 #include <utility>
 
+#include "client/remote/quota.hpp"
 #include "client/remote/resource.hpp"
 #include "platform/base/status.hpp"
-#include "platform/markup/multistatus_reader.hpp"
 #include "platform/text/http_status.hpp"
 #include "platform/weblnk/requests.hpp"
 
@@ -29,38 +28,6 @@ private:
     int32_t status_ = 0;
 };
 
-Request quotaRequest(std::string url) {
-    std::string document =
-        "<?xml version=\"1.0\" encoding=\"utf-8\"?><D:propfind xmlns:D=\"DAV:\"><D:prop>"
-        "<D:resourcetype/><D:quota-available-bytes/><D:quota-used-bytes/></D:prop>"
-        "</D:propfind>";
-    Request request = vxhost::propertiesRequest(std::move(url), 0, std::move(document));
-    request.isStreamed = false;
-    return request;
-}
-
-Result<void> noteQuota(const std::string& multistatus, ServerFacts& facts, CollectionState* state) {
-    CollectionState found;
-    bool isCollection = false;
-    try {
-        vxhost::MultistatusReader reader(
-            [&](const vxhost::MultistatusResponse& response) {
-                isCollection = response.isCollection;
-                found.available = vxhost::parseNumber<uint64_t>((*response.others)[0]);
-                found.used = vxhost::parseNumber<uint64_t>((*response.others)[1]);
-            },
-            {}, {"DAV:\nquota-available-bytes", "DAV:\nquota-used-bytes"});
-        reader.feed(multistatus);
-        reader.finish();
-    } catch (const vxhost::Failure& failure) {
-        return requestError(failure);
-    }
-    facts.quota = found.available.has_value();
-    if (state) *state = found;
-    if (!isCollection) return localError(Kind::refused, "This is no collection.");
-    return {};
-}
-
 Error notListed(const Answer& answer) {
     Error error = refusal(answer);
     const bool isOther =
@@ -82,7 +49,15 @@ Task<Result<void>> lookAtCollection(Remote& remote, std::string url, ServerFacts
     const Result<Answer> properties = co_await remote.send(std::move(request));
     if (!properties) co_return properties.error();
     if (properties->status != 207) co_return notListed(*properties);
-    co_return noteQuota(properties->text, *facts, state);
+    try {
+        const Quota quota = parseQuota(properties->text).value_or(Quota{});
+        facts->quota = quota.available.has_value();
+        if (state) *state = {.available = quota.available, .used = quota.used};
+        if (!quota.isCollection) co_return localError(Kind::refused, "This is no collection.");
+        co_return Result<void>();
+    } catch (const vxhost::Failure& failure) {
+        co_return requestError(failure);
+    }
 }
 
 Task<> tryDepthInfinity(Remote& remote, std::string url, ServerFacts* facts) {

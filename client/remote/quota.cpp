@@ -12,21 +12,28 @@
 namespace quillon {
 namespace {
 
-constexpr const char* quotaProperties =
-    "<?xml version=\"1.0\" encoding=\"utf-8\"?><D:propfind xmlns:D=\"DAV:\"><D:prop>"
-    "<D:quota-available-bytes/><D:quota-used-bytes/></D:prop></D:propfind>";
-
 // Servers without a limit tell negative numbers, which are no quota.
 std::optional<uint64_t> bytesIn(std::string_view text) {
     return vxhost::parseNumber<uint64_t>(vxhost::trim(text));
 }
 
-// Nothing of another document.
+}  // namespace
+
+vxhost::Request quotaRequest(std::string url) {
+    std::string document =
+        "<?xml version=\"1.0\" encoding=\"utf-8\"?><D:propfind xmlns:D=\"DAV:\"><D:prop>"
+        "<D:resourcetype/><D:quota-available-bytes/><D:quota-used-bytes/></D:prop></D:propfind>";
+    vxhost::Request request = vxhost::propertiesRequest(std::move(url), 0, std::move(document));
+    request.isStreamed = false;
+    return request;
+}
+
 std::optional<Quota> parseQuota(const std::string& document) {
     Quota quota;
     bool isMultistatus = false;
     const auto take = [&quota](const vxhost::MultistatusResponse& response) {
-        quota = {bytesIn((*response.others)[0]), bytesIn((*response.others)[1])};
+        quota = {bytesIn((*response.others)[0]), bytesIn((*response.others)[1]),
+                 response.isCollection};
     };
     const auto takeRoot = [&isMultistatus](std::string_view root) {
         isMultistatus = vxhost::davName(root) == "multistatus";
@@ -38,12 +45,8 @@ std::optional<Quota> parseQuota(const std::string& document) {
     return isMultistatus ? std::optional(quota) : std::nullopt;
 }
 
-}  // namespace
-
 Task<Result<Quota>> askQuota(Remote& remote, std::string url) {
-    vxhost::Request request =
-        vxhost::propertiesRequest(std::move(url), 0, std::string(quotaProperties));
-    request.isStreamed = false;
+    vxhost::Request request = quotaRequest(std::move(url));
     Result<vxhost::Answer> answer = co_await remote.send(std::move(request));
     if (!answer) co_return answer.error();
     if (!vxhost::isSuccess(answer->status)) co_return refusal(*answer);
