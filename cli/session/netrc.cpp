@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 
+#include "cli/session/secret_file.hpp"
 #include "cli/session/sources.hpp"
 #include "client/address.hpp"
 #include "client/local_file.hpp"
@@ -128,6 +130,8 @@ Result<std::optional<NetrcEntry>> findInNetrcFile(std::string_view host, std::st
     Result<Secret> password = oneLine(std::move(entry->password), source);
     if (!password) return std::move(password).error();
     entry->password = std::move(*password);
+    static std::once_flag told;
+    std::call_once(told, [&path] { tellIfReadByOthers(path.string(), "password"); });
     return entry;
 }
 

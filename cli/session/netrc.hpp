@@ -22,7 +22,7 @@ std::optional<NetrcEntry> findInNetrc(std::string_view text, std::string_view ho
                                       std::string_view login);
 
 // The same from $NETRC or ~/.netrc; a file that is missing or cannot be read has no entries. Fails
-// with Kind::local for an entry that cannot be sent.
+// with Kind::local for an entry that cannot be sent. That others can read the file is told once.
 Result<std::optional<NetrcEntry>> findInNetrcFile(std::string_view host, std::string_view login);
 
 }  // namespace quillon::cli

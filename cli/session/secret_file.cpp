@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -14,22 +15,22 @@
 #include "cli/terminal/suggestion.hpp"
 
 namespace quillon::cli {
-
 namespace {
 
 constexpr size_t mostSecretBytes = 64 << 10;
 
-// A pipe or a terminal is no place where others find it.
-void tellIfReadByOthers(std::FILE* file, const std::string& path, std::string_view what) {
-    struct stat entry {};
-    if (fstat(fileno(file), &entry) != 0 || !S_ISREG(entry.st_mode)) return;
-    if ((entry.st_mode & 044) == 0) return;
-    const std::string shown = path == "-" ? "the standard input" : path;
-    complain(fmt::format("others can read {}, which holds a {}{}", shown, what,
-                         path == "-" ? "" : fmt::format(": chmod 600 {}", shellWord(path))));
-}
-
 }  // namespace
+
+// A pipe or a terminal is no place where others find it.
+void tellIfReadByOthers(const std::string& path, std::string_view what) {
+    const bool isInput = path == "-";
+    struct stat entry {};
+    if ((isInput ? fstat(STDIN_FILENO, &entry) : stat(path.c_str(), &entry)) != 0) return;
+    if (!S_ISREG(entry.st_mode) || (entry.st_mode & 044) == 0) return;
+    complain(fmt::format("others can read {}, which holds a {}{}",
+                         isInput ? "the standard input" : path, what,
+                         isInput ? "" : fmt::format(": chmod 600 {}", shellWord(path))));
+}
 
 Result<Secret> readSecretFile(const std::string& path, std::string_view what) {
     using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
@@ -40,7 +41,7 @@ Result<Secret> readSecretFile(const std::string& path, std::string_view what) {
         return localError(Kind::local, fmt::format("Cannot read the {} file {}: {}.", what, path,
                                                    std::strerror(errno)));
     }
-    tellIfReadByOthers(file, path, what);
+    tellIfReadByOthers(path, what);
     // Without a buffer of the library's no copy of the secret stays in one, and what follows the
     // line on a standard input is left to who reads on: the shell, or put.
     std::setvbuf(file, nullptr, _IONBF, 0);

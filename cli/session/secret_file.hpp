@@ -13,4 +13,7 @@ namespace quillon::cli {
 // cannot be sent; what is "password" or "token". A file that others can read is used, and told of.
 Result<Secret> readSecretFile(const std::string& path, std::string_view what);
 
+// Says of a file of secrets that others can read it, where they can. "-": the standard input.
+void tellIfReadByOthers(const std::string& path, std::string_view what);
+
 }  // namespace quillon::cli

@@ -341,6 +341,10 @@ void Transfer::judge(CURLcode code) {
         if (isPinned && code == CURLE_SSL_CONNECT_ERROR) {
             failure.why += "; only who has the pinned key is shown your certificate";
         }
+        const bool isSocket = wayIn != nullptr && !wayIn->unixSocket.empty();
+        if (isSocket && failure.status == WEBLNK_NO_CONNECTION) {
+            failure.why = "nobody answers at the socket " + wayIn->unixSocket;
+        }
         fail(failure.status, failure.why);
     }
     // curl takes an end inside the header for that of the answer.

@@ -210,7 +210,7 @@ TEST_F(WayIn, aSocketStandsForHostAndPort) {
     writeFile(work / "conf", "server.document-root = \"" + work.path().string() +
                                  "\"\nserver.bind = \"" + socket + "\"\nserver.port = 0\n");
     writeFile(work / "headers", "content");
-    const support::RunningProcess lighttpd({{"/usr/sbin/lighttpd", "-D", "-f", work / "conf"}});
+    support::RunningProcess lighttpd({{"/usr/sbin/lighttpd", "-D", "-f", work / "conf"}});
     ASSERT_TRUE(support::eventually([&] { return std::filesystem::exists(socket); }));
     const std::string tooLong = work / std::string(108, 'x');
     writeSite("url = 'http://no.invalid/'\nunix-socket = '" + socket + "'\n");
@@ -218,6 +218,9 @@ TEST_F(WayIn, aSocketStandsForHostAndPort) {
             {{"cat", "--unix-socket", "conf", url_}, 8, "There is no socket conf."},
             {{"cat", "--unix-socket", tooLong, url_}, 8, "is too long for the name of a socket"},
             {{"cat", "work:headers"}, 0, "content"}});
+    lighttpd.signal(SIGKILL);
+    lighttpd.wait();
+    expect({{{"cat", "work:headers"}, 7, "nobody answers at the socket " + socket}});
 }
 
 // A cloud whose ann has a password for programs, which its page gives to who asks.
