@@ -25,6 +25,13 @@ void addHeader(HeaderListPtr& headers, const char* line) {
     headers.reset(longer);
 }
 
+// A handle whose last request shared its connection with others still has that one's buffers, and
+// takes no other size: then it works with these.
+void setBuffer(CURL* easy, CURLoption option, long bytes) {
+    const CURLcode code = curl_easy_setopt(easy, option, bytes);
+    if (code != CURLE_OK && code != CURLE_BAD_FUNCTION_ARGUMENT) refuseOption(code);
+}
+
 }  // namespace
 
 HeaderListPtr setHeaders(CURL* easy, const Sender& sender, const Request& request,
@@ -97,8 +104,8 @@ void setBuffers(CURL* easy, const Sender& sender, const Request& request) {
                          : std::clamp(length.value_or(mostBuffer), leastBuffer, mostBuffer));
     };
     const bool bringsMuch = isListing(request) || request.policy.content;
-    setOption(easy, CURLOPT_BUFFERSIZE, bytesFor(bringsMuch ? request.expectedBytes : 0));
-    setOption(easy, CURLOPT_UPLOAD_BUFFERSIZE,
+    setBuffer(easy, CURLOPT_BUFFERSIZE, bytesFor(bringsMuch ? request.expectedBytes : 0));
+    setBuffer(easy, CURLOPT_UPLOAD_BUFFERSIZE,
               bytesFor(request.upload ? request.upload->length() : 0));
 }
 

@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "tests/cli/program.hpp"
+#include "tests/support/certificate.hpp"
 #include "tests/support/scripted_server.hpp"
 
 namespace quillon::cli {
@@ -80,6 +81,19 @@ TEST_F(Trees, goUpAndDownAndNothingMovesTwice) {
     tells({"get", "-r", "--json", "--tell-same", url + "up/"}, 0,
           {R"({"event":"the same","path":"sub/f",)"});
     put(0, {"-x", "sub/", "-i", "*.txt", "--all"});
+}
+
+// Many at a time share a connection, and a handle moves a small one after a large one.
+TEST_F(Trees, goOverOneConnectionWhateverTheirSizes) {
+    const Apache both({.tls = true, .http2 = true});
+    const Arguments trust{"--ca-file", support::certificate().file};
+    for (int i = 0; i < 60; ++i)
+        writeFile(work / fmt::format("up/{}", i), std::string(i % 3 * 60'000 + 1, 'x'));
+    expect({{joined({"put", "-r", "up", both.url()}, trust), 0, ""}});
+    whole = tree(work / "up");
+    fs::remove_all(work / "up");
+    expect({{joined({"get", "-r", both.url("up/")}, trust), 0, ""}});
+    EXPECT_EQ(tree(work / "up"), whole);
 }
 
 TEST_F(Trees, nobodysChangeIsOverwritten) {
