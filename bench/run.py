@@ -2,19 +2,21 @@
 """quillon beside its peers on a private Apache: medians of time, processor time and peak memory.
 
 bench/run.py BUILD [--quick] [--only transfers|listings|distant|trees|looking|sync]: BUILD is the folder
-of a release build with its test support. Every round runs all programs of a row in turn, each time
-another one first, so that what else the machine does and what is cached meet all of them. The table
-goes to standard output in Markdown, everything measured to bench/results/. Files lie in TMPDIR: ext4
-searches long for an inode where many were removed in the last minutes, as each round does, so that
-/dev/shm tells the programs apart better."""
+of a release build with its test support. Every round runs all programs of a row in turn, in another
+order than the round before, so that what else the machine does, what is cached, and a machine that
+one of them let idle meet all of them. The table goes to standard output in Markdown, everything
+measured to bench/results/. Files lie in TMPDIR: ext4 searches long for an inode where many were
+removed in the last minutes, as each round does, so that /dev/shm tells the programs apart better."""
 
 import argparse
 import collections
 import datetime
+import itertools
 import json
 import os
 import pathlib
 import platform
+import random
 import shutil
 import statistics
 import subprocess
@@ -83,14 +85,14 @@ class Bench:
         """programs: name to a function that gives a Run; the first is measured against the rest.
         times: so many times the usual rounds, for what is over soon."""
         runs = {who: [] for who in programs}
-        order = list(programs)
-        for _ in range(self.rounds * times):
-            for who in order:
+        orders = list(itertools.permutations(programs))
+        random.Random(0).shuffle(orders)
+        for number in range(self.rounds * times):
+            for who in orders[number % len(orders)]:
                 before()
                 runs[who].append(programs[who]())
                 if not done():
                     sys.exit(f"{name}: {who} left something out")
-            order.append(order.pop(0))
         medians = {who: Run(*map(statistics.median, zip(*each))) for who, each in runs.items()}
         self.rows.append({"row": name, "medians": {w: m._asdict() for w, m in medians.items()},
                           "runs": {w: [r._asdict() for r in each] for w, each in runs.items()}})
