@@ -1,6 +1,7 @@
 #include "cli/commands/complete.hpp"
 
 #include <optional>
+#include <ranges>
 #include <string_view>
 
 #include "cli/parser/options.hpp"
@@ -55,6 +56,11 @@ private:
 
     void offerValue(OptionDefinition option) const {
         const std::string type = option.typeText();
+        if (type.find('|') != type.npos) {
+            for (const auto& word : std::views::split(type, '|')) {
+                offer(std::string(word.begin(), word.end()), "");
+            }
+        }
         if (type.find("FILE") != std::string::npos) printOut("{}\n", localFiles);
         if (type.find("DIR") != std::string::npos) printOut("{}\n", localDirectories);
     }

@@ -68,7 +68,6 @@ void addAccessOptions(CommandDefinition program, AccessOptions& options) {
             .typeName("FILE")
             .notEmpty();
     program.addOption("--auth", options.auth, "Log in by Kerberos (negotiate) or NTLM")
-        .typeName("SCHEME")
         .oneOf({"negotiate", "ntlm"})
         .excludes(token);
     program

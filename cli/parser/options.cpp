@@ -70,7 +70,6 @@ void addCommonOptions(CommandDefinition program, CommonOptions& options) {
     program
         .addOption("--proxy-auth", options.proxyAuth,
                    "How to log in to the proxy: basic (if not given), digest, ntlm, negotiate")
-        .typeName("SCHEME")
         .oneOf({"basic", "digest", "ntlm", "negotiate"});
     program
         .addOption("--proxy-ca-file", options.proxyCaFile,

@@ -83,7 +83,7 @@ OptionDefinition OptionDefinition::oneOf(const std::vector<std::string>& words) 
         const bool known = std::find(words.begin(), words.end(), value) != words.end();
         return known ? std::string() : fmt::format("it is one of {}.", fmt::join(words, ", "));
     });
-    return *this;
+    return typeName(fmt::format("{}", fmt::join(words, "|")));
 }
 
 std::string OptionDefinition::name() const {

@@ -34,7 +34,7 @@ public:
     OptionDefinition existingFile() const;
     OptionDefinition existingDirectory() const;
     OptionDefinition within(int least, int most) const;
-    OptionDefinition oneOf(const std::vector<std::string>& words) const;
+    OptionDefinition oneOf(const std::vector<std::string>& words) const;  // which are its type
     // May be given again, and is taken where it stands: such options are one list with others.
     OptionDefinition eachInTurn() const;
 

@@ -78,7 +78,7 @@ struct Request {
     BodySink* sink = nullptr;
     bool isStreamed = false;  // a sink takes its answer, as soon as somebody has one
     bool isLarge = false;     // its content is: over HTTP/1.1, where no other shares the connection
-    // Of the content in its answer, as far as somebody has been told.
+    // About how long the body of its answer is; nothing: nobody knows.
     std::optional<uint64_t> expectedBytes{};
     // How old an answer may be that was given to the same request, and is given again.
     std::chrono::milliseconds recalled{0};

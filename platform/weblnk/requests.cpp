@@ -39,6 +39,7 @@ Request propertiesRequest(std::string url, uint32_t depth, std::string document)
     request.headers = {fmt::format("Depth: {}", depth)};
     request.document = std::move(document);
     request.isStreamed = true;
+    if (depth == 0) request.expectedBytes = 0;  // one resource does not fill a buffer
     return request;
 }
 

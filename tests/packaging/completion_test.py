@@ -20,6 +20,7 @@ in^                           -> info
 get --out^                    -> get --output
 get -vo loc^                  -> get -vo 'local file'
 get --output=loc^             -> get '--output=local file'
+ls --auth neg^                -> ls --auth negotiate
 get -O fol^x                  -> get -O folder/x
 ls {url}sub^x                 -> ls '{url}sub dir/x'
 get {url}My\ r^               -> get '{url}My report.txt'
