@@ -15,7 +15,7 @@
 namespace quillon {
 namespace {
 
-constexpr size_t mostFilesAhead = 256;  // that are chosen, and wait for their turn
+constexpr size_t mostFilesAhead = 96;  // that are chosen, and wait for their turn
 constexpr size_t mostFoldersAhead = 16;
 
 class Putting {
