@@ -4,6 +4,7 @@
 #include <set>
 #include <utility>
 
+#include "client/remote/backlog.hpp"
 #include "client/remote/content.hpp"
 #include "client/remote/fetch_hash.hpp"
 #include "client/tree/known_file.hpp"
@@ -15,17 +16,14 @@
 namespace quillon {
 namespace {
 
-constexpr size_t mostFilesAhead = 96;  // that are chosen, and wait for their turn
-
 class Getting {
 public:
     Getting(Remote& remote, const LocalFolder& folder, const TreeOptions& options)
         : remote_(remote),
           folder_(folder),
           options_(options),
-          files_(remote.loop()),
-          slots_(remote.loop(), mostFilesAhead),
-          leftOver_(folder, options) {}
+          leftOver_(folder, options),
+          chosen_(remote.loop(), [this](File file) { return moveFile(std::move(file)); }) {}
 
     Task<Result<void>> run(std::string rootUrl) {
         Walk walk(remote_, std::move(rootUrl), [this](std::string_view path, bool isCollection) {
@@ -39,7 +37,7 @@ public:
         };
         Result<void> outcome = co_await walk.takeAll(std::move(take), std::move(fail));
         if (options_.meter) options_.meter->expectNoMore();
-        co_await files_.finish();
+        co_await chosen_.finish();
         if (outcome && !remote_.isInterrupted()) {
             if (walk.isComplete()) {
                 leftOver_.remove();
@@ -197,11 +195,13 @@ private:
             if (options_.compare.checksum && file.here) file.arrival = Arrival::replacesOther;
             if (step == Step::keep) file.arrival = Arrival::compares;
             file.expected = ExpectedTransfer(options_.meter, file.resource.size.value_or(0));
-            Gate::Pass slot = co_await slots_.enter();
-            files_.spawn(file.arrival == Arrival::compares
-                             ? compareFile(std::move(file), std::move(slot))
-                             : fetchFile(std::move(file), std::move(slot)));
+            co_await chosen_.add(std::move(file));
         }
+    }
+
+    Task<> moveFile(File file) {
+        return file.arrival == Arrival::compares ? compareFile(std::move(file))
+                                                 : fetchFile(std::move(file));
     }
 
     void tellKept(const File& file) const {
@@ -220,8 +220,8 @@ private:
         return hashOf(folder_, local(file.path), Links::left);
     }
 
-    Task<> fetchFile(File file, Gate::Pass slot) {
-        const Gate::Pass within = std::move(slot);  // until here, not until the task is taken away
+    Task<> fetchFile(File file) {
+        // Until here, not until the task is taken away.
         const ExpectedTransfer expected = std::move(file.expected);
         const std::string place = local(file.path);
         const bool isCompared = file.arrival == Arrival::replacesOther;
@@ -245,8 +245,8 @@ private:
     }
 
     // It is no conflict where both sides have the same, be it that its note did not get written.
-    Task<> compareFile(File file, Gate::Pass slot) {
-        const Gate::Pass within = std::move(slot);
+    Task<> compareFile(File file) {
+        const ExpectedTransfer expected = std::move(file.expected);
         const Result<HashedContent> there =
             co_await fetchHash(remote_, file.url, file.resource.size);
         if (!there) {
@@ -295,10 +295,9 @@ private:
     Remote& remote_;
     const LocalFolder& folder_;
     const TreeOptions& options_;
-    TaskGroup files_;
-    Gate slots_;
     std::set<std::string> refused_;  // folders that could not be made
     LeftOverHere leftOver_;
+    Backlog<File> chosen_;  // last, for its tasks use the others
 };
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <map>
 #include <utility>
 
+#include "client/remote/backlog.hpp"
 #include "client/remote/change.hpp"
 #include "client/remote/fetch_hash.hpp"
 #include "client/tree/known_file.hpp"
@@ -15,7 +16,6 @@
 namespace quillon {
 namespace {
 
-constexpr size_t mostFilesAhead = 96;  // that are chosen, and wait for their turn
 constexpr size_t mostFoldersAhead = 16;
 
 class Putting {
@@ -26,10 +26,11 @@ public:
           folder_(folder),
           options_(options),
           facts_(facts),
-          files_(remote.loop()),
-          slots_(remote.loop(), mostFilesAhead),
           folders_(remote.loop(), mostFoldersAhead),
-          putter_(remote, facts, {options.links, options.memory, options.meter}) {
+          putter_(remote, facts, {options.links, options.memory, options.meter}),
+          chosen_(remote.loop(), [this](Chosen chosen) { return putFile(std::move(chosen)); }),
+          removals_(remote.loop(), [this](LeftOver each) { return removeBeside(std::move(each)); }),
+          newFolders_(remote.loop()) {
         clock_.datesKept = facts.dates() != DatesBy::none;
     }
 
@@ -47,8 +48,9 @@ public:
             outcome = co_await makeFolder(rootPath, rootUrl);
             if (outcome) co_await putNew(rootPath, rootUrl);
         }
+        co_await newFolders_.finish();
         if (options_.meter) options_.meter->expectNoMore();
-        co_await files_.finish();
+        co_await chosen_.finish();
         if (outcome && !remote_.isInterrupted()) {
             if (complete_) {
                 co_await removeLeftOver();
@@ -56,13 +58,17 @@ public:
                 tell(nothingRemoved());
             }
         }
-        co_await files_.finish();
+        co_await removals_.finish();
         if (outcome && remote_.isInterrupted()) outcome = interruption();  // what was left out
         co_return std::move(outcome);
     }
 
 private:
     using File = FileToPut;
+    struct Chosen {
+        File file;
+        Step step;
+    };
     struct LeftOver {
         std::string path, url;
         Resource resource;
@@ -127,7 +133,7 @@ private:
             std::string itsUrl = url + vxhost::encodeSegment(entry.name);
             if (entry.entry.kind == LocalKind::folder) {
                 Gate::Pass pass = co_await folders_.enter();
-                files_.spawn(putNewFolder(its, itsUrl + '/', std::move(pass)));
+                newFolders_.spawn(putNewFolder(its, itsUrl + '/', std::move(pass)));
             } else {
                 File file{its, std::move(itsUrl), entry.entry, {}, {}};
                 co_await chooseFile(std::move(file));
@@ -202,7 +208,7 @@ private:
                 tellClash(path, url, "A file is there under its name.");
             } else if (!resource) {
                 Gate::Pass pass = co_await folders_.enter();
-                files_.spawn(putNewFolder(path, url + '/', std::move(pass)));
+                newFolders_.spawn(putNewFolder(path, url + '/', std::move(pass)));
             }
         }
         for (auto& [name, resource] : there) {
@@ -237,15 +243,16 @@ private:
             tell({TreeDeed::stored, file.path, file.url, file.here.size});
         } else {
             file.expected = ExpectedTransfer(options_.meter, file.here.size);
-            Gate::Pass slot = co_await slots_.enter();
-            files_.spawn(putFile(std::move(file), step, std::move(slot)));
+            Chosen chosen{std::move(file), step};
+            co_await chosen_.add(std::move(chosen));
         }
     }
 
-    Task<> putFile(File file, Step step, Gate::Pass slot) {
-        const Gate::Pass within = std::move(slot);  // until here, not until the task is taken away
+    Task<> putFile(Chosen chosen) {
+        File file = std::move(chosen.file);
+        // Until here, not until the task is taken away.
         const ExpectedTransfer expected = std::move(file.expected);
-        if (step == Step::compareContent) {
+        if (chosen.step == Step::compareContent) {
             const Result<bool> mayStore = co_await putter_.compareContent(folder_, file);
             if (!mayStore) tellFailure(file.path, file.url, mayStore.error());
             if (mayStore && !*mayStore) tell({TreeDeed::same, file.path, file.url});
@@ -272,8 +279,7 @@ private:
                 std::string url = each.url + '/';
                 co_await removeCollection(each.path, std::move(url), 1);
             } else if (mayRemove(each)) {
-                Gate::Pass slot = co_await slots_.enter();
-                files_.spawn(removeBeside(each, std::move(slot)));
+                co_await removals_.add(each);
             }
         }
     }
@@ -311,10 +317,7 @@ private:
         co_return there->hash == note->hash;
     }
 
-    Task<> removeBeside(LeftOver each, Gate::Pass slot) {
-        const Gate::Pass within = std::move(slot);
-        co_await removeFile(std::move(each));
-    }
+    Task<> removeBeside(LeftOver each) { co_await removeFile(std::move(each)); }
 
     Task<bool> removeFile(LeftOver each) {
         const Result<bool> unchanged = co_await isProvenUnchanged(each);
@@ -385,13 +388,16 @@ private:
     const LocalFolder& folder_;
     const TreeOptions& options_;
     PutFactsOnce& facts_;
-    TaskGroup files_;
-    Gate slots_, folders_;
+    Gate folders_;
     FilePutter putter_;
     ServerClock clock_;
     bool complete_ = true;  // all of the tree there was seen
     std::vector<LeftOver> leftOver_;
     bool removesUnknown_ = false;
+    // Last, for their tasks use the others, and those that make folders choose files.
+    Backlog<Chosen> chosen_;
+    Backlog<LeftOver> removals_;
+    TaskGroup newFolders_;
 };
 
 }  // namespace
