@@ -40,6 +40,7 @@ protected:
     FaultCampaign() {
         editWith("printf 'mine\\n' >>\"$1\" && : >\"$HOME/edited\"");
         writeFile(home / "netrc", "machine 127.0.0.1 login demo password \"open sesame: 100%\"");
+        chmod((home / "netrc").c_str(), 0600);
         writeFile(work / "local", after);
     }
 
