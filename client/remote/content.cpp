@@ -153,6 +153,12 @@ std::string provenTag(const Version& version) {
     return settled ? speltTag(version.tag) : std::string();
 }
 
+std::optional<Time> provenDate(const Version& version) {
+    const bool isYoung =
+        version.modified && version.date && *version.date - *version.modified <= leastAge;
+    return isYoung ? std::nullopt : version.modified;
+}
+
 Task<Result<FetchedContent>> fetch(Remote& remote, std::string url, ContentTaker& taker,
                                    FetchWish wish) {
     TakenBody body(taker, wish);

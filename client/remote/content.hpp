@@ -38,6 +38,8 @@ struct Version {
 // The tag as a condition carries it; empty when a later change could still get the same one, as one
 // within the same second does where tags are made of dates.
 std::string provenTag(const Version& version);
+// The same of its date, where the server tells how young it is.
+std::optional<Time> provenDate(const Version& version);
 
 struct FetchWish {
     std::optional<uint64_t> size;  // that the server told otherwise, in bytes

@@ -1,6 +1,7 @@
 #include "client/remote/content_pipe.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 #include "platform/base/status.hpp"
@@ -40,6 +41,10 @@ void ContentPipe::begin() {
 void ContentPipe::take(std::string_view piece) {
     hash_.add(piece);
     std::unique_lock lock(mutex_);
+    // Nobody would read it, least of all behind a length of nothing.
+    if (came_ + piece.size() > length_.value_or(UINT64_MAX)) {
+        throw Failure(vxhost::WEBLNK_CUT_OFF, "It is longer than it was said to be.");
+    }
     changed_.wait(lock, [this] { return closed_ || came_ - position_ < capacity; });
     if (closed_) throw Failure(vxhost::WEBLNK_CUT_OFF, "The other server took no more of it.");
     const uint64_t read = position_ - first_;

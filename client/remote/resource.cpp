@@ -89,13 +89,13 @@ public:
     }
     bool restartable() const override { return true; }
 
-    // Nothing when no multistatus came, or one of nothing, or of a member alone: a page in XML is
-    // no empty collection, which tells itself, and as one.
+    // Nothing when no multistatus came, or one of nothing: a page in XML is no empty collection,
+    // which tells itself.
     std::optional<Members> finish() {
         if (!finishReading()) return {};
         if (members_.resources.empty() && members_.unreadable == 0) return {};
-        const bool isAlone = members_.resources.size() == 1 && self_;
-        if (isAlone && self_->isAsked && !self_->isCollection) return {};
+        toldMemberAlone_ =
+            members_.resources.size() == 1 && self_ && self_->isAsked && !self_->isCollection;
         keepMembers();
         sortBySegment();
         std::vector<Resource>& all = members_.resources;
@@ -111,6 +111,9 @@ public:
         if (!finishReading() || !self_) return {};
         return std::move(members_.resources[self_->index]);
     }
+
+    // Once it is finished: whether all that it told is that the URL leads to a member.
+    bool toldMemberAlone() const { return toldMemberAlone_; }
 
 private:
     bool finishReading() {
@@ -256,6 +259,7 @@ private:
     Members members_;
     uint64_t bytes_ = 0;
     std::optional<Self> self_;
+    bool toldMemberAlone_ = false;
     std::vector<Place> places_;  // two, unless the server tells more than it was asked for
     std::map<std::string, uint32_t> placeNumbers_;  // by their keys
     std::vector<uint32_t> placeOf_;                 // of each resource
@@ -283,6 +287,9 @@ Task<Result<Members>> list(Remote& remote, std::string url, WantedProperties wan
     try {
         std::optional<Members> members = sink.finish();
         if (!members) co_return notMultistatus(*answer);
+        if (sink.toldMemberAlone()) {
+            co_return localError(Kind::refused, "This is a file, not a collection.");
+        }
         members->asked = parseTime(answer->headers.first("Date"));
         members->server = answer->headers.first("Server");
         co_return std::move(*members);

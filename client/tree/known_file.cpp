@@ -15,7 +15,8 @@ std::optional<FileNote> noteAbout(FileMemory* memory, const LocalFolder& folder,
 
 FileNote noteOfFetched(const std::string& url, const Version& version, std::string hash,
                        const LocalEntry& here) {
-    return {url, provenTag(version), version.modified, std::move(hash), here.size, here.modifiedNs};
+    return {url,       provenTag(version), provenDate(version), std::move(hash),
+            here.size, here.modifiedNs};
 }
 
 Result<FileNote> noteOfPlaced(const std::string& url, const Version& version, NewFile& content,

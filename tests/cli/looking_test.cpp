@@ -139,9 +139,13 @@ TEST_F(Looking, whatAServerTellsTooMuchIsLookedAtInItsPlace) {
     // A list of nothing, or of a member, is no empty collection, like which --delete would make the
     // folder.
     server.on("PROPFIND", "/e/", Answer::xml(207, "<D:multistatus xmlns:D=\"DAV:\"/>"));
-    server.on("PROPFIND", "/f/",
-              Answer::properties("/f", "<getcontentlength>1</getcontentlength>"));
-    for (const char* name : {"e/", "f/"}) expect({{{"ls", server.url() + name}, 7, ""}});
+    for (const char* path : {"/f/", "/f"}) {
+        server.on("PROPFIND", path,
+                  Answer::properties("/f", "<getcontentlength>1</getcontentlength>"));
+    }
+    expect({{{"ls", server.url() + "e/"}, 7, ""},
+            {{"ls", server.url() + "f/"}, 1, "a file, not"},
+            {{"ls", server.url() + "f"}, 0, "f\n"}});
 }
 
 TEST_F(Looking, contentsAreWrittenWholeOrInParts) {

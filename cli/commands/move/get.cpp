@@ -107,6 +107,10 @@ int runGet(Session& session, GetOptions& options) {
         complain("get needs a URL. See quillon get --help.");
         return exitUsage;
     }
+    if (options.tree.isTree && !options.file.empty()) {
+        complain("-o names one file, and -r brings trees. Use -O to fetch into a directory.");
+        return exitUsage;
+    }
     if (options.tree.isTree) {
         options.tree.force = options.force;
         options.tree.forgets = options.noMemory;
