@@ -146,6 +146,14 @@ TEST_F(BadSource, whatBreaksOffIsNotStored) {
         server.waitUntilIdle();  // it notices the end of a body later than the program does
         EXPECT_TRUE(std::filesystem::is_empty(server.documentRoot()));
     }
+    // Nothing by its listing, and more than waits between the two servers.
+    source
+        .on("PROPFIND", "/c/f",
+            Answer::properties("/c/f", "<getcontentlength>0</getcontentlength>"))
+        .on("GET", "/c/f",
+            Answer().replacedBy("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n300000\r\n" +
+                                large + "\r\n0\r\n\r\n"));
+    expect({{{"cp", f, server.url()}, 7, "longer than it was said to be"}});
     EXPECT_EQ(source.transcript().find("DELETE"), std::string::npos);
 }
 
