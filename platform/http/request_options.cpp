@@ -64,8 +64,14 @@ void setMethod(CURL* easy, const Sender& sender, const Request& request) {
     const bool isLarge = request.isLarge || length.value_or(streamThreshold + 1) > streamThreshold;
     const WayIn* wayIn = wayInTo(request.url, sender.settings);
     const bool ofConnection = wayIn && wayIn->connectionScheme != 0;
-    const auto version = isLarge || ofConnection ? CURL_HTTP_VERSION_1_1 : CURL_HTTP_VERSION_2TLS;
+    const bool isAlone = isLarge || ofConnection;
+    const auto version = isAlone ? CURL_HTTP_VERSION_1_1 : CURL_HTTP_VERSION_2TLS;
     setOption(easy, CURLOPT_HTTP_VERSION, static_cast<long>(version));
+    // Once a server shares connections of HTTP/2, libcurl 7.88 takes one of HTTP/1.1 that is in use
+    // for such a one when there is no other, as after a GOAWAY, and writes a request into the body
+    // of another. Connections of other TLS parameters, here of the same meaning, are kept apart.
+    const long tls = CURL_SSLVERSION_DEFAULT;
+    setOption(easy, CURLOPT_SSLVERSION, isAlone ? tls | CURL_SSLVERSION_MAX_TLSv1_3 : tls);
     if (request.upload) {
         setOption(easy, CURLOPT_UPLOAD, 1L);
         setOption(easy, CURLOPT_INFILESIZE_LARGE, length ? static_cast<curl_off_t>(*length) : -1);
