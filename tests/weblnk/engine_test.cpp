@@ -6,8 +6,11 @@
 #include <utility>
 
 #include "platform/base/logger.hpp"
+#include "platform/http/engine.hpp"
 #include "platform/http/pace.hpp"
+#include "platform/http/upload_source.hpp"
 #include "platform/weblnk/expecting.hpp"
+#include "platform/weblnk/requests.hpp"
 #include "platform/weblnk/resuming.hpp"
 #include "tests/support/apache.hpp"
 #include "tests/support/certificate.hpp"
@@ -309,6 +312,61 @@ TEST(WeblnkEngine, speaksBothProtocols) {
         lines.clear();
     }
     vxhost::configureLogging({});
+}
+
+// Waits in its middle until it is told to go on.
+class HeldUpload final : public vxhost::UploadSource {
+public:
+    std::optional<uint64_t> length() const override { return bytes.size(); }
+    size_t read(char* to, size_t room) override {
+        const size_t size = bytes.copy(to, room, position_);
+        position_ += size;
+        return size;
+    }
+    void rewind() override { position_ = 0; }
+    void measure() override { position_ = 0; }
+    bool hasFailed() const override { return false; }
+    bool finished() const override { return position_ == bytes.size(); }
+    bool mustWait() override { return isHeld && position_ > bytes.size() / 2; }
+
+    const std::string bytes = pattern(3 << 20);
+    bool isHeld = true;
+
+private:
+    size_t position_ = 0;
+};
+
+// Of a connection that is older than the one that the others share.
+TEST(WeblnkEngine, noOtherRequestGoesIntoAnUpload) {
+    const support::Apache server({.tls = true, .http2 = true});
+    server.addMember("small", "content");
+    vxhost::Settings settings;
+    settings.caFile = support::certificate().file;
+    settings.stallTimeout = std::chrono::seconds(5);
+    const vxhost::Sender sender{settings, std::make_shared<vxhost::Credentials>(), nullptr,
+                                nullptr};
+    vxhost::Engine engine(settings);
+    std::vector<std::string> ends;
+    const auto submit = [&](vxhost::Request request) {
+        engine.submit(sender, std::move(request), [&](vxhost::Answer answer, std::exception_ptr) {
+            ends.push_back(std::to_string(answer.status) + answer.text);
+        });
+    };
+    HeldUpload upload;
+    vxhost::Request put;
+    put.method = "PUT";
+    put.url = server.url("large");
+    put.upload = &upload;
+    submit(put);
+    for (size_t ended = 1; ended < 4; ++ended) {
+        submit(vxhost::propertyRequest(server.url("small"), "resourcetype"));
+        while (ends.size() < ended && engine.advance()) continue;
+        ASSERT_TRUE(ends.back().starts_with("207")) << ends.back();
+    }
+    upload.isHeld = false;
+    while (engine.advance()) continue;
+    EXPECT_TRUE(ends.back().starts_with("201")) << ends.back();
+    EXPECT_EQ(support::readFile(server.documentRoot() / "large"), upload.bytes);
 }
 
 }  // namespace
