@@ -49,6 +49,7 @@ Error explained(const OpenMember& open, const Address& collection, Error error,
     if (!isMissing && error.httpStatus != 400) return error;
     if (whatIsAt(open, collection) == There::file) {
         error.kind = Kind::notFound;
+        error.httpStatus = 0;  // which advice on TLS would follow
         return withSentence(std::move(error), isFile(collection));
     }
     if (!isMissing) return error;

@@ -262,12 +262,21 @@ private:
             meter};
         const bool complete = copyTree(tree, placement.source.address.url(), placement.to.url());
         if (!complete && !isDry) {
-            complain(fmt::format(
-                "{} {}; the same command with --force goes on", placement.source.address.url(),
-                deed_ == Deed::move ? "was left whole, since not all of it was copied"
-                                    : "was not copied whole"));
+            complain(fmt::format("{} {}; {}", placement.source.address.url(),
+                                 deed_ == Deed::move
+                                     ? "was left whole, since not all of it was copied"
+                                     : "was not copied whole",
+                                 howToGoOn(placement)));
         }
         return complete;
+    }
+
+    // Into what is there now the same words would copy once more, beside what came.
+    static std::string howToGoOn(const Placement& placement) {
+        const Address from = placement.source.address.asMember(), to = placement.to.asMember();
+        return from.segment() == to.segment()
+                   ? fmt::format("--force, into {}, goes on", to.parent().url())
+                   : fmt::format("remove {} before you copy it again", placement.to.url());
     }
 
     void tell(const TreeStep& step) {
