@@ -34,6 +34,7 @@ TEST_F(Reading, collectionsAreToldFromMembers) {
             {{"get", url + "sub"}, 1, "This is a collection"},
             {{"get", url + "sub/"}, 2, "This is a collection"},
             {{"get", "-o", "x", file, file}, 2, "one file for several"},
+            {{"get", "-r", "-o", "x", url}, 2, "-r brings trees"},
             {{"get", "-o", "into", file}, 2, "Use -O"},
             {{"get", "-o", "none/x", file}, 8, "none: No such file"},
             {{"get", url + "a%2Fb"}, 2, "Choose one with -o"},
