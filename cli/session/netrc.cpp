@@ -17,13 +17,15 @@ namespace quillon::cli {
 namespace {
 
 constexpr std::string_view blanks = " \t\r\n";
+constexpr size_t mostBytes = 1 << 20;
 
 class Words {
 public:
     explicit Words(std::string_view text) : text_(text), rest_(text) {}
 
-    // Bare, or in double quotes with backslash escapes. Nothing at the end of the text.
-    std::optional<Secret> next() {
+    // Bare, or in double quotes with backslash escapes; it is there until the next one is read.
+    // Nothing at the end of the text.
+    std::optional<std::string_view> next() {
         rest_.remove_prefix(std::min(rest_.find_first_not_of(blanks), rest_.size()));
         if (rest_.empty()) return std::nullopt;
         return rest_.front() == '"' ? quoted() : bare();
@@ -43,43 +45,49 @@ public:
     void skipLine() { rest_.remove_prefix(std::min(rest_.find('\n'), rest_.size())); }
 
 private:
-    Secret bare() {
-        const size_t end = std::min(rest_.find_first_of(blanks), rest_.size());
-        Secret word(rest_.substr(0, end));
-        rest_.remove_prefix(end);
+    std::string_view bare() {
+        const auto word = rest_.substr(0, rest_.find_first_of(blanks));
+        rest_.remove_prefix(word.size());
         return word;
     }
 
-    Secret quoted() {
-        Secret word;
+    std::string_view quoted() {
+        unquoted_ = {};
         rest_.remove_prefix(1);
         while (!rest_.empty() && rest_.front() != '"') {
             if (rest_.front() == '\\' && rest_.size() > 1) rest_.remove_prefix(1);
-            word.append(rest_.front());
+            unquoted_.append(rest_.front());
             rest_.remove_prefix(1);
         }
         if (!rest_.empty()) rest_.remove_prefix(1);
-        return word;
+        return unquoted_.view();
     }
 
     const std::string_view text_;
     std::string_view rest_;
+    Secret unquoted_;
 };
 
 bool sameHost(std::string_view a, std::string_view b) {
     return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
 }
 
-// What can be read of a file, with no copy left elsewhere.
-Secret contentOf(const std::filesystem::path& path) {
+// What can be read of a file, with no copy left elsewhere. It may name what has no end.
+Result<Secret> contentOf(const std::filesystem::path& path) {
     Secret text;
     std::error_code none;
     if (!std::filesystem::exists(path, none)) return text;  // as is usual
-    (void)readPieces(path, [&text](std::string_view piece) {
-        for (const char byte : piece) text.append(byte);
-        return true;
+    bool isWhole = true;
+    (void)readPieces(path, [&](std::string_view piece) {
+        isWhole = text.size() + piece.size() <= mostBytes;
+        for (size_t i = 0; isWhole && i < piece.size(); ++i) text.append(piece[i]);
+        return isWhole;
     });
-    return text;
+    if (isWhole) return text;
+    return localError(Kind::local,
+                      fmt::format("{} has more than 1 MiB, as no netrc file has. Set NETRC to the "
+                                  "path of yours.",
+                                  path.string()));
 }
 
 }  // namespace
@@ -92,21 +100,24 @@ std::optional<NetrcEntry> findInNetrc(std::string_view text, std::string_view ho
     const auto wanted = [&] {
         return ofHost && !entry.password.empty() && (login.empty() || login == entry.login);
     };
-    while (const auto keyword = words.next()) {
-        const std::string_view name = keyword->view();
-        if (name.starts_with('#')) {
+    while (const auto name = words.next()) {
+        if (name->starts_with('#')) {
             words.skipLine();
-        } else if (name == "macdef") {
+        } else if (*name == "macdef") {
             words.skipMacro();
-        } else if (name == "machine" || name == "default") {
+        } else if (*name == "machine" || *name == "default") {
             if (wanted()) return entry;
             entry = {};
-            const auto machine = name == "machine" ? words.next() : std::nullopt;
-            ofHost = name == "default" || (machine && sameHost(machine->view(), host));
-        } else if (auto value = words.next()) {
-            const bool isLogin = name == "login", isPassword = name == "password";
-            if (isLogin) entry.login = value->view();
-            if (isPassword) entry.password = std::move(*value);
+            ofHost = *name == "default";
+            if (ofHost) continue;
+            const auto machine = words.next();
+            ofHost = machine && sameHost(*machine, host);
+        } else {
+            const bool isLogin = *name == "login", isPassword = *name == "password";
+            const auto value = words.next();
+            if (!value || !ofHost) continue;
+            if (isLogin) entry.login = *value;
+            if (isPassword) entry.password = Secret(*value);
             if (isLogin || isPassword) entry.line = words.line();
         }
     }
@@ -120,7 +131,9 @@ Result<std::optional<NetrcEntry>> findInNetrcFile(std::string_view host, std::st
     if (named == nullptr && home == nullptr) return Found();
     const std::filesystem::path path =
         named != nullptr ? std::filesystem::path(named) : std::filesystem::path(home) / ".netrc";
-    Found entry = findInNetrc(contentOf(path).view(), host, login);
+    const Result<Secret> text = contentOf(path);
+    if (!text) return text.error();
+    Found entry = findInNetrc(text->view(), host, login);
     if (!entry) return entry;
     const std::string source =
         fmt::format("The entry that ends in line {} of {}", entry->line, path.string());

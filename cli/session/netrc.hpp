@@ -11,6 +11,9 @@
 
 namespace quillon::cli {
 
+// What a person may have forgotten, where it is refused.
+inline constexpr std::string_view passwordIsOfNetrc = "The password is that of the netrc file.";
+
 struct NetrcEntry {
     std::string login;  // empty: the file gives none
     Secret password;
@@ -22,7 +25,8 @@ std::optional<NetrcEntry> findInNetrc(std::string_view text, std::string_view ho
                                       std::string_view login);
 
 // The same from $NETRC or ~/.netrc; a file that is missing or cannot be read has no entries. Fails
-// with Kind::local for an entry that cannot be sent. That others can read the file is told once.
+// with Kind::local for an entry that cannot be sent, and for a file that is larger than 1 MiB. That
+// others can read the file is told once.
 Result<std::optional<NetrcEntry>> findInNetrcFile(std::string_view host, std::string_view login);
 
 }  // namespace quillon::cli

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "cli/session/netrc.hpp"
 #include "cli/session/refusal.hpp"
 #include "cli/session/servers.hpp"
 #include "cli/session/this_machine.hpp"
@@ -132,7 +133,7 @@ Error Session::refusal(const Address& address, const Login& login, Error error) 
     }
     const std::lock_guard lock(mutex_);
     if (explained.httpStatus == 401 && credentials_.areOfNetrc(address)) {
-        explained.sentences.emplace_back("The password is that of the netrc file.");
+        explained.sentences.emplace_back(passwordIsOfNetrc);
     }
     return explained;
 }

@@ -91,8 +91,14 @@ TEST_F(Sites, credentialsComeFromEachPlace) {
     chmod((home / "netrc").c_str(), 0600);
     expect({{{"ls", url}, 0, ""},
             {{"ls", "-u", "ann", url}, 0, ""},
+            {{"login", "work", url}, 0, "work: is " + url + ", user ann\n", "and stays there"},
+            {{"sites"}, 0, "work  " + url + "  ann  no password stored\n"},
+            {{"ls", "work:"}, 0, ""},
             {{"-u", "ann", "--password-file", "wrong", "ls", url}, 4, "refused"}});
     writeFile(home / "netrc", "machine 127.0.0.1 login ann password wrong\n");
+    expect({{{"login", "work"}, 4, "netrc file.\n  Nothing was stored"}});
+    EXPECT_EQ(answered({"login", "work"}, {{"Password of ann", password}}).exitCode, 0);
+    expect({{{"ls", "work:"}, 0, ""}, {{"logout", "work"}, 0, ""}});
     server.clearTranscript();
     expect({{{"get", url + "f"}, 4, "again.\n  The password is that of the netrc file"}});
     EXPECT_EQ(server.transcript(), "GET /f 401\nGET /f 401\n");  // it goes once
@@ -106,6 +112,8 @@ TEST_F(Sites, credentialsComeFromEachPlace) {
     expect({{{"ls", url}, 8, ends + " holds a NUL"}});
     writeFile(home / "netrc", "machine 127.0.0.1\nlogin a:b\npassword c");
     expect({{{"ls", url}, 8, ends + ": its user name must hold no colon"}});
+    environment["NETRC"] = "/dev/zero";
+    expect({{{"ls", url}, 8, "/dev/zero has more than 1 MiB"}});
 }
 
 TEST_F(Sites, aPasswordInClearToAnotherMachineIsToldOfOnce) {

@@ -158,7 +158,11 @@ int runLogin(Session& session, LoginOptions& options) {
         return nothingStored(site.url, taken.error());
     }
     Trial trial(session, optionsFor(site, options, session.options()), address->asCollection());
-    const Result<Login> login = options.byBrowser ? trial.runByBrowser() : trial.run();
+    // Where the site is to have its password, that of the netrc file is none.
+    const bool looksIntoNetrc =
+        site.password.empty() && site.passwordCommand != keyringLookup(site.name);
+    const Result<Login> login =
+        options.byBrowser ? trial.runByBrowser() : trial.run(looksIntoNetrc);
     if (!login) return nothingStored(site.url, login.error());
     site.url = trial.address().collection();
     const Result<void> stored = storeLogin(session, site, *before, trial.options(), *login);

@@ -7,6 +7,7 @@
 #include "cli/commands/what_is_there.hpp"
 #include "cli/session/credentials.hpp"
 #include "cli/session/login_flow.hpp"
+#include "cli/session/netrc.hpp"
 #include "cli/session/prompt.hpp"
 #include "cli/session/question.hpp"
 #include "cli/session/refusal.hpp"
@@ -102,21 +103,50 @@ Result<Login> Trial::runByBrowser() {
     return login;
 }
 
-Result<Login> Trial::run() {
+// Nothing where the file has no entry, or a wrong one and the person can give something else.
+Result<std::optional<Login>> Trial::tryNetrc(Login login) {
+    Result<std::optional<NetrcEntry>> entry = findInNetrcFile(address_.host(), login.user);
+    if (!entry) return std::move(entry).error();
+    if (!*entry || (*entry)->login.empty()) return std::optional<Login>();
+    login.user = std::move((*entry)->login);
+    login.password = std::move((*entry)->password);
+    const Result<void> accepted = accept(login);
+    if (accepted) {
+        complain("the password is that of the netrc file, and stays there");
+        login.password = {};
+        return std::optional(std::move(login));
+    }
+    Error error = accepted.error();
+    if (error.kind != Kind::notAuthorized) return error;
+    if (canPrompt()) return std::optional<Login>();
+    error.sentences.emplace_back(passwordIsOfNetrc);
+    return error;
+}
+
+Result<Login> Trial::run(bool looksIntoNetrc) {
     Login login = nobody();
     const bool hasOtherWay = options_.access.hasToken() || options_.access.usesTicket();
     login.user = address_.hasCredentials() ? address_.user() : options_.user;
     if (const Result<void> valid = checkUserName(login.user); !valid) return valid.error();
+    std::optional<Error> refusal;
     if (login.user.empty() || hasOtherWay) {
         if (hasOtherWay) login.user.clear();
         const Result<void> everybody = accept(login);
         if (everybody) return login;
         const Error& error = everybody.error();
-        const bool byPassword = error.httpStatus == 401 && !hasOtherWay;
         if (error.kind != Kind::notAuthorized) return error;
-        if (!byPassword || !canPrompt()) {
-            return explainRefusal(options_.access, nullptr, login, error);
-        }
+        refusal = explainRefusal(options_.access, nullptr, login, error);
+        if (error.httpStatus != 401 || hasOtherWay) return *refusal;
+    }
+    const bool isGiven = !address_.password().empty() || !options_.passwordFile.empty() ||
+                         !options_.passwordCommand.empty();
+    if (looksIntoNetrc && !isGiven) {
+        Result<std::optional<Login>> known = tryNetrc(login);
+        if (!known) return std::move(known).error();
+        if (*known) return std::move(**known);
+    }
+    if (login.user.empty()) {
+        if (!canPrompt()) return *refusal;
         Result<std::string> user = askForUser(address_);
         if (!user) return std::move(user).error();
         login.user = std::move(*user);

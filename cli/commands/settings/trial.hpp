@@ -1,6 +1,7 @@
 // A login that is tried on the server before it is stored.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "cli/session/session.hpp"
@@ -13,10 +14,10 @@ public:
     Trial(Session& session, CommonOptions options, Address address)
         : session_(session), options_(std::move(options)), address_(std::move(address)) {}
 
-    // What the server accepts: who is given or asked for now, and nobody else. No file of other
-    // programs counts, and no earlier password. What is missing alone is asked for, and whether to
-    // trust a server that nobody vouches for.
-    Result<Login> run();
+    // What the server accepts: who is given now, then who the netrc file says (whose password stays
+    // there: the login has none), then who is asked for; no earlier password. What is missing alone
+    // is asked for, and whether to trust a server that nobody vouches for.
+    Result<Login> run(bool looksIntoNetrc);
 
     // The same by the server's own page; the collection is looked for, too.
     Result<Login> runByBrowser();
@@ -30,6 +31,7 @@ private:
     Result<void> accept(const Login& login);
     Result<void> tryOut(const Login& login);
     Result<Login> signIn();
+    Result<std::optional<Login>> tryNetrc(Login login);
     Result<void> askForTrust(const Login& login, const Error& untrusted);
 
     Session& session_;
