@@ -7,6 +7,7 @@
 #include "platform/base/transcoder.hpp"
 #include "platform/files/directories.hpp"
 #include "platform/host/encoding/encoding.hpp"
+#include "platform/host/encoding/sealed_text.hpp"
 
 namespace quillon {
 namespace {
@@ -76,6 +77,14 @@ Result<Secret> decodePassword(std::string_view stored) {
     }
     error.sentences.push_back(vxhost::statusText(status));
     return error;
+}
+
+Secret basicCredentials(std::string_view user, const Secret& password) {
+    Secret both(user);
+    both.append(':');
+    for (const char byte : password.view()) both.append(byte);
+    vxhost::Secret encoded = vxhost::encodeBase64(both.view());
+    return Secret({encoded.text(), encoded.size()});
 }
 
 }  // namespace quillon

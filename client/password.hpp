@@ -18,4 +18,7 @@ Result<std::string> encodePassword(const Extension& extension, const Secret& pas
 // stored or that is not encoded fails with Kind::local, and so does a key that others can read.
 Result<Secret> decodePassword(std::string_view stored);
 
+// What Basic sends of both (RFC 7617, 2), without padding.
+Secret basicCredentials(std::string_view user, const Secret& password);
+
 }  // namespace quillon

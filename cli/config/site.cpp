@@ -156,6 +156,7 @@ bool isSet(const Site& site, const SiteKey& key) {
 }
 
 bool holdsSecret(const Site& site) {
+    if (!credentialsIn(site.proxy).empty()) return true;
     return std::ranges::any_of(
         keys, [&site](const SiteKey& key) { return key.isSecret && isSet(site, key); });
 }

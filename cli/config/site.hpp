@@ -57,6 +57,7 @@ struct SiteKey {
 
 std::span<const SiteKey> siteKeys();
 bool isSet(const Site& site, const SiteKey& key);
+// In a secret key, or in the proxy's URL.
 bool holdsSecret(const Site& site);
 
 // Two characters or more of A-Z, a-z, 0-9, "-", "_" and ".", the first no ".", none of the URL

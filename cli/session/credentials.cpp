@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -34,7 +35,17 @@ void tellPassword(const CommonOptions& options, const std::string& user, std::st
     tellSource(options, fmt::format("the password of {} is {}", user, source));
 }
 
+bool isPlainWord(std::string_view text) {
+    return std::ranges::all_of(text, [](char c) { return c >= 'a' && c <= 'z'; });
+}
+
 }  // namespace
+
+void concealLogin(const Login& login) {
+    if (login.password.empty()) return;
+    if (!isPlainWord(login.password.view())) concealInReports(login.password.view());
+    concealInReports(basicCredentials(login.user, login.password).view());
+}
 
 Result<std::string> askForUser(const Address& address) {
     Result<std::string> user = promptLine("User name at " + address.origin() + ": ");
@@ -136,6 +147,7 @@ Result<Login> Credentials::find(const Address& address) {
     if (const auto found = known_.find(key); found != known_.end()) return found->second.login;
     Result<Known> known = findKnown(address);
     if (!known) return std::move(known).error();
+    concealLogin(known->login);
     return known_.emplace(key, std::move(*known)).first->second.login;
 }
 
@@ -157,6 +169,7 @@ Result<Login> Credentials::askAgain(const Address& address) {
     Result<Secret> password = givenPassword(options, address, known.login.user);
     if (!password) return std::move(password).error();
     known.login.password = std::move(*password);
+    concealLogin(known.login);
     return known.login;
 }
 

@@ -44,6 +44,10 @@ private:
     std::map<std::string, Known> known_;  // by identityOf
 };
 
+// In no report and no log from now on, also where a server repeats it. Not so a password that is a
+// plain word: the gap in a URL, or in a sentence, would tell it.
+void concealLogin(const Login& login);
+
 // What the person types now, which can be sent.
 Result<std::string> askForUser(const Address& address);
 

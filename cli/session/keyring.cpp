@@ -1,8 +1,12 @@
 #include "cli/session/keyring.hpp"
 
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
 #include <initializer_list>
 
 #include "cli/session/command_output.hpp"
+#include "cli/terminal/report.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -28,7 +32,10 @@ Result<void> storeInKeyring(const std::string& site, const Secret& password) {
 }
 
 void forgetInKeyring(const std::string& site) {
-    (void)outputOf(toolWords({"clear"}, site), "keyring");
+    const auto words = toolWords({"clear"}, site);
+    if (outputOf(words, "keyring")) return;
+    complain(fmt::format("the keyring still holds the password of {}; to remove it: {}", site,
+                         fmt::join(words, " ")));
 }
 
 }  // namespace quillon::cli

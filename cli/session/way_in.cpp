@@ -122,7 +122,7 @@ Result<void> addCertificate(WayIn& wayIn, const CommonOptions& options, Certific
 }
 
 void addLine(WayIn& wayIn, std::string_view line) {
-    concealInReports(headerValue(line), line);
+    concealHeader(line);
     wayIn.headers.emplace_back(line);
 }
 

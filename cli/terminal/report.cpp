@@ -14,6 +14,7 @@
 #include "cli/terminal/process.hpp"
 #include "cli/terminal/suggestion.hpp"
 #include "cli/terminal/terminal.hpp"
+#include "client/header_line.hpp"
 #include "client/secret.hpp"
 
 namespace quillon::cli {
@@ -158,6 +159,13 @@ void concealInReports(std::string_view credentials, std::string_view givenIn) {
     const bool isKnown = std::ranges::any_of(
         known, [&](const Secret& secret) { return secret.view() == credentials; });
     if (!credentials.empty() && !isKnown) known.emplace_back(credentials);
+}
+
+void concealHeader(std::string_view line) {
+    const std::string_view value = headerValue(line);
+    concealInReports(value, line);
+    const size_t scheme = value.find(' ');
+    if (scheme != value.npos) concealInReports(value.substr(scheme + 1), line);
 }
 
 std::string concealed(std::string text) {

@@ -28,6 +28,8 @@ void complain(std::string_view sentence);
 // less than six bytes, without the "@" of a URL, may stand in any word of a message: then it is the
 // text in which it was given, such as "Name: value", that does not appear.
 void concealInReports(std::string_view credentials, std::string_view givenIn = {});
+// The same of a header's value, and of what stands in it behind a scheme, such as Bearer.
+void concealHeader(std::string_view line);
 // The text with "***" in their places.
 std::string concealed(std::string text);
 

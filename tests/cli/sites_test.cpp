@@ -217,6 +217,11 @@ TEST_F(Sites, whatOthersCanUseOrHaveAlteredIsNotUsed) {
             {{"ls", "work:"}, 0, ""}});
     writeSite("url = '" + url + "'\nuser = 'ann'\n", 0644);
     expect({{{"ls", "--password-file", "right", "work:"}, 0, ""}});
+    const std::string proxy = "proxy = 'http://a:b@127.0.0.1:1'\n";
+    writeSite("url = '" + url + "'\n" + proxy, 0644);
+    expect({{{"ls", "work:"}, 8, "Others can read"}});
+    writeSite("url = '" + url + "'\n" + proxy);
+    expect({{{"sites", "work"}, 0, "url    " + url + "\nproxy  http://***@127.0.0.1:1\n"}});
 }
 
 TEST_F(Sites, aPersonsOwnTextSurvives) {

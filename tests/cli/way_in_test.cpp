@@ -79,6 +79,14 @@ TEST_F(WayIn, aPasswordComesFromACommand) {
             {{"login", "work", url, "-uann", "--password-command", tools}, 0, told},
             {{"sites"}, 0, "work  " + url + "  ann  password by command\n"},
             {{"-v", "ls", "work:"}, 0, "", "what the password-command prints"}});
+    server.on("HEAD", "*", whole);  // where everybody may read
+    const Arguments wrong{"login", "work", url, "-uann", "--password-command", "echo falsch"};
+    expect({{wrong, 4, "Nothing was stored."}});
+    server.on("GET", "*", [this](const Request& request) {
+        const std::string given{request.field("Authorization")};
+        return Answer(302).with("Location", other.url("c/?a=") + given.substr(6));
+    });
+    expectQuietly({{"cat", "work:f"}, 1, "c/?a=***"});
 }
 
 // With all that it started, also where that has lost its parent.
@@ -293,13 +301,20 @@ TEST_F(Cloud, aKeyringKeepsThePassword) {
             {{"sites"}, 0, "work  " + folder + "  ann  password in the keyring\n"}});
     EXPECT_EQ(support::readFile(work / "ring"), "geheim");
     EXPECT_EQ(siteText().find("password = "), std::string::npos);
-    expect({{{"logout", "work"}, 0, ""}});
-    EXPECT_FALSE(std::filesystem::exists(work / "ring"));
+    const Arguments otherwise{"login", "work", "-uann", "--password-command", "echo geheim"};
+    for (const Row& deed : {Row{{"logout", "work"}, 0, ""}, {otherwise, 0, isAnns}}) {
+        expect({{keep, 0, isAnns}, deed});
+        EXPECT_FALSE(std::filesystem::exists(work / "ring"));
+    }
     const std::string open = server.url("c/open/");
     server.on("*", "/c/open/", whole);
     expect({{{"login", "work", open, "--keyring"}, 0, "work: is " + open + "\n", "keeps nothing"}});
     tool("exit 1");
     expect({{keep, 0, isAnns, "stored encrypted instead"}});
+    writeSite("url = '" + url +
+              "'\nuser = 'ann'\npassword-command = ['secret-tool', 'lookup', "
+              "'application', 'quillon', 'site', 'work']\n");
+    expect({{{"logout", "work"}, 0, "", "clear application quillon site work"}});
     // A user takes the place of what said so far who it is; a browser's is the only one.
     writeSite("url = '" + folder + "'\ntoken-command = ['echo', 'alt']\n");
     expect({{{"login", "work", "-uann", "--password-file", "password"}, 0, isAnns},

@@ -19,6 +19,7 @@ namespace {
 constexpr int portsToTry = 5;
 
 std::string users(const ApacheOptions& options) {
+    if (options.authentication == Authentication::none) return "";
     const auto& [user, password] = options.account;
     const auto shell = [](const char* script, const std::string& input) {
         return runChecked({.arguments = {"sh", "-c", script}, .input = input});

@@ -12,6 +12,7 @@
 #include "cli/terminal/suggestion.hpp"
 #include "cli/terminal/table.hpp"
 #include "cli/terminal/terminal.hpp"
+#include "client/address.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -111,8 +112,9 @@ void printJson(const std::vector<Site>& sites) {
 }
 
 int runShowSite(Session& session, const std::string& name, bool json) {
-    const Result<Site> site = session.sites().find(name);
+    Result<Site> site = session.sites().find(name);
     if (!site) return report("use the site", name, site.error());
+    site->proxy = withoutCredentials(site->proxy);
     json ? printJson({*site}) : printKeys(*site);
     return exitDone;
 }
@@ -125,6 +127,7 @@ int runListSites(Session& session, bool json) {
     for (const std::string& name : *names) {
         Result<Site> site = session.sites().find(name);
         if (site) {
+            site->proxy = withoutCredentials(site->proxy);
             sites.push_back(std::move(*site));
         } else {
             const int failed = report("use the site", name, site.error());

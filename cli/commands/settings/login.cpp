@@ -136,6 +136,7 @@ CommonOptions optionsFor(const Site& site, const LoginOptions& options,
     CommonOptions common = withDefaultsOf(site, given);
     if (!options.passwordCommand.empty()) common.passwordCommand = site.passwordCommand;
     if (site.passwordCommand == keyringLookup(site.name)) common.passwordCommand.clear();
+    common.basicUrl.clear();  // so that the server tells which scheme it takes by now
     return common;
 }
 

@@ -86,7 +86,11 @@ Result<void> storeLogin(Session& session, Site site, const std::optional<Site>& 
     site.auth = asksForBasic && !login.user.empty() ? "basic" : options.access.auth;
     // What does not go together is told before it is in the way of each command.
     if (const auto usable = parseSite(site.name, siteText(site)); !usable) return usable.error();
+    const std::vector<std::string> lookup = keyringLookup(site.name);
     Result<void> stored = storeSite(site, before);
+    if (stored && before && before->passwordCommand == lookup && site.passwordCommand != lookup) {
+        forgetInKeyring(site.name);
+    }
     session.forgetLogins();
     return stored;
 }

@@ -13,6 +13,7 @@
 #include "cli/session/refusal.hpp"
 #include "cli/terminal/report.hpp"
 #include "client/certificate.hpp"
+#include "client/remote/resource.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -39,8 +40,14 @@ Result<void> Trial::tryOut(const Login& login) {
     if (!extension) return extension.error();
     const Result<Collection> opened =
         Collection::open(*extension, address_, login, {.cache = false});
-    if (opened) return {};
-    return explainNotOpened(*extension, login, address_, opened.error());
+    if (!opened) return explainNotOpened(*extension, login, address_, opened.error());
+    // Many servers let everybody read, and some are none of WebDAV at all.
+    const auto remote = Remote::open(*extension, address_, login);
+    if (!remote) return remote.error();
+    const auto seen = (*remote)->run(look(**remote, address_.collection()));
+    constexpr int forbidden = 403;  // as where one may store and not look
+    if (seen || seen.error().httpStatus == forbidden) return {};
+    return seen.error();
 }
 
 Result<void> Trial::askForTrust(const Login& login, const Error& untrusted) {
@@ -66,6 +73,7 @@ Result<void> Trial::askForTrust(const Login& login, const Error& untrusted) {
 }
 
 Result<void> Trial::accept(const Login& login) {
+    concealLogin(login);
     Result<void> tried = tryOut(login);
     if (tried || tried.error().code != Code::untrusted) return tried;
     if (Result<void> trusted = askForTrust(login, tried.error()); !trusted) return trusted;

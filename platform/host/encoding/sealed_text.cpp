@@ -61,6 +61,14 @@ Secret unseal(std::string_view text, const Secret& key) {
     return clear;
 }
 
+Secret encodeBase64(std::string_view clear) {
+    constexpr int alphabet = sodium_base64_VARIANT_ORIGINAL_NO_PADDING;
+    Secret text(sodium_base64_encoded_len(clear.size(), alphabet));
+    sodium_bin2base64(text.text(), text.size(), bytes(clear), clear.size(), alphabet);
+    text.shorten(text.size() - 1);  // its NUL
+    return text;
+}
+
 Secret decodeBase64(std::string_view text) {
     return decode(text, sodium_base64_VARIANT_ORIGINAL);
 }

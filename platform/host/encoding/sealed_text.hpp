@@ -20,4 +20,7 @@ Secret unseal(std::string_view text, const Secret& key);
 // Base64 of RFC 4648, 4, with its padding. Throws a Failure ENCODING_REFUSED.
 Secret decodeBase64(std::string_view text);
 
+// The reverse, without padding.
+Secret encodeBase64(std::string_view bytes);
+
 }  // namespace vxhost
