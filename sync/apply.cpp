@@ -58,13 +58,39 @@ public:
 private:
     bool isEnded() const { return work_.remote.isInterrupted(); }
 
-    // What is below a folder that could not be made or moved cannot be done either, and was told
-    // with it.
-    bool isBelowFailed(const std::string& path) const {
-        for (size_t slash = path.find('/'); slash != path.npos; slash = path.find('/', slash + 1)) {
-            if (failedFolders_.contains(path.substr(0, slash))) return true;
+    // The trees have what is moved under its new path already. Where the move was not made, nothing
+    // is true of that path and of what is below it, nor of what is below a folder that is not
+    // there.
+    bool isUndone(const std::string& path) const {
+        for (size_t end = 0; end != path.npos;) {
+            end = path.find('/', end + 1);
+            if (undone_.contains(path.substr(0, end))) return true;
         }
         return false;
+    }
+    void leaveUndone(const Action& action) {
+        if (action.isFolder || isMove(action.act)) undone_.insert(action.path);
+        if (isRemoval(action.act)) applied_.removalFailed = true;
+        if (action.act == Act::store) unstored_.insert(work_.here(action.path)->state.inode);
+        if (action.act == Act::fetch) unfetched_.insert(work_.there(action.path)->state.tag.text);
+    }
+
+    // Whether what would go has another path by now, to which it could not be brought: it is all
+    // that this side has of it.
+    bool isLastOfSide(const Action& removal) const {
+        const BaseNode* base = work_.base(removal.path);
+        if (!base) return false;
+        if (removal.act == Act::removeThere) return unstored_.contains(base->here.inode);
+        const std::string& tag = base->there.tag.text;
+        return !tag.empty() && unfetched_.contains(tag);
+    }
+    void leaveAlone(const Action& removal) {
+        applied_.removalFailed = true;
+        std::string path = removal.path;
+        for (size_t end = path.size(); end != path.npos; end = path.rfind('/')) {
+            path.resize(end);
+            staying_.insert(path);
+        }
     }
 
     SyncEvent eventOf(const Action& action) const {
@@ -75,11 +101,13 @@ private:
     }
 
     void tellFailure(const Action& action, Error error) {
+        leaveUndone(action);
         if (error.kind == Kind::interrupted) return;
+        if (isMove(action.act)) {  // which the next plan of this run does otherwise
+            applied_.moveFailed = true;
+            return;
+        }
         ++applied_.failures;
-        if (action.isFolder) failedFolders_.insert(action.path);
-        if (isMove(action.act)) applied_.moveFailed = true;
-        if (isRemoval(action.act)) applied_.removalFailed = true;
         Failed failed{action.path, error.sentences.front()};
         const auto before = earlier_.find(action.path);
         // What somebody changed meanwhile is another matter the next time.
@@ -104,15 +132,15 @@ private:
 
     // Whether it is to be tried now.
     bool mayTry(const Action& action) {
-        if (isBelowFailed(action.path)) {
+        if (isUndone(action.path) || isUndone(action.from)) {
             ++applied_.failures;
+            leaveUndone(action);
             return false;
         }
         const auto before = earlier_.find(action.path);
         if (before == earlier_.end() || before->second.notBefore <= timeNow()) return true;
         ++applied_.failures;
-        if (action.isFolder) failedFolders_.insert(action.path);
-        if (isRemoval(action.act)) applied_.removalFailed = true;
+        leaveUndone(action);
         SyncEvent event = eventOf(action);
         event.error =
             localError(Kind::network,
@@ -204,13 +232,16 @@ private:
         std::vector<const Action*> transfers;
         for (const Action& each : actions) {
             if (each.act == Act::fetch || each.act == Act::store) transfers.push_back(&each);
+            if (isEnded()) co_return;  // perhaps before a move was made
+            if (isUndone(each.path)) continue;
             if (each.act == Act::adopt) adopt(each);
             if (each.act == Act::forget) work_.noteNode(each.path, std::nullopt);
             if (each.act == Act::blocked || each.act == Act::compare) noteBlocked(each);
         }
         co_await doAll(std::move(transfers));
         for (const Action& each : actions) {
-            if (each.act == Act::conflict && !isEnded()) co_await takeConflict(each);
+            const bool isTaken = each.act == Act::conflict && !isUndone(each.path);
+            if (isTaken && !isEnded()) co_await takeConflict(each);
         }
     }
 
@@ -265,7 +296,9 @@ private:
         std::map<std::ptrdiff_t, std::vector<const Action*>, std::greater<>> folders;
         for (const Action& each : actions) {
             if (!isRemoval(each.act)) continue;
-            if (each.isFolder) {
+            if (!each.isFolder && isLastOfSide(each)) {
+                leaveAlone(each);
+            } else if (each.isFolder) {
                 folders[depthOf(each)].push_back(&each);
             } else {
                 files.push_back(&each);
@@ -273,6 +306,8 @@ private:
         }
         co_await doAll(std::move(files));
         for (auto& [depth, level] : folders) {
+            std::erase_if(level,
+                          [this](const Action* each) { return staying_.contains(each->path); });
             if (!isEnded()) co_await doAll(std::move(level));
         }
     }
@@ -281,7 +316,10 @@ private:
     std::map<std::string, Failed> earlier_;
     TaskGroup tasks_;
     Gate slots_;
-    std::set<std::string> failedFolders_;
+    std::set<std::string> undone_;     // paths of moves and folders
+    std::set<uint64_t> unstored_;      // inodes
+    std::set<std::string> unfetched_;  // tags
+    std::set<std::string> staying_;    // files and folders that were to be removed
     Applied applied_;
 };
 
