@@ -52,8 +52,11 @@ std::optional<bool> isUnchangedThere(const BaseNode& base, const ThereNode& ther
     // Another file may have taken its place with its tag and its date.
     const auto same = haveOtherIds(known, now) ? std::nullopt : std::optional(true);
     // The weak comparison of RFC 9110, 8.8.3.2: some tags only become strong with time.
-    if (!now.tag.text.empty() && !known.tag.text.empty())
-        return now.tag.text == known.tag.text ? same : false;
+    if (!now.tag.text.empty() && !known.tag.text.empty()) {
+        if (now.tag.text != known.tag.text) return false;
+        // A server may give all versions one tag.
+        return differ(now.modified, known.modified) ? std::nullopt : same;
+    }
     if (known.isLikely || !known.modified || !now.modified || !known.tag.text.empty())
         return std::nullopt;
     return *now.modified == *known.modified ? same : false;
