@@ -19,6 +19,11 @@ constexpr size_t capacity = 1 << 20;
 void ContentPipe::announce(std::optional<uint64_t> length, const std::string&) {
     const std::lock_guard lock(mutex_);
     if (!begun_) {
+        // A page that answers in its place has another length, and must not be sent on.
+        if (length && length_ && *length != *length_) {
+            throw Failure(vxhost::WEBLNK_CUT_OFF,
+                          "It is longer or shorter than the server told before. Try again.");
+        }
         if (length) length_ = length;
     } else if (length && length != length_) {
         throw Failure(vxhost::WEBLNK_CUT_OFF, "It was changed while it was fetched. Try again.");

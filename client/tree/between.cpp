@@ -40,6 +40,14 @@ bool wouldShowStore(const Version& version) {
            *version.modified + std::chrono::seconds(2) < *version.date;
 }
 
+// A server may be reached by two URLs: a member must not be stored over itself while it is read.
+Result<void> requireOther(const Resource& here, const Resource& there) {
+    if (here.tag.text.empty() || here.tag.text != there.tag.text) return {};
+    return localError(Kind::refused,
+                      "It is the same there already, or is this one by another URL, and was left "
+                      "alone.");
+}
+
 }  // namespace
 
 Error takenAlready() {
@@ -54,16 +62,6 @@ Result<std::optional<Resource>> lookBefore(Remote& destination, const std::strin
     return there;
 }
 
-// A server may be reached by two URLs: a member must not be stored over itself while it is read.
-Result<void> Between::requireOther(const std::string& from, const Resource& there) {
-    const Result<std::optional<Resource>> here = source_.run(look(source_, from));
-    if (!here) return here.error();
-    if (!*here || (*here)->tag.text.empty() || (*here)->tag.text != there.tag.text) return {};
-    return localError(Kind::refused,
-                      "It is the same there already, or is this one by another URL, and was left "
-                      "alone.");
-}
-
 Result<CopiedMember> Between::copy(std::string from, std::optional<uint64_t> size, std::string to,
                                    Parent parent) {
     std::optional<Resource> replaced;
@@ -72,10 +70,12 @@ Result<CopiedMember> Between::copy(std::string from, std::optional<uint64_t> siz
         if (!there) return std::move(there).error();
         replaced = std::move(*there);
     }
-    if (replaced) {
-        if (Result<void> other = requireOther(from, *replaced); !other) {
-            return std::move(other).error();
-        }
+    if (replaced || !size) {
+        const Result<std::optional<Resource>> here = source_.run(look(source_, from));
+        if (replaced && !here) return here.error();
+        if (here && *here && !size) size = (*here)->size;
+        Result<void> other = replaced && *here ? requireOther(**here, *replaced) : Result<void>();
+        if (!other) return std::move(other).error();
     }
     const Result<std::optional<HeldLock>> own = destination_.run(useOwnLock(destination_, to));
     if (!own) return own.error();
@@ -147,7 +147,8 @@ Result<void> Between::requireUntouched(const CopiedMember& copied) {
         !tag.text.empty() && !(*now)->tag.text.empty() && (*now)->tag.text != tag.text;
     const bool otherDate = copied.version.modified && (*now)->modified &&
                            *(*now)->modified != *copied.version.modified;
-    return otherTag || otherDate ? changed() : Result<void>();
+    const bool otherSize = (*now)->size && *(*now)->size != copied.size;
+    return otherTag || otherDate || otherSize ? changed() : Result<void>();
 }
 
 Result<void> Between::requireSameContent(const CopiedMember& copied) {

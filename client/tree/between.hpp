@@ -48,7 +48,6 @@ public:
 
 private:
     Result<std::string> hashOf(Remote& remote, const std::string& url, uint64_t size);
-    Result<void> requireOther(const std::string& from, const Resource& there);
     Result<void> requireUntouched(const CopiedMember& copied);
     Result<void> requireSameContent(const CopiedMember& copied);
     Result<Removed> removeUnderLock(const CopiedMember& copied);
