@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <numeric>
+#include <set>
 #include <string_view>
 #include <utility>
 
@@ -103,7 +104,8 @@ public:
             return one.segment == other.segment;
         };
         all.erase(std::unique(all.begin(), all.end(), isTwice), all.end());
-        std::erase_if(all, [](const Resource& each) { return each.segment.empty(); });
+        members_.unreadable +=
+            std::erase_if(all, [](const Resource& each) { return each.segment.empty(); });
         return std::move(members_);
     }
     // The resource that was asked for, at depth 0; some servers tell what is in it, too.
@@ -249,6 +251,24 @@ private:
             ++kept;
         }
         all.resize(kept);
+        countHidden(collection, isDeep);
+    }
+
+    // What is in something that was not told itself: a member of that name is there, about which
+    // nothing is known.
+    void countHidden(const std::string& collection, const std::vector<bool>& isDeep) {
+        std::set<std::string> names;
+        for (size_t n = 0; n < places_.size(); ++n) {
+            std::string_view below = places_[n].key;
+            if (!isDeep[n]) continue;
+            below.remove_prefix(collection.empty() ? 0 : collection.size() + 1);
+            names.emplace(below.substr(0, below.find('/')));
+        }
+        for (const Resource& each : members_.resources) {
+            if (names.empty()) return;
+            names.erase(pathKey(each.segment));
+        }
+        members_.unreadable += names.size();
     }
 
     const uint64_t mostBytes_;

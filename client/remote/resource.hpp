@@ -26,7 +26,7 @@ struct Resource {
 
 struct Members {
     std::vector<Resource> resources;  // of the collection, by their segments
-    size_t unreadable = 0;            // that the server itself cannot read
+    size_t unreadable = 0;            // that the server itself cannot read, or does not name
     std::optional<Time> asked;        // by the server's clock
     std::string server;               // as it calls itself; anything
     bool tellsFileIds = false;        // of the collection itself or of a member
