@@ -236,8 +236,8 @@ Task<Result<Done>> storeFile(Work& work, std::string path) {
     BaseNode node;
     node.here = settled(hereStateOf(end->begun));
     node.here.hash = end->hash;
-    // A tag that repeats may be another one's by now.
-    const bool tagsServe = facts && facts->tagsInProperties && !facts->tagsRepeat;
+    // A tag that may repeat may be another one's by now.
+    const bool tagsServe = facts && facts->tagsInProperties && facts->tagsDiffer;
     node.there = storedState(file.url, *end, tagsServe);
     if (const ThereNode* there = work.there(path)) node.there.fileId = there->state.fileId;
     Deed deed = deedOf(work.run, Act::store, path);

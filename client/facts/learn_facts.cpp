@@ -59,10 +59,10 @@ public:
             if (!there) failure_ = there.error();
         }
         if (failure_ || remote_.isInterrupted()) co_return outcome();
-        constexpr Step steps[] = {&Learning::begin,         &Learning::look,
-                                  &Learning::tryWrongTags,  &Learning::tryRightTag,
-                                  &Learning::tryHeldBodies, &Learning::tryOtherChanges,
-                                  &Learning::tryLock};
+        constexpr Step steps[] = {&Learning::begin,           &Learning::look,
+                                  &Learning::tryWrongTags,    &Learning::tryRightTag,
+                                  &Learning::compareTags,     &Learning::tryHeldBodies,
+                                  &Learning::tryOtherChanges, &Learning::tryLock};
         for (const Step step : steps) {
             co_await (this->*step)();
             if (failure_ || remote_.isInterrupted() || !facts_.probed) break;
@@ -90,10 +90,18 @@ private:
         Result<Answer> came = co_await remote_.send(std::move(request));
         if (came) {
             if (came->status == 429 || came->status == 503) failure_ = refusal(*came);
+            noteDate(parseTime(came->headers.first("Date")));
             *answer = std::move(*came);
         } else {
             failure_ = std::move(came).error();
         }
+    }
+
+    // Some servers tell when a request came, so that what it stored may be younger.
+    void noteDate(std::optional<Time> date) {
+        latestDate_ = date;
+        if (tagsDifferSince_) facts_.tagsDiffer = date == tagsDifferSince_;
+        tagsDifferSince_.reset();
     }
 
     Task<> sendHeld(Request request, Answer* answer, BodyHold* hold) {
@@ -220,17 +228,36 @@ private:
             Request put = member_.put(body, match ? rightTag(false) : rightTag(true));
             if (match && tagInIf) put.headers.push_back(headerLines(rightTag(true)).front());
             Answer stored;
+            beforePut_ = latestDate_;
             co_await send(std::move(put), &stored);
             done = isDone(stored);
             if (!done) continue;
             facts_.putIfMatch = match || (tag_.weak && facts_.putIfMatch);
             facts_.putTagInIf = tagInIf;
-            const std::string before = tag_.text;
             co_await learnTag(stored);
-            facts_.tagsRepeat = !before.empty() && tag_.text == before;
             break;
         }
         if (!done) facts_.putIfMatch = facts_.putTagInIf = false;
+    }
+
+    // Two versions are of one second where the server tells the same one before the first is sent
+    // and behind the second.
+    Task<> compareTags() {
+        constexpr int mostPuts = 3;
+        for (int count = 0; count < mostPuts && !tag_.text.empty() && !failure_; ++count) {
+            const std::string before = tag_.text;
+            const auto since = std::exchange(beforePut_, latestDate_);
+            ProbeBody body(letter());
+            Answer stored;
+            Request put = member_.put(body, unconditional);
+            co_await send(std::move(put), &stored);
+            if (!isDone(stored)) co_return;
+            co_await learnTag(stored);
+            facts_.tagsRepeat = tag_.text == before;
+            const bool ofOneSecond = since && since == latestDate_;
+            if (ofOneSecond && !facts_.tagsRepeat) tagsDifferSince_ = since;
+            if (ofOneSecond || facts_.tagsRepeat || !latestDate_) co_return;
+        }
     }
 
     // Conditions that hold when the header comes, and no more when the last half of the body does,
@@ -400,7 +427,9 @@ private:
     std::optional<Time> modified_;                // the same
     std::optional<char> heldByMatch_, heldInIf_;  // the letters of those bodies
     bool dateIsSet_ = false;
-    std::string token_;  // of a lock that is held there; empty: none
+    std::optional<Time> latestDate_, beforePut_;  // by the server's clock
+    std::optional<Time> tagsDifferSince_;         // if the next answer is of that second, too
+    std::string token_;                           // of a lock that is held there; empty: none
 };
 
 }  // namespace

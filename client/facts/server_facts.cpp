@@ -29,6 +29,7 @@ constexpr std::pair<std::string_view, bool ServerFacts::*> flags[] = {
     {"weak-tags", &ServerFacts::weakTags},
     {"put-tells-tag", &ServerFacts::putTellsTag},
     {"tags-repeat", &ServerFacts::tagsRepeat},
+    {"tags-differ", &ServerFacts::tagsDiffer},
     {"put-tells-new", &ServerFacts::putTellsNew},
     {"http2", &ServerFacts::http2},
 };

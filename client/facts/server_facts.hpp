@@ -40,6 +40,7 @@ struct ServerFacts {
     bool weakTags = false;          // of what was just stored
     bool putTellsTag = false;
     bool tagsRepeat = false;   // two versions of the same second had one tag
+    bool tagsDiffer = false;   // they had two, so that what was just stored is known by its own
     bool putTellsNew = false;  // 201 for a member that it made
     DatesBy dates = DatesBy::none;
     bool http2 = false;

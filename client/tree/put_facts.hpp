@@ -18,8 +18,8 @@ public:
     Task<Result<ServerFacts>> ask();
     // How members get their files' dates, as far as that is known without asking.
     DatesBy dates() const { return facts_ ? facts_->dates : DatesBy::none; }
-    // Whether a tag is no proof of what was stored within the last second; false: it is not known.
-    bool tagsRepeat() const { return facts_ && facts_->tagsRepeat; }
+    // Whether a tag proves what was stored within the last second; false: it is not known.
+    bool tagsDiffer() const { return facts_ && facts_->tagsDiffer; }
     // The server did otherwise than they tell.
     void forget();
 

@@ -154,7 +154,7 @@ void FilePutter::noteStored(const LocalFolder& folder, const FileToPut& file,
     FileNote note = makeNote(file, stored.version, content.hash());
     // It is of what was stored, and of nothing that came after it, unless another version of that
     // second has it, too: then the hash decides.
-    if (!facts_.tagsRepeat()) note.tag = speltTag(stored.version.tag);
+    if (facts_.tagsDiffer()) note.tag = speltTag(stored.version.tag);
     keepNote(folder, file, std::move(note), localEntryOf(content.begun()));
 }
 

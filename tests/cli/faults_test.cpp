@@ -182,7 +182,7 @@ TEST_F(Faults, aTagThatRepeatsProvesNotWhatWasStored) {
     for (const bool repeats : {false, true}) {
         setenv("XDG_STATE_HOME", (home / "state").c_str(), 1);
         ServerFacts facts;
-        facts.tagsRepeat = repeats;
+        facts.tagsDiffer = !repeats;
         facts.learned = std::chrono::floor<Time::duration>(std::chrono::system_clock::now());
         keepFacts(collection, facts);
         unsetenv("XDG_STATE_HOME");

@@ -88,11 +88,10 @@ private:
         const auto before = lookAtFile(source_);
         const bool isNoted = before && memory_ != nullptr;
         const bool isLocked = member_.locked();
-        // A tag that the server was seen to give to another version of the same second proves
-        // nothing; and without a lock no later answer tells which version is this one. Its content
-        // has to, then.
+        // A tag that the server may give to another version of the same second proves nothing; and
+        // without a lock no later answer tells which version is this one. Its content has to, then.
         const auto facts = isNoted ? findFacts(address_.collection()) : std::nullopt;
-        const bool tagsRepeat = facts && facts->tagsRepeat;
+        const bool tagsRepeat = facts && !facts->tagsDiffer;
         std::optional<BackgroundHash> hashing;
         const bool needsHash = !isLocked || tagsRepeat;
         if (isNoted && needsHash && before->size > worthHashing) hashing.emplace(source_);
