@@ -10,7 +10,7 @@
 namespace quillon {
 namespace {
 
-constexpr std::string_view form = "quillon-server 3";
+constexpr std::string_view form = "quillon-server 4";
 constexpr size_t mostValue = 512, mostText = 16384;  // bytes
 
 constexpr std::pair<std::string_view, bool ServerFacts::*> flags[] = {

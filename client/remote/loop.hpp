@@ -23,6 +23,7 @@ public:
 
     // To be resumed in its turn, and not by who posts it, whose stack would grow.
     void post(std::coroutine_handle<> task) { ready_.push_back(task); }
+    bool hasReady() const { return !ready_.empty(); }  // tasks that can go on
 
     // Runs the task to its end, and all others meanwhile.
     template <class T>

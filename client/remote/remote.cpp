@@ -53,7 +53,7 @@ Remote::Remote(const Extension& extension, const Address& address, const Login& 
       sender_{extension_->host.settings(), credentialsOf(login), nullptr,
               vxhost::findLogger(U"App.WebDAV")},
       engine_(std::make_unique<vxhost::Engine>(sender_.settings)),
-      loop_([this] { return engine_->advance(); }),
+      loop_([this] { return engine_->advance([this] { return loop_.hasReady(); }); }),
       width_(sender_.settings.mostSpeed > 0),
       window_(loop_, width_.width()) {
     engine_->setMostConnections(mostConnections);

@@ -322,7 +322,7 @@ bool Engine::tellEnds() {
     return !over.empty();
 }
 
-bool Engine::advance() {
+bool Engine::advance(const std::function<bool()>& isEnough) {
     if (submitted_.empty()) return false;
     limitConnections();
     for (;;) {
@@ -334,7 +334,7 @@ bool Engine::advance() {
         beginDue();
         run();
         if (beginDue()) run();  // what waited for a connection goes out before those ends are told
-        if (tellEnds()) return true;
+        if (tellEnds() || isEnough()) return true;
         const int wait = static_cast<int>(untilNext().count());
         require(curl_multi_poll(multi_.get(), nullptr, 0, wait, nullptr));
     }

@@ -49,8 +49,9 @@ public:
     // to lives until its end is told. How many there may be at a time is for the caller to say.
     void submit(const Sender& sender, Request request, Ended ended);
     // Waits until some of them are over, and tells their ends, in which more may be submitted. It
-    // throws what they throw. False: none was under way.
-    bool advance();
+    // throws what they throw. False: none was under way. isEnough is asked in between, since a body
+    // on its way may be what somebody waited for.
+    bool advance(const std::function<bool()>& isEnough = [] { return false; });
 
     // To the origin at once; the default is for what a person waits for.
     void setMostConnections(unsigned most);

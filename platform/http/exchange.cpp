@@ -165,6 +165,7 @@ void Exchange::watch() noexcept {
 EasyPtr Exchange::end(CURLcode code, Authentication& authentication) noexcept {
     guardedly([&] {
         try {
+            if (transfer_->isAnswerLost(code)) return askAlone();
             settle(endAttempt(code, authentication), authentication);
         } catch (const Failure& failure) {
             const bool may = repeats_ && prepareRepeat(failure.status());
@@ -185,6 +186,17 @@ Answer Exchange::endAttempt(CURLcode code, Authentication& authentication) {
         std::optional<Transfer>& transfer;
     } release{transfer_};
     return transfer_->end(code);
+}
+
+// A server that needs no whole body for its answer has stored none: it says so once more, and to a
+// request that waits for 100 Continue.
+void Exchange::askAlone() {
+    noteSpeed();
+    transfer_.reset();
+    lostConnection_ = false;
+    request_.isLarge = true;
+    request_.upload->rewind();
+    restart("its answer was lost");
 }
 
 // What never found a connection was not done, whatever it is.

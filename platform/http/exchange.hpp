@@ -81,6 +81,7 @@ private:
     template <class Body>
     void guardedly(Body&& body) noexcept;
     Answer endAttempt(CURLcode code, Authentication& authentication);
+    void askAlone();
     void settle(Answer answer, Authentication& authentication);
     void settleChallenge(Answer answer, Authentication& authentication);
     void requireOffered(std::string_view scheme, const Answer& refusal) const;

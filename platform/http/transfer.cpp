@@ -298,6 +298,12 @@ void Transfer::trace(CURLcode code) const {
             fmt::format("{} {} {}, {} ms", request_.method, request_.url, end, took));
 }
 
+// With HTTP/2, libcurl 7.88 throws an answer away that comes together with the end of its stream
+// (RFC 9113, 8.1), and alone of all that ends a stream tells no reason.
+bool Transfer::isAnswerLost(CURLcode code) const {
+    return code == CURLE_HTTP2_STREAM && error_[0] == '\0' && request_.upload && !answered_;
+}
+
 // curl has no memory for a line that is longer than it takes.
 bool Transfer::headerTooLong(CURLcode code) const {
     curl_off_t firstByte = 0;  // microseconds until it came

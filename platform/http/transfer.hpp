@@ -54,6 +54,8 @@ public:
     void goOnSending();
 
     bool isAnswered() const { return answered_; }  // a status line came
+    // Whether the server answered an upload before it was whole, and nobody knows what.
+    bool isAnswerLost(CURLcode code) const;
     // A connection that was kept ended as it was used again, or before it was answered.
     bool lostConnection() const { return lostConnection_ || (sent_ && !answered_); }
     bool askedForDigest() const { return askedForDigest_; }  // by a challenge of this run

@@ -156,6 +156,12 @@ TEST_F(TreeServer, isLearntAnewWhenItDoesOtherwise) {
     EXPECT_TRUE(asked("PUT /c/t/.quillon-scratch"));
 }
 
+// While one is held, no answer comes that would wake who waits for that.
+TEST_F(TreeServer, isLookedAtWhileABodyIsHeld) {
+    server.on("GET", "*", Answer(200, std::string(4096, 'a')));
+    tells({"doctor", "--json", server.url("c/")}, 0, {R"("replacesAtOnce":true)"});
+}
+
 TEST_F(TreeServer, storesSomethingElseWhichIsToldOnce) {
     put(0);
     server.on("GET", "*", Answer(200, "four"));  // which no tag tells yet
