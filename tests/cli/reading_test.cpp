@@ -40,6 +40,8 @@ TEST_F(Reading, collectionsAreToldFromMembers) {
             {{"get", url + "a%2Fb"}, 2, "Choose one with -o"},
             {{"get", "-"}, 2, "needs a URL"},
             {{"edit", file, "http://u:pw@h/"}, 2, "\"http://***@h/\" is one word too many"},
+            {{"find", "-name", "*", url}, 2, "no option \"-name\" here. Did you mean --name?"},
+            {{"get", "-recursive=x", url}, 2, "\"-recursive\" here. Did you mean --recursive?"},
             {{"gte", file},
              2,
              "There is no command \"gte\". Did you mean get?\nSee quillon --help."}});
