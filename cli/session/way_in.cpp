@@ -114,7 +114,7 @@ Result<void> addCertificate(WayIn& wayIn, const CommonOptions& options, Certific
         wayIn.certificate = certificate;
     } catch (const vxhost::Failure& failure) {
         if (unanswered) return *unanswered;
-        return localError(Kind::local,
+        return localError(kindOf(static_cast<Code>(failure.status()), 0),
                           fmt::format("The certificate cannot be used: {}", failure.what()));
     }
     tellSource(options, fmt::format("the certificate is that of {}", access.cert));
