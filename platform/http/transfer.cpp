@@ -344,7 +344,7 @@ void Transfer::judge(CURLcode code) {
         }
         const bool isSocket = wayIn != nullptr && !wayIn->unixSocket.empty();
         if (isSocket && failure.status == WEBLNK_NO_CONNECTION) {
-            failure.why = "nobody answers at the socket " + wayIn->unixSocket;
+            failure = {WEBLNK_DEAD_SOCKET, "nobody answers at the socket " + wayIn->unixSocket};
         }
         fail(failure.status, failure.why);
     }
