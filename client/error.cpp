@@ -88,6 +88,7 @@ constexpr std::array rows{
     Row{vxhost::WEBLNK_DEAD_SOCKET, Kind::network, Http::ignored},
     Row{vxhost::TRANSCODE_INVALID, Kind::usage, Http::ignored},
     Row{static_cast<Status>(Code::unguarded), Kind::changedOnServer, Http::ignored},
+    Row{static_cast<Status>(Code::collection), Kind::refused, Http::ignored},
 };
 
 struct Refusal {
