@@ -85,8 +85,10 @@ constexpr std::array rows{
     Row{vxhost::WEBLNK_CERTIFICATE_WANTED, Kind::notAuthorized, Http::ignored},
     Row{vxhost::WEBLNK_NO_SUCH_LOCK, Kind::notFound, Http::ignored},
     Row{vxhost::WEBLNK_OTHER_SCHEMES, Kind::notAuthorized, Http::ignored},
+    Row{vxhost::WEBLNK_DEAD_SOCKET, Kind::network, Http::ignored},
     Row{vxhost::TRANSCODE_INVALID, Kind::usage, Http::ignored},
     Row{static_cast<Status>(Code::unguarded), Kind::changedOnServer, Http::ignored},
+    Row{static_cast<Status>(Code::collection), Kind::refused, Http::ignored},
 };
 
 struct Refusal {

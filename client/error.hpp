@@ -73,7 +73,8 @@ enum class Code : uint32_t {
     noSuchLock = 0x80FFD013,         // as the person named
     otherSchemes = 0x80FFD014,       // of logging in are offered, not the given one
     // This library's own.
-    unguarded = 0x80FFD101,  // nothing here could tell that storing loses somebody's change
+    unguarded = 0x80FFD101,   // nothing here could tell that storing loses somebody's change
+    collection = 0x80FFD102,  // is there, and has no content
 };
 
 // A lock that is on the server and in the person's way.

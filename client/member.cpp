@@ -7,6 +7,7 @@
 #include "client/address.hpp"
 #include "client/expected_calls.hpp"
 #include "client/part_file.hpp"
+#include "client/remote/content.hpp"
 #include "client/remote/locks.hpp"
 #include "client/state.hpp"
 #include "platform/base/status.hpp"
@@ -129,7 +130,7 @@ Result<Fetched> Member::fetch() {
     const vx::Status status =
         state_->operations().quillonFileGet(state_->handle, &parms, begin(state_->journal));
     if ((report.flags & vx::GET_OF_COLLECTION) != 0) {
-        return localError(Kind::refused, "This is a collection, which has no content to fetch.");
+        return nothingToFetch();
     }
     if (status != vx::VX_SUCCESS) return failure(status, state_->journal);
     // The cache file is closed after the last byte came: what did not reach the disk shows here.

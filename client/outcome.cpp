@@ -54,7 +54,7 @@ std::string explanation(Status cause, const Heard& last) {
 std::string explanationWithLock(Status cause, const Heard& last) {
     std::string text = explanation(cause, last);
     const bool isLocked = text == vxhost::statusText(vx::QUILLON_LOCKED);
-    if (isLocked && !last.ownLock.empty()) return last.ownLock;
+    if (isLocked && !last.lockSentence.empty()) return last.lockSentence;
     const bool own = std::ranges::any_of(last.locks, [](auto& lock) { return !lock.taken; });
     if (own && isLocked) {
         return "It is a lock under your own name: of another program of yours, or left over.";
@@ -111,8 +111,8 @@ bool hasTimedOut() {
 }
 
 void noteStrayLock(const vxhost::StrayLock& lock) {
-    if (!lock.own.empty()) {
-        heard().ownLock = lock.own;
+    if (!lock.sentence.empty()) {
+        heard().lockSentence = lock.sentence;
         return;
     }
     StrayLock stray{std::string(lock.url), std::string(lock.token), lock.taken};

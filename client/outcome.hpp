@@ -20,7 +20,7 @@ struct Heard {
     vx::Status failure = vx::VX_SUCCESS;  // of the latest request without a complete answer
     int refusal = 0;                      // the latest HTTP status that is none of 2xx
     std::vector<StrayLock> locks;
-    std::string ownLock;         // a sentence on the person's own lock that was in the way
+    std::string lockSentence;    // what was in the way, where it is no lock of somebody else
     std::string unknownSchemes;  // that the server wants a login by; empty: none, or a known one
 };
 

@@ -11,10 +11,6 @@
 
 namespace quillon::cli {
 
-// Why a collection is not fetched; what is said of a content whose end nothing proves.
-Error noMember();
-std::string unprovenEnd(const std::string& url);
-
 // One member. Its failure tells how much of it went out before. Where the reader has left, that is
 // a success: outputAbandoned() tells it.
 Result<void> writeContent(Session& session, Servers& servers, const Address& address);

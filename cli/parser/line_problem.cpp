@@ -41,6 +41,19 @@ std::string optionName(const std::string& word) {
     return word.substr(0, word.starts_with("--") ? word.find('=') : 2);
 }
 
+// "-name", as find(1) has its options: the library takes that for several short ones, and leaves
+// what is behind the last that it knows, which is rest. Empty: it is nothing of the kind.
+std::string nameBehindOneDash(const std::string& rest, const std::vector<std::string>& typed,
+                              const std::vector<std::string>& names) {
+    const std::string end = withoutValue(rest).substr(1);
+    const auto isIt = [&](const std::string& word) {
+        return word.ends_with(end) &&
+               std::find(names.begin(), names.end(), '-' + word) != names.end();
+    };
+    const auto found = std::find_if(typed.begin(), typed.end(), isIt);
+    return found == typed.end() ? std::string() : *found;
+}
+
 std::string didYouMean(const std::string& typed, const std::vector<std::string>& words) {
     const std::string nearest = nearestWord(typed, words);
     return nearest.empty() ? std::string() : fmt::format(" Did you mean {}?", nearest);
@@ -71,11 +84,13 @@ std::vector<std::string> commandNames(const CLI::App& program) {
 
 // Words that nobody asked for may be a password, but for the one that should be a command, and for
 // URLs, whose credentials a report conceals.
-std::string wordProblem(const CLI::App& program, const std::string& word, bool isFirst) {
+std::string wordProblem(const CLI::App& program, const std::string& word, bool isFirst,
+                        const std::vector<std::string>& typedOptions) {
     if (word.starts_with('-')) {
-        const std::string name = optionName(word);
-        return fmt::format("There is no option \"{}\" here.{}", name,
-                           didYouMean(name, optionNames(program)));
+        const std::vector<std::string> names = optionNames(program);
+        const std::string behindOneDash = nameBehindOneDash(word, typedOptions, names);
+        const std::string name = behindOneDash.empty() ? optionName(word) : behindOneDash;
+        return fmt::format("There is no option \"{}\" here.{}", name, didYouMean(name, names));
     }
     if (isFirst) {
         return fmt::format("There is no command \"{}\".{}", word,
@@ -92,8 +107,12 @@ std::string withoutMark(std::string word) {
     return word;
 }
 
+std::string withoutValue(const std::string& word) {
+    return word.substr(0, word.find_first_of("=:"));
+}
+
 std::string lineProblem(const CLI::App& program, const CLI::Error& problem,
-                        const std::string& first) {
+                        const std::string& first, const std::vector<std::string>& typedOptions) {
     std::vector<std::string> words = program.remaining(true);
     std::transform(words.begin(), words.end(), words.begin(), withoutMark);
     const auto about = static_cast<CLI::ExitCodes>(problem.get_exit_code());
@@ -101,12 +120,13 @@ std::string lineProblem(const CLI::App& program, const CLI::Error& problem,
         about == CLI::ExitCodes::ExtrasError || about == CLI::ExitCodes::RequiredError;
     if (program.get_subcommands().empty()) {
         if (words.empty()) return ofWords ? "A command is missing." : optionProblem(problem);
-        return wordProblem(program, words.front(), words.front() == first);
+        return wordProblem(program, words.front(), words.front() == first, typedOptions);
     }
     if (words.empty() || !ofWords) return optionProblem(problem);
     const auto option = std::find_if(words.begin(), words.end(),
                                      [](const auto& word) { return word.starts_with('-'); });
-    return wordProblem(program, option != words.end() ? *option : words.front(), false);
+    return wordProblem(program, option != words.end() ? *option : words.front(), false,
+                       typedOptions);
 }
 
 }  // namespace quillon::cli

@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <string>
+#include <vector>
 
 namespace quillon::cli {
 
@@ -11,8 +12,12 @@ namespace quillon::cli {
 inline constexpr char mark = '\0';
 std::string withoutMark(std::string word);
 
-// A sentence. program: as it was left by the problem; first: the line's first word.
+// "-name" of "-name=*.csv", "-uann" of "-uann:secret".
+std::string withoutValue(const std::string& word);
+
+// A sentence. program: as it was left by the problem; first: the line's first word; typedOptions:
+// those words that begin with a dash, without their values.
 std::string lineProblem(const CLI::App& program, const CLI::Error& problem,
-                        const std::string& first);
+                        const std::string& first, const std::vector<std::string>& typedOptions);
 
 }  // namespace quillon::cli

@@ -264,7 +264,9 @@ Result<std::string> Parser::parse(std::vector<std::string> words) {
     }
     for (CLI::Option* option : app_->get_options()) option->transform(withoutMark);
     const std::string first = words.empty() ? std::string() : words.front();
+    std::vector<std::string> typedOptions;
     for (std::string& word : words) {
+        if (word.starts_with('-')) typedOptions.push_back(withoutValue(word));
         const bool isInBrackets = word.starts_with('[') && word.ends_with(']');
         const bool hasEmptyValue = word.starts_with("--") && word.find('=') == word.size() - 1;
         if (isInBrackets || hasEmptyValue) word += mark;
@@ -274,7 +276,7 @@ Result<std::string> Parser::parse(std::vector<std::string> words) {
         app_->parse(std::move(words));
     } catch (const CLI::ParseError& problem) {
         if (problem.get_exit_code() != static_cast<int>(CLI::ExitCodes::Success))
-            return localError(Kind::usage, lineProblem(*app_, problem, first));
+            return localError(Kind::usage, lineProblem(*app_, problem, first, typedOptions));
         std::ostringstream answer;
         app_->exit(problem, answer, answer);
         return answer.str();

@@ -144,7 +144,7 @@ Result<std::optional<NetrcEntry>> findInNetrcFile(std::string_view host, std::st
     if (!password) return std::move(password).error();
     entry->password = std::move(*password);
     static std::once_flag told;
-    std::call_once(told, [&path] { tellIfReadByOthers(path.string(), "password"); });
+    std::call_once(told, [&path] { tellIfOpenToOthers(path.string(), "password"); });
     return entry;
 }
 

@@ -22,12 +22,14 @@ constexpr size_t mostSecretBytes = 64 << 10;
 }  // namespace
 
 // A pipe or a terminal is no place where others find it.
-void tellIfReadByOthers(const std::string& path, std::string_view what) {
+void tellIfOpenToOthers(const std::string& path, std::string_view what) {
     const bool isInput = path == "-";
     struct stat entry {};
     if ((isInput ? fstat(STDIN_FILENO, &entry) : stat(path.c_str(), &entry)) != 0) return;
-    if (!S_ISREG(entry.st_mode) || (entry.st_mode & 044) == 0) return;
-    complain(fmt::format("others can read {}, which holds a {}{}",
+    const bool isRead = (entry.st_mode & 044) != 0, isWritten = (entry.st_mode & 022) != 0;
+    if (!S_ISREG(entry.st_mode) || !(isRead || isWritten)) return;
+    const std::string_view deed = !isWritten ? "read" : isRead ? "read and change" : "change";
+    complain(fmt::format("others can {} {}, which holds a {}{}", deed,
                          isInput ? "the standard input" : path, what,
                          isInput ? "" : fmt::format(": chmod 600 {}", shellWord(path))));
 }
@@ -41,7 +43,7 @@ Result<Secret> readSecretFile(const std::string& path, std::string_view what) {
         return localError(Kind::local, fmt::format("Cannot read the {} file {}: {}.", what, path,
                                                    std::strerror(errno)));
     }
-    tellIfReadByOthers(path, what);
+    tellIfOpenToOthers(path, what);
     // Without a buffer of the library's no copy of the secret stays in one, and what follows the
     // line on a standard input is left to who reads on: the shell, or put.
     std::setvbuf(file, nullptr, _IONBF, 0);

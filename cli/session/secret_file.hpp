@@ -10,10 +10,12 @@
 namespace quillon::cli {
 
 // The first line of a file; "-": of the standard input. Fails with Kind::local when it is empty, or
-// cannot be sent; what is "password" or "token". A file that others can read is used, and told of.
+// cannot be sent; what is "password" or "token". A file that others can read or change is used, and
+// told of.
 Result<Secret> readSecretFile(const std::string& path, std::string_view what);
 
-// Says of a file of secrets that others can read it, where they can. "-": the standard input.
-void tellIfReadByOthers(const std::string& path, std::string_view what);
+// Says of a file of secrets that others can read or change it, where they can; no option silences
+// that. "-": the standard input.
+void tellIfOpenToOthers(const std::string& path, std::string_view what);
 
 }  // namespace quillon::cli

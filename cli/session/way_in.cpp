@@ -83,8 +83,12 @@ Result<void> addToken(WayIn& wayIn, const CommonOptions& options) {
     return {};
 }
 
+const std::string& keyFile(const AccessOptions& access) {
+    return access.key.empty() ? access.cert : access.key;
+}
+
 Result<Secret> passphrase(const AccessOptions& access) {
-    const std::string& file = access.key.empty() ? access.cert : access.key;
+    const std::string& file = keyFile(access);
     if (!access.keyPasswordCommand.empty()) {
         return firstLineOf(access.keyPasswordCommand, "command for the key's passphrase");
     }
@@ -110,11 +114,14 @@ Result<void> addCertificate(WayIn& wayIn, const CommonOptions& options, Certific
         throw vxhost::Failure(vxhost::WEBLNK_INTERRUPTED, "");
     };
     try {
-        if (!certificate) certificate = ClientCertificate::load(access.cert, access.key, ask);
+        if (!certificate) {
+            certificate = ClientCertificate::load(access.cert, access.key, ask);
+            tellIfOpenToOthers(keyFile(access), "key");
+        }
         wayIn.certificate = certificate;
     } catch (const vxhost::Failure& failure) {
         if (unanswered) return *unanswered;
-        return localError(Kind::local,
+        return localError(kindOf(static_cast<Code>(failure.status()), 0),
                           fmt::format("The certificate cannot be used: {}", failure.what()));
     }
     tellSource(options, fmt::format("the certificate is that of {}", access.cert));

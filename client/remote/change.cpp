@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "client/address.hpp"
+#include "client/remote/resource.hpp"
 #include "platform/base/status.hpp"
 #include "platform/markup/multistatus_reader.hpp"
 #include "platform/text/http_status.hpp"
@@ -120,6 +122,17 @@ Task<Result<void>> makeCollection(Remote& remote, std::string url) {
     if (!url.ends_with('/')) url += '/';
     Request request = changeOf("MKCOL", std::move(url));
     co_return resultOf(remote, co_await remote.send(std::move(request)));
+}
+
+Task<Result<void>> findPlace(Remote& remote, std::string url) {
+    const Result<Address> address = Address::parse(url);
+    if (!address) co_return address.error();
+    std::string above = address->parent().url();
+    const Result<std::optional<Resource>> found = co_await look(remote, std::move(above));
+    if (!found || (*found && (*found)->isCollection)) co_return Result<void>();
+    Error error = localError(Kind::notFound, "There is no collection to make it in.");
+    error.httpStatus = 409;
+    co_return std::move(error);
 }
 
 Task<Result<void>> copy(Remote& remote, std::string from, std::string to, Overwrite overwrite,

@@ -15,6 +15,10 @@ Task<Result<void>> remove(Remote& remote, std::string url, Conditions conditions
 // Its parent is there, and nothing has its name.
 Task<Result<void>> makeCollection(Remote& remote, std::string url);
 
+// What a MKCOL would find out: fails as after a 409 where there is no collection to make it in. Who
+// may not look may make it all the same.
+Task<Result<void>> findPlace(Remote& remote, std::string url);
+
 // Whether what has the new name may go for it (RFC 4918, 10.6).
 enum class Overwrite : bool { no, yes };
 

@@ -123,9 +123,14 @@ private:
     bool wantsSize_ = false;
 };
 
-Error cutOff(uint64_t came, uint64_t told) {
-    Error error =
-        localError(Kind::network, fmt::format("Only {} bytes came of {}. Try again.", came, told));
+Error otherSize(uint64_t came, uint64_t told) {
+    std::string sentence =
+        came < told ? fmt::format("Only {} bytes came of {}. Try again.", came, told)
+                    : fmt::format(
+                          "{} bytes came, but the server tells a size of {}. It may have been "
+                          "changed meanwhile: try again.",
+                          came, told);
+    Error error = localError(Kind::network, std::move(sentence));
     error.code = static_cast<Code>(vxhost::WEBLNK_CUT_OFF);
     return error;
 }
@@ -138,6 +143,17 @@ Error nothingCame() {
     return error;
 }
 
+// A server points to the URL with the final slash, or has no GET there. Other redirects were
+// followed.
+Task<bool> isCollection(Remote& remote, std::string url, const Answer& refusal) {
+    if (refusal.status != 405) {
+        co_return vxhost::isRedirect(refusal.status) && refusal.headers.has("Location");
+    }
+    const Result<std::optional<Resource>> found = co_await look(remote, std::move(url));
+    const bool isThere = found && *found;
+    co_return isThere && (*found)->isCollection;
+}
+
 // As its properties tell it.
 Task<std::optional<uint64_t>> sizeOf(Remote& remote, std::string url) {
     const Result<std::optional<Resource>> found = co_await look(remote, std::move(url));
@@ -146,6 +162,12 @@ Task<std::optional<uint64_t>> sizeOf(Remote& remote, std::string url) {
 }
 
 }  // namespace
+
+Error nothingToFetch() {
+    Error error = localError(Kind::refused, "This is a collection, which has no content to fetch.");
+    error.code = Code::collection;
+    return error;
+}
 
 std::string provenTag(const Version& version) {
     const bool settled =
@@ -173,9 +195,7 @@ Task<Result<FetchedContent>> fetch(Remote& remote, std::string url, ContentTaker
         if (wish.size) co_return co_await fetch(remote, std::move(url), taker, std::move(wish));
     }
     if (!answer) co_return answer.error();
-    if (vxhost::isRedirect(answer->status) && answer->headers.has("Location")) {
-        co_return localError(Kind::refused, "This is a collection, which has no content to fetch.");
-    }
+    if (co_await isCollection(remote, url, *answer)) co_return nothingToFetch();
     if (answer->status == 416 && std::exchange(wish.beginning, 0) > 0) {
         wish.beginningTag.clear();
         co_return co_await fetch(remote, std::move(url), taker, std::move(wish));
@@ -184,14 +204,14 @@ Task<Result<FetchedContent>> fetch(Remote& remote, std::string url, ContentTaker
         co_return localError(Kind::network, "It became shorter while it was fetched. Try again.");
     }
     if (!vxhost::isSuccess(answer->status)) co_return refusal(*answer);
-    if (!body.isWhole()) co_return cutOff(body.size(), body.length());
+    if (!body.isWhole()) co_return otherSize(body.size(), body.length());
     FetchedContent fetched{body.version(), body.size(), true};
     const bool proven = answer->isFramed || vxhost::parseFraming(answer->headers).provesEnd();
     if (answer->status == 206 && !wish.range.empty()) {
         fetched.endProven = proven;  // the whole's size tells nothing of it
     } else if (!proven || answer->status == 204) {
         if (!wish.size) wish.size = co_await sizeOf(remote, std::move(url));
-        if (wish.size && *wish.size != body.size()) co_return cutOff(body.size(), *wish.size);
+        if (wish.size && *wish.size != body.size()) co_return otherSize(body.size(), *wish.size);
         if (!wish.size && answer->status == 204) co_return nothingCame();
         fetched.endProven = wish.size.has_value();
     }

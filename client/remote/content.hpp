@@ -66,6 +66,9 @@ Task<Result<FetchedContent>> fetch(Remote& remote, std::string url, ContentTaker
 Task<Result<FetchedContent>> fetchWhole(Remote& remote, std::string url, ContentTaker& taker,
                                         FetchWish wish);
 
+// Why a collection is not fetched.
+Error nothingToFetch();
+
 // Of a content that came in another size than a listing told: fails where the server still tells
 // another one, for a part could pass for the whole. Else the member was changed since.
 Task<Result<void>> checkSize(Remote& remote, std::string url, uint64_t came);

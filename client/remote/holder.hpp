@@ -12,5 +12,7 @@ namespace quillon {
 // is locked tells: of those that the server named, then of these. Other errors come back as they
 // are.
 Task<Error> withHolder(Remote& remote, std::vector<std::string> urls, Error error);
+// The same of a PUT, or of a LOCK, of one member.
+Task<Error> withHolderOfMember(Remote& remote, std::string url, Error error);
 
 }  // namespace quillon

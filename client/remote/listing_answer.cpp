@@ -2,7 +2,6 @@
 
 #include "client/remote/remote.hpp"
 #include "platform/text/http_status.hpp"
-#include "platform/text/url.hpp"
 
 namespace quillon {
 
@@ -19,17 +18,6 @@ Error notMultistatus(const vxhost::Answer& answer) {
         "The server's answer is no list of WebDAV. Is this the URL of a WebDAV "
         "collection, and does nothing on the way answer in its place?"};
     return error;
-}
-
-std::string pathKey(std::string_view path) {
-    while (path.starts_with('/')) path.remove_prefix(1);
-    while (path.ends_with('/')) path.remove_suffix(1);
-    return vxhost::alikeSpelt(path);
-}
-
-bool isBelow(std::string_view collection, std::string_view key) {
-    if (collection.empty()) return !key.empty();
-    return key.starts_with(collection) && key.substr(collection.size()).starts_with('/');
 }
 
 }  // namespace quillon

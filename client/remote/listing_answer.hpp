@@ -14,9 +14,4 @@ bool mayBeMultistatus(const vxhost::Answer& answer);
 // Of one that is none, as a web page is.
 Error notMultistatus(const vxhost::Answer& answer);
 
-// A path in one spelling, without the slashes at its ends.
-std::string pathKey(std::string_view path);
-// Whether the second is below the first, at any depth; both are keys.
-bool isBelow(std::string_view collection, std::string_view key);
-
 }  // namespace quillon

@@ -135,10 +135,10 @@ private:
     // Than the members of what was asked for, as servers tell that do not heed Depth.
     bool isDeeper(std::string_view path) const {
         if (!tellsAsked_) return false;
-        const std::string asked = pathKey(vxhost::splitReference(base_).path);
-        const std::string key = pathKey(path);
+        const std::string asked = vxhost::pathKey(vxhost::splitReference(base_).path);
+        const std::string key = vxhost::pathKey(path);
         const size_t slash = key.rfind('/');
-        return slash != key.npos && isBelow(asked, key.substr(0, slash));
+        return slash != key.npos && vxhost::isBelow(asked, key.substr(0, slash));
     }
 
     // Proxies rewrite paths, so that what is below the one that was asked for is told by its last

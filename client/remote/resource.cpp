@@ -111,7 +111,15 @@ public:
     // The resource that was asked for, at depth 0; some servers tell what is in it, too.
     std::optional<Resource> finishOne() {
         if (!finishReading() || !self_) return {};
-        return std::move(members_.resources[self_->index]);
+        Resource& told = members_.resources[self_->index];
+        const std::string asked = vxhost::pathKey(askedPath_);
+        // What tells of what is in it alone is a collection.
+        if (told.isCollection || !vxhost::isBelow(asked, vxhost::pathKey(self_->path)))
+            return std::move(told);
+        Resource collection;
+        collection.segment = vxhost::encodeForRequest(lastSegment<std::string_view>(askedPath_));
+        collection.isCollection = true;
+        return collection;
     }
 
     // Once it is finished: whether all that it told is that the URL leads to a member.
@@ -198,7 +206,7 @@ private:
         const size_t slash = path.rfind('/');
         const std::string_view above = path.substr(0, slash == path.npos ? 0 : slash);
         if (placeOf_.empty() || places_[placeOf_.back()].path != above) {
-            std::string key = pathKey(above);
+            std::string key = vxhost::pathKey(above);
             const auto [known, isNew] =
                 placeNumbers_.try_emplace(key, static_cast<uint32_t>(places_.size()));
             if (isNew) {
@@ -216,10 +224,10 @@ private:
         const size_t others = members_.resources.size() - 1;
         if (self.isAsked) return true;
         if (others == 0) return self.isCollection && self.path.starts_with('/');
-        const std::string key = pathKey(self.path);
+        const std::string key = vxhost::pathKey(self.path);
         size_t inside = 0;
         for (const Place& place : places_) {
-            if (place.key == key || isBelow(key, place.key)) inside += place.count;
+            if (place.key == key || vxhost::isBelow(key, place.key)) inside += place.count;
         }
         return inside == others;
     }
@@ -227,8 +235,8 @@ private:
     // The collection that all members are in; where it is not told itself, the one above what lies
     // highest.
     std::string keyOfCollection(bool tellsSelf) const {
-        if (tellsSelf) return pathKey(self_->path);
-        std::string asked = pathKey(askedPath_);
+        if (tellsSelf) return vxhost::pathKey(self_->path);
+        std::string asked = vxhost::pathKey(askedPath_);
         if (placeNumbers_.contains(asked)) return asked;
         return std::ranges::min_element(places_, {},
                                         [](const Place& each) { return each.key.size(); })
@@ -243,7 +251,7 @@ private:
         const bool tellsSelf = self_ && isSelf(*self_);
         const std::string collection = keyOfCollection(tellsSelf);
         std::vector<bool> isDeep;
-        for (const Place& each : places_) isDeep.push_back(isBelow(collection, each.key));
+        for (const Place& each : places_) isDeep.push_back(vxhost::isBelow(collection, each.key));
         size_t kept = 0;
         for (size_t n = 0; n < all.size(); ++n) {
             if ((tellsSelf && n == self_->index) || isDeep[placeOf_[n]]) continue;

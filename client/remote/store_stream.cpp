@@ -125,8 +125,7 @@ Task<Result<void>> storeStream(Remote& remote, std::string url, StreamUpload& co
     const Result<Found> there = co_await look(remote, url);
     if (!there) co_return there.error();
     if (*there && (*there)->isCollection) co_return isCollectionThere();
-    std::vector<std::string> urls;
-    urls.push_back(url);
+    std::string member = url;
     Result<void> sent;
     if (wish.force) {
         Conditions none{.lockToken = wish.heldToken};
@@ -164,7 +163,7 @@ Task<Result<void>> storeStream(Remote& remote, std::string url, StreamUpload& co
         }
     }
     if (sent) co_return std::move(sent);
-    co_return co_await withHolder(remote, std::move(urls), std::move(sent).error());
+    co_return co_await withHolderOfMember(remote, std::move(member), std::move(sent).error());
 }
 
 }  // namespace quillon

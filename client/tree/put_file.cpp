@@ -36,9 +36,7 @@ Task<Result<PutEnd>> FilePutter::put(const LocalFolder& folder, const FileToPut&
                                });
     Result<Stored> stored = co_await send(file, content);
     if (!stored) {
-        std::vector<std::string> urls;
-        urls.push_back(file.url);
-        co_return co_await withHolder(remote_, std::move(urls), std::move(stored).error());
+        co_return co_await withHolderOfMember(remote_, file.url, std::move(stored).error());
     }
     PutEnd end;
     end.size = content.length().value_or(0);

@@ -45,7 +45,8 @@ public:
             outcome = co_await putExisting(rootUrl);
         } else {
             const std::string rootPath;
-            outcome = co_await makeFolder(rootPath, rootUrl);
+            if (options_.dryRun) outcome = co_await findPlace(remote_, rootUrl);
+            if (outcome) outcome = co_await makeFolder(rootPath, rootUrl);
             if (outcome) co_await putNew(rootPath, rootUrl);
         }
         co_await newFolders_.finish();

@@ -40,7 +40,7 @@ struct StrayLock {
     std::string_view url;
     std::string_view token;  // as the server says it: any text
     bool taken;              // by this process; else it may be one of the person's earlier ones
-    std::string_view own{};  // what OwnLocks explains of it; empty: nothing
+    std::string_view sentence{};  // for "somebody else holds it", where that is not so
 };
 
 class OwnLocks;

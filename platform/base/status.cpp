@@ -129,6 +129,9 @@ constexpr StatusText texts[] = {
      "It has no lock with this token that you may use. The lock may have run out, or was taken off "
      "already."},
     {WEBLNK_OTHER_SCHEMES, "Log in by what it offers."},
+    {WEBLNK_DEAD_SOCKET,
+     "The server could not be reached. Check the path of the socket, and whether the server is "
+     "running."},
 
     {FSBOX_DENIED,
      "The system does not permit access to a local file or directory. Check its owner and mode."},

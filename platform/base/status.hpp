@@ -35,6 +35,7 @@ inline constexpr Status WEBLNK_OTHER_KEY = 0x80FFD011u;  // than the one that is
 inline constexpr Status WEBLNK_CERTIFICATE_WANTED = 0x80FFD012u;  // of the person, or another one
 inline constexpr Status WEBLNK_NO_SUCH_LOCK = 0x80FFD013u;   // as the person named by its token
 inline constexpr Status WEBLNK_OTHER_SCHEMES = 0x80FFD014u;  // the server offers, not the given one
+inline constexpr Status WEBLNK_DEAD_SOCKET = 0x80FFD015u;    // nobody listens at it
 
 // fsbox.
 inline constexpr Status FSBOX_DENIED = 0x80BFE811u;

@@ -27,9 +27,10 @@ struct Release {
 using BioPtr = std::unique_ptr<BIO, Release<BIO_free>>;
 using StorePtr = std::unique_ptr<PKCS12, Release<PKCS12_free>>;
 
-[[noreturn]] void refuse(const std::string& file, std::string_view why) {
+[[noreturn]] void refuse(const std::string& file, std::string_view why,
+                         Status status = WEBLNK_LIBRARY_FAILED) {
     ERR_clear_error();
-    throw Failure(WEBLNK_LIBRARY_FAILED, fmt::format("{}: {}.", file, why));
+    throw Failure(status, fmt::format("{}: {}.", file, why));
 }
 
 BioPtr open(const std::string& file) {
@@ -66,7 +67,8 @@ public:
 
     [[noreturn]] void fail(std::string_view what) const {
         if (failure_) std::rethrow_exception(failure_);
-        refuse(file_, asked_ ? "the passphrase is not the right one" : what);
+        if (!asked_) refuse(file_, what);
+        refuse(file_, "the passphrase is not the right one", vx::QUILLON_NOT_AUTHORIZED);
     }
 
 private:

@@ -201,7 +201,7 @@ void Exchange::askAlone() {
 
 // What never found a connection was not done, whatever it is.
 bool Exchange::prepareRepeat(Status failure) {
-    if (failure == WEBLNK_NO_CONNECTION) {
+    if (failure == WEBLNK_NO_CONNECTION || failure == WEBLNK_DEAD_SOCKET) {
         if (request_.upload) request_.upload->rewind();
     } else if (failure != WEBLNK_CUT_OFF || !request_.policy.repeatable) {
         return false;

@@ -17,6 +17,8 @@ constexpr uint64_t expectThreshold = 1 << 20;  // bodies above it wait for 100 C
 constexpr uint64_t streamThreshold = 1 << 18;  // the windows of HTTP/2 slow longer uploads
 constexpr uint64_t leastBuffer = 16 << 10;     // bytes
 constexpr uint64_t mostBuffer = 256 << 10;
+constexpr uint64_t readsAtOnce = 100;  // of libcurl, before it looks at the speed
+constexpr uint64_t leastRead = 1 << 10;
 
 void addHeader(HeaderListPtr& headers, const char* line) {
     curl_slist* longer = curl_slist_append(headers.get(), line);
@@ -103,14 +105,19 @@ void setSpeed(CURL* easy, const Sender& sender, const Request& request) {
 void setBuffers(CURL* easy, const Sender& sender, const Request& request) {
     // Large pieces spare system calls, small ones keep to a speed. Each request gets a buffer anew,
     // and pages that are zeroed behind it cost more than all else of a small one.
-    const bool keepsToSpeed = sender.settings.mostSpeed > 0;
+    const uint64_t mostSpeed = sender.settings.mostSpeed;
     const auto bytesFor = [&](std::optional<uint64_t> length) {
         return static_cast<long>(
-            keepsToSpeed ? leastBuffer
-                         : std::clamp(length.value_or(mostBuffer), leastBuffer, mostBuffer));
+            mostSpeed > 0 ? leastBuffer
+                          : std::clamp(length.value_or(mostBuffer), leastBuffer, mostBuffer));
     };
     const bool bringsMuch = isListing(request) || request.policy.content;
-    setBuffer(easy, CURLOPT_BUFFERSIZE, bytesFor(bringsMuch ? request.expectedBytes : 0));
+    long down = bytesFor(bringsMuch ? request.expectedBytes : 0);
+    if (mostSpeed > 0 && request.policy.content) {
+        // What comes in half a second, so that it does not come in gusts.
+        down = static_cast<long>(std::clamp(mostSpeed / (2 * readsAtOnce), leastRead, leastBuffer));
+    }
+    setBuffer(easy, CURLOPT_BUFFERSIZE, down);
     setBuffer(easy, CURLOPT_UPLOAD_BUFFERSIZE,
               bytesFor(request.upload ? request.upload->length() : 0));
 }

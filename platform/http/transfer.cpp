@@ -198,7 +198,8 @@ bool Transfer::isTalkedDown() {
 }
 
 bool Transfer::endHeader() {
-    headerEnded_ = true;
+    // Behind an interim answer the one that counts is still to come (RFC 9110, 15.2).
+    headerEnded_ = !isInterim(answer_.status);
     const bool hasBody = answer_.status >= 200 && answer_.status != 204 && answer_.status != 304;
     if (hasBody && !parseFraming(answer_.headers).valid) {
         fail(WEBLNK_BAD_ANSWER, "the answer's length cannot be read");
@@ -349,13 +350,13 @@ void Transfer::judge(CURLcode code) {
         }
         const bool isSocket = wayIn != nullptr && !wayIn->unixSocket.empty();
         if (isSocket && failure.status == WEBLNK_NO_CONNECTION) {
-            failure.why = "nobody answers at the socket " + wayIn->unixSocket;
+            failure = {WEBLNK_DEAD_SOCKET, "nobody answers at the socket " + wayIn->unixSocket};
         }
         fail(failure.status, failure.why);
     }
-    // curl takes an end inside the header for that of the answer.
+    // curl takes an end inside or before the header for that of the answer.
     if (!headerEnded_ && whole) {
-        fail(WEBLNK_CUT_OFF, "the connection ended inside the answer's header");
+        fail(WEBLNK_CUT_OFF, "the connection ended before the answer's header did");
     }
     if (answer_.status == 407) {
         fail(WEBLNK_PROXY_REFUSED, "the proxy asks for other credentials" + proxySchemes(easy_));

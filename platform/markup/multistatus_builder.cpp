@@ -96,7 +96,7 @@ const vx::Node* MultistatusBuilder::makePropstat(const Response& response) {
 MultistatusBuilder::Told MultistatusBuilder::latest() const {
     const auto& values = reader_.latest().values;
     return {trim(values[Response::entityTag]), trim(values[Response::contentLength]),
-            trim(values[Response::lastModified])};
+            trim(values[Response::lastModified]), reader_.latest().isCollection};
 }
 
 DocumentPtr MultistatusBuilder::finish() {

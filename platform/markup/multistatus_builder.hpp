@@ -44,6 +44,7 @@ public:
     // What the latest response said of itself, as it stands there; valid until the next feed().
     struct Told {
         std::string_view entityTag, contentLength, lastModified;  // empty: nothing
+        bool isCollection;
     };
     Told latest() const;
 

@@ -21,6 +21,9 @@ inline std::optional<int32_t> parseStatusLine(std::string_view line) {
     return result.ec == std::errc{} ? std::optional(status) : std::nullopt;
 }
 
+constexpr bool isInterim(int32_t status) {
+    return status >= 100 && status < 200;
+}
 constexpr bool isSuccess(int32_t status) {
     return status >= 200 && status < 300;
 }

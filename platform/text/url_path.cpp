@@ -1,5 +1,7 @@
 #include "platform/text/url_path.hpp"
 
+#include "platform/text/url.hpp"
+
 namespace vxhost {
 namespace {
 
@@ -52,6 +54,17 @@ bool samePath(std::string_view a, std::string_view b) {
         if (unit != right.next()) return false;
         if (unit == END) return true;
     }
+}
+
+std::string pathKey(std::string_view path) {
+    while (path.starts_with('/')) path.remove_prefix(1);
+    while (path.ends_with('/')) path.remove_suffix(1);
+    return alikeSpelt(path);
+}
+
+bool isBelow(std::string_view collection, std::string_view key) {
+    if (collection.empty()) return !key.empty();
+    return key.starts_with(collection) && key.substr(collection.size()).starts_with('/');
 }
 
 }  // namespace vxhost

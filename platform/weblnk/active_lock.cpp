@@ -134,16 +134,39 @@ bool mayStillBeThere(const PropertyAnswer& told, const std::string& token, int32
     });
 }
 
-void tellHolder(const Target& target, vx::Journal* journal, const Answer& refusal) noexcept {
+bool tellsOfNoLock(const PropertyAnswer& told) {
+    if (told.status == 404) return true;
+    try {
+        return !told.multistatus.empty() && parseActiveLocks(told.multistatus).empty() &&
+               tellsProperty(told.multistatus, U"lockdiscovery");
+    } catch (const Failure&) {  // no XML
+        return false;
+    }
+}
+
+bool tellHolder(const Target& target, vx::Journal* journal, const Answer& refusal) noexcept {
+    bool mayBeLocked = true;
     guarded(WEBLNK_BAD_ANSWER, [&]() -> Status {
         auto locks = parseActiveLocks(refusal.text);
         if (locks.empty()) {
-            locks = parseActiveLocks(askProperty(target, "lockdiscovery").multistatus);
+            const PropertyAnswer told = askProperty(target, "lockdiscovery");
+            mayBeLocked = !tellsOfNoLock(told);
+            locks = parseActiveLocks(told.multistatus);
         }
         for (const auto& lock : locks) {
             journalSentence(journal, vx::JOURNAL_FAILURE, holderSentence(target.url, lock));
             if (!tellIfOwn(target, lock)) tellIfLeftOver(target, lock);
         }
+        return vx::VX_SUCCESS;
+    });
+    return mayBeLocked;
+}
+
+void tellHolderOfMember(const Target& target, vx::Journal* journal,
+                        const Answer& refusal) noexcept {
+    if (tellHolder(target, journal, refusal) || !target.settings.strayLock) return;
+    guarded(WEBLNK_BAD_ANSWER, [&]() -> Status {
+        target.settings.strayLock({target.url, {}, false, lockedWithoutLock});
         return vx::VX_SUCCESS;
     });
 }

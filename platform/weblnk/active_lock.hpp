@@ -49,7 +49,16 @@ inline constexpr std::string_view ownLockNotRenewed =
 bool mayStillBeThere(const PropertyAnswer& told, const std::string& token, int32_t refusal);
 
 // After a 423: a sentence about who holds the lock, from the answer or from the resource's own
-// properties. Never throws.
-void tellHolder(const Target& target, vx::Journal* journal, const Answer& refusal) noexcept;
+// properties. Never throws. False: those tell of no lock.
+bool tellHolder(const Target& target, vx::Journal* journal, const Answer& refusal) noexcept;
+// The same of what only a lock on the member or on its collection forbids: PUT and LOCK.
+void tellHolderOfMember(const Target& target, vx::Journal* journal, const Answer& refusal) noexcept;
+
+// Whether the resource is not there, or has its locks told, of which there are none.
+bool tellsOfNoLock(const PropertyAnswer& told);
+// For a person, of such a member: some servers keep a lock where they could not make the file.
+inline constexpr std::string_view lockedWithoutLock =
+    "The server answered 423 (Locked), but tells of no lock on it. Look for one on its collection; "
+    "if there is none, the server may have no right to write there.";
 
 }  // namespace vxhost

@@ -387,7 +387,7 @@ vx::LockObject* lock(CurlClient& client, const vx::LockParms& parms, int32_t& st
         tellLocksOf(*target, parms, journal, "the answer to LOCK cannot be read");
         throw;
     }
-    if (status == 423) tellHolder(*target, journal, answer);
+    if (status == 423) tellHolderOfMember(*target, journal, answer);
     if (mayHideALock(status)) {
         tellLocksOf(*target, parms, journal, fmt::format("LOCK was answered {}", status));
     }

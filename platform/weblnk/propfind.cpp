@@ -10,6 +10,8 @@
 #include "platform/markup/multistatus_builder.hpp"
 #include "platform/markup/serialize.hpp"
 #include "platform/text/href_resolver.hpp"
+#include "platform/text/url.hpp"
+#include "platform/text/url_path.hpp"
 #include "platform/weblnk/client.hpp"
 #include "platform/weblnk/lock.hpp"
 #include "platform/weblnk/requests.hpp"
@@ -32,6 +34,7 @@ class MultistatusSink : public BodySink {
 public:
     MultistatusSink(const Target& target, uint32_t depth)
         : target_(target),
+          isOfOne_(depth == 0),
           mostBytes_(depth == 0 ? std::min(mostOfOne, target.settings.mostListingBytes)
                                 : target.settings.mostListingBytes) {}
 
@@ -40,8 +43,14 @@ public:
         builder_.reset();
         if (answer.status == 207 || isXml) {
             resolver_.emplace(target_.spelt, answer.url);
-            builder_.emplace([this](std::string_view href) { return resolver_->resolve(href); },
-                             mostBytes_);
+            asked_ = pathKey(splitReference(answer.url).path);
+            tellsInside_ = tellsOther_ = false;
+            builder_.emplace(
+                [this](std::string_view href) {
+                    if (isOfOne_) noteWhere(href);
+                    return resolver_->resolve(href);
+                },
+                mostBytes_);
         }
     }
     void write(std::string_view piece) override {
@@ -58,14 +67,33 @@ public:
                     fmt::format("PROPFIND {}: {} members left out, the server cannot read them",
                                 target_.url, builder_->skipped()));
         }
+        if (tellsNoSelf()) document = makeCollection();
         return document.release();
     }
 
     MemberState latest() const {
-        return builder_ ? parseMemberState(builder_->latest()) : MemberState();
+        return builder_ && !tellsNoSelf() ? parseMemberState(builder_->latest()) : MemberState();
     }
 
 private:
+    void noteWhere(std::string_view href) {
+        const bool isInside = isBelow(asked_, pathKey(splitReference(href).path));
+        (isInside ? tellsInside_ : tellsOther_) = true;
+    }
+
+    // Asked for one resource, some servers tell of what is in it alone: then it is a collection.
+    bool tellsNoSelf() const {
+        return tellsInside_ && !tellsOther_ && !builder_->latest().isCollection;
+    }
+
+    static DocumentPtr makeCollection() {
+        MultistatusBuilder builder;
+        builder.feed(
+            "<multistatus xmlns=\"DAV:\"><response><propstat><prop><resourcetype><collection/>"
+            "</resourcetype></prop></propstat></response></multistatus>");
+        return builder.finish();
+    }
+
     template <class Body>
     void explained(Body&& body) {
         try {
@@ -78,7 +106,10 @@ private:
     }
 
     const Target& target_;
+    const bool isOfOne_;
     const uint64_t mostBytes_;
+    std::string asked_;  // the key of its path
+    bool tellsInside_ = false, tellsOther_ = false;
     std::optional<HrefResolver> resolver_;
     std::optional<MultistatusBuilder> builder_;
 };

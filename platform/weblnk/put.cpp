@@ -129,7 +129,7 @@ void put(CurlClient& client, const vx::PutOptions& options, const vx::LockObject
         client.known.notePutRefused();
         target.forsakenToken = held->token;
     }
-    if (status == 423) tellHolder(target, journal, answer);
+    if (status == 423) tellHolderOfMember(target, journal, answer);
 }
 
 }  // namespace vxhost

@@ -19,6 +19,8 @@ TEST_F(Faults, answersThatFailOrLie) {
     const Arguments put{"put", "--no-memory", "a", url};
     const Arguments ls{"ls", collection}, df{"df", collection},
         old{"rm", "--older-than", "0s", url};
+    const Answer ofNoLength = Answer().replacedBy("HTTP/1.1 200 OK\r\n\r\n12345"),
+                 interim = Answer().replacedBy("HTTP/1.1 101 Switching\r\n\r\nHTTP");
     struct Case {
         const char* request;
         Answer answer;
@@ -37,6 +39,8 @@ TEST_F(Faults, answersThatFailOrLie) {
         {"GET /c/file", Answer(200, "content").stalledAfter(3), {get, 7, "did not answer in time"}},
         {"GET /c/file", Answer(403), {get, 1, "cannot fetch " + url}},
         {"GET /c/file", Answer(204), {get, 7, "Only 0 bytes came of 4"}},
+        {"GET /c/file", ofNoLength, {get, 7, "5 bytes came, but the server tells a size of 4"}},
+        {"GET /c/file", interim, {get, 7, "the connection ended before the answer's header"}},
         {"GET /c/file", Answer(301).with("Location", "http://h/"), {get, 1, "http://h/"}},
         {"GET /c/file", Answer(301).with("Location", "ftp://h/"), {get, 7, "no http or https URL"}},
         {"GET /c/file", Answer(303).with("Location", "/c/b"), {get, 1, "303 (See Other). It"}},
@@ -65,6 +69,16 @@ TEST_F(Faults, answersThatFailOrLie) {
         if (row.arguments == edit) versionStays();
         nothingStays();
     }
+    server.on("PROPFIND", "/c/d", multistatus("/c/d/a")).on("GET", "/c/d", Answer(405));
+    tells({"info", collection + "d"}, 0, {"collection"});
+    expect({{{"rm", collection + "d"}, 1, "This is a collection"},
+            {{"get", collection + "d"}, 1, "This is a collection. Use -r"}});
+    server.on("PUT", "/c/file", Answer(423))
+        .on("PROPFIND", "/c/file",
+            Answer::properties("/c/file", "<lockdiscovery/><getlastmodified>" + lastModified +
+                                              "</getlastmodified>"));
+    for (const Arguments& more : {Arguments{"a"}, {"--force", "--stream", "-"}})
+        expect({{joined(joined({"put"}, more), {url}), 5, "but tells of no lock on it"}});
     server.on("PROPFIND", "/c/", Answer(500));
     expect({{ls, 7, collection + ":\n  The server answered 500"}});
     server.on("PROPFIND", "/c/b", Answer(207, "x").stalledAfter(0));

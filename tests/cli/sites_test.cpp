@@ -88,6 +88,8 @@ TEST_F(Sites, credentialsComeFromEachPlace) {
               "machine 127.0.0.1 login ann password "
               "\"geheim \xC3\xBC\\\" \\\\x: 100%\"\n");
     expect({{{"ls", url}, 0, "", "others can read " + (home / "netrc").string()}});
+    chmod((home / "netrc").c_str(), 0620);
+    expect({{{"ls", url}, 0, "", "others can change " + (home / "netrc").string()}});
     chmod((home / "netrc").c_str(), 0600);
     expect({{{"ls", url}, 0, ""},
             {{"ls", "-u", "ann", url}, 0, ""},

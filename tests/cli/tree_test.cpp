@@ -241,6 +241,7 @@ TEST_F(Trees, sayWhatIsMissing) {
             {{"put", "-r", "up", url + "none/"}, 3, "mkcol -p"},
             {{"put", "-r", "none", url}, 8, "No such file"},
             {{"put", "up/sub/f", url, "-n"}, 2, "give -r"},
+            {{"put", "-r", "up/sub", url + "none/", "-n"}, 3, "mkcol -p"},
             {{"get", url + "up/f", "--json"}, 2, "give -r"},
             {{"put", "-r", "up/sub", url, "-n"}, 0, "make /\nstore f\nmake none/\n"}});
 }

@@ -228,7 +228,10 @@ TEST_F(WayIn, aSocketStandsForHostAndPort) {
             {{"cat", "work:headers"}, 0, "content"}});
     lighttpd.signal(SIGKILL);
     lighttpd.wait();
-    expect({{{"cat", "work:headers"}, 7, "nobody answers at the socket " + socket}});
+    expect({{{"cat", "work:headers"},
+             7,
+             "nobody answers at the socket " + socket +
+                 ".\n  The server could not be reached. Check the path"}});
 }
 
 // A cloud whose ann has a password for programs, which its page gives to who asks.

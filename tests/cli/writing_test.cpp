@@ -142,7 +142,7 @@ TEST_F(Writing, refusals) {
             {{"put", "a", "b", c}, 2, "end its URL with a slash"},
             {{"put", "-", url}, 2, "Name the member"},
             {{"put", "a", c}, 1, "This is a collection"},
-            {{"put", ".", url}, 2, "cannot be a member's name"},
+            {{"put", ".", url}, 2, "This is a directory. Use -r"},
             {{"put", "--if-unchanged-since", "2h", "a", a}, 6, "later than that"},
             {{"put", "--if-unchanged-since", "", "a", a}, 2, "\"\" is no time"},
             {{"edit", c + "/"}, 2, "This is a collection"},

@@ -34,6 +34,7 @@ TEST(WeblnkReading, anAnswerIsWholeOrAskedForAgainOrRefused) {
     const Answer page = Answer(404, std::string(5000, 'x')).endless();
     std::string manyFields;
     while (manyFields.size() < 400'000) manyFields += "X: " + std::string(1000, 'x') + "\r\n";
+    const Answer interim = Answer().replacedBy("HTTP/1.1 101 Switching\r\n\r\nHTTP");
     const std::string cut = "cut off", thrice = "GET /a 200, GET /a 200, GET /a 200";
     checkAll({
         {get, {good}, "200 [0123456789]", "GET /a 200"},
@@ -56,6 +57,7 @@ TEST(WeblnkReading, anAnswerIsWholeOrAskedForAgainOrRefused) {
         {head, {busy}, "503", "HEAD /a 503, HEAD /a 503, HEAD /a 503"},
         {head, {Answer(503).with("Retry-After", "3600")}, "503", "HEAD /a 503"},
         {head, {Answer().dropped(), good}, "200", "HEAD /a 0, HEAD /a 200"},
+        {get, {interim, good}, "200 [0123456789]", "GET /a 0, GET /a 200"},
         {head, {Answer(500)}, "500", "HEAD /a 500"},
         {head, {moved(301, "b"), good}, "200", "HEAD /a 301, HEAD /b 200"},
         {head, {moved(302, "/b#part"), good}, "200", "HEAD /a 302, HEAD /b 200"},

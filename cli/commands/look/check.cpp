@@ -7,6 +7,7 @@
 
 #include "cli/commands/command.hpp"
 #include "cli/commands/filter_options.hpp"
+#include "cli/commands/move/telling.hpp"
 #include "cli/commands/what_is_there.hpp"
 #include "cli/session/file_notes.hpp"
 #include "cli/session/remote_access.hpp"
@@ -133,7 +134,7 @@ void addCheck(CommandDefinition program, Invocation& invocation) {
     command.addFlag("--follow", choice->follow, "Compare what symbolic links here lead to");
     addFilterOptions(command, choice->filter);
     command.addFlag("--json", choice->json, "An object a difference and line, for other programs");
-    command.addFlag("-q,--quiet", choice->quiet, "Tell of failures alone");
+    addQuietOption(command, choice->quiet);
     command.setFooter(
         "Counts what is the same, different, missing here and missing there; -v tells names.\n"
         "Nothing is changed. Files are compared as get -r and put -r do: by size, by what is "

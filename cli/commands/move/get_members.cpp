@@ -79,10 +79,20 @@ bool isFileOrFree(const fs::path& place) {
     return fs::is_regular_file(found) || found.type() == fs::file_type::not_found;
 }
 
+// -o names one file, where no tree goes.
+Error wantsTree(Kind kind, const GetOptions& options) {
+    Error error = noMember();
+    error.kind = kind;
+    if (options.file.empty()) {
+        error.sentences = {"This is a collection. Use -r to fetch it with all that is in it."};
+    }
+    return error;
+}
+
 // By the table of operations. memory: null for none.
 Result<void> fetch(Session& session, const Address& address, const GetOptions& options,
                    FileMemory* memory) {
-    if (!address.namesMember()) return noMember();
+    if (!address.namesMember()) return wantsTree(Kind::usage, options);
     const auto destination = destinationOf(address, options);
     if (!destination) return destination.error();
     const auto mayPlace = [&]() -> Result<void> {
@@ -157,7 +167,11 @@ private:
         int code = exitDone;
         {
             const ReportsInto redirected(reports);
-            if (!outcome) code = report("fetch", url, outcome.error());
+            if (!outcome) {
+                const bool isTree = outcome.error().code == Code::collection;
+                code = report("fetch", url,
+                              isTree ? wantsTree(Kind::refused, options_) : outcome.error());
+            }
             if (outcome && !endProven) complain(unprovenEnd(url));
             if (outcome) confirm(session_, "fetched", members_[n].address.name());
         }
@@ -167,7 +181,7 @@ private:
     // False: it is done already.
     Result<bool> prepare(size_t n) {
         const Address& address = members_[n].address;
-        if (!address.namesMember()) return noMember();
+        if (!address.namesMember()) return wantsTree(Kind::usage, options_);
         const Result<Destination> destination = destinationOf(address, options_);
         if (!destination) return destination.error();
         const fs::path folder = openOptions(*destination).cacheParent;

@@ -21,6 +21,11 @@ namespace fs = std::filesystem;
 
 // The member that a file becomes: one of its name in a collection, or the one that is named.
 Result<Address> destinationOf(const std::string& file, const Address& url) {
+    std::error_code none;
+    if (file != standardInput && fs::is_directory(file, none)) {
+        return localError(Kind::usage,
+                          "This is a directory. Use -r to store it with all that is in it.");
+    }
     if (url.namesMember()) return url;
     if (file == standardInput) {
         return localError(Kind::usage, "Name the member that the standard input becomes.");

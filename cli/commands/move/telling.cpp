@@ -13,7 +13,7 @@ Events::Manner Telling::manner(bool verbose) const {
 }
 
 void addQuietOption(CommandDefinition command, bool& quiet) {
-    command.addFlag("-q,--quiet", quiet, "Tell of failures alone");
+    command.addFlag("-q,--quiet", quiet, "Tell of failures and warnings alone");
 }
 
 void addTellingOptions(CommandDefinition command, Telling& telling) {
