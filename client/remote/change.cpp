@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "client/address.hpp"
+#include "client/remote/confirm.hpp"
 #include "client/remote/resource.hpp"
 #include "platform/base/status.hpp"
 #include "platform/markup/multistatus_reader.hpp"
@@ -86,6 +87,15 @@ Result<void> resultOf(const Remote& remote, Result<Answer> answer) {
     }
 }
 
+// url: of what is there afterwards, or is not.
+Task<Result<void>> change(Remote& remote, Request request, std::string url, bool isThere) {
+    Result<Answer> answer = co_await remote.send(std::move(request));
+    const bool isUnsure = answer && isPage(*answer);
+    Result<void> changed = resultOf(remote, std::move(answer));
+    if (!changed || !isUnsure) co_return std::move(changed);
+    co_return co_await confirm(remote, std::move(url), isThere);
+}
+
 Request transferOf(const char* method, std::string from, const std::string& to, Overwrite overwrite,
                    const Conditions& conditions) {
     Request request = changeOf(method, std::move(from), conditions);
@@ -98,7 +108,7 @@ Request transferOf(const char* method, std::string from, const std::string& to, 
 }  // namespace
 
 Task<Result<void>> remove(Remote& remote, std::string url, Conditions conditions) {
-    Request request = changeOf("DELETE", std::move(url), conditions);
+    Request request = changeOf("DELETE", url, conditions);
     Request again = request;
     again.headers = headerLines(conditions);
     for (Request* each : {&request, &again}) {
@@ -108,20 +118,20 @@ Task<Result<void>> remove(Remote& remote, std::string url, Conditions conditions
             each->policy = vxhost::removingMember;
         }
     }
-    Result<void> removed = resultOf(remote, co_await remote.send(std::move(request)));
+    Result<void> removed = co_await change(remote, std::move(request), url, false);
     // nginx takes a URL with percent signs in the header for another one than that of the request,
     // and a list without URLs has no place for other locks.
     const bool isUnknown = !removed && removed.error().httpStatus == 423 &&
                            !conditions.lockToken.empty() && conditions.otherLocks.empty() &&
                            again.url.find('%') != again.url.npos;
     if (!isUnknown) co_return std::move(removed);
-    co_return resultOf(remote, co_await remote.send(std::move(again)));
+    co_return co_await change(remote, std::move(again), std::move(url), false);
 }
 
 Task<Result<void>> makeCollection(Remote& remote, std::string url) {
     if (!url.ends_with('/')) url += '/';
-    Request request = changeOf("MKCOL", std::move(url));
-    co_return resultOf(remote, co_await remote.send(std::move(request)));
+    Request request = changeOf("MKCOL", url);
+    co_return co_await change(remote, std::move(request), std::move(url), true);
 }
 
 Task<Result<void>> findPlace(Remote& remote, std::string url) {
@@ -138,13 +148,13 @@ Task<Result<void>> findPlace(Remote& remote, std::string url) {
 Task<Result<void>> copy(Remote& remote, std::string from, std::string to, Overwrite overwrite,
                         Conditions conditions) {
     Request request = transferOf("COPY", std::move(from), to, overwrite, conditions);
-    co_return resultOf(remote, co_await remote.send(std::move(request)));
+    co_return co_await change(remote, std::move(request), std::move(to), true);
 }
 
 Task<Result<void>> move(Remote& remote, std::string from, std::string to, Overwrite overwrite,
                         Conditions conditions) {
     Request request = transferOf("MOVE", std::move(from), to, overwrite, conditions);
-    co_return resultOf(remote, co_await remote.send(std::move(request)));
+    co_return co_await change(remote, std::move(request), std::move(to), true);
 }
 
 }  // namespace quillon

@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "client/remote/confirm.hpp"
 #include "client/remote/resource.hpp"
 #include "platform/base/status.hpp"
 #include "platform/text/http_status.hpp"
@@ -240,7 +241,7 @@ Task<Result<Stored>> store(Remote& remote, std::string url, vxhost::UploadSource
                            Conditions conditions, std::vector<std::string> extraHeaders) {
     vxhost::Request request;
     request.method = "PUT";
-    request.url = std::move(url);
+    request.url = url;
     request.policy = vxhost::changing;
     request.headers = headerLines(conditions);
     request.headers.insert(request.headers.end(), extraHeaders.begin(), extraHeaders.end());
@@ -249,6 +250,10 @@ Task<Result<Stored>> store(Remote& remote, std::string url, vxhost::UploadSource
     Result<Answer> answer = co_await remote.send(std::move(request));
     if (!answer) co_return answer.error();
     if (!vxhost::isSuccess(answer->status)) co_return refusal(*answer);
+    if (isPage(*answer)) {
+        const Result<void> confirmed = co_await confirm(remote, std::move(url), true);
+        if (!confirmed) co_return confirmed.error();
+    }
     co_return Stored{answer->status == 201, versionOf(answer->headers)};
 }
 

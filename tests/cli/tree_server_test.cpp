@@ -58,6 +58,9 @@ protected:
         locked = false;
         return Answer(204);
     }
+    static std::string dateOf(std::time_t time) {
+        return fmt::format("{:%a, %d %b %Y %H:%M:%S} GMT", fmt::gmtime(time));
+    }
     Answer store(const Request& request) {
         const bool isThere = members.contains(request.target);
         if (obeys && isThere && !request.field("If-None-Match").empty()) return Answer(412);
@@ -69,9 +72,9 @@ protected:
         member.date.clear();
         const std::string told(request.field("X-OC-Mtime"));
         if (!told.empty() && !byProperty) {
-            member.date = fmt::format("{:%a, %d %b %Y %H:%M:%S} GMT", fmt::gmtime(std::stol(told)));
+            member.date = dateOf(std::stol(told));
         }
-        return Answer(isThere ? 204 : 201);
+        return Answer(isThere ? 204 : 201).with("Date", dateOf(std::time(nullptr)));
     }
     std::string setDate(const Request& request) {
         static const std::regex value(">([^<>]+)</P:Win32LastModifiedTime>");
@@ -147,6 +150,13 @@ TEST_F(TreeServer, isLearntAnewWhenItDoesOtherwise) {
     writeFile(work / "t/h", "new");
     put(0);
     EXPECT_TRUE(asked("PUT /c/t/.quillon-scratch"));
+    // Something else answers in its place.
+    const Answer page = Answer(200, "please log in").with("Content-Type", "text/html");
+    server.on("PUT", "/c/t/j", page);
+    writeFile(work / "t/j", "new");
+    EXPECT_NE(put(7).find("A page came for an answer"), std::string::npos);
+    server.on("PUT", "/c/t/j", [this](const Request& request) { return store(request); });
+    put(0);
     // Somebody was first, and what the server had obeyed it obeys no more.
     server.on("PUT", "/c/t/i", Answer(204));
     writeFile(work / "t/i", "new");
@@ -178,6 +188,8 @@ TEST_F(TreeServer, whatItCannotTellIsNotTakenForWhole) {
     const std::string unsized =
         "<response><href>/c/t/u</href><propstat><prop/><status>HTTP/1.1 200 OK</status>"
         "</propstat></response>";
+    const std::string found = "<propstat><prop/><status>HTTP/1.1 200 OK</status></propstat>";
+    const std::string deep = "<response><href>/c/t/x/y</href>" + found + "</response>";
     const Answer endless = Answer().replacedBy("HTTP/1.1 200 OK\r\n\r\npar");
     const struct {
         std::string more;
@@ -187,6 +199,7 @@ TEST_F(TreeServer, whatItCannotTellIsNotTakenForWhole) {
     } rows[] = {
         {"", Answer(200, "four"), 0, "1 fetched"},
         {refused, Answer(200, "four"), 1, "cannot read some of its members"},
+        {deep, Answer(200, "four"), 1, "cannot read some of its members"},
         {unsized, endless, 7, "neither its length nor its size"},
         {"", Answer(200, "lies"), 0, "1 fetched"},
         {"", Answer(200, "short and long"), 7, "two sizes"},
