@@ -99,6 +99,7 @@ private:
 
     // Some servers tell when a request came, so that what it stored may be younger.
     void noteDate(std::optional<Time> date) {
+        if (!date) return;
         latestDate_ = date;
         if (tagsDifferSince_) facts_.tagsDiffer = date == tagsDifferSince_;
         tagsDifferSince_.reset();
@@ -234,7 +235,9 @@ private:
             if (!done) continue;
             facts_.putIfMatch = match || (tag_.weak && facts_.putIfMatch);
             facts_.putTagInIf = tagInIf;
+            const std::string before = tag_.text;
             co_await learnTag(stored);
+            facts_.tagsRepeat = !before.empty() && tag_.text == before;
             break;
         }
         if (!done) facts_.putIfMatch = facts_.putTagInIf = false;
@@ -243,7 +246,7 @@ private:
     // Two versions are of one second where the server tells the same one before the first is sent
     // and behind the second.
     Task<> compareTags() {
-        constexpr int mostPuts = 3;
+        const int mostPuts = purpose_ == FactsFor::writing ? 3 : 0;  // nobody else minds
         for (int count = 0; count < mostPuts && !tag_.text.empty() && !failure_; ++count) {
             const std::string before = tag_.text;
             const auto since = std::exchange(beforePut_, latestDate_);

@@ -104,8 +104,7 @@ public:
             return one.segment == other.segment;
         };
         all.erase(std::unique(all.begin(), all.end(), isTwice), all.end());
-        members_.unreadable +=
-            std::erase_if(all, [](const Resource& each) { return each.segment.empty(); });
+        std::erase_if(all, [](const Resource& each) { return each.segment.empty(); });
         return std::move(members_);
     }
     // The resource that was asked for, at depth 0; some servers tell what is in it, too.
@@ -274,7 +273,7 @@ private:
         }
         for (const Resource& each : members_.resources) {
             if (names.empty()) return;
-            names.erase(pathKey(each.segment));
+            names.erase(vxhost::pathKey(each.segment));
         }
         members_.unreadable += names.size();
     }

@@ -146,6 +146,15 @@ TEST_F(BadSource, whatBreaksOffIsNotStored) {
         server.waitUntilIdle();  // it notices the end of a body later than the program does
         EXPECT_TRUE(std::filesystem::is_empty(server.documentRoot()));
     }
+    // A page that answers in its place has another length.
+    source.on("PROPFIND", "/c/f",
+              Answer::properties("/c/f", "<getcontentlength>9</getcontentlength>"));
+    for (const Answer& page : {Answer(200, "please wait"), Answer(200)}) {
+        source.on("GET", "/c/f", page);
+        for (const char* deed : {"cp", "mv"})
+            expect({{{deed, f, server.url()}, 7, "longer or shorter than the server told before"}});
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(server.documentRoot()));
     // Nothing by its listing, and more than waits between the two servers.
     source
         .on("PROPFIND", "/c/f",

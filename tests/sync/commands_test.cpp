@@ -94,6 +94,24 @@ TEST_F(PairCommands, conflictsAreSettled) {
     EXPECT_EQ(filesIn(folder("ann")), files);  // no other copy of theirs is left
 }
 
+// The next plan stores it anew and removes the old one, which must not go without that.
+TEST_F(PairCommands, whatTheServerDoesNotMoveStays) {
+    for (const char* name : {"x", "d/y", "d/z"}) write(folder("ann") / name, name);
+    pair("ann");
+    for (int again = 0; again < 2; ++again) EXPECT_EQ(sync("ann").exitCode, exitDone);
+    const std::string lock =
+        "<lockinfo xmlns=\"DAV:\"><lockscope><exclusive/></lockscope><locktype><write/></locktype>"
+        "</lockinfo>";
+    ASSERT_EQ(ask("LOCK", "d/y", {}, lock), 200);
+    fs::rename(folder("ann") / "x", folder("ann") / ".DAV");  // a name that is Apache's own
+    fs::rename(folder("ann") / "d", folder("ann") / "e");
+    for (int again = 0; again < 3; ++again) {
+        EXPECT_NE(sync("ann").exitCode, exitDone);
+        EXPECT_EQ(here(".DAV") + here("e/y") + here("e/z"), "xd/yd/z");
+        EXPECT_EQ(thereIs("x") + thereIs("d/y") + thereIs("e/y") + thereIs("e/z"), "xd/yd/yd/z");
+    }
+}
+
 // A file that becomes a folder takes two plans.
 TEST_F(PairCommands, whatWaitsIsToldOnce) {
     for (const char* name : {"a", "k"}) write(folder("ann") / name, "old");

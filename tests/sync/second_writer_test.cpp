@@ -77,6 +77,9 @@ TEST_F(TagsOfSizes, areNotBelievedOfWhatWasStoredJustNow) {
     EXPECT_EQ(run("ann", {"undo", "-C", folder("ann")}).exitCode, exitChanged);
     EXPECT_EQ(sync("ann").exitCode, exitDone);
     EXPECT_EQ(support::readFile(folder("ann") / "a"), "hers");
+    ASSERT_LT(storeThere("a", "bobs"), 300);  // with the tag of hers, and another date
+    EXPECT_EQ(sync("ann").exitCode, exitDone);
+    EXPECT_EQ(support::readFile(folder("ann") / "a"), "bobs");
 }
 
 INSTANTIATE_TEST_SUITE_P(, SecondWriters,

@@ -115,7 +115,12 @@ int runDoctor(Session& session, DoctorOptions& options) {
         return report("examine", address.url(),
                       explainNotOpened(session, address, std::move(error)));
     }
-    if (server->facts.probed) keepFacts(address.url(), server->facts);
+    // Whether tags differ takes more requests than a person waits for: who writes finds it out.
+    if (const auto known = findFacts(address.url()); known && server->facts.probed) {
+        ServerFacts facts = server->facts;
+        facts.tagsDiffer = known->tagsDiffer && !facts.tagsRepeat;
+        keepFacts(address.url(), facts);
+    }
     if (options.json) {
         printJson(address, *server);
     } else {
