@@ -166,4 +166,9 @@ bool siteNameValid(std::string_view name) {
            name.find_first_not_of(nameCharacters) == std::string_view::npos;
 }
 
+std::string siteNameIn(std::string typed) {
+    if (typed.ends_with(':')) typed.pop_back();
+    return typed;
+}
+
 }  // namespace quillon::cli

@@ -63,6 +63,7 @@ bool holdsSecret(const Site& site);
 // Two characters or more of A-Z, a-z, 0-9, "-", "_" and ".", the first no ".", none of the URL
 // schemes: what stands before the colon of "work:reports/", and names a file.
 bool siteNameValid(std::string_view name);
+std::string siteNameIn(std::string typed);  // behind which the colon may stand, as in URLs
 inline constexpr std::string_view siteNameRule =
     "A site's name is two letters, digits, \"-\", \"_\" or \".\" or more, the first no \".\".";
 

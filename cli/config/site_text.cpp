@@ -28,7 +28,7 @@ std::string_view rule(bool) {
     return "must be true or false";
 }
 std::string_view rule(const Texts&) {
-    return "must be a list of texts in quotes, such as [\"pass\", \"show\", \"dav\"]";
+    return "must be a list of texts in quotes, such as [\"one\", \"two\"]";
 }
 
 // Stores a value in its field. What is wrong with its type; empty: nothing.

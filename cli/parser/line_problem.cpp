@@ -54,7 +54,24 @@ std::string nameBehindOneDash(const std::string& rest, const std::vector<std::st
     return found == typed.end() ? std::string() : *found;
 }
 
+// What others call otherwise.
+constexpr std::pair<std::string_view, std::string_view> foreignNames[] = {
+    {"--cacert", "--ca-file"},
+    {"-k", "--insecure"},
+    {"--password", "--password-file"},
+    {"--oauth2-bearer", "--token-file"},
+    {"--bearer-token", "--token-file"},
+    {"--ntlm", "--auth ntlm"},
+    {"--negotiate", "--auth negotiate"},
+    {"--socks5", "--proxy with a URL that begins with socks5h://"},
+    {"--socks4a", "--proxy with a URL that begins with socks4a://"}};
+
 std::string didYouMean(const std::string& typed, const std::vector<std::string>& words) {
+    const auto foreign = std::ranges::find(foreignNames, typed,
+                                           &std::pair<std::string_view, std::string_view>::first);
+    if (foreign != std::end(foreignNames)) {
+        return fmt::format(" Did you mean {}?", foreign->second);
+    }
     const std::string nearest = nearestWord(typed, words);
     return nearest.empty() ? std::string() : fmt::format(" Did you mean {}?", nearest);
 }

@@ -98,7 +98,8 @@ std::optional<NetrcEntry> findInNetrc(std::string_view text, std::string_view ho
     NetrcEntry entry;
     bool ofHost = false;
     const auto wanted = [&] {
-        return ofHost && !entry.password.empty() && (login.empty() || login == entry.login);
+        const bool isTheirs = login.empty() || entry.login.empty() || login == entry.login;
+        return ofHost && !entry.password.empty() && isTheirs;
     };
     while (const auto name = words.next()) {
         if (name->starts_with('#')) {
@@ -134,7 +135,7 @@ Result<std::optional<NetrcEntry>> findInNetrcFile(std::string_view host, std::st
     const Result<Secret> text = contentOf(path);
     if (!text) return text.error();
     Found entry = findInNetrc(text->view(), host, login);
-    if (!entry) return entry;
+    if (!entry || (entry->login.empty() && login.empty())) return Found();  // nobody is named
     const std::string source =
         fmt::format("The entry that ends in line {} of {}", entry->line, path.string());
     if (const auto problem = userNameProblem(entry->login); !problem.empty()) {

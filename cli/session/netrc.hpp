@@ -20,7 +20,8 @@ struct NetrcEntry {
     size_t line = 0;  // of what was read last of these, from 1
 };
 
-// The first entry for the host, and for the login unless that is empty; else the "default" entry.
+// The first entry for the host, and for the login unless one of both is empty; else the "default"
+// entry.
 std::optional<NetrcEntry> findInNetrc(std::string_view text, std::string_view host,
                                       std::string_view login);
 

@@ -83,12 +83,7 @@ Result<void> addToken(WayIn& wayIn, const CommonOptions& options) {
     return {};
 }
 
-const std::string& keyFile(const AccessOptions& access) {
-    return access.key.empty() ? access.cert : access.key;
-}
-
-Result<Secret> passphrase(const AccessOptions& access) {
-    const std::string& file = keyFile(access);
+Result<Secret> passphrase(const AccessOptions& access, const std::string& file) {
     if (!access.keyPasswordCommand.empty()) {
         return firstLineOf(access.keyPasswordCommand, "command for the key's passphrase");
     }
@@ -107,8 +102,8 @@ Result<void> addCertificate(WayIn& wayIn, const CommonOptions& options, Certific
     }
     auto& certificate = known[access.cert + "\n" + access.key];
     std::optional<Error> unanswered;
-    const auto ask = [&]() -> SecretText {
-        const Result<Secret> text = passphrase(access);
+    const auto ask = [&](const std::string& file) -> SecretText {
+        const Result<Secret> text = passphrase(access, file);
         if (text) return SecretText(text->view());
         unanswered = text.error();
         throw vxhost::Failure(vxhost::WEBLNK_INTERRUPTED, "");
@@ -116,7 +111,7 @@ Result<void> addCertificate(WayIn& wayIn, const CommonOptions& options, Certific
     try {
         if (!certificate) {
             certificate = ClientCertificate::load(access.cert, access.key, ask);
-            tellIfOpenToOthers(keyFile(access), "key");
+            tellIfOpenToOthers(access.key.empty() ? access.cert : access.key, "key");
         }
         wayIn.certificate = certificate;
     } catch (const vxhost::Failure& failure) {

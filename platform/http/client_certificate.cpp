@@ -62,7 +62,7 @@ public:
 
     SecretText ask() {
         asked_ = true;
-        return passphrase_ ? passphrase_() : SecretText();
+        return passphrase_ ? passphrase_(file_) : SecretText();
     }
 
     [[noreturn]] void fail(std::string_view what) const {

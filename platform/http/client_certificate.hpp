@@ -14,8 +14,8 @@ namespace vxhost {
 
 class ClientCertificate {
 public:
-    // Asked for at most once, and only where the key is encrypted. May throw.
-    using Passphrase = std::function<SecretText()>;
+    // Of that file; asked for at most once, and only where the key is encrypted. May throw.
+    using Passphrase = std::function<SecretText(const std::string& file)>;
 
     // file: PEM, with the certificates of authorities behind the person's own, or PKCS#12; keyFile:
     // PEM, empty when the key is in the same file. The passphrase is forgotten afterwards. Throws a

@@ -12,13 +12,18 @@ constexpr std::string_view NETRC =
     "\tmachine host\n\tlogin carl\n\taccount x\n\tpassword \"blank \\\"quote\\\"\"\n"
     "macdef init\nmachine host login macro password macro\n\n"
     "machine bare login dora\n"
+    "machine nobody password \"for all\"\n"
     "default login guest password anybody";
 
 TEST(Netrc, theFirstEntryThatFits) {
     const std::tuple<const char*, const char*, const char*> rows[] = {
-        {"host", "", "ann secret"}, {"host", "carl", "carl blank \"quote\""},
-        {"host", "macro", ""},      {"host", "commented", ""},
-        {"bare", "dora", ""},       {"elsewhere", "", "guest anybody"},
+        {"host", "", "ann secret"},
+        {"host", "carl", "carl blank \"quote\""},
+        {"host", "macro", ""},
+        {"host", "commented", ""},
+        {"bare", "dora", ""},
+        {"nobody", "eve", " for all"},
+        {"elsewhere", "", "guest anybody"},
         {"elsewhere", "ann", ""},
     };
     for (const auto& [host, login, expected] : rows) {

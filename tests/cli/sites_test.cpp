@@ -95,6 +95,7 @@ TEST_F(Sites, credentialsComeFromEachPlace) {
             {{"ls", "-u", "ann", url}, 0, ""},
             {{"login", "work", url}, 0, "work: is " + url + ", user ann\n", "and stays there"},
             {{"sites"}, 0, "work  " + url + "  ann  no password stored\n"},
+            {{"sites", "work:"}, 0, "url   " + url + "\nuser  ann\n"},
             {{"ls", "work:"}, 0, ""},
             {{"-u", "ann", "--password-file", "wrong", "ls", url}, 4, "refused"}});
     writeFile(home / "netrc", "machine 127.0.0.1 login ann password wrong\n");

@@ -155,7 +155,8 @@ void addSites(CommandDefinition program, Invocation& invocation) {
         "  quillon sites work\n"
         "  quillon sites --json | jq -r '.[].name'\n");
     whenGiven(command, invocation, [json, name](Session& session) {
-        return name->empty() ? runListSites(session, *json) : runShowSite(session, *name, *json);
+        return name->empty() ? runListSites(session, *json)
+                             : runShowSite(session, siteNameIn(*name), *json);
     });
 }
 

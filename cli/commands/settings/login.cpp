@@ -148,6 +148,7 @@ int runLogin(Session& session, LoginOptions& options) {
     if (typed && !address) {
         return nothingStored("this URL", likeUrl ? address.error() : noUrlBehindName());
     }
+    options.name = siteNameIn(std::move(options.name));
     const bool isUrl = options.name.find("://") != options.name.npos;  // perhaps with a password
     const Result<std::optional<Site>> before = siteBefore(options, typed);
     if (!before) return nothingStored(isUrl ? "this URL" : options.name, before.error());
@@ -166,7 +167,9 @@ int runLogin(Session& session, LoginOptions& options) {
         options.byBrowser ? trial.runByBrowser() : trial.run(looksIntoNetrc);
     if (!login) return nothingStored(site.url, login.error());
     site.url = trial.address().collection();
-    const Result<void> stored = storeLogin(session, site, *before, trial.options(), *login);
+    CommonOptions given = session.options();
+    if (options.byBrowser) given.timeoutSeconds = 0;  // that was the person's time
+    const Result<void> stored = storeLogin(session, site, *before, given, trial.options(), *login);
     if (!stored) return nothingStored(site.url, stored.error());
     printOut("{}: is {}{}{}\n", site.name, site.url, login->user.empty() ? "" : ", user ",
              harmless(login->user));

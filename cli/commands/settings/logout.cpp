@@ -29,7 +29,8 @@ void addLogout(CommandDefinition program, Invocation& invocation) {
         "Its file is removed, unless it holds more than quillon writes.\n\n"
         "Example:\n"
         "  quillon logout work\n");
-    whenGiven(command, invocation, [name](Session& session) { return runLogout(session, *name); });
+    whenGiven(command, invocation,
+              [name](Session& session) { return runLogout(session, siteNameIn(*name)); });
 }
 
 }  // namespace quillon::cli

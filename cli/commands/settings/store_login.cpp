@@ -68,8 +68,9 @@ Result<void> seal(Session& session, Site& site, const CommonOptions& options,
 }  // namespace
 
 Result<void> storeLogin(Session& session, Site site, const std::optional<Site>& before,
-                        const CommonOptions& options, const Login& login) {
-    if (session.options().access.tokenFile == "-") {
+                        const CommonOptions& given, const CommonOptions& options,
+                        const Login& login) {
+    if (given.access.tokenFile == "-") {
         return localError(Kind::usage,
                           "A token of the standard input is gone afterwards. Give a file of yours, "
                           "or --token-command.");
@@ -78,7 +79,7 @@ Result<void> storeLogin(Session& session, Site site, const std::optional<Site>& 
     if (Result<void> sealed = seal(session, site, options, login.password); !sealed) {
         return sealed;
     }
-    takeOptions(site, session.options());
+    takeOptions(site, given);
     site.pin = options.access.pin;
     const Result<Address> address = Address::parse(site.url);
     const bool overTls = address && address->origin().starts_with("https:");

@@ -18,10 +18,10 @@ void checkOwnAlone(const Descriptor& file, const fs::path& path) {
     struct stat entry {};
     if (fstat(file.number(), &entry) != 0) throwSystemFailure(errno, path);
     if (entry.st_uid != geteuid() || (entry.st_mode & 077) != 0) {
-        throw Failure(ENCODING_KEY_EXPOSED, path.string() + " is not of its owner's alone");
+        throw Failure(ENCODING_KEY_EXPOSED, "Others can use " + path.string() + ": chmod 600 it");
     }
     if (!S_ISREG(entry.st_mode) || entry.st_size != static_cast<off_t>(keyBytes)) {
-        throw Failure(ENCODING_NO_KEY, path.string() + " is no key");
+        throw Failure(ENCODING_NO_KEY, path.string() + " is damaged; remove it first");
     }
 }
 
