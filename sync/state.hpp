@@ -98,8 +98,11 @@ struct StateChange {
 // For one thread. What cannot be read or written is an Error of Kind::local that names the file.
 class State {
 public:
+    // A damaged one is set aside so that the folder can be paired anew, which the failure says.
+    enum class Damaged : bool { isLeft, isSetAside };
     // Made, if it is not there. One that a later quillon wrote is refused with a sentence.
-    static Result<State> open(const std::filesystem::path& directory);
+    static Result<State> open(const std::filesystem::path& directory,
+                              Damaged damaged = Damaged::isSetAside);
 
     // By names such as "url" and "folder".
     Result<std::optional<std::string>> setting(std::string_view name) const;
@@ -125,9 +128,16 @@ public:
     Result<void> commit(StateChange& change);
 
 private:
-    explicit State(Database database) : database_(std::move(database)) {}
+    State(std::filesystem::path path, Database database, Damaged damaged)
+        : path_(std::move(path)), database_(std::move(database)), damaged_(damaged) {}
+    // What body gives, to which the database is handed.
+    template <class Body>
+    auto use(Body&& body) const;
+    Error setAside(const DamagedDatabase& damage) const;
 
-    Database database_;
+    std::filesystem::path path_;
+    mutable std::optional<Database> database_;  // nothing once it was damaged
+    Damaged damaged_;
 };
 
 }  // namespace quillon::sync

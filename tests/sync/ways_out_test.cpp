@@ -1,0 +1,68 @@
+// What is in a person's way, and what they are told to do about it.
+#include <algorithm>
+
+#include "tests/cli/faulty_proxy.hpp"
+#include "tests/sync/pair_test.hpp"
+
+namespace quillon::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+class WaysOut : public PairTest {
+protected:
+    WaysOut() {
+        for (const char* name : {"d/a", "d/b.tmp", "e/f", "q.csv"})
+            write(folder("ann") / name, std::string("old ") + name);
+        proxy.on("*", "*", faultyHandler(server, Fault::none, countdown(0)));
+        tells({"sync", "-y", "-q", "-x", "*.tmp", folder("ann"), proxy.url("t/")}, 0, "");
+        EXPECT_EQ(sync("ann").exitCode, exitDone);
+    }
+    void tells(Arguments arguments, int exitCode, const std::string& text) const {
+        support::Command all = commandOf("ann", std::move(arguments));
+        all.directory = folder("ann");
+        const auto outcome = support::run(all);
+        const std::string told = outcome.output + outcome.errors;
+        EXPECT_EQ(outcome.exitCode, exitCode) << told;
+        EXPECT_NE(told.find(text), std::string::npos) << told;
+    }
+    std::string here(const std::string& name) const {
+        return support::readFile(folder("ann") / name);
+    }
+    std::string thereIs(const std::string& name) const { return support::readFile(there() / name); }
+    fs::path state() const {
+        for (const auto& each : fs::recursive_directory_iterator(home / "ann/quillon/sync"))
+            if (each.path().filename() == "state.db") return each.path();
+        return {};
+    }
+
+    support::ScriptedServer proxy;
+};
+
+// What both had is not known any more: nothing goes on either side, and nothing is overwritten.
+TEST_F(WaysOut, aDamagedStateIsSetAsideAndPairedAnew) {
+    write(folder("ann") / "q.csv", "mine");
+    ASSERT_LT(storeThere("q.csv", "theirs"), 300);
+    ASSERT_LT(ask("DELETE", "d/a"), 300);
+    fs::remove(folder("ann") / "e/f");
+    for (const bool isWhole : {false, true}) {
+        const fs::path file = state();
+        // Either of its first page, or of all but that.
+        std::string bytes = support::readFile(file);
+        if (isWhole) std::fill(bytes.begin() + 4096, bytes.end(), 'x');
+        support::writeFile(file, isWhole ? bytes : "damaged" + bytes.substr(7));
+        tells({isWhole ? "sync" : "status"}, exitLocal,
+              file.string() + (isWhole ? ".damaged-2." : ".damaged."));
+        tells({"sync"}, exitUsage, "is not paired");
+        tells({"sync", "-y", "-q", "-x", "*.tmp", ".", proxy.url("t/")}, exitChanged, "");
+        EXPECT_EQ(here("q.csv"), "mine");
+        EXPECT_EQ(thereIs("q.csv"), "theirs");
+        for (const char* name : {"d/a", "e/f"}) {
+            EXPECT_EQ(here(name), std::string("old ") + name);
+            EXPECT_EQ(thereIs(name), std::string("old ") + name);
+        }
+    }
+}
+
+}  // namespace
+}  // namespace quillon::cli
