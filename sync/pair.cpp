@@ -80,10 +80,8 @@ Result<void> checkNotNested(const fs::path& folder) {
         above = above.parent_path();
         if (isPaired(above)) return nestedError(folder, above);
     }
-    std::error_code none;
-    for (const fs::directory_entry& each : fs::directory_iterator(pairsDirectory(), none)) {
-        if (!fs::exists(each.path() / stateName, none)) continue;
-        const Result<State> state = State::open(each.path());
+    for (const fs::path& each : stateDirectories()) {
+        const Result<State> state = State::open(each, State::Damaged::isLeft);
         if (!state) continue;
         const Result<std::optional<std::string>> other = state->setting("folder");
         if (other && *other && isBelow(**other, folder)) return nestedError(folder, **other);
@@ -107,6 +105,17 @@ Result<Pair> Pair::open(const fs::path& directory) {
     Result<std::optional<std::string>> folder = pair.state_.setting("folder");
     if (!folder) return std::move(folder).error();
     pair.folder_ = folder->value_or("");
+std::vector<fs::path> stateDirectories() {
+    std::vector<fs::path> directories;
+    std::error_code none;
+    for (fs::directory_iterator each(pairsDirectory(), none), end; !none && each != end;
+         each.increment(none)) {
+        std::error_code unseen;
+        if (fs::exists(each->path() / stateName, unseen)) directories.push_back(each->path());
+    }
+    return directories;
+}
+
     Result<std::optional<std::string>> rules = pair.state_.setting("rules");
     if (!rules) return std::move(rules).error();
     pair.rules_ = split(rules->value_or(""));

@@ -63,6 +63,9 @@ private:
     State state_;
 };
 
+// Of the states of all pairs, as far as they can be listed.
+std::vector<std::filesystem::path> stateDirectories();
+
 // Where contents of all pairs are kept.
 std::filesystem::path storeDirectory();
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <limits>
 #include <utility>
 
 #include "client/memory/file_note.hpp"
@@ -41,8 +42,9 @@ bool isThere(const fs::path& path) {
     return access(path.c_str(), F_OK) == 0;
 }
 
-int64_t longAgo(std::chrono::hours longest) {
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
+// Since 1970, in nanoseconds.
+int64_t longAgo(std::chrono::hours longest, Time theirs) {
+    const auto now = std::clamp(theirs, Time(), timeNow()).time_since_epoch();
     return std::chrono::nanoseconds(now - longest).count();
 }
 
@@ -245,8 +247,9 @@ CheckedLate Store::checkLate(const std::vector<LateFile>& late) {
     return checked;
 }
 
-void Store::prune() {
-    const int64_t oldest = longAgo(limits_.longest);
+void Store::prune(std::optional<Time> theirs) {
+    const int64_t oldest =
+        theirs ? longAgo(limits_.longest, *theirs) : std::numeric_limits<int64_t>::min();
     dropStored(chooseDropped(listKept(directory_), taken_, limits_.mostBytes, oldest));
     const fs::path common = commonIn(directory_);
     dropStored(chooseDropped(listStored(common), {}, limits_.mostCommonBytes, oldest));

@@ -293,7 +293,7 @@ private:
             if (Result<void> written = state.set(name, *value); !written) return written;
         }
         if (run_ == 0) return {};
-        store_.prune();
+        store_.prune(view.asked);
         return state.forgetRuns(runsKept);
     }
 

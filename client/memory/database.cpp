@@ -2,11 +2,13 @@
 
 #include <fcntl.h>
 #include <sqlite3.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <utility>
 
 #include "platform/base/descriptor.hpp"
+#include "platform/base/system_failure.hpp"
 #include "platform/files/directories.hpp"
 #include "platform/files/rename.hpp"
 #include "platform/files/wait_for_lock.hpp"
@@ -38,6 +40,22 @@ fs::path freeNameBeside(const fs::path& path) {
     }
 }
 
+// Not by opening it: who closes it again gives up the locks of all connections of this process.
+// False: nothing is there.
+bool isWritable(const fs::path& path) {
+    if (faccessat(AT_FDCWD, path.c_str(), R_OK | W_OK, AT_EACCESS) == 0) return true;
+    if (errno == ENOENT) return false;
+    vxhost::throwSystemFailure(errno, "Cannot write " + path.string());
+}
+
+// With the mode that the files beside it get, too. True, also where somebody else was faster.
+bool make(const fs::path& path) {
+    const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (file < 0 && errno == EEXIST) return true;
+    (void)vxhost::Descriptor(file, "Cannot write " + path.string());
+    return true;
+}
+
 }  // namespace
 
 std::optional<fs::path> setAsideDamaged(const fs::path& path) {
@@ -62,11 +80,7 @@ void Database::Closer::operator()(sqlite3* database) const {
 std::optional<Database> Database::open(fs::path path, std::string what, Missing missing) {
     if (missing == Missing::made) vxhost::makePrivateDirectories(path.parent_path());
     vxhost::checkOwnDirectory(path.parent_path());
-    // With the mode that the files beside it get, too.
-    const int create = missing == Missing::made ? O_CREAT : 0;
-    const int file = ::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | create, 0600);
-    if (file < 0 && errno == ENOENT) return std::nullopt;
-    (void)vxhost::Descriptor(file, "Cannot write " + path.string());
+    if (!isWritable(path) && !(missing == Missing::made && make(path))) return std::nullopt;
     // SQLite would refuse a link above the directory, too, such as that of a home.
     std::error_code none;
     const fs::path directory = fs::canonical(path.parent_path(), none);

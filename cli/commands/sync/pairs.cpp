@@ -7,7 +7,6 @@
 
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/suggestion.hpp"
-#include "platform/base/ascii.hpp"
 #include "platform/text/url.hpp"
 
 namespace quillon::cli {
@@ -120,21 +119,6 @@ std::string_view reasonOf(sync::Conflict conflict) {
             return "a folder on one side, a file on the other";
     }
     return "";
-}
-
-Result<sync::StoreLimits> limitsOf(const sync::Pair& pair) {
-    sync::StoreLimits limits;
-    const Result<std::optional<std::string>> bytes = pair.state().setting("keep-size");
-    if (!bytes) return bytes.error();
-    if (const auto number = vxhost::parseNumber<uint64_t>(bytes->value_or(""))) {
-        limits.mostBytes = *number;
-    }
-    const Result<std::optional<std::string>> days = pair.state().setting("keep-days");
-    if (!days) return days.error();
-    if (const auto number = vxhost::parseNumber<uint32_t>(days->value_or(""))) {
-        limits.longest = std::chrono::hours(24) * *number;
-    }
-    return limits;
 }
 
 }  // namespace quillon::cli

@@ -32,7 +32,4 @@ std::string folderFrom(const std::string& start, const std::string& word = {});
 std::string_view wordOf(sync::Act act, bool planned);
 std::string_view reasonOf(sync::Conflict conflict);
 
-// How much is kept of what is replaced, as the pair says.
-Result<sync::StoreLimits> limitsOf(const sync::Pair& pair);
-
 }  // namespace quillon::cli

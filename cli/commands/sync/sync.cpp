@@ -21,6 +21,7 @@
 #include "cli/terminal/format.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
+#include "sync/pair_limits.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -173,7 +174,7 @@ int runPair(Session& session, const SyncChoice& choice, sync::Pair& pair,
     SyncTeller teller(session, choice);
     if (!root) return report("synchronise with", pair.url(), root.error());
     const Result<void> set = applySettings(pair, choice);
-    const Result<sync::StoreLimits> limits = limitsOf(pair);
+    const Result<sync::StoreLimits> limits = sync::limitsOf(pair.state());
     if (!set || !limits)
         return report("use the pair of", pair.folder().string(),
                       set ? limits.error() : set.error());

@@ -11,6 +11,7 @@
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
 #include "platform/base/ascii.hpp"
+#include "sync/pair_limits.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -31,7 +32,7 @@ int runUndo(Session& session, const UndoChoice& choice) {
     if (!pair) return report("undo a run of", folder, pair.error());
     const Result<Address> root = collectionOf(*pair, session);
     if (!root) return report("undo a run of", pair->url(), root.error());
-    const Result<sync::StoreLimits> limits = limitsOf(*pair);
+    const Result<sync::StoreLimits> limits = sync::limitsOf(pair->state());
     if (!limits) return report("undo a run of", folder, limits.error());
     int code = exitDone;
     sync::SyncOptions options;
