@@ -74,6 +74,20 @@ Error nestedError(const fs::path& folder, const fs::path& other) {
                                   other.string(), folder.string()));
 }
 
+// What quillon notes while it runs would be a change of the folder each time.
+Result<void> checkNotOurs(const fs::path& folder) {
+    for (fs::path at = folder;; at = at.parent_path()) {
+        std::error_code none;
+        if (fs::equivalent(at, stateDirectory(), none)) {
+            return localError(Kind::usage,
+                              fmt::format("quillon notes things for itself in {}, which cannot be "
+                                          "paired, nor can what is in it.",
+                                          at.string()));
+        }
+        if (at == at.root_path()) return {};
+    }
+}
+
 // A pair above the folder, or in it.
 Result<void> checkNotNested(const fs::path& folder) {
     for (fs::path above = folder; above != above.root_path();) {
@@ -91,6 +105,17 @@ Result<void> checkNotNested(const fs::path& folder) {
 
 }  // namespace
 
+std::vector<fs::path> stateDirectories() {
+    std::vector<fs::path> directories;
+    std::error_code none;
+    for (fs::directory_iterator each(pairsDirectory(), none), end; !none && each != end;
+         each.increment(none)) {
+        std::error_code unseen;
+        if (fs::exists(each->path() / stateName, unseen)) directories.push_back(each->path());
+    }
+    return directories;
+}
+
 fs::path storeDirectory() {
     return pairsDirectory() / "store";
 }
@@ -105,17 +130,6 @@ Result<Pair> Pair::open(const fs::path& directory) {
     Result<std::optional<std::string>> folder = pair.state_.setting("folder");
     if (!folder) return std::move(folder).error();
     pair.folder_ = folder->value_or("");
-std::vector<fs::path> stateDirectories() {
-    std::vector<fs::path> directories;
-    std::error_code none;
-    for (fs::directory_iterator each(pairsDirectory(), none), end; !none && each != end;
-         each.increment(none)) {
-        std::error_code unseen;
-        if (fs::exists(each->path() / stateName, unseen)) directories.push_back(each->path());
-    }
-    return directories;
-}
-
     Result<std::optional<std::string>> rules = pair.state_.setting("rules");
     if (!rules) return std::move(rules).error();
     pair.rules_ = split(rules->value_or(""));
@@ -145,6 +159,7 @@ Result<Pair> Pair::make(const fs::path& folder, const Address& collection,
                         const FilterRules& rules) {
     const Result<fs::path> real = realPath(folder);
     if (!real) return real.error();
+    if (Result<void> free = checkNotOurs(*real); !free) return std::move(free).error();
     if (Result<void> free = checkNotNested(*real); !free) return std::move(free).error();
     const fs::path directory = directoryOf(*real);
     const Result<void> made = caught([&]() -> Result<void> {

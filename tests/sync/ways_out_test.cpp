@@ -64,5 +64,10 @@ TEST_F(WaysOut, aDamagedStateIsSetAsideAndPairedAnew) {
     }
 }
 
+TEST_F(WaysOut, whatQuillonNotesIsNotPaired) {
+    for (const char* name : {"ann/quillon", "ann/quillon/sync/store"})
+        tells({"sync", "-y", home / name, proxy.url("n/")}, exitUsage, "cannot be paired");
+}
+
 }  // namespace
 }  // namespace quillon::cli
