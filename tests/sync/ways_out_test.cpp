@@ -39,6 +39,30 @@ protected:
     support::ScriptedServer proxy;
 };
 
+// A copy of theirs that was edited is theirs no more, and stays.
+TEST_F(WaysOut, theirsIsFetchedOnceMore) {
+    write(folder("ann") / "q.csv", "mine");
+    ASSERT_LT(storeThere("q.csv", "theirs"), 300);
+    EXPECT_EQ(sync("ann").exitCode, exitChanged);
+    const auto copies = [this] {
+        std::set<std::string> contents;
+        for (const auto& [path, content] : filesIn(folder("ann")))
+            if (path.starts_with("q (theirs, ")) contents.insert(content);
+        return contents;
+    };
+    for (const auto& entry : fs::directory_iterator(folder("ann")))
+        if (entry.path().filename().string().starts_with("q (theirs")) write(entry, "edited");
+    tells({"resolve", "--theirs", "q.csv"}, exitChanged, "fetches theirs once more");
+    EXPECT_EQ(sync("ann").exitCode, exitChanged);
+    EXPECT_EQ(copies(), (std::set<std::string>{"edited", "theirs"}));
+    EXPECT_EQ(sync("ann").exitCode, exitChanged);
+    EXPECT_EQ(filesIn(there()).size(), 5u) << "a copy of theirs was sent";
+    tells({"resolve", "--theirs", "q.csv"}, exitDone, "it is theirs now");
+    EXPECT_EQ(here("q.csv"), "theirs");
+    EXPECT_EQ(copies(), (std::set<std::string>{"edited"}));
+    nothingIsLost({"mine", "edited", "theirs"});
+}
+
 // What both had is not known any more: nothing goes on either side, and nothing is overwritten.
 TEST_F(WaysOut, aDamagedStateIsSetAsideAndPairedAnew) {
     write(folder("ann") / "q.csv", "mine");
