@@ -63,6 +63,23 @@ TEST_F(WaysOut, theirsIsFetchedOnceMore) {
     nothingIsLost({"mine", "edited", "theirs"});
 }
 
+TEST_F(WaysOut, whatIsLeftOutKeepsItsCollection) {
+    ASSERT_LT(storeThere("d/b.tmp", "theirs"), 300);
+    fs::remove_all(folder("ann") / "d");
+    tells({"sync"}, 0, "d/ stays on the server, for it holds what is left out");
+    tells({"sync"}, 0, "both sides are the same");
+    EXPECT_EQ(sync("ann").errors, "");
+    EXPECT_EQ(thereIs("d/b.tmp"), "theirs");
+    EXPECT_FALSE(fs::exists(there() / "d/a") || fs::exists(folder("ann") / "d"));
+    ASSERT_LT(storeThere("d/new", "new"), 300);
+    tells({"sync"}, 0, "1 fetched, 1 made here");
+    EXPECT_EQ(here("d/new"), "new");
+    fs::remove_all(folder("ann") / "d");
+    ASSERT_LT(ask("DELETE", "d/b.tmp"), 300);
+    tells({"sync"}, 0, "2 removed there");
+    EXPECT_FALSE(fs::exists(there() / "d"));
+}
+
 // What both had is not known any more: nothing goes on either side, and nothing is overwritten.
 TEST_F(WaysOut, aDamagedStateIsSetAsideAndPairedAnew) {
     write(folder("ann") / "q.csv", "mine");
@@ -86,6 +103,13 @@ TEST_F(WaysOut, aDamagedStateIsSetAsideAndPairedAnew) {
             EXPECT_EQ(thereIs(name), std::string("old ") + name);
         }
     }
+}
+
+TEST_F(WaysOut, whyNothingIsRemovedIsNamed) {
+    fs::remove(folder("ann") / "q.csv");
+    proxy.on("PROPFIND", "/t/e/", support::Answer(500));
+    tells({"sync"}, exitChanged, "Nothing is removed, since e on the server could not be seen.\n");
+    EXPECT_TRUE(fs::exists(there() / "q.csv"));
 }
 
 TEST_F(WaysOut, whatQuillonNotesIsNotPaired) {
