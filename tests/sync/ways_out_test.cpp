@@ -105,6 +105,21 @@ TEST_F(WaysOut, aDamagedStateIsSetAsideAndPairedAnew) {
     }
 }
 
+TEST_F(WaysOut, whatIsOfAnotherKindNowIsNotUndone) {
+    ASSERT_LT(ask("DELETE", "e/"), 300);
+    fs::remove(folder("ann") / "q.csv");
+    fs::remove_all(folder("ann") / "d");
+    tells({"sync", "--delete-many"}, 0, "");
+    write(folder("ann") / "e", "a file");
+    write(folder("ann") / "q.csv/in", "in a folder");
+    write(folder("ann") / "d", "a file");
+    EXPECT_EQ(sync("ann").exitCode, exitDone);
+    tells({"undo"}, exitChanged, "e is a file now");
+    tells({"undo"}, exitChanged, "q.csv is a folder now");
+    tells({"undo"}, exitChanged, "d is a file now");
+    EXPECT_EQ(thereIs("e") + thereIs("q.csv/in") + thereIs("d"), "a filein a foldera file");
+}
+
 TEST_F(WaysOut, whyNothingIsRemovedIsNamed) {
     fs::remove(folder("ann") / "q.csv");
     proxy.on("PROPFIND", "/t/e/", support::Answer(500));

@@ -77,8 +77,9 @@ void addUndo(CommandDefinition program, Invocation& invocation) {
     command.setFooter(
         "What was replaced or removed here or there comes back to where it was, and goes to the\n"
         "other side with the next quillon sync. What has changed since stays as it is, which is\n"
-        "said, and the exit code is 6 then. What is in the way is kept, so that an undo can be\n"
-        "undone.\n\n"
+        "said, and the exit code is 6 then; so does what is in the way, as a folder where a file "
+        "was.\n"
+        "What an undo replaces is kept, so that it can be undone.\n\n"
         "Examples:\n"
         "  quillon undo\n"
         "  quillon undo 12 -C ~/Plans\n");
