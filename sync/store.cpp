@@ -106,7 +106,8 @@ Result<void> Store::reserve(uint64_t bytes) {
     }
     return localError(Kind::local,
                       fmt::format("The store {} holds {} bytes at most: {} more have no room "
-                                  "beside what this run put there.",
+                                  "beside what this run put there. quillon sync --keep-size SIZE "
+                                  "makes it larger, --no-keep keeps nothing of what it replaces.",
                                   directory_.string(), limits_.mostBytes, bytes));
 }
 
