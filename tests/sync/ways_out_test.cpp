@@ -76,13 +76,17 @@ TEST_F(WaysOut, whatIsLeftOutKeepsItsCollection) {
     EXPECT_EQ(here("d/new"), "new");
     fs::remove_all(folder("ann") / "d");
     ASSERT_LT(ask("DELETE", "d/b.tmp"), 300);
-    tells({"sync"}, 0, "2 removed there");
+    tells({"sync"}, 0, "1 removed there");
     EXPECT_FALSE(fs::exists(there() / "d"));
 }
 
 // What both had is not known any more: nothing goes on either side, and nothing is overwritten.
 TEST_F(WaysOut, aDamagedStateIsSetAsideAndPairedAnew) {
     write(folder("ann") / "q.csv", "mine");
+    write(folder("ann") / "d", "a file");
+    tells({"sync"}, exitNetwork, "d:\n  It stays, for it holds what is left out");
+    EXPECT_EQ(here("d") + thereIs("d/b.tmp"), "a filetheirs");
+    fs::remove(folder("ann") / "d");
     ASSERT_LT(storeThere("q.csv", "theirs"), 300);
     ASSERT_LT(ask("DELETE", "d/a"), 300);
     fs::remove(folder("ann") / "e/f");
