@@ -63,6 +63,14 @@ TEST_F(WaysOut, theirsIsFetchedOnceMore) {
     nothingIsLost({"mine", "edited", "theirs"});
 }
 
+TEST_F(WaysOut, whatTheStoreCannotHoldNamesTheOptions) {
+    ASSERT_LT(storeThere("q.csv", "theirs"), 300);
+    tells({"sync", "--keep-size", "1"}, exitNetwork,
+          "quillon sync --keep-size SIZE makes it larger");
+    EXPECT_EQ(here("q.csv"), "old q.csv");
+    tells({"sync", "--no-keep"}, exitDone, "1 fetched");
+}
+
 TEST_F(WaysOut, whatIsLeftOutKeepsItsCollection) {
     ASSERT_LT(storeThere("d/b.tmp", "theirs"), 300);
     fs::remove_all(folder("ann") / "d");
