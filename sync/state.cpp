@@ -169,9 +169,10 @@ Result<std::vector<LateFile>> State::late() const {
     return use(readingAll("SELECT * FROM late ORDER BY name", readLate));
 }
 
-Result<int64_t> State::beginRun(Time when) {
+Result<int64_t> State::beginRun(Time when, int64_t undoes) {
     return use([&](const Database& database) -> Result<int64_t> {
-        Statement(database, "INSERT INTO runs VALUES (NULL, ?)").run(millisecondsOf(when));
+        Statement(database, "INSERT INTO runs VALUES (NULL, ?, ?)")
+            .run(millisecondsOf(when), undoes);
         return database.lastRow();
     });
 }
@@ -195,6 +196,12 @@ Result<void> State::commit(StateChange& change) {
     return use([&](const Database& database) -> Result<void> {
         Transaction transaction(database);
         writeChange(database, change);
+Result<std::vector<int64_t>> State::undoingRuns() const {
+    return use(readingAll(
+        "SELECT id FROM runs WHERE undoes > 0",
+        +[](const Statement& row) { return row.number(0); }));
+}
+
         transaction.commit();
         return {};
     });

@@ -119,8 +119,10 @@ public:
     Result<void> setCompared(const std::vector<KnownVersion>& compared);
     Result<std::vector<LateFile>> late() const;
 
-    Result<int64_t> beginRun(Time when);  // its number
-    Result<int64_t> lastRun() const;      // 0: there was none
+    // Its number. undoes: that of the run that it takes back; 0: of none.
+    Result<int64_t> beginRun(Time when, int64_t undoes = 0);
+    Result<std::vector<int64_t>> undoingRuns() const;
+    Result<int64_t> lastRun() const;  // 0: there was none
     // Runs but for the last so many, and what they did, are forgotten.
     Result<void> forgetRuns(int64_t keep);
 

@@ -78,7 +78,7 @@ public:
           facts_(remote, pair.url()) {}
 
     Task<Result<SyncEnd>> run(std::vector<Deed> deeds) {
-        const Result<int64_t> run = pair_.state().beginRun(timeNow());
+        const Result<int64_t> run = pair_.state().beginRun(timeNow(), deeds.front().run);
         if (!run) co_return run.error();
         run_ = *run;
         std::reverse(deeds.begin(), deeds.end());  // the last is taken back first

@@ -139,6 +139,7 @@ TEST_F(PairCommands, whatWasReplacedComesBack) {
            {{"undo", "-1"}, 2, ""},
            {{"undo", "18446744073709551617"}, 2, "number of a run"},
            {{"undo"}, 0, "given back there d/b"}});
+    check({{{"log"}, 0, "given back there d/b"}});
     EXPECT_EQ(thereIs("d/a"), "old d/a");
     EXPECT_EQ(thereIs("d/b"), "old d/b");
     check({{{"sync"}, 0, "2 fetched"}});

@@ -107,6 +107,10 @@ std::string_view wordOf(Act act, bool planned) {
     return "";
 }
 
+std::string_view wordOfGivenBack(Act act) {
+    return act == Act::store || act == Act::removeThere ? "given back there" : "given back here";
+}
+
 std::string_view reasonOf(sync::Conflict conflict) {
     switch (conflict) {
         case sync::Conflict::none:

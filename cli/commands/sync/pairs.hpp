@@ -31,5 +31,7 @@ std::string folderFrom(const std::string& start, const std::string& word = {});
 // "fetched"; planned: "fetch".
 std::string_view wordOf(sync::Act act, bool planned);
 std::string_view reasonOf(sync::Conflict conflict);
+// "given back here"; act: that was undone, or that undoes it.
+std::string_view wordOfGivenBack(sync::Act act);
 
 }  // namespace quillon::cli

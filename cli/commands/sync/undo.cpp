@@ -21,11 +21,6 @@ struct UndoChoice {
     std::string start;
 };
 
-std::string_view wordOfUndone(sync::Act act) {
-    return act == sync::Act::store || act == sync::Act::removeThere ? "given back there"
-                                                                    : "given back here";
-}
-
 int runUndo(Session& session, const UndoChoice& choice) {
     const std::string folder = folderFrom(choice.start);
     Result<sync::Pair> pair = findPair(folder);
@@ -39,7 +34,7 @@ int runUndo(Session& session, const UndoChoice& choice) {
     options.limits = *limits;
     options.tell = [&code](const sync::SyncEvent& event) {
         if (!event.error) {
-            printOut("{} {}\n", wordOfUndone(event.act), forOutput(event.path));
+            printOut("{} {}\n", wordOfGivenBack(event.act), forOutput(event.path));
             return;
         }
         const int its = report("give back", event.path, *event.error);
