@@ -36,6 +36,12 @@ bool isOurState(const LocalEntry& folder) {
     return own && folder.device == own->device && folder.inode == own->inode;
 }
 
+// For who is told the path before it.
+std::string whyOf(const Error& error, const std::string& path) {
+    const std::string& why = error.sentences.front();
+    return why.starts_with(path + ": ") ? "It cannot be read" + why.substr(path.size()) : why;
+}
+
 class Scanning {
 public:
     Scanning(const LocalFolder& folder, const Filter& filter, const std::set<std::string>& copies)
@@ -67,7 +73,7 @@ private:
         const auto at = scan_.tree.insert_or_assign(path, std::move(node)).first;
         if (at->second.kind != NodeKind::folder) return;
         if (const Result<void> inner = scan(path); !inner) {
-            at->second = {NodeKind::blocked, {}, inner.error().sentences.front()};
+            at->second = {NodeKind::blocked, {}, whyOf(inner.error(), path)};
             noteUnseen(path);
         }
     }
