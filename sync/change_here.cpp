@@ -1,5 +1,7 @@
 #include "sync/change_here.hpp"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -28,8 +30,12 @@ public:
         return [this](const vxhost::Descriptor& folder, const std::string& hidden) -> Result<void> {
             Result<void> taken =
                 takeInto(work_.store, path_, old_, work_.journal.next())(folder, hidden);
-            isStranded_ = !taken;
-            return taken;
+            if (taken) return taken;
+            isStranded_ = true;
+            return localError(taken.error().kind,
+                              fmt::format("It is done, but what was there waits in {}, and goes to "
+                                          "the store with the next run: {}",
+                                          hidden, taken.error().sentences.front()));
         };
     }
     bool isStranded() const { return isStranded_; }
