@@ -120,8 +120,9 @@ fs::path storeDirectory() {
     return pairsDirectory() / "store";
 }
 
-Result<Pair> Pair::open(const fs::path& directory) {
-    Result<State> state = State::open(directory);
+Result<Pair> Pair::open(const fs::path& directory, Purpose purpose) {
+    Result<State> state =
+        purpose == Purpose::look ? State::openToLook(directory) : State::open(directory);
     if (!state) return std::move(state).error();
     Pair pair(directory, std::move(*state));
     Result<std::optional<std::string>> url = pair.state_.setting("url");
@@ -136,7 +137,7 @@ Result<Pair> Pair::open(const fs::path& directory) {
     return pair;
 }
 
-Result<std::optional<Pair>> Pair::find(const fs::path& folder) {
+Result<std::optional<Pair>> Pair::find(const fs::path& folder, Purpose purpose) {
     Result<fs::path> real = realPath(folder);
     if (!real) {  // one that is gone can still be forgotten
         std::error_code none;
@@ -146,7 +147,7 @@ Result<std::optional<Pair>> Pair::find(const fs::path& folder) {
     }
     for (fs::path at = *real;; at = at.parent_path()) {
         if (isPaired(at)) {
-            Result<Pair> pair = open(directoryOf(at));
+            Result<Pair> pair = open(directoryOf(at), purpose);
             if (!pair) return std::move(pair).error();
             if (pair->url_.empty()) return std::optional<Pair>();  // it was never made whole
             return std::optional(std::move(*pair));
@@ -178,7 +179,7 @@ Result<Pair> Pair::make(const fs::path& folder, const Address& collection,
             return std::move(written).error();
         }
     }
-    return open(directory);
+    return open(directory, Purpose::change);
 }
 
 Result<Address> Pair::collection() const {
@@ -217,7 +218,7 @@ std::optional<std::string> Pair::pathOf(const fs::path& typed) const {
 
 Result<vxhost::Descriptor> Pair::hold() const {
     return caught([&]() -> Result<vxhost::Descriptor> {
-        vxhost::Descriptor lock(directory_ / "lock", O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
+        vxhost::Descriptor lock(directory_ / "lock", O_RDONLY | O_CREAT | O_NOFOLLOW, 0600);
         if (flock(lock.number(), LOCK_EX | LOCK_NB) == 0) return lock;
         if (errno != EWOULDBLOCK) vxhost::throwSystemFailure(errno, "Cannot lock the pair");
         return localError(Kind::locked, "Another quillon is at work on this pair. Wait for it.");

@@ -10,6 +10,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr const char* databaseName = "state.db";
+constexpr const char* databaseHolds = "The notes of the pair";
+
 template <class Row>
 std::vector<Row> readRows(Statement& statement, Row (*read)(const Statement&)) {
     std::vector<Row> rows;
@@ -82,20 +85,36 @@ Error State::setAside(const DamagedDatabase& damage) const {
 }
 
 Result<State> State::open(const fs::path& directory, Damaged damaged) {
-    const fs::path path = directory / "state.db";
+    const fs::path path = directory / databaseName;
     Result<State> state = caught([&]() -> Result<State> {
-        return State(path, *Database::open(path, "The notes of the pair", Database::Missing::made),
-                     damaged);
+        return State(path, *Database::open(path, databaseHolds, Database::Missing::made), damaged);
     });
     if (!state) return state;
-    const Result<void> prepared = state->use([](const Database& database) -> Result<void> {
+    Result<void> prepared = state->prepare();
+    if (!prepared) return std::move(prepared).error();
+    return state;
+}
+
+Result<State> State::openToLook(const fs::path& directory) {
+    Result<State> state = open(directory);
+    if (state) return state;
+    const fs::path path = directory / databaseName;
+    auto database = caught([&]() -> Result<std::optional<Database>> {
+        return Database::openUnwritable(path, databaseHolds, state.error().sentences.front());
+    });
+    if (!database || !*database) return state;
+    State looked(path, std::move(**database), Damaged::isLeft);
+    if (!looked.prepare()) return state;
+    return looked;
+}
+
+Result<void> State::prepare() const {
+    return use([](const Database& database) -> Result<void> {
         // As durable without WAL, too, where a file system cannot have that.
         database.execute("PRAGMA synchronous=EXTRA");
         database.prepareTables(stateTables);
         return {};
     });
-    if (!prepared) return prepared.error();
-    return state;
 }
 
 Result<std::optional<std::string>> State::setting(std::string_view name) const {
@@ -177,6 +196,12 @@ Result<int64_t> State::beginRun(Time when, int64_t undoes) {
     });
 }
 
+Result<std::vector<int64_t>> State::undoingRuns() const {
+    return use(readingAll(
+        "SELECT id FROM runs WHERE undoes > 0",
+        +[](const Statement& row) { return row.number(0); }));
+}
+
 Result<int64_t> State::lastRun() const {
     return use(readingNumber("SELECT max(id) FROM runs"));
 }
@@ -196,12 +221,6 @@ Result<void> State::commit(StateChange& change) {
     return use([&](const Database& database) -> Result<void> {
         Transaction transaction(database);
         writeChange(database, change);
-Result<std::vector<int64_t>> State::undoingRuns() const {
-    return use(readingAll(
-        "SELECT id FROM runs WHERE undoes > 0",
-        +[](const Statement& row) { return row.number(0); }));
-}
-
         transaction.commit();
         return {};
     });

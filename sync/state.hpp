@@ -103,6 +103,8 @@ public:
     // Made, if it is not there. One that a later quillon wrote is refused with a sentence.
     static Result<State> open(const std::filesystem::path& directory,
                               Damaged damaged = Damaged::isSetAside);
+    // The same for who changes nothing, also where its disk is full or cannot be written.
+    static Result<State> openToLook(const std::filesystem::path& directory);
 
     // By names such as "url" and "folder".
     Result<std::optional<std::string>> setting(std::string_view name) const;
@@ -135,6 +137,7 @@ private:
     // What body gives, to which the database is handed.
     template <class Body>
     auto use(Body&& body) const;
+    Result<void> prepare() const;
     Error setAside(const DamagedDatabase& damage) const;
 
     std::filesystem::path path_;

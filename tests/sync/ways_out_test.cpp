@@ -83,6 +83,10 @@ TEST_F(WaysOut, whatIsLeftOutKeepsItsCollection) {
     tells({"sync"}, 0, "1 fetched, 1 made here");
     EXPECT_EQ(here("d/new"), "new");
     fs::remove_all(folder("ann") / "d");
+    write(folder("ann") / "d", "a file");
+    tells({"sync"}, exitNetwork, "d:\n  It stays, for it holds what is left out");
+    EXPECT_EQ(here("d") + thereIs("d/b.tmp"), "a filetheirs");
+    fs::remove(folder("ann") / "d");
     ASSERT_LT(ask("DELETE", "d/b.tmp"), 300);
     tells({"sync"}, 0, "1 removed there");
     EXPECT_FALSE(fs::exists(there() / "d"));
@@ -91,10 +95,6 @@ TEST_F(WaysOut, whatIsLeftOutKeepsItsCollection) {
 // What both had is not known any more: nothing goes on either side, and nothing is overwritten.
 TEST_F(WaysOut, aDamagedStateIsSetAsideAndPairedAnew) {
     write(folder("ann") / "q.csv", "mine");
-    write(folder("ann") / "d", "a file");
-    tells({"sync"}, exitNetwork, "d:\n  It stays, for it holds what is left out");
-    EXPECT_EQ(here("d") + thereIs("d/b.tmp"), "a filetheirs");
-    fs::remove(folder("ann") / "d");
     ASSERT_LT(storeThere("q.csv", "theirs"), 300);
     ASSERT_LT(ask("DELETE", "d/a"), 300);
     fs::remove(folder("ann") / "e/f");
@@ -137,6 +137,36 @@ TEST_F(WaysOut, whyNothingIsRemovedIsNamed) {
     proxy.on("PROPFIND", "/t/e/", support::Answer(500));
     tells({"sync"}, exitChanged, "Nothing is removed, since e on the server could not be seen.\n");
     EXPECT_TRUE(fs::exists(there() / "q.csv"));
+}
+
+TEST_F(WaysOut, whoOnlyLooksNeedsNoDiskToWriteOn) {
+    write(folder("ann") / "q.csv", "mine");
+    const struct {
+        Arguments arguments;
+        int exitCode;
+        const char* told;
+    } rows[] = {{{"status"}, 0, "changed here           q.csv"},
+                {{"sync", "-n"}, 0, " q.csv"},
+                {{"log"}, 0, "stored q.csv"},
+                {{"sync"}, exitLocal, "Read-only file system."}};
+    for (const auto& [arguments, exitCode, told] : rows) {
+        support::Command all = commandOf("ann", arguments);
+        all.directory = folder("ann");
+        const Arguments readOnly{
+            "unshare",
+            "-rm",
+            "sh",
+            "-c",
+            "mount --bind \"$0\" \"$0\" && mount -o remount,bind,ro \"$0\" && exec \"$@\"; exit 77",
+            home / "ann"};
+        all.arguments.insert(all.arguments.begin(), readOnly.begin(), readOnly.end());
+        const auto outcome = support::run(all);
+        const bool isUnshared = outcome.errors.find("unshare: ") == std::string::npos;
+        if (outcome.exitCode == 77 || !isUnshared) GTEST_SKIP() << outcome.errors;
+        EXPECT_EQ(outcome.exitCode, exitCode) << outcome.errors;
+        EXPECT_NE((outcome.output + outcome.errors).find(told), std::string::npos)
+            << outcome.output << outcome.errors;
+    }
 }
 
 TEST_F(WaysOut, whatQuillonNotesIsNotPaired) {

@@ -13,8 +13,8 @@ namespace quillon::cli {
 
 using sync::Act;
 
-Result<sync::Pair> findPair(const std::string& folder) {
-    Result<std::optional<sync::Pair>> pair = sync::Pair::find(folder);
+Result<sync::Pair> findPair(const std::string& folder, sync::Purpose purpose) {
+    Result<std::optional<sync::Pair>> pair = sync::Pair::find(folder, purpose);
     if (!pair) return std::move(pair).error();
     if (*pair) return std::move(**pair);
     return localError(Kind::usage,

@@ -154,7 +154,7 @@ int tellAll(const sync::Plan& plan, const std::vector<sync::Failed>& failures, b
 
 int runStatus(Session& session, const StatusChoice& choice) {
     const std::string folder = folderFrom(choice.start, choice.folder);
-    Result<sync::Pair> pair = findPair(folder);
+    Result<sync::Pair> pair = findPair(folder, sync::Purpose::look);
     if (!pair) return report("look at", folder, pair.error());
     const Result<Address> root = collectionOf(*pair, session);
     if (!root) return report("look at", pair->url(), root.error());

@@ -271,7 +271,9 @@ int runSync(Session& session, SyncChoice& choice) {
                       localError(Kind::usage, "--forget takes a folder alone, and no dry run."));
     }
     if (!choice.url.empty()) return runNew(session, choice);
-    Result<sync::Pair> pair = findPair(choice.folder);
+    const bool looks = choice.telling.dryRun;
+    Result<sync::Pair> pair =
+        findPair(choice.folder, looks ? sync::Purpose::look : sync::Purpose::change);
     if (!pair) return report("synchronise", choice.folder, pair.error());
     if (!choice.forgets) {
         return runPair(session, choice, *pair, collectionOf(*pair, session), false);
