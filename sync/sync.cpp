@@ -12,6 +12,7 @@
 #include "sync/apply.hpp"
 #include "sync/compare_contents.hpp"
 #include "sync/copies.hpp"
+#include "sync/foretell.hpp"
 #include "sync/held_pair.hpp"
 #include "sync/recover.hpp"
 #include "sync/scan.hpp"
@@ -97,7 +98,10 @@ private:
                                               "--delete-many removes it."
                                             : ""));
         }
-        if (options_.dryRun) co_return tellPlan(*plan);
+        if (options_.dryRun) {
+            const PlanOptions its{options_.direction, heldBack.why.empty(), mayMove_};
+            co_return tellPlan(foretell(std::move(*plan), its));
+        }
         if (isFirst && options_.confirm && !options_.confirm(*plan)) {
             end_.isDeclined = true;
             co_return Result<void>();
