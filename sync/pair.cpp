@@ -1,5 +1,6 @@
 #include "sync/pair.hpp"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/file.h>
 
@@ -218,7 +219,12 @@ std::optional<std::string> Pair::pathOf(const fs::path& typed) const {
 
 Result<vxhost::Descriptor> Pair::hold() const {
     return caught([&]() -> Result<vxhost::Descriptor> {
-        vxhost::Descriptor lock(directory_ / "lock", O_RDONLY | O_CREAT | O_NOFOLLOW, 0600);
+        const fs::path path = directory_ / "lock";
+        constexpr int flags = O_NOFOLLOW | O_CLOEXEC;
+        int number = ::open(path.c_str(), flags | O_RDWR | O_CREAT, 0600);
+        // NFS locks what can be written, and who only looks may have nothing of that.
+        if (number < 0 && errno == EROFS) number = ::open(path.c_str(), flags | O_RDONLY);
+        vxhost::Descriptor lock(number, "Cannot write " + path.string());
         if (flock(lock.number(), LOCK_EX | LOCK_NB) == 0) return lock;
         if (errno != EWOULDBLOCK) vxhost::throwSystemFailure(errno, "Cannot lock the pair");
         return localError(Kind::locked, "Another quillon is at work on this pair. Wait for it.");
