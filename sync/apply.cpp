@@ -7,6 +7,7 @@
 
 #include "sync/change_here.hpp"
 #include "sync/change_there.hpp"
+#include "sync/next_try.hpp"
 #include "sync/scan.hpp"
 
 namespace quillon::sync {
@@ -15,14 +16,6 @@ namespace {
 constexpr size_t mostActionsAhead =
     256;                            // more than a group of the journal, which waits for all of them
 constexpr size_t mostNotes = 1024;  // that wait in memory; what is not written waits on
-constexpr unsigned freeTries = 2;   // after which what fails waits
-constexpr std::chrono::minutes firstWait{1}, longestWait{60};
-
-Time nextTry(unsigned times) {
-    if (times <= freeTries) return timeNow();
-    const unsigned doublings = std::min(times - freeTries - 1, 6U);
-    return timeNow() + std::min<std::chrono::minutes>(firstWait * (1 << doublings), longestWait);
-}
 
 bool isMake(Act act) {
     return act == Act::makeHere || act == Act::makeThere;
@@ -113,7 +106,7 @@ private:
         // What somebody changed meanwhile is another matter the next time.
         const bool isOther = error.kind == Kind::changedHere || error.kind == Kind::changedOnServer;
         if (!isOther) failed.times = before == earlier_.end() ? 1 : before->second.times + 1;
-        failed.notBefore = nextTry(failed.times);
+        failed.notBefore = nextTry(failed.times, timeNow());
         work_.journal.next().failures.push_back(std::move(failed));
         SyncEvent event = eventOf(action);
         event.error = std::move(error);
@@ -130,6 +123,19 @@ private:
         work_.options.tell(event);
     }
 
+    // The last one of a file, on either side.
+    Time changeOf(const std::string& path) const {
+        Time changed{};
+        const HereNode* here = work_.here(path);
+        if (here && here->kind == NodeKind::file) {
+            const std::chrono::nanoseconds since(here->state.changedNs);
+            changed = Time(std::chrono::floor<Time::duration>(since));
+        }
+        const ThereNode* there = work_.there(path);
+        if (!there || there->kind != NodeKind::file) return changed;
+        return std::max(changed, there->state.modified.value_or(changed));
+    }
+
     // Whether it is to be tried now.
     bool mayTry(const Action& action) {
         if (isUndone(action.path) || isUndone(action.from)) {
@@ -138,7 +144,9 @@ private:
             return false;
         }
         const auto before = earlier_.find(action.path);
-        if (before == earlier_.end() || before->second.notBefore <= timeNow()) return true;
+        if (before == earlier_.end() || !waits(before->second, timeNow(), changeOf(action.path))) {
+            return true;
+        }
         ++applied_.failures;
         leaveUndone(action);
         SyncEvent event = eventOf(action);

@@ -1,10 +1,13 @@
 #include "sync/change_here.hpp"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <utility>
 
 #include "client/memory/file_note.hpp"
 #include "client/remote/conditions.hpp"
+#include "client/tree/known_file.hpp"
 #include "client/tree/new_file_taker.hpp"
 #include "sync/copy_path.hpp"
 #include "sync/replace_here.hpp"
@@ -27,8 +30,12 @@ public:
         return [this](const vxhost::Descriptor& folder, const std::string& hidden) -> Result<void> {
             Result<void> taken =
                 takeInto(work_.store, path_, old_, work_.journal.next())(folder, hidden);
-            isStranded_ = !taken;
-            return taken;
+            if (taken) return taken;
+            isStranded_ = true;
+            return localError(taken.error().kind,
+                              fmt::format("It is done, but what was there waits in {}, and goes to "
+                                          "the store with the next run: {}",
+                                          hidden, taken.error().sentences.front()));
         };
     }
     bool isStranded() const { return isStranded_; }
@@ -68,9 +75,9 @@ std::optional<Time> dateOf(const FetchedContent& fetched, const ThereState& list
     return fetched.version.modified ? fetched.version.modified : listed.modified;
 }
 
-bool isHere(const LocalFolder& folder, const ConflictCopy& copy) {
-    const Result<std::optional<LocalEntry>> found = folder.look(copy.copy);
-    return found && *found;
+// Whether it still is what was fetched. One that the person changed is theirs no more.
+bool isTheirs(const LocalFolder& folder, const ConflictCopy& copy) {
+    return hashOf(folder, copy.copy, Links::left) == copy.there.hash;
 }
 
 Result<std::string> freeCopyPath(const Work& work, const std::string& path, Time when) {
@@ -268,7 +275,7 @@ Task<Result<std::string>> fetchCopy(Work& work, std::string path) {
         version.there = each.there;
         const ThereNode there{NodeKind::file, listed, {}};
         if (!isUnchangedThere(version, there).value_or(false)) continue;
-        if (!isHere(work.folder, each)) continue;
+        if (!isTheirs(work.folder, each)) continue;
         const bool isAsNoted =
             listed.tag.text == each.there.tag.text && listed.modified == each.there.modified;
         ConflictCopy row = each;
@@ -290,7 +297,7 @@ Task<Result<std::string>> fetchCopy(Work& work, std::string path) {
     ThereState version = fetchedState(listed, *fetched, file.hash());
     for (const ConflictCopy& each : *copies) {
         const bool isSame = each.path == path && each.there.hash == file.hash();
-        if (!isSame || !isHere(work.folder, each)) continue;
+        if (!isSame || !isTheirs(work.folder, each)) continue;
         ConflictCopy row{each.copy, path, std::move(version)};
         work.journal.next().copies.push_back(std::move(row));
         co_return each.copy;

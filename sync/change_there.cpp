@@ -61,6 +61,12 @@ Error changedThere() {
                       "It was changed on the server meanwhile; the next run takes it.");
 }
 
+Error holdsMore() {
+    return localError(Kind::changedOnServer,
+                      "It stays, for it holds what is left out, or was put there meanwhile. Remove "
+                      "that yourself if it is to go, too.");
+}
+
 // What is there goes into the store, unless it has it. Gives its hash.
 Task<Result<std::string>> keepThere(Work& work, std::string path) {
     const ThereState there = work.there(path)->state;
@@ -183,7 +189,7 @@ Task<> lookAtMoved(Work& work, std::string path, bool isFolder) {
 Task<Result<void>> removeEmpty(Work& work, std::string url, std::string lockToken) {
     const Result<Members> members = co_await list(work.remote, url);
     if (!members) co_return members.error();
-    if (!members->resources.empty() || members->unreadable > 0) co_return changedThere();
+    if (!members->resources.empty() || members->unreadable > 0) co_return holdsMore();
     const Conditions conditions{.lockToken = std::move(lockToken)};
     co_return co_await remove(work.remote, std::move(url), conditions);
 }

@@ -4,6 +4,8 @@
 
 #include <utility>
 
+#include "sync/pair_limits.hpp"
+
 namespace quillon::sync {
 
 Result<HeldPair> HeldPair::open(const Pair& pair, const StoreLimits& limits) {
@@ -11,7 +13,7 @@ Result<HeldPair> HeldPair::open(const Pair& pair, const StoreLimits& limits) {
     if (!lock) return std::move(lock).error();
     Result<LocalFolder> folder = openFolder(pair);
     if (!folder) return std::move(folder).error();
-    Result<Store> store = Store::open(storeDirectory(), limits);
+    Result<Store> store = Store::open(storeDirectory(), limitsOfAll(limits));
     if (!store) return std::move(store).error();
     return HeldPair{std::move(*lock), std::move(*folder), std::move(*store)};
 }

@@ -14,7 +14,8 @@ struct HeldPair {
     LocalFolder folder;
     Store store;
 
-    // Fails with Kind::locked where another run has the pair.
+    // limits: of the run; the store has those of the pair that wants most. Fails with Kind::locked
+    // where another run has the pair.
     static Result<HeldPair> open(const Pair& pair, const StoreLimits& limits);
 };
 

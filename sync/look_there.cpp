@@ -7,6 +7,7 @@
 #include "client/facts/server_facts.hpp"
 #include "client/tree/walk.hpp"
 #include "platform/text/url.hpp"
+#include "sync/holders.hpp"
 
 namespace quillon::sync {
 namespace {
@@ -42,6 +43,10 @@ void addMembers(const WalkedCollection& walked, Folding folding, ThereTree& tree
     }
 }
 
+void noteUnseen(ThereLook& look, std::string what) {
+    if (look.unseen.empty()) look.unseen = std::move(what);
+}
+
 Task<> noteCollection(ThereLook& look, WalkedCollection walked, Folding folding) {
     const bool isRoot = walked.path.empty();
     if (isRoot) {
@@ -49,7 +54,7 @@ Task<> noteCollection(ThereLook& look, WalkedCollection walked, Folding folding)
         look.server = withoutVersions(walked.members->server);
     }
     if (walked.members->unreadable > 0) {
-        look.isComplete = false;
+        noteUnseen(look, isRoot ? "a part of the collection" : "a part of " + walked.path + "/");
         if (!isRoot) look.tree[walked.path] = blockedNode("The server hides a part of it.");
     }
     addMembers(walked, folding, look.tree);
@@ -94,19 +99,22 @@ std::string urlOf(const std::string& rootUrl, const ThereTree& tree, const std::
 Task<Result<ThereLook>> lookThere(Remote& remote, std::string rootUrl, const Filter& filter,
                                   Folding folding) {
     ThereLook look;
-    Walk walk(remote, std::move(rootUrl), [&filter](std::string_view path, bool isCollection) {
-        return filter.takes(path, isCollection);
+    Walk walk(remote, std::move(rootUrl), [&](std::string_view path, bool isCollection) {
+        const bool isTaken = filter.takes(path, isCollection);
+        if (!isTaken) addHolders(path, look.holdLeftOut);
+        return isTaken;
     });
     walk.askForFileIds();
     Walk::Taker take = [&](WalkedCollection walked) {
         return noteCollection(look, std::move(walked), folding);
     };
     Walk::FailureTeller fail = [&look](const auto& path, const auto&, const Error& error) {
+        noteUnseen(look, path);
         look.tree[path] = blockedNode(error.sentences.front());
     };
     const Result<void> walked = co_await walk.takeAll(std::move(take), std::move(fail));
     if (!walked) co_return walked.error();
-    look.isComplete = look.isComplete && walk.isComplete();
+    if (!walk.isComplete()) noteUnseen(look, "all of the collection");
     co_return std::move(look);
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -15,9 +16,10 @@ namespace quillon::sync {
 
 struct ThereLook {
     ThereTree tree;
-    bool isComplete = true;     // everything was told
-    std::optional<Time> asked;  // by the server's clock, when the walk began
-    std::string server;         // as it calls itself, without versions; printable
+    std::string unseen;                 // a part of it that was not told; empty: all was
+    std::set<std::string> holdLeftOut;  // paths of collections with what the filter does not take
+    std::optional<Time> asked;          // by the server's clock, when the walk began
+    std::string server;                 // as it calls itself, without versions; printable
 };
 
 // Fails where the root itself cannot be listed, or when it is interrupted. folding: of the folder

@@ -1,5 +1,6 @@
 #include "sync/pair.hpp"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/file.h>
 
@@ -74,16 +75,28 @@ Error nestedError(const fs::path& folder, const fs::path& other) {
                                   other.string(), folder.string()));
 }
 
+// What quillon notes while it runs would be a change of the folder each time.
+Result<void> checkNotOurs(const fs::path& folder) {
+    for (fs::path at = folder;; at = at.parent_path()) {
+        std::error_code none;
+        if (fs::equivalent(at, stateDirectory(), none)) {
+            return localError(Kind::usage,
+                              fmt::format("quillon notes things for itself in {}, which cannot be "
+                                          "paired, nor can what is in it.",
+                                          at.string()));
+        }
+        if (at == at.root_path()) return {};
+    }
+}
+
 // A pair above the folder, or in it.
 Result<void> checkNotNested(const fs::path& folder) {
     for (fs::path above = folder; above != above.root_path();) {
         above = above.parent_path();
         if (isPaired(above)) return nestedError(folder, above);
     }
-    std::error_code none;
-    for (const fs::directory_entry& each : fs::directory_iterator(pairsDirectory(), none)) {
-        if (!fs::exists(each.path() / stateName, none)) continue;
-        const Result<State> state = State::open(each.path());
+    for (const fs::path& each : stateDirectories()) {
+        const Result<State> state = State::open(each, State::Damaged::isLeft);
         if (!state) continue;
         const Result<std::optional<std::string>> other = state->setting("folder");
         if (other && *other && isBelow(**other, folder)) return nestedError(folder, **other);
@@ -93,12 +106,24 @@ Result<void> checkNotNested(const fs::path& folder) {
 
 }  // namespace
 
+std::vector<fs::path> stateDirectories() {
+    std::vector<fs::path> directories;
+    std::error_code none;
+    for (fs::directory_iterator each(pairsDirectory(), none), end; !none && each != end;
+         each.increment(none)) {
+        std::error_code unseen;
+        if (fs::exists(each->path() / stateName, unseen)) directories.push_back(each->path());
+    }
+    return directories;
+}
+
 fs::path storeDirectory() {
     return pairsDirectory() / "store";
 }
 
-Result<Pair> Pair::open(const fs::path& directory) {
-    Result<State> state = State::open(directory);
+Result<Pair> Pair::open(const fs::path& directory, Purpose purpose) {
+    Result<State> state =
+        purpose == Purpose::look ? State::openToLook(directory) : State::open(directory);
     if (!state) return std::move(state).error();
     Pair pair(directory, std::move(*state));
     Result<std::optional<std::string>> url = pair.state_.setting("url");
@@ -113,7 +138,7 @@ Result<Pair> Pair::open(const fs::path& directory) {
     return pair;
 }
 
-Result<std::optional<Pair>> Pair::find(const fs::path& folder) {
+Result<std::optional<Pair>> Pair::find(const fs::path& folder, Purpose purpose) {
     Result<fs::path> real = realPath(folder);
     if (!real) {  // one that is gone can still be forgotten
         std::error_code none;
@@ -123,7 +148,7 @@ Result<std::optional<Pair>> Pair::find(const fs::path& folder) {
     }
     for (fs::path at = *real;; at = at.parent_path()) {
         if (isPaired(at)) {
-            Result<Pair> pair = open(directoryOf(at));
+            Result<Pair> pair = open(directoryOf(at), purpose);
             if (!pair) return std::move(pair).error();
             if (pair->url_.empty()) return std::optional<Pair>();  // it was never made whole
             return std::optional(std::move(*pair));
@@ -136,6 +161,7 @@ Result<Pair> Pair::make(const fs::path& folder, const Address& collection,
                         const FilterRules& rules) {
     const Result<fs::path> real = realPath(folder);
     if (!real) return real.error();
+    if (Result<void> free = checkNotOurs(*real); !free) return std::move(free).error();
     if (Result<void> free = checkNotNested(*real); !free) return std::move(free).error();
     const fs::path directory = directoryOf(*real);
     const Result<void> made = caught([&]() -> Result<void> {
@@ -154,7 +180,7 @@ Result<Pair> Pair::make(const fs::path& folder, const Address& collection,
             return std::move(written).error();
         }
     }
-    return open(directory);
+    return open(directory, Purpose::change);
 }
 
 Result<Address> Pair::collection() const {
@@ -193,7 +219,12 @@ std::optional<std::string> Pair::pathOf(const fs::path& typed) const {
 
 Result<vxhost::Descriptor> Pair::hold() const {
     return caught([&]() -> Result<vxhost::Descriptor> {
-        vxhost::Descriptor lock(directory_ / "lock", O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
+        const fs::path path = directory_ / "lock";
+        constexpr int flags = O_NOFOLLOW | O_CLOEXEC;
+        int number = ::open(path.c_str(), flags | O_RDWR | O_CREAT, 0600);
+        // NFS locks what can be written, and who only looks may have nothing of that.
+        if (number < 0 && errno == EROFS) number = ::open(path.c_str(), flags | O_RDONLY);
+        vxhost::Descriptor lock(number, "Cannot write " + path.string());
         if (flock(lock.number(), LOCK_EX | LOCK_NB) == 0) return lock;
         if (errno != EWOULDBLOCK) vxhost::throwSystemFailure(errno, "Cannot lock the pair");
         return localError(Kind::locked, "Another quillon is at work on this pair. Wait for it.");

@@ -18,10 +18,14 @@ namespace quillon::sync {
 // A line of what is left out or taken: "x PATTERN", "i PATTERN", in their order.
 using FilterRules = std::vector<std::string>;
 
+// Who only looks needs no room, nor a disk that can be written.
+enum class Purpose : bool { change, look };
+
 class Pair {
 public:
     // That of the folder, or of one that it is in; nothing where none is paired.
-    static Result<std::optional<Pair>> find(const std::filesystem::path& folder);
+    static Result<std::optional<Pair>> find(const std::filesystem::path& folder,
+                                            Purpose purpose = Purpose::change);
     // Nothing else changes. Fails with Kind::usage where the folder is in one that is paired, or
     // has one in it. The user of the address is kept, its password is not.
     static Result<Pair> make(const std::filesystem::path& folder, const Address& collection,
@@ -54,7 +58,7 @@ public:
 private:
     Pair(std::filesystem::path directory, State state)
         : directory_(std::move(directory)), state_(std::move(state)) {}
-    static Result<Pair> open(const std::filesystem::path& directory);
+    static Result<Pair> open(const std::filesystem::path& directory, Purpose purpose);
 
     std::filesystem::path directory_;  // of its state
     std::filesystem::path folder_;
@@ -62,6 +66,9 @@ private:
     FilterRules rules_;
     State state_;
 };
+
+// Of the states of all pairs, as far as they can be listed.
+std::vector<std::filesystem::path> stateDirectories();
 
 // Where contents of all pairs are kept.
 std::filesystem::path storeDirectory();

@@ -28,8 +28,8 @@ bool isText(const fs::path& file) {
 
 Error theirsGone(const ConflictCopy& theirs) {
     return localError(Kind::changedHere,
-                      fmt::format("{} is gone or was changed. quillon sync fetches theirs once "
-                                  "more.",
+                      fmt::format("{} is gone, or was changed here. quillon sync fetches theirs "
+                                  "once more, beside it; what you changed stays.",
                                   theirs.copy));
 }
 

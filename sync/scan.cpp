@@ -11,6 +11,7 @@
 #include "client/outcome.hpp"
 #include "client/own_file.hpp"
 #include "platform/files/writers.hpp"
+#include "sync/holders.hpp"
 
 namespace quillon::sync {
 namespace {
@@ -35,6 +36,12 @@ bool isOurState(const LocalEntry& folder) {
     return own && folder.device == own->device && folder.inode == own->inode;
 }
 
+// For who is told the path before it.
+std::string whyOf(const Error& error, const std::string& path) {
+    const std::string& why = error.sentences.front();
+    return why.starts_with(path + ": ") ? "It cannot be read" + why.substr(path.size()) : why;
+}
+
 class Scanning {
 public:
     Scanning(const LocalFolder& folder, const Filter& filter, const std::set<std::string>& copies)
@@ -55,26 +62,24 @@ private:
         const bool isFolder = each.entry.kind == LocalKind::folder;
         if (each.unfit == Unfit::unfinished || copies_.contains(path)) return;
         if (!filter_.takes(path, isFolder) || (isFolder && isOurState(each.entry))) {
-            return noteLeftOut(path);
+            return addHolders(path, scan_.holdLeftOut);
         }
         HereNode node{isFolder ? NodeKind::folder : NodeKind::file, hereStateOf(each.entry)};
         if (each.unfit != Unfit::none) {
             node = {NodeKind::blocked, {}, std::string(whyUnfit(each.unfit))};
             if (each.unfit == Unfit::link) node.why = "It is a symbolic link.";
-            if (each.unfit == Unfit::unreadable) scan_.isComplete = false;
+            if (each.unfit == Unfit::unreadable) noteUnseen(path);
         }
         const auto at = scan_.tree.insert_or_assign(path, std::move(node)).first;
         if (at->second.kind != NodeKind::folder) return;
         if (const Result<void> inner = scan(path); !inner) {
-            at->second = {NodeKind::blocked, {}, inner.error().sentences.front()};
-            scan_.isComplete = false;
+            at->second = {NodeKind::blocked, {}, whyOf(inner.error(), path)};
+            noteUnseen(path);
         }
     }
 
-    void noteLeftOut(const std::string& path) {
-        for (size_t end = path.rfind('/'); end != path.npos; end = path.rfind('/', end - 1)) {
-            if (!scan_.holdLeftOut.insert(path.substr(0, end)).second) return;
-        }
+    void noteUnseen(const std::string& path) {
+        if (scan_.unseen.empty()) scan_.unseen = path;
     }
 
     const LocalFolder& folder_;

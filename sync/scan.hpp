@@ -11,8 +11,8 @@
 namespace quillon::sync {
 
 struct HereScan {
-    HereTree tree;           // without hashes
-    bool isComplete = true;  // every folder could be read
+    HereTree tree;       // without hashes
+    std::string unseen;  // a path that could not be read; empty: there is none
     // Paths of folders that are in the tree and have something in them, or deeper, that is not.
     std::set<std::string> holdLeftOut;
 };

@@ -98,8 +98,13 @@ struct StateChange {
 // For one thread. What cannot be read or written is an Error of Kind::local that names the file.
 class State {
 public:
+    // A damaged one is set aside so that the folder can be paired anew, which the failure says.
+    enum class Damaged : bool { isLeft, isSetAside };
     // Made, if it is not there. One that a later quillon wrote is refused with a sentence.
-    static Result<State> open(const std::filesystem::path& directory);
+    static Result<State> open(const std::filesystem::path& directory,
+                              Damaged damaged = Damaged::isSetAside);
+    // The same for who changes nothing, also where its disk is full or cannot be written.
+    static Result<State> openToLook(const std::filesystem::path& directory);
 
     // By names such as "url" and "folder".
     Result<std::optional<std::string>> setting(std::string_view name) const;
@@ -116,8 +121,10 @@ public:
     Result<void> setCompared(const std::vector<KnownVersion>& compared);
     Result<std::vector<LateFile>> late() const;
 
-    Result<int64_t> beginRun(Time when);  // its number
-    Result<int64_t> lastRun() const;      // 0: there was none
+    // Its number. undoes: that of the run that it takes back; 0: of none.
+    Result<int64_t> beginRun(Time when, int64_t undoes = 0);
+    Result<std::vector<int64_t>> undoingRuns() const;
+    Result<int64_t> lastRun() const;  // 0: there was none
     // Runs but for the last so many, and what they did, are forgotten.
     Result<void> forgetRuns(int64_t keep);
 
@@ -125,9 +132,17 @@ public:
     Result<void> commit(StateChange& change);
 
 private:
-    explicit State(Database database) : database_(std::move(database)) {}
+    State(std::filesystem::path path, Database database, Damaged damaged)
+        : path_(std::move(path)), database_(std::move(database)), damaged_(damaged) {}
+    // What body gives, to which the database is handed.
+    template <class Body>
+    auto use(Body&& body) const;
+    Result<void> prepare() const;
+    Error setAside(const DamagedDatabase& damage) const;
 
-    Database database_;
+    std::filesystem::path path_;
+    mutable std::optional<Database> database_;  // nothing once it was damaged
+    Damaged damaged_;
 };
 
 }  // namespace quillon::sync

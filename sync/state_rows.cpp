@@ -125,7 +125,7 @@ void writeIntents(const Database& database, StateChange& change) {
 }  // namespace
 
 // Paths, names and hashes are bytes. Kinds and acts are kept by their numbers.
-const std::array<const char*, 3> stateTables{
+const std::array<const char*, 4> stateTables{
     "CREATE TABLE settings (name BLOB PRIMARY KEY, value BLOB NOT NULL) WITHOUT ROWID;"
     "CREATE TABLE nodes (path BLOB PRIMARY KEY, kind INTEGER NOT NULL, inode INTEGER NOT NULL,"
     " size INTEGER NOT NULL, modified INTEGER NOT NULL, changed INTEGER NOT NULL,"
@@ -151,7 +151,8 @@ const std::array<const char*, 3> stateTables{
     "CREATE TABLE compared (path BLOB PRIMARY KEY, segment BLOB NOT NULL, tag BLOB NOT NULL,"
     " weak INTEGER NOT NULL, size INTEGER, modified INTEGER, file_id BLOB NOT NULL,"
     " likely INTEGER NOT NULL, hash BLOB NOT NULL) WITHOUT ROWID;",
-    "ALTER TABLE copies ADD COLUMN noted INTEGER NOT NULL DEFAULT 0;"};
+    "ALTER TABLE copies ADD COLUMN noted INTEGER NOT NULL DEFAULT 0;",
+    "ALTER TABLE runs ADD COLUMN undoes INTEGER NOT NULL DEFAULT 0;"};
 
 int64_t millisecondsOf(Time time) {
     return time.time_since_epoch().count();

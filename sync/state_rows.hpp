@@ -11,7 +11,7 @@
 namespace quillon::sync {
 
 // The tables, and what each later version added to them.
-extern const std::array<const char*, 3> stateTables;
+extern const std::array<const char*, 4> stateTables;
 
 int64_t millisecondsOf(Time time);
 

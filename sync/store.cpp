@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <limits>
 #include <utility>
 
 #include "client/memory/file_note.hpp"
@@ -41,8 +42,9 @@ bool isThere(const fs::path& path) {
     return access(path.c_str(), F_OK) == 0;
 }
 
-int64_t longAgo(std::chrono::hours longest) {
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
+// Since 1970, in nanoseconds.
+int64_t longAgo(std::chrono::hours longest, Time theirs) {
+    const auto now = std::clamp(theirs, Time(), timeNow()).time_since_epoch();
     return std::chrono::nanoseconds(now - longest).count();
 }
 
@@ -104,7 +106,8 @@ Result<void> Store::reserve(uint64_t bytes) {
     }
     return localError(Kind::local,
                       fmt::format("The store {} holds {} bytes at most: {} more have no room "
-                                  "beside what this run put there.",
+                                  "beside what this run put there. quillon sync --keep-size SIZE "
+                                  "makes it larger, --no-keep keeps nothing of what it replaces.",
                                   directory_.string(), limits_.mostBytes, bytes));
 }
 
@@ -245,8 +248,9 @@ CheckedLate Store::checkLate(const std::vector<LateFile>& late) {
     return checked;
 }
 
-void Store::prune() {
-    const int64_t oldest = longAgo(limits_.longest);
+void Store::prune(std::optional<Time> theirs) {
+    const int64_t oldest =
+        theirs ? longAgo(limits_.longest, *theirs) : std::numeric_limits<int64_t>::min();
     dropStored(chooseDropped(listKept(directory_), taken_, limits_.mostBytes, oldest));
     const fs::path common = commonIn(directory_);
     dropStored(chooseDropped(listStored(common), {}, limits_.mostCommonBytes, oldest));

@@ -77,8 +77,9 @@ public:
     // What was late becomes an ordinary content. What cannot be read or moved stays late.
     CheckedLate checkLate(const std::vector<LateFile>& late);
 
-    // Drops what is too old or too much, but nothing that this Store took.
-    void prune();
+    // Drops what is too much, or too old by both clocks, but nothing that this Store took. One that
+    // is wrong is so on one side; theirs: the server's; nothing: none goes for its age.
+    void prune(std::optional<Time> theirs);
 
 private:
     Store(std::filesystem::path directory, const StoreLimits& limits)

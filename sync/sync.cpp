@@ -12,6 +12,7 @@
 #include "sync/apply.hpp"
 #include "sync/compare_contents.hpp"
 #include "sync/copies.hpp"
+#include "sync/foretell.hpp"
 #include "sync/held_pair.hpp"
 #include "sync/recover.hpp"
 #include "sync/scan.hpp"
@@ -76,7 +77,7 @@ private:
         adoptHalfMade(recovered, view->trees);
         knowVersions(view->versions, view->trees.there, false);
         if (remote_.isInterrupted()) co_return interruption();
-        std::string heldBack;
+        HeldBack heldBack;
         Result<Plan> plan = choosePlan(*view, heldBack);
         for (int again = 0; plan && !options_.dryRun && again < mostPlans; ++again) {
             const std::vector<std::string> paths = pathsToCompare(*plan);
@@ -88,15 +89,19 @@ private:
         }
         if (!plan) co_return std::move(plan).error();
         view->trees = {};
-        if (Result<void> kept = keepHolders(*plan, *view); !kept) co_return std::move(kept);
-        if (!heldBack.empty() && isFirst) {
-            options_.remark(
-                fmt::format("Nothing is removed, since {}. If that is meant to be so: quillon sync "
-                            "--delete-many",
-                            heldBack));
+        keepHolders(*plan, view->holdersHere, view->holdersThere);
+        if (Result<void> told = tellOfHolders(*view); !told) co_return std::move(told);
+        if (!heldBack.why.empty() && !std::exchange(end_.leftRemovals, true)) {
+            options_.remark(fmt::format("Nothing is removed, since {}.{}", heldBack.why,
+                                        heldBack.mayBeMeant
+                                            ? " If that is meant to be so, the same command with "
+                                              "--delete-many removes it."
+                                            : ""));
         }
-        end_.leftRemovals = end_.leftRemovals || !heldBack.empty();
-        if (options_.dryRun) co_return tellPlan(*plan);
+        if (options_.dryRun) {
+            const PlanOptions its{options_.direction, heldBack.why.empty(), mayMove_};
+            co_return tellPlan(foretell(std::move(*plan), its));
+        }
         if (isFirst && options_.confirm && !options_.confirm(*plan)) {
             end_.isDeclined = true;
             co_return Result<void>();
@@ -112,28 +117,22 @@ private:
         return pair_.state().commit(change);
     }
 
-    // Folders here whose collection is gone, and that hold what is left out. That is told once.
-    Result<void> keepHolders(Plan& plan, View& view) const {
-        std::erase_if(plan.actions, [&](const Action& each) {
-            const bool stays = each.act == Act::removeHere && each.isFolder &&
-                               view.holdLeftOut.contains(each.path) &&
-                               !plan.trees.there.contains(each.path);
-            if (stays) view.staying.insert(each.path);
-            return stays;
-        });
-        std::string lines = "\n";
-        for (const std::string& path : view.staying) lines += path + '\n';
-        const Result<std::optional<std::string>> told = pair_.state().setting("staying");
-        if (!told) return told.error();
-        if (told->value_or("\n") == lines) return {};
-        for (const std::string& path : view.staying) {
-            if (*told && (*told)->find('\n' + path + '\n') != std::string::npos) continue;
-            options_.remark(
-                fmt::format("{}/ stays here, for it holds what is left out. Remove it "
-                            "yourself if it is to go, too.",
-                            path));
-        }
-        return options_.dryRun ? Result<void>() : pair_.state().set("staying", lines);
+    Result<void> tellOfHolders(const View& view) const {
+        const auto tellOf = [this](std::string_view where) {
+            return [this, where](const std::string& path) {
+                options_.remark(
+                    fmt::format("{}/ stays {}, for it holds what is left out. Remove it "
+                                "yourself if it is to go, too.",
+                                path, where));
+            };
+        };
+        State& state = pair_.state();
+        const bool isNoted = !options_.dryRun;
+        Result<void> told =
+            tellStaying(state, "staying", view.holdersHere.staying, isNoted, tellOf("here"));
+        if (!told) return told;
+        return tellStaying(state, "staying there", view.holdersThere.staying, isNoted,
+                           tellOf("on the server"));
     }
 
     Task<Result<void>> compare(std::vector<std::string> paths, Trees& trees) {
@@ -144,20 +143,26 @@ private:
                                            options_.meter);
     }
 
-    // Without removals where what is gone may not be meant to be gone. heldBack: why there are
-    // none, where some would be; else empty.
-    Result<Plan> choosePlan(View& view, std::string& heldBack) const {
-        const Result<std::string> why = whyNoRemovals(view);
-        if (!why) return why.error();
-        heldBack.clear();
+    // Why nothing is removed; empty: nothing speaks against that. A person's word may end it.
+    struct HeldBack {
+        std::string why{};
+        bool mayBeMeant = false;
+    };
+
+    // Without removals where what is gone may not be meant to be gone. heldBack: where there would
+    // be some.
+    Result<Plan> choosePlan(View& view, HeldBack& heldBack) const {
+        Result<HeldBack> why = whyNoRemovals(view);
+        if (!why) return std::move(why).error();
+        heldBack = {};
         PlanOptions options{options_.direction, true, mayMove_};
         Plan plan = planOf(view, options);
         const bool removes = std::ranges::any_of(plan.actions, [](const Action& each) {
             return each.act == Act::removeHere || each.act == Act::removeThere;
         });
-        const std::string reason = why->empty() ? whyTooMany(plan, removes) : *why;
-        if (reason.empty()) return plan;
-        if (removes) heldBack = reason;
+        if (why->why.empty()) why = HeldBack{whyTooMany(plan, removes), true};
+        if (why->why.empty()) return plan;
+        if (removes) heldBack = std::move(*why);
         options.mayRemove = false;
         takeBack(view, plan);
         return planOf(view, options);
@@ -187,24 +192,25 @@ private:
         return fmt::format("{} of {} files would go", plan.removals, plan.known);
     }
 
-    // Whatever the plan; empty: nothing speaks against them.
-    Result<std::string> whyNoRemovals(const View& view) const {
-        if (!view.isComplete) return std::string("not all of both sides could be seen");
+    // Whatever the plan.
+    Result<HeldBack> whyNoRemovals(const View& view) const {
+        if (!view.unseen.empty()) return HeldBack{view.unseen + " could not be seen"};
         const Result<std::optional<std::string>> filter = pair_.state().setting("filter");
         if (!filter) return filter.error();
         if (*filter && **filter != view.filterText) {
-            return std::string(
-                "what is left out is chosen otherwise than last time; the next "
-                "run removes");
+            return HeldBack{
+                "what is left out is chosen otherwise than last time; the next run removes"};
         }
         const Result<std::optional<std::string>> server = pair_.state().setting("server");
         if (!server) return server.error();
         if (!options_.removesMany && *server && **server != view.server) {
-            return fmt::format("the server calls itself {} now, and called itself {} last time",
-                               view.server.empty() ? "nothing" : view.server,
-                               (*server)->empty() ? "nothing" : **server);
+            return HeldBack{
+                fmt::format("the server calls itself {} now, and called itself {} last time",
+                            view.server.empty() ? "nothing" : view.server,
+                            (*server)->empty() ? "nothing" : **server),
+                true};
         }
-        return std::string();
+        return HeldBack{};
     }
 
     Result<void> tellPlan(const Plan& plan) {
@@ -293,7 +299,7 @@ private:
             if (Result<void> written = state.set(name, *value); !written) return written;
         }
         if (run_ == 0) return {};
-        store_.prune();
+        store_.prune(view.asked);
         return state.forgetRuns(runsKept);
     }
 
@@ -378,7 +384,7 @@ Result<Plan> planPair(Remote* remote, Pair& pair) {
     readChanged(*folder, view->trees, Young::isRead);
     adoptHalfMade(*intents, view->trees);
     knowVersions(view->versions, view->trees.there, true);
-    return makePlan(std::move(view->trees), {Direction::both, view->isComplete});
+    return makePlan(std::move(view->trees), {Direction::both, view->unseen.empty()});
 }
 
 }  // namespace quillon::sync

@@ -49,6 +49,23 @@ Error changedThereSince() {
                       "It was changed on the server since, and was left alone.");
 }
 
+// Where a folder was, or is to be again.
+Error inTheWay(Kind kind, const std::string& path, bool isFolder) {
+    return localError(kind,
+                      fmt::format("{} is a {} now, and was left alone. Give that another name, "
+                                  "and undo the run once more.",
+                                  path, isFolder ? "folder" : "file"));
+}
+
+// Paths of the folders above it, from the top.
+std::vector<std::string> foldersAbove(const std::string& path) {
+    std::vector<std::string> folders;
+    for (size_t slash = path.find('/'); slash != path.npos; slash = path.find('/', slash + 1)) {
+        folders.push_back(path.substr(0, slash));
+    }
+    return folders;
+}
+
 class Undoing {
 public:
     Undoing(Remote& remote, Pair& pair, const SyncOptions& options, const LocalFolder& folder,
@@ -61,7 +78,7 @@ public:
           facts_(remote, pair.url()) {}
 
     Task<Result<SyncEnd>> run(std::vector<Deed> deeds) {
-        const Result<int64_t> run = pair_.state().beginRun(timeNow());
+        const Result<int64_t> run = pair_.state().beginRun(timeNow(), deeds.front().run);
         if (!run) co_return run.error();
         run_ = *run;
         std::reverse(deeds.begin(), deeds.end());  // the last is taken back first
@@ -89,7 +106,11 @@ private:
             co_return notInStore();
         }
         if (isHere(deed.act)) co_return giveBackHere(deed, *content);
-        co_return co_await giveBackThere(std::move(deed), *content);
+        Result<bool> given = co_await giveBackThere(deed, *content);
+        if (given) co_return std::move(given);
+        const std::string file = co_await fileAboveThere(deed.path);
+        if (file.empty()) co_return std::move(given);
+        co_return inTheWay(Kind::changedOnServer, file, false);
     }
 
     // A run that was killed may not have noted what it had done, which the next one did once more
@@ -110,6 +131,7 @@ private:
     }
 
     Result<bool> giveBackHere(const Deed& deed, const fs::path& content) {
+        if (Result<void> free = checkWayHere(deed.path); !free) return std::move(free).error();
         const Result<FileHere> now = readFileHere(folder_, deed.path);
         if (!now) return now.error();
         if (now->hash == deed.oldHash) return false;
@@ -125,18 +147,42 @@ private:
         return true;
     }
 
+    Result<void> checkWayHere(const std::string& path) const {
+        const auto isA = [this](const std::string& at, LocalKind kind) {
+            const Result<std::optional<LocalEntry>> found = folder_.look(at);
+            return found && *found && (*found)->kind == kind;
+        };
+        for (const std::string& above : foldersAbove(path)) {
+            if (isA(above, LocalKind::file)) return inTheWay(Kind::changedHere, above, false);
+        }
+        if (isA(path, LocalKind::folder)) return inTheWay(Kind::changedHere, path, true);
+        return {};
+    }
+
     Result<void> makeFolders(const std::string& path) const {
-        for (size_t slash = path.find('/'); slash != path.npos; slash = path.find('/', slash + 1)) {
-            if (Result<void> made = folder_.makeFolder(path.substr(0, slash)); !made) return made;
+        for (const std::string& above : foldersAbove(path)) {
+            if (Result<void> made = folder_.makeFolder(above); !made) return made;
         }
         return {};
+    }
+
+    // Where a collection is to be; empty: there is none.
+    Task<std::string> fileAboveThere(std::string path) {
+        const ThereTree none;
+        for (const std::string& above : foldersAbove(path)) {
+            std::string url = urlOf(pair_.url(), none, above, false);
+            const Result<std::optional<Resource>> found = co_await look(remote_, std::move(url));
+            if (!found || !*found) break;
+            if (!(*found)->isCollection) co_return above;
+        }
+        co_return std::string();
     }
 
     // Those above the member; that one is there is no failure.
     Task<Result<void>> makeCollections(std::string path) {
         const ThereTree none;
-        for (size_t slash = path.find('/'); slash != path.npos; slash = path.find('/', slash + 1)) {
-            std::string url = urlOf(pair_.url(), none, path.substr(0, slash), true);
+        for (const std::string& above : foldersAbove(path)) {
+            std::string url = urlOf(pair_.url(), none, above, true);
             Result<void> made = co_await quillon::makeCollection(remote_, std::move(url));
             if (!made && made.error().httpStatus != 405) co_return std::move(made);
         }
@@ -181,6 +227,9 @@ private:
         std::string url = urlOf(pair_.url(), none, deed.path, false);
         const Result<std::optional<Resource>> now = co_await look(remote_, url);
         if (!now) co_return now.error();
+        if (*now && (*now)->isCollection) {
+            co_return inTheWay(Kind::changedOnServer, deed.path, true);
+        }
         const bool wasRemoved = deed.act == Act::removeThere;
         if (!*now && !wasRemoved) co_return changedThereSince();
         if (*now) {

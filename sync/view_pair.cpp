@@ -38,21 +38,9 @@ std::vector<std::string> leaveOut(const Filter& filter, BaseTree& base) {
     return paths;
 }
 
-// Folders whose collection is gone, and in which nothing else is than what is left out, count as
-// left out, too, until that changes. Gives them.
-std::set<std::string> leaveOutHolders(const std::set<std::string>& holders, Trees& trees) {
-    std::set<std::string> staying;
-    for (auto path = holders.rbegin(); path != holders.rend(); ++path) {  // the deepest first
-        const auto here = trees.here.find(*path);
-        const bool isGoneThere = trees.base.contains(*path) && !trees.there.contains(*path);
-        if (here == trees.here.end() || !isGoneThere) continue;
-        const auto member = trees.here.lower_bound(*path + '/');
-        if (member != trees.here.end() && member->first.starts_with(*path + '/')) continue;
-        trees.here.erase(here);
-        trees.base.erase(*path);
-        staying.insert(*path);
-    }
-    return staying;
+std::string unseenOf(const HereScan& here, const ThereLook& there) {
+    if (!here.unseen.empty()) return here.unseen + " here";
+    return there.unseen.empty() ? std::string() : there.unseen + " on the server";
 }
 
 // The other side as it was when both were the same.
@@ -121,7 +109,7 @@ Task<Result<View>> viewPair(Remote* remote, Pair& pair, const LocalFolder& folde
     if (!here) co_return std::move(here).error();
     if (!remote) {
         view.trees.here = std::move(here->tree);
-        view.isComplete = here->isComplete;
+        view.unseen = unseenOf(*here, {});
         view.trees.there = unchangedThere(view.trees.base);
         co_return std::move(view);
     }
@@ -134,11 +122,12 @@ Task<Result<View>> viewPair(Remote* remote, Pair& pair, const LocalFolder& folde
     if (!here) co_return std::move(here).error();
     view.trees.here = std::move(here->tree);
     view.trees.there = std::move(there->tree);
-    view.isComplete = here->isComplete && there->isComplete;
+    view.unseen = unseenOf(*here, *there);
     view.server = std::move(there->server);
     view.asked = there->asked;
-    view.staying = leaveOutHolders(here->holdLeftOut, view.trees);
-    view.holdLeftOut = std::move(here->holdLeftOut);
+    view.holdersHere.all = std::move(here->holdLeftOut);
+    view.holdersThere.all = std::move(there->holdLeftOut);
+    leaveOutHolders(view.trees, view.holdersHere, view.holdersThere);
     view.versions = std::move(*compared);
     for (ConflictCopy& each : *copies) view.versions.push_back({each.path, std::move(each.there)});
     co_return std::move(view);

@@ -2,12 +2,12 @@
 #pragma once
 
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "client/remote/remote.hpp"
 #include "client/tree/local_folder.hpp"
+#include "sync/holders.hpp"
 #include "sync/node.hpp"
 #include "sync/pair.hpp"
 #include "sync/state.hpp"
@@ -24,10 +24,8 @@ struct View {
     std::vector<std::string> leftOut;    // paths of the state that the filter does not take
     // Copies of theirs that somebody stored under the same names: they are files like others.
     std::vector<std::string> storedCopies;
-    // Paths of folders here that hold what the filter does not take; and of those that hold nothing
-    // else, and whose collection is gone, which are not in the trees.
-    std::set<std::string> holdLeftOut, staying;
-    bool isComplete = true;
+    Holders holdersHere, holdersThere;
+    std::string unseen;   // what could not be seen of either side; empty: all was
     bool isLent = false;  // the plan has the trees
 };
 

@@ -2,14 +2,18 @@
 
 #include <fcntl.h>
 #include <sqlite3.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <utility>
 
 #include "platform/base/descriptor.hpp"
+#include "platform/base/system_failure.hpp"
 #include "platform/files/directories.hpp"
 #include "platform/files/rename.hpp"
 #include "platform/files/wait_for_lock.hpp"
+#include "platform/text/url.hpp"
 
 namespace quillon {
 namespace {
@@ -17,6 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int waitMilliseconds = 5000;
+constexpr uint64_t leastRoom = uint64_t{64} << 10;  // in bytes, for what SQLite puts beside it
 
 bool isDamaged(const fs::path& path) {
     try {
@@ -36,6 +41,37 @@ fs::path freeNameBeside(const fs::path& path) {
         std::error_code none;
         if (!fs::exists(fs::symlink_status(name, none))) return name;
     }
+}
+
+struct statvfs diskOf(const fs::path& path) {
+    struct statvfs disk {};
+    if (statvfs(path.parent_path().c_str(), &disk) != 0) disk.f_bavail = leastRoom;
+    return disk;
+}
+
+bool isFull(const fs::path& path) {
+    const struct statvfs disk = diskOf(path);
+    return disk.f_frsize > 0 && disk.f_bavail < leastRoom / disk.f_frsize;
+}
+
+bool isReadOnly(const fs::path& path) {
+    return (diskOf(path).f_flag & ST_RDONLY) != 0;
+}
+
+// Not by opening it: who closes it again gives up the locks of all connections of this process.
+// False: nothing is there.
+bool isWritable(const fs::path& path) {
+    if (faccessat(AT_FDCWD, path.c_str(), R_OK | W_OK, AT_EACCESS) == 0) return true;
+    if (errno == ENOENT) return false;
+    vxhost::throwSystemFailure(errno, "Cannot write " + path.string());
+}
+
+// With the mode that the files beside it get, too. True, also where somebody else was faster.
+bool make(const fs::path& path) {
+    const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (file < 0 && errno == EEXIST) return true;
+    (void)vxhost::Descriptor(file, "Cannot write " + path.string());
+    return true;
 }
 
 }  // namespace
@@ -62,24 +98,33 @@ void Database::Closer::operator()(sqlite3* database) const {
 std::optional<Database> Database::open(fs::path path, std::string what, Missing missing) {
     if (missing == Missing::made) vxhost::makePrivateDirectories(path.parent_path());
     vxhost::checkOwnDirectory(path.parent_path());
-    // With the mode that the files beside it get, too.
-    const int create = missing == Missing::made ? O_CREAT : 0;
-    const int file = ::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | create, 0600);
-    if (file < 0 && errno == ENOENT) return std::nullopt;
-    (void)vxhost::Descriptor(file, "Cannot write " + path.string());
+    if (!isWritable(path) && !(missing == Missing::made && make(path))) return std::nullopt;
     // SQLite would refuse a link above the directory, too, such as that of a home.
     std::error_code none;
     const fs::path directory = fs::canonical(path.parent_path(), none);
     if (!none) path = directory / path.filename();
     Database database(std::move(path), std::move(what));
-    database.connect();
+    database.connect(database.path_.native(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW);
     return database;
 }
 
-void Database::connect() {
+std::optional<Database> Database::openUnwritable(fs::path path, std::string what, std::string why) {
+    std::error_code none;
+    const auto logged = fs::file_size(path.string() + "-wal", none);
+    const bool isInUse = !none && logged > 0;
+    if (isInUse || !(isFull(path) || isReadOnly(path))) return std::nullopt;
+    // Else SQLite would put a file beside it.
+    const std::string name = "file:" + vxhost::encodeSegment(path.native()) + "?immutable=1";
+    Database database(std::move(path), std::move(what));
+    database.unwritable_ = std::move(why);
+    database.connect(name, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
+    return database;
+}
+
+void Database::connect(const std::string& name, int flags) {
     sqlite3* connection = nullptr;
-    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_NOMUTEX;
-    const int result = sqlite3_open_v2(path_.c_str(), &connection, flags, nullptr);
+    const int result =
+        sqlite3_open_v2(name.c_str(), &connection, flags | SQLITE_OPEN_NOMUTEX, nullptr);
     connection_.reset(connection);
     check(result);
     sqlite3_busy_timeout(connection, waitMilliseconds);
@@ -125,13 +170,27 @@ int64_t Database::lastRow() const {
 
 void Database::check(int result) const {
     if (result == SQLITE_OK || result == SQLITE_ROW || result == SQLITE_DONE) return;
-    const std::string why =
-        what_ + " in " + path_.string() + " cannot be used: " + sqlite3_errmsg(connection_.get());
     const int kind = result & 0xFF;  // the rest is of one kind
+    const std::string cannot = what_ + " in " + path_.string() + " cannot be used: ";
+    if (lacksRoom(kind)) {
+        throw vxhost::Failure(vxhost::FSBOX_NO_SPACE, cannot + "no room is left on its disk");
+    }
+    if (kind == SQLITE_READONLY && !unwritable_.empty()) {
+        throw vxhost::Failure(vxhost::FSBOX_DENIED, unwritable_);
+    }
+    const std::string why = cannot + sqlite3_errmsg(connection_.get());
     if (kind == SQLITE_CORRUPT || kind == SQLITE_NOTADB) {
         throw DamagedDatabase(vxhost::FSBOX_IO, why);
     }
     throw vxhost::Failure(vxhost::FSBOX_IO, why);
+}
+
+// SQLite says no more than "disk I/O error" of some of its files.
+bool Database::lacksRoom(int kind) const {
+    if (kind == SQLITE_FULL) return true;
+    if (kind != SQLITE_IOERR && kind != SQLITE_CANTOPEN) return false;
+    const int error = sqlite3_system_errno(connection_.get());
+    return error == ENOSPC || error == EDQUOT || isFull(path_);
 }
 
 Statement::Statement(const Database& database, const char* text) : database_(database) {

@@ -38,6 +38,11 @@ public:
     static std::optional<Database> open(std::filesystem::path path, std::string what,
                                         Missing missing);
 
+    // One on a disk that is full or cannot be written, for who only looks; nothing where it is on
+    // another, or somebody may be at work on it. why: it cannot be written, in a sentence.
+    static std::optional<Database> openUnwritable(std::filesystem::path path, std::string what,
+                                                  std::string why);
+
     // Statements that lead from each version of the tables to the next; the first makes those of a
     // new one. One that a later quillon wrote is refused.
     void prepareTables(std::span<const char* const> steps) const;
@@ -56,11 +61,12 @@ private:
     };
     Database(std::filesystem::path path, std::string what)
         : path_(std::move(path)), what_(std::move(what)) {}
-    void connect();
+    void connect(const std::string& name, int flags);
     void check(int result) const;
+    bool lacksRoom(int kind) const;
 
     std::filesystem::path path_;
-    std::string what_;
+    std::string what_, unwritable_;
     std::unique_ptr<sqlite3, Closer> connection_;
 };
 

@@ -258,7 +258,9 @@ Result<void> removeSeen(const vxhost::Descriptor& folder, const std::string& nam
             return localError(Kind::local, shown + " is a folder, and was left alone.");
         }
         const std::string hidden = removal.hidden.empty() ? newHiddenName() : removal.hidden;
-        if (!vxhost::renameToFree(folder.number(), name, hidden)) return changedError(shown);
+        if (!vxhost::renameToFree(folder.number(), name, hidden, "Cannot remove " + shown)) {
+            return changedError(shown);
+        }
         const auto taken = lookAt(folder, hidden);
         if (taken && isSameVersion(seen, *taken)) {
             return takeAway(folder, hidden, shown, removal.takeOld);

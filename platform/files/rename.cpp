@@ -10,13 +10,14 @@
 
 namespace vxhost {
 
-bool renameToFree(int directory, const std::string& from, const std::string& to) {
-    return renameToFree(directory, from, directory, to);
+bool renameToFree(int directory, const std::string& from, const std::string& to,
+                  const std::string& attempt) {
+    return renameToFree(directory, from, directory, to, attempt);
 }
 
 // Not every file system knows the renaming that replaces nothing, nor each hard links.
 bool renameToFree(int fromDirectory, const std::string& from, int toDirectory,
-                  const std::string& to) {
+                  const std::string& to, const std::string& attempt) {
     if (renameat2(fromDirectory, from.c_str(), toDirectory, to.c_str(), RENAME_NOREPLACE) == 0) {
         return true;
     }
@@ -27,7 +28,7 @@ bool renameToFree(int fromDirectory, const std::string& from, int toDirectory,
         }
     }
     if (errno == EEXIST) return false;
-    throwSystemFailure(errno, "Cannot write " + to);
+    throwSystemFailure(errno, attempt.empty() ? "Cannot write " + to : attempt);
 }
 
 }  // namespace vxhost

@@ -157,6 +157,7 @@ TEST_F(PairCommands, whatWasReplacedComesBack) {
            {{"undo", "-1"}, 2, ""},
            {{"undo", "18446744073709551617"}, 2, "number of a run"},
            {{"undo"}, 0, "given back there d/b"}});
+    check({{{"log"}, 0, "given back there d/b"}});
     EXPECT_EQ(thereIs("d/a"), "old d/a");
     EXPECT_EQ(thereIs("d/b"), "old d/b");
     check({{{"sync"}, 0, "2 fetched"}});
@@ -193,6 +194,24 @@ TEST_F(PairCommands, aReplacedFileThatSomebodyHasOpenIsNoCopy) {
     EXPECT_TRUE(contents.contains(old));
     EXPECT_TRUE(
         std::ranges::any_of(contents, [&](const auto& each) { return each.starts_with(late); }));
+}
+
+// They have one store, and it holds as much as the pair wants that wants most.
+TEST_F(PairCommands, aPairEmptiesTheStoreForNoOther) {
+    const std::string old(2 << 20, '\0');
+    write(folder("ann") / "film", old);
+    pair("ann");
+    EXPECT_EQ(sync("ann").exitCode, exitDone);
+    ASSERT_LT(storeThere("film", "theirs"), 300);
+    for (int again = 0; again < 2; ++again) EXPECT_EQ(sync("ann").exitCode, exitDone);
+    write(folder("other") / "x", std::string(2000, 'x'));
+    server.addCollection("o");
+    check({{{"sync", "-y", "-q", "--keep-size", "1K", folder("other"), server.url("o/")}, 0, ""}});
+    EXPECT_TRUE(contentsAnywhere().contains(old));
+    check({{{"sync", "--keep-size", "1K"}, 0, ""}});  // now both want no more
+    write(folder("other") / "y", "y");
+    check({{{"sync", "-q", folder("other")}, 0, ""}});
+    EXPECT_FALSE(contentsAnywhere().contains(old));
 }
 
 TEST_F(PairCommands, nothingIsRemovedByMistake) {

@@ -5,6 +5,7 @@
 
 #include <sstream>
 
+#include "sync/foretell.hpp"
 #include "tests/sync/plan_text.hpp"
 
 namespace quillon::sync {
@@ -229,6 +230,22 @@ TEST(Plan, countsWhatItRemoves) {
     EXPECT_EQ(textOf(plan), "forget d, removeThere c, removeHere a");
     EXPECT_EQ(plan.removals, 2u);
     EXPECT_EQ(plan.known, 3u);
+}
+
+TEST(Foretell, addsWhatTheSecondPlanDoes) {
+    const struct {
+        const char *base, *here, *there, *first, *all;
+    } rows[] = {
+        {"a=1", "a/ a/in=2", "a=1", "removeThere a+", "removeThere a, makeThere a, store a/in"},
+        {"d/ d/a=1 k=1", "d/ d/a=1 k=2", "d=2 k=1", "store k, removeHere d/a, removeHere d+",
+         "store k, removeHere d/a, removeHere d, fetch d"},
+        {"k=1", "k=2", "k=1", "store k", "store k"},
+    };
+    for (const auto& row : rows) {
+        Plan plan = makePlan(readTrees(row.base, row.here, row.there));
+        EXPECT_EQ(textOf(plan), row.first);
+        EXPECT_EQ(textOf(foretell(std::move(plan), {})), row.all);
+    }
 }
 
 // Whether the base tells a file here to be what it was.

@@ -166,9 +166,11 @@ TEST_F(StateTest, changesTogetherAndForgets) {
 
 TEST_F(StateTest, takesAnEarlierOneAndRefusesALaterOneAndALink) {
     { State state = open(); }
-    execute("DROP TABLE compared; ALTER TABLE copies DROP COLUMN noted; PRAGMA user_version = 1");
+    execute(
+        "DROP TABLE compared; ALTER TABLE copies DROP COLUMN noted;"
+        "ALTER TABLE runs DROP COLUMN undoes; PRAGMA user_version = 1");
     EXPECT_TRUE(open().setCompared({{"c", {}}}));
-    execute("PRAGMA user_version = 4");
+    execute("PRAGMA user_version = 5");
     const Result<State> later = State::open(directory / "pair");
     ASSERT_FALSE(later);
     EXPECT_EQ(later.error().kind, Kind::local);

@@ -16,6 +16,7 @@ namespace quillon::sync {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::chrono_literals;
 
 std::string hashOf(std::string_view content) {
     vxhost::ContentHash hash;
@@ -242,7 +243,12 @@ TEST_F(StoreTest, dropsTheOldestAndNothingOfItsOwn) {
         makeOlder(*store.find(hashOf(std::string(40, content))), std::chrono::hours(25));
     }
     makeOlder(left, std::chrono::hours(25));
-    store.prune();
+    const Time now = timeNow();
+    for (const std::optional<Time> theirs : {std::optional<Time>(), std::optional(now - 2h)}) {
+        store.prune(theirs);
+        EXPECT_EQ(held(store), "acd") << "only one clock says that c is too old";
+    }
+    store.prune(now + 1h);
     EXPECT_EQ(held(store), "ad");
     EXPECT_FALSE(fs::exists(left));
     EXPECT_TRUE(fs::exists(young));

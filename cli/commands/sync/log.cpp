@@ -1,6 +1,7 @@
 // quillon log: what the runs of a pair did.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 
@@ -20,13 +21,14 @@ struct LogChoice {
     bool json = false;
 };
 
-void printDeed(const sync::Deed& deed, bool json) {
+void printDeed(const sync::Deed& deed, bool undoes, bool json) {
+    const std::string_view word = undoes ? wordOfGivenBack(deed.act) : wordOf(deed.act, false);
     const std::string path = deed.isFolder ? deed.path + '/' : deed.path;
     if (json) {
         JsonObject object;
         object.addInteger("run", deed.run);
         object.addText("when", rfc3339(deed.when));
-        object.addText("event", std::string(wordOf(deed.act, false)));
+        object.addText("event", std::string(word));
         object.addText("path", path);
         if (!deed.from.empty()) object.addText("from", deed.from);
         object.addFlag("certain", deed.isCertain);
@@ -35,7 +37,7 @@ void printDeed(const sync::Deed& deed, bool json) {
     }
     const bool replaced = !deed.oldHash.empty() && !deed.newHash.empty();
     printOut("{:>4}  {}  {}{} {}{}\n", deed.run, localDate(deed.when),
-             deed.isCertain ? "" : "perhaps ", wordOf(deed.act, false), forOutput(path),
+             deed.isCertain ? "" : "perhaps ", word, forOutput(path),
              !deed.from.empty() ? fmt::format(" (from {})", forOutput(deed.from))
              : replaced         ? " (over another version)"
                                 : "");
@@ -43,11 +45,15 @@ void printDeed(const sync::Deed& deed, bool json) {
 
 int runLog(const LogChoice& choice) {
     const std::string folder = folderFrom(choice.start, choice.folder);
-    const Result<sync::Pair> pair = findPair(folder);
+    const Result<sync::Pair> pair = findPair(folder, sync::Purpose::look);
     if (!pair) return report("look at", folder, pair.error());
     const Result<std::vector<sync::Deed>> deeds = pair->state().deeds(0);
     if (!deeds) return report("look at", folder, deeds.error());
-    for (const sync::Deed& each : *deeds) printDeed(each, choice.json);
+    const Result<std::vector<int64_t>> undoing = pair->state().undoingRuns();
+    if (!undoing) return report("look at", folder, undoing.error());
+    for (const sync::Deed& each : *deeds) {
+        printDeed(each, std::ranges::find(*undoing, each.run) != undoing->end(), choice.json);
+    }
     return exitDone;
 }
 

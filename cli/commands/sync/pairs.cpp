@@ -7,15 +7,14 @@
 
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/suggestion.hpp"
-#include "platform/base/ascii.hpp"
 #include "platform/text/url.hpp"
 
 namespace quillon::cli {
 
 using sync::Act;
 
-Result<sync::Pair> findPair(const std::string& folder) {
-    Result<std::optional<sync::Pair>> pair = sync::Pair::find(folder);
+Result<sync::Pair> findPair(const std::string& folder, sync::Purpose purpose) {
+    Result<std::optional<sync::Pair>> pair = sync::Pair::find(folder, purpose);
     if (!pair) return std::move(pair).error();
     if (*pair) return std::move(**pair);
     return localError(Kind::usage,
@@ -108,6 +107,10 @@ std::string_view wordOf(Act act, bool planned) {
     return "";
 }
 
+std::string_view wordOfGivenBack(Act act) {
+    return act == Act::store || act == Act::removeThere ? "given back there" : "given back here";
+}
+
 std::string_view reasonOf(sync::Conflict conflict) {
     switch (conflict) {
         case sync::Conflict::none:
@@ -120,21 +123,6 @@ std::string_view reasonOf(sync::Conflict conflict) {
             return "a folder on one side, a file on the other";
     }
     return "";
-}
-
-Result<sync::StoreLimits> limitsOf(const sync::Pair& pair) {
-    sync::StoreLimits limits;
-    const Result<std::optional<std::string>> bytes = pair.state().setting("keep-size");
-    if (!bytes) return bytes.error();
-    if (const auto number = vxhost::parseNumber<uint64_t>(bytes->value_or(""))) {
-        limits.mostBytes = *number;
-    }
-    const Result<std::optional<std::string>> days = pair.state().setting("keep-days");
-    if (!days) return days.error();
-    if (const auto number = vxhost::parseNumber<uint32_t>(days->value_or(""))) {
-        limits.longest = std::chrono::hours(24) * *number;
-    }
-    return limits;
 }
 
 }  // namespace quillon::cli

@@ -13,7 +13,8 @@
 namespace quillon::cli {
 
 // Of the folder, or of one that it is in. A failure says how one is made.
-Result<sync::Pair> findPair(const std::string& folder);
+Result<sync::Pair> findPair(const std::string& folder,
+                            sync::Purpose purpose = sync::Purpose::change);
 
 // The site and the user by which it is named now, so that later runs get in as this one does.
 Result<void> noteSite(sync::Pair& pair, Session& session, const Address& root);
@@ -30,9 +31,8 @@ std::string folderFrom(const std::string& start, const std::string& word = {});
 
 // "fetched"; planned: "fetch".
 std::string_view wordOf(sync::Act act, bool planned);
+// "given back here"; act: that was undone, or that undoes it.
+std::string_view wordOfGivenBack(sync::Act act);
 std::string_view reasonOf(sync::Conflict conflict);
-
-// How much is kept of what is replaced, as the pair says.
-Result<sync::StoreLimits> limitsOf(const sync::Pair& pair);
 
 }  // namespace quillon::cli

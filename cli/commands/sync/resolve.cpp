@@ -15,6 +15,7 @@
 #include "cli/terminal/terminal.hpp"
 #include "client/outcome.hpp"
 #include "platform/files/content.hpp"
+#include "sync/pair_limits.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -106,7 +107,7 @@ int resolveOne(const std::string& file, const ResolveChoice& choice) {
     if (!path) {
         return report("resolve", file, localError(Kind::usage, "It is not in the paired folder."));
     }
-    const Result<sync::StoreLimits> limits = limitsOf(*pair);
+    const Result<sync::StoreLimits> limits = sync::limitsOf(pair->state());
     if (!limits) return report("resolve", file, limits.error());
     Result<sync::Resolver> resolver = sync::Resolver::open(*pair, *limits);
     if (!resolver) return report("resolve", file, resolver.error());

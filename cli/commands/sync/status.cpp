@@ -14,6 +14,7 @@
 #include "cli/terminal/print.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
+#include "sync/next_try.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -138,9 +139,9 @@ int tellAll(const sync::Plan& plan, const std::vector<sync::Failed>& failures, b
     for (const sync::Failed& each : failures) {
         ++count;
         teller.tell("failed last time", each.path,
-                    each.notBefore > timeNow() ? fmt::format("{} Tried again from {}.", each.why,
-                                                             localDate(each.notBefore))
-                                               : each.why);
+                    sync::waits(each, timeNow()) ? fmt::format("{} Tried again from {}.", each.why,
+                                                               localDate(each.notBefore))
+                                                 : each.why);
     }
     if (count == 0 && !json) printOut("Both sides are the same.\n");
     if (unproven > 0) {
@@ -153,7 +154,7 @@ int tellAll(const sync::Plan& plan, const std::vector<sync::Failed>& failures, b
 
 int runStatus(Session& session, const StatusChoice& choice) {
     const std::string folder = folderFrom(choice.start, choice.folder);
-    Result<sync::Pair> pair = findPair(folder);
+    Result<sync::Pair> pair = findPair(folder, sync::Purpose::look);
     if (!pair) return report("look at", folder, pair.error());
     const Result<Address> root = collectionOf(*pair, session);
     if (!root) return report("look at", pair->url(), root.error());

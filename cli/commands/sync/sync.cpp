@@ -21,6 +21,7 @@
 #include "cli/terminal/format.hpp"
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
+#include "sync/pair_limits.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -173,7 +174,7 @@ int runPair(Session& session, const SyncChoice& choice, sync::Pair& pair,
     SyncTeller teller(session, choice);
     if (!root) return report("synchronise with", pair.url(), root.error());
     const Result<void> set = applySettings(pair, choice);
-    const Result<sync::StoreLimits> limits = limitsOf(pair);
+    const Result<sync::StoreLimits> limits = sync::limitsOf(pair.state());
     if (!set || !limits)
         return report("use the pair of", pair.folder().string(),
                       set ? limits.error() : set.error());
@@ -270,7 +271,9 @@ int runSync(Session& session, SyncChoice& choice) {
                       localError(Kind::usage, "--forget takes a folder alone, and no dry run."));
     }
     if (!choice.url.empty()) return runNew(session, choice);
-    Result<sync::Pair> pair = findPair(choice.folder);
+    const bool looks = choice.telling.dryRun;
+    Result<sync::Pair> pair =
+        findPair(choice.folder, looks ? sync::Purpose::look : sync::Purpose::change);
     if (!pair) return report("synchronise", choice.folder, pair.error());
     if (!choice.forgets) {
         return runPair(session, choice, *pair, collectionOf(*pair, session), false);

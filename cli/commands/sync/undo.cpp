@@ -11,6 +11,7 @@
 #include "cli/terminal/report.hpp"
 #include "cli/terminal/terminal.hpp"
 #include "platform/base/ascii.hpp"
+#include "sync/pair_limits.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -20,25 +21,20 @@ struct UndoChoice {
     std::string start;
 };
 
-std::string_view wordOfUndone(sync::Act act) {
-    return act == sync::Act::store || act == sync::Act::removeThere ? "given back there"
-                                                                    : "given back here";
-}
-
 int runUndo(Session& session, const UndoChoice& choice) {
     const std::string folder = folderFrom(choice.start);
     Result<sync::Pair> pair = findPair(folder);
     if (!pair) return report("undo a run of", folder, pair.error());
     const Result<Address> root = collectionOf(*pair, session);
     if (!root) return report("undo a run of", pair->url(), root.error());
-    const Result<sync::StoreLimits> limits = limitsOf(*pair);
+    const Result<sync::StoreLimits> limits = sync::limitsOf(pair->state());
     if (!limits) return report("undo a run of", folder, limits.error());
     int code = exitDone;
     sync::SyncOptions options;
     options.limits = *limits;
     options.tell = [&code](const sync::SyncEvent& event) {
         if (!event.error) {
-            printOut("{} {}\n", wordOfUndone(event.act), forOutput(event.path));
+            printOut("{} {}\n", wordOfGivenBack(event.act), forOutput(event.path));
             return;
         }
         const int its = report("give back", event.path, *event.error);
@@ -76,8 +72,9 @@ void addUndo(CommandDefinition program, Invocation& invocation) {
     command.setFooter(
         "What was replaced or removed here or there comes back to where it was, and goes to the\n"
         "other side with the next quillon sync. What has changed since stays as it is, which is\n"
-        "said, and the exit code is 6 then. What is in the way is kept, so that an undo can be\n"
-        "undone.\n\n"
+        "said, and the exit code is 6 then; so does what is in the way, as a folder where a file "
+        "was.\n"
+        "What an undo replaces is kept, so that it can be undone.\n\n"
         "Examples:\n"
         "  quillon undo\n"
         "  quillon undo 12 -C ~/Plans\n");
