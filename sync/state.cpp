@@ -79,8 +79,9 @@ Error State::setAside(const DamagedDatabase& damage) const {
     if (!*aside) return thrownError(damage);
     return localError(Kind::local,
                       fmt::format("What was noted of the pair was damaged, and is kept as {}. Both "
-                                  "sides are as they were. Pair them anew: quillon sync FOLDER "
-                                  "URL compares them, and removes and overwrites nothing.",
+                                  "sides stay as they are. Pair them anew, with the patterns of "
+                                  "what is left out: quillon sync FOLDER URL compares them, and "
+                                  "removes and overwrites nothing.",
                                   (*aside)->string()));
 }
 
