@@ -113,7 +113,8 @@ constexpr std::array refusals{
     Refusal{403, "Forbidden", "This account may lack the right to it."},
     Refusal{404, "Not Found", "Check the URL's spelling, or list its collection."},
     Refusal{405, "Method Not Allowed", "It does not do this at this URL; is WebDAV enabled there?"},
-    Refusal{407, "Proxy Authentication Required", "Give the proxy's URL with user and password."},
+    Refusal{407, "Proxy Authentication Required",
+            "Only a proxy answers so, and none is used: is the URL that of one?"},
     Refusal{409, "Conflict", "A collection on the way to it is missing."},
     Refusal{410, "Gone", "It was there once, and was removed."},
     Refusal{412, "Precondition Failed",
@@ -143,7 +144,7 @@ Kind kindOfAnswer(int httpStatus) {
         case 423:
             return Kind::locked;
         case 407:
-            return Kind::network;  // the proxy's
+            return Kind::network;  // a proxy's
         case 507:
             return Kind::refused;
     }

@@ -63,10 +63,9 @@ std::string_view remedy(const Error& error, std::string_view url) {
             return "NTLM and Negotiate are tried where --auth or a site's auth names them; without "
                    "it Basic and Digest are, with user and password.";
         case Code::proxyRefused:
-            return "It is that of --proxy, of the site, or of the environment (http_proxy, "
+            return "A proxy is named by --proxy, by the site, or by the environment (http_proxy, "
                    "https_proxy, all_proxy; no_proxy names hosts to reach without it). "
-                   "--proxy-auth "
-                   "says how to log in to it.";
+                   "--proxy-auth says how to log in to it.";
         default:
             break;
     }

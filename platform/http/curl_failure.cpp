@@ -8,6 +8,8 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/http/proxy.hpp"
+
 namespace vxhost {
 namespace {
 
@@ -62,9 +64,7 @@ CurlFailure curlFailure(CURL* easy, CURLcode code, const std::string& detail, bo
     }
     // "Unsupported proxy scheme for 'URL'": with the password that the URL may hold.
     if (words.starts_with("Unsupported proxy")) {
-        return {WEBLNK_PROXY_REFUSED,
-                "the proxy's URL cannot be read, or is of no kind that can be used, such as http, "
-                "https or socks5"};
+        return {WEBLNK_PROXY_REFUSED, fmt::format("the proxy's URL {}", unusableProxy)};
     }
     if (isOfOwnCertificate(words)) {
         return {WEBLNK_CERTIFICATE_WANTED, "the server ended the TLS connection (" + words + ")"};

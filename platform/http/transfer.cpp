@@ -10,6 +10,7 @@
 #include "platform/base/status.hpp"
 #include "platform/http/curl_failure.hpp"
 #include "platform/http/curl_options.hpp"
+#include "platform/http/proxy.hpp"
 #include "platform/http/request_options.hpp"
 #include "platform/http/server_certificate.hpp"
 #include "platform/http/upload_source.hpp"
@@ -142,10 +143,21 @@ curl_socket_t Transfer::openSocket(const curl_sockaddr& peer) {
     return socket(peer.family, peer.socktype | SOCK_CLOEXEC, peer.protocol);
 }
 
-// The environment may name a proxy, and hosts that need none.
+// The environment may name a proxy, and hosts that need none. Of a connection that was kept curl
+// knows the port.
 bool Transfer::viaProxy() const {
-    const bool elsewhere = peerPort_ != 0 && peerPort_ != portOf(request_.url);
+    long port = peerPort_;
+    if (port == 0) curl_easy_getinfo(easy_, CURLINFO_PRIMARY_PORT, &port);
+    const bool elsewhere = port > 0 && port != portOf(request_.url);
     return elsewhere || !sender_.credentials->proxy.empty();
+}
+
+// With the variable of the environment that names it, where one does.
+void Transfer::failForProxy(std::string_view why) const {
+    const auto variable =
+        sender_.credentials->proxy.empty() ? proxyVariable(request_.url) : std::string_view();
+    const std::string from = variable.empty() ? "" : fmt::format("; it is that of ${}", variable);
+    fail(WEBLNK_PROXY_REFUSED, std::string(why) + from);
 }
 
 // curl sends a request again by itself when a kept connection ends without a byte of an answer. The
@@ -352,14 +364,15 @@ void Transfer::judge(CURLcode code) {
         if (isSocket && failure.status == WEBLNK_NO_CONNECTION) {
             failure = {WEBLNK_DEAD_SOCKET, "nobody answers at the socket " + wayIn->unixSocket};
         }
+        if (failure.status == WEBLNK_PROXY_REFUSED) failForProxy(failure.why);
         fail(failure.status, failure.why);
     }
     // curl takes an end inside or before the header for that of the answer.
     if (!headerEnded_ && whole) {
         fail(WEBLNK_CUT_OFF, "the connection ended before the answer's header did");
     }
-    if (answer_.status == 407) {
-        fail(WEBLNK_PROXY_REFUSED, "the proxy asks for other credentials" + proxySchemes(easy_));
+    if (answer_.status == 407 && viaProxy()) {
+        failForProxy("the proxy asks for other credentials" + proxySchemes(easy_));
     }
     if (request_.upload && isSuccess() && !request_.upload->finished()) {
         fail(WEBLNK_CUT_OFF, "the server answered before it had the whole content");

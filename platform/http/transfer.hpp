@@ -69,6 +69,7 @@ private:
     void watchAnswer();
     void judge(CURLcode code);
     [[noreturn]] void failForPin() const;
+    [[noreturn]] void failForProxy(std::string_view why) const;
     bool headerTooLong(CURLcode code) const;
     void trace(CURLcode code) const;
     void tellTraffic() const;
