@@ -193,11 +193,11 @@ bool Transfer::takeHeader(std::string_view line) {
         answer_.status = parseStatusLine(line).value_or(-1);
         answer_.url = request_.url;
         answer_.isFramed = line.starts_with("HTTP/2");
-    } else if (line == "\r\n" || line == "\n") {
-        return endHeader();
-    } else {
-        answer_.headers.add(line);
     }
+    const bool isInterim = answer_.status >= 100 && answer_.status < 200;
+    if (isInterim) interimBytes_ += line.size();
+    if (line == "\r\n" || line == "\n") return endHeader();
+    if (!line.starts_with("HTTP/")) answer_.headers.add(line);
     return true;
 }
 
@@ -279,7 +279,7 @@ void Transfer::watch() {
 }
 
 void Transfer::watchSpeed() {
-    const auto moved = stall_.stalled(easy_, headerBytes_);
+    const auto moved = stall_.stalled(easy_, headerBytes_ - interimBytes_);
     if (!moved) return;
     const double limit = std::chrono::duration<double>(sender_.settings.stallTimeout).count();
     fail(WEBLNK_TIMED_OUT, *moved == 0

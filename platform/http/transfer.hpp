@@ -108,6 +108,7 @@ private:
     std::exception_ptr failure_;
     in_port_t peerPort_ = 0;  // of the latest connection that was begun; 0: none was
     uint64_t headerBytes_ = 0;
+    uint64_t interimBytes_ = 0;  // of them those of interim answers, with which nothing moves on
     uint64_t bodyBytes_ = 0;
     bool sent_ = false;      // a request went out
     bool answered_ = false;  // a status line came since
