@@ -38,7 +38,7 @@ void writeReport(const std::string& lines) {
 }
 
 // What helps in this program; empty: nothing special.
-std::string_view remedy(const Error& error, std::string_view url) {
+std::string remedy(const Error& error, std::string_view url) {
     switch (error.code) {
         case Code::unexpectedStatus:
             if (error.httpStatus == 0) return "The log is shown by -vvv.";
@@ -46,8 +46,7 @@ std::string_view remedy(const Error& error, std::string_view url) {
         case Code::unguarded:
             return "Use put --force if nobody else writes it.";
         case Code::untrusted:
-            return "Use --ca-file for that (--proxy-ca-file for a proxy), or quillon login, which "
-                   "shows its certificate.";
+            return fmt::format("{}, or quillon login, which shows its certificate.", trustHelp);
         case Code::otherKey:
             return "If it was changed on purpose, quillon login with --pin and the new one trusts "
                    "it.";
@@ -73,7 +72,7 @@ std::string_view remedy(const Error& error, std::string_view url) {
         return "It is told by --auth negotiate or --auth ntlm, and has a token by --token-file.";
     }
     const bool perhapsTls = error.httpStatus == 400 && url.starts_with("http://");
-    return perhapsTls ? perhapsTlsHelp : "";
+    return std::string(perhapsTls ? perhapsTlsHelp : "");
 }
 
 // A URL of many screens is told by its ends; what a person may have to use again is shorter.

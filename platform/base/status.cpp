@@ -102,8 +102,8 @@ constexpr StatusText texts[] = {
      "The connection ended before the answer was complete. Try again; after a change look first, "
      "for it may have been made all the same."},
     {WEBLNK_REDIRECTED_AWAY,
-     "The server points to another server, which was not followed, so that your password stays "
-     "here. Use the other server's URL if you trust it."},
+     "The server points to another server, which gets nothing of what was meant for this one. Use "
+     "the other server's URL if you trust it."},
     {WEBLNK_INTERRUPTED, "This was interrupted, as you asked."},
     {WEBLNK_BAD_ANSWER,
      "The server's answer cannot be read. The server may not be a WebDAV server."},

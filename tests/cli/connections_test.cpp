@@ -112,6 +112,7 @@ TEST_F(Connections, trustAServerByItsKey) {
             {{"ls", "--pin", pin, url}, 0, ""},
             {{"ls", "--pin", "sha256//x", url}, 2, "44 characters of base64"}});
     EXPECT_EQ(answered(login, {{"[y/N] ", "n"}}).exitCode, 7);
+    expectHidden(quillon(login).errors, {"quillon login"});
     const auto trusted = answered(login, {{"[y/N] ", "y"}});
     EXPECT_NE(trusted.output.find("for CN = quillon test, from CN = quillon test, valid"),
               std::string::npos);

@@ -27,6 +27,14 @@ std::vector<std::string> describe(const ServerCertificate& shown) {
             fmt::format("SHA-256 fingerprint: {}", shown.fingerprint)};
 }
 
+// Other commands are advised to do what is done here.
+Error stillUntrusted(Error error) {
+    if (error.code != Code::untrusted) return error;
+    error.code = Code::success;
+    error.sentences.push_back(fmt::format("{}.", trustHelp));
+    return error;
+}
+
 }  // namespace
 
 Login Trial::nobody() const {
@@ -76,7 +84,8 @@ Result<void> Trial::accept(const Login& login) {
     concealLogin(login);
     Result<void> tried = tryOut(login);
     if (tried || tried.error().code != Code::untrusted) return tried;
-    if (Result<void> trusted = askForTrust(login, tried.error()); !trusted) return trusted;
+    const Result<void> trusted = askForTrust(login, tried.error());
+    if (!trusted) return stillUntrusted(trusted.error());
     return tryOut(login);
 }
 
