@@ -58,18 +58,18 @@ std::string remedy(const Error& error, std::string_view url) {
         case Code::noAuthorities:
             return "It is that of --ca-file, or of the site's ca-file; where neither is given, the "
                    "system's, which the package ca-certificates brings.";
-        case Code::otherSchemes:
-            return "NTLM and Negotiate are tried where --auth or a site's auth names them; without "
-                   "it Basic and Digest are, with user and password.";
+        case Code::ticketRefused:
+            return "klist shows your tickets, kinit gets one.";
+        case Code::headerRefused:
+            return "It is that of --header, or of the site's headers or headers-command.";
+        case Code::handshakeRefused:
+            return "A certificate is given by --cert, and --key where that is another file.";
         case Code::proxyRefused:
             return "A proxy is named by --proxy, by the site, or by the environment (http_proxy, "
                    "https_proxy, all_proxy; no_proxy names hosts to reach without it). "
                    "--proxy-auth says how to log in to it.";
         default:
             break;
-    }
-    if (error.httpStatus == 401 && error.kind == Kind::refused) {
-        return "It is told by --auth negotiate or --auth ntlm, and has a token by --token-file.";
     }
     const bool perhapsTls = error.httpStatus == 400 && url.starts_with("http://");
     return std::string(perhapsTls ? perhapsTlsHelp : "");

@@ -94,6 +94,9 @@ CurlFailure curlFailure(CURL* easy, CURLcode code, const std::string& detail, bo
             }
             return {WEBLNK_TIMED_OUT, "timed out (" + words + ")"};
         case CURLE_SSL_CONNECT_ERROR:
+            if (words.find(" alert ") != words.npos) {
+                return {WEBLNK_HANDSHAKE_REFUSED, "the server refused TLS (" + words + ")"};
+            }
             return {WEBLNK_NO_TLS, "no TLS connection (" + words + ")"};
         case CURLE_SSL_CACERT_BADFILE:
             return {WEBLNK_NO_AUTHORITIES,

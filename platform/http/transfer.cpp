@@ -15,7 +15,6 @@
 #include "platform/http/server_certificate.hpp"
 #include "platform/http/upload_source.hpp"
 #include "platform/http/way_in.hpp"
-#include "platform/http/wire_trace.hpp"
 #include "platform/text/url.hpp"
 
 namespace vxhost {
@@ -55,13 +54,15 @@ Transfer::Transfer(CURL* easy, CURLM* multi, const Sender& sender, const Request
       sender_(sender),
       request_(request),
       attempts_(attempts),
+      trace_{sender, attempts.noTicket},
       stall_(sender.settings.stallTimeout, sender.settings.leastSpeed) {
     headers_ = setHeaders(easy_, sender_, request_, attempts_.awaitsContinue);
     setMethod(easy_, sender_, request_);
     setSpeed(easy_, sender_, request_);
     setBuffers(easy_, sender_, request_);
     setCallbacks();
-    setWireTrace(easy_, sender_);
+    const WayIn* wayIn = wayInTo(request_.url, sender_.settings);
+    setWireTrace(easy_, trace_, wayIn && wayIn->connectionScheme == CURLAUTH_NEGOTIATE);
     setOption(easy_, CURLOPT_URL, request_.url.c_str());
     setOption(easy_, CURLOPT_ERRORBUFFER, static_cast<char*>(error_));
     const bool fresh = !attempts_.trustsConnections && !request_.policy.repeatable;
@@ -75,6 +76,7 @@ Transfer::~Transfer() {
     tellTraffic();
     curl_multi_remove_handle(multi_, easy_);
     curl_easy_setopt(easy_, CURLOPT_ERRORBUFFER, nullptr);  // its owner goes next
+    curl_easy_setopt(easy_, CURLOPT_VERBOSE, 0L);           // and that of the trace
 }
 
 template <class Body>

@@ -135,6 +135,7 @@ Result<std::optional<Login>> Trial::tryNetrc(Login login) {
     }
     Error error = accepted.error();
     if (error.kind != Kind::notAuthorized) return error;
+    if (!mayPasswordHelp(error.code)) return explainRefusal(options_.access, nullptr, login, error);
     if (canPrompt()) return std::optional<Login>();
     error.sentences.emplace_back(passwordIsOfNetrc);
     return error;
@@ -153,7 +154,8 @@ Result<Login> Trial::run(bool looksIntoNetrc) {
         const Error& error = everybody.error();
         if (error.kind != Kind::notAuthorized) return error;
         refusal = explainRefusal(options_.access, nullptr, login, error);
-        if (error.httpStatus != 401 || hasOtherWay) return *refusal;
+        const bool mayHelp = error.httpStatus == 401 && mayPasswordHelp(error.code);
+        if (!mayHelp || hasOtherWay) return *refusal;
     }
     const bool isGiven = !address_.password().empty() || !options_.passwordFile.empty() ||
                          !options_.passwordCommand.empty();
