@@ -26,6 +26,9 @@ static_assert(static_cast<vx::Status>(Code::certificateWanted) ==
               vxhost::WEBLNK_CERTIFICATE_WANTED);
 static_assert(static_cast<vx::Status>(Code::noSuchLock) == vxhost::WEBLNK_NO_SUCH_LOCK);
 static_assert(static_cast<vx::Status>(Code::otherSchemes) == vxhost::WEBLNK_OTHER_SCHEMES);
+static_assert(static_cast<vx::Status>(Code::ticketRefused) == vxhost::WEBLNK_TICKET_REFUSED);
+static_assert(static_cast<vx::Status>(Code::headerRefused) == vxhost::WEBLNK_HEADER_REFUSED);
+static_assert(static_cast<vx::Status>(Code::handshakeRefused) == vxhost::WEBLNK_HANDSHAKE_REFUSED);
 
 using vxhost::Status;
 
@@ -86,6 +89,9 @@ constexpr std::array rows{
     Row{vxhost::WEBLNK_NO_SUCH_LOCK, Kind::notFound, Http::ignored},
     Row{vxhost::WEBLNK_OTHER_SCHEMES, Kind::notAuthorized, Http::ignored},
     Row{vxhost::WEBLNK_DEAD_SOCKET, Kind::network, Http::ignored},
+    Row{vxhost::WEBLNK_TICKET_REFUSED, Kind::notAuthorized, Http::ignored},
+    Row{vxhost::WEBLNK_HEADER_REFUSED, Kind::notAuthorized, Http::ignored},
+    Row{vxhost::WEBLNK_HANDSHAKE_REFUSED, Kind::network, Http::ignored},
     Row{vxhost::TRANSCODE_INVALID, Kind::usage, Http::ignored},
     Row{static_cast<Status>(Code::unguarded), Kind::changedOnServer, Http::ignored},
     Row{static_cast<Status>(Code::collection), Kind::refused, Http::ignored},
@@ -113,7 +119,8 @@ constexpr std::array refusals{
     Refusal{403, "Forbidden", "This account may lack the right to it."},
     Refusal{404, "Not Found", "Check the URL's spelling, or list its collection."},
     Refusal{405, "Method Not Allowed", "It does not do this at this URL; is WebDAV enabled there?"},
-    Refusal{407, "Proxy Authentication Required", "Give the proxy's URL with user and password."},
+    Refusal{407, "Proxy Authentication Required",
+            "Only a proxy answers so, and none is used: is the URL that of one?"},
     Refusal{409, "Conflict", "A collection on the way to it is missing."},
     Refusal{410, "Gone", "It was there once, and was removed."},
     Refusal{412, "Precondition Failed",
@@ -143,7 +150,7 @@ Kind kindOfAnswer(int httpStatus) {
         case 423:
             return Kind::locked;
         case 407:
-            return Kind::network;  // the proxy's
+            return Kind::network;  // a proxy's
         case 507:
             return Kind::refused;
     }
@@ -151,6 +158,11 @@ Kind kindOfAnswer(int httpStatus) {
 }
 
 }  // namespace
+
+bool mayPasswordHelp(Code code) {
+    return code != Code::certificateWanted && code != Code::otherSchemes &&
+           code != Code::ticketRefused && code != Code::headerRefused;
+}
 
 Kind kindOf(Code code, int httpStatus) {
     const auto* row = std::find_if(rows.begin(), rows.end(), [code](const Row& candidate) {

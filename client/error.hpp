@@ -71,7 +71,10 @@ enum class Code : uint32_t {
     otherKey = 0x80FFD011,           // of the server than the one that is pinned
     certificateWanted = 0x80FFD012,  // of the person
     noSuchLock = 0x80FFD013,         // as the person named
-    otherSchemes = 0x80FFD014,       // of logging in are offered, not the given one
+    otherSchemes = 0x80FFD014,       // of logging in are offered, not the given or a known one
+    ticketRefused = 0x80FFD016,      // of Kerberos, or there is none
+    headerRefused = 0x80FFD017,      // Authorization among those of the person
+    handshakeRefused = 0x80FFD018,   // of TLS
     // This library's own.
     unguarded = 0x80FFD101,   // nothing here could tell that storing loses somebody's change
     collection = 0x80FFD102,  // is there, and has no content
@@ -108,6 +111,9 @@ bool lockIsGone(const Error& notUnlocked);
 // A failure on this side, in one sentence.
 Error localError(Kind kind, std::string sentence);
 Error interruption();
+
+// Whether a refusal by that code is one which another password may change.
+bool mayPasswordHelp(Code code);
 
 // The kind of a code and the HTTP status that came with it (0: none).
 Kind kindOf(Code code, int httpStatus);

@@ -89,13 +89,16 @@ std::vector<std::string> sentencesOf(vxhost::UserJournal& journal, Status status
 
 }  // namespace
 
-std::string explainAnswer(int httpStatus, std::string_view unknownSchemes) {
-    if (httpStatus == 401 && !unknownSchemes.empty()) {
+std::string explainAnswer(int httpStatus, const std::optional<std::string>& unknownSchemes) {
+    if (httpStatus == 401 && unknownSchemes) {
+        const std::string offer =
+            unknownSchemes->empty()
+                ? "wants a login, and names no way to log in that can be read; quillon knows"
+                : fmt::format("takes logins by {}, but quillon knows only", *unknownSchemes);
         return fmt::format(
-            "The server takes logins by {}, but quillon knows only Basic and Digest (with MD5 or "
-            "SHA-256) by itself. Negotiate and NTLM it uses where it is told to, Bearer where it "
-            "has a token.",
-            unknownSchemes);
+            "The server {} Basic and Digest (with MD5 or SHA-256) by itself. Negotiate and NTLM it "
+            "uses where it is told to, Bearer where it has a token.",
+            offer);
     }
     const Status namesake = namesakeOf(httpStatus);
     return namesake != vx::VX_SUCCESS ? vxhost::statusText(namesake) : answerText(httpStatus);
@@ -144,9 +147,8 @@ Error failure(Status status, vxhost::UserJournal& journal) {
     error.httpStatus = last.refusal;
     error.code = static_cast<Code>(cause);
     error.kind = kindOf(error.code, error.httpStatus);
-    // No password helps then, so that none is to be asked for.
-    const bool unknown = !last.unknownSchemes.empty();
-    if (unknown && error.kind == Kind::notAuthorized) error.kind = Kind::refused;
+    const bool isUnknown = last.unknownSchemes && error.kind == Kind::notAuthorized;
+    if (isUnknown) error.code = Code::otherSchemes;
     error.sentences = sentencesOf(journal, status, last.refusal, detailOf(cause),
                                   explanationWithLock(cause, last));
     error.locks = last.locks;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <exception>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,12 +21,12 @@ struct Heard {
     vx::Status failure = vx::VX_SUCCESS;  // of the latest request without a complete answer
     int refusal = 0;                      // the latest HTTP status that is none of 2xx
     std::vector<StrayLock> locks;
-    std::string lockSentence;    // what was in the way, where it is no lock of somebody else
-    std::string unknownSchemes;  // that the server wants a login by; empty: none, or a known one
+    std::string lockSentence;  // what was in the way, where it is no lock of somebody else
+    std::optional<std::string> unknownSchemes;  // as of vxhost::Answer
 };
 
 // What an HTTP status that refuses means, and what to do about it. unknownSchemes: as in Heard.
-std::string explainAnswer(int httpStatus, std::string_view unknownSchemes);
+std::string explainAnswer(int httpStatus, const std::optional<std::string>& unknownSchemes);
 
 void hear(const vxhost::RequestEnd& end);
 void noteStrayLock(const vxhost::StrayLock& lock);

@@ -8,6 +8,7 @@
 #include "client/address.hpp"
 #include "client/header_line.hpp"
 #include "client/pin.hpp"
+#include "platform/http/proxy.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -36,6 +37,10 @@ std::string passwordProblem(const Site& site) {
 std::string authProblem(const Site& site) {
     const bool known = site.auth == "basic" || site.auth == "negotiate" || site.auth == "ntlm";
     return known ? "" : "must be \"basic\", \"negotiate\" or \"ntlm\", or left out";
+}
+
+std::string proxyFieldProblem(const Site& site) {
+    return std::string(vxhost::proxyProblem(site.proxy));
 }
 
 std::string proxyAuthProblem(const Site& site) {
@@ -98,7 +103,7 @@ constexpr SiteKey keys[] = {
      "Encoded, from quillon login or quillon encode; one in clear is refused. With another --user "
      "it is not used.",
      &Site::password, true, passwordProblem},
-    {"proxy", "The URL of a proxy.", &Site::proxy},
+    {"proxy", "The URL of a proxy.", &Site::proxy, false, proxyFieldProblem},
     {"ca-file", "A PEM file of the authorities to trust, from the directory of this file.",
      &Site::caFile},
     {"timeout", "Seconds without any progress after which to give up, 1 to 86400.",

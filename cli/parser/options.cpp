@@ -7,6 +7,7 @@
 #include "cli/parser/byte_count.hpp"
 #include "cli/parser/time_argument.hpp"
 #include "client/address.hpp"
+#include "platform/http/proxy.hpp"
 
 namespace quillon::cli {
 namespace {
@@ -62,8 +63,14 @@ void addCommonOptions(CommandDefinition program, CommonOptions& options) {
                    "Read the password from the first line of FILE, - for standard input")
         .typeName("FILE")
         .notEmpty();
+    const auto takeProxy = [&options](const std::string& url) -> Result<void> {
+        options.proxy = url;
+        const std::string_view problem = vxhost::proxyProblem(url);
+        if (problem.empty()) return {};
+        return localError(Kind::usage, fmt::format("It {}.", problem));
+    };
     program
-        .addOption("--proxy", options.proxy,
+        .addOption("--proxy", takeProxy,
                    "Go through this proxy; else as $http_proxy, $https_proxy and $no_proxy say")
         .typeName("URL")
         .notEmpty();

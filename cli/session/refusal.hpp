@@ -8,8 +8,9 @@
 
 namespace quillon::cli {
 
-// The error, and what helps. site: null for none.
-Error explainRefusal(const AccessOptions& access, const Site* site, const Login& login,
-                     Error error);
+// The error, and what helps. site: null for none. lineIsForAnother: what the command line says
+// of how to get in is for another server.
+Error explainRefusal(const AccessOptions& access, const Site* site, const Login& login, Error error,
+                     bool lineIsForAnother = false);
 
 }  // namespace quillon::cli

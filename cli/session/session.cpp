@@ -122,17 +122,11 @@ Session::~Session() = default;
 
 Error Session::refusal(const Address& address, const Login& login, Error error) const {
     const AccessOptions access = sites_.optionsFor(address).access;
-    Error explained = explainRefusal(access, sites_.of(address), login, std::move(error));
-    const bool isGiven = !options_.user.empty() || options_.access.hasToken();
-    const bool isNobody = login.user.empty() && !access.hasToken() && access.auth.empty();
-    if (explained.httpStatus == 401 && isGiven && isNobody) {
-        explained.sentences.assign(
-            1,
-            "The server asks who you are; what the command line says of that is for the server "
-            "of its first URL. quillon login stores a user and a password for this one.");
-    }
+    Error explained = explainRefusal(access, sites_.of(address), login, std::move(error),
+                                     sites_.lineIsForAnother(address.origin()));
+    const bool byPassword = explained.httpStatus == 401 && mayPasswordHelp(explained.code);
     const std::lock_guard lock(mutex_);
-    if (explained.httpStatus == 401 && credentials_.areOfNetrc(address)) {
+    if (byPassword && credentials_.areOfNetrc(address)) {
         explained.sentences.emplace_back(passwordIsOfNetrc);
     }
     return explained;

@@ -54,10 +54,9 @@ public:
         giveBackLeft(address, *login);
         auto result = action(*login);
         if (result || result.error().kind != Kind::notAuthorized) return result;
-        const Code code = result.error().code;
-        const bool byPassword = code != Code::certificateWanted && code != Code::otherSchemes;
-        const Result<Login> other =
-            byPassword ? askAgain(address) : Result<Login>(Error(result.error()));
+        const Result<Login> other = mayPasswordHelp(result.error().code)
+                                        ? askAgain(address)
+                                        : Result<Login>(Error(result.error()));
         if (other) giveBackLeft(address, *other);
         if (other) return action(*other);
         if (other.error().kind != Kind::notAuthorized) return other.error();

@@ -220,9 +220,13 @@ CommonOptions Sites::optionsFor(const Address& address) const {
     return site == nullptr ? options : withDefaultsOf(*site, options);
 }
 
+bool Sites::lineIsForAnother(const std::string& origin) const {
+    return firstOrigin_ && origin != *firstOrigin_;
+}
+
 CommonOptions Sites::givenFor(const std::string& origin) const {
     CommonOptions options = options_;
-    if (firstOrigin_ && origin != *firstOrigin_) {
+    if (lineIsForAnother(origin)) {
         options.user.clear();
         options.passwordFile.clear();
         options.access = {};

@@ -35,6 +35,8 @@ public:
     // line says of who it is and how to get in is for the server of its first URL; for nobody where
     // that is none.
     CommonOptions optionsFor(const Address& address) const;
+    // Whether that is for another server than the one at the origin.
+    bool lineIsForAnother(const std::string& origin) const;
 
     // As a person would say where it is: "work:reports/", or the host and the path. Decoded.
     std::string shortName(const Address& address) const;

@@ -38,7 +38,7 @@ void writeReport(const std::string& lines) {
 }
 
 // What helps in this program; empty: nothing special.
-std::string_view remedy(const Error& error, std::string_view url) {
+std::string remedy(const Error& error, std::string_view url) {
     switch (error.code) {
         case Code::unexpectedStatus:
             if (error.httpStatus == 0) return "The log is shown by -vvv.";
@@ -46,8 +46,7 @@ std::string_view remedy(const Error& error, std::string_view url) {
         case Code::unguarded:
             return "Use put --force if nobody else writes it.";
         case Code::untrusted:
-            return "Use --ca-file for that (--proxy-ca-file for a proxy), or quillon login, which "
-                   "shows its certificate.";
+            return fmt::format("{}, or quillon login, which shows its certificate.", trustHelp);
         case Code::otherKey:
             return "If it was changed on purpose, quillon login with --pin and the new one trusts "
                    "it.";
@@ -59,22 +58,21 @@ std::string_view remedy(const Error& error, std::string_view url) {
         case Code::noAuthorities:
             return "It is that of --ca-file, or of the site's ca-file; where neither is given, the "
                    "system's, which the package ca-certificates brings.";
-        case Code::otherSchemes:
-            return "NTLM and Negotiate are tried where --auth or a site's auth names them; without "
-                   "it Basic and Digest are, with user and password.";
+        case Code::ticketRefused:
+            return "klist shows your tickets, kinit gets one.";
+        case Code::headerRefused:
+            return "It is that of --header, or of the site's headers or headers-command.";
+        case Code::handshakeRefused:
+            return "A certificate is given by --cert, and --key where that is another file.";
         case Code::proxyRefused:
-            return "It is that of --proxy, of the site, or of the environment (http_proxy, "
+            return "A proxy is named by --proxy, by the site, or by the environment (http_proxy, "
                    "https_proxy, all_proxy; no_proxy names hosts to reach without it). "
-                   "--proxy-auth "
-                   "says how to log in to it.";
+                   "--proxy-auth says how to log in to it.";
         default:
             break;
     }
-    if (error.httpStatus == 401 && error.kind == Kind::refused) {
-        return "It is told by --auth negotiate or --auth ntlm, and has a token by --token-file.";
-    }
     const bool perhapsTls = error.httpStatus == 400 && url.starts_with("http://");
-    return perhapsTls ? perhapsTlsHelp : "";
+    return std::string(perhapsTls ? perhapsTlsHelp : "");
 }
 
 // A URL of many screens is told by its ends; what a person may have to use again is shorter.

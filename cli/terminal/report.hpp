@@ -14,6 +14,10 @@ namespace quillon::cli {
 inline constexpr std::string_view perhapsTlsHelp =
     "If the server speaks TLS at this port, its URL begins with https://.";
 
+// Of a server that nobody vouches for; a sentence without its end.
+inline constexpr std::string_view trustHelp =
+    "Use --ca-file for that (--proxy-ca-file for a proxy)";
+
 // Two lines or more: "quillon: cannot fetch https://...:" and the error's sentences. The code is
 // the command's.
 ExitCode report(std::string_view attempt, std::string_view url, const Error& error);

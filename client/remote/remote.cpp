@@ -43,7 +43,7 @@ Error refusal(const Answer& answer) {
     error.code = Code::requestFailed;
     error.httpStatus = answer.status;
     error.kind = kindOf(error.code, answer.status);
-    if (!answer.unknownSchemes.empty()) error.kind = Kind::refused;  // no password helps
+    if (answer.status == 401 && answer.unknownSchemes) error.code = Code::otherSchemes;
     return error;
 }
 

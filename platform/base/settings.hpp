@@ -83,7 +83,7 @@ struct Settings {
     // may be empty.
     std::function<void(std::string_view origin, std::string_view what)> secretInClear;
     // Told of a 401 that nobody here can answer: the schemes it asks for, as they are shown to a
-    // person; may be empty.
+    // person, empty where none can be read; may be empty.
     std::function<void(std::string_view schemes)> unknownSchemes;
     // Told of a LOCK that is on its way, when nobody knows the token yet, and of each lock that is
     // held; what it returns is destroyed when the answer is there, or the lock is not held any

@@ -102,8 +102,8 @@ constexpr StatusText texts[] = {
      "The connection ended before the answer was complete. Try again; after a change look first, "
      "for it may have been made all the same."},
     {WEBLNK_REDIRECTED_AWAY,
-     "The server points to another server, which was not followed, so that your password stays "
-     "here. Use the other server's URL if you trust it."},
+     "The server points to another server, which gets nothing of what was meant for this one. Use "
+     "the other server's URL if you trust it."},
     {WEBLNK_INTERRUPTED, "This was interrupted, as you asked."},
     {WEBLNK_BAD_ANSWER,
      "The server's answer cannot be read. The server may not be a WebDAV server."},
@@ -132,6 +132,12 @@ constexpr StatusText texts[] = {
     {WEBLNK_DEAD_SOCKET,
      "The server could not be reached. Check the path of the socket, and whether the server is "
      "running."},
+    {WEBLNK_TICKET_REFUSED,
+     "Kerberos does not let you in. Look at your tickets, and at the name of the server's host."},
+    {WEBLNK_HEADER_REFUSED, "Check that header, or leave it out to log in by other means."},
+    {WEBLNK_HANDSHAKE_REFUSED,
+     "The server speaks TLS, and refused the handshake. Perhaps it wants a certificate of yours, "
+     "or another version of TLS."},
 
     {FSBOX_DENIED,
      "The system does not permit access to a local file or directory. Check its owner and mode."},

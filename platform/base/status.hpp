@@ -36,6 +36,9 @@ inline constexpr Status WEBLNK_CERTIFICATE_WANTED = 0x80FFD012u;  // of the pers
 inline constexpr Status WEBLNK_NO_SUCH_LOCK = 0x80FFD013u;   // as the person named by its token
 inline constexpr Status WEBLNK_OTHER_SCHEMES = 0x80FFD014u;  // the server offers, not the given one
 inline constexpr Status WEBLNK_DEAD_SOCKET = 0x80FFD015u;    // nobody listens at it
+inline constexpr Status WEBLNK_TICKET_REFUSED = 0x80FFD016u;  // of Kerberos, or there is none
+inline constexpr Status WEBLNK_HEADER_REFUSED = 0x80FFD017u;  // Authorization of the person's own
+inline constexpr Status WEBLNK_HANDSHAKE_REFUSED = 0x80FFD018u;  // of TLS, by an alert
 
 // fsbox.
 inline constexpr Status FSBOX_DENIED = 0x80BFE811u;

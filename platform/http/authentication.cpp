@@ -1,5 +1,8 @@
 #include "platform/http/authentication.hpp"
 
+#include <strings.h>
+
+#include <algorithm>
 #include <mutex>
 #include <set>
 #include <utility>
@@ -32,6 +35,11 @@ DigestOrigins& digestOrigins() {
     return origins;
 }
 
+bool isAuthorization(const SecretText& line) {
+    constexpr std::string_view name = "Authorization:";
+    return strncasecmp(line.get(), name.data(), name.size()) == 0;
+}
+
 bool isClear(const std::string& origin) {
     return origin.starts_with("http:");
 }
@@ -41,6 +49,7 @@ bool isClear(const std::string& origin) {
 void Authentication::begin(const std::string& url, std::shared_ptr<const Credentials> credentials) {
     scheme_ = Scheme::unknown;  // so that what was given for another origin goes, too
     token_.reset();
+    byHeader_ = false;
     forget();
     origin_ = origin(url);
     credentials_ = std::move(credentials);
@@ -56,6 +65,7 @@ void Authentication::begin(const WayIn& wayIn) {
     if (connectionScheme_ != 0) scheme_ = Scheme::connection;
     if (connectionScheme_ == CURLAUTH_NTLM) tellInClear("what NTLM makes of your password");
     if (!wayIn.headers.empty()) tellInClear("the headers that you add");
+    byHeader_ = std::any_of(wayIn.headers.begin(), wayIn.headers.end(), isAuthorization);
     if (!wayIn.token) return;
     takeToken(nullptr);
     if (!token_) return;
@@ -163,7 +173,7 @@ bool Authentication::refusesOfferedBasic(CURL* easy) const {
 }
 
 const char* Authentication::schemeName() const {
-    if (isOfConnection()) return connectionScheme_ == CURLAUTH_NTLM ? "NTLM" : "Negotiate";
+    if (isOfConnection()) return usesTicket() ? "Negotiate" : "NTLM";
     constexpr const char* names[] = {"", "Basic", "Digest", "Bearer"};
     return names[static_cast<size_t>(scheme_)];
 }

@@ -45,6 +45,8 @@ public:
     bool isBearer() const { return scheme_ == Scheme::bearer; }
     bool isGiven() const { return isBearer() || isOfConnection(); }  // not learnt from the server
     bool isOfConnection() const { return scheme_ == Scheme::connection; }
+    bool usesTicket() const { return isOfConnection() && connectionScheme_ != CURLAUTH_NTLM; }
+    bool isByHeader() const { return byHeader_; }  // of the person's own: curl then adds none
     const char* schemeName() const;  // such as "Basic"; empty: it asked for none, or unknown
     // Whether requests have to go out one after another, over one handle: until one has been
     // answered, and under Digest, whose nonces belong to the handle.
@@ -69,6 +71,7 @@ private:
     bool presumed_ = false;  // the scheme: no answer has shown it yet
     unsigned generation_ = 0;
     unsigned long connectionScheme_ = 0;  // of curl
+    bool byHeader_ = false;
     std::shared_ptr<const SecretText> token_;
     std::chrono::steady_clock::time_point tokenSince_{};
 };

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/http/proxy.hpp"
+
 namespace vxhost {
 namespace {
 
@@ -62,9 +64,7 @@ CurlFailure curlFailure(CURL* easy, CURLcode code, const std::string& detail, bo
     }
     // "Unsupported proxy scheme for 'URL'": with the password that the URL may hold.
     if (words.starts_with("Unsupported proxy")) {
-        return {WEBLNK_PROXY_REFUSED,
-                "the proxy's URL cannot be read, or is of no kind that can be used, such as http, "
-                "https or socks5"};
+        return {WEBLNK_PROXY_REFUSED, fmt::format("the proxy's URL {}", unusableProxy)};
     }
     if (isOfOwnCertificate(words)) {
         return {WEBLNK_CERTIFICATE_WANTED, "the server ended the TLS connection (" + words + ")"};
@@ -94,6 +94,9 @@ CurlFailure curlFailure(CURL* easy, CURLcode code, const std::string& detail, bo
             }
             return {WEBLNK_TIMED_OUT, "timed out (" + words + ")"};
         case CURLE_SSL_CONNECT_ERROR:
+            if (words.find(" alert ") != words.npos) {
+                return {WEBLNK_HANDSHAKE_REFUSED, "the server refused TLS (" + words + ")"};
+            }
             return {WEBLNK_NO_TLS, "no TLS connection (" + words + ")"};
         case CURLE_SSL_CACERT_BADFILE:
             return {WEBLNK_NO_AUTHORITIES,

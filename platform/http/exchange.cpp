@@ -234,6 +234,12 @@ void Exchange::settle(Answer answer, Authentication& authentication) {
 // A server may begin anew (another key for its nonces, another scheme): what was known of it is
 // then worthless, and a 401 says that nothing was done yet.
 void Exchange::settleChallenge(Answer answer, Authentication& authentication) {
+    if (authentication.isByHeader()) {
+        throw Failure(WEBLNK_HEADER_REFUSED,
+                      fmt::format("{} {}: the server refuses what a header of yours gives as "
+                                  "Authorization.",
+                                  request_.method, request_.url));
+    }
     const bool mayAskAgain = attempts_.challenges < Attempts::mostChallenges;
     const bool wasKnown = authentication.isBearer()
                               ? attempts_.challenges == 1 && authentication.renewToken(begun_)
@@ -243,9 +249,13 @@ void Exchange::settleChallenge(Answer answer, Authentication& authentication) {
         return restart("401");
     }
     if (authentication.isOfConnection()) requireOffered(authentication.schemeName(), answer);
+    if (authentication.usesTicket()) failForTicket();
     if (!authentication.isGiven()) answer.unknownSchemes = unknownSchemes(answer.headers);
-    if (!answer.unknownSchemes.empty() && sender_.settings.unknownSchemes) {
-        sender_.settings.unknownSchemes(answer.unknownSchemes);
+    // Who refuses what was sent may say no more.
+    const bool wasSent = attempts_.challenges > 1;
+    if (wasSent && answer.unknownSchemes == "") answer.unknownSchemes.reset();
+    if (answer.unknownSchemes && sender_.settings.unknownSchemes) {
+        sender_.settings.unknownSchemes(*answer.unknownSchemes);
     }
     if (authentication.refusesOfferedBasic(easy_.get())) {
         journalSentence(
@@ -265,6 +275,17 @@ void Exchange::requireOffered(std::string_view scheme, const Answer& refusal) co
     throw Failure(WEBLNK_OTHER_SCHEMES,
                   fmt::format("{} {}: the server does not offer {}; it takes logins by {}.",
                               request_.method, request_.url, scheme, offered));
+}
+
+// The service is named as libcurl asks for a ticket to it.
+void Exchange::failForTicket() const {
+    const std::string service = fmt::format("HTTP@{}", hostOf(request_.url));
+    const std::string why =
+        attempts_.noTicket.empty()
+            ? fmt::format("the server does not take your Kerberos ticket for {}", service)
+            : fmt::format("there is no Kerberos ticket for {} ({})", service, attempts_.noTicket);
+    throw Failure(WEBLNK_TICKET_REFUSED,
+                  fmt::format("{} {}: {}.", request_.method, request_.url, why));
 }
 
 void Exchange::settleBusy(Answer answer) {

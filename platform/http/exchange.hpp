@@ -85,6 +85,7 @@ private:
     void settle(Answer answer, Authentication& authentication);
     void settleChallenge(Answer answer, Authentication& authentication);
     void requireOffered(std::string_view scheme, const Answer& refusal) const;
+    [[noreturn]] void failForTicket() const;
     void settleBusy(Answer answer);
     void follow(Answer answer);
     void restart(std::string_view why);

@@ -57,12 +57,24 @@ std::string_view unquoted(std::string_view text) {
     return quoted ? text.substr(1, text.size() - 2) : text;
 }
 
+bool isDigest(const Challenge& challenge) {
+    return sameName(challenge.scheme, "Digest");
+}
+
 // What curl answers: it knows more of Digest by name than it computes.
 bool canAnswer(const Challenge& challenge) {
-    if (!sameName(challenge.scheme, "Digest")) return sameName(challenge.scheme, "Basic");
+    if (!isDigest(challenge)) return sameName(challenge.scheme, "Basic");
+    if (!challenge.hasNonce) return false;
     constexpr std::string_view known[] = {"", "MD5", "MD5-sess", "SHA-256", "SHA-256-sess"};
     return std::any_of(std::begin(known), std::end(known),
                        [&](std::string_view name) { return sameName(challenge.algorithm, name); });
+}
+
+// As a person is shown it: what of a Digest there is to know.
+std::string nameOf(const Challenge& challenge) {
+    if (!isDigest(challenge)) return challenge.scheme;
+    if (isToken(challenge.algorithm)) return challenge.scheme + " with " + challenge.algorithm;
+    return challenge.scheme + (challenge.hasNonce ? "" : " without a nonce");
 }
 
 constexpr uint32_t lockMethods = vx::ALLOW_LOCK | vx::ALLOW_UNLOCK;
@@ -155,8 +167,11 @@ std::vector<Challenge> parseChallenges(const Headers& headers) {
         const auto parameter = begins ? rest : element;
         const size_t sign = parameter.find('=');
         if (challenges.empty() || sign == parameter.npos) return;
-        if (!sameName(trim(parameter.substr(0, sign)), "algorithm")) return;
-        challenges.back().algorithm = unquoted(trim(parameter.substr(sign + 1)));
+        const auto name = trim(parameter.substr(0, sign));
+        Challenge& challenge = challenges.back();
+        if (sameName(name, "nonce")) challenge.hasNonce = true;
+        if (!sameName(name, "algorithm")) return;
+        challenge.algorithm = unquoted(trim(parameter.substr(sign + 1)));
     });
     return challenges;
 }
@@ -171,7 +186,7 @@ bool offersScheme(const Headers& headers, std::string_view scheme) {
 bool offersUsableDigest(const Headers& headers) {
     const auto challenges = parseChallenges(headers);
     return std::any_of(challenges.begin(), challenges.end(), [](const Challenge& challenge) {
-        return sameName(challenge.scheme, "Digest") && canAnswer(challenge);
+        return isDigest(challenge) && canAnswer(challenge);
     });
 }
 
@@ -179,8 +194,7 @@ std::string offeredSchemes(const Headers& headers) {
     constexpr size_t most = 4, longest = 40;
     std::vector<std::string> names;
     for (const Challenge& challenge : parseChallenges(headers)) {
-        const bool told = isToken(challenge.algorithm) && sameName(challenge.scheme, "Digest");
-        const std::string name = challenge.scheme + (told ? " with " + challenge.algorithm : "");
+        const std::string name = nameOf(challenge);
         const bool isNew = std::find(names.begin(), names.end(), name) == names.end();
         if (isNew && names.size() < most && name.size() <= longest) names.push_back(name);
     }
@@ -189,10 +203,10 @@ std::string offeredSchemes(const Headers& headers) {
     return text;
 }
 
-std::string unknownSchemes(const Headers& headers) {
+std::optional<std::string> unknownSchemes(const Headers& headers) {
     const auto challenges = parseChallenges(headers);
-    const bool isKnown = std::any_of(challenges.begin(), challenges.end(), canAnswer);
-    return isKnown ? std::string() : offeredSchemes(headers);
+    if (std::any_of(challenges.begin(), challenges.end(), canAnswer)) return std::nullopt;
+    return offeredSchemes(headers);
 }
 
 uint32_t parseAllow(std::string_view allow) {

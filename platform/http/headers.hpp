@@ -56,6 +56,7 @@ std::optional<ContentRange> parseContentRange(std::string_view value);
 struct Challenge {          // of WWW-Authenticate (RFC 9110, 11.6.1)
     std::string scheme;     // a token
     std::string algorithm;  // of Digest; empty: none is named, which means MD5
+    bool hasNonce = false;  // of Digest
 };
 std::vector<Challenge> parseChallenges(const Headers& headers);
 
@@ -64,11 +65,11 @@ bool offersScheme(const Headers& headers, std::string_view scheme);
 // Whether a challenge of Digest is one that can be answered.
 bool offersUsableDigest(const Headers& headers);
 
-// The first schemes of the challenges, as "Negotiate, Digest with FOO".
+// The first schemes of the challenges, as "Negotiate, Digest with FOO"; empty: none can be read.
 std::string offeredSchemes(const Headers& headers);
 
-// The same where none of all can be answered; empty when one can, or when there is none.
-std::string unknownSchemes(const Headers& headers);
+// The same where none of all can be answered; nothing where one can.
+std::optional<std::string> unknownSchemes(const Headers& headers);
 
 uint32_t parseAllow(std::string_view allow);  // ALLOW_ bits of the listed methods
 

@@ -18,7 +18,8 @@ struct Answer {
     int32_t status = -1;
     std::string url;  // that was asked, behind redirects
     Headers headers;
-    std::string unknownSchemes{};  // of a 401: those that it asks for where nobody can answer any
+    // Of a 401 that nobody can answer: the schemes that it asks for, empty where none can be read.
+    std::optional<std::string> unknownSchemes{};
     std::string text;       // of the body, when no sink took it: its beginning, up to 256 KiB
     bool isFramed = false;  // HTTP/2: the end of its body is told apart from a cut (RFC 9113, 8.1)
     bool isRecalled = false;  // it was given before, to the same request

@@ -16,7 +16,7 @@ public:
 
     // How many bytes moved in either direction within the limit, when those were too few; nothing
     // while all is well. Asked again and again while the transfer runs; headerBytes are those that
-    // came in so far.
+    // came in so far, without those of interim answers (RFC 9110, 15.2).
     std::optional<int64_t> stalled(CURL* easy, uint64_t headerBytes);
 
 private:

@@ -10,11 +10,11 @@
 #include "platform/base/status.hpp"
 #include "platform/http/curl_failure.hpp"
 #include "platform/http/curl_options.hpp"
+#include "platform/http/proxy.hpp"
 #include "platform/http/request_options.hpp"
 #include "platform/http/server_certificate.hpp"
 #include "platform/http/upload_source.hpp"
 #include "platform/http/way_in.hpp"
-#include "platform/http/wire_trace.hpp"
 #include "platform/text/url.hpp"
 
 namespace vxhost {
@@ -54,13 +54,15 @@ Transfer::Transfer(CURL* easy, CURLM* multi, const Sender& sender, const Request
       sender_(sender),
       request_(request),
       attempts_(attempts),
+      trace_{sender, attempts.noTicket},
       stall_(sender.settings.stallTimeout, sender.settings.leastSpeed) {
     headers_ = setHeaders(easy_, sender_, request_, attempts_.awaitsContinue);
     setMethod(easy_, sender_, request_);
     setSpeed(easy_, sender_, request_);
     setBuffers(easy_, sender_, request_);
     setCallbacks();
-    setWireTrace(easy_, sender_);
+    const WayIn* wayIn = wayInTo(request_.url, sender_.settings);
+    setWireTrace(easy_, trace_, wayIn && wayIn->connectionScheme == CURLAUTH_NEGOTIATE);
     setOption(easy_, CURLOPT_URL, request_.url.c_str());
     setOption(easy_, CURLOPT_ERRORBUFFER, static_cast<char*>(error_));
     const bool fresh = !attempts_.trustsConnections && !request_.policy.repeatable;
@@ -74,6 +76,7 @@ Transfer::~Transfer() {
     tellTraffic();
     curl_multi_remove_handle(multi_, easy_);
     curl_easy_setopt(easy_, CURLOPT_ERRORBUFFER, nullptr);  // its owner goes next
+    curl_easy_setopt(easy_, CURLOPT_VERBOSE, 0L);           // and that of the trace
 }
 
 template <class Body>
@@ -142,10 +145,21 @@ curl_socket_t Transfer::openSocket(const curl_sockaddr& peer) {
     return socket(peer.family, peer.socktype | SOCK_CLOEXEC, peer.protocol);
 }
 
-// The environment may name a proxy, and hosts that need none.
+// The environment may name a proxy, and hosts that need none. Of a connection that was kept curl
+// knows the port.
 bool Transfer::viaProxy() const {
-    const bool elsewhere = peerPort_ != 0 && peerPort_ != portOf(request_.url);
+    long port = peerPort_;
+    if (port == 0) curl_easy_getinfo(easy_, CURLINFO_PRIMARY_PORT, &port);
+    const bool elsewhere = port > 0 && port != portOf(request_.url);
     return elsewhere || !sender_.credentials->proxy.empty();
+}
+
+// With the variable of the environment that names it, where one does.
+void Transfer::failForProxy(std::string_view why) const {
+    const auto variable =
+        sender_.credentials->proxy.empty() ? proxyVariable(request_.url) : std::string_view();
+    const std::string from = variable.empty() ? "" : fmt::format("; it is that of ${}", variable);
+    fail(WEBLNK_PROXY_REFUSED, std::string(why) + from);
 }
 
 // curl sends a request again by itself when a kept connection ends without a byte of an answer. The
@@ -181,11 +195,11 @@ bool Transfer::takeHeader(std::string_view line) {
         answer_.status = parseStatusLine(line).value_or(-1);
         answer_.url = request_.url;
         answer_.isFramed = line.starts_with("HTTP/2");
-    } else if (line == "\r\n" || line == "\n") {
-        return endHeader();
-    } else {
-        answer_.headers.add(line);
     }
+    const bool isInterim = answer_.status >= 100 && answer_.status < 200;
+    if (isInterim) interimBytes_ += line.size();
+    if (line == "\r\n" || line == "\n") return endHeader();
+    if (!line.starts_with("HTTP/")) answer_.headers.add(line);
     return true;
 }
 
@@ -267,7 +281,7 @@ void Transfer::watch() {
 }
 
 void Transfer::watchSpeed() {
-    const auto moved = stall_.stalled(easy_, headerBytes_);
+    const auto moved = stall_.stalled(easy_, headerBytes_ - interimBytes_);
     if (!moved) return;
     const double limit = std::chrono::duration<double>(sender_.settings.stallTimeout).count();
     fail(WEBLNK_TIMED_OUT, *moved == 0
@@ -352,14 +366,15 @@ void Transfer::judge(CURLcode code) {
         if (isSocket && failure.status == WEBLNK_NO_CONNECTION) {
             failure = {WEBLNK_DEAD_SOCKET, "nobody answers at the socket " + wayIn->unixSocket};
         }
+        if (failure.status == WEBLNK_PROXY_REFUSED) failForProxy(failure.why);
         fail(failure.status, failure.why);
     }
     // curl takes an end inside or before the header for that of the answer.
     if (!headerEnded_ && whole) {
         fail(WEBLNK_CUT_OFF, "the connection ended before the answer's header did");
     }
-    if (answer_.status == 407) {
-        fail(WEBLNK_PROXY_REFUSED, "the proxy asks for other credentials" + proxySchemes(easy_));
+    if (answer_.status == 407 && viaProxy()) {
+        failForProxy("the proxy asks for other credentials" + proxySchemes(easy_));
     }
     if (request_.upload && isSuccess() && !request_.upload->finished()) {
         fail(WEBLNK_CUT_OFF, "the server answered before it had the whole content");

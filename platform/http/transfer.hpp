@@ -7,6 +7,7 @@
 #include <chrono>
 #include <exception>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "host/status.h"
@@ -14,6 +15,7 @@
 #include "platform/http/request.hpp"
 #include "platform/http/stall_watch.hpp"
 #include "platform/http/target.hpp"
+#include "platform/http/wire_trace.hpp"
 #include "platform/text/http_status.hpp"
 
 namespace vxhost {
@@ -26,6 +28,7 @@ struct Attempts {
     int challenges = 0;             // so far; a run counts on, and ends at the last that may be
     bool awaitsContinue = true;     // a large upload does, until a server refused that
     bool trustsConnections = true;  // else what may not be repeated goes over a new one
+    std::string noTicket{};         // why libcurl got none of Kerberos; empty: it tells nothing
 };
 
 // Credentials and proxy are set in the handle already.
@@ -69,6 +72,7 @@ private:
     void watchAnswer();
     void judge(CURLcode code);
     [[noreturn]] void failForPin() const;
+    [[noreturn]] void failForProxy(std::string_view why) const;
     bool headerTooLong(CURLcode code) const;
     void trace(CURLcode code) const;
     void tellTraffic() const;
@@ -96,6 +100,7 @@ private:
     const Sender& sender_;
     const Request& request_;
     Attempts& attempts_;
+    WireTrace trace_;
     HeaderListPtr headers_;
     char error_[CURL_ERROR_SIZE] = "";
 
@@ -107,6 +112,7 @@ private:
     std::exception_ptr failure_;
     in_port_t peerPort_ = 0;  // of the latest connection that was begun; 0: none was
     uint64_t headerBytes_ = 0;
+    uint64_t interimBytes_ = 0;  // of them those of interim answers, with which nothing moves on
     uint64_t bodyBytes_ = 0;
     bool sent_ = false;      // a request went out
     bool answered_ = false;  // a status line came since

@@ -37,9 +37,7 @@ bool isForItsHost(const SSL* server, const WayIn& wayIn) {
         constexpr unsigned flags = X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS;
         return X509_check_host(certificate, name, 0, flags, nullptr) == 1;
     }
-    const Reference parts = splitReference(wayIn.origin);
-    std::string host(splitAuthority(parts.authority.value_or("")).host);
-    if (host.starts_with('[')) host = host.substr(1, host.size() - 2);
+    const std::string host = hostOf(wayIn.origin);
     constexpr unsigned flags = X509_CHECK_FLAG_NO_WILDCARDS;
     return X509_check_ip_asc(certificate, host.c_str(), 0) == 1 ||
            X509_check_host(certificate, host.c_str(), 0, flags, nullptr) == 1;

@@ -59,12 +59,26 @@ std::string shown(std::string_view line, const Settings& settings) {
     return holdsUrl ? withoutUserinfo(line) : std::string(line);
 }
 
+// Why libcurl got no ticket, of which it tells nobody else. Its words begin with GSSAPI's own for
+// any failure at all.
+std::string ticketProblem(std::string_view text) {
+    constexpr std::string_view start = "gss_init_sec_context() failed: ", any = "more information.";
+    if (!begins(text, start)) return {};
+    text.remove_prefix(start.size());
+    if (const size_t at = text.find(any); at != text.npos) text.remove_prefix(at + any.size());
+    const size_t first = text.find_first_not_of(' '), last = text.find_last_not_of(". \r\n");
+    return last == text.npos ? "" : std::string(text.substr(first, last + 1 - first));
+}
+
 int traceWire(CURL*, curl_infotype kind, char* data, size_t size, void* of) noexcept {
-    if (kind != CURLINFO_HEADER_OUT && kind != CURLINFO_HEADER_IN) return 0;
-    const Sender& sender = *static_cast<const Sender*>(of);
+    WireTrace& trace = *static_cast<WireTrace*>(of);
+    const Sender& sender = trace.sender;
     try {
-        const std::string prefix = kind == CURLINFO_HEADER_OUT ? "> " : "< ";
         const std::string_view text(data, size);
+        if (kind == CURLINFO_TEXT && trace.noTicket.empty()) trace.noTicket = ticketProblem(text);
+        if (!logWanted(sender.logger, LOG_WIRE)) return 0;
+        if (kind != CURLINFO_HEADER_OUT && kind != CURLINFO_HEADER_IN) return 0;
+        const std::string prefix = kind == CURLINFO_HEADER_OUT ? "> " : "< ";
         for (size_t begin = 0; begin < size;) {
             const size_t end = std::min(text.find("\r\n", begin), size);
             if (end > begin) {
@@ -80,11 +94,11 @@ int traceWire(CURL*, curl_infotype kind, char* data, size_t size, void* of) noex
 
 }  // namespace
 
-void setWireTrace(CURL* easy, const Sender& sender) {
-    const bool wanted = sender.logger && logWanted(sender.logger, LOG_WIRE);
-    setOption(easy, CURLOPT_VERBOSE, wanted ? 1L : 0L);
+void setWireTrace(CURL* easy, WireTrace& trace, bool usesTicket) {
+    const bool isWanted = logWanted(trace.sender.logger, LOG_WIRE);
+    setOption(easy, CURLOPT_VERBOSE, isWanted || usesTicket ? 1L : 0L);
     setOption(easy, CURLOPT_DEBUGFUNCTION, &traceWire);
-    setOption(easy, CURLOPT_DEBUGDATA, const_cast<Sender*>(&sender));
+    setOption(easy, CURLOPT_DEBUGDATA, &trace);
 }
 
 }  // namespace vxhost

@@ -216,6 +216,13 @@ std::string origin(std::string_view url) {
     return text;
 }
 
+std::string hostOf(std::string_view url) {
+    const auto authority = splitReference(url).authority;
+    std::string_view host = splitAuthority(authority.value_or("")).host;
+    if (host.size() > 1 && host.front() == '[') host = host.substr(1, host.size() - 2);
+    return std::string(host);
+}
+
 bool sameOrigin(std::string_view a, std::string_view b) {
     const auto ofA = origin(a);
     return !ofA.empty() && ofA == origin(b);

@@ -53,6 +53,7 @@ bool hasDotSegment(std::string_view path);
 // Scheme, host and port in lower case, without a default port and without credentials; empty for
 // a text without scheme or authority.
 std::string origin(std::string_view url);
+std::string hostOf(std::string_view url);  // as it is spelt, without port and brackets
 bool sameOrigin(std::string_view a, std::string_view b);  // false when either has none
 
 // The same resource in whatever spelling: origins as above; escapes count as what they stand for,

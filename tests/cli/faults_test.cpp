@@ -16,6 +16,8 @@ Answer tellNothing(const support::Request& request) {
 TEST_F(Faults, answersThatFailOrLie) {
     const Arguments get{"get", "--timeout", "1", "-o", "a", url};
     const Arguments edit{"edit", url};
+    const Arguments asAnn = joined({"-uann", "--password-file", "a"}, get);
+    const std::string interim = "HTTP/1.1 102 Processing\r\n\r\n";
     const Arguments put{"put", "--no-memory", "a", url};
     const Arguments ls{"ls", collection}, df{"df", collection},
         old{"rm", "--older-than", "0s", url};
@@ -47,7 +49,12 @@ TEST_F(Faults, answersThatFailOrLie) {
         {"GET /c/file", Answer(305), {get, 1, "305 (Use Proxy). It"}},
         {"GET /c/file",
          Answer(401).with("WWW-Authenticate", "Negotiate, Digest algorithm=X"),
-         {get, 1, "by Negotiate, Digest with X, but quillon knows only Basic and Digest"}},
+         {get, 4, "by Negotiate, Digest with X, but quillon knows only Basic and Digest"}},
+        {"GET /c/file", Answer(401), {asAnn, 4, "no way to log in that can be read"}},
+        {"GET /c/file", Answer(407), {get, 7, "a proxy answers so, and none is used"}},
+        {"GET /c/file",
+         Answer(102, interim).endless().slowly(interim.size(), std::chrono::milliseconds(50)),
+         {get, 7, "no byte moved for 1 seconds"}},
         {"PROPFIND /c/",
          Answer::xml(207, "<multistatus xmlns=\"DAV:\">"),
          {ls, 7, "cannot be read"}},

@@ -32,7 +32,9 @@ TEST_F(Messages, nameTheCauseAndTheWayOut) {
     const std::string dead = support::localUrl(support::freePort(), ""), col = url + "col";
     const std::string isFile = file + " is a file, not a collection.";
     const Told cases[] = {
-        {{"ls", url}, 7, {"the proxy cannot be reached", "no_proxy names"}, {{"http_proxy", dead}}},
+        {{"ls", url}, 7, {"that of $http_proxy.", "no_proxy names"}, {{"http_proxy", dead}}},
+        {{"ls", "--proxy", "htp://h", url}, 2, {"--proxy: It cannot be read, or is of no kind"}},
+        {{"ls", "--proxy", "http://h:99999", url}, 2, {"--proxy: It cannot be read"}},
         {{"ls", dead},
          7,
          {"server could not be reached"},

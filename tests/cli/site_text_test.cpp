@@ -67,6 +67,7 @@ TEST(SiteText, whatIsWrongIsToldByLineAndKey) {
         {"headers = ['If: geheim']\n", "Line 1: headers must hold headers, and number 1 is If, w"},
         {"headers = ['A: ']\n", "Line 1: headers must hold headers, and number 1 is A, which has"},
         {"pin = 'sha256//'\n", "Line 1: pin must be \"sha256//\" and 44 characters"},
+        {"proxy = 'http://ann:geheim@'\n", "Line 1: proxy cannot be read, or is of no kind"},
         {"proxy-auth = 'none'\n", "Line 1: proxy-auth must be \"basic\", \"digest\", \"ntlm\""},
     };
     for (const auto& [text, problem] : rows) {

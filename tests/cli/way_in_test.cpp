@@ -172,8 +172,11 @@ TEST_F(WayIn, headersAndCookiesGoToTheirOriginAlone) {
     expectOfSite("headers-command = ['true']\n", 8, "headers-command, printed no header");
     expectOfSite("headers = ['X-Gate: geheim', 'X-Two: geheim']\n", 0, "");
     expectQuietly({{"sites", "work"}, 0, "url      " + url + "\nheaders  stored\n"});
-    expect({{{"ls", "--header=x-GATE: no", "work:"}, 1, "Bearer"},
-            {{"ls", other.url("c/"), "work:"}, 3, ""}});
+    expect({{{"ls", "--header=x-GATE: no", "work:"}, 4, "by Bearer, but quillon knows only Basic"},
+            {{"ls", "--header=authorization: no", url}, 4, "of yours gives as Authorization."},
+            {{"ls", other.url("c/"), "work:"}, 3, ""},
+            {{"ls", "--auth=ntlm", other.url("c/"), url}, 3, "is for the server of its first URL"},
+            {{"ls", "http://ann:x@" + other.url("c/").substr(7), url}, 3, "server of its first"}});
 
     server.on("*", "/c/", [](const Request& request) {
         if (request.field("Cookie") == "id=geheim") return whole(request);

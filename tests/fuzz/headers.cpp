@@ -37,7 +37,7 @@ void checkToken(const std::string& token) {
 void checkSchemes(std::string_view value) {
     Headers headers;
     headers.add(std::string("WWW-Authenticate: ").append(value));
-    const std::string shown = unknownSchemes(headers);
+    const std::string shown = unknownSchemes(headers).value_or("");
     require(std::all_of(shown.begin(), shown.end(),
                         [](unsigned char c) { return c >= ' ' && c < 0x7F && c != '"'; }),
             "schemes are shown as words");

@@ -24,6 +24,16 @@ TEST(CurlFailure, aProxysUrlWithItsPasswordIsNotRepeated) {
     }
 }
 
+TEST(CurlFailure, anAlertIsNoServerWithoutTls) {
+    const auto easy = easyHandle();
+    for (const auto& [words, status] :
+         {std::pair("SSL routines::sslv3 alert handshake failure", WEBLNK_HANDSHAKE_REFUSED),
+          std::pair("SSL routines::wrong version number", WEBLNK_NO_TLS)}) {
+        const auto failure = curlFailure(easy.get(), CURLE_SSL_CONNECT_ERROR, words, false, false);
+        EXPECT_EQ(failure.status, status) << words;
+    }
+}
+
 TEST(CurlFailure, whatCurlCannotDoIsNeitherTheServersNorMemorys) {
     const auto easy = easyHandle();
     for (const auto code : {CURLE_FAILED_INIT, CURLE_NOT_BUILT_IN, CURLE_UNKNOWN_OPTION}) {

@@ -59,7 +59,7 @@ std::string framing(std::string_view fields) {
 std::string schemes(std::string_view challenges) {
     Headers headers;
     headers.add(std::string("WWW-Authenticate: ").append(challenges));
-    return unknownSchemes(headers);
+    return unknownSchemes(headers).value_or("-");
 }
 
 TEST(WeblnkHeaders, areReadOrRefusedWhole) {
@@ -86,11 +86,11 @@ TEST(WeblnkHeaders, areReadOrRefusedWhole) {
         {timeout, "Extend-1, Second-60", "60"},
         {timeout, "Second-4294967296", "-"},
         {schemes, "Negotiate, bearer realm=\"a, Basic\"", "Negotiate, bearer"},
-        {schemes, "Negotiate YWJj=, Basic realm=\"r\"", ""},
+        {schemes, "Negotiate YWJj=, Basic realm=\"r\"", "-"},
         {schemes, "Digest realm=\"\\\", Basic\", algorithm=FOO", "Digest with FOO"},
-        {schemes, "Digest algorithm = \"x\\y\"", "Digest"},
-        {schemes, "NTLM, digest qop=auth, Algorithm=\"md5-Sess\"", ""},
-        {schemes, "Digest nonce=n", ""},
+        {schemes, "Digest algorithm = \"x\\y\"", "Digest without a nonce"},
+        {schemes, "NTLM, digest nonce=n, Algorithm=\"md5-Sess\"", "-"},
+        {schemes, "Digest nonce=n", "-"},
         {schemes, "a, a, b, c/d, e\x1B[0m, f, g, h", "a, b, f, g"},
         {schemes, "realm=\"r\", \"Negotiate\"", ""},
         {framing, "Content-Length: 5|Content-Length: 5, 5", "5"},

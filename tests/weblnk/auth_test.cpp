@@ -117,19 +117,24 @@ TEST(WeblnkAuth, digestIsNeverTalkedDownToBasic) {
     }
     EXPECT_EQ(seen(server).find("Basic"), std::string::npos) << seen(server);
 
-    ScriptedServer atOnce;  // inside one exchange
-    atOnce.inTurn("HEAD", "/a", {askForDigest("\"n\""), askForBasic});
-    EXPECT_EQ(Driven("u", "p").at(atOnce.url("a")).head(), "401");
-    EXPECT_EQ(atOnce.requests().size(), 2u);
+    Answer withoutNonce = askForBasic;
+    withoutNonce.with("WWW-Authenticate", "Digest realm=\"r\"");
+    for (const Answer& next : {askForBasic, withoutNonce}) {
+        ScriptedServer atOnce;  // inside one exchange
+        atOnce.inTurn("HEAD", "/a", {askForDigest("\"n\""), next});
+        EXPECT_EQ(Driven("u", "p").at(atOnce.url("a")).head(), "401");
+        EXPECT_EQ(atOnce.requests().size(), 2u);
+    }
 }
 
 TEST(WeblnkAuth, basicIsTriedBesideADigestThatNobodyKnows) {
-    ScriptedServer server;
-    const std::string digest = "Digest realm=\"r\", nonce=\"n\", algorithm=X";
-    server.inTurn("HEAD", "/a",
-                  {Answer(askForBasic).with("WWW-Authenticate", digest), Answer(200)});
-    EXPECT_EQ(Driven("u", "p").at(server.url("a")).head(), "200");
-    EXPECT_EQ(seen(server), "HEAD /a 401, HEAD /a Basic dTpw 200");
+    for (const char* digest : {"Digest realm=\"r\", nonce=\"n\", algorithm=X", "Digest qop=auth"}) {
+        ScriptedServer server;
+        server.inTurn("HEAD", "/a",
+                      {Answer(askForBasic).with("WWW-Authenticate", digest), Answer(200)});
+        EXPECT_EQ(Driven("u", "p").at(server.url("a")).head(), "200");
+        EXPECT_EQ(seen(server), "HEAD /a 401, HEAD /a Basic dTpw 200");
+    }
 }
 
 TEST(WeblnkAuth, challengesEnd) {

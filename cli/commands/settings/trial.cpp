@@ -27,6 +27,14 @@ std::vector<std::string> describe(const ServerCertificate& shown) {
             fmt::format("SHA-256 fingerprint: {}", shown.fingerprint)};
 }
 
+// Other commands are advised to do what is done here.
+Error stillUntrusted(Error error) {
+    if (error.code != Code::untrusted) return error;
+    error.code = Code::success;
+    error.sentences.push_back(fmt::format("{}.", trustHelp));
+    return error;
+}
+
 }  // namespace
 
 Login Trial::nobody() const {
@@ -76,7 +84,8 @@ Result<void> Trial::accept(const Login& login) {
     concealLogin(login);
     Result<void> tried = tryOut(login);
     if (tried || tried.error().code != Code::untrusted) return tried;
-    if (Result<void> trusted = askForTrust(login, tried.error()); !trusted) return trusted;
+    const Result<void> trusted = askForTrust(login, tried.error());
+    if (!trusted) return stillUntrusted(trusted.error());
     return tryOut(login);
 }
 
@@ -126,6 +135,7 @@ Result<std::optional<Login>> Trial::tryNetrc(Login login) {
     }
     Error error = accepted.error();
     if (error.kind != Kind::notAuthorized) return error;
+    if (!mayPasswordHelp(error.code)) return explainRefusal(options_.access, nullptr, login, error);
     if (canPrompt()) return std::optional<Login>();
     error.sentences.emplace_back(passwordIsOfNetrc);
     return error;
@@ -144,7 +154,8 @@ Result<Login> Trial::run(bool looksIntoNetrc) {
         const Error& error = everybody.error();
         if (error.kind != Kind::notAuthorized) return error;
         refusal = explainRefusal(options_.access, nullptr, login, error);
-        if (error.httpStatus != 401 || hasOtherWay) return *refusal;
+        const bool mayHelp = error.httpStatus == 401 && mayPasswordHelp(error.code);
+        if (!mayHelp || hasOtherWay) return *refusal;
     }
     const bool isGiven = !address_.password().empty() || !options_.passwordFile.empty() ||
                          !options_.passwordCommand.empty();
