@@ -17,7 +17,7 @@ TEST_F(Faults, answersThatFailOrLie) {
     const Arguments get{"get", "--timeout", "1", "-o", "a", url};
     const Arguments edit{"edit", url};
     const Arguments asAnn = joined({"-uann", "--password-file", "a"}, get);
-    const std::string interim = "HTTP/1.1 102 Processing\r\n\r\n";
+    const std::string processing = "HTTP/1.1 102 Processing\r\n\r\n";
     const Arguments put{"put", "--no-memory", "a", url};
     const Arguments ls{"ls", collection}, df{"df", collection},
         old{"rm", "--older-than", "0s", url};
@@ -53,7 +53,7 @@ TEST_F(Faults, answersThatFailOrLie) {
         {"GET /c/file", Answer(401), {asAnn, 4, "no way to log in that can be read"}},
         {"GET /c/file", Answer(407), {get, 7, "a proxy answers so, and none is used"}},
         {"GET /c/file",
-         Answer(102, interim).endless().slowly(interim.size(), std::chrono::milliseconds(50)),
+         Answer(102, processing).endless().slowly(processing.size(), std::chrono::milliseconds(50)),
          {get, 7, "no byte moved for 1 seconds"}},
         {"PROPFIND /c/",
          Answer::xml(207, "<multistatus xmlns=\"DAV:\">"),
