@@ -6,6 +6,7 @@
 #include <iterator>
 #include <optional>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -28,6 +29,10 @@ using vxhost::Request;
 // Dates in the past that no server gives by itself, each told by another way.
 constexpr Time byMtime{seconds(1'000'000'000)}, byDateField{seconds(1'100'000'000)},
     byProperty{seconds(1'200'000'000)};
+
+// The clock of a file system may go no faster, so that what is stored right behind another version
+// has its time. Nobody's edit is.
+constexpr std::chrono::milliseconds tick{50};
 
 const vxhost::EntityTag wrongTag{"quillon-no-such-tag", false};
 
@@ -250,6 +255,7 @@ private:
         for (int count = 0; count < mostPuts && !tag_.text.empty() && !failure_; ++count) {
             const std::string before = tag_.text;
             const auto since = std::exchange(beforePut_, latestDate_);
+            std::this_thread::sleep_for(tick);
             ProbeBody body(letter());
             Answer stored;
             Request put = member_.put(body, unconditional);

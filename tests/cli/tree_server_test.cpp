@@ -166,6 +166,19 @@ TEST_F(TreeServer, isLearntAnewWhenItDoesOtherwise) {
     EXPECT_TRUE(asked("PUT /c/t/.quillon-scratch"));
 }
 
+// Unless a second ends in between.
+TEST_F(TreeServer, isSeenToGiveEachVersionATagOfItsOwn) {
+    std::string facts;
+    for (int again = 0; again < 5 && facts.find("tags-differ yes") == facts.npos; ++again) {
+        fs::remove_all(home / "state");
+        members.clear();
+        put(0);
+        for (const auto& each : fs::directory_iterator(home / "state/quillon/servers"))
+            facts = support::readFile(each.path());
+    }
+    EXPECT_NE(facts.find("tags-differ yes"), std::string::npos) << facts;
+}
+
 // While one is held, no answer comes that would wake who waits for that.
 TEST_F(TreeServer, isLookedAtWhileABodyIsHeld) {
     server.on("GET", "*", Answer(200, std::string(4096, 'a')));
