@@ -153,6 +153,10 @@ void takeMoved(Work& work, const std::string& path, const ThereNode& before, con
     if (!base || base->kind != NodeKind::file || !isUnchangedThere(*base, before).value_or(false)) {
         return;
     }
+    // The trees have here what is moved into the folder by a step that may fail yet; the state has
+    // what was moved with it.
+    const Result<std::optional<BaseNode>> noted = work.pair.state().node(path);
+    if (!noted || !*noted) return;
     BaseNode moved = *base;
     const bool hasTag = !now.tag.text.empty() && now.tag.text == before.state.tag.text;
     const bool isSame = now.size == before.state.size && now.modified == before.state.modified;

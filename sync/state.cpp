@@ -62,9 +62,10 @@ auto State::use(Body&& body) const {
     using Outcome = decltype(body(*database_));
     try {
         if (database_) return body(*database_);
-        return Outcome(localError(Kind::local, path_.string() + " was damaged."));
+        return Outcome(*damage_);
     } catch (const DamagedDatabase& damage) {
-        return Outcome(setAside(damage));
+        damage_ = setAside(damage);
+        return Outcome(*damage_);
     } catch (const std::exception& thrown) {
         return Outcome(thrownError(thrown));
     }

@@ -142,6 +142,7 @@ private:
 
     std::filesystem::path path_;
     mutable std::optional<Database> database_;  // nothing once it was damaged
+    mutable std::optional<Error> damage_{};     // of what was set aside
     Damaged damaged_;
 };
 

@@ -90,7 +90,7 @@ Result<void> resultOf(const Remote& remote, Result<Answer> answer) {
 // url: of what is there afterwards, or is not.
 Task<Result<void>> change(Remote& remote, Request request, std::string url, bool isThere) {
     Result<Answer> answer = co_await remote.send(std::move(request));
-    const bool isUnsure = answer && isPage(*answer);
+    const bool isUnsure = answer && isDoubtful(*answer);
     Result<void> changed = resultOf(remote, std::move(answer));
     if (!changed || !isUnsure) co_return std::move(changed);
     co_return co_await confirm(remote, std::move(url), isThere);
@@ -153,8 +153,8 @@ Task<Result<void>> copy(Remote& remote, std::string from, std::string to, Overwr
 
 Task<Result<void>> move(Remote& remote, std::string from, std::string to, Overwrite overwrite,
                         Conditions conditions) {
-    Request request = transferOf("MOVE", std::move(from), to, overwrite, conditions);
-    co_return co_await change(remote, std::move(request), std::move(to), true);
+    Request request = transferOf("MOVE", from, to, overwrite, conditions);
+    co_return co_await change(remote, std::move(request), std::move(from), false);
 }
 
 }  // namespace quillon

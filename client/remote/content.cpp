@@ -250,11 +250,15 @@ Task<Result<Stored>> store(Remote& remote, std::string url, vxhost::UploadSource
     Result<Answer> answer = co_await remote.send(std::move(request));
     if (!answer) co_return answer.error();
     if (!vxhost::isSuccess(answer->status)) co_return refusal(*answer);
-    if (isPage(*answer)) {
-        const Result<void> confirmed = co_await confirm(remote, std::move(url), true);
+    const bool isUnsure = isDoubtful(*answer);
+    if (isUnsure) {
+        vxhost::EntityTag before = conditions.tag;
+        const Result<void> confirmed =
+            co_await confirmStored(remote, std::move(url), content.length(), std::move(before));
         if (!confirmed) co_return confirmed.error();
     }
-    co_return Stored{answer->status == 201, versionOf(answer->headers)};
+    const bool isNew = answer->status == 201 || (isUnsure && conditions.onlyNew);
+    co_return Stored{isNew, versionOf(answer->headers)};
 }
 
 }  // namespace quillon

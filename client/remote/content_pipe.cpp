@@ -21,8 +21,8 @@ void ContentPipe::announce(std::optional<uint64_t> length, const std::string&) {
     if (!begun_) {
         // A page that answers in its place has another length, and must not be sent on.
         if (length && length_ && *length != *length_) {
-            throw Failure(vxhost::WEBLNK_CUT_OFF,
-                          "It is longer or shorter than the server told before. Try again.");
+            isOther_ = true;
+            throw Failure(vxhost::WEBLNK_CUT_OFF, "It has another length than was told.");
         }
         if (length) length_ = length;
     } else if (length && length != length_) {

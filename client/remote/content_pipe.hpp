@@ -44,6 +44,7 @@ public:
 
     // Once both are done.
     bool isWhole() const { return whole_; }
+    bool isOther() const { return isOther_; }  // it has another length than was told otherwise
     std::string hash() const { return hash_.hex(); }
 
 private:
@@ -58,7 +59,7 @@ private:
     uint64_t position_ = 0;  // of the next one to be read
     uint64_t came_ = 0;      // in bytes
     bool begun_ = false, ended_ = false, whole_ = false, closed_ = false;
-    bool failed_ = false, sourceFailed_ = false;
+    bool failed_ = false, sourceFailed_ = false, isOther_ = false;
     vxhost::ContentHash hash_;  // of the fetching thread
 };
 

@@ -105,7 +105,7 @@ Result<CopiedMember> Between::copy(std::string from, std::optional<uint64_t> siz
     }
     if (thrown) std::rethrow_exception(thrown);
     if (thrownByFetch) std::rethrow_exception(thrownByFetch);
-    if (*fetched && !pipe.isWhole()) fetched = lengthChanged();
+    if (pipe.isOther() || (*fetched && !pipe.isWhole())) fetched = lengthChanged();
     if (stored && *stored && *fetched) {
         return CopiedMember{std::move(from),  std::move(to), (*fetched)->version,
                             (*fetched)->size, pipe.hash(),   replaced.has_value()};

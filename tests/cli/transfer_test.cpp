@@ -152,7 +152,7 @@ TEST_F(BadSource, whatBreaksOffIsNotStored) {
     for (const Answer& page : {Answer(200, "please wait"), Answer(200)}) {
         source.on("GET", "/c/f", page);
         for (const char* deed : {"cp", "mv"})
-            expect({{{deed, f, server.url()}, 7, "longer or shorter than the server told before"}});
+            expect({{{deed, f, server.url()}, 7, "Its length is not what the server told before"}});
     }
     EXPECT_TRUE(std::filesystem::is_empty(server.documentRoot()));
     // Nothing by its listing, and more than waits between the two servers.

@@ -151,12 +151,15 @@ TEST_F(TreeServer, isLearntAnewWhenItDoesOtherwise) {
     put(0);
     EXPECT_TRUE(asked("PUT /c/t/.quillon-scratch"));
     // Something else answers in its place.
-    const Answer page = Answer(200, "please log in").with("Content-Type", "text/html");
-    server.on("PUT", "/c/t/j", page);
-    writeFile(work / "t/j", "new");
-    EXPECT_NE(put(7).find("A page came for an answer"), std::string::npos);
-    server.on("PUT", "/c/t/j", [this](const Request& request) { return store(request); });
-    put(0);
+    const Answer page = Answer(200, "please log in").with("Content-Type", "Text/HTML");
+    for (const char* content : {"made", "changed", "once"}) {
+        server.on("PUT", "/c/t/j", page);
+        writeFile(work / "t/j", content);
+        EXPECT_NE(put(7).find("A page came for an answer"), std::string::npos) << content;
+        server.on("PUT", "/c/t/j", [this](const Request& request) { return store(request); });
+        server.on("GET", "/c/t/j", Answer(200, content));
+        put(0);
+    }
     // Somebody was first, and what the server had obeyed it obeys no more.
     server.on("PUT", "/c/t/i", Answer(204));
     writeFile(work / "t/i", "new");

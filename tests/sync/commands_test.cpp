@@ -112,6 +112,21 @@ TEST_F(PairCommands, whatTheServerDoesNotMoveStays) {
     }
 }
 
+// It is moved into a folder that is moved there itself, and may not be written in here.
+TEST_F(PairCommands, whatCannotBeMovedHereStaysThere) {
+    for (const char* name : {"p/b", "p/x", "q/a", "r/k"}) write(folder("ann") / name, name);
+    pair("ann");
+    for (int again = 0; again < 2; ++again) EXPECT_EQ(sync("ann").exitCode, exitDone);
+    ASSERT_EQ(ask("MOVE", "p/b", "Destination: " + server.url("t/q/q") + "\r\n"), 201);
+    fs::rename(folder("ann") / "q", folder("ann") / "r/q");
+    const auto outcome =
+        runReadOnly(folder("ann") / "p", commandOf("ann", {"sync", folder("ann")}));
+    if (!outcome) GTEST_SKIP() << "nothing can be mounted here";
+    EXPECT_EQ(here("p/b") + thereIs("r/q/q"), "p/bp/b") << outcome->errors;
+    EXPECT_EQ(sync("ann").exitCode, exitDone);
+    EXPECT_EQ(here("r/q/q") + thereIs("r/q/q"), "p/bp/b");
+}
+
 // A file that becomes a folder takes two plans.
 TEST_F(PairCommands, whatWaitsIsToldOnce) {
     for (const char* name : {"a", "k"}) write(folder("ann") / name, "old");

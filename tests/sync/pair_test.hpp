@@ -5,6 +5,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 
@@ -40,6 +41,23 @@ protected:
     }
     support::Outcome run(const std::string& person, Arguments arguments) const {
         return support::run(commandOf(person, std::move(arguments)));
+    }
+    // The same with a folder in which nothing can be written. Nothing where the system forbids
+    // that.
+    std::optional<support::Outcome> runReadOnly(const std::filesystem::path& readOnly,
+                                                support::Command all) const {
+        const Arguments words{
+            "unshare",
+            "-rm",
+            "sh",
+            "-c",
+            "mount --bind \"$0\" \"$0\" && mount -o remount,bind,ro \"$0\" && exec \"$@\"; exit 77",
+            readOnly};
+        all.arguments.insert(all.arguments.begin(), words.begin(), words.end());
+        support::Outcome outcome = support::run(all);
+        const bool isForbidden = outcome.errors.find("unshare: ") != std::string::npos;
+        if (outcome.exitCode == 77 || isForbidden) return std::nullopt;
+        return outcome;
     }
     // url: of the collection; empty: the server's own.
     void pair(const std::string& person, const std::string& url = {}) const {
