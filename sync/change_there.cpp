@@ -170,6 +170,14 @@ void takeMoved(Work& work, const std::string& path, const ThereNode& before, con
     work.noteNode(path, std::move(moved));
 }
 
+// Whether a move was made though it failed: its answer was lost.
+Task<bool> wasMoved(Remote& remote, std::string fromUrl, std::string toUrl) {
+    const Result<std::optional<Resource>> to = co_await look(remote, std::move(toUrl));
+    if (!to || !*to) co_return false;
+    const Result<std::optional<Resource>> from = co_await look(remote, std::move(fromUrl));
+    co_return from && !*from;
+}
+
 Task<> lookAtMoved(Work& work, std::string path, bool isFolder) {
     std::string url = work.url(path, isFolder);
     if (!isFolder) {
@@ -290,11 +298,13 @@ Task<Result<Done>> moveThere(Work& work, std::string from, std::string path, boo
     Intent intent{.act = Act::moveThere, .path = path, .from = from};
     const Result<int64_t> id = co_await work.journal.note(std::move(intent));
     if (!id) co_return id.error();
-    Result<void> moved =
-        co_await move(work.remote, std::move(fromUrl), std::move(toUrl), Overwrite::no);
+    Result<void> moved = co_await move(work.remote, fromUrl, toUrl, Overwrite::no);
     if (!moved) {
-        work.noteUndone(*id);
-        co_return std::move(moved).error();
+        const bool wasDone = co_await wasMoved(work.remote, std::move(fromUrl), std::move(toUrl));
+        if (!wasDone) {
+            work.noteUndone(*id);
+            co_return std::move(moved).error();
+        }
     }
     work.journal.next().moves.emplace_back(from, path);
     // The order in the state: first the move, then what is known of each behind it.

@@ -64,6 +64,26 @@ TEST_P(SecondWriters, areLostWhereNothingIsBetter) {
     for (const char* seen : {"replaced", "removed", "d/x"}) EXPECT_TRUE(contents.contains(seen));
 }
 
+// An answer that is lost is no refusal: what was moved and edited is stored where it is now.
+struct LostAnswers : PairTest {};
+TEST_F(LostAnswers, ofAMoveMakeNoConflict) {
+    support::ScriptedServer proxy;
+    proxy.on("*", "*", faultyHandler(server, Fault::none, countdown(0)));
+    proxy.on("MOVE", "*", support::Answer().madeBy([this](const support::Request& whole) {
+        handOn(server.port(), whole, Fault::none);
+        return "HTTP/1.1 503 Busy\r\nContent-Length: 0\r\n\r\n";
+    }));
+    write(folder("ann") / "p/a", "old");
+    pair("ann", proxy.url("t/"));
+    for (int again = 0; again < 2; ++again) EXPECT_EQ(sync("ann").exitCode, exitDone);
+    fs::rename(folder("ann") / "p", folder("ann") / "q");
+    write(folder("ann") / "q/a", "new");
+    sync("ann");
+    EXPECT_EQ(sync("ann").exitCode, exitDone);
+    EXPECT_EQ(support::readFile(there() / "q/a"), "new");
+    EXPECT_EQ(filesIn(folder("ann")), filesIn(there()));
+}
+
 struct TagsOfSizes : PairTest {
     TagsOfSizes()
         : PairTest(std::make_unique<Apache>(support::ApacheOptions{.tagsOfSizes = true})) {}
