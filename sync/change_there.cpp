@@ -170,10 +170,15 @@ void takeMoved(Work& work, const std::string& path, const ThereNode& before, con
     work.noteNode(path, std::move(moved));
 }
 
-// Whether a move was made though it failed: its answer was lost.
-Task<bool> wasMoved(Remote& remote, std::string fromUrl, std::string toUrl) {
+// Whether a move was made though it failed: its answer was lost. What else somebody put into the
+// new place in the meantime is none of it.
+Task<bool> wasMoved(Remote& remote, std::string fromUrl, std::string toUrl, ThereNode seen) {
     const Result<std::optional<Resource>> to = co_await look(remote, std::move(toUrl));
-    if (!to || !*to) co_return false;
+    const bool isFolder = seen.kind == NodeKind::folder;
+    if (!to || !*to || (*to)->isCollection != isFolder) co_return false;
+    const bool isSame = (*to)->size == seen.state.size && ((*to)->tag.text == seen.state.tag.text ||
+                                                           (*to)->modified == seen.state.modified);
+    if (!isFolder && !isSame) co_return false;
     const Result<std::optional<Resource>> from = co_await look(remote, std::move(fromUrl));
     co_return from && !*from;
 }
@@ -300,7 +305,9 @@ Task<Result<Done>> moveThere(Work& work, std::string from, std::string path, boo
     if (!id) co_return id.error();
     Result<void> moved = co_await move(work.remote, fromUrl, toUrl, Overwrite::no);
     if (!moved) {
-        const bool wasDone = co_await wasMoved(work.remote, std::move(fromUrl), std::move(toUrl));
+        ThereNode seen = *work.there(path);
+        const bool wasDone =
+            co_await wasMoved(work.remote, std::move(fromUrl), std::move(toUrl), std::move(seen));
         if (!wasDone) {
             work.noteUndone(*id);
             co_return std::move(moved).error();

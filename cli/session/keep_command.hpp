@@ -21,7 +21,7 @@ bool hasKeepLine();
 // Runs the words, the program first, with our standard streams and in our process group, where it
 // may ask on a terminal. Gives its exit code; ends as it does, by SIGKILL, when a signal ended it.
 // What it leaves running may go on. When the line is closed all that it started is told to end, and
-// is killed if it does not within a second; but for what left the group, such as an agent.
+// is killed if it does not within a second; but for what left the group, such as a daemon.
 int keepCommand(const std::vector<std::string>& words);
 
 }  // namespace quillon::cli
